@@ -1,0 +1,343 @@
+// Sections as handles and views.
+//
+// One Section stands for one object that this process has open for one kind of access: every handle and every view of
+// it shares its mapping. The descriptor is closed at the first mapping, so an open section costs address space and
+// nothing else. The mapping goes when no handle and no view is left.
+#include <errno.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <tuple>
+#include <utility>
+
+#include "platform/fault_points.h"
+#include "platform/posix/handle_table.h"
+#include "platform/posix/last_error.h"
+#include "platform/posix/section_object.h"
+#include "platform/vo_platform.h"
+
+namespace
+{
+// Which object, of which size, for which access. As long as a Section lives, the object it stands for does, so its
+// number isn't given to another one.
+typedef std::tuple<dev_t, ino_t, off_t, bool> SectionKey;
+
+class Section : public KernelObject
+{
+public:
+    Section(const SectionKey& key, Descriptor descriptor) : m_key(key), m_descriptor(std::move(descriptor)) {}
+    ~Section() override;
+
+    // Under the lock of the sections.
+    bool EnsureMapped();
+
+    bool CanWrite() const { return std::get<bool>(m_key); }
+    char* Begin() const { return static_cast<char*>(m_mapping.Data()); }
+    size_t Size() const { return m_mapping.Size(); }
+
+    HANDLE m_hSection = nullptr;  // the handle it was given last, open or not; under the lock of the sections
+
+private:
+    SectionKey m_key;
+    Descriptor m_descriptor;  // until it is mapped
+    Mapping m_mapping;
+};
+
+struct View
+{
+    std::shared_ptr<Section> pSection;
+    uint64_t uMaps = 0;
+};
+
+struct SectionTable
+{
+    std::mutex lock;
+    std::map<SectionKey, std::weak_ptr<Section>> mapSections;
+    std::map<const char*, View> mapViews;  // by address
+};
+
+// Never destroyed: threads may still use sections while the process ends.
+SectionTable& Sections()
+{
+    static SectionTable* const s_pTable = new SectionTable;
+    return *s_pTable;
+}
+
+Section::~Section()
+{
+    SectionTable& table = Sections();
+    const std::lock_guard<std::mutex> guard(table.lock);
+    const auto place = table.mapSections.find(m_key);
+    // In the meantime another thread may have opened the object anew under the same key.
+    if (place != table.mapSections.end() && place->second.expired())
+    {
+        table.mapSections.erase(place);
+    }
+}
+
+bool Section::EnsureMapped()
+{
+    if (m_mapping.Data() != nullptr)
+    {
+        return true;
+    }
+    const size_t uSize = static_cast<size_t>(std::get<off_t>(m_key));
+    if (uSize == 0)
+    {
+        SetLastError(ERROR_FILE_INVALID);
+        return false;
+    }
+    if (!m_mapping.Map(m_descriptor.Get(), uSize, CanWrite()))
+    {
+        SetLastError(ErrorFromErrno(errno));
+        return false;
+    }
+    m_descriptor.Reset();
+    return true;
+}
+
+SectionKey KeyOf(const struct stat& info, bool bWrite)
+{
+    return SectionKey(info.st_dev, info.st_ino, info.st_size, bWrite);
+}
+
+std::shared_ptr<Section> FindSection(SectionTable& table, const SectionKey& key)
+{
+    const auto place = table.mapSections.find(key);
+    return place != table.mapSections.end() ? place->second.lock() : nullptr;
+}
+
+// The section behind a path: the one already open, or a new one. Null with errno set.
+std::shared_ptr<Section> OpenSection(const std::string& strPath, bool bWrite)
+{
+    SectionTable& table = Sections();
+    std::shared_ptr<Section> pSection;
+    struct stat info;
+    if (!FindSectionObject(strPath, &info))
+    {
+        return nullptr;
+    }
+    {
+        const std::lock_guard<std::mutex> guard(table.lock);
+        pSection = FindSection(table, KeyOf(info, bWrite));
+    }
+    if (pSection)
+    {
+        return pSection;
+    }
+    Descriptor descriptor = OpenSectionObject(strPath, bWrite, &info);
+    if (!descriptor.IsOpen())
+    {
+        return nullptr;
+    }
+    const std::lock_guard<std::mutex> guard(table.lock);
+    pSection = FindSection(table, KeyOf(info, bWrite));
+    if (!pSection)
+    {
+        pSection = std::make_shared<Section>(KeyOf(info, bWrite), std::move(descriptor));
+        table.mapSections[KeyOf(info, bWrite)] = pSection;
+    }
+    return pSection;
+}
+
+// A handle for a section: the one it has, opened once more, or a new one.
+HANDLE HandleOf(const std::shared_ptr<Section>& pSection)
+{
+    const std::lock_guard<std::mutex> guard(Sections().lock);
+    if (pSection->m_hSection == nullptr || !HandleTable::Instance().Reopen(pSection->m_hSection))
+    {
+        pSection->m_hSection = HandleTable::Instance().Add(pSection);
+    }
+    return pSection->m_hSection;
+}
+
+HANDLE OpenByPath(const std::string& strPath, bool bWrite)
+{
+    const std::shared_ptr<Section> pSection = OpenSection(strPath, bWrite);
+    if (!pSection)
+    {
+        SetLastError(ErrorFromErrno(errno));
+        return nullptr;
+    }
+    return HandleOf(pSection);
+}
+
+// The view that holds an address, or the end of the table. Under the lock of the sections.
+std::map<const char*, View>::iterator FindView(SectionTable& table, const void* pAddress)
+{
+    auto place = table.mapViews.upper_bound(static_cast<const char*>(pAddress));
+    if (place == table.mapViews.begin())
+    {
+        return table.mapViews.end();
+    }
+    --place;
+    const size_t uOffset = static_cast<size_t>(static_cast<const char*>(pAddress) - place->first);
+    return uOffset < place->second.pSection->Size() ? place : table.mapViews.end();
+}
+}  // namespace
+
+HANDLE OpenFileMappingW(DWORD uAccess, BOOL bInherit, const VOWCHAR* pszName)
+{
+    if ((uAccess != FILE_MAP_READ && uAccess != FILE_MAP_WRITE) || bInherit != FALSE)
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    if (VO_FAULT_POINT("OpenFileMappingW"))
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    const std::string strPath = SectionObjectPath(pszName, "");
+    if (strPath.empty())
+    {
+        SetLastError(ErrorFromErrno(errno));
+        return nullptr;
+    }
+    return OpenByPath(strPath, uAccess == FILE_MAP_WRITE);
+}
+
+HANDLE CreateFileMappingW(HANDLE hFile, void* pSecurity, DWORD uProtect, DWORD uSizeHigh, DWORD uSizeLow,
+                          const VOWCHAR* pszName)
+{
+    const uint64_t ullSize = (uint64_t{uSizeHigh} << 32) | uSizeLow;
+    if (hFile != INVALID_HANDLE_VALUE || pSecurity != nullptr || uProtect != PAGE_READWRITE || ullSize == 0)
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    if (VO_FAULT_POINT("CreateFileMappingW"))
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    const std::string strPath = SectionObjectPath(pszName, "");
+    if (strPath.empty())
+    {
+        SetLastError(ErrorFromErrno(errno));
+        return nullptr;
+    }
+    // Somebody else may make the object, or remove it, between two of these steps: then they begin again.
+    for (;;)
+    {
+        HANDLE hSection = OpenByPath(strPath, true);
+        if (hSection != nullptr)
+        {
+            SetLastError(ERROR_ALREADY_EXISTS);
+            return hSection;
+        }
+        if (GetLastError() != ERROR_FILE_NOT_FOUND)
+        {
+            return nullptr;
+        }
+        TemporaryObject object;
+        if (object.Create(strPath, ullSize) && object.Publish(false))
+        {
+            hSection = OpenByPath(strPath, true);
+            if (hSection != nullptr)
+            {
+                SetLastError(ERROR_SUCCESS);
+                return hSection;
+            }
+            if (GetLastError() != ERROR_FILE_NOT_FOUND)
+            {
+                return nullptr;
+            }
+        }
+        else if (errno != EEXIST)
+        {
+            SetLastError(ErrorFromErrno(errno));
+            return nullptr;
+        }
+    }
+}
+
+void* MapViewOfFile(HANDLE hSection, DWORD uAccess, DWORD uOffsetHigh, DWORD uOffsetLow, SIZE_T uLength)
+{
+    const bool bAccess = uAccess == FILE_MAP_READ || uAccess == FILE_MAP_WRITE;
+    if (!bAccess || uOffsetHigh != 0 || uOffsetLow != 0 || uLength != 0)
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    if (VO_FAULT_POINT("MapViewOfFile"))
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    const std::shared_ptr<Section> pSection = HandleTable::Instance().Find<Section>(hSection);
+    if (!pSection)
+    {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
+    if (uAccess == FILE_MAP_WRITE && !pSection->CanWrite())
+    {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
+    SectionTable& table = Sections();
+    const std::lock_guard<std::mutex> guard(table.lock);
+    if (!pSection->EnsureMapped())
+    {
+        return nullptr;
+    }
+    View& view = table.mapViews[pSection->Begin()];
+    view.pSection = pSection;
+    ++view.uMaps;
+    return pSection->Begin();
+}
+
+BOOL UnmapViewOfFile(const void* pView)
+{
+    std::shared_ptr<Section> pReleased;  // destroyed after the lock is given back
+    SectionTable& table = Sections();
+    const std::lock_guard<std::mutex> guard(table.lock);
+    const auto place = table.mapViews.find(static_cast<const char*>(pView));
+    if (place == table.mapViews.end())
+    {
+        SetLastError(ERROR_INVALID_ADDRESS);
+        return FALSE;
+    }
+    if (--place->second.uMaps == 0)
+    {
+        pReleased = std::move(place->second.pSection);
+        table.mapViews.erase(place);
+    }
+    return TRUE;
+}
+
+SIZE_T VirtualQuery(const void* pAddress, MEMORY_BASIC_INFORMATION* pInfo, SIZE_T uLength)
+{
+    if (pInfo == nullptr || uLength != sizeof(*pInfo))
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    if (VO_FAULT_POINT("VirtualQuery"))
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return 0;
+    }
+    SectionTable& table = Sections();
+    const std::lock_guard<std::mutex> guard(table.lock);
+    const auto place = FindView(table, pAddress);
+    if (place == table.mapViews.end())
+    {
+        SetLastError(ERROR_INVALID_ADDRESS);
+        return 0;
+    }
+    const Section& section = *place->second.pSection;
+    const size_t uPage = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t uOffset = static_cast<size_t>(static_cast<const char*>(pAddress) - section.Begin()) / uPage * uPage;
+    pInfo->BaseAddress = section.Begin() + uOffset;
+    pInfo->AllocationBase = section.Begin();
+    pInfo->RegionSize = section.Size() - uOffset;
+    pInfo->State = MEM_COMMIT;
+    pInfo->Protect = section.CanWrite() ? PAGE_READWRITE : PAGE_READONLY;
+    pInfo->Type = MEM_MAPPED;
+    return sizeof(*pInfo);
+}

@@ -1,0 +1,153 @@
+#include "platform/vo_process.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+
+#include "platform/fault_points.h"
+
+namespace
+{
+// A request is a byte in a pipe that nobody takes out again: whoever waits, now or later, finds the pipe readable.
+std::atomic<bool> s_bRequested{false};
+std::atomic<int> s_nRequestEnd{-1};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
+              "a signal handler uses them");
+
+void NoteRequest()
+{
+    const int nError = errno;
+    if (!s_bRequested.exchange(true))
+    {
+        const char cByte = 1;
+        const int nRequestEnd = s_nRequestEnd.load();
+        [[maybe_unused]] const ssize_t nWritten = nRequestEnd >= 0 ? write(nRequestEnd, &cByte, 1) : 0;
+    }
+    errno = nError;
+}
+
+void OnStopSignal(int)
+{
+    NoteRequest();
+}
+
+// The end of the pipe to wait at, or -1 when there can't be one.
+int WaitingEnd()
+{
+    static const int s_nWaitingEnd = []
+    {
+        int aEnds[2] = {-1, -1};
+        if (VO_FAULT_POINT("stop.pipe") || pipe2(aEnds, O_CLOEXEC | O_NONBLOCK) != 0)
+        {
+            return -1;
+        }
+        s_nRequestEnd.store(aEnds[1]);
+        if (s_bRequested.load())
+        {
+            const char cByte = 1;
+            [[maybe_unused]] const ssize_t nWritten = write(aEnds[1], &cByte, 1);
+        }
+        return aEnds[0];
+    }();
+    return s_nWaitingEnd;
+}
+
+bool HandleSignal(int nSignal)
+{
+    struct sigaction action = {};
+    action.sa_handler = OnStopSignal;
+    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);  // the second one finds the system's own action
+    sigemptyset(&action.sa_mask);
+    return sigaction(nSignal, &action, nullptr) == 0;
+}
+
+// A terminal that closes asks to stop, unless the program was started to outlive it.
+bool HandleHangUp()
+{
+    struct sigaction action = {};
+    return sigaction(SIGHUP, nullptr, &action) == 0 && (action.sa_handler == SIG_IGN || HandleSignal(SIGHUP));
+}
+
+int64_t MillisecondsNow()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+}  // namespace
+
+uint32_t VOProcessId()
+{
+    return static_cast<uint32_t>(getpid());
+}
+
+void VOSleepMilliseconds(uint32_t uMilliseconds)
+{
+    timespec rest = {static_cast<time_t>(uMilliseconds / 1000), static_cast<long>(uMilliseconds % 1000) * 1000000};
+    while (nanosleep(&rest, &rest) != 0 && errno == EINTR)
+    {
+    }
+}
+
+std::vector<std::string> VOArguments(int nCount, char** ppszArguments)
+{
+    return nCount > 1 ? std::vector<std::string>(ppszArguments + 1, ppszArguments + nCount)
+                      : std::vector<std::string>();
+}
+
+void VOPrepareConsole() {}
+
+bool VOIsTerminal(FILE* pStream)
+{
+    return isatty(fileno(pStream)) == 1;
+}
+
+unsigned VOConsoleWidth()
+{
+    winsize size = {};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+bool VOHandleStopRequests()
+{
+    static const bool s_bHandled = WaitingEnd() >= 0 && HandleSignal(SIGINT) && HandleSignal(SIGTERM) && HandleHangUp();
+    return s_bHandled;
+}
+
+bool VOStopRequested()
+{
+    return s_bRequested.load();
+}
+
+bool VOWaitForStopRequest(uint32_t uMilliseconds)
+{
+    const bool bForever = uMilliseconds == std::numeric_limits<uint32_t>::max();
+    const int64_t nEnd = MillisecondsNow() + uMilliseconds;
+    pollfd waiting = {WaitingEnd(), POLLIN, 0};
+    while (!VOStopRequested())
+    {
+        const int64_t nLeft = nEnd - MillisecondsNow();
+        if (!bForever && nLeft <= 0)
+        {
+            break;
+        }
+        // Without a pipe (a negative descriptor is skipped) the flag is looked at every now and then.
+        const int64_t nMost = waiting.fd >= 0 ? std::numeric_limits<int>::max() : 50;
+        const int nResult = poll(&waiting, 1, static_cast<int>(bForever ? nMost : std::min(nLeft, nMost)));
+        (void)nResult;
+    }
+    return VOStopRequested();
+}
+
+void VORequestStop()
+{
+    NoteRequest();
+}

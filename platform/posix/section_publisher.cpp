@@ -1,0 +1,217 @@
+// Publishing sections: objects made, taken over, replaced and withdrawn by name.
+#include "platform/vo_section_publisher.h"
+
+#include <errno.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "platform/fault_points.h"
+#include "platform/posix/last_error.h"
+#include "platform/posix/section_object.h"
+
+namespace
+{
+struct PublishedObject
+{
+    std::string strPath;
+    Mapping mapping;
+    dev_t uDevice = 0;  // which object is held, to tell it from one that has taken over its name
+    ino_t uObject = 0;
+    bool bExisted = false;
+};
+
+typedef std::function<bool(void* pData, size_t uSize)> Writer;
+
+// True when the name is free or stands for something of this user's. Being allowed to replace another user's object, as
+// the superuser is, is no reason to do it.
+bool MayReplace(const std::string& strPath)
+{
+    struct stat info;
+    if (lstat(strPath.c_str(), &info) != 0)
+    {
+        return errno == ENOENT;
+    }
+    errno = EACCES;
+    return info.st_uid == geteuid();
+}
+
+bool Take(PublishedObject& holding, int nDescriptor, const struct stat& info)
+{
+    holding.uDevice = info.st_dev;
+    holding.uObject = info.st_ino;
+    return holding.mapping.Map(nDescriptor, static_cast<size_t>(info.st_size), true);
+}
+
+// Holds the object of that path when it is sound and large enough. *pbReplace tells, after a failure, that one which
+// isn't stands in the way; false with *pbReplace unset and ENOENT that there is none.
+bool TakeOver(PublishedObject& holding, size_t uSize, bool* pbReplace)
+{
+    struct stat info;
+    const Descriptor descriptor = OpenSectionObject(holding.strPath, true, &info);
+    if (!descriptor.IsOpen())
+    {
+        *pbReplace = errno == EACCES || errno == ELOOP || errno == EMLINK || errno == ENXIO;
+        return false;
+    }
+    if (static_cast<size_t>(info.st_size) < uSize)
+    {
+        *pbReplace = true;
+        errno = EEXIST;
+        return false;
+    }
+    holding.bExisted = true;
+    return Take(holding, descriptor.Get(), info);
+}
+
+// Builds an object, has it filled, and gives it the name. EEXIST without bReplace when the name is taken.
+bool Build(PublishedObject& holding, size_t uSize, const Writer* pfnWriter, bool bReplace)
+{
+    TemporaryObject object;
+    struct stat info;
+    if (bReplace && !MayReplace(holding.strPath))
+    {
+        return false;
+    }
+    if (!object.Create(holding.strPath, uSize) || fstat(object.Get(), &info) != 0 || !Take(holding, object.Get(), info))
+    {
+        return false;
+    }
+    if (pfnWriter != nullptr && !(*pfnWriter)(holding.mapping.Data(), uSize))
+    {
+        errno = ECANCELED;
+        return false;
+    }
+    return object.Publish(bReplace);
+}
+}  // namespace
+
+struct VOPublishedSection::Holding : PublishedObject
+{
+};
+
+VOPublishedSection::VOPublishedSection() = default;
+
+VOPublishedSection::~VOPublishedSection()
+{
+    Withdraw();
+}
+
+bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
+{
+    const std::string strPath = SectionObjectPath(pszName, "");
+    errno = strPath.empty() ? errno : EINVAL;
+    if (strPath.empty() || uSize == 0)
+    {
+        SetLastError(ErrorFromErrno(errno));
+        return false;
+    }
+    RemoveStaleObjects(strPath);
+    // The name may come and go between the two attempts: then they are made again.
+    for (;;)
+    {
+        bool bReplace = false;
+        auto pHolding = std::make_unique<Holding>();
+        pHolding->strPath = strPath;
+        bool bHeld = TakeOver(*pHolding, uSize, &bReplace);
+        if (!bHeld && (bReplace || errno == ENOENT))
+        {
+            bHeld = Build(*pHolding, uSize, nullptr, bReplace);
+            if (!bHeld && !bReplace && errno == EEXIST)
+            {
+                continue;
+            }
+        }
+        if (!bHeld)
+        {
+            SetLastError(ErrorFromErrno(errno));
+            return false;
+        }
+        m_pHolding = std::move(pHolding);
+        return true;
+    }
+}
+
+bool VOPublishedSection::Existed() const
+{
+    return m_pHolding && m_pHolding->bExisted;
+}
+
+bool VOPublishedSection::Replace(const VOWCHAR* pszName, size_t uSize, const Writer& fnWriter)
+{
+    auto pHolding = std::make_unique<Holding>();
+    pHolding->strPath = SectionObjectPath(pszName, "");
+    errno = pHolding->strPath.empty() ? errno : EINVAL;
+    if (pHolding->strPath.empty() || uSize == 0 || !fnWriter)
+    {
+        SetLastError(ErrorFromErrno(errno));
+        return false;
+    }
+    RemoveStaleObjects(pHolding->strPath);
+    if (!Build(*pHolding, uSize, &fnWriter, true))
+    {
+        SetLastError(ErrorFromErrno(errno));
+        return false;
+    }
+    m_pHolding = std::move(pHolding);
+    return true;
+}
+
+bool VOPublishedSection::Replace(const VOWCHAR* pszName, const void* pBytes, size_t uSize)
+{
+    return Replace(pszName, uSize,
+                   [pBytes](void* pData, size_t uLength)
+                   {
+                       memcpy(pData, pBytes, uLength);
+                       return true;
+                   });
+}
+
+void* VOPublishedSection::Data() const
+{
+    return m_pHolding ? m_pHolding->mapping.Data() : nullptr;
+}
+
+size_t VOPublishedSection::Size() const
+{
+    return m_pHolding ? m_pHolding->mapping.Size() : 0;
+}
+
+bool VOPublishedSection::Withdraw()
+{
+    if (!m_pHolding)
+    {
+        return true;
+    }
+    struct stat info;
+    const char* const pszPath = m_pHolding->strPath.c_str();
+    const bool bFound = lstat(pszPath, &info) == 0;
+    bool bWithdrawn = bFound || errno == ENOENT;
+    if (bFound && info.st_dev == m_pHolding->uDevice && info.st_ino == m_pHolding->uObject)
+    {
+        errno = EACCES;
+        bWithdrawn = !VO_FAULT_POINT("section.withdraw") && (unlink(pszPath) == 0 || errno == ENOENT);
+    }
+    if (!bWithdrawn)
+    {
+        SetLastError(ErrorFromErrno(errno));
+    }
+    m_pHolding.reset();
+    return bWithdrawn;
+}
+
+void VOPublishedSection::Detach()
+{
+    m_pHolding.reset();
+}
+
+std::vector<std::string> VOListStaleSectionObjects()
+{
+    return ListStaleObjects(std::string());
+}
+
+size_t VORemoveStaleSectionObjects()
+{
+    return RemoveStaleObjects(std::string());
+}

@@ -1,0 +1,38 @@
+// Reading directories, for programs that fill an index.
+#pragma once
+
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+#include "vo_types.h"
+
+// One entry of a directory. Links (symbolic links, junctions) are described themselves and never followed.
+struct VODirectoryEntry
+{
+    VOWString strName;        // one path component, in the form of vo_native_names.h
+    bool bFolder = false;     // a directory that can be listed in turn; never set for a link
+    bool bLink = false;       // a symbolic link or a junction
+    uint32_t uAttribute = 0;  // the _A_ bits, as _wfindfirst64i32 reports them
+    uint64_t ullSize = 0;     // bytes; 0 for a folder
+    int64_t nCreateTime = 0;  // seconds since 1970 UTC; the write time where the file system keeps no birth time
+    int64_t nAccessTime = 0;
+    int64_t nWriteTime = 0;
+};
+
+// Why a call of the system failed: its own error number, and that in words (UTF-8).
+struct VOSystemError
+{
+    int nError = 0;
+    std::string strText;
+};
+
+// Lists a directory without "." and "..", sorted by the units of the names. Sockets, pipes and devices count as files.
+// An entry that vanishes while the directory is read is left out; one that can't be looked at is listed with what is
+// known. strPath may be a link to a directory. Failure: false, *pError set, *pvecEntries empty.
+bool VOListDirectory(const VOWString& strPath, std::vector<VODirectoryEntry>* pvecEntries, VOSystemError* pError);
+
+// Describes the one file, directory or link that a path names; strName is its last component. Failure: false, *pError
+// set.
+bool VODescribeFile(const VOWString& strPath, VODirectoryEntry* pEntry, VOSystemError* pError);

@@ -1,0 +1,39 @@
+// The process, its console, and requests to stop.
+#pragma once
+
+#include <stdint.h>
+#include <stdio.h>
+
+#include <string>
+#include <vector>
+
+uint32_t VOProcessId();
+
+void VOSleepMilliseconds(uint32_t uMilliseconds);
+
+// The program's arguments after its name, in the narrow form of vo_native_names.h on both systems.
+std::vector<std::string> VOArguments(int nCount, char** ppszArguments);
+
+// Makes a console show UTF-8 and understand colour sequences, where that isn't so by itself.
+void VOPrepareConsole();
+
+// True when the stream ends at a terminal that a person looks at.
+bool VOIsTerminal(FILE* pStream);
+
+// Columns of the terminal that standard output ends at; 0 when it isn't one.
+unsigned VOConsoleWidth();
+
+// From this call on, the first request to stop (SIGINT or SIGTERM; Ctrl-C, Ctrl-Break or the closing of the console on
+// Windows) is noted instead of ending the process; a second one ends it at once. Calling it again changes nothing.
+// False when the system refused.
+bool VOHandleStopRequests();
+
+// True once a request was noted.
+bool VOStopRequested();
+
+// Waits for a request at most so long (0xFFFFFFFF: without limit). True when there is one. Any number of threads may
+// wait.
+bool VOWaitForStopRequest(uint32_t uMilliseconds);
+
+// Makes the request from inside the program.
+void VORequestStop();

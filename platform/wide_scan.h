@@ -1,0 +1,194 @@
+// Fast passes over 16-bit text: its length, and the copy that makes a path fit for lookup.
+//
+// Text is read 8 units at a time where the processor can. A block may reach behind the terminator, which is sound as
+// long as it stays in the page of a byte that belongs to the text: memory protection has no finer grain. So a block
+// that would cross into the next page isn't read; its units are taken one by one. The address and thread sanitizers
+// know a finer grain, so the one function that reads blocks is kept from them; every byte behind the terminator is
+// dropped there and then, and decides nothing.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include "vo_types.h"
+
+#if defined(__SSE2__) || defined(_M_X64)
+#define VO_WIDE_SCAN_BLOCKS 1
+#include <emmintrin.h>
+#if defined(_MSC_VER)
+#include <intrin.h>
+#endif
+#else
+#define VO_WIDE_SCAN_BLOCKS 0
+#endif
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define VO_WIDE_SCAN_UNCHECKED __attribute__((noinline, no_sanitize("address"), no_sanitize("thread")))
+#endif
+#elif defined(__SANITIZE_ADDRESS__) && defined(_MSC_VER)
+#define VO_WIDE_SCAN_UNCHECKED __declspec(noinline) __declspec(no_sanitize_address)
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VO_WIDE_SCAN_UNCHECKED __attribute__((noinline, no_sanitize_address, no_sanitize_thread))
+#endif
+#if !defined(VO_WIDE_SCAN_UNCHECKED)
+#define VO_WIDE_SCAN_UNCHECKED
+#endif
+
+// One unit at any address. The pointer's type is dropped first, so that nothing is concluded from its alignment.
+inline VOWCHAR VOLoadUnit(const VOWCHAR* pUnit)
+{
+    const void* pBytes = pUnit;
+    VOWCHAR cUnit;
+    memcpy(&cUnit, pBytes, sizeof(cUnit));
+    return cUnit;
+}
+
+inline void VOStoreUnit(VOWCHAR* pUnit, VOWCHAR cUnit)
+{
+    void* pBytes = pUnit;
+    memcpy(pBytes, &cUnit, sizeof(cUnit));
+}
+
+#if VO_WIDE_SCAN_BLOCKS
+
+constexpr unsigned VO_WIDE_SCAN_UNITS = 8;
+
+// True when the 16 bytes at pUnit lie in one page (of 4 KiB: the smallest there is).
+inline bool VOBlockInPage(const VOWCHAR* pUnit)
+{
+    return (reinterpret_cast<uintptr_t>(pUnit) & 4095u) <= 4096u - 16u;
+}
+
+// The 16 bytes at pUnit, of which the first belongs to the text.
+VO_WIDE_SCAN_UNCHECKED inline __m128i VOLoadBlock(const VOWCHAR* pUnit)
+{
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(pUnit));
+}
+
+// How many units of a block come before its first zero unit, from the bytes that a comparison with zero has set.
+inline unsigned VOUnitsBeforeZero(unsigned uZeroBytes)
+{
+#if defined(_MSC_VER)
+    unsigned long uBit = 0;
+    _BitScanForward(&uBit, uZeroBytes);
+    return uBit / 2;
+#else
+    return static_cast<unsigned>(__builtin_ctz(uZeroBytes)) / 2;
+#endif
+}
+
+#endif
+
+// Units before the terminator, or uMost when there is none among the first uMost units. No unit behind these counts.
+inline size_t VOWideLength(const VOWCHAR* pszText, size_t uMost = SIZE_MAX)
+{
+    size_t uLength = 0;
+    while (uLength < uMost)
+    {
+#if VO_WIDE_SCAN_BLOCKS
+        if (VOBlockInPage(pszText + uLength))
+        {
+            const __m128i zero = _mm_cmpeq_epi16(VOLoadBlock(pszText + uLength), _mm_setzero_si128());
+            const unsigned uZeroBytes = static_cast<unsigned>(_mm_movemask_epi8(zero));
+            const size_t uLeft = uMost - uLength;
+            const size_t uUnits = uZeroBytes != 0 ? VOUnitsBeforeZero(uZeroBytes) : VO_WIDE_SCAN_UNITS;
+            if (uZeroBytes != 0 || uLeft <= uUnits)
+            {
+                return uLength + (uUnits < uLeft ? uUnits : uLeft);
+            }
+            uLength += uUnits;
+            continue;
+        }
+#endif
+        if (VOLoadUnit(pszText + uLength) == 0)
+        {
+            break;
+        }
+        ++uLength;
+    }
+    return uLength;
+}
+
+#if VO_WIDE_SCAN_BLOCKS
+
+// The units of VOFoldCopy, 8 at a time, from a text whose next block may be read. *pbEnd is set when its terminator was
+// met; otherwise the next block would not fit before uCapacity - 1 or would cross into the next page. Result: the new
+// length.
+inline unsigned VOFoldCopyBlocks(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigned uLength, unsigned uCapacity,
+                                 bool bLower, bool* pbHasColon, bool* pbEnd)
+{
+    // To keep the first n units of a block, mask it with the 16 bytes from place 16 - 2 * n on.
+    static constexpr unsigned char aKeep[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                                0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    const __m128i backslash = _mm_set1_epi16('\\');
+    const __m128i slashChange = _mm_set1_epi16('\\' ^ '/');
+    const __m128i colon = _mm_set1_epi16(':');
+    const __m128i beforeA = _mm_set1_epi16('A' - 1);
+    const __m128i behindZ = _mm_set1_epi16('Z' + 1);
+    const __m128i lowerBit = _mm_set1_epi16(bLower ? 'A' ^ 'a' : 0);
+    __m128i colons = _mm_setzero_si128();
+    while (!*pbEnd && uCapacity - uLength > VO_WIDE_SCAN_UNITS && VOBlockInPage(pszFrom + uLength))
+    {
+        __m128i block = VOLoadBlock(pszFrom + uLength);
+        const __m128i zero = _mm_cmpeq_epi16(block, _mm_setzero_si128());
+        const unsigned uZeroBytes = static_cast<unsigned>(_mm_movemask_epi8(zero));
+        unsigned uUnits = VO_WIDE_SCAN_UNITS;
+        if (uZeroBytes != 0)
+        {
+            uUnits = VOUnitsBeforeZero(uZeroBytes);
+            block = _mm_and_si128(block, _mm_loadu_si128(reinterpret_cast<const __m128i*>(aKeep + 16 - 2 * uUnits)));
+            *pbEnd = true;
+        }
+        colons = _mm_or_si128(colons, _mm_cmpeq_epi16(block, colon));
+        block = _mm_xor_si128(block, _mm_and_si128(_mm_cmpeq_epi16(block, backslash), slashChange));
+        const __m128i capital = _mm_and_si128(_mm_cmpgt_epi16(block, beforeA), _mm_cmpgt_epi16(behindZ, block));
+        block = _mm_or_si128(block, _mm_and_si128(capital, lowerBit));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pszTo + uLength), block);
+        uLength += uUnits;
+    }
+    *pbHasColon = *pbHasColon || _mm_movemask_epi8(colons) != 0;
+    return uLength;
+}
+
+#endif
+
+// Copies the text pszFrom, at most uCapacity - 1 units of it, to a buffer of uCapacity units. "\" becomes "/"; with
+// bLower, "A" to "Z" become lower case and no other unit changes. pszTo is terminated; what lies behind the terminator
+// within the buffer may become zero. *pbHasColon (may be null) tells whether ":" is among the units copied. Either text
+// may sit at an odd address; they don't overlap. Result: the units copied. With uCapacity 0 nothing is written.
+inline unsigned VOFoldCopy(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigned uCapacity, bool bLower, bool* pbHasColon)
+{
+    unsigned uLength = 0;
+    bool bColon = false;
+    bool bEnd = uCapacity == 0;
+    while (!bEnd)
+    {
+#if VO_WIDE_SCAN_BLOCKS
+        uLength = VOFoldCopyBlocks(pszTo, pszFrom, uLength, uCapacity, bLower, &bColon, &bEnd);
+#endif
+        // What no block could take: the last units before the capacity, or those around the end of a page.
+        for (unsigned uUnit = 0; !bEnd && uUnit < 8; ++uUnit)
+        {
+            const VOWCHAR cUnit = uLength + 1 < uCapacity ? VOLoadUnit(pszFrom + uLength) : VOWCHAR{0};
+            const bool bFold = bLower && cUnit >= 'A' && cUnit <= 'Z';
+            bColon = bColon || cUnit == ':';
+            bEnd = cUnit == 0;
+            if (!bEnd)
+            {
+                const VOWCHAR cFolded = static_cast<VOWCHAR>(bFold ? cUnit | 0x20 : cUnit);
+                VOStoreUnit(pszTo + uLength++, cUnit == '\\' ? VOWCHAR{'/'} : cFolded);
+            }
+        }
+    }
+    if (uCapacity != 0)
+    {
+        VOStoreUnit(pszTo + uLength, 0);
+    }
+    if (pbHasColon != nullptr)
+    {
+        *pbHasColon = bColon;
+    }
+    return uLength;
+}

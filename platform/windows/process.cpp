@@ -1,0 +1,121 @@
+#include "platform/vo_process.h"
+
+#include <io.h>
+
+#include <atomic>
+
+#include "platform/vo_native_names.h"
+#include "platform/vo_platform.h"
+// It takes the system's types from the header above.
+#include <shellapi.h>
+
+namespace
+{
+std::atomic<bool> s_bRequested{false};
+
+// Set by a request and never reset: whoever waits, now or later, finds it set. Null when there can't be one.
+HANDLE RequestEvent()
+{
+    static const HANDLE s_hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    return s_hEvent;
+}
+
+// Runs on a thread of the system's.
+BOOL WINAPI OnConsoleControl(DWORD uControl)
+{
+    if (s_bRequested.load())
+    {
+        return FALSE;  // the second request: the system ends the process
+    }
+    VORequestStop();
+    if (uControl == CTRL_CLOSE_EVENT || uControl == CTRL_LOGOFF_EVENT || uControl == CTRL_SHUTDOWN_EVENT)
+    {
+        Sleep(INFINITE);  // the process ends when this returns: the program gets the time that the system allows
+    }
+    return TRUE;
+}
+}  // namespace
+
+uint32_t VOProcessId()
+{
+    return GetCurrentProcessId();
+}
+
+void VOSleepMilliseconds(uint32_t uMilliseconds)
+{
+    Sleep(uMilliseconds);
+}
+
+std::vector<std::string> VOArguments(int nCount, char** ppszArguments)
+{
+    std::vector<std::string> vecArguments;
+    int nWide = 0;
+    LPWSTR* const ppszWide = CommandLineToArgvW(GetCommandLineW(), &nWide);
+    if (ppszWide == nullptr)
+    {
+        // In the program's code page, which is better than none.
+        return nCount > 1 ? std::vector<std::string>(ppszArguments + 1, ppszArguments + nCount) : vecArguments;
+    }
+    for (int nArgument = 1; nArgument < nWide; ++nArgument)
+    {
+        vecArguments.push_back(VOToNativePath(ppszWide[nArgument]));
+    }
+    LocalFree(ppszWide);
+    return vecArguments;
+}
+
+void VOPrepareConsole()
+{
+    const HANDLE hOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+    DWORD uMode = 0;
+    SetConsoleOutputCP(CP_UTF8);
+    if (GetConsoleMode(hOutput, &uMode) != FALSE)
+    {
+        SetConsoleMode(hOutput, uMode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+    }
+}
+
+bool VOIsTerminal(FILE* pStream)
+{
+    // Any character device counts for _isatty, the null device too; only a console has a mode.
+    const int nDescriptor = _fileno(pStream);
+    DWORD uMode = 0;
+    return nDescriptor >= 0 && _isatty(nDescriptor) != 0 &&
+           GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(nDescriptor)), &uMode) != FALSE;
+}
+
+unsigned VOConsoleWidth()
+{
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) == FALSE)
+    {
+        return 0;
+    }
+    return static_cast<unsigned>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
+bool VOHandleStopRequests()
+{
+    static const bool s_bHandled = RequestEvent() != nullptr && SetConsoleCtrlHandler(OnConsoleControl, TRUE) != FALSE;
+    return s_bHandled;
+}
+
+bool VOStopRequested()
+{
+    return s_bRequested.load();
+}
+
+bool VOWaitForStopRequest(uint32_t uMilliseconds)
+{
+    if (!VOStopRequested())
+    {
+        WaitForSingleObject(RequestEvent(), uMilliseconds);
+    }
+    return VOStopRequested();
+}
+
+void VORequestStop()
+{
+    s_bRequested.store(true);
+    SetEvent(RequestEvent());
+}

@@ -1,0 +1,194 @@
+// Publishing sections: they are reserved large, committed as they grow, and overwritten.
+#include "platform/vo_section_publisher.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/vo_platform.h"
+
+namespace
+{
+struct PublishedSection
+{
+    PublishedSection() = default;
+    PublishedSection(const PublishedSection&) = delete;
+    PublishedSection& operator=(const PublishedSection&) = delete;
+    ~PublishedSection()
+    {
+        if (pView != nullptr)
+        {
+            UnmapViewOfFile(pView);
+        }
+        if (hSection != nullptr)
+        {
+            CloseHandle(hSection);
+        }
+    }
+
+    VOWString strName;
+    HANDLE hSection = nullptr;
+    void* pView = nullptr;
+    size_t uSize = 0;  // bytes that hold the content
+    bool bExisted = false;
+};
+
+bool FailWith(DWORD uError)
+{
+    SetLastError(uError);
+    return false;
+}
+
+// Opens or makes the section and maps it. uReserve 0: all of it is committed at once.
+bool Open(PublishedSection& section, const VOWCHAR* pszName, size_t uSize, size_t uReserve)
+{
+    const DWORD uProtect = PAGE_READWRITE | (uReserve != 0 ? static_cast<DWORD>(SEC_RESERVE) : 0);
+    const uint64_t ullWhole = std::max(uSize, uReserve);
+    section.strName = pszName;
+    section.hSection = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, uProtect, static_cast<DWORD>(ullWhole >> 32),
+                                          static_cast<DWORD>(ullWhole), pszName);
+    section.bExisted = section.hSection != nullptr && GetLastError() == ERROR_ALREADY_EXISTS;
+    section.pView = section.hSection != nullptr ? MapViewOfFile(section.hSection, FILE_MAP_WRITE, 0, 0, 0) : nullptr;
+    return section.pView != nullptr;
+}
+
+// The view's whole length, committed or not.
+size_t WholeLength(const void* pView)
+{
+    size_t uLength = 0;
+    MEMORY_BASIC_INFORMATION info;
+    while (VirtualQuery(static_cast<const char*>(pView) + uLength, &info, sizeof(info)) != 0 &&
+           info.AllocationBase == pView)
+    {
+        uLength += info.RegionSize;
+    }
+    return uLength;
+}
+
+// Makes sure that uSize bytes from the start may be touched.
+bool Commit(const PublishedSection& section, size_t uSize)
+{
+    if (VOViewSize(section.pView) >= uSize)
+    {
+        return true;
+    }
+    if (WholeLength(section.pView) < uSize)
+    {
+        return FailWith(ERROR_NOT_ENOUGH_MEMORY);
+    }
+    return VirtualAlloc(section.pView, uSize, MEM_COMMIT, PAGE_READWRITE) != nullptr;
+}
+
+// Room in the section of that name for the content, and for what it may grow to.
+size_t ReserveFor(size_t uSize)
+{
+    return std::max(VO_SECTION_RESERVE, uSize + uSize / 2);
+}
+}  // namespace
+
+struct VOPublishedSection::Holding : PublishedSection
+{
+};
+
+VOPublishedSection::VOPublishedSection() = default;
+
+VOPublishedSection::~VOPublishedSection()
+{
+    Withdraw();
+}
+
+bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
+{
+    auto pHolding = std::make_unique<Holding>();
+    if (pszName == nullptr || *pszName == 0 || uSize == 0)
+    {
+        return FailWith(ERROR_INVALID_PARAMETER);
+    }
+    // One that is there already, but too small, can't be replaced while anybody holds it.
+    if (!Open(*pHolding, pszName, uSize, 0) || !Commit(*pHolding, uSize))
+    {
+        return false;
+    }
+    pHolding->uSize = pHolding->bExisted ? VOViewSize(pHolding->pView) : uSize;
+    m_pHolding = std::move(pHolding);
+    return true;
+}
+
+bool VOPublishedSection::Existed() const
+{
+    return m_pHolding && m_pHolding->bExisted;
+}
+
+bool VOPublishedSection::Replace(const VOWCHAR* pszName, size_t uSize, const Writer& fnWriter)
+{
+    if (pszName == nullptr || *pszName == 0 || uSize == 0 || uSize > SIZE_MAX / 4 || !fnWriter)
+    {
+        return FailWith(ERROR_INVALID_PARAMETER);
+    }
+    const std::unique_ptr<void, void (*)(void*)> pContent(calloc(uSize, 1), free);
+    if (!pContent)
+    {
+        return FailWith(ERROR_NOT_ENOUGH_MEMORY);
+    }
+    if (!fnWriter(pContent.get(), uSize))
+    {
+        return FailWith(ERROR_CANCELLED);
+    }
+    // The section already held is opened once more when it has that name, so that a failure leaves this object as it
+    // was.
+    auto pHolding = std::make_unique<Holding>();
+    if (!Open(*pHolding, pszName, 0, ReserveFor(uSize)) || !Commit(*pHolding, uSize))
+    {
+        return false;
+    }
+    const size_t uCommitted = VOViewSize(pHolding->pView);
+    memcpy(pHolding->pView, pContent.get(), uSize);
+    memset(static_cast<char*>(pHolding->pView) + uSize, 0, uCommitted - uSize);
+    pHolding->uSize = uSize;
+    m_pHolding = std::move(pHolding);
+    return true;
+}
+
+bool VOPublishedSection::Replace(const VOWCHAR* pszName, const void* pBytes, size_t uSize)
+{
+    return Replace(pszName, uSize,
+                   [pBytes](void* pData, size_t uLength)
+                   {
+                       memcpy(pData, pBytes, uLength);
+                       return true;
+                   });
+}
+
+void* VOPublishedSection::Data() const
+{
+    return m_pHolding ? m_pHolding->pView : nullptr;
+}
+
+size_t VOPublishedSection::Size() const
+{
+    return m_pHolding ? m_pHolding->uSize : 0;
+}
+
+// The name lasts as long as somebody holds the section: there is nothing to do but to let go.
+bool VOPublishedSection::Withdraw()
+{
+    m_pHolding.reset();
+    return true;
+}
+
+void VOPublishedSection::Detach()
+{
+    m_pHolding.reset();
+}
+
+std::vector<std::string> VOListStaleSectionObjects()
+{
+    return {};
+}
+
+size_t VORemoveStaleSectionObjects()
+{
+    return 0;
+}

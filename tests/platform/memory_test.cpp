@@ -1,0 +1,70 @@
+// Zeroed memory, on both systems.
+#include "platform/vo_memory.h"
+
+#include <stdlib.h>
+
+#include <new>
+
+#include "tests/platform/platform_test_support.h"
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define SANITIZED_ALLOCATOR 1
+#endif
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define SANITIZED_ALLOCATOR 1
+#endif
+#if !defined(SANITIZED_ALLOCATOR)
+#define SANITIZED_ALLOCATOR 0
+#endif
+
+TEST(ZeroedMemory, IsZeroAtAnySizeEvenWhereMemoryIsUsedAgain)
+{
+    for (const size_t uSize : {size_t{1}, size_t{24}, size_t{4096}, size_t{100000}, VO_HUGE_PAGE_THRESHOLD - 1,
+                               VO_HUGE_PAGE_THRESHOLD, (size_t{9} << 20) + 12345})
+    {
+        for (int nRound = 0; nRound < 3; ++nRound)
+        {
+            unsigned char* const pBlock = static_cast<unsigned char*>(VOAllocateZeroed(uSize));
+            ASSERT_NE(nullptr, pBlock);
+            ASSERT_TRUE(std::all_of(pBlock, pBlock + uSize, [](unsigned char uByte) { return uByte == 0; }));
+            memset(pBlock, 0xFF, uSize);
+            free(pBlock);
+        }
+    }
+}
+
+TEST(ZeroedMemory, OfNoSizeCanBeFreed)
+{
+    void* const pBlock = VOAllocateZeroed(0);
+    EXPECT_NE(nullptr, pBlock);
+    free(pBlock);
+}
+
+TEST(ZeroedMemory, CanBeGrownByTheRuntime)
+{
+    char* pBlock = static_cast<char*>(VOAllocateZeroed(VO_HUGE_PAGE_THRESHOLD));
+    memcpy(pBlock, "moved", 6);
+    pBlock = static_cast<char*>(realloc(pBlock, 2 * VO_HUGE_PAGE_THRESHOLD));
+    ASSERT_NE(nullptr, pBlock);
+    EXPECT_STREQ("moved", pBlock);
+    free(pBlock);
+}
+
+TEST(ZeroedMemory, ThatIsNotThereThrows)
+{
+    if (SANITIZED_ALLOCATOR)
+    {
+        GTEST_SKIP() << "a sanitizer's allocator ends the program instead";
+    }
+    EXPECT_THROW(VOAllocateZeroed(SIZE_MAX / 2), std::bad_alloc);
+}
+
+TEST(Prefetch, TakesAnyAddress)
+{
+    int nValue = 42;
+    VOPrefetch(&nValue);
+    VOPrefetch(nullptr);
+    VOPrefetch(reinterpret_cast<const void*>(uintptr_t{1}));
+    EXPECT_EQ(42, nValue);
+}
