@@ -1,0 +1,136 @@
+#include "vo_log.h"
+
+#include <mutex>
+
+#include "diagnostics/check.h"
+
+std::atomic<bool> g_bVOTraceOpen{false};
+
+namespace
+{
+
+constexpr size_t kMessageSize = 1024;
+
+std::atomic<VOLogHook> g_pLogHook{nullptr};
+std::atomic<VOLogHook> g_pTraceHook{nullptr};
+
+// A message buffer for each thread and channel: two threads can't mix their texts, a message of one channel doesn't
+// disturb the other, and nothing is allocated.
+thread_local char t_szLog[kMessageSize];
+thread_local char t_szTrace[kMessageSize];
+
+// The state behind SetTracePrintEnable, closed again when the library is unloaded.
+struct TraceConsole
+{
+    std::mutex kLock;
+    bool bEnable = false;
+    bool bAttached = false;
+    FILE* pStream = nullptr;
+
+    ~TraceConsole()
+    {
+        if (pStream != nullptr)
+        {
+            fclose(pStream);
+        }
+    }
+};
+
+TraceConsole g_kTraceConsole;
+
+// Formats, calls the hook, and writes to standard output in any case.
+int Deliver(char (&szMessage)[kMessageSize], VOLogHook pHook, VOLOG_PRIORITY emPriority, const char* pszFormat,
+            va_list arguments)
+{
+    int nResult = 0;
+    memset(szMessage, 0, kMessageSize);
+    vsprintf_s(szMessage, kMessageSize, pszFormat, arguments);
+    szMessage[kMessageSize - 1] = 0;
+    if (pHook != nullptr)
+    {
+        nResult = pHook(emPriority, szMessage);
+    }
+    printf("%s", szMessage);
+    return nResult;
+}
+
+int SetHook(std::atomic<VOLogHook>& rpHook, VOLogHook pFunction)
+{
+    if (pFunction == nullptr)
+    {
+        return 0;
+    }
+    rpHook.store(pFunction);
+    return 1;
+}
+
+}  // namespace
+
+int VOLogPrintf(VOLOG_PRIORITY emPriority, const char* pszFormat, ...)
+{
+    va_list arguments;
+    va_start(arguments, pszFormat);
+    const int nResult = Deliver(t_szLog, g_pLogHook.load(), emPriority, pszFormat, arguments);
+    va_end(arguments);
+    return nResult;
+}
+
+int VOTracePrintf(VOLOG_PRIORITY emPriority, const char* pszFormat, ...)
+{
+    if (!VOTraceIsOpen())
+    {
+        return 1;
+    }
+    va_list arguments;
+    va_start(arguments, pszFormat);
+    const int nResult = Deliver(t_szTrace, g_pTraceHook.load(), emPriority, pszFormat, arguments);
+    va_end(arguments);
+    return nResult;
+}
+
+int SetLogPrintfFunction(VOLogHook pFunction)
+{
+    return SetHook(g_pLogHook, pFunction);
+}
+
+int SetTracePrintFunction(VOLogHook pFunction)
+{
+    return SetHook(g_pTraceHook, pFunction);
+}
+
+void SetTracePrintEnable(int bAttachConsole, int bEnable)
+{
+    TraceConsole& rkConsole = g_kTraceConsole;
+    const std::lock_guard<std::mutex> kGuard(rkConsole.kLock);
+    rkConsole.bEnable = bEnable != 0;
+    if (bAttachConsole != 0)
+    {
+        // A console that is attached already clears the flag as well: a second attach switches tracing off, and
+        // hosts toggle with bAttachConsole zero.
+        rkConsole.bAttached = false;
+        if (rkConsole.pStream == nullptr && AttachConsole(ATTACH_PARENT_PROCESS))
+        {
+            freopen_s(&rkConsole.pStream, "CONOUT$", "w", stdout);
+            freopen_s(&rkConsole.pStream, "CONOUT$", "w", stderr);
+            rkConsole.bAttached = true;
+        }
+    }
+    g_bVOTraceOpen.store(rkConsole.bAttached && rkConsole.bEnable);
+}
+
+const VOWCHAR* GetLogPriorityString(VOLOG_PRIORITY emPriority)
+{
+    static const VOWCHAR* const s_arrTag[VOLOG_PRIORITY_MAX] = {
+        VOTEXT("[VO3D-RESERVE0]"), VOTEXT("[VO3D-RESERVE1]"), VOTEXT("[VO3D-RESERVE2]"), VOTEXT("[VO3D-ERROR]"),
+        VOTEXT("[VO3D-WARNING]"),  VOTEXT("[VO3D-RESERVE3]"), VOTEXT("[VO3D-INFO]"),     VOTEXT("[VO3D-DEBUG]"),
+    };
+
+    const VOWCHAR* pszResult = nullptr;
+    VO_PROCESS_ERROR(emPriority < VOLOG_PRIORITY_MAX);
+    // The stated bound is one-sided; what lies in front of the table is refused in the same way.
+    VO_PROCESS_ERROR(emPriority >= VOLOG_RESERVE0);
+    pszResult = s_arrTag[emPriority];
+
+Exit0:
+    return pszResult;
+}

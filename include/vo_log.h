@@ -1,0 +1,142 @@
+// The log front and the check macros: how every failure in this library is reported.
+//
+// Two channels exist, and they are not two levels of one channel. The log channel reports failed checks and
+// is always on. The trace channel echoes every check before it is made; it is off until the host turns it on
+// with SetTracePrintEnable, and it needs a console.
+//
+// What the macros print (one line each, ended by "\n"):
+//
+//   VO_PROCESS_ERROR(nCount < 3)      trace: TracePrintf(nCount < 3) at line 12 in Class::Function
+//                                     log:   VO_PROCESS_ERROR(nCount < 3) at line 12 in Class::Function
+//   VO_COM_PROCESS_ERROR(hr)          trace: TracePrintf(hr) at line 12 in Class::Function
+//                                     log:   VO_COM_PROCESS_ERROR(hr) at line 12 in Class::Function
+//   VO_CHECK_ERROR(nCount < 3)        trace: TracePrintf(nCount < 3) at line 12 in Class::Function
+//                                     log:   VO_CHECK_ERROR(nCount < 3) at line 12 in Class::Function
+//   VO_PROCESS_ERROR_FALSE            log:   VO_PROCESS_ERROR_FALSE at line 12 in Class::Function
+//
+// The trace line comes first, then the expression is evaluated, exactly once. A passing check logs nothing.
+#pragma once
+
+#include <type_traits>
+
+#include "internal/vo_function_name.h"
+#include "vo_types.h"
+
+enum VOLOG_PRIORITY : int
+{
+    VOLOG_RESERVE0 = 0,
+    VOLOG_RESERVE1 = 1,
+    VOLOG_RESERVE2 = 2,
+    VOLOG_ERROR = 3,    // every failed check of this library
+    VOLOG_WARNING = 4,  // for the host
+    VOLOG_RESERVE3 = 5,
+    VOLOG_INFO = 6,   // every trace line of this library
+    VOLOG_DEBUG = 7,  // for the host
+    VOLOG_PRIORITY_MAX = 8
+};
+
+// A hook of the host: gets the level and one formatted message. It runs on whatever thread reports, possibly
+// while the reporting object holds its own locks, so it must not call back into that object. The text is
+// valid until the same thread's next message on the same channel.
+typedef int (*VOLogHook)(VOLOG_PRIORITY emPriority, const char* pszText);
+
+// Formats one message (at most 1,023 bytes), gives it to the log hook and writes it to standard output, with
+// no tag and no time. The level only reaches the hook. Returns what the hook returned, 0 without a hook.
+// A longer message is never delivered in part: the platform's handler for an invalid parameter decides, and
+// where the process goes on, the text delivered is empty. Thread-safe.
+VOBASE_API int VOLogPrintf(VOLOG_PRIORITY emPriority, const char* pszFormat, ...) VO_PRINTF_FORMAT(2, 3);
+
+// The same on the trace channel. Returns 1 at once, without looking at the arguments, while tracing is closed.
+VOBASE_API int VOTracePrintf(VOLOG_PRIORITY emPriority, const char* pszFormat, ...) VO_PRINTF_FORMAT(2, 3);
+
+// Replace a hook. An empty pointer is refused with 0 and the hook in place stays; otherwise 1. A hook can't be
+// removed: a host that unloads the code of its hook replaces it first.
+VOBASE_API int SetLogPrintfFunction(VOLogHook pFunction);
+VOBASE_API int SetTracePrintFunction(VOLogHook pFunction);
+
+// Stores bEnable. With bAttachConsole non-zero it also takes over the parent console for standard output and
+// standard error; tracing runs only while a console is attached and bEnable is set. A second call with
+// bAttachConsole non-zero finds the console taken and switches tracing off; to pause and resume, call with
+// bAttachConsole zero.
+VOBASE_API void SetTracePrintEnable(int bAttachConsole, int bEnable);
+
+// The wide tag of a level, "[VO3D-INFO]" for VOLOG_INFO, in constant storage. An empty pointer, and a log line,
+// for a value that is no level.
+VOBASE_API const VOWCHAR* GetLogPriorityString(VOLOG_PRIORITY emPriority);
+
+// Inside the library this asks the gate itself, so that a check costs two tests while tracing is closed.
+#ifndef VO_TRACE_IS_OPEN
+#define VO_TRACE_IS_OPEN() true
+#endif
+
+// The building blocks. The text of an expression is taken in the outermost macro, so that no macro inside the
+// expression is expanded in it; the _AS forms take the text apart from the expression, for a check that is
+// made in another way than its text says.
+#define VO_FUNCTION_NAME_ static constexpr auto kFunctionName_ = VOFunctionName(VO_PRETTY_FUNCTION)
+
+#define VO_TRACE_LINE_(text)                                                                                        \
+    do                                                                                                              \
+    {                                                                                                               \
+        if (VO_TRACE_IS_OPEN())                                                                                     \
+        {                                                                                                           \
+            VOTracePrintf(VOLOG_INFO, "TracePrintf(%s) at line %d in %s\n", text, __LINE__, kFunctionName_.szText); \
+        }                                                                                                           \
+    } while (0)
+
+#define VO_LOG_LINE_(macro, text) \
+    VOLogPrintf(VOLOG_ERROR, macro "(%s) at line %d in %s\n", text, __LINE__, kFunctionName_.szText)
+
+#define VO_PROCESS_ERROR_AS(text, expr)             \
+    do                                              \
+    {                                               \
+        VO_FUNCTION_NAME_;                          \
+        VO_TRACE_LINE_(text);                       \
+        if (!(expr))                                \
+        {                                           \
+            VO_LOG_LINE_("VO_PROCESS_ERROR", text); \
+            goto Exit0;                             \
+        }                                           \
+    } while (0)
+
+#define VO_CHECK_ERROR_AS(text, expr)             \
+    do                                            \
+    {                                             \
+        VO_FUNCTION_NAME_;                        \
+        VO_TRACE_LINE_(text);                     \
+        if (!(expr))                              \
+        {                                         \
+            VO_LOG_LINE_("VO_CHECK_ERROR", text); \
+        }                                         \
+    } while (0)
+
+#define VO_COM_PROCESS_ERROR_AS(text, expr)                                      \
+    do                                                                           \
+    {                                                                            \
+        VO_FUNCTION_NAME_;                                                       \
+        static_assert(std::is_signed_v<std::remove_reference_t<decltype(expr)>>, \
+                      "the failure of this check is a negative result");         \
+        VO_TRACE_LINE_(text);                                                    \
+        if ((expr) < 0)                                                          \
+        {                                                                        \
+            VO_LOG_LINE_("VO_COM_PROCESS_ERROR", text);                          \
+            goto Exit0;                                                          \
+        }                                                                        \
+    } while (0)
+
+// Fails when expr is false or zero: logs and jumps to the label Exit0.
+#define VO_PROCESS_ERROR(expr) VO_PROCESS_ERROR_AS(#expr, expr)
+
+// Fails when expr is negative (an HRESULT, or the result of a formatter): logs and jumps to Exit0.
+#define VO_COM_PROCESS_ERROR(expr) VO_COM_PROCESS_ERROR_AS(#expr, expr)
+
+// Fails when expr is false or zero: logs, and execution goes on with the next statement.
+#define VO_CHECK_ERROR(expr) VO_CHECK_ERROR_AS(#expr, expr)
+
+// The step has already failed: logs without a trace line and jumps to Exit0. Used without parentheses.
+#define VO_PROCESS_ERROR_FALSE                                                                                  \
+    do                                                                                                          \
+    {                                                                                                           \
+        VO_FUNCTION_NAME_;                                                                                      \
+        VOLogPrintf(VOLOG_ERROR, "VO_PROCESS_ERROR_FALSE at line %d in %s\n", __LINE__, kFunctionName_.szText); \
+        goto Exit0;                                                                                             \
+    } while (0)
