@@ -1,0 +1,7 @@
+#include "internal/vo_bytes.h"
+#include "platform/vo_memory.h"
+
+void* VOAllocateImage(unsigned long long ullSize)
+{
+    return VOAllocateZeroed(static_cast<size_t>(ullSize));
+}

@@ -1,0 +1,434 @@
+// The Provider's maps. VOHashIndex is an open-addressing table that is sorted when a walk asks for the order;
+// VOHandleIndex is an array, since handles are dense small integers.
+//
+// With VOBASE_STD_MAP_INDEX both are built on std::map: the plain form that the benchmarks compare with.
+#include "internal/vo_ordered_index.h"
+
+#include <algorithm>
+#include <bit>
+#include <mutex>
+#include <utility>
+
+#include "internal/vo_bytes.h"
+
+namespace
+{
+
+// A handle that doesn't fit the table: no record has this index, so it is found and then refused like any dangling
+// one. Only a damaged image holds such a handle.
+constexpr unsigned int kDangling = 0xFFFFFFFEu;
+
+unsigned int RecordOf(void* hHandle)
+{
+    const uintptr_t uHandle = reinterpret_cast<uintptr_t>(hHandle);
+    return uHandle < kDangling ? static_cast<unsigned int>(uHandle) : kDangling;
+}
+
+}  // namespace
+
+void* VOHashIndex::HandleOf(unsigned int uRecord)
+{
+    return uRecord == kDangling ? INVALID_HANDLE_VALUE : reinterpret_cast<void*>(static_cast<uintptr_t>(uRecord));
+}
+
+#if defined(VOBASE_STD_MAP_INDEX)
+
+struct VOHashIndex::Impl
+{
+    std::map<unsigned int, unsigned int> mapEntry;
+    unsigned long long ullGeneration = 1;
+
+    bool Find(unsigned int uKey, unsigned int& ruRecord) const
+    {
+        const auto cIter = mapEntry.find(uKey);
+        ruRecord = cIter != mapEntry.end() ? cIter->second : 0;
+        return cIter != mapEntry.end();
+    }
+    bool Insert(unsigned int uKey, unsigned int uRecord)
+    {
+        ++ullGeneration;
+        return mapEntry.emplace(uKey, uRecord).second;
+    }
+    unsigned int Count() const { return static_cast<unsigned int>(mapEntry.size()); }
+    void Clear() { *this = Impl{.mapEntry = {}, .ullGeneration = ullGeneration + 1}; }
+    std::shared_ptr<const SortedEntries> Sorted() const
+    {
+        auto pkSorted = std::make_shared<SortedEntries>();
+        pkSorted->ullGeneration = ullGeneration;
+        for (const auto& [uKey, uRecord] : mapEntry)
+        {
+            pkSorted->vecEntry.push_back({uKey, uRecord});
+        }
+        return pkSorted;
+    }
+};
+
+#else
+
+struct VOHashIndex::Impl
+{
+    // Slots of a power of two, free while they are zero, as fresh memory is. The load stays at or below a half, so that
+    // a probe touches one cache line as a rule.
+    struct Slot
+    {
+        unsigned int uKey;
+        unsigned int uRecordPlus1;
+
+        bool IsFree() const { return uRecordPlus1 == 0; }
+        Entry ToEntry() const { return {uKey, uRecordPlus1 - 1}; }
+    };
+    static constexpr unsigned long long kFirstSlots = 64;
+
+    Slot* pSlots = nullptr;
+    unsigned long long ullSlots = 0;
+    unsigned int uCount = 0;
+    unsigned long long ullGeneration = 1;  // steps with every change
+
+    // The order as of some generation, shared with the walks that use it.
+    mutable std::mutex kSortedLock;
+    mutable std::shared_ptr<const SortedEntries> pkSorted;
+
+    Impl() = default;
+    ~Impl() { free(pSlots); }
+    Impl(const Impl& rkOther) : ullSlots(rkOther.ullSlots), uCount(rkOther.uCount)
+    {
+        if (ullSlots != 0)
+        {
+            pSlots = static_cast<Slot*>(VOAllocateImage(ullSlots * sizeof(Slot)));
+            memcpy(pSlots, rkOther.pSlots, ullSlots * sizeof(Slot));
+        }
+    }
+    Impl& operator=(const Impl&) = delete;
+
+    unsigned int Count() const { return uCount; }
+
+    // Keys are hashes of the publisher's choosing, so they are mixed once more before their top bits place them.
+    unsigned long long HomeOf(unsigned int uKey) const
+    {
+        return (uKey * 0x9E3779B97F4A7C15ull) >> (64 - std::countr_zero(ullSlots));
+    }
+
+    Slot* SlotOf(unsigned int uKey) const
+    {
+        unsigned long long ullSlot = HomeOf(uKey);
+        while (!pSlots[ullSlot].IsFree() && pSlots[ullSlot].uKey != uKey)
+        {
+            ullSlot = (ullSlot + 1) & (ullSlots - 1);
+        }
+        return pSlots + ullSlot;
+    }
+
+    bool Find(unsigned int uKey, unsigned int& ruRecord) const
+    {
+        if (uCount == 0)
+        {
+            return false;
+        }
+        const Slot kSlot = *SlotOf(uKey);
+        ruRecord = kSlot.ToEntry().uRecord;
+        return !kSlot.IsFree();
+    }
+
+    bool Insert(unsigned int uKey, unsigned int uRecord)
+    {
+        if (uCount * 2ull >= ullSlots)
+        {
+            Grow();
+        }
+        Slot* pSlot = SlotOf(uKey);
+        if (!pSlot->IsFree())
+        {
+            return false;
+        }
+        *pSlot = {uKey, uRecord + 1};
+        ++uCount;
+        ++ullGeneration;
+        return true;
+    }
+
+    void Grow()
+    {
+        const unsigned long long ullOldSlots = ullSlots;
+        const unsigned long long ullNewSlots = ullSlots != 0 ? ullSlots * 2 : kFirstSlots;
+        Slot* pNew = static_cast<Slot*>(VOAllocateImage(ullNewSlots * sizeof(Slot)));
+        Slot* pOld = std::exchange(pSlots, pNew);
+        ullSlots = ullNewSlots;
+        for (unsigned long long i = 0; i < ullOldSlots; ++i)
+        {
+            if (!pOld[i].IsFree())
+            {
+                *SlotOf(pOld[i].uKey) = pOld[i];
+            }
+        }
+        free(pOld);
+    }
+
+    void Clear()
+    {
+        free(std::exchange(pSlots, nullptr));
+        ullSlots = 0;
+        uCount = 0;
+        ++ullGeneration;
+        pkSorted.reset();
+    }
+
+    std::shared_ptr<const SortedEntries> Sorted() const
+    {
+        const std::lock_guard<std::mutex> kGuard(kSortedLock);
+        if (pkSorted == nullptr || pkSorted->ullGeneration != ullGeneration)
+        {
+            auto pkNew = std::make_shared<SortedEntries>();
+            pkNew->ullGeneration = ullGeneration;
+            pkNew->vecEntry.reserve(uCount);
+            for (unsigned long long i = 0; i < ullSlots; ++i)
+            {
+                if (!pSlots[i].IsFree())
+                {
+                    pkNew->vecEntry.push_back(pSlots[i].ToEntry());
+                }
+            }
+            SortByKey(pkNew->vecEntry);
+            pkSorted = std::move(pkNew);
+        }
+        return pkSorted;
+    }
+
+    // Radix sort, three passes of 11 bits: keys are evenly spread, and there may be millions.
+    static void SortByKey(std::vector<Entry>& rvecEntry)
+    {
+        constexpr unsigned int kBits = 11;
+        constexpr unsigned int kBuckets = 1u << kBits;
+        std::vector<Entry> vecOther(rvecEntry.size());
+        for (unsigned int uShift = 0; uShift < 32; uShift += kBits)
+        {
+            std::vector<size_t> vecStart(kBuckets + 1);
+            for (const Entry& kEntry : rvecEntry)
+            {
+                ++vecStart[((kEntry.uKey >> uShift) & (kBuckets - 1)) + 1];
+            }
+            for (unsigned int i = 0; i < kBuckets; ++i)
+            {
+                vecStart[i + 1] += vecStart[i];
+            }
+            for (const Entry& kEntry : rvecEntry)
+            {
+                vecOther[vecStart[(kEntry.uKey >> uShift) & (kBuckets - 1)]++] = kEntry;
+            }
+            rvecEntry.swap(vecOther);
+        }
+    }
+};
+
+#endif
+
+VOHashIndex::VOHashIndex() : m_pkImpl(std::make_unique<Impl>()) {}
+VOHashIndex::~VOHashIndex() = default;
+VOHashIndex::VOHashIndex(const VOHashIndex& rkOther) : m_pkImpl(std::make_unique<Impl>(*rkOther.m_pkImpl)) {}
+VOHashIndex& VOHashIndex::operator=(const VOHashIndex& rkOther)
+{
+    if (this != &rkOther)
+    {
+        m_pkImpl = std::make_unique<Impl>(*rkOther.m_pkImpl);
+    }
+    return *this;
+}
+
+unsigned int VOHashIndex::Count() const
+{
+    return m_pkImpl->Count();
+}
+
+bool VOHashIndex::Find(unsigned int uKey, void*& rhHandle) const
+{
+    unsigned int uRecord = 0;
+    if (!m_pkImpl->Find(uKey, uRecord))
+    {
+        return false;
+    }
+    rhHandle = HandleOf(uRecord);
+    return true;
+}
+
+bool VOHashIndex::Insert(unsigned int uKey, void* hHandle)
+{
+    return m_pkImpl->Insert(uKey, RecordOf(hHandle));
+}
+
+void VOHashIndex::Clear()
+{
+    m_pkImpl->Clear();
+}
+
+std::shared_ptr<const VOHashIndex::SortedEntries> VOHashIndex::Sorted() const
+{
+    return m_pkImpl->Sorted();
+}
+
+bool VOHashIndex::First(Position& rkPosition, void*& rhHandle) const
+{
+    if (Count() == 0)
+    {
+        return false;
+    }
+    rkPosition.pkSorted = Sorted();
+    rkPosition.uAt = 0;
+    rhHandle = HandleOf(rkPosition.pkSorted->vecEntry[0].uRecord);
+    return true;
+}
+
+bool VOHashIndex::Next(Position& rkPosition, void*& rhHandle) const
+{
+    if (rkPosition.pkSorted == nullptr || rkPosition.uAt >= rkPosition.pkSorted->vecEntry.size())
+    {
+        return false;
+    }
+    if (rkPosition.pkSorted->ullGeneration == m_pkImpl->ullGeneration)
+    {
+        ++rkPosition.uAt;
+    }
+    else
+    {
+        // Keys were entered meanwhile: go on behind the current one in the order as it is now.
+        const unsigned int uKey = rkPosition.pkSorted->vecEntry[rkPosition.uAt].uKey;
+        rkPosition.pkSorted = Sorted();
+        const std::vector<Entry>& rvecEntry = rkPosition.pkSorted->vecEntry;
+        const auto cIter =
+            std::upper_bound(rvecEntry.begin(), rvecEntry.end(), uKey,
+                             [](unsigned int uLeft, const Entry& kRight) { return uLeft < kRight.uKey; });
+        rkPosition.uAt = static_cast<size_t>(cIter - rvecEntry.begin());
+    }
+    if (rkPosition.uAt >= rkPosition.pkSorted->vecEntry.size())
+    {
+        return false;
+    }
+    rhHandle = HandleOf(rkPosition.pkSorted->vecEntry[rkPosition.uAt].uRecord);
+    return true;
+}
+
+// The array holds the keys below its size; mapFar the ones behind, which would make the array mostly empty.
+struct VOHandleIndex::Impl
+{
+#if defined(VOBASE_STD_MAP_INDEX)
+    static constexpr unsigned long long kEntriesPerKey = 0;
+    static constexpr unsigned long long kFreeSize = 0;
+#else
+    static constexpr unsigned long long kEntriesPerKey = 16;
+    static constexpr unsigned long long kFreeSize = 4096;
+#endif
+
+    std::vector<unsigned int> vecNear;
+    std::map<unsigned long long, unsigned int> mapFar;
+    unsigned int uCount = 0;
+
+    static unsigned long long KeyOf(void* hHandle)
+    {
+        return reinterpret_cast<uintptr_t>(hHandle);
+    }
+
+    // Takes the array up to a key, if that leaves it reasonably full.
+    void ReachFor(unsigned long long ullKey)
+    {
+        const unsigned long long ullLargest = kFreeSize + kEntriesPerKey * uCount;
+        if (ullKey < vecNear.size() || ullKey >= ullLargest)
+        {
+            return;
+        }
+        const unsigned long long ullWanted = std::min(ullLargest, std::max(ullKey + 1, vecNear.size() * 2ull));
+        vecNear.resize(static_cast<size_t>(ullWanted), kNone);
+        while (!mapFar.empty() && mapFar.begin()->first < vecNear.size())
+        {
+            vecNear[static_cast<size_t>(mapFar.begin()->first)] = mapFar.begin()->second;
+            mapFar.erase(mapFar.begin());
+        }
+    }
+};
+
+VOHandleIndex::VOHandleIndex() : m_pkImpl(std::make_unique<Impl>()) {}
+VOHandleIndex::~VOHandleIndex() = default;
+VOHandleIndex::VOHandleIndex(const VOHandleIndex& rkOther) : m_pkImpl(std::make_unique<Impl>(*rkOther.m_pkImpl)) {}
+VOHandleIndex& VOHandleIndex::operator=(const VOHandleIndex& rkOther)
+{
+    if (this != &rkOther)
+    {
+        *m_pkImpl = *rkOther.m_pkImpl;
+    }
+    return *this;
+}
+
+unsigned int VOHandleIndex::Count() const
+{
+    return m_pkImpl->uCount;
+}
+
+unsigned int VOHandleIndex::Find(void* hHandle) const
+{
+    const unsigned long long ullKey = Impl::KeyOf(hHandle);
+    if (ullKey < m_pkImpl->vecNear.size())
+    {
+        return m_pkImpl->vecNear[static_cast<size_t>(ullKey)];
+    }
+    const auto cIter = m_pkImpl->mapFar.find(ullKey);
+    return cIter != m_pkImpl->mapFar.end() ? cIter->second : kNone;
+}
+
+bool VOHandleIndex::Insert(void* hHandle, unsigned int uNumber)
+{
+    if (uNumber == kNone || Find(hHandle) != kNone)
+    {
+        return false;
+    }
+    const unsigned long long ullKey = Impl::KeyOf(hHandle);
+    m_pkImpl->ReachFor(ullKey);
+    if (ullKey < m_pkImpl->vecNear.size())
+    {
+        m_pkImpl->vecNear[static_cast<size_t>(ullKey)] = uNumber;
+    }
+    else
+    {
+        m_pkImpl->mapFar.emplace(ullKey, uNumber);
+    }
+    ++m_pkImpl->uCount;
+    return true;
+}
+
+bool VOHandleIndex::Erase(void* hHandle)
+{
+    const unsigned long long ullKey = Impl::KeyOf(hHandle);
+    if (Find(hHandle) == kNone)
+    {
+        return false;
+    }
+    if (ullKey < m_pkImpl->vecNear.size())
+    {
+        m_pkImpl->vecNear[static_cast<size_t>(ullKey)] = kNone;
+    }
+    else
+    {
+        m_pkImpl->mapFar.erase(ullKey);
+    }
+    --m_pkImpl->uCount;
+    return true;
+}
+
+void VOHandleIndex::Clear()
+{
+    *m_pkImpl = Impl();
+}
+
+std::vector<std::pair<void*, unsigned int>> VOHandleIndex::Sorted() const
+{
+    std::vector<std::pair<void*, unsigned int>> vecResult;
+    vecResult.reserve(m_pkImpl->uCount);
+    for (size_t uKey = 0; uKey < m_pkImpl->vecNear.size(); ++uKey)
+    {
+        if (m_pkImpl->vecNear[uKey] != kNone)
+        {
+            vecResult.emplace_back(reinterpret_cast<void*>(uKey), m_pkImpl->vecNear[uKey]);
+        }
+    }
+    for (const auto& [ullKey, uNumber] : m_pkImpl->mapFar)
+    {
+        vecResult.emplace_back(reinterpret_cast<void*>(static_cast<uintptr_t>(ullKey)), uNumber);
+    }
+    return vecResult;
+}

@@ -1,0 +1,266 @@
+// Layout of the buffer: every entry takes its size and one byte more, without padding.
+//
+//   handle 0        handle 6
+//   | e0 e0 e0 e0 e0 xx | e1 ... xx | ...             (entry 0 has 5 bytes)
+//
+// An insert may move the buffer; handles survive that, pointers from Get don't.
+#include "vo_buffer_container.h"
+
+#include <functional>
+
+#include "diagnostics/check.h"
+
+namespace
+{
+
+typedef VOBufferContainer::BufferAlloc BufferAlloc;
+
+constexpr unsigned int kBufferDataOffset = offsetof(BufferAlloc, abData);
+constexpr unsigned long long kMaxBufferSize = 0xFFFFFFFFull;
+
+void* HandleOf(unsigned int uOffset)
+{
+    return reinterpret_cast<void*>(static_cast<uintptr_t>(uOffset));
+}
+
+unsigned int OffsetOf(void* hHandle)
+{
+    return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(hHandle));
+}
+
+}  // namespace
+
+VOBufferContainer::VOBufferContainer() : m_pbBuffer(nullptr), m_uBufferSize(0), m_uBufferCapacity(0) {}
+
+VOBufferContainer::~VOBufferContainer()
+{
+    Release();
+}
+
+// A copy owns its own buffer; the copy of a view is a view of the same image.
+VOBufferContainer::VOBufferContainer(const VOBufferContainer& rkOther)
+    : m_vecHandle(rkOther.m_vecHandle),
+      m_pbBuffer(rkOther.m_pbBuffer),
+      m_uBufferSize(rkOther.m_uBufferSize),
+      m_uBufferCapacity(rkOther.m_uBufferCapacity)
+{
+    if (m_uBufferCapacity != 0)
+    {
+        m_pbBuffer = static_cast<unsigned char*>(VOAllocateImage(m_uBufferCapacity));
+        memcpy(m_pbBuffer, rkOther.m_pbBuffer, m_uBufferSize);
+    }
+}
+
+VOBufferContainer& VOBufferContainer::operator=(const VOBufferContainer& rkOther)
+{
+    if (this != &rkOther)
+    {
+        VOBufferContainer kCopy(rkOther);
+        Release();
+        m_vecHandle = kCopy.m_vecHandle;
+        m_pbBuffer = kCopy.m_pbBuffer;
+        m_uBufferSize = kCopy.m_uBufferSize;
+        m_uBufferCapacity = kCopy.m_uBufferCapacity;
+        kCopy.m_pbBuffer = nullptr;
+        kCopy.m_uBufferCapacity = 0;
+    }
+    return *this;
+}
+
+void* VOBufferContainer::Add(const unsigned char* pbArr, unsigned int uSize)
+{
+    void* hResult = INVALID_HANDLE_VALUE;
+    unsigned char* pbEntry = nullptr;
+    VO_PROCESS_ERROR(pbArr);
+    VO_PROCESS_ERROR(uSize);
+
+    pbEntry = _AddEntry(pbArr, uSize, hResult);
+    if (pbEntry != nullptr)
+    {
+        // One byte more than the caller named belongs to the entry.
+        memmove(pbEntry, pbArr, uSize + 1ull);
+    }
+
+Exit0:
+    return hResult;
+}
+
+unsigned char* VOBufferContainer::_AddEntry(const unsigned char*& rpbSource, unsigned int uSize, void*& rhHandle)
+{
+    unsigned char* pbResult = nullptr;
+    const std::less<const unsigned char*> kBefore;
+    const bool bInside =
+        m_pbBuffer != nullptr && !kBefore(rpbSource, m_pbBuffer) && kBefore(rpbSource, m_pbBuffer + m_uBufferSize);
+    const size_t uInside = bInside ? static_cast<size_t>(rpbSource - m_pbBuffer) : 0;
+    const unsigned long long ullStride = uSize + 1ull;
+    const unsigned long long ullNewSize = m_uBufferSize + ullStride;
+    rhHandle = INVALID_HANDLE_VALUE;
+    VO_PROCESS_ERROR(ullNewSize <= kMaxBufferSize);
+
+    if (ullNewSize > m_uBufferCapacity)
+    {
+        // A view counts as empty in the rule of growth; what it holds is kept all the same.
+        unsigned long long ullCapacity = (m_uBufferCapacity + ullStride) * 2;
+        ullCapacity = ullCapacity < ullNewSize ? ullNewSize : ullCapacity;
+        ullCapacity = ullCapacity > kMaxBufferSize ? kMaxBufferSize : ullCapacity;
+        VO_PROCESS_ERROR(_ResizeBufferCapacity(static_cast<unsigned int>(ullCapacity)));
+    }
+
+    rpbSource = bInside ? m_pbBuffer + uInside : rpbSource;
+    pbResult = m_pbBuffer + m_uBufferSize;
+    rhHandle = HandleOf(m_uBufferSize);
+    if (m_vecHandle.PushBack(rhHandle))
+    {
+        m_uBufferSize = static_cast<unsigned int>(ullNewSize);
+    }
+
+Exit0:
+    return pbResult;
+}
+
+const unsigned char* VOBufferContainer::Get(void* hHandle) const
+{
+    if (hHandle == INVALID_HANDLE_VALUE || OffsetOf(hHandle) >= m_uBufferSize || m_pbBuffer == nullptr)
+    {
+        return nullptr;
+    }
+    return m_pbBuffer + OffsetOf(hHandle);
+}
+
+const unsigned char* VOBufferContainer::Get(unsigned int uIndex) const
+{
+    return uIndex < m_vecHandle.Count() ? Get(m_vecHandle[uIndex]) : nullptr;
+}
+
+unsigned int VOBufferContainer::Count() const
+{
+    return m_vecHandle.Count();
+}
+
+int VOBufferContainer::ShrinkToFit()
+{
+    return _ResizeBufferCapacity(m_uBufferSize) && m_vecHandle.ShrinkToFit();
+}
+
+int VOBufferContainer::CleanUp()
+{
+    if (m_uBufferCapacity != 0)
+    {
+        memset(m_pbBuffer, 0, m_uBufferCapacity);
+    }
+    m_uBufferSize = 0;
+    m_vecHandle.Clean();
+    return 1;
+}
+
+int VOBufferContainer::Release()
+{
+    if (m_pbBuffer != nullptr && m_uBufferCapacity != 0)
+    {
+        free(m_pbBuffer);
+    }
+    m_pbBuffer = nullptr;
+    m_uBufferSize = 0;
+    m_uBufferCapacity = 0;
+    m_vecHandle.Release();
+    return 1;
+}
+
+void VOBufferContainer::DropView()
+{
+    if (m_uBufferCapacity == 0)
+    {
+        m_pbBuffer = nullptr;
+        m_uBufferSize = 0;
+    }
+    m_vecHandle.DropView();
+}
+
+int VOBufferContainer::_ResizeBufferCapacity(unsigned int uNewCapacity)
+{
+    if (uNewCapacity == 0)
+    {
+        return CleanUp();
+    }
+    unsigned char* pbNew = static_cast<unsigned char*>(VOAllocateImage(uNewCapacity));
+    const unsigned int uKept = m_uBufferSize < uNewCapacity ? m_uBufferSize : uNewCapacity;
+    if (m_pbBuffer != nullptr && uKept != 0)
+    {
+        memcpy(pbNew, m_pbBuffer, uKept);
+    }
+    if (m_uBufferCapacity != 0)
+    {
+        free(m_pbBuffer);
+    }
+    m_pbBuffer = pbNew;
+    m_uBufferCapacity = uNewCapacity;
+    m_uBufferSize = uKept;
+    return 1;
+}
+
+unsigned long long VOBufferContainer::AllocSize() const
+{
+    return sizeof(BufferAlloc) + m_uBufferSize + m_vecHandle.AllocSize();
+}
+
+void VOBufferContainer::WriteAlloc(unsigned char* pbTo) const
+{
+    const unsigned int uHandleVectorSize = static_cast<unsigned int>(m_vecHandle.AllocSize());
+    const BufferAlloc kHead = {
+        kVOImageVersion1_0, m_uBufferSize, uHandleVectorSize, m_uBufferSize + uHandleVectorSize, {}};
+    memcpy(pbTo, &kHead, kBufferDataOffset);
+    if (m_uBufferSize != 0)
+    {
+        memcpy(pbTo + kBufferDataOffset, m_pbBuffer, m_uBufferSize);
+    }
+    m_vecHandle.WriteAlloc(pbTo + kBufferDataOffset + m_uBufferSize);
+}
+
+VOBufferContainer::BufferAlloc* VOBufferContainer::GetAlloc() const
+{
+    if (AllocSize() > kVOMaxImageSize)
+    {
+        return nullptr;
+    }
+    unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
+    WriteAlloc(pbAlloc);
+    return reinterpret_cast<BufferAlloc*>(pbAlloc);
+}
+
+int VOBufferContainer::SetAlloc(BufferAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
+{
+    if (pAlloc == nullptr || ullLimit < sizeof(BufferAlloc))
+    {
+        return 0;
+    }
+    const BufferAlloc kHead = VOLoad<BufferAlloc>(pAlloc);
+    const unsigned long long ullData = static_cast<unsigned long long>(kHead.uBufferSize) + kHead.uHandleVectorSize;
+    if (!(kHead.kVersion == kVOImageVersion1_0) || kHead.uDataBufSize != ullData ||
+        ullData > ullLimit - sizeof(BufferAlloc))
+    {
+        return 0;
+    }
+
+    unsigned char* pbData = reinterpret_cast<unsigned char*>(pAlloc) + kBufferDataOffset;
+    CleanUp();
+    if (bCopy != 0)
+    {
+        _ResizeBufferCapacity(kHead.uBufferSize);
+        if (kHead.uBufferSize != 0)
+        {
+            memcpy(m_pbBuffer, pbData, kHead.uBufferSize);
+        }
+    }
+    else
+    {
+        Release();
+        m_pbBuffer = pbData;
+    }
+    m_uBufferSize = kHead.uBufferSize;
+
+    // The handles' image is checked on its own; when it is damaged the container is left with the buffer alone.
+    return m_vecHandle.SetAlloc(reinterpret_cast<const VORecordVectorAlloc*>(pbData + kHead.uBufferSize), bCopy,
+                                kHead.uHandleVectorSize)
+               ? 1
+               : 0;
+}

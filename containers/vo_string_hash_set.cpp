@@ -1,0 +1,279 @@
+// The operations of a set that don't depend on its role, and the role table.
+#include "vo_string_hash_set.h"
+
+#include "diagnostics/check.h"
+
+VOStringHashSet::VOStringHashSet(StringHashRole eRole, StringHashMode eMode)
+    : m_eHashMode(eMode), m_eHashRole(eRole), m_pkStringPool(new VOStringContainer)
+{
+    _SetRole(eRole);
+}
+
+VOStringHashSet::~VOStringHashSet()
+{
+    CleanUp();
+    delete m_pkStringPool;
+}
+
+// A copy has a pool of its own.
+VOStringHashSet::VOStringHashSet(const VOStringHashSet& rkOther)
+    : m_kRoleTable(rkOther.m_kRoleTable),
+      m_eHashMode(rkOther.m_eHashMode),
+      m_eHashRole(rkOther.m_eHashRole),
+      m_vecHashStringParam(rkOther.m_vecHashStringParam),
+      m_pkStringPool(new VOStringContainer(*rkOther.m_pkStringPool)),
+      m_kStringHash(rkOther.m_kStringHash),
+      m_mapHashString(rkOther.m_mapHashString),
+      m_mapHashConflict(rkOther.m_mapHashConflict),
+      m_mapTableHashString(rkOther.m_mapTableHashString),
+      m_mapTableHashConflict(rkOther.m_mapTableHashConflict)
+{
+}
+
+VOStringHashSet& VOStringHashSet::operator=(const VOStringHashSet& rkOther)
+{
+    if (this != &rkOther)
+    {
+        m_kRoleTable = rkOther.m_kRoleTable;
+        m_eHashMode = rkOther.m_eHashMode;
+        m_eHashRole = rkOther.m_eHashRole;
+        m_vecHashStringParam = rkOther.m_vecHashStringParam;
+        *m_pkStringPool = *rkOther.m_pkStringPool;
+        m_kStringHash = rkOther.m_kStringHash;
+        m_mapHashString = rkOther.m_mapHashString;
+        m_mapHashConflict = rkOther.m_mapHashConflict;
+        m_mapTableHashString = rkOther.m_mapTableHashString;
+        m_mapTableHashConflict = rkOther.m_mapTableHashConflict;
+    }
+    return *this;
+}
+
+int VOStringHashSet::_SetRole(StringHashRole eRole)
+{
+    m_eHashRole = eRole;
+    if (eRole == SHR_Provider)
+    {
+        m_kRoleTable.pfnInsert = &VOStringHashSet::_Insert_P;
+        m_kRoleTable.pfnInsertKey = &VOStringHashSet::_InsertKey_P;
+        m_kRoleTable.pfnFind = &VOStringHashSet::_Find_P;
+        m_kRoleTable.pfnCount = &VOStringHashSet::_Count_P;
+        m_kRoleTable.pfnShrinkToFit = &VOStringHashSet::_ShrinkToFit_P;
+        m_kRoleTable.pfnRemove = &VOStringHashSet::_Remove_P;
+        m_kRoleTable.pfnCleanUp = &VOStringHashSet::_CleanUp_P;
+        m_kRoleTable.pfnGetFirst = &VOStringHashSet::_GetFirst_P;
+        m_kRoleTable.pfnHasNext = &VOStringHashSet::_HasNext_P;
+        m_kRoleTable.pfnSetAlloc = &VOStringHashSet::_SetAlloc_P;
+    }
+    else if (eRole == SHR_Customer)
+    {
+        m_kRoleTable.pfnInsert = nullptr;
+        m_kRoleTable.pfnInsertKey = nullptr;
+        m_kRoleTable.pfnFind = &VOStringHashSet::_Find_C;
+        m_kRoleTable.pfnCount = &VOStringHashSet::_Count_C;
+        m_kRoleTable.pfnShrinkToFit = nullptr;
+        m_kRoleTable.pfnRemove = nullptr;
+        m_kRoleTable.pfnCleanUp = &VOStringHashSet::_CleanUp_C;
+        m_kRoleTable.pfnGetFirst = &VOStringHashSet::_GetFirst_C;
+        m_kRoleTable.pfnHasNext = &VOStringHashSet::_HasNext_C;
+        m_kRoleTable.pfnSetAlloc = &VOStringHashSet::_SetAlloc_C;
+    }
+    return 1;
+}
+
+void* VOStringHashSet::Insert(const VOWCHAR* pszString, int* pbExist)
+{
+    return m_kRoleTable.pfnInsert != nullptr ? (this->*m_kRoleTable.pfnInsert)(pszString, pbExist)
+                                             : INVALID_HANDLE_VALUE;
+}
+
+void* VOStringHashSet::InsertKey(const VOWCHAR* pszString, int* pbExist)
+{
+    return m_kRoleTable.pfnInsertKey != nullptr ? (this->*m_kRoleTable.pfnInsertKey)(pszString, pbExist)
+                                                : INVALID_HANDLE_VALUE;
+}
+
+void* VOStringHashSet::Find(const VOWCHAR* pszString) const
+{
+    return m_kRoleTable.pfnFind != nullptr ? (this->*m_kRoleTable.pfnFind)(pszString) : INVALID_HANDLE_VALUE;
+}
+
+void* VOStringHashSet::FindAhead(const VOWCHAR* pszString, SeenFunction pfnSeen, const void* pvContext) const
+{
+    if (m_eHashRole != SHR_Customer || pszString == nullptr)
+    {
+        return Find(pszString);
+    }
+    return _LiveHandle(_Lookup_C(pszString, pfnSeen, pvContext));
+}
+
+int VOStringHashSet::Remove(void* hString)
+{
+    return m_kRoleTable.pfnRemove != nullptr ? (this->*m_kRoleTable.pfnRemove)(hString) : 0;
+}
+
+int VOStringHashSet::CleanUp()
+{
+    return m_kRoleTable.pfnCleanUp != nullptr ? (this->*m_kRoleTable.pfnCleanUp)() : 0;
+}
+
+int VOStringHashSet::GetFirst(Iterator& rkIterator) const
+{
+    return m_kRoleTable.pfnGetFirst != nullptr ? (this->*m_kRoleTable.pfnGetFirst)(rkIterator) : 0;
+}
+
+int VOStringHashSet::HasNext(Iterator& rkIterator) const
+{
+    return m_kRoleTable.pfnHasNext != nullptr ? (this->*m_kRoleTable.pfnHasNext)(rkIterator) : 0;
+}
+
+unsigned int VOStringHashSet::Count() const
+{
+    return m_kRoleTable.pfnCount != nullptr ? (this->*m_kRoleTable.pfnCount)() : 0;
+}
+
+int VOStringHashSet::ShrinkToFit()
+{
+    return m_kRoleTable.pfnShrinkToFit != nullptr ? (this->*m_kRoleTable.pfnShrinkToFit)() : 0;
+}
+
+int VOStringHashSet::SetAlloc(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
+{
+    return m_kRoleTable.pfnSetAlloc != nullptr ? (this->*m_kRoleTable.pfnSetAlloc)(pAlloc, bCopy, ullLimit) : 0;
+}
+
+void VOStringHashSet::DropViews()
+{
+    m_vecHashStringParam.DropView();
+    m_pkStringPool->DropView();
+}
+
+bool VOStringHashSet::_IsRecord(void* hString) const
+{
+    return hString != INVALID_HANDLE_VALUE &&
+           static_cast<unsigned int>(reinterpret_cast<uintptr_t>(hString)) < m_vecHashStringParam.Count();
+}
+
+const VOWCHAR* VOStringHashSet::GetString(void* hString) const
+{
+    const unsigned int uRecord = static_cast<unsigned int>(reinterpret_cast<uintptr_t>(hString));
+    if (uRecord >= m_vecHashStringParam.Count())
+    {
+        return nullptr;
+    }
+    const StringHashParam kParam = m_vecHashStringParam[uRecord];
+    return (kParam.dwState & kStateText) != 0 ? m_pkStringPool->Get(kParam.hString) : nullptr;
+}
+
+// The handle of what a lookup found, unless it is removed.
+void* VOStringHashSet::_LiveHandle(const Lookup& rkLookup) const
+{
+    if (!rkLookup.bFound || !_IsRecord(rkLookup.hString))
+    {
+        return INVALID_HANDLE_VALUE;
+    }
+    const unsigned int uRecord = static_cast<unsigned int>(reinterpret_cast<uintptr_t>(rkLookup.hString));
+    const VOULONG dwState = VOLoad<VOULONG>(m_vecHashStringParam.Bytes(uRecord) + offsetof(StringHashParam, dwState));
+    return (dwState & kStateRemoved) == 0 ? rkLookup.hString : INVALID_HANDLE_VALUE;
+}
+
+// Fills the four sizes and their sum into the head; the result is the size of the whole image, and more than
+// kVOMaxImageSize when there can be none.
+unsigned long long VOStringHashSet::_SizesOfParts(StringHashSetAlloc& rkHead) const
+{
+    const bool bProvider = m_eHashRole == SHR_Provider;
+    const unsigned long long arrSize[] = {
+        m_vecHashStringParam.AllocSize(),
+        m_pkStringPool->AllocSize(),
+        bProvider ? HashTable::AllocSizeOf(HashTable::SlotCountFor(m_mapHashString.Count()))
+                  : m_mapTableHashString.AllocSize(),
+        bProvider ? HashTable::AllocSizeOf(HashTable::SlotCountFor(m_mapHashConflict.Count()))
+                  : m_mapTableHashConflict.AllocSize(),
+    };
+    const unsigned long long ullSum = arrSize[0] + arrSize[1] + arrSize[2] + arrSize[3];
+    rkHead = {kVOImageVersion1_1,
+              static_cast<unsigned int>(arrSize[0]),
+              static_cast<unsigned int>(arrSize[1]),
+              static_cast<unsigned int>(arrSize[2]),
+              static_cast<unsigned int>(arrSize[3]),
+              static_cast<unsigned int>(ullSum),
+              {}};
+    return sizeof(StringHashSetAlloc) + ullSum;
+}
+
+unsigned long long VOStringHashSet::AllocSize() const
+{
+    StringHashSetAlloc kHead;
+    return _SizesOfParts(kHead);
+}
+
+int VOStringHashSet::WriteAlloc(unsigned char* pbTo) const
+{
+    StringHashSetAlloc kHead;
+    _SizesOfParts(kHead);
+    memcpy(pbTo, &kHead, offsetof(StringHashSetAlloc, abData));
+
+    unsigned char* pbPart = pbTo + offsetof(StringHashSetAlloc, abData);
+    m_vecHashStringParam.WriteAlloc(pbPart);
+    pbPart += kHead.uParamBufSize;
+    m_pkStringPool->WriteAlloc(pbPart);
+    pbPart += kHead.uStringAllocBufSize;
+
+    if (m_eHashRole != SHR_Provider)
+    {
+        m_mapTableHashString.WriteAlloc(pbPart);
+        m_mapTableHashConflict.WriteAlloc(pbPart + kHead.uMapTableBufSize);
+        return 1;
+    }
+    const auto WriteMap = [](unsigned char* pbTable, const VOHashIndex& rkMap)
+    {
+        const auto pkSorted = rkMap.Sorted();
+        return HashTable::WriteAllocOfMap(pbTable, pkSorted->vecEntry.size(),
+                                          [&pkSorted](auto&& kVisit)
+                                          {
+                                              for (const VOHashIndex::Entry& kEntry : pkSorted->vecEntry)
+                                              {
+                                                  kVisit(kEntry.uKey, VOHashIndex::HandleOf(kEntry.uRecord));
+                                              }
+                                          });
+    };
+    return WriteMap(pbPart, m_mapHashString) && WriteMap(pbPart + kHead.uMapTableBufSize, m_mapHashConflict);
+}
+
+VOStringHashSet::StringHashSetAlloc* VOStringHashSet::GetAlloc() const
+{
+    if (AllocSize() > kVOMaxImageSize)
+    {
+        return nullptr;
+    }
+    unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
+    if (!WriteAlloc(pbAlloc))
+    {
+        free(pbAlloc);
+        return nullptr;
+    }
+    return reinterpret_cast<StringHashSetAlloc*>(pbAlloc);
+}
+
+// What both roles do with an image, up to the tables: check it whole, clean up, take the records and the pool.
+int VOStringHashSet::_SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit,
+                                        StringHashSetAlloc& rkHead)
+{
+    if (pAlloc == nullptr || ullLimit < sizeof(StringHashSetAlloc))
+    {
+        return 0;
+    }
+    rkHead = VOLoad<StringHashSetAlloc>(pAlloc);
+    const unsigned long long ullSum = static_cast<unsigned long long>(rkHead.uParamBufSize) +
+                                      rkHead.uStringAllocBufSize + rkHead.uMapTableBufSize +
+                                      rkHead.uConflictMapTableBufSize;
+    if (rkHead.uDataBufSize == 0 || !(rkHead.kVersion == kVOImageVersion1_1) || rkHead.uDataBufSize != ullSum ||
+        ullSum > ullLimit - sizeof(StringHashSetAlloc) || !CleanUp())
+    {
+        return 0;
+    }
+    unsigned char* pbParts = reinterpret_cast<unsigned char*>(pAlloc) + offsetof(StringHashSetAlloc, abData);
+    return m_vecHashStringParam.SetAlloc(reinterpret_cast<VORecordVectorAlloc*>(pbParts), bCopy,
+                                         rkHead.uParamBufSize) &&
+           m_pkStringPool->SetAlloc(reinterpret_cast<VOStringContainer::StringAlloc*>(pbParts + rkHead.uParamBufSize),
+                                    bCopy, rkHead.uStringAllocBufSize);
+}

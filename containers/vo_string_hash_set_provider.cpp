@@ -1,0 +1,274 @@
+// The Provider's side of a string set: a mutable set on sorted maps.
+//
+//   m_mapHashString    first hash -> record of the first string that has it
+//   m_mapHashConflict  first hash -> record of the second one
+//   record             { text in the pool, state, mask of the maps needed, both hashes }
+//
+// An insertion only ever appends a record; removing marks one. Handles stay, texts may move.
+#include "diagnostics/check.h"
+#include "vo_string_hash_set.h"
+
+namespace
+{
+
+constexpr VOULONG kMaskPrimary = 1;
+constexpr VOULONG kMaskConflict = 2;
+
+unsigned int RecordOf(void* hString)
+{
+    return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(hString));
+}
+
+}  // namespace
+
+VOStringHashSet::Lookup VOStringHashSet::_Lookup_P(const VOWCHAR* pszString) const
+{
+    Lookup kLookup;
+    m_kStringHash.HashRows(pszString, kLookup.uHash0, kLookup.uHash1);
+    kLookup.dwHashMask = kMaskPrimary;
+
+    void* hFirst = INVALID_HANDLE_VALUE;
+    if (!m_mapHashString.Find(kLookup.uHash0, hFirst) || !_IsRecord(hFirst))
+    {
+        return kLookup;
+    }
+    if (m_vecHashStringParam[RecordOf(hFirst)].uHash1 == kLookup.uHash1)
+    {
+        kLookup.hString = hFirst;
+        kLookup.bFound = true;
+        return kLookup;
+    }
+
+    // The second string of this first hash is taken unseen: readers do the same, and the two must agree.
+    kLookup.dwHashMask |= kMaskConflict;
+    kLookup.bFound = m_mapHashConflict.Find(kLookup.uHash0, kLookup.hString) && _IsRecord(kLookup.hString);
+    return kLookup;
+}
+
+int VOStringHashSet::_FindHashString_P(const VOWCHAR* pszString, unsigned int& uHash0, unsigned int& uHash1,
+                                       unsigned int&, VOULONG& dwHashMask, void*& hString) const
+{
+    const Lookup kLookup = _Lookup_P(pszString);
+    uHash0 = kLookup.uHash0;
+    uHash1 = kLookup.uHash1;
+    dwHashMask |= kLookup.dwHashMask;
+    if (kLookup.bFound)
+    {
+        hString = kLookup.hString;
+    }
+    return kLookup.bFound;
+}
+
+void* VOStringHashSet::_AddHashStringParam_P(void* hString, VOULONG dwHashMask, unsigned int uHash0,
+                                             unsigned int uHash1, unsigned int)
+{
+    const unsigned int uRecord = m_vecHashStringParam.Count();
+    const StringHashParam kParam = {hString, kStateKeyOnly, dwHashMask, uHash0, uHash1};
+    return m_vecHashStringParam.PushBack(kParam) ? reinterpret_cast<void*>(static_cast<uintptr_t>(uRecord))
+                                                 : INVALID_HANDLE_VALUE;
+}
+
+int VOStringHashSet::_ResetHashStringParam(void* hString, VOULONG dwHashMask, VOULONG dwState, unsigned int uHash0,
+                                           unsigned int uHash1, unsigned int, StringHashParam* pkParam)
+{
+    if (pkParam == nullptr)
+    {
+        return 0;
+    }
+    *pkParam = {hString, dwState, dwHashMask, uHash0, uHash1};
+    return 1;
+}
+
+// Makes the record of a new string and enters it in the map that told it apart.
+void* VOStringHashSet::_AddString_P(const Lookup& rkLookup, void* hText, VOULONG dwState)
+{
+    void* hResult = _AddHashStringParam_P(hText, rkLookup.dwHashMask, rkLookup.uHash0, rkLookup.uHash1, 0);
+    if (hResult != INVALID_HANDLE_VALUE)
+    {
+        StringHashParam kParam;
+        _ResetHashStringParam(hText, rkLookup.dwHashMask, dwState, rkLookup.uHash0, rkLookup.uHash1, 0, &kParam);
+        m_vecHashStringParam.Set(RecordOf(hResult), kParam);
+        VOHashIndex& rkMap = (rkLookup.dwHashMask & kMaskConflict) != 0 ? m_mapHashConflict : m_mapHashString;
+        rkMap.Insert(rkLookup.uHash0, hResult);
+    }
+    return hResult;
+}
+
+void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
+{
+    void* hResult = INVALID_HANDLE_VALUE;
+    const bool bKeepText = m_eHashMode == SHM_HashAndString;
+    const VOULONG dwWanted = bKeepText ? kStateText : kStateKeyOnly;
+    Lookup kLookup;
+    VO_PROCESS_ERROR(pszString);
+
+    kLookup = _Lookup_P(pszString);
+    if (!kLookup.bFound)
+    {
+        hResult = _AddString_P(kLookup, bKeepText ? m_pkStringPool->Add(pszString) : INVALID_HANDLE_VALUE, dwWanted);
+    }
+    else
+    {
+        StringHashParam kParam = m_vecHashStringParam[RecordOf(kLookup.hString)];
+        if (kParam.dwState == dwWanted)
+        {
+            if (pbExist != nullptr)
+            {
+                *pbExist = 1;
+            }
+        }
+        else
+        {
+            // A removed string's old text is used again; a key gets its text now.
+            void* hText = kParam.hString;
+            if (hText == INVALID_HANDLE_VALUE && bKeepText)
+            {
+                hText = m_pkStringPool->Add(pszString);
+                VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hText);
+            }
+            _ResetHashStringParam(hText, kLookup.dwHashMask, dwWanted, kLookup.uHash0, kLookup.uHash1, 0, &kParam);
+            m_vecHashStringParam.Set(RecordOf(kLookup.hString), kParam);
+        }
+        hResult = kLookup.hString;
+    }
+
+Exit0:
+    return hResult;
+}
+
+void* VOStringHashSet::_InsertKey_P(const VOWCHAR* pszString, int* pbExist)
+{
+    void* hResult = INVALID_HANDLE_VALUE;
+    Lookup kLookup;
+    VO_PROCESS_ERROR(pszString);
+
+    kLookup = _Lookup_P(pszString);
+    if (!kLookup.bFound)
+    {
+        hResult = _AddString_P(kLookup, INVALID_HANDLE_VALUE, kStateKeyOnly);
+    }
+    else
+    {
+        StringHashParam kParam = m_vecHashStringParam[RecordOf(kLookup.hString)];
+        if ((kParam.dwState & kStateRemoved) != 0)
+        {
+            // Revived as a key: its text stays in the pool, hidden by the state.
+            _ResetHashStringParam(kParam.hString, kLookup.dwHashMask, kStateKeyOnly, kLookup.uHash0, kLookup.uHash1, 0,
+                                  &kParam);
+            m_vecHashStringParam.Set(RecordOf(kLookup.hString), kParam);
+        }
+        else if (pbExist != nullptr)
+        {
+            *pbExist = 1;
+        }
+        hResult = kLookup.hString;
+    }
+
+Exit0:
+    return hResult;
+}
+
+void* VOStringHashSet::_Find_P(const VOWCHAR* pszString) const
+{
+    void* hResult = INVALID_HANDLE_VALUE;
+    VO_PROCESS_ERROR(pszString);
+    hResult = _LiveHandle(_Lookup_P(pszString));
+
+Exit0:
+    return hResult;
+}
+
+int VOStringHashSet::_Remove_P(void* hString)
+{
+    if (!_IsRecord(hString))
+    {
+        return 0;
+    }
+    VOStore(m_vecHashStringParam.Bytes(RecordOf(hString)) + offsetof(StringHashParam, dwState), kStateRemoved);
+    return 1;
+}
+
+unsigned int VOStringHashSet::_Count_P() const
+{
+    return m_mapHashString.Count() + m_mapHashConflict.Count();
+}
+
+int VOStringHashSet::_GetFirst_P(Iterator& rkIterator) const
+{
+    VOHashIndex::Position kPosition;
+    void* hFirst = INVALID_HANDLE_VALUE;
+    if (!m_mapHashString.First(kPosition, hFirst) || RecordOf(hFirst) >= m_vecHashStringParam.Count())
+    {
+        return 0;
+    }
+    rkIterator.kPosition = kPosition;
+    rkIterator.hString = hFirst;
+    rkIterator.uStage = 1;
+    return 1;
+}
+
+int VOStringHashSet::_HasNext_P(Iterator& rkIterator) const
+{
+    switch (rkIterator.uStage)
+    {
+        case 1:
+            if (m_mapHashString.Next(rkIterator.kPosition, rkIterator.hString))
+            {
+                return 1;
+            }
+            if (!m_mapHashConflict.First(rkIterator.kPosition, rkIterator.hString))
+            {
+                return 0;
+            }
+            rkIterator.uStage = 2;
+            return 1;
+        case 2:
+            return m_mapHashConflict.Next(rkIterator.kPosition, rkIterator.hString);
+        default:
+            return 0;
+    }
+}
+
+int VOStringHashSet::_ShrinkToFit_P()
+{
+    m_vecHashStringParam.ShrinkToFit();
+    return m_pkStringPool->ShrinkToFit();
+}
+
+int VOStringHashSet::_CleanUp_P()
+{
+    m_mapHashString.Clear();
+    m_mapHashConflict.Clear();
+    m_vecHashStringParam.Release();
+    VO_CHECK_ERROR(m_pkStringPool->Release());
+    return 1;
+}
+
+int VOStringHashSet::_SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
+{
+    StringHashSetAlloc kHead;
+    if (m_eHashRole != SHR_Provider || !_SetRecordsAndPool(pAlloc, bCopy, ullLimit, kHead))
+    {
+        return 0;
+    }
+
+    const auto ReadTable = [](const unsigned char* pbTable, unsigned int uSize, VOHashIndex& rkMap)
+    {
+        HashTable kReader;
+        if (!kReader.SetAlloc(reinterpret_cast<const VOMapTableAlloc*>(pbTable), 0, uSize))
+        {
+            return 0;
+        }
+        HashTable::Iterator kIterator;
+        for (bool bMore = kReader.GetFirst(kIterator); bMore; bMore = kReader.GetNext(kIterator))
+        {
+            rkMap.Insert(kIterator.kKey, kIterator.kValue);
+        }
+        return 1;
+    };
+    const unsigned char* pbTables = reinterpret_cast<const unsigned char*>(pAlloc) +
+                                    offsetof(StringHashSetAlloc, abData) + kHead.uParamBufSize +
+                                    kHead.uStringAllocBufSize;
+    return ReadTable(pbTables, kHead.uMapTableBufSize, m_mapHashString) &&
+           ReadTable(pbTables + kHead.uMapTableBufSize, kHead.uConflictMapTableBufSize, m_mapHashConflict);
+}

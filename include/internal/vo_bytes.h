@@ -1,0 +1,46 @@
+// Access to values inside an image. An image sits at any byte offset, so what lies inside it is read and
+// written by byte copies of the right width only; compilers turn these into plain moves.
+#pragma once
+
+#include <string.h>
+
+#include <type_traits>
+
+#include "../vo_types.h"
+
+template <typename T>
+inline T VOLoad(const void* pvFrom)
+{
+    static_assert(std::is_trivially_copyable_v<T>, "images hold flat values only");
+    T kValue;
+    memcpy(&kValue, pvFrom, sizeof(T));
+    return kValue;
+}
+
+template <typename T>
+inline void VOStore(void* pvTo, const T& kValue)
+{
+    static_assert(std::is_trivially_copyable_v<T>, "images hold flat values only");
+    memcpy(pvTo, &kValue, sizeof(T));
+}
+
+// The version text that begins an image: 8 bytes with its terminator, compared over all 8.
+struct VOImageVersion
+{
+    char szVersion[8];
+
+    bool operator==(const VOImageVersion&) const = default;
+};
+
+inline constexpr VOImageVersion kVOImageVersion1_0 = {{'v', 'e', 'r', '.', '1', '.', '0', 0}};
+inline constexpr VOImageVersion kVOImageVersion1_1 = {{'v', 'e', 'r', '.', '1', '.', '1', 0}};
+
+// A length that bounds nothing: the caller of SetAlloc vouches for the image.
+inline constexpr unsigned long long kVOUnbounded = ~0ull;
+
+// What the size words of an image can say at most.
+inline constexpr unsigned long long kVOMaxImageSize = 0xFFFFFFFFull;
+
+// Zeroed memory from the global allocator, released with the runtime's free. Large blocks are asked for on
+// huge pages where the system has them. Throws std::bad_alloc when there is none.
+VOBASE_API void* VOAllocateImage(unsigned long long ullSize);

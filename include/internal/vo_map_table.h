@@ -1,0 +1,322 @@
+// VOMapTable: an open-addressing hash table in one flat array, the published form of a sorted map.
+//
+// A Provider flattens its map into one; a Customer searches it in place, inside the image:
+//
+//   slot:     { key K, value V, bUsed }, 16 bytes, packed; bUsed is 1 or 0, always at offset 12
+//   home:     FNV-1a of the key's bytes, low 32 bits, AND (M - 1)
+//   M:        1 for an empty map, else a power of two above count / 0.75
+//   placing:  walking the map upwards, every entry whose home slot is free goes there; then those that found it
+//             taken, in the order met, each to the next free slot behind its home. So equal maps give equal
+//             bytes, and a free home slot proves that a key is absent.
+//
+// The image of M slots, C of them used:
+//
+//   offset   size     content
+//   0        8        "ver.1.0"
+//   8        4        C
+//   12       4        20 + 16 * M
+//   16       20+16*M  record vector image of the slots, so that the first slot lies at offset 32
+//   36+16*M  4        tail (written as zero, never read)
+#pragma once
+
+#include <xmmintrin.h>
+
+#include <bit>
+#include <map>
+#include <vector>
+
+#include "vo_record_vector.h"
+
+#pragma pack(push, 1)
+template <typename K, typename V>
+struct VOMapTableSlot
+{
+    K kKey;
+    V kValue;
+    unsigned int bUsed;
+};
+
+struct VOMapTableAlloc
+{
+    VOImageVersion kVersion;
+    unsigned int uElementCount;
+    unsigned int uSlotVectorSize;
+    VORecordVectorAlloc kSlots;
+    unsigned char abTail[4];
+};
+#pragma pack(pop)
+static_assert(sizeof(VOMapTableAlloc) == 40 && offsetof(VOMapTableAlloc, kSlots) == 16);
+
+template <typename K, typename V>
+class VOMapTable
+{
+public:
+    typedef VOMapTableSlot<K, V> Slot;
+    typedef VOMapTableAlloc MapTableAlloc;
+    static_assert(sizeof(Slot) == 16 && offsetof(Slot, bUsed) == 12);
+
+    struct Iterator
+    {
+        K kKey = K();
+        V kValue = V();
+        unsigned int uSlot = 0;
+    };
+
+    VOMapTable() = default;
+
+    // Flattens a sorted map.
+    explicit VOMapTable(const std::map<K, V>& rkMap)
+    {
+        const unsigned long long ullSlots = SlotCountFor(rkMap.size());
+        m_vecSlot.Resize(static_cast<unsigned int>(ullSlots));
+        m_uElementCount = static_cast<unsigned int>(rkMap.size());
+        if (!PlaceAll(m_vecSlot.Bytes(0), ullSlots, _WalkOf(rkMap)))
+        {
+            CleanUp();
+        }
+    }
+
+    unsigned int Count() const { return m_uElementCount; }
+    unsigned int SlotCount() const { return m_vecSlot.Count(); }
+
+    // FNV-1a over the bytes of the key from the lowest to the highest, reduced to its low 32 bits.
+    static unsigned int HashOfKey(K kKey)
+    {
+        unsigned long long ullBits = 0;
+        memcpy(&ullBits, &kKey, sizeof(K));
+        unsigned long long ullHash = 0xCBF29CE484222325ull;
+        for (size_t i = 0; i < sizeof(K); ++i)
+        {
+            ullHash = (ullHash ^ (ullBits & 0xFF)) * 0x100000001B3ull;
+            ullBits >>= 8;
+        }
+        return static_cast<unsigned int>(ullHash);
+    }
+
+    // True and the entry if the key is in the table.
+    bool Find(K kKey, Iterator& rkIterator) const
+    {
+        const unsigned int uSlots = m_vecSlot.Count();
+        if (uSlots == 0)
+        {
+            return false;
+        }
+        const unsigned int uHome = HashOfKey(kKey) & (uSlots - 1);
+        unsigned int uSlot = uHome;
+        do
+        {
+            const Slot kSlot = m_vecSlot[uSlot];
+            if (kSlot.bUsed == 0)
+            {
+                return false;
+            }
+            if (kSlot.kKey == kKey)
+            {
+                _Give(kSlot, uSlot, rkIterator);
+                return true;
+            }
+            uSlot = uSlot + 1 < uSlots ? uSlot + 1 : 0;
+        } while (uSlot != uHome);
+        return false;
+    }
+
+    // Where the search for a key begins, so that a caller can have it fetched early; null for an empty table.
+    const void* HomeOf(K kKey) const
+    {
+        const unsigned int uSlots = m_vecSlot.Count();
+        return uSlots != 0 ? m_vecSlot.Bytes(HashOfKey(kKey) & (uSlots - 1)) : nullptr;
+    }
+
+    // Walk the used slots by ascending slot.
+    bool GetFirst(Iterator& rkIterator) const { return _FindUsed(0, rkIterator); }
+    bool GetNext(Iterator& rkIterator) const
+    {
+        return rkIterator.uSlot < m_vecSlot.Count() && _FindUsed(rkIterator.uSlot + 1, rkIterator);
+    }
+
+    bool CleanUp()
+    {
+        m_uElementCount = 0;
+        return m_vecSlot.Release();
+    }
+
+    // The image of the table as it is. Its element count word holds the number of slots, unlike the image that is
+    // made from a map: readers of a re-exported table rely on nothing else.
+    unsigned long long AllocSize() const { return AllocSizeOf(m_vecSlot.Count()); }
+    void WriteAlloc(unsigned char* pbTo) const
+    {
+        _WriteHead(pbTo, m_vecSlot.Count(), m_vecSlot.Count());
+        m_vecSlot.WriteAlloc(pbTo + offsetof(MapTableAlloc, kSlots));
+    }
+    MapTableAlloc* GetAlloc() const
+    {
+        if (AllocSize() > kVOMaxImageSize)
+        {
+            return nullptr;
+        }
+        unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
+        WriteAlloc(pbAlloc);
+        return reinterpret_cast<MapTableAlloc*>(pbAlloc);
+    }
+
+    // The image of a sorted map, at once; an empty pointer when it doesn't fit one.
+    static MapTableAlloc* GetAlloc(const std::map<K, V>& rkMap)
+    {
+        const unsigned long long ullSize = AllocSizeOf(SlotCountFor(rkMap.size()));
+        if (ullSize > kVOMaxImageSize)
+        {
+            return nullptr;
+        }
+        unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(ullSize));
+        if (!WriteAllocOfMap(pbAlloc, rkMap.size(), _WalkOf(rkMap)))
+        {
+            free(pbAlloc);
+            return nullptr;
+        }
+        return reinterpret_cast<MapTableAlloc*>(pbAlloc);
+    }
+
+    // The steps of the above, for a map of any form. kWalk(visit) calls visit(key, value) in ascending key order.
+    static unsigned long long SlotCountFor(unsigned long long ullCount)
+    {
+        const unsigned long long n = static_cast<unsigned long long>(static_cast<float>(ullCount) / 0.75f);
+        return n == 0 ? 1 : 1ull << std::bit_width(n);
+    }
+    static unsigned long long AllocSizeOf(unsigned long long ullSlots)
+    {
+        return sizeof(MapTableAlloc) + ullSlots * sizeof(Slot);
+    }
+    template <typename Walk>
+    static bool WriteAllocOfMap(unsigned char* pbTo, unsigned long long ullCount, Walk&& kWalk)
+    {
+        const unsigned long long ullSlots = SlotCountFor(ullCount);
+        _WriteHead(pbTo, static_cast<unsigned int>(ullCount), static_cast<unsigned int>(ullSlots));
+        const VORecordVectorAlloc kSlots = {kVOImageVersion1_0,
+                                            static_cast<unsigned int>(ullSlots),
+                                            static_cast<unsigned int>(ullSlots * sizeof(Slot)),
+                                            {}};
+        VOStore(pbTo + offsetof(MapTableAlloc, kSlots), kSlots);
+        return PlaceAll(pbTo + offsetof(MapTableAlloc, kSlots) + VORecordVector<Slot>::kDataOffset, ullSlots, kWalk);
+    }
+
+    // Places all entries into ullSlots zeroed slots.
+    template <typename Walk>
+    static bool PlaceAll(unsigned char* pbSlots, unsigned long long ullSlots, Walk&& kWalk)
+    {
+        // Homes lie all over the table: each is asked for kAhead entries before its entry is placed.
+        constexpr unsigned int kAhead = 16;
+        struct Waiting
+        {
+            Slot kSlot;
+            unsigned char* pbHome;
+        };
+        Waiting arrWaiting[kAhead] = {};
+        unsigned long long ullMet = 0;
+        const unsigned long long ullMask = ullSlots - 1;
+        std::vector<Slot> vecDisplaced;
+        const auto PlaceOldest = [&](const Waiting& kWaiting)
+        {
+            if (kWaiting.pbHome != nullptr && VOLoad<Slot>(kWaiting.pbHome).bUsed == 0)
+            {
+                VOStore(kWaiting.pbHome, kWaiting.kSlot);
+            }
+            else if (kWaiting.pbHome != nullptr)
+            {
+                vecDisplaced.push_back(kWaiting.kSlot);
+            }
+        };
+        kWalk(
+            [&](K kKey, V kValue)
+            {
+                unsigned char* pbHome = pbSlots + (HashOfKey(kKey) & ullMask) * sizeof(Slot);
+                _mm_prefetch(reinterpret_cast<const char*>(pbHome), _MM_HINT_T0);
+                Waiting& rkWaiting = arrWaiting[ullMet++ % kAhead];
+                PlaceOldest(rkWaiting);
+                rkWaiting = {{kKey, kValue, 1}, pbHome};
+            });
+        for (unsigned int i = 0; i < kAhead; ++i)
+        {
+            PlaceOldest(arrWaiting[ullMet++ % kAhead]);
+        }
+        for (const Slot& kSlot : vecDisplaced)
+        {
+            const unsigned long long ullHome = HashOfKey(kSlot.kKey) & ullMask;
+            unsigned long long ullSlot = (ullHome + 1) & ullMask;
+            while (ullSlot != ullHome && VOLoad<Slot>(pbSlots + ullSlot * sizeof(Slot)).bUsed != 0)
+            {
+                ullSlot = (ullSlot + 1) & ullMask;
+            }
+            if (ullSlot == ullHome)
+            {
+                return false;
+            }
+            VOStore(pbSlots + ullSlot * sizeof(Slot), kSlot);
+        }
+        return true;
+    }
+
+    // Takes the slots of an image, copied or as a view; ullLimit is how many bytes the image may reach. On false
+    // the table is untouched.
+    bool SetAlloc(const MapTableAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded)
+    {
+        if (pAlloc == nullptr || ullLimit < sizeof(MapTableAlloc))
+        {
+            return false;
+        }
+        const MapTableAlloc kHead = VOLoad<MapTableAlloc>(pAlloc);
+        const unsigned long long ullAround = sizeof(MapTableAlloc) - sizeof(VORecordVectorAlloc);
+        const unsigned char* pbSlots = reinterpret_cast<const unsigned char*>(pAlloc) + offsetof(MapTableAlloc, kSlots);
+        if (!(kHead.kVersion == kVOImageVersion1_0) ||
+            !m_vecSlot.SetAlloc(reinterpret_cast<const VORecordVectorAlloc*>(pbSlots), bCopy,
+                                ullLimit == kVOUnbounded ? kVOUnbounded : ullLimit - ullAround))
+        {
+            return false;
+        }
+        m_uElementCount = kHead.uElementCount;
+        return true;
+    }
+
+protected:
+    static auto _WalkOf(const std::map<K, V>& rkMap)
+    {
+        return [&rkMap](auto&& kVisit)
+        {
+            for (const auto& [kKey, kValue] : rkMap)
+            {
+                kVisit(kKey, kValue);
+            }
+        };
+    }
+
+    static void _WriteHead(unsigned char* pbTo, unsigned int uElementCount, unsigned int uSlots)
+    {
+        VOStore(pbTo, kVOImageVersion1_0);
+        VOStore(pbTo + offsetof(MapTableAlloc, uElementCount), uElementCount);
+        VOStore(pbTo + offsetof(MapTableAlloc, uSlotVectorSize),
+                static_cast<unsigned int>(sizeof(VORecordVectorAlloc) + uSlots * sizeof(Slot)));
+    }
+
+    static void _Give(const Slot& kSlot, unsigned int uSlot, Iterator& rkIterator)
+    {
+        rkIterator.kKey = kSlot.kKey;
+        rkIterator.kValue = kSlot.kValue;
+        rkIterator.uSlot = uSlot;
+    }
+
+    bool _FindUsed(unsigned int uFrom, Iterator& rkIterator) const
+    {
+        for (unsigned int uSlot = uFrom; uSlot < m_vecSlot.Count(); ++uSlot)
+        {
+            const Slot kSlot = m_vecSlot[uSlot];
+            if (kSlot.bUsed != 0)
+            {
+                _Give(kSlot, uSlot, rkIterator);
+                return true;
+            }
+        }
+        return false;
+    }
+
+    VORecordVector<Slot> m_vecSlot;
+    unsigned int m_uElementCount = 0;  // used slots, by the image
+};

@@ -1,0 +1,214 @@
+// VOStringHashSet: maps a wide string to a handle and back, and can be published as an image.
+//
+// A string is never compared with anything: its identity is the pair of its two 32-bit hashes. One class has two
+// faces, chosen at construction. A Provider is a mutable set on sorted maps; a Customer is a read-only view of an
+// image that looks strings up in flat tables inside it. A handle is the index of a string's record, the same
+// number in both roles and in every process, never reused until CleanUp. Strings aren't removed but marked: the
+// record, its map entry and its text stay.
+//
+// Each value of the first hash has room for two strings. A third string with the same first hash, and a second
+// hash that differs from the first string's, is taken for the second one, in both roles alike.
+//
+// The image of a set (docs/wire-formats.md):
+//
+//   { head, record vector, string pool, primary table, conflict table, tail }
+//
+// No lock. A Customer may be searched by any number of threads while nobody replaces its image.
+#pragma once
+
+#include "internal/vo_map_table.h"
+#include "internal/vo_ordered_index.h"
+#include "vo_buffer_container.h"
+#include "vo_string_hash.h"
+#include "vo_types.h"
+
+class VOBASE_API VOStringHashSet
+{
+public:
+    enum StringHashRole : int
+    {
+        SHR_Provider = 0,
+        SHR_Customer = 1
+    };
+
+    enum StringHashMode : int
+    {
+        SHM_HashOnly = 0,      // Insert keeps no text
+        SHM_HashAndString = 1  // Insert keeps the text in the pool
+    };
+
+    // States of a record.
+    static constexpr VOULONG kStateKeyOnly = 0;
+    static constexpr VOULONG kStateRemoved = 2;
+    static constexpr VOULONG kStateText = 4;
+
+    // One record per distinct string; part of the image.
+    struct StringHashParam
+    {
+        void* hString = INVALID_HANDLE_VALUE;  // the text in the pool, or INVALID_HANDLE_VALUE
+        VOULONG dwState = kStateKeyOnly;
+        VOULONG dwHashMask = 0;  // 1: primary map, 3: primary and conflict map
+        unsigned int uHash0 = 0;
+        unsigned int uHash1 = 0;
+    };
+
+#pragma pack(push, 1)
+    struct StringHashSetAlloc
+    {
+        VOImageVersion kVersion;  // "ver.1.1"
+        unsigned int uParamBufSize;
+        unsigned int uStringAllocBufSize;
+        unsigned int uMapTableBufSize;
+        unsigned int uConflictMapTableBufSize;
+        unsigned int uDataBufSize;  // the sum of the four; the image has 32 bytes more
+        unsigned char abData[4];    // the four parts begin here
+    };
+#pragma pack(pop)
+
+    typedef VOMapTable<unsigned int, void*> HashTable;
+
+    // The cursor of GetFirst and HasNext.
+    struct Iterator
+    {
+        void* hString = INVALID_HANDLE_VALUE;  // the current entry
+        VOHashIndex::Position kPosition;       // Provider
+        HashTable::Iterator kSlot;             // Customer
+        unsigned int uStage = 0;               // 1 in the primary structure, 2 in the conflict structure
+    };
+
+    explicit VOStringHashSet(StringHashRole eRole = SHR_Provider, StringHashMode eMode = SHM_HashAndString);
+    ~VOStringHashSet();
+    VOStringHashSet(const VOStringHashSet& rkOther);
+    VOStringHashSet& operator=(const VOStringHashSet& rkOther);
+
+    // Provider only. The handle of a string, entered if it isn't there; *pbExist becomes 1 if it was there in the
+    // wanted state, and is otherwise left alone. InsertKey enters a string without its text.
+    // INVALID_HANDLE_VALUE on a Customer, for an empty pointer, and when the pool is full.
+    void* Insert(const VOWCHAR* pszString, int* pbExist = nullptr);
+    void* InsertKey(const VOWCHAR* pszString, int* pbExist = nullptr);
+
+    // The handle of a string, INVALID_HANDLE_VALUE if it is unknown or removed. Allocates nothing.
+    void* Find(const VOWCHAR* pszString) const;
+
+    // As Find, and calls pfnSeen with the handle as soon as it is known, before the string's record is read, so
+    // that a caller can have its own data fetched meanwhile. The handle seen may still turn out to be a miss.
+    void* FindAhead(const VOWCHAR* pszString, void (*pfnSeen)(const void* pvContext, void* hString),
+                    const void* pvContext) const;
+
+    // The text of a handle, at any alignment, valid until the pool grows or is released; an empty pointer if the
+    // string is removed, key only or unknown.
+    const VOWCHAR* GetString(void* hString) const;
+
+    // Provider only. Marks a string as removed.
+    int Remove(void* hString);
+    int CleanUp();
+
+    // Lets go of an image that CleanUp of a Customer still answers GetString from; memory of its own stays.
+    void DropViews();
+
+    // Walk all records, removed and key-only ones too, primary ones first: a Provider in ascending order of the
+    // first hash, a Customer in slot order. 1 with a current entry.
+    int GetFirst(Iterator& rkIterator) const;
+    int HasNext(Iterator& rkIterator) const;
+
+    // Strings known, removed and key-only ones too.
+    unsigned int Count() const;
+    int ShrinkToFit();
+
+    // A new image, owned by the caller.
+    StringHashSetAlloc* GetAlloc() const;
+
+    // Takes an image. A wrong version or total is refused with the set untouched; a later failure leaves it
+    // cleaned and partly filled. ullLimit is how many bytes the image may reach.
+    int SetAlloc(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
+
+    // The image's size in bytes (more than kVOMaxImageSize when there can be none), and the image written to
+    // zeroed memory of that size.
+    unsigned long long AllocSize() const;
+    int WriteAlloc(unsigned char* pbTo) const;
+
+protected:
+    void* _Insert_P(const VOWCHAR* pszString, int* pbExist);
+    void* _InsertKey_P(const VOWCHAR* pszString, int* pbExist);
+    void* _Find_P(const VOWCHAR* pszString) const;
+    unsigned int _Count_P() const;
+    int _ShrinkToFit_P();
+    int _Remove_P(void* hString);
+    int _CleanUp_P();
+    int _GetFirst_P(Iterator& rkIterator) const;
+    int _HasNext_P(Iterator& rkIterator) const;
+    int _SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
+
+    void* _Find_C(const VOWCHAR* pszString) const;
+    unsigned int _Count_C() const;
+    int _CleanUp_C();
+    int _GetFirst_C(Iterator& rkIterator) const;
+    int _HasNext_C(Iterator& rkIterator) const;
+    int _SetAlloc_C(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
+
+    // The lookup of a string, without a look at its state. uHash2 is a slot of the signature that isn't used;
+    // dwHashMask is ORed into, so the caller clears it first.
+    int _FindHashString_P(const VOWCHAR* pszString, unsigned int& uHash0, unsigned int& uHash1, unsigned int& uHash2,
+                          VOULONG& dwHashMask, void*& hString) const;
+    int _FindHashString_C(const VOWCHAR* pszString, unsigned int& uHash0, unsigned int& uHash1, unsigned int& uHash2,
+                          VOULONG& dwHashMask, void*& hString) const;
+
+    void* _AddHashStringParam_P(void* hString, VOULONG dwHashMask, unsigned int uHash0, unsigned int uHash1,
+                                unsigned int uHash2);
+    int _ResetHashStringParam(void* hString, VOULONG dwHashMask, VOULONG dwState, unsigned int uHash0,
+                              unsigned int uHash1, unsigned int uHash2, StringHashParam* pkParam);
+    int _SetRole(StringHashRole eRole);
+
+private:
+    // The role table: an operation that the role doesn't have is empty.
+    struct RoleTable
+    {
+        void* (VOStringHashSet::*pfnInsert)(const VOWCHAR*, int*) = nullptr;
+        void* (VOStringHashSet::*pfnInsertKey)(const VOWCHAR*, int*) = nullptr;
+        void* (VOStringHashSet::*pfnFind)(const VOWCHAR*) const = nullptr;
+        unsigned int (VOStringHashSet::*pfnCount)() const = nullptr;
+        int (VOStringHashSet::*pfnShrinkToFit)() = nullptr;
+        int (VOStringHashSet::*pfnRemove)(void*) = nullptr;
+        int (VOStringHashSet::*pfnCleanUp)() = nullptr;
+        int (VOStringHashSet::*pfnGetFirst)(Iterator&) const = nullptr;
+        int (VOStringHashSet::*pfnHasNext)(Iterator&) const = nullptr;
+        int (VOStringHashSet::*pfnSetAlloc)(StringHashSetAlloc*, int, unsigned long long) = nullptr;
+    };
+
+    struct Lookup
+    {
+        unsigned int uHash0 = 0;
+        unsigned int uHash1 = 0;
+        VOULONG dwHashMask = 0;
+        void* hString = INVALID_HANDLE_VALUE;
+        bool bFound = false;
+    };
+    typedef void (*SeenFunction)(const void* pvContext, void* hString);
+
+    Lookup _Lookup_P(const VOWCHAR* pszString) const;
+    Lookup _Lookup_C(const VOWCHAR* pszString, SeenFunction pfnSeen, const void* pvContext) const;
+    void* _LiveHandle(const Lookup& rkLookup) const;
+    void* _AddString_P(const Lookup& rkLookup, void* hText, VOULONG dwState);
+    bool _IsRecord(void* hString) const;
+    int _SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit,
+                           StringHashSetAlloc& rkHead);
+    unsigned long long _SizesOfParts(StringHashSetAlloc& rkHead) const;
+
+    RoleTable m_kRoleTable;
+    StringHashMode m_eHashMode;
+    StringHashRole m_eHashRole;
+    VORecordVector<StringHashParam> m_vecHashStringParam;
+    VOStringContainer* m_pkStringPool;  // owned
+    VOStringHash m_kStringHash;
+    VOHashIndex m_mapHashString;       // Provider
+    VOHashIndex m_mapHashConflict;     // Provider
+    HashTable m_mapTableHashString;    // Customer
+    HashTable m_mapTableHashConflict;  // Customer
+};
+static_assert(sizeof(VOStringHashSet::StringHashParam) == 24);
+static_assert(offsetof(VOStringHashSet::StringHashParam, dwState) == 8);
+static_assert(offsetof(VOStringHashSet::StringHashParam, dwHashMask) == 12);
+static_assert(offsetof(VOStringHashSet::StringHashParam, uHash0) == 16);
+static_assert(offsetof(VOStringHashSet::StringHashParam, uHash1) == 20);
+static_assert(sizeof(VOStringHashSet::StringHashSetAlloc) == 32);
+static_assert(offsetof(VOStringHashSet::StringHashSetAlloc, abData) == 28);
