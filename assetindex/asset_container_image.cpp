@@ -1,0 +1,236 @@
+// The image of a container: five blocks behind a head, in an order that is part of the format, without alignment.
+//
+//   string pool | nodes | child lists | key table | classify table
+//
+// docs/wire-formats.md has every byte.
+#include "assetindex/text_access.h"
+#include "containers/vots_number_container.h"
+#include "vo_utility.h"
+#include "vots_asset_node_classify_manager.h"
+#include "vots_asset_node_container.h"
+
+// Where the blocks of an image lie, and how far each may reach.
+struct VOTSAssetNodeContainer::ImageBlocks
+{
+    ContainerAlloc kHead;
+    VOStringHashSet::StringHashSetAlloc* pStringPoolAlloc;
+    VORecordVectorAlloc* pAssetNodeAlloc;
+    VOTSNumberContainer::NumberAlloc* pAssetIndexAlloc;
+    VOMapTableAlloc* pAssetMapTableAlloc;
+    VOTSAssetNodeClassifyManager::ContainerAlloc* pAssetClassifyAlloc;
+};
+
+VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
+{
+    ContainerAlloc* pResult = nullptr;
+    unsigned char* pbAlloc = nullptr;
+    unsigned char* pbBlock = nullptr;
+    ContainerAlloc kHead = {};
+    unsigned long long uMemoryBufSize = 0;
+    const bool bProvider = m_eAssetRole == LUMTrayService::AR_Provider;
+    VO_CHECK_ERROR(_MakeSurePathValueValid());
+    VO_PROCESS_ERROR(m_pkStringSet);
+
+    // Each block that a size word can't name fails here, before anything is made.
+    VO_PROCESS_ERROR_AS("pStringAlloc", m_pkStringSet->AllocSize() <= kVOMaxImageSize);
+    VO_PROCESS_ERROR_AS("pAssetNodeAlloc", m_vecAssetNode.AllocSize() <= kVOMaxImageSize);
+    VO_PROCESS_ERROR_AS("pAssetIndexAlloc", m_pkAssetIndexContainer->AllocSize() <= kVOMaxImageSize);
+    VO_PROCESS_ERROR_AS("pAssetClassifyAlloc", m_pkClassifyMgr->AllocSize() <= kVOMaxImageSize);
+    VO_PROCESS_ERROR_AS("pAssetMapTableAlloc", _KeyTableAllocSize() <= kVOMaxImageSize);
+    uMemoryBufSize = sizeof(ContainerAlloc) + m_pkStringSet->AllocSize() + m_vecAssetNode.AllocSize() +
+                     m_pkAssetIndexContainer->AllocSize() + m_pkClassifyMgr->AllocSize() + _KeyTableAllocSize();
+    VO_PROCESS_ERROR_AS("uMemoryBufSize", uMemoryBufSize <= kVOMaxImageSize);
+
+    VOStore(kHead.szVersion, VOLoad<VOImageVersion>(ASSETNODE_CAONTAINER_VERSION));
+    kHead.uStringPoolBufSize = static_cast<unsigned int>(m_pkStringSet->AllocSize());
+    kHead.uAssetNodeBufSize = static_cast<unsigned int>(m_vecAssetNode.AllocSize());
+    kHead.uAssetNodeIndexBufSize = static_cast<unsigned int>(m_pkAssetIndexContainer->AllocSize());
+    kHead.uAssetNodeMapTableBufSize = static_cast<unsigned int>(_KeyTableAllocSize());
+    kHead.uAssetClassifyBufSize = static_cast<unsigned int>(m_pkClassifyMgr->AllocSize());
+    kHead.hStrRootPath = m_hStrRootPath;
+    kHead.hStrRootName = m_hStrRootName;
+    kHead.uDataBufSize = static_cast<unsigned int>(uMemoryBufSize - sizeof(ContainerAlloc));
+
+    pbAlloc = static_cast<unsigned char*>(VOAllocateImage(uMemoryBufSize));
+    memcpy(pbAlloc, &kHead, offsetof(ContainerAlloc, abData));
+    pbBlock = pbAlloc + offsetof(ContainerAlloc, abData);
+    if (!m_pkStringSet->WriteAlloc(pbBlock))
+    {
+        free(pbAlloc);
+        VO_PROCESS_ERROR_AS("pStringAlloc", false);
+    }
+    pbBlock += kHead.uStringPoolBufSize;
+    m_vecAssetNode.WriteAlloc(pbBlock);
+    pbBlock += kHead.uAssetNodeBufSize;
+    m_pkAssetIndexContainer->WriteAlloc(pbBlock);
+    pbBlock += kHead.uAssetNodeIndexBufSize;
+    if (bProvider)
+    {
+        const std::vector<std::pair<void*, unsigned int>> vecEntry = m_mapStringHandle2ParamIndex.Sorted();
+        const auto WalkEntries = [&vecEntry](auto&& kVisit)
+        {
+            for (const auto& [hStringParam, uAssetID] : vecEntry)
+            {
+                kVisit(hStringParam, uAssetID);
+            }
+        };
+        if (!KeyTable::WriteAllocOfMap(pbBlock, vecEntry.size(), WalkEntries))
+        {
+            free(pbAlloc);
+            VO_PROCESS_ERROR_AS("pAssetMapTableAlloc", false);
+        }
+    }
+    else
+    {
+        m_mapTableStringHandle2ParamIndex.WriteAlloc(pbBlock);
+    }
+    pbBlock += kHead.uAssetNodeMapTableBufSize;
+    m_pkClassifyMgr->WriteAlloc(pbBlock);
+    pResult = reinterpret_cast<ContainerAlloc*>(pbAlloc);
+
+Exit0:
+    return pResult;
+}
+
+unsigned long long VOTSAssetNodeContainer::_KeyTableAllocSize() const
+{
+    return m_eAssetRole == LUMTrayService::AR_Provider
+               ? KeyTable::AllocSizeOf(KeyTable::SlotCountFor(m_mapStringHandle2ParamIndex.Count()))
+               : m_mapTableStringHandle2ParamIndex.AllocSize();
+}
+
+int VOTSAssetNodeContainer::SetAlloc(ContainerAlloc* pAlloc, int bCopy)
+{
+    return SetAlloc(pAlloc, bCopy, kVOUnbounded);
+}
+
+int VOTSAssetNodeContainer::SetAlloc(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize)
+{
+    switch (m_eAssetRole)
+    {
+        case LUMTrayService::AR_Provider:
+            return _SetAlloc_P(pAlloc, bCopy, ullSize);
+        case LUMTrayService::AR_Customer:
+            return _SetAlloc_C(pAlloc, bCopy, ullSize);
+        default:
+            return 0;
+    }
+}
+
+// The checks of an image that come before anything is touched; the head is read once. A macro, so that the log names
+// the operation of the role.
+#define VO_CHECK_IMAGE(pAlloc, kHead, ullSize)                                                                \
+    VO_PROCESS_ERROR(pAlloc);                                                                                 \
+    VO_PROCESS_ERROR(sizeof(ContainerAlloc) <= ullSize);                                                      \
+    kHead = VOLoad<ContainerAlloc>(pAlloc);                                                                   \
+    VO_PROCESS_ERROR_AS("::strcmp(pAlloc->szVersion, ASSETNODE_CAONTAINER_VERSION) == 0",                     \
+                        memcmp(kHead.szVersion, ASSETNODE_CAONTAINER_VERSION, sizeof(kHead.szVersion)) == 0); \
+    VO_PROCESS_ERROR_AS(                                                                                      \
+        "pAlloc->uDataBufSize == pAlloc->uAssetNodeBufSize + pAlloc->uStringPoolBufSize + "                   \
+        "pAlloc->uAssetNodeIndexBufSize + pAlloc->uAssetNodeMapTableBufSize + pAlloc->uAssetClassifyBufSize", \
+        kHead.uDataBufSize == 0ull + kHead.uAssetNodeBufSize + kHead.uStringPoolBufSize +                     \
+                                  kHead.uAssetNodeIndexBufSize + kHead.uAssetNodeMapTableBufSize +            \
+                                  kHead.uAssetClassifyBufSize);                                               \
+    VO_PROCESS_ERROR(kHead.uDataBufSize <= ullSize - sizeof(ContainerAlloc))
+
+VOTSAssetNodeContainer::ImageBlocks VOTSAssetNodeContainer::_BlocksOf(ContainerAlloc* pAlloc,
+                                                                      const ContainerAlloc& rkHead)
+{
+    ImageBlocks kBlocks = {};
+    unsigned char* pbBlock = reinterpret_cast<unsigned char*>(pAlloc) + offsetof(ContainerAlloc, abData);
+    kBlocks.kHead = rkHead;
+    kBlocks.pStringPoolAlloc = reinterpret_cast<VOStringHashSet::StringHashSetAlloc*>(pbBlock);
+    pbBlock += rkHead.uStringPoolBufSize;
+    kBlocks.pAssetNodeAlloc = reinterpret_cast<VORecordVectorAlloc*>(pbBlock);
+    pbBlock += rkHead.uAssetNodeBufSize;
+    kBlocks.pAssetIndexAlloc = reinterpret_cast<VOTSNumberContainer::NumberAlloc*>(pbBlock);
+    pbBlock += rkHead.uAssetNodeIndexBufSize;
+    kBlocks.pAssetMapTableAlloc = reinterpret_cast<VOMapTableAlloc*>(pbBlock);
+    pbBlock += rkHead.uAssetNodeMapTableBufSize;
+    kBlocks.pAssetClassifyAlloc = reinterpret_cast<VOTSAssetNodeClassifyManager::ContainerAlloc*>(pbBlock);
+    return kBlocks;
+}
+
+// The steps that both roles share in front of the key table; again a macro for the log's sake. Every block is held to
+// the size that the head gives it.
+#define VO_SET_BLOCKS_BEFORE_KEYS(kBlocks, bCopy)                                                                    \
+    CleanUp();                                                                                                       \
+    m_hStrRootPath = kBlocks.kHead.hStrRootPath;                                                                     \
+    m_hStrRootName = kBlocks.kHead.hStrRootName;                                                                     \
+    VO_PROCESS_ERROR(m_pkStringSet);                                                                                 \
+    VO_PROCESS_ERROR_AS("m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy)",                                          \
+                        m_pkStringSet->SetAlloc(kBlocks.pStringPoolAlloc, bCopy, kBlocks.kHead.uStringPoolBufSize)); \
+    VO_PROCESS_ERROR_AS("m_vecAssetNode.SetAlloc(pAssetNodeAlloc, bCopy)",                                           \
+                        m_vecAssetNode.SetAlloc(kBlocks.pAssetNodeAlloc, bCopy, kBlocks.kHead.uAssetNodeBufSize));   \
+    VO_PROCESS_ERROR_AS(                                                                                             \
+        "m_pkAssetIndexContainer->SetAlloc(pAssetIndexAlloc, bCopy)",                                                \
+        m_pkAssetIndexContainer->SetAlloc(kBlocks.pAssetIndexAlloc, bCopy, kBlocks.kHead.uAssetNodeIndexBufSize))
+
+int VOTSAssetNodeContainer::_SetAlloc_P(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize)
+{
+    int nResult = 0;
+    ContainerAlloc kHead = {};
+    ImageBlocks kBlocks = {};
+    KeyTable mapTableReader;
+    KeyTable::Iterator kIterator;
+    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Provider == m_eAssetRole);
+    VO_CHECK_IMAGE(pAlloc, kHead, ullSize);
+
+    kBlocks = _BlocksOf(pAlloc, kHead);
+    VO_SET_BLOCKS_BEFORE_KEYS(kBlocks, bCopy);
+    VO_PROCESS_ERROR_AS("mapTableReader.SetAlloc(pAssetMapTableAlloc, bCopy)",
+                        mapTableReader.SetAlloc(kBlocks.pAssetMapTableAlloc, 0, kHead.uAssetNodeMapTableBufSize));
+    for (bool bMore = mapTableReader.GetFirst(kIterator); bMore; bMore = mapTableReader.GetNext(kIterator))
+    {
+        m_mapStringHandle2ParamIndex.Insert(kIterator.kKey, kIterator.kValue);
+    }
+    VO_PROCESS_ERROR_AS("m_pkClassifyMgr->SetAlloc(pAssetClassifyAlloc, bCopy)",
+                        m_pkClassifyMgr->SetAlloc(kBlocks.pAssetClassifyAlloc, bCopy, kHead.uAssetClassifyBufSize));
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::_SetAlloc_C(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize)
+{
+    int nResult = 0;
+    ContainerAlloc kHead = {};
+    ImageBlocks kBlocks = {};
+    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer == m_eAssetRole);
+    VO_CHECK_IMAGE(pAlloc, kHead, ullSize);
+
+    kBlocks = _BlocksOf(pAlloc, kHead);
+    VO_SET_BLOCKS_BEFORE_KEYS(kBlocks, bCopy);
+    VO_PROCESS_ERROR_AS("m_mapTableStringHandle2ParamIndex.SetAlloc(pAssetMapTableAlloc, bCopy)",
+                        m_mapTableStringHandle2ParamIndex.SetAlloc(kBlocks.pAssetMapTableAlloc, bCopy,
+                                                                   kHead.uAssetNodeMapTableBufSize));
+    VO_PROCESS_ERROR_AS("m_pkClassifyMgr->SetAlloc(pAssetClassifyAlloc, bCopy)",
+                        m_pkClassifyMgr->SetAlloc(kBlocks.pAssetClassifyAlloc, bCopy, kHead.uAssetClassifyBufSize));
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::ReConstructContainer(VOTSAssetNodeContainer* pkToContainer) const
+{
+    int nResult = 0;
+    VOTSAssetNodeClassifyManager::ContainerAlloc* pAlloc = nullptr;
+    VOWString kRootPath;
+    VOWString kRootName;
+    VO_PROCESS_ERROR(pkToContainer);
+
+    // Taken first: the target may be this container.
+    kRootPath = VOTextOf(GetRootPath());
+    kRootName = VOTextOf(GetRootName());
+    pAlloc = m_pkClassifyMgr->GetAlloc();
+    VO_PROCESS_ERROR(pkToContainer->CleanUp());
+    pkToContainer->_SetRootPath(kRootPath.c_str());
+    pkToContainer->_SetRootName(kRootName.c_str());
+    nResult = pkToContainer->m_pkClassifyMgr->SetAlloc(pAlloc, 1);
+
+Exit0:
+    free(pAlloc);
+    return nResult;
+}

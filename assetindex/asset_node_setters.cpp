@@ -1,0 +1,276 @@
+// The setters of the node store. They write into a record of a Provider and touch nothing else: not the parent's
+// lists, not the index, not the key.
+#include "assetindex/text_access.h"
+#include "containers/vots_number_container.h"
+#include "vots_asset_node_container.h"
+
+namespace
+{
+
+using LUMTrayService::structAssetNode;
+
+constexpr unsigned int kNone = static_cast<unsigned int>(-1);
+
+}  // namespace
+
+// A removed node is reported and written all the same.
+#define VO_CHECK_NODE_STATE(uAssetID)                                       \
+    VO_CHECK_ERROR_AS("param.dwParamState != AssetParamState::APS_Deleted", \
+                      _StateOf(uAssetID) != AssetParamState::APS_Deleted)
+
+// What most setters begin with. A macro, so that the log names the setter.
+#define VO_CHECK_SETTER(uAssetID)                                                 \
+    VO_PROCESS_ERROR(m_pkAssetIndexContainer);                                    \
+    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());                          \
+    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole); \
+    VO_CHECK_NODE_STATE(uAssetID)
+
+int VOTSAssetNodeContainer::SetAssetNodeAssetFrom(unsigned int uAssetID, LUMTrayService::enumAssetFrom eAssetFrom)
+{
+    int nResult = 0;
+    VO_CHECK_SETTER(uAssetID);
+    _StoreField(uAssetID, offsetof(structAssetNode, eAssetFrom), eAssetFrom);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::SetAssetNodeAssetMergeSign(unsigned int uAssetID, unsigned int uAssetMerge)
+{
+    int nResult = 0;
+    VO_CHECK_SETTER(uAssetID);
+    _StoreField(uAssetID, offsetof(structAssetNode, uAssetMerge), uAssetMerge);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const VOWCHAR* szComponent,
+                                                  const VOWCHAR* szBaseName, const VOWCHAR* szExt)
+{
+    int nResult = 0;
+    const struct
+    {
+        const VOWCHAR* pszText;
+        size_t uOffset;
+    } arrPart[] = {
+        {szComponent, offsetof(structAssetNode, hStrComponent)},
+        {szBaseName, offsetof(structAssetNode, hStrBaseName)},
+        {szExt, offsetof(structAssetNode, hStrExtension)},
+    };
+    VO_CHECK_SETTER(uAssetID);
+
+    for (const auto& kPart : arrPart)
+    {
+        _StoreField(uAssetID, kPart.uOffset, INVALID_HANDLE_VALUE);
+    }
+    for (const auto& kPart : arrPart)
+    {
+        if (VOHasText(kPart.pszText))
+        {
+            void* hndTmp = m_pkStringSet->Insert(kPart.pszText);
+            VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hndTmp);
+            _StoreField(uAssetID, kPart.uOffset, hndTmp);
+        }
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::SetAssetNodePhysicsPath(unsigned int uAssetID, const VOWCHAR* pszPhysicsPath)
+{
+    int nResult = 0;
+    void* hPhysicsPath = INVALID_HANDLE_VALUE;
+    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
+    VO_PROCESS_ERROR_AS("pszPhysicsPath && *pszPhysicsPath", VOHasText(pszPhysicsPath));
+    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
+    VO_CHECK_NODE_STATE(uAssetID);
+
+    _StoreField(uAssetID, offsetof(structAssetNode, hStrPhysicsPath), INVALID_HANDLE_VALUE);
+    hPhysicsPath = m_pkStringSet->Insert(pszPhysicsPath);
+    VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hPhysicsPath);
+    _StoreField(uAssetID, offsetof(structAssetNode, hStrPhysicsPath), hPhysicsPath);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::SetAssetNodeClassifyType(unsigned int uAssetID, int nClassifyType,
+                                                     const VOWCHAR* pszClassifyName)
+{
+    int nResult = 0;
+    void* hClassify = INVALID_HANDLE_VALUE;
+    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
+    VO_PROCESS_ERROR_AS("pszClassifyName && *pszClassifyName", VOHasText(pszClassifyName));
+    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
+    VO_CHECK_NODE_STATE(uAssetID);
+
+    _StoreField(uAssetID, offsetof(structAssetNode, nClassifyType), -1);
+    _StoreField(uAssetID, offsetof(structAssetNode, hStrClassifyName), INVALID_HANDLE_VALUE);
+    hClassify = m_pkStringSet->Insert(pszClassifyName);
+    VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hClassify);
+    _StoreField(uAssetID, offsetof(structAssetNode, nClassifyType), nClassifyType);
+    _StoreField(uAssetID, offsetof(structAssetNode, hStrClassifyName), hClassify);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::SetAssetNodeFolder(unsigned int uAssetID, int bFolder)
+{
+    int nResult = 0;
+    VO_CHECK_SETTER(uAssetID);
+    _StoreField(uAssetID, offsetof(structAssetNode, bFolder), bFolder);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::SetAssetNodeFileAttribute(unsigned int uAssetID, unsigned long long ullFileSize,
+                                                      long long ftCreateTime, long long ftLastAccessTime,
+                                                      long long ftLastWriteTime, unsigned int nFileAttribute)
+{
+    int nResult = 0;
+    VO_CHECK_SETTER(uAssetID);
+    _StoreField(uAssetID, offsetof(structAssetNode, ullFileSize), ullFileSize);
+    _StoreField(uAssetID, offsetof(structAssetNode, ftCreateTime), ftCreateTime);
+    _StoreField(uAssetID, offsetof(structAssetNode, ftLastAccessTime), ftLastAccessTime);
+    _StoreField(uAssetID, offsetof(structAssetNode, ftLastWriteTime), ftLastWriteTime);
+    _StoreField(uAssetID, offsetof(structAssetNode, nFileAttribute), nFileAttribute);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::SetAssetNodeParentIndex(unsigned int uAssetID, unsigned int uParentIndex)
+{
+    int nResult = 0;
+    VO_CHECK_SETTER(uAssetID);
+    _StoreField(uAssetID, offsetof(structAssetNode, nParentID), uParentIndex);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::SetAssetNodeChildIndex(unsigned int uAssetID,
+                                                   const std::vector<unsigned int>& vecChildIndex)
+{
+    int nResult = 0;
+    std::vector<unsigned int> vecFileIndex;
+    std::vector<unsigned int> vecFolderIndex;
+    structAssetNode tsNode;
+    VO_CHECK_SETTER(uAssetID);
+
+    for (const unsigned int uChildIndex : vecChildIndex)
+    {
+        VO_PROCESS_ERROR(uChildIndex < m_vecAssetNode.Count());
+        const int bFolder = VOLoad<int>(m_vecAssetNode.Bytes(uChildIndex) + offsetof(structAssetNode, bFolder));
+        (bFolder != 0 ? vecFolderIndex : vecFileIndex).push_back(uChildIndex);
+    }
+
+    _StoreField(uAssetID, offsetof(structAssetNode, nChildFileInfo), kNone);
+    if (!vecFileIndex.empty())
+    {
+        VO_PROCESS_ERROR(m_pkAssetIndexContainer->InsertNumber(vecFileIndex, tsNode.nChildFileInfo));
+        _StoreField(uAssetID, offsetof(structAssetNode, nChildFileInfo), tsNode.nChildFileInfo);
+    }
+    _StoreField(uAssetID, offsetof(structAssetNode, nChildFolderInfo), kNone);
+    if (!vecFolderIndex.empty())
+    {
+        VO_PROCESS_ERROR(m_pkAssetIndexContainer->InsertNumber(vecFolderIndex, tsNode.nChildFolderInfo));
+        _StoreField(uAssetID, offsetof(structAssetNode, nChildFolderInfo), tsNode.nChildFolderInfo);
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::SetAssetNodeChildIndex(unsigned int uAssetID, unsigned int uFolderInfo,
+                                                   unsigned int uFileInfo)
+{
+    int nResult = 0;
+    VO_CHECK_SETTER(uAssetID);
+    _StoreField(uAssetID, offsetof(structAssetNode, nChildFolderInfo), uFolderInfo);
+    _StoreField(uAssetID, offsetof(structAssetNode, nChildFileInfo), uFileInfo);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::InsertAssetNodeChildIndex(unsigned int uAssetID, unsigned int uChildIndex)
+{
+    int nResult = 0;
+    unsigned int uTmpInfo = kNone;
+    size_t uInfoOffset = 0;
+    VO_PROCESS_ERROR(m_pkAssetIndexContainer);
+    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
+    VO_PROCESS_ERROR(uChildIndex < m_vecAssetNode.Count());
+    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
+    VO_CHECK_NODE_STATE(uAssetID);
+    VO_CHECK_NODE_STATE(uChildIndex);
+
+    uInfoOffset = _ChildInfoOffset(uChildIndex);
+    uTmpInfo = VOLoad<unsigned int>(m_vecAssetNode.Bytes(uAssetID) + uInfoOffset);
+    if (uTmpInfo == kNone)
+    {
+        const std::vector<unsigned int> vecInsert(1, uChildIndex);
+        VO_PROCESS_ERROR(m_pkAssetIndexContainer->InsertNumber(vecInsert, uTmpInfo));
+    }
+    else
+    {
+        // The list may have moved.
+        const unsigned int uInfoID = uTmpInfo;
+        VO_PROCESS_ERROR(m_pkAssetIndexContainer->InsertNumber(uInfoID, uChildIndex, uTmpInfo));
+    }
+    _StoreField(uAssetID, uInfoOffset, uTmpInfo);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::RemoveAssetNodeChildIndex(unsigned int uAssetID, unsigned int uChildIndex)
+{
+    int nResult = 0;
+    structAssetNode tsNode;
+    VO_PROCESS_ERROR(m_pkAssetIndexContainer);
+    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
+    VO_PROCESS_ERROR(uChildIndex < m_vecAssetNode.Count());
+    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
+    VO_CHECK_NODE_STATE(uAssetID);
+    VO_CHECK_NODE_STATE(uChildIndex);
+
+    tsNode = VOLoad<structAssetNode>(m_vecAssetNode.Bytes(uAssetID));
+    if (_ChildInfoOffset(uChildIndex) == offsetof(structAssetNode, nChildFolderInfo))
+    {
+        VO_PROCESS_ERROR(tsNode.nChildFolderInfo != UINT(-1));
+        VO_PROCESS_ERROR(m_pkAssetIndexContainer->RemoveNumber(tsNode.nChildFolderInfo, uChildIndex));
+    }
+    else
+    {
+        VO_PROCESS_ERROR(tsNode.nChildFileInfo != UINT(-1));
+        VO_PROCESS_ERROR(m_pkAssetIndexContainer->RemoveNumber(tsNode.nChildFileInfo, uChildIndex));
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+// Which of a parent's two lists a child belongs to.
+size_t VOTSAssetNodeContainer::_ChildInfoOffset(unsigned int uChildIndex) const
+{
+    const int bFolder = VOLoad<int>(m_vecAssetNode.Bytes(uChildIndex) + offsetof(structAssetNode, bFolder));
+    return bFolder != 0 ? offsetof(structAssetNode, nChildFolderInfo) : offsetof(structAssetNode, nChildFileInfo);
+}

@@ -1,0 +1,451 @@
+// The node store: how nodes are made, found, removed and re-keyed. Setters, image and rendering have files of their
+// own.
+#include "vots_asset_node_container.h"
+
+#include "assetindex/path_functions.h"
+#include "assetindex/text_access.h"
+#include "containers/vots_number_container.h"
+#include "platform/vo_memory.h"
+#include "vots_asset_node_classify_manager.h"
+
+namespace
+{
+
+constexpr unsigned int kNone = static_cast<unsigned int>(-1);
+
+}  // namespace
+
+VOTSAssetNodeContainer::VOTSAssetNodeContainer(LUMTrayService::enumAssetRole eAssetRole, const VOWCHAR* pszRootPath,
+                                               const VOWCHAR* pszRootName)
+    : m_eAssetRole(eAssetRole),
+      m_pkStringSet(nullptr),
+      m_tszRootPath(),
+      m_hStrRootPath(INVALID_HANDLE_VALUE),
+      m_tszRootName(),
+      m_hStrRootName(INVALID_HANDLE_VALUE),
+      m_pkAssetIndexContainer(new VOTSNumberContainer),
+      m_pkClassifyMgr(new VOTSAssetNodeClassifyManager)
+{
+    if (eAssetRole == LUMTrayService::AR_Provider || eAssetRole == LUMTrayService::AR_Customer)
+    {
+        m_pkStringSet = new VOStringHashSet(
+            eAssetRole == LUMTrayService::AR_Provider ? VOStringHashSet::SHR_Provider : VOStringHashSet::SHR_Customer,
+            VOStringHashSet::SHM_HashAndString);
+    }
+    VO_PROCESS_ERROR(m_pkStringSet);
+    _SetRootPath(pszRootPath);
+    _SetRootName(pszRootName);
+
+Exit0:
+    return;
+}
+
+VOTSAssetNodeContainer::~VOTSAssetNodeContainer()
+{
+    delete m_pkClassifyMgr;
+    delete m_pkAssetIndexContainer;
+    delete m_pkStringSet;
+}
+
+// A copy has parts of its own; the copy of a view is a view of the same image.
+VOTSAssetNodeContainer::VOTSAssetNodeContainer(const VOTSAssetNodeContainer& rkOther)
+    : m_eAssetRole(rkOther.m_eAssetRole),
+      m_pkStringSet(rkOther.m_pkStringSet != nullptr ? new VOStringHashSet(*rkOther.m_pkStringSet) : nullptr),
+      m_tszRootPath(),
+      m_hStrRootPath(rkOther.m_hStrRootPath),
+      m_tszRootName(),
+      m_hStrRootName(rkOther.m_hStrRootName),
+      m_vecAssetNode(rkOther.m_vecAssetNode),
+      m_pkAssetIndexContainer(new VOTSNumberContainer(*rkOther.m_pkAssetIndexContainer)),
+      m_pkClassifyMgr(new VOTSAssetNodeClassifyManager(*rkOther.m_pkClassifyMgr)),
+      m_mapStringHandle2ParamIndex(rkOther.m_mapStringHandle2ParamIndex),
+      m_mapTableStringHandle2ParamIndex(rkOther.m_mapTableStringHandle2ParamIndex)
+{
+    memcpy(m_tszRootPath, rkOther.m_tszRootPath, sizeof(m_tszRootPath));
+    memcpy(m_tszRootName, rkOther.m_tszRootName, sizeof(m_tszRootName));
+}
+
+VOTSAssetNodeContainer& VOTSAssetNodeContainer::operator=(const VOTSAssetNodeContainer& rkOther)
+{
+    if (this != &rkOther)
+    {
+        VOTSAssetNodeContainer kCopy(rkOther);
+        std::swap(m_eAssetRole, kCopy.m_eAssetRole);
+        std::swap(m_pkStringSet, kCopy.m_pkStringSet);
+        std::swap(m_tszRootPath, kCopy.m_tszRootPath);
+        std::swap(m_hStrRootPath, kCopy.m_hStrRootPath);
+        std::swap(m_tszRootName, kCopy.m_tszRootName);
+        std::swap(m_hStrRootName, kCopy.m_hStrRootName);
+        m_vecAssetNode = kCopy.m_vecAssetNode;
+        std::swap(m_pkAssetIndexContainer, kCopy.m_pkAssetIndexContainer);
+        std::swap(m_pkClassifyMgr, kCopy.m_pkClassifyMgr);
+        m_mapStringHandle2ParamIndex = kCopy.m_mapStringHandle2ParamIndex;
+        m_mapTableStringHandle2ParamIndex = kCopy.m_mapTableStringHandle2ParamIndex;
+    }
+    return *this;
+}
+
+void VOTSAssetNodeContainer::_SetRootPath(const VOWCHAR* pszRootPath)
+{
+    memset(m_tszRootPath, 0, sizeof(m_tszRootPath));
+    if (VOHasText(pszRootPath))
+    {
+        bool bHasColon = false;
+        VONormalizePath(m_tszRootPath, pszRootPath, MAX_PATH, false, bHasColon);
+    }
+}
+
+void VOTSAssetNodeContainer::_SetRootName(const VOWCHAR* pszRootName)
+{
+    memset(m_tszRootName, 0, sizeof(m_tszRootName));
+    if (VOHasText(pszRootName))
+    {
+        lstrcpynW(m_tszRootName, pszRootName, MAX_PATH);
+    }
+}
+
+int VOTSAssetNodeContainer::RequestAssetNode(const VOWCHAR* pszPath, LUMTrayService::structAssetNode& tsNode,
+                                             int& bInserted)
+{
+    int nResult = 0;
+    int bExist = 0;
+    unsigned int uParamIndex = kNone;
+    void* hStringParam = INVALID_HANDLE_VALUE;
+    VOWCHAR tszNormailzeLowerPath[MAX_PATH];
+    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
+    bInserted = 0;
+    VO_PROCESS_ERROR(m_pkStringSet);
+    VO_PROCESS_ERROR(NormailzeAssetPath(tszNormailzeLowerPath, pszPath, MAX_PATH, TRUE));
+
+    hStringParam = m_pkStringSet->InsertKey(tszNormailzeLowerPath, &bExist);
+    uParamIndex = bExist != 0 ? _FindAssetParamIndex_P(hStringParam) : kNone;
+    if (uParamIndex != kNone)
+    {
+        VO_PROCESS_ERROR(uParamIndex < m_vecAssetNode.Count());
+        memcpy(static_cast<void*>(&tsNode), m_vecAssetNode.Bytes(uParamIndex), sizeof(tsNode));
+        bInserted = 1;
+    }
+    else
+    {
+        // Also a key that the pool knows but the index doesn't: of a node that was removed, or a text that is some
+        // node's name.
+        LUMTrayService::structAssetNode tsNewNode;
+        VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hStringParam);
+        VO_PROCESS_ERROR(_AddFileDataParam(hStringParam, tsNewNode, uParamIndex));
+        m_mapStringHandle2ParamIndex.Erase(hStringParam);
+        m_mapStringHandle2ParamIndex.Insert(hStringParam, uParamIndex);
+        bInserted = 0;
+        tsNode = tsNewNode;
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::_AddFileDataParam(void* hStringParam, LUMTrayService::structAssetNode& tsNode,
+                                              unsigned int& uParamIndex)
+{
+    structAssetNodeParam param;
+    uParamIndex = m_vecAssetNode.Count();
+    tsNode.nAssetID = uParamIndex;
+    param.tsNode = tsNode;
+    param.hStringParam = hStringParam;
+    param.dwParamState = APS_Normal;
+    return m_vecAssetNode.PushBack(param) ? 1 : 0;
+}
+
+int VOTSAssetNodeContainer::FindAssetNode(const VOWCHAR* pszPath, LUMTrayService::structAssetNode& tsNode) const
+{
+    VOWCHAR tszNormailzeLowerPath[MAX_PATH];
+    unsigned int uParamIndex = kNone;
+    if (m_pkStringSet == nullptr || !NormailzeAssetPath(tszNormailzeLowerPath, pszPath, MAX_PATH, TRUE))
+    {
+        return 0;
+    }
+    if (m_eAssetRole == LUMTrayService::AR_Provider)
+    {
+        uParamIndex = _FindAssetParamIndex_P(m_pkStringSet->Find(tszNormailzeLowerPath));
+    }
+    else
+    {
+        // The slot of the second table is fetched while the first one's record is read.
+        const auto FetchSlot = [](const void* pvTable, void* hString)
+        {
+            const void* pvHome = static_cast<const KeyTable*>(pvTable)->HomeOf(hString);
+            if (pvHome != nullptr)
+            {
+                VOPrefetch(pvHome);
+            }
+        };
+        uParamIndex = _FindAssetParamIndex_C(
+            m_pkStringSet->FindAhead(tszNormailzeLowerPath, FetchSlot, &m_mapTableStringHandle2ParamIndex));
+    }
+    if (uParamIndex >= m_vecAssetNode.Count())
+    {
+        return 0;
+    }
+    VO_CHECK_ERROR_AS("param.dwParamState != AssetParamState::APS_Deleted",
+                      _StateOf(uParamIndex) != AssetParamState::APS_Deleted);
+    memcpy(static_cast<void*>(&tsNode), m_vecAssetNode.Bytes(uParamIndex), sizeof(tsNode));
+    return 1;
+}
+
+unsigned int VOTSAssetNodeContainer::_FindAssetParamIndex_P(void* hStringParam) const
+{
+    return hStringParam != INVALID_HANDLE_VALUE ? m_mapStringHandle2ParamIndex.Find(hStringParam) : kNone;
+}
+
+unsigned int VOTSAssetNodeContainer::_FindAssetParamIndex_C(void* hStringParam) const
+{
+    KeyTable::Iterator kIterator;
+    if (hStringParam == INVALID_HANDLE_VALUE || !m_mapTableStringHandle2ParamIndex.Find(hStringParam, kIterator))
+    {
+        return kNone;
+    }
+    return kIterator.kValue;
+}
+
+int VOTSAssetNodeContainer::GetAssetNode(unsigned int uAssetID, LUMTrayService::structAssetNode& tsNode) const
+{
+    int nResult = 0;
+    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
+    memcpy(static_cast<void*>(&tsNode), m_vecAssetNode.Bytes(uAssetID), sizeof(tsNode));
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+unsigned int VOTSAssetNodeContainer::GetAssetNodeCount() const
+{
+    return m_vecAssetNode.Count();
+}
+
+void* VOTSAssetNodeContainer::_KeyOf(unsigned int uAssetID) const
+{
+    return VOLoad<void*>(m_vecAssetNode.Bytes(uAssetID) + offsetof(structAssetNodeParam, hStringParam));
+}
+
+unsigned int VOTSAssetNodeContainer::_StateOf(unsigned int uAssetID) const
+{
+    return VOLoad<unsigned int>(m_vecAssetNode.Bytes(uAssetID) + offsetof(structAssetNodeParam, dwParamState));
+}
+
+int VOTSAssetNodeContainer::RemoveAssetNode(const VOWCHAR* pszPath)
+{
+    int nResult = 0;
+    LUMTrayService::structAssetNode tsNode;
+    VO_PROCESS_ERROR(FindAssetNode(pszPath, tsNode));
+    VO_PROCESS_ERROR(RemoveAssetNode(tsNode.nAssetID));
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+// A node that is being removed: its files go first, then its folders, then itself out of its parent's list.
+struct VOTSAssetNodeContainer::Removal
+{
+    unsigned int uAssetID = kNone;
+    int nListsTaken = 0;  // 1: files, 2: files and folders
+    std::vector<unsigned int> vecChildIndex;
+    size_t uNext = 0;
+};
+
+// Kept on a stack of its own, since trees may be deeper than a thread's stack. uAssetID is always the node at hand.
+int VOTSAssetNodeContainer::RemoveAssetNode(unsigned int uAssetID)
+{
+    int nResult = 0;
+    std::vector<Removal> vecRemoval;
+    bool bEnter = true;
+    while (bEnter || !vecRemoval.empty())
+    {
+        if (bEnter)
+        {
+            VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
+            VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
+            VO_PROCESS_ERROR_AS("cIter != m_mapStringHandle2ParamIndex.end()",
+                                m_mapStringHandle2ParamIndex.Erase(_KeyOf(uAssetID)));
+            _StoreField(uAssetID, offsetof(structAssetNodeParam, dwParamState), AssetParamState::APS_Deleted);
+            vecRemoval.emplace_back();
+            vecRemoval.back().uAssetID = uAssetID;
+            bEnter = false;
+            continue;
+        }
+
+        Removal& rkTop = vecRemoval.back();
+        uAssetID = rkTop.uAssetID;
+        const LUMTrayService::structAssetNode tsNode =
+            VOLoad<LUMTrayService::structAssetNode>(m_vecAssetNode.Bytes(uAssetID));
+        if (rkTop.uNext < rkTop.vecChildIndex.size())
+        {
+            uAssetID = rkTop.vecChildIndex[rkTop.uNext++];
+            bEnter = true;
+        }
+        else if (rkTop.nListsTaken < 2)
+        {
+            // A copy of the list, because every child that goes makes a hole in the list itself.
+            const unsigned int uInfoID = rkTop.nListsTaken++ == 0 ? tsNode.nChildFileInfo : tsNode.nChildFolderInfo;
+            rkTop.vecChildIndex.clear();
+            rkTop.uNext = 0;
+            if (uInfoID != kNone)
+            {
+                VO_PROCESS_ERROR(m_pkAssetIndexContainer->GetNumberList(uInfoID, rkTop.vecChildIndex));
+            }
+        }
+        else
+        {
+            vecRemoval.pop_back();
+            if (tsNode.nParentID != kNone)
+            {
+                LUMTrayService::structAssetNode tsParentNode;
+                VO_PROCESS_ERROR(GetAssetNode(tsNode.nParentID, tsParentNode));
+                const unsigned int uInfoID =
+                    tsNode.bFolder != 0 ? tsParentNode.nChildFolderInfo : tsParentNode.nChildFileInfo;
+                VO_PROCESS_ERROR(m_pkAssetIndexContainer->RemoveNumber(uInfoID, uAssetID));
+            }
+        }
+    }
+    nResult = 1;
+
+Exit0:
+    // A failure stops at once; every folder above reports that its child could not be removed.
+    for (size_t i = 0; !nResult && i < vecRemoval.size(); ++i)
+    {
+        VO_CHECK_ERROR_AS("RemoveAssetNode(vecChildIndex[i])", false);
+    }
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::RedirectAssetNode(unsigned int uAssetID, const VOWCHAR* pszPath)
+{
+    int nResult = 0;
+    void* hStringParam = INVALID_HANDLE_VALUE;
+    VOWCHAR tszNormailzeLowerPath[MAX_PATH];
+    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
+    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
+    VO_PROCESS_ERROR(m_pkStringSet);
+    VO_CHECK_ERROR_AS("param.dwParamState != AssetParamState::APS_Deleted",
+                      _StateOf(uAssetID) != AssetParamState::APS_Deleted);
+
+    m_mapStringHandle2ParamIndex.Erase(_KeyOf(uAssetID));
+    VO_PROCESS_ERROR(NormailzeAssetPath(tszNormailzeLowerPath, pszPath, MAX_PATH, TRUE));
+    hStringParam = m_pkStringSet->InsertKey(tszNormailzeLowerPath);
+    VO_PROCESS_ERROR(hStringParam != INVALID_HANDLE_VALUE);
+
+    // An entry that is there already keeps pointing at its own node.
+    m_mapStringHandle2ParamIndex.Insert(hStringParam, uAssetID);
+    _StoreField(uAssetID, offsetof(structAssetNodeParam, hStringParam), hStringParam);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::CleanUp()
+{
+    if (m_pkStringSet != nullptr)
+    {
+        m_pkStringSet->CleanUp();
+        m_pkStringSet->DropViews();
+    }
+    m_mapStringHandle2ParamIndex.Clear();
+    m_mapTableStringHandle2ParamIndex.CleanUp();
+    m_vecAssetNode.Release();
+    m_hStrRootPath = INVALID_HANDLE_VALUE;
+    m_hStrRootName = INVALID_HANDLE_VALUE;
+
+    // What these two own stays, but nothing may be answered from an image that can go away now.
+    m_pkAssetIndexContainer->DropView();
+    m_pkClassifyMgr->DropView();
+    return 1;
+}
+
+int VOTSAssetNodeContainer::ShrinkToFit()
+{
+    m_vecAssetNode.ShrinkToFit();
+    if (m_pkStringSet != nullptr)
+    {
+        m_pkStringSet->ShrinkToFit();
+    }
+    m_pkAssetIndexContainer->ShrinkToFit();
+    return 1;
+}
+
+const VOWCHAR* VOTSAssetNodeContainer::GetString(void* hString) const
+{
+    return m_pkStringSet != nullptr ? m_pkStringSet->GetString(hString) : nullptr;
+}
+
+const VOWCHAR* VOTSAssetNodeContainer::_RootText(const VOWCHAR* pszBuffer, void* hString) const
+{
+    if (pszBuffer[0] != 0)
+    {
+        return pszBuffer;
+    }
+    return hString != INVALID_HANDLE_VALUE ? GetString(hString) : nullptr;
+}
+
+const VOWCHAR* VOTSAssetNodeContainer::GetRootPath() const
+{
+    return _RootText(m_tszRootPath, m_hStrRootPath);
+}
+
+const VOWCHAR* VOTSAssetNodeContainer::GetRootName() const
+{
+    return _RootText(m_tszRootName, m_hStrRootName);
+}
+
+int VOTSAssetNodeContainer::_MakeSurePathValueValid()
+{
+    int nResult = 0;
+    VO_PROCESS_ERROR(m_pkStringSet);
+    if (m_hStrRootPath == INVALID_HANDLE_VALUE && m_tszRootPath[0] != 0)
+    {
+        VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != (m_hStrRootPath = m_pkStringSet->Insert(m_tszRootPath)));
+    }
+    if (m_hStrRootName == INVALID_HANDLE_VALUE && m_tszRootName[0] != 0)
+    {
+        VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != (m_hStrRootName = m_pkStringSet->Insert(m_tszRootName)));
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSAssetNodeContainer::NormailzeAssetPath(VOWCHAR* pszResult, const VOWCHAR* pszPath, unsigned int uSize,
+                                               int bLower) const
+{
+    int nResult = 0;
+    bool bHasColon = false;
+    int nLenResult = 0;
+    int nLen = 0;
+    const VOWCHAR* pszRootPath = nullptr;
+    VO_PROCESS_ERROR(pszResult);
+    VO_PROCESS_ERROR(pszPath);
+    VO_PROCESS_ERROR(uSize);
+
+    nLenResult = static_cast<int>(VONormalizePath(pszResult, pszPath, uSize, bLower != 0, bHasColon));
+    if (!bHasColon)
+    {
+        return 1;
+    }
+    pszRootPath = GetRootPath();
+    VO_PROCESS_ERROR(pszRootPath);
+    if (StrStrIW(pszResult, pszRootPath) == nullptr)
+    {
+        return 0;
+    }
+    nLen = lstrlenW(pszRootPath);
+    VO_PROCESS_ERROR(nLenResult >= (nLen + 2));
+
+    // Counted from the start of the path, wherever the match lay: a path is taken to begin with its root.
+    memmove(static_cast<void*>(pszResult), static_cast<const void*>(pszResult + nLen + 1),
+            static_cast<size_t>(nLenResult - nLen) * sizeof(VOWCHAR));
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}

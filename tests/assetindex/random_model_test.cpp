@@ -1,0 +1,350 @@
+// Thousands of random operations on a container and on its model, compared after each step and, as whole images, on the
+// way through every role and form of loading.
+#include <memory>
+
+#include "assetindex/image_checks.h"
+
+namespace
+{
+using namespace assettest;
+using LUMTrayService::AR_Customer;
+using LUMTrayService::AR_Provider;
+
+const VOWCHAR* const kpszRoot = VOTEXT("C:/Root");
+
+class RandomRun
+{
+public:
+    explicit RandomRun(uint64_t ullSeed) : m_kRandom(ullSeed), m_pkContainer(NewProvider())
+    {
+        m_kModel.strRoot = kpszRoot;
+        m_kModel.strRootName = VOTEXT("Name");
+    }
+
+    void Step()
+    {
+        switch (m_kRandom.Below(16))
+        {
+            case 0:
+            case 1:
+            case 2:
+            case 3:
+                Request();
+                break;
+            case 4:
+                Find();
+                break;
+            case 5:
+                RemoveByPath();
+                break;
+            case 6:
+                RemoveByID();
+                break;
+            case 7:
+                Redirect();
+                break;
+            case 8:
+                SetWords();
+                break;
+            case 9:
+                SetNames();
+                break;
+            case 10:
+                SetTexts();
+                break;
+            case 11:
+                SetParent();
+                break;
+            case 12:
+                SetChildren();
+                break;
+            case 13:
+            case 14:
+                InsertOrRemoveChild();
+                break;
+            default:
+                Get();
+                break;
+        }
+    }
+
+    // The image is the model's, byte for byte; every role reads it back; and the run goes on with a container that was
+    // loaded from it, as a copy, as a view, or not at all.
+    void RoundTrip()
+    {
+        const Bytes vecImage = ImageOf(*m_pkContainer);
+        ASSERT_TRUE(SameBytes(m_kModel.Image(), vecImage));
+        for (const int bCopy : {0, 1})
+        {
+            const MisalignedBlock kImage(vecImage, m_kRandom.Below(16));
+            VOTSAssetNodeContainer kCustomer(AR_Customer);
+            ASSERT_NE(0, kCustomer.SetAlloc(kImage.As<ContainerImage>(), bCopy, vecImage.size()));
+            ExpectSame(kCustomer, m_kModel);
+            for (int i = 0; i < 20; ++i)
+            {
+                const VOWString strPath = SomePath();
+                ASSERT_EQ(m_kModel.Find(strPath), FoundID(kCustomer, strPath.c_str())) << votest::Shown(strPath);
+            }
+        }
+        const size_t uForm = m_kRandom.Below(3);
+        if (uForm < 2)
+        {
+            std::unique_ptr<VOTSAssetNodeContainer> pkLoaded = NewProvider();
+            std::unique_ptr<MisalignedBlock> pkImage = std::make_unique<MisalignedBlock>(vecImage, m_kRandom.Below(16));
+            ASSERT_NE(0, pkLoaded->SetAlloc(pkImage->As<ContainerImage>(), static_cast<int>(uForm)));
+            ExpectSame(*pkLoaded, m_kModel);
+            m_pkContainer = std::move(pkLoaded);
+            // A copy needs the image no longer.
+            m_pkImage = uForm == 1 ? nullptr : std::move(pkImage);
+        }
+    }
+
+private:
+    static std::unique_ptr<VOTSAssetNodeContainer> NewProvider()
+    {
+        return std::make_unique<VOTSAssetNodeContainer>(AR_Provider, kpszRoot, VOTEXT("Name"));
+    }
+
+    // Few enough that paths, names and keys meet each other; sometimes absolute, sometimes outside the root.
+    VOWString SomePath()
+    {
+        static const VOWCHAR* const s_apszPart[] = {VOTEXT("a"),      VOTEXT("B"),     VOTEXT("dir"),
+                                                    VOTEXT("Dir.x"),  VOTEXT("f.txt"), VOTEXT("F.TXT"),
+                                                    VOTEXT("\x4E2D"), VOTEXT("\x00C4")};
+        VOWString strPath;
+        const size_t uParts = 1 + m_kRandom.Below(3);
+        for (size_t i = 0; i < uParts; ++i)
+        {
+            strPath += i == 0 ? VOTEXT("") : m_kRandom.Percent(30) ? VOTEXT("\\") : VOTEXT("/");
+            strPath += s_apszPart[m_kRandom.Below(8)];
+        }
+        if (m_kRandom.Percent(30))
+        {
+            strPath += Wide(std::to_string(m_kRandom.Below(40)));
+        }
+        if (m_kRandom.Percent(10))
+        {
+            strPath = (m_kRandom.Percent(80) ? VOTEXT("c:\\ROOT\\") : VOTEXT("D:/Root/")) + strPath;
+        }
+        return m_kRandom.Percent(5) ? strPath + VOTEXT("/") : strPath;
+    }
+
+    // Mostly an id that exists, and often one of a few, so that lists grow and shrink.
+    unsigned int SomeID()
+    {
+        const size_t uCount = m_kModel.vecNodes.size();
+        if (uCount > 12 && m_kRandom.Percent(60))
+        {
+            return static_cast<unsigned int>(m_kRandom.Below(12));
+        }
+        return static_cast<unsigned int>(m_kRandom.Below(uCount + (m_kRandom.Percent(5) ? 2 : 0) + (uCount == 0)));
+    }
+    bool Exists(unsigned int uID) const { return uID < m_kModel.vecNodes.size(); }
+
+    void ExpectNode(unsigned int uID)
+    {
+        structAssetNode tsNode;
+        ASSERT_EQ(Exists(uID), m_pkContainer->GetAssetNode(uID, tsNode) != 0);
+        if (Exists(uID))
+        {
+            ASSERT_TRUE(SameBytes(m_kModel.vecNodes[uID].Node(), BytesOf(tsNode))) << "node " << uID;
+        }
+    }
+
+    void Request()
+    {
+        const VOWString strPath = SomePath();
+        unsigned int uID = kNone;
+        bool bWasThere = false;
+        const bool bExpected = m_kModel.Request(strPath, uID, bWasThere);
+        structAssetNode tsNode;
+        int bInserted = 7;
+        ASSERT_EQ(bExpected, m_pkContainer->RequestAssetNode(strPath.c_str(), tsNode, bInserted) != 0);
+        if (bExpected)
+        {
+            ASSERT_EQ(uID, tsNode.nAssetID) << votest::Shown(strPath);
+            ASSERT_EQ(bWasThere ? 1 : 0, bInserted);
+            ASSERT_TRUE(SameBytes(m_kModel.vecNodes[uID].Node(), BytesOf(tsNode)));
+            if (!bWasThere && m_kRandom.Percent(40))
+            {
+                m_kModel.vecNodes[uID].bFolder = 1;
+                ASSERT_NE(0, m_pkContainer->SetAssetNodeFolder(uID, 1));
+            }
+        }
+    }
+
+    void Find()
+    {
+        const VOWString strPath = SomePath();
+        ASSERT_EQ(m_kModel.Find(strPath), FoundID(*m_pkContainer, strPath.c_str())) << votest::Shown(strPath);
+    }
+
+    void RemoveByPath()
+    {
+        const VOWString strPath = SomePath();
+        const unsigned int uID = m_kModel.Find(strPath);
+        const bool bExpected = uID != kNone && m_kModel.Remove(uID);
+        ASSERT_EQ(bExpected, m_pkContainer->RemoveAssetNode(strPath.c_str()) != 0) << votest::Shown(strPath);
+    }
+
+    void RemoveByID()
+    {
+        const unsigned int uID = SomeID();
+        const bool bExpected = m_kModel.Remove(uID);
+        ASSERT_EQ(bExpected, m_pkContainer->RemoveAssetNode(uID) != 0) << uID;
+    }
+
+    void Redirect()
+    {
+        const unsigned int uID = SomeID();
+        const VOWString strPath = SomePath();
+        const bool bExpected = m_kModel.Redirect(uID, strPath);
+        ASSERT_EQ(bExpected, m_pkContainer->RedirectAssetNode(uID, strPath.c_str()) != 0) << votest::Shown(strPath);
+    }
+
+    void SetWords()
+    {
+        const unsigned int uID = SomeID();
+        const unsigned int uWord = m_kRandom.Word();
+        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeAssetMergeSign(uID, uWord) != 0);
+        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeAssetFrom(
+                                   uID, static_cast<LUMTrayService::enumAssetFrom>(uWord % 10)) != 0);
+        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeFileAttribute(uID, uWord * 7ull, -1ll * uWord, uWord + 1ll,
+                                                                        uWord + 2ll, ~uWord) != 0);
+        if (Exists(uID))
+        {
+            ModelNode& rkNode = m_kModel.vecNodes[uID];
+            rkNode.uMerge = uWord;
+            rkNode.uFrom = uWord % 10;
+            rkNode.ullSize = uWord * 7ull;
+            rkNode.ullCreate = static_cast<unsigned long long>(-1ll * uWord);
+            rkNode.ullAccess = uWord + 1ull;
+            rkNode.ullWrite = uWord + 2ull;
+            rkNode.uAttribute = ~uWord;
+        }
+        ExpectNode(uID);
+    }
+
+    void SetNames()
+    {
+        const unsigned int uID = SomeID();
+        const VOWString strDir = m_kRandom.Percent(70) ? SomePath() : VOWString();
+        const VOWString strBase = m_kRandom.Percent(90) ? SomePath() : VOWString();
+        const VOWString strExt = m_kRandom.Percent(50) ? SomePath() : VOWString();
+        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeStripPath(
+                                   uID, strDir.empty() && m_kRandom.Percent(50) ? nullptr : strDir.c_str(),
+                                   strBase.c_str(), strExt.c_str()) != 0);
+        if (Exists(uID))
+        {
+            m_kModel.SetNames(uID, strDir, strBase, strExt);
+        }
+        ExpectNode(uID);
+    }
+
+    void SetTexts()
+    {
+        const unsigned int uID = SomeID();
+        const VOWString strText = SomePath();
+        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodePhysicsPath(uID, strText.c_str()) != 0);
+        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeClassifyType(uID, -3, VOTEXT("type name")) != 0);
+        if (Exists(uID))
+        {
+            m_kModel.vecNodes[uID].ullPhysics = m_kModel.kStrings.Insert(strText);
+            m_kModel.vecNodes[uID].nType = -3;
+            m_kModel.vecNodes[uID].ullTypeName = m_kModel.kStrings.Insert(VOTEXT("type name"));
+        }
+        ExpectNode(uID);
+    }
+
+    void SetParent()
+    {
+        const unsigned int uID = SomeID();
+        const unsigned int uParent = SomeID();
+        if (Exists(uParent))
+        {
+            ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeParentIndex(uID, uParent) != 0);
+            if (Exists(uID))
+            {
+                m_kModel.vecNodes[uID].uParent = uParent;
+            }
+        }
+    }
+
+    void SetChildren()
+    {
+        const unsigned int uID = SomeID();
+        IDs vecChildren;
+        for (size_t i = m_kRandom.Below(5); i > 0; --i)
+        {
+            const unsigned int uChild = SomeID();
+            if (Exists(uChild))
+            {
+                vecChildren.push_back(uChild);
+            }
+        }
+        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeChildIndex(uID, vecChildren) != 0);
+        if (Exists(uID))
+        {
+            m_kModel.SetChildren(uID, vecChildren);
+        }
+        ExpectNode(uID);
+    }
+
+    void InsertOrRemoveChild()
+    {
+        const unsigned int uID = SomeID();
+        const unsigned int uChild = SomeID();
+        const bool bInsert = m_kRandom.Percent(65);
+        const bool bBoth = Exists(uID) && Exists(uChild);
+        const bool bExpected =
+            bBoth && (bInsert ? m_kModel.InsertChild(uID, uChild) : m_kModel.RemoveChild(uID, uChild));
+        const int nResult = bInsert ? m_pkContainer->InsertAssetNodeChildIndex(uID, uChild)
+                                    : m_pkContainer->RemoveAssetNodeChildIndex(uID, uChild);
+        ASSERT_EQ(bExpected, nResult != 0);
+        ExpectNode(uID);
+        if (bBoth)
+        {
+            for (const unsigned int uInfo : {m_kModel.vecNodes[uID].uFiles, m_kModel.vecNodes[uID].uFolders})
+            {
+                ASSERT_EQ(uInfo == kNone ? IDs() : m_kModel.kNumbers.List(uInfo), ListOf(*m_pkContainer, uInfo));
+            }
+        }
+    }
+
+    void Get()
+    {
+        const unsigned int uID = SomeID();
+        ExpectNode(uID);
+        ASSERT_EQ(m_kModel.vecNodes.size(), m_pkContainer->GetAssetNodeCount());
+    }
+
+    Random m_kRandom;
+    ModelContainer m_kModel;
+    std::unique_ptr<MisalignedBlock> m_pkImage;  // what the container may be looking at: it goes after it
+    std::unique_ptr<VOTSAssetNodeContainer> m_pkContainer;
+};
+
+class RandomModel : public testing::TestWithParam<int>
+{
+};
+
+TEST_P(RandomModel, ContainerAndModelAgreeAfterEveryStepAndInEveryForm)
+{
+    QuietLoop kQuiet;
+    RandomRun kRun(static_cast<uint64_t>(GetParam()));
+    for (int nStep = 1; nStep <= 3000; ++nStep)
+    {
+        kQuiet.Next();
+        kRun.Step();
+        ASSERT_FALSE(HasFatalFailure()) << "step " << nStep;
+        if (nStep % 300 == 0)
+        {
+            kRun.RoundTrip();
+            ASSERT_FALSE(HasFatalFailure()) << "after step " << nStep;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomModel, testing::Range(1, 21));
+
+}  // namespace
