@@ -1,0 +1,210 @@
+// The filtered walks of an inspector: a record on the caller's stack carries the filter through the container's walk.
+#include "assetindex/text_access.h"
+#include "diagnostics/check.h"
+#include "vots_asset_node_container_helper.h"
+#include "vots_file_mapping.h"
+
+using LUMTrayService::structAssetNode;
+using LUMTrayService::TraverseAssetNodeFunction;
+using LUMTrayService::Inspector::NT_FILE;
+
+namespace
+{
+
+constexpr unsigned int kContextSize = 100;   // characters of a filter's text, with its terminator
+constexpr unsigned int kContextBound = 200;  // the bound at which the text is copied, wider than the field
+constexpr unsigned int kTokenBufferSize = 260;
+
+struct AssetMergeInfo
+{
+    unsigned int uAssetMerge;
+    TraverseAssetNodeFunction pTraverseFun;
+    void* pvParam;
+    const VOTSAssetNodeContainer* pkAssetNodeContainer;
+};
+
+struct AssetNameInfo
+{
+    VOWCHAR pszSourceContext[kContextSize];
+    int bMatchCase;
+    TraverseAssetNodeFunction pTraverseFun;
+    void* pvParam;
+    const VOTSAssetNodeContainer* pkAssetNodeContainer;
+};
+static_assert(sizeof(AssetNameInfo) == 232 && offsetof(AssetNameInfo, bMatchCase) == 200);
+constexpr unsigned int kRecordUnits = sizeof(AssetNameInfo) / sizeof(VOWCHAR);
+
+// The text goes in at its wide bound, then the fields behind it replace what ran over them. Intended: a text from 100
+// characters on is cut by the fields, and what exceeds the record is dropped.
+AssetNameInfo NameInfoOf(const VOWCHAR* pszSourceContext, int bMatchCase, TraverseAssetNodeFunction pFun, void* pvParam,
+                         const VOTSAssetNodeContainer* pkContainer)
+{
+    VOWCHAR szText[kContextBound] = {};
+    StrCpyNW(szText, pszSourceContext, kContextBound);
+
+    AssetNameInfo kInfo;
+    memcpy(static_cast<void*>(&kInfo), szText, sizeof(kInfo));
+    kInfo.bMatchCase = bMatchCase;
+    kInfo.pTraverseFun = pFun;
+    kInfo.pvParam = pvParam;
+    kInfo.pkAssetNodeContainer = pkContainer;
+    return kInfo;
+}
+
+// The text as it reads from its field on: to its terminator, wherever in the record that lies.
+struct SourceContext
+{
+    VOWCHAR szText[kRecordUnits + 1];
+
+    explicit SourceContext(const AssetNameInfo& rkInfo)
+    {
+        memcpy(szText, static_cast<const void*>(&rkInfo), sizeof(rkInfo));
+        szText[kRecordUnits] = 0;
+    }
+};
+
+}  // namespace
+
+int VOTSFileMappingInspector::TraverseAssetNode(unsigned int uAssetIndex, VOULONG dwType, int bSubAssetNode,
+                                                TraverseAssetNodeFunction pFun, void* pvParam) const
+{
+    int nResult = 0;
+    int bStop = 0;
+    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
+    VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
+        m_pkAssetNodeContainer, uAssetIndex, dwType, bSubAssetNode, pFun, pvParam, bStop));
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMappingInspector::TraverseAssetNode_AssetMerge(unsigned int uAssetIndex, unsigned int uAssetMerge,
+                                                           int bSubAssetNode, TraverseAssetNodeFunction pFun,
+                                                           void* pvParam) const
+{
+    int bStop = 0;
+    AssetMergeInfo kInfo = {uAssetMerge, pFun, pvParam, m_pkAssetNodeContainer};
+    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
+    VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
+        m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode, TraverseAssetNodeInernal_AssetMerge, &kInfo,
+        bStop));
+
+Exit0:
+    // Alone among its siblings this walk has no success value: callers look at what their callback got.
+    return 0;
+}
+
+int VOTSFileMappingInspector::TraverseAssetNode_FileName(unsigned int uAssetIndex, const VOWCHAR* pszSourceContext,
+                                                         int bMatchCase, VOULONG dwType, int bSubAssetNode,
+                                                         TraverseAssetNodeFunction pFun, void* pvParam) const
+{
+    int nResult = 0;
+    int bStop = 0;
+    AssetNameInfo kInfo = NameInfoOf(pszSourceContext, bMatchCase, pFun, pvParam, m_pkAssetNodeContainer);
+    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
+    VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
+        m_pkAssetNodeContainer, uAssetIndex, dwType, bSubAssetNode, TraverseAssetNodeInernal_FileName, &kInfo, bStop));
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMappingInspector::TraverseAssetNode_Extension(unsigned int uAssetIndex, const VOWCHAR* pszSourceContext,
+                                                          int bMatchCase, int bSubAssetNode,
+                                                          TraverseAssetNodeFunction pFun, void* pvParam) const
+{
+    int nResult = 0;
+    int bStop = 0;
+    AssetNameInfo kInfo = NameInfoOf(pszSourceContext, bMatchCase, pFun, pvParam, m_pkAssetNodeContainer);
+    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
+    VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
+        m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode, TraverseAssetNodeInernal_Extension, &kInfo,
+        bStop));
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMappingInspector::TraverseAssetNodeInernal_AssetMerge(const structAssetNode& tsNode, void* pvParam,
+                                                                  int& bStop)
+{
+    int nResult = 0;
+    const AssetMergeInfo* pvAssetMergeInfo = static_cast<const AssetMergeInfo*>(pvParam);
+    VO_PROCESS_ERROR(pvAssetMergeInfo);
+    VO_PROCESS_ERROR(pvAssetMergeInfo->pTraverseFun);
+    if ((tsNode.uAssetMerge & pvAssetMergeInfo->uAssetMerge) != 0)
+    {
+        pvAssetMergeInfo->pTraverseFun(tsNode, pvAssetMergeInfo->pvParam, bStop);
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMappingInspector::TraverseAssetNodeInernal_FileName(const structAssetNode& tsNode, void* pvParam,
+                                                                int& bStop)
+{
+    int nResult = 0;
+    const AssetNameInfo* pvFileNameInfo = static_cast<const AssetNameInfo*>(pvParam);
+    const VOWCHAR* pszAssetNodeName = nullptr;
+    bool bHit = false;
+    VO_PROCESS_ERROR(pvFileNameInfo);
+    VO_PROCESS_ERROR(pvFileNameInfo->pTraverseFun);
+    VO_PROCESS_ERROR(pvFileNameInfo->pkAssetNodeContainer);
+    VO_PROCESS_ERROR(tsNode.hStrBaseName != INVALID_HANDLE_VALUE);
+    pszAssetNodeName = pvFileNameInfo->pkAssetNodeContainer->GetString(tsNode.hStrBaseName);
+    VO_PROCESS_ERROR(pszAssetNodeName);
+
+    {
+        const SourceContext kContext(*pvFileNameInfo);
+        bHit = (pvFileNameInfo->bMatchCase != 0 ? StrStrW(pszAssetNodeName, kContext.szText)
+                                                : StrStrIW(pszAssetNodeName, kContext.szText)) != nullptr;
+    }
+    if (bHit)
+    {
+        pvFileNameInfo->pTraverseFun(tsNode, pvFileNameInfo->pvParam, bStop);
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMappingInspector::TraverseAssetNodeInernal_Extension(const structAssetNode& tsNode, void* pvParam,
+                                                                 int& bStop)
+{
+    int nResult = 0;
+    const AssetNameInfo* pvExtensionInfo = static_cast<const AssetNameInfo*>(pvParam);
+    const VOWCHAR* pszAssetExt = nullptr;
+    VOWCHAR* pszContext = nullptr;
+    VOWCHAR szTokens[kTokenBufferSize] = {};
+    VO_PROCESS_ERROR(pvExtensionInfo);
+    VO_PROCESS_ERROR(pvExtensionInfo->pTraverseFun);
+    VO_PROCESS_ERROR(pvExtensionInfo->pkAssetNodeContainer);
+    VO_PROCESS_ERROR(tsNode.hStrExtension != INVALID_HANDLE_VALUE);
+    pszAssetExt = pvExtensionInfo->pkAssetNodeContainer->GetString(tsNode.hStrExtension);
+    VO_PROCESS_ERROR_AS("pszAssetExt && *pszAssetExt", VOHasText(pszAssetExt));
+    VO_PROCESS_ERROR_AS("pszSourceContext && *pszSourceContext", VOHasText(pvExtensionInfo->pszSourceContext));
+
+    // Splitting destroys the text, so each node has a copy of its own.
+    lstrcpynW(szTokens, SourceContext(*pvExtensionInfo).szText, kTokenBufferSize);
+    for (VOWCHAR* pszToken = wcstok_s(szTokens, VOTEXT("|"), &pszContext); pszToken != nullptr;
+         pszToken = wcstok_s(nullptr, VOTEXT("|"), &pszContext))
+    {
+        const int nCompared =
+            pvExtensionInfo->bMatchCase != 0 ? StrCmpW(pszAssetExt, pszToken) : StrCmpIW(pszAssetExt, pszToken);
+        if (nCompared == 0)
+        {
+            pvExtensionInfo->pTraverseFun(tsNode, pvExtensionInfo->pvParam, bStop);
+            break;
+        }
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}

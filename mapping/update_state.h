@@ -1,0 +1,29 @@
+// The update state section as a reader sees it. Its words are written by other processes at any time: each is read
+// once, through an atomic reference, and what was read is what is used.
+#pragma once
+
+#include <string.h>
+
+#include <atomic>
+
+#include "vots_file_mapping.h"
+
+inline unsigned int VOSharedWord(const unsigned int& ruWord)
+{
+    return std::atomic_ref<unsigned int>(const_cast<unsigned int&>(ruWord)).load(std::memory_order_acquire);
+}
+
+// The reader count is stepped plainly, not interlocked: so all readers of this protocol do, and a publisher bounds its
+// wait for the count.
+inline void VOStepSharedWord(unsigned int& ruWord, int nStep)
+{
+    std::atomic_ref<unsigned int> kWord(ruWord);
+    kWord.store(kWord.load(std::memory_order_acquire) + static_cast<unsigned int>(nStep), std::memory_order_release);
+}
+
+// What ::strcmp of the section's start with the version text would say, within the bytes of the field.
+inline bool VOUpdateStateVersionMatches(const void* pvSection)
+{
+    static_assert(sizeof(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == sizeof(AssetNodeUpdateState::szVersion));
+    return memcmp(pvSection, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(AssetNodeUpdateState::szVersion)) == 0;
+}

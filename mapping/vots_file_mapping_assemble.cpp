@@ -1,0 +1,206 @@
+#include "diagnostics/check.h"
+#include "mapping/section_view.h"
+#include "mapping/update_state.h"
+#include "vots_file_mapping.h"
+
+using LUMTrayService::enumAssetFrom;
+using namespace LUMTrayService::Inspector;
+
+VOTSFileMappingAssemble* VOTSFileMappingAssemble::ms_pkInstance = nullptr;
+int VOTSFileMappingAssemble::ms_nRefCountOfInstance = 0;
+std::mutex VOTSFileMappingAssemble::ms_InstanceLock;
+
+VOTSFileMappingAssemble::VOTSFileMappingAssemble() : m_pArrInspector() {}
+VOTSFileMappingAssemble::~VOTSFileMappingAssemble() = default;
+
+VOTSFileMappingAssemble* VOTSFileMappingAssemble::Instance()
+{
+    const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
+    if (ms_nRefCountOfInstance == 0)
+    {
+        VO_CHECK_ERROR(NULL == ms_pkInstance);
+        ms_pkInstance = new VOTSFileMappingAssemble;
+        // Without a publisher the object has no inspectors, and is sound all the same.
+        ms_pkInstance->_SetupInspector();
+    }
+    ++ms_nRefCountOfInstance;
+    return ms_pkInstance;
+}
+
+void VOTSFileMappingAssemble::Release()
+{
+    // Callers keep this apart from Instance; the lock is for those that don't.
+    const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
+    if (ms_nRefCountOfInstance > 0)
+    {
+        --ms_nRefCountOfInstance;
+    }
+    if (ms_pkInstance != nullptr && ms_nRefCountOfInstance == 0)
+    {
+        ms_pkInstance->_CloseInspector();
+        delete ms_pkInstance;
+        ms_pkInstance = nullptr;
+    }
+}
+
+namespace
+{
+
+// Calls an operation of each inspector by ascending source, up to the first that doesn't give ET_NONE.
+template <typename Operation>
+ErrorType ForEachInspector(VOTSFileMappingInspector* const* ppInspector, Operation kOperation)
+{
+    for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
+    {
+        const ErrorType eResult = ppInspector[i] != nullptr ? (ppInspector[i]->*kOperation)() : ET_NONE;
+        if (eResult != ET_NONE)
+        {
+            return eResult;
+        }
+    }
+    return ET_NONE;
+}
+
+}  // namespace
+
+ErrorType VOTSFileMappingAssemble::OpenMappingState()
+{
+    return ForEachInspector(m_pArrInspector, &VOTSFileMappingInspector::OpenMappingState);
+}
+
+ErrorType VOTSFileMappingAssemble::OpenMappingData()
+{
+    return ForEachInspector(m_pArrInspector, &VOTSFileMappingInspector::OpenMappingData);
+}
+
+ErrorType VOTSFileMappingAssemble::ReMappingData()
+{
+    return ForEachInspector(m_pArrInspector, &VOTSFileMappingInspector::ReMappingData);
+}
+
+int VOTSFileMappingAssemble::CloseMapping()
+{
+    int nResult = 0;
+    for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
+    {
+        if (m_pArrInspector[i] != nullptr)
+        {
+            VO_PROCESS_ERROR(m_pArrInspector[i]->CloseMapping());
+        }
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+ErrorType VOTSFileMappingAssemble::LastErrorType() const
+{
+    return ForEachInspector(m_pArrInspector, &VOTSFileMappingInspector::LastErrorType);
+}
+
+ErrorType VOTSFileMappingAssemble::LastErrorTypeASync() const
+{
+    return ForEachInspector(m_pArrInspector, &VOTSFileMappingInspector::LastErrorTypeASync);
+}
+
+int VOTSFileMappingAssemble::IsAssetTypeEnable(enumAssetFrom eaf) const
+{
+    int nResult = 0;
+    VO_PROCESS_ERROR_AS("eaf >= 0 && eaf < LUMTrayService::ASSETTYPE_COUNT",
+                        static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT);
+    nResult = m_pArrInspector[eaf] != nullptr;
+
+Exit0:
+    return nResult;
+}
+
+VOTSFileMappingInspector* VOTSFileMappingAssemble::GetFileMappingInspector(enumAssetFrom eaf) const
+{
+    VOTSFileMappingInspector* pkResult = nullptr;
+    VO_PROCESS_ERROR_AS("eaf >= 0 && eaf < LUMTrayService::ASSETTYPE_COUNT",
+                        static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT);
+    pkResult = m_pArrInspector[eaf];
+
+Exit0:
+    return pkResult;
+}
+
+int VOTSFileMappingAssemble::GetAssetNode(LUMTrayService::structAssetNode& tsNode, const VOWCHAR* pszPath,
+                                          enumAssetFrom eaf,
+                                          std::vector<VOTSFileMappingInspector*>* pvecInspector) const
+{
+    int nResult = 0;
+    unsigned int uHits = 0;
+    VOTSFileMappingInspector* pkInspector = nullptr;
+    if (eaf != LUMTrayService::AF_ERROR)
+    {
+        // What is no source has no inspector either.
+        pkInspector = static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT ? m_pArrInspector[eaf] : nullptr;
+        VO_PROCESS_ERROR(pkInspector);
+        nResult = pkInspector->GetAssetNode(pszPath, tsNode);
+    }
+    else
+    {
+        for (VOTSFileMappingInspector* const pkCandidate : m_pArrInspector)
+        {
+            if (pkCandidate != nullptr && pkCandidate->GetAssetNode(pszPath, tsNode))
+            {
+                ++uHits;
+                if (pvecInspector != nullptr)
+                {
+                    pvecInspector->push_back(pkCandidate);
+                }
+            }
+        }
+        // The reverse of the direct lookup, on purpose: 0 says that the path is unique, 1 sends to the vector.
+        nResult = uHits == 1 ? 0 : 1;
+    }
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMappingAssemble::_SetupInspector()
+{
+    int nResult = 0;
+    HANDLE hMappingState = nullptr;
+    const AssetNodeUpdateState* pMappingState = nullptr;
+    VOSectionView kSection;
+    hMappingState = kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_ASSETNODE_UPDATESTATE_NAME);
+    VO_PROCESS_ERROR(hMappingState);
+    kSection.pvView = ::MapViewOfFile(hMappingState, FILE_MAP_READ, 0, 0, 0);
+    pMappingState = static_cast<const AssetNodeUpdateState*>(kSection.pvView);
+    VO_PROCESS_ERROR_AS("pMappingState", pMappingState && kSection.Size() >= sizeof(pMappingState->szVersion));
+    VO_PROCESS_ERROR_AS("::strcmp(pMappingState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == 0",
+                        VOUpdateStateVersionMatches(pMappingState));
+    VO_PROCESS_ERROR_AS("pMappingState", kSection.Size() >= sizeof(AssetNodeUpdateState));
+
+    for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
+    {
+        VO_PROCESS_ERROR(NULL == m_pArrInspector[i]);
+        const AssetNodeStateInfo& rkStateInfo = pMappingState->arrStateInfo[i];
+        if (VOSharedWord(rkStateInfo.bEnable) != 0 && VOSharedWord(rkStateInfo.uUpdateCount) != 0)
+        {
+            m_pArrInspector[i] = new VOTSFileMappingInspector(static_cast<enumAssetFrom>(i));
+        }
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMappingAssemble::_CloseInspector()
+{
+    for (VOTSFileMappingInspector*& rpkInspector : m_pArrInspector)
+    {
+        if (rpkInspector != nullptr)
+        {
+            rpkInspector->CloseMapping();
+            delete rpkInspector;
+            rpkInspector = nullptr;
+        }
+    }
+    return 1;
+}

@@ -1,0 +1,239 @@
+// The life of an inspector: opening, loading, closing, and the error values.
+#include "diagnostics/check.h"
+#include "mapping/section_view.h"
+#include "mapping/update_state.h"
+#include "utility/block_format.h"
+#include "vots_file_mapping.h"
+
+using LUMTrayService::enumAssetFrom;
+using namespace LUMTrayService::Inspector;
+
+const VOWCHAR* VOAssetNodeMappingViewString(enumAssetFrom eaf)
+{
+    static const VOWCHAR* const s_arrName[LUMTrayService::ASSETTYPE_COUNT] = {
+        nullptr,
+        VOTEXT("vo_fileMappingAssetNodeContainerName_source"),
+        VOTEXT("vo_fileMappingAssetNodeContainerName_target"),
+        VOTEXT("vo_fileMappingAssetNodeContainerName_pakv4"),
+        VOTEXT("vo_fileMappingAssetNodeContainerName_httpfile_source"),
+        VOTEXT("vo_fileMappingAssetNodeContainerName_httpfile_target"),
+        VOTEXT("vo_fileMappingAssetNodeContainerName_httpfile_pkg_source"),
+        VOTEXT("vo_fileMappingAssetNodeContainerName_httpfile_pkg_target"),
+        VOTEXT("vo_fileMappingAssetNodeContainerName_mergeSrc"),
+        VOTEXT("vo_fileMappingAssetNodeContainerName_mergeTarget"),
+    };
+    return static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT ? s_arrName[eaf] : nullptr;
+}
+
+VOTSFileMappingInspector::VOTSFileMappingInspector(enumAssetFrom eaf)
+    : m_eaf(eaf),
+      m_eSyncMode(SM_ASYNC),
+      m_pkAssetNodeContainer(new VOTSAssetNodeContainer(LUMTrayService::AR_Customer, nullptr, nullptr)),
+      m_pMappingState(nullptr),
+      m_pAssetNodeAlloc(nullptr),
+      m_hMappingState(nullptr),
+      m_uUpdateCount(0)
+{
+    VO_CHECK_ERROR(LUMTrayService::enumAssetFrom::AF_ERROR != eaf);
+}
+
+VOTSFileMappingInspector::~VOTSFileMappingInspector()
+{
+    delete m_pkAssetNodeContainer;
+}
+
+ErrorType VOTSFileMappingInspector::OpenMappingState()
+{
+    const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
+    return MappingView_UpdateState();
+}
+
+ErrorType VOTSFileMappingInspector::OpenMappingData()
+{
+    const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
+    return MappingView_AssetNodes();
+}
+
+ErrorType VOTSFileMappingInspector::ReMappingData()
+{
+    const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
+    UnMappingView_AssetNodes();
+    return MappingView_AssetNodes();
+}
+
+int VOTSFileMappingInspector::CloseMapping()
+{
+    const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
+    UnMappingView_AssetNodes();
+    UnMappingView_UpdateState();
+    return 1;
+}
+
+void VOTSFileMappingInspector::SetInspectMode(SyncMode eSyncMode)
+{
+    m_eSyncMode = eSyncMode;
+}
+
+enumAssetFrom VOTSFileMappingInspector::AssetFrom() const
+{
+    return m_eaf;
+}
+
+ErrorType VOTSFileMappingInspector::LastErrorType() const
+{
+    if (m_hMappingState == nullptr && m_pMappingState == nullptr)
+    {
+        return ET_STATE_UNAVAILABLE;
+    }
+    if (m_pAssetNodeAlloc == nullptr)
+    {
+        return ET_DATA_UNAVAILABLE;
+    }
+    return VOSharedWord(_StateInfo()->uUpdateCount) == m_uUpdateCount ? ET_NONE : ET_DATA_OUTDATED;
+}
+
+ErrorType VOTSFileMappingInspector::LastErrorTypeASync() const
+{
+    const ErrorType eResult = LastErrorType();
+    return m_eSyncMode != SM_ASYNC || eResult < ET_DATA_OUTDATED ? eResult : ET_NONE;
+}
+
+// The record of this source in the section; an empty pointer for what is no source at all.
+AssetNodeStateInfo* VOTSFileMappingInspector::_StateInfo() const
+{
+    return static_cast<unsigned int>(m_eaf) < LUMTrayService::ASSETTYPE_COUNT ? &m_pMappingState->arrStateInfo[m_eaf]
+                                                                              : nullptr;
+}
+
+ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
+{
+    if (m_pMappingState != nullptr && m_hMappingState != nullptr)
+    {
+        return ET_NONE;
+    }
+    VOSectionView kSection;
+    if (!kSection.Open(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE) ||
+        kSection.Size() < sizeof(AssetNodeUpdateState::szVersion))
+    {
+        return ET_STATE_UNAVAILABLE;
+    }
+    if (!VOUpdateStateVersionMatches(kSection.pvView))
+    {
+        return ET_VERSION_MISMATCH;
+    }
+    if (kSection.Size() < sizeof(AssetNodeUpdateState))
+    {
+        return ET_STATE_UNAVAILABLE;
+    }
+    void* pvView = nullptr;
+    kSection.Detach(pvView, m_hMappingState);
+    m_pMappingState = static_cast<AssetNodeUpdateState*>(pvView);
+    return ET_NONE;
+}
+
+int VOTSFileMappingInspector::UnMappingView_UpdateState()
+{
+    if (m_pMappingState != nullptr)
+    {
+        ::UnmapViewOfFile(m_pMappingState);
+        m_pMappingState = nullptr;
+    }
+    if (m_hMappingState != nullptr)
+    {
+        ::CloseHandle(m_hMappingState);
+        m_hMappingState = nullptr;
+    }
+    return 1;
+}
+
+// Decompresses the block in a data section into private memory. The block's head is read once, and held against what
+// was mapped.
+unsigned char* VOTSFileMappingInspector::_LoadImage(const void* pvBlock, size_t uBlockSize, unsigned int& ruSize)
+{
+    unsigned char* pbImage = nullptr;
+    if (uBlockSize < sizeof(VOCompressedBlockHead))
+    {
+        return nullptr;
+    }
+    const VOCompressedBlockHead kHead = VOLoad<VOCompressedBlockHead>(pvBlock);
+    if (kHead.uSrcSize > kVOMaxImageSize || kHead.uCompressedSize > uBlockSize - sizeof(VOCompressedBlockHead))
+    {
+        return nullptr;
+    }
+    const unsigned char* pbStream = static_cast<const unsigned char*>(pvBlock) + sizeof(VOCompressedBlockHead);
+    return VODeCompressBuffer_lzo1x(&pbImage, &ruSize, kHead, pbStream) ? pbImage : nullptr;
+}
+
+ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
+{
+    ErrorType eResult = ET_NONE;
+    AssetNodeStateInfo* pStateInfo = nullptr;
+    unsigned char* pbImage = nullptr;
+    unsigned int uImageSize = 0;
+    bool bReading = false;
+    VOSectionView kSection;
+    if (m_pMappingState == nullptr)
+    {
+        return ET_STATE_UNAVAILABLE;
+    }
+    pStateInfo = _StateInfo();
+    if (pStateInfo == nullptr || VOSharedWord(pStateInfo->bEnable) == 0)
+    {
+        return ET_SOURCE_DISABLED;
+    }
+    if (VOSharedWord(pStateInfo->uUpdateCount) == m_uUpdateCount)
+    {
+        return ET_NONE;
+    }
+    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
+    VO_PROCESS_ERROR(ASSETNODE_MAPPING_VIEW_STRING(m_eaf));
+    VO_PROCESS_ERROR(UnMappingView_AssetNodes());
+
+    // From here to the end of reading the publisher sees that somebody is inside the data section.
+    eResult = ET_DATA_UNAVAILABLE;
+    bReading = true;
+    VOStepSharedWord(pStateInfo->uReaderCount, 1);
+    if (kSection.Open(ASSETNODE_MAPPING_VIEW_STRING(m_eaf), FILE_MAP_READ))
+    {
+        pbImage = _LoadImage(kSection.pvView, kSection.Size(), uImageSize);
+    }
+    if (pbImage == nullptr)
+    {
+        VO_PROCESS_ERROR(FALSE);
+    }
+    kSection.Close();
+    VOStepSharedWord(pStateInfo->uReaderCount, -1);
+    bReading = false;
+
+    // The count is taken anew: a publisher doesn't move it while a reader is inside.
+    m_uUpdateCount = VOSharedWord(pStateInfo->uUpdateCount);
+    m_pAssetNodeAlloc = reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage);
+    if (!m_pkAssetNodeContainer->SetAlloc(m_pAssetNodeAlloc, 0, uImageSize))
+    {
+        VO_PROCESS_ERROR(FALSE);
+    }
+    eResult = ET_NONE;
+
+Exit0:
+    if (bReading)
+    {
+        VOStepSharedWord(pStateInfo->uReaderCount, -1);
+    }
+    if (eResult != ET_NONE)
+    {
+        UnMappingView_AssetNodes();
+    }
+    return eResult;
+}
+
+int VOTSFileMappingInspector::UnMappingView_AssetNodes()
+{
+    if (m_pkAssetNodeContainer != nullptr)
+    {
+        VO_CHECK_ERROR(m_pkAssetNodeContainer->CleanUp());
+    }
+    free(m_pAssetNodeAlloc);
+    m_pAssetNodeAlloc = nullptr;
+    m_uUpdateCount = 0;
+    return 1;
+}
