@@ -91,8 +91,11 @@ int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(Walk& rkWalk, unsign
 {
     int nResult = 0;
     const VOTSAssetNodeContainer* pkContainer = rkWalk.pkContainer;
-    VO_PROCESS_ERROR_AS("pkContainer->GetAssetNode(vecChildIndex[i], tsChildNode)",
-                        pkContainer->GetAssetNode(uChildIndex, tsChildNode));
+    // GetAssetNode, with its good case in place: it runs once for each node of a walk.
+    VO_PROCESS_ERROR_AS(
+        "pkContainer->GetAssetNode(vecChildIndex[i], tsChildNode)",
+        uChildIndex < pkContainer->m_vecAssetNode.Count() || pkContainer->GetAssetNode(uChildIndex, tsChildNode));
+    memcpy(static_cast<void*>(&tsChildNode), pkContainer->m_vecAssetNode.Bytes(uChildIndex), sizeof(tsChildNode));
     rkWalk.bExhausted = rkWalk.ullVisitsLeft == 0;
     VO_PROCESS_ERROR_AS("uVisitsLeft != 0", !rkWalk.bExhausted);
     --rkWalk.ullVisitsLeft;

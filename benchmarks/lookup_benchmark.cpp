@@ -6,6 +6,9 @@
 
 #include "benchmarks/support/asset_tree.h"
 #include "benchmarks/support/provider_fill.h"
+#if defined(VOBASE_HAVE_CDB)
+#include "benchmarks/support/peer_cdb.h"
+#endif
 #if defined(VOBASE_HAVE_LMDB)
 #include "benchmarks/support/peer_lmdb.h"
 #endif
@@ -71,22 +74,44 @@ void RunFind(benchmark::State& rkState, const std::vector<VOWString>& vecPath, b
     }
 }
 
-void FindHit(benchmark::State& rkState)
+// A lookup in each of the systems, by the name that KeptFor keeps them under.
+bool FindIn(const Attached& rkAttached, const VOWString& kPath, structAssetNode& tsNode)
+{
+    return rkAttached.kCustomer.FindAssetNode(kPath.c_str(), tsNode) != 0;
+}
+
+template <typename Peer>
+bool FindIn(const Peer& rkPeer, const VOWString& kPath, structAssetNode& tsNode)
+{
+    return rkPeer.Find(kPath, tsNode);
+}
+
+template <typename System>
+void RunFindHit(benchmark::State& rkState)
 {
     const size_t uNodes = static_cast<size_t>(rkState.range(0));
-    const VOTSAssetNodeContainer& rkCustomer = KeptFor<Attached>(uNodes).kCustomer;
+    const System& rkSystem = KeptFor<System>(uNodes);
     RunFind(rkState, AssetTreeOf(uNodes).vecHit, true,
-            [&](const VOWString& kPath, structAssetNode& tsNode)
-            { return rkCustomer.FindAssetNode(kPath.c_str(), tsNode) != 0; });
+            [&](const VOWString& kPath, structAssetNode& tsNode) { return FindIn(rkSystem, kPath, tsNode); });
+}
+
+template <typename System>
+void RunFindMiss(benchmark::State& rkState)
+{
+    const size_t uNodes = static_cast<size_t>(rkState.range(0));
+    const System& rkSystem = KeptFor<System>(uNodes);
+    RunFind(rkState, AssetTreeOf(uNodes).vecMiss, false,
+            [&](const VOWString& kPath, structAssetNode& tsNode) { return FindIn(rkSystem, kPath, tsNode); });
+}
+
+void FindHit(benchmark::State& rkState)
+{
+    RunFindHit<Attached>(rkState);
 }
 
 void FindMiss(benchmark::State& rkState)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
-    const VOTSAssetNodeContainer& rkCustomer = KeptFor<Attached>(uNodes).kCustomer;
-    RunFind(rkState, AssetTreeOf(uNodes).vecMiss, false,
-            [&](const VOWString& kPath, structAssetNode& tsNode)
-            { return rkCustomer.FindAssetNode(kPath.c_str(), tsNode) != 0; });
+    RunFindMiss<Attached>(rkState);
 }
 
 // The floor of a lookup: the path made fit, and hashed with both rows.
@@ -198,18 +223,12 @@ void WalkPlainRecords(benchmark::State& rkState)
 
 void FindHitLmdb(benchmark::State& rkState)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
-    const LmdbPeer& rkPeer = KeptFor<LmdbPeer>(uNodes);
-    RunFind(rkState, AssetTreeOf(uNodes).vecHit, true,
-            [&](const VOWString& kPath, structAssetNode& tsNode) { return rkPeer.Find(kPath, tsNode); });
+    RunFindHit<LmdbPeer>(rkState);
 }
 
 void FindMissLmdb(benchmark::State& rkState)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
-    const LmdbPeer& rkPeer = KeptFor<LmdbPeer>(uNodes);
-    RunFind(rkState, AssetTreeOf(uNodes).vecMiss, false,
-            [&](const VOWString& kPath, structAssetNode& tsNode) { return rkPeer.Find(kPath, tsNode); });
+    RunFindMiss<LmdbPeer>(rkState);
 }
 
 void WalkLmdb(benchmark::State& rkState)
@@ -223,6 +242,20 @@ void WalkLmdb(benchmark::State& rkState)
                 rkPeer.Walk([&](const structAssetNode& tsNode) { ullSum += tsNode.ullFileSize; });
                 return ullSum;
             });
+}
+
+#endif
+
+#if defined(VOBASE_HAVE_CDB)
+
+void FindHitCdb(benchmark::State& rkState)
+{
+    RunFindHit<CdbPeer>(rkState);
+}
+
+void FindMissCdb(benchmark::State& rkState)
+{
+    RunFindMiss<CdbPeer>(rkState);
 }
 
 #endif
@@ -242,6 +275,10 @@ BENCHMARK(WalkByTree)->Apply(Sizes)->Unit(benchmark::kMicrosecond);
 BENCHMARK(FindHitLmdb)->Apply(Sizes);
 BENCHMARK(FindMissLmdb)->Apply(Sizes);
 BENCHMARK(WalkLmdb)->Apply(Sizes)->Unit(benchmark::kMicrosecond);
+#endif
+#if defined(VOBASE_HAVE_CDB)
+BENCHMARK(FindHitCdb)->Apply(Sizes);
+BENCHMARK(FindMissCdb)->Apply(Sizes);
 #endif
 
 }  // namespace

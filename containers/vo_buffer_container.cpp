@@ -182,17 +182,20 @@ int VOBufferContainer::_ResizeBufferCapacity(unsigned int uNewCapacity)
     {
         return CleanUp();
     }
-    unsigned char* pbNew = static_cast<unsigned char*>(VOAllocateImage(uNewCapacity));
     const unsigned int uKept = m_uBufferSize < uNewCapacity ? m_uBufferSize : uNewCapacity;
-    if (m_pbBuffer != nullptr && uKept != 0)
-    {
-        memcpy(pbNew, m_pbBuffer, uKept);
-    }
     if (m_uBufferCapacity != 0)
     {
-        free(m_pbBuffer);
+        m_pbBuffer = static_cast<unsigned char*>(VOReallocateImage(m_pbBuffer, uNewCapacity));
     }
-    m_pbBuffer = pbNew;
+    else
+    {
+        const unsigned char* pbView = m_pbBuffer;
+        m_pbBuffer = static_cast<unsigned char*>(VOAllocateImage(uNewCapacity));
+        if (uKept != 0)
+        {
+            memcpy(m_pbBuffer, pbView, uKept);
+        }
+    }
     m_uBufferCapacity = uNewCapacity;
     m_uBufferSize = uKept;
     return 1;

@@ -3,8 +3,15 @@
 
 #include "diagnostics/check.h"
 
+namespace
+{
+
+constexpr unsigned int kNoRecord = 0xFFFFFFFFu;
+
+}  // namespace
+
 VOStringHashSet::VOStringHashSet(StringHashRole eRole, StringHashMode eMode)
-    : m_eHashMode(eMode), m_eHashRole(eRole), m_pkStringPool(new VOStringContainer)
+    : m_eHashMode(eMode), m_eHashRole(eRole), m_pkStringPool(new VOStringContainer), m_uLastFound(kNoRecord)
 {
     _SetRole(eRole);
 }
@@ -26,7 +33,8 @@ VOStringHashSet::VOStringHashSet(const VOStringHashSet& rkOther)
       m_mapHashString(rkOther.m_mapHashString),
       m_mapHashConflict(rkOther.m_mapHashConflict),
       m_mapTableHashString(rkOther.m_mapTableHashString),
-      m_mapTableHashConflict(rkOther.m_mapTableHashConflict)
+      m_mapTableHashConflict(rkOther.m_mapTableHashConflict),
+      m_uLastFound(rkOther.m_uLastFound)
 {
 }
 
@@ -44,6 +52,7 @@ VOStringHashSet& VOStringHashSet::operator=(const VOStringHashSet& rkOther)
         m_mapHashConflict = rkOther.m_mapHashConflict;
         m_mapTableHashString = rkOther.m_mapTableHashString;
         m_mapTableHashConflict = rkOther.m_mapTableHashConflict;
+        m_uLastFound = rkOther.m_uLastFound;
     }
     return *this;
 }

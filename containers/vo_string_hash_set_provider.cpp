@@ -94,6 +94,19 @@ void* VOStringHashSet::_AddString_P(const Lookup& rkLookup, void* hText, VOULONG
     return hResult;
 }
 
+// Whether a string is, letter for letter, the live text that Insert found last: the files of one folder insert its path
+// one after the other, and comparing is cheaper than hashing. A text is found under its own hashes and no others, so
+// the answer is the one that a lookup would give.
+bool VOStringHashSet::_IsLastFound(const VOWCHAR* pszString) const
+{
+    if (m_uLastFound >= m_vecHashStringParam.Count() || m_eHashMode != SHM_HashAndString)
+    {
+        return false;
+    }
+    const VOWCHAR* pszText = GetString(reinterpret_cast<void*>(static_cast<uintptr_t>(m_uLastFound)));
+    return pszText != nullptr && StrCmpW(pszText, pszString) == 0;
+}
+
 void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
 {
     void* hResult = INVALID_HANDLE_VALUE;
@@ -101,6 +114,14 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
     const VOULONG dwWanted = bKeepText ? kStateText : kStateKeyOnly;
     Lookup kLookup;
     VO_PROCESS_ERROR(pszString);
+    if (_IsLastFound(pszString))
+    {
+        if (pbExist != nullptr)
+        {
+            *pbExist = 1;
+        }
+        return reinterpret_cast<void*>(static_cast<uintptr_t>(m_uLastFound));
+    }
 
     kLookup = _Lookup_P(pszString);
     if (!kLookup.bFound)
@@ -112,6 +133,7 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
         StringHashParam kParam = m_vecHashStringParam[RecordOf(kLookup.hString)];
         if (kParam.dwState == dwWanted)
         {
+            m_uLastFound = RecordOf(kLookup.hString);
             if (pbExist != nullptr)
             {
                 *pbExist = 1;

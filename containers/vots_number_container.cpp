@@ -104,10 +104,21 @@ Exit0:
 int VOTSNumberContainer::GetNumberList(unsigned int uIndex, std::vector<unsigned int>& vecNumber) const
 {
     int nResult = 0;
+    unsigned int uEnd = 0;
+    size_t uNumbers = 0;
     VO_PROCESS_ERROR(uIndex < m_uCount);
     VO_PROCESS_ERROR(m_pArrNumber);
 
-    for (unsigned int uAt = uIndex; uAt < m_uCount && _At(uAt) != kTerminator; ++uAt)
+    for (uEnd = uIndex; uEnd < m_uCount && _At(uEnd) != kTerminator; ++uEnd)
+    {
+        uNumbers += _At(uEnd) != kHole;
+    }
+    // Never less than twice the capacity, so that appending list after list doesn't copy again and again.
+    if (vecNumber.capacity() < vecNumber.size() + uNumbers)
+    {
+        vecNumber.reserve(std::max(vecNumber.size() + uNumbers, vecNumber.capacity() * 2));
+    }
+    for (unsigned int uAt = uIndex; uAt < uEnd; ++uAt)
     {
         if (_At(uAt) != kHole)
         {
@@ -219,16 +230,14 @@ int VOTSNumberContainer::_ResetNumberArrayCount(unsigned int uNewCount)
     }
     const unsigned int uKept = std::min(m_uCount, uNewCount);
     const size_t uBytes = static_cast<size_t>(uNewCount) * kNumberSize;
-    unsigned char* pbNew = static_cast<unsigned char*>(VOAllocateImage(uBytes));
-    if (uKept != 0)
+    const unsigned char* pbView = m_pArrNumber;
+    unsigned char* pbNew = static_cast<unsigned char*>(m_uCapacity != 0 ? VOReallocateImage(m_pArrNumber, uBytes)
+                                                                        : VOAllocateImage(uBytes));
+    if (m_uCapacity == 0 && uKept != 0)
     {
-        memcpy(pbNew, m_pArrNumber, uKept * static_cast<size_t>(kNumberSize));
+        memcpy(pbNew, pbView, uKept * static_cast<size_t>(kNumberSize));
     }
     memset(pbNew + uKept * static_cast<size_t>(kNumberSize), 0xFE, uBytes - uKept * static_cast<size_t>(kNumberSize));
-    if (m_uCapacity != 0)
-    {
-        free(m_pArrNumber);
-    }
     m_pArrNumber = pbNew;
     m_uCapacity = uNewCount;
     m_uCount = uKept;

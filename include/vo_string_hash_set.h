@@ -190,6 +190,7 @@ private:
     void* _LiveHandle(const Lookup& rkLookup) const;
     void* _AddString_P(const Lookup& rkLookup, void* hText, VOULONG dwState);
     bool _IsRecord(void* hString) const;
+    bool _IsLastFound(const VOWCHAR* pszString) const;
     int _SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit,
                            StringHashSetAlloc& rkHead);
     unsigned long long _SizesOfParts(StringHashSetAlloc& rkHead) const;
@@ -204,6 +205,7 @@ private:
     VOHashIndex m_mapHashConflict;     // Provider
     HashTable m_mapTableHashString;    // Customer
     HashTable m_mapTableHashConflict;  // Customer
+    unsigned int m_uLastFound;         // Provider: the record that Insert found last
 };
 static_assert(sizeof(VOStringHashSet::StringHashParam) == 24);
 static_assert(offsetof(VOStringHashSet::StringHashParam, dwState) == 8);

@@ -9,26 +9,8 @@
 #include <string>
 
 #include "benchmarks/support/asset_tree.h"
+#include "benchmarks/support/narrow_key.h"
 #include "tray_service_types.h"
-#include "vots_asset_node_container_helper.h"
-
-// The key of a path, in 8-bit units.
-struct NarrowKey
-{
-    char szKey[MAX_PATH];
-    size_t uLength = 0;
-
-    explicit NarrowKey(const VOWString& kPath)
-    {
-        VOWCHAR szWide[MAX_PATH];
-        VOTSAssetNodeContainerHelper::NormalizedPath(szWide, kPath.c_str(), MAX_PATH, 1);
-        while (szWide[uLength] != 0)
-        {
-            szKey[uLength] = static_cast<char>(szWide[uLength]);
-            ++uLength;
-        }
-    }
-};
 
 class LmdbPeer
 {

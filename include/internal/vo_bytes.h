@@ -44,3 +44,7 @@ inline constexpr unsigned long long kVOMaxImageSize = 0xFFFFFFFFull;
 // Zeroed memory from the global allocator, released with the runtime's free. Large blocks are asked for on
 // huge pages where the system has them. Throws std::bad_alloc when there is none.
 VOBASE_API void* VOAllocateImage(unsigned long long ullSize);
+
+// Takes such a block, or a null pointer, to another size, keeping what it holds; what is new is not set. A large block
+// grows without being copied. Throws std::bad_alloc, with the old block as it was.
+VOBASE_API void* VOReallocateImage(void* pvBlock, unsigned long long ullSize);

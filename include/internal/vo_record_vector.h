@@ -87,22 +87,35 @@ public:
         {
             return true;
         }
-        unsigned char* pNew = static_cast<unsigned char*>(VOAllocateImage(uNewCapacity * kRecordSize));
         const unsigned int uKept = m_uCount < uNewCapacity ? m_uCount : uNewCapacity;
-        if (uKept != 0)
+        if (m_uCapacity != 0)
         {
-            memcpy(pNew, m_pRecord, uKept * kRecordSize);
+            m_pRecord = static_cast<unsigned char*>(VOReallocateImage(m_pRecord, uNewCapacity * kRecordSize));
         }
-        Release();
-        m_pRecord = pNew;
+        else
+        {
+            // The first block, or the copy of a view.
+            const unsigned char* pbView = m_pRecord;
+            m_pRecord = static_cast<unsigned char*>(VOAllocateImage(uNewCapacity * kRecordSize));
+            if (uKept != 0)
+            {
+                memcpy(m_pRecord, pbView, uKept * kRecordSize);
+            }
+        }
         m_uCapacity = uNewCapacity;
         m_uCount = uKept;
         return true;
     }
 
+    // New records are all zero.
     bool Resize(unsigned int uNewCount)
     {
+        const unsigned int uOldCount = m_uCount;
         Reserve(uNewCount);
+        if (uOldCount < uNewCount)
+        {
+            memset(Bytes(uOldCount), 0, (uNewCount - uOldCount) * kRecordSize);
+        }
         m_uCount = uNewCount;
         return true;
     }
