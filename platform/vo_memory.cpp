@@ -41,3 +41,17 @@ void* VOAllocateZeroed(size_t uSize)
     }
     return pBlock;
 }
+
+void* VOReallocate(void* pBlock, size_t uSize)
+{
+    void* pNew = VO_FAULT_POINT("VOReallocate") ? nullptr : realloc(pBlock, uSize);
+    if (pNew == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    if (uSize >= VO_HUGE_PAGE_THRESHOLD)
+    {
+        AdviseHugePages(pNew, uSize);
+    }
+    return pNew;
+}
