@@ -14,8 +14,10 @@ endif()
 
 find_program(VOBASE_CCACHE ccache)
 if(VOBASE_CCACHE)
+  # Without the sloppiness nothing that uses a precompiled header is cached.
   set(CMAKE_C_COMPILER_LAUNCHER ${VOBASE_CCACHE})
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${VOBASE_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+    ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${VOBASE_CCACHE})
 endif()
 
 if(MSVC)

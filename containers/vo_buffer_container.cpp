@@ -186,6 +186,7 @@ int VOBufferContainer::_ResizeBufferCapacity(unsigned int uNewCapacity)
     if (m_uBufferCapacity != 0)
     {
         m_pbBuffer = static_cast<unsigned char*>(VOReallocateImage(m_pbBuffer, uNewCapacity));
+        memset(m_pbBuffer + uKept, 0, uNewCapacity - uKept);
     }
     else
     {

@@ -15,6 +15,14 @@
 
 #define VO_FAULT_POINT(name) VOFaultPointHit(name)
 
+// True where this layer makes the calls of the seam itself, so that they hold fault points; false where they are the
+// system's own.
+#if defined(_WIN32)
+constexpr bool VO_SYSTEM_CALLS_HAVE_FAULT_POINTS = false;
+#else
+constexpr bool VO_SYSTEM_CALLS_HAVE_FAULT_POINTS = true;
+#endif
+
 // Counts a hit; true when this hit has to fail. Any thread.
 bool VOFaultPointHit(const char* pszName);
 

@@ -190,10 +190,10 @@ int _findclose(intptr_t hFind);
 // symbolic link isn't followed).
 //
 // Differences from Windows: the object and its name outlive the last handle until somebody removes the name (see
-// vo_section_publisher.h). Opening one section again gives the same handle value and the same view address, counted:
-// every open needs its CloseHandle, every map its UnmapViewOfFile, but forgotten ones cost neither descriptor nor
-// address space. Memory can't fault behind the object's end as long as nobody shrinks the object; none of these calls
-// does.
+// vo_section_publisher.h); there the name goes with the last handle, and the memory with the last view. Opening one
+// section again gives the same handle value and the same view address, counted: every open needs its CloseHandle, every
+// map its UnmapViewOfFile, but forgotten ones cost neither descriptor nor address space. Memory can't fault behind the
+// object's end as long as nobody shrinks the object; none of these calls does.
 //
 // All calls may be made by several threads at once.
 // ---------------------------------------------------------------------------------------------------------------------

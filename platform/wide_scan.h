@@ -55,10 +55,10 @@ inline void VOStoreUnit(VOWCHAR* pUnit, VOWCHAR cUnit)
 
 constexpr unsigned VO_WIDE_SCAN_UNITS = 8;
 
-// True when the 16 bytes at pUnit lie in one page (of 4 KiB: the smallest there is).
-inline bool VOBlockInPage(const VOWCHAR* pUnit)
+// How many whole blocks from pUnit on lie in one page (of 4 KiB: the smallest there is).
+inline size_t VOBlocksInPage(const VOWCHAR* pUnit)
 {
-    return (reinterpret_cast<uintptr_t>(pUnit) & 4095u) <= 4096u - 16u;
+    return (4096u - (reinterpret_cast<uintptr_t>(pUnit) & 4095u)) / 16u;
 }
 
 // The 16 bytes at pUnit, of which the first belongs to the text.
@@ -85,70 +85,98 @@ inline unsigned VOUnitsBeforeZero(unsigned uZeroBytes)
 inline size_t VOWideLength(const VOWCHAR* pszText, size_t uMost = SIZE_MAX)
 {
     size_t uLength = 0;
-    while (uLength < uMost)
+    for (;;)
     {
 #if VO_WIDE_SCAN_BLOCKS
-        if (VOBlockInPage(pszText + uLength))
+        // As many blocks as the page holds; the last of them may reach behind uMost.
+        for (size_t uBlocks = uLength < uMost ? VOBlocksInPage(pszText + uLength) : 0; uBlocks > 0; --uBlocks)
         {
             const __m128i zero = _mm_cmpeq_epi16(VOLoadBlock(pszText + uLength), _mm_setzero_si128());
             const unsigned uZeroBytes = static_cast<unsigned>(_mm_movemask_epi8(zero));
-            const size_t uLeft = uMost - uLength;
-            const size_t uUnits = uZeroBytes != 0 ? VOUnitsBeforeZero(uZeroBytes) : VO_WIDE_SCAN_UNITS;
-            if (uZeroBytes != 0 || uLeft <= uUnits)
+            if (uZeroBytes != 0)
             {
-                return uLength + (uUnits < uLeft ? uUnits : uLeft);
+                uLength += VOUnitsBeforeZero(uZeroBytes);
+                return uLength < uMost ? uLength : uMost;
             }
-            uLength += uUnits;
-            continue;
+            uLength += VO_WIDE_SCAN_UNITS;
+            if (uLength >= uMost)
+            {
+                return uMost;
+            }
         }
 #endif
-        if (VOLoadUnit(pszText + uLength) == 0)
+        // Units up to the first block of the next page, or all of them.
+        for (unsigned uUnit = 0; uUnit < 8; ++uUnit)
         {
-            break;
+            if (uLength >= uMost || VOLoadUnit(pszText + uLength) == 0)
+            {
+                return uLength;
+            }
+            ++uLength;
         }
-        ++uLength;
     }
-    return uLength;
 }
 
 #if VO_WIDE_SCAN_BLOCKS
 
-// The units of VOFoldCopy, 8 at a time, from a text whose next block may be read. *pbEnd is set when its terminator was
-// met; otherwise the next block would not fit before uCapacity - 1 or would cross into the next page. Result: the new
-// length.
+// What VOFoldCopy does to the units of a block.
+struct VOBlockFold
+{
+    explicit VOBlockFold(bool bLower) : lowerBit(_mm_set1_epi16(bLower ? 'A' ^ 'a' : 0)) {}
+
+    __m128i Apply(__m128i block)
+    {
+        colons = _mm_or_si128(colons, _mm_cmpeq_epi16(block, _mm_set1_epi16(':')));
+        // Moved up so that 'Z' is the largest signed unit, the capitals are the 26 largest ones.
+        const __m128i moved = _mm_add_epi16(block, _mm_set1_epi16(0x7FFF - 'Z'));
+        const __m128i capital = _mm_cmpgt_epi16(moved, _mm_set1_epi16(0x7FFF - 26));
+        const __m128i backslash = _mm_cmpeq_epi16(block, _mm_set1_epi16('\\'));
+        const __m128i changes =
+            _mm_or_si128(_mm_and_si128(capital, lowerBit), _mm_and_si128(backslash, _mm_set1_epi16('\\' ^ '/')));
+        return _mm_xor_si128(block, changes);
+    }
+
+    bool HasColon() const { return _mm_movemask_epi8(colons) != 0; }
+
+    __m128i lowerBit;
+    __m128i colons = _mm_setzero_si128();
+};
+
+// The first uUnits units of a block, and zeros.
+inline __m128i VOKeepUnits(__m128i block, unsigned uUnits)
+{
+    // To keep n units, the mask is the 16 bytes from place 16 - 2 * n on.
+    static constexpr unsigned char aKeep[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                                0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    return _mm_and_si128(block, _mm_loadu_si128(reinterpret_cast<const __m128i*>(aKeep + 16 - 2 * uUnits)));
+}
+
+// The part of VOFoldCopy that goes block by block, from uLength on: as far as whole blocks fit in the page and before
+// the place uCapacity - 1. *pbEnd is set when the terminator was met. Result: the new length.
 inline unsigned VOFoldCopyBlocks(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigned uLength, unsigned uCapacity,
                                  bool bLower, bool* pbHasColon, bool* pbEnd)
 {
-    // To keep the first n units of a block, mask it with the 16 bytes from place 16 - 2 * n on.
-    static constexpr unsigned char aKeep[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-                                                0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-    const __m128i backslash = _mm_set1_epi16('\\');
-    const __m128i slashChange = _mm_set1_epi16('\\' ^ '/');
-    const __m128i colon = _mm_set1_epi16(':');
-    const __m128i beforeA = _mm_set1_epi16('A' - 1);
-    const __m128i behindZ = _mm_set1_epi16('Z' + 1);
-    const __m128i lowerBit = _mm_set1_epi16(bLower ? 'A' ^ 'a' : 0);
-    __m128i colons = _mm_setzero_si128();
-    while (!*pbEnd && uCapacity - uLength > VO_WIDE_SCAN_UNITS && VOBlockInPage(pszFrom + uLength))
+    VOBlockFold fold(bLower);
+    const size_t uInPage = VOBlocksInPage(pszFrom + uLength);
+    const size_t uInTarget = (uCapacity - uLength - 1) / VO_WIDE_SCAN_UNITS;
+    for (size_t uBlocks = uInPage < uInTarget ? uInPage : uInTarget; uBlocks > 0; --uBlocks)
     {
-        __m128i block = VOLoadBlock(pszFrom + uLength);
+        const __m128i block = VOLoadBlock(pszFrom + uLength);
         const __m128i zero = _mm_cmpeq_epi16(block, _mm_setzero_si128());
         const unsigned uZeroBytes = static_cast<unsigned>(_mm_movemask_epi8(zero));
-        unsigned uUnits = VO_WIDE_SCAN_UNITS;
         if (uZeroBytes != 0)
         {
-            uUnits = VOUnitsBeforeZero(uZeroBytes);
-            block = _mm_and_si128(block, _mm_loadu_si128(reinterpret_cast<const __m128i*>(aKeep + 16 - 2 * uUnits)));
+            const unsigned uUnits = VOUnitsBeforeZero(uZeroBytes);
+            const __m128i last = fold.Apply(VOKeepUnits(block, uUnits));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(pszTo + uLength), last);
+            uLength += uUnits;
             *pbEnd = true;
+            break;
         }
-        colons = _mm_or_si128(colons, _mm_cmpeq_epi16(block, colon));
-        block = _mm_xor_si128(block, _mm_and_si128(_mm_cmpeq_epi16(block, backslash), slashChange));
-        const __m128i capital = _mm_and_si128(_mm_cmpgt_epi16(block, beforeA), _mm_cmpgt_epi16(behindZ, block));
-        block = _mm_or_si128(block, _mm_and_si128(capital, lowerBit));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(pszTo + uLength), block);
-        uLength += uUnits;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pszTo + uLength), fold.Apply(block));
+        uLength += VO_WIDE_SCAN_UNITS;
     }
-    *pbHasColon = *pbHasColon || _mm_movemask_epi8(colons) != 0;
+    *pbHasColon = *pbHasColon || fold.HasColon();
     return uLength;
 }
 

@@ -76,7 +76,7 @@ public:
         return true;
     }
 
-    // Changes the capacity and cuts the count to it; with 0 it clears and keeps the memory.
+    // Changes the capacity and cuts the count to it; new records are all zero. With 0 it clears and keeps the memory.
     bool Reserve(unsigned int uNewCapacity)
     {
         if (uNewCapacity == 0)
@@ -91,6 +91,7 @@ public:
         if (m_uCapacity != 0)
         {
             m_pRecord = static_cast<unsigned char*>(VOReallocateImage(m_pRecord, uNewCapacity * kRecordSize));
+            memset(m_pRecord + uKept * kRecordSize, 0, (uNewCapacity - uKept) * kRecordSize);
         }
         else
         {
@@ -107,15 +108,9 @@ public:
         return true;
     }
 
-    // New records are all zero.
     bool Resize(unsigned int uNewCount)
     {
-        const unsigned int uOldCount = m_uCount;
         Reserve(uNewCount);
-        if (uOldCount < uNewCount)
-        {
-            memset(Bytes(uOldCount), 0, (uNewCount - uOldCount) * kRecordSize);
-        }
         m_uCount = uNewCount;
         return true;
     }

@@ -1,5 +1,8 @@
 // What the tests of the asset index and of the mapping share: buffers for results, containers whose protected
 // operations can be reached, and short ways to fill a container and to look into its image.
+//
+// A node's record is packed, so its 64-bit fields may lie at any multiple of 4: tests pass them on by value, which is
+// what the unary plus in "EXPECT_EQ(5u, +tsNode.ullFileSize)" is for.
 #pragma once
 
 #include <gmock/gmock.h>

@@ -239,6 +239,47 @@ TEST(ClassifyImage, OfTwoRecordsWithOneNumberTheFirstIsKept)
     EXPECT_EQ(VOWString(VOTEXT("Texture")), kName.Text());
 }
 
+TEST(ClassifyImage, OfTwoRecordsWithOneNameTheSmallerNumberIsFound)
+{
+    std::vector<ModelType> vecTypes = SomeTypes();
+    vecTypes[2].strName = VOTEXT("tEXTURE");
+    const MisalignedBlock kImage(ModelImage(vecTypes));
+    VOTSAssetNodeClassifyManager kManager;
+    ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 0));
+    int nType = -77;
+    EXPECT_NE(0, kManager.GetClassifyTypeByName(VOTEXT("texture"), nType));
+    EXPECT_EQ(0, nType);
+}
+
+TEST(ClassifyImage, ARecordBehindTheNumberOfDistinctNumbersIsLoggedByAllQueriesButOne)
+{
+    // Three records and two numbers: the index of the third is no smaller than the size of the map.
+    std::vector<ModelType> vecTypes = SomeTypes();
+    vecTypes[1].nType = 7;
+    const MisalignedBlock kImage(ModelImage(vecTypes));
+    VOTSAssetNodeClassifyManager kManager;
+    ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 0));
+    const std::string strCheck = "cIter->second < m_mapClassifyType2ParamIndex.size()";
+    const std::string strClass = "VOTSAssetNodeClassifyManager::";
+    LogCapture kLog;
+    WideBuffer<LENGTH_OF_EXTENSIONS> kText;
+    Color kColor;
+    int nType = -77;
+    EXPECT_EQ(0, kManager.GetClassifyName(0, kText.szText));
+    EXPECT_EQ(0, kManager.GetClassifyExtensions(0, kText.szText));
+    EXPECT_EQ(0, kManager.GetClassifyBackgroundColor(0, kColor));
+    EXPECT_EQ(0, kManager.GetClassifyTypeByName(VOTEXT("Texture"), nType)) << "0 comes before 7";
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError(strCheck, strClass + "GetClassifyName"),
+                                          ProcessError(strCheck, strClass + "GetClassifyExtensions"),
+                                          ProcessError(strCheck, strClass + "GetClassifyBackgroundColor"),
+                                          ProcessError(strCheck, strClass + "GetClassifyTypeByName")));
+    EXPECT_TRUE(kText.Untouched());
+    kLog.Clear();
+    EXPECT_NE(0, kManager.GetClassifyTypeColor(0, kColor));
+    EXPECT_EQ(1u, kColor.uValue);
+    EXPECT_THAT(kLog.Lines(), IsEmpty());
+}
+
 TEST(ClassifyImage, TheOuterCountAndSizeAreNotLookedAt)
 {
     Bytes vecImage = ModelImage(SomeTypes());

@@ -1,5 +1,6 @@
 // The table of classify types: insertion, the four kinds of lookup, the extension map.
 #include "assetindex/asset_test_tools.h"
+#include "support/colliding_texts.h"
 
 namespace
 {
@@ -199,6 +200,19 @@ TEST(ClassifyManager, OfTwoTypesWithOneExtensionTheOneInsertedFirstHasIt)
     EXPECT_EQ(1, TypeOf(kManager, VOTEXT("dds")));
     EXPECT_NE(0, kManager.BuildUpExtensionsHash());
     EXPECT_EQ(9, TypeOf(kManager, VOTEXT("tga")));
+}
+
+TEST(ClassifyManager, OfTwoExtensionsWithOneHashTheOneInsertedFirstHasIt)
+{
+    const std::vector<VOWString> vecTexts = votest::CollidingGroup(0);
+    VOTSAssetNodeClassifyManager kManager;
+    ASSERT_NE(0, Insert(kManager, 5, VOTEXT("five"), vecTexts[0] + VOTEXT("|a")));
+    ASSERT_NE(0, Insert(kManager, 4, VOTEXT("four"), vecTexts[1] + VOTEXT("|b")));
+    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
+    EXPECT_EQ(5, TypeOf(kManager, vecTexts[0]));
+    EXPECT_EQ(5, TypeOf(kManager, vecTexts[1])) << "no text is ever compared";
+    EXPECT_EQ(5, TypeOf(kManager, vecTexts[2])) << "not even one that is in no list";
+    EXPECT_EQ(4, TypeOf(kManager, VOTEXT("b")));
 }
 
 TEST(ClassifyManager, AnUnknownExtensionIsASilentMissThatLeavesTheResult)

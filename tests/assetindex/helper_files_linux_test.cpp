@@ -43,8 +43,8 @@ TEST(FileAttributeLinux, TheTimesAreThoseOfTheFileInSeconds)
     ASSERT_EQ(0, utimensat(AT_FDCWD, kTree.At("a.txt").c_str(), aTimes, 0));
     structAssetNode tsNode;
     EXPECT_EQ(1, Helper::GetAssetNodeFileAttribute(tsNode, kTree.Path("a.txt").c_str()));
-    EXPECT_EQ(1300000000, tsNode.ftLastAccessTime);
-    EXPECT_EQ(1400000000, tsNode.ftLastWriteTime);
+    EXPECT_EQ(1300000000, +tsNode.ftLastAccessTime);
+    EXPECT_EQ(1400000000, +tsNode.ftLastWriteTime);
 }
 
 TEST(FileAttributeLinux, ALinkIsDescribedItself)
@@ -54,7 +54,7 @@ TEST(FileAttributeLinux, ALinkIsDescribedItself)
     ASSERT_EQ(0, symlink("target.txt", kTree.At("link.txt").c_str()));
     structAssetNode tsNode;
     EXPECT_EQ(1, Helper::GetAssetNodeFileAttribute(tsNode, kTree.Path("link.txt").c_str()));
-    EXPECT_EQ(10u, tsNode.ullFileSize);
+    EXPECT_EQ(10u, +tsNode.ullFileSize);
 }
 
 TEST(FileAttributeLinux, AFullPathThatDoesNotFitIsLoggedAndTheNodeStays)
@@ -85,7 +85,7 @@ TEST(FileAttributeLinux, AnAbsolutePathBelowARootWithAColonIsMadeRelative)
                                                (strRoot + VOTEXT("/Dir/a")).c_str(), 0));
     EXPECT_EQ(0u, FoundID(kContainer, VOTEXT("dir/a")));
     EXPECT_EQ(VOWString(VOTEXT("Dir/a")), PathOf(kContainer, 0));
-    EXPECT_EQ(9u, NodeOf(kContainer, 0).ullFileSize);
+    EXPECT_EQ(9u, +NodeOf(kContainer, 0).ullFileSize);
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ TEST(FileAttributeWindows, AnAbsolutePathBelowTheRootIsMadeRelative)
     EXPECT_EQ(1, Helper::RequestLocalAssetNode(tsNode, &kContainer, LUMTrayService::AF_SOURCE, strPath.c_str(), 0));
     EXPECT_EQ(0u, FoundID(kContainer, VOTEXT("dir/a")));
     EXPECT_EQ(VOWString(VOTEXT("Dir/a")), PathOf(kContainer, 0));
-    EXPECT_EQ(9u, NodeOf(kContainer, 0).ullFileSize);
+    EXPECT_EQ(9u, +NodeOf(kContainer, 0).ullFileSize);
 }
 
 }  // namespace

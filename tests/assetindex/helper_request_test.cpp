@@ -60,8 +60,8 @@ TEST(LocalNode, AFileGetsSourceNamesTypeAndAttributes)
     EXPECT_EQ(VOWString(VOTEXT("Dir|Name|TXT")), kFixture.Parts(tsStored));
     EXPECT_EQ(7, tsStored.nClassifyType);
     EXPECT_EQ(VOWString(VOTEXT("Text")), kFixture.Text(tsStored.hStrClassifyName));
-    EXPECT_EQ(1234u, tsStored.ullFileSize);
-    EXPECT_EQ(1111111111, tsStored.ftLastWriteTime);
+    EXPECT_EQ(1234u, +tsStored.ullFileSize);
+    EXPECT_EQ(1111111111, +tsStored.ftLastWriteTime);
     EXPECT_EQ(0x14u, tsStored.nFileAttribute);
     EXPECT_EQ(kNone, tsStored.nParentID) << "nothing is linked";
     EXPECT_EQ(kNone, tsStored.nChildFileInfo);
@@ -72,13 +72,13 @@ TEST(LocalNode, TheCallersNodeShowsNoSizeAndTimesWhileTheContainerHasThem)
     Fixture kFixture;
     kFixture.kTree.MakeFile("a.txt", 77, 1111111111);
     const structAssetNode tsNode = kFixture.Local(VOTEXT("a.txt"), 0);
-    EXPECT_EQ(0u, tsNode.ullFileSize);
-    EXPECT_EQ(0, tsNode.ftLastWriteTime);
+    EXPECT_EQ(0u, +tsNode.ullFileSize);
+    EXPECT_EQ(0, +tsNode.ftLastWriteTime);
     EXPECT_EQ(0u, tsNode.nFileAttribute);
     EXPECT_EQ(7, tsNode.nClassifyType) << "what was set before is shown";
     const structAssetNode tsStored = NodeOf(kFixture.kContainer, tsNode.nAssetID);
-    EXPECT_EQ(77u, tsStored.ullFileSize);
-    EXPECT_EQ(1111111111, tsStored.ftLastWriteTime);
+    EXPECT_EQ(77u, +tsStored.ullFileSize);
+    EXPECT_EQ(1111111111, +tsStored.ftLastWriteTime);
 }
 
 TEST(LocalNode, ASecondRequestReadsNothingAgain)
@@ -91,10 +91,10 @@ TEST(LocalNode, ASecondRequestReadsNothingAgain)
     EXPECT_EQ(1, Helper::RequestLocalAssetNode(tsSecond, &kFixture.kContainer, AF_TARGET, VOTEXT("A.TXT"), 1));
     EXPECT_EQ(tsFirst.nAssetID, tsSecond.nAssetID);
     const structAssetNode tsStored = NodeOf(kFixture.kContainer, tsFirst.nAssetID);
-    EXPECT_EQ(77u, tsStored.ullFileSize);
+    EXPECT_EQ(77u, +tsStored.ullFileSize);
     EXPECT_EQ(AF_SOURCE, tsStored.eAssetFrom);
     EXPECT_EQ(0, tsStored.bFolder);
-    EXPECT_EQ(77u, tsSecond.ullFileSize) << "the node is given as it stands";
+    EXPECT_EQ(77u, +tsSecond.ullFileSize) << "the node is given as it stands";
 }
 
 TEST(LocalNode, AnExtensionThatNoTypeListsFailsAndLeavesTheNodeUnfinished)
@@ -110,9 +110,9 @@ TEST(LocalNode, AnExtensionThatNoTypeListsFailsAndLeavesTheNodeUnfinished)
     EXPECT_EQ(-1, tsNode.nClassifyType);
     EXPECT_EQ(VOWString(VOTEXT("Dir|a|unknown")), kFixture.Parts(tsNode));
     EXPECT_EQ(AF_SOURCE, tsNode.eAssetFrom);
-    EXPECT_EQ(0u, tsNode.ullFileSize);
+    EXPECT_EQ(0u, +tsNode.ullFileSize);
     EXPECT_EQ(0u, tsNode.nFileAttribute);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, tsNode.hStrClassifyName);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrClassifyName);
     kLog.Clear();
     kFixture.Local(VOTEXT("Dir/a.unknown"), 0, 1);
     EXPECT_THAT(kLog.Lines(), IsEmpty());
@@ -127,7 +127,7 @@ TEST(LocalNode, AFileWithoutAnExtensionHasNoType)
     EXPECT_THAT(kLog.Lines(), IsEmpty());
     EXPECT_EQ(-1, tsNode.nClassifyType);
     EXPECT_EQ(VOWString(VOTEXT("<none>|README|<none>")), kFixture.Parts(tsNode));
-    EXPECT_EQ(5u, NodeOf(kFixture.kContainer, tsNode.nAssetID).ullFileSize);
+    EXPECT_EQ(5u, +NodeOf(kFixture.kContainer, tsNode.nAssetID).ullFileSize);
 }
 
 TEST(LocalNode, AFolderKeepsTheDotsOfItsNameAndHasNoType)
@@ -160,7 +160,7 @@ TEST(LocalNode, ANameThatBeginsWithItsOnlyDotHasNoBaseNameAndCannotBeRendered)
     for (const VOWCHAR* pszPath : {VOTEXT(".x"), VOTEXT("dir/.x")})
     {
         const structAssetNode tsNode = kFixture.Local(pszPath, 0);
-        EXPECT_EQ(INVALID_HANDLE_VALUE, tsNode.hStrBaseName);
+        EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrBaseName);
         EXPECT_EQ(VOWString(VOTEXT("x")), kFixture.Text(tsNode.hStrExtension));
         EXPECT_EQ(VOWString(VOTEXT("<no path>")), PathOf(kFixture.kContainer, tsNode.nAssetID));
     }
@@ -181,7 +181,7 @@ TEST(LocalNode, NamesAreCutFromTheNormalisedPathWithItsCase)
     const structAssetNode tsNode = kFixture.Local(VOTEXT("Dir\\Sub\\Name.Txt\\"), 0);
     EXPECT_EQ(VOWString(VOTEXT("Dir/Sub|Name|Txt")), kFixture.Parts(tsNode));
     EXPECT_EQ(VOWString(VOTEXT("Dir/Sub/Name.Txt")), PathOf(kFixture.kContainer, tsNode.nAssetID));
-    EXPECT_EQ(3u, NodeOf(kFixture.kContainer, tsNode.nAssetID).ullFileSize);
+    EXPECT_EQ(3u, +NodeOf(kFixture.kContainer, tsNode.nAssetID).ullFileSize);
 }
 
 TEST(LocalNode, AFileThatIsNotThereHasTheFlagsOfAWritableOneAndNothingElse)
@@ -189,10 +189,10 @@ TEST(LocalNode, AFileThatIsNotThereHasTheFlagsOfAWritableOneAndNothingElse)
     Fixture kFixture;
     const structAssetNode tsNode = kFixture.Local(VOTEXT("none.txt"), 0);
     const structAssetNode tsStored = NodeOf(kFixture.kContainer, tsNode.nAssetID);
-    EXPECT_EQ(0u, tsStored.ullFileSize);
-    EXPECT_EQ(0, tsStored.ftCreateTime);
-    EXPECT_EQ(0, tsStored.ftLastAccessTime);
-    EXPECT_EQ(0, tsStored.ftLastWriteTime);
+    EXPECT_EQ(0u, +tsStored.ullFileSize);
+    EXPECT_EQ(0, +tsStored.ftCreateTime);
+    EXPECT_EQ(0, +tsStored.ftLastAccessTime);
+    EXPECT_EQ(0, +tsStored.ftLastWriteTime);
     EXPECT_EQ(0x14u, tsStored.nFileAttribute);
 }
 
@@ -247,10 +247,10 @@ TEST(PakNode, AttributesAreThoseOfTheCacheNodeAndNothingElseOfIt)
     EXPECT_EQ(AF_PAKV4, tsStored.eAssetFrom);
     EXPECT_EQ(0u, tsStored.uAssetMerge);
     EXPECT_EQ(0u, tsStored.nAssetID);
-    EXPECT_EQ(0x123456789ull, tsStored.ullFileSize);
-    EXPECT_EQ(-1, tsStored.ftCreateTime);
-    EXPECT_EQ(2, tsStored.ftLastAccessTime);
-    EXPECT_EQ(3, tsStored.ftLastWriteTime);
+    EXPECT_EQ(0x123456789ull, +tsStored.ullFileSize);
+    EXPECT_EQ(-1, +tsStored.ftCreateTime);
+    EXPECT_EQ(2, +tsStored.ftLastAccessTime);
+    EXPECT_EQ(3, +tsStored.ftLastWriteTime);
     EXPECT_EQ(0xFFFFFFFFu, tsStored.nFileAttribute) << "bit 0x10 too";
     EXPECT_EQ(VOWString(VOTEXT("Pak|A|txt")), kFixture.Parts(tsStored));
     EXPECT_EQ(7, tsStored.nClassifyType);
@@ -272,7 +272,7 @@ TEST(PakNode, AnUnknownExtensionFailsAfterTheAttributesAreSet)
     Fixture kFixture;
     structAssetNode tsNode;
     EXPECT_EQ(0, Helper::RequestPakAssetNode(tsNode, &kFixture.kContainer, VOTEXT("a.unknown"), CacheNode()));
-    EXPECT_EQ(0x123456789ull, NodeOf(kFixture.kContainer, 0).ullFileSize);
+    EXPECT_EQ(0x123456789ull, +NodeOf(kFixture.kContainer, 0).ullFileSize);
     EXPECT_EQ(VOWString(VOTEXT("<none>|a|unknown")), kFixture.Parts(NodeOf(kFixture.kContainer, 0)));
 }
 
@@ -299,8 +299,8 @@ TEST(HttpNode, HasSourceNamesAndTypeAndNoAttributes)
     EXPECT_EQ(AF_HTTPFILE_PKG_TARGET, tsStored.eAssetFrom);
     EXPECT_EQ(VOWString(VOTEXT("Http|A|txt")), kFixture.Parts(tsStored));
     EXPECT_EQ(7, tsStored.nClassifyType);
-    EXPECT_EQ(0u, tsStored.ullFileSize);
-    EXPECT_EQ(0, tsStored.ftLastWriteTime);
+    EXPECT_EQ(0u, +tsStored.ullFileSize);
+    EXPECT_EQ(0, +tsStored.ftLastWriteTime);
     EXPECT_EQ(0u, tsStored.nFileAttribute);
 }
 
@@ -317,7 +317,7 @@ TEST(MergeNode, HasItsMergeSignTooAndNoAttributes)
     EXPECT_EQ(0x80000005u, tsStored.uAssetMerge);
     EXPECT_EQ(VOWString(VOTEXT("Merge|A|txt")), kFixture.Parts(tsStored));
     EXPECT_EQ(7, tsStored.nClassifyType);
-    EXPECT_EQ(0u, tsStored.ullFileSize);
+    EXPECT_EQ(0u, +tsStored.ullFileSize);
     EXPECT_EQ(0u, tsStored.nFileAttribute);
 }
 
@@ -367,7 +367,7 @@ TEST(HelperSteps, TheWrappersReadTheNodeBack)
     EXPECT_EQ(1, Helper::SetAssetNodeClassifyType(tsNode, &kFixture.kContainer));
     EXPECT_EQ(7, tsNode.nClassifyType);
     EXPECT_EQ(1, Helper::SetAssetNodePakFileAttribute(tsNode, &kFixture.kContainer, CacheNode()));
-    EXPECT_EQ(0x123456789ull, tsNode.ullFileSize);
+    EXPECT_EQ(0x123456789ull, +tsNode.ullFileSize);
     EXPECT_TRUE(SameBytes(BytesOf(NodeOf(kFixture.kContainer, uID)), BytesOf(tsNode)));
 }
 
@@ -458,10 +458,10 @@ TEST(FileAttribute, OfAFileAreItsSizeTimesAndFlagsAndTheRestIsZeroNotDefault)
     kTree.MakeFile("a.txt", 4321, 1234567890);
     structAssetNode tsNode;
     EXPECT_EQ(1, Helper::GetAssetNodeFileAttribute(tsNode, kTree.Path("a.txt").c_str()));
-    EXPECT_EQ(4321u, tsNode.ullFileSize);
-    EXPECT_EQ(1234567890, tsNode.ftLastWriteTime);
-    EXPECT_NE(0, tsNode.ftCreateTime);
-    EXPECT_NE(0, tsNode.ftLastAccessTime);
+    EXPECT_EQ(4321u, +tsNode.ullFileSize);
+    EXPECT_EQ(1234567890, +tsNode.ftLastWriteTime);
+    EXPECT_NE(0, +tsNode.ftCreateTime);
+    EXPECT_NE(0, +tsNode.ftLastAccessTime);
     EXPECT_EQ(0x14u, tsNode.nFileAttribute);
 
     tsNode.ullFileSize = 0;
@@ -502,7 +502,7 @@ TEST(FileAttribute, ASizeOver4GiBIsCutTo32Bits)
     }
     structAssetNode tsNode;
     EXPECT_EQ(1, Helper::GetAssetNodeFileAttribute(tsNode, kTree.Path("large.txt").c_str()));
-    EXPECT_EQ(5u, tsNode.ullFileSize);
+    EXPECT_EQ(5u, +tsNode.ullFileSize);
 }
 
 TEST(FileAttribute, NamesWithOtherLettersAreFound)
@@ -512,7 +512,7 @@ TEST(FileAttribute, NamesWithOtherLettersAreFound)
     std::ofstream(kPath, std::ios::binary) << "12345";
     structAssetNode tsNode;
     EXPECT_EQ(1, Helper::GetAssetNodeFileAttribute(tsNode, (kTree.Root() + VOTEXT("/\x4E2D\x00E4.txt")).c_str()));
-    EXPECT_EQ(5u, tsNode.ullFileSize);
+    EXPECT_EQ(5u, +tsNode.ullFileSize);
 }
 
 TEST(WholeTree, ADirectoryIsIndexedLinkedPublishedAndRead)
@@ -545,7 +545,7 @@ TEST(WholeTree, ADirectoryIsIndexedLinkedPublishedAndRead)
     ASSERT_NE(0, kCustomer.SetAlloc(kImage.As<ContainerImage>(), 0, kImage.Size()));
     structAssetNode tsNode;
     ASSERT_NE(0, kCustomer.FindAssetNode(VOTEXT("sub/deep.er/THREE.TXT"), tsNode));
-    EXPECT_EQ(3u, tsNode.ullFileSize);
+    EXPECT_EQ(3u, +tsNode.ullFileSize);
     EXPECT_EQ(VOWString(VOTEXT("Sub/Deep.er/three.txt")), PathOf(kCustomer, tsNode.nAssetID));
     WideBuffer<> kAbsolute;
     ASSERT_NE(0, kCustomer.GetAssetAbsolutePath(tsNode.nAssetID, MAX_PATH, kAbsolute.szText));

@@ -129,7 +129,7 @@ struct ModelNumbers
         std::vector<unsigned int> vecList;
         for (size_t i = uIndex; i < vecNumbers.size() && vecNumbers[i] != kEnd && vecNumbers[i] != uNumber; ++i)
         {
-            if (false && vecNumbers[i] == kHole)
+            if (vecNumbers[i] == kHole)
             {
                 vecNumbers[i] = uNumber;
                 return true;

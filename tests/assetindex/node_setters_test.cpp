@@ -182,8 +182,8 @@ TEST(SetStripPath, StringsKeepTheirCaseAndOneTextIsStoredOnce)
     ASSERT_NE(0, kContainer.SetAssetNodeStripPath(uB, VOTEXT("Dir"), VOTEXT("B"), VOTEXT("txt")));
     const structAssetNode tsA = NodeOf(kContainer, uA);
     const structAssetNode tsB = NodeOf(kContainer, uB);
-    EXPECT_EQ(tsA.hStrComponent, tsB.hStrComponent);
-    EXPECT_NE(tsA.hStrExtension, tsB.hStrExtension);
+    EXPECT_EQ(+tsA.hStrComponent, +tsB.hStrComponent);
+    EXPECT_NE(+tsA.hStrExtension, +tsB.hStrExtension);
     EXPECT_EQ(VOWString(VOTEXT("Txt")), ReadText(kContainer.GetString(tsA.hStrExtension)));
     EXPECT_EQ(VOWString(VOTEXT("txt")), ReadText(kContainer.GetString(tsB.hStrExtension)));
 }
@@ -195,15 +195,15 @@ TEST(SetStripPath, EmptyAndMissingStringsLeaveInvalidHandles)
     ASSERT_NE(0, kContainer.SetAssetNodeStripPath(uID, VOTEXT("d"), VOTEXT("b"), VOTEXT("e")));
     EXPECT_EQ(1, kContainer.SetAssetNodeStripPath(uID, VOTEXT(""), VOTEXT("base"), nullptr));
     structAssetNode tsNode = NodeOf(kContainer, uID);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, tsNode.hStrComponent);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrComponent);
     EXPECT_EQ(VOWString(VOTEXT("base")), ReadText(kContainer.GetString(tsNode.hStrBaseName)));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, tsNode.hStrExtension);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrExtension);
 
     EXPECT_EQ(1, kContainer.SetAssetNodeStripPath(uID, nullptr, nullptr, nullptr));
     tsNode = NodeOf(kContainer, uID);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, tsNode.hStrComponent);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, tsNode.hStrBaseName);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, tsNode.hStrExtension);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrComponent);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrBaseName);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrExtension);
 }
 
 TEST(SetPhysicsPath, AnEmptyOrMissingTextIsRefusedAndTheOldOneStays)

@@ -1,5 +1,6 @@
 // Nodes by path and by id: how they are made, found, removed and given new keys.
 #include "assetindex/image_model.h"
+#include "support/colliding_texts.h"
 
 namespace
 {
@@ -58,7 +59,10 @@ TEST(NodeStore, ARoleThatIsNeitherIsReportedAndDoesNothing)
     EXPECT_EQ(0, kContainer.GetAssetNode(0, tsNode));
     EXPECT_EQ(0u, kContainer.GetAssetNodeCount());
     EXPECT_EQ(nullptr, kContainer.GetString(HandleOf(0)));
+    kLog.Clear();
     EXPECT_EQ(nullptr, kContainer.GetAlloc());
+    EXPECT_TRUE(HasLine(kLog.Lines(), CheckError("_MakeSurePathValueValid()", kClass + "GetAlloc")));
+    EXPECT_TRUE(HasLine(kLog.Lines(), ProcessError("m_pkStringSet", kClass + "GetAlloc")));
     const MisalignedBlock kImage(ModelContainer().Image());
     EXPECT_EQ(0, kContainer.SetAlloc(kImage.As<ContainerImage>(), 1));
     EXPECT_NE(0, kContainer.ShrinkToFit());
@@ -216,6 +220,29 @@ TEST(RequestNode, APathThatIsAlreadyANameInThePoolIsANewNode)
     EXPECT_EQ(VOWString(VOTEXT("base")), ReadText(kContainer.GetString(NodeOf(kContainer, uID).hStrBaseName)));
 }
 
+TEST(RequestNode, PathsThatThePoolCannotTellApartAreOneNode)
+{
+    // Four paths with one first hash: the pool has room for two of them, the others are taken for the second.
+    const std::vector<VOWString> vecTexts = votest::CollidingGroup(1);
+    VOTSAssetNodeContainer kContainer;
+    EXPECT_EQ(0u, NewNode(kContainer, vecTexts[0].c_str()));
+    EXPECT_EQ(1u, NewNode(kContainer, vecTexts[1].c_str()));
+    for (const size_t uText : {size_t{2}, size_t{3}})
+    {
+        structAssetNode tsNode;
+        int bInserted = 0;
+        EXPECT_EQ(1, kContainer.RequestAssetNode(vecTexts[uText].c_str(), tsNode, bInserted));
+        EXPECT_EQ(1, bInserted);
+        EXPECT_EQ(1u, tsNode.nAssetID);
+    }
+    const MisalignedBlock kImage(ImageOf(kContainer), 1);
+    VOTSAssetNodeContainer kCustomer(AR_Customer);
+    ASSERT_NE(0, kCustomer.SetAlloc(kImage.As<ContainerImage>(), 0));
+    EXPECT_EQ(0u, FoundID(kCustomer, vecTexts[0].c_str()));
+    EXPECT_EQ(1u, FoundID(kCustomer, vecTexts[1].c_str()));
+    EXPECT_EQ(1u, FoundID(kCustomer, vecTexts[3].c_str()));
+}
+
 TEST(RequestNode, AKeyHasNoText)
 {
     VOTSAssetNodeContainer kContainer;
@@ -256,6 +283,43 @@ TEST(FindNode, ANameThatIsNoPathIsAMiss)
     const unsigned int uID = NewNode(kContainer, VOTEXT("x"));
     ASSERT_NE(0, kContainer.SetAssetNodeStripPath(uID, nullptr, VOTEXT("base"), nullptr));
     EXPECT_EQ(kNone, FoundID(kContainer, VOTEXT("base")));
+}
+
+TEST(FindNode, AnIndexEntryBehindTheLastNodeIsASilentMiss)
+{
+    for (const unsigned int uValue : {2u, 1000000u, 0xFFFFFFFEu, kNone})
+    {
+        ModelContainer kModel;
+        kModel.Add(VOTEXT("a"), false, kNone);
+        kModel.Add(VOTEXT("b"), false, kNone);
+        kModel.mapIndex[kModel.vecNodes[0].ullKey] = uValue;
+        const MisalignedBlock kImage(kModel.Image(), 1);
+        for (const LUMTrayService::enumAssetRole eRole : {AR_Provider, AR_Customer})
+        {
+            VOTSAssetNodeContainer kContainer(eRole);
+            ASSERT_NE(0, kContainer.SetAlloc(kImage.As<ContainerImage>(), 0));
+            LogCapture kLog;
+            EXPECT_EQ(kNone, FoundID(kContainer, VOTEXT("a"))) << uValue;
+            EXPECT_EQ(1u, FoundID(kContainer, VOTEXT("b")));
+            EXPECT_THAT(kLog.Lines(), IsEmpty());
+        }
+    }
+}
+
+TEST(FindNode, AnIndexEntryOfARemovedNodeIsFoundAndLogged)
+{
+    ModelContainer kModel;
+    kModel.Add(VOTEXT("a"), false, kNone);
+    kModel.vecNodes[0].uState = 2;
+    const MisalignedBlock kImage(kModel.Image(), 1);
+    for (const LUMTrayService::enumAssetRole eRole : {AR_Provider, AR_Customer})
+    {
+        VOTSAssetNodeContainer kContainer(eRole);
+        ASSERT_NE(0, kContainer.SetAlloc(kImage.As<ContainerImage>(), 0));
+        LogCapture kLog;
+        EXPECT_EQ(0u, FoundID(kContainer, VOTEXT("a")));
+        EXPECT_THAT(kLog.Lines(), ElementsAre(CheckError(kState, kClass + "FindAssetNode")));
+    }
 }
 
 TEST(FindNode, PathsAtOddAddressesAreRead)

@@ -2,8 +2,8 @@
 #include <functional>
 #include <vector>
 
-#include "containers/opened_containers.h"
 #include "support/log_capture.h"
+#include "support/opened_containers.h"
 
 using namespace votest;
 

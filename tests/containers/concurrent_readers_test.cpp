@@ -4,9 +4,9 @@
 #include <thread>
 #include <vector>
 
-#include "containers/opened_containers.h"
-#include "containers/string_set_model.h"
+#include "support/opened_containers.h"
 #include "support/reference_hash.h"
+#include "support/string_set_model.h"
 #include "support/text.h"
 
 using namespace votest;

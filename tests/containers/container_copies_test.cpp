@@ -3,9 +3,9 @@
 #include <utility>
 #include <vector>
 
-#include "containers/colliding_texts.h"
-#include "containers/opened_containers.h"
-#include "containers/string_set_model.h"
+#include "support/colliding_texts.h"
+#include "support/opened_containers.h"
+#include "support/string_set_model.h"
 #include "support/text.h"
 
 using namespace votest;

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "containers/colliding_texts.h"
-#include "containers/opened_containers.h"
-#include "containers/string_set_model.h"
 #include "internal/vo_map_table.h"
+#include "support/colliding_texts.h"
+#include "support/opened_containers.h"
 #include "support/random.h"
+#include "support/string_set_model.h"
 #include "support/text.h"
 
 using namespace votest;

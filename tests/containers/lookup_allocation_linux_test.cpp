@@ -2,16 +2,19 @@
 #include <string>
 #include <vector>
 
-#include "containers/opened_containers.h"
-#include "containers/string_set_model.h"
 #include "internal/vo_map_table.h"
 #include "support/allocation_counter.h"
+#include "support/opened_containers.h"
+#include "support/string_set_model.h"
 #include "support/text.h"
 
 using namespace votest;
 
 namespace
 {
+// Keeps the compiler from leaving out an allocation that nobody seems to use.
+const void* volatile s_pvSeen = nullptr;
+
 Bytes LargeSetImage(std::vector<VOWString>& rvecText)
 {
     VOStringHashSet kSet;
@@ -28,9 +31,11 @@ TEST(LookupAllocation, TheCounterSeesWhatThisThreadTakes)
 {
     AllocationCounter kCounter;
     EXPECT_EQ(0u, kCounter.Count());
-    std::vector<int> vecNumber(1000);
+    const std::vector<int> vecNumber(1000);
+    s_pvSeen = vecNumber.data();
     EXPECT_EQ(1u, kCounter.Count());
-    void* volatile pvBlock = malloc(10);
+    void* pvBlock = malloc(10);
+    s_pvSeen = pvBlock;
     EXPECT_EQ(2u, kCounter.Count());
     free(pvBlock);
     VOBufferContainer kBuffer;

@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "containers/opened_containers.h"
 #include "support/log_capture.h"
+#include "support/opened_containers.h"
 #include "support/random.h"
 #include "support/text.h"
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "containers/colliding_texts.h"
-#include "containers/opened_containers.h"
-#include "containers/string_set_model.h"
+#include "support/colliding_texts.h"
 #include "support/log_capture.h"
+#include "support/opened_containers.h"
+#include "support/string_set_model.h"
 #include "support/text.h"
 
 using namespace votest;
@@ -576,4 +576,12 @@ TEST(StringSetImage, FindAheadGivesWhatFindGivesAndACustomerShowsTheHandleFirst)
         EXPECT_EQ(kSet.Find(rkText.c_str()), kSet.FindAhead(rkText.c_str(), fnSeen, &s_vecSeen)) << Shown(rkText);
         EXPECT_EQ(kFilled.kSet.Find(rkText.c_str()), kFilled.kSet.FindAhead(rkText.c_str(), fnSeen, &s_vecSeen));
     }
+}
+
+TEST(StringSetImage, OfTwoSetsThatWereFilledAlikeIsTheSame)
+{
+    const Filled kFirst;
+    const std::vector<char> vecElsewhere(100000);
+    const Filled kSecond;
+    EXPECT_TRUE(SameBytes(ImageOf(kFirst.kSet), ImageOf(kSecond.kSet))) << "no address is in it";
 }

@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "containers/colliding_texts.h"
-#include "containers/opened_containers.h"
-#include "containers/string_set_model.h"
+#include "support/colliding_texts.h"
 #include "support/log_capture.h"
+#include "support/opened_containers.h"
 #include "support/reference_hash.h"
+#include "support/string_set_model.h"
 #include "support/text.h"
 
 using namespace votest;
@@ -573,4 +573,56 @@ TEST(StringHashSet, ResetHashStringParamWritesAllFieldsOfTheGivenRecord)
     EXPECT_EQ(3u, kParam.dwHashMask);
     EXPECT_EQ(0x11u, kParam.uHash0);
     EXPECT_EQ(0x22u, kParam.uHash1);
+}
+
+TEST(StringHashSet, InsertingOneStringAgainAndAgainGivesWhatALookupGives)
+{
+    const std::vector<VOWString> vecGroup = CollidingGroup(9);
+    VOStringHashSet kSet;
+    void* hFirst = kSet.Insert(vecGroup[0].c_str());
+    void* hSecond = kSet.Insert(vecGroup[1].c_str());
+    for (int i = 0; i < 3; ++i)
+    {
+        EXPECT_EQ(hSecond, kSet.Insert(vecGroup[1].c_str()));
+        EXPECT_EQ(hSecond, kSet.Insert(vecGroup[2].c_str()));
+        EXPECT_EQ(hFirst, kSet.Insert(vecGroup[0].c_str()));
+        EXPECT_EQ(hFirst, kSet.Insert(vecGroup[0].c_str()));
+    }
+    kSet.Remove(hFirst);
+    int bExist = kUntouched;
+    EXPECT_EQ(hFirst, kSet.Insert(vecGroup[0].c_str(), &bExist));
+    EXPECT_EQ(kUntouched, bExist);
+    EXPECT_EQ(hFirst, kSet.Insert(vecGroup[0].c_str(), &bExist));
+    EXPECT_EQ(1, bExist);
+
+    kSet.CleanUp();
+    bExist = kUntouched;
+    EXPECT_EQ(0u, Number(kSet.Insert(VOTEXT("other"), &bExist)));
+    EXPECT_EQ(1u, Number(kSet.Insert(vecGroup[0].c_str(), &bExist)));
+    EXPECT_EQ(kUntouched, bExist);
+}
+
+TEST(StringHashSet, TextsThatOnlyALanguageTakesForEqualAreDifferentStrings)
+{
+    // A soft hyphen, a zero-width joiner, one letter in two forms, and digits in two widths. Each text is inserted
+    // right behind a second insertion of the one it resembles.
+    const std::vector<std::pair<VOWString, VOWString>> vecPair = {
+        {VOTEXT("cooperate"), VOTEXT("co\u00ADoperate")},
+        {VOTEXT("ab"), VOTEXT("a\u200Db")},
+        {VOTEXT("\u00E9"), VOTEXT("e\u0301")},
+        {VOTEXT("\u00E4"), VOTEXT("a\u0308")},
+        {VOTEXT("co-op"), VOTEXT("coop")},
+        {VOTEXT("x\uFEFF"), VOTEXT("x")},
+        {VOTEXT("a"), VOTEXT("A")},
+        {VOTEXT(""), VOTEXT("\u00AD")},
+        {VOTEXT("\uFF11"), VOTEXT("1")},
+    };
+    for (const auto& [strFirst, strSecond] : vecPair)
+    {
+        VOStringHashSet kSet;
+        void* hFirst = kSet.Insert(strFirst.c_str());
+        EXPECT_EQ(hFirst, kSet.Insert(strFirst.c_str()));
+        EXPECT_NE(hFirst, kSet.Insert(strSecond.c_str())) << Shown(strFirst) << " and " << Shown(strSecond);
+        EXPECT_EQ(2u, kSet.Count()) << Shown(strFirst) << " and " << Shown(strSecond);
+    }
 }

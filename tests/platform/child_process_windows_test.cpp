@@ -71,9 +71,9 @@ ChildProcess::ChildProcess(const std::string& strRole, const std::string& strArg
     wchar_t szProgram[1024] = {};
     GetModuleFileNameW(nullptr, szProgram, 1023);
     std::wstring strCommandLine = L"child";
-    for (const std::string& strArgument : vecArguments)
+    for (const std::string& strWord : vecArguments)
     {
-        strCommandLine += L" \"" + VOFromNative(strArgument) + L"\"";
+        strCommandLine += L" \"" + VOFromNative(strWord) + L"\"";
     }
     {
         const InheritedVariables variables(vecVariables);

@@ -25,24 +25,26 @@ VOWString Name(const char* pszName)
     return VOWString(strName.begin(), strName.end());
 }
 
-// Open descriptors, where the system lists them; 0 elsewhere.
+size_t CountEntries(const char* pszFolder, const std::string& strPart)
+{
+    size_t uEntries = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(pszFolder))
+    {
+        uEntries += entry.path().filename().string().find(strPart) != std::string::npos ? 1 : 0;
+    }
+    return uEntries;
+}
+
+// Open descriptors, and objects with a name in theirs; 0 where the system has its own calls.
 size_t CountDescriptors()
 {
-    std::error_code error;
-    const std::filesystem::directory_iterator begin("/proc/self/fd", error);
-    return error ? 0 : static_cast<size_t>(std::distance(begin, std::filesystem::directory_iterator()));
+    return VO_SYSTEM_CALLS_HAVE_FAULT_POINTS ? CountEntries("/proc/self/fd", "") : 0;
 }
 
 size_t CountObjects(const VOWString& strName)
 {
-    std::error_code error;
-    size_t uObjects = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/dev/shm", error))
-    {
-        const std::string strFile = entry.path().filename().string();
-        uObjects += strFile.find(std::string(strName.begin(), strName.end())) != std::string::npos ? 1 : 0;
-    }
-    return uObjects;
+    const std::string strAscii(strName.begin(), strName.end());
+    return VO_SYSTEM_CALLS_HAVE_FAULT_POINTS ? CountEntries("/dev/shm", strAscii) : 0;
 }
 
 // One round of a test: what stands before the body, the body in which a call fails, and what has to hold afterwards.
@@ -96,10 +98,6 @@ void RemoveSection(const VOWString& strName)
     EXPECT_TRUE(section.Withdraw());
 }
 
-bool HasFaultPoints()
-{
-    return std::filesystem::exists("/proc/self/fd");
-}
 }  // namespace
 
 TEST(FaultPoints, FailTheHitThatWasArmed)
@@ -197,7 +195,7 @@ TEST(FailingSection, IsOpenedAndMappedCompletelyOrNotAtAll)
         EXPECT_TRUE(CloseHandle(hSection));
         RemoveSection(strName);
     };
-    EXPECT_EQ(HasFaultPoints(), FailEachOnce(round) > 0);
+    EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
 }
 
 TEST(FailingSection, IsMadeCompletelyOrNotAtAll)
@@ -226,9 +224,9 @@ TEST(FailingSection, IsMadeCompletelyOrNotAtAll)
         VOPublishedSection section;
         EXPECT_TRUE(section.OpenOrCreate(strName.c_str(), 4096));
         EXPECT_EQ(4096u, section.Size());
-        EXPECT_TRUE(!HasFaultPoints() || !bDone || section.Existed());
+        EXPECT_TRUE(!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS || !bDone || section.Existed());
     };
-    EXPECT_EQ(HasFaultPoints(), FailEachOnce(round) > 0);
+    EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
 }
 
 TEST(FailingPublisher, LeavesTheOldContentOrTheNewOne)
@@ -259,7 +257,7 @@ TEST(FailingPublisher, LeavesTheOldContentOrTheNewOne)
         EXPECT_TRUE(section.Withdraw());
         EXPECT_EQ(0u, CountObjects(strName));
     };
-    EXPECT_EQ(HasFaultPoints(), FailEachOnce(round) > 0);
+    EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
 }
 
 TEST(FailingPublisher, TakesOverOrMakesASectionCompletelyOrNotAtAll)
@@ -290,11 +288,11 @@ TEST(FailingPublisher, TakesOverOrMakesASectionCompletelyOrNotAtAll)
             EXPECT_EQ(bDone && bExists, section.Existed());
             EXPECT_STREQ(bDone && bExists ? "left" : "", bDone ? static_cast<const char*>(section.Data()) : "");
             EXPECT_TRUE(VOListStaleSectionObjects().empty());
-            EXPECT_TRUE(!HasFaultPoints() || CountObjects(strName) == (bDone || bExists ? 1u : 0u));
+            EXPECT_TRUE(!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS || CountObjects(strName) == (bDone || bExists ? 1u : 0u));
             EXPECT_TRUE(section.Withdraw());
             EXPECT_TRUE(earlier.Withdraw());
         };
-        EXPECT_EQ(HasFaultPoints(), FailEachOnce(round) > 0);
+        EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
     }
 }
 
@@ -319,7 +317,7 @@ TEST(FailingPublisher, SaysWhenTheNameCouldNotBeRemoved)
         EXPECT_EQ(nullptr, section.Data());
         RemoveSection(strName);
     };
-    EXPECT_EQ(HasFaultPoints(), FailEachOnce(round) > 0);
+    EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
 }
 
 TEST(FailingInstanceLock, IsHeldOrFree)
@@ -346,7 +344,7 @@ TEST(FailingInstanceLock, IsHeldOrFree)
         EXPECT_EQ(VOInstanceLock::Result::Acquired, lock.TryAcquire(strName.c_str()));
         lock.Release();
     };
-    EXPECT_EQ(HasFaultPoints(), FailEachOnce(round) > 0);
+    EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
 }
 
 TEST(FailingListing, IsCompleteOrSaysWhy)
@@ -368,7 +366,7 @@ TEST(FailingListing, IsCompleteOrSaysWhy)
         EXPECT_EQ(bDone, error.nError == 0);
         EXPECT_EQ(bDone, error.strText.empty());
     };
-    EXPECT_EQ(HasFaultPoints(), FailEachOnce(round) > 0);
+    EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
 
     VODirectoryEntry entry;
     round.fnBody = [&] { return VODescribeFile((folder / "sub").string<VOWCHAR>(), &entry, &error); };
@@ -377,12 +375,12 @@ TEST(FailingListing, IsCompleteOrSaysWhy)
         EXPECT_EQ(bDone, error.nError == 0);
         EXPECT_EQ(bDone, error.strText.empty());
     };
-    EXPECT_EQ(HasFaultPoints(), FailEachOnce(round) > 0);
+    EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
 
     _wfinddata64i32_t found;
     round.fnBody = [&] { return _wfindfirst64i32((folder / "sub").string<VOWCHAR>().c_str(), &found) != -1; };
     round.fnAfter = [](bool bDone) { EXPECT_TRUE(bDone || errno == ENOENT); };
-    EXPECT_EQ(HasFaultPoints(), FailEachOnce(round) > 0);
+    EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
     std::filesystem::remove_all(folder);
 }
 
@@ -392,7 +390,7 @@ TEST(FailingStream, StaysOpen)
     ASSERT_NE(nullptr, pStream);
     FILE* pReopened = nullptr;
     VOFaultArm("freopen_s", 1, false);
-    if (HasFaultPoints())
+    if (VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
     {
         EXPECT_NE(0, freopen_s(&pReopened, "/dev/null", "w", pStream));
         EXPECT_EQ(nullptr, pReopened);
@@ -405,7 +403,7 @@ TEST(FailingStream, StaysOpen)
 
 TEST(FailingConsole, IsReportedAsMissing)
 {
-    if (!HasFaultPoints())
+    if (!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
     {
         GTEST_SKIP() << "the console is the system's own here";
     }
@@ -416,30 +414,69 @@ TEST(FailingConsole, IsReportedAsMissing)
     VOFaultDisarm();
 }
 
-// In a program of its own the pipe isn't there yet, so this is the first thing that asks for it.
-TEST(FailingStopRequests, AreRefusedAndCanStillBeWaitedFor)
+// In a process of its own, where the pipe isn't there yet and a request harms nobody.
+TEST(FailingStopRequestsDeathTest, AreRefusedAndCanStillBeWaitedFor)
 {
-    if (!HasFaultPoints())
+    if (!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
     {
         GTEST_SKIP() << "requests come from the system here";
     }
-    VOFaultArm("stop.pipe", 1, false);
-    EXPECT_FALSE(VOHandleStopRequests());
-    EXPECT_EQ(1u, VOFaultFired());
-    VOFaultDisarm();
-    EXPECT_FALSE(VOWaitForStopRequest(1));
-    std::thread thread([] { VORequestStop(); });
-    EXPECT_TRUE(VOWaitForStopRequest(0xFFFFFFFFu));
-    thread.join();
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto body = []
+    {
+        VOFaultArm("stop.pipe", 1, false);
+        const bool bRefused = !VOHandleStopRequests() && VOFaultFired() == 1;
+        const bool bQuiet = !VOWaitForStopRequest(1);
+        std::thread thread([] { VORequestStop(); });
+        const bool bNoted = VOWaitForStopRequest(0xFFFFFFFFu);
+        thread.join();
+        exit(bRefused && bQuiet && bNoted ? 0 : 1);
+    };
+    EXPECT_EXIT(body(), ::testing::ExitedWithCode(0), "");
 }
 
-// The tests above pass every point there is: one that is missing here, or in them, shows.
-TEST(FaultPointsAtTheEnd, WereAllPassed)
+namespace
 {
-    if (!HasFaultPoints())
+// Each operation of the layer that can fail, once and without a fault.
+void PassEveryPoint()
+{
+    const VOWString strName = Name("faultall");
+    const HANDLE hSection = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 100, strName.c_str());
+    const HANDLE hReader = OpenFileMappingW(FILE_MAP_READ, FALSE, strName.c_str());
+    const void* const pView = MapViewOfFile(hReader, FILE_MAP_READ, 0, 0, 0);
+    EXPECT_EQ(100u, VOViewSize(pView));
+    EXPECT_TRUE(UnmapViewOfFile(pView));
+    EXPECT_TRUE(CloseHandle(hReader));
+    EXPECT_TRUE(CloseHandle(hSection));
+    RemoveSection(strName);
+
+    VOInstanceLock lock;
+    EXPECT_EQ(VOInstanceLock::Result::Acquired, lock.TryAcquire(strName.c_str()));
+
+    std::vector<VODirectoryEntry> vecEntries;
+    VOSystemError error;
+    _wfinddata64i32_t found;
+    EXPECT_TRUE(VOListDirectory(VOTEXT("/proc/self/fd"), &vecEntries, &error));
+    EXPECT_NE(-1, _wfindfirst64i32(VOTEXT("/proc/self"), &found));
+
+    FILE* pReopened = nullptr;
+    FILE* const pStream = tmpfile();
+    EXPECT_EQ(0, freopen_s(&pReopened, "/dev/null", "w", pStream));
+    fclose(pStream);
+    (void)AttachConsole(ATTACH_PARENT_PROCESS);
+
+    free(VOAllocateZeroed(1));
+    EXPECT_FALSE(VOWaitForStopRequest(0));
+}
+}  // namespace
+
+TEST(FaultPointsOfTheLayer, AreAllThere)
+{
+    if (!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
     {
         GTEST_SKIP() << "the system makes the calls here";
     }
+    PassEveryPoint();
     const std::vector<std::string> vecNames = VOFaultNames();
     const std::set<std::string> setNames(vecNames.begin(), vecNames.end());
     for (const char* const pszName :

@@ -67,7 +67,15 @@ TEST(SmallBlocks, AreNotAdvisedForHugePages)
     {
         GTEST_SKIP() << "the system has no huge pages for programs";
     }
+    // In a process of its own: here, earlier tests have had large blocks in the same memory.
+    ChildProcess child("small-block", "");
+    EXPECT_EQ("not advised", child.ReadLine());
+}
+
+int DescribeSmallBlock()
+{
     const std::unique_ptr<void, void (*)(void*)> pBlock(VOAllocateZeroed(1000), free);
-    EXPECT_NE("", DescriptionOfMapping(pBlock.get()));
-    EXPECT_FALSE(IsAdvised(pBlock.get()));
+    const bool bKnown = DescriptionOfMapping(pBlock.get()).find("VmFlags:") != std::string::npos;
+    SayLine(!bKnown ? "unknown" : IsAdvised(pBlock.get()) ? "advised" : "not advised");
+    return 0;
 }

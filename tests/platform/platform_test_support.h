@@ -157,3 +157,6 @@ void SayLine(const std::string& strLine);
 int PlaySystemRole(const std::string& strRole, const VOWString& strArgument);
 
 constexpr int UNKNOWN_ROLE = 99;
+
+// The role of a child that says whether a small block is advised for huge pages (Linux).
+int DescribeSmallBlock();

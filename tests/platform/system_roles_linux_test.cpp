@@ -82,5 +82,9 @@ int PlaySystemRole(const std::string& strRole, const VOWString& strArgument)
     {
         return AttachElsewhere();
     }
+    if (strRole == "small-block")
+    {
+        return DescribeSmallBlock();
+    }
     return strRole == "full-file-system" ? FillFileSystem(strArgument) : UNKNOWN_ROLE;
 }

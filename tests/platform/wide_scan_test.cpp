@@ -80,8 +80,8 @@ TEST(FoldCopy, AgreesWithAPlainCopyForAnyTextAtAnyAddress)
     {
         const VOWString strFrom = RandomText(random, random() % 90);
         // Mostly room enough, and often just about as much as the text needs.
-        const unsigned uNear = static_cast<unsigned>(strFrom.size()) + 1 + static_cast<unsigned>(random() % 5);
-        const unsigned uCapacity = random() % 2 == 0 ? 260 : std::max(1u, uNear - 2);
+        const unsigned uNear = std::max(1u, static_cast<unsigned>(strFrom.size() + random() % 5) - 1);
+        const unsigned uCapacity = random() % 2 == 0 || strFrom.empty() ? 260 : uNear;
         CompareWithPlainFold(strFrom, uCapacity, random() % 2 == 0, random() % 17, random() % 17);
         if (HasFatalFailure())
         {

@@ -1,6 +1,6 @@
-#include "containers/string_set_model.h"
+#include "support/string_set_model.h"
 
-#include "containers/opened_containers.h"
+#include "support/opened_containers.h"
 #include "support/reference_hash.h"
 #include "support/text.h"
 

@@ -1,0 +1,290 @@
+// The check macros: what they print, when they evaluate, where control goes.
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "support/log_capture.h"
+#include "support/stdout_capture.h"
+#include "vo_log.h"
+
+using namespace votest;
+
+// Outside a test, so that the functions have the names of ordinary code.
+#define VOTEST_ZERO 0
+#define VOTEST_IDENTITY(value) (value)
+
+int PlainProcessError(int nValue, std::string& rstrSteps)
+{
+    int nResult = 0;
+    rstrSteps += "a";
+    VO_PROCESS_ERROR(nValue < 3);
+    rstrSteps += "b";
+    nResult = 1;
+Exit0:
+    rstrSteps += "c";
+    return nResult;
+}
+
+int PlainComProcessError(int nValue)
+{
+    int nResult = 0;
+    VO_COM_PROCESS_ERROR(nValue);
+    nResult = 1;
+Exit0:
+    return nResult;
+}
+
+int PlainCheckError(int nValue, std::string& rstrSteps)
+{
+    VO_CHECK_ERROR(nValue < 3);
+    rstrSteps += "next";
+    return 1;
+}
+
+int PlainProcessErrorFalse(bool bFail)
+{
+    int nResult = 0;
+    if (bFail)
+        VO_PROCESS_ERROR_FALSE;
+    nResult = 1;
+Exit0:
+    return nResult;
+}
+
+namespace votest_names
+{
+class Outer
+{
+public:
+    Outer() { VO_CHECK_ERROR(VOTEST_ZERO); }
+    virtual ~Outer() { VO_CHECK_ERROR(VOTEST_ZERO); }
+
+    virtual int Virtual() const
+    {
+        VO_CHECK_ERROR(VOTEST_ZERO);
+        return 0;
+    }
+    static const char* Static(int (*)(int), std::vector<std::vector<int>>)
+    {
+        VO_CHECK_ERROR(VOTEST_ZERO);
+        return nullptr;
+    }
+    std::vector<std::pair<int, const char*>>& ReturnsAReference()
+    {
+        VO_CHECK_ERROR(VOTEST_ZERO);
+        return m_vecPair;
+    }
+
+    class Inner
+    {
+    public:
+        unsigned long long _Protected_P(int)
+        {
+            VO_CHECK_ERROR(VOTEST_ZERO);
+            return 0;
+        }
+    };
+
+private:
+    std::vector<std::pair<int, const char*>> m_vecPair;
+};
+
+void Free()
+{
+    VO_CHECK_ERROR(VOTEST_ZERO);
+}
+}  // namespace votest_names
+
+namespace
+{
+int InAnAnonymousNamespace()
+{
+    VO_CHECK_ERROR(VOTEST_ZERO);
+    return 0;
+}
+
+// The function that the last captured line names.
+std::string LastFunction(const LogCapture& rkLog)
+{
+    const std::string strLine = rkLog.Lines().back();
+    const std::string strMark = " at line # in ";
+    const size_t uAt = strLine.find(strMark);
+    return uAt == std::string::npos ? strLine
+                                    : strLine.substr(uAt + strMark.size(), strLine.size() - uAt - strMark.size() - 1);
+}
+}  // namespace
+
+TEST(CheckMacros, AFailingProcessErrorLogsAndRunsOnlyTheCleanUp)
+{
+    const LogCapture kLog;
+    std::string strSteps;
+    EXPECT_EQ(0, PlainProcessError(3, strSteps));
+    EXPECT_EQ("ac", strSteps);
+    EXPECT_EQ((std::vector<std::string>{CheckLine("VO_PROCESS_ERROR", "nValue < 3", "PlainProcessError")}),
+              kLog.Lines());
+    EXPECT_EQ(VOLOG_ERROR, kLog.Entries().at(0).emPriority);
+}
+
+TEST(CheckMacros, APassingProcessErrorLogsNothing)
+{
+    const LogCapture kLog;
+    StdoutCapture kStdout;
+    std::string strSteps;
+    EXPECT_EQ(1, PlainProcessError(2, strSteps));
+    EXPECT_EQ("abc", strSteps);
+    EXPECT_EQ("", kStdout.Text());
+    EXPECT_EQ(0u, kLog.Count());
+}
+
+TEST(CheckMacros, AComProcessErrorFailsWhenItsResultIsNegative)
+{
+    const LogCapture kLog;
+    EXPECT_EQ(1, PlainComProcessError(0));
+    EXPECT_EQ(1, PlainComProcessError(5));
+    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0, PlainComProcessError(-1));
+    EXPECT_EQ((std::vector<std::string>{CheckLine("VO_COM_PROCESS_ERROR", "nValue", "PlainComProcessError")}),
+              kLog.Lines());
+    EXPECT_EQ(VOLOG_ERROR, kLog.Entries().at(0).emPriority);
+}
+
+TEST(CheckMacros, AFailingCheckErrorLogsAndTheNextStatementRuns)
+{
+    const LogCapture kLog;
+    std::string strSteps;
+    EXPECT_EQ(1, PlainCheckError(3, strSteps));
+    EXPECT_EQ("next", strSteps);
+    EXPECT_EQ((std::vector<std::string>{CheckLine("VO_CHECK_ERROR", "nValue < 3", "PlainCheckError")}), kLog.Lines());
+}
+
+TEST(CheckMacros, APassingCheckErrorLogsNothing)
+{
+    const LogCapture kLog;
+    std::string strSteps;
+    EXPECT_EQ(1, PlainCheckError(2, strSteps));
+    EXPECT_EQ(0u, kLog.Count());
+}
+
+TEST(CheckMacros, AProcessErrorFalseNamesNoExpressionAndGoesToTheCleanUp)
+{
+    const LogCapture kLog;
+    EXPECT_EQ(1, PlainProcessErrorFalse(false));
+    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0, PlainProcessErrorFalse(true));
+    EXPECT_EQ((std::vector<std::string>{"VO_PROCESS_ERROR_FALSE at line # in PlainProcessErrorFalse\n"}), kLog.Lines());
+    EXPECT_EQ(VOLOG_ERROR, kLog.Entries().at(0).emPriority);
+}
+
+TEST(CheckMacros, TheLineNumberIsThatOfTheCheck)
+{
+    const LogCapture kLog;
+    VO_CHECK_ERROR(VOTEST_ZERO);
+    const int nLine = __LINE__ - 1;
+    EXPECT_NE(std::string::npos, kLog.Entries().at(0).strText.find(" at line " + std::to_string(nLine) + " in "));
+}
+
+TEST(CheckMacros, TheExpressionIsEvaluatedExactlyOnce)
+{
+    const LogCapture kLog;
+    int nCalls = 0;
+    VO_CHECK_ERROR(++nCalls);
+    EXPECT_EQ(1, nCalls);
+    VO_CHECK_ERROR(++nCalls < 0);
+    EXPECT_EQ(2, nCalls);
+    VO_PROCESS_ERROR(++nCalls);
+    EXPECT_EQ(3, nCalls);
+    VO_COM_PROCESS_ERROR(++nCalls);
+    EXPECT_EQ(4, nCalls);
+    VO_COM_PROCESS_ERROR(-(++nCalls));
+    ADD_FAILURE() << "control went on behind a failed check";
+Exit0:
+    EXPECT_EQ(5, nCalls);
+    EXPECT_EQ(2u, kLog.Count());
+}
+
+TEST(CheckMacros, TheTextOfAnExpressionIsTakenBeforeItsMacrosExpand)
+{
+    const LogCapture kLog;
+    VO_CHECK_ERROR(VOTEST_ZERO);
+    VO_CHECK_ERROR(VOTEST_IDENTITY(VOTEST_ZERO) != VOTEST_ZERO);
+    VO_PROCESS_ERROR(VOTEST_ZERO);
+    ADD_FAILURE() << "control went on behind a failed check";
+Exit0:
+    ASSERT_EQ(3u, kLog.Count());
+    EXPECT_EQ(0u, kLog.Lines()[0].find("VO_CHECK_ERROR(VOTEST_ZERO) at line # in "));
+    EXPECT_EQ(0u, kLog.Lines()[1].find("VO_CHECK_ERROR(VOTEST_IDENTITY(VOTEST_ZERO) != VOTEST_ZERO) at line # in "));
+    EXPECT_EQ(0u, kLog.Lines()[2].find("VO_PROCESS_ERROR(VOTEST_ZERO) at line # in "));
+}
+
+TEST(CheckMacros, AnExpressionWithSideEffectsIsPrintedAsItIsWritten)
+{
+    const LogCapture kLog;
+    void* hHandle = nullptr;
+    VO_CHECK_ERROR(INVALID_HANDLE_VALUE != (hHandle = INVALID_HANDLE_VALUE));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, hHandle);
+    EXPECT_EQ(0u, kLog.Lines().at(0).find(
+                      "VO_CHECK_ERROR(INVALID_HANDLE_VALUE != (hHandle = INVALID_HANDLE_VALUE)) at line # in "));
+}
+
+TEST(CheckMacros, APercentSignInAnExpressionIsPrintedAsItIs)
+{
+    const LogCapture kLog;
+    const int nValue = 4;
+    VO_CHECK_ERROR(nValue % 2 == 1);
+    EXPECT_EQ(0u, kLog.Lines().at(0).find("VO_CHECK_ERROR(nValue % 2 == 1) at line # in "));
+}
+
+TEST(CheckMacros, PointersAndNumbersAreTruthValues)
+{
+    const LogCapture kLog;
+    const char* pszText = "text";
+    VO_CHECK_ERROR(pszText);
+    VO_CHECK_ERROR(0x100000000ull);
+    VO_CHECK_ERROR(-1);
+    EXPECT_EQ(0u, kLog.Count());
+    pszText = nullptr;
+    VO_CHECK_ERROR(pszText);
+    EXPECT_EQ(1u, kLog.Count());
+}
+
+TEST(CheckMacros, StandBelowAnIfWithoutBraces)
+{
+    const LogCapture kLog;
+    bool bElse = false;
+    if (VOTEST_ZERO != 0)
+        VO_CHECK_ERROR(VOTEST_ZERO);
+    else
+        bElse = true;
+    EXPECT_TRUE(bElse);
+    EXPECT_EQ(0u, kLog.Count());
+}
+
+TEST(CheckMacros, FunctionsAreNamedWithTheirQualifiersAndNothingElse)
+{
+    const LogCapture kLog;
+    {
+        votest_names::Outer kOuter;
+        EXPECT_EQ("votest_names::Outer::Outer", LastFunction(kLog));
+        kOuter.Virtual();
+        EXPECT_EQ("votest_names::Outer::Virtual", LastFunction(kLog));
+        votest_names::Outer::Static(nullptr, {});
+        EXPECT_EQ("votest_names::Outer::Static", LastFunction(kLog));
+        kOuter.ReturnsAReference();
+        EXPECT_EQ("votest_names::Outer::ReturnsAReference", LastFunction(kLog));
+        votest_names::Outer::Inner()._Protected_P(1);
+        EXPECT_EQ("votest_names::Outer::Inner::_Protected_P", LastFunction(kLog));
+    }
+    EXPECT_EQ("votest_names::Outer::~Outer", LastFunction(kLog));
+    votest_names::Free();
+    EXPECT_EQ("votest_names::Free", LastFunction(kLog));
+}
+
+TEST(CheckMacros, AFunctionInAnAnonymousNamespaceIsNamed)
+{
+    const LogCapture kLog;
+    InAnAnonymousNamespace();
+    const std::string strName = "InAnAnonymousNamespace";
+    const std::string strFunction = LastFunction(kLog);
+    ASSERT_GE(strFunction.size(), strName.size());
+    EXPECT_EQ(strName, strFunction.substr(strFunction.size() - strName.size()));
+}

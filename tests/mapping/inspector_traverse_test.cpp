@@ -1,0 +1,359 @@
+// The walks of an inspector: all nodes, by merge sign, by a text in the name, by extension.
+#include "mapping/mapping_test_tools.h"
+
+namespace
+{
+using namespace mappingtest;
+
+struct Visits
+{
+    IDs vecIDs;
+    size_t uStopAt = ~size_t{0};
+
+    static int Visit(const structAssetNode& tsNode, void* pvParam, int& bStop)
+    {
+        Visits& rkVisits = *static_cast<Visits*>(pvParam);
+        rkVisits.vecIDs.push_back(tsNode.nAssetID);
+        bStop = rkVisits.vecIDs.size() >= rkVisits.uStopAt ? 1 : 0;
+        return 0;
+    }
+};
+
+class InspectorWalk : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_kPublisher.Publish(AF_SOURCE, SourceModel());
+        m_kReader.Load();
+    }
+    IDs All(unsigned int uID, VOULONG dwType, int bSub) const
+    {
+        Visits kVisits;
+        EXPECT_EQ(1, m_kReader.TraverseAssetNode(uID, dwType, bSub, &Visits::Visit, &kVisits));
+        return kVisits.vecIDs;
+    }
+    IDs Merge(unsigned int uID, unsigned int uMask, int bSub) const
+    {
+        Visits kVisits;
+        EXPECT_EQ(0, m_kReader.TraverseAssetNode_AssetMerge(uID, uMask, bSub, &Visits::Visit, &kVisits));
+        return kVisits.vecIDs;
+    }
+    IDs Name(const VOWString& strText, int bMatchCase, VOULONG dwType = 3, unsigned int uID = 0, int bSub = 1) const
+    {
+        Visits kVisits;
+        const votest::PlacedText kText(strText);
+        EXPECT_EQ(1,
+                  m_kReader.TraverseAssetNode_FileName(uID, kText, bMatchCase, dwType, bSub, &Visits::Visit, &kVisits));
+        return kVisits.vecIDs;
+    }
+    IDs Extension(const VOWString& strText, int bMatchCase, unsigned int uID = 0, int bSub = 1) const
+    {
+        Visits kVisits;
+        const votest::PlacedText kText(strText);
+        EXPECT_EQ(1, m_kReader.TraverseAssetNode_Extension(uID, kText, bMatchCase, bSub, &Visits::Visit, &kVisits));
+        return kVisits.vecIDs;
+    }
+
+    Publisher m_kPublisher;
+    ClosingInspector m_kReader;
+};
+
+TEST_F(InspectorWalk, AllNodesComeInTheOrderOfTheHelpersWalk)
+{
+    EXPECT_THAT(All(0, 3, 1), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
+    EXPECT_THAT(All(0, 3, 0), ElementsAre(1, 2, 3, 4, 5, 6, 9));
+    EXPECT_THAT(All(0, 1, 1), ElementsAre(1, 2, 3, 4, 5, 7, 8));
+    EXPECT_THAT(All(0, 2, 1), ElementsAre(6, 9));
+    EXPECT_THAT(All(6, 3, 1), ElementsAre(7, 8));
+}
+
+TEST_F(InspectorWalk, ABadIdIsLoggedAndStillAWalk)
+{
+    LogCapture kLog;
+    EXPECT_THAT(All(11, 3, 1), IsEmpty());
+    EXPECT_NE(0u, kLog.Count());
+}
+
+TEST_F(InspectorWalk, ANullCallbackIsLoggedAndStillAWalk)
+{
+    LogCapture kLog;
+    EXPECT_EQ(1, m_kReader.TraverseAssetNode(0, 3, 1, nullptr, nullptr));
+    EXPECT_THAT(kLog.Lines(),
+                ElementsAre(ProcessError("pFun", "VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal")));
+}
+
+TEST_F(InspectorWalk, TheStopFlagEndsEveryWalk)
+{
+    for (const size_t uStopAt : {size_t{1}, size_t{2}})
+    {
+        Visits kAll, kMerge, kName, kExtension;
+        kAll.uStopAt = kMerge.uStopAt = kName.uStopAt = kExtension.uStopAt = uStopAt;
+        (void)m_kReader.TraverseAssetNode(0, 3, 1, &Visits::Visit, &kAll);
+        (void)m_kReader.TraverseAssetNode_AssetMerge(0, 1, 1, &Visits::Visit, &kMerge);
+        (void)m_kReader.TraverseAssetNode_FileName(0, VOTEXT("ab"), 0, 3, 1, &Visits::Visit, &kName);
+        (void)m_kReader.TraverseAssetNode_Extension(0, VOTEXT("png"), 0, 1, &Visits::Visit, &kExtension);
+        EXPECT_EQ(uStopAt, kAll.vecIDs.size());
+        EXPECT_EQ(uStopAt, kMerge.vecIDs.size());
+        EXPECT_EQ(uStopAt, kName.vecIDs.size());
+        EXPECT_EQ(uStopAt, kExtension.vecIDs.size());
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Merge signs
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(InspectorWalk, ByMergeSignTheFilesWithABitInCommonAreVisitedAndTheResultIsZero)
+{
+    EXPECT_THAT(Merge(0, 1, 1), ElementsAre(1, 4, 7));
+    EXPECT_THAT(Merge(0, 2, 1), ElementsAre(2, 4));
+    EXPECT_THAT(Merge(0, 6, 1), ElementsAre(2, 3, 4));
+    EXPECT_THAT(Merge(0, 1, 0), ElementsAre(1, 4));
+    EXPECT_THAT(Merge(0, 8, 1), IsEmpty());
+}
+
+TEST_F(InspectorWalk, AMergeMaskOfZeroMatchesNothing)
+{
+    EXPECT_THAT(Merge(0, 0, 1), IsEmpty());
+}
+
+TEST_F(InspectorWalk, ByMergeSignFoldersAreNeverVisited)
+{
+    EXPECT_THAT(Merge(0, 0xF0, 1), IsEmpty()) << "only a folder has these bits";
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// File names
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(InspectorWalk, AFileNameMatchesByAPartOfItsBaseName)
+{
+    EXPECT_THAT(Name(VOTEXT("ab"), 0), ElementsAre(1, 8, 9));
+    EXPECT_THAT(Name(VOTEXT("ab"), 1), ElementsAre(8, 9));
+    EXPECT_THAT(Name(VOTEXT("AB"), 1), ElementsAre(1));
+    EXPECT_THAT(Name(VOTEXT("XABy"), 1), ElementsAre(1));
+    EXPECT_THAT(Name(VOTEXT("xabyz"), 0), IsEmpty());
+}
+
+TEST_F(InspectorWalk, TheExtensionIsNoPartOfAFileName)
+{
+    EXPECT_THAT(Name(VOTEXT("png"), 0), IsEmpty());
+    EXPECT_THAT(Name(VOTEXT("x.ab"), 0), IsEmpty());
+}
+
+TEST_F(InspectorWalk, AFileNameFilterTakesFilesAndFoldersByTheMask)
+{
+    EXPECT_THAT(Name(VOTEXT("ab"), 0, 1), ElementsAre(1, 8));
+    EXPECT_THAT(Name(VOTEXT("ab"), 0, 2), ElementsAre(9));
+    EXPECT_THAT(Name(VOTEXT("ab"), 0, 0), IsEmpty());
+    EXPECT_THAT(Name(VOTEXT("ab"), 0, 3, 0, 0), ElementsAre(1, 9));
+    EXPECT_THAT(Name(VOTEXT("ab"), 0, 3, 6), ElementsAre(8));
+}
+
+TEST_F(InspectorWalk, ABarHasNoMeaningInAFileNameFilter)
+{
+    EXPECT_THAT(Name(VOTEXT("XABy|noext"), 0), IsEmpty());
+}
+
+TEST_F(InspectorWalk, AnEmptyFileNameFilterVisitsNothing)
+{
+    EXPECT_THAT(Name(VOTEXT(""), 0), IsEmpty());
+    EXPECT_THAT(Name(VOTEXT(""), 1), IsEmpty());
+}
+
+TEST_F(InspectorWalk, ANodeWithoutABaseNameIsLoggedAndTheWalkGoesOn)
+{
+    ModelContainer kModel = SourceModel();
+    kModel.vecNodes[1].ullBaseName = kInvalid;
+    kModel.vecNodes[2].ullBaseName = kModel.vecNodes[7].ullKey;
+    m_kPublisher.Publish(AF_SOURCE, kModel);
+    ASSERT_EQ(ET_NONE, m_kReader.OpenMappingData());
+    LogCapture kLog;
+    EXPECT_THAT(Name(VOTEXT("o"), 0), ElementsAre(3));
+    const std::string strFunction = kInspector + "TraverseAssetNodeInernal_FileName";
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("tsNode.hStrBaseName != INVALID_HANDLE_VALUE", strFunction),
+                                          ProcessError("pszAssetNodeName", strFunction)));
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Extensions
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(InspectorWalk, AnExtensionListMatchesWholeExtensions)
+{
+    EXPECT_THAT(Extension(VOTEXT("PNG|TGA"), 0), ElementsAre(1, 4, 5, 8));
+    EXPECT_THAT(Extension(VOTEXT("PNG|TGA"), 1), ElementsAre(4));
+    EXPECT_THAT(Extension(VOTEXT("png"), 1), ElementsAre(1, 8));
+    EXPECT_THAT(Extension(VOTEXT("pn|ng|p"), 0), IsEmpty());
+    EXPECT_THAT(Extension(VOTEXT("txt|png"), 0, 6), ElementsAre(7, 8));
+    EXPECT_THAT(Extension(VOTEXT("txt|png"), 0, 0, 0), ElementsAre(1, 4));
+}
+
+TEST_F(InspectorWalk, EmptyEntriesOfAnExtensionListDoNotMatter)
+{
+    EXPECT_EQ(Extension(VOTEXT("png|tga"), 0), Extension(VOTEXT("png||tga"), 0));
+    EXPECT_EQ(Extension(VOTEXT("png|tga"), 0), Extension(VOTEXT("||png|tga||"), 0));
+}
+
+TEST_F(InspectorWalk, ATokenThatOccursTwiceVisitsAFileOnce)
+{
+    EXPECT_THAT(Extension(VOTEXT("tga|TGA|tga"), 0), ElementsAre(5));
+}
+
+TEST_F(InspectorWalk, ATokenWithALeadingDotNeverMatches)
+{
+    EXPECT_THAT(Extension(VOTEXT(".png|.tga"), 0), IsEmpty());
+}
+
+TEST_F(InspectorWalk, AListOfSeparatorsAloneMatchesNothingAndIsNoError)
+{
+    ModelContainer kModel = SourceModel();
+    ASSERT_TRUE(kModel.Remove(3));
+    m_kPublisher.Publish(AF_SOURCE, kModel);
+    ASSERT_EQ(ET_NONE, m_kReader.OpenMappingData());
+    LogCapture kLog;
+    EXPECT_THAT(Extension(VOTEXT("|||"), 0), IsEmpty());
+    EXPECT_THAT(kLog.Lines(), IsEmpty());
+}
+
+TEST_F(InspectorWalk, AFileWithoutAnExtensionCostsOneLineAtEachVisit)
+{
+    LogCapture kLog;
+    (void)Extension(VOTEXT("png"), 0);
+    (void)Extension(VOTEXT("png"), 0);
+    const std::string strLine =
+        ProcessError("tsNode.hStrExtension != INVALID_HANDLE_VALUE", kInspector + "TraverseAssetNodeInernal_Extension");
+    EXPECT_THAT(kLog.Lines(), ElementsAre(strLine, strLine));
+}
+
+TEST_F(InspectorWalk, AnExtensionWithoutATextIsLogged)
+{
+    ModelContainer kModel = SourceModel();
+    kModel.vecNodes[3].ullExtension = kModel.vecNodes[7].ullKey;
+    m_kPublisher.Publish(AF_SOURCE, kModel);
+    ASSERT_EQ(ET_NONE, m_kReader.OpenMappingData());
+    LogCapture kLog;
+    EXPECT_THAT(Extension(VOTEXT("tga"), 0), ElementsAre(5));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pszAssetExt && *pszAssetExt",
+                                                       kInspector + "TraverseAssetNodeInernal_Extension")));
+}
+
+TEST_F(InspectorWalk, AnEmptyExtensionListIsLoggedAtEachFileWithAnExtensionAndVisitsNothing)
+{
+    LogCapture kLog;
+    EXPECT_THAT(Extension(VOTEXT(""), 0), IsEmpty());
+    const std::string strFunction = kInspector + "TraverseAssetNodeInernal_Extension";
+    size_t uEmpty = 0;
+    for (const std::string& strLine : kLog.Lines())
+    {
+        uEmpty += strLine == ProcessError("pszSourceContext && *pszSourceContext", strFunction) ? 1 : 0;
+    }
+    EXPECT_EQ(6u, uEmpty);
+    EXPECT_EQ(7u, kLog.Count());
+}
+
+TEST_F(InspectorWalk, MissingFilterTextsCountAsEmpty)
+{
+    Visits kVisits;
+    EXPECT_EQ(1, m_kReader.TraverseAssetNode_FileName(0, nullptr, 0, 3, 1, &Visits::Visit, &kVisits));
+    EXPECT_EQ(1, m_kReader.TraverseAssetNode_Extension(0, nullptr, 0, 1, &Visits::Visit, &kVisits));
+    EXPECT_THAT(kVisits.vecIDs, IsEmpty());
+}
+
+TEST_F(InspectorWalk, AMissingCallbackIsLoggedAtEachNodeOfAFilteredWalk)
+{
+    LogCapture kLog;
+    EXPECT_EQ(0, m_kReader.TraverseAssetNode_AssetMerge(6, 1, 1, nullptr, nullptr));
+    EXPECT_EQ(1, m_kReader.TraverseAssetNode_FileName(6, VOTEXT("a"), 0, 3, 1, nullptr, nullptr));
+    EXPECT_EQ(1, m_kReader.TraverseAssetNode_Extension(6, VOTEXT("png"), 0, 1, nullptr, nullptr));
+    const std::string strMerge =
+        ProcessError("pvAssetMergeInfo->pTraverseFun", kInspector + "TraverseAssetNodeInernal_AssetMerge");
+    const std::string strName =
+        ProcessError("pvFileNameInfo->pTraverseFun", kInspector + "TraverseAssetNodeInernal_FileName");
+    const std::string strExtension =
+        ProcessError("pvExtensionInfo->pTraverseFun", kInspector + "TraverseAssetNodeInernal_Extension");
+    EXPECT_THAT(kLog.Lines(), ElementsAre(strMerge, strMerge, strName, strName, strExtension, strExtension));
+}
+
+TEST_F(InspectorWalk, TheCallbacksCheckTheirContext)
+{
+    LogCapture kLog;
+    structAssetNode tsNode;
+    int bStop = 0;
+    EXPECT_EQ(0, OpenInspector::TraverseAssetNodeInernal_AssetMerge(tsNode, nullptr, bStop));
+    EXPECT_EQ(0, OpenInspector::TraverseAssetNodeInernal_FileName(tsNode, nullptr, bStop));
+    EXPECT_EQ(0, OpenInspector::TraverseAssetNodeInernal_Extension(tsNode, nullptr, bStop));
+    EXPECT_THAT(kLog.Lines(),
+                ElementsAre(ProcessError("pvAssetMergeInfo", kInspector + "TraverseAssetNodeInernal_AssetMerge"),
+                            ProcessError("pvFileNameInfo", kInspector + "TraverseAssetNodeInernal_FileName"),
+                            ProcessError("pvExtensionInfo", kInspector + "TraverseAssetNodeInernal_Extension")));
+}
+
+TEST_F(InspectorWalk, FiltersOf99CharactersAreTakenWhole)
+{
+    const VOWString strName(99, VOTEXT('n'));
+    ModelContainer kModel = SourceModel();
+    kModel.Add(VOTEXT("top/") + strName + VOTEXT(".png"), false, 0);
+    kModel.Add(VOTEXT("top/") + strName.substr(1) + VOTEXT(".png"), false, 0);
+    m_kPublisher.Publish(AF_SOURCE, kModel);
+    ASSERT_EQ(ET_NONE, m_kReader.OpenMappingData());
+    EXPECT_THAT(Name(strName, 1), ElementsAre(11));
+    const VOWString strList = VOWString(95, VOTEXT('x')) + VOTEXT("|tga");
+    ASSERT_EQ(99u, strList.size());
+    EXPECT_THAT(Extension(strList, 0), ElementsAre(5));
+}
+
+TEST_F(InspectorWalk, LongerFiltersMatchNothingThatTheirBeginningDoesNotMatch)
+{
+    for (size_t uLength = 100; uLength <= 400; uLength += uLength < 120 ? 1 : 37)
+    {
+        // At the end of its memory, so that an address sanitizer sees a read behind it.
+        EXPECT_THAT(Name(VOWString(uLength, VOTEXT('q')), 0), IsEmpty()) << uLength;
+        EXPECT_THAT(Name(VOWString(uLength, VOTEXT('q')), 1), IsEmpty()) << uLength;
+        EXPECT_THAT(Extension(VOWString(uLength, VOTEXT('q')), 0), IsEmpty()) << uLength;
+        EXPECT_THAT(Extension(VOWString(uLength, VOTEXT('|')), 0), IsEmpty()) << uLength;
+    }
+    EXPECT_THAT(Name(VOWString(100000, VOTEXT('q')), 0), IsEmpty());
+    EXPECT_THAT(Extension(VOWString(100000, VOTEXT('q')), 1), IsEmpty());
+}
+
+TEST_F(InspectorWalk, LongerExtensionListsVisitNoOtherFilesThanTheyName)
+{
+    for (size_t uLength = 100; uLength <= 300; uLength += uLength < 120 ? 1 : 37)
+    {
+        const VOWString strList = VOTEXT("tga|") + VOWString(uLength - 4, VOTEXT('q'));
+        for (const unsigned int uID : Extension(strList, 0))
+        {
+            EXPECT_EQ(5u, uID) << uLength;
+        }
+    }
+}
+
+TEST_F(InspectorWalk, AfterALongFilterTheNextWalkIsAsBefore)
+{
+    (void)Name(VOWString(115, VOTEXT('a')), 0);
+    (void)Extension(VOWString(115, VOTEXT('a')), 0);
+    EXPECT_THAT(Name(VOTEXT("ab"), 0), ElementsAre(1, 8, 9));
+    EXPECT_THAT(Extension(VOTEXT("tga"), 0), ElementsAre(5));
+}
+
+TEST_F(InspectorWalk, NodesOfACallAreCopies)
+{
+    struct Keep
+    {
+        std::vector<structAssetNode> vecNodes;
+        static int Visit(const structAssetNode& tsNode, void* pvParam, int&)
+        {
+            static_cast<Keep*>(pvParam)->vecNodes.push_back(tsNode);
+            return 0;
+        }
+    };
+    Keep kKeep;
+    (void)m_kReader.TraverseAssetNode_FileName(0, VOTEXT("ab"), 0, 1, 1, &Keep::Visit, &kKeep);
+    ASSERT_EQ(2u, kKeep.vecNodes.size());
+    EXPECT_TRUE(SameBytes(SourceModel().vecNodes[1].Node(), BytesOf(kKeep.vecNodes[0])));
+    EXPECT_TRUE(SameBytes(SourceModel().vecNodes[8].Node(), BytesOf(kKeep.vecNodes[1])));
+}
+
+}  // namespace

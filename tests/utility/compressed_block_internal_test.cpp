@@ -1,0 +1,105 @@
+// The stream inside a block is the compression library's own: compared with bare calls of it.
+#include <stddef.h>
+
+#include <string>
+#include <vector>
+
+#include "support/bytes.h"
+#include "support/random.h"
+#include "vo_utility.h"
+
+using namespace votest;
+
+// The two calls as that library declares them; its headers aren't on the path of tests.
+extern "C"
+{
+    int lzo1x_1_compress(const unsigned char* pbSource, size_t uSourceSize, unsigned char* pbTo, size_t* puSize,
+                         void* pvWork);
+    int lzo1x_decompress_safe(const unsigned char* pbSource, size_t uSourceSize, unsigned char* pbTo, size_t* puSize,
+                              void* pvWork);
+}
+
+namespace
+{
+Bytes BareCompress(const Bytes& rkSource)
+{
+    std::vector<uint64_t> vecWork(131072 / 8);
+    Bytes vecStream(rkSource.size() + rkSource.size() / 16 + 67);
+    size_t uSize = 0;
+    EXPECT_EQ(0, lzo1x_1_compress(rkSource.data(), rkSource.size(), vecStream.data(), &uSize, vecWork.data()));
+    vecStream.resize(uSize);
+    return vecStream;
+}
+
+// Text-like data, so that the stream has matches of all kinds.
+Bytes Source(Random& rRandom, size_t uSize)
+{
+    Bytes vecSource;
+    while (vecSource.size() < uSize)
+    {
+        if (vecSource.empty() || rRandom.Percent(40))
+        {
+            vecSource.push_back(static_cast<unsigned char>(rRandom.Word()));
+            continue;
+        }
+        const size_t uBack = 1 + rRandom.Below(vecSource.size());
+        for (size_t uLeft = 1 + rRandom.Below(300); uLeft > 0 && vecSource.size() < uSize; --uLeft)
+        {
+            vecSource.push_back(vecSource[vecSource.size() - uBack]);
+        }
+    }
+    return vecSource;
+}
+}  // namespace
+
+TEST(CompressedBlockStream, IsThatOfABareCall)
+{
+    Random kRandom(82100);
+    for (int i = 0; i < 200; ++i)
+    {
+        const Bytes vecSource = Source(kRandom, i < 100 ? static_cast<size_t>(i + 1) : 1 + kRandom.Below(200000));
+        Bytes vecCopy = vecSource;
+        unsigned char* pbBlock = nullptr;
+        unsigned int uSize = 0;
+        ASSERT_EQ(1,
+                  VOCompressBuffer_lzo1x(&pbBlock, &uSize, vecCopy.data(), static_cast<unsigned int>(vecCopy.size())));
+        const Bytes vecStream = BareCompress(vecSource);
+        const Bytes vecExpected =
+            ByteBuilder().U64(vecSource.size()).U64(vecStream.size()).Append(vecStream).Zeros(8).Result();
+        ASSERT_TRUE(SameBytes(vecExpected, TakeBytes(pbBlock, uSize))) << vecSource.size();
+        ASSERT_TRUE(SameBytes(vecSource, vecCopy)) << "the source isn't written";
+    }
+}
+
+TEST(CompressedBlockStream, IsDecompressedByABareCall)
+{
+    Random kRandom(82101);
+    Bytes vecSource = Source(kRandom, 50000);
+    unsigned char* pbBlock = nullptr;
+    unsigned int uSize = 0;
+    ASSERT_EQ(1,
+              VOCompressBuffer_lzo1x(&pbBlock, &uSize, vecSource.data(), static_cast<unsigned int>(vecSource.size())));
+    const Bytes vecBlock = TakeBytes(pbBlock, uSize);
+    Bytes vecResult(vecSource.size());
+    size_t uResult = vecResult.size();
+    ASSERT_EQ(0,
+              lzo1x_decompress_safe(vecBlock.data() + 16, vecBlock.size() - 24, vecResult.data(), &uResult, nullptr));
+    EXPECT_EQ(vecSource.size(), uResult);
+    EXPECT_TRUE(SameBytes(vecSource, vecResult));
+}
+
+TEST(CompressedBlockStream, OfABareCallIsDecompressed)
+{
+    Random kRandom(82102);
+    for (int i = 0; i < 50; ++i)
+    {
+        const Bytes vecSource = Source(kRandom, 1 + kRandom.Below(50000));
+        const Bytes vecStream = BareCompress(vecSource);
+        const MisalignedBlock kBlock(
+            ByteBuilder().U64(vecSource.size()).U64(vecStream.size()).Append(vecStream).Result(), 1);
+        unsigned char* pbResult = nullptr;
+        unsigned int uSize = 0;
+        ASSERT_EQ(1, VODeCompressBuffer_lzo1x(&pbResult, &uSize, kBlock.Data()));
+        ASSERT_TRUE(SameBytes(vecSource, TakeBytes(pbResult, uSize)));
+    }
+}
