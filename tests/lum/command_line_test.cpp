@@ -1,0 +1,91 @@
+// The command line itself: usage, exit codes, and what happens when nobody publishes.
+#include "tests/lum/lum_test_support.h"
+
+TEST(LumCommandLine, HelpNamesEveryCommandAndEndsWithZero)
+{
+    const LumResult kResult = RunLum({"--help"});
+    EXPECT_EQ(kResult.nExitCode, 0);
+    for (const char* pszCommand : {"serve", "status", "ls", "tree", "find", "stat", "types", "image", "demo"})
+    {
+        EXPECT_TRUE(Contains(kResult.strOut, std::string("\n  ") + pszCommand)) << pszCommand;
+    }
+}
+
+TEST(LumCommandLine, EveryCommandHasHelpOfItsOwn)
+{
+    for (const char* pszCommand : {"serve", "status", "ls", "tree", "find", "stat", "types", "image", "demo"})
+    {
+        const LumResult kResult = RunLum({pszCommand, "--help"});
+        EXPECT_EQ(kResult.nExitCode, 0) << pszCommand;
+        EXPECT_TRUE(Contains(kResult.strOut, std::string("Usage: lum ") + pszCommand)) << kResult.strOut;
+    }
+}
+
+TEST(LumCommandLine, VersionIsWrittenAndEndsWithZero)
+{
+    const LumResult kResult = RunLum({"--version"});
+    EXPECT_EQ(kResult.nExitCode, 0);
+    EXPECT_EQ(kResult.strOut.substr(0, 4), "lum ");
+    EXPECT_EQ(LinesOf(kResult.strOut).size(), 1u);
+}
+
+TEST(LumCommandLine, WrongUsageIsAnErrorWithAMessageAndNoResult)
+{
+    const std::vector<std::vector<std::string>> vecWrong = {{},
+                                                            {"nonsense"},
+                                                            {"stat"},
+                                                            {"ls", "--nonsense"},
+                                                            {"ls", "a", "b"},
+                                                            {"ls", "--from"},
+                                                            {"ls", "--from", "nowhere"},
+                                                            {"tree", "--depth", "deep"},
+                                                            {"tree", "--depth", "-1"},
+                                                            {"find", "--merge", "0xg"},
+                                                            {"find", "--merge", "4294967296"},
+                                                            {"image", "--file", "x", "--section", "source"},
+                                                            {"image", "--records", "3"},
+                                                            {"image", "--dump", "--json"},
+                                                            {"serve"},
+                                                            {"serve", "--once"},
+                                                            {"serve", "--source"},
+                                                            {"serve", "--source", "a", "--source", "b"},
+                                                            {"serve", "stray"}};
+    for (const std::vector<std::string>& vecArguments : vecWrong)
+    {
+        const LumResult kResult = RunLum(vecArguments);
+        const std::string strShown = testing::PrintToString(vecArguments);
+        EXPECT_EQ(kResult.nExitCode, 2) << strShown;
+        EXPECT_EQ(kResult.strOut, "") << strShown;
+        EXPECT_NE(kResult.strErr, "") << strShown;
+    }
+}
+
+TEST(LumCommandLine, WithoutAPublisherStatusFindsNothing)
+{
+    const LumResult kResult = RunLum({"status"});
+    EXPECT_EQ(kResult.nExitCode, 1);
+    EXPECT_EQ(kResult.strOut, "");
+    EXPECT_TRUE(Contains(kResult.strErr, "nothing is published")) << kResult.strErr;
+}
+
+TEST(LumCommandLine, WithoutAPublisherStatusInJsonHasNoSources)
+{
+    EXPECT_EQ(LumJson({"status"}, 1), nlohmann::json::parse("{\"sources\": []}"));
+}
+
+TEST(LumCommandLine, WithoutAPublisherQuestionsAboutFilesCantBeAnswered)
+{
+    for (const std::vector<std::string>& vecArguments : std::vector<std::vector<std::string>>{
+             {"ls"}, {"tree"}, {"find"}, {"stat", "x"}, {"types"}, {"ls", "--from", "pak"}, {"image"}})
+    {
+        const LumResult kResult = RunLum(vecArguments);
+        EXPECT_EQ(kResult.nExitCode, 2) << vecArguments[0];
+        EXPECT_EQ(kResult.strOut, "") << vecArguments[0];
+        EXPECT_NE(kResult.strErr, "") << vecArguments[0];
+    }
+}
+
+TEST(LumCommandLine, WithoutAPublisherThereIsNoStateToShow)
+{
+    EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 1);
+}

@@ -1,0 +1,113 @@
+// Sections that are cut short, which only a system that can replace them shows; and random damage, which takes more
+// processes than start in a short time elsewhere.
+#include <random>
+
+#include "tests/lum/lum_test_support.h"
+
+namespace
+{
+
+// The reader's commands.
+const std::vector<std::vector<std::string>> kCommands = {{"status"},
+                                                         {"ls"},
+                                                         {"ls", "Ship"},
+                                                         {"tree"},
+                                                         {"find"},
+                                                         {"find", "--ext", "png"},
+                                                         {"stat", "Ship/Hull.png"},
+                                                         {"types"},
+                                                         {"tree", "--json"}};
+
+void ExpectNoCrash(const std::string& strWhat)
+{
+    for (const std::vector<std::string>& vecArguments : kCommands)
+    {
+        const LumResult kResult = RunLum(vecArguments);
+        EXPECT_TRUE(kResult.nExitCode >= 0 && kResult.nExitCode <= 2)
+            << strWhat << " " << vecArguments[0] << " " << kResult.nExitCode << " " << kResult.strErr;
+    }
+}
+
+}  // namespace
+
+TEST(LumDamage, ACutDataSectionIsRefused)
+{
+    HandMadePublisher kPublisher;
+    const std::string strBlock = BlockOf(SmallImage());
+    for (const size_t uSize :
+         {size_t{1}, size_t{8}, size_t{15}, size_t{16}, size_t{17}, strBlock.size() / 2, strBlock.size() - 9})
+    {
+        ASSERT_TRUE(kPublisher.PublishBlock(strBlock.substr(0, uSize)));
+        EXPECT_EQ(RunLum({"find"}).nExitCode, 2) << uSize;
+        EXPECT_EQ(RunLum({"status"}).nExitCode, 2) << uSize;
+        EXPECT_EQ(RunLum({"image"}).nExitCode, 2) << uSize;
+    }
+}
+
+TEST(LumDamage, ACutStateSectionIsRefused)
+{
+    HandMadePublisher kPublisher;
+    ASSERT_TRUE(kPublisher.PublishImage(SmallImage()));
+    for (const size_t uSize : {1u, 11u, 12u, 24u, 131u})
+    {
+        ASSERT_TRUE(kPublisher.PublishState(GoodState().substr(0, uSize)));
+        EXPECT_EQ(RunLum({"find"}).nExitCode, 2) << uSize;
+        EXPECT_EQ(RunLum({"status"}).nExitCode, 2) << uSize;
+        EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 2) << uSize;
+    }
+    ASSERT_TRUE(kPublisher.PublishState(GoodState() + std::string(4000, '\xff')));
+    EXPECT_EQ(RunLum({"find"}).nExitCode, 0);
+}
+
+TEST(LumDamage, RandomDamageOfAnImageNeverCrashesAReader)
+{
+    HandMadePublisher kPublisher;
+    const std::string strGood = SmallImage();
+    std::mt19937 kRandom(4711);
+    for (unsigned i = 0; i < 40; ++i)
+    {
+        std::string strImage = strGood;
+        for (unsigned j = kRandom() % 4 + 1; j != 0; --j)
+        {
+            strImage[kRandom() % strImage.size()] = static_cast<char>(kRandom());
+        }
+        ASSERT_TRUE(kPublisher.PublishImage(strImage));
+        ExpectNoCrash("round " + std::to_string(i));
+    }
+}
+
+TEST(LumDamage, RandomDamageOfABlockNeverCrashesAReader)
+{
+    HandMadePublisher kPublisher;
+    const std::string strGood = BlockOf(SmallImage());
+    std::mt19937 kRandom(1174);
+    for (unsigned i = 0; i < 60; ++i)
+    {
+        std::string strBlock = strGood;
+        for (unsigned j = kRandom() % 3 + 1; j != 0; --j)
+        {
+            strBlock[kRandom() % strBlock.size()] = static_cast<char>(kRandom());
+        }
+        ASSERT_TRUE(kPublisher.PublishBlock(strBlock));
+        const LumResult kResult = RunLum({"tree"});
+        EXPECT_TRUE(kResult.nExitCode >= 0 && kResult.nExitCode <= 2) << i << " " << kResult.strErr;
+    }
+}
+
+TEST(LumDamage, RandomDamageOfAnImageFileNeverCrashesTheInspector)
+{
+    TemporaryFolder kFolder;
+    const std::string strGood = SmallImage();
+    std::mt19937 kRandom(99);
+    for (unsigned i = 0; i < 150; ++i)
+    {
+        std::string strImage = strGood;
+        for (unsigned j = kRandom() % 4 + 1; j != 0; --j)
+        {
+            SetWord(&strImage, kRandom() % (strImage.size() - 3), kRandom() >> (kRandom() % 32));
+        }
+        const LumResult kResult =
+            RunLum({"image", "--file", kFolder.Write("image", strImage), "--dump", "--records", "50"});
+        EXPECT_TRUE(kResult.nExitCode == 0 || kResult.nExitCode == 2) << i << " " << kResult.strErr;
+    }
+}

@@ -1,0 +1,133 @@
+// The lum program as a process, on Windows.
+#include <algorithm>
+
+#include "platform/vo_native_names.h"
+#include "platform/vo_platform.h"
+#include "tests/lum/lum_process.h"
+#include "tests/lum/lum_test_support.h"
+
+struct LumProcess::State
+{
+    PROCESS_INFORMATION kProcess = {};
+    bool bKilled = false;
+    TemporaryFolder kFolder;  // holds what the process writes
+};
+
+namespace
+{
+
+HANDLE OpenForWriting(const std::filesystem::path& kFile)
+{
+    SECURITY_ATTRIBUTES kInherited = {sizeof(kInherited), nullptr, TRUE};
+    return CreateFileW(kFile.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &kInherited, CREATE_ALWAYS,
+                       FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+// A word of a command line, quoted as the runtime takes it apart.
+std::wstring Quoted(const std::wstring& strWord)
+{
+    std::wstring strResult = L"\"";
+    size_t uBackslashes = 0;
+    for (const wchar_t ch : strWord)
+    {
+        if (ch == L'"')
+        {
+            strResult.append(uBackslashes + 1, L'\\');
+        }
+        uBackslashes = ch == L'\\' ? uBackslashes + 1 : 0;
+        strResult += ch;
+    }
+    strResult.append(uBackslashes, L'\\');
+    return strResult + L"\"";
+}
+
+std::string WithoutCarriageReturns(std::string strText)
+{
+    strText.erase(std::remove(strText.begin(), strText.end(), '\r'), strText.end());
+    return strText;
+}
+
+}  // namespace
+
+LumProcess::LumProcess(const std::vector<std::string>& vecArguments) : m_pState(new State)
+{
+    const HANDLE hOut = OpenForWriting(m_pState->kFolder.Path() / "out");
+    const HANDLE hErr = OpenForWriting(m_pState->kFolder.Path() / "err");
+    STARTUPINFOW kStartup = {};
+    kStartup.cb = sizeof(kStartup);
+    kStartup.dwFlags = STARTF_USESTDHANDLES;
+    kStartup.hStdOutput = hOut;
+    kStartup.hStdError = hErr;
+    const std::wstring strProgram = VOFromNative(LUM_PROGRAM);
+    std::wstring strCommandLine = Quoted(strProgram);
+    for (const std::string& strArgument : vecArguments)
+    {
+        strCommandLine += L" " + Quoted(VOFromNative(strArgument));
+    }
+    // A group of its own can be told to stop alone.
+    CreateProcessW(strProgram.c_str(), strCommandLine.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP, nullptr,
+                   nullptr, &kStartup, &m_pState->kProcess);
+    CloseHandle(hOut);
+    CloseHandle(hErr);
+}
+
+LumProcess::~LumProcess()
+{
+    Kill();
+    if (m_pState->kProcess.hProcess != nullptr)
+    {
+        CloseHandle(m_pState->kProcess.hThread);
+        CloseHandle(m_pState->kProcess.hProcess);
+    }
+}
+
+bool LumProcess::IsRunning()
+{
+    return m_pState->kProcess.hProcess != nullptr &&
+           WaitForSingleObject(m_pState->kProcess.hProcess, 0) == WAIT_TIMEOUT;
+}
+
+uint32_t LumProcess::ProcessId() const
+{
+    return m_pState->kProcess.dwProcessId;
+}
+
+bool LumProcess::RequestStop()
+{
+    return IsRunning() && GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_pState->kProcess.dwProcessId) != 0;
+}
+
+void LumProcess::Kill()
+{
+    if (IsRunning())
+    {
+        m_pState->bKilled = true;
+        TerminateProcess(m_pState->kProcess.hProcess, 1);
+        WaitForSingleObject(m_pState->kProcess.hProcess, INFINITE);
+    }
+}
+
+int LumProcess::Wait()
+{
+    DWORD uExitCode = 0;
+    if (m_pState->kProcess.hProcess == nullptr || m_pState->bKilled)
+    {
+        return -1;
+    }
+    WaitForSingleObject(m_pState->kProcess.hProcess, INFINITE);
+    GetExitCodeProcess(m_pState->kProcess.hProcess, &uExitCode);
+    return static_cast<int>(uExitCode);
+}
+
+std::string LumProcess::Out() const
+{
+    return WithoutCarriageReturns(ReadWholeFile(m_pState->kFolder.Path() / "out"));
+}
+
+std::string LumProcess::Err() const
+{
+    return WithoutCarriageReturns(ReadWholeFile(m_pState->kFolder.Path() / "err"));
+}
+
+// The names of a session are all there is.
+void UsePrivateNameSpace() {}

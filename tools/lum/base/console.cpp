@@ -1,0 +1,79 @@
+#include "base/console.h"
+
+#include <fmt/format.h>
+#include <stdio.h>
+
+#include "platform/vo_process.h"
+
+namespace lum
+{
+
+namespace
+{
+
+constexpr size_t kWriteSize = 64 * 1024;
+constexpr std::chrono::milliseconds kProgressInterval(100);
+
+}  // namespace
+
+Output::~Output()
+{
+    Flush();
+}
+
+void Output::Write(std::string_view strText)
+{
+    m_strBuffer += strText;
+    if (m_strBuffer.size() >= kWriteSize)
+    {
+        Flush();
+    }
+}
+
+bool Output::Flush()
+{
+    const bool bWritten = fwrite(m_strBuffer.data(), 1, m_strBuffer.size(), stdout) == m_strBuffer.size();
+    m_strBuffer.clear();
+    if (!bWritten || fflush(stdout) != 0)
+    {
+        m_bFailed = true;
+    }
+    return !m_bFailed;
+}
+
+void Complain(std::string_view strText)
+{
+    fflush(stdout);
+    const std::string strLine = fmt::format("lum: {}\n", strText);
+    fwrite(strLine.data(), 1, strLine.size(), stderr);
+}
+
+Progress::Progress(std::string strWhat)
+    : m_strWhat(std::move(strWhat)),
+      m_bTerminal(VOIsTerminal(stderr)),
+      m_tNext(std::chrono::steady_clock::now() + kProgressInterval)
+{
+}
+
+Progress::~Progress()
+{
+    if (m_bShown)
+    {
+        fputs("\r\x1b[K", stderr);
+        fflush(stderr);
+    }
+}
+
+void Progress::Show(unsigned uCount)
+{
+    if (!m_bTerminal || std::chrono::steady_clock::now() < m_tNext)
+    {
+        return;
+    }
+    fputs(fmt::format("\r{}: {}\x1b[K", m_strWhat, uCount).c_str(), stderr);
+    fflush(stderr);
+    m_bShown = true;
+    m_tNext = std::chrono::steady_clock::now() + kProgressInterval;
+}
+
+}  // namespace lum

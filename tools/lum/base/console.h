@@ -1,0 +1,48 @@
+// What lum says: results on standard output, everything else on standard error.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+namespace lum
+{
+
+// Collects a command's result and writes it in large pieces.
+class Output
+{
+public:
+    ~Output();
+
+    void Write(std::string_view strText);
+
+    // Brings everything to standard output. False when some of it could not be written.
+    bool Flush();
+
+private:
+    std::string m_strBuffer;
+    bool m_bFailed = false;
+};
+
+// One line on standard error, with the program's name in front.
+void Complain(std::string_view strText);
+
+// A counter that moves while a long scan runs; seen only when standard error is a terminal.
+class Progress
+{
+public:
+    explicit Progress(std::string strWhat);
+    ~Progress();  // clears the line
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void Show(unsigned uCount);
+
+private:
+    std::string m_strWhat;
+    bool m_bTerminal;
+    bool m_bShown = false;
+    std::chrono::steady_clock::time_point m_tNext;
+};
+
+}  // namespace lum

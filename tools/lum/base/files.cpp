@@ -1,0 +1,202 @@
+#include "base/files.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <fstream>
+#include <system_error>
+
+#include "base/text.h"
+#include "platform/vo_native_names.h"
+
+namespace lum
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+constexpr unsigned long long kMaxFileSize = 0xFFFFFFFFull;
+constexpr unsigned long long kMaxTextFileSize = 256ull << 20;
+
+std::string ToNative(const fs::path& kPath)
+{
+    const std::u8string strPath = kPath.u8string();
+    return std::string(strPath.begin(), strPath.end());
+}
+
+bool HasParentSteps(const fs::path& kPath)
+{
+    return std::any_of(kPath.begin(), kPath.end(), [](const fs::path& kPart) { return kPart == ".."; });
+}
+
+bool IsBlank(VOWCHAR ch)
+{
+    return ch == ' ' || ch == '\t' || ch == '\r';
+}
+
+// Reads at most ullLimit bytes; one byte more is an error.
+bool ReadBytes(const std::string& strNative, unsigned long long ullLimit, std::vector<unsigned char>* pvecBytes,
+               std::string* pstrError)
+{
+    std::error_code kError;
+    const fs::path kPath = ToPath(strNative);
+    std::ifstream kStream;
+    if (fs::is_directory(kPath, kError))
+    {
+        *pstrError = fmt::format("{}: is a directory", strNative);
+        return false;
+    }
+    kStream.open(kPath, std::ios::binary);
+    if (!kStream)
+    {
+        *pstrError = fmt::format("{}: can't be opened for reading", strNative);
+        return false;
+    }
+    pvecBytes->clear();
+    std::vector<char> vecChunk(256 * 1024);
+    while (kStream)
+    {
+        kStream.read(vecChunk.data(), static_cast<std::streamsize>(vecChunk.size()));
+        if (pvecBytes->size() + static_cast<size_t>(kStream.gcount()) > ullLimit)
+        {
+            *pstrError = fmt::format("{}: is larger than {} bytes", strNative, ullLimit);
+            return false;
+        }
+        pvecBytes->insert(pvecBytes->end(), vecChunk.begin(), vecChunk.begin() + kStream.gcount());
+    }
+    if (kStream.bad())
+    {
+        *pstrError = fmt::format("{}: can't be read", strNative);
+        return false;
+    }
+    return true;
+}
+
+bool ParseLine(const std::string& strWhere, std::string_view strLine, unsigned uNumber,
+               std::vector<TextLine>* pvecLines, std::string* pstrError)
+{
+    std::optional<VOWString> strText = FromUtf8(strLine);
+    if (!strText || strText->find(VOWCHAR(0)) != VOWString::npos)
+    {
+        *pstrError = fmt::format("{}:{}: isn't UTF-8 text", strWhere, uNumber);
+        return false;
+    }
+    while (!strText->empty() && IsBlank(strText->back()))
+    {
+        strText->pop_back();
+    }
+    const auto itFirst = std::find_if_not(strText->begin(), strText->end(), IsBlank);
+    strText->erase(strText->begin(), itFirst);
+    if (!strText->empty() && strText->front() != '#')
+    {
+        pvecLines->push_back({uNumber, *strText});
+    }
+    return true;
+}
+
+}  // namespace
+
+fs::path ToPath(std::string_view strNative)
+{
+    return fs::path(std::u8string(strNative.begin(), strNative.end()));
+}
+
+bool AbsolutePath(const std::string& strNative, VOWString* pstrResult, std::string* pstrError)
+{
+    // The conversions between character sets report by exception.
+    try
+    {
+        fs::path kPath = fs::absolute(ToPath(strNative));
+        kPath = HasParentSteps(kPath) ? fs::canonical(kPath) : kPath.lexically_normal();
+        VOWString strResult = VOFromNative(ToNative(kPath));
+        std::replace(strResult.begin(), strResult.end(), VOWCHAR('\\'), VOWCHAR('/'));
+        while (strResult.size() > 1 && strResult.back() == '/')
+        {
+            strResult.pop_back();
+        }
+        *pstrResult = strResult;
+        return true;
+    }
+    catch (const std::system_error& kFailure)
+    {
+        *pstrError = fmt::format("{}: {}", strNative, kFailure.code().message());
+        return false;
+    }
+}
+
+bool RootPath(const std::string& strNative, VOWString* pstrResult, std::string* pstrError)
+{
+    if (strNative.empty())
+    {
+        *pstrError = "an empty path was given";
+        return false;
+    }
+    if (!AbsolutePath(strNative, pstrResult, pstrError))
+    {
+        return false;
+    }
+    if (*pstrResult == VOTEXT("/"))
+    {
+        *pstrResult = VOTEXT("/.");
+    }
+    if (pstrResult->size() >= MAX_PATH)
+    {
+        *pstrError = fmt::format("{}: the root path is longer than {} characters", strNative, MAX_PATH - 1);
+        return false;
+    }
+    return true;
+}
+
+bool ReadFile(const std::string& strNative, std::vector<unsigned char>* pvecBytes, std::string* pstrError)
+{
+    return ReadBytes(strNative, kMaxFileSize, pvecBytes, pstrError);
+}
+
+bool WriteFile(const std::string& strNative, const void* pBytes, size_t uSize, std::string* pstrError)
+{
+    std::ofstream kStream(ToPath(strNative), std::ios::binary | std::ios::trunc);
+    if (!kStream)
+    {
+        *pstrError = fmt::format("{}: can't be opened for writing", strNative);
+        return false;
+    }
+    kStream.write(static_cast<const char*>(pBytes), static_cast<std::streamsize>(uSize));
+    kStream.close();
+    if (!kStream)
+    {
+        std::error_code kIgnored;
+        fs::remove(ToPath(strNative), kIgnored);
+        *pstrError = fmt::format("{}: can't be written", strNative);
+        return false;
+    }
+    return true;
+}
+
+bool ReadTextFile(const std::string& strNative, std::vector<TextLine>* pvecLines, std::string* pstrError)
+{
+    std::vector<unsigned char> vecBytes;
+    if (!ReadBytes(strNative, kMaxTextFileSize, &vecBytes, pstrError))
+    {
+        return false;
+    }
+    std::string_view strRest(reinterpret_cast<const char*>(vecBytes.data()), vecBytes.size());
+    if (strRest.starts_with("\xEF\xBB\xBF"))
+    {
+        strRest.remove_prefix(3);
+    }
+    pvecLines->clear();
+    for (unsigned uNumber = 1; !strRest.empty(); ++uNumber)
+    {
+        const size_t uEnd = std::min(strRest.find('\n'), strRest.size());
+        if (!ParseLine(strNative, strRest.substr(0, uEnd), uNumber, pvecLines, pstrError))
+        {
+            return false;
+        }
+        strRest.remove_prefix(std::min(uEnd + 1, strRest.size()));
+    }
+    return true;
+}
+
+}  // namespace lum

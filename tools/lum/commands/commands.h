@@ -1,0 +1,97 @@
+// The commands of lum: their options as the user gave them, and what runs them. The result is an exit code.
+#pragma once
+
+#include <stdint.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tray_service_types.h"
+
+namespace lum
+{
+
+class Output;
+
+struct ServeOptions
+{
+    std::optional<std::string> strSource;
+    std::optional<std::string> strTarget;
+    std::optional<std::string> strPak;
+    std::optional<std::string> strHttpSource;
+    std::optional<std::string> strHttpTarget;
+    std::optional<std::string> strHttpPkgSource;
+    std::optional<std::string> strHttpPkgTarget;
+    std::vector<std::string> vecMergeSource;
+    std::vector<std::string> vecMergeTarget;
+    std::optional<std::string> strTypes;
+    bool bOnce = false;
+};
+
+// What all commands of the reader's side take.
+struct ReaderOptions
+{
+    std::optional<LUMTrayService::enumAssetFrom> eaf;  // none: all that are published
+    bool bJson = false;
+};
+
+struct ListOptions : ReaderOptions
+{
+    std::string strPath;  // narrow; empty for the root
+    bool bLong = false;
+};
+
+struct TreeOptions : ReaderOptions
+{
+    std::string strPath;
+    std::optional<uint32_t> uDepth;
+    bool bFoldersOnly = false;
+};
+
+struct FindOptions : ReaderOptions
+{
+    std::string strPath;
+    std::optional<std::string> strName;
+    std::optional<std::string> strExtensions;
+    std::optional<uint32_t> uMerge;
+    std::optional<std::string> strType;
+    bool bFiles = false;
+    bool bFolders = false;
+    bool bMatchCase = false;
+    bool bNull = false;
+};
+
+struct StatOptions : ReaderOptions
+{
+    std::vector<std::string> vecPaths;
+};
+
+struct ImageOptions
+{
+    std::optional<LUMTrayService::enumAssetFrom> eaf;
+    std::optional<std::string> strFile;
+    std::optional<std::string> strSave;
+    bool bState = false;
+    bool bDump = false;
+    uint32_t uRecords = 0;
+    bool bJson = false;
+};
+
+struct DemoOptions
+{
+    std::string strProgram;  // how to start this program again
+    std::optional<std::string> strDirectory;
+};
+
+int RunServe(const ServeOptions& kOptions);
+int RunStatus(const ReaderOptions& kOptions, Output* pkOutput);
+int RunList(const ListOptions& kOptions, Output* pkOutput);
+int RunTree(const TreeOptions& kOptions, Output* pkOutput);
+int RunFind(const FindOptions& kOptions, Output* pkOutput);
+int RunStat(const StatOptions& kOptions, Output* pkOutput);
+int RunTypes(const ReaderOptions& kOptions, Output* pkOutput);
+int RunImage(const ImageOptions& kOptions, Output* pkOutput);
+int RunDemo(const DemoOptions& kOptions);
+
+}  // namespace lum

@@ -1,0 +1,184 @@
+// lum demo: the whole road in one command. This process publishes a directory; a second one looks things up, walks the
+// tree and searches it; at the end everything is withdrawn.
+#include <fmt/format.h>
+#include <stdlib.h>
+
+#include "base/console.h"
+#include "base/exit_code.h"
+#include "base/text.h"
+#include "commands/commands.h"
+#include "commands/demo_tree.h"
+#include "platform/vo_native_names.h"
+#include "platform/vo_process.h"
+#include "publish/publisher.h"
+#include "publish/source_build.h"
+#include "reader/session.h"
+
+using namespace LUMTrayService;
+
+namespace lum
+{
+
+namespace
+{
+
+void Say(const std::string& strLine)
+{
+    Output kOutput;
+    kOutput.Write(strLine + "\n");
+}
+
+// A word that a shell of any system takes as it is.
+bool IsPlainWord(const std::string& strWord)
+{
+    constexpr std::string_view kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+./=,@";
+    return !strWord.empty() && strWord[0] != '-' && strWord.find_first_not_of(kPlain) == std::string::npos;
+}
+
+// Runs this program in a second process.
+bool RunAgain(const std::string& strProgram, const std::string& strArguments)
+{
+    Say(fmt::format("\n$ lum {}", strArguments));
+    fflush(stdout);
+    return system(fmt::format("\"{}\" {}", strProgram, strArguments).c_str()) == 0;
+}
+
+// A file of the published tree whose path can stand on a command line, with a type where there is one.
+struct Example
+{
+    std::string strPath;
+    std::string strType;
+};
+
+struct ExampleSearch
+{
+    const ReaderSource* pkSource;
+    Example kBest;
+};
+
+int OnExample(const structAssetNode& kNode, void* pvSearch, int& bStop)
+{
+    ExampleSearch* pkSearch = static_cast<ExampleSearch*>(pvSearch);
+    const std::string strPath = VOToNativePath(pkSearch->pkSource->PathOf(kNode));
+    const std::string strType = VOToNativePath(pkSearch->pkSource->TextOf(kNode.hStrClassifyName));
+    if (IsPlainWord(strPath) && (pkSearch->kBest.strPath.empty() || IsPlainWord(strType)))
+    {
+        pkSearch->kBest = {strPath, IsPlainWord(strType) ? strType : std::string()};
+        bStop = pkSearch->kBest.strType.empty() ? 0 : 1;
+    }
+    return 1;
+}
+
+// Looked up in this process, with the calls that any tool makes.
+bool FindExample(Example* pkExample, std::string* pstrError)
+{
+    ReaderSession kSession;
+    ReaderOptions kOptions;
+    kOptions.eaf = AF_SOURCE;
+    if (kSession.Open(kOptions, pstrError) != ReaderSession::Opened::Yes)
+    {
+        return false;
+    }
+    const ReaderSource& kSource = kSession.Sources().front();
+    const std::optional<structAssetNode> kRoot = kSource.FindPath(VOWString());
+    if (!kRoot)
+    {
+        *pstrError = "the published tree has no root folder";
+        return false;
+    }
+    ExampleSearch kSearch{&kSource, {}};
+    kSource.Inspector().TraverseAssetNode(kRoot->nAssetID, Inspector::NT_FILE, 1, &OnExample, &kSearch);
+    *pkExample = kSearch.kBest;
+    return true;
+}
+
+bool ShowReaders(const std::string& strProgram, std::string* pstrError)
+{
+    Example kExample;
+    if (!FindExample(&kExample, pstrError))
+    {
+        return false;
+    }
+    std::vector<std::string> vecCommands = {"status --from source", "ls --long", "tree --depth 3"};
+    if (!kExample.strPath.empty())
+    {
+        vecCommands.push_back("stat " + kExample.strPath);
+    }
+    if (!kExample.strType.empty())
+    {
+        vecCommands.push_back("find --type " + kExample.strType);
+    }
+    vecCommands.push_back("image");
+    for (const std::string& strCommand : vecCommands)
+    {
+        if (VOStopRequested())
+        {
+            *pstrError = "stopped";
+            return false;
+        }
+        if (!RunAgain(strProgram, strCommand))
+        {
+            *pstrError = fmt::format("\"lum {}\" failed", strCommand);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Demonstrate(const DemoOptions& kOptions, const std::string& strDirectory, std::string* pstrError)
+{
+    if (kOptions.strProgram.find_first_of("\"$`%") != std::string::npos)
+    {
+        *pstrError = fmt::format("a second process can't be started from {}", kOptions.strProgram);
+        return false;
+    }
+    Publisher kPublisher;
+    BuiltSource kBuilt;
+    if (!VOHandleStopRequests() || !kPublisher.Acquire(pstrError) ||
+        !BuildSource({AF_SOURCE, {strDirectory}}, BuiltInTypes(), &kBuilt, pstrError))
+    {
+        return false;
+    }
+    const unsigned uNodes = kBuilt.uNodes;
+    std::vector<SourceImage> vecImages;
+    vecImages.push_back(std::move(kBuilt.kImage));
+    if (!kPublisher.Publish(vecImages, pstrError))
+    {
+        return false;
+    }
+    Say(fmt::format("This process publishes {} nodes of {}; a second one reads them.", uNodes,
+                    WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
+    const bool bShown = ShowReaders(kOptions.strProgram, pstrError);
+    kPublisher.Withdraw();
+    if (!bShown)
+    {
+        return false;
+    }
+
+    Say("\nWithdrawn again: now nothing is found.");
+    if (RunAgain(kOptions.strProgram, "status --from source"))
+    {
+        *pstrError = "the source is still published";
+        return false;
+    }
+    Say("\nThe same by hand: \"lum serve --source DIR\" in one terminal, any other command in another one.");
+    return true;
+}
+
+}  // namespace
+
+int RunDemo(const DemoOptions& kOptions)
+{
+    DemoTree kTree;
+    std::string strError;
+    std::string strDirectory = kOptions.strDirectory.value_or("");
+    if ((!kOptions.strDirectory && !kTree.Make(&strDirectory, &strError)) ||
+        !Demonstrate(kOptions, strDirectory, &strError))
+    {
+        Complain(strError.empty() ? "the demonstration could not be prepared" : strError);
+        return kExitError;
+    }
+    return kExitFound;
+}
+
+}  // namespace lum

@@ -1,0 +1,105 @@
+// lum status: which sources are published, and how large they are.
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "base/console.h"
+#include "base/exit_code.h"
+#include "base/sources.h"
+#include "commands/commands.h"
+#include "reader/json_view.h"
+#include "reader/session.h"
+#include "reader/text_view.h"
+
+using namespace LUMTrayService;
+
+namespace lum
+{
+
+namespace
+{
+
+struct Counts
+{
+    unsigned uFiles = 0;
+    unsigned uFolders = 0;
+    unsigned long long ullBytes = 0;
+};
+
+int CountNode(const structAssetNode& kNode, void* pvCounts, int& /*bStop*/)
+{
+    Counts* pkCounts = static_cast<Counts*>(pvCounts);
+    ++(kNode.bFolder != 0 ? pkCounts->uFolders : pkCounts->uFiles);
+    pkCounts->ullBytes += kNode.bFolder != 0 ? 0 : kNode.ullFileSize;
+    return 1;
+}
+
+Counts CountsOf(const ReaderSource& kSource)
+{
+    Counts kCounts;
+    const std::optional<structAssetNode> kRoot = kSource.FindPath(VOWString());
+    if (kRoot)
+    {
+        kSource.Inspector().TraverseAssetNode(kRoot->nAssetID, Inspector::NT_FILE | Inspector::NT_FOLDER, 1, &CountNode,
+                                              &kCounts);
+    }
+    return kCounts;
+}
+
+void ShowText(const ReaderSession& kSession, Output* pkOutput)
+{
+    for (const ReaderSource& kSource : kSession.Sources())
+    {
+        const Counts kCounts = CountsOf(kSource);
+        pkOutput->Write(fmt::format("{:<16}{:>9} files {:>8} folders {:>16} bytes  {}\n", SourceName(kSource.From()),
+                                    kCounts.uFiles, kCounts.uFolders, kCounts.ullBytes, ShownText(kSource.Root())));
+    }
+}
+
+void ShowJson(const ReaderSession& kSession, Output* pkOutput)
+{
+    JsonList kList(pkOutput, "sources");
+    for (const ReaderSource& kSource : kSession.Sources())
+    {
+        const Counts kCounts = CountsOf(kSource);
+        kList.Add({{"from", SourceName(kSource.From())},
+                   {"number", static_cast<unsigned>(kSource.From())},
+                   {"root", JsonText(kSource.Root())},
+                   {"name", JsonText(kSource.RootName())},
+                   {"nodes", kSource.Inspector().GetAssetNodeCount()},
+                   {"files", kCounts.uFiles},
+                   {"folders", kCounts.uFolders},
+                   {"bytes", kCounts.ullBytes}});
+    }
+    kList.End();
+}
+
+}  // namespace
+
+int RunStatus(const ReaderOptions& kOptions, Output* pkOutput)
+{
+    ReaderSession kSession;
+    std::string strError;
+    const ReaderSession::Opened eOpened = kSession.Open(kOptions, &strError);
+    if (eOpened == ReaderSession::Opened::Failed)
+    {
+        Complain(strError);
+        return kExitError;
+    }
+    const bool bFound = eOpened == ReaderSession::Opened::Yes;
+    if (!bFound)
+    {
+        Complain(strError);
+    }
+    if (kOptions.bJson)
+    {
+        ShowJson(kSession, pkOutput);
+    }
+    else
+    {
+        ShowText(kSession, pkOutput);
+    }
+    return Finish(bFound, pkOutput);
+}
+
+}  // namespace lum

@@ -1,0 +1,207 @@
+#include "image/image_load.h"
+
+#include <fmt/format.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <atomic>
+
+#include "base/files.h"
+#include "base/sources.h"
+#include "image/byte_view.h"
+#include "platform/vo_platform.h"
+#include "vo_utility.h"
+
+using namespace LUMTrayService;
+
+namespace lum
+{
+
+namespace
+{
+
+constexpr uint64_t kBlockHead = 16;
+constexpr uint64_t kMaxImage = 0xFFFFFFFFull;
+
+// What one byte of a compressed stream can stand for at most, and what a stream takes beside that.
+constexpr uint64_t kMaxExpansion = 256;
+constexpr uint64_t kExpansionSlack = 64;
+
+// A section, opened for as long as the object lives.
+class OpenSection
+{
+public:
+    OpenSection(const VOWCHAR* pszName, DWORD uAccess)
+        : m_hSection(OpenFileMappingW(uAccess, 0, pszName)),
+          m_pView(m_hSection != nullptr ? MapViewOfFile(m_hSection, uAccess, 0, 0, 0) : nullptr)
+    {
+    }
+
+    ~OpenSection()
+    {
+        if (m_pView != nullptr)
+        {
+            UnmapViewOfFile(m_pView);
+        }
+        if (m_hSection != nullptr)
+        {
+            CloseHandle(m_hSection);
+        }
+    }
+
+    OpenSection(const OpenSection&) = delete;
+    OpenSection& operator=(const OpenSection&) = delete;
+
+    bool Exists() const { return m_hSection != nullptr; }
+    unsigned char* Data() const { return static_cast<unsigned char*>(m_pView); }
+    uint64_t Size() const { return m_pView != nullptr ? VOViewSize(m_pView) : 0; }
+
+private:
+    HANDLE m_hSection;
+    void* m_pView;
+};
+
+// Announces a reader, so that a publisher leaves the data section alone meanwhile.
+class ReaderMark
+{
+public:
+    explicit ReaderMark(enumAssetFrom eaf) : m_kState(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE)
+    {
+        if (m_kState.Size() >= sizeof(AssetNodeUpdateState))
+        {
+            m_puReaders = &reinterpret_cast<AssetNodeUpdateState*>(m_kState.Data())->arrStateInfo[eaf].uReaderCount;
+            std::atomic_ref<unsigned>(*m_puReaders).fetch_add(1);
+        }
+    }
+
+    ~ReaderMark()
+    {
+        if (m_puReaders != nullptr)
+        {
+            std::atomic_ref<unsigned>(*m_puReaders).fetch_sub(1);
+        }
+    }
+
+    ReaderMark(const ReaderMark&) = delete;
+    ReaderMark& operator=(const ReaderMark&) = delete;
+
+private:
+    OpenSection m_kState;
+    unsigned* m_puReaders = nullptr;
+};
+
+// Checks the head of a compressed block before it is trusted with an allocation and a length.
+std::string WrongBlockHead(ByteView kBlock)
+{
+    if (kBlock.Size() < kBlockHead)
+    {
+        return fmt::format("{} bytes are no compressed block", kBlock.Size());
+    }
+    const uint64_t ullSource = kBlock.Long(0);
+    const uint64_t ullStream = kBlock.Long(8);
+    if (ullStream == 0 || ullStream > kBlock.Size() - kBlockHead)
+    {
+        return fmt::format("offset 8: a stream of {} bytes in a block of {}", ullStream, kBlock.Size());
+    }
+    if (ullSource == 0 || ullSource > kMaxImage || ullSource > ullStream * kMaxExpansion + kExpansionSlack)
+    {
+        return fmt::format("offset 0: {} bytes can't be in a stream of {}", ullSource, ullStream);
+    }
+    return {};
+}
+
+bool Decompress(std::vector<unsigned char> vecBlock, LoadedImage* pkResult, std::string* pstrError)
+{
+    const ByteView kBlock(vecBlock.data(), vecBlock.size());
+    *pstrError = WrongBlockHead(kBlock);
+    if (!pstrError->empty())
+    {
+        return false;
+    }
+    unsigned char* pbImage = nullptr;
+    unsigned uSize = 0;
+    if (VODeCompressBuffer_lzo1x(&pbImage, &uSize, vecBlock.data()) == 0)
+    {
+        *pstrError = fmt::format("offset {}: the stream of the block is damaged", kBlockHead);
+        return false;
+    }
+    pkResult->vecImage.assign(pbImage, pbImage + uSize);
+    free(pbImage);
+    if (uSize != kBlock.Long(0))
+    {
+        *pstrError = fmt::format("offset 0: {} bytes announced, {} in the stream", kBlock.Long(0), uSize);
+        return false;
+    }
+    pkResult->ullBlockSize = kBlock.Long(8) + kBlockHead + 8;
+    return true;
+}
+
+}  // namespace
+
+bool LoadSectionImage(enumAssetFrom eaf, LoadedImage* pkResult, std::string* pstrError)
+{
+    std::vector<unsigned char> vecBlock;
+    {
+        const ReaderMark kMark(eaf);
+        const OpenSection kSection(ASSETNODE_MAPPING_VIEW_STRING(eaf), FILE_MAP_READ);
+        if (!kSection.Exists())
+        {
+            *pstrError = fmt::format("{}: there is no data section", SourceName(eaf));
+            return false;
+        }
+        // A section may be larger than its block. What the head says is read once, and used only within the section.
+        const ByteView kBytes(kSection.Data(), kSection.Size());
+        const uint64_t ullStream = kBytes.Long(8);
+        const bool bWhole = kBytes.Has(kBlockHead, ullStream);
+        const uint64_t ullSize = bWhole ? kBlockHead + ullStream : kBytes.Size();
+        vecBlock.assign(kBytes.Data(), kBytes.Data() + ullSize);
+    }
+    if (!Decompress(std::move(vecBlock), pkResult, pstrError))
+    {
+        *pstrError = fmt::format("{}: {}", SourceName(eaf), *pstrError);
+        return false;
+    }
+    return true;
+}
+
+bool LoadFileImage(const std::string& strNative, LoadedImage* pkResult, std::string* pstrError)
+{
+    std::vector<unsigned char> vecBytes;
+    if (!ReadFile(strNative, &vecBytes, pstrError))
+    {
+        return false;
+    }
+    constexpr char kImageStart[] = "ver.";
+    if (vecBytes.size() >= 4 && memcmp(vecBytes.data(), kImageStart, 4) == 0)
+    {
+        pkResult->vecImage = std::move(vecBytes);
+        return true;
+    }
+    if (!Decompress(std::move(vecBytes), pkResult, pstrError))
+    {
+        *pstrError = fmt::format("{}: neither an image nor a compressed one: {}", strNative, *pstrError);
+        return false;
+    }
+    return true;
+}
+
+bool LoadState(AssetNodeUpdateState* pkState, bool* pbMissing, std::string* pstrError)
+{
+    const OpenSection kSection(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ);
+    *pbMissing = !kSection.Exists() && GetLastError() == ERROR_FILE_NOT_FOUND;
+    if (!kSection.Exists())
+    {
+        *pstrError = *pbMissing ? "nothing is published here" : "the update state section can't be opened";
+        return false;
+    }
+    if (kSection.Size() < sizeof(AssetNodeUpdateState))
+    {
+        *pstrError =
+            fmt::format("the update state section has {} bytes, not {}", kSection.Size(), sizeof(AssetNodeUpdateState));
+        return false;
+    }
+    memcpy(pkState, kSection.Data(), sizeof(AssetNodeUpdateState));
+    return true;
+}
+
+}  // namespace lum

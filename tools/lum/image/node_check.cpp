@@ -1,0 +1,257 @@
+#include "image/node_check.h"
+
+#include <fmt/format.h>
+
+#include "image/string_check.h"
+#include "vots_asset_node_container.h"
+
+using LUMTrayService::structAssetNode;
+
+namespace lum
+{
+
+namespace
+{
+
+// Follows the tree of one image.
+class NodeChecker
+{
+public:
+    NodeChecker(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings)
+        : m_kLayout(kLayout),
+          m_pkReport(pkReport),
+          m_pkFindings(pkFindings),
+          m_uNodes(kLayout.kNodes.uCount),
+          m_vecListed(m_uNodes),
+          m_vecKeyed(m_uNodes),
+          m_vecInList(kLayout.kNumbers.uCount)
+    {
+    }
+
+    void Run()
+    {
+        m_pkReport->uNodes = m_uNodes;
+        m_pkReport->uNumbers = m_kLayout.kNumbers.uCount;
+        for (uint32_t i = 0; i < m_uNodes; ++i)
+        {
+            CheckRecord(i);
+        }
+        for (uint32_t i = 0; i < m_uNodes; ++i)
+        {
+            if (IsLive(i))
+            {
+                CheckList(i, offsetof(structAssetNode, nChildFileInfo), false);
+                CheckList(i, offsetof(structAssetNode, nChildFolderInfo), true);
+            }
+        }
+        CheckLinks();
+        CheckKeys();
+        uint32_t uInLists = 0;
+        for (const bool bInList : m_vecInList)
+        {
+            uInLists += bInList ? 1 : 0;
+        }
+        m_pkReport->uDead = m_pkReport->uNumbers - uInLists;
+    }
+
+private:
+    uint32_t Field(uint32_t uNode, size_t uAt) const { return m_kLayout.kNodes.At(uNode).Word(uAt); }
+    uint32_t Parent(uint32_t uNode) const { return Field(uNode, offsetof(structAssetNode, nParentID)); }
+    uint64_t Key(uint32_t uNode) const
+    {
+        return m_kLayout.kNodes.At(uNode).Long(offsetof(structAssetNodeParam, hStringParam));
+    }
+    bool IsFolder(uint32_t uNode) const { return Field(uNode, offsetof(structAssetNode, bFolder)) != 0; }
+    bool IsLive(uint32_t uNode) const
+    {
+        return Field(uNode, offsetof(structAssetNodeParam, dwParamState)) == APS_Normal;
+    }
+
+    void Wrong(uint32_t uNode, size_t uAt, const std::string& strText)
+    {
+        m_pkFindings->Add(m_kLayout.kNodes.At(uNode).Offset(uAt), fmt::format("node {}: {}", uNode, strText));
+    }
+
+    void CheckRecord(uint32_t uNode)
+    {
+        const uint32_t uState = Field(uNode, offsetof(structAssetNodeParam, dwParamState));
+        if (uState == APS_Normal)
+        {
+            ++(IsFolder(uNode) ? m_pkReport->uFolders : m_pkReport->uFiles);
+        }
+        else if (uState == APS_Deleted)
+        {
+            ++m_pkReport->uRemovedNodes;
+        }
+        else
+        {
+            Wrong(uNode, offsetof(structAssetNodeParam, dwParamState), fmt::format("{} is no state", uState));
+        }
+        const uint32_t uId = Field(uNode, offsetof(structAssetNode, nAssetID));
+        if (uId != uNode)
+        {
+            Wrong(uNode, offsetof(structAssetNode, nAssetID), fmt::format("its id is {}", uId));
+        }
+        CheckTexts(uNode);
+        if (Key(uNode) >= m_kLayout.kStrings.uCount)
+        {
+            Wrong(uNode, offsetof(structAssetNodeParam, hStringParam), "its key is no string");
+        }
+    }
+
+    void CheckTexts(uint32_t uNode)
+    {
+        static constexpr size_t kTexts[] = {
+            offsetof(structAssetNode, hStrComponent), offsetof(structAssetNode, hStrBaseName),
+            offsetof(structAssetNode, hStrExtension), offsetof(structAssetNode, hStrClassifyName),
+            offsetof(structAssetNode, hStrPhysicsPath)};
+        for (const size_t uAt : kTexts)
+        {
+            const std::string strWrong = WrongTextHandle(m_kLayout, m_kLayout.kNodes.At(uNode).Long(uAt));
+            if (!strWrong.empty())
+            {
+                Wrong(uNode, uAt, strWrong);
+            }
+        }
+    }
+
+    // Each word of the numbers belongs to one list at most, so that the walk over all lists is one over the block.
+    void CheckList(uint32_t uNode, size_t uAt, bool bFolders)
+    {
+        const uint32_t uList = Field(uNode, uAt);
+        if (uList == kNoIndex)
+        {
+            return;
+        }
+        ++m_pkReport->uLists;
+        if (uList >= m_vecInList.size())
+        {
+            Wrong(uNode, uAt, fmt::format("there is no list {}", uList));
+            return;
+        }
+        for (uint32_t i = uList; i < m_vecInList.size(); ++i)
+        {
+            if (m_vecInList[i])
+            {
+                Wrong(uNode, uAt, fmt::format("its list {} runs into another one", uList));
+                return;
+            }
+            m_vecInList[i] = true;
+            const uint32_t uNumber = m_kLayout.kNumbers.At(i).Word(0);
+            if (uNumber == kListEnd)
+            {
+                return;
+            }
+            m_pkReport->uHoles += uNumber == kHole ? 1 : 0;
+            if (uNumber != kHole)
+            {
+                CheckChild(uNode, uAt, uNumber, bFolders);
+            }
+        }
+        Wrong(uNode, uAt, fmt::format("its list {} has no end", uList));
+    }
+
+    void CheckChild(uint32_t uNode, size_t uAt, uint32_t uChild, bool bFolder)
+    {
+        ++m_pkReport->uListed;
+        if (uChild >= m_uNodes || !IsLive(uChild))
+        {
+            Wrong(uNode, uAt, fmt::format("its child {} isn't there", uChild));
+            return;
+        }
+        if (IsFolder(uChild) != bFolder)
+        {
+            Wrong(uNode, uAt, fmt::format("its child {} is in the list of {}", uChild, bFolder ? "folders" : "files"));
+        }
+        if (Parent(uChild) != uNode)
+        {
+            Wrong(uNode, uAt, fmt::format("its child {} has another parent", uChild));
+        }
+        if (m_vecListed[uChild])
+        {
+            Wrong(uNode, uAt, fmt::format("its child {} is listed twice", uChild));
+        }
+        m_vecListed[uChild] = true;
+    }
+
+    // Every live node with a parent is its child, and no chain of parents comes back to its start.
+    void CheckLinks()
+    {
+        std::vector<uint32_t> vecSeen(m_uNodes);  // by which walk; 0 for none
+        for (uint32_t i = 0; i < m_uNodes; ++i)
+        {
+            if (!IsLive(i))
+            {
+                continue;
+            }
+            if (Parent(i) != kNoIndex && !m_vecListed[i])
+            {
+                Wrong(i, offsetof(structAssetNode, nParentID), "its parent doesn't list it");
+            }
+            uint32_t uNode = i;
+            while (uNode < m_uNodes && vecSeen[uNode] == 0)
+            {
+                vecSeen[uNode] = i + 1;
+                uNode = Parent(uNode);
+            }
+            if (uNode < m_uNodes && vecSeen[uNode] == i + 1)
+            {
+                Wrong(i, offsetof(structAssetNode, nParentID), "its parents lead back to it");
+            }
+        }
+    }
+
+    void CheckKeys()
+    {
+        const SlotTable& kKeys = m_kLayout.kKeys;
+        if (m_kLayout.kTableBlock.Size() != 0)
+        {
+            m_pkReport->kKeys = CheckTable(kKeys, "key table", m_pkFindings);
+        }
+        for (uint32_t i = 0; i < kKeys.kSlots.uCount; ++i)
+        {
+            if (kKeys.Used(i) != 0)
+            {
+                CheckKey(i, kKeys.Key(i), static_cast<uint32_t>(kKeys.Value(i)));
+            }
+        }
+        for (uint32_t i = 0; i < m_uNodes; ++i)
+        {
+            m_pkReport->uWithoutKey += IsLive(i) && !m_vecKeyed[i] ? 1 : 0;
+        }
+    }
+
+    void CheckKey(uint32_t uSlot, uint64_t ullKey, uint32_t uNode)
+    {
+        const uint64_t ullOffset = m_kLayout.kKeys.kSlots.At(uSlot).Offset();
+        if (uNode >= m_uNodes || !IsLive(uNode))
+        {
+            m_pkFindings->Add(ullOffset + 8, fmt::format("key table, slot {}: there is no node {}", uSlot, uNode));
+        }
+        else if (Key(uNode) != ullKey)
+        {
+            m_pkFindings->Add(ullOffset, fmt::format("key table, slot {}: node {} has another key", uSlot, uNode));
+        }
+        else
+        {
+            m_vecKeyed[uNode] = true;
+        }
+    }
+
+    const ImageLayout& m_kLayout;
+    ImageReport* m_pkReport;
+    Findings* m_pkFindings;
+    uint32_t m_uNodes;
+    std::vector<bool> m_vecListed;
+    std::vector<bool> m_vecKeyed;
+    std::vector<bool> m_vecInList;
+};
+
+}  // namespace
+
+void CheckNodes(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings)
+{
+    NodeChecker(kLayout, pkReport, pkFindings).Run();
+}
+
+}  // namespace lum

@@ -1,0 +1,41 @@
+// lum: a reference publisher of asset indexes, and an inspector of published ones.
+#include <exception>
+#include <filesystem>
+#include <new>
+#include <system_error>
+
+#include "arguments.h"
+#include "base/console.h"
+#include "base/exit_code.h"
+#include "platform/vo_process.h"
+
+namespace
+{
+
+// How to start this program again: by the file itself where the system tells, otherwise as it was called.
+std::string ProgramPath(char** ppszArguments)
+{
+    std::error_code kError;
+    const std::filesystem::path kSelf = std::filesystem::read_symlink("/proc/self/exe", kError);
+    return kError ? std::string(ppszArguments[0]) : kSelf.string();
+}
+
+}  // namespace
+
+int main(int nCount, char** ppszArguments)
+{
+    try
+    {
+        VOPrepareConsole();
+        return lum::RunCommandLine(ProgramPath(ppszArguments), VOArguments(nCount, ppszArguments));
+    }
+    catch (const std::bad_alloc&)
+    {
+        lum::Complain("out of memory");
+    }
+    catch (const std::exception& kFailure)
+    {
+        lum::Complain(kFailure.what());
+    }
+    return lum::kExitError;
+}

@@ -1,0 +1,65 @@
+// The publisher's side of the asset sections: who writes what, in which order.
+//
+// Every source has a data section with one compressed image, and a record in the update state section. A reader raises
+// the record's reader count, reads the data section, and lowers the count again; the publisher changes a data section
+// only while the count says that nobody is inside, and tells of the change afterwards by the update count.
+//
+// One publisher serves a user at a time. Started after one that was killed, it takes over the sections that are there.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/vo_section_publisher.h"
+#include "tray_service_types.h"
+#include "vots_file_mapping.h"
+
+namespace lum
+{
+
+// An image on its way to a section.
+struct SourceImage
+{
+    LUMTrayService::enumAssetFrom eaf = LUMTrayService::AF_ERROR;
+    std::vector<unsigned char> vecBlock;  // the compressed block
+};
+
+class Publisher
+{
+public:
+    Publisher() = default;
+
+    // Withdraws what is published.
+    ~Publisher();
+    Publisher(const Publisher&) = delete;
+    Publisher& operator=(const Publisher&) = delete;
+
+    // Becomes the one publisher. Nothing is touched before. False with a message when another one lives.
+    bool Acquire(std::string* pstrError);
+
+    // Publishes these sources, and withdraws all others that a former publisher left. On failure everything is
+    // withdrawn again.
+    bool Publish(const std::vector<SourceImage>& vecImages, std::string* pstrError);
+
+    // Withdraws all sources, and then the sections themselves.
+    void Withdraw();
+
+private:
+    bool _TakeState(std::string* pstrError);
+    bool _PublishSource(const SourceImage& kImage, std::string* pstrError);
+    void _WithdrawSource(LUMTrayService::enumAssetFrom eaf);
+    void _WaitForReaders(LUMTrayService::enumAssetFrom eaf);
+    AssetNodeStateInfo& _Record(LUMTrayService::enumAssetFrom eaf);
+
+    VOInstanceLock m_kLock;
+    VOPublishedSection m_kState;
+    std::array<VOPublishedSection, LUMTrayService::ASSETTYPE_COUNT> m_akData;
+
+    // Reader counts that didn't go down while a whole wait lasted: what dead readers left. They aren't waited for
+    // again.
+    std::array<unsigned, LUMTrayService::ASSETTYPE_COUNT> m_auLeftReaders{};
+};
+
+}  // namespace lum

@@ -1,0 +1,35 @@
+// Rendering for programs. All text is UTF-8; what isn't valid text is escaped as base/text.h tells. Times are seconds
+// since 1970 UTC.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "reader/node_view.h"
+
+namespace lum
+{
+
+class Output;
+
+std::string JsonText(const VOWString& strText);
+
+nlohmann::ordered_json JsonOf(const NodeView& kView);
+
+// One JSON document of the form {"name": [element, ...]}, written while its elements come in.
+class JsonList
+{
+public:
+    JsonList(Output* pkOutput, const std::string& strName);
+
+    void Add(const nlohmann::ordered_json& kElement);
+
+    // Writes what ends the document.
+    void End();
+
+private:
+    Output* m_pkOutput;
+    bool m_bFirst = true;
+};
+
+}  // namespace lum

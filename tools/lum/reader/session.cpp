@@ -1,0 +1,304 @@
+#include "reader/session.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "base/console.h"
+#include "base/exit_code.h"
+#include "base/index_keys.h"
+#include "base/sources.h"
+#include "base/text.h"
+#include "image/image_load.h"
+#include "platform/vo_native_names.h"
+#include "reader/library_log.h"
+#include "vo_utility.h"
+
+using namespace LUMTrayService;
+using LUMTrayService::Inspector::ErrorType;
+
+namespace lum
+{
+
+namespace
+{
+
+// Larger than any path that a publisher of this tree makes; an image of another one may hold longer texts.
+constexpr unsigned kPathBuffer = 4096;
+
+const char* ErrorText(ErrorType eError)
+{
+    switch (eError)
+    {
+        case Inspector::ET_STATE_UNAVAILABLE:
+            return "the update state section can't be opened";
+        case Inspector::ET_VERSION_MISMATCH:
+            return "the update state section is of another version, or none at all";
+        case Inspector::ET_SOURCE_DISABLED:
+            return "the source isn't published any more";
+        default:
+            return "the data section can't be read: it is missing or damaged";
+    }
+}
+
+bool IsSlash(VOWCHAR ch)
+{
+    return ch == '/' || ch == '\\';
+}
+
+// Takes "." and ".." parts and double slashes out; none when ".." leads above the start.
+std::optional<VOWString> Collapse(const VOWString& strPath)
+{
+    std::vector<VOWString> vecParts;
+    size_t uStart = 0;
+    while (uStart <= strPath.size())
+    {
+        size_t uEnd = uStart;
+        while (uEnd < strPath.size() && !IsSlash(strPath[uEnd]))
+        {
+            ++uEnd;
+        }
+        const VOWString strPart = strPath.substr(uStart, uEnd - uStart);
+        uStart = uEnd + 1;
+        if (strPart == VOTEXT("..") && vecParts.empty())
+        {
+            return std::nullopt;
+        }
+        if (strPart == VOTEXT(".."))
+        {
+            vecParts.pop_back();
+        }
+        else if (!strPart.empty() && strPart != VOTEXT("."))
+        {
+            vecParts.push_back(strPart);
+        }
+    }
+    VOWString strResult;
+    for (const VOWString& strPart : vecParts)
+    {
+        strResult += (strResult.empty() ? VOTEXT("") : VOTEXT("/")) + strPart;
+    }
+    return strResult;
+}
+
+}  // namespace
+
+ReaderSource::ReaderSource(enumAssetFrom eaf, VOTSFileMappingInspector* pkInspector)
+    : m_eaf(eaf), m_pkInspector(pkInspector), m_strRoot(VOTextOf(pkInspector->GetAssetRootPath()))
+{
+}
+
+VOWString ReaderSource::RootName() const
+{
+    return VOTextOf(m_pkInspector->GetAssetRootName());
+}
+
+VOWString ReaderSource::TextOf(void* hString) const
+{
+    return hString == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(m_pkInspector->GetString(hString));
+}
+
+VOWString ReaderSource::PathOf(const structAssetNode& kNode) const
+{
+    // The root folder has no base name, and no path could be made of it.
+    VOWCHAR szPath[kPathBuffer];
+    if (kNode.hStrBaseName == INVALID_HANDLE_VALUE ||
+        m_pkInspector->GetAssetPath(kNode.nAssetID, kPathBuffer, szPath) == 0)
+    {
+        return VOWString();
+    }
+    return szPath;
+}
+
+std::optional<structAssetNode> ReaderSource::_FindForm(const VOWString& strForm) const
+{
+    // Without a root path the library has no way to take a name with ":" for anything but an absolute path.
+    const std::optional<VOWString> strText = LookupText(m_strRoot, strForm);
+    structAssetNode kNode;
+    if (!strText || (m_strRoot.empty() && *strText != strForm) ||
+        m_pkInspector->GetAssetNode(strText->c_str(), kNode) == 0)
+    {
+        return std::nullopt;
+    }
+    return kNode;
+}
+
+std::optional<structAssetNode> ReaderSource::FindPath(const VOWString& strPath) const
+{
+    const std::optional<structAssetNode> kPlain = _FindForm(strPath);
+    if (!kPlain)
+    {
+        return std::nullopt;
+    }
+    const VOWString strPlain = PathOf(*kPlain);
+    if (strPlain == strPath)
+    {
+        return kPlain;
+    }
+    const std::optional<structAssetNode> kExact = _FindForm(ExactCaseForm(strPath));
+    if (kExact && PathOf(*kExact) == strPath)
+    {
+        return kExact;
+    }
+    // Keys are hashes: what was found may be another path altogether.
+    return EqualButForAsciiCase(strPlain, strPath) ? kPlain : std::nullopt;
+}
+
+// The part of an absolute path behind the root; a relative path as it is. None for an absolute path elsewhere.
+std::optional<VOWString> ReaderSource::_RelativePath(const VOWString& strPath) const
+{
+    const std::optional<VOWString> strWhole = Collapse(strPath);
+    const std::optional<VOWString> strRoot = Collapse(m_strRoot);
+    const bool bSlash = !strPath.empty() && IsSlash(strPath[0]);
+    const bool bDrive = strPath.size() > 2 && strPath[1] == ':' && IsSlash(strPath[2]);
+    if (!strWhole || !strRoot || (!bSlash && !bDrive))
+    {
+        return strWhole;
+    }
+    if ((bSlash && strWhole->empty()) || EqualButForAsciiCase(*strWhole, *strRoot))
+    {
+        return VOWString();
+    }
+    const VOWString strInFront = strRoot->empty() ? VOWString() : *strRoot + VOTEXT("/");
+    if (strWhole->size() > strInFront.size() &&
+        EqualButForAsciiCase(strWhole->substr(0, strInFront.size()), strInFront))
+    {
+        return strWhole->substr(strInFront.size());
+    }
+    // What looks like a drive may be a folder's name, where systems allow that.
+    return bDrive ? strWhole : std::nullopt;
+}
+
+std::optional<structAssetNode> ReaderSource::FindArgument(const std::string& strArgument) const
+{
+    const VOWString strLiteral = VOFromNative(strArgument);
+    std::vector<VOWString> vecReadings = {strLiteral};
+    if (const std::optional<VOWString> strUnescaped = FromWrittenForm(strLiteral))
+    {
+        vecReadings.push_back(*strUnescaped);
+    }
+    // Where a backslash can be part of a name, it may still have been meant to separate.
+    constexpr VOWCHAR kCarriedBackslash = 0xDC5C;
+    vecReadings.push_back(strLiteral);
+    std::replace(vecReadings.back().begin(), vecReadings.back().end(), kCarriedBackslash, VOWCHAR('/'));
+
+    for (const VOWString& strReading : vecReadings)
+    {
+        const std::optional<VOWString> strPath = _RelativePath(strReading);
+        const std::optional<structAssetNode> kNode = strPath ? FindPath(*strPath) : std::nullopt;
+        if (kNode)
+        {
+            return kNode;
+        }
+    }
+    return std::nullopt;
+}
+
+ReaderSession::ReaderSession()
+{
+    WatchLibraryLog();
+}
+
+ReaderSession::~ReaderSession()
+{
+    m_vecSources.clear();
+    if (m_pkAssemble != nullptr)
+    {
+        VOTSFileMappingAssemble::Release();
+    }
+}
+
+ReaderSession::Opened ReaderSession::Open(const ReaderOptions& kOptions, std::string* pstrError)
+{
+    // Asked first, because the assemble object can't tell a missing section from one without sources.
+    VOTSFileMappingInspector kProbe(AF_SOURCE);
+    const ErrorType eState = kProbe.OpenMappingState();
+    kProbe.CloseMapping();
+    if (eState != Inspector::ET_NONE)
+    {
+        AssetNodeUpdateState kState;
+        bool bMissing = false;
+        if (LoadState(&kState, &bMissing, pstrError))
+        {
+            *pstrError = ErrorText(eState);
+        }
+        return bMissing ? Opened::NothingPublished : Opened::Failed;
+    }
+
+    m_pkAssemble = VOTSFileMappingAssemble::Instance();
+    for (const enumAssetFrom eaf : AllSources())
+    {
+        if (m_pkAssemble->IsAssetTypeEnable(eaf) == 0 || (kOptions.eaf && *kOptions.eaf != eaf))
+        {
+            continue;
+        }
+        const Opened eOpened = _OpenSource(eaf, pstrError);
+        if (eOpened != Opened::Yes)
+        {
+            return eOpened;
+        }
+    }
+    if (m_vecSources.empty())
+    {
+        *pstrError =
+            kOptions.eaf ? fmt::format("{} isn't published", SourceName(*kOptions.eaf)) : "nothing is published here";
+        return Opened::NothingPublished;
+    }
+    return Opened::Yes;
+}
+
+ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string* pstrError)
+{
+    VOTSFileMappingInspector* pkInspector = m_pkAssemble->GetFileMappingInspector(eaf);
+    ErrorType eError = pkInspector->OpenMappingState();
+    if (eError == Inspector::ET_NONE)
+    {
+        eError = pkInspector->OpenMappingData();
+    }
+    // A source that went away since the assemble object was made is none of the published ones.
+    if (eError == Inspector::ET_SOURCE_DISABLED)
+    {
+        return Opened::Yes;
+    }
+    if (eError == Inspector::ET_NONE)
+    {
+        eError = pkInspector->LastErrorTypeASync();
+    }
+    if (eError != Inspector::ET_NONE)
+    {
+        *pstrError = fmt::format("{}: {}", SourceName(eaf), ErrorText(eError));
+        return Opened::Failed;
+    }
+    m_vecSources.emplace_back(eaf, pkInspector);
+    return Opened::Yes;
+}
+
+bool OpenOrComplain(const ReaderOptions& kOptions, ReaderSession* pkSession)
+{
+    std::string strError;
+    if (pkSession->Open(kOptions, &strError) != ReaderSession::Opened::Yes)
+    {
+        Complain(strError);
+        return false;
+    }
+    return true;
+}
+
+int Finish(bool bFound, Output* pkOutput)
+{
+    const bool bWritten = pkOutput->Flush();
+    const std::string strDamage = FirstLibraryError();
+    if (!strDamage.empty())
+    {
+        Complain(fmt::format("the published index is damaged: {}", strDamage));
+        return kExitError;
+    }
+    if (!bWritten)
+    {
+        Complain("standard output can't be written");
+        return kExitError;
+    }
+    return bFound ? kExitFound : kExitNotFound;
+}
+
+}  // namespace lum

@@ -1,0 +1,144 @@
+#include "scan/directory_lister.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <bit>
+
+#include "base/text.h"
+#include "platform/vo_directory_listing.h"
+#include "platform/vo_platform.h"
+#include "tray_service_types.h"
+
+using namespace LUMTrayService;
+
+namespace lum
+{
+
+namespace
+{
+
+uint32_t AttributeOf(uint32_t uSystemAttribute)
+{
+    uint32_t uResult = kFileAttributeLocal;
+    uResult |= (uSystemAttribute & _A_RDONLY) != 0 ? kFileAttributeReadOnly : kFileAttributeWritable;
+    uResult |= (uSystemAttribute & _A_HIDDEN) != 0 ? kFileAttributeHidden : 0;
+    return uResult;
+}
+
+IndexEntry EntryOf(VODirectoryEntry&& kFound, uint32_t uRoot)
+{
+    IndexEntry kEntry;
+    kEntry.strName = std::move(kFound.strName);
+    kEntry.bFolder = kFound.bFolder;
+    kEntry.uAttribute = AttributeOf(kFound.uAttribute);
+    kEntry.ullSize = kFound.ullSize;
+    kEntry.nCreateTime = kFound.nCreateTime;
+    kEntry.nAccessTime = kFound.nAccessTime;
+    kEntry.nWriteTime = kFound.nWriteTime;
+    kEntry.uRoots = uRoot;
+    return kEntry;
+}
+
+// Makes one entry of all that have one name; the first one stands for them.
+void MergeSameNames(std::vector<IndexEntry>* pvecEntries)
+{
+    std::stable_sort(pvecEntries->begin(), pvecEntries->end(),
+                     [](const IndexEntry& kLeft, const IndexEntry& kRight) { return kLeft.strName < kRight.strName; });
+    std::vector<IndexEntry> vecMerged;
+    size_t uFirst = 0;  // of the name
+    for (IndexEntry& kEntry : *pvecEntries)
+    {
+        if (vecMerged.empty() || vecMerged[uFirst].strName != kEntry.strName)
+        {
+            uFirst = vecMerged.size();
+            vecMerged.push_back(std::move(kEntry));
+        }
+        else if (vecMerged[uFirst].bFolder == kEntry.bFolder)
+        {
+            vecMerged[uFirst].uRoots |= kEntry.uRoots;
+        }
+        else
+        {
+            kEntry.strRefusal = kEntry.bFolder ? "a folder here, and a file in an earlier directory"
+                                               : "a file here, and a folder in an earlier directory";
+            vecMerged.push_back(std::move(kEntry));
+        }
+    }
+    pvecEntries->swap(vecMerged);
+}
+
+}  // namespace
+
+DirectoryLister::DirectoryLister(std::vector<VOWString> vecRoots) : m_vecRoots(std::move(vecRoots)) {}
+
+uint32_t DirectoryLister::AllRoots() const
+{
+    return static_cast<uint32_t>((1ull << m_vecRoots.size()) - 1);
+}
+
+bool DirectoryLister::DescribeRoot(IndexEntry* pkEntry) const
+{
+    // Through ".", because a root may be a link to a directory. That name has nothing to do with being hidden.
+    VODirectoryEntry kFound;
+    VOSystemError kError;
+    if (!VODescribeFile(m_vecRoots[0] + VOTEXT("/."), &kFound, &kError))
+    {
+        return false;
+    }
+    kFound.uAttribute &= ~static_cast<uint32_t>(_A_HIDDEN);
+    *pkEntry = EntryOf(std::move(kFound), AllRoots());
+    return true;
+}
+
+VOWString DirectoryLister::OtherRoot(uint32_t uRoots) const
+{
+    const size_t uFirst = static_cast<size_t>(std::countr_zero(uRoots));
+    return uFirst == 0 || uFirst >= m_vecRoots.size() ? VOWString() : m_vecRoots[uFirst];
+}
+
+bool DirectoryLister::_ListRoot(size_t uRoot, const VOWString& strFolder, std::vector<IndexEntry>* pvecEntries,
+                                std::string* pstrError) const
+{
+    std::vector<VODirectoryEntry> vecFound;
+    VOSystemError kError;
+    if (!VOListDirectory(m_vecRoots[uRoot] + VOTEXT("/") + strFolder, &vecFound, &kError))
+    {
+        *pstrError = fmt::format("can't be listed: {}", kError.strText);
+        return false;
+    }
+    pvecEntries->reserve(pvecEntries->size() + vecFound.size());
+    for (VODirectoryEntry& kFound : vecFound)
+    {
+        pvecEntries->push_back(EntryOf(std::move(kFound), 1u << uRoot));
+    }
+    return true;
+}
+
+bool DirectoryLister::List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
+                           std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError)
+{
+    pvecEntries->clear();
+    for (size_t i = 0; i < m_vecRoots.size(); ++i)
+    {
+        std::string strError;
+        if ((uRoots & (1u << i)) == 0 || _ListRoot(i, strFolder, pvecEntries, &strError))
+        {
+            continue;
+        }
+        // A root that can't be listed is a wrong argument. Of a folder inside, the other roots still show their part.
+        if (strFolder.empty())
+        {
+            *pstrError = fmt::format("{}: {}", WrittenForm(m_vecRoots[i], Escape::Controls), strError);
+            return false;
+        }
+        pvecNotIndexed->push_back({strFolder, strError});
+    }
+    if (m_vecRoots.size() > 1)
+    {
+        MergeSameNames(pvecEntries);
+    }
+    return true;
+}
+
+}  // namespace lum

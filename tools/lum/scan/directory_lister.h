@@ -1,0 +1,38 @@
+// Entries of a source that come from directories: one directory, or several laid over each other.
+#pragma once
+
+#include <vector>
+
+#include "scan/index_entry.h"
+
+namespace lum
+{
+
+// The most directories that one merge source has: one bit of the merge sign each.
+constexpr size_t kMaxRoots = 32;
+
+// Lists 1 to kMaxRoots directories as one tree. A file or folder that several of them hold is one entry with a bit for
+// each; its attributes are those of the first directory that has it. What is a folder in one and a file in a later one
+// is not indexed.
+class DirectoryLister : public FolderLister
+{
+public:
+    explicit DirectoryLister(std::vector<VOWString> vecRoots);
+
+    bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
+              std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError) override;
+
+    bool DescribeRoot(IndexEntry* pkEntry) const override;
+    VOWString OtherRoot(uint32_t uRoots) const override;
+
+    // The bits of all roots.
+    uint32_t AllRoots() const;
+
+private:
+    bool _ListRoot(size_t uRoot, const VOWString& strFolder, std::vector<IndexEntry>* pvecEntries,
+                   std::string* pstrError) const;
+
+    std::vector<VOWString> m_vecRoots;
+};
+
+}  // namespace lum

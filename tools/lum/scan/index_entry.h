@@ -1,0 +1,60 @@
+// What a scan finds, before it is in an index.
+#pragma once
+
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+#include "vo_types.h"
+
+namespace lum
+{
+
+// One file or folder, as its folder lists it.
+struct IndexEntry
+{
+    VOWString strName;
+    bool bFolder = false;
+    uint32_t uAttribute = 0;  // kFileAttribute... flags
+    uint64_t ullSize = 0;
+    int64_t nCreateTime = 0;
+    int64_t nAccessTime = 0;
+    int64_t nWriteTime = 0;
+    uint32_t uRoots = 1;     // of which roots of the source it is a part, a bit for each
+    std::string strRefusal;  // why it can't be in an index beside the others; empty for what can
+};
+
+// Something that is not in the index, and why.
+struct NotIndexed
+{
+    VOWString strPath;
+    std::string strReason;
+};
+
+// Where the entries of a source come from.
+class FolderLister
+{
+public:
+    virtual ~FolderLister() = default;
+
+    // The entries of one folder, sorted by name, with at most one entry of a name that isn't refused. strFolder is
+    // relative to the root, empty for the root itself; uRoots is what the folder's own entry says. What can't be listed
+    // inside the root goes to pvecNotIndexed. False with a message when the root itself can't be listed.
+    virtual bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
+                      std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError) = 0;
+
+    // The attributes of the root folder itself; false where a source has none.
+    virtual bool DescribeRoot(IndexEntry* /*pkEntry*/) const { return false; }
+
+    // The root of the file system under which an entry lies when that isn't the container's own root; empty otherwise.
+    virtual VOWString OtherRoot(uint32_t /*uRoots*/) const { return {}; }
+};
+
+// "folder/name", and just the name under the root.
+inline VOWString JoinPath(const VOWString& strFolder, const VOWString& strName)
+{
+    return strFolder.empty() ? strName : strFolder + VOTEXT("/") + strName;
+}
+
+}  // namespace lum

@@ -1,0 +1,15 @@
+// Sources that are named by a text file of paths.
+#pragma once
+
+#include <string>
+
+#include "scan/path_tree.h"
+
+namespace lum
+{
+
+// Reads a list: one path per line, a folder with "/" behind it; files need no line for the folders they lie in. False
+// with a message, which names the line, for what can't be a path of an index.
+bool ReadPathList(const std::string& strNative, PathTree* pkTree, std::string* pstrError);
+
+}  // namespace lum

@@ -1,0 +1,128 @@
+#include "scan/path_tree.h"
+
+#include <algorithm>
+
+namespace lum
+{
+
+namespace
+{
+
+VOWString FolderOf(const VOWString& strPath)
+{
+    const size_t uSlash = strPath.rfind(VOWCHAR('/'));
+    return uSlash == VOWString::npos ? VOWString() : strPath.substr(0, uSlash);
+}
+
+VOWString NameOf(const VOWString& strPath)
+{
+    return strPath.substr(strPath.rfind(VOWCHAR('/')) + 1);
+}
+
+}  // namespace
+
+IndexEntry* PathTree::_Find(const VOWString& strPath)
+{
+    const auto itFolder = m_mapFolders.find(FolderOf(strPath));
+    if (itFolder == m_mapFolders.end())
+    {
+        return nullptr;
+    }
+    const auto itEntry = itFolder->second.find(NameOf(strPath));
+    return itEntry == itFolder->second.end() ? nullptr : &itEntry->second;
+}
+
+PathTree::Added PathTree::_AddFolder(const VOWString& strPath)
+{
+    // From the top down, so that a part that is a file is met before anything below it is made.
+    for (size_t uEnd = strPath.find(VOWCHAR('/')); !strPath.empty(); uEnd = strPath.find(VOWCHAR('/'), uEnd + 1))
+    {
+        const VOWString strPart = strPath.substr(0, uEnd);
+        const IndexEntry* pkEntry = _Find(strPart);
+        if (pkEntry != nullptr && !pkEntry->bFolder)
+        {
+            return Added::UnderFile;
+        }
+        if (pkEntry == nullptr)
+        {
+            IndexEntry kFolder;
+            kFolder.strName = NameOf(strPart);
+            kFolder.bFolder = true;
+            m_mapFolders[FolderOf(strPart)].emplace(kFolder.strName, kFolder);
+            m_mapFolders[strPart];
+        }
+        if (uEnd == VOWString::npos)
+        {
+            break;
+        }
+    }
+    return Added::New;
+}
+
+PathTree::Added PathTree::Add(const VOWString& strPath, const IndexEntry& kEntry)
+{
+    if (strPath.empty())
+    {
+        return Added::Again;
+    }
+    const Added eParent = _AddFolder(FolderOf(strPath));
+    if (eParent != Added::New)
+    {
+        return eParent;
+    }
+    IndexEntry kNew = kEntry;
+    kNew.strName = NameOf(strPath);
+    if (IndexEntry* pkOld = _Find(strPath))
+    {
+        if (pkOld->bFolder != kNew.bFolder)
+        {
+            return Added::OtherKind;
+        }
+        *pkOld = kNew;
+        return Added::Again;
+    }
+    m_mapFolders[FolderOf(strPath)].emplace(kNew.strName, kNew);
+    if (kNew.bFolder)
+    {
+        m_mapFolders[strPath];
+    }
+    return Added::New;
+}
+
+bool PathTree::List(const VOWString& strFolder, uint32_t /*uRoots*/, std::vector<IndexEntry>* pvecEntries,
+                    std::vector<NotIndexed>* /*pvecNotIndexed*/, std::string* /*pstrError*/)
+{
+    pvecEntries->clear();
+    const auto itFolder = m_mapFolders.find(strFolder);
+    if (itFolder != m_mapFolders.end())
+    {
+        for (const auto& [strName, kEntry] : itFolder->second)
+        {
+            pvecEntries->push_back(kEntry);
+        }
+    }
+    return true;
+}
+
+std::optional<VOWString> CleanPath(const VOWString& strPath)
+{
+    VOWString strResult;
+    size_t uStart = 0;
+    while (uStart <= strPath.size())
+    {
+        const size_t uEnd = std::min(strPath.find_first_of(VOTEXT("/\\"), uStart), strPath.size());
+        const VOWString strPart = strPath.substr(uStart, uEnd - uStart);
+        uStart = uEnd + 1;
+        if (strPart == VOTEXT(".."))
+        {
+            return std::nullopt;
+        }
+        if (!strPart.empty() && strPart != VOTEXT("."))
+        {
+            strResult = JoinPath(strResult, strPart);
+        }
+    }
+    return strResult;
+}
+
+}  // namespace lum

@@ -1,0 +1,45 @@
+// Entries of a source that come from a list of paths: the table of contents of an archive, or a text file.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <unordered_map>
+
+#include "scan/index_entry.h"
+
+namespace lum
+{
+
+// A tree that is put together path by path, in any order.
+class PathTree : public FolderLister
+{
+public:
+    enum class Added
+    {
+        New,
+        Again,      // the path was there; a file now has the later attributes
+        UnderFile,  // a part of the path is a file
+        OtherKind   // the path is a file and was a folder, or the other way round
+    };
+
+    // Adds a path of CleanPath with the attributes of kEntry (its name isn't looked at), and the folders it lies in.
+    Added Add(const VOWString& strPath, const IndexEntry& kEntry);
+
+    bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
+              std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError) override;
+
+private:
+    typedef std::map<VOWString, IndexEntry> Folder;
+
+    IndexEntry* _Find(const VOWString& strPath);
+    Added _AddFolder(const VOWString& strPath);
+
+    std::unordered_map<VOWString, Folder>
+        m_mapFolders;  // by path; every folder but the root has an entry in its parent
+};
+
+// A path as an archive or a list has it, in the form of the index: "/" between the parts, no "." parts, nothing in
+// front and behind. Empty for the root itself; none for a path that has a ".." part.
+std::optional<VOWString> CleanPath(const VOWString& strPath);
+
+}  // namespace lum

@@ -1,0 +1,264 @@
+#include "scan/type_table.h"
+
+#include <fmt/format.h>
+
+#include <limits>
+#include <map>
+#include <set>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "vots_asset_node_classify_manager.h"
+#include "vots_asset_node_container.h"
+
+using namespace LUMTrayService;
+
+namespace lum
+{
+
+namespace
+{
+
+struct BuiltInType
+{
+    int nNumber;
+    const VOWCHAR* pszName;
+    const VOWCHAR* pszExtensions;
+    unsigned uTypeColor;
+    unsigned uBackgroundColor;
+};
+
+constexpr BuiltInType kBuiltIn[] = {
+    {1, VOTEXT("model"),
+     VOTEXT("fbx|obj|gltf|glb|dae|3ds|stl|ply|usd|usda|usdc|usdz|abc|x3d|wrl|lwo|mesh|geo|vox|step|stp|iges|igs"),
+     0x2E86C1, 0xEBF5FB},
+    {2, VOTEXT("texture"),
+     VOTEXT("png|tga|dds|jpg|jpeg|bmp|tif|tiff|hdr|exr|ktx|ktx2|psd|gif|webp|svg|pvr|astc|ico|ppm|pgm"), 0x28B463,
+     0xEAFAF1},
+    {3, VOTEXT("material"), VOTEXT("mtl|mat|mtlx|material|mdl|sbs|sbsar|osl"), 0xD68910, 0xFEF5E7},
+    {4, VOTEXT("animation"), VOTEXT("anim|ani|bvh|bip|skel|skeleton|motion|mot|clip|amc|asf|trc|c3d|vmd"), 0x884EA0,
+     0xF5EEF8},
+    {5, VOTEXT("shader"),
+     VOTEXT("hlsl|glsl|vert|frag|geom|tesc|tese|comp|fx|fxh|cg|cginc|shader|usf|ush|wgsl|metal|spv"), 0xC0392B,
+     0xFDEDEC},
+    {6, VOTEXT("scene"), VOTEXT("scene|scn|level|map|prefab|world|layout|blend|max|ma|mb|c4d|hip|nif|terrain"),
+     0x17A589, 0xE8F8F5},
+    {7, VOTEXT("effect"), VOTEXT("vfx|sfx|pfx|particle|emitter|efx|vdb|vf"), 0xCA6F1E, 0xFDF2E9},
+    {8, VOTEXT("sound"), VOTEXT("wav|ogg|mp3|flac|aif|aiff|opus|m4a|mid|midi|bank"), 0x2471A3, 0xEAF2F8},
+    {9, VOTEXT("video"), VOTEXT("mp4|avi|mov|mkv|webm|wmv|ogv|m4v"), 0x7D3C98, 0xF4ECF7},
+    {10, VOTEXT("font"), VOTEXT("ttf|otf|ttc|woff|woff2|fnt|bdf"), 0x707B7C, 0xF4F6F6},
+    {11, VOTEXT("script"), VOTEXT("lua|py|js|ts|mel|ms|vbs|sh|bat|cmd|ps1|rb|pl|nut|as"), 0x9A7D0A, 0xFEF9E7},
+    {12, VOTEXT("source"), VOTEXT("c|cc|cpp|cxx|h|hh|hpp|hxx|inl|ipp|cs|java|rs|go|m|mm|swift|asm|s|def|idl|tcc|cmake"),
+     0x1F618D, 0xEBF5FB},
+    {13, VOTEXT("data"), VOTEXT("json|xml|yaml|yml|toml|ini|cfg|conf|csv|tab|tsv|db|sqlite|bin|dat|lod|nav"), 0x5D6D7E,
+     0xEBEDEF},
+    {14, VOTEXT("document"), VOTEXT("txt|md|pdf|doc|docx|xls|xlsx|ppt|pptx|html|htm|css|rst|odt|ods|rtf|log"), 0x839192,
+     0xF2F4F4},
+    {15, VOTEXT("package"), VOTEXT("zip|7z|rar|tar|gz|bz2|xz|zst|tgz|pak|cab|iso"), 0x6E2C00, 0xFBEEE6},
+};
+
+// Cuts a line into its words.
+std::vector<VOWString> WordsOf(const VOWString& strLine)
+{
+    std::vector<VOWString> vecWords(1);
+    for (const VOWCHAR ch : strLine)
+    {
+        if (ch != ' ' && ch != '\t')
+        {
+            vecWords.back() += ch;
+        }
+        else if (!vecWords.back().empty())
+        {
+            vecWords.emplace_back();
+        }
+    }
+    if (vecWords.back().empty())
+    {
+        vecWords.pop_back();
+    }
+    return vecWords;
+}
+
+std::vector<VOWString> EntriesOf(const VOWString& strList)
+{
+    std::vector<VOWString> vecEntries(1);
+    for (const VOWCHAR ch : strList)
+    {
+        if (ch == '|')
+        {
+            vecEntries.emplace_back();
+        }
+        else
+        {
+            vecEntries.back() += ch;
+        }
+    }
+    return vecEntries;
+}
+
+bool ParseColor(const VOWString& strWord, Color* pkColor)
+{
+    if (strWord.size() != 7 || strWord[0] != '#')
+    {
+        return false;
+    }
+    const std::optional<uint32_t> uValue = ParseNumber("0x" + WrittenForm(strWord.substr(1), Escape::Controls));
+    if (!uValue)
+    {
+        return false;
+    }
+    pkColor->uValue = *uValue;
+    return true;
+}
+
+// What a table must not hold twice.
+struct Taken
+{
+    std::set<int> setNumbers;
+    std::set<VOWString> setNames;
+    std::map<VOWString, VOWString> mapExtensions;  // to the type's name
+};
+
+// Each of these gives a message when something is wrong, and an empty text otherwise.
+std::string CheckNumber(const VOWString& strWord, Taken* pkTaken, ClassifyType* pkType)
+{
+    const std::string strShown = WrittenForm(strWord, Escape::Controls);
+    const std::optional<uint32_t> uNumber = ParseNumber(strShown);
+    if (!uNumber || *uNumber > static_cast<uint32_t>(std::numeric_limits<int>::max()))
+    {
+        return fmt::format("\"{}\" is no type number (0 to {})", strShown, std::numeric_limits<int>::max());
+    }
+    pkType->nNumber = static_cast<int>(*uNumber);
+    if (!pkTaken->setNumbers.insert(pkType->nNumber).second)
+    {
+        return fmt::format("the number {} is taken by an earlier type", pkType->nNumber);
+    }
+    return {};
+}
+
+std::string CheckName(const VOWString& strWord, Taken* pkTaken, ClassifyType* pkType)
+{
+    const std::string strShown = WrittenForm(strWord, Escape::Controls);
+    if (strWord.size() >= LENGTH_OF_CLASSIFYNAME)
+    {
+        return fmt::format("the name \"{}\" is longer than {} characters", strShown, LENGTH_OF_CLASSIFYNAME - 1);
+    }
+    if (!pkTaken->setNames.insert(FoldAscii(strWord)).second)
+    {
+        return fmt::format("the name \"{}\" is taken by an earlier type", strShown);
+    }
+    pkType->strName = strWord;
+    return {};
+}
+
+std::string CheckExtensions(const VOWString& strWord, Taken* pkTaken, ClassifyType* pkType)
+{
+    if (strWord.size() >= LENGTH_OF_EXTENSIONS)
+    {
+        return fmt::format("the extension list is longer than {} characters", LENGTH_OF_EXTENSIONS - 1);
+    }
+    for (const VOWString& strEntry : EntriesOf(strWord))
+    {
+        const std::string strShown = WrittenForm(strEntry, Escape::Controls);
+        if (strEntry.empty())
+        {
+            return "the extension list has an empty entry";
+        }
+        if (strEntry.front() == '.' || strEntry.find_first_of(VOTEXT("/\\")) != VOWString::npos)
+        {
+            return fmt::format("\"{}\" is no extension: they are written without a leading dot and without slashes",
+                               strShown);
+        }
+        const auto [itOwner, bNew] = pkTaken->mapExtensions.emplace(FoldAscii(strEntry), pkType->strName);
+        if (!bNew)
+        {
+            return fmt::format("the extension \"{}\" belongs to the type \"{}\" already", strShown,
+                               WrittenForm(itOwner->second, Escape::Controls));
+        }
+    }
+    pkType->strExtensions = strWord;
+    return {};
+}
+
+std::string CheckColors(const std::vector<VOWString>& vecWords, ClassifyType* pkType)
+{
+    Color* const apkColors[] = {&pkType->kTypeColor, &pkType->kBackgroundColor};
+    for (size_t i = 3; i < vecWords.size(); ++i)
+    {
+        if (!ParseColor(vecWords[i], apkColors[i - 3]))
+        {
+            return fmt::format("\"{}\" is no colour such as #20a0ff", WrittenForm(vecWords[i], Escape::Controls));
+        }
+    }
+    return {};
+}
+
+std::string ParseType(const VOWString& strLine, Taken* pkTaken, ClassifyType* pkType)
+{
+    const std::vector<VOWString> vecWords = WordsOf(strLine);
+    if (vecWords.size() < 3 || vecWords.size() > 5)
+    {
+        return fmt::format("expected \"number name ext|ext|ext #rrggbb #rrggbb\", found {} word{}", vecWords.size(),
+                           vecWords.size() == 1 ? "" : "s");
+    }
+    std::string strWrong = CheckNumber(vecWords[0], pkTaken, pkType);
+    if (strWrong.empty())
+    {
+        strWrong = CheckName(vecWords[1], pkTaken, pkType);
+    }
+    if (strWrong.empty())
+    {
+        strWrong = CheckExtensions(vecWords[2], pkTaken, pkType);
+    }
+    return strWrong.empty() ? CheckColors(vecWords, pkType) : strWrong;
+}
+
+}  // namespace
+
+std::vector<ClassifyType> BuiltInTypes()
+{
+    std::vector<ClassifyType> vecTypes;
+    for (const BuiltInType& kType : kBuiltIn)
+    {
+        vecTypes.push_back({kType.nNumber, kType.pszName, kType.pszExtensions, Color{kType.uTypeColor},
+                            Color{kType.uBackgroundColor}});
+    }
+    return vecTypes;
+}
+
+bool ReadTypesFile(const std::string& strNative, std::vector<ClassifyType>* pvecTypes, std::string* pstrError)
+{
+    std::vector<TextLine> vecLines;
+    if (!ReadTextFile(strNative, &vecLines, pstrError))
+    {
+        return false;
+    }
+    Taken kTaken;
+    for (const TextLine& kLine : vecLines)
+    {
+        ClassifyType kType;
+        const std::string strWrong = ParseType(kLine.strText, &kTaken, &kType);
+        if (!strWrong.empty())
+        {
+            *pstrError = fmt::format("{}:{}: {}", strNative, kLine.uNumber, strWrong);
+            return false;
+        }
+        pvecTypes->push_back(kType);
+    }
+    return true;
+}
+
+bool EnterTypes(const std::vector<ClassifyType>& vecTypes, VOTSAssetNodeContainer* pkContainer)
+{
+    for (const ClassifyType& kType : vecTypes)
+    {
+        if (pkContainer->InsertClassifyType(kType.nNumber, kType.strName.c_str(), kType.strExtensions.c_str(),
+                                            kType.kTypeColor, kType.kBackgroundColor) == 0)
+        {
+            return false;
+        }
+    }
+    return pkContainer->BuildUpExtensionsHash() != 0;
+}
+
+}  // namespace lum
