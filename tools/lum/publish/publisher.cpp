@@ -36,6 +36,17 @@ void StoreWord(unsigned& uWord, unsigned uValue)
     std::atomic_ref<unsigned>(uWord).store(uValue, std::memory_order_release);
 }
 
+// The version, in words that a reader can't see before what was stored earlier.
+void StoreVersion(char (&szVersion)[sizeof(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION)])
+{
+    unsigned auWords[sizeof(szVersion) / sizeof(unsigned)];
+    memcpy(auWords, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(szVersion));
+    for (size_t i = 0; i < sizeof(auWords) / sizeof(auWords[0]); ++i)
+    {
+        StoreWord(reinterpret_cast<unsigned*>(szVersion)[i], auWords[i]);
+    }
+}
+
 bool SectionExists(const VOWCHAR* pszName)
 {
     HANDLE hSection = OpenFileMappingW(FILE_MAP_READ, 0, pszName);
@@ -134,8 +145,7 @@ bool Publisher::_TakeState(std::string* pstrError)
             StoreWord(kRecord.bEnable, 0);
             StoreWord(kRecord.uUpdateCount, 0);
         }
-        std::atomic_thread_fence(std::memory_order_release);
-        memcpy(pkState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(pkState->szVersion));
+        StoreVersion(pkState->szVersion);
     }
     AssetNodeStateInfo& kNone = _Record(AF_ERROR);
     StoreWord(kNone.bEnable, 0);
