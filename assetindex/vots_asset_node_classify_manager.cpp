@@ -39,8 +39,15 @@ int VOTSAssetNodeClassifyManager::InsertClassifyType(int nClassifyType, const VO
     param.BackgroundColor = rkBackgroundColor;
     VO_PROCESS_ERROR(S_OK == ::StringCchCopy(param.szClassifyName, LENGTH_OF_CLASSIFYNAME, pszClassifyName));
     VO_PROCESS_ERROR(S_OK == ::StringCchCopy(param.szExtensions, LENGTH_OF_EXTENSIONS, pszExtensions));
+
+    // Room first, then the entry, then the record, which can't fail any more: an allocation that fails leaves the table
+    // as it was.
+    if (m_vecAssetNodeClassifyParam.Count() >= m_vecAssetNodeClassifyParam.Capacity())
+    {
+        VO_PROCESS_ERROR(m_vecAssetNodeClassifyParam.Reserve(m_vecAssetNodeClassifyParam.Count() * 2 + 2));
+    }
+    m_mapClassifyType2ParamIndex.emplace(nClassifyType, m_vecAssetNodeClassifyParam.Count());
     VO_PROCESS_ERROR(m_vecAssetNodeClassifyParam.PushBack(param));
-    m_mapClassifyType2ParamIndex.emplace(nClassifyType, m_vecAssetNodeClassifyParam.Count() - 1);
     nResult = 1;
 
 Exit0:

@@ -21,6 +21,34 @@ inline void VOStepSharedWord(unsigned int& ruWord, int nStep)
     kWord.store(kWord.load(std::memory_order_acquire) + static_cast<unsigned int>(nStep), std::memory_order_release);
 }
 
+// A reader's announcement that it is inside a data section: taken back in any case at the end of the scope.
+class VOReaderAnnouncement
+{
+public:
+    VOReaderAnnouncement() = default;
+    VOReaderAnnouncement(const VOReaderAnnouncement&) = delete;
+    VOReaderAnnouncement& operator=(const VOReaderAnnouncement&) = delete;
+    ~VOReaderAnnouncement() { TakeBack(); }
+
+    void Announce(unsigned int& ruReaderCount)
+    {
+        m_puReaderCount = &ruReaderCount;
+        VOStepSharedWord(ruReaderCount, 1);
+    }
+
+    void TakeBack()
+    {
+        if (m_puReaderCount != nullptr)
+        {
+            VOStepSharedWord(*m_puReaderCount, -1);
+            m_puReaderCount = nullptr;
+        }
+    }
+
+private:
+    unsigned int* m_puReaderCount = nullptr;
+};
+
 // What ::strcmp of the section's start with the version text would say, within the bytes of the field.
 inline bool VOUpdateStateVersionMatches(const void* pvSection)
 {

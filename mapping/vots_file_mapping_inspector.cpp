@@ -1,4 +1,6 @@
 // The life of an inspector: opening, loading, closing, and the error values.
+#include <memory>
+
 #include "diagnostics/check.h"
 #include "mapping/section_view.h"
 #include "mapping/update_state.h"
@@ -170,8 +172,13 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     AssetNodeStateInfo* pStateInfo = nullptr;
     unsigned char* pbImage = nullptr;
     unsigned int uImageSize = 0;
-    bool bReading = false;
+
+    // What a failed load gives back, also when memory runs out in the middle of it, from the last line up: the
+    // announcement, the image with what is attached to it, the section.
     VOSectionView kSection;
+    const auto DropImage = [](VOTSFileMappingInspector* pkInspector) { pkInspector->UnMappingView_AssetNodes(); };
+    std::unique_ptr<VOTSFileMappingInspector, decltype(DropImage)> pkLoading(nullptr, DropImage);
+    VOReaderAnnouncement kReading;
     if (m_pMappingState == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
@@ -191,38 +198,30 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
 
     // From here to the end of reading the publisher sees that somebody is inside the data section.
     eResult = ET_DATA_UNAVAILABLE;
-    bReading = true;
-    VOStepSharedWord(pStateInfo->uReaderCount, 1);
+    pkLoading.reset(this);
+    kReading.Announce(pStateInfo->uReaderCount);
     if (kSection.Open(ASSETNODE_MAPPING_VIEW_STRING(m_eaf), FILE_MAP_READ))
     {
         pbImage = _LoadImage(kSection.pvView, kSection.Size(), uImageSize);
+        m_pAssetNodeAlloc = reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage);
     }
     if (pbImage == nullptr)
     {
         VO_PROCESS_ERROR(FALSE);
     }
     kSection.Close();
-    VOStepSharedWord(pStateInfo->uReaderCount, -1);
-    bReading = false;
+    kReading.TakeBack();
 
     // The count is taken anew: a publisher doesn't move it while a reader is inside.
     m_uUpdateCount = VOSharedWord(pStateInfo->uUpdateCount);
-    m_pAssetNodeAlloc = reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage);
     if (!m_pkAssetNodeContainer->SetAlloc(m_pAssetNodeAlloc, 0, uImageSize))
     {
         VO_PROCESS_ERROR(FALSE);
     }
+    (void)pkLoading.release();
     eResult = ET_NONE;
 
 Exit0:
-    if (bReading)
-    {
-        VOStepSharedWord(pStateInfo->uReaderCount, -1);
-    }
-    if (eResult != ET_NONE)
-    {
-        UnMappingView_AssetNodes();
-    }
     return eResult;
 }
 

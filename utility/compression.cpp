@@ -39,8 +39,9 @@ int VOCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSiz
                            unsigned int uSrcSize)
 {
     int nResult = 0;
+    const unsigned long long ullSource = uSrcSize;
     const unsigned long long ullRoom =
-        uSrcSize + uSrcSize / 16 + 67ull + sizeof(VOCompressedBlockHead) + kVOBlockTailSize;
+        ullSource + ullSource / 16 + 67 + sizeof(VOCompressedBlockHead) + kVOBlockTailSize;
     Block pbBlock;
     Block pbWork;
     lzo_uint uCompressedSize = 0;

@@ -221,7 +221,7 @@ HANDLE CreateFileMappingW(HANDLE hFile, void* pSecurity, DWORD uProtect, DWORD u
         return nullptr;
     }
     // Somebody else may make the object, or remove it, between two of these steps: then they begin again.
-    for (;;)
+    for (int nAttempt = 0; nAttempt < NAME_ATTEMPTS; ++nAttempt)
     {
         HANDLE hSection = OpenByPath(strPath, true);
         if (hSection != nullptr)
@@ -253,6 +253,8 @@ HANDLE CreateFileMappingW(HANDLE hFile, void* pSecurity, DWORD uProtect, DWORD u
             return nullptr;
         }
     }
+    SetLastError(ERROR_GEN_FAILURE);
+    return nullptr;
 }
 
 void* MapViewOfFile(HANDLE hSection, DWORD uAccess, DWORD uOffsetHigh, DWORD uOffsetLow, SIZE_T uLength)

@@ -100,7 +100,7 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
         SetLastError(ErrorFromErrno(errno));
         return Result::Error;
     }
-    for (;;)
+    for (int nAttempt = 0; nAttempt < NAME_ATTEMPTS; ++nAttempt)
     {
         pHolding->descriptor = OpenLockFile(pHolding->strPath);
         const int nDescriptor = pHolding->descriptor.Get();
@@ -119,7 +119,8 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
         }
         if (!IsFileOfThatName(nDescriptor, pHolding->strPath))
         {
-            continue;  // its holder has released it since it was opened here
+            errno = EBUSY;  // its holder has released it since it was opened here
+            continue;
         }
         if (!WriteProcessId(nDescriptor))
         {

@@ -27,7 +27,6 @@ namespace
 // another's name does so by a rename, for which there is no call of the shared memory interface.
 constexpr const char* OBJECT_DIRECTORY = "/dev/shm/";
 constexpr size_t LONGEST_NAME = 255;
-constexpr int LOCK_ATTEMPTS = 100;
 
 std::string EncodePart(std::string_view strBytes)
 {
@@ -258,7 +257,7 @@ bool TemporaryObject::Create(const std::string& strFinalPath, size_t uSize)
 {
     static std::atomic<unsigned> s_uNumber{0};
     m_strFinalPath = strFinalPath;
-    for (int nAttempt = 0; nAttempt < LOCK_ATTEMPTS; ++nAttempt)
+    for (int nAttempt = 0; nAttempt < NAME_ATTEMPTS; ++nAttempt)
     {
         if (CreateLocked(strFinalPath + "~" + std::to_string(getpid()) + "-" + std::to_string(++s_uNumber)))
         {

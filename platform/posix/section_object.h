@@ -21,6 +21,9 @@
 
 #include "vo_types.h"
 
+// How often a step is made again because another process came between. Two of them that go on like this are out to.
+constexpr int NAME_ATTEMPTS = 100;
+
 // Closes a descriptor at the end of its life.
 class Descriptor
 {

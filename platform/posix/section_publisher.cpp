@@ -108,29 +108,30 @@ bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
         return false;
     }
     RemoveStaleObjects(strPath);
-    // The name may come and go between the two attempts: then they are made again.
-    for (;;)
+    // The name may come and go between the two steps: then they are made again.
+    bool bHeld = false;
+    bool bAgain = true;
+    std::unique_ptr<Holding> pHolding;
+    for (int nAttempt = 0; bAgain && nAttempt < NAME_ATTEMPTS; ++nAttempt)
     {
         bool bReplace = false;
-        auto pHolding = std::make_unique<Holding>();
+        pHolding = std::make_unique<Holding>();
         pHolding->strPath = strPath;
-        bool bHeld = TakeOver(*pHolding, uSize, &bReplace);
+        bHeld = TakeOver(*pHolding, uSize, &bReplace);
+        bAgain = false;
         if (!bHeld && (bReplace || errno == ENOENT))
         {
             bHeld = Build(*pHolding, uSize, nullptr, bReplace);
-            if (!bHeld && !bReplace && errno == EEXIST)
-            {
-                continue;
-            }
+            bAgain = !bHeld && !bReplace && errno == EEXIST;
         }
-        if (!bHeld)
-        {
-            SetLastError(ErrorFromErrno(errno));
-            return false;
-        }
-        m_pHolding = std::move(pHolding);
-        return true;
     }
+    if (!bHeld)
+    {
+        SetLastError(bAgain ? ERROR_GEN_FAILURE : ErrorFromErrno(errno));
+        return false;
+    }
+    m_pHolding = std::move(pHolding);
+    return true;
 }
 
 bool VOPublishedSection::Existed() const

@@ -53,6 +53,19 @@ TEST(ContainerFaults, AnImageThatCannotBeMadeLeavesTheContainersAnswersAsTheyWer
                       }));
 }
 
+TEST(ContainerFaults, AContainerThatCannotBeMadeLeavesNothingBehind)
+{
+    for (const LUMTrayService::enumAssetRole eRole : {AR_Provider, AR_Customer})
+    {
+        EXPECT_LE(3u, votest::FailEachAllocation<Held>(
+                          [](Held&) {},
+                          [eRole](Held& rkHeld)
+                          { rkHeld.pkContainer = std::make_unique<VOTSAssetNodeContainer>(eRole, VOTEXT("C:/Root")); },
+                          [](Held& rkHeld) { EXPECT_EQ(nullptr, rkHeld.pkContainer); }))
+            << "the container and its parts";
+    }
+}
+
 TEST(ContainerFaults, ARequestThatFailsMakesNoNodeAndSucceedsTheNextTime)
 {
     EXPECT_LE(1u, FailEach(

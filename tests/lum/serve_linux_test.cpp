@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <random>
 #include <thread>
 
@@ -151,6 +152,63 @@ TEST(LumKilled, AReaderCountThatADeadReaderLeftDoesntStopTheNextOneAndStays)
     EXPECT_EQ(LumJson({"image", "--state"})["sources"][0]["readers"], 3);
     EXPECT_EQ(kNext.Stop(), 0);
     EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 1);
+}
+
+// A publisher that doesn't wait publishes in a small part of the time for which this one is watched.
+TEST(LumKilled, TheNextOneChangesNothingWhileAReaderIsInside)
+{
+    constexpr std::chrono::milliseconds kWatched(1500);
+    TemporaryFolder kFolder;
+    kFolder.Write("a.txt", "1");
+    ServeAndKill({"--source", kFolder.Name()});
+    StateSection kState;
+    ASSERT_TRUE(kState.IsOpen());
+    std::atomic_ref<unsigned> kReaders(kState.Record(AF_SOURCE).uReaderCount);
+    std::atomic_ref<unsigned> kCount(kState.Record(AF_SOURCE).uUpdateCount);
+    kReaders.store(1);
+    const auto tEnd = std::chrono::steady_clock::now() + kWatched;
+    LumProcess kNext({"serve", "--once", "--source", kFolder.Name()});
+    while (std::chrono::steady_clock::now() < tEnd)
+    {
+        const unsigned uCount = kCount.load();
+        const bool bInTime = std::chrono::steady_clock::now() < tEnd;
+        ASSERT_TRUE(uCount == 1 || !bInTime);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    kReaders.store(0);
+    while (kNext.IsRunning() && !Contains(kNext.Out(), "serving"))
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_EQ(kCount.load(), 2u);
+    EXPECT_EQ(kReaders.load(), 0u);
+    EXPECT_TRUE(kNext.RequestStop());
+    EXPECT_EQ(kNext.Wait(), 0);
+}
+
+TEST(LumKilled, WhoeverSeesTheNewCountSeesTheNewData)
+{
+    TemporaryFolder kFolder;
+    ServeAndKill({"--source", kFolder.Name()});
+    VOTSFileMappingInspector kInspector(AF_SOURCE);
+    ASSERT_EQ(kInspector.OpenMappingState(), Inspector::ET_NONE);
+    ASSERT_EQ(kInspector.OpenMappingData(), Inspector::ET_NONE);
+    for (unsigned i = 0; i < 25; ++i)
+    {
+        const std::string strName = "file" + std::to_string(i);
+        kFolder.Write(strName, "1");
+        LumProcess kNext({"serve", "--once", "--source", kFolder.Name()});
+        while (kNext.IsRunning() && kInspector.LastErrorType() == Inspector::ET_NONE)
+        {
+        }
+        ASSERT_EQ(kInspector.OpenMappingData(), Inspector::ET_NONE);
+        structAssetNode kNode;
+        EXPECT_EQ(kInspector.GetAssetNode(VOWString(strName.begin(), strName.end()).c_str(), kNode), 1) << strName;
+        kNext.Kill();
+    }
+    kInspector.CloseMapping();
+    LumServe kLast({"--source", kFolder.Name()});
+    EXPECT_EQ(kLast.Stop(), 0);
 }
 
 TEST(LumKilled, AStateSectionOfAnotherVersionIsMadeAnew)

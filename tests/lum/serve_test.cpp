@@ -1,4 +1,6 @@
 // The publisher's life: one at a time, whole or not at all, and gone at the end.
+#include <thread>
+
 #include "platform/vo_platform.h"
 #include "tests/lum/lum_test_support.h"
 #include "vots_file_mapping.h"
@@ -31,7 +33,8 @@ bool NothingIsPublished()
 
 json StateOf(const char* pszSource)
 {
-    for (const json& kSource : LumJson({"image", "--state"})["sources"])
+    const json kState = LumJson({"image", "--state"});
+    for (const json& kSource : kState["sources"])
     {
         if (kSource["from"] == pszSource)
         {
@@ -62,6 +65,7 @@ TEST(LumServing, WithoutOnceItSaysThatItDoesntFollowChanges)
     LumProcess kServe({"serve", "--source", kFolder.Name()});
     while (kServe.IsRunning() && !Contains(kServe.Err(), "aren't followed"))
     {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     EXPECT_TRUE(kServe.IsRunning());
     EXPECT_TRUE(Contains(kServe.Out(), "serving 1 node"));

@@ -65,6 +65,12 @@ public:
                                     "\xf0\x9f\x9a\xa2.fbx",
                                     "\xef\xa3\xbfmark",
                                     "\xee\x81\x81private",
+                                    "Ax",
+                                    "ax",
+                                    "\xef\xa3\xbf"
+                                    "ax",
+                                    "\xef\xa3\xbf"
+                                    "AX",
                                     "xt_MARK.h",
                                     "xt_mark.h",
                                     "XT_MARK.h",

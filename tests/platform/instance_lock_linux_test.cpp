@@ -34,7 +34,7 @@ TEST(InstanceLockFile, GoesWithTheLock)
 TEST(InstanceLockFile, ThatWasLeftBehindIsNoLock)
 {
     const SectionName name("leftlock");
-    std::ofstream(LockPath(name)) << "1";
+    std::ofstream(LockPath(name)) << "999999999999";
     chmod(LockPath(name).c_str(), S_IRUSR | S_IWUSR);
     VOInstanceLock lock;
     EXPECT_EQ(LockResult::Acquired, lock.TryAcquire(name.Get()));

@@ -349,6 +349,7 @@ TEST(SectionLeaks, OfForgottenHandlesAndViewsCostNeitherDescriptorsNorAddressSpa
         const HANDLE hForgotten = OpenFileMappingW(FILE_MAP_WRITE, FALSE, name.Get());
         vecForgotten.emplace_back(hForgotten, MapViewOfFile(hForgotten, FILE_MAP_WRITE, 0, 0, 0));
         ASSERT_NE(nullptr, vecForgotten.back().second);
+        ASSERT_EQ(vecForgotten.front(), vecForgotten.back());
     }
     EXPECT_LE(CountDescriptors(), uDescriptors);
     EXPECT_EQ(1u, MappingsOf(ObjectPath(name.Ascii())).size());
@@ -360,6 +361,21 @@ TEST(SectionLeaks, OfForgottenHandlesAndViewsCostNeitherDescriptorsNorAddressSpa
         ASSERT_TRUE(CloseHandle(hForgotten));
     }
     EXPECT_TRUE(MappingsOf(ObjectPath(name.Ascii())).empty());
+}
+
+TEST(SectionLeaks, OfDescriptorsEndWhenTheSectionIsMapped)
+{
+    const SectionName name("mapped");
+    const size_t uDescriptors = CountDescriptors();
+    const HANDLE hSection = Create(name, 4096);
+    EXPECT_EQ(uDescriptors + 1, CountDescriptors());
+    void* const pView = MapViewOfFile(hSection, FILE_MAP_WRITE, 0, 0, 0);
+    EXPECT_EQ(uDescriptors, CountDescriptors());
+    // Without a descriptor it can still be mapped again.
+    UnmapViewOfFile(pView);
+    EXPECT_EQ(pView, MapViewOfFile(hSection, FILE_MAP_WRITE, 0, 0, 0));
+    UnmapViewOfFile(pView);
+    CloseHandle(hSection);
 }
 
 TEST(SectionLeaks, LeaveNothingWhenAllIsClosed)

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <set>
 
 #include "image/node_check.h"
 #include "image/string_check.h"
@@ -36,6 +36,7 @@ VOWString FieldText(ByteView kField, const char* pszWhat, Findings* pkFindings)
 std::vector<TypeReport> TypesOf(const ImageLayout& kLayout, Findings* pkFindings)
 {
     std::vector<TypeReport> vecTypes;
+    std::set<int32_t> setNumbers;
     for (uint32_t i = 0; i < kLayout.kTypes.uCount; ++i)
     {
         const ByteView kRecord = kLayout.kTypes.At(i);
@@ -49,9 +50,7 @@ std::vector<TypeReport> TypesOf(const ImageLayout& kLayout, Findings* pkFindings
             "list of extensions", pkFindings);
         kType.uTypeColor = kRecord.Word(offsetof(structAssetNodeClassifyParam, TypeColor));
         kType.uBackgroundColor = kRecord.Word(offsetof(structAssetNodeClassifyParam, BackgroundColor));
-        const auto itSame = std::find_if(vecTypes.begin(), vecTypes.end(),
-                                         [&](const TypeReport& kOther) { return kOther.nNumber == kType.nNumber; });
-        if (itSame != vecTypes.end())
+        if (!setNumbers.insert(kType.nNumber).second)
         {
             pkFindings->Add(kRecord.Offset(), fmt::format("a second type with the number {}", kType.nNumber));
         }

@@ -67,7 +67,9 @@ class ReaderMark
 public:
     explicit ReaderMark(enumAssetFrom eaf) : m_kState(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE)
     {
-        if (m_kState.Size() >= sizeof(AssetNodeUpdateState))
+        if (m_kState.Size() >= sizeof(AssetNodeUpdateState) &&
+            memcmp(m_kState.Data(), FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION,
+                   sizeof(AssetNodeUpdateState::szVersion)) == 0)
         {
             m_puReaders = &reinterpret_cast<AssetNodeUpdateState*>(m_kState.Data())->arrStateInfo[eaf].uReaderCount;
             std::atomic_ref<unsigned>(*m_puReaders).fetch_add(1);

@@ -68,7 +68,8 @@ bool Compress(VOTSAssetNodeContainer::ContainerAlloc* pkImage, std::vector<unsig
     unsigned char* pbBlock = nullptr;
     unsigned uSize = 0;
     const unsigned uImageSize = pkImage->uDataBufSize + static_cast<unsigned>(sizeof(*pkImage));
-    if (VOCompressBuffer_lzo1x(&pbBlock, &uSize, reinterpret_cast<unsigned char*>(pkImage), uImageSize) == 0)
+    if (uImageSize < pkImage->uDataBufSize ||
+        VOCompressBuffer_lzo1x(&pbBlock, &uSize, reinterpret_cast<unsigned char*>(pkImage), uImageSize) == 0)
     {
         return false;
     }
