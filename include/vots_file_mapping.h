@@ -6,6 +6,7 @@
 // end Release. Nothing is pushed: a tool that doesn't ask doesn't learn of a change.
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <vector>
 
@@ -135,13 +136,14 @@ private:
     AssetNodeStateInfo* _StateInfo() const;
     static unsigned char* _LoadImage(const void* pvBlock, size_t uBlockSize, unsigned int& ruSize);
 
+    // The error state is read without the lock, also beside a reload: hence the atomic members.
     LUMTrayService::enumAssetFrom m_eaf;
-    LUMTrayService::Inspector::SyncMode m_eSyncMode;
-    VOTSAssetNodeContainer* m_pkAssetNodeContainer;             // owned, of role AR_Customer
-    AssetNodeUpdateState* m_pMappingState;                      // shared with all processes
-    VOTSAssetNodeContainer::ContainerAlloc* m_pAssetNodeAlloc;  // owned; the decompressed image
-    void* m_hMappingState;
-    unsigned int m_uUpdateCount;  // taken at the last load; 0 without an image
+    std::atomic<LUMTrayService::Inspector::SyncMode> m_eSyncMode;
+    VOTSAssetNodeContainer* m_pkAssetNodeContainer;                          // owned, of role AR_Customer
+    std::atomic<AssetNodeUpdateState*> m_pMappingState;                      // shared with all processes
+    std::atomic<VOTSAssetNodeContainer::ContainerAlloc*> m_pAssetNodeAlloc;  // owned; the decompressed image
+    std::atomic<void*> m_hMappingState;
+    std::atomic<unsigned int> m_uUpdateCount;  // taken at the last load; 0 without an image
     std::mutex m_InspectorLock;
 };
 

@@ -103,8 +103,9 @@ ErrorType VOTSFileMappingInspector::LastErrorTypeASync() const
 // The record of this source in the section; an empty pointer for what is no source at all.
 AssetNodeStateInfo* VOTSFileMappingInspector::_StateInfo() const
 {
-    return static_cast<unsigned int>(m_eaf) < LUMTrayService::ASSETTYPE_COUNT ? &m_pMappingState->arrStateInfo[m_eaf]
-                                                                              : nullptr;
+    return static_cast<unsigned int>(m_eaf) < LUMTrayService::ASSETTYPE_COUNT
+               ? &m_pMappingState.load()->arrStateInfo[m_eaf]
+               : nullptr;
 }
 
 ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
@@ -128,7 +129,9 @@ ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
         return ET_STATE_UNAVAILABLE;
     }
     void* pvView = nullptr;
-    kSection.Detach(pvView, m_hMappingState);
+    HANDLE hMappingState = nullptr;
+    kSection.Detach(pvView, hMappingState);
+    m_hMappingState = hMappingState;
     m_pMappingState = static_cast<AssetNodeUpdateState*>(pvView);
     return ET_NONE;
 }
@@ -231,8 +234,7 @@ int VOTSFileMappingInspector::UnMappingView_AssetNodes()
     {
         VO_CHECK_ERROR(m_pkAssetNodeContainer->CleanUp());
     }
-    free(m_pAssetNodeAlloc);
-    m_pAssetNodeAlloc = nullptr;
+    free(m_pAssetNodeAlloc.exchange(nullptr));
     m_uUpdateCount = 0;
     return 1;
 }

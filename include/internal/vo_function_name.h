@@ -16,19 +16,37 @@ struct VOFunctionNameText
 template <std::size_t N>
 constexpr VOFunctionNameText<N> VOFunctionName(const char (&szPretty)[N])
 {
-    // The name ends at the first parenthesis outside template brackets, and begins behind the last separator
-    // before it.
+    // The name ends at the first parenthesis outside template brackets, and begins behind the last separator before
+    // it. "(anonymous namespace)::", as one compiler writes it, isn't part of the name.
+    constexpr char szAnonymous[] = "(anonymous namespace)::";
+    constexpr std::size_t uAnonymous = sizeof(szAnonymous) - 1;
+    std::size_t uFirst = 0;
     std::size_t uEnd = 0;
     int nDepth = 0;
-    while (szPretty[uEnd] != 0 && !(szPretty[uEnd] == '(' && nDepth == 0))
+    while (szPretty[uEnd] != 0)
     {
+        if (szPretty[uEnd] == '(' && nDepth == 0)
+        {
+            std::size_t uSame = 0;
+            while (uSame < uAnonymous && szPretty[uEnd + uSame] == szAnonymous[uSame])
+            {
+                ++uSame;
+            }
+            if (uSame < uAnonymous)
+            {
+                break;
+            }
+            uEnd += uAnonymous;
+            uFirst = uEnd;
+            continue;
+        }
         nDepth += szPretty[uEnd] == '<' ? 1 : szPretty[uEnd] == '>' ? -1 : 0;
         ++uEnd;
     }
 
     std::size_t uBegin = uEnd;
     nDepth = 0;
-    while (uBegin > 0)
+    while (uBegin > uFirst)
     {
         const char ch = szPretty[uBegin - 1];
         if (nDepth == 0 && (ch == ' ' || ch == '*' || ch == '&'))
