@@ -280,10 +280,11 @@ int VOTSNumberContainer::SetAlloc(NumberAlloc* pAlloc, int bCopy, unsigned long 
     int nResult = 0;
     NumberAlloc kHead = {};
     unsigned long long uDataBufSize = 0;
-    unsigned char* pbData = reinterpret_cast<unsigned char*>(pAlloc) + kNumberDataOffset;
+    unsigned char* pbData = nullptr;
     VO_PROCESS_ERROR(pAlloc);
     VO_PROCESS_ERROR(sizeof(NumberAlloc) <= ullLimit);
 
+    pbData = reinterpret_cast<unsigned char*>(pAlloc) + kNumberDataOffset;
     kHead = VOLoad<NumberAlloc>(pAlloc);
     uDataBufSize = static_cast<unsigned long long>(kHead.uNumberCount) * kNumberSize;
     VO_PROCESS_ERROR_AS("uDataBufSize == pAlloc->uDataBufSize", uDataBufSize == kHead.uDataBufSize);
