@@ -3,6 +3,8 @@
 //   string pool | nodes | child lists | key table | classify table
 //
 // docs/wire-formats.md has every byte.
+#include <memory>
+
 #include "assetindex/text_access.h"
 #include "containers/vots_number_container.h"
 #include "vo_utility.h"
@@ -23,7 +25,7 @@ struct VOTSAssetNodeContainer::ImageBlocks
 VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
 {
     ContainerAlloc* pResult = nullptr;
-    unsigned char* pbAlloc = nullptr;
+    std::unique_ptr<unsigned char, decltype(&free)> pbAlloc(nullptr, &free);
     unsigned char* pbBlock = nullptr;
     ContainerAlloc kHead = {};
     unsigned long long uMemoryBufSize = 0;
@@ -51,14 +53,10 @@ VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
     kHead.hStrRootName = m_hStrRootName;
     kHead.uDataBufSize = static_cast<unsigned int>(uMemoryBufSize - sizeof(ContainerAlloc));
 
-    pbAlloc = static_cast<unsigned char*>(VOAllocateImage(uMemoryBufSize));
-    memcpy(pbAlloc, &kHead, offsetof(ContainerAlloc, abData));
-    pbBlock = pbAlloc + offsetof(ContainerAlloc, abData);
-    if (!m_pkStringSet->WriteAlloc(pbBlock))
-    {
-        free(pbAlloc);
-        VO_PROCESS_ERROR_AS("pStringAlloc", false);
-    }
+    pbAlloc.reset(static_cast<unsigned char*>(VOAllocateImage(uMemoryBufSize)));
+    memcpy(pbAlloc.get(), &kHead, offsetof(ContainerAlloc, abData));
+    pbBlock = pbAlloc.get() + offsetof(ContainerAlloc, abData);
+    VO_PROCESS_ERROR_AS("pStringAlloc", m_pkStringSet->WriteAlloc(pbBlock));
     pbBlock += kHead.uStringPoolBufSize;
     m_vecAssetNode.WriteAlloc(pbBlock);
     pbBlock += kHead.uAssetNodeBufSize;
@@ -74,11 +72,7 @@ VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
                 kVisit(hStringParam, uAssetID);
             }
         };
-        if (!KeyTable::WriteAllocOfMap(pbBlock, vecEntry.size(), WalkEntries))
-        {
-            free(pbAlloc);
-            VO_PROCESS_ERROR_AS("pAssetMapTableAlloc", false);
-        }
+        VO_PROCESS_ERROR_AS("pAssetMapTableAlloc", KeyTable::WriteAllocOfMap(pbBlock, vecEntry.size(), WalkEntries));
     }
     else
     {
@@ -86,7 +80,7 @@ VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
     }
     pbBlock += kHead.uAssetNodeMapTableBufSize;
     m_pkClassifyMgr->WriteAlloc(pbBlock);
-    pResult = reinterpret_cast<ContainerAlloc*>(pbAlloc);
+    pResult = reinterpret_cast<ContainerAlloc*>(pbAlloc.release());
 
 Exit0:
     return pResult;

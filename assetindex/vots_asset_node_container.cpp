@@ -2,6 +2,8 @@
 // own.
 #include "vots_asset_node_container.h"
 
+#include <memory>
+
 #include "assetindex/path_functions.h"
 #include "assetindex/text_access.h"
 #include "containers/vots_number_container.h"
@@ -23,15 +25,20 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(LUMTrayService::enumAssetRole eAs
       m_hStrRootPath(INVALID_HANDLE_VALUE),
       m_tszRootName(),
       m_hStrRootName(INVALID_HANDLE_VALUE),
-      m_pkAssetIndexContainer(new VOTSNumberContainer),
-      m_pkClassifyMgr(new VOTSAssetNodeClassifyManager)
+      m_pkAssetIndexContainer(nullptr),
+      m_pkClassifyMgr(nullptr)
 {
+    // Handed over when all are made, so that a failed allocation loses none.
+    auto pkAssetIndexContainer = std::make_unique<VOTSNumberContainer>();
+    auto pkClassifyMgr = std::make_unique<VOTSAssetNodeClassifyManager>();
     if (eAssetRole == LUMTrayService::AR_Provider || eAssetRole == LUMTrayService::AR_Customer)
     {
         m_pkStringSet = new VOStringHashSet(
             eAssetRole == LUMTrayService::AR_Provider ? VOStringHashSet::SHR_Provider : VOStringHashSet::SHR_Customer,
             VOStringHashSet::SHM_HashAndString);
     }
+    m_pkAssetIndexContainer = pkAssetIndexContainer.release();
+    m_pkClassifyMgr = pkClassifyMgr.release();
     VO_PROCESS_ERROR(m_pkStringSet);
     _SetRootPath(pszRootPath);
     _SetRootName(pszRootName);
@@ -50,19 +57,25 @@ VOTSAssetNodeContainer::~VOTSAssetNodeContainer()
 // A copy has parts of its own; the copy of a view is a view of the same image.
 VOTSAssetNodeContainer::VOTSAssetNodeContainer(const VOTSAssetNodeContainer& rkOther)
     : m_eAssetRole(rkOther.m_eAssetRole),
-      m_pkStringSet(rkOther.m_pkStringSet != nullptr ? new VOStringHashSet(*rkOther.m_pkStringSet) : nullptr),
+      m_pkStringSet(nullptr),
       m_tszRootPath(),
       m_hStrRootPath(rkOther.m_hStrRootPath),
       m_tszRootName(),
       m_hStrRootName(rkOther.m_hStrRootName),
       m_vecAssetNode(rkOther.m_vecAssetNode),
-      m_pkAssetIndexContainer(new VOTSNumberContainer(*rkOther.m_pkAssetIndexContainer)),
-      m_pkClassifyMgr(new VOTSAssetNodeClassifyManager(*rkOther.m_pkClassifyMgr)),
+      m_pkAssetIndexContainer(nullptr),
+      m_pkClassifyMgr(nullptr),
       m_mapStringHandle2ParamIndex(rkOther.m_mapStringHandle2ParamIndex),
       m_mapTableStringHandle2ParamIndex(rkOther.m_mapTableStringHandle2ParamIndex)
 {
     memcpy(m_tszRootPath, rkOther.m_tszRootPath, sizeof(m_tszRootPath));
     memcpy(m_tszRootName, rkOther.m_tszRootName, sizeof(m_tszRootName));
+
+    auto pkAssetIndexContainer = std::make_unique<VOTSNumberContainer>(*rkOther.m_pkAssetIndexContainer);
+    auto pkClassifyMgr = std::make_unique<VOTSAssetNodeClassifyManager>(*rkOther.m_pkClassifyMgr);
+    m_pkStringSet = rkOther.m_pkStringSet != nullptr ? new VOStringHashSet(*rkOther.m_pkStringSet) : nullptr;
+    m_pkAssetIndexContainer = pkAssetIndexContainer.release();
+    m_pkClassifyMgr = pkClassifyMgr.release();
 }
 
 VOTSAssetNodeContainer& VOTSAssetNodeContainer::operator=(const VOTSAssetNodeContainer& rkOther)

@@ -1,6 +1,8 @@
 // The operations of a set that don't depend on its role, and the role table.
 #include "vo_string_hash_set.h"
 
+#include <memory>
+
 #include "diagnostics/check.h"
 
 namespace
@@ -11,8 +13,10 @@ constexpr unsigned int kNoRecord = 0xFFFFFFFFu;
 }  // namespace
 
 VOStringHashSet::VOStringHashSet(StringHashRole eRole, StringHashMode eMode)
-    : m_eHashMode(eMode), m_eHashRole(eRole), m_pkStringPool(new VOStringContainer), m_uLastFound(kNoRecord)
+    : m_eHashMode(eMode), m_eHashRole(eRole), m_pkStringPool(nullptr), m_uLastFound(kNoRecord)
 {
+    // Made last: what the constructor owns by a plain pointer can't be lost to a failed allocation.
+    m_pkStringPool = new VOStringContainer;
     _SetRole(eRole);
 }
 
@@ -28,7 +32,7 @@ VOStringHashSet::VOStringHashSet(const VOStringHashSet& rkOther)
       m_eHashMode(rkOther.m_eHashMode),
       m_eHashRole(rkOther.m_eHashRole),
       m_vecHashStringParam(rkOther.m_vecHashStringParam),
-      m_pkStringPool(new VOStringContainer(*rkOther.m_pkStringPool)),
+      m_pkStringPool(nullptr),
       m_kStringHash(rkOther.m_kStringHash),
       m_mapHashString(rkOther.m_mapHashString),
       m_mapHashConflict(rkOther.m_mapHashConflict),
@@ -36,6 +40,7 @@ VOStringHashSet::VOStringHashSet(const VOStringHashSet& rkOther)
       m_mapTableHashConflict(rkOther.m_mapTableHashConflict),
       m_uLastFound(rkOther.m_uLastFound)
 {
+    m_pkStringPool = new VOStringContainer(*rkOther.m_pkStringPool);
 }
 
 VOStringHashSet& VOStringHashSet::operator=(const VOStringHashSet& rkOther)
@@ -254,13 +259,9 @@ VOStringHashSet::StringHashSetAlloc* VOStringHashSet::GetAlloc() const
     {
         return nullptr;
     }
-    unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
-    if (!WriteAlloc(pbAlloc))
-    {
-        free(pbAlloc);
-        return nullptr;
-    }
-    return reinterpret_cast<StringHashSetAlloc*>(pbAlloc);
+    std::unique_ptr<unsigned char, decltype(&free)> pbAlloc(static_cast<unsigned char*>(VOAllocateImage(AllocSize())),
+                                                            &free);
+    return WriteAlloc(pbAlloc.get()) ? reinterpret_cast<StringHashSetAlloc*>(pbAlloc.release()) : nullptr;
 }
 
 // What both roles do with an image, up to the tables: check it whole, clean up, take the records and the pool.

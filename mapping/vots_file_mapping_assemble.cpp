@@ -1,3 +1,5 @@
+#include <memory>
+
 #include "diagnostics/check.h"
 #include "mapping/section_view.h"
 #include "mapping/update_state.h"
@@ -21,7 +23,15 @@ VOTSFileMappingAssemble* VOTSFileMappingAssemble::Instance()
         VO_CHECK_ERROR(NULL == ms_pkInstance);
         ms_pkInstance = new VOTSFileMappingAssemble;
         // Without a publisher the object has no inspectors, and is sound all the same.
-        ms_pkInstance->_SetupInspector();
+        const auto Discard = [](VOTSFileMappingAssemble* pkInstance)
+        {
+            pkInstance->_CloseInspector();
+            delete pkInstance;
+            ms_pkInstance = nullptr;
+        };
+        std::unique_ptr<VOTSFileMappingAssemble, decltype(Discard)> pkNew(ms_pkInstance, Discard);
+        pkNew->_SetupInspector();
+        (void)pkNew.release();
     }
     ++ms_nRefCountOfInstance;
     return ms_pkInstance;
