@@ -7,7 +7,6 @@
 
 #include "assetindex/text_access.h"
 #include "containers/vots_number_container.h"
-#include "vo_utility.h"
 #include "vots_asset_node_classify_manager.h"
 #include "vots_asset_node_container.h"
 
@@ -211,17 +210,23 @@ int VOTSAssetNodeContainer::ReConstructContainer(VOTSAssetNodeContainer* pkToCon
 {
     int nResult = 0;
     VOTSAssetNodeClassifyManager::ContainerAlloc* pAlloc = nullptr;
-    VOWString kRootPath;
-    VOWString kRootName;
+    VOWCHAR szRootPath[MAX_PATH] = {};
+    VOWCHAR szRootName[MAX_PATH] = {};
     VO_PROCESS_ERROR(pkToContainer);
 
     // Taken first: the target may be this container.
-    kRootPath = VOTextOf(GetRootPath());
-    kRootName = VOTextOf(GetRootName());
+    if (GetRootPath() != nullptr)
+    {
+        lstrcpynW(szRootPath, GetRootPath(), MAX_PATH);
+    }
+    if (GetRootName() != nullptr)
+    {
+        lstrcpynW(szRootName, GetRootName(), MAX_PATH);
+    }
     pAlloc = m_pkClassifyMgr->GetAlloc();
     VO_PROCESS_ERROR(pkToContainer->CleanUp());
-    pkToContainer->_SetRootPath(kRootPath.c_str());
-    pkToContainer->_SetRootName(kRootName.c_str());
+    pkToContainer->_SetRootPath(szRootPath);
+    pkToContainer->_SetRootName(szRootName);
     nResult = pkToContainer->m_pkClassifyMgr->SetAlloc(pAlloc, 1);
 
 Exit0:
