@@ -103,8 +103,12 @@ bool VOStringHashSet::_IsLastFound(const VOWCHAR* pszString) const
     {
         return false;
     }
+    // Unit by unit: the system's comparison may take different texts for equal, as a language does.
     const VOWCHAR* pszText = GetString(reinterpret_cast<void*>(static_cast<uintptr_t>(m_uLastFound)));
-    return pszText != nullptr && StrCmpW(pszText, pszString) == 0;
+    const int nLength = lstrlenW(pszString);
+    return pszText != nullptr && lstrlenW(pszText) == nLength &&
+           memcmp(static_cast<const void*>(pszText), static_cast<const void*>(pszString),
+                  static_cast<size_t>(nLength) * sizeof(VOWCHAR)) == 0;
 }
 
 void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
