@@ -17,7 +17,7 @@ DiskEntry EntryOf(const std::string& strPath, const std::string& strName)
     kEntry.bFolder = S_ISDIR(kStat.stx_mode);
     kEntry.ullSize = kEntry.bFolder ? 0 : kStat.stx_size;
     kEntry.nWritten = kStat.stx_mtime.tv_sec;
-    kEntry.nAccessed = kStat.stx_atime.tv_sec;
+    kEntry.nAccessed = S_ISDIR(kStat.stx_mode) ? 0 : kStat.stx_atime.tv_sec;
     kEntry.nCreated = (kStat.stx_mask & STATX_BTIME) != 0 ? kStat.stx_btime.tv_sec : kStat.stx_mtime.tv_sec;
     kEntry.uAttributes = 0x10 | ((kStat.stx_mode & S_IWUSR) != 0 ? 0x04 : 0x01) | (strName[0] == '.' ? 0x08 : 0);
     return kEntry;
@@ -53,7 +53,8 @@ void AddNode(const nlohmann::json& kNode, DiskTree* pmapTree)
     kEntry.bFolder = kNode["folder"];
     kEntry.ullSize = kNode["size"];
     kEntry.nWritten = kNode["written"];
-    kEntry.nAccessed = kNode["accessed"];
+    // Listing a folder is an access to it, so a folder's time of access moves with every walk.
+    kEntry.nAccessed = kEntry.bFolder ? 0 : static_cast<int64_t>(kNode["accessed"]);
     kEntry.nCreated = kNode["created"];
     kEntry.uAttributes = kNode["attributes"];
     const std::string strPath = BytesOfWrittenForm(kNode["path"]);
