@@ -293,24 +293,6 @@ TEST(LumKilled, AReaderAtAnyMomentOfItLeavesThePublisherAlone)
     EXPECT_EQ(kServe.Stop(), 0);
 }
 
-TEST(LumStopped, DuringAScanItPublishesNothing)
-{
-    if (!std::filesystem::is_directory("/usr"))
-    {
-        GTEST_SKIP();
-    }
-    LumProcess kServe({"serve", "--once", "--source", "/usr", "--target", "/usr", "--merge-source", "/usr"});
-    // Once it holds the lock, it scans.
-    while (kServe.IsRunning() && RunLum({"demo", "/nowhere"}).strErr.find("another publisher") == std::string::npos)
-    {
-    }
-    EXPECT_TRUE(kServe.RequestStop());
-    EXPECT_EQ(kServe.Wait(), 2);
-    EXPECT_EQ(kServe.Out(), "");
-    EXPECT_TRUE(Contains(kServe.Err(), "stopped before")) << kServe.Err();
-    EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 1);
-}
-
 TEST(LumStopped, EitherSignalWithdrawsEverything)
 {
     TemporaryFolder kFolder;
