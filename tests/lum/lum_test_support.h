@@ -102,6 +102,12 @@ std::string SmallImage();
 uint32_t WordAt(const std::string& strBytes, size_t uAt);
 void SetWord(std::string* pstrBytes, size_t uAt, uint32_t uValue);
 
+// A path as the index has it, with "/" on every system.
+inline std::string Forward(const std::string& strPath)
+{
+    return std::filesystem::path(strPath).generic_string();
+}
+
 // True when the text holds what is looked for.
 inline bool Contains(const std::string& strText, std::string_view strWanted)
 {

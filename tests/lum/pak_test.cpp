@@ -69,7 +69,7 @@ TEST_F(LumPak, AttributesOfATarAreThoseOfItsEntries)
     EXPECT_EQ(kShip["written"], 1111111111);
     EXPECT_EQ(kShip["attributes"], 0x01);
     EXPECT_EQ(kShip["type_name"], "model");
-    EXPECT_EQ(kShip["absolute"], m_strArchive + "/models/ship.fbx");
+    EXPECT_EQ(kShip["absolute"], Forward(m_strArchive) + "/models/ship.fbx");
     EXPECT_EQ(Stat("textures/deep/hull.png")["attributes"], 0x04);
     EXPECT_EQ(Stat("models")["written"], 900000000);
     EXPECT_EQ(Stat("textures")["written"], 0);

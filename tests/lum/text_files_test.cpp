@@ -63,7 +63,7 @@ TEST(LumPathList, NodesOfAListHaveNoAttributesButATypeAndAPlace)
     EXPECT_EQ(kNode["attributes"], 0);
     EXPECT_EQ(kNode["written"], 0);
     EXPECT_EQ(kNode["type_name"], "model");
-    EXPECT_EQ(kNode["absolute"], strList + "/models/ship.fbx");
+    EXPECT_EQ(kNode["absolute"], Forward(strList) + "/models/ship.fbx");
 }
 
 TEST(LumPathList, APathThatComesTwiceIsOneNode)

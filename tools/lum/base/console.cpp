@@ -46,6 +46,8 @@ void Complain(std::string_view strText)
     fflush(stdout);
     const std::string strLine = fmt::format("lum: {}\n", strText);
     fwrite(strLine.data(), 1, strLine.size(), stderr);
+    // Not every runtime leaves this stream without a buffer.
+    fflush(stderr);
 }
 
 Progress::Progress(std::string strWhat)

@@ -100,7 +100,8 @@ void AddEntry(archive_entry* pEntry, PathTree* pkTree, std::vector<NotIndexed>* 
     const std::optional<VOWString> strPath = strRaw ? CleanPath(*strRaw) : std::nullopt;
     if (!strPath)
     {
-        pvecNotIndexed->push_back({strRaw.value_or(VOTEXT("?")), "its path leads out of the archive"});
+        pvecNotIndexed->push_back(
+            {strRaw.value_or(VOTEXT("?")), strRaw ? "its path leads out of the archive" : "its name can't be read"});
         return;
     }
     switch (pkTree->Add(*strPath, EntryOf(pEntry)))
@@ -127,6 +128,12 @@ bool ReadArchive(const VOWString& strPath, PathTree* pkTree, std::vector<NotInde
     const ArchivePointer pArchive(archive_read_new());
     archive_read_support_filter_all(pArchive.get());
     SupportFormats(pArchive.get());
+    if constexpr (std::is_same_v<VOWCHAR, wchar_t>)
+    {
+        // Names that don't say how they are written are taken for UTF-8. Otherwise the system's code page would decide,
+        // and one archive would have other names on each machine.
+        archive_read_set_format_option(pArchive.get(), nullptr, "hdrcharset", "UTF-8");
+    }
     if (OpenFile(pArchive.get(), strPath) != ARCHIVE_OK)
     {
         *pstrError = ErrorOf(strPath, pArchive.get());
