@@ -67,9 +67,27 @@ void SupportFormats(archive* pArchive)
     archive_read_support_format_iso9660(pArchive);
 }
 
+// The wide path of an entry where the library has names in that form; it can't bring all of them into another one there.
+template <typename Char>
+const Char* WidePathOf([[maybe_unused]] archive_entry* pEntry)
+{
+    if constexpr (std::is_same_v<Char, wchar_t>)
+    {
+        return archive_entry_pathname_w(pEntry);
+    }
+    else
+    {
+        return nullptr;
+    }
+}
+
 // The path of an entry: text where the archive says so, otherwise its bytes; none when the entry has no path.
 std::optional<VOWString> PathOf(archive_entry* pEntry)
 {
+    if (const VOWCHAR* pszWide = WidePathOf<VOWCHAR>(pEntry))
+    {
+        return VOWString(pszWide);
+    }
     if (const char* pszUtf8 = archive_entry_pathname_utf8(pEntry))
     {
         return VOFromNative(pszUtf8);
