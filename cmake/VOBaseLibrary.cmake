@@ -1,6 +1,6 @@
 # The library itself: one set of sources, built as the shared library that users link, as a static one for the tests
 # that look at what the shared library doesn't export, and as the plain form that the benchmarks compare with.
-set(VOBASE_SUBSYSTEMS diagnostics containers assetindex mapping utility)
+set(VOBASE_SUBSYSTEMS diagnostics containers assetindex mapping fileevent filemonitor config utility)
 set(VOBASE_SOURCES)
 foreach(subsystem IN LISTS VOBASE_SUBSYSTEMS)
   file(GLOB subsystem_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${subsystem}/*.cpp)

@@ -42,8 +42,28 @@ typedef char16_t VOWCHAR;
 typedef unsigned int VOULONG;
 typedef unsigned int UINT;
 
+// The registers of a thread, under the names that they have on Windows.
+struct alignas(16) CONTEXT
+{
+    unsigned int ContextFlags;
+    unsigned int EFlags;
+    unsigned long long Rax, Rcx, Rdx, Rbx, Rsp, Rbp, Rsi, Rdi;
+    unsigned long long R8, R9, R10, R11, R12, R13, R14, R15;
+    unsigned long long Rip;
+};
+
 #define MAX_PATH 260
 #define INVALID_HANDLE_VALUE (reinterpret_cast<void*>(static_cast<intptr_t>(-1)))
+
+// The state of a read that goes on in the background, as the system's own is laid out.
+struct OVERLAPPED
+{
+    uintptr_t Internal;
+    uintptr_t InternalHigh;
+    unsigned int Offset;
+    unsigned int OffsetHigh;
+    void* hEvent;  // signalled when the read completes
+};
 
 #if defined(VOBASE_STATIC)
 #define VOBASE_API

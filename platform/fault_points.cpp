@@ -5,8 +5,18 @@
 #include <mutex>
 #include <set>
 
+#if !defined(_WIN32)
+#include "platform/posix/kernel_region.h"
+#endif
+
 namespace
 {
+#if defined(_WIN32)
+typedef std::lock_guard<std::mutex> FaultLock;
+#else
+typedef KernelLock FaultLock;  // a suspended thread doesn't stand with it
+#endif
+
 struct FaultState
 {
     std::mutex lock;
@@ -31,7 +41,7 @@ FaultState& State()
 bool VOFaultPointHit(const char* pszName)
 {
     FaultState& state = State();
-    const std::lock_guard<std::mutex> guard(state.lock);
+    const FaultLock guard(state.lock);
     state.setNames.insert(pszName);
     if (!state.bArmed || (!state.bAnyName && state.strArmed != pszName))
     {
@@ -46,7 +56,7 @@ bool VOFaultPointHit(const char* pszName)
 void VOFaultArm(const char* pszName, unsigned uNth, bool bPersistent)
 {
     FaultState& state = State();
-    const std::lock_guard<std::mutex> guard(state.lock);
+    const FaultLock guard(state.lock);
     state.bArmed = true;
     state.bAnyName = pszName == nullptr;
     state.strArmed = pszName != nullptr ? pszName : "";
@@ -59,28 +69,28 @@ void VOFaultArm(const char* pszName, unsigned uNth, bool bPersistent)
 void VOFaultDisarm()
 {
     FaultState& state = State();
-    const std::lock_guard<std::mutex> guard(state.lock);
+    const FaultLock guard(state.lock);
     state.bArmed = false;
 }
 
 unsigned VOFaultHits()
 {
     FaultState& state = State();
-    const std::lock_guard<std::mutex> guard(state.lock);
+    const FaultLock guard(state.lock);
     return state.uHits;
 }
 
 unsigned VOFaultFired()
 {
     FaultState& state = State();
-    const std::lock_guard<std::mutex> guard(state.lock);
+    const FaultLock guard(state.lock);
     return state.uFired;
 }
 
 std::vector<std::string> VOFaultNames()
 {
     FaultState& state = State();
-    const std::lock_guard<std::mutex> guard(state.lock);
+    const FaultLock guard(state.lock);
     return std::vector<std::string>(state.setNames.begin(), state.setNames.end());
 }
 

@@ -19,6 +19,8 @@ struct VODirectoryEntry
     int64_t nCreateTime = 0;  // seconds since 1970 UTC; the write time where the file system keeps no birth time
     int64_t nAccessTime = 0;
     int64_t nWriteTime = 0;
+    uint32_t uWriteFraction = 0;  // the nanoseconds of the write time
+    uint32_t uStatusStamp = 0;    // another value when content or attributes were changed since; 0 where none is kept
 };
 
 // Why a call of the system failed: its own error number, and that in words (UTF-8).

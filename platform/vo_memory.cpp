@@ -28,6 +28,11 @@ void AdviseHugePages([[maybe_unused]] void* pBlock, [[maybe_unused]] size_t uSiz
 }
 }  // namespace
 
+void* VOTryAllocate(size_t uSize)
+{
+    return VO_FAULT_POINT("VOTryAllocate") ? nullptr : calloc(uSize != 0 ? uSize : 1, 1);
+}
+
 void* VOAllocateZeroed(size_t uSize)
 {
     void* pBlock = VO_FAULT_POINT("VOAllocateZeroed") ? nullptr : calloc(uSize != 0 ? uSize : 1, 1);

@@ -14,6 +14,9 @@
 // random, and with small pages most of its lookups would miss the processor's address cache.
 void* VOAllocateZeroed(size_t uSize);
 
+// The same without the exception: null when there is no memory.
+void* VOTryAllocate(size_t uSize);
+
 // Takes a block of VOAllocateZeroed, or a null pointer, to uSize bytes, which isn't 0. What it holds up to the smaller
 // of both sizes stays; what is new is not set. The old block is gone. Throws std::bad_alloc, with the old block as it
 // was.

@@ -14,6 +14,10 @@ void VOSleepMilliseconds(uint32_t uMilliseconds);
 // The program's arguments after its name, in the narrow form of vo_native_names.h on both systems.
 std::vector<std::string> VOArguments(int nCount, char** ppszArguments);
 
+// Sets a variable of the environment that processes started from now on get. UTF-8, or any bytes on Linux. Not beside
+// other threads that look at the environment. False when it can't be set.
+bool VOSetEnvironment(const std::string& strName, const std::string& strValue);
+
 // Makes a console show UTF-8 and understand colour sequences, where that isn't so by itself.
 void VOPrepareConsole();
 

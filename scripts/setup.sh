@@ -9,13 +9,13 @@ set -euo pipefail
 
 demo_packages=(
     g++ cmake ninja-build pkg-config ccache      # the build
-    liblzo2-dev libdw-dev                        # the library
+    liblzo2-dev libdw-dev libelf-dev             # the library
     libcli11-dev nlohmann-json3-dev libfmt-dev   # the tool: arguments, JSON, terminal text
     libarchive-dev                               # the tool: listings of paks
 )
 native_packages=(
     libgtest-dev libgmock-dev                    # the tests
-    libbenchmark-dev liblmdb-dev libcdb-dev      # the benchmarks, and what they compare with
+    libbenchmark-dev liblmdb-dev libcdb-dev libssl-dev   # the benchmarks, and what they compare with
     python3 binutils clang-format-14             # the rule checks
 )
 all_packages=(

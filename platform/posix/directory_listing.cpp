@@ -11,19 +11,12 @@
 
 #include "platform/fault_points.h"
 #include "platform/posix/file_status.h"
+#include "platform/posix/system_error.h"
 #include "platform/vo_native_names.h"
 
 namespace
 {
 typedef std::unique_ptr<DIR, int (*)(DIR*)> DirectoryStream;
-
-bool Fail(VOSystemError* pError, int nError)
-{
-    char szText[128];
-    pError->nError = nError;
-    pError->strText = strerror_r(nError, szText, sizeof(szText));
-    return false;
-}
 
 // The stream of a directory, or none with errno set.
 DirectoryStream OpenDirectory(const std::string& strPath)
@@ -53,6 +46,8 @@ void Describe(const FileStatus& status, std::string_view strName, VODirectoryEnt
     pEntry->nCreateTime = status.nCreateTime;
     pEntry->nAccessTime = status.nAccessTime;
     pEntry->nWriteTime = status.nWriteTime;
+    pEntry->uWriteFraction = status.uWriteFraction;
+    pEntry->uStatusStamp = status.uStatusStamp;
 }
 
 // False for an entry that is gone, and for the directory's two entries for itself and its parent.
@@ -86,7 +81,7 @@ bool VOListDirectory(const VOWString& strPath, std::vector<VODirectoryEntry>* pv
     const DirectoryStream stream = OpenDirectory(VOToNativePath(strPath));
     if (!stream)
     {
-        return Fail(pError, errno);
+        return FailWith(pError, errno);
     }
     std::vector<VODirectoryEntry> vecEntries;
     while (const dirent* pEntry = NextEntry(stream))
@@ -99,7 +94,7 @@ bool VOListDirectory(const VOWString& strPath, std::vector<VODirectoryEntry>* pv
     }
     if (errno != 0)
     {
-        return Fail(pError, errno);
+        return FailWith(pError, errno);
     }
     std::sort(vecEntries.begin(), vecEntries.end(),
               [](const VODirectoryEntry& first, const VODirectoryEntry& second)
@@ -118,7 +113,7 @@ bool VODescribeFile(const VOWString& strPath, VODirectoryEntry* pEntry, VOSystem
     FileStatus status;
     if (!ReadFileStatus(AT_FDCWD, strNative.c_str(), &status))
     {
-        return Fail(pError, errno);
+        return FailWith(pError, errno);
     }
     Describe(status, std::string_view(strNative).substr(strNative.rfind('/') + 1), pEntry);
     return true;

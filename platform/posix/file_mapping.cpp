@@ -15,6 +15,7 @@
 
 #include "platform/fault_points.h"
 #include "platform/posix/handle_table.h"
+#include "platform/posix/kernel_region.h"
 #include "platform/posix/last_error.h"
 #include "platform/posix/section_object.h"
 #include "platform/vo_platform.h"
@@ -69,7 +70,7 @@ SectionTable& Sections()
 Section::~Section()
 {
     SectionTable& table = Sections();
-    const std::lock_guard<std::mutex> guard(table.lock);
+    const KernelLock guard(table.lock);
     const auto place = table.mapSections.find(m_key);
     // In the meantime another thread may have opened the object anew under the same key.
     if (place != table.mapSections.end() && place->second.expired())
@@ -121,7 +122,7 @@ std::shared_ptr<Section> OpenSection(const std::string& strPath, bool bWrite)
         return nullptr;
     }
     {
-        const std::lock_guard<std::mutex> guard(table.lock);
+        const KernelLock guard(table.lock);
         pSection = FindSection(table, KeyOf(info, bWrite));
     }
     if (pSection)
@@ -133,7 +134,7 @@ std::shared_ptr<Section> OpenSection(const std::string& strPath, bool bWrite)
     {
         return nullptr;
     }
-    const std::lock_guard<std::mutex> guard(table.lock);
+    const KernelLock guard(table.lock);
     pSection = FindSection(table, KeyOf(info, bWrite));
     if (!pSection)
     {
@@ -146,7 +147,7 @@ std::shared_ptr<Section> OpenSection(const std::string& strPath, bool bWrite)
 // A handle for a section: the one it has, opened once more, or a new one.
 HANDLE HandleOf(const std::shared_ptr<Section>& pSection)
 {
-    const std::lock_guard<std::mutex> guard(Sections().lock);
+    const KernelLock guard(Sections().lock);
     if (pSection->m_hSection == nullptr || !HandleTable::Instance().Reopen(pSection->m_hSection))
     {
         pSection->m_hSection = HandleTable::Instance().Add(pSection);
@@ -282,7 +283,7 @@ void* MapViewOfFile(HANDLE hSection, DWORD uAccess, DWORD uOffsetHigh, DWORD uOf
         return nullptr;
     }
     SectionTable& table = Sections();
-    const std::lock_guard<std::mutex> guard(table.lock);
+    const KernelLock guard(table.lock);
     if (!pSection->EnsureMapped())
     {
         return nullptr;
@@ -297,7 +298,7 @@ BOOL UnmapViewOfFile(const void* pView)
 {
     std::shared_ptr<Section> pReleased;  // destroyed after the lock is given back
     SectionTable& table = Sections();
-    const std::lock_guard<std::mutex> guard(table.lock);
+    const KernelLock guard(table.lock);
     const auto place = table.mapViews.find(static_cast<const char*>(pView));
     if (place == table.mapViews.end())
     {
@@ -325,7 +326,7 @@ SIZE_T VirtualQuery(const void* pAddress, MEMORY_BASIC_INFORMATION* pInfo, SIZE_
         return 0;
     }
     SectionTable& table = Sections();
-    const std::lock_guard<std::mutex> guard(table.lock);
+    const KernelLock guard(table.lock);
     const auto place = FindView(table, pAddress);
     if (place == table.mapViews.end())
     {

@@ -25,6 +25,8 @@ bool ReadFileStatus(int nDirectory, const char* pszPath, FileStatus* pStatus)
     pStatus->ullSize = pStatus->bFolder ? 0 : info.stx_size;  // the bytes of a directory's own table count nowhere
     pStatus->nAccessTime = info.stx_atime.tv_sec;
     pStatus->nWriteTime = info.stx_mtime.tv_sec;
+    pStatus->uWriteFraction = info.stx_mtime.tv_nsec;
+    pStatus->uStatusStamp = static_cast<uint32_t>(info.stx_ctime.tv_sec) * 1000000007u + info.stx_ctime.tv_nsec;
     pStatus->nCreateTime = (info.stx_mask & STATX_BTIME) != 0 ? info.stx_btime.tv_sec : info.stx_mtime.tv_sec;
     return true;
 }

@@ -15,6 +15,8 @@ struct FileStatus
     int64_t nCreateTime = 0;  // seconds since 1970; the modification time where no birth time is kept
     int64_t nAccessTime = 0;
     int64_t nWriteTime = 0;
+    uint32_t uWriteFraction = 0;  // nanoseconds
+    uint32_t uStatusStamp = 0;    // of the time of the last change of any kind
 };
 
 // Reads the status of a path, relative to the directory nDirectory. A link is looked at itself. False with errno set.

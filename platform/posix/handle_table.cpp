@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/posix/kernel_region.h"
+
 namespace
 {
 // The pseudo handles of the current process and thread: closing them does nothing and succeeds.
@@ -20,15 +22,20 @@ HandleTable& HandleTable::Instance()
 
 HANDLE HandleTable::Add(std::shared_ptr<KernelObject> pObject)
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    // A resume needs the lock of the table: nothing is allocated or released under it.
+    std::map<uintptr_t, Entry> mapNew;
+    mapNew.emplace(0, Entry{std::move(pObject), 1});
+    auto node = mapNew.extract(mapNew.begin());
+    const KernelLock guard(m_lock);
     m_uLastHandle += 4;  // the lowest two bits of a handle are zero on Windows as well
-    m_mapEntries.emplace(m_uLastHandle, Entry{std::move(pObject), 1});
+    node.key() = m_uLastHandle;
+    m_mapEntries.insert(std::move(node));
     return reinterpret_cast<HANDLE>(m_uLastHandle);
 }
 
 bool HandleTable::Reopen(HANDLE hObject)
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const KernelLock guard(m_lock);
     const auto place = m_mapEntries.find(reinterpret_cast<uintptr_t>(hObject));
     if (place == m_mapEntries.end())
     {
@@ -40,24 +47,29 @@ bool HandleTable::Reopen(HANDLE hObject)
 
 std::shared_ptr<KernelObject> HandleTable::FindObject(HANDLE hObject)
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const KernelLock guard(m_lock);
     const auto place = m_mapEntries.find(reinterpret_cast<uintptr_t>(hObject));
     return place != m_mapEntries.end() ? place->second.pObject : nullptr;
 }
 
 bool HandleTable::Close(HANDLE hObject)
 {
-    std::shared_ptr<KernelObject> pReleased;  // destroyed after the lock is given back
-    const std::lock_guard<std::mutex> guard(m_lock);
-    const auto place = m_mapEntries.find(reinterpret_cast<uintptr_t>(hObject));
-    if (place == m_mapEntries.end())
+    decltype(m_mapEntries)::node_type closed;  // released after the lock is given back
     {
-        return false;
+        const KernelLock guard(m_lock);
+        const auto place = m_mapEntries.find(reinterpret_cast<uintptr_t>(hObject));
+        if (place == m_mapEntries.end())
+        {
+            return false;
+        }
+        if (--place->second.uOpenings == 0)
+        {
+            closed = m_mapEntries.extract(place);
+        }
     }
-    if (--place->second.uOpenings == 0)
+    if (!closed.empty())
     {
-        pReleased = std::move(place->second.pObject);
-        m_mapEntries.erase(place);
+        closed.mapped().pObject->OnClosed();
     }
     return true;
 }

@@ -17,6 +17,9 @@ class KernelObject
 {
 public:
     virtual ~KernelObject() = default;
+
+    // Called once, without a lock, when the last handle of the object has been closed.
+    virtual void OnClosed() {}
 };
 
 class HandleTable

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <time.h>
 #include <unistd.h>
@@ -101,6 +102,11 @@ std::vector<std::string> VOArguments(int nCount, char** ppszArguments)
 {
     return nCount > 1 ? std::vector<std::string>(ppszArguments + 1, ppszArguments + nCount)
                       : std::vector<std::string>();
+}
+
+bool VOSetEnvironment(const std::string& strName, const std::string& strValue)
+{
+    return setenv(strName.c_str(), strValue.c_str(), 1) == 0;
 }
 
 void VOPrepareConsole() {}

@@ -5,6 +5,7 @@
 
 #include "platform/vo_native_names.h"
 #include "platform/vo_platform.h"
+#include "platform/windows/system_error.h"
 
 namespace
 {
@@ -28,18 +29,10 @@ struct FindHandle
     HANDLE hFind;
 };
 
-bool Fail(VOSystemError* pError, DWORD uError)
+// The nanoseconds behind the full second of a time.
+uint32_t Fraction(const FILETIME& time)
 {
-    wchar_t szText[256] = {};
-    DWORD uLength = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, uError, 0,
-                                   szText, static_cast<DWORD>(sizeof(szText) / sizeof(szText[0])), nullptr);
-    while (uLength > 0 && (szText[uLength - 1] <= L' ' || szText[uLength - 1] == L'.'))
-    {
-        --uLength;  // the system ends its texts with a full stop and a new line
-    }
-    pError->nError = static_cast<int>(uError);
-    pError->strText = uLength > 0 ? VOToNativePath(VOWString(szText, uLength)) : "error " + std::to_string(uError);
-    return false;
+    return static_cast<uint32_t>(((uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime) % 10000000) * 100;
 }
 
 // Seconds since 1970 of a time in units of 100 nanoseconds since 1601; earlier times round down as well.
@@ -62,6 +55,7 @@ void Describe(const WIN32_FIND_DATAW& found, VODirectoryEntry* pEntry)
     pEntry->ullSize = bFolder ? 0 : (uint64_t{found.nFileSizeHigh} << 32) | found.nFileSizeLow;
     pEntry->nAccessTime = UnixTime(found.ftLastAccessTime);
     pEntry->nWriteTime = UnixTime(found.ftLastWriteTime);
+    pEntry->uWriteFraction = Fraction(found.ftLastWriteTime);
     // A file system that keeps no creation time leaves it zero.
     const bool bCreated = found.ftCreationTime.dwHighDateTime != 0 || found.ftCreationTime.dwLowDateTime != 0;
     pEntry->nCreateTime = bCreated ? UnixTime(found.ftCreationTime) : pEntry->nWriteTime;
@@ -106,7 +100,7 @@ bool VOListDirectory(const VOWString& strPath, std::vector<VODirectoryEntry>* pv
     pvecEntries->clear();
     if (strPath.empty())
     {
-        return Fail(pError, ERROR_PATH_NOT_FOUND);
+        return FailWith(pError, ERROR_PATH_NOT_FOUND);
     }
     VOWString strPattern = LongPath(strPath);
     RemoveTrailingSeparators(strPattern);
@@ -117,7 +111,7 @@ bool VOListDirectory(const VOWString& strPath, std::vector<VODirectoryEntry>* pv
     if (find.hFind == INVALID_HANDLE_VALUE)
     {
         // The root of an empty drive has no entries at all, not even for itself.
-        return GetLastError() == ERROR_FILE_NOT_FOUND || Fail(pError, GetLastError());
+        return GetLastError() == ERROR_FILE_NOT_FOUND || FailWith(pError, GetLastError());
     }
     std::vector<VODirectoryEntry> vecEntries;
     do
@@ -131,7 +125,7 @@ bool VOListDirectory(const VOWString& strPath, std::vector<VODirectoryEntry>* pv
     } while (FindNextFileW(find.hFind, &found) != FALSE);
     if (GetLastError() != ERROR_NO_MORE_FILES)
     {
-        return Fail(pError, GetLastError());
+        return FailWith(pError, GetLastError());
     }
     std::sort(vecEntries.begin(), vecEntries.end(),
               [](const VODirectoryEntry& first, const VODirectoryEntry& second)
@@ -144,7 +138,7 @@ bool VODescribeFile(const VOWString& strPath, VODirectoryEntry* pEntry, VOSystem
 {
     if (strPath.empty() || strPath.find_first_of(L"*?") != VOWString::npos)
     {
-        return Fail(pError, ERROR_FILE_NOT_FOUND);
+        return FailWith(pError, ERROR_FILE_NOT_FOUND);
     }
     VOWString strWhole = LongPath(strPath);
     RemoveTrailingSeparators(strWhole);
@@ -153,7 +147,7 @@ bool VODescribeFile(const VOWString& strPath, VODirectoryEntry* pEntry, VOSystem
         FindFirstFileExW(strWhole.c_str(), FindExInfoBasic, &found, FindExSearchNameMatch, nullptr, 0));
     if (find.hFind == INVALID_HANDLE_VALUE)
     {
-        return Fail(pError, GetLastError());
+        return FailWith(pError, GetLastError());
     }
     Describe(found, pEntry);
     return true;

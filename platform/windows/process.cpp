@@ -1,6 +1,7 @@
 #include "platform/vo_process.h"
 
 #include <io.h>
+#include <stdlib.h>
 
 #include <atomic>
 
@@ -62,6 +63,11 @@ std::vector<std::string> VOArguments(int nCount, char** ppszArguments)
     }
     LocalFree(ppszWide);
     return vecArguments;
+}
+
+bool VOSetEnvironment(const std::string& strName, const std::string& strValue)
+{
+    return _wputenv_s(VOFromNative(strName).c_str(), VOFromNative(strValue).c_str()) == 0;
 }
 
 void VOPrepareConsole()

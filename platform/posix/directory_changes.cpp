@@ -1,0 +1,146 @@
+// The calls that read directory changes.
+#include <errno.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include "platform/fault_points.h"
+#include "platform/posix/directory_object.h"
+#include "platform/posix/last_error.h"
+#include "platform/vo_native_names.h"
+#include "platform/vo_platform.h"
+
+namespace
+{
+std::string NativePath(const VOWCHAR* pszPath)
+{
+    VOWString strPath(static_cast<size_t>(lstrlenW(pszPath)), 0);
+    lstrcpyW(strPath.data(), pszPath);
+    return VOToNativePath(strPath);
+}
+
+// Opens the path for a look: nothing stays open behind the handle before the first read. Null with errno set.
+std::shared_ptr<DirectoryObject> OpenForChanges(const std::string& strPath)
+{
+    char* const pszAbsolute = realpath(strPath.c_str(), nullptr);
+    if (pszAbsolute == nullptr)
+    {
+        return nullptr;
+    }
+    const std::string strAbsolute = pszAbsolute;
+    free(pszAbsolute);
+    const Descriptor descriptor(open(strAbsolute.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat info;
+    if (!descriptor.IsOpen() || fstat(descriptor.Get(), &info) != 0)
+    {
+        return nullptr;
+    }
+    return std::make_shared<DirectoryObject>(strAbsolute, FileIdentity{info.st_dev, info.st_ino},
+                                             S_ISDIR(info.st_mode));
+}
+
+std::shared_ptr<DirectoryObject> FindDirectory(HANDLE hDirectory)
+{
+    std::shared_ptr<DirectoryObject> pDirectory = HandleTable::Instance().Find<DirectoryObject>(hDirectory);
+    if (!pDirectory)
+    {
+        SetLastError(ERROR_INVALID_HANDLE);
+    }
+    return pDirectory;
+}
+}  // namespace
+
+HANDLE CreateFileW(const VOWCHAR* pszPath, DWORD /*uAccess*/, DWORD uShare, void* pSecurity, DWORD uDisposition,
+                   DWORD uFlags, HANDLE hTemplate)
+{
+    const DWORD uShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    if (pszPath == nullptr || uShare != uShareAll || pSecurity != nullptr || uDisposition != OPEN_EXISTING ||
+        uFlags != (FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED) || hTemplate != nullptr)
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+    if (VO_FAULT_POINT("CreateFileW"))
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return INVALID_HANDLE_VALUE;
+    }
+    const std::shared_ptr<DirectoryObject> pDirectory = OpenForChanges(NativePath(pszPath));
+    if (!pDirectory)
+    {
+        SetLastError(ErrorFromErrno(errno == ENOTDIR ? ENOENT : errno));
+        return INVALID_HANDLE_VALUE;
+    }
+    return HandleTable::Instance().Add(pDirectory);
+}
+
+BOOL ReadDirectoryChangesW(HANDLE hDirectory, void* pBuffer, DWORD uLength, BOOL bSubtree, DWORD uFilter,
+                           DWORD* /*puBytes*/, OVERLAPPED* pOverlapped, void* pfnRoutine)
+{
+    const DWORD uAll = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_DIR_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE;
+    const std::shared_ptr<DirectoryObject> pDirectory = FindDirectory(hDirectory);
+    if (!pDirectory)
+    {
+        return FALSE;
+    }
+    if (!pDirectory->IsFolder() || pBuffer == nullptr || reinterpret_cast<uintptr_t>(pBuffer) % sizeof(DWORD) != 0 ||
+        bSubtree == FALSE || uFilter == 0 || (uFilter & ~uAll) != 0 || pOverlapped == nullptr || pfnRoutine != nullptr)
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    if (VO_FAULT_POINT("ReadDirectoryChangesW"))
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return FALSE;
+    }
+    const std::shared_ptr<Event> pEvent = FindEvent(pOverlapped->hEvent);
+    if (!pEvent)
+    {
+        return FALSE;
+    }
+    const DWORD uError = pDirectory->Read(pBuffer, uLength, uFilter, pOverlapped, pEvent);
+    if (uError != ERROR_SUCCESS)
+    {
+        SetLastError(uError);
+        return FALSE;
+    }
+    return TRUE;
+}
+
+BOOL GetOverlappedResult(HANDLE hDirectory, OVERLAPPED* pOverlapped, DWORD* puBytes, BOOL bWait)
+{
+    const std::shared_ptr<DirectoryObject> pDirectory = FindDirectory(hDirectory);
+    if (!pDirectory)
+    {
+        return FALSE;
+    }
+    const DWORD uError = pDirectory->Result(pOverlapped, puBytes, bWait != FALSE);
+    if (uError != ERROR_SUCCESS)
+    {
+        SetLastError(uError);
+        return FALSE;
+    }
+    return TRUE;
+}
+
+BOOL CancelIoEx(HANDLE hDirectory, OVERLAPPED* pOverlapped)
+{
+    const std::shared_ptr<DirectoryObject> pDirectory = FindDirectory(hDirectory);
+    if (!pDirectory)
+    {
+        return FALSE;
+    }
+    if (!pDirectory->Cancel(pOverlapped))
+    {
+        SetLastError(ERROR_NOT_FOUND);
+        return FALSE;
+    }
+    return TRUE;
+}
+
+BOOL PathIsDirectoryW(const VOWCHAR* pszPath)
+{
+    struct stat info;
+    return pszPath != nullptr && stat(NativePath(pszPath).c_str(), &info) == 0 && S_ISDIR(info.st_mode) ? TRUE : FALSE;
+}

@@ -1,0 +1,360 @@
+#include "platform/posix/directory_object.h"
+
+#include <string.h>
+
+#include <utility>
+
+#include "platform/posix/kernel_region.h"
+
+namespace
+{
+// What OVERLAPPED::Internal says.
+constexpr uintptr_t STATUS_READ = 0;
+constexpr uintptr_t STATUS_READ_PENDING = 0x103;
+constexpr uintptr_t STATUS_CHANGES_LOST = 0x10C;  // a success, with nothing in the buffer
+constexpr uintptr_t STATUS_ROOT_GONE = 0xC0000056;
+constexpr uintptr_t STATUS_READ_CANCELLED = 0xC0000120;
+constexpr uintptr_t STATUS_REFUSED = 0xC0000008;
+
+// How far a watch has come.
+constexpr uint32_t NOT_WATCHED = 0;
+constexpr uint32_t BEGINS = 1;
+constexpr uint32_t WATCHED = 2;
+}  // namespace
+
+// One call of ReadDirectoryChangesW.
+class DirectoryRead : public Completion
+{
+public:
+    DirectoryRead(void* pBuffer, DWORD uLength, OVERLAPPED* pOverlapped, std::shared_ptr<Event> pEvent)
+        : m_pBuffer(pBuffer), m_uLength(uLength), m_pOverlapped(pOverlapped), m_pEvent(std::move(pEvent))
+    {
+    }
+
+    DWORD Length() const { return m_uLength; }
+    const OVERLAPPED* Overlapped() const { return m_pOverlapped; }
+
+    // The end of it. Called once.
+    static void Complete(const std::shared_ptr<DirectoryRead>& pRead, uintptr_t uStatus, ChangeBatch changes)
+    {
+        pRead->m_uStatus = uStatus;
+        pRead->m_changes = std::move(changes);
+        pRead->m_ended.Signal();
+        pRead->m_pEvent->Signal(CompletionList{pRead});
+    }
+
+    // True when it has ended by then, with the result where the caller wants it.
+    bool WaitFor(const Deadline& deadline)
+    {
+        if (!m_ended.Wait(deadline))
+        {
+            return false;
+        }
+        Deliver();
+        return true;
+    }
+    // A wait for the event that found it signalled takes the signal.
+    void TakeSignal() { m_pEvent->Wait(Deadline(0)); }
+
+    void Deliver() override
+    {
+        if (!m_bDelivered.exchange(true))
+        {
+            if (!m_changes.IsEmpty())
+            {
+                memcpy(m_pBuffer, m_changes.Data(), m_changes.Size());
+            }
+            m_pOverlapped->InternalHigh = m_changes.Size();
+            m_pOverlapped->Internal = m_uStatus;
+        }
+    }
+    bool IsDelivered() const { return m_bDelivered.load(); }
+
+    // Nothing of the caller's is touched any more.
+    void Forget() { m_bDelivered.store(true); }
+
+private:
+    void* const m_pBuffer;
+    const DWORD m_uLength;
+    OVERLAPPED* const m_pOverlapped;
+    const std::shared_ptr<Event> m_pEvent;
+    Event m_ended{Waitable::Reset::Manual, false};
+    uintptr_t m_uStatus = 0;
+    ChangeBatch m_changes;
+    std::atomic<bool> m_bDelivered{false};
+};
+
+DirectoryObject::DirectoryObject(std::string strPath, const FileIdentity& identity, bool bFolder)
+    : m_strPath(std::move(strPath)), m_identity(identity), m_bFolder(bFolder), m_uWatch(NOT_WATCHED)
+{
+}
+
+DirectoryObject::~DirectoryObject() = default;
+
+// Begins the watch with the first read. Others who read meanwhile wait for it.
+DWORD DirectoryObject::EnsureWatched(DWORD uLength, DWORD uFilter)
+{
+    uint32_t uExpected = NOT_WATCHED;
+    while (!m_uWatch.compare_exchange_strong(uExpected, BEGINS))
+    {
+        if (uExpected == WATCHED)
+        {
+            return ERROR_SUCCESS;
+        }
+        FutexWait(m_uWatch, BEGINS, nullptr);
+        uExpected = NOT_WATCHED;
+    }
+    bool bClosed = false;
+    {
+        const KernelLock guard(m_lock);
+        bClosed = m_bClosed;
+        m_uLimit = uLength;
+    }
+    DWORD uError = ERROR_INVALID_HANDLE;
+    if (!bClosed)
+    {
+        ChangeSink& sink = *this;
+        m_pWatcher = std::make_unique<DirectoryWatcher>(sink, m_strPath, m_identity, uFilter);
+        uError = m_pWatcher->Start();
+        m_bLimitToTell.store(uError == ERROR_SUCCESS && m_pWatcher->IsLimited());
+    }
+    if (uError != ERROR_SUCCESS)
+    {
+        m_pWatcher.reset();
+    }
+    m_uWatch.store(uError == ERROR_SUCCESS ? WATCHED : NOT_WATCHED);
+    FutexWakeAll(m_uWatch);
+    return uError;
+}
+
+DWORD DirectoryObject::Read(void* pBuffer, DWORD uLength, DWORD uFilter, OVERLAPPED* pOverlapped,
+                            std::shared_ptr<Event> pEvent)
+{
+    const DWORD uError = EnsureWatched(uLength, uFilter);
+    if (uError != ERROR_SUCCESS)
+    {
+        return uError;
+    }
+    if (m_bLimitToTell.exchange(false))
+    {
+        return ERROR_NO_SYSTEM_RESOURCES;
+    }
+    ReadList pending{std::make_shared<DirectoryRead>(pBuffer, uLength, pOverlapped, pEvent)};
+    ReadList undelivered = pending;
+    ReadList delivered;  // released after the lock is given back
+    Taken taken;
+    pEvent->Renew();
+    pOverlapped->Internal = STATUS_READ_PENDING;
+    pOverlapped->InternalHigh = 0;
+    {
+        const KernelLock guard(m_lock);
+        if (m_bClosed || (m_bGone && m_listKept.empty() && !m_bLost))
+        {
+            pOverlapped->Internal = STATUS_REFUSED;
+            return m_bClosed ? ERROR_INVALID_HANDLE : ERROR_ACCESS_DENIED;
+        }
+        for (auto place = m_listUndelivered.begin(); place != m_listUndelivered.end();)
+        {
+            const auto next = std::next(place);
+            if ((*place)->IsDelivered())
+            {
+                delivered.splice(delivered.end(), m_listUndelivered, place);
+            }
+            place = next;
+        }
+        m_listUndelivered.splice(m_listUndelivered.end(), undelivered);
+        m_listPending.splice(m_listPending.end(), pending);
+        TakeLocked(&taken);
+    }
+    Finish(std::move(taken));
+    return ERROR_SUCCESS;
+}
+
+// Matches what is kept with the oldest read, under the lock.
+void DirectoryObject::TakeLocked(Taken* pTaken)
+{
+    if (!m_listPending.empty() && (!m_listKept.empty() || m_bLost || m_bGone))
+    {
+        pTaken->reads.splice(pTaken->reads.end(), m_listPending, m_listPending.begin());
+        pTaken->changes.swap(m_listKept);
+        pTaken->bLost = std::exchange(m_bLost, false);
+        pTaken->bGone = m_bGone;
+        m_uKept = 0;
+    }
+}
+
+void DirectoryObject::Finish(Taken taken)
+{
+    if (taken.reads.empty())
+    {
+        return;
+    }
+    const std::shared_ptr<DirectoryRead>& pRead = taken.reads.front();
+    ChangeBatch changes;
+    for (const ChangeBatch& batch : taken.changes)
+    {
+        changes.Append(batch);
+    }
+    if (taken.bLost || changes.Size() > pRead->Length())
+    {
+        DirectoryRead::Complete(pRead, STATUS_CHANGES_LOST, ChangeBatch());
+    }
+    else if (changes.IsEmpty() && taken.bGone)
+    {
+        DirectoryRead::Complete(pRead, STATUS_ROOT_GONE, ChangeBatch());
+    }
+    else
+    {
+        DirectoryRead::Complete(pRead, STATUS_READ, std::move(changes));
+    }
+}
+
+void DirectoryObject::OnChanges(ChangeBatch batch)
+{
+    const size_t uSize = batch.Size();
+    std::list<ChangeBatch> one;
+    std::list<ChangeBatch> dropped;  // released after the lock is given back
+    one.push_back(std::move(batch));
+    Taken taken;
+    {
+        const KernelLock guard(m_lock);
+        m_uKept = ChangeBatch::JoinedSize(m_uKept, uSize);
+        m_bLost = m_bLost || m_uKept > m_uLimit;
+        dropped.splice(dropped.end(), one);
+        if (!m_bLost)
+        {
+            m_listKept.splice(m_listKept.end(), dropped);
+        }
+        else
+        {
+            dropped.splice(dropped.end(), m_listKept);
+            m_uKept = 0;
+        }
+        TakeLocked(&taken);
+    }
+    Finish(std::move(taken));
+}
+
+void DirectoryObject::OnLost()
+{
+    std::list<ChangeBatch> dropped;  // released after the lock is given back
+    Taken taken;
+    {
+        const KernelLock guard(m_lock);
+        m_bLost = true;
+        m_uKept = 0;
+        dropped.swap(m_listKept);
+        TakeLocked(&taken);
+    }
+    Finish(std::move(taken));
+}
+
+void DirectoryObject::OnGone()
+{
+    for (bool bMore = true; bMore;)
+    {
+        Taken taken;
+        {
+            const KernelLock guard(m_lock);
+            m_bGone = true;
+            TakeLocked(&taken);
+        }
+        bMore = !taken.reads.empty();
+        Finish(std::move(taken));
+    }
+}
+
+std::shared_ptr<DirectoryRead> DirectoryObject::FindRead(const OVERLAPPED* pOverlapped)
+{
+    const KernelLock guard(m_lock);
+    for (const std::shared_ptr<DirectoryRead>& pRead : m_listUndelivered)
+    {
+        if (pRead->Overlapped() == pOverlapped && !pRead->IsDelivered())
+        {
+            return pRead;
+        }
+    }
+    return nullptr;
+}
+
+DWORD DirectoryObject::Result(OVERLAPPED* pOverlapped, DWORD* puBytes, bool bWait)
+{
+    while (const std::shared_ptr<DirectoryRead> pRead = FindRead(pOverlapped))
+    {
+        if (pRead->WaitFor(Deadline(0)))
+        {
+            continue;
+        }
+        if (!bWait)
+        {
+            return ERROR_IO_INCOMPLETE;
+        }
+        pRead->WaitFor(Deadline(INFINITE));
+        pRead->TakeSignal();
+    }
+    *puBytes = static_cast<DWORD>(pOverlapped->InternalHigh);
+    switch (pOverlapped->Internal)
+    {
+        case STATUS_READ:
+        case STATUS_CHANGES_LOST:
+            return ERROR_SUCCESS;
+        case STATUS_READ_PENDING:
+            return ERROR_IO_INCOMPLETE;
+        case STATUS_READ_CANCELLED:
+            return ERROR_OPERATION_ABORTED;
+        case STATUS_ROOT_GONE:
+            return ERROR_ACCESS_DENIED;
+        default:
+            return ERROR_INVALID_HANDLE;
+    }
+}
+
+bool DirectoryObject::Cancel(const OVERLAPPED* pOverlapped)
+{
+    ReadList cancelled;
+    {
+        const KernelLock guard(m_lock);
+        for (auto place = m_listPending.begin(); place != m_listPending.end();)
+        {
+            const auto next = std::next(place);
+            if (pOverlapped == nullptr || (*place)->Overlapped() == pOverlapped)
+            {
+                cancelled.splice(cancelled.end(), m_listPending, place);
+            }
+            place = next;
+        }
+    }
+    for (const std::shared_ptr<DirectoryRead>& pRead : cancelled)
+    {
+        DirectoryRead::Complete(pRead, STATUS_READ_CANCELLED, ChangeBatch());
+    }
+    return !cancelled.empty();
+}
+
+void DirectoryObject::OnClosed()
+{
+    {
+        const KernelLock guard(m_lock);
+        m_bClosed = true;
+    }
+    while (m_uWatch.load() == BEGINS)
+    {
+        FutexWait(m_uWatch, BEGINS, nullptr);
+    }
+    m_pWatcher.reset();
+    ReadList pending;
+    ReadList undelivered;
+    {
+        const KernelLock guard(m_lock);
+        pending.swap(m_listPending);
+        undelivered.swap(m_listUndelivered);
+    }
+    for (const std::shared_ptr<DirectoryRead>& pRead : undelivered)
+    {
+        pRead->Forget();
+    }
+    for (const std::shared_ptr<DirectoryRead>& pRead : pending)
+    {
+        DirectoryRead::Complete(pRead, STATUS_READ_CANCELLED, ChangeBatch());
+    }
+}

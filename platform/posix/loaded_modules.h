@@ -1,0 +1,24 @@
+// The modules of a process: program files that it has mapped.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+struct LoadedModule
+{
+    std::string strPath;
+    unsigned long long ullBase = 0;
+    unsigned long long ullEnd = 0;
+
+    // The last part of the path, with its extension and without.
+    std::string FileName() const;
+    std::string ShortName() const;
+};
+
+// In ascending order of their addresses; empty when the process can't be looked at.
+std::vector<LoadedModule> ListModules(pid_t nProcess);
+
+// The process that a handle stands for: -1 the calling one, any other is its id.
+pid_t ProcessOf(void* hProcess);

@@ -1,0 +1,66 @@
+// Threads that can be made to stand still.
+//
+// Who suspends a thread writes the request into the thread's word, sends it a signal, and waits until the word says
+// that the thread stands. The thread answers from the signal's handler, at whatever instruction it has reached, also
+// inside a call of the system; only a KernelRegion it leaves first. Between request and answer nothing is locked, so
+// two threads that suspend one another both come to stand, and a third one can resume them. The handler uses atomic
+// words and system calls only.
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+#include <memory>
+
+#include "platform/posix/waitable.h"
+#include "platform/vo_platform.h"
+
+// Signalled when the thread has ended, after the destructors of its thread_local objects.
+class ThreadObject : public Waitable
+{
+public:
+    // A thread that Start makes.
+    explicit ThreadObject(bool bSuspended);
+    // The calling thread, which somebody else made.
+    explicit ThreadObject(pthread_t thread);
+    ~ThreadObject() override;
+
+    // The object of a thread handle, which may be the pseudo handle of the calling thread. Null for another handle.
+    static std::shared_ptr<ThreadObject> Find(HANDLE hThread);
+
+    // Runs the procedure on a new thread. 0, or an errno value.
+    static int Start(const std::shared_ptr<ThreadObject>& pThread, LPTHREAD_START_ROUTINE pfnProcedure,
+                     void* pParameter, DWORD* puThreadId);
+
+    // SuspendThread and ResumeThread.
+    DWORD Suspend();
+    DWORD Resume();
+
+    // The calling thread stands still until it is resumed, if somebody has asked for it.
+    static void StandStillIfAsked();
+
+protected:
+    void OnWaited() override { JoinOnce(); }
+
+private:
+    struct Record;
+
+    static void* Run(void* pRecord);
+    static void Finish(void* pRecord);
+    static void OnSignal(int nSignal);
+    static bool PrepareProcess();
+    static std::shared_ptr<ThreadObject> AttachCurrent();
+
+    void End();
+    void StandStill();
+    void WaitUntilItStands();
+    void JoinOnce();
+
+    pthread_t m_thread{};       // constant once Start has returned
+    bool m_bEnded = false;      // under the lock
+    DWORD m_uSuspendCount = 0;  // under the lock
+    std::atomic<uint32_t> m_uStand;
+    std::atomic<bool> m_bJoined{false};  // joined, or never to be
+
+    static thread_local Record* s_pCurrent;
+};

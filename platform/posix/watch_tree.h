@@ -1,0 +1,137 @@
+// A tree of directories under inotify, and what its notices mean.
+//
+// One node per directory, by parent and name, so that a path is always the current one. Of every other entry a trace is
+// kept (about 50 bytes): it tells an entry that a listing has already found from a new one, and times that were set
+// from other changes of attributes.
+//
+// A new directory is watched first and listed then. What is made in between is found by both, and told once, by the
+// listing: the notice that follows finds the name known.
+//
+// Notices tell of the past, listings of the present: a path may already lead somewhere else than it did when the notice
+// was made. So every directory that was listed is looked at once more when no notice is left; where the tree turns out
+// to be another one than the tree on disk, it is read anew, and the changes count as lost.
+//
+// All of it belongs to one thread.
+#pragma once
+
+#include <stdint.h>
+
+#include <atomic>
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/posix/change_batch.h"
+#include "platform/posix/folder_access.h"
+
+class WatchTree
+{
+public:
+    // bStop: gives up long work when it turns true.
+    WatchTree(std::string strRoot, const FileIdentity& identity, DWORD uFilter, const std::atomic<bool>& bStop);
+    ~WatchTree();
+
+    // Watches the whole tree, from scratch; nothing is told of what it holds. 0, or an errno value.
+    int Open();
+
+    int Inotify() const { return m_inotify.Get(); }
+
+    // Milliseconds until Process has something to do without a notice; -1 for never.
+    int Timeout() const;
+
+    // Takes what the system has to say and appends the records.
+    void Process(ChangeBatch* pBatch);
+
+    // What Process or Open came upon.
+    bool IsGone() const { return m_bGone; }        // the root isn't where it was
+    bool IsLimited() const { return m_bLimited; }  // the limit of watches was met
+    bool TakeLost();                               // changes were lost since the last look
+    bool NeedsOpen() const { return m_bOverflow; }
+
+private:
+    struct Known
+    {
+        uint64_t uInode = 0;
+        int64_t nWriteTime = 0;
+    };
+
+    struct Node
+    {
+        Node* pParent = nullptr;
+        std::string strName;
+        int nWatch = -1;
+        uint64_t uInode = 0;  // what is watched
+        std::map<std::string, std::unique_ptr<Node>> mapFolders;
+        std::unordered_map<uint64_t, Known> mapKnown;  // every entry, by a hash of its name
+    };
+
+    struct Notice
+    {
+        int nWatch = -1;
+        uint32_t uMask = 0;
+        uint32_t uCookie = 0;
+        std::string strName;
+        bool bUsed = false;
+    };
+
+    enum class Pair
+    {
+        Found,
+        None,
+        MayCome
+    };
+
+    void ReadNotices();
+    void ProcessNotices(ChangeBatch* pBatch);
+    Pair FindPair(size_t* puIndex) const;
+    void Handle(const Notice& notice, ChangeBatch* pBatch);
+
+    void Arrive(Node& parent, const std::string& strName, bool bMoved, bool bFolder, ChangeBatch* pBatch);
+    void Leave(Node& parent, const std::string& strName, ChangeBatch* pBatch);
+    void Rename(Node& parent, const std::string& strFrom, const std::string& strTo, bool bFolder, ChangeBatch* pBatch);
+    void Closed(Node& parent, const std::string& strName, ChangeBatch* pBatch);
+    void TouchedAttributes(Node& parent, const std::string& strName, ChangeBatch* pBatch);
+    void Written(Node& parent, const std::string& strName, ChangeBatch* pBatch);
+    void SettleWritten(ChangeBatch* pBatch);
+
+    void Scan(Node& top, ChangeBatch* pBatch);
+    void Enter(Node& parent, int nFolder, const char* pszName, ChangeBatch* pBatch, std::vector<Node*>* pvecFolders);
+    Node& AddFolder(Node& parent, const std::string& strName);
+    bool AddWatch(Node& node, int nFolder);
+    void MarkUnwatched(Node& node);
+    void RetryUnwatched();
+    bool Verify();
+    void ScanUnwatched(Node& top, ChangeBatch* pBatch);
+    void DropFolder(Node& parent, const std::string& strName);
+    void DropWatches(Node& top);
+    Descriptor OpenRoot();
+
+    void Tell(DWORD uAction, const Node& parent, const std::string& strName, bool bFolder, ChangeBatch* pBatch) const;
+    void TellModified(const Node& parent, const std::string& strName, ChangeBatch* pBatch) const;
+    bool Look(const Node& parent, const std::string& strName, FileTrace* pTrace);
+    std::string NativePath(const Node& node) const;
+
+    const std::string m_strRoot;
+    const FileIdentity m_identity;
+    const DWORD m_uFilter;
+    const std::atomic<bool>& m_bStop;
+
+    Descriptor m_inotify;
+    std::unique_ptr<Node> m_pRoot;
+    std::unordered_map<int, Node*> m_mapWatches;
+    std::set<Node*> m_setUnwatched;
+    std::set<Node*> m_setFresh;  // listed, and not looked at since
+    std::deque<Notice> m_queNotices;
+    std::map<std::pair<int, std::string>, int64_t> m_mapWritten;  // files written but not closed, and when to tell
+    int64_t m_nHoldUntil = 0;                                     // while the second half of a rename may come
+    int64_t m_nRetryAt = 0;
+    int m_nScanError = 0;  // why the root couldn't be reached
+    bool m_bGone = false;
+    bool m_bLimited = false;
+    bool m_bLost = false;
+    bool m_bOverflow = false;
+};

@@ -1,0 +1,170 @@
+// What the stack walker needs of Linux: threads that are stopped, names, versions.
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include "platform/vo_debug_help.h"
+#include "tests/platform/platform_test_support.h"
+
+namespace
+{
+HANDLE ThreadHandle(long nThread)
+{
+    return reinterpret_cast<HANDLE>(static_cast<intptr_t>(nThread));
+}
+
+// A thread that counts until it is told to end.
+class Counter
+{
+public:
+    Counter()
+    {
+        m_thread = std::thread(
+            [this]
+            {
+                m_nThread = syscall(SYS_gettid);
+                while (!m_bEnd)
+                {
+                    ++m_uCount;
+                    std::this_thread::yield();
+                }
+            });
+        while (m_nThread == 0)
+        {
+            std::this_thread::yield();
+        }
+    }
+    ~Counter() { End(); }
+
+    HANDLE Handle() const { return ThreadHandle(m_nThread); }
+    unsigned long Count() const { return m_uCount; }
+    void WaitForProgress() const
+    {
+        for (const unsigned long uBefore = m_uCount; m_uCount == uBefore;)
+        {
+            std::this_thread::yield();
+        }
+    }
+    void End()
+    {
+        m_bEnd = true;
+        if (m_thread.joinable())
+        {
+            m_thread.join();
+        }
+    }
+
+private:
+    std::atomic<long> m_nThread{0};
+    std::atomic<bool> m_bEnd{false};
+    std::atomic<unsigned long> m_uCount{0};
+    std::thread m_thread;
+};
+
+constexpr DWORD FAILED_CALL = static_cast<DWORD>(-1);
+}  // namespace
+
+TEST(DebugThreads, AreStoppedGiveTheirRegistersAndGoOn)
+{
+    Counter counter;
+    for (int i = 0; i < 50; ++i)
+    {
+        ASSERT_EQ(0u, VOSuspendThread(counter.Handle()));
+        const unsigned long uBefore = counter.Count();
+        CONTEXT context = {};
+        context.ContextFlags = 7;
+        ASSERT_TRUE(VOGetThreadContext(counter.Handle(), &context));
+        EXPECT_NE(0u, context.Rip);
+        EXPECT_NE(0u, context.Rsp);
+        EXPECT_EQ(7u, context.ContextFlags);
+        EXPECT_EQ(uBefore, counter.Count());
+        EXPECT_EQ(1u, VOResumeThread(counter.Handle()));
+        counter.WaitForProgress();
+    }
+}
+
+TEST(DebugThreads, AreStoppedOneAtATime)
+{
+    Counter first;
+    Counter second;
+    ASSERT_EQ(0u, VOSuspendThread(first.Handle()));
+    EXPECT_EQ(FAILED_CALL, VOSuspendThread(second.Handle()));
+    EXPECT_EQ(1u, VOResumeThread(first.Handle()));
+    EXPECT_EQ(0u, VOSuspendThread(second.Handle()));
+    EXPECT_EQ(1u, VOResumeThread(second.Handle()));
+}
+
+TEST(DebugThreads, ThatAreNoneOrHaveEndedFail)
+{
+    CONTEXT context = {};
+    Counter counter;
+    EXPECT_EQ(FAILED_CALL, VOResumeThread(counter.Handle()));
+    EXPECT_FALSE(VOGetThreadContext(counter.Handle(), &context));
+    counter.End();
+    for (const HANDLE hThread : {counter.Handle(), HANDLE{nullptr}})
+    {
+        EXPECT_EQ(FAILED_CALL, VOSuspendThread(hThread));
+        EXPECT_FALSE(VOGetThreadContext(hThread, &context));
+        EXPECT_EQ(FAILED_CALL, VOResumeThread(hThread));
+    }
+}
+
+TEST(DebugThreads, ThatCallAreLeftAlone)
+{
+    for (const HANDLE hThread : {ThreadHandle(-2), ThreadHandle(syscall(SYS_gettid))})
+    {
+        EXPECT_EQ(0u, VOSuspendThread(hThread));
+        EXPECT_EQ(0u, VOResumeThread(hThread));
+    }
+}
+
+TEST(DebugNames, AreDemangledWithAndWithoutTheirParameters)
+{
+    typedef DWORD (*Undecorate)(const char*, char*, DWORD, DWORD);
+    const auto pfnUndecorate = reinterpret_cast<Undecorate>(
+        reinterpret_cast<uintptr_t>(GetProcAddress(LoadLibraryW(VOTEXT("dbghelp.dll")), "UnDecorateSymbolName")));
+    const struct
+    {
+        const char* pszDecorated;
+        const char* pszName;
+        const char* pszComplete;
+    } vectors[] = {
+        {"main", "main", "main"},
+        {"_ZN11StackWalker13ShowCallstackEPv", "StackWalker::ShowCallstack", "StackWalker::ShowCallstack(void*)"},
+        {"_Z3getIiET_i", "get<int>", "int get<int>(int)"},
+        {"_ZN12_GLOBAL__N_13fooEv", "(anonymous namespace)::foo", "(anonymous namespace)::foo()"},
+        {"_ZN1AclEi", "A::operator()", "A::operator()(int)"},
+        {"_ZN1AcvbEv", "A::operator bool", "A::operator bool()"},
+        {"_ZN1A3fooEPFviE", "A::foo", "A::foo(void (*)(int))"},
+        {"_Znwm", "operator new", "operator new(unsigned long)"},
+        {"_ZN1AlsEi", "A::operator<<", "A::operator<<(int)"},
+    };
+    for (const auto& vector : vectors)
+    {
+        char szName[100];
+        EXPECT_EQ(strlen(vector.pszName), pfnUndecorate(vector.pszDecorated, szName, sizeof(szName), 0x1000));
+        EXPECT_STREQ(vector.pszName, szName);
+        pfnUndecorate(vector.pszDecorated, szName, sizeof(szName), 0);
+        EXPECT_STREQ(vector.pszComplete, szName);
+    }
+    char szCut[5];
+    EXPECT_EQ(4u, pfnUndecorate("abcdef", szCut, sizeof(szCut), 0));
+    EXPECT_STREQ("abcd", szCut);
+}
+
+TEST(DebugVersions, AreTheNumbersBehindTheNameOfALibrary)
+{
+    const TemporaryFolder folder;
+    folder.WriteFile("liba.so.6.0.30");
+    folder.WriteFile("libb.so.1");
+    folder.WriteFile("libc.so");
+    folder.WriteFile("libd.so.1.2.3.4.5");
+    std::filesystem::create_symlink("liba.so.6.0.30", folder.Path() / "liba.so");
+    const auto Version = [&](const char* pszName) { return VOFileVersion((folder.Path() / pszName).c_str()); };
+    EXPECT_EQ(0x00060000001E0000u, Version("liba.so"));
+    EXPECT_EQ(0x0001000000000000u, Version("libb.so.1"));
+    EXPECT_EQ(0u, Version("libc.so"));
+    EXPECT_EQ(0x0001000200030004u, Version("libd.so.1.2.3.4.5"));
+}
