@@ -1,34 +1,15 @@
 // Publisher and readers in processes of their own, also ones that die in the middle of a step.
-#include "mapping/child_process.h"
 #include "mapping/mapping_test_tools.h"
-#include "platform/vo_process.h"
-
-namespace mappingtest
-{
-
-ControlWords::ControlWords()
-{
-    m_kSection.OpenOrCreate(VOTEXT("vo_mappingTestControl"), 64);
-}
-
-bool ControlWords::WaitFor(unsigned int uWord, unsigned int uValue)
-{
-    for (int nStep = 0; nStep < 60000; ++nStep)
-    {
-        if (Get(uWord) == uValue)
-        {
-            return true;
-        }
-        VOSleepMilliseconds(1);
-    }
-    return false;
-}
-
-}  // namespace mappingtest
+#include "support/child_process.h"
 
 namespace
 {
 using namespace mappingtest;
+using votest::ChildProcess;
+using votest::ControlWords;
+using votest::RoleOfThisProcess;
+
+constexpr const VOWCHAR* kpszControlName = VOTEXT("vo_mappingTestControl");
 
 // The words: what the publisher has done, what it is to do, what the reader has done.
 constexpr unsigned int kPublished = 0;
@@ -95,7 +76,7 @@ public:
         {
             return;
         }
-        ControlWords kWords;
+        ControlWords kWords(kpszControlName);
         const int nResult = !kWords.Ready()             ? 97
                             : strRole == "publisher"    ? PlayPublisher(kWords)
                             : strRole == "reader"       ? PlayReader(kWords)
@@ -109,7 +90,7 @@ testing::Environment* const s_pkRoles = testing::AddGlobalTestEnvironment(new Ro
 
 TEST(MultiProcess, TwoReadersFollowAPublisherInAnotherProcess)
 {
-    ControlWords kWords;
+    ControlWords kWords(kpszControlName);
     ASSERT_TRUE(kWords.Ready());
     for (unsigned int uWord = 0; uWord < 3; ++uWord)
     {
@@ -144,7 +125,7 @@ TEST(MultiProcess, TwoReadersFollowAPublisherInAnotherProcess)
 
 TEST(MultiProcess, AKilledPublisherLeavesItsReadersWhatTheyHave)
 {
-    ControlWords kWords;
+    ControlWords kWords(kpszControlName);
     ASSERT_TRUE(kWords.Ready());
     for (unsigned int uWord = 0; uWord < 3; ++uWord)
     {
@@ -174,7 +155,7 @@ TEST(MultiProcess, AKilledPublisherLeavesItsReadersWhatTheyHave)
 
 TEST(MultiProcess, AReaderThatDiesInsideLeavesItsCountRaisedAndOthersReadOn)
 {
-    ControlWords kWords;
+    ControlWords kWords(kpszControlName);
     ASSERT_TRUE(kWords.Ready());
     Publisher kPublisher;
     kPublisher.PublishBlock(AF_SOURCE, BlockAround(votest::FromHex("FF414243"), 238));

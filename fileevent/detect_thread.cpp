@@ -1,0 +1,212 @@
+// The reading side of the event sections. Their words are written by other processes at any time: each is read once,
+// and what was read is checked and used.
+#include "fileevent/detect_thread.h"
+
+#include <new>
+#include <utility>
+
+#include "mapping/section_view.h"
+#include "mapping/update_state.h"
+
+using LUMTrayService::enumAssetFrom;
+using LUMTrayService::structFileEventNode;
+using namespace LUMTrayService::Inspector;
+
+std::atomic<DWORD> g_uVODetectPause{500};
+
+namespace
+{
+
+constexpr unsigned int kSlots = 2;
+constexpr unsigned int kSectionNameSize = 100;
+constexpr unsigned long long kNoTime = ~0ull;  // nothing has been seen yet
+
+unsigned long long SharedTime(unsigned long long& rullTime)
+{
+    return std::atomic_ref<unsigned long long>(rullTime).load(std::memory_order_acquire);
+}
+
+// The view of a data section without content stays mapped, as it always did. Only the latest one of each source does,
+// so that a process that meets such sections again and again doesn't grow.
+void LeaveMapped(enumAssetFrom eaf, VOSectionView& rkSection)
+{
+    static std::atomic<void*> s_apvView[LUMTrayService::ASSETTYPE_COUNT] = {};
+    void* const pvBefore = s_apvView[eaf].exchange(std::exchange(rkSection.pvView, nullptr));
+    if (pvBefore != nullptr)
+    {
+        ::UnmapViewOfFile(pvBefore);
+    }
+}
+
+}  // namespace
+
+TSThreadProcDetect::~TSThreadProcDetect()
+{
+    CloseState();
+    m_pkReader.reset();
+    free(m_pBuffer);
+}
+
+bool TSThreadProcDetect::OpenState()
+{
+    static_assert(sizeof(FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == sizeof(FileEventUpdateState::szVersion));
+    VOSectionView kSection;
+    const bool bOpen = kSection.Open(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_WRITE) &&
+                       kSection.Size() >= sizeof(FileEventUpdateState) &&
+                       memcmp(kSection.pvView, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION,
+                              sizeof(FileEventUpdateState::szVersion)) == 0;
+    CloseState();
+    if (bOpen)
+    {
+        void* pvView = nullptr;
+        kSection.Detach(pvView, m_hMappingState);
+        m_pMappingState = static_cast<FileEventUpdateState*>(pvView);
+    }
+    return bOpen;
+}
+
+void TSThreadProcDetect::CloseState()
+{
+    if (m_pMappingState != nullptr)
+    {
+        ::UnmapViewOfFile(m_pMappingState);
+        m_pMappingState = nullptr;
+    }
+    if (m_hMappingState != nullptr)
+    {
+        ::CloseHandle(m_hMappingState);
+        m_hMappingState = nullptr;
+    }
+}
+
+FileEventStateInfo* TSThreadProcDetect::StateInfo(enumAssetFrom eaf) const
+{
+    return m_pMappingState != nullptr && static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT
+               ? &m_pMappingState->arrStateInfo[eaf]
+               : nullptr;
+}
+
+bool TSThreadProcDetect::Look(enumAssetFrom eaf, std::vector<structFileEventNode>& rvecEvent,
+                              unsigned long long& rullLastTime, unsigned long long& rullLatestTime)
+{
+    try
+    {
+        return FindsTime(eaf, rullLastTime, rullLatestTime) && FindsEvents(eaf, rvecEvent, rullLastTime);
+    }
+    catch (const std::bad_alloc&)
+    {
+        // On a thread of its own this would end the process.
+        return false;
+    }
+}
+
+bool TSThreadProcDetect::FindsTime(enumAssetFrom eaf, unsigned long long& rullLastTime,
+                                   unsigned long long& rullLatestTime)
+{
+    if (!OpenState())
+    {
+        return false;
+    }
+    FileEventStateInfo* const pStateInfo = StateInfo(eaf);
+    const unsigned int uSlot = pStateInfo != nullptr ? VOSharedWord(pStateInfo->uActiveSlot) : kSlots;
+    if (uSlot >= kSlots)
+    {
+        return false;
+    }
+    rullLatestTime = SharedTime(pStateInfo->ullUpdateTime[uSlot]);
+    if (rullLastTime == kNoTime)
+    {
+        rullLastTime = rullLatestTime;
+        return true;
+    }
+    return rullLastTime < rullLatestTime;
+}
+
+bool TSThreadProcDetect::FindsEvents(enumAssetFrom eaf, std::vector<structFileEventNode>& rvecEvent,
+                                     unsigned long long ullLastTime)
+{
+    if (m_pkReader == nullptr)
+    {
+        m_pkReader = std::make_unique<VOTSFileEventContainer>(LUMTrayService::AR_Customer);
+    }
+    return MappingView_FileEvent(eaf, StateInfo(eaf), m_pkReader.get()) == ET_NONE &&
+           m_pkReader->GetEvent(rvecEvent, ullLastTime, kNoTime) != 0;
+}
+
+ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEventStateInfo* pStateInfo,
+                                                    VOTSFileEventContainer* pkFileEventReader)
+{
+    ErrorType eResult = ET_DATA_UNAVAILABLE;
+    const VOTSFileEventContainer::ContainerAlloc* pFileEventAlloc = nullptr;
+    VOWCHAR szName[kSectionNameSize] = {};
+    unsigned int uSlot = 0;
+    unsigned int uDataBufSize = 0;
+    unsigned long long ullImageSize = 0;
+
+    // Given back from the last line up, in any case: the announcement, then the section.
+    VOSectionView kSection;
+    VOReaderAnnouncement kReading;
+    if (pStateInfo == nullptr || pkFileEventReader == nullptr)
+    {
+        return ET_STATE_UNAVAILABLE;
+    }
+    if (VOSharedWord(pStateInfo->bEnable) == 0 || FILEEVENT_MAPPING_VIEW_STRING(eaf) == nullptr)
+    {
+        return ET_SOURCE_DISABLED;
+    }
+    uSlot = VOSharedWord(pStateInfo->uActiveSlot);
+    VO_PROCESS_ERROR(uSlot < kSlots);
+    StringCchPrintf(szName, kSectionNameSize, VOTEXT("%s%d"), FILEEVENT_MAPPING_VIEW_STRING(eaf),
+                    static_cast<int>(uSlot));
+
+    // From here to the end of copying the publisher sees that somebody is inside this slot.
+    kReading.Announce(pStateInfo->uReaderCount[uSlot]);
+    kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, szName);
+    if (kSection.hSection == nullptr)
+    {
+        return ET_DATA_UNAVAILABLE;
+    }
+    kSection.pvView = ::MapViewOfFile(kSection.hSection, FILE_MAP_READ, 0, 0, 0);
+    if (kSection.Size() < sizeof(*pFileEventAlloc))
+    {
+        VO_PROCESS_ERROR(FALSE);
+    }
+    pFileEventAlloc = static_cast<const VOTSFileEventContainer::ContainerAlloc*>(kSection.pvView);
+    uDataBufSize = VOLoad<VOTSFileEventContainer::ContainerAlloc>(pFileEventAlloc).uDataBufSize;
+    if (uDataBufSize == 0)
+    {
+        // No failure for the caller, who goes on with what was copied before.
+        LeaveMapped(eaf, kSection);
+        eResult = ET_NONE;
+    }
+    VO_PROCESS_ERROR_AS("pFileEventAlloc && pFileEventAlloc->uDataBufSize", uDataBufSize != 0);
+    ullImageSize = sizeof(*pFileEventAlloc) + static_cast<unsigned long long>(uDataBufSize);
+    if (ullImageSize > kSection.Size() || ullImageSize > kVOMaxImageSize)
+    {
+        VO_PROCESS_ERROR(FALSE);
+    }
+
+    // The reader lets go of the copy before it changes.
+    pkFileEventReader->CleanUp();
+    if (m_uBufferSize < ullImageSize)
+    {
+        free(std::exchange(m_pBuffer, nullptr));
+        m_uBufferSize = 0;
+        m_pBuffer = static_cast<unsigned char*>(VOAllocateImage(ullImageSize));
+        m_uBufferSize = static_cast<unsigned int>(ullImageSize);
+    }
+    memcpy(m_pBuffer, pFileEventAlloc, static_cast<size_t>(ullImageSize));
+    memset(m_pBuffer + ullImageSize, 0, static_cast<size_t>(m_uBufferSize - ullImageSize));
+    kSection.Close();
+    kReading.TakeBack();
+
+    if (!pkFileEventReader->SetAlloc(reinterpret_cast<VOTSFileEventContainer::ContainerAlloc*>(m_pBuffer), 0,
+                                     ullImageSize))
+    {
+        VO_PROCESS_ERROR(FALSE);
+    }
+    eResult = ET_NONE;
+
+Exit0:
+    return eResult;
+}

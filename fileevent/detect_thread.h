@@ -1,0 +1,53 @@
+// What a detect thread works with: its own copy of the newest image, and the sections as it finds them.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "diagnostics/check.h"
+#include "vots_file_event.h"
+
+// Milliseconds between two looks of every detect thread, 500. Not exported: tests that link the library's objects let
+// threads look more often.
+extern std::atomic<DWORD> g_uVODetectPause;
+
+// The working record of one detect thread, and a local of it.
+struct TSThreadProcDetect
+{
+    TSThreadProcDetect() = default;
+    TSThreadProcDetect(const TSThreadProcDetect&) = delete;
+    TSThreadProcDetect& operator=(const TSThreadProcDetect&) = delete;
+    ~TSThreadProcDetect();
+
+    // One look at the sections. True when there are events to deliver; ullLastTime becomes ullLatestTime once they are
+    // delivered. Whatever fails, also for want of memory, is tried again by the next look.
+    bool Look(LUMTrayService::enumAssetFrom eaf, std::vector<LUMTrayService::structFileEventNode>& rvecEvent,
+              unsigned long long& rullLastTime, unsigned long long& rullLatestTime);
+
+    // The two halves of a look: whether the published time has moved on, which makes it the first time seen where none
+    // was known; and the events of the newest image since a time.
+    bool FindsTime(LUMTrayService::enumAssetFrom eaf, unsigned long long& rullLastTime,
+                   unsigned long long& rullLatestTime);
+    bool FindsEvents(LUMTrayService::enumAssetFrom eaf, std::vector<LUMTrayService::structFileEventNode>& rvecEvent,
+                     unsigned long long ullLastTime);
+
+    // Opens the update state section anew, and lets go of the one opened before. False, with nothing held, when there
+    // is none of this version.
+    bool OpenState();
+    void CloseState();
+
+    // The record of a source in the open section; an empty pointer for what is no source.
+    FileEventStateInfo* StateInfo(LUMTrayService::enumAssetFrom eaf) const;
+
+    // Copies the newest image of a source and attaches the reader to the copy. An image without content leaves copy and
+    // reader as they are, with ET_NONE.
+    LUMTrayService::Inspector::ErrorType MappingView_FileEvent(LUMTrayService::enumAssetFrom eaf,
+                                                               FileEventStateInfo* pStateInfo,
+                                                               VOTSFileEventContainer* pkFileEventReader);
+
+    unsigned char* m_pBuffer = nullptr;               // owned; the copy of the image
+    unsigned int m_uBufferSize = 0;                   // its capacity, which never shrinks
+    FileEventUpdateState* m_pMappingState = nullptr;  // the latest view, shared with all processes
+    HANDLE m_hMappingState = nullptr;
+    std::unique_ptr<VOTSFileEventContainer> m_pkReader;  // reads the copy in place
+};

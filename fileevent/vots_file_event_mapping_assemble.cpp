@@ -1,0 +1,149 @@
+#include <memory>
+#include <utility>
+
+#include "diagnostics/check.h"
+#include "mapping/section_view.h"
+#include "mapping/update_state.h"
+#include "vots_file_event.h"
+
+using LUMTrayService::enumAssetFrom;
+
+VOTSFileEventMappingAssemble* VOTSFileEventMappingAssemble::ms_pkInstance = nullptr;
+int VOTSFileEventMappingAssemble::ms_nRefCountOfInstance = 0;
+std::mutex VOTSFileEventMappingAssemble::ms_InstanceLock;
+
+VOTSFileEventMappingAssemble::VOTSFileEventMappingAssemble() : m_pArrInspector() {}
+VOTSFileEventMappingAssemble::~VOTSFileEventMappingAssemble() = default;
+
+VOTSFileEventMappingAssemble* VOTSFileEventMappingAssemble::Instance()
+{
+    const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
+    if (ms_nRefCountOfInstance == 0)
+    {
+        VO_CHECK_ERROR(NULL == ms_pkInstance);
+        ms_pkInstance = new VOTSFileEventMappingAssemble;
+        // Without a publisher the object has no inspectors, and is sound all the same.
+        const auto Discard = [](VOTSFileEventMappingAssemble* pkInstance)
+        {
+            pkInstance->_CloseInspector();
+            delete pkInstance;
+            ms_pkInstance = nullptr;
+        };
+        std::unique_ptr<VOTSFileEventMappingAssemble, decltype(Discard)> pkNew(ms_pkInstance, Discard);
+        pkNew->_SetupInspector();
+        (void)pkNew.release();
+    }
+    ++ms_nRefCountOfInstance;
+    return ms_pkInstance;
+}
+
+void VOTSFileEventMappingAssemble::Release()
+{
+    VOTSFileEventMappingAssemble* pkLast = nullptr;
+    {
+        // Callers keep this apart from Instance; the lock is for those that don't.
+        const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
+        if (ms_nRefCountOfInstance > 0)
+        {
+            --ms_nRefCountOfInstance;
+        }
+        if (ms_nRefCountOfInstance == 0)
+        {
+            pkLast = std::exchange(ms_pkInstance, nullptr);
+        }
+    }
+    if (pkLast != nullptr)
+    {
+        // Without the lock: this waits for threads whose listeners may ask for the instance.
+        pkLast->_CloseInspector();
+        delete pkLast;
+    }
+}
+
+int VOTSFileEventMappingAssemble::Run()
+{
+    for (VOTSFileEventMappingInspector* const pkInspector : m_pArrInspector)
+    {
+        if (pkInspector != nullptr)
+        {
+            pkInspector->Run();
+        }
+    }
+    return 1;
+}
+
+int VOTSFileEventMappingAssemble::Stop()
+{
+    for (VOTSFileEventMappingInspector* const pkInspector : m_pArrInspector)
+    {
+        if (pkInspector != nullptr)
+        {
+            pkInspector->Stop();
+        }
+    }
+    return 1;
+}
+
+int VOTSFileEventMappingAssemble::BindListener(enumAssetFrom eaf, IVOTSFileEventListener* piListener)
+{
+    // What is no source has no inspector either.
+    return static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT && m_pArrInspector[eaf] != nullptr
+               ? m_pArrInspector[eaf]->BindListener(piListener)
+               : 0;
+}
+
+int VOTSFileEventMappingAssemble::SuspendEvent(enumAssetFrom eaf, int bSuspend)
+{
+    int nResult = 0;
+    VO_PROCESS_ERROR_AS("m_pArrInspector[(int)eaf]", static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT &&
+                                                         m_pArrInspector[eaf] != nullptr);
+    VO_PROCESS_ERROR(m_pArrInspector[(int)eaf]->SuspendEvent(bSuspend));
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileEventMappingAssemble::_SetupInspector()
+{
+    int nResult = 0;
+    HANDLE hMappingState = nullptr;
+    FileEventUpdateState* pMappingState = nullptr;
+    VOSectionView kSection;
+    hMappingState = kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_FILEEVENT_UPDATESTATE_NAME);
+    VO_PROCESS_ERROR(hMappingState);
+    kSection.pvView = ::MapViewOfFile(hMappingState, FILE_MAP_READ, 0, 0, 0);
+    pMappingState = static_cast<FileEventUpdateState*>(kSection.pvView);
+    VO_PROCESS_ERROR_AS("pMappingState", pMappingState && kSection.Size() >= sizeof(pMappingState->szVersion));
+    VO_PROCESS_ERROR_AS(
+        "::strcmp(pMappingState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == 0",
+        memcmp(pMappingState, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pMappingState->szVersion)) == 0);
+    VO_PROCESS_ERROR_AS("pMappingState", kSection.Size() >= sizeof(FileEventUpdateState));
+
+    for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
+    {
+        VO_PROCESS_ERROR(NULL == m_pArrInspector[i]);
+        if (VOSharedWord(pMappingState->arrStateInfo[i].bEnable) != 0)
+        {
+            m_pArrInspector[i] = new VOTSFileEventMappingInspector(static_cast<enumAssetFrom>(i));
+        }
+    }
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileEventMappingAssemble::_CloseInspector()
+{
+    for (VOTSFileEventMappingInspector*& rpkInspector : m_pArrInspector)
+    {
+        if (rpkInspector != nullptr)
+        {
+            rpkInspector->Stop();
+            delete rpkInspector;
+            rpkInspector = nullptr;
+        }
+    }
+    return 1;
+}
