@@ -1,0 +1,268 @@
+// The life of a monitor: what it opens and makes, in which order, and how it is stopped.
+#include "vots_file_monitor.h"
+
+#include <atomic>
+#include <thread>
+#include <utility>
+
+#include "diagnostics/check.h"
+#include "filemonitor/shared_flag.h"
+
+namespace
+{
+
+constexpr DWORD kDirectoryAccess = GENERIC_READ | GENERIC_WRITE | FILE_LIST_DIRECTORY;
+constexpr DWORD kDirectoryShare = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr DWORD kDirectoryFlags = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED;
+static_assert(kDirectoryAccess == 0xC0000001 && kDirectoryShare == 7 && kDirectoryFlags == 0x42000000);
+
+// Resumes a thread that is to be waited for. Its mark says how often it is suspended, except after an Init that failed
+// half-way.
+void LetGo(HANDLE hThread)
+{
+    constexpr DWORD kFailed = static_cast<DWORD>(-1);
+    DWORD uBefore = ::ResumeThread(hThread);
+    while (uBefore != kFailed && uBefore > 1)
+    {
+        uBefore = ::ResumeThread(hThread);
+    }
+}
+
+}  // namespace
+
+VOTSFileMonitorManager::VOTSFileMonitorManager()
+    : m_tszRootPath(),
+      m_hFileMonitorHandle(INVALID_HANDLE_VALUE),
+      m_hFileMonitorThread(nullptr),
+      m_bFileMonitorSuspended(false),
+      m_hFileEventThread(nullptr),
+      m_bFileEventSuspended(false),
+      m_nSpecialEventCount(0),
+      m_nEventQueueBusy(0),
+      m_nExitThread(0),
+      m_overLapped(),
+      m_pFileMonitorEventDispatcher(nullptr),
+      m_nFilterBusy(0)
+{
+}
+
+VOTSFileMonitorManager::~VOTSFileMonitorManager() = default;
+VOTSFileMonitorManager::VOTSFileMonitorManager(const VOTSFileMonitorManager& kOther) = default;
+VOTSFileMonitorManager& VOTSFileMonitorManager::operator=(const VOTSFileMonitorManager& kOther) = default;
+
+int VOTSFileMonitorManager::Init(const VOWCHAR* pszRootPath)
+{
+    int nResult = 0;
+    _SetRootPath(pszRootPath);
+    VO_PROCESS_ERROR(CreateFileMonitorDispatcher());
+    VO_PROCESS_ERROR(CreateFileDirMonitorHandle());
+    VO_PROCESS_ERROR(CreateFileMonitorThread());
+    VO_PROCESS_ERROR(CreateFileEventProcessThread());
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+// The monitor thread reads the root while a host may be at a second Init: hence unit by unit.
+void VOTSFileMonitorManager::_SetRootPath(const VOWCHAR* pszRootPath)
+{
+    VOWCHAR tszRoot[MAX_PATH] = {};
+    if (::lstrcpynW(tszRoot, pszRootPath, MAX_PATH) != nullptr)
+    {
+        for (size_t i = 0; i < MAX_PATH; ++i)
+        {
+            std::atomic_ref<VOWCHAR>(m_tszRootPath[i]).store(tszRoot[i], std::memory_order_relaxed);
+        }
+    }
+}
+
+VOWString VOTSFileMonitorManager::_RootPath()
+{
+    VOWCHAR tszRoot[MAX_PATH] = {};
+    for (size_t i = 0; i < MAX_PATH - 1; ++i)
+    {
+        tszRoot[i] = std::atomic_ref<VOWCHAR>(m_tszRootPath[i]).load(std::memory_order_relaxed);
+    }
+    return tszRoot;
+}
+
+// The consumer goes first, then the producer, then the handle that it read from, then the fan-out.
+int VOTSFileMonitorManager::UnInit()
+{
+    DestoryFileEventProcessThread();
+    DestroyFileMonitorThread();
+    DestoryFileDirMonitorHandle();
+    DesotryFileMonitorDispatcher();
+    return 1;
+}
+
+int VOTSFileMonitorManager::CreateFileMonitorDispatcher()
+{
+    int nResult = 0;
+    VO_PROCESS_ERROR(NULL == m_pFileMonitorEventDispatcher);
+    m_pFileMonitorEventDispatcher = new VOTSFileMonitorEventDispatcher;
+    VO_PROCESS_ERROR(m_pFileMonitorEventDispatcher);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMonitorManager::DesotryFileMonitorDispatcher()
+{
+    delete m_pFileMonitorEventDispatcher;
+    m_pFileMonitorEventDispatcher = nullptr;
+    return 1;
+}
+
+int VOTSFileMonitorManager::CreateFileDirMonitorHandle()
+{
+    int nResult = 0;
+    VO_PROCESS_ERROR(INVALID_HANDLE_VALUE == m_hFileMonitorHandle);
+    VO_PROCESS_ERROR(*m_tszRootPath);
+    m_hFileMonitorHandle = ::CreateFileW(m_tszRootPath, kDirectoryAccess, kDirectoryShare, nullptr, OPEN_EXISTING,
+                                         kDirectoryFlags, nullptr);
+    VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != m_hFileMonitorHandle);
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMonitorManager::DestoryFileDirMonitorHandle()
+{
+    if (m_hFileMonitorHandle != INVALID_HANDLE_VALUE)
+    {
+        ::CloseHandle(m_hFileMonitorHandle);
+        m_hFileMonitorHandle = INVALID_HANDLE_VALUE;
+    }
+    return 1;
+}
+
+int VOTSFileMonitorManager::CreateFileMonitorThread()
+{
+    int nResult = 0;
+    VO_PROCESS_ERROR(NULL == m_hFileMonitorThread);
+    m_hFileMonitorThread = ::CreateThread(nullptr, 0, ThreadProc_FileMonitor, this, CREATE_SUSPENDED, nullptr);
+    VO_PROCESS_ERROR(m_hFileMonitorThread);
+    m_overLapped = {};
+    m_overLapped.hEvent = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    VO_PROCESS_ERROR(m_overLapped.hEvent != NULL);
+    m_bFileMonitorSuspended = true;
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMonitorManager::DestroyFileMonitorThread()
+{
+    if (m_hFileMonitorThread != nullptr)
+    {
+        StoreFlag(m_nExitThread, 1);
+        LetGo(m_hFileMonitorThread);
+        ::SetEvent(m_overLapped.hEvent);
+        ::WaitForSingleObject(m_hFileMonitorThread, INFINITE);
+        ::CloseHandle(m_hFileMonitorThread);
+        m_hFileMonitorThread = nullptr;
+    }
+    if (m_overLapped.hEvent != nullptr)
+    {
+        ::CloseHandle(m_overLapped.hEvent);
+        m_overLapped = {};
+    }
+    return 1;
+}
+
+int VOTSFileMonitorManager::CreateFileEventProcessThread()
+{
+    int nResult = 0;
+    VO_PROCESS_ERROR(NULL == m_hFileEventThread);
+    m_hFileEventThread = ::CreateThread(nullptr, 0, ThreadProc_FileEventDispatcher, this, CREATE_SUSPENDED, nullptr);
+    VO_PROCESS_ERROR(m_hFileEventThread);
+    m_bFileEventSuspended = true;
+    nResult = 1;
+
+Exit0:
+    return nResult;
+}
+
+int VOTSFileMonitorManager::DestoryFileEventProcessThread()
+{
+    if (m_hFileEventThread != nullptr)
+    {
+        StoreFlag(m_nExitThread, 1);
+        LetGo(m_hFileEventThread);
+        ::WaitForSingleObject(m_hFileEventThread, INFINITE);
+        ::CloseHandle(m_hFileEventThread);
+        m_hFileEventThread = nullptr;
+    }
+    return 1;
+}
+
+int VOTSFileMonitorManager::BeginThread()
+{
+    SuspendFileMonitor(false);
+    SuspendEventDispatcher(false);
+    return 1;
+}
+
+int VOTSFileMonitorManager::SuspendThread()
+{
+    SuspendFileMonitor(true);
+    SuspendEventDispatcher(true);
+    return 1;
+}
+
+int VOTSFileMonitorManager::SuspendFileMonitor(bool bSuspend)
+{
+    return _SuspendOne(m_hFileMonitorThread, m_bFileMonitorSuspended, bSuspend);
+}
+
+int VOTSFileMonitorManager::SuspendEventDispatcher(bool bSuspend)
+{
+    return _SuspendOne(m_hFileEventThread, m_bFileEventSuspended, bSuspend);
+}
+
+// The marks keep the system's own counts at 0 and 1.
+int VOTSFileMonitorManager::_SuspendOne(void* hThread, bool& rbSuspended, bool bSuspend)
+{
+    if (hThread == nullptr)
+    {
+        return 0;
+    }
+    if (rbSuspended != bSuspend)
+    {
+        rbSuspended = bSuspend;
+        bSuspend ? ::SuspendThread(hThread) : ::ResumeThread(hThread);
+    }
+    return 1;
+}
+
+int VOTSFileMonitorManager::AddFileMonitorListener(IVOTSFileMonitorEventListener* piListener)
+{
+    return m_pFileMonitorEventDispatcher != nullptr ? m_pFileMonitorEventDispatcher->AddListener(piListener) : 0;
+}
+
+int VOTSFileMonitorManager::RemoveFileMonitorListener(IVOTSFileMonitorEventListener* piListener)
+{
+    return m_pFileMonitorEventDispatcher != nullptr ? m_pFileMonitorEventDispatcher->RemoveListener(piListener) : 0;
+}
+
+int VOTSFileMonitorManager::AddFilterDir(const VOWCHAR* pszDir)
+{
+    if (pszDir == nullptr)
+    {
+        return 1;
+    }
+    VOWString strDir(pszDir);
+    // Hosts' threads keep each other out; the dispatch thread reads beside them.
+    while (!TakeFlag(m_nFilterBusy))
+    {
+        std::this_thread::yield();
+    }
+    m_vecFilterDir.push_back(std::move(strDir));
+    StoreFlag(m_nFilterBusy, 0);
+    return 1;
+}

@@ -1,0 +1,129 @@
+// What the two threads of a monitor do.
+#include <memory>
+#include <new>
+
+#include "diagnostics/check.h"
+#include "filemonitor/change_events.h"
+#include "filemonitor/shared_flag.h"
+#include "vots_file_monitor.h"
+
+namespace
+{
+
+constexpr DWORD kNotifyBufferSize = 260000;
+constexpr DWORD kNotifyFilter =
+    FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_DIR_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE;
+static_assert(kNotifyFilter == 0x13);
+
+constexpr DWORD kIdleSleep = 500;  // milliseconds
+
+}  // namespace
+
+// The buffer keeps what the last read left in it: a read that completes without records, as it does when the system
+// lost changes, is taken for the one before.
+VOULONG VOTSFileMonitorManager::ThreadProc_FileMonitor(void* lpParameter)
+{
+    VOTSFileMonitorManager* const pkManager = static_cast<VOTSFileMonitorManager*>(lpParameter);
+    const std::unique_ptr<unsigned char[]> pOwner(new (std::nothrow) unsigned char[kNotifyBufferSize]);
+    unsigned char* const pszNotify = pOwner.get();
+    VO_PROCESS_ERROR(pszNotify);
+    memset(pszNotify, 0, kNotifyBufferSize);
+    VO_PROCESS_ERROR(lpParameter);
+    pkManager->_WatchDirectory(pszNotify);
+
+Exit0:
+    return 0;
+}
+
+void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
+{
+    ChangeEvents kEvents([]() -> unsigned long long { return ::GetTickCount64(); });
+    bool bPending = false;
+    while (LoadFlag(m_nExitThread) == 0)
+    {
+        DWORD uBytes = 0;
+        bPending = ::ReadDirectoryChangesW(m_hFileMonitorHandle, pszNotify, kNotifyBufferSize, TRUE, kNotifyFilter,
+                                           &uBytes, &m_overLapped, nullptr) != FALSE;
+        if (!bPending || ::WaitForSingleObject(m_overLapped.hEvent, INFINITE) != WAIT_OBJECT_0 ||
+            LoadFlag(m_nExitThread) != 0)
+        {
+            continue;
+        }
+        bPending = false;
+        kEvents.Read(_RootPath(), pszNotify, kNotifyBufferSize,
+                     [this](FILE_MONITOR_EVENT& kEvent) { PushEvent(kEvent); });
+    }
+    if (bPending)
+    {
+        // The system must be done with the buffer before it goes.
+        DWORD uBytes = 0;
+        ::CancelIoEx(m_hFileMonitorHandle, &m_overLapped);
+        ::GetOverlappedResult(m_hFileMonitorHandle, &m_overLapped, &uBytes, TRUE);
+    }
+}
+
+VOULONG VOTSFileMonitorManager::ThreadProc_FileEventDispatcher(void* lpParameter)
+{
+    VOTSFileMonitorManager* const pkManager = static_cast<VOTSFileMonitorManager*>(lpParameter);
+    VO_PROCESS_ERROR(lpParameter);
+    pkManager->_DeliverEvents();
+
+Exit0:
+    return 0;
+}
+
+void VOTSFileMonitorManager::_DeliverEvents()
+{
+    FILE_MONITOR_EVENT kEvent;
+    while (LoadFlag(m_nExitThread) == 0)
+    {
+        // What was taken in spite of a hold is dropped.
+        if (PopEvent(kEvent) == 0 || (LoadFlag(m_nSpecialEventCount) & 1) != 0)
+        {
+            ::Sleep(kIdleSleep);
+        }
+        else if (!_IsFiltered(kEvent.strFilePath))
+        {
+            _Deliver(kEvent);
+        }
+    }
+}
+
+bool VOTSFileMonitorManager::_IsFiltered(const VOWString& strPath) const
+{
+    const size_t uFilters = m_vecFilterDir.size();
+    for (size_t i = 0; i < uFilters; ++i)
+    {
+        if (strPath.starts_with(m_vecFilterDir[i]))
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+void VOTSFileMonitorManager::_Deliver(const FILE_MONITOR_EVENT& kEvent)
+{
+    if (m_pFileMonitorEventDispatcher == nullptr)
+    {
+        return;
+    }
+    VOTSFileMonitorEventDispatcher& rkTo = *m_pFileMonitorEventDispatcher;
+    switch (kEvent.nEventType)
+    {
+        case FILE_MONITOR_EVENT_ADD:
+            rkTo.OnFileMonitor_Add(kEvent.strFilePath.c_str());
+            break;
+        case FILE_MONITOR_EVENT_REMOVE:
+            rkTo.OnFileMonitor_Remove(kEvent.strFilePath.c_str());
+            break;
+        case FILE_MONITOR_EVENT_RENAME:
+            rkTo.OnFileMonitor_Rename(kEvent.strFilePath.c_str(), kEvent.strNewFileName.c_str());
+            break;
+        case FILE_MONITOR_EVENT_MODIFIED:
+            rkTo.OnFileMonitor_Modified(kEvent.strFilePath.c_str());
+            break;
+        default:
+            break;
+    }
+}

@@ -1,0 +1,201 @@
+// The directory monitor: watches a directory with everything below it and tells listeners of what changes.
+//
+// A host's order of calls: construct, AddFilterDir as needed, Init, AddFileMonitorListener, BeginThread; at the end
+// RemoveFileMonitorListener for each listener, UnInit, destroy.
+//
+// The stream of events is a hint and no record: identical events within half a second of each other are one event, and
+// what the system's own buffer couldn't hold is lost without a sign. Whoever needs the exact state looks at the
+// directory when an event says that something changed there.
+#pragma once
+
+#include <list>
+
+#include "internal/vo_append_list.h"
+#include "internal/vo_event_queue.h"
+#include "vo_types.h"
+
+// What a user of the monitor implements. Paths are full paths with forward slashes, beginning with the root as it was
+// given to Init; they are valid for the length of the call. Calls come one at a time, on the monitor's dispatch thread.
+class IVOTSFileMonitorEventListener
+{
+public:
+    virtual void OnFileMonitor_Add(const VOWCHAR* pszFilePath) = 0;
+    virtual void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) = 0;
+
+    // pszFilePath: the old full path, empty when it isn't known. pszNewFileName: the last component of the new path.
+    virtual void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) = 0;
+
+    // Files only.
+    virtual void OnFileMonitor_Modified(const VOWCHAR* pszFilePath) = 0;
+
+protected:
+    // Nobody owns a listener through this interface.
+    ~IVOTSFileMonitorEventListener() = default;
+};
+
+// A listener that does nothing; derive from it and override what is needed.
+class VOBASE_API VOTSFileMonitorEventListener_Adapter : public IVOTSFileMonitorEventListener
+{
+public:
+    void OnFileMonitor_Add(const VOWCHAR* pszFilePath) override;
+    void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) override;
+    void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) override;
+    void OnFileMonitor_Modified(const VOWCHAR* pszFilePath) override;
+
+    virtual ~VOTSFileMonitorEventListener_Adapter() = default;
+};
+
+// Passes each event on to all of its listeners, in the order in which they were added. While it does so the list can't
+// be changed: an attempt, from a listener's call or from another thread, is logged and refused with 0.
+class VOBASE_API VOTSFileMonitorEventDispatcher : public VOTSFileMonitorEventListener_Adapter
+{
+public:
+    VOTSFileMonitorEventDispatcher();
+    VOTSFileMonitorEventDispatcher(const VOTSFileMonitorEventDispatcher& kOther);
+    VOTSFileMonitorEventDispatcher& operator=(const VOTSFileMonitorEventDispatcher& kOther);
+
+    // Logs when listeners are left. Listeners aren't deleted.
+    ~VOTSFileMonitorEventDispatcher() override;
+
+    // 1 also for a listener that is there already, or for one that isn't; 0 for a null pointer and while events are
+    // passed on, both logged.
+    int AddListener(IVOTSFileMonitorEventListener* pListener);
+    int RemoveListener(IVOTSFileMonitorEventListener* pListener);
+
+    void OnFileMonitor_Add(const VOWCHAR* pszFilePath) override;
+    void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) override;
+    void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) override;
+    void OnFileMonitor_Modified(const VOWCHAR* pszFilePath) override;
+
+protected:
+    typedef std::list<IVOTSFileMonitorEventListener*> ListenerList;
+
+    // 1 if it is in the list.
+    int IsListenerExist(IVOTSFileMonitorEventListener* pListener);
+
+    ListenerList m_listListeners;  // not owned
+    int m_blstEnable;              // 1 while the list may be changed, 0 while it is walked
+
+private:
+    class Guard;
+
+    bool _ListenerAt(size_t uIndex, IVOTSFileMonitorEventListener** ppiListener);
+
+    int m_nListBusy;  // 1 while a thread is at the list itself; never while a listener is called
+};
+
+// Watches one root directory and everything below it. The threads that it makes are its own: one reads the system's
+// notices and queues events, one takes them from the queue and calls the listeners. Results are 1 for success and 0 for
+// failure unless something else is said.
+class VOBASE_API VOTSFileMonitorManager
+{
+public:
+    enum FILE_MONITOR_EVENT_TYPE : int
+    {
+        FILE_MONITOR_EVENT_ADD = 1,
+        FILE_MONITOR_EVENT_REMOVE = 2,
+        FILE_MONITOR_EVENT_RENAME = 3,
+        FILE_MONITOR_EVENT_MODIFIED = 4
+    };
+
+    struct FILE_MONITOR_EVENT
+    {
+        int nEventType = 0;
+        VOWString strFilePath;              // full path, forward slashes; of a rename the old one
+        VOWString strNewFilePath;           // rename only: the new full path
+        VOWString strNewFileName;           // rename only: its last component
+        unsigned long long uTickCount = 0;  // milliseconds of the system's clock; 0 in an event made by rewriting
+
+        // Equal type, path and new name, and less than 500 ms apart. The new path plays no part.
+        bool operator==(const FILE_MONITOR_EVENT& kOther) const;
+    };
+
+    VOTSFileMonitorManager();
+
+    // Doesn't call UnInit: an object that was given Init has to be given UnInit first.
+    virtual ~VOTSFileMonitorManager();
+
+    // Member by member. The copy of an initialised object shares its threads and handles: UnInit belongs to one of
+    // them.
+    VOTSFileMonitorManager(const VOTSFileMonitorManager& kOther);
+    VOTSFileMonitorManager& operator=(const VOTSFileMonitorManager& kOther);
+
+    // Opens the root (at most 259 characters, taken as it stands) and makes both threads, suspended. What was made
+    // before a step that fails stays, for UnInit.
+    int Init(const VOWCHAR* pszRootPath);
+
+    // Ends the threads and releases everything, whatever is there. Takes up to half a second, or as long as a listener
+    // takes. After it the object can't watch again. Always 1.
+    int UnInit();
+
+    // Let both threads run, or hold them. Always 1.
+    int BeginThread();
+    int SuspendThread();
+
+    // One of them. 0 without that thread. Changes are kept by the system while the monitor thread is held, and events
+    // in the queue while the dispatch thread is.
+    int SuspendFileMonitor(bool bSuspend);
+    int SuspendEventDispatcher(bool bSuspend);
+
+    // 1 while events are queued.
+    int HasFileEvent() const;
+
+    // After Init only; see VOTSFileMonitorEventDispatcher.
+    int AddFileMonitorListener(IVOTSFileMonitorEventListener* piListener);
+    int RemoveFileMonitorListener(IVOTSFileMonitorEventListener* piListener);
+
+    // Events whose path begins with this text, character by character, aren't delivered; an empty text stops all. A
+    // null pointer adds nothing. Always 1.
+    int AddFilterDir(const VOWCHAR* pszDir);
+
+protected:
+    int CreateFileMonitorDispatcher();
+    int DesotryFileMonitorDispatcher();
+    int CreateFileDirMonitorHandle();
+    int DestoryFileDirMonitorHandle();
+    int CreateFileMonitorThread();
+    int DestroyFileMonitorThread();
+    int CreateFileEventProcessThread();
+    int DestoryFileEventProcessThread();
+
+    // Appends an event, waiting up to 65535 ms for the consumer to let go of the queue; then the event is lost, with a
+    // log line. Always 0. One producer and one consumer.
+    int PushEvent(FILE_MONITOR_EVENT& kEvent);
+
+    // Takes the first event: 1. 0 without one, while a lone Remove is held back, and while the producer is at the
+    // queue.
+    int PopEvent(FILE_MONITOR_EVENT& kEvent);
+
+    // Makes one Modified of a Remove and the Rename to the same path behind it; 1 while a Remove without anything
+    // behind it is held back.
+    int SpecialEventHandle();
+
+    static VOULONG ThreadProc_FileMonitor(void* lpParameter);
+    static VOULONG ThreadProc_FileEventDispatcher(void* lpParameter);
+
+    VOWCHAR m_tszRootPath[MAX_PATH];
+    void* m_hFileMonitorHandle;
+    void* m_hFileMonitorThread;
+    bool m_bFileMonitorSuspended;
+    void* m_hFileEventThread;
+    bool m_bFileEventSuspended;
+    int m_nSpecialEventCount;  // odd while a lone Remove is held back
+    VOEventQueue<FILE_MONITOR_EVENT> m_vecFileEvents;
+    int m_nEventQueueBusy;
+    int m_nExitThread;  // never cleared
+    OVERLAPPED m_overLapped;
+    VOAppendList<VOWString> m_vecFilterDir;
+    VOTSFileMonitorEventDispatcher* m_pFileMonitorEventDispatcher;  // owned
+
+private:
+    int _SuspendOne(void* hThread, bool& rbSuspended, bool bSuspend);
+    void _SetRootPath(const VOWCHAR* pszRootPath);
+    VOWString _RootPath();
+    void _WatchDirectory(unsigned char* pszNotify);
+    void _DeliverEvents();
+    void _Deliver(const FILE_MONITOR_EVENT& kEvent);
+    bool _IsFiltered(const VOWString& strPath) const;
+    int _HoldOrRewriteHead();
+
+    int m_nFilterBusy;  // 1 while a thread appends to the filters
+};

@@ -1,0 +1,118 @@
+// A monitor whose inner operations a test can call, and a listener that writes down what it is told.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/log_capture.h"
+#include "support/text.h"
+#include "vots_file_monitor.h"
+
+namespace monitortest
+{
+
+typedef VOTSFileMonitorManager::FILE_MONITOR_EVENT Event;
+
+class OpenMonitor : public VOTSFileMonitorManager
+{
+public:
+    using VOTSFileMonitorManager::CreateFileDirMonitorHandle;
+    using VOTSFileMonitorManager::CreateFileEventProcessThread;
+    using VOTSFileMonitorManager::CreateFileMonitorDispatcher;
+    using VOTSFileMonitorManager::CreateFileMonitorThread;
+    using VOTSFileMonitorManager::DesotryFileMonitorDispatcher;
+    using VOTSFileMonitorManager::m_bFileEventSuspended;
+    using VOTSFileMonitorManager::m_bFileMonitorSuspended;
+    using VOTSFileMonitorManager::m_hFileEventThread;
+    using VOTSFileMonitorManager::m_hFileMonitorHandle;
+    using VOTSFileMonitorManager::m_hFileMonitorThread;
+    using VOTSFileMonitorManager::m_nEventQueueBusy;
+    using VOTSFileMonitorManager::m_nExitThread;
+    using VOTSFileMonitorManager::m_nSpecialEventCount;
+    using VOTSFileMonitorManager::m_overLapped;
+    using VOTSFileMonitorManager::m_pFileMonitorEventDispatcher;
+    using VOTSFileMonitorManager::m_tszRootPath;
+    using VOTSFileMonitorManager::m_vecFileEvents;
+    using VOTSFileMonitorManager::m_vecFilterDir;
+    using VOTSFileMonitorManager::PopEvent;
+    using VOTSFileMonitorManager::PushEvent;
+    using VOTSFileMonitorManager::SpecialEventHandle;
+    using VOTSFileMonitorManager::ThreadProc_FileEventDispatcher;
+    using VOTSFileMonitorManager::ThreadProc_FileMonitor;
+
+    int Push(Event kEvent) { return PushEvent(kEvent); }
+};
+
+inline Event MakeEvent(int nType, const VOWString& strPath, const VOWString& strNewPath = {})
+{
+    Event kEvent;
+    kEvent.nEventType = nType;
+    kEvent.strFilePath = strPath;
+    kEvent.strNewFilePath = strNewPath;
+    kEvent.strNewFileName = strNewPath.substr(strNewPath.rfind(VOWCHAR('/')) + 1);
+    return kEvent;
+}
+
+// "Add C:/a", "Rename C:/a b", ...
+class RecordingListener : public VOTSFileMonitorEventListener_Adapter
+{
+public:
+    void OnFileMonitor_Add(const VOWCHAR* pszFilePath) override { _Note("Add", pszFilePath); }
+    void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) override { _Note("Remove", pszFilePath); }
+    void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) override
+    {
+        _Note("Rename", pszFilePath, pszNewFileName);
+    }
+    void OnFileMonitor_Modified(const VOWCHAR* pszFilePath) override { _Note("Modified", pszFilePath); }
+
+    std::vector<std::string> Calls() const
+    {
+        const std::lock_guard<std::mutex> kGuard(m_kLock);
+        return m_vecCalls;
+    }
+
+    void Clear()
+    {
+        const std::lock_guard<std::mutex> kGuard(m_kLock);
+        m_vecCalls.clear();
+    }
+
+private:
+    void _Note(const std::string& strCall, const VOWCHAR* pszPath, const VOWCHAR* pszName = nullptr)
+    {
+        const std::lock_guard<std::mutex> kGuard(m_kLock);
+        m_vecCalls.push_back(strCall + " " + votest::Shown(pszPath) +
+                             (pszName != nullptr ? " " + votest::Shown(pszName) : ""));
+    }
+
+    mutable std::mutex m_kLock;
+    std::vector<std::string> m_vecCalls;
+};
+
+// Waits until a condition holds; false when it doesn't for very long.
+inline bool WaitFor(const std::function<bool()>& Holds)
+{
+    for (int i = 0; i < 6000; ++i)
+    {
+        if (Holds())
+        {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+inline std::string Line(const std::string& strText, const std::string& strFunction,
+                        const std::string& strClass = "VOTSFileMonitorManager")
+{
+    return votest::CheckLine("VO_PROCESS_ERROR", strText, strClass + "::" + strFunction);
+}
+
+}  // namespace monitortest
