@@ -1,0 +1,158 @@
+#include "vo_public_option.h"
+
+#include <algorithm>
+
+#include "diagnostics/check.h"
+
+namespace
+{
+
+// Copies the record word by word: its writer may be at work.
+void CopyRecord(VOPublicOptionRecord* pTo, const void* pvView, size_t uViewSize)
+{
+    constexpr size_t kWords = sizeof(VOPublicOptionRecord) / sizeof(unsigned long long);
+    unsigned long long auWord[kWords] = {};
+    // A view is only read, and begins at a page.
+    unsigned long long* const puView = static_cast<unsigned long long*>(const_cast<void*>(pvView));
+    const size_t uWords = std::min(uViewSize / sizeof(unsigned long long), kWords);
+    for (size_t i = 0; i < uWords; ++i)
+    {
+        auWord[i] = std::atomic_ref<unsigned long long>(puView[i]).load(std::memory_order_relaxed);
+    }
+    // The rest of a section that is too short, so that its version is seen.
+    const size_t uRest = std::min(uViewSize, sizeof(auWord)) - uWords * sizeof(unsigned long long);
+    memcpy(reinterpret_cast<unsigned char*>(auWord) + uWords * sizeof(unsigned long long), puView + uWords, uRest);
+    memcpy(pTo, auWord, sizeof(auWord));
+}
+
+template <size_t uSize>
+void Terminate(char (&szText)[uSize])
+{
+    szText[uSize - 1] = 0;
+}
+
+// A text that its writer didn't terminate ends with its field.
+void TerminateTexts(VOPublicOptionRecord* pRecord)
+{
+    Terminate(pRecord->szOptionKey);
+    Terminate(pRecord->szOptionText1);
+    Terminate(pRecord->szOptionText2);
+    Terminate(pRecord->szOptionText3);
+    Terminate(pRecord->szOptionText4);
+    Terminate(pRecord->szOptionText5);
+    Terminate(pRecord->szOptionText6);
+}
+
+}  // namespace
+
+VOPublicOption::VOPublicOption() : m_kOption() {}
+VOPublicOption::~VOPublicOption() = default;
+
+void VOPublicOption::Sync()
+{
+    VOPublicOptionRecord kPublished;
+    size_t uViewSize = 0;
+    const void* pOptionMemory = nullptr;
+    const HANDLE hSection = OpenFileMappingW(FILE_MAP_READ, FALSE, kVOPublicOptionSection);
+    if (hSection == nullptr)
+    {
+        return;
+    }
+    pOptionMemory = MapViewOfFile(hSection, FILE_MAP_READ, 0, 0, 0);
+    VO_PROCESS_ERROR(pOptionMemory);
+
+    uViewSize = VOViewSize(pOptionMemory);
+    CopyRecord(&kPublished, pOptionMemory, uViewSize);
+    if (strncmp(kPublished.szVersion, kszVOPublicOptionVersion, sizeof(kPublished.szVersion)) != 0)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
+    if (m_kOption.szOptionKey[0] != 0 &&
+        strncmp(kPublished.szOptionKey, m_kOption.szOptionKey, sizeof(kPublished.szOptionKey)) != 0)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
+    VO_PROCESS_ERROR(uViewSize >= sizeof(kPublished));
+    TerminateTexts(&kPublished);
+    m_kOption = kPublished;
+
+Exit0:
+    if (pOptionMemory != nullptr)
+    {
+        UnmapViewOfFile(pOptionMemory);
+    }
+    CloseHandle(hSection);
+}
+
+int VOPublicOption::SetOptionKey(const char* pszKey)
+{
+    strcpy_s(m_kOption.szOptionKey, sizeof(m_kOption.szOptionKey), pszKey != nullptr ? pszKey : "");
+    return 1;
+}
+
+const char* VOPublicOption::GetOptionKey()
+{
+    return m_kOption.szOptionKey;
+}
+
+const char* VOPublicOption::GetOptionText1()
+{
+    return m_kOption.szOptionText1;
+}
+
+const char* VOPublicOption::GetOptionText2()
+{
+    return m_kOption.szOptionText2;
+}
+
+const char* VOPublicOption::GetOptionText3()
+{
+    return m_kOption.szOptionText3;
+}
+
+int VOPublicOption::GetOptionValue1()
+{
+    return m_kOption.nOptionValue1;
+}
+
+int VOPublicOption::GetOptionValue2()
+{
+    return m_kOption.nOptionValue2;
+}
+
+const char* VOPublicOption::GetOptionText4()
+{
+    return m_kOption.szOptionText4;
+}
+
+const char* VOPublicOption::GetOptionText5()
+{
+    return m_kOption.szOptionText5;
+}
+
+const char* VOPublicOption::GetOptionText6()
+{
+    return m_kOption.szOptionText6;
+}
+
+long long VOPublicOption::GetOptionValue3()
+{
+    return m_kOption.nOptionValue3;
+}
+
+long long VOPublicOption::GetOptionValue4()
+{
+    return m_kOption.nOptionValue4;
+}
+
+// The first use is the object's making, so that racing first calls look once and all see what was found.
+IVOPublicOption* GetPublicOption()
+{
+    static VOPublicOption* const s_pkOption = []
+    {
+        VOPublicOption* const pkOption = new VOPublicOption;
+        pkOption->Sync();
+        return pkOption;
+    }();
+    return s_pkOption;
+}

@@ -1,0 +1,383 @@
+// The walk itself, and the search path of the symbols.
+#include <stdlib.h>
+#include <string.h>
+
+#include <memory>
+#include <string>
+
+#include "diagnostics/stack_walker_binding.h"
+#include "platform/vo_memory.h"
+#include "platform/vo_process.h"
+#include "vo_stack_walker.h"
+
+namespace
+{
+
+constexpr int kBuildSearchPath = 16;
+constexpr int kAllOptions = 63;
+constexpr size_t kSearchPathSize = 4096;
+constexpr size_t kTextSize = 1024;
+constexpr DWORD kContextFlags = 0x10000B;
+constexpr DWORD kMachineX64 = 0x8664;
+constexpr DWORD kNameOnly = 0x1000;
+constexpr size_t kSymbolRecordSize = sizeof(VODebugSymbol) + kTextSize;  // 1,056
+constexpr const char* kSymbolServer = "https://msdl.microsoft.com/download/symbols";
+
+struct FreeBlock
+{
+    void operator()(void* pvBlock) const { free(pvBlock); }
+};
+
+// A copy with an owner that frees it; empty for a null text and when memory runs out.
+std::shared_ptr<char> CopyOwned(const char* pszText)
+{
+    if (pszText == nullptr)
+    {
+        return nullptr;
+    }
+    const size_t uSize = strlen(pszText) + 1;
+    char* const pszCopy = static_cast<char*>(VOTryAllocate(uSize));
+    if (pszCopy == nullptr)
+    {
+        return nullptr;
+    }
+    memcpy(pszCopy, pszText, uSize);
+    return std::shared_ptr<char>(pszCopy, free);
+}
+
+std::string Environment(const char* pszName)
+{
+    char szValue[kTextSize] = {};
+    const DWORD uLength = GetEnvironmentVariableA(pszName, szValue, sizeof(szValue));
+    return uLength < sizeof(szValue) ? szValue : "";
+}
+
+// The folder of the program, without a slash at its end; "" when it isn't known.
+std::string ProgramFolder()
+{
+    char szProgram[kTextSize] = {};
+    if (GetModuleFileNameA(nullptr, szProgram, sizeof(szProgram) - 1) == 0)
+    {
+        return "";
+    }
+    const std::string strProgram = szProgram;
+    const size_t uCut = strProgram.find_last_of("/\\:");
+    return uCut != std::string::npos ? strProgram.substr(0, uCut) : "";
+}
+
+const char* SymbolTypeText(int nType)
+{
+    static const char* const s_apszText[] = {"-nosymbols-", "COFF", "CV",  "PDB",    "-exported-",
+                                             "-deferred-",  "SYM",  "DIA", "Virtual"};
+    return nType >= 0 && static_cast<size_t>(nType) < std::size(s_apszText) ? s_apszText[nType] : nullptr;
+}
+
+template <size_t uSize>
+void CopyText(char (&szTo)[uSize], const char* pszFrom, size_t uAtMost)
+{
+    const size_t uLength = strnlen(pszFrom, uAtMost < uSize ? uAtMost : uSize - 1);
+    memcpy(szTo, pszFrom, uLength);
+    szTo[uLength] = 0;
+}
+
+}  // namespace
+
+StackWalker::ReadMemoryFunction StackWalker::ms_pfnReadMemory = nullptr;
+void* StackWalker::ms_pReadMemoryUserData = nullptr;
+
+VOULONG StackWalker::CurrentProcessId()
+{
+    return VOProcessId();
+}
+
+StackWalker::StackWalker(int nOptions, const char* pszSymPath, VOULONG dwProcessId, void* hProcess)
+    : m_nSummaryFrames(0),
+      m_szSummary(),
+      m_bNoFrameKept(0),
+      m_szFirstSourceFile(),
+      m_bD3D11Translate(0),
+      m_Internal(this, hProcess),
+      m_hProcess(hProcess),
+      m_dwProcessId(dwProcessId),
+      m_bModulesLoaded(0),
+      m_pszSymPath(nullptr),
+      m_nOptions(nOptions),
+      m_pSymPathOwner(CopyOwned(pszSymPath))
+{
+    if (pszSymPath != nullptr)
+    {
+        m_pszSymPath = m_pSymPathOwner.get();
+        m_nOptions |= kBuildSearchPath;
+    }
+}
+
+StackWalker::StackWalker(VOULONG dwProcessId, void* hProcess) : StackWalker(kAllOptions, nullptr, dwProcessId, hProcess)
+{
+}
+
+StackWalker::~StackWalker() = default;
+
+StackWalker::StackWalker(const StackWalker& rkOther) : StackWalker(rkOther.m_nOptions, nullptr, rkOther.m_dwProcessId)
+{
+    *this = rkOther;
+}
+
+StackWalker& StackWalker::operator=(const StackWalker& rkOther)
+{
+    m_nSummaryFrames = rkOther.m_nSummaryFrames;
+    memcpy(m_szSummary, rkOther.m_szSummary, sizeof(m_szSummary));
+    m_bNoFrameKept = rkOther.m_bNoFrameKept;
+    memcpy(m_szFirstSourceFile, rkOther.m_szFirstSourceFile, sizeof(m_szFirstSourceFile));
+    m_bD3D11Translate = rkOther.m_bD3D11Translate;
+    m_Internal = rkOther.m_Internal;
+    // Its reports go to the object that it is a part of.
+    m_Internal.m_pOwner = this;
+    m_hProcess = rkOther.m_hProcess;
+    m_dwProcessId = rkOther.m_dwProcessId;
+    m_bModulesLoaded = rkOther.m_bModulesLoaded;
+    m_pSymPathOwner = rkOther.m_pSymPathOwner;
+    m_pszSymPath = rkOther.m_pszSymPath;
+    m_nOptions = rkOther.m_nOptions;
+    return *this;
+}
+
+// Each part ends with ";". Empty when memory runs out.
+std::shared_ptr<char> StackWalker::BuildSearchPath() const
+{
+    std::shared_ptr<char> pszPath(static_cast<char*>(VOTryAllocate(kSearchPathSize)), free);
+    if (pszPath == nullptr)
+    {
+        return nullptr;
+    }
+    const auto Append = [&pszPath](const std::string& strPart)
+    {
+        const size_t uLength = strlen(pszPath.get());
+        if (!strPart.empty() && uLength + strPart.size() + 2 <= kSearchPathSize)
+        {
+            memcpy(pszPath.get() + uLength, strPart.c_str(), strPart.size());
+            memcpy(pszPath.get() + uLength + strPart.size(), ";", 2);
+        }
+    };
+    char szFolder[kTextSize] = {};
+    Append(m_pszSymPath != nullptr ? m_pszSymPath : "");
+    Append(".");
+    const DWORD uLength = GetCurrentDirectoryA(sizeof(szFolder), szFolder);
+    Append(uLength < sizeof(szFolder) ? szFolder : "");
+    Append(ProgramFolder());
+    Append(Environment("_NT_SYMBOL_PATH"));
+    Append(Environment("_NT_ALTERNATE_SYMBOL_PATH"));
+    const std::string strSystem = Environment("SYSTEMROOT");
+    if (!strSystem.empty())
+    {
+        Append(strSystem);
+        Append(strSystem + "\\system32");
+    }
+    const std::string strDrive = Environment("SYSTEMDRIVE");
+    Append("SRV*" + (strDrive.empty() ? "c:" : strDrive) + "\\websymbols*" + kSymbolServer);
+    return pszPath;
+}
+
+int StackWalker::LoadModules()
+{
+    if (m_bModulesLoaded != 0)
+    {
+        return 1;
+    }
+    std::shared_ptr<char> pszSearchPath;
+    if ((m_nOptions & kBuildSearchPath) != 0)
+    {
+        pszSearchPath = BuildSearchPath();
+        if (pszSearchPath == nullptr)
+        {
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+            return 0;
+        }
+    }
+    const int bBound = m_Internal.Init(pszSearchPath.get());
+    pszSearchPath.reset();
+    if (bBound == 0)
+    {
+        OnDbgHelpErr("Error while initializing dbghelp.dll", 0, 0);
+        SetLastError(ERROR_DLL_INIT_FAILED);
+        return 0;
+    }
+    if (m_Internal.LoadModules(m_hProcess, m_dwProcessId) == 0)
+    {
+        return 0;
+    }
+    m_bModulesLoaded = 1;
+    return 1;
+}
+
+int StackWalker::myReadProcMem(void* hProcess, unsigned long long uBase, void* pBuffer, VOULONG uSize, VOULONG* puRead)
+{
+    if (ms_pfnReadMemory != nullptr)
+    {
+        return ms_pfnReadMemory(hProcess, uBase, pBuffer, uSize, puRead, ms_pReadMemoryUserData);
+    }
+    SIZE_T uRead = 0;
+    const void* const pvBase = reinterpret_cast<const void*>(static_cast<uintptr_t>(uBase));
+    const BOOL bRead = ReadProcessMemory(hProcess, pvBase, pBuffer, uSize, &uRead);
+    *puRead = static_cast<VOULONG>(uRead);
+    return bRead;
+}
+
+// The context of another thread, which stays suspended until the walk's end.
+bool StackWalker::TakeThreadContext(void* hThread, CONTEXT& rContext)
+{
+    VOSuspendThread(hThread);
+    memset(&rContext, 0, sizeof(rContext));
+    rContext.ContextFlags = kContextFlags;
+    if (!VOGetThreadContext(hThread, &rContext))
+    {
+        VOResumeThread(hThread);
+        return false;
+    }
+    return true;
+}
+
+int StackWalker::ShowCallstack(void* hThread, const CONTEXT* pContext, ReadMemoryFunction pfnReadMemory,
+                               void* pUserData)
+{
+    CONTEXT kContext;
+    m_bNoFrameKept = 1;
+    m_nSummaryFrames = 0;
+    m_szSummary[0] = 0;
+    m_szFirstSourceFile[0] = 0;
+    m_bD3D11Translate = 0;
+    if (m_bModulesLoaded == 0)
+    {
+        LoadModules();
+    }
+    if (m_Internal.m_hDbgHelp == nullptr)
+    {
+        SetLastError(ERROR_DLL_INIT_FAILED);
+        return 0;
+    }
+    ms_pfnReadMemory = pfnReadMemory;
+    ms_pReadMemoryUserData = pUserData;
+    if (pContext != nullptr)
+    {
+        kContext = *pContext;
+    }
+    else if (hThread == VOCurrentThreadHandle())
+    {
+        // Here and in no function that has returned when the walk begins: its frame would be gone.
+        memset(&kContext, 0, sizeof(kContext));
+        kContext.ContextFlags = kContextFlags;
+        RtlCaptureContext(&kContext);
+    }
+    else if (!TakeThreadContext(hThread, kContext))
+    {
+        return 0;
+    }
+    WalkFrames(hThread, kContext);
+    if (pContext == nullptr)
+    {
+        VOResumeThread(hThread);
+    }
+    return 1;
+}
+
+void StackWalker::WalkFrames(void* hThread, CONTEXT& rContext)
+{
+    VODebugFrame kFrame = {};
+    kFrame.kPC = {rContext.Rip, 0, kVOFlatAddress};
+    kFrame.kFrame = {rContext.Rsp, 0, kVOFlatAddress};
+    kFrame.kStack = {rContext.Rsp, 0, kVOFlatAddress};
+
+    // Too large for a stack that may be nearly used up when a program reports its crash.
+    const std::unique_ptr<void, FreeBlock> pSymbol(VOTryAllocate(kSymbolRecordSize));
+    const std::unique_ptr<CallstackEntry, FreeBlock> pEntry(
+        static_cast<CallstackEntry*>(VOTryAllocate(sizeof(CallstackEntry))));
+    if (pSymbol == nullptr || pEntry == nullptr)
+    {
+        return;
+    }
+    for (unsigned long long ullFrame = 0;; ++ullFrame)
+    {
+        if (!Call<VOStackWalk64>(m_Internal.m_pfnStackWalk64)(
+                kMachineX64, m_hProcess, hThread, &kFrame, &rContext,
+                reinterpret_cast<VOReadMemoryRoutine>(&StackWalker::myReadProcMem),
+                Call<VOFunctionTableRoutine>(m_Internal.m_pfnSymFunctionTableAccess64),
+                Call<VOModuleBaseRoutine>(m_Internal.m_pfnSymGetModuleBase64), nullptr))
+        {
+            OnDbgHelpErr("StackWalk64", GetLastError(), kFrame.kPC.ullOffset);
+            return;
+        }
+        *pEntry = CallstackEntry();
+        pEntry->uAddress = kFrame.kPC.ullOffset;
+        // The only bound of a walk.
+        if (kFrame.kPC.ullOffset == kFrame.kReturn.ullOffset)
+        {
+            OnDbgHelpErr("StackWalk64-Endless-Callstack!", 0, kFrame.kPC.ullOffset);
+            return;
+        }
+        if (kFrame.kPC.ullOffset != 0)
+        {
+            DescribeFrame(*pEntry, pSymbol.get());
+        }
+        OnCallstackEntry(ullFrame == 0 ? eEntryFirst : eEntryNext, *pEntry);
+        if (kFrame.kReturn.ullOffset == 0)
+        {
+            OnCallstackEntry(eEntryLast, *pEntry);
+            SetLastError(ERROR_SUCCESS);
+            return;
+        }
+    }
+}
+
+// What can't be found out is reported, and stays empty.
+void StackWalker::DescribeFrame(CallstackEntry& rEntry, void* pSymbolRecord)
+{
+    const unsigned long long ullAddress = rEntry.uAddress;
+    memset(pSymbolRecord, 0, kSymbolRecordSize);
+    VODebugSymbol* const pSymbol = static_cast<VODebugSymbol*>(pSymbolRecord);
+    pSymbol->uSizeOfStruct = sizeof(VODebugSymbol);
+    pSymbol->uMaxNameLength = kTextSize;
+    if (Call<VOSymGetSymFromAddr64>(m_Internal.m_pfnSymGetSymFromAddr64)(m_hProcess, ullAddress, &rEntry.uSymbolOffset,
+                                                                         pSymbol))
+    {
+        const char* const pszName = static_cast<const char*>(pSymbolRecord) + offsetof(VODebugSymbol, szName);
+        CopyText(rEntry.szName, pszName, kTextSize - 1);
+        const auto Undecorate = Call<VOUnDecorateSymbolName>(m_Internal.m_pfnUnDecorateSymbolName);
+        Undecorate(rEntry.szName, rEntry.szUndName, sizeof(rEntry.szUndName), kNameOnly);
+        Undecorate(rEntry.szName, rEntry.szUndFullName, sizeof(rEntry.szUndFullName), 0);
+    }
+    else
+    {
+        OnDbgHelpErr("SymGetSymFromAddr64", GetLastError(), ullAddress);
+    }
+
+    if (m_Internal.m_pfnSymGetLineFromAddr64 != nullptr)
+    {
+        VODebugLine kLine = {};
+        DWORD uOffset = 0;
+        kLine.uSizeOfStruct = sizeof(kLine);
+        if (Call<VOSymGetLineFromAddr64>(m_Internal.m_pfnSymGetLineFromAddr64)(m_hProcess, ullAddress, &uOffset,
+                                                                               &kLine))
+        {
+            rEntry.uLineOffset = uOffset;
+            rEntry.uLineNumber = kLine.uLineNumber;
+            CopyText(rEntry.szLineFileName, kLine.pszFileName, kTextSize - 1);
+        }
+        else
+        {
+            OnDbgHelpErr("SymGetLineFromAddr64", GetLastError(), ullAddress);
+        }
+    }
+
+    StackWalkerInternal::IMAGEHLP_MODULE64_V2 kModule;
+    if (m_Internal.GetModuleInfo(m_hProcess, ullAddress, &kModule) != 0)
+    {
+        rEntry.nSymType = kModule.SymType;
+        rEntry.pszSymTypeString = SymbolTypeText(kModule.SymType);
+        CopyText(rEntry.szModuleName, kModule.ModuleName, sizeof(kModule.ModuleName));
+        rEntry.uBaseOfImage = kModule.BaseOfImage;
+        CopyText(rEntry.szLoadedImageName, kModule.LoadedImageName, sizeof(kModule.LoadedImageName));
+    }
+    else
+    {
+        OnDbgHelpErr("SymGetModuleInfo64", GetLastError(), ullAddress);
+    }
+}

@@ -1,0 +1,188 @@
+// StackWalker: walks the call stack of a thread and reports each frame in text; beside that report it keeps a short
+// summary of up to seven frames, without those of the graphics runtime and of the engine's own graphics hooks.
+//
+// Derive from it and override OnOutput to get the text; the summary is in the members. Windows: the debug help library,
+// bound at run time. Linux: elfutils behind the same operations; docs/stack-walker.md says what differs.
+//
+// One walk at a time, on however many objects: the symbol code is single-threaded, and the memory reader is shared. A
+// walk of another thread suspends it for the whole walk: it must not hold a lock that the walk needs, the allocator's
+// for instance.
+#pragma once
+
+#include <memory>
+
+#include "vo_types.h"
+
+class StackWalker;
+
+// The pseudo handles of the calling thread and of its process, as the system has them on Windows. On Linux any other
+// thread or process is named by its system-wide id in place of a handle.
+inline void* VOCurrentThreadHandle()
+{
+    return reinterpret_cast<void*>(static_cast<intptr_t>(-2));
+}
+inline void* VOCurrentProcessHandle()
+{
+    return reinterpret_cast<void*>(static_cast<intptr_t>(-1));
+}
+
+// Binds the debug help library and lists the modules of a process.
+class VOBASE_API StackWalkerInternal
+{
+public:
+    // The record of a module in its old form, which every version of the library knows.
+    struct IMAGEHLP_MODULE64_V2
+    {
+        VOULONG SizeOfStruct;  // 584
+        unsigned long long BaseOfImage;
+        VOULONG ImageSize;
+        VOULONG TimeDateStamp;
+        VOULONG CheckSum;
+        VOULONG NumSyms;
+        int SymType;
+        char ModuleName[32];
+        char ImageName[256];
+        char LoadedImageName[256];
+    };
+    static_assert(sizeof(IMAGEHLP_MODULE64_V2) == 584);
+
+    StackWalkerInternal(StackWalker* pOwner, void* hProcess);
+    ~StackWalkerInternal();
+    StackWalkerInternal(const StackWalkerInternal&) = default;
+    StackWalkerInternal& operator=(const StackWalkerInternal&) = default;
+
+    // Resets all members, as the constructor does.
+    void PreInit(StackWalker* pOwner, void* hProcess);
+
+    // Binds the library. 0 without an owner, without the library, and when a function is missing in it.
+    int Init(const char* pszSymPath);
+
+    // 1 when the modules of the process could be listed.
+    int LoadModules(void* hProcess, VOULONG dwProcessId);
+
+    // 0 with last error 1114 (no record), or 8 (no memory).
+    int GetModuleInfo(void* hProcess, unsigned long long uAddress, IMAGEHLP_MODULE64_V2* pModule);
+
+private:
+    friend class StackWalker;
+    typedef void (*Procedure)();
+
+    int GetModuleListTH32(void* hProcess, VOULONG dwProcessId);
+    int GetModuleListPSAPI(void* hProcess);
+    VOULONG LoadModule(void* hProcess, const char* pszImage, const char* pszModule, unsigned long long uBase,
+                       VOULONG uSize);
+
+    StackWalker* m_pOwner;
+    void* m_hDbgHelp;
+    void* m_hProcess;
+    char* m_pszSymPath;
+    Procedure m_pfnSymCleanup;
+    Procedure m_pfnSymFunctionTableAccess64;
+    Procedure m_pfnSymGetLineFromAddr64;  // may be missing
+    Procedure m_pfnSymGetModuleBase64;
+    Procedure m_pfnSymGetModuleInfo64;
+    Procedure m_pfnSymGetOptions;
+    Procedure m_pfnSymGetSymFromAddr64;
+    Procedure m_pfnSymInitialize;
+    Procedure m_pfnSymLoadModule64;
+    Procedure m_pfnSymSetOptions;
+    Procedure m_pfnStackWalk64;
+    Procedure m_pfnUnDecorateSymbolName;
+    Procedure m_pfnSymGetSearchPath;   // may be missing
+    std::shared_ptr<void> m_pBinding;  // gives library and path back with the last copy
+};
+
+class VOBASE_API StackWalker
+{
+public:
+    enum CallstackEntryType : int
+    {
+        eEntryFirst = 0,
+        eEntryNext = 1,
+        eEntryLast = 2  // once more for the last frame
+    };
+
+    struct CallstackEntry
+    {
+        unsigned long long uAddress;  // the program counter
+        char szName[1024];
+        char szUndName[1024];      // undecorated, the name only
+        char szUndFullName[1024];  // undecorated, complete
+        unsigned long long uSymbolOffset;
+        VOULONG uLineOffset;
+        VOULONG uLineNumber;
+        char szLineFileName[1024];
+        int nSymType;
+        const char* pszSymTypeString;  // may be null
+        char szModuleName[1024];       // without path and extension
+        unsigned long long uBaseOfImage;
+        char szLoadedImageName[1024];
+    };
+
+    // Reads uSize bytes of the walked process at uBase and says how many came. 0 on failure.
+    typedef int (*ReadMemoryFunction)(void* hProcess, unsigned long long uBase, void* pBuffer, VOULONG uSize,
+                                      VOULONG* puRead, void* pUserData);
+
+    // Option bits: 8 fetches the version of each module's file, 16 builds a symbol search path, which a path given here
+    // switches on. The others are carried and not tested.
+    explicit StackWalker(int nOptions = 63, const char* pszSymPath = nullptr, VOULONG dwProcessId = CurrentProcessId(),
+                         void* hProcess = VOCurrentProcessHandle());
+    StackWalker(VOULONG dwProcessId, void* hProcess);
+    virtual ~StackWalker();
+
+    // Copies share what they own, and the last of them gives it back.
+    StackWalker(const StackWalker& rkOther);
+    StackWalker& operator=(const StackWalker& rkOther);
+
+    // Binds the library and lists the modules; the first ShowCallstack does it as well. 1 at once when done before. 0
+    // with last error 1114 without the library, 8 without memory.
+    int LoadModules();
+
+    // Walks one stack: the calling thread's, another thread's, or the one that a context stands for. 0 without the
+    // library (last error 1114), and when a thread's context can't be read; else 1, however far the walk came.
+    int ShowCallstack(void* hThread = VOCurrentThreadHandle(), const CONTEXT* pContext = nullptr,
+                      ReadMemoryFunction pfnReadMemory = nullptr, void* pUserData = nullptr);
+
+    static VOULONG CurrentProcessId();
+
+protected:
+    friend class StackWalkerInternal;
+
+    // What is reported, and how: each of these formats one line (two for OnSymInit) of at most 1,023 characters and
+    // gives it to OnOutput, which sends it to the debugger (Linux: to standard error).
+    virtual void OnSymInit(const char* pszSearchPath, VOULONG uSymOptions, const char* pszUserName);
+    virtual void OnLoadModule(const char* pszImage, const char* pszModule, unsigned long long uBaseAddress,
+                              VOULONG uSize, VOULONG uResult, const char* pszSymType, const char* pszPdbName,
+                              unsigned long long uFileVersion);
+    virtual void OnCallstackEntry(CallstackEntryType eType, CallstackEntry& entry);  // and builds the summary
+    virtual void OnDbgHelpErr(const char* pszFunction, VOULONG uError, unsigned long long uAddress);
+    virtual void OnOutput(const char* pszText);
+
+    static int myReadProcMem(void* hProcess, unsigned long long uBase, void* pBuffer, VOULONG uSize, VOULONG* puRead);
+
+    // The summary of the last walk.
+    int m_nSummaryFrames;    // frames that passed the filter
+    char m_szSummary[1024];  // "function,module|function,module|", with no bar behind a seventh
+    int m_bNoFrameKept;
+    char m_szFirstSourceFile[512];  // of the first frame that passed
+    int m_bD3D11Translate;          // a function's name held "D3D11TranslateCreateDevice"
+
+    StackWalkerInternal m_Internal;
+    void* m_hProcess;
+    VOULONG m_dwProcessId;
+    int m_bModulesLoaded;
+    char* m_pszSymPath;
+    int m_nOptions;
+
+    static ReadMemoryFunction ms_pfnReadMemory;  // of the walk that is running
+    static void* ms_pReadMemoryUserData;
+
+private:
+    bool TakeThreadContext(void* hThread, CONTEXT& rContext);
+    void WalkFrames(void* hThread, CONTEXT& rContext);
+    void DescribeFrame(CallstackEntry& rEntry, void* pSymbolRecord);
+    std::shared_ptr<char> BuildSearchPath() const;
+    bool PassesFilter(const CallstackEntry& rkEntry) const;
+
+    std::shared_ptr<char> m_pSymPathOwner;
+};

@@ -1,0 +1,87 @@
+// Every seed of the fuzz targets, and everything that they ever found, runs through its target in every build.
+#include <algorithm>
+#include <filesystem>
+#include <vector>
+
+#include "fuzz/targets.h"
+#include "gtest/gtest.h"
+#include "support/random.h"
+#include "support/temporary_files.h"
+
+using namespace votest;
+
+namespace
+{
+typedef void (*Target)(const uint8_t*, size_t);
+
+// The inputs of a target.
+std::vector<std::string> Corpus(const std::string& strTarget)
+{
+    std::vector<std::string> vecInput;
+    for (const auto& kEntry : std::filesystem::directory_iterator(VOBASE_FUZZ_CORPUS "/" + strTarget))
+    {
+        vecInput.push_back(TemporaryFiles::Read(kEntry.path().generic_string()));
+    }
+    return vecInput;
+}
+
+void Run(Target pfnTarget, const std::string& strInput)
+{
+    // Exactly its bytes, so that a read behind them is seen.
+    const std::vector<uint8_t> vecInput(strInput.begin(), strInput.end());
+    pfnTarget(vecInput.data(), vecInput.size());
+}
+
+// The corpus as it is, every input cut at many places, and with many bytes changed: a target ends the process on a
+// fault.
+void RunCorpus(const std::string& strTarget, Target pfnTarget)
+{
+    const std::vector<std::string> vecCorpus = Corpus(strTarget);
+    ASSERT_LE(3u, vecCorpus.size()) << strTarget;
+    Random kRandom(99000);
+    for (const std::string& rkInput : vecCorpus)
+    {
+        Run(pfnTarget, rkInput);
+        for (int i = 0; i < 40; ++i)
+        {
+            Run(pfnTarget, rkInput.substr(0, kRandom.Below(rkInput.size() + 1)));
+            std::string strChanged = rkInput;
+            for (size_t uLeft = 1 + kRandom.Below(4); uLeft > 0 && !strChanged.empty(); --uLeft)
+            {
+                strChanged[kRandom.Below(strChanged.size())] = static_cast<char>(kRandom.Word());
+            }
+            Run(pfnTarget, strChanged);
+        }
+    }
+}
+}  // namespace
+
+TEST(FuzzCorpus, TheIniReaderTakesAllOfIt)
+{
+    RunCorpus("IniReader", FuzzIniReader);
+}
+
+TEST(FuzzCorpus, ThePathListFileTakesAllOfIt)
+{
+    RunCorpus("PathListFile", FuzzPathListFile);
+}
+
+TEST(FuzzCorpus, ThePathListBufferTakesAllOfIt)
+{
+    RunCorpus("PathListBuffer", FuzzPathListBuffer);
+}
+
+TEST(FuzzCorpus, GetBufferLineTakesAllOfIt)
+{
+    RunCorpus("BufferLine", FuzzBufferLine);
+}
+
+TEST(FuzzCorpus, TheOptionSectionTakesAllOfIt)
+{
+    RunCorpus("OptionSection", FuzzOptionSection);
+}
+
+TEST(FuzzCorpus, TheDecompressorTakesAllOfIt)
+{
+    RunCorpus("Decompressor", FuzzDecompressor);
+}
