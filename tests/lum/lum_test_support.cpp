@@ -116,9 +116,13 @@ LumResult RunLum(const std::vector<std::string>& vecArguments)
 namespace
 {
 
-std::vector<std::string> ServeArguments(const std::vector<std::string>& vecArguments)
+std::vector<std::string> ServeArguments(const std::vector<std::string>& vecArguments, LumServe::Mode eMode)
 {
-    std::vector<std::string> vecAll = {"serve", "--once"};
+    std::vector<std::string> vecAll = {"serve"};
+    if (eMode == LumServe::Mode::Once)
+    {
+        vecAll.push_back("--once");
+    }
     vecAll.insert(vecAll.end(), vecArguments.begin(), vecArguments.end());
     return vecAll;
 }
@@ -144,8 +148,8 @@ bool WaitUntilPublished(LumProcess& kProcess)
 
 }  // namespace
 
-LumServe::LumServe(const std::vector<std::string>& vecArguments)
-    : m_kProcess(ServeArguments(vecArguments)), m_bPublishes(WaitUntilPublished(m_kProcess))
+LumServe::LumServe(const std::vector<std::string>& vecArguments, Mode eMode)
+    : m_kProcess(ServeArguments(vecArguments, eMode)), m_bPublishes(WaitUntilPublished(m_kProcess))
 {
 }
 

@@ -45,8 +45,14 @@ std::vector<std::string> LinesOf(const std::string& strText);
 class LumServe
 {
 public:
-    // The arguments behind "serve --once".
-    explicit LumServe(const std::vector<std::string>& vecArguments);
+    enum class Mode
+    {
+        Once,
+        Follow
+    };
+
+    // The arguments behind "serve --once", or behind "serve" for one that follows changes.
+    explicit LumServe(const std::vector<std::string>& vecArguments, Mode eMode = Mode::Once);
 
     // Asks it to stop, or ends it where that can't be done.
     ~LumServe();

@@ -59,18 +59,6 @@ TEST(LumServing, TheReadyLineCountsNodesAndSources)
     EXPECT_EQ(kTwo.Process().Out(), "serving 6 nodes of 2 sources\n");
 }
 
-TEST(LumServing, WithoutOnceItSaysThatItDoesntFollowChanges)
-{
-    TemporaryFolder kFolder;
-    LumProcess kServe({"serve", "--source", kFolder.Name()});
-    while (kServe.IsRunning() && !Contains(kServe.Err(), "aren't followed"))
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    EXPECT_TRUE(kServe.IsRunning());
-    EXPECT_TRUE(Contains(kServe.Out(), "serving 1 node"));
-}
-
 TEST(LumServing, ASecondPublisherIsRefusedAndTheFirstGoesOn)
 {
     TemporaryFolder kFolder;

@@ -29,6 +29,7 @@ struct AllOptions
     StatOptions kStat;
     ReaderOptions kTypes;
     ImageOptions kImage;
+    WatchOptions kWatch;
     DemoOptions kDemo;
 };
 
@@ -177,10 +178,28 @@ void AddImage(CLI::App* pkApp, ImageOptions* pkOptions, Output* pkOutput, Comman
     pkImage->add_flag("--json", pkOptions->bJson, "Write JSON")->excludes(pkDump);
 }
 
+void AddWatch(CLI::App* pkApp, WatchOptions* pkOptions, Output* pkOutput, Command* pfnRun)
+{
+    CLI::App* pkWatch = AddCommand(pkApp, "watch", "Show changes as they are told, until it is stopped", pfnRun,
+                                   [=]() { return RunWatch(*pkOptions, pkOutput); });
+    AddSource(pkWatch, "--source,--from", "Only this source; otherwise all that are published", &pkOptions->eaf);
+    pkWatch->add_option("--path", pkOptions->strPath, "Only what lies under this path of the index")
+        ->type_name("PREFIX");
+    pkWatch
+        ->add_option(
+            "--exec", pkOptions->strExecute,
+            "Run this command for each event, with LUM_SOURCE, LUM_KIND, LUM_PATH, LUM_NEW_NAME and LUM_FILE in "
+            "its environment")
+        ->type_name("CMD");
+    AddNumber(pkWatch, "--count", "End after so many events", &pkOptions->uCount);
+    pkWatch->add_flag("--json", pkOptions->bJson, "Write one JSON object a line");
+}
+
 void AddDemo(CLI::App* pkApp, DemoOptions* pkOptions, Command* pfnRun)
 {
-    CLI::App* pkDemo = AddCommand(pkApp, "demo", "Publish a directory and read it from a second process", pfnRun,
-                                  [=]() { return RunDemo(*pkOptions); });
+    CLI::App* pkDemo =
+        AddCommand(pkApp, "demo", "Publish a directory, read it from a second process, and see a change arrive", pfnRun,
+                   [=]() { return RunDemo(*pkOptions); });
     pkDemo->add_option("dir", pkOptions->strDirectory, "The directory; a small one is made when left out")
         ->type_name("DIR");
 }
@@ -205,6 +224,7 @@ int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecAr
     AddReaders(&kApp, &kOptions, &kOutput, &fnRun);
     AddFind(&kApp, &kOptions.kFind, &kOutput, &fnRun);
     AddImage(&kApp, &kOptions.kImage, &kOutput, &fnRun);
+    AddWatch(&kApp, &kOptions.kWatch, &kOutput, &fnRun);
     AddDemo(&kApp, &kOptions.kDemo, &fnRun);
 
     std::reverse(vecArguments.begin(), vecArguments.end());

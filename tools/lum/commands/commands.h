@@ -78,6 +78,13 @@ struct ImageOptions
     bool bJson = false;
 };
 
+struct WatchOptions : ReaderOptions
+{
+    std::string strPath;                    // narrow; only what lies under it
+    std::optional<std::string> strExecute;  // a command to run for each event
+    std::optional<uint32_t> uCount;         // end after so many events
+};
+
 struct DemoOptions
 {
     std::string strProgram;  // how to start this program again
@@ -92,6 +99,7 @@ int RunFind(const FindOptions& kOptions, Output* pkOutput);
 int RunStat(const StatOptions& kOptions, Output* pkOutput);
 int RunTypes(const ReaderOptions& kOptions, Output* pkOutput);
 int RunImage(const ImageOptions& kOptions, Output* pkOutput);
+int RunWatch(const WatchOptions& kOptions, Output* pkOutput);
 int RunDemo(const DemoOptions& kOptions);
 
 }  // namespace lum

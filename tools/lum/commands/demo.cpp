@@ -1,17 +1,18 @@
 // lum demo: the whole road in one command. This process publishes a directory; a second one looks things up, walks the
-// tree and searches it; at the end everything is withdrawn.
+// tree and searches it; then a file changes and a listener is told; at the end everything is withdrawn.
 #include <fmt/format.h>
 #include <stdlib.h>
 
 #include "base/console.h"
 #include "base/exit_code.h"
+#include "base/files.h"
 #include "base/text.h"
 #include "commands/commands.h"
 #include "commands/demo_tree.h"
+#include "live/live_server.h"
 #include "platform/vo_native_names.h"
 #include "platform/vo_process.h"
-#include "publish/publisher.h"
-#include "publish/source_build.h"
+#include "reader/event_stream.h"
 #include "reader/session.h"
 
 using namespace LUMTrayService;
@@ -21,6 +22,11 @@ namespace lum
 
 namespace
 {
+
+// Two looks of a detect thread.
+constexpr std::chrono::milliseconds kFirstLook(1000);
+constexpr std::chrono::milliseconds kPatience(10000);
+constexpr std::chrono::milliseconds kTurn(20);
 
 void Say(const std::string& strLine)
 {
@@ -125,6 +131,55 @@ bool ShowReaders(const std::string& strProgram, std::string* pstrError)
     return true;
 }
 
+// Writes a file into the published directory, and waits for the word of it to come back through shared memory.
+bool ShowAChange(const std::string& strProgram, const std::string& strDirectory, LiveServer* pkServer,
+                 std::string* pstrError)
+{
+    constexpr const char* kName = "made-just-now.txt";
+    EventStream kStream;
+    if (!kStream.Open(AF_SOURCE, pstrError))
+    {
+        return false;
+    }
+    // Events count from the first look at the stream on, so the change waits for that.
+    for (const auto kEnd = std::chrono::steady_clock::now() + kFirstLook; std::chrono::steady_clock::now() < kEnd;)
+    {
+        if (!pkServer->Turn(kTurn, pstrError))
+        {
+            return false;
+        }
+    }
+    Say(fmt::format("\nNow a file is made: {}", kName));
+    const auto kStart = std::chrono::steady_clock::now();
+    if (!WriteFile(strDirectory + "/" + kName, "new", 3, pstrError))
+    {
+        return false;
+    }
+    std::optional<StreamEvent> kEvent;
+    while (!kEvent && !VOStopRequested() && std::chrono::steady_clock::now() - kStart < kPatience)
+    {
+        if (!pkServer->Turn(kTurn, pstrError))
+        {
+            return false;
+        }
+        kEvent = kStream.Next(std::chrono::milliseconds(0));
+    }
+    if (!kEvent)
+    {
+        *pstrError = "no event arrived";
+        return false;
+    }
+    const auto kTook = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - kStart);
+    Say(fmt::format("After {} ms a listener is told: {} {}", kTook.count(), EventKindName(kEvent->uKind),
+                    WrittenForm(kEvent->strPath, Escape::Controls)));
+    if (!RunAgain(strProgram, fmt::format("stat {}", kName)))
+    {
+        *pstrError = "the new file is not in the index";
+        return false;
+    }
+    return true;
+}
+
 bool Demonstrate(const DemoOptions& kOptions, const std::string& strDirectory, std::string* pstrError)
 {
     if (kOptions.strProgram.find_first_of("\"$`%") != std::string::npos)
@@ -132,28 +187,22 @@ bool Demonstrate(const DemoOptions& kOptions, const std::string& strDirectory, s
         *pstrError = fmt::format("a second process can't be started from {}", kOptions.strProgram);
         return false;
     }
-    Publisher kPublisher;
-    BuiltSource kBuilt;
-    if (!VOHandleStopRequests() || !kPublisher.Acquire(pstrError) ||
-        !BuildSource({AF_SOURCE, {strDirectory}}, BuiltInTypes(), &kBuilt, pstrError))
+    const std::vector<ClassifyType> vecTypes = BuiltInTypes();
+    // A directory of the user's is left as it is, so that there is nothing to follow.
+    const bool bOwnDirectory = !kOptions.strDirectory;
+    LiveServer kServer(vecTypes, bOwnDirectory);
+    if (!VOHandleStopRequests() || !kServer.Start({{AF_SOURCE, {strDirectory}}}, pstrError))
     {
         return false;
     }
-    const unsigned uNodes = kBuilt.uNodes;
-    std::vector<SourceImage> vecImages;
-    vecImages.push_back(std::move(kBuilt.kImage));
-    if (!kPublisher.Publish(vecImages, pstrError))
-    {
-        return false;
-    }
-    Say(fmt::format("This process publishes {} nodes of {}; a second one reads them.", uNodes,
+    Say(fmt::format("This process publishes {} nodes of {}; a second one reads them.", kServer.NodeCount(),
                     WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
-    const bool bShown = ShowReaders(kOptions.strProgram, pstrError);
-    kPublisher.Withdraw();
-    if (!bShown)
+    if (!ShowReaders(kOptions.strProgram, pstrError) ||
+        (bOwnDirectory && !ShowAChange(kOptions.strProgram, strDirectory, &kServer, pstrError)))
     {
         return false;
     }
+    kServer.Withdraw();
 
     Say("\nWithdrawn again: now nothing is found.");
     if (RunAgain(kOptions.strProgram, "status --from source"))

@@ -1,4 +1,4 @@
-// lum serve: scans, publishes, and stays until it is told to stop.
+// lum serve: scans, publishes, and follows what changes until it is told to stop.
 #include <fmt/format.h>
 
 #include "base/console.h"
@@ -6,9 +6,8 @@
 #include "base/sources.h"
 #include "base/text.h"
 #include "commands/commands.h"
+#include "live/live_server.h"
 #include "platform/vo_process.h"
-#include "publish/publisher.h"
-#include "publish/source_build.h"
 
 using namespace LUMTrayService;
 
@@ -17,8 +16,6 @@ namespace lum
 
 namespace
 {
-
-constexpr uint32_t kForever = 0xFFFFFFFF;
 
 std::vector<SourceSpec> SpecsOf(const ServeOptions& kOptions)
 {
@@ -49,49 +46,10 @@ std::vector<SourceSpec> SpecsOf(const ServeOptions& kOptions)
     return vecSpecs;
 }
 
-void ReportNotIndexed(const BuiltSource& kBuilt)
+bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, std::string* pstrError)
 {
-    for (const NotIndexed& kLeftOut : kBuilt.vecNotIndexed)
-    {
-        Complain(fmt::format("{}: not indexed: {}: {}", SourceName(kBuilt.kImage.eaf),
-                             WrittenForm(kLeftOut.strPath, Escape::Controls), kLeftOut.strReason));
-    }
-    if (!kBuilt.vecNotIndexed.empty())
-    {
-        Complain(fmt::format("{}: {} not indexed", SourceName(kBuilt.kImage.eaf), kBuilt.vecNotIndexed.size()));
-    }
-}
-
-// Everything is scanned before anything is published.
-bool BuildAll(const ServeOptions& kOptions, std::vector<SourceImage>* pvecImages, unsigned* puNodes,
-              std::string* pstrError)
-{
-    std::vector<ClassifyType> vecTypes;
-    if (!kOptions.strTypes)
-    {
-        vecTypes = BuiltInTypes();
-    }
-    else if (!ReadTypesFile(*kOptions.strTypes, &vecTypes, pstrError))
-    {
-        return false;
-    }
-    for (const SourceSpec& kSpec : SpecsOf(kOptions))
-    {
-        BuiltSource kBuilt;
-        if (!BuildSource(kSpec, vecTypes, &kBuilt, pstrError))
-        {
-            return false;
-        }
-        ReportNotIndexed(kBuilt);
-        *puNodes += kBuilt.uNodes;
-        pvecImages->push_back(std::move(kBuilt.kImage));
-    }
-    return true;
-}
-
-bool PublishAll(const ServeOptions& kOptions, Publisher* pkPublisher, std::string* pstrError)
-{
-    if (SpecsOf(kOptions).empty())
+    const std::vector<SourceSpec> vecSpecs = SpecsOf(kOptions);
+    if (vecSpecs.empty())
     {
         *pstrError = "nothing to serve: name at least one source, for instance with --source DIR";
         return false;
@@ -101,16 +59,14 @@ bool PublishAll(const ServeOptions& kOptions, Publisher* pkPublisher, std::strin
         *pstrError = "requests to stop can't be handled";
         return false;
     }
-    unsigned uNodes = 0;
-    std::vector<SourceImage> vecImages;
-    if (!pkPublisher->Acquire(pstrError) || !BuildAll(kOptions, &vecImages, &uNodes, pstrError) ||
-        !pkPublisher->Publish(vecImages, pstrError))
+    if (!pkServer->Start(vecSpecs, pstrError))
     {
         return false;
     }
+    const unsigned uNodes = pkServer->NodeCount();
     Output kOutput;
-    kOutput.Write(fmt::format("serving {} node{} of {} source{}\n", uNodes, uNodes == 1 ? "" : "s", vecImages.size(),
-                              vecImages.size() == 1 ? "" : "s"));
+    kOutput.Write(fmt::format("serving {} node{} of {} source{}\n", uNodes, uNodes == 1 ? "" : "s", vecSpecs.size(),
+                              vecSpecs.size() == 1 ? "" : "s"));
     if (!kOutput.Flush())
     {
         *pstrError = "standard output can't be written";
@@ -119,29 +75,27 @@ bool PublishAll(const ServeOptions& kOptions, Publisher* pkPublisher, std::strin
     return true;
 }
 
-// Between publishing and stopping. This is where changes of the directories will be followed.
-void Stay(const ServeOptions& kOptions)
-{
-    if (!kOptions.bOnce)
-    {
-        Complain("changes of the directories aren't followed yet: what was scanned is served until this ends");
-    }
-    VOWaitForStopRequest(kForever);
-}
-
 }  // namespace
 
 int RunServe(const ServeOptions& kOptions)
 {
-    Publisher kPublisher;
     std::string strError;
-    if (!PublishAll(kOptions, &kPublisher, &strError))
+    std::vector<ClassifyType> vecTypes;
+    if (!kOptions.strTypes)
+    {
+        vecTypes = BuiltInTypes();
+    }
+    else if (!ReadTypesFile(*kOptions.strTypes, &vecTypes, &strError))
     {
         Complain(strError);
         return kExitError;
     }
-    Stay(kOptions);
-    kPublisher.Withdraw();
+    LiveServer kServer(vecTypes, !kOptions.bOnce);
+    if (!StartServer(kOptions, &kServer, &strError) || !kServer.Run(&strError))
+    {
+        Complain(strError);
+        return kExitError;
+    }
     return kExitFound;
 }
 

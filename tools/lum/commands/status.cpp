@@ -1,4 +1,4 @@
-// lum status: which sources are published, and how large they are.
+// lum status: which sources are published, how large they are, and how the publisher follows them.
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
@@ -7,6 +7,7 @@
 #include "base/exit_code.h"
 #include "base/sources.h"
 #include "commands/commands.h"
+#include "publish/serve_status.h"
 #include "reader/json_view.h"
 #include "reader/session.h"
 #include "reader/text_view.h"
@@ -46,30 +47,73 @@ Counts CountsOf(const ReaderSource& kSource)
     return kCounts;
 }
 
+// What the publisher tells of itself, when it is one that tells.
+std::optional<ServeStatus> PublisherStatus()
+{
+    ServeStatus kStatus;
+    return ReadServeStatus(&kStatus) ? std::optional<ServeStatus>(kStatus) : std::nullopt;
+}
+
+std::string TextOf(const SourceStatus& kStatus)
+{
+    std::string strText = fmt::format(
+        "{:<16}{} publications, {} changes of {} hints; {} whole comparisons, {} audits\n", "", kStatus.ullPublications,
+        kStatus.ullChanges, kStatus.ullHints, kStatus.ullDoubts, kStatus.ullAuditRounds);
+    if (kStatus.ullPolledRoots != 0 || kStatus.ullUnwatched != 0)
+    {
+        strText += fmt::format("{:<16}{} directories aren't watched, {} roots are polled\n", "", kStatus.ullUnwatched,
+                               kStatus.ullPolledRoots);
+    }
+    return strText;
+}
+
+nlohmann::ordered_json JsonOf(const SourceStatus& kStatus)
+{
+    return {{"publications", kStatus.ullPublications},
+            {"changes", kStatus.ullChanges},
+            {"hints", kStatus.ullHints},
+            {"whole_comparisons", kStatus.ullDoubts},
+            {"audit_rounds", kStatus.ullAuditRounds},
+            {"audit_changes", kStatus.ullAuditChanges},
+            {"unwatched", kStatus.ullUnwatched},
+            {"polled_roots", kStatus.ullPolledRoots}};
+}
+
 void ShowText(const ReaderSession& kSession, Output* pkOutput)
 {
+    const std::optional<ServeStatus> kStatus = PublisherStatus();
     for (const ReaderSource& kSource : kSession.Sources())
     {
         const Counts kCounts = CountsOf(kSource);
         pkOutput->Write(fmt::format("{:<16}{:>9} files {:>8} folders {:>16} bytes  {}\n", SourceName(kSource.From()),
                                     kCounts.uFiles, kCounts.uFolders, kCounts.ullBytes, ShownText(kSource.Root())));
+        if (kStatus && kStatus->uFollows != 0)
+        {
+            pkOutput->Write(TextOf(kStatus->akSources[kSource.From()]));
+        }
     }
 }
 
 void ShowJson(const ReaderSession& kSession, Output* pkOutput)
 {
+    const std::optional<ServeStatus> kStatus = PublisherStatus();
     JsonList kList(pkOutput, "sources");
     for (const ReaderSource& kSource : kSession.Sources())
     {
         const Counts kCounts = CountsOf(kSource);
-        kList.Add({{"from", SourceName(kSource.From())},
-                   {"number", static_cast<unsigned>(kSource.From())},
-                   {"root", JsonText(kSource.Root())},
-                   {"name", JsonText(kSource.RootName())},
-                   {"nodes", kSource.Inspector().GetAssetNodeCount()},
-                   {"files", kCounts.uFiles},
-                   {"folders", kCounts.uFolders},
-                   {"bytes", kCounts.ullBytes}});
+        nlohmann::ordered_json kLine = {{"from", SourceName(kSource.From())},
+                                        {"number", static_cast<unsigned>(kSource.From())},
+                                        {"root", JsonText(kSource.Root())},
+                                        {"name", JsonText(kSource.RootName())},
+                                        {"nodes", kSource.Inspector().GetAssetNodeCount()},
+                                        {"files", kCounts.uFiles},
+                                        {"folders", kCounts.uFolders},
+                                        {"bytes", kCounts.ullBytes}};
+        if (kStatus && kStatus->uFollows != 0)
+        {
+            kLine["publisher"] = JsonOf(kStatus->akSources[kSource.From()]);
+        }
+        kList.Add(kLine);
     }
     kList.End();
 }

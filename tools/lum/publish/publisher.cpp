@@ -3,11 +3,10 @@
 #include <fmt/format.h>
 #include <string.h>
 
-#include <atomic>
-
 #include "base/sources.h"
 #include "platform/vo_platform.h"
 #include "platform/vo_process.h"
+#include "publish/shared_words.h"
 
 using namespace LUMTrayService;
 
@@ -18,45 +17,6 @@ namespace
 {
 
 constexpr VOWCHAR kLockName[] = VOTEXT("vo_publisher_assetNode");
-
-// How long a change waits for readers that are inside a data section, in milliseconds. A load takes a fraction of it
-// even for a large index; whoever takes longer is dead, or doesn't mind: an old section stays whole for its readers
-// where the system can replace one, and is checked by its readers where it can't.
-constexpr unsigned kReaderWait = 2000;
-constexpr unsigned kReaderPoll = 10;
-
-// The words of a record are shared with all readers.
-unsigned LoadWord(unsigned& uWord)
-{
-    return std::atomic_ref<unsigned>(uWord).load(std::memory_order_acquire);
-}
-
-void StoreWord(unsigned& uWord, unsigned uValue)
-{
-    std::atomic_ref<unsigned>(uWord).store(uValue, std::memory_order_release);
-}
-
-// The version, in words that a reader can't see before what was stored earlier.
-void StoreVersion(char (&szVersion)[sizeof(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION)])
-{
-    unsigned auWords[sizeof(szVersion) / sizeof(unsigned)];
-    memcpy(auWords, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(szVersion));
-    for (size_t i = 0; i < sizeof(auWords) / sizeof(auWords[0]); ++i)
-    {
-        StoreWord(reinterpret_cast<unsigned*>(szVersion)[i], auWords[i]);
-    }
-}
-
-bool SectionExists(const VOWCHAR* pszName)
-{
-    HANDLE hSection = OpenFileMappingW(FILE_MAP_READ, 0, pszName);
-    if (hSection == nullptr)
-    {
-        return GetLastError() != ERROR_FILE_NOT_FOUND;
-    }
-    CloseHandle(hSection);
-    return true;
-}
 
 }  // namespace
 
@@ -106,7 +66,7 @@ bool Publisher::Publish(const std::vector<SourceImage>& vecImages, std::string* 
     }
     for (const SourceImage& kImage : vecImages)
     {
-        if (!_PublishSource(kImage, pstrError))
+        if (!PublishSource(kImage, pstrError))
         {
             Withdraw();
             return false;
@@ -142,18 +102,18 @@ bool Publisher::_TakeState(std::string* pstrError)
     {
         for (AssetNodeStateInfo& kRecord : pkState->arrStateInfo)
         {
-            StoreWord(kRecord.bEnable, 0);
-            StoreWord(kRecord.uUpdateCount, 0);
+            StoreWord(kRecord.bEnable, 0u);
+            StoreWord(kRecord.uUpdateCount, 0u);
         }
-        StoreVersion(pkState->szVersion);
+        StoreVersion(pkState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION);
     }
     AssetNodeStateInfo& kNone = _Record(AF_ERROR);
-    StoreWord(kNone.bEnable, 0);
-    StoreWord(kNone.uUpdateCount, 0);
+    StoreWord(kNone.bEnable, 0u);
+    StoreWord(kNone.uUpdateCount, 0u);
     return true;
 }
 
-bool Publisher::_PublishSource(const SourceImage& kImage, std::string* pstrError)
+bool Publisher::PublishSource(const SourceImage& kImage, std::string* pstrError)
 {
     _WaitForReaders(kImage.eaf);
     if (!m_akData[kImage.eaf].Replace(ASSETNODE_MAPPING_VIEW_STRING(kImage.eaf), kImage.vecBlock.data(),
@@ -165,8 +125,8 @@ bool Publisher::_PublishSource(const SourceImage& kImage, std::string* pstrError
     }
     AssetNodeStateInfo& kRecord = _Record(kImage.eaf);
     const unsigned uNext = LoadWord(kRecord.uUpdateCount) + 1;
-    StoreWord(kRecord.uUpdateCount, uNext != 0 ? uNext : 1);
-    StoreWord(kRecord.bEnable, 1);
+    StoreWord(kRecord.uUpdateCount, uNext != 0 ? uNext : 1u);
+    StoreWord(kRecord.bEnable, 1u);
     return true;
 }
 
@@ -177,28 +137,15 @@ void Publisher::_WithdrawSource(enumAssetFrom eaf)
     if (LoadWord(kRecord.bEnable) != 0)
     {
         _WaitForReaders(eaf);
-        StoreWord(kRecord.bEnable, 0);
+        StoreWord(kRecord.bEnable, 0u);
     }
-    VOPublishedSection& kData = m_akData[eaf];
-    const VOWCHAR* pszName = ASSETNODE_MAPPING_VIEW_STRING(eaf);
-    if (kData.Data() == nullptr && SectionExists(pszName))
-    {
-        kData.OpenOrCreate(pszName, 1);
-    }
-    kData.Withdraw();
+    WithdrawSection(ASSETNODE_MAPPING_VIEW_STRING(eaf), &m_akData[eaf]);
 }
 
 void Publisher::_WaitForReaders(enumAssetFrom eaf)
 {
     AssetNodeStateInfo& kRecord = _Record(eaf);
-    unsigned uReaders = LoadWord(kRecord.uReaderCount);
-    for (unsigned uWaited = 0; uReaders != 0 && uReaders != m_auLeftReaders[eaf] && uWaited < kReaderWait;
-         uWaited += kReaderPoll)
-    {
-        VOSleepMilliseconds(kReaderPoll);
-        uReaders = LoadWord(kRecord.uReaderCount);
-    }
-    m_auLeftReaders[eaf] = uReaders;
+    WaitForReaders(kRecord.uReaderCount, &m_auLeftReaders[eaf]);
 }
 
 AssetNodeStateInfo& Publisher::_Record(enumAssetFrom eaf)

@@ -43,12 +43,14 @@ public:
     // withdrawn again.
     bool Publish(const std::vector<SourceImage>& vecImages, std::string* pstrError);
 
+    // Replaces the image of a source that is published. On failure the old one stays.
+    bool PublishSource(const SourceImage& kImage, std::string* pstrError);
+
     // Withdraws all sources, and then the sections themselves.
     void Withdraw();
 
 private:
     bool _TakeState(std::string* pstrError);
-    bool _PublishSource(const SourceImage& kImage, std::string* pstrError);
     void _WithdrawSource(LUMTrayService::enumAssetFrom eaf);
     void _WaitForReaders(LUMTrayService::enumAssetFrom eaf);
     AssetNodeStateInfo& _Record(LUMTrayService::enumAssetFrom eaf);

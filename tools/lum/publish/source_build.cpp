@@ -11,8 +11,8 @@
 #include "base/text.h"
 #include "scan/archive_list.h"
 #include "scan/directory_lister.h"
-#include "scan/index_builder.h"
 #include "scan/path_list.h"
+#include "scan/source_index.h"
 #include "vo_utility.h"
 
 using namespace LUMTrayService;
@@ -30,39 +30,6 @@ struct Released
 template <typename T>
 using Owned = std::unique_ptr<T, Released>;
 
-bool IsMerge(enumAssetFrom eaf)
-{
-    return eaf == AF_MERGESRC || eaf == AF_MERGETARGET;
-}
-
-bool IsDirectory(enumAssetFrom eaf)
-{
-    return eaf == AF_SOURCE || eaf == AF_TARGET || IsMerge(eaf);
-}
-
-VOWString LastPart(const VOWString& strPath)
-{
-    return strPath.substr(strPath.rfind(VOWCHAR('/')) + 1);
-}
-
-// The lister of a source, and the bits of its roots.
-std::unique_ptr<FolderLister> MakeLister(enumAssetFrom eaf, const std::string& strFile,
-                                         const std::vector<VOWString>& vecRoots, uint32_t* puRoots,
-                                         std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError)
-{
-    if (IsDirectory(eaf))
-    {
-        std::unique_ptr<DirectoryLister> pkDirectories = std::make_unique<DirectoryLister>(vecRoots);
-        *puRoots = pkDirectories->AllRoots();
-        return pkDirectories;
-    }
-    std::unique_ptr<PathTree> pkTree = std::make_unique<PathTree>();
-    const bool bRead = eaf == AF_PAKV4 ? ReadArchive(vecRoots[0], pkTree.get(), pvecNotIndexed, pstrError)
-                                       : ReadPathList(strFile, pkTree.get(), pstrError);
-    *puRoots = 1;
-    return bRead ? std::move(pkTree) : nullptr;
-}
-
 bool Compress(VOTSAssetNodeContainer::ContainerAlloc* pkImage, std::vector<unsigned char>* pvecBlock)
 {
     unsigned char* pbBlock = nullptr;
@@ -76,6 +43,18 @@ bool Compress(VOTSAssetNodeContainer::ContainerAlloc* pkImage, std::vector<unsig
     const Owned<unsigned char> pOwner(pbBlock);
     pvecBlock->assign(pbBlock, pbBlock + uSize);
     return true;
+}
+
+}  // namespace
+
+bool IsMergeSource(enumAssetFrom eaf)
+{
+    return eaf == AF_MERGESRC || eaf == AF_MERGETARGET;
+}
+
+bool IsDirectorySource(enumAssetFrom eaf)
+{
+    return eaf == AF_SOURCE || eaf == AF_TARGET || IsMergeSource(eaf);
 }
 
 bool RootsOf(const SourceSpec& kSpec, std::vector<VOWString>* pvecRoots, std::string* pstrError)
@@ -98,35 +77,32 @@ bool RootsOf(const SourceSpec& kSpec, std::vector<VOWString>* pvecRoots, std::st
     return true;
 }
 
-}  // namespace
-
-bool BuildSource(const SourceSpec& kSpec, const std::vector<ClassifyType>& vecTypes, BuiltSource* pkResult,
-                 std::string* pstrError)
+std::unique_ptr<FolderLister> MakeLister(const SourceSpec& kSpec, const std::vector<VOWString>& vecRoots,
+                                         uint32_t* puRoots, std::vector<NotIndexed>* pvecNotIndexed,
+                                         std::string* pstrError)
 {
-    std::vector<VOWString> vecRoots;
-    if (!RootsOf(kSpec, &vecRoots, pstrError))
+    if (IsDirectorySource(kSpec.eaf))
     {
-        return false;
+        std::unique_ptr<DirectoryLister> pkDirectories = std::make_unique<DirectoryLister>(vecRoots);
+        *puRoots = pkDirectories->AllRoots();
+        return pkDirectories;
     }
+    std::unique_ptr<PathTree> pkTree = std::make_unique<PathTree>();
+    const bool bRead = kSpec.eaf == AF_PAKV4 ? ReadArchive(vecRoots[0], pkTree.get(), pvecNotIndexed, pstrError)
+                                             : ReadPathList(kSpec.vecPaths[0], pkTree.get(), pstrError);
+    *puRoots = 1;
+    return bRead ? std::move(pkTree) : nullptr;
+}
 
-    IndexBuilder kBuilder(kSpec.eaf, vecRoots[0], LastPart(vecRoots[0]), IsMerge(kSpec.eaf));
-    uint32_t uRoots = 0;
-    const std::unique_ptr<FolderLister> pkLister =
-        MakeLister(kSpec.eaf, kSpec.vecPaths[0], vecRoots, &uRoots, kBuilder.LeftOut(), pstrError);
-    Progress kProgress(fmt::format("scanning {}", SourceName(kSpec.eaf)));
-    if (pkLister == nullptr || !kBuilder.Build(vecTypes, uRoots, pkLister.get(), &kProgress, pstrError))
-    {
-        return false;
-    }
-
-    const Owned<VOTSAssetNodeContainer::ContainerAlloc> pkImage(kBuilder.MakeImage());
-    pkResult->kImage.eaf = kSpec.eaf;
-    pkResult->uNodes = kBuilder.NodeCount();
-    pkResult->vecNotIndexed = std::move(*kBuilder.LeftOut());
-    if (pkImage == nullptr || !Compress(pkImage.get(), &pkResult->kImage.vecBlock))
+bool MakeSourceImage(enumAssetFrom eaf, const VOWString& strRoot, SourceIndex* pkIndex, SourceImage* pkImage,
+                     std::string* pstrError)
+{
+    const Owned<VOTSAssetNodeContainer::ContainerAlloc> pkAlloc(pkIndex->MakeImage());
+    pkImage->eaf = eaf;
+    if (pkAlloc == nullptr || !Compress(pkAlloc.get(), &pkImage->vecBlock))
     {
         *pstrError = fmt::format("{}: the index of {} nodes is too large to be published",
-                                 WrittenForm(vecRoots[0], Escape::Controls), pkResult->uNodes);
+                                 WrittenForm(strRoot, Escape::Controls), pkIndex->NodeCount());
         return false;
     }
     return true;

@@ -67,7 +67,8 @@ void SupportFormats(archive* pArchive)
     archive_read_support_format_iso9660(pArchive);
 }
 
-// The wide path of an entry where the library has names in that form; it can't bring all of them into another one there.
+// The wide path of an entry where the library has names in that form; it can't bring all of them into another one
+// there.
 template <typename Char>
 const Char* WidePathOf([[maybe_unused]] archive_entry* pEntry)
 {

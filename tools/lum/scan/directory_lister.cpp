@@ -36,6 +36,8 @@ IndexEntry EntryOf(VODirectoryEntry&& kFound, uint32_t uRoot)
     kEntry.nCreateTime = kFound.nCreateTime;
     kEntry.nAccessTime = kFound.nAccessTime;
     kEntry.nWriteTime = kFound.nWriteTime;
+    kEntry.uWriteFraction = kFound.uWriteFraction;
+    kEntry.uStatusStamp = kFound.uStatusStamp;
     kEntry.uRoots = uRoot;
     return kEntry;
 }
@@ -119,6 +121,7 @@ bool DirectoryLister::List(const VOWString& strFolder, uint32_t uRoots, std::vec
                            std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError)
 {
     pvecEntries->clear();
+    m_uLostRoots = strFolder.empty() ? 0 : m_uLostRoots;
     for (size_t i = 0; i < m_vecRoots.size(); ++i)
     {
         std::string strError;
@@ -126,13 +129,24 @@ bool DirectoryLister::List(const VOWString& strFolder, uint32_t uRoots, std::vec
         {
             continue;
         }
-        // A root that can't be listed is a wrong argument. Of a folder inside, the other roots still show their part.
+        // A root that can't be listed is a wrong argument. Of a folder inside, the other roots still show their part;
+        // and one that has gone since it was found is no news.
+        if (strFolder.empty() && m_bTolerant)
+        {
+            m_uLostRoots |= 1u << i;
+            continue;
+        }
         if (strFolder.empty())
         {
             *pstrError = fmt::format("{}: {}", WrittenForm(m_vecRoots[i], Escape::Controls), strError);
             return false;
         }
-        pvecNotIndexed->push_back({strFolder, strError});
+        VODirectoryEntry kFound;
+        VOSystemError kGone;
+        if (VODescribeFile(m_vecRoots[i] + VOTEXT("/") + strFolder, &kFound, &kGone))
+        {
+            pvecNotIndexed->push_back({strFolder, strError});
+        }
     }
     if (m_vecRoots.size() > 1)
     {

@@ -28,11 +28,19 @@ public:
     // The bits of all roots.
     uint32_t AllRoots() const;
 
+    // From now on a root that can't be listed is an empty one, and is noted.
+    void TolerateLostRoots() { m_bTolerant = true; }
+
+    // The bits of the roots that couldn't be listed when the root folder was listed last.
+    uint32_t LostRoots() const { return m_uLostRoots; }
+
 private:
     bool _ListRoot(size_t uRoot, const VOWString& strFolder, std::vector<IndexEntry>* pvecEntries,
                    std::string* pstrError) const;
 
     std::vector<VOWString> m_vecRoots;
+    bool m_bTolerant = false;
+    uint32_t m_uLostRoots = 0;
 };
 
 }  // namespace lum

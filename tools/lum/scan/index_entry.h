@@ -21,6 +21,8 @@ struct IndexEntry
     int64_t nCreateTime = 0;
     int64_t nAccessTime = 0;
     int64_t nWriteTime = 0;
+    uint32_t uWriteFraction = 0;  // as VODirectoryEntry has them
+    uint32_t uStatusStamp = 0;
     uint32_t uRoots = 1;     // of which roots of the source it is a part, a bit for each
     std::string strRefusal;  // why it can't be in an index beside the others; empty for what can
 };
@@ -55,6 +57,19 @@ public:
 inline VOWString JoinPath(const VOWString& strFolder, const VOWString& strName)
 {
     return strFolder.empty() ? strName : strFolder + VOTEXT("/") + strName;
+}
+
+// The folder that a path lies in; empty for what lies under the root.
+inline VOWString ParentPath(const VOWString& strPath)
+{
+    const size_t uSlash = strPath.rfind(VOWCHAR('/'));
+    return uSlash == VOWString::npos ? VOWString() : strPath.substr(0, uSlash);
+}
+
+// The last part of a path.
+inline VOWString LastPart(const VOWString& strPath)
+{
+    return strPath.substr(strPath.rfind(VOWCHAR('/')) + 1);
 }
 
 }  // namespace lum

@@ -1,0 +1,81 @@
+// What the directory monitors say, gathered until somebody looks: which folders to compare, and what is known of them.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "scan/source_index.h"
+#include "vots_file_monitor.h"
+
+namespace lum
+{
+
+// Folders by path, relative to the root.
+typedef std::map<VOWString, FolderHints> HintedFolders;
+
+// The hints of one source, and of all its roots.
+struct Hints
+{
+    HintedFolders mapFolders;
+    size_t uEvents = 0;
+    bool bDoubt = false;  // something happened that doesn't say where
+};
+
+// Wakes the one who gathers.
+class HintSignal
+{
+public:
+    void Notify();
+
+    // Waits for a Notify since the last call, at most so long. True when there was one.
+    bool WaitFor(std::chrono::milliseconds kTime);
+
+private:
+    std::mutex m_kLock;
+    std::condition_variable m_kChanged;
+    bool m_bNotified = false;
+};
+
+// Shared by the monitors of a source's roots. Any thread.
+class HintPool
+{
+public:
+    explicit HintPool(HintSignal* pkSignal) : m_pkSignal(pkSignal) {}
+
+    // A path relative to the root.
+    void Touched(const VOWString& strPath, bool bWritten);
+    void Renamed(const VOWString& strPath, const VOWString& strNewName);
+    void Doubt();
+
+    Hints Take();
+
+private:
+    HintSignal* m_pkSignal;
+    std::mutex m_kLock;
+    Hints m_kHints;
+};
+
+// The listener of one root's monitor.
+class HintListener : public VOTSFileMonitorEventListener_Adapter
+{
+public:
+    // strRoot as the monitor was given it.
+    HintListener(const VOWString& strRoot, HintPool* pkPool);
+
+    void OnFileMonitor_Add(const VOWCHAR* pszFilePath) override;
+    void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) override;
+    void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) override;
+    void OnFileMonitor_Modified(const VOWCHAR* pszFilePath) override;
+
+private:
+    bool _Relative(const VOWCHAR* pszFilePath, VOWString* pstrPath) const;
+
+    VOWString m_strPrefix;  // in front of the relative part of every path
+    HintPool* m_pkPool;
+};
+
+}  // namespace lum

@@ -1,0 +1,227 @@
+#include "live/live_server.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+
+#include "base/console.h"
+#include "base/sources.h"
+#include "platform/vo_process.h"
+
+using namespace LUMTrayService;
+using namespace std::chrono_literals;
+
+namespace lum
+{
+
+namespace
+{
+
+// A burst of changes is gathered until nothing has come for the first time, or the second one is over.
+constexpr auto kQuiet = 30ms;
+constexpr auto kGather = 200ms;
+
+// How often a source is published at most; and for at most a third of the time, however large it is.
+constexpr auto kPublishInterval = 250ms;
+constexpr int kPublishShare = 2;
+
+// A request to stop is seen this soon.
+constexpr auto kTurn = 200ms;
+
+// What was added, or modified, since the last publication needn't be told as modified again.
+void DropRepetitions(std::vector<IndexChange>* pvecChanges)
+{
+    std::set<VOWString> setTold;
+    std::erase_if(*pvecChanges,
+                  [&setTold](const IndexChange& kChange)
+                  {
+                      switch (kChange.eKind)
+                      {
+                          case ChangeKind::Added:
+                              setTold.insert(kChange.strPath);
+                              return false;
+                          case ChangeKind::Modified:
+                              return !setTold.insert(kChange.strPath).second;
+                          default:
+                              // Paths below a renamed folder are others now.
+                              setTold.clear();
+                              return false;
+                      }
+                  });
+}
+
+}  // namespace
+
+struct LiveServer::Served
+{
+    Served(const SourceSpec& kSpec, const std::vector<ClassifyType>& vecTypes, HintSignal* pkSignal)
+        : kSource(kSpec, vecTypes, pkSignal)
+    {
+    }
+
+    LiveSource kSource;
+    std::vector<IndexChange> vecUntold;  // in the index, and not yet published
+    LiveClock::time_point kNextPublication;
+    unsigned long long ullPublications = 0;
+};
+
+LiveServer::LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow)
+    : m_rvecTypes(vecTypes), m_bFollow(bFollow)
+{
+}
+
+LiveServer::~LiveServer() = default;
+
+bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pstrError)
+{
+    if (!m_kPublisher.Acquire(pstrError))
+    {
+        return false;
+    }
+    std::vector<SourceImage> vecImages;
+    std::vector<enumAssetFrom> vecSources;
+    for (const SourceSpec& kSpec : vecSpecs)
+    {
+        m_vecSources.push_back(std::make_unique<Served>(kSpec, m_rvecTypes, &m_kSignal));
+        LiveSource& rkSource = m_vecSources.back()->kSource;
+        vecImages.emplace_back();
+        if (!rkSource.Open(m_bFollow, pstrError) || !rkSource.MakeImage(&vecImages.back(), pstrError))
+        {
+            return false;
+        }
+        vecSources.push_back(kSpec.eaf);
+    }
+    // The events first: a tool that finds the images can bind its listeners.
+    if (!m_kEvents.Open(vecSources, pstrError) || !m_kPublisher.Publish(vecImages, pstrError))
+    {
+        m_kEvents.Withdraw();
+        return false;
+    }
+    m_kStatus.Open(m_bFollow);
+    for (const std::unique_ptr<Served>& pkServed : m_vecSources)
+    {
+        pkServed->ullPublications = 1;
+        _SetStatus(*pkServed);
+    }
+    return true;
+}
+
+unsigned LiveServer::NodeCount() const
+{
+    unsigned uNodes = 0;
+    for (const std::unique_ptr<Served>& pkServed : m_vecSources)
+    {
+        uNodes += pkServed->kSource.NodeCount();
+    }
+    return uNodes;
+}
+
+bool LiveServer::Run(std::string* pstrError)
+{
+    while (!VOStopRequested())
+    {
+        if (!Turn(kTurn, pstrError))
+        {
+            Withdraw();
+            return false;
+        }
+    }
+    Withdraw();
+    return true;
+}
+
+bool LiveServer::Turn(std::chrono::milliseconds kLongest, std::string* pstrError)
+{
+    const LiveClock::time_point kStart = LiveClock::now();
+    LiveClock::time_point kDue = kStart + kLongest;
+    for (const std::unique_ptr<Served>& pkServed : m_vecSources)
+    {
+        kDue = std::min(kDue, pkServed->kSource.NextDue());
+        if (pkServed->kSource.HasChanged() || !pkServed->vecUntold.empty())
+        {
+            kDue = std::min(kDue, pkServed->kNextPublication);
+        }
+    }
+    const auto kWait = std::chrono::ceil<std::chrono::milliseconds>(kDue - kStart);
+    if (m_kSignal.WaitFor(std::max<std::chrono::milliseconds>(kWait, 0ms)))
+    {
+        const LiveClock::time_point kEnd = LiveClock::now() + kGather;
+        while (LiveClock::now() < kEnd && m_kSignal.WaitFor(kQuiet))
+        {
+        }
+    }
+    for (const std::unique_ptr<Served>& pkServed : m_vecSources)
+    {
+        if (!pkServed->kSource.Work(LiveClock::now(), &pkServed->vecUntold, pstrError))
+        {
+            return false;
+        }
+        const bool bToTell = pkServed->kSource.HasChanged() || !pkServed->vecUntold.empty();
+        if (bToTell && pkServed->kNextPublication <= LiveClock::now() && !_Publish(pkServed.get(), pstrError))
+        {
+            return false;
+        }
+        _SetStatus(*pkServed);
+    }
+    return true;
+}
+
+// The image first: who is told of an event finds it in the index.
+bool LiveServer::_Publish(Served* pkServed, std::string* pstrError)
+{
+    const LiveClock::time_point kStart = LiveClock::now();
+    LiveSource& rkSource = pkServed->kSource;
+    if (rkSource.HasChanged())
+    {
+        SourceImage kImage;
+        if (!rkSource.MakeImage(&kImage, pstrError) || !m_kPublisher.PublishSource(kImage, pstrError))
+        {
+            return false;
+        }
+        ++pkServed->ullPublications;
+    }
+    if (!pkServed->vecUntold.empty())
+    {
+        DropRepetitions(&pkServed->vecUntold);
+        std::vector<PublishedEvent> vecEvents;
+        vecEvents.reserve(pkServed->vecUntold.size());
+        for (IndexChange& rkChange : pkServed->vecUntold)
+        {
+            PublishedEvent kEvent;
+            kEvent.strPhysicalPath = rkSource.PhysicalPath(rkChange);
+            kEvent.uKind = static_cast<unsigned>(rkChange.eKind);
+            kEvent.uFlags = rkChange.bFolder ? kEventFolder : 0;
+            kEvent.uRoots = rkChange.uRoots;
+            kEvent.strPath = std::move(rkChange.strPath);
+            kEvent.strNewName = std::move(rkChange.strNewName);
+            vecEvents.push_back(std::move(kEvent));
+        }
+        pkServed->vecUntold.clear();
+        if (!m_kEvents.Publish(rkSource.From(), vecEvents, pstrError))
+        {
+            return false;
+        }
+    }
+    const LiveClock::time_point kEnd = LiveClock::now();
+    pkServed->kNextPublication =
+        kEnd + std::max<LiveClock::duration>(kPublishInterval, kPublishShare * (kEnd - kStart));
+    return true;
+}
+
+void LiveServer::_SetStatus(const Served& kServed)
+{
+    const LiveCounts& kCounts = kServed.kSource.Counts();
+    m_kStatus.Set(kServed.kSource.From(),
+                  {kCounts.ullHints, kCounts.ullChanges, kCounts.ullDoubts, kCounts.ullAuditRounds,
+                   kCounts.ullAuditChanges, kCounts.ullUnwatched, kCounts.uPolledRoots, kServed.ullPublications});
+}
+
+// The images before the events: a tool that finds no image doesn't wait for events of it.
+void LiveServer::Withdraw()
+{
+    m_kPublisher.Withdraw();
+    m_kEvents.Withdraw();
+}
+
+}  // namespace lum

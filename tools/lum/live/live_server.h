@@ -1,0 +1,55 @@
+// A publisher that follows what its sources show.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "live/live_source.h"
+#include "publish/event_publisher.h"
+#include "publish/publisher.h"
+#include "publish/serve_status.h"
+
+namespace lum
+{
+
+class LiveServer
+{
+public:
+    // bFollow: watch the directories. vecTypes lives as long as this object.
+    LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow);
+    ~LiveServer();
+    LiveServer(const LiveServer&) = delete;
+    LiveServer& operator=(const LiveServer&) = delete;
+
+    // Becomes the publisher, scans everything, and then publishes it. False with a message; nothing is published then.
+    bool Start(const std::vector<SourceSpec>& vecSpecs, std::string* pstrError);
+
+    unsigned NodeCount() const;
+    size_t SourceCount() const { return m_vecSources.size(); }
+
+    // Follows the sources until a stop is requested; then withdraws everything. False with a message when it can't go
+    // on.
+    bool Run(std::string* pstrError);
+
+    // One turn of Run: waits for something to do, at most so long, and does it.
+    bool Turn(std::chrono::milliseconds kLongest, std::string* pstrError);
+
+    void Withdraw();
+
+private:
+    struct Served;
+
+    bool _Publish(Served* pkServed, std::string* pstrError);
+    void _SetStatus(const Served& kServed);
+
+    const std::vector<ClassifyType>& m_rvecTypes;
+    bool m_bFollow;
+    HintSignal m_kSignal;
+    Publisher m_kPublisher;
+    EventPublisher m_kEvents;
+    ServeStatusSection m_kStatus;
+    std::vector<std::unique_ptr<Served>> m_vecSources;
+};
+
+}  // namespace lum

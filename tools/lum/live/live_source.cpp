@@ -1,0 +1,389 @@
+#include "live/live_source.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "base/console.h"
+#include "base/sources.h"
+#include "base/text.h"
+#include "live/root_watch.h"
+#include "platform/vo_process.h"
+
+using namespace LUMTrayService;
+using namespace std::chrono_literals;
+
+namespace lum
+{
+
+namespace
+{
+
+// The monitor tells the first of many fast writes, and writes less than half a second apart are one event however long
+// they go on: this long after the last hint a folder is looked at once more.
+constexpr auto kLookAgainAfter = 1500ms;
+
+// So many hints in a row may be part of more than a monitor's buffer held.
+constexpr size_t kBurst = 1000;
+constexpr auto kBurstPause = 2000ms;
+
+// After a doubt the tree is compared this much later, and with each further doubt that follows soon, later still.
+constexpr auto kFirstDoubtDelay = 1000ms;
+constexpr auto kLastDoubtDelay = 60000ms;
+
+constexpr auto kRootInterval = 1000ms;
+
+// What isn't watched is counted so long after a start or a comparison, and again before it is told.
+constexpr auto kFirstCount = 3000ms;
+constexpr auto kSecondCount = 7000ms;
+
+// A tree that is polled is compared this often at most, and for a twentieth of the time.
+constexpr auto kPollInterval = 2000ms;
+constexpr int kPollShare = 20;
+
+// The audit: so many folders at a time, and for a small part of the time.
+constexpr auto kAuditPause = 60s;
+constexpr auto kAuditInterval = 200ms;
+constexpr size_t kAuditFolders = 16;
+constexpr int kAuditShare = 400;
+
+}  // namespace
+
+struct LiveSource::WatchedRoot
+{
+    VOWString strRoot;
+    std::unique_ptr<RootWatch> pkWatch;  // none while it is polled
+    bool bLost = false;
+    bool bPolled = false;
+};
+
+LiveSource::LiveSource(SourceSpec kSpec, const std::vector<ClassifyType>& vecTypes, HintSignal* pkSignal)
+    : m_kSpec(std::move(kSpec)), m_rvecTypes(vecTypes), m_kPool(pkSignal), m_kDoubtDelay(kFirstDoubtDelay)
+{
+}
+
+LiveSource::~LiveSource() = default;
+
+void LiveSource::_Complain(const std::string& strText) const
+{
+    Complain(fmt::format("{}: {}", SourceName(m_kSpec.eaf), strText));
+}
+
+bool LiveSource::Open(bool bFollow, std::string* pstrError)
+{
+    if (!RootsOf(m_kSpec, &m_vecRoots, pstrError))
+    {
+        return false;
+    }
+    // First the monitors: what changes while the scan runs is looked at behind it.
+    if (bFollow && IsDirectorySource(m_kSpec.eaf))
+    {
+        for (const VOWString& strRoot : m_vecRoots)
+        {
+            m_vecWatched.push_back(std::make_unique<WatchedRoot>());
+            m_vecWatched.back()->strRoot = strRoot;
+            _Watch(m_vecWatched.back().get());
+        }
+    }
+    m_pkIndex =
+        std::make_unique<SourceIndex>(m_kSpec.eaf, m_vecRoots[0], LastPart(m_vecRoots[0]), IsMergeSource(m_kSpec.eaf));
+    uint32_t uRoots = 0;
+    m_pkLister = MakeLister(m_kSpec, m_vecRoots, &uRoots, m_pkIndex->LeftOut(), pstrError);
+    Progress kProgress(fmt::format("scanning {}", SourceName(m_kSpec.eaf)));
+    if (m_pkLister == nullptr || !m_pkIndex->Build(m_rvecTypes, uRoots, m_pkLister.get(), &kProgress, pstrError))
+    {
+        return false;
+    }
+    if (!m_vecWatched.empty())
+    {
+        m_pkDirectories = static_cast<DirectoryLister*>(m_pkLister.get());
+        m_pkDirectories->TolerateLostRoots();
+    }
+    const LiveClock::time_point kNow = LiveClock::now();
+    m_kCountUnwatched = kNow + kFirstCount;
+    m_kNextLookAtRoots = kNow + kRootInterval;
+    m_kNextAudit = kNow + kAuditPause;
+    _ReportLeftOut();
+    return true;
+}
+
+// Watches a root, or sees to it that it is polled, and says why.
+void LiveSource::_Watch(WatchedRoot* pkRoot)
+{
+    std::string strReason;
+    pkRoot->bLost = false;
+    pkRoot->pkWatch = RootWatch::Start(pkRoot->strRoot, &m_kPool, &strReason);
+    _SetPolled(pkRoot, pkRoot->pkWatch == nullptr, strReason);
+}
+
+void LiveSource::_SetPolled(WatchedRoot* pkRoot, bool bPolled, const std::string& strReason)
+{
+    if (bPolled && !pkRoot->bPolled)
+    {
+        _Complain(fmt::format("{}: {}; the tree is compared from time to time",
+                              WrittenForm(pkRoot->strRoot, Escape::Controls), strReason));
+        m_kPool.Doubt();
+    }
+    pkRoot->bPolled = bPolled;
+    m_kCounts.uPolledRoots = static_cast<unsigned>(
+        std::count_if(m_vecWatched.begin(), m_vecWatched.end(), [](const auto& pkOne) { return pkOne->bPolled; }));
+}
+
+// What of the trees isn't watched. It takes a walk, so that it is asked for when the trees are compared anyway.
+void LiveSource::_CountUnwatched(bool bComplain)
+{
+    m_kCounts.ullUnwatched = 0;
+    for (const std::unique_ptr<WatchedRoot>& pkRoot : m_vecWatched)
+    {
+        if (pkRoot->pkWatch != nullptr)
+        {
+            std::string strReason;
+            const size_t uCount = pkRoot->pkWatch->CountUnwatched(&strReason);
+            m_kCounts.ullUnwatched += uCount;
+            if (bComplain || uCount == 0)
+            {
+                _SetPolled(pkRoot.get(), uCount != 0, strReason);
+            }
+        }
+    }
+}
+
+// Roots that went are let go of, and watched again when they are back. The monitor of a root that is gone would turn
+// round without a pause.
+void LiveSource::_LookAtRoots(LiveClock::time_point kNow)
+{
+    m_kNextLookAtRoots = kNow + kRootInterval;
+    for (const std::unique_ptr<WatchedRoot>& pkRoot : m_vecWatched)
+    {
+        const bool bThere = RootWatch::IsThere(pkRoot->strRoot);
+        if (bThere != pkRoot->bLost)
+        {
+            continue;
+        }
+        pkRoot->pkWatch.reset();
+        pkRoot->bLost = !bThere;
+        if (bThere)
+        {
+            _Watch(pkRoot.get());
+        }
+        _Complain(fmt::format("{}: {}", WrittenForm(pkRoot->strRoot, Escape::Controls),
+                              bThere ? "the directory is back" : "the directory is gone"));
+        m_kPool.Touched(VOTEXT("."), false);
+        m_kPool.Doubt();
+    }
+}
+
+LiveClock::time_point LiveSource::NextDue() const
+{
+    if (m_vecWatched.empty())
+    {
+        return LiveClock::time_point::max();
+    }
+    LiveClock::time_point kDue = std::min(m_kNextLookAtRoots, m_kNextAudit);
+    for (const auto& [strFolder, kAgain] : m_mapLookAgain)
+    {
+        kDue = std::min(kDue, kAgain);
+    }
+    kDue = std::min(kDue, m_kCountUnwatched.value_or(kDue));
+    return std::min(kDue, m_kCompareAll.value_or(kDue));
+}
+
+// Doubts that follow each other soon are dealt with more and more rarely.
+void LiveSource::_DoubtAt(LiveClock::time_point kNow)
+{
+    if (m_kCompareAll && *m_kCompareAll <= kNow + m_kDoubtDelay)
+    {
+        return;
+    }
+    const bool bSoon = kNow - m_kLastDoubt < 4 * m_kDoubtDelay && m_kLastDoubt != LiveClock::time_point();
+    m_kDoubtDelay = bSoon ? std::min<std::chrono::milliseconds>(2 * m_kDoubtDelay, kLastDoubtDelay) : kFirstDoubtDelay;
+    m_kLastDoubt = kNow;
+    m_kCompareAll = kNow + m_kDoubtDelay;
+}
+
+bool LiveSource::Work(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError)
+{
+    if (m_vecWatched.empty())
+    {
+        return true;
+    }
+    const size_t uBefore = pvecChanges->size();
+    if (m_kNextLookAtRoots <= kNow)
+    {
+        _LookAtRoots(kNow);
+    }
+    if (m_kCountUnwatched && *m_kCountUnwatched <= kNow)
+    {
+        // A monitor takes its time to reach all of a large tree, so that only a second count is the truth.
+        const bool bSecond = m_bCounted;
+        m_kCountUnwatched.reset();
+        _CountUnwatched(bSecond);
+        m_bCounted = !bSecond && m_kCounts.ullUnwatched != 0;
+        if (m_bCounted)
+        {
+            m_kCountUnwatched = LiveClock::now() + kSecondCount;
+        }
+    }
+    Hints kHints = m_kPool.Take();
+    m_kCounts.ullHints += kHints.uEvents;
+    if (kHints.uEvents != 0)
+    {
+        m_uBurst = kNow - m_kLastHint < kBurstPause ? m_uBurst + kHints.uEvents : kHints.uEvents;
+        m_kLastHint = kNow;
+    }
+    if (kHints.bDoubt || m_uBurst >= kBurst)
+    {
+        m_uBurst = 0;
+        _DoubtAt(kNow);
+    }
+    for (const auto& [strFolder, kFolder] : kHints.mapFolders)
+    {
+        m_mapLookAgain[strFolder] = kNow + kLookAgainAfter;
+    }
+    for (auto itAgain = m_mapLookAgain.begin(); itAgain != m_mapLookAgain.end();)
+    {
+        if (itAgain->second <= kNow)
+        {
+            kHints.mapFolders.try_emplace(itAgain->first);
+            itAgain = m_mapLookAgain.erase(itAgain);
+        }
+        else
+        {
+            ++itAgain;
+        }
+    }
+    bool bFollowed = _CompareFolders(std::move(kHints.mapFolders), pvecChanges, pstrError);
+    if (bFollowed && m_kCompareAll && *m_kCompareAll <= kNow)
+    {
+        bFollowed = _CompareAll(kNow, pvecChanges, pstrError);
+    }
+    if (bFollowed && m_kNextAudit <= kNow)
+    {
+        bFollowed = _Audit(kNow, pvecChanges, pstrError);
+    }
+    m_kCounts.ullChanges += pvecChanges->size() - uBefore;
+    _ReportLeftOut();
+    return bFollowed && (!m_pkIndex->IsWorn() || _Renew(pstrError));
+}
+
+// Compares folders, and those that the comparisons ask for.
+bool LiveSource::_CompareFolders(HintedFolders mapFolders, std::vector<IndexChange>* pvecChanges,
+                                 std::string* pstrError)
+{
+    std::set<VOWString> setDone;
+    while (!mapFolders.empty())
+    {
+        auto kFirst = mapFolders.extract(mapFolders.begin());
+        VOWString strFolder = kFirst.key();
+        // Of a folder that isn't known yet, the nearest one that is shows more.
+        while (!m_pkIndex->HasFolder(strFolder) && !strFolder.empty())
+        {
+            strFolder = ParentPath(strFolder);
+        }
+        const bool bHinted =
+            strFolder == kFirst.key() && (!kFirst.mapped().vecRenamed.empty() || !kFirst.mapped().setWritten.empty());
+        if (!setDone.insert(strFolder).second && !bHinted)
+        {
+            continue;
+        }
+        std::vector<VOWString> vecMore;
+        if (!m_pkIndex->Compare(strFolder, bHinted ? kFirst.mapped() : FolderHints(), pvecChanges, &vecMore, pstrError))
+        {
+            return false;
+        }
+        for (VOWString& strMore : vecMore)
+        {
+            if (!setDone.contains(strMore))
+            {
+                mapFolders.try_emplace(std::move(strMore));
+            }
+        }
+    }
+    return true;
+}
+
+bool LiveSource::_CompareAll(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError)
+{
+    m_kCompareAll.reset();
+    HintedFolders mapFolders;
+    for (VOWString& strFolder : m_pkIndex->Folders())
+    {
+        mapFolders.try_emplace(std::move(strFolder));
+    }
+    const bool bFollowed = _CompareFolders(std::move(mapFolders), pvecChanges, pstrError);
+    ++m_kCounts.ullDoubts;
+    m_kCountUnwatched = m_kCountUnwatched.value_or(LiveClock::now() + kFirstCount);
+    if (m_kCounts.uPolledRoots != 0)
+    {
+        const auto kTook = LiveClock::now() - kNow;
+        m_kCompareAll = LiveClock::now() + std::max<LiveClock::duration>(kPollInterval, kPollShare * kTook);
+    }
+    return bFollowed;
+}
+
+bool LiveSource::_Audit(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError)
+{
+    const size_t uBefore = pvecChanges->size();
+    if (m_dequeAudit.empty())
+    {
+        const std::vector<VOWString> vecFolders = m_pkIndex->Folders();
+        m_dequeAudit.assign(vecFolders.begin(), vecFolders.end());
+    }
+    HintedFolders mapFolders;
+    for (size_t i = 0; i < kAuditFolders && !m_dequeAudit.empty(); ++i)
+    {
+        mapFolders.try_emplace(std::move(m_dequeAudit.front()));
+        m_dequeAudit.pop_front();
+    }
+    const bool bFollowed = _CompareFolders(std::move(mapFolders), pvecChanges, pstrError);
+    m_kCounts.ullAuditChanges += pvecChanges->size() - uBefore;
+    const LiveClock::time_point kEnd = LiveClock::now();
+    m_kNextAudit = kEnd + std::max<LiveClock::duration>(kAuditInterval, kAuditShare * (kEnd - kNow));
+    if (m_dequeAudit.empty())
+    {
+        ++m_kCounts.ullAuditRounds;
+        m_kNextAudit = kEnd + kAuditPause;
+    }
+    return bFollowed;
+}
+
+// Makes the container anew from what the index says, without what is gone.
+bool LiveSource::_Renew(std::string* pstrError)
+{
+    return m_pkIndex->Renew(m_rvecTypes, pstrError);
+}
+
+void LiveSource::_ReportLeftOut()
+{
+    size_t uNew = 0;
+    for (const NotIndexed& kLeftOut : *m_pkIndex->LeftOut())
+    {
+        if (m_setReported.insert(kLeftOut.strPath).second)
+        {
+            ++uNew;
+            _Complain(fmt::format("not indexed: {}: {}", WrittenForm(kLeftOut.strPath, Escape::Controls),
+                                  kLeftOut.strReason));
+        }
+    }
+    m_pkIndex->LeftOut()->clear();
+    if (uNew != 0)
+    {
+        _Complain(fmt::format("{} not indexed", m_setReported.size()));
+    }
+}
+
+bool LiveSource::MakeImage(SourceImage* pkImage, std::string* pstrError)
+{
+    return MakeSourceImage(m_kSpec.eaf, m_vecRoots[0], m_pkIndex.get(), pkImage, pstrError);
+}
+
+VOWString LiveSource::PhysicalPath(const IndexChange& kChange) const
+{
+    const VOWString strOther = m_pkLister->OtherRoot(kChange.uRoots);
+    const VOWString& strRoot = strOther.empty() ? m_vecRoots[0] : strOther;
+    return strRoot + VOTEXT("/") +
+           (kChange.strNewName.empty() ? kChange.strPath : JoinPath(ParentPath(kChange.strPath), kChange.strNewName));
+}
+
+}  // namespace lum

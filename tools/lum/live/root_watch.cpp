@@ -1,0 +1,71 @@
+#include "live/root_watch.h"
+
+#include <fmt/format.h>
+
+#include <thread>
+
+#include "platform/vo_directory_kind.h"
+#include "platform/vo_directory_listing.h"
+#include "platform/vo_directory_watch.h"
+
+namespace lum
+{
+
+RootWatch::RootWatch(const VOWString& strRoot, HintPool* pkPool) : m_strRoot(strRoot), m_kListener(strRoot, pkPool) {}
+
+std::unique_ptr<RootWatch> RootWatch::Start(const VOWString& strRoot, HintPool* pkPool, std::string* pstrReason)
+{
+    VODirectoryKind eKind = VODirectoryKind::Local;
+    VOSystemError kError;
+    if (VODirectoryKindOf(strRoot, &eKind, &kError) && eKind == VODirectoryKind::Remote)
+    {
+        *pstrReason = "it lies on a remote file system, which doesn't tell of all changes";
+        return nullptr;
+    }
+    std::unique_ptr<RootWatch> pkWatch(new RootWatch(strRoot, pkPool));
+    if (pkWatch->m_kMonitor.Init(strRoot.c_str()) == 0 ||
+        pkWatch->m_kMonitor.AddFileMonitorListener(&pkWatch->m_kListener) == 0)
+    {
+        *pstrReason = "it can't be watched";
+        return nullptr;
+    }
+    pkWatch->m_kMonitor.BeginThread();
+    return pkWatch;
+}
+
+// A listener can't be taken out while an event is delivered.
+RootWatch::~RootWatch()
+{
+    m_kMonitor.SuspendFileMonitor(true);
+    while (m_kMonitor.RemoveFileMonitorListener(&m_kListener) == 0)
+    {
+        std::this_thread::yield();
+    }
+    m_kMonitor.UnInit();
+}
+
+bool RootWatch::IsThere(const VOWString& strRoot)
+{
+    VODirectoryEntry kEntry;
+    VOSystemError kError;
+    // Through ".", because a root may be a link to a directory.
+    return VODescribeFile(strRoot + VOTEXT("/."), &kEntry, &kError) && kEntry.bFolder;
+}
+
+size_t RootWatch::CountUnwatched(std::string* pstrReason) const
+{
+    size_t uCount = 0;
+    VOSystemError kError;
+    if (!VOCountUnwatchedDirectories(m_strRoot, &uCount, &kError))
+    {
+        // A root that is gone is looked after elsewhere.
+        return 0;
+    }
+    *pstrReason = fmt::format(
+        "{} director{} can't be watched; when that is because the limit of watches is reached, raise it: "
+        "sysctl fs.inotify.max_user_watches=NUMBER",
+        uCount, uCount == 1 ? "y" : "ies");
+    return uCount;
+}
+
+}  // namespace lum

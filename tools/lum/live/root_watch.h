@@ -1,0 +1,36 @@
+// The library's monitor on one root directory.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "live/change_hints.h"
+
+namespace lum
+{
+
+class RootWatch
+{
+public:
+    // Null with a reason when the root can't be watched, or shouldn't be: a monitor of another machine's directory
+    // doesn't see what that machine changes.
+    static std::unique_ptr<RootWatch> Start(const VOWString& strRoot, HintPool* pkPool, std::string* pstrReason);
+    ~RootWatch();
+    RootWatch(const RootWatch&) = delete;
+    RootWatch& operator=(const RootWatch&) = delete;
+
+    // Whether there is a directory of that name, and the one that is watched as far as the system tells.
+    static bool IsThere(const VOWString& strRoot);
+
+    // Directories of the tree that aren't watched, and how that can be mended. It walks the tree.
+    size_t CountUnwatched(std::string* pstrReason) const;
+
+private:
+    RootWatch(const VOWString& strRoot, HintPool* pkPool);
+
+    VOWString m_strRoot;
+    HintListener m_kListener;
+    VOTSFileMonitorManager m_kMonitor;
+};
+
+}  // namespace lum

@@ -1,0 +1,240 @@
+#include "publish/event_publisher.h"
+
+#include <fmt/format.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "base/sources.h"
+#include "platform/vo_platform.h"
+#include "publish/shared_words.h"
+
+using namespace LUMTrayService;
+
+namespace lum
+{
+
+namespace
+{
+
+// Events are kept this long, in microseconds: a tool that doesn't look for longer has to load the index anew.
+constexpr unsigned long long kKeepTime = 30'000'000;
+
+// As long as there are fewer, nothing is dropped.
+constexpr size_t kKeepCount = 4096;
+
+VOWString SectionName(enumAssetFrom eaf, unsigned uSlot)
+{
+    VOWString strName(FILEEVENT_MAPPING_VIEW_STRING(eaf));
+    strName += static_cast<VOWCHAR>('0' + uSlot);
+    return strName;
+}
+
+struct Released
+{
+    void operator()(void* pMemory) const { free(pMemory); }
+};
+
+}  // namespace
+
+EventPublisher::~EventPublisher()
+{
+    Withdraw();
+}
+
+FileEventStateInfo& EventPublisher::_Record(enumAssetFrom eaf)
+{
+    return static_cast<FileEventUpdateState*>(m_kState.Data())->arrStateInfo[eaf];
+}
+
+// Microseconds since 1970, and always more than before, whatever the clock does.
+unsigned long long EventPublisher::_NextTime()
+{
+    const auto kNow = std::chrono::system_clock::now().time_since_epoch();
+    const unsigned long long ullNow =
+        static_cast<unsigned long long>(std::chrono::duration_cast<std::chrono::microseconds>(kNow).count());
+    m_ullLastTime = std::max(ullNow, m_ullLastTime + 1);
+    return m_ullLastTime;
+}
+
+// Times go on from those of a former publisher, which readers that still live compare with.
+bool EventPublisher::_TakeState(std::string* pstrError)
+{
+    if (!m_kState.OpenOrCreate(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, sizeof(FileEventUpdateState)))
+    {
+        *pstrError = fmt::format("the update state section of events can't be made (system error {})", GetLastError());
+        return false;
+    }
+    FileEventUpdateState* const pkState = static_cast<FileEventUpdateState*>(m_kState.Data());
+    const bool bTaken =
+        memcmp(pkState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pkState->szVersion)) == 0;
+    for (FileEventStateInfo& rkRecord : pkState->arrStateInfo)
+    {
+        StoreWord(rkRecord.bEnable, 0u);
+        if (!bTaken || LoadWord(rkRecord.uActiveSlot) > 1)
+        {
+            StoreWord(rkRecord.uActiveSlot, 0u);
+            StoreWord(rkRecord.ullUpdateTime[0], 0ull);
+            StoreWord(rkRecord.ullUpdateTime[1], 0ull);
+        }
+        for (unsigned long long& rullTime : rkRecord.ullUpdateTime)
+        {
+            // All ones is no time.
+            const unsigned long long ullTime = LoadWord(rullTime);
+            m_ullLastTime = ullTime + 1 != 0 ? std::max(m_ullLastTime, ullTime) : m_ullLastTime;
+        }
+    }
+    StoreVersion(pkState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION);
+    return true;
+}
+
+bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::string* pstrError)
+{
+    if (!_TakeState(pstrError))
+    {
+        return false;
+    }
+    for (const enumAssetFrom eaf : AllSources())
+    {
+        if (std::find(vecSources.begin(), vecSources.end(), eaf) == vecSources.end())
+        {
+            _WithdrawSource(eaf);
+        }
+    }
+    for (const enumAssetFrom eaf : vecSources)
+    {
+        m_akSources[eaf].pkContainer = std::make_unique<VOTSFileEventContainer>(AR_Provider);
+        if (!_PublishImage(eaf, pstrError))
+        {
+            Withdraw();
+            return false;
+        }
+        StoreWord(_Record(eaf).bEnable, 1u);
+    }
+    return true;
+}
+
+bool EventPublisher::Publish(enumAssetFrom eaf, const std::vector<PublishedEvent>& vecEvents, std::string* pstrError)
+{
+    Source& rkSource = m_akSources[eaf];
+    _DropOldEvents(&rkSource);
+    for (const PublishedEvent& kEvent : vecEvents)
+    {
+        VOTSFileEventContainer::Info kInfo;
+        kInfo.dwEventParam0 = kEvent.uKind;
+        kInfo.dwEventParam1 = kEvent.uFlags;
+        kInfo.dwEventParam2 = kEvent.uRoots;
+        kInfo.pszPath = kEvent.strPath.c_str();
+        kInfo.pszNewName = kEvent.strNewName.c_str();
+        kInfo.pszPhysicPath = kEvent.strPhysicalPath.c_str();
+        if (rkSource.pkContainer->AppendEvent(kInfo, _NextTime()) == 0)
+        {
+            *pstrError = fmt::format("the events of {} don't fit an image", SourceName(eaf));
+            return false;
+        }
+        ++rkSource.uEvents;
+    }
+    return _PublishImage(eaf, pstrError);
+}
+
+// Removing by time is exact only for all events or none, so all are removed and the recent ones entered again. Their
+// texts come along: CleanUp forgets those of the others.
+void EventPublisher::_DropOldEvents(Source* pkSource)
+{
+    if (pkSource->uEvents <= kKeepCount)
+    {
+        return;
+    }
+    const unsigned long long ullNow = _NextTime();
+    std::vector<structFileEventNode> vecRecent;
+    pkSource->pkContainer->GetEvent(vecRecent, ullNow - std::min(ullNow, kKeepTime), ullNow);
+    if (vecRecent.size() > pkSource->uEvents / 2)
+    {
+        return;
+    }
+    std::unique_ptr<VOTSFileEventContainer> pkFresh = std::make_unique<VOTSFileEventContainer>(AR_Provider);
+    const auto TextOf = [pkSource](void* hString)
+    {
+        VOWString strText;
+        const VOWCHAR* pszText = hString == INVALID_HANDLE_VALUE ? nullptr : pkSource->pkContainer->GetString(hString);
+        VOWCHAR chUnit = 0;
+        for (size_t i = 0; pszText != nullptr; ++i)
+        {
+            memcpy(&chUnit, reinterpret_cast<const char*>(pszText) + i * sizeof(VOWCHAR), sizeof(chUnit));
+            if (chUnit == 0)
+            {
+                break;
+            }
+            strText += chUnit;
+        }
+        return strText;
+    };
+    for (const structFileEventNode& kNode : vecRecent)
+    {
+        const VOWString strPath = TextOf(kNode.hstrPath);
+        const VOWString strNewName = TextOf(kNode.hstrNewName);
+        const VOWString strPhysicalPath = TextOf(kNode.hstrPhysicPath);
+        VOTSFileEventContainer::Info kInfo;
+        kInfo.dwEventParam0 = kNode.dwEventParam0;
+        kInfo.dwEventParam1 = kNode.dwEventParam1;
+        kInfo.dwEventParam2 = kNode.dwEventParam2;
+        kInfo.pszPath = strPath.c_str();
+        kInfo.pszNewName = strNewName.c_str();
+        kInfo.pszPhysicPath = strPhysicalPath.c_str();
+        if (pkFresh->AppendEvent(kInfo, kNode.ullTime) == 0)
+        {
+            return;
+        }
+    }
+    pkSource->pkContainer->RemoveEvent(ullNow);
+    pkSource->pkContainer = std::move(pkFresh);
+    pkSource->uEvents = vecRecent.size();
+}
+
+// The time is above that of every event in the image, so that none is asked for twice.
+bool EventPublisher::_PublishImage(enumAssetFrom eaf, std::string* pstrError)
+{
+    Source& rkSource = m_akSources[eaf];
+    FileEventStateInfo& rkRecord = _Record(eaf);
+    const unsigned uSlot = 1 - (LoadWord(rkRecord.uActiveSlot) & 1);
+    const std::unique_ptr<VOTSFileEventContainer::ContainerAlloc, Released> pkImage(rkSource.pkContainer->GetAlloc());
+    WaitForReaders(rkRecord.uReaderCount[uSlot], &rkSource.auLeftReaders[uSlot]);
+    if (pkImage == nullptr || !rkSource.akData[uSlot].Replace(SectionName(eaf, uSlot).c_str(), pkImage.get(),
+                                                              size_t{pkImage->uDataBufSize} + sizeof(*pkImage)))
+    {
+        *pstrError =
+            fmt::format("the event section of {} can't be made (system error {})", SourceName(eaf), GetLastError());
+        return false;
+    }
+    StoreWord(rkRecord.ullUpdateTime[uSlot], _NextTime());
+    StoreWord(rkRecord.uActiveSlot, uSlot);
+    return true;
+}
+
+void EventPublisher::_WithdrawSource(enumAssetFrom eaf)
+{
+    FileEventStateInfo& rkRecord = _Record(eaf);
+    StoreWord(rkRecord.bEnable, 0u);
+    for (unsigned uSlot = 0; uSlot < 2; ++uSlot)
+    {
+        Source& rkSource = m_akSources[eaf];
+        WaitForReaders(rkRecord.uReaderCount[uSlot], &rkSource.auLeftReaders[uSlot]);
+        WithdrawSection(SectionName(eaf, uSlot).c_str(), &rkSource.akData[uSlot]);
+    }
+}
+
+void EventPublisher::Withdraw()
+{
+    if (m_kState.Data() != nullptr)
+    {
+        for (const enumAssetFrom eaf : AllSources())
+        {
+            _WithdrawSource(eaf);
+        }
+        m_kState.Withdraw();
+    }
+}
+
+}  // namespace lum

@@ -1,0 +1,74 @@
+// The publisher's side of the file event sections.
+//
+// Every source has two data sections, used in turn, and a record in the update state section. A publication goes into
+// the section that is not the latest one, and is told by storing its time and then its slot: readers that are still
+// inside the other section aren't disturbed. A reader that sees a new time asks for all events since the last one that
+// it saw, so that the image holds everything of some time back.
+//
+// What the events mean is settled in docs/lum.md.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/vo_section_publisher.h"
+#include "vots_file_event.h"
+
+namespace lum
+{
+
+struct PublishedEvent
+{
+    unsigned uKind = 0;   // ChangeKind
+    unsigned uFlags = 0;  // kEventFolder
+    unsigned uRoots = 0;
+    VOWString strPath;
+    VOWString strNewName;
+    VOWString strPhysicalPath;
+};
+
+constexpr unsigned kEventFolder = 1;
+
+class EventPublisher
+{
+public:
+    EventPublisher() = default;
+    ~EventPublisher();  // withdraws
+    EventPublisher(const EventPublisher&) = delete;
+    EventPublisher& operator=(const EventPublisher&) = delete;
+
+    // Enables these sources, each with an image without events, and withdraws what a former publisher left. Only the
+    // one publisher calls it. False with a message; nothing is left published then.
+    bool Open(const std::vector<LUMTrayService::enumAssetFrom>& vecSources, std::string* pstrError);
+
+    // Appends events of an enabled source and publishes its image. False with a message; the events are published with
+    // the next ones then.
+    bool Publish(LUMTrayService::enumAssetFrom eaf, const std::vector<PublishedEvent>& vecEvents,
+                 std::string* pstrError);
+
+    void Withdraw();
+
+private:
+    struct Source
+    {
+        std::unique_ptr<VOTSFileEventContainer> pkContainer;
+        std::array<VOPublishedSection, 2> akData;
+        std::array<unsigned, 2> auLeftReaders{};
+        size_t uEvents = 0;
+    };
+
+    bool _TakeState(std::string* pstrError);
+    bool _PublishImage(LUMTrayService::enumAssetFrom eaf, std::string* pstrError);
+    void _WithdrawSource(LUMTrayService::enumAssetFrom eaf);
+    void _DropOldEvents(Source* pkSource);
+    unsigned long long _NextTime();
+    FileEventStateInfo& _Record(LUMTrayService::enumAssetFrom eaf);
+
+    VOPublishedSection m_kState;
+    std::array<Source, LUMTrayService::ASSETTYPE_COUNT> m_akSources;
+    unsigned long long m_ullLastTime = 0;
+};
+
+}  // namespace lum

@@ -1,0 +1,81 @@
+#include "publish/serve_status.h"
+
+#include <string.h>
+
+#include "platform/vo_platform.h"
+#include "platform/vo_process.h"
+#include "publish/shared_words.h"
+
+using namespace LUMTrayService;
+
+namespace lum
+{
+
+namespace
+{
+
+constexpr char kVersion[8] = "lum.1";
+
+constexpr size_t kWords = sizeof(SourceStatus) / sizeof(unsigned long long);
+
+}  // namespace
+
+ServeStatusSection::~ServeStatusSection()
+{
+    m_kSection.Withdraw();
+}
+
+void ServeStatusSection::Open(bool bFollows)
+{
+    ServeStatus kStatus = {};
+    memcpy(kStatus.szVersion, kVersion, sizeof(kVersion));
+    kStatus.uProcessId = VOProcessId();
+    kStatus.uFollows = bFollows ? 1 : 0;
+    m_kSection.Replace(LUM_SERVE_STATUS_NAME, &kStatus, sizeof(kStatus));
+}
+
+// Word by word: a reader may see numbers of two moments beside each other, and never half a number.
+void ServeStatusSection::Set(enumAssetFrom eaf, const SourceStatus& kStatus)
+{
+    if (m_kSection.Data() == nullptr)
+    {
+        return;
+    }
+    unsigned long long aullWords[kWords];
+    memcpy(aullWords, &kStatus, sizeof(aullWords));
+    unsigned long long* const pullTo =
+        reinterpret_cast<unsigned long long*>(&static_cast<ServeStatus*>(m_kSection.Data())->akSources[eaf]);
+    for (size_t i = 0; i < kWords; ++i)
+    {
+        StoreWord(pullTo[i], aullWords[i]);
+    }
+}
+
+bool ReadServeStatus(ServeStatus* pkStatus)
+{
+    HANDLE hSection = OpenFileMappingW(FILE_MAP_READ, 0, LUM_SERVE_STATUS_NAME);
+    void* const pvView = hSection != nullptr ? MapViewOfFile(hSection, FILE_MAP_READ, 0, 0, 0) : nullptr;
+    const bool bRead = pvView != nullptr && VOViewSize(pvView) >= sizeof(ServeStatus) &&
+                       memcmp(pvView, kVersion, sizeof(kVersion)) == 0;
+    if (bRead)
+    {
+        const unsigned long long* const pullFrom = static_cast<const unsigned long long*>(pvView);
+        unsigned long long aullWords[sizeof(ServeStatus) / sizeof(unsigned long long)];
+        for (size_t i = 0; i < sizeof(aullWords) / sizeof(aullWords[0]); ++i)
+        {
+            aullWords[i] = LoadWord(const_cast<unsigned long long&>(pullFrom[i]));
+        }
+        memcpy(static_cast<void*>(pkStatus), aullWords, sizeof(*pkStatus));
+    }
+    if (pvView != nullptr)
+    {
+        UnmapViewOfFile(pvView);
+    }
+    if (hSection != nullptr)
+    {
+        CloseHandle(hSection);
+    }
+    return bRead;
+}
+
+}  // namespace lum

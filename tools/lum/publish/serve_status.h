@@ -1,0 +1,54 @@
+// What a running publisher tells of itself, in a small section of its own beside the published ones.
+#pragma once
+
+#include <string>
+
+#include "platform/vo_section_publisher.h"
+#include "tray_service_types.h"
+
+namespace lum
+{
+
+#define LUM_SERVE_STATUS_NAME VOTEXT("vo_lumServeStatus")
+
+struct SourceStatus
+{
+    unsigned long long ullHints;         // events of the monitors
+    unsigned long long ullChanges;       // differences found and published
+    unsigned long long ullDoubts;        // comparisons of a whole tree
+    unsigned long long ullAuditRounds;   // rounds of the audit
+    unsigned long long ullAuditChanges;  // differences that the audit found
+    unsigned long long ullUnwatched;     // directories that aren't watched
+    unsigned long long ullPolledRoots;   // roots that are polled
+    unsigned long long ullPublications;  // images published
+};
+
+struct ServeStatus
+{
+    char szVersion[8];  // "lum.1"
+    unsigned uProcessId;
+    unsigned uFollows;  // 0 for a publisher that doesn't follow changes
+    SourceStatus akSources[LUMTrayService::ASSETTYPE_COUNT];
+};
+static_assert(sizeof(ServeStatus) == 16 + 64 * LUMTrayService::ASSETTYPE_COUNT);
+
+// The publisher's side. A failure to make the section is no reason not to serve.
+class ServeStatusSection
+{
+public:
+    ServeStatusSection() = default;
+    ~ServeStatusSection();
+    ServeStatusSection(const ServeStatusSection&) = delete;
+    ServeStatusSection& operator=(const ServeStatusSection&) = delete;
+
+    void Open(bool bFollows);
+    void Set(LUMTrayService::enumAssetFrom eaf, const SourceStatus& kStatus);
+
+private:
+    VOPublishedSection m_kSection;
+};
+
+// The reader's side: false when no publisher tells.
+bool ReadServeStatus(ServeStatus* pkStatus);
+
+}  // namespace lum

@@ -1,0 +1,77 @@
+// The words that a publisher and its readers share, and how a publisher waits for readers.
+#pragma once
+
+#include <stddef.h>
+#include <string.h>
+
+#include <atomic>
+
+#include "platform/vo_platform.h"
+#include "platform/vo_process.h"
+#include "platform/vo_section_publisher.h"
+
+namespace lum
+{
+
+template <typename T>
+T LoadWord(T& rWord)
+{
+    return std::atomic_ref<T>(rWord).load(std::memory_order_acquire);
+}
+
+template <typename T>
+void StoreWord(T& rWord, T value)
+{
+    std::atomic_ref<T>(rWord).store(value, std::memory_order_release);
+}
+
+// A version text, in words that a reader can't see before what was stored earlier.
+template <size_t uSize>
+void StoreVersion(char (&szVersion)[uSize], const char (&szText)[uSize])
+{
+    static_assert(uSize % sizeof(unsigned) == 0);
+    unsigned auWords[uSize / sizeof(unsigned)];
+    memcpy(auWords, szText, uSize);
+    for (size_t i = 0; i < uSize / sizeof(unsigned); ++i)
+    {
+        StoreWord(reinterpret_cast<unsigned*>(szVersion)[i], auWords[i]);
+    }
+}
+
+// Waits until a reader count is 0, at most two seconds. A load takes a fraction of it even for a large index; whoever
+// takes longer is dead, or doesn't mind: an old section stays whole for its readers where the system can replace one,
+// and is checked by its readers where it can't. *puLeft is the count that an earlier wait ended with: what dead readers
+// left isn't waited for again.
+inline void WaitForReaders(unsigned& rReaderCount, unsigned* puLeft)
+{
+    constexpr unsigned kWait = 2000;  // milliseconds
+    constexpr unsigned kPoll = 10;
+    unsigned uReaders = LoadWord(rReaderCount);
+    for (unsigned uWaited = 0; uReaders != 0 && uReaders != *puLeft && uWaited < kWait; uWaited += kPoll)
+    {
+        VOSleepMilliseconds(kPoll);
+        uReaders = LoadWord(rReaderCount);
+    }
+    *puLeft = uReaders;
+}
+
+// Withdraws a data section, also one that another publisher made and left.
+inline void WithdrawSection(const VOWCHAR* pszName, VOPublishedSection* pkSection)
+{
+    if (pkSection->Data() == nullptr)
+    {
+        HANDLE hSection = OpenFileMappingW(FILE_MAP_READ, 0, pszName);
+        const bool bThere = hSection != nullptr || GetLastError() != ERROR_FILE_NOT_FOUND;
+        if (hSection != nullptr)
+        {
+            CloseHandle(hSection);
+        }
+        if (bThere)
+        {
+            pkSection->OpenOrCreate(pszName, 1);
+        }
+    }
+    pkSection->Withdraw();
+}
+
+}  // namespace lum

@@ -1,0 +1,293 @@
+#include "scan/source_index.h"
+
+#include <fmt/format.h>
+#include <string.h>
+
+#include "base/console.h"
+#include "base/text.h"
+#include "platform/vo_process.h"
+#include "vots_asset_node_classify_manager.h"
+
+using namespace LUMTrayService;
+
+namespace lum
+{
+
+SourceIndex::SourceIndex(enumAssetFrom eaf, const VOWString& strRoot, const VOWString& strRootName, bool bMergeSign)
+    : m_eaf(eaf),
+      m_strRoot(strRoot),
+      m_strRootName(strRootName),
+      m_bMergeSign(bMergeSign),
+      m_pkContainer(std::make_unique<VOTSAssetNodeContainer>(AR_Provider, strRoot.c_str(), strRootName.c_str()))
+{
+}
+
+bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, uint32_t uRoots, FolderLister* pkLister,
+                        Progress* pkProgress, std::string* pstrError)
+{
+    m_pkLister = pkLister;
+    if (!EnterTypes(vecTypes, m_pkContainer.get()))
+    {
+        *pstrError = "the table of types was refused";
+        return false;
+    }
+    if (!_EnterRoot(uRoots))
+    {
+        *pstrError = "the root folder could not be entered";
+        return false;
+    }
+
+    m_vecPending.push_back({0, VOWString(), uRoots});
+    return _EnterPending(pkProgress, pstrError);
+}
+
+// Lists the folders that were entered, and enters what they hold, until there are no more.
+bool SourceIndex::_EnterPending(Progress* pkProgress, std::string* pstrError)
+{
+    std::vector<IndexEntry> vecEntries;
+    while (!m_vecPending.empty())
+    {
+        const PendingFolder kFolder = std::move(m_vecPending.back());
+        m_vecPending.pop_back();
+        if (VOStopRequested())
+        {
+            *pstrError = "stopped before the index was complete";
+            return false;
+        }
+        if (!m_pkLister->List(kFolder.strPath, kFolder.uRoots, &vecEntries, &m_vecNotIndexed, pstrError))
+        {
+            return false;
+        }
+        if (!_EnterFolder(kFolder, vecEntries))
+        {
+            *pstrError = fmt::format("{}: could not be entered, the index is full",
+                                     WrittenForm(kFolder.strPath, Escape::Controls));
+            return false;
+        }
+        if (pkProgress != nullptr)
+        {
+            pkProgress->Show(m_uNodes);
+        }
+    }
+    return true;
+}
+
+bool SourceIndex::_EnterRoot(uint32_t uRoots)
+{
+    structAssetNode kNode;
+    int nExisted = 0;
+    if (m_pkContainer->RequestAssetNode(VOTEXT(""), kNode, nExisted) == 0 || nExisted != 0 || kNode.nAssetID != 0)
+    {
+        return false;
+    }
+    m_uNodes = 1;
+    IndexEntry kRoot;
+    m_pkLister->DescribeRoot(&kRoot);
+    kRoot.uRoots = uRoots;
+    return m_pkContainer->SetAssetNodeFolder(0, 1) != 0 && _SetAttributes(0, VOWString(), kRoot);
+}
+
+// Enters the children of a folder, and its lists at once: filling them child by child would cost the square.
+bool SourceIndex::_EnterFolder(const PendingFolder& kFolder, const std::vector<IndexEntry>& vecEntries)
+{
+    std::vector<unsigned> vecChildren;
+    vecChildren.reserve(vecEntries.size());
+    for (const IndexEntry& kEntry : vecEntries)
+    {
+        const size_t uLeftOut = m_vecNotIndexed.size();
+        unsigned uAssetID = 0;
+        if (_EnterNode(kFolder, kEntry, &uAssetID))
+        {
+            vecChildren.push_back(uAssetID);
+        }
+        else if (m_vecNotIndexed.size() == uLeftOut)
+        {
+            return false;
+        }
+    }
+    return kFolder.uAssetID == kNoNode || m_pkContainer->SetAssetNodeChildIndex(kFolder.uAssetID, vecChildren) != 0;
+}
+
+// Names what is not in the index, and sees to it that what lies in it is named too.
+void SourceIndex::_LeaveOut(const VOWString& strPath, const IndexEntry& kEntry, const std::string& strReason)
+{
+    m_vecNotIndexed.push_back({strPath, strReason});
+    if (kEntry.bFolder)
+    {
+        m_vecPending.push_back({kNoNode, strPath, kEntry.uRoots});
+    }
+}
+
+// False when the entry was left out, or without a word of that when the library failed.
+bool SourceIndex::_EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry, unsigned* puAssetID)
+{
+    const VOWString strPath = JoinPath(kFolder.strPath, kEntry.strName);
+    if (kFolder.uAssetID == kNoNode || !kEntry.strRefusal.empty())
+    {
+        _LeaveOut(strPath, kEntry,
+                  kEntry.strRefusal.empty() ? "it lies in a folder that isn't indexed" : kEntry.strRefusal);
+        return false;
+    }
+    switch (_RequestNode(strPath, puAssetID))
+    {
+        case Requested::TooLong:
+            _LeaveOut(strPath, kEntry,
+                      fmt::format("the path is too long for the index ({} characters)", strPath.size()));
+            return false;
+        case Requested::Known:
+            _LeaveOut(strPath, kEntry, "the index can't tell it from another path");
+            return false;
+        case Requested::Refused:
+            return false;
+        default:
+            break;
+    }
+
+    const NameParts kParts = kEntry.bFolder ? NameParts{kEntry.strName, VOWString()} : SplitFileName(kEntry.strName);
+    if (!_SetNames(*puAssetID, kFolder.strPath, kParts))
+    {
+        m_pkContainer->RemoveAssetNode(*puAssetID);
+        _LeaveOut(strPath, kEntry, "the index can't tell its name from another one");
+        return false;
+    }
+
+    if (m_pkContainer->SetAssetNodeFolder(*puAssetID, kEntry.bFolder ? 1 : 0) == 0 ||
+        m_pkContainer->SetAssetNodeParentIndex(*puAssetID, kFolder.uAssetID) == 0 ||
+        !_SetAttributes(*puAssetID, strPath, kEntry))
+    {
+        return false;
+    }
+    if (!kEntry.bFolder && !_SetType(*puAssetID, kParts.strExtension))
+    {
+        return false;
+    }
+    if (kEntry.bFolder)
+    {
+        m_vecPending.push_back({*puAssetID, strPath, kEntry.uRoots});
+    }
+    ++m_uNodes;
+    _Changed(ChangeKind::Added, kEntry.bFolder, strPath, kEntry.uRoots);
+    return true;
+}
+
+// A node that is there already has another path: one that differs in case, or one that the index can't tell from this
+// one. The exact-case key keeps the two apart.
+SourceIndex::Requested SourceIndex::_RequestNode(const VOWString& strPath, unsigned* puAssetID)
+{
+    const Requested ePlain = _RequestKey(strPath, puAssetID);
+    return ePlain == Requested::Known ? _RequestKey(ExactCaseForm(strPath), puAssetID) : ePlain;
+}
+
+SourceIndex::Requested SourceIndex::_RequestKey(const VOWString& strForm, unsigned* puAssetID)
+{
+    const std::optional<VOWString> strText = LookupText(m_strRoot, strForm);
+    if (!strText)
+    {
+        return Requested::TooLong;
+    }
+    structAssetNode kNode;
+    int nExisted = 0;
+    if (m_pkContainer->RequestAssetNode(strText->c_str(), kNode, nExisted) == 0)
+    {
+        return Requested::Refused;
+    }
+    *puAssetID = kNode.nAssetID;
+    return nExisted != 0 ? Requested::Known : Requested::New;
+}
+
+// The pool tells texts apart by their hashes alone, so that a text may come back as another one. Then the node would
+// render as a path that doesn't exist.
+bool SourceIndex::_SetNames(unsigned uAssetID, const VOWString& strFolder, const NameParts& kParts)
+{
+    structAssetNode kNode;
+    return m_pkContainer->SetAssetNodeStripPath(uAssetID, strFolder.c_str(), kParts.strBase.c_str(),
+                                                kParts.strExtension.c_str()) != 0 &&
+           m_pkContainer->GetAssetNode(uAssetID, kNode) != 0 && _HasText(kNode.hStrComponent, strFolder) &&
+           _HasText(kNode.hStrBaseName, kParts.strBase) && _HasText(kNode.hStrExtension, kParts.strExtension);
+}
+
+bool SourceIndex::_HasText(void* hString, const VOWString& strText) const
+{
+    if (strText.empty())
+    {
+        return hString == INVALID_HANDLE_VALUE;
+    }
+    // Byte copies, because the text may lie at an odd address, and no further than its terminator.
+    const VOWCHAR* pszText = m_pkContainer->GetString(hString);
+    for (size_t i = 0; pszText != nullptr && i <= strText.size(); ++i)
+    {
+        if (memcmp(reinterpret_cast<const char*>(pszText) + i * sizeof(VOWCHAR), strText.c_str() + i,
+                   sizeof(VOWCHAR)) != 0)
+        {
+            return false;
+        }
+    }
+    return pszText != nullptr;
+}
+
+bool SourceIndex::_SetAttributes(unsigned uAssetID, const VOWString& strPath, const IndexEntry& kEntry)
+{
+    if (m_pkContainer->SetAssetNodeAssetFrom(uAssetID, m_eaf) == 0 ||
+        m_pkContainer->SetAssetNodeFileAttribute(uAssetID, kEntry.ullSize, kEntry.nCreateTime, kEntry.nAccessTime,
+                                                 kEntry.nWriteTime, kEntry.uAttribute) == 0)
+    {
+        return false;
+    }
+    if (m_vecStamps.size() <= uAssetID)
+    {
+        m_vecStamps.resize(size_t{uAssetID} + 1);
+    }
+    m_vecStamps[uAssetID] = {kEntry.uWriteFraction, kEntry.uStatusStamp};
+    if (m_bMergeSign && m_pkContainer->SetAssetNodeAssetMergeSign(uAssetID, kEntry.uRoots) == 0)
+    {
+        return false;
+    }
+    const VOWString strOtherRoot = m_pkLister->OtherRoot(kEntry.uRoots);
+    return strOtherRoot.empty() ||
+           m_pkContainer->SetAssetNodePhysicsPath(uAssetID, JoinPath(strOtherRoot, strPath).c_str()) != 0;
+}
+
+bool SourceIndex::_SetType(unsigned uAssetID, const VOWString& strExtension)
+{
+    const KnownType& kType = _TypeOf(strExtension);
+    return kType.nNumber < 0 ||
+           m_pkContainer->SetAssetNodeClassifyType(uAssetID, kType.nNumber, kType.strName.c_str()) != 0;
+}
+
+// The type of the whole extension, otherwise of the text behind its last dot.
+const SourceIndex::KnownType& SourceIndex::_TypeOf(const VOWString& strExtension)
+{
+    const auto [itType, bNew] = m_mapTypes.try_emplace(strExtension);
+    if (!bNew || strExtension.empty())
+    {
+        return itType->second;
+    }
+    const VOWString strLast = LastExtension(strExtension);
+    int nNumber = -1;
+    VOWCHAR szName[LENGTH_OF_CLASSIFYNAME] = {};
+    if ((m_pkContainer->GetClassifyTypeByExtension(strExtension.c_str(), nNumber) != 0 ||
+         (!strLast.empty() && m_pkContainer->GetClassifyTypeByExtension(strLast.c_str(), nNumber) != 0)) &&
+        m_pkContainer->GetClassifyName(nNumber, szName) != 0)
+    {
+        itType->second = {nNumber, szName};
+    }
+    return itType->second;
+}
+
+void SourceIndex::_Changed(ChangeKind eKind, bool bFolder, const VOWString& strPath, uint32_t uRoots,
+                           const VOWString& strNewName)
+{
+    m_bChanged = true;
+    if (m_pvecChanges != nullptr)
+    {
+        m_pvecChanges->push_back({eKind, bFolder, strPath, strNewName, uRoots});
+    }
+}
+
+VOTSAssetNodeContainer::ContainerAlloc* SourceIndex::MakeImage()
+{
+    m_bChanged = false;
+    return m_pkContainer->GetAlloc();
+}
+
+}  // namespace lum
