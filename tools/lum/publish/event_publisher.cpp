@@ -10,6 +10,7 @@
 #include "base/sources.h"
 #include "platform/vo_platform.h"
 #include "publish/shared_words.h"
+#include "vo_utility.h"
 
 using namespace LUMTrayService;
 
@@ -156,21 +157,7 @@ void EventPublisher::_DropOldEvents(Source* pkSource)
     }
     std::unique_ptr<VOTSFileEventContainer> pkFresh = std::make_unique<VOTSFileEventContainer>(AR_Provider);
     const auto TextOf = [pkSource](void* hString)
-    {
-        VOWString strText;
-        const VOWCHAR* pszText = hString == INVALID_HANDLE_VALUE ? nullptr : pkSource->pkContainer->GetString(hString);
-        VOWCHAR chUnit = 0;
-        for (size_t i = 0; pszText != nullptr; ++i)
-        {
-            memcpy(&chUnit, reinterpret_cast<const char*>(pszText) + i * sizeof(VOWCHAR), sizeof(chUnit));
-            if (chUnit == 0)
-            {
-                break;
-            }
-            strText += chUnit;
-        }
-        return strText;
-    };
+    { return hString == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(pkSource->pkContainer->GetString(hString)); };
     for (const structFileEventNode& kNode : vecRecent)
     {
         const VOWString strPath = TextOf(kNode.hstrPath);

@@ -1,39 +1,17 @@
 #include "reader/event_stream.h"
 
 #include <fmt/format.h>
-#include <string.h>
 
 #include "base/sources.h"
 #include "platform/vo_platform.h"
 #include "publish/event_publisher.h"
 #include "scan/source_index.h"
+#include "vo_utility.h"
 
 using namespace LUMTrayService;
 
 namespace lum
 {
-
-namespace
-{
-
-// Byte copies, because the texts may lie at odd addresses.
-VOWString CopyText(const VOWCHAR* pszText)
-{
-    VOWString strText;
-    VOWCHAR chUnit = 0;
-    for (size_t i = 0; pszText != nullptr; ++i)
-    {
-        memcpy(&chUnit, reinterpret_cast<const char*>(pszText) + i * sizeof(VOWCHAR), sizeof(chUnit));
-        if (chUnit == 0)
-        {
-            break;
-        }
-        strText += chUnit;
-    }
-    return strText;
-}
-
-}  // namespace
 
 std::string_view EventKindName(unsigned uKind)
 {
@@ -122,9 +100,9 @@ void EventStream::_Take(const FileEventParam& kParam)
     kEvent.uKind = kParam.dwEventParam0;
     kEvent.bFolder = (kParam.dwEventParam1 & kEventFolder) != 0;
     kEvent.uRoots = kParam.dwEventParam2;
-    kEvent.strPath = CopyText(kParam.pszPath);
-    kEvent.strNewName = CopyText(kParam.pszNewName);
-    kEvent.strPhysicalPath = CopyText(kParam.pszPhysicPath);
+    kEvent.strPath = VOTextOf(kParam.pszPath);
+    kEvent.strNewName = VOTextOf(kParam.pszNewName);
+    kEvent.strPhysicalPath = VOTextOf(kParam.pszPhysicPath);
     kEvent.ullTime = kParam.ullTime;
     {
         const std::lock_guard<std::mutex> kGuard(m_kLock);

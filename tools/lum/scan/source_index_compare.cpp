@@ -1,10 +1,9 @@
 // How an index follows its source: one folder at a time is listed again and compared.
-#include <string.h>
-
 #include <algorithm>
 
 #include "base/text.h"
 #include "scan/source_index.h"
+#include "vo_utility.h"
 
 using namespace LUMTrayService;
 
@@ -50,20 +49,7 @@ structAssetNode SourceIndex::_Node(unsigned uAssetID) const
 
 VOWString SourceIndex::_Text(void* hString) const
 {
-    const VOWCHAR* pszText = hString == INVALID_HANDLE_VALUE ? nullptr : m_pkContainer->GetString(hString);
-    VOWString strText;
-    VOWCHAR chUnit = 0;
-    // Byte copies, because the text may lie at an odd address.
-    for (size_t i = 0; pszText != nullptr; ++i)
-    {
-        memcpy(&chUnit, reinterpret_cast<const char*>(pszText) + i * sizeof(VOWCHAR), sizeof(chUnit));
-        if (chUnit == 0)
-        {
-            break;
-        }
-        strText += chUnit;
-    }
-    return strText;
+    return hString == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(m_pkContainer->GetString(hString));
 }
 
 VOWString SourceIndex::_NameOf(const structAssetNode& kNode) const
