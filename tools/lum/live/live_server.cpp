@@ -26,6 +26,9 @@ constexpr auto kGather = 200ms;
 constexpr auto kPublishInterval = 250ms;
 constexpr int kPublishShare = 2;
 
+// A publication that failed, for want of space as a rule, is tried again after this time.
+constexpr auto kRetry = 5000ms;
+
 // A request to stop is seen this soon.
 constexpr auto kTurn = 200ms;
 
@@ -62,7 +65,12 @@ struct LiveServer::Served
 
     LiveSource kSource;
     std::vector<IndexChange> vecUntold;  // in the index, and not yet published
+    bool bImageDue = false;              // what was last taken from the index isn't published
+    bool bEventsDue = false;             // what was last appended isn't published
     LiveClock::time_point kNextPublication;
+
+    bool IsDue() const { return kSource.HasChanged() || !vecUntold.empty() || bImageDue || bEventsDue; }
+
     unsigned long long ullPublications = 0;
 };
 
@@ -138,7 +146,7 @@ bool LiveServer::Turn(std::chrono::milliseconds kLongest, std::string* pstrError
     for (const std::unique_ptr<Served>& pkServed : m_vecSources)
     {
         kDue = std::min(kDue, pkServed->kSource.NextDue());
-        if (pkServed->kSource.HasChanged() || !pkServed->vecUntold.empty())
+        if (pkServed->IsDue())
         {
             kDue = std::min(kDue, pkServed->kNextPublication);
         }
@@ -157,10 +165,15 @@ bool LiveServer::Turn(std::chrono::milliseconds kLongest, std::string* pstrError
         {
             return false;
         }
-        const bool bToTell = pkServed->kSource.HasChanged() || !pkServed->vecUntold.empty();
-        if (bToTell && pkServed->kNextPublication <= LiveClock::now() && !_Publish(pkServed.get(), pstrError))
+        if (pkServed->IsDue() && pkServed->kNextPublication <= LiveClock::now())
         {
-            return false;
+            std::string strError;
+            if (!_Publish(pkServed.get(), &strError))
+            {
+                // What is published stays, and is right but for the latest changes.
+                Complain(fmt::format("{}; it is tried again", strError));
+                pkServed->kNextPublication = LiveClock::now() + kRetry;
+            }
         }
         _SetStatus(*pkServed);
     }
@@ -172,16 +185,18 @@ bool LiveServer::_Publish(Served* pkServed, std::string* pstrError)
 {
     const LiveClock::time_point kStart = LiveClock::now();
     LiveSource& rkSource = pkServed->kSource;
-    if (rkSource.HasChanged())
+    if (rkSource.HasChanged() || pkServed->bImageDue)
     {
         SourceImage kImage;
+        pkServed->bImageDue = true;
         if (!rkSource.MakeImage(&kImage, pstrError) || !m_kPublisher.PublishSource(kImage, pstrError))
         {
             return false;
         }
+        pkServed->bImageDue = false;
         ++pkServed->ullPublications;
     }
-    if (!pkServed->vecUntold.empty())
+    if (!pkServed->vecUntold.empty() || pkServed->bEventsDue)
     {
         DropRepetitions(&pkServed->vecUntold);
         std::vector<PublishedEvent> vecEvents;
@@ -198,10 +213,12 @@ bool LiveServer::_Publish(Served* pkServed, std::string* pstrError)
             vecEvents.push_back(std::move(kEvent));
         }
         pkServed->vecUntold.clear();
+        pkServed->bEventsDue = true;
         if (!m_kEvents.Publish(rkSource.From(), vecEvents, pstrError))
         {
             return false;
         }
+        pkServed->bEventsDue = false;
     }
     const LiveClock::time_point kEnd = LiveClock::now();
     pkServed->kNextPublication =
