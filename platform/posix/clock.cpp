@@ -2,11 +2,17 @@
 #include <sched.h>
 #include <time.h>
 
+#include "platform/fault_points.h"
 #include "platform/posix/futex.h"
 #include "platform/vo_platform.h"
 
 void Sleep(DWORD uMilliseconds)
 {
+    // It can't fail. Where it is to, it is over at once.
+    if (VO_FAULT_POINT("Sleep"))
+    {
+        return;
+    }
     if (uMilliseconds == 0)
     {
         sched_yield();
