@@ -45,6 +45,8 @@ void TerminateTexts(VOPublicOptionRecord* pRecord)
 
 }  // namespace
 
+IVOPublicOption::~IVOPublicOption() = default;
+
 VOPublicOption::VOPublicOption() : m_kOption() {}
 VOPublicOption::~VOPublicOption() = default;
 

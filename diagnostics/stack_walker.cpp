@@ -42,7 +42,7 @@ std::shared_ptr<char> CopyOwned(const char* pszText)
         return nullptr;
     }
     memcpy(pszCopy, pszText, uSize);
-    return std::shared_ptr<char>(pszCopy, free);
+    return std::shared_ptr<char>(pszCopy, FreeBlock());
 }
 
 std::string Environment(const char* pszName)
@@ -144,7 +144,7 @@ StackWalker& StackWalker::operator=(const StackWalker& rkOther)
 // Each part ends with ";". Empty when memory runs out.
 std::shared_ptr<char> StackWalker::BuildSearchPath() const
 {
-    std::shared_ptr<char> pszPath(static_cast<char*>(VOTryAllocate(kSearchPathSize)), free);
+    std::shared_ptr<char> pszPath(static_cast<char*>(VOTryAllocate(kSearchPathSize)), FreeBlock());
     if (pszPath == nullptr)
     {
         return nullptr;

@@ -63,10 +63,12 @@ int VOLogOutput::Init(const char* pszLogPath)
     char szDate[kPathSize] = {};
     char szDateAndTime[kPathSize] = {};
     char szFolder[kPathSize] = {};
+    char szFile[kPathSize] = {};
     GetCurrentTimeString(szDateAndTime, sizeof(szDateAndTime), kDateAndTime);
     // One moment for both: the date is the first part of the other text.
     memcpy(szDate, szDateAndTime, strcspn(szDateAndTime, " "));
-    if (!JoinPath(szFolder, pszLogPath != nullptr ? pszLogPath : "(null)", szDate))
+    if (!JoinPath(szFolder, pszLogPath != nullptr ? pszLogPath : "(null)", szDate) ||
+        !JoinPath(szFile, szFolder, szDateAndTime + std::string(".log")))
     {
         return 0;
     }
@@ -84,7 +86,8 @@ int VOLogOutput::Init(const char* pszLogPath)
     {
         return 0;
     }
-    return JoinPath(m_szLogFile, szFolder, szDateAndTime + std::string(".log")) ? 1 : 0;
+    memcpy(m_szLogFile, szFile, sizeof(m_szLogFile));
+    return 1;
 }
 
 int VOLogOutput::UnInit()

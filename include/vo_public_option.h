@@ -40,7 +40,7 @@ static_assert(offsetof(VOPublicOptionRecord, nOptionValue4) == 1528);
 class VOBASE_API IVOPublicOption
 {
 public:
-    virtual ~IVOPublicOption() = default;
+    virtual ~IVOPublicOption();
 
     // Takes the published record in place of the one held, all of it or nothing. No section is normal, and silent. A
     // log line for a section that can't be mapped, whose version is another one, or whose key isn't the one demanded.

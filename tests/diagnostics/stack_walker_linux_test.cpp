@@ -17,7 +17,7 @@
 using namespace walkertest;
 
 // A report of a crash calls in its handler what a handler had better not call: there is nothing to lose.
-extern "C" const char* __tsan_default_options();
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
 const char* __tsan_default_options()
 {
     return "report_signal_unsafe=0";
