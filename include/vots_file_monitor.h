@@ -84,19 +84,22 @@ private:
     int m_nListBusy;  // 1 while a thread is at the list itself; never while a listener is called
 };
 
+// The types of a monitor's events; also known as names of VOTSFileMonitorManager.
+enum FILE_MONITOR_EVENT_TYPE : int
+{
+    FILE_MONITOR_EVENT_ADD = 1,
+    FILE_MONITOR_EVENT_REMOVE = 2,
+    FILE_MONITOR_EVENT_RENAME = 3,
+    FILE_MONITOR_EVENT_MODIFIED = 4
+};
+
 // Watches one root directory and everything below it. The threads that it makes are its own: one reads the system's
 // notices and queues events, one takes them from the queue and calls the listeners. Results are 1 for success and 0 for
 // failure unless something else is said.
 class VOBASE_API VOTSFileMonitorManager
 {
 public:
-    enum FILE_MONITOR_EVENT_TYPE : int
-    {
-        FILE_MONITOR_EVENT_ADD = 1,
-        FILE_MONITOR_EVENT_REMOVE = 2,
-        FILE_MONITOR_EVENT_RENAME = 3,
-        FILE_MONITOR_EVENT_MODIFIED = 4
-    };
+    using enum FILE_MONITOR_EVENT_TYPE;
 
     struct FILE_MONITOR_EVENT
     {
