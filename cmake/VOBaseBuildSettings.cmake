@@ -14,10 +14,12 @@ endif()
 
 find_program(VOBASE_CCACHE ccache)
 if(VOBASE_CCACHE)
-  # Without the sloppiness nothing that uses a precompiled header is cached.
+  # Without the sloppiness nothing that uses a precompiled header is cached. With the base directory, what one checkout
+  # compiled is there for the next one.
   set(CMAKE_C_COMPILER_LAUNCHER ${VOBASE_CCACHE})
   set(CMAKE_CXX_COMPILER_LAUNCHER
-    ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${VOBASE_CCACHE})
+    ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
+    ${VOBASE_CCACHE})
 endif()
 
 if(MSVC)
