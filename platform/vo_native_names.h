@@ -18,3 +18,8 @@ std::string VOToNativePath(const VOWString& strPath);
 
 // The text of a narrow path or name.
 VOWString VOFromNative(std::string_view strPath);
+
+// The narrow path as the runtime's functions take it (fopen, and those of the library that say const char*). Linux: the
+// same, but for a name with a backslash in it, which they can't name. Windows: the process's code page. False when
+// there is no such form.
+bool VOToRuntimePath(const std::string& strNative, std::string* pstrPath);

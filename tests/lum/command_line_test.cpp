@@ -5,7 +5,8 @@ TEST(LumCommandLine, HelpNamesEveryCommandAndEndsWithZero)
 {
     const LumResult kResult = RunLum({"--help"});
     EXPECT_EQ(kResult.nExitCode, 0);
-    for (const char* pszCommand : {"serve", "status", "ls", "tree", "find", "stat", "types", "image", "demo"})
+    for (const char* pszCommand :
+         {"serve", "status", "ls", "tree", "find", "stat", "types", "image", "options", "log", "demo"})
     {
         EXPECT_TRUE(Contains(kResult.strOut, std::string("\n  ") + pszCommand)) << pszCommand;
     }
@@ -13,7 +14,8 @@ TEST(LumCommandLine, HelpNamesEveryCommandAndEndsWithZero)
 
 TEST(LumCommandLine, EveryCommandHasHelpOfItsOwn)
 {
-    for (const char* pszCommand : {"serve", "status", "ls", "tree", "find", "stat", "types", "image", "demo"})
+    for (const char* pszCommand :
+         {"serve", "status", "ls", "tree", "find", "stat", "types", "image", "options", "log", "demo"})
     {
         const LumResult kResult = RunLum({pszCommand, "--help"});
         EXPECT_EQ(kResult.nExitCode, 0) << pszCommand;
@@ -49,7 +51,15 @@ TEST(LumCommandLine, WrongUsageIsAnErrorWithAMessageAndNoResult)
                                                             {"serve", "--once"},
                                                             {"serve", "--source"},
                                                             {"serve", "--source", "a", "--source", "b"},
-                                                            {"serve", "stray"}};
+                                                            {"serve", "stray"},
+                                                            {"serve", "--log"},
+                                                            {"serve", "--options"},
+                                                            {"options", "stray"},
+                                                            {"log"},
+                                                            {"log", "a", "b"},
+                                                            {"log", "a", "--lines", "-1"},
+                                                            {"crash"},
+                                                            {"crash", "gently"}};
     for (const std::vector<std::string>& vecArguments : vecWrong)
     {
         const LumResult kResult = RunLum(vecArguments);

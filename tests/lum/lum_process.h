@@ -36,6 +36,9 @@ public:
     // Waits for the end.
     int Wait();
 
+    // After Wait: the signal that ended it; 0 for none, and where there are no signals.
+    int EndingSignal() const;
+
     // What it has written so far.
     std::string Out() const;
     std::string Err() const;

@@ -14,6 +14,7 @@ struct LumProcess::State
     pid_t nProcess = -1;
     bool bEnded = false;
     int nExitCode = -1;
+    int nSignal = 0;
     TemporaryFolder kFolder;  // holds what the process writes
 };
 
@@ -66,6 +67,7 @@ bool LumProcess::IsRunning()
     {
         m_pState->bEnded = true;
         m_pState->nExitCode = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+        m_pState->nSignal = WIFSIGNALED(nStatus) ? WTERMSIG(nStatus) : 0;
     }
     return !m_pState->bEnded;
 }
@@ -96,8 +98,14 @@ int LumProcess::Wait()
     {
         m_pState->bEnded = true;
         m_pState->nExitCode = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+        m_pState->nSignal = WIFSIGNALED(nStatus) ? WTERMSIG(nStatus) : 0;
     }
     return m_pState->nExitCode;
+}
+
+int LumProcess::EndingSignal() const
+{
+    return m_pState->nSignal;
 }
 
 std::string LumProcess::Out() const

@@ -119,6 +119,11 @@ int LumProcess::Wait()
     return static_cast<int>(uExitCode);
 }
 
+int LumProcess::EndingSignal() const
+{
+    return 0;
+}
+
 std::string LumProcess::Out() const
 {
     return WithoutCarriageReturns(ReadWholeFile(m_pState->kFolder.Path() / "out"));

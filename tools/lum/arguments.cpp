@@ -30,7 +30,10 @@ struct AllOptions
     ReaderOptions kTypes;
     ImageOptions kImage;
     WatchOptions kWatch;
+    OptionsOptions kOptions;
+    LogOptions kLog;
     DemoOptions kDemo;
+    CrashOptions kCrash;
 };
 
 const char* const kExitCodes = "Exit codes: 0 found or done, 1 not found, 2 error.";
@@ -102,6 +105,9 @@ void AddServe(CLI::App* pkApp, ServeOptions* pkOptions, Command* pfnRun)
         ->type_name("LIST");
     pkServe->add_option("--types", pkOptions->strTypes, "The table of types, in place of the built-in one")
         ->type_name("FILE");
+    pkServe->add_option("--options", pkOptions->strOptions, "An INI file of public options to publish as well")
+        ->type_name("FILE");
+    pkServe->add_option("--log", pkOptions->strLog, "Write a log file below this folder")->type_name("DIR");
     pkServe->add_flag("--once", pkOptions->bOnce, "Publish what is there now, and wait; don't watch for changes");
 }
 
@@ -204,6 +210,27 @@ void AddDemo(CLI::App* pkApp, DemoOptions* pkOptions, Command* pfnRun)
         ->type_name("DIR");
 }
 
+void AddServices(CLI::App* pkApp, AllOptions* pkOptions, Output* pkOutput, Command* pfnRun)
+{
+    CLI::App* pkPublic = AddCommand(pkApp, "options", "Show the public options", pfnRun,
+                                    [=]() { return RunOptions(pkOptions->kOptions, pkOutput); });
+    pkPublic->add_option("--key", pkOptions->kOptions.strKey, "Take only options that have this key")->type_name("KEY");
+    pkPublic->add_flag("--json", pkOptions->kOptions.bJson, "Write JSON");
+
+    CLI::App* pkLog = AddCommand(pkApp, "log", "Show the newest log file of a folder", pfnRun,
+                                 [=]() { return RunLog(pkOptions->kLog, pkOutput); });
+    pkLog->add_option("dir", pkOptions->kLog.strFolder, "The folder that lum serve --log was given")
+        ->required()
+        ->type_name("DIR");
+    pkLog->add_flag("-f,--follow", pkOptions->kLog.bFollow, "Go on with what is added, until it is stopped");
+    AddNumber(pkLog, "-n,--lines", "Only the last so many lines", &pkOptions->kLog.uLines);
+
+    CLI::App* pkCrash = AddCommand(pkApp, "crash", "Crash", pfnRun, [=]() { return RunCrash(pkOptions->kCrash); });
+    pkCrash->add_option("how", pkOptions->kCrash.strHow)->required()->check(CLI::IsMember(CrashKinds()));
+    pkCrash->add_option("--log", pkOptions->kCrash.strLog);
+    pkCrash->group("");  // for tests; not in the help
+}
+
 }  // namespace
 
 int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecArguments)
@@ -225,6 +252,7 @@ int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecAr
     AddFind(&kApp, &kOptions.kFind, &kOutput, &fnRun);
     AddImage(&kApp, &kOptions.kImage, &kOutput, &fnRun);
     AddWatch(&kApp, &kOptions.kWatch, &kOutput, &fnRun);
+    AddServices(&kApp, &kOptions, &kOutput, &fnRun);
     AddDemo(&kApp, &kOptions.kDemo, &fnRun);
 
     std::reverse(vecArguments.begin(), vecArguments.end());

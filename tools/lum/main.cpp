@@ -6,6 +6,7 @@
 
 #include "arguments.h"
 #include "base/console.h"
+#include "base/crash_report.h"
 #include "base/exit_code.h"
 #include "platform/vo_process.h"
 
@@ -26,6 +27,7 @@ int main(int nCount, char** ppszArguments)
 {
     try
     {
+        lum::ReportCrashes();
         VOPrepareConsole();
         return lum::RunCommandLine(ProgramPath(ppszArguments), VOArguments(nCount, ppszArguments));
     }

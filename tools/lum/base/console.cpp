@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <stdio.h>
 
+#include "base/log_file.h"
 #include "platform/vo_process.h"
 
 namespace lum
@@ -48,6 +49,7 @@ void Complain(std::string_view strText)
     fwrite(strLine.data(), 1, strLine.size(), stderr);
     // Not every runtime leaves this stream without a buffer.
     fflush(stderr);
+    LogLine(VOLOG_WARNING, strText);
 }
 
 Progress::Progress(std::string strWhat)

@@ -24,7 +24,7 @@ private:
     bool m_bFailed = false;
 };
 
-// One line on standard error, with the program's name in front.
+// One line on standard error, with the program's name in front; and in the log file, where one was started.
 void Complain(std::string_view strText);
 
 // A counter that moves while a long scan runs; seen only when standard error is a terminal.

@@ -174,6 +174,31 @@ std::string WrittenForm(const VOWString& strText, Escape eEscape)
     return strResult;
 }
 
+std::string PrintableText(std::string_view strText)
+{
+    const bool bValid = FromUtf8(strText).has_value();
+    std::string strResult;
+    for (size_t i = 0; i < strText.size(); ++i)
+    {
+        const unsigned uByte = static_cast<unsigned char>(strText[i]);
+        const unsigned uNext = i + 1 < strText.size() ? static_cast<unsigned char>(strText[i + 1]) : 0;
+        if (bValid && uByte == 0xC2 && uNext < 0xA0)
+        {
+            strResult += fmt::format("\\u{:04x}", uNext);
+            ++i;
+        }
+        else if (uByte < 0x20 || uByte == 0x7F || (uByte >= 0x80 && !bValid))
+        {
+            strResult += fmt::format("\\x{:02x}", uByte);
+        }
+        else
+        {
+            strResult += strText[i];
+        }
+    }
+    return strResult;
+}
+
 std::optional<VOWString> FromWrittenForm(const VOWString& strWritten)
 {
     VOWString strResult;

@@ -40,6 +40,10 @@ std::optional<VOWString> FromUtf8(std::string_view strText);
 VOWString FoldAscii(const VOWString& strText);
 bool EqualButForAsciiCase(const VOWString& strFirst, const VOWString& strSecond);
 
+// Bytes that should be UTF-8, on a terminal: control characters, and all bytes of 0x80 and above where it isn't, are
+// escaped as above. Backslashes stay single.
+std::string PrintableText(std::string_view strText);
+
 // "2026-11-20T12:16:07+01:00", local time and its distance from UTC; the bare number of seconds for a time that no
 // calendar holds.
 std::string LocalTime(int64_t nSeconds);

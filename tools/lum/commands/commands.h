@@ -26,6 +26,8 @@ struct ServeOptions
     std::vector<std::string> vecMergeSource;
     std::vector<std::string> vecMergeTarget;
     std::optional<std::string> strTypes;
+    std::optional<std::string> strOptions;  // an INI file of public options
+    std::optional<std::string> strLog;      // the folder of log files
     bool bOnce = false;
 };
 
@@ -85,6 +87,25 @@ struct WatchOptions : ReaderOptions
     std::optional<uint32_t> uCount;         // end after so many events
 };
 
+struct OptionsOptions
+{
+    std::optional<std::string> strKey;  // the key to demand
+    bool bJson = false;
+};
+
+struct LogOptions
+{
+    std::string strFolder;
+    bool bFollow = false;
+    std::optional<uint32_t> uLines;  // only the last so many
+};
+
+struct CrashOptions
+{
+    std::string strHow;
+    std::optional<std::string> strLog;
+};
+
 struct DemoOptions
 {
     std::string strProgram;  // how to start this program again
@@ -100,6 +121,12 @@ int RunStat(const StatOptions& kOptions, Output* pkOutput);
 int RunTypes(const ReaderOptions& kOptions, Output* pkOutput);
 int RunImage(const ImageOptions& kOptions, Output* pkOutput);
 int RunWatch(const WatchOptions& kOptions, Output* pkOutput);
+int RunOptions(const OptionsOptions& kOptions, Output* pkOutput);
+int RunLog(const LogOptions& kOptions, Output* pkOutput);
 int RunDemo(const DemoOptions& kOptions);
+int RunCrash(const CrashOptions& kOptions);
+
+// What RunCrash can do.
+std::vector<std::string> CrashKinds();
 
 }  // namespace lum

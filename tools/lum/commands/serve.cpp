@@ -3,11 +3,14 @@
 
 #include "base/console.h"
 #include "base/exit_code.h"
+#include "base/log_file.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "commands/commands.h"
 #include "live/live_server.h"
 #include "platform/vo_process.h"
+#include "publish/option_file.h"
+#include "publish/option_publisher.h"
 
 using namespace LUMTrayService;
 
@@ -46,10 +49,16 @@ std::vector<SourceSpec> SpecsOf(const ServeOptions& kOptions)
     return vecSpecs;
 }
 
-bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, std::string* pstrError)
+bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, OptionPublisher* pkPublicOptions,
+                 std::string* pstrError)
 {
     const std::vector<SourceSpec> vecSpecs = SpecsOf(kOptions);
-    if (vecSpecs.empty())
+    VOPublicOptionRecord kRecord;
+    if (kOptions.strOptions && !ReadOptionFile(*kOptions.strOptions, &kRecord, pstrError))
+    {
+        return false;
+    }
+    if (vecSpecs.empty() && !kOptions.strOptions)
     {
         *pstrError = "nothing to serve: name at least one source, for instance with --source DIR";
         return false;
@@ -63,10 +72,18 @@ bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, std::string
     {
         return false;
     }
+    // Only the one publisher that there is puts its options up.
+    if (kOptions.strOptions && !pkPublicOptions->Publish(kRecord, pstrError))
+    {
+        pkServer->Withdraw();
+        return false;
+    }
     const unsigned uNodes = pkServer->NodeCount();
+    const std::string strReady = fmt::format("serving {} node{} of {} source{}", uNodes, uNodes == 1 ? "" : "s",
+                                             vecSpecs.size(), vecSpecs.size() == 1 ? "" : "s");
     Output kOutput;
-    kOutput.Write(fmt::format("serving {} node{} of {} source{}\n", uNodes, uNodes == 1 ? "" : "s", vecSpecs.size(),
-                              vecSpecs.size() == 1 ? "" : "s"));
+    LogLine(VOLOG_INFO, strReady);
+    kOutput.Write(strReady + "\n");
     if (!kOutput.Flush())
     {
         *pstrError = "standard output can't be written";
@@ -81,6 +98,11 @@ int RunServe(const ServeOptions& kOptions)
 {
     std::string strError;
     std::vector<ClassifyType> vecTypes;
+    if (kOptions.strLog && !StartLogFile(*kOptions.strLog, &strError))
+    {
+        Complain(strError);
+        return kExitError;
+    }
     if (!kOptions.strTypes)
     {
         vecTypes = BuiltInTypes();
@@ -91,11 +113,14 @@ int RunServe(const ServeOptions& kOptions)
         return kExitError;
     }
     LiveServer kServer(vecTypes, !kOptions.bOnce);
-    if (!StartServer(kOptions, &kServer, &strError) || !kServer.Run(&strError))
+    OptionPublisher kPublicOptions;
+    if (!StartServer(kOptions, &kServer, &kPublicOptions, &strError) || !kServer.Run(&strError))
     {
         Complain(strError);
         return kExitError;
     }
+    kPublicOptions.Withdraw();
+    LogLine(VOLOG_INFO, "stopped; everything is withdrawn");
     return kExitFound;
 }
 

@@ -1,0 +1,47 @@
+// What lum reports when it crashes, on Windows. How much the debug help library knows of a frame depends on the debug
+// files; the module is always known.
+#include "tests/lum/log_files.h"
+
+namespace
+{
+
+constexpr const char* kEnd = "lum: end of the report\n";
+constexpr int kAccessViolation = static_cast<int>(0xC0000005u);
+
+}  // namespace
+
+TEST(LumCrash, AnInvalidAccessIsReportedAndTheExceptionEndsTheProcess)
+{
+    TemporaryFolder kFolder;
+    const LumResult kResult = RunLum({"crash", "write", "--log", kFolder.Name()});
+    EXPECT_EQ(kResult.nExitCode, kAccessViolation);
+    EXPECT_TRUE(kResult.strErr.starts_with("lum: crash: exception 0xC0000005 (invalid access to memory) at "))
+        << kResult.strErr;
+    EXPECT_TRUE(Contains(kResult.strErr, "WriteToNowhere") || Contains(kResult.strErr, " (lum): ")) << kResult.strErr;
+    EXPECT_TRUE(Contains(kResult.strErr, kEnd)) << kResult.strErr;
+    const std::string strLog = AllLogs(kFolder.Path());
+    EXPECT_TRUE(Contains(strLog, ":[VOLOG-ERROR]lum: crash: exception 0xC0000005")) << strLog;
+    EXPECT_TRUE(strLog.ends_with(kEnd)) << strLog;
+}
+
+TEST(LumCrash, AnAbortIsReportedAndEndsAsAnAbort)
+{
+    const LumResult kResult = RunLum({"crash", "abort"});
+    EXPECT_EQ(kResult.nExitCode, 3);
+    EXPECT_TRUE(Contains(kResult.strErr, "lum: crash: SIGABRT (aborted)\n")) << kResult.strErr;
+    EXPECT_TRUE(Contains(kResult.strErr, kEnd)) << kResult.strErr;
+}
+
+TEST(LumCrash, ACrashOfAnotherThreadIsReported)
+{
+    const LumResult kResult = RunLum({"crash", "thread"});
+    EXPECT_EQ(kResult.nExitCode, kAccessViolation);
+    EXPECT_TRUE(Contains(kResult.strErr, kEnd)) << kResult.strErr;
+}
+
+TEST(LumCrash, AReportThatHangsIsGivenUp)
+{
+    const LumResult kResult = RunLum({"crash", "hang"});
+    EXPECT_EQ(kResult.nExitCode, kAccessViolation);
+    EXPECT_TRUE(Contains(kResult.strErr, "(the report takes too long and is given up)\n")) << kResult.strErr;
+}

@@ -1,0 +1,240 @@
+// The public options: what serve publishes of a file, and what options shows.
+#include <string.h>
+
+#include "platform/vo_platform.h"
+#include "platform/vo_section_publisher.h"
+#include "tests/lum/lum_test_support.h"
+
+using nlohmann::json;
+
+namespace
+{
+
+constexpr size_t kRecordSize = 1536;
+constexpr const VOWCHAR* kSectionName = VOTEXT("fileMappingPublicOptionName");
+
+// The bytes of the section; empty when there is none.
+std::string PublishedRecord()
+{
+    std::string strBytes;
+    const HANDLE hSection = OpenFileMappingW(FILE_MAP_READ, 0, kSectionName);
+    void* const pvView = hSection != nullptr ? MapViewOfFile(hSection, FILE_MAP_READ, 0, 0, 0) : nullptr;
+    if (pvView != nullptr)
+    {
+        strBytes.assign(static_cast<const char*>(pvView), kRecordSize);
+        UnmapViewOfFile(pvView);
+    }
+    if (hSection != nullptr)
+    {
+        CloseHandle(hSection);
+    }
+    return strBytes;
+}
+
+void Put(std::string* pstrBytes, size_t uAt, std::string_view strWhat)
+{
+    pstrBytes->replace(uAt, strWhat.size(), strWhat);
+}
+
+std::string Record(std::string_view strVersion)
+{
+    std::string strBytes(kRecordSize, '\0');
+    Put(&strBytes, 0, strVersion);
+    return strBytes;
+}
+
+}  // namespace
+
+TEST(LumOptions, TheRecordOfAFileIsPublishedToTheByte)
+{
+    TemporaryFolder kFolder;
+    const std::string strFile = kFolder.Write("o.ini",
+                                              "[other]\n"
+                                              "text1=of another section\n"
+                                              "[options]\r\n"
+                                              "key=project\r\n"
+                                              "TEXT1=C:\\tools\\one; where the tools are\r\n"
+                                              "text2= a=b \n"
+                                              "; text3=nothing\n"
+                                              "\n"
+                                              "text4=\xE4\xBD\xA0\n"
+                                              "text5=five\n"
+                                              "text6=six\n"
+                                              "value1=-2\n"
+                                              "value2= 2147483647 ; the largest\n"
+                                              "value3=-9223372036854775808\n"
+                                              "value4=4294967296\n"
+                                              "[last]\n"
+                                              "unknown=1\n");
+    const LumServe kServe({"--options", strFile, "--source", kFolder.Name()});
+    ASSERT_TRUE(kServe.Publishes());
+
+    std::string strExpected = Record("version.0.4");
+    Put(&strExpected, 12, "project");
+    Put(&strExpected, 112, "C:\\tools\\one");
+    Put(&strExpected, 372, " a=b ");
+    Put(&strExpected, 892, "\xFE\xFF\xFF\xFF\xFF\xFF\xFF\x7F");
+    Put(&strExpected, 900, "\xE4\xBD\xA0");
+    Put(&strExpected, 1160, "five");
+    Put(&strExpected, 1420, "six");
+    Put(&strExpected, 1520, std::string_view("\0\0\0\0\0\0\0\x80\0\0\0\0\1\0\0\0", 16));
+    EXPECT_EQ(PublishedRecord(), strExpected);
+}
+
+TEST(LumOptions, AFileOfJustTheSectionPublishesEmptyOptionsAndNeedsNoSource)
+{
+    TemporaryFolder kFolder;
+    LumServe kServe({"--options", kFolder.Write("o.ini", "[options]\n")});
+    EXPECT_EQ(kServe.Process().Out(), "serving 0 nodes of 0 sources\n");
+    EXPECT_EQ(PublishedRecord(), Record("version.0.4"));
+    EXPECT_EQ(RunLum({"options"}).nExitCode, 0);
+}
+
+TEST(LumOptions, WhatIsPublishedIsShownAsTextAndAsJson)
+{
+    TemporaryFolder kFolder;
+    const std::string strFile = kFolder.Write(
+        "o.ini", "[options]\nkey=k\ntext1=C:\\one\ntext3=a\tb\ntext4=\xFF\nvalue1=-7\nvalue3=9000000000\n");
+    const LumServe kServe({"--options", strFile});
+    ASSERT_TRUE(kServe.Publishes());
+    const LumResult kText = RunLum({"options"});
+    EXPECT_EQ(kText.nExitCode, 0);
+    EXPECT_EQ(kText.strErr, "");
+    EXPECT_EQ(kText.strOut,
+              "key     k\ntext1   C:\\one\ntext2\ntext3   a\\x09b\ntext4   \\xff\ntext5\ntext6\n"
+              "value1  -7\nvalue2  0\nvalue3  9000000000\nvalue4  0\n");
+    EXPECT_EQ(LumJson({"options"}), json({{"key", "k"},
+                                          {"text1", "C:\\one"},
+                                          {"text2", ""},
+                                          {"text3", "a\tb"},
+                                          {"text4", "\xEF\xBF\xBD"},
+                                          {"text5", ""},
+                                          {"text6", ""},
+                                          {"value1", -7},
+                                          {"value2", 0},
+                                          {"value3", 9000000000},
+                                          {"value4", 0}}));
+}
+
+TEST(LumOptions, WithoutAnyPublishedThereIsNothingToShow)
+{
+    const LumResult kResult = RunLum({"options"});
+    EXPECT_EQ(kResult.nExitCode, 1);
+    EXPECT_EQ(kResult.strOut, "");
+    EXPECT_EQ(kResult.strErr, "lum: no options are published\n");
+}
+
+TEST(LumOptions, ADemandedKeyTakesOnlyItsOwnOptions)
+{
+    TemporaryFolder kFolder;
+    const LumServe kServe({"--options", kFolder.Write("o.ini", "[options]\nkey=abc\n")});
+    ASSERT_TRUE(kServe.Publishes());
+    EXPECT_EQ(RunLum({"options", "--key", "abc"}).nExitCode, 0);
+    EXPECT_EQ(RunLum({"options", "--key", "abd"}).nExitCode, 2);
+    EXPECT_EQ(RunLum({"options", "--key", "ABC"}).nExitCode, 2);
+    EXPECT_EQ(RunLum({"options", "--key", std::string(100, 'k')}).nExitCode, 2);
+}
+
+TEST(LumOptions, ARecordOfAnotherVersionIsAnError)
+{
+    VOPublishedSection kSection;
+    const std::string strRecord = Record("version.0.3");
+    ASSERT_TRUE(kSection.Replace(kSectionName, strRecord.data(), strRecord.size()));
+    const LumResult kResult = RunLum({"options"});
+    EXPECT_EQ(kResult.nExitCode, 2);
+    EXPECT_TRUE(Contains(kResult.strErr, "isn't this version")) << kResult.strErr;
+}
+
+TEST(LumOptions, ATextWithoutItsZeroEndsWithItsField)
+{
+    VOPublishedSection kSection;
+    std::string strRecord = Record("version.0.4");
+    Put(&strRecord, 12, std::string(100, 'k'));
+    Put(&strRecord, 1420, std::string(100, 's'));
+    ASSERT_TRUE(kSection.Replace(kSectionName, strRecord.data(), strRecord.size()));
+    const json kShown = LumJson({"options"});
+    EXPECT_EQ(kShown["key"], std::string(99, 'k'));
+    EXPECT_EQ(kShown["text6"], std::string(99, 's'));
+    EXPECT_EQ(kShown["text1"], "");
+}
+
+TEST(LumOptions, TheLongestTextsFitAndLongerOnesAreRefused)
+{
+    TemporaryFolder kFolder;
+    const std::string strLongest = "[options]\nkey=" + std::string(99, 'k') + "\ntext1=" + std::string(248, 't') +
+                                   "\ntext6=" + std::string(99, 's') + "\n";
+    {
+        const LumServe kServe({"--options", kFolder.Write("o.ini", strLongest)});
+        ASSERT_TRUE(kServe.Publishes());
+        const json kShown = LumJson({"options"});
+        EXPECT_EQ(kShown["key"], std::string(99, 'k'));
+        EXPECT_EQ(kShown["text1"], std::string(248, 't'));
+        EXPECT_EQ(kShown["text6"], std::string(99, 's'));
+    }
+    for (const std::string& strLine : {"key=" + std::string(100, 'k'), "text6=" + std::string(100, 's'),
+                                       "text1=" + std::string(249, 't'), "; " + std::string(253, 'c')})
+    {
+        const LumResult kResult = RunLum({"serve", "--options", kFolder.Write("o.ini", "[options]\n" + strLine)});
+        EXPECT_EQ(kResult.nExitCode, 2) << strLine;
+    }
+}
+
+TEST(LumOptions, AWrongFileIsRefusedInOneLineAndNothingIsPublished)
+{
+    TemporaryFolder kFolder;
+    const std::vector<std::pair<std::string, std::string>> vecWrong = {
+        {"", "is empty"},
+        {"text1=a\n[options]\n", "the first line is no section"},
+        {std::string("[options]\n\0\n", 12), "isn't a text file"},
+        {"[option]\ntext1=a\n", "has no section [options]"},
+        {"[options] ; really\ntext1=a\n", "has no section [options]"},
+        {"[options]\ntext7=a\n", "no option is named \"text7\""},
+        {"[options]\ntext1 =a\n", "no option is named \"text1 \""},
+        {"[options]\ntext1=a\nText1=b\n", "the option \"text1\" is there twice"},
+        {"[options]\ntext1=a[1]\n", "a value can't have both [ and ]"},
+        {"[options]\nvalue1=\n", "the option \"value1\" is no whole number of 32 bits"},
+        {"[options]\nvalue1=1x\n", "\"value1\" is no whole number"},
+        {"[options]\nvalue2=2147483648\n", "the option \"value2\" is no whole number of 32 bits"},
+        {"[options]\nvalue3=9223372036854775808\n", "the option \"value3\" is no whole number of 64 bits"},
+        {"[options]\nvalue4=true\n", "\"value4\" is no whole number"}};
+    for (const auto& [strContent, strMessage] : vecWrong)
+    {
+        const std::string strFile = kFolder.Write("o.ini", strContent);
+        const LumResult kResult = RunLum({"serve", "--source", kFolder.Name(), "--options", strFile});
+        EXPECT_EQ(kResult.nExitCode, 2) << strContent;
+        EXPECT_EQ(kResult.strOut, "") << strContent;
+        EXPECT_EQ(LinesOf(kResult.strErr).size(), 1u) << kResult.strErr;
+        EXPECT_TRUE(Contains(kResult.strErr, strMessage)) << kResult.strErr;
+        EXPECT_EQ(PublishedRecord(), "") << strContent;
+    }
+    for (const std::string& strFile : {kFolder.Name("nowhere"), kFolder.Name(), std::string()})
+    {
+        const LumResult kResult = RunLum({"serve", "--source", kFolder.Name(), "--options", strFile});
+        EXPECT_EQ(kResult.nExitCode, 2) << strFile;
+        EXPECT_EQ(LinesOf(kResult.strErr).size(), 1u) << kResult.strErr;
+    }
+    EXPECT_EQ(RunLum({"status"}).nExitCode, 1);
+}
+
+TEST(LumOptions, ASecondPublisherLeavesTheOptionsOfTheFirst)
+{
+    TemporaryFolder kFolder;
+    const LumServe kServe({"--options", kFolder.Write("one.ini", "[options]\ntext1=one\n")});
+    ASSERT_TRUE(kServe.Publishes());
+    EXPECT_EQ(RunLum({"serve", "--options", kFolder.Write("two.ini", "[options]\ntext1=two\n")}).nExitCode, 2);
+    EXPECT_EQ(LumJson({"options"})["text1"], "one");
+}
+
+TEST(LumOptions, TheEndOfServeWithdrawsThem)
+{
+    TemporaryFolder kFolder;
+    LumServe kServe({"--options", kFolder.Write("o.ini", "[options]\n")});
+    ASSERT_TRUE(kServe.Publishes());
+    EXPECT_NE(PublishedRecord(), "");
+    if (!kServe.Process().RequestStop())
+    {
+        GTEST_SKIP() << "a process can't be asked to stop here";
+    }
+    EXPECT_EQ(kServe.Process().Wait(), 0);
+    EXPECT_EQ(PublishedRecord(), "");
+}

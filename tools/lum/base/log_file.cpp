@@ -1,0 +1,69 @@
+#include "base/log_file.h"
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <filesystem>
+#include <system_error>
+
+#include "base/files.h"
+#include "platform/vo_native_names.h"
+#include "platform/vo_process.h"
+#include "vo_log_output.h"
+
+namespace lum
+{
+
+namespace
+{
+
+// Its state is a path that is only read once the flag is set, so that any thread may write.
+VOLogOutput g_kOutput;
+std::atomic<bool> g_bStarted{false};
+
+// The library's texts bring their line ends.
+int ToLogFile(VOLOG_PRIORITY emPriority, const char* pszText)
+{
+    return g_kOutput.OutputPrintf(emPriority, pszText);
+}
+
+}  // namespace
+
+bool StartLogFile(const std::string& strFolder, std::string* pstrError)
+{
+    std::error_code kError;
+    std::string strPath;
+    if (strFolder.empty())
+    {
+        *pstrError = "the folder for the log file has no name";
+        return false;
+    }
+    // The writer makes the folders of a whole path where it leads, and those of "..\logs" elsewhere. The folder needn't
+    // be there yet.
+    const std::u8string strWhole = std::filesystem::weakly_canonical(ToPath(strFolder), kError).generic_u8string();
+    if (kError || !VOToRuntimePath(std::string(strWhole.begin(), strWhole.end()), &strPath) ||
+        g_kOutput.Init(strPath.c_str()) == 0)
+    {
+        *pstrError = fmt::format("{}: no log file can have such a path", strFolder);
+        return false;
+    }
+    const std::string strFirst = fmt::format("lum " LUM_VERSION ", process {}\n", VOProcessId());
+    if (g_kOutput.OutputPrintf(VOLOG_INFO, strFirst.c_str()) == 0)
+    {
+        *pstrError = fmt::format("{}: no log file can be written there", strFolder);
+        return false;
+    }
+    g_bStarted = true;
+    SetLogPrintfFunction(&ToLogFile);
+    return true;
+}
+
+void LogLine(VOLOG_PRIORITY emPriority, std::string_view strLine)
+{
+    if (g_bStarted)
+    {
+        g_kOutput.OutputPrintf(emPriority, fmt::format("{}\n", strLine).c_str());
+    }
+}
+
+}  // namespace lum

@@ -1,0 +1,98 @@
+// lum crash: not in the help. Crashes on purpose, so that the report of a crash can be seen and tested.
+#include <fmt/format.h>
+#include <stdlib.h>
+
+#include <thread>
+
+#include "base/console.h"
+#include "base/crash_report.h"
+#include "base/exit_code.h"
+#include "base/log_file.h"
+#include "commands/commands.h"
+#include "platform/vo_process.h"
+
+namespace lum
+{
+
+namespace
+{
+
+// No program has memory there.
+volatile uintptr_t g_uNowhere = 0x10;
+volatile unsigned g_uDepth = 0;
+
+// Called through a pointer that the compiler must load, so that the function keeps a frame of its own.
+typedef unsigned (*Faulty)(unsigned uLine);
+
+unsigned WriteToNowhere(unsigned uLine)
+{
+    *reinterpret_cast<volatile unsigned*>(g_uNowhere) = uLine;
+    return uLine;
+}
+constexpr unsigned kFaultLine = __LINE__ - 3;
+
+unsigned UseUpTheStack(unsigned uLine);
+volatile Faulty g_pfnWrite = &WriteToNowhere;
+volatile Faulty g_pfnUseUp = &UseUpTheStack;
+
+unsigned UseUpTheStack(unsigned uLine)
+{
+    volatile unsigned auRoom[1024];
+    auRoom[uLine % 1024] = uLine;
+    g_uDepth = g_uDepth + 1;
+    return g_pfnUseUp(uLine + 1) + auRoom[uLine % 1024];
+}
+
+void CrashInThread()
+{
+    std::thread kThread([]() { g_pfnWrite(kFaultLine); });
+    kThread.join();
+}
+
+}  // namespace
+
+int RunCrash(const CrashOptions& kOptions)
+{
+    std::string strError;
+    if (kOptions.strLog && !StartLogFile(*kOptions.strLog, &strError))
+    {
+        Complain(strError);
+        return kExitError;
+    }
+    Output kOutput;
+    // The library refuses that with a line of its own, which a log file then holds as well.
+    GetLogPriorityString(VOLOG_PRIORITY_MAX);
+    kOutput.Write(fmt::format("WriteToNowhere at line {}\n", kFaultLine));
+    kOutput.Flush();
+    SetReportFault(kOptions.strHow == "hang"    ? ReportFault::Hangs
+                   : kOptions.strHow == "twice" ? ReportFault::Crashes
+                                                : ReportFault::None);
+    if (kOptions.strHow == "abort")
+    {
+        abort();
+    }
+    else if (kOptions.strHow == "stack")
+    {
+        g_pfnUseUp(0);
+    }
+    else if (kOptions.strHow == "thread")
+    {
+        CrashInThread();
+    }
+    else if (kOptions.strHow == "wait")
+    {
+        VOSleepMilliseconds(60'000);
+    }
+    else
+    {
+        g_pfnWrite(kFaultLine);
+    }
+    return kExitError;
+}
+
+std::vector<std::string> CrashKinds()
+{
+    return {"write", "abort", "stack", "thread", "wait", "hang", "twice"};
+}
+
+}  // namespace lum

@@ -1,0 +1,197 @@
+#include "publish/option_file.h"
+
+#include <fmt/format.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <charconv>
+#include <set>
+#include <string_view>
+#include <vector>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "platform/vo_native_names.h"
+#include "z_ini_file.h"
+
+namespace lum
+{
+
+namespace
+{
+
+constexpr const char* kSection = "options";
+
+// A line that is longer is several for the reader.
+constexpr size_t kLongestLine = 254;
+
+struct TextField
+{
+    const char* pszKey;
+    char* pszField;
+    size_t uSize;
+};
+
+// What the reader of the file would say on standard output, cut or drop is refused before it looks at it.
+bool CheckText(const std::vector<unsigned char>& vecBytes, std::string* pstrError)
+{
+    const std::string_view strText(reinterpret_cast<const char*>(vecBytes.data()), vecBytes.size());
+    unsigned uNumber = 1;
+    if (strText.find('\0') != std::string_view::npos)
+    {
+        *pstrError = "isn't a text file";
+        return false;
+    }
+    for (size_t uAt = 0; uAt < strText.size(); ++uNumber)
+    {
+        const size_t uEnd = std::min(strText.find('\n', uAt), strText.size());
+        const std::string_view strLine = strText.substr(uAt, uEnd - uAt);
+        if (strLine.size() > kLongestLine)
+        {
+            *pstrError = fmt::format("line {} has more than {} characters", uNumber, kLongestLine);
+            return false;
+        }
+        if (uNumber == 1 && strLine.find('[') == std::string_view::npos)
+        {
+            *pstrError = "the first line is no section";
+            return false;
+        }
+        uAt = uEnd + 1;
+    }
+    if (strText.empty())
+    {
+        *pstrError = "is empty";
+        return false;
+    }
+    return true;
+}
+
+// The keys between the section's line and the next one: each one known, and there once.
+bool CheckKeys(ZIniFile* pkFile, const std::set<std::string>& setKnown, std::string* pstrError)
+{
+    const ZENTRY* pkEntry = pkFile->FindSection(kSection);
+    std::set<std::string> setSeen;
+    if (pkEntry == nullptr)
+    {
+        *pstrError = fmt::format("has no section [{}]", kSection);
+        return false;
+    }
+    for (pkEntry = pkEntry->pNext; pkEntry != nullptr; pkEntry = pkEntry->pNext)
+    {
+        const std::string_view strLine = pkEntry->pszText;
+        const size_t uKey = std::min(strLine.find_first_of("=;"), strLine.size());
+        if (pkEntry->cType == tpSECTION)
+        {
+            // The reader takes any line with both brackets for a section: a value with them would end this one.
+            if (strLine.find('=') < strLine.find(']'))
+            {
+                *pstrError = fmt::format("\"{}\": a value can't have both [ and ]", strLine);
+                return false;
+            }
+            return true;
+        }
+        if (pkEntry->cType != tpKEYVALUE)
+        {
+            continue;
+        }
+        std::string strKey(strLine.substr(0, uKey));
+        std::transform(strKey.begin(), strKey.end(), strKey.begin(),
+                       [](char ch) { return ch >= 'A' && ch <= 'Z' ? static_cast<char>(ch - 'A' + 'a') : ch; });
+        if (!setKnown.contains(strKey))
+        {
+            *pstrError = fmt::format("no option is named \"{}\"", strKey);
+            return false;
+        }
+        if (!setSeen.insert(strKey).second)
+        {
+            *pstrError = fmt::format("the option \"{}\" is there twice", strKey);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool TakeText(ZIniFile* pkFile, const TextField& kField, std::string* pstrError)
+{
+    const std::string strValue = pkFile->ReadString(kSection, kField.pszKey, "");
+    if (strValue.size() >= kField.uSize)
+    {
+        *pstrError = fmt::format("the option \"{}\" has at most {} bytes, not {}", kField.pszKey, kField.uSize - 1,
+                                 strValue.size());
+        return false;
+    }
+    memcpy(kField.pszField, strValue.c_str(), strValue.size() + 1);
+    return true;
+}
+
+// A whole decimal number with nothing but blanks around it. A missing one is 0.
+template <class Number>
+bool TakeNumber(ZIniFile* pkFile, const char* pszKey, Number* pnField, std::string* pstrError)
+{
+    const std::string strValue = pkFile->ReadString(kSection, pszKey, "0");
+    const size_t uFirst = std::min(strValue.find_first_not_of(" \t"), strValue.size());
+    const char* const pchEnd = strValue.data() + strValue.find_last_not_of(" \t") + 1;
+    const std::from_chars_result kResult = std::from_chars(strValue.data() + uFirst, pchEnd, *pnField);
+    if (kResult.ec != std::errc() || kResult.ptr != pchEnd)
+    {
+        *pstrError = fmt::format("the option \"{}\" is no whole number of {} bits: \"{}\"", pszKey, 8 * sizeof(Number),
+                                 strValue);
+        return false;
+    }
+    return true;
+}
+
+bool FillRecord(ZIniFile* pkFile, VOPublicOptionRecord* pkRecord, std::string* pstrError)
+{
+    const TextField akTexts[] = {{"key", pkRecord->szOptionKey, sizeof(pkRecord->szOptionKey)},
+                                 {"text1", pkRecord->szOptionText1, sizeof(pkRecord->szOptionText1)},
+                                 {"text2", pkRecord->szOptionText2, sizeof(pkRecord->szOptionText2)},
+                                 {"text3", pkRecord->szOptionText3, sizeof(pkRecord->szOptionText3)},
+                                 {"text4", pkRecord->szOptionText4, sizeof(pkRecord->szOptionText4)},
+                                 {"text5", pkRecord->szOptionText5, sizeof(pkRecord->szOptionText5)},
+                                 {"text6", pkRecord->szOptionText6, sizeof(pkRecord->szOptionText6)}};
+    std::set<std::string> setKnown = {"value1", "value2", "value3", "value4"};
+    for (const TextField& kText : akTexts)
+    {
+        setKnown.insert(kText.pszKey);
+    }
+    *pkRecord = {};
+    static_assert(sizeof(kszVOPublicOptionVersion) == sizeof(pkRecord->szVersion));
+    memcpy(pkRecord->szVersion, kszVOPublicOptionVersion, sizeof(pkRecord->szVersion));
+    return CheckKeys(pkFile, setKnown, pstrError) &&
+           std::all_of(std::begin(akTexts), std::end(akTexts),
+                       [=](const TextField& kText) { return TakeText(pkFile, kText, pstrError); }) &&
+           TakeNumber(pkFile, "value1", &pkRecord->nOptionValue1, pstrError) &&
+           TakeNumber(pkFile, "value2", &pkRecord->nOptionValue2, pstrError) &&
+           TakeNumber(pkFile, "value3", &pkRecord->nOptionValue3, pstrError) &&
+           TakeNumber(pkFile, "value4", &pkRecord->nOptionValue4, pstrError);
+}
+
+}  // namespace
+
+bool ReadOptionFile(const std::string& strNative, VOPublicOptionRecord* pkRecord, std::string* pstrError)
+{
+    std::vector<unsigned char> vecBytes;
+    std::string strPath;
+    std::string strFault;
+    ZIniFile kFile;
+    if (!ReadFile(strNative, &vecBytes, pstrError))
+    {
+        return false;
+    }
+    bool bResult = CheckText(vecBytes, &strFault);
+    if (bResult && (!VOToRuntimePath(strNative, &strPath) || kFile.OpenIniFile(strPath.c_str()) == 0))
+    {
+        bResult = false;
+        strFault = "can't be read as an INI file";
+    }
+    bResult = bResult && FillRecord(&kFile, pkRecord, &strFault);
+    if (!bResult)
+    {
+        *pstrError = fmt::format("{}: {}", strNative, PrintableText(strFault));
+    }
+    return bResult;
+}
+
+}  // namespace lum
