@@ -76,16 +76,16 @@ void Describe(const siginfo_t& rkInfo, VOCrash* pCrash)
 {
     if (ComesAgain(rkInfo))
     {
-        snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s at %p", Meaning(rkInfo.si_signo), rkInfo.si_addr);
+        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s at %p", Meaning(rkInfo.si_signo), rkInfo.si_addr);
     }
     else if (rkInfo.si_code == SI_USER && rkInfo.si_pid != s_nProcess)
     {
-        snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s, sent by process %d", Meaning(rkInfo.si_signo),
-                 static_cast<int>(rkInfo.si_pid));
+        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s, sent by process %d", Meaning(rkInfo.si_signo),
+                       static_cast<int>(rkInfo.si_pid));
     }
     else
     {
-        snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s", Meaning(rkInfo.si_signo));
+        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s", Meaning(rkInfo.si_signo));
     }
     pCrash->uThreadId = static_cast<uint32_t>(s_nCrashed.load());
     pCrash->pContext = &s_context;
@@ -95,7 +95,6 @@ void* ReporterThread(void*)
 {
     VOCrash crash = {};
     s_nReporter.store(ThisThread());
-    FutexWakeAll(s_uPhase);
     while (s_uPhase.load() != PHASE_ASKED)
     {
         FutexWait(s_uPhase, PHASE_NONE, nullptr);

@@ -57,12 +57,12 @@ void Describe(VOCrash* pCrash)
 {
     if (s_uCode == kAborted)
     {
-        snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "SIGABRT (aborted)");
+        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "SIGABRT (aborted)");
     }
     else
     {
-        snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "exception 0x%08lX (%s) at %p", s_uCode, Meaning(s_uCode),
-                 reinterpret_cast<void*>(s_uAddress));
+        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "exception 0x%08lX (%s) at %p", s_uCode,
+                       Meaning(s_uCode), reinterpret_cast<void*>(s_uAddress));
     }
     pCrash->uThreadId = s_uThread;
     pCrash->pContext = &s_context;

@@ -1,16 +1,28 @@
 // What lum reports when it crashes, on Windows. How much the debug help library knows of a frame depends on the debug
 // files; the module is always known.
+#include "platform/vo_platform.h"
 #include "tests/lum/log_files.h"
 
 namespace
 {
+
+// Processes started from here inherit the mode: no debugger and no message box takes the end of a crash away.
+class LumCrash : public testing::Test
+{
+protected:
+    LumCrash() : m_uBefore(SetErrorMode(SEM_NOGPFAULTERRORBOX | SEM_FAILCRITICALERRORS)) {}
+    ~LumCrash() override { SetErrorMode(m_uBefore); }
+
+private:
+    UINT m_uBefore;
+};
 
 constexpr const char* kEnd = "lum: end of the report\n";
 constexpr int kAccessViolation = static_cast<int>(0xC0000005u);
 
 }  // namespace
 
-TEST(LumCrash, AnInvalidAccessIsReportedAndTheExceptionEndsTheProcess)
+TEST_F(LumCrash, AnInvalidAccessIsReportedAndTheExceptionEndsTheProcess)
 {
     TemporaryFolder kFolder;
     const LumResult kResult = RunLum({"crash", "write", "--log", kFolder.Name()});
@@ -24,7 +36,7 @@ TEST(LumCrash, AnInvalidAccessIsReportedAndTheExceptionEndsTheProcess)
     EXPECT_TRUE(strLog.ends_with(kEnd)) << strLog;
 }
 
-TEST(LumCrash, AnAbortIsReportedAndEndsAsAnAbort)
+TEST_F(LumCrash, AnAbortIsReportedAndEndsAsAnAbort)
 {
     const LumResult kResult = RunLum({"crash", "abort"});
     EXPECT_EQ(kResult.nExitCode, 3);
@@ -32,14 +44,14 @@ TEST(LumCrash, AnAbortIsReportedAndEndsAsAnAbort)
     EXPECT_TRUE(Contains(kResult.strErr, kEnd)) << kResult.strErr;
 }
 
-TEST(LumCrash, ACrashOfAnotherThreadIsReported)
+TEST_F(LumCrash, ACrashOfAnotherThreadIsReported)
 {
     const LumResult kResult = RunLum({"crash", "thread"});
     EXPECT_EQ(kResult.nExitCode, kAccessViolation);
     EXPECT_TRUE(Contains(kResult.strErr, kEnd)) << kResult.strErr;
 }
 
-TEST(LumCrash, AReportThatHangsIsGivenUp)
+TEST_F(LumCrash, AReportThatHangsIsGivenUp)
 {
     const LumResult kResult = RunLum({"crash", "hang"});
     EXPECT_EQ(kResult.nExitCode, kAccessViolation);

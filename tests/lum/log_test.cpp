@@ -43,7 +43,7 @@ TEST(LumLog, ServeWritesTheFileThatTheDocumentationNames)
     EXPECT_TRUE(std::regex_match(strDay, std::regex("[0-9]{4}-[0-9]{2}-[0-9]{2}"))) << strDay;
     EXPECT_TRUE(
         std::regex_match(vecFiles[0].filename().string(), std::regex(strDay + " [0-9]{2}-[0-9]{2}-[0-9]{2}\\.log")));
-    EXPECT_TRUE(HasLine(ReadWholeFile(vecFiles[0]), "VOLOG-INFO", "serving 2 nodes of 1 source"));
+    EXPECT_TRUE(HasLine(AllLogs(kFolder.Path() / "deep"), "VOLOG-INFO", "serving 2 nodes of 1 source"));
 }
 
 TEST(LumLog, WhatServeSaysOnStandardErrorIsInTheFileToo)
@@ -62,7 +62,7 @@ TEST(LumLog, WhatServeSaysOnStandardErrorIsInTheFileToo)
 TEST(LumLog, WhatTheLibraryLogsIsInTheFileAndOnStandardOutput)
 {
     TemporaryFolder kFolder;
-    const LumResult kResult = RunLum({"crash", "write", "--log", kFolder.Name("logs")});
+    const LumResult kResult = RunLum({"crash", "abort", "--log", kFolder.Name("logs")});
     const std::string strLine = "VO_PROCESS_ERROR(emPriority < VOLOG_PRIORITY_MAX)";
     EXPECT_TRUE(HasLine(AllLogs(kFolder.Path() / "logs"), "VOLOG-ERROR", strLine));
     EXPECT_TRUE(Contains(kResult.strOut, strLine));

@@ -56,6 +56,7 @@ TEST(LumOptions, TheRecordOfAFileIsPublishedToTheByte)
                                               "TEXT1=C:\\tools\\one; where the tools are\r\n"
                                               "text2= a=b \n"
                                               "; text3=nothing\n"
+                                              "#text3=nothing\n"
                                               "\n"
                                               "text4=\xE4\xBD\xA0\n"
                                               "text5=five\n"
@@ -191,7 +192,10 @@ TEST(LumOptions, AWrongFileIsRefusedInOneLineAndNothingIsPublished)
         {"[options]\ntext7=a\n", "no option is named \"text7\""},
         {"[options]\ntext1 =a\n", "no option is named \"text1 \""},
         {"[options]\ntext1=a\nText1=b\n", "the option \"text1\" is there twice"},
-        {"[options]\ntext1=a[1]\n", "a value can't have both [ and ]"},
+        {"[options]\ntext1\n", "\"text1\" is neither an option nor a comment"},
+        {"[options]\ntext1=a[1]\n", "a line with [ and ] is a section"},
+        {"[options]\n# see [1]\ntext1=a\n", "a line with [ and ] is a section"},
+        {"[options]\n[other]\n[Options]\ntext1=a\n", "the section [options] is there twice"},
         {"[options]\nvalue1=\n", "the option \"value1\" is no whole number of 32 bits"},
         {"[options]\nvalue1=1x\n", "\"value1\" is no whole number"},
         {"[options]\nvalue2=2147483648\n", "the option \"value2\" is no whole number of 32 bits"},

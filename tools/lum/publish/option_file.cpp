@@ -46,7 +46,8 @@ bool CheckText(const std::vector<unsigned char>& vecBytes, std::string* pstrErro
     for (size_t uAt = 0; uAt < strText.size(); ++uNumber)
     {
         const size_t uEnd = std::min(strText.find('\n', uAt), strText.size());
-        const std::string_view strLine = strText.substr(uAt, uEnd - uAt);
+        std::string_view strLine = strText.substr(uAt, uEnd - uAt);
+        strLine.remove_suffix(strLine.ends_with('\r') ? 1 : 0);
         if (strLine.size() > kLongestLine)
         {
             *pstrError = fmt::format("line {} has more than {} characters", uNumber, kLongestLine);
@@ -67,11 +68,50 @@ bool CheckText(const std::vector<unsigned char>& vecBytes, std::string* pstrErro
     return true;
 }
 
-// The keys between the section's line and the next one: each one known, and there once.
-bool CheckKeys(ZIniFile* pkFile, const std::set<std::string>& setKnown, std::string* pstrError)
+std::string Folded(std::string_view strText)
+{
+    std::string strResult(strText);
+    std::transform(strResult.begin(), strResult.end(), strResult.begin(),
+                   [](char ch) { return ch >= 'A' && ch <= 'Z' ? static_cast<char>(ch - 'A' + 'a') : ch; });
+    return strResult;
+}
+
+// One line of the section: a key that is known, and there once, or a comment.
+bool CheckLine(const ZENTRY& kEntry, const std::set<std::string>& setKnown, std::set<std::string>* psetSeen,
+               std::string* pstrError)
+{
+    const std::string_view strLine = kEntry.pszText;
+    const std::string_view strSaid = strLine.substr(0, strLine.find(';'));
+    const std::string strKey = Folded(strSaid.substr(0, strSaid.find('=')));
+    if (strSaid.starts_with('#') || strSaid.find_first_not_of(" \t") == std::string_view::npos)
+    {
+        return true;
+    }
+    if (kEntry.cType != tpKEYVALUE)
+    {
+        *pstrError = fmt::format("\"{}\" is neither an option nor a comment", strLine);
+        return false;
+    }
+    if (!setKnown.contains(strKey))
+    {
+        *pstrError = fmt::format("no option is named \"{}\"", strKey);
+        return false;
+    }
+    if (!psetSeen->insert(strKey).second)
+    {
+        *pstrError = fmt::format("the option \"{}\" is there twice", strKey);
+        return false;
+    }
+    return true;
+}
+
+// The lines from the section's on. The reader takes every line with both brackets for a section, which ends the one in
+// front of it, and of two sections of one name it knows the first.
+bool CheckLines(ZIniFile* pkFile, const std::set<std::string>& setKnown, std::string* pstrError)
 {
     const ZENTRY* pkEntry = pkFile->FindSection(kSection);
     std::set<std::string> setSeen;
+    bool bInside = true;
     if (pkEntry == nullptr)
     {
         *pstrError = fmt::format("has no section [{}]", kSection);
@@ -79,33 +119,22 @@ bool CheckKeys(ZIniFile* pkFile, const std::set<std::string>& setKnown, std::str
     }
     for (pkEntry = pkEntry->pNext; pkEntry != nullptr; pkEntry = pkEntry->pNext)
     {
-        const std::string_view strLine = pkEntry->pszText;
-        const size_t uKey = std::min(strLine.find_first_of("=;"), strLine.size());
         if (pkEntry->cType == tpSECTION)
         {
-            // The reader takes any line with both brackets for a section: a value with them would end this one.
-            if (strLine.find('=') < strLine.find(']'))
+            if (bInside && pkEntry->pszText[0] != '[')
             {
-                *pstrError = fmt::format("\"{}\": a value can't have both [ and ]", strLine);
+                *pstrError = fmt::format("\"{}\": a line with [ and ] is a section", pkEntry->pszText);
                 return false;
             }
-            return true;
+            if (Folded(pkEntry->pszText) == fmt::format("[{}]", kSection))
+            {
+                *pstrError = fmt::format("the section [{}] is there twice", kSection);
+                return false;
+            }
+            bInside = false;
         }
-        if (pkEntry->cType != tpKEYVALUE)
+        else if (bInside && !CheckLine(*pkEntry, setKnown, &setSeen, pstrError))
         {
-            continue;
-        }
-        std::string strKey(strLine.substr(0, uKey));
-        std::transform(strKey.begin(), strKey.end(), strKey.begin(),
-                       [](char ch) { return ch >= 'A' && ch <= 'Z' ? static_cast<char>(ch - 'A' + 'a') : ch; });
-        if (!setKnown.contains(strKey))
-        {
-            *pstrError = fmt::format("no option is named \"{}\"", strKey);
-            return false;
-        }
-        if (!setSeen.insert(strKey).second)
-        {
-            *pstrError = fmt::format("the option \"{}\" is there twice", strKey);
             return false;
         }
     }
@@ -159,7 +188,7 @@ bool FillRecord(ZIniFile* pkFile, VOPublicOptionRecord* pkRecord, std::string* p
     *pkRecord = {};
     static_assert(sizeof(kszVOPublicOptionVersion) == sizeof(pkRecord->szVersion));
     memcpy(pkRecord->szVersion, kszVOPublicOptionVersion, sizeof(pkRecord->szVersion));
-    return CheckKeys(pkFile, setKnown, pstrError) &&
+    return CheckLines(pkFile, setKnown, pstrError) &&
            std::all_of(std::begin(akTexts), std::end(akTexts),
                        [=](const TextField& kText) { return TakeText(pkFile, kText, pstrError); }) &&
            TakeNumber(pkFile, "value1", &pkRecord->nOptionValue1, pstrError) &&
