@@ -26,5 +26,8 @@ typedef void (*VOCrashReport)(const VOCrash& rkCrash);
 // program; false when the system refused, and nothing is reported then.
 bool VOReportCrashes(VOCrashReport pfnReport, uint32_t uMilliseconds);
 
+// Another limit from now on, for one who would rather wait.
+void VOLimitCrashReport(uint32_t uMilliseconds);
+
 // Writes to standard error past the runtime's stream and its lock.
 void VOWriteErrorText(const char* pszText);

@@ -35,6 +35,7 @@ std::atomic<uint32_t> s_uPhase{PHASE_NONE};
 std::atomic<pid_t> s_nCrashed{0};  // the first thread that crashed
 std::atomic<pid_t> s_nReporter{0};
 std::atomic<int> s_nSignal{0};
+std::atomic<uint32_t> s_uMilliseconds{0};
 static_assert(std::atomic<pid_t>::is_always_lock_free, "a signal handler uses it");
 
 // Written before the phase is.
@@ -42,7 +43,6 @@ pid_t s_nProcess = 0;
 siginfo_t s_info;
 CONTEXT s_context;
 VOCrashReport s_pfnReport = nullptr;
-uint32_t s_uMilliseconds = 0;
 
 pid_t ThisThread()
 {
@@ -91,6 +91,17 @@ void Describe(const siginfo_t& rkInfo, VOCrash* pCrash)
     pCrash->pContext = &s_context;
 }
 
+void UnblockCrashSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int nSignal : kSignals)
+    {
+        sigaddset(&signals, nSignal);
+    }
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
 void* ReporterThread(void*)
 {
     VOCrash crash = {};
@@ -99,6 +110,8 @@ void* ReporterThread(void*)
     {
         FutexWait(s_uPhase, PHASE_NONE, nullptr);
     }
+    // From here on a crash is one of the report.
+    UnblockCrashSignals();
     Describe(s_info, &crash);
     s_pfnReport(crash);
     s_uPhase.store(PHASE_DONE);
@@ -138,7 +151,7 @@ void MakeReport(const siginfo_t* pInfo, const void* pvContext)
     VOContextOfFault(pvContext, &s_context);
     s_uPhase.store(PHASE_ASKED);
     FutexWakeAll(s_uPhase);
-    const Deadline deadline(s_uMilliseconds);
+    const Deadline deadline(s_uMilliseconds.load());
     while (s_uPhase.load() != PHASE_DONE && !deadline.IsOver())
     {
         FutexWait(s_uPhase, PHASE_ASKED, deadline.Get());
@@ -157,9 +170,6 @@ void OnCrash(int nSignal, siginfo_t* pInfo, void* pvContext)
     {
         if (ThisThread() == s_nReporter.load())
         {
-            // Crashing without having been asked, it is the first one itself.
-            int nNone = 0;
-            s_nSignal.compare_exchange_strong(nNone, nSignal);
             EndFromReporter();
         }
         if (!s_nCrashed.compare_exchange_strong(nNobody, ThisThread()))
@@ -202,17 +212,13 @@ bool PrepareHandlerStack()
     return true;
 }
 
-// With all signals blocked but those of a crash: a request to stop is another thread's.
+// With all signals blocked: a request to stop, or a signal of a crash that another process sends, is another thread's.
 bool StartReporter()
 {
     sigset_t blocked;
     sigset_t before;
     pthread_t thread;
     sigfillset(&blocked);
-    for (const int nSignal : kSignals)
-    {
-        sigdelset(&blocked, nSignal);
-    }
     pthread_sigmask(SIG_SETMASK, &blocked, &before);
     const bool bStarted = pthread_create(&thread, nullptr, ReporterThread, nullptr) == 0;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -244,6 +250,11 @@ bool VOReportCrashes(VOCrashReport pfnReport, uint32_t uMilliseconds)
         bResult = bResult && sigaction(nSignal, &action, nullptr) == 0;
     }
     return bResult;
+}
+
+void VOLimitCrashReport(uint32_t uMilliseconds)
+{
+    s_uMilliseconds.store(uMilliseconds);
 }
 
 void VOWriteErrorText(const char* pszText)

@@ -23,7 +23,7 @@ std::atomic<bool> s_bCrashed{false};
 HANDLE s_hAsked = nullptr;
 HANDLE s_hDone = nullptr;
 VOCrashReport s_pfnReport = nullptr;
-DWORD s_uMilliseconds = 0;
+std::atomic<DWORD> s_uMilliseconds{0};
 DWORD s_uReporter = 0;
 
 // Written before the reporter is asked.
@@ -94,7 +94,7 @@ void MakeReport(DWORD uCode, ULONG_PTR uAddress, const CONTEXT& rkContext)
     s_uThread = GetCurrentThreadId();
     s_context = rkContext;
     SetEvent(s_hAsked);
-    if (WaitForSingleObject(s_hDone, s_uMilliseconds) != WAIT_OBJECT_0)
+    if (WaitForSingleObject(s_hDone, s_uMilliseconds.load()) != WAIT_OBJECT_0)
     {
         VOWriteErrorText("(the report takes too long and is given up)\n");
     }
@@ -140,6 +140,11 @@ bool VOReportCrashes(VOCrashReport pfnReport, uint32_t uMilliseconds)
     SetThreadStackGuarantee(&uStack);
     SetUnhandledExceptionFilter(OnException);
     return signal(SIGABRT, OnAbort) != SIG_ERR;
+}
+
+void VOLimitCrashReport(uint32_t uMilliseconds)
+{
+    s_uMilliseconds.store(uMilliseconds);
 }
 
 void VOWriteErrorText(const char* pszText)

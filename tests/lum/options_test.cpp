@@ -197,6 +197,7 @@ TEST(LumOptions, AWrongFileIsRefusedInOneLineAndNothingIsPublished)
         {"[options]\n# see [1]\ntext1=a\n", "a line with [ and ] is a section"},
         {"[options]\n[other]\n[Options]\ntext1=a\n", "the section [options] is there twice"},
         {"[options]\nvalue1=\n", "the option \"value1\" is no whole number of 32 bits"},
+        {"[options]\nvalue1=  ; none\n", "the option \"value1\" is no whole number of 32 bits"},
         {"[options]\nvalue1=1x\n", "\"value1\" is no whole number"},
         {"[options]\nvalue2=2147483648\n", "the option \"value2\" is no whole number of 32 bits"},
         {"[options]\nvalue3=9223372036854775808\n", "the option \"value3\" is no whole number of 64 bits"},

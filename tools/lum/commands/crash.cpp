@@ -9,6 +9,7 @@
 #include "base/exit_code.h"
 #include "base/log_file.h"
 #include "commands/commands.h"
+#include "platform/vo_crash.h"
 #include "platform/vo_process.h"
 
 namespace lum
@@ -67,6 +68,11 @@ int RunCrash(const CrashOptions& kOptions)
     SetReportFault(kOptions.strHow == "hang"    ? ReportFault::Hangs
                    : kOptions.strHow == "twice" ? ReportFault::Crashes
                                                 : ReportFault::None);
+    if (kOptions.strHow != "hang")
+    {
+        // Where the machine is busy, a sound report isn't given up.
+        VOLimitCrashReport(60'000);
+    }
     if (kOptions.strHow == "abort")
     {
         abort();

@@ -159,9 +159,12 @@ template <class Number>
 bool TakeNumber(ZIniFile* pkFile, const char* pszKey, Number* pnField, std::string* pstrError)
 {
     const std::string strValue = pkFile->ReadString(kSection, pszKey, "0");
-    const size_t uFirst = std::min(strValue.find_first_not_of(" \t"), strValue.size());
-    const char* const pchEnd = strValue.data() + strValue.find_last_not_of(" \t") + 1;
-    const std::from_chars_result kResult = std::from_chars(strValue.data() + uFirst, pchEnd, *pnField);
+    std::string_view strNumber = strValue;
+    strNumber.remove_prefix(std::min(strNumber.find_first_not_of(" \t"), strNumber.size()));
+    // Without a last one that is no blank, this is one behind "no position": 0.
+    strNumber = strNumber.substr(0, strNumber.find_last_not_of(" \t") + 1);
+    const char* const pchEnd = strNumber.data() + strNumber.size();
+    const std::from_chars_result kResult = std::from_chars(strNumber.data(), pchEnd, *pnField);
     if (kResult.ec != std::errc() || kResult.ptr != pchEnd)
     {
         *pstrError = fmt::format("the option \"{}\" is no whole number of {} bits: \"{}\"", pszKey, 8 * sizeof(Number),
