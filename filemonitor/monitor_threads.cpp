@@ -44,8 +44,10 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
         DWORD uBytes = 0;
         bPending = ::ReadDirectoryChangesW(m_hFileMonitorHandle, pszNotify, kNotifyBufferSize, TRUE, kNotifyFilter,
                                            &uBytes, &m_overLapped, nullptr) != FALSE;
-        if (!bPending || ::WaitForSingleObject(m_overLapped.hEvent, INFINITE) != WAIT_OBJECT_0 ||
-            LoadFlag(m_nExitThread) != 0)
+        // The read has reset the event, and with it a wake-up that came between the look above and here: so the flag is
+        // looked at once more before the wait.
+        if (!bPending || LoadFlag(m_nExitThread) != 0 ||
+            ::WaitForSingleObject(m_overLapped.hEvent, INFINITE) != WAIT_OBJECT_0 || LoadFlag(m_nExitThread) != 0)
         {
             continue;
         }

@@ -201,6 +201,19 @@ TEST(FileMonitorLife, UnInitWhileBothThreadsAreSuspendedCompletes)
     EXPECT_EQ(nullptr, kMonitor.m_hFileMonitorThread);
 }
 
+TEST(FileMonitorLife, AMonitorThatIsStoppedAtAnyMomentOfItsStartEnds)
+{
+    const TemporaryFolder kFolder;
+    for (int i = 0; i < 300; ++i)
+    {
+        OpenMonitor kMonitor;
+        ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
+        kMonitor.SuspendFileMonitor(false);
+        std::this_thread::sleep_for(std::chrono::microseconds(i % 3 == 0 ? 0 : i));
+        EXPECT_EQ(1, kMonitor.UnInit());
+    }
+}
+
 TEST(FileMonitorLife, AfterUnInitASecondInitSucceedsAndItsThreadsEndAtOnce)
 {
     const TemporaryFolder kFolder;
