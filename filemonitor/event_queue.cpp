@@ -12,7 +12,6 @@
 namespace
 {
 
-constexpr unsigned long long kDuplicateWindow = 500;  // milliseconds
 constexpr unsigned kPathHashMultiplier = 131;
 
 // Runs from the last unit to the first, up to the first zero.
@@ -27,14 +26,6 @@ unsigned long long PathHash(const VOWString& strPath)
 }
 
 }  // namespace
-
-bool VOTSFileMonitorManager::FILE_MONITOR_EVENT::operator==(const FILE_MONITOR_EVENT& kOther) const
-{
-    const unsigned long long ullApart =
-        uTickCount > kOther.uTickCount ? uTickCount - kOther.uTickCount : kOther.uTickCount - uTickCount;
-    return nEventType == kOther.nEventType && strFilePath == kOther.strFilePath &&
-           strNewFileName == kOther.strNewFileName && ullApart < kDuplicateWindow;
-}
 
 int VOTSFileMonitorManager::HasFileEvent() const
 {

@@ -110,7 +110,13 @@ public:
         unsigned long long uTickCount = 0;  // milliseconds of the system's clock; 0 in an event made by rewriting
 
         // Equal type, path and new name, and less than 500 ms apart. The new path plays no part.
-        bool operator==(const FILE_MONITOR_EVENT& kOther) const;
+        bool operator==(const FILE_MONITOR_EVENT& kOther) const
+        {
+            const unsigned long long ullApart =
+                uTickCount > kOther.uTickCount ? uTickCount - kOther.uTickCount : kOther.uTickCount - uTickCount;
+            return nEventType == kOther.nEventType && strFilePath == kOther.strFilePath &&
+                   strNewFileName == kOther.strNewFileName && ullApart < 500;
+        }
     };
 
     VOTSFileMonitorManager();
