@@ -368,7 +368,8 @@ TEST(LumLive, AfterManyRandomChangesIndexAndDiskAgreeAndTheEventsExplainEveryDif
     const std::set<std::string> setDisk = PathsOnDisk(kFolder.Path());
     EXPECT_TRUE(WaitUntil([&] { return IndexedPaths() == setDisk; }));
     EXPECT_TRUE(WaitUntil([&] { return Replayed(setStart, kWatch.Events()) == setDisk; }));
-    for (const json& kNode : LumJson({"find", "--files"})["nodes"])
+    const json kFound = LumJson({"find", "--files"});
+    for (const json& kNode : kFound["nodes"])
     {
         EXPECT_EQ(kNode["size"], fs::file_size(kFolder.Path() / kNode["path"].get<std::string>())) << kNode["path"];
     }
