@@ -14,6 +14,7 @@
 #include <limits>
 
 #include "platform/fault_points.h"
+#include "platform/posix/monotonic_clock.h"
 
 namespace
 {
@@ -75,13 +76,6 @@ bool HandleHangUp()
 {
     struct sigaction action = {};
     return sigaction(SIGHUP, nullptr, &action) == 0 && (action.sa_handler == SIG_IGN || HandleSignal(SIGHUP));
-}
-
-int64_t MillisecondsNow()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 }  // namespace
 

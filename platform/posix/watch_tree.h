@@ -9,12 +9,14 @@
 //
 // Notices tell of the past, listings of the present: a path may already lead somewhere else than it did when the notice
 // was made. So every directory that was listed is looked at once more when no notice is left; where the tree turns out
-// to be another one than the tree on disk, it is read anew, and the changes count as lost.
+// to be another one than the tree on disk, it is read anew, and the changes count as lost. They count as lost as well
+// where a directory that is listed again lacks what it had.
 //
 // All of it belongs to one thread.
 #pragma once
 
 #include <stdint.h>
+#include <sys/inotify.h>
 
 #include <atomic>
 #include <deque>
@@ -22,6 +24,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -53,6 +56,12 @@ public:
     bool NeedsOpen() const { return m_bOverflow; }
 
 private:
+    static constexpr uint32_t ENTRIES = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+    static constexpr uint32_t FOLDER_MASK =
+        ENTRIES | IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB | IN_ONLYDIR | IN_EXCL_UNLINK;
+    static constexpr uint32_t ROOT_MASK = FOLDER_MASK | IN_DELETE_SELF | IN_MOVE_SELF;
+    static constexpr int64_t RETRY_INTERVAL = 10000;  // milliseconds between looks at what couldn't be watched
+
     struct Known
     {
         uint64_t uInode = 0;
@@ -78,12 +87,22 @@ private:
         bool bUsed = false;
     };
 
+    // What a second look at a directory found.
+    enum class Seen
+    {
+        Same,
+        Other,   // it is another one
+        Missing  // which a notice tells, or has told
+    };
+
     enum class Pair
     {
         Found,
         None,
         MayCome
     };
+
+    static uint64_t KeyOf(std::string_view strName) { return std::hash<std::string_view>()(strName); }
 
     void ReadNotices();
     void ProcessNotices(ChangeBatch* pBatch);
@@ -99,12 +118,16 @@ private:
     void SettleWritten(ChangeBatch* pBatch);
 
     void Scan(Node& top, ChangeBatch* pBatch);
-    void Enter(Node& parent, int nFolder, const char* pszName, ChangeBatch* pBatch, std::vector<Node*>* pvecFolders);
+    void Enter(Node& parent, int nFolder, const char* pszName, bool bBefore, ChangeBatch* pBatch,
+               std::vector<Node*>* pvecFolders);
     Node& AddFolder(Node& parent, const std::string& strName);
     bool AddWatch(Node& node, int nFolder);
     void MarkUnwatched(Node& node);
     void RetryUnwatched();
     bool Verify();
+    Seen Compare(Node& node);
+    void FreshenBelow(const Node& top);
+    void Forget(Node& parent, const std::unordered_map<uint64_t, Known>& mapGone);
     void ScanUnwatched(Node& top, ChangeBatch* pBatch);
     void DropFolder(Node& parent, const std::string& strName);
     void DropWatches(Node& top);
@@ -128,6 +151,7 @@ private:
     std::deque<Notice> m_queNotices;
     std::map<std::pair<int, std::string>, int64_t> m_mapWritten;  // files written but not closed, and when to tell
     int64_t m_nHoldUntil = 0;                                     // while the second half of a rename may come
+    int64_t m_nMissingUntil = 0;                                  // while a removal may still be told
     int64_t m_nRetryAt = 0;
     int m_nScanError = 0;  // why the root couldn't be reached
     bool m_bGone = false;

@@ -9,6 +9,34 @@
 
 #include "tests/platform/platform_test_support.h"
 
+// Calls fnChange with each record of a chain: its text, its name, and whether it is aligned. The text is "+ a\b" for
+// what was added, "- a" removed, "* a" modified, "< a" and "> b" for the halves of a rename. Records that go beyond the
+// bytes fail the test.
+template <typename Function>
+void ForEachChange(const void* pRecords, size_t uBytes, Function fnChange)
+{
+    const unsigned char* const pBytes = static_cast<const unsigned char*>(pRecords);
+    size_t uOffset = 0;
+    for (DWORD uNext = uBytes > 0 ? 1 : 0; uNext != 0; uOffset += uNext)
+    {
+        DWORD aHeader[3] = {};
+        ASSERT_LE(uOffset + sizeof(aHeader), uBytes);
+        memcpy(aHeader, pBytes + uOffset, sizeof(aHeader));
+        ASSERT_LE(uOffset + sizeof(aHeader) + aHeader[2], uBytes);
+        VOWString strName(aHeader[2] / sizeof(VOWCHAR), 0);
+        memcpy(strName.data(), pBytes + uOffset + sizeof(aHeader), aHeader[2]);
+        ASSERT_GE(aHeader[1], 1u);
+        ASSERT_LE(aHeader[1], 5u);
+        std::string strChange = std::string(1, " +-*<>"[aHeader[1]]) + " ";
+        for (const VOWCHAR cUnit : strName)
+        {
+            strChange.push_back(cUnit < 0x80 ? static_cast<char>(cUnit) : '?');
+        }
+        fnChange(strChange, strName, uOffset % sizeof(DWORD) == 0);
+        uNext = aHeader[0];
+    }
+}
+
 class ChangeReader
 {
 public:
@@ -110,7 +138,6 @@ public:
         return static_cast<size_t>(std::count(m_vecChanges.begin(), m_vecChanges.end(), strChange));
     }
 
-    // "+ a\b" added, "- a" removed, "* a" modified, "< a" and "> b" the halves of a rename.
     const std::vector<std::string>& Changes() const { return m_vecChanges; }
     std::vector<VOWString> Names() const { return m_vecNames; }
     bool IsLost() const { return m_bLost; }
@@ -126,28 +153,13 @@ public:
 private:
     void Parse(DWORD uBytes)
     {
-        const unsigned char* const pBytes = reinterpret_cast<const unsigned char*>(m_vecBuffer.data());
-        size_t uOffset = 0;
-        for (DWORD uNext = uBytes > 0 ? 1 : 0; uNext != 0; uOffset += uNext)
-        {
-            DWORD aHeader[3] = {};
-            ASSERT_LE(uOffset + sizeof(aHeader), uBytes);
-            m_bAligned = m_bAligned && uOffset % sizeof(DWORD) == 0;
-            memcpy(aHeader, pBytes + uOffset, sizeof(aHeader));
-            ASSERT_LE(uOffset + sizeof(aHeader) + aHeader[2], uBytes);
-            VOWString strName(aHeader[2] / sizeof(VOWCHAR), 0);
-            memcpy(strName.data(), pBytes + uOffset + sizeof(aHeader), aHeader[2]);
-            ASSERT_GE(aHeader[1], 1u);
-            ASSERT_LE(aHeader[1], 5u);
-            std::string strChange = std::string(1, " +-*<>"[aHeader[1]]) + " ";
-            for (const VOWCHAR cUnit : strName)
-            {
-                strChange.push_back(cUnit < 0x80 ? static_cast<char>(cUnit) : '?');
-            }
-            m_vecChanges.push_back(strChange);
-            m_vecNames.push_back(strName);
-            uNext = aHeader[0];
-        }
+        ForEachChange(m_vecBuffer.data(), uBytes,
+                      [this](const std::string& strChange, const VOWString& strName, bool bAligned)
+                      {
+                          m_vecChanges.push_back(strChange);
+                          m_vecNames.push_back(strName);
+                          m_bAligned = m_bAligned && bAligned;
+                      });
     }
 
     std::vector<DWORD> m_vecBuffer;

@@ -14,6 +14,7 @@
 #include "platform/posix/directory_kind.h"
 #include "platform/vo_directory_watch.h"
 #include "platform/vo_native_names.h"
+#include "tests/platform/change_mirror.h"
 #include "tests/platform/change_reader.h"
 
 namespace fs = std::filesystem;
@@ -70,75 +71,6 @@ void Write(const fs::path& path, const std::string& strText = "text")
 {
     std::ofstream(path) << strText;
 }
-
-// Every path below a directory, in the form of the records.
-std::set<std::string> OnDisk(const fs::path& root)
-{
-    std::set<std::string> setPaths;
-    for (const auto& entry : fs::recursive_directory_iterator(root))
-    {
-        std::string strPath = fs::relative(entry.path(), root).string();
-        std::replace(strPath.begin(), strPath.end(), '/', '\\');
-        setPaths.insert(strPath);
-    }
-    return setPaths;
-}
-
-// A set of paths to which records are applied; what they do has to make sense each time.
-class Mirror
-{
-public:
-    void Apply(const std::string& strChange)
-    {
-        const std::string strPath = strChange.substr(2);
-        switch (strChange[0])
-        {
-            case '+':
-                m_uWrong += m_setPaths.insert(strPath).second ? 0 : 1;
-                break;
-            case '-':
-                m_uWrong += m_setPaths.erase(strPath) == 1 ? 0 : 1;
-                Move(strPath, nullptr);
-                break;
-            case '<':
-                m_strOld = strPath;
-                break;
-            case '>':
-                m_uWrong += m_setPaths.erase(m_strOld) == 1 ? 0 : 1;
-                m_uWrong += m_setPaths.insert(strPath).second ? 0 : 1;
-                Move(m_strOld, &strPath);
-                break;
-            default:
-                break;
-        }
-    }
-    const std::set<std::string>& Paths() const { return m_setPaths; }
-    size_t Wrong() const { return m_uWrong; }
-
-private:
-    // What lies below a directory goes with it.
-    void Move(const std::string& strFrom, const std::string* pstrTo)
-    {
-        std::vector<std::string> vecBelow;
-        for (auto place = m_setPaths.lower_bound(strFrom + "\\");
-             place != m_setPaths.end() && place->compare(0, strFrom.size() + 1, strFrom + "\\") == 0; ++place)
-        {
-            vecBelow.push_back(*place);
-        }
-        for (const std::string& strPath : vecBelow)
-        {
-            m_setPaths.erase(strPath);
-            if (pstrTo != nullptr)
-            {
-                m_setPaths.insert(*pstrTo + strPath.substr(strFrom.size()));
-            }
-        }
-    }
-
-    std::set<std::string> m_setPaths;
-    std::string m_strOld;
-    size_t m_uWrong = 0;
-};
 
 size_t CountThreads()
 {

@@ -43,7 +43,8 @@ size_t CountEntries(const char* pszFolder)
 class FaultFolder
 {
 public:
-    FaultFolder() : m_path(fs::temp_directory_path() / ("vobase_watch_faults_" + std::to_string(VOProcessId())))
+    explicit FaultFolder(const std::string& strSuffix = "")
+        : m_path(fs::temp_directory_path() / ("vobase_watch_faults_" + std::to_string(VOProcessId()) + strSuffix))
     {
         fs::remove_all(m_path);
         fs::create_directories(m_path);
@@ -165,13 +166,16 @@ TEST(FailingDirectoryChanges, EndAReadWithoutRecordsWhenALaterDirectoryMeetsTheL
     ASSERT_TRUE(reader.Begin());
     {
         const Failing failing("inotify.watch", 1, true);
-        fs::create_directory(folder.Path() / "a");
+        const FaultFolder elsewhere("_elsewhere");
+        fs::create_directories(elsewhere.Path() / "a" / "gone");
+        fs::rename(elsewhere.Path() / "a", folder.Path() / "a");
         while (!reader.IsLost())
         {
             ASSERT_TRUE(reader.End());
             ASSERT_TRUE(reader.Begin());
         }
-        EXPECT_EQ(1u, folder.CountUnwatched());
+        EXPECT_EQ(2u, folder.CountUnwatched());
+        fs::remove(folder.Path() / "a" / "gone");
     }
     // It is watched as soon as there is room again, which another read without records tells.
     reader.Clear();
@@ -183,6 +187,9 @@ TEST(FailingDirectoryChanges, EndAReadWithoutRecordsWhenALaterDirectoryMeetsTheL
     EXPECT_EQ(0u, folder.CountUnwatched());
     fs::create_directory(folder.Path() / "a" / "b");
     EXPECT_TRUE(reader.ReadUntil("+ a\\b"));
+    // What went unseen is news when it comes again.
+    fs::create_directory(folder.Path() / "a" / "gone");
+    EXPECT_TRUE(reader.ReadUntil("+ a\\gone"));
 }
 
 TEST(FailingDirectoryChanges, EndAReadWithoutRecordsWhenTheQueueOfTheSystemRanOver)
