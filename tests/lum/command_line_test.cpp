@@ -1,5 +1,5 @@
 // The command line itself: usage, exit codes, and what happens when nobody publishes.
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 TEST(LumCommandLine, HelpNamesEveryCommandAndEndsWithZero)
 {

@@ -1,7 +1,7 @@
 // What lum reports when it crashes, on Linux: names and lines of the stack, and an end as without the report.
 #include <signal.h>
 
-#include "tests/lum/live_test_support.h"
+#include "tests/live/live_test_support.h"
 #include "tests/lum/log_files.h"
 
 namespace

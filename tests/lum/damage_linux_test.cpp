@@ -2,7 +2,7 @@
 // processes than start in a short time elsewhere.
 #include <random>
 
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
 // Readers of sections that are wrong, cut or hostile: a message and exit code 2, or a consistent answer, and never a
 // crash.
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 namespace
 {

@@ -1,5 +1,5 @@
 // "lum image": what it counts in good images, and what it says of damaged ones.
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 using nlohmann::json;
 

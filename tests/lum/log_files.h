@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <fstream>
 
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 inline std::vector<std::filesystem::path> LogFilesBelow(const std::filesystem::path& kFolder)
 {

@@ -1,7 +1,7 @@
 // The log file that serve writes, and lum log.
 #include <regex>
 
-#include "tests/lum/live_test_support.h"
+#include "tests/live/live_test_support.h"
 #include "tests/lum/log_files.h"
 
 namespace fs = std::filesystem;

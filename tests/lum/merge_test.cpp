@@ -1,7 +1,7 @@
 // Merge sources: several directories laid over each other, with one merge bit each.
 #include <set>
 
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 using nlohmann::json;
 

@@ -3,7 +3,7 @@
 
 #include "platform/vo_platform.h"
 #include "platform/vo_section_publisher.h"
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 using nlohmann::json;
 

@@ -1,6 +1,6 @@
 // Paks: the table of contents of an archive as a source.
 #include "tests/lum/archives.h"
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 using nlohmann::json;
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <set>
 
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 using nlohmann::json;
 

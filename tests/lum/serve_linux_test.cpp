@@ -11,7 +11,7 @@
 
 #include "platform/vo_platform.h"
 #include "platform/vo_section_publisher.h"
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 #include "vots_file_mapping.h"
 
 using nlohmann::json;

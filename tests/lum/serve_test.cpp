@@ -2,7 +2,7 @@
 #include <thread>
 
 #include "platform/vo_platform.h"
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 #include "vots_file_mapping.h"
 
 using nlohmann::json;

@@ -1,5 +1,5 @@
 // What is read from text files: lists of paths, and tables of types.
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 using nlohmann::json;
 

@@ -9,7 +9,7 @@
 #include <set>
 
 #include "tests/lum/disk_walk_linux_test.h"
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 using nlohmann::json;
 

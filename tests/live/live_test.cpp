@@ -1,5 +1,5 @@
 // A publisher that follows changes, and tools that are told.
-#include "tests/lum/live_test_support.h"
+#include "tests/live/live_test_support.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -122,6 +122,26 @@ TEST(LumLive, StatusCountsWhatThePublisherDoes)
     EXPECT_GE(kStatus["publications"], 2);
     EXPECT_GE(kStatus["hints"], 1);
     EXPECT_EQ(kStatus["polled_roots"], 0);
+}
+
+TEST(LumLive, ABurstIsPublishedAtMostFourTimesASecond)
+{
+    TemporaryFolder kFolder;
+    LumServe kServe({"--source", kFolder.Name()}, LumServe::Mode::Follow);
+    ASSERT_TRUE(kServe.Publishes());
+    const auto Publications = [] { return LumJson({"status"})["sources"][0]["publisher"]["publications"].get<int>(); };
+    const int nBefore = Publications();
+    const auto kStart = std::chrono::steady_clock::now();
+    for (int i = 0; i < 300; ++i)
+    {
+        kFolder.Write(std::to_string(i) + ".txt", "1");
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_TRUE(WaitUntil([] { return IndexedPaths().size() == 300; }));
+    const int nPublished = Publications() - nBefore;
+    const std::chrono::duration<double> kSeconds = std::chrono::steady_clock::now() - kStart;
+    EXPECT_LE(nPublished, 4 * kSeconds.count() + 1);
+    EXPECT_GE(nPublished, 2);
 }
 
 TEST(LumLive, OnceFollowsNothing)

@@ -3,8 +3,8 @@
 
 #include "platform/vo_native_names.h"
 #include "platform/vo_platform.h"
-#include "tests/lum/lum_process.h"
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_process.h"
+#include "tests/lum_support/lum_test_support.h"
 
 struct LumProcess::State
 {

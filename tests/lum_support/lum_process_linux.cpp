@@ -6,8 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/lum/lum_process.h"
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_process.h"
+#include "tests/lum_support/lum_test_support.h"
 
 struct LumProcess::State
 {

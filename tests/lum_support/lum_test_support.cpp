@@ -1,4 +1,4 @@
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 #include <stdlib.h>
 #include <string.h>

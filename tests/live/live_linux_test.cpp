@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "tests/lum/live_test_support.h"
+#include "tests/live/live_test_support.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;

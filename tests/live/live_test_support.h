@@ -5,7 +5,7 @@
 #include <set>
 #include <thread>
 
-#include "tests/lum/lum_test_support.h"
+#include "tests/lum_support/lum_test_support.h"
 
 // Waits until a condition holds; false when it doesn't for very long.
 inline bool WaitUntil(const std::function<bool()>& Holds)

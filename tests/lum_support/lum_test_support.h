@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/lum/lum_process.h"
+#include "tests/lum_support/lum_process.h"
 #include "vo_types.h"
 
 // A directory of one test, removed with everything in it.
