@@ -74,7 +74,11 @@ void VOPublicOption::Sync()
     {
         VO_PROCESS_ERROR_FALSE;
     }
-    VO_PROCESS_ERROR(uViewSize >= sizeof(kPublished));
+    if (uViewSize < sizeof(kPublished))
+    {
+        // In here, so that a section of the stated size traces the stated check alone.
+        VO_PROCESS_ERROR(uViewSize >= sizeof(kPublished));
+    }
     TerminateTexts(&kPublished);
     m_kOption = kPublished;
 

@@ -187,7 +187,8 @@ int StackWalkerInternal::Init(const char* pszSymPath)
 
 int StackWalkerInternal::GetModuleInfo(void* hProcess, unsigned long long uAddress, IMAGEHLP_MODULE64_V2* pModule)
 {
-    if (m_pfnSymGetModuleInfo64 == nullptr)
+    // A library that lacked a function has been given back, and its other functions with it.
+    if (m_hDbgHelp == nullptr || m_pfnSymGetModuleInfo64 == nullptr)
     {
         SetLastError(ERROR_DLL_INIT_FAILED);
         return 0;
@@ -214,6 +215,10 @@ int StackWalkerInternal::GetModuleInfo(void* hProcess, unsigned long long uAddre
 
 int StackWalkerInternal::LoadModules(void* hProcess, VOULONG dwProcessId)
 {
+    if (m_pOwner == nullptr || m_hDbgHelp == nullptr)
+    {
+        return 0;
+    }
     return GetModuleListTH32(hProcess, dwProcessId) != 0 || GetModuleListPSAPI(hProcess) != 0 ? 1 : 0;
 }
 

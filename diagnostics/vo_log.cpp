@@ -127,8 +127,11 @@ const VOWCHAR* GetLogPriorityString(VOLOG_PRIORITY emPriority)
 
     const VOWCHAR* pszResult = nullptr;
     VO_PROCESS_ERROR(emPriority < VOLOG_PRIORITY_MAX);
-    // The stated bound is one-sided; what lies in front of the table is refused in the same way.
-    VO_PROCESS_ERROR(emPriority >= VOLOG_RESERVE0);
+    // The check above is all that is traced; what it lets pass in front of the table is refused as well.
+    if (emPriority < VOLOG_RESERVE0)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     pszResult = s_arrTag[emPriority];
 
 Exit0:

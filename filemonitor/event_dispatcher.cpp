@@ -19,6 +19,16 @@ namespace
 // A thread that is held suspended at the list is a fan-out under way: whoever has tried this often takes it for one.
 constexpr int kGuardTries = 1000;
 
+// The search of a list, with the flag down for its time. The caller has the guard, and keeps it until it has changed
+// the list: nothing comes in between.
+bool IsInList(const std::list<IVOTSFileMonitorEventListener*>& listListeners, int& rnEnable,
+              const IVOTSFileMonitorEventListener* pListener)
+{
+    const ZRecoverState kRecover(&rnEnable, 1);
+    StoreFlag(rnEnable, 0);
+    return std::find(listListeners.begin(), listListeners.end(), pListener) != listListeners.end();
+}
+
 }  // namespace
 
 class VOTSFileMonitorEventDispatcher::Guard
@@ -95,10 +105,9 @@ int VOTSFileMonitorEventDispatcher::AddListener(IVOTSFileMonitorEventListener* p
     int nResult = 0;
     Guard kGuard(m_nListBusy);
     VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", LoadFlag(m_blstEnable) != 0);
-    if (IsListenerExist(pListener) == 0)
+    VO_PROCESS_ERROR_AS("m_blstEnable", LoadFlag(m_blstEnable) != 0 && kGuard.AcquireSoon());
+    if (!IsInList(m_listListeners, m_blstEnable, pListener))
     {
-        VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon());
         m_listListeners.push_back(pListener);
     }
     nResult = 1;
@@ -112,10 +121,9 @@ int VOTSFileMonitorEventDispatcher::RemoveListener(IVOTSFileMonitorEventListener
     int nResult = 0;
     Guard kGuard(m_nListBusy);
     VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", LoadFlag(m_blstEnable) != 0);
-    if (IsListenerExist(pListener) != 0)
+    VO_PROCESS_ERROR_AS("m_blstEnable", LoadFlag(m_blstEnable) != 0 && kGuard.AcquireSoon());
+    if (IsInList(m_listListeners, m_blstEnable, pListener))
     {
-        VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon());
         m_listListeners.remove(pListener);
     }
     nResult = 1;
@@ -126,13 +134,8 @@ Exit0:
 
 int VOTSFileMonitorEventDispatcher::IsListenerExist(IVOTSFileMonitorEventListener* pListener)
 {
-    const ZRecoverState kRecover(&m_blstEnable, 1);
-    StoreFlag(m_blstEnable, 0);
     Guard kGuard(m_nListBusy);
-    return kGuard.AcquireSoon() &&
-                   std::find(m_listListeners.begin(), m_listListeners.end(), pListener) != m_listListeners.end()
-               ? 1
-               : 0;
+    return kGuard.AcquireSoon() && IsInList(m_listListeners, m_blstEnable, pListener) ? 1 : 0;
 }
 
 // False behind the last entry.

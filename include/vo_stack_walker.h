@@ -57,7 +57,7 @@ public:
     // Binds the library. 0 without an owner, without the library, and when a function is missing in it.
     int Init(const char* pszSymPath);
 
-    // 1 when the modules of the process could be listed.
+    // 1 when the modules of the process could be listed. 0 also before Init.
     int LoadModules(void* hProcess, VOULONG dwProcessId);
 
     // 0 with last error 1114 (no record), or 8 (no memory).

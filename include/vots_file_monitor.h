@@ -109,13 +109,13 @@ public:
         VOWString strNewFileName;           // rename only: its last component
         unsigned long long uTickCount = 0;  // milliseconds of the system's clock; 0 in an event made by rewriting
 
-        // Equal type, path and new name, and less than 500 ms apart. The new path plays no part.
+        // Equal type, path and new name, and less than 500 ms apart, the difference taken as signed. The new path plays
+        // no part.
         bool operator==(const FILE_MONITOR_EVENT& kOther) const
         {
-            const unsigned long long ullApart =
-                uTickCount > kOther.uTickCount ? uTickCount - kOther.uTickCount : kOther.uTickCount - uTickCount;
+            const long long llApart = static_cast<long long>(uTickCount - kOther.uTickCount);
             return nEventType == kOther.nEventType && strFilePath == kOther.strFilePath &&
-                   strNewFileName == kOther.strNewFileName && ullApart < 500;
+                   strNewFileName == kOther.strNewFileName && llApart > -500 && llApart < 500;
         }
     };
 

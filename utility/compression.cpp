@@ -55,7 +55,10 @@ int VOCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSiz
     nRetLzo = lzo1x_1_compress(pbuffSrc, uSrcSize, pbBlock.get() + sizeof(VOCompressedBlockHead), &uCompressedSize,
                                pbWork.get());
     VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-    VO_PROCESS_ERROR(uCompressedSize + sizeof(VOCompressedBlockHead) + kVOBlockTailSize <= kVOMaxImageSize);
+    if (uCompressedSize + sizeof(VOCompressedBlockHead) + kVOBlockTailSize > kVOMaxImageSize)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
 
     VOStore(pbBlock.get(), VOCompressedBlockHead{uSrcSize, uCompressedSize});
     *puBuffSize = static_cast<unsigned int>(uCompressedSize + sizeof(VOCompressedBlockHead) + kVOBlockTailSize);

@@ -59,7 +59,10 @@ int VOStrnCpy_SA(char* pszTo, unsigned int uSizeTo, const char* pszFrom, unsigne
     VO_PROCESS_ERROR(pszTo);
     VO_PROCESS_ERROR(pszFrom);
     VO_PROCESS_ERROR(uMaxCount <= uSizeTo);
-    VO_PROCESS_ERROR(uSizeTo != 0);
+    if (uSizeTo == 0)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
 
     while (uLength < uSizeTo && pszFrom[uLength] != 0)
     {
@@ -80,7 +83,10 @@ int VOStrnCpy_SW(VOWCHAR* pszTo, unsigned int uSizeTo, const VOWCHAR* pszFrom, u
     VO_PROCESS_ERROR(pszTo);
     VO_PROCESS_ERROR(pszFrom);
     VO_PROCESS_ERROR(uMaxCount <= uSizeTo);
-    VO_PROCESS_ERROR(uSizeTo != 0);
+    if (uSizeTo == 0)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
 
     VOWideNCopy(pszTo, pszFrom, uSizeTo);
     VOStore(reinterpret_cast<unsigned char*>(pszTo) + (uSizeTo - 1) * sizeof(VOWCHAR), VOWCHAR(0));

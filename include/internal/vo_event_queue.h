@@ -14,6 +14,10 @@ template <typename T>
 class VOEventQueue
 {
 public:
+    typedef T value_type;
+    typedef size_t size_type;
+    typedef T& reference;
+    typedef const T& const_reference;
     typedef typename std::deque<T>::iterator iterator;
     typedef typename std::deque<T>::const_iterator const_iterator;
 
@@ -36,15 +40,53 @@ public:
     const T& back() const { return m_kItems.back(); }
     T& operator[](size_t uIndex) { return m_kItems[uIndex]; }
     const T& operator[](size_t uIndex) const { return m_kItems[uIndex]; }
+    T& at(size_t uIndex) { return m_kItems.at(uIndex); }
+    const T& at(size_t uIndex) const { return m_kItems.at(uIndex); }
     iterator begin() { return m_kItems.begin(); }
     iterator end() { return m_kItems.end(); }
     const_iterator begin() const { return m_kItems.begin(); }
     const_iterator end() const { return m_kItems.end(); }
+    const_iterator cbegin() const { return m_kItems.begin(); }
+    const_iterator cend() const { return m_kItems.end(); }
 
     void push_back(T kItem)
     {
         m_kItems.push_back(std::move(kItem));
         _Counted();
+    }
+
+    template <typename... Arguments>
+    T& emplace_back(Arguments&&... kArguments)
+    {
+        push_back(T(std::forward<Arguments>(kArguments)...));
+        return m_kItems.back();
+    }
+
+    void pop_back()
+    {
+        m_kItems.pop_back();
+        _Counted();
+    }
+
+    iterator insert(const_iterator iterBefore, T kItem)
+    {
+        const iterator iterNew = m_kItems.insert(iterBefore, std::move(kItem));
+        _Counted();
+        return iterNew;
+    }
+
+    iterator erase(const_iterator iterItem)
+    {
+        const iterator iterNext = m_kItems.erase(iterItem);
+        _Counted();
+        return iterNext;
+    }
+
+    iterator erase(const_iterator iterFirst, const_iterator iterEnd)
+    {
+        const iterator iterNext = m_kItems.erase(iterFirst, iterEnd);
+        _Counted();
+        return iterNext;
     }
 
     void push_front(T kItem)

@@ -199,3 +199,17 @@ TEST(StackWalkerInternal, WithoutAnOwnerNothingIsBound)
     StackWalkerInternal::IMAGEHLP_MODULE64_V2 kModule;
     EXPECT_EQ(0, kInternal.GetModuleInfo(VOCurrentProcessHandle(), 1, &kModule));
 }
+
+TEST(StackWalkerInternal, BeforeTheLibraryIsBoundNoModulesAreListed)
+{
+    Walker kWalker;
+    StackWalkerInternal kWithoutOwner(nullptr, VOCurrentProcessHandle());
+    EXPECT_EQ(0, kWithoutOwner.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
+    StackWalkerInternal kInternal(&kWalker, VOCurrentProcessHandle());
+    EXPECT_EQ(0, kInternal.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
+    EXPECT_TRUE(kWalker.vecOutput.empty());
+    ASSERT_EQ(1, kInternal.Init(nullptr));
+    EXPECT_EQ(1, kInternal.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
+    kInternal.PreInit(&kWalker, VOCurrentProcessHandle());
+    EXPECT_EQ(0, kInternal.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
+}

@@ -268,9 +268,9 @@ void TheLibrarysOwnChecksAreTraced()
     SetTracePrintEnable(1, 1);
     const LogCapture kLog;
     GetLogPriorityString(VOLOG_INFO);
-    CHECK_KEPT(!kLog.Traces().empty() && WithoutLineNumber(kLog.Traces()[0].strText) ==
-                                             "TracePrintf(emPriority < VOLOG_PRIORITY_MAX) at line # in "
-                                             "GetLogPriorityString\n");
+    CHECK_KEPT(kLog.Traces().size() == 1 && WithoutLineNumber(kLog.Traces()[0].strText) ==
+                                                "TracePrintf(emPriority < VOLOG_PRIORITY_MAX) at line # in "
+                                                "GetLogPriorityString\n");
     CHECK_KEPT(kLog.Count() == 0);
 }
 

@@ -1,4 +1,5 @@
 // The fan-out: who is called, in which order, and when the list can't be changed.
+#include <atomic>
 #include <stdexcept>
 
 #include "filemonitor/monitor_test_tools.h"
@@ -72,6 +73,32 @@ TEST(FileMonitorEventDispatcher, AListenerAddedTwiceIsCalledOncePerEvent)
     kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
     EXPECT_EQ(1u, kListener.Calls().size());
     kDispatcher.RemoveListener(&kListener);
+}
+
+TEST(FileMonitorEventDispatcher, AListenerThatTwoThreadsAddAtOnceStandsInTheListOnce)
+{
+    OpenDispatcher kDispatcher;
+    RecordingListener kListener;
+    const votest::LogCapture kLog;
+    for (int i = 0; i < 2000; ++i)
+    {
+        std::atomic<int> nReady{0};
+        std::atomic<int> nAdded{0};
+        const auto Add = [&]
+        {
+            for (++nReady; nReady != 2;)
+            {
+                std::this_thread::yield();
+            }
+            nAdded += kDispatcher.AddListener(&kListener);
+        };
+        std::thread kOther(Add);
+        Add();
+        kOther.join();
+        ASSERT_LE(1, nAdded) << "one of them was turned away by the other, not both";
+        ASSERT_EQ(1u, kDispatcher.m_listListeners.size());
+        ASSERT_EQ(1, kDispatcher.RemoveListener(&kListener));
+    }
 }
 
 TEST(FileMonitorEventDispatcher, RemovingAListenerThatWasNeverAddedReturns1)

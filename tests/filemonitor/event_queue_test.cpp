@@ -224,6 +224,47 @@ TEST(FileMonitorQueue, EventsAreEqualByTypePathNewNameAndLessThan500Apart)
     EXPECT_FALSE(kOne == kOther);
 }
 
+TEST(FileMonitorQueue, TheTimeBetweenTwoEventsIsTakenAsSigned)
+{
+    Event kOne = MakeEvent(kAdd, VOTEXT("C:/a"));
+    Event kOther = kOne;
+    kOne.uTickCount = 0;
+    kOther.uTickCount = 0ull - 499;
+    EXPECT_TRUE(kOne == kOther) << "499 ms apart across the end of the clock's range";
+    EXPECT_TRUE(kOther == kOne);
+    kOther.uTickCount = 0ull - 500;
+    EXPECT_FALSE(kOne == kOther);
+    EXPECT_FALSE(kOther == kOne);
+    kOther.uTickCount = 1ull << 63;
+    EXPECT_FALSE(kOne == kOther);
+    EXPECT_FALSE(kOther == kOne);
+}
+
+TEST(FileMonitorQueue, TheQueueCanBeHandledAsAVector)
+{
+    OpenMonitor kMonitor;
+    auto& rkQueue = kMonitor.m_vecFileEvents;
+    rkQueue.push_back(MakeEvent(kAdd, VOTEXT("C:/b")));
+    rkQueue.insert(rkQueue.begin(), MakeEvent(kAdd, VOTEXT("C:/a")));
+    rkQueue.emplace_back(MakeEvent(kAdd, VOTEXT("C:/c")));
+    rkQueue.insert(rkQueue.end(), MakeEvent(kAdd, VOTEXT("C:/d")));
+    std::vector<VOWString> vecPaths;
+    for (const Event& rkEvent : rkQueue)
+    {
+        vecPaths.push_back(rkEvent.strFilePath);
+    }
+    EXPECT_EQ((std::vector<VOWString>{VOTEXT("C:/a"), VOTEXT("C:/b"), VOTEXT("C:/c"), VOTEXT("C:/d")}), vecPaths);
+    EXPECT_EQ(4u, rkQueue.size());
+    EXPECT_EQ(vecPaths[2], rkQueue.at(2).strFilePath);
+    EXPECT_THROW(rkQueue.at(4), std::out_of_range);
+    EXPECT_EQ(VOWString(VOTEXT("C:/c")), rkQueue.erase(rkQueue.begin() + 1)->strFilePath);
+    rkQueue.pop_back();
+    EXPECT_EQ(2u, rkQueue.size());
+    rkQueue.erase(rkQueue.cbegin(), rkQueue.cend());
+    EXPECT_TRUE(rkQueue.empty());
+    EXPECT_EQ(0, kMonitor.HasFileEvent());
+}
+
 // A plain reading of the rules on a vector, beside the queue.
 class QueueModel
 {

@@ -54,7 +54,21 @@ TEST(FileMonitorDelivery, AnUnknownTypeIsToldToNoOne)
 
 TEST(FileMonitorDelivery, ALoneRemoveIsDeliveredOneRoundLate)
 {
-    EXPECT_EQ((Texts{"Remove C:/x"}), Delivered({MakeEvent(kRemove, VOTEXT("C:/x"))}));
+    typedef std::chrono::steady_clock Clock;
+    const TemporaryFolder kFolder;
+    OpenMonitor kMonitor;
+    RecordingListener kListener;
+    ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
+    ASSERT_EQ(1, kMonitor.AddFileMonitorListener(&kListener));
+    kMonitor.Push(MakeEvent(kRemove, VOTEXT("C:/x")));
+    const Clock::time_point kStart = Clock::now();
+    kMonitor.SuspendEventDispatcher(false);
+    EXPECT_TRUE(WaitFor([&] { return kListener.Calls() == Texts{"Remove C:/x"}; }));
+    EXPECT_LE(450, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - kStart).count())
+        << "a round is one sleep of 500 ms, less what a clock's step may take off";
+    EXPECT_EQ(2, kMonitor.m_nSpecialEventCount) << "held once, and the hold ended";
+    kMonitor.RemoveFileMonitorListener(&kListener);
+    kMonitor.UnInit();
 }
 
 TEST(FileMonitorDelivery, ARemoveAndARenameToItAreOneModifiedAndTheSourceIsToldToNoOne)

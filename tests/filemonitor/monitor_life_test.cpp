@@ -167,6 +167,22 @@ TEST(FileMonitorLife, FiltersAreKeptAsTheyStandDuplicatesToo)
     EXPECT_EQ(100u, kMonitor.m_vecFilterDir.size());
 }
 
+TEST(FileMonitorLife, TheFiltersCanBeReadAsAVector)
+{
+    OpenMonitor kMonitor;
+    EXPECT_TRUE(kMonitor.m_vecFilterDir.begin() == kMonitor.m_vecFilterDir.end());
+    for (const VOWCHAR* pszDir : {VOTEXT("C:/a"), VOTEXT("C:\\b"), VOTEXT("C:/a")})
+    {
+        EXPECT_EQ(1, kMonitor.AddFilterDir(pszDir));
+    }
+    const auto& rkFilters = kMonitor.m_vecFilterDir;
+    EXPECT_EQ((std::vector<VOWString>{VOTEXT("C:/a"), VOTEXT("C:\\b"), VOTEXT("C:/a")}),
+              std::vector<VOWString>(rkFilters.begin(), rkFilters.end()));
+    EXPECT_EQ(VOWString(VOTEXT("C:\\b")), rkFilters.at(1));
+    EXPECT_THROW(rkFilters.at(3), std::out_of_range);
+    EXPECT_EQ(rkFilters.front(), rkFilters.back());
+}
+
 TEST(FileMonitorLife, SuspendingTwiceSuspendsOnceAndOneResumeIsEnough)
 {
     const TemporaryFolder kFolder;
