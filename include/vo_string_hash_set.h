@@ -55,7 +55,7 @@ public:
 #pragma pack(push, 1)
     struct StringHashSetAlloc
     {
-        VOImageVersion kVersion;  // "ver.1.1"
+        char szVersion[8];  // "ver.1.1"
         unsigned int uParamBufSize;
         unsigned int uStringAllocBufSize;
         unsigned int uMapTableBufSize;
