@@ -93,6 +93,7 @@ int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const V
         {szExt, offsetof(structAssetNode, hStrExtension)},
     };
     VO_CHECK_SETTER(uAssetID);
+    VO_PROCESS_ERROR(m_pkStringSet);
 
     // The first text may go into the pool as it lies; those behind it must outlast that.
     arrPart[1].pszText = kBaseName.Take(szBaseName);
@@ -124,6 +125,7 @@ int VOTSAssetNodeContainer::SetAssetNodePhysicsPath(unsigned int uAssetID, const
     VO_PROCESS_ERROR_AS("pszPhysicsPath && *pszPhysicsPath", VOHasText(pszPhysicsPath));
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
     VO_CHECK_NODE_STATE(uAssetID);
+    VO_PROCESS_ERROR(m_pkStringSet);
 
     _StoreField(uAssetID, offsetof(structAssetNode, hStrPhysicsPath), INVALID_HANDLE_VALUE);
     hPhysicsPath = m_pkStringSet->Insert(pszPhysicsPath);
@@ -144,6 +146,7 @@ int VOTSAssetNodeContainer::SetAssetNodeClassifyType(unsigned int uAssetID, int 
     VO_PROCESS_ERROR_AS("pszClassifyName && *pszClassifyName", VOHasText(pszClassifyName));
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
     VO_CHECK_NODE_STATE(uAssetID);
+    VO_PROCESS_ERROR(m_pkStringSet);
 
     _StoreField(uAssetID, offsetof(structAssetNode, nClassifyType), -1);
     _StoreField(uAssetID, offsetof(structAssetNode, hStrClassifyName), INVALID_HANDLE_VALUE);

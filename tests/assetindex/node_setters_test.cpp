@@ -230,6 +230,22 @@ TEST(SetStripPath, EmptyAndMissingStringsLeaveInvalidHandles)
     EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrExtension);
 }
 
+TEST(Setters, WithoutAPoolTextsAreRefusedAndLogged)
+{
+    OpenContainer kContainer(static_cast<LUMTrayService::enumAssetRole>(7));
+    structAssetNode tsNode;
+    unsigned int uIndex = kNone;
+    ASSERT_EQ(1, kContainer._AddFileDataParam(INVALID_HANDLE_VALUE, tsNode, uIndex));
+    LogCapture kLog;
+    EXPECT_EQ(0, kContainer.SetAssetNodeStripPath(uIndex, VOTEXT("d"), VOTEXT("b"), VOTEXT("e")));
+    EXPECT_EQ(0, kContainer.SetAssetNodePhysicsPath(uIndex, VOTEXT("p")));
+    EXPECT_EQ(0, kContainer.SetAssetNodeClassifyType(uIndex, 4, VOTEXT("c")));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("m_pkStringSet", kClass + "SetAssetNodeStripPath"),
+                                          ProcessError("m_pkStringSet", kClass + "SetAssetNodePhysicsPath"),
+                                          ProcessError("m_pkStringSet", kClass + "SetAssetNodeClassifyType")));
+    EXPECT_TRUE(SameBytes(BytesOf(tsNode), BytesOf(NodeOf(kContainer, uIndex))));
+}
+
 TEST(SetPhysicsPath, AnEmptyOrMissingTextIsRefusedAndTheOldOneStays)
 {
     VOTSAssetNodeContainer kContainer;
