@@ -42,7 +42,7 @@ VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
                      m_pkAssetIndexContainer->AllocSize() + m_pkClassifyMgr->AllocSize() + _KeyTableAllocSize();
     VO_PROCESS_ERROR_AS("uMemoryBufSize", uMemoryBufSize <= kVOMaxImageSize);
 
-    VOStore(kHead.szVersion, VOLoad<VOImageVersion>(ASSETNODE_CAONTAINER_VERSION));
+    memcpy(kHead.szVersion, ASSETNODE_CAONTAINER_VERSION, sizeof(kHead.szVersion));
     kHead.uStringPoolBufSize = static_cast<unsigned int>(m_pkStringSet->AllocSize());
     kHead.uAssetNodeBufSize = static_cast<unsigned int>(m_vecAssetNode.AllocSize());
     kHead.uAssetNodeIndexBufSize = static_cast<unsigned int>(m_pkAssetIndexContainer->AllocSize());

@@ -11,6 +11,36 @@ using LUMTrayService::structAssetNode;
 
 constexpr unsigned int kNone = static_cast<unsigned int>(-1);
 
+// A copy of a text, which may be one of the pool's own: the pool moves its texts when it grows.
+class TextCopy
+{
+public:
+    TextCopy() = default;
+    TextCopy(const TextCopy&) = delete;
+    TextCopy& operator=(const TextCopy&) = delete;
+
+    const VOWCHAR* Take(const VOWCHAR* pszText)
+    {
+        if (!VOHasText(pszText))
+        {
+            return nullptr;
+        }
+        const size_t uUnits = static_cast<size_t>(lstrlenW(pszText)) + 1;
+        VOWCHAR* pszCopy = m_szShort;
+        if (uUnits > MAX_PATH)
+        {
+            m_strLong.resize(uUnits);
+            pszCopy = m_strLong.data();
+        }
+        memcpy(pszCopy, static_cast<const void*>(pszText), uUnits * sizeof(VOWCHAR));
+        return pszCopy;
+    }
+
+private:
+    VOWCHAR m_szShort[MAX_PATH];
+    VOWString m_strLong;
+};
+
 }  // namespace
 
 // A removed node is reported and written all the same.
@@ -51,7 +81,9 @@ int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const V
                                                   const VOWCHAR* szBaseName, const VOWCHAR* szExt)
 {
     int nResult = 0;
-    const struct
+    TextCopy kBaseName;
+    TextCopy kExt;
+    struct
     {
         const VOWCHAR* pszText;
         size_t uOffset;
@@ -61,7 +93,11 @@ int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const V
         {szExt, offsetof(structAssetNode, hStrExtension)},
     };
     VO_CHECK_SETTER(uAssetID);
+    VO_PROCESS_ERROR(m_pkStringSet);
 
+    // The first text may go into the pool as it lies; those behind it must outlast that.
+    arrPart[1].pszText = kBaseName.Take(szBaseName);
+    arrPart[2].pszText = kExt.Take(szExt);
     for (const auto& kPart : arrPart)
     {
         _StoreField(uAssetID, kPart.uOffset, INVALID_HANDLE_VALUE);
@@ -89,6 +125,7 @@ int VOTSAssetNodeContainer::SetAssetNodePhysicsPath(unsigned int uAssetID, const
     VO_PROCESS_ERROR_AS("pszPhysicsPath && *pszPhysicsPath", VOHasText(pszPhysicsPath));
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
     VO_CHECK_NODE_STATE(uAssetID);
+    VO_PROCESS_ERROR(m_pkStringSet);
 
     _StoreField(uAssetID, offsetof(structAssetNode, hStrPhysicsPath), INVALID_HANDLE_VALUE);
     hPhysicsPath = m_pkStringSet->Insert(pszPhysicsPath);
@@ -109,6 +146,7 @@ int VOTSAssetNodeContainer::SetAssetNodeClassifyType(unsigned int uAssetID, int 
     VO_PROCESS_ERROR_AS("pszClassifyName && *pszClassifyName", VOHasText(pszClassifyName));
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
     VO_CHECK_NODE_STATE(uAssetID);
+    VO_PROCESS_ERROR(m_pkStringSet);
 
     _StoreField(uAssetID, offsetof(structAssetNode, nClassifyType), -1);
     _StoreField(uAssetID, offsetof(structAssetNode, hStrClassifyName), INVALID_HANDLE_VALUE);

@@ -307,9 +307,10 @@ int VOTSAssetNodeContainer::RemoveAssetNode(unsigned int uAssetID)
             const unsigned int uInfoID = rkTop.nListsTaken++ == 0 ? tsNode.nChildFileInfo : tsNode.nChildFolderInfo;
             rkTop.vecChildIndex.clear();
             rkTop.uNext = 0;
-            if (uInfoID != kNone)
+            if (uInfoID != kNone && !m_pkAssetIndexContainer->GetNumberList(uInfoID, rkTop.vecChildIndex))
             {
-                VO_PROCESS_ERROR(m_pkAssetIndexContainer->GetNumberList(uInfoID, rkTop.vecChildIndex));
+                vecRemoval.pop_back();
+                VO_PROCESS_ERROR_AS("m_pkAssetIndexContainer->GetNumberList(uInfoID, vecChildIndex)", false);
             }
         }
         else
@@ -328,10 +329,11 @@ int VOTSAssetNodeContainer::RemoveAssetNode(unsigned int uAssetID)
     nResult = 1;
 
 Exit0:
-    // A failure stops at once; every folder above reports that its child could not be removed.
+    // A failure stops at once, and with it the removal of every folder above.
     for (size_t i = 0; !nResult && i < vecRemoval.size(); ++i)
     {
-        VO_CHECK_ERROR_AS("RemoveAssetNode(vecChildIndex[i])", false);
+        VO_FUNCTION_NAME_;
+        VO_LOG_LINE_("VO_PROCESS_ERROR", "RemoveAssetNode(vecChildIndex[i])");
     }
     return nResult;
 }

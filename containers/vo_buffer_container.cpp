@@ -211,7 +211,7 @@ void VOBufferContainer::WriteAlloc(unsigned char* pbTo) const
 {
     const unsigned int uHandleVectorSize = static_cast<unsigned int>(m_vecHandle.AllocSize());
     const BufferAlloc kHead = {
-        kVOImageVersion1_0, m_uBufferSize, uHandleVectorSize, m_uBufferSize + uHandleVectorSize, {}};
+        VO_IMAGE_VERSION_1_0, m_uBufferSize, uHandleVectorSize, m_uBufferSize + uHandleVectorSize, {}};
     memcpy(pbTo, &kHead, kBufferDataOffset);
     if (m_uBufferSize != 0)
     {
@@ -237,9 +237,10 @@ int VOBufferContainer::SetAlloc(BufferAlloc* pAlloc, int bCopy, unsigned long lo
     {
         return 0;
     }
-    const BufferAlloc kHead = VOLoad<BufferAlloc>(pAlloc);
-    const unsigned long long ullData = static_cast<unsigned long long>(kHead.uBufferSize) + kHead.uHandleVectorSize;
-    if (!(kHead.kVersion == kVOImageVersion1_0) || kHead.uDataBufSize != ullData ||
+    const unsigned int uBufferSize = pAlloc->uBufferSize;
+    const unsigned int uHandleVectorSize = pAlloc->uHandleVectorSize;
+    const unsigned long long ullData = static_cast<unsigned long long>(uBufferSize) + uHandleVectorSize;
+    if (!VOIsVersion(pAlloc->szVersion, VO_IMAGE_VERSION_1_0) || pAlloc->uDataBufSize != ullData ||
         ullData > ullLimit - sizeof(BufferAlloc))
     {
         return 0;
@@ -249,10 +250,10 @@ int VOBufferContainer::SetAlloc(BufferAlloc* pAlloc, int bCopy, unsigned long lo
     CleanUp();
     if (bCopy != 0)
     {
-        _ResizeBufferCapacity(kHead.uBufferSize);
-        if (kHead.uBufferSize != 0)
+        _ResizeBufferCapacity(uBufferSize);
+        if (uBufferSize != 0)
         {
-            memcpy(m_pbBuffer, pbData, kHead.uBufferSize);
+            memcpy(m_pbBuffer, pbData, uBufferSize);
         }
     }
     else
@@ -260,11 +261,11 @@ int VOBufferContainer::SetAlloc(BufferAlloc* pAlloc, int bCopy, unsigned long lo
         Release();
         m_pbBuffer = pbData;
     }
-    m_uBufferSize = kHead.uBufferSize;
+    m_uBufferSize = uBufferSize;
 
     // The handles' image is checked on its own; when it is damaged the container is left with the buffer alone.
-    return m_vecHandle.SetAlloc(reinterpret_cast<const VORecordVectorAlloc*>(pbData + kHead.uBufferSize), bCopy,
-                                kHead.uHandleVectorSize)
+    return m_vecHandle.SetAlloc(reinterpret_cast<const VORecordVectorAlloc*>(pbData + uBufferSize), bCopy,
+                                uHandleVectorSize)
                ? 1
                : 0;
 }

@@ -115,7 +115,7 @@ unsigned long long VOStringContainer::AllocSize() const
 
 void VOStringContainer::WriteAlloc(unsigned char* pbTo) const
 {
-    const StringAlloc kHead = {kVOImageVersion1_0, static_cast<unsigned int>(m_kBufferContainer.AllocSize()), {}};
+    const StringAlloc kHead = {VO_IMAGE_VERSION_1_0, static_cast<unsigned int>(m_kBufferContainer.AllocSize()), {}};
     memcpy(pbTo, &kHead, kStringDataOffset);
     m_kBufferContainer.WriteAlloc(pbTo + kStringDataOffset);
 }
@@ -133,8 +133,7 @@ VOStringContainer::StringAlloc* VOStringContainer::GetAlloc() const
 
 int VOStringContainer::SetAlloc(StringAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
 {
-    if (pAlloc == nullptr || ullLimit < sizeof(StringAlloc) ||
-        !(VOLoad<StringAlloc>(pAlloc).kVersion == kVOImageVersion1_0))
+    if (pAlloc == nullptr || ullLimit < sizeof(StringAlloc) || !VOIsVersion(pAlloc->szVersion, VO_IMAGE_VERSION_1_0))
     {
         return 0;
     }

@@ -204,7 +204,7 @@ unsigned long long VOStringHashSet::_SizesOfParts(StringHashSetAlloc& rkHead) co
                   : m_mapTableHashConflict.AllocSize(),
     };
     const unsigned long long ullSum = arrSize[0] + arrSize[1] + arrSize[2] + arrSize[3];
-    rkHead = {kVOImageVersion1_1,
+    rkHead = {VO_IMAGE_VERSION_1_1,
               static_cast<unsigned int>(arrSize[0]),
               static_cast<unsigned int>(arrSize[1]),
               static_cast<unsigned int>(arrSize[2]),
@@ -276,8 +276,8 @@ int VOStringHashSet::_SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, u
     const unsigned long long ullSum = static_cast<unsigned long long>(rkHead.uParamBufSize) +
                                       rkHead.uStringAllocBufSize + rkHead.uMapTableBufSize +
                                       rkHead.uConflictMapTableBufSize;
-    if (rkHead.uDataBufSize == 0 || !(rkHead.kVersion == kVOImageVersion1_1) || rkHead.uDataBufSize != ullSum ||
-        ullSum > ullLimit - sizeof(StringHashSetAlloc) || !CleanUp())
+    if (rkHead.uDataBufSize == 0 || !VOIsVersion(rkHead.szVersion, VO_IMAGE_VERSION_1_1) ||
+        rkHead.uDataBufSize != ullSum || ullSum > ullLimit - sizeof(StringHashSetAlloc) || !CleanUp())
     {
         return 0;
     }

@@ -150,7 +150,10 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
             if (hText == INVALID_HANDLE_VALUE && bKeepText)
             {
                 hText = m_pkStringPool->Add(pszString);
-                VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hText);
+                if (hText == INVALID_HANDLE_VALUE)
+                {
+                    return INVALID_HANDLE_VALUE;
+                }
             }
             _ResetHashStringParam(hText, kLookup.dwHashMask, dwWanted, kLookup.uHash0, kLookup.uHash1, 0, &kParam);
             m_vecHashStringParam.Set(RecordOf(kLookup.hString), kParam);

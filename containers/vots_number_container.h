@@ -79,7 +79,7 @@ public:
     unsigned long long AllocSize() const;
     void WriteAlloc(unsigned char* pbTo) const;
 
-private:
+protected:
     int _ResetNumberArrayCount(unsigned int uNewCount);
     int _InsertList(const unsigned int* puNumber, size_t uSize, unsigned int& uIndexResult);
     unsigned int _At(unsigned int uIndex) const

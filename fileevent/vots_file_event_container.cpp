@@ -181,7 +181,7 @@ VOTSFileEventContainer::ContainerAlloc* VOTSFileEventContainer::GetAlloc()
     uMemoryBufSize = sizeof(ContainerAlloc) + m_pkStringSet->AllocSize() + m_vecFileEvent.AllocSize();
     VO_PROCESS_ERROR_AS("uMemoryBufSize", uMemoryBufSize <= kVOMaxImageSize);
 
-    VOStore(kHead.szVersion, VOLoad<VOImageVersion>(FILEEVENT_CAONTAINER_VERSION));
+    memcpy(kHead.szVersion, FILEEVENT_CAONTAINER_VERSION, sizeof(kHead.szVersion));
     kHead.uStringPoolSize = static_cast<unsigned int>(m_pkStringSet->AllocSize());
     kHead.uFileEventBufSize = static_cast<unsigned int>(m_vecFileEvent.AllocSize());
     kHead.uDataBufSize = static_cast<unsigned int>(uMemoryBufSize - sizeof(ContainerAlloc));

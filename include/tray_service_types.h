@@ -126,3 +126,22 @@ static_assert(offsetof(structAssetNode, hStrPhysicsPath) == 100);
 typedef int (*TraverseAssetNodeFunction)(const structAssetNode& tsNode, void* pvParam, int& bStop);
 
 }  // namespace LUMTrayService
+
+enum AssetParamState : unsigned int
+{
+    APS_Normal = 0,
+    APS_Deleted = 2
+};
+
+// The stored record of a node; part of the image. What is handed out are its first 108 bytes.
+#pragma pack(push, 4)
+struct structAssetNodeParam
+{
+    LUMTrayService::structAssetNode tsNode;
+    void* hStringParam = INVALID_HANDLE_VALUE;  // the node's key in the string pool
+    unsigned int dwParamState = APS_Normal;
+};
+#pragma pack(pop)
+static_assert(sizeof(structAssetNodeParam) == 120);
+static_assert(offsetof(structAssetNodeParam, hStringParam) == 108);
+static_assert(offsetof(structAssetNodeParam, dwParamState) == 116);

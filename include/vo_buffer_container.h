@@ -20,11 +20,18 @@ public:
 #pragma pack(push, 1)
     struct BufferAlloc
     {
-        VOImageVersion kVersion;  // "ver.1.0"
+        char szVersion[8];  // "ver.1.0"
         unsigned int uBufferSize;
         unsigned int uHandleVectorSize;
         unsigned int uDataBufSize;  // the sum of both; the image has 24 bytes more
         unsigned char abData[4];    // the data begin here
+
+        // Assigns the fields in front of the data; the data stay.
+        BufferAlloc& operator=(const BufferAlloc& rkOther)
+        {
+            memmove(static_cast<void*>(this), &rkOther, offsetof(BufferAlloc, abData));
+            return *this;
+        }
     };
 #pragma pack(pop)
 
@@ -82,9 +89,16 @@ public:
 #pragma pack(push, 1)
     struct StringAlloc
     {
-        VOImageVersion kVersion;  // "ver.1.0"
+        char szVersion[8];  // "ver.1.0"
         unsigned int uBufferAllocSize;
         unsigned char abData[4];  // the buffer image begins here; this image has 16 bytes more than it
+
+        // Assigns the fields in front of the buffer image; that image stays.
+        StringAlloc& operator=(const StringAlloc& rkOther)
+        {
+            memmove(static_cast<void*>(this), &rkOther, offsetof(StringAlloc, abData));
+            return *this;
+        }
     };
 #pragma pack(pop)
 

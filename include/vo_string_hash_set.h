@@ -55,7 +55,7 @@ public:
 #pragma pack(push, 1)
     struct StringHashSetAlloc
     {
-        VOImageVersion kVersion;  // "ver.1.1"
+        char szVersion[8];  // "ver.1.1"
         unsigned int uParamBufSize;
         unsigned int uStringAllocBufSize;
         unsigned int uMapTableBufSize;
@@ -196,6 +196,8 @@ private:
     unsigned long long _SizesOfParts(StringHashSetAlloc& rkHead) const;
 
     RoleTable m_kRoleTable;
+
+protected:
     StringHashMode m_eHashMode;
     StringHashRole m_eHashRole;
     VORecordVector<StringHashParam> m_vecHashStringParam;
@@ -205,7 +207,9 @@ private:
     VOHashIndex m_mapHashConflict;     // Provider
     HashTable m_mapTableHashString;    // Customer
     HashTable m_mapTableHashConflict;  // Customer
-    unsigned int m_uLastFound;         // Provider: the record that Insert found last
+
+private:
+    unsigned int m_uLastFound;  // Provider: the record that Insert found last
 };
 static_assert(sizeof(VOStringHashSet::StringHashParam) == 24);
 static_assert(offsetof(VOStringHashSet::StringHashParam, dwState) == 8);

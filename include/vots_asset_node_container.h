@@ -33,25 +33,6 @@ class VOTSAssetNodeClassifyManager;
 // The version of the image.
 #define ASSETNODE_CAONTAINER_VERSION "ver.1.4"
 
-enum AssetParamState : unsigned int
-{
-    APS_Normal = 0,
-    APS_Deleted = 2
-};
-
-// The stored record of a node; part of the image. What is handed out are its first 108 bytes.
-#pragma pack(push, 4)
-struct structAssetNodeParam
-{
-    LUMTrayService::structAssetNode tsNode;
-    void* hStringParam = INVALID_HANDLE_VALUE;  // the node's key in the string pool
-    unsigned int dwParamState = APS_Normal;
-};
-#pragma pack(pop)
-static_assert(sizeof(structAssetNodeParam) == 120);
-static_assert(offsetof(structAssetNodeParam, hStringParam) == 108);
-static_assert(offsetof(structAssetNodeParam, dwParamState) == 116);
-
 class VOBASE_API VOTSAssetNodeContainer
 {
 public:
@@ -199,6 +180,7 @@ private:
         VOStore(m_vecAssetNode.Bytes(uAssetID) + uOffset, kValue);
     }
 
+protected:
     LUMTrayService::enumAssetRole m_eAssetRole;
     VOStringHashSet* m_pkStringSet;  // owned
     VOWCHAR m_tszRootPath[MAX_PATH];

@@ -25,15 +25,13 @@ inline void VOStore(void* pvTo, const T& kValue)
 }
 
 // The version text that begins an image: 8 bytes with its terminator, compared over all 8.
-struct VOImageVersion
+#define VO_IMAGE_VERSION_1_0 "ver.1.0"
+#define VO_IMAGE_VERSION_1_1 "ver.1.1"
+
+inline bool VOIsVersion(const char (&szVersion)[8], const char (&szWanted)[8])
 {
-    char szVersion[8];
-
-    bool operator==(const VOImageVersion&) const = default;
-};
-
-inline constexpr VOImageVersion kVOImageVersion1_0 = {{'v', 'e', 'r', '.', '1', '.', '0', 0}};
-inline constexpr VOImageVersion kVOImageVersion1_1 = {{'v', 'e', 'r', '.', '1', '.', '1', 0}};
+    return memcmp(szVersion, szWanted, sizeof(szVersion)) == 0;
+}
 
 // A length that bounds nothing: the caller of SetAlloc vouches for the image.
 inline constexpr unsigned long long kVOUnbounded = ~0ull;

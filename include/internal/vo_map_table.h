@@ -38,7 +38,7 @@ struct VOMapTableSlot
 
 struct VOMapTableAlloc
 {
-    VOImageVersion kVersion;
+    char szVersion[8];
     unsigned int uElementCount;
     unsigned int uSlotVectorSize;
     VORecordVectorAlloc kSlots;
@@ -191,7 +191,7 @@ public:
     {
         const unsigned long long ullSlots = SlotCountFor(ullCount);
         _WriteHead(pbTo, static_cast<unsigned int>(ullCount), static_cast<unsigned int>(ullSlots));
-        const VORecordVectorAlloc kSlots = {kVOImageVersion1_0,
+        const VORecordVectorAlloc kSlots = {VO_IMAGE_VERSION_1_0,
                                             static_cast<unsigned int>(ullSlots),
                                             static_cast<unsigned int>(ullSlots * sizeof(Slot)),
                                             {}};
@@ -266,7 +266,7 @@ public:
         const MapTableAlloc kHead = VOLoad<MapTableAlloc>(pAlloc);
         const unsigned long long ullAround = sizeof(MapTableAlloc) - sizeof(VORecordVectorAlloc);
         const unsigned char* pbSlots = reinterpret_cast<const unsigned char*>(pAlloc) + offsetof(MapTableAlloc, kSlots);
-        if (!(kHead.kVersion == kVOImageVersion1_0) ||
+        if (!VOIsVersion(kHead.szVersion, VO_IMAGE_VERSION_1_0) ||
             !m_vecSlot.SetAlloc(reinterpret_cast<const VORecordVectorAlloc*>(pbSlots), bCopy,
                                 ullLimit == kVOUnbounded ? kVOUnbounded : ullLimit - ullAround))
         {
@@ -290,7 +290,7 @@ protected:
 
     static void _WriteHead(unsigned char* pbTo, unsigned int uElementCount, unsigned int uSlots)
     {
-        VOStore(pbTo, kVOImageVersion1_0);
+        memcpy(pbTo, VO_IMAGE_VERSION_1_0, sizeof(MapTableAlloc::szVersion));
         VOStore(pbTo + offsetof(MapTableAlloc, uElementCount), uElementCount);
         VOStore(pbTo + offsetof(MapTableAlloc, uSlotVectorSize),
                 static_cast<unsigned int>(sizeof(VORecordVectorAlloc) + uSlots * sizeof(Slot)));

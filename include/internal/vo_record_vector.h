@@ -21,7 +21,7 @@
 #pragma pack(push, 1)
 struct VORecordVectorAlloc
 {
-    VOImageVersion kVersion;
+    char szVersion[8];
     unsigned int uCount;
     unsigned int uDataBufSize;
     unsigned char abData[4];  // the records begin here; the image is this much longer than head and records
@@ -168,7 +168,7 @@ public:
     void WriteAlloc(unsigned char* pbTo) const
     {
         const RecordVectorAlloc kHead = {
-            kVOImageVersion1_0, m_uCount, static_cast<unsigned int>(m_uCount * kRecordSize), {}};
+            VO_IMAGE_VERSION_1_0, m_uCount, static_cast<unsigned int>(m_uCount * kRecordSize), {}};
         memcpy(pbTo, &kHead, kDataOffset);
         if (m_uCount != 0)
         {
@@ -197,7 +197,7 @@ public:
             return false;
         }
         const RecordVectorAlloc kHead = VOLoad<RecordVectorAlloc>(pAlloc);
-        if (!(kHead.kVersion == kVOImageVersion1_0) || kHead.uDataBufSize != kHead.uCount * kRecordSize ||
+        if (!VOIsVersion(kHead.szVersion, VO_IMAGE_VERSION_1_0) || kHead.uDataBufSize != kHead.uCount * kRecordSize ||
             kHead.uDataBufSize > ullLimit - sizeof(RecordVectorAlloc))
         {
             return false;

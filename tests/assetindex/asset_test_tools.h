@@ -191,6 +191,13 @@ public:
     using VOTSAssetNodeContainer::_MakeSurePathValueValid;
     using VOTSAssetNodeContainer::_SetAlloc_C;
     using VOTSAssetNodeContainer::_SetAlloc_P;
+    using VOTSAssetNodeContainer::m_eAssetRole;
+    using VOTSAssetNodeContainer::m_hStrRootName;
+    using VOTSAssetNodeContainer::m_hStrRootPath;
+    using VOTSAssetNodeContainer::m_pkStringSet;
+    using VOTSAssetNodeContainer::m_tszRootName;
+    using VOTSAssetNodeContainer::m_tszRootPath;
+    using VOTSAssetNodeContainer::m_vecAssetNode;
     using VOTSAssetNodeContainer::VOTSAssetNodeContainer;
 };
 

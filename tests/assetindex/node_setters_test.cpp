@@ -188,6 +188,30 @@ TEST(SetStripPath, StringsKeepTheirCaseAndOneTextIsStoredOnce)
     EXPECT_EQ(VOWString(VOTEXT("txt")), ReadText(kContainer.GetString(tsB.hStrExtension)));
 }
 
+TEST(SetStripPath, TextsOfThePoolItselfAreTakenWhileThePoolGrows)
+{
+    VOTSAssetNodeContainer kContainer;
+    const unsigned int uID = NewNode(kContainer, VOTEXT("a"));
+    const VOWString strName(MAX_PATH, VOWCHAR('n'));
+    for (int i = 0; i < 12; ++i)
+    {
+        ASSERT_NE(0, kContainer.SetAssetNodeStripPath(uID, nullptr, VOTEXT("base.ext"), strName.c_str()));
+        structAssetNode tsNode = NodeOf(kContainer, uID);
+        const VOWCHAR* pszBaseName = kContainer.GetString(tsNode.hStrBaseName);
+        const VOWCHAR* pszLong = kContainer.GetString(tsNode.hStrExtension);
+        const VOWString strComponent(size_t{100} << i, static_cast<VOWCHAR>('a' + i));
+        // What lies behind the dot of a text of the pool, and a text longer than a path.
+        ASSERT_NE(0, kContainer.SetAssetNodeStripPath(uID, strComponent.c_str(), pszLong, pszBaseName + 5));
+        tsNode = NodeOf(kContainer, uID);
+        EXPECT_EQ(strComponent, ReadText(kContainer.GetString(tsNode.hStrComponent)));
+        EXPECT_EQ(strName, ReadText(kContainer.GetString(tsNode.hStrBaseName)));
+        EXPECT_EQ(VOWString(VOTEXT("ext")), ReadText(kContainer.GetString(tsNode.hStrExtension)));
+        ASSERT_NE(0,
+                  kContainer.SetAssetNodeStripPath(uID, kContainer.GetString(tsNode.hStrComponent), nullptr, nullptr));
+        EXPECT_EQ(strComponent, ReadText(kContainer.GetString(NodeOf(kContainer, uID).hStrComponent)));
+    }
+}
+
 TEST(SetStripPath, EmptyAndMissingStringsLeaveInvalidHandles)
 {
     VOTSAssetNodeContainer kContainer;
@@ -204,6 +228,22 @@ TEST(SetStripPath, EmptyAndMissingStringsLeaveInvalidHandles)
     EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrComponent);
     EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrBaseName);
     EXPECT_EQ(INVALID_HANDLE_VALUE, +tsNode.hStrExtension);
+}
+
+TEST(Setters, WithoutAPoolTextsAreRefusedAndLogged)
+{
+    OpenContainer kContainer(static_cast<LUMTrayService::enumAssetRole>(7));
+    structAssetNode tsNode;
+    unsigned int uIndex = kNone;
+    ASSERT_EQ(1, kContainer._AddFileDataParam(INVALID_HANDLE_VALUE, tsNode, uIndex));
+    LogCapture kLog;
+    EXPECT_EQ(0, kContainer.SetAssetNodeStripPath(uIndex, VOTEXT("d"), VOTEXT("b"), VOTEXT("e")));
+    EXPECT_EQ(0, kContainer.SetAssetNodePhysicsPath(uIndex, VOTEXT("p")));
+    EXPECT_EQ(0, kContainer.SetAssetNodeClassifyType(uIndex, 4, VOTEXT("c")));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("m_pkStringSet", kClass + "SetAssetNodeStripPath"),
+                                          ProcessError("m_pkStringSet", kClass + "SetAssetNodePhysicsPath"),
+                                          ProcessError("m_pkStringSet", kClass + "SetAssetNodeClassifyType")));
+    EXPECT_TRUE(SameBytes(BytesOf(tsNode), BytesOf(NodeOf(kContainer, uIndex))));
 }
 
 TEST(SetPhysicsPath, AnEmptyOrMissingTextIsRefusedAndTheOldOneStays)

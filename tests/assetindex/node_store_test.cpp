@@ -26,6 +26,20 @@ TEST(NodeStore, ADefaultContainerIsAProviderWithoutARoot)
     EXPECT_EQ(0u, NewNode(kContainer, VOTEXT("a")));
 }
 
+TEST(NodeStore, ADerivedClassSeesItsRoleRootPoolAndRecords)
+{
+    OpenContainer kContainer(AR_Provider, VOTEXT("C:\\Data"), VOTEXT("Name"));
+    EXPECT_EQ(AR_Provider, kContainer.m_eAssetRole);
+    EXPECT_EQ(VOWString(VOTEXT("C:/Data")), VOWString(kContainer.m_tszRootPath));
+    EXPECT_EQ(VOWString(VOTEXT("Name")), VOWString(kContainer.m_tszRootName));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, kContainer.m_hStrRootPath);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, kContainer.m_hStrRootName);
+    const unsigned int uID = NewNode(kContainer, VOTEXT("a"));
+    ASSERT_EQ(1u, kContainer.m_vecAssetNode.Count());
+    const structAssetNodeParam param = kContainer.m_vecAssetNode[uID];
+    EXPECT_EQ(kContainer.m_pkStringSet->Find(VOTEXT("a")), +param.hStringParam);
+}
+
 TEST(NodeStore, RootPathAndNameKeepTheirCaseAndTheNameIsUnchanged)
 {
     VOTSAssetNodeContainer kContainer(AR_Provider, VOTEXT("C:\\My Data\\"), VOTEXT("My\\Name/"));

@@ -190,6 +190,25 @@ TEST(RemoveNode, AFailureInTheFilesStopsAtOnceAndLeavesWhatWasRemoved)
     EXPECT_EQ(3u, FoundID(kTree.kContainer, VOTEXT("top/f3")));
 }
 
+TEST(RemoveNode, AFailureIsLoggedByTheNodeItBefellAndByEveryFolderAbove)
+{
+    const std::string strAbove = ProcessError("RemoveAssetNode(vecChildIndex[i])", kClass + "RemoveAssetNode");
+    Tree kTree;
+    kTree.Break(5);
+    LogCapture kLog;
+    EXPECT_EQ(0, kTree.kContainer.RemoveAssetNode(0u));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(kMiss, strAbove, strAbove));
+
+    Tree kOther;
+    ASSERT_NE(0, kOther.kContainer.SetAssetNodeChildIndex(4, kNone, 12345u));
+    kLog.Clear();
+    EXPECT_EQ(0, kOther.kContainer.RemoveAssetNode(0u));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("uIndex < m_uCount", "VOTSNumberContainer::GetNumberList"),
+                                          ProcessError("m_pkAssetIndexContainer->GetNumberList(uInfoID, vecChildIndex)",
+                                                       kClass + "RemoveAssetNode"),
+                                          strAbove));
+}
+
 TEST(RemoveNode, FilesGoBeforeFoldersAndEachFolderWithAllThatIsInIt)
 {
     Tree kTree;

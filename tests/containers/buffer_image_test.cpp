@@ -1,5 +1,7 @@
 // The image of VOBufferContainer: exact bytes, both ways of taking one, what is refused.
+#include <algorithm>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "support/log_capture.h"
@@ -335,9 +337,25 @@ TEST(BufferImage, TailsAreNotLookedAt)
     ExpectTwoEntries(kBuffer);
 }
 
+TEST(BufferImage, AssigningOneToAnotherTakesTheFieldsAndLeavesTheData)
+{
+    Bytes vecOther(64, 0xAB);
+    const MisalignedBlock kFrom(FromHex(kTwoEntries), 1);
+    const MisalignedBlock kTo(vecOther, 3);
+    *kTo.As<VOBufferContainer::BufferAlloc>() = *kFrom.As<VOBufferContainer::BufferAlloc>();
+    std::copy_n(kFrom.Data(), 20, vecOther.begin());
+    EXPECT_TRUE(SameBytes(vecOther, kTo.Current()));
+
+    vecOther[8] = 0x5C;
+    const MisalignedBlock kLast(vecOther, 5);
+    *kTo.As<VOBufferContainer::BufferAlloc>() = std::move(*kLast.As<VOBufferContainer::BufferAlloc>());
+    EXPECT_TRUE(SameBytes(vecOther, kTo.Current()));
+    EXPECT_TRUE(SameBytes(vecOther, kLast.Current()));
+}
+
 TEST(BufferImage, AFieldOrderThatReadersRelyOn)
 {
-    EXPECT_EQ(0u, offsetof(VOBufferContainer::BufferAlloc, kVersion));
+    EXPECT_EQ(0u, offsetof(VOBufferContainer::BufferAlloc, szVersion));
     EXPECT_EQ(8u, offsetof(VOBufferContainer::BufferAlloc, uBufferSize));
     EXPECT_EQ(12u, offsetof(VOBufferContainer::BufferAlloc, uHandleVectorSize));
     EXPECT_EQ(16u, offsetof(VOBufferContainer::BufferAlloc, uDataBufSize));

@@ -1,4 +1,5 @@
 // VOStringContainer: texts in a byte pool, and its image.
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -248,6 +249,17 @@ TEST(StringImage, AnEmptyPointerOrAWrongVersionIsRefusedInSilenceAndTheContainer
         ExpectThreeTexts(kStrings);
     }
     EXPECT_EQ(0u, kLog.Count());
+}
+
+TEST(StringImage, AssigningOneToAnotherTakesTheFieldsAndLeavesTheImageInside)
+{
+    Bytes vecOther(32, 0xAB);
+    const MisalignedBlock kFrom(ThreeTexts(), 1);
+    const MisalignedBlock kTo(vecOther, 3);
+    *kTo.As<VOStringContainer::StringAlloc>() = *kFrom.As<VOStringContainer::StringAlloc>();
+    std::copy_n(kFrom.Data(), 12, vecOther.begin());
+    EXPECT_TRUE(SameBytes(vecOther, kTo.Current()));
+    EXPECT_STREQ("ver.1.0", kTo.As<VOStringContainer::StringAlloc>()->szVersion);
 }
 
 TEST(StringImage, TheSizeOfTheImageInsideIsNotCompared)

@@ -20,6 +20,12 @@ public:
     using VOStringHashSet::_AddHashStringParam_P;
     using VOStringHashSet::_FindHashString_P;
     using VOStringHashSet::_ResetHashStringParam;
+    using VOStringHashSet::m_eHashMode;
+    using VOStringHashSet::m_eHashRole;
+    using VOStringHashSet::m_mapHashConflict;
+    using VOStringHashSet::m_mapHashString;
+    using VOStringHashSet::m_pkStringPool;
+    using VOStringHashSet::m_vecHashStringParam;
     using VOStringHashSet::VOStringHashSet;
 };
 
@@ -396,6 +402,21 @@ TEST(StringHashSet, TwoStringsOfOneFirstHashAreToldApartThroughTheConflictMap)
         EXPECT_EQ(3u, RecordOf(kSet, hSecond).dwHashMask);
         EXPECT_EQ(ReferenceHash(vecGroup[1], 1), RecordOf(kSet, hSecond).uHash1);
     }
+}
+
+TEST(StringHashSet, ADerivedClassSeesItsRecordsMapsAndPool)
+{
+    const std::vector<VOWString> vecGroup = CollidingGroup(0);
+    OpenSet kSet;
+    EXPECT_EQ(VOStringHashSet::SHR_Provider, kSet.m_eHashRole);
+    EXPECT_EQ(VOStringHashSet::SHM_HashAndString, kSet.m_eHashMode);
+    kSet.Insert(vecGroup[0].c_str());
+    kSet.Insert(vecGroup[1].c_str());
+    EXPECT_EQ(2u, kSet.m_vecHashStringParam.Count());
+    EXPECT_EQ(3u, kSet.m_vecHashStringParam[1].dwHashMask);
+    EXPECT_EQ(1u, kSet.m_mapHashString.Count());
+    EXPECT_EQ(1u, kSet.m_mapHashConflict.Count());
+    EXPECT_EQ(2u, kSet.m_pkStringPool->Count());
 }
 
 TEST(StringHashSet, AThirdStringOfOneFirstHashIsTakenForTheSecond)
