@@ -87,7 +87,8 @@ private:
     struct Walk;
     static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uAssetIndex);
     static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int* puChildIndex);
-    static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uInfoID, std::vector<unsigned int>& vecChildIndex);
+    static int TraverseAssetNodeInternal(Walk& rkWalk, const LUMTrayService::structAssetNode& tsNode, bool bFolders,
+                                         std::vector<unsigned int>& vecChildIndex);
     static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uChildIndex,
                                          LUMTrayService::structAssetNode& tsChildNode);
 };
