@@ -174,11 +174,11 @@ TEST(Traverse, TheInnerWalkTakesAndGivesTheStopFlag)
     Tree kTree;
     Visits kVisits;
     int bStop = 1;
-    EXPECT_EQ(1, OpenHelper::Traverse(&kTree.kContainer, 0, 3, 1, &Visits::Visit, &kVisits, bStop));
+    EXPECT_EQ(1, OpenHelper::TraverseAssetNodeInternal(&kTree.kContainer, 0, 3, 1, &Visits::Visit, &kVisits, bStop));
     EXPECT_THAT(kVisits.vecIDs, IsEmpty());
     bStop = 0;
     kVisits.uStopAt = 2;
-    EXPECT_EQ(1, OpenHelper::Traverse(&kTree.kContainer, 0, 3, 1, &Visits::Visit, &kVisits, bStop));
+    EXPECT_EQ(1, OpenHelper::TraverseAssetNodeInternal(&kTree.kContainer, 0, 3, 1, &Visits::Visit, &kVisits, bStop));
     EXPECT_EQ(1, bStop);
 }
 
