@@ -68,14 +68,22 @@ Exit0:
     return 1;
 }
 
-// Fetches a child list. In a sound tree each list is fetched once; beyond that the walk is over.
-int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uInfoID,
+// Fetches a child list of a node: its folders or its files. In a sound tree each list is fetched once; beyond that the
+// walk is over.
+int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(Walk& rkWalk, const structAssetNode& tsNode, bool bFolders,
                                                             std::vector<unsigned int>& vecChildIndex)
 {
     int nResult = 0;
     const VOTSAssetNodeContainer* pkContainer = rkWalk.pkContainer;
     vecChildIndex.clear();
-    VO_PROCESS_ERROR(pkContainer->GetInfoNumberList(uInfoID, vecChildIndex));
+    if (bFolders)
+    {
+        VO_PROCESS_ERROR(pkContainer->GetInfoNumberList(tsNode.nChildFolderInfo, vecChildIndex));
+    }
+    else
+    {
+        VO_PROCESS_ERROR(pkContainer->GetInfoNumberList(tsNode.nChildFileInfo, vecChildIndex));
+    }
     rkWalk.bExhausted = vecChildIndex.size() > rkWalk.ullEntriesLeft;
     VO_PROCESS_ERROR_AS("vecChildIndex.size() <= uEntriesLeft", !rkWalk.bExhausted);
     rkWalk.ullEntriesLeft -= vecChildIndex.size();
@@ -119,7 +127,7 @@ int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(Walk& rkWalk, unsign
 
     if ((rkWalk.dwType & NT_FILE) != 0 && tsNode.nChildFileInfo != UINT(-1))
     {
-        if (!TraverseAssetNodeInternal(rkWalk, tsNode.nChildFileInfo, vecChildIndex))
+        if (!TraverseAssetNodeInternal(rkWalk, tsNode, false, vecChildIndex))
         {
             return 0;
         }
@@ -138,7 +146,7 @@ int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(Walk& rkWalk, unsign
     }
     if (tsNode.nChildFolderInfo != UINT(-1))
     {
-        if (!TraverseAssetNodeInternal(rkWalk, tsNode.nChildFolderInfo, vecChildIndex))
+        if (!TraverseAssetNodeInternal(rkWalk, tsNode, true, vecChildIndex))
         {
             return 0;
         }

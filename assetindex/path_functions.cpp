@@ -63,7 +63,8 @@ int VOTSAssetNodeContainerHelper::NormalizedPath(VOWCHAR* pszResult, const VOWCH
 
 int VOTSAssetNodeContainerHelper::ParseDir(VOWCHAR* pszResult, const VOWCHAR* pszPath, int nLen)
 {
-    const int nSlash = pszPath != nullptr ? LastSlash(pszPath, nLen) : -1;
+    // The scan begins at position nLen itself, which for a whole path is its terminator.
+    const int nSlash = pszPath != nullptr && nLen >= 0 ? LastSlash(pszPath, nLen + 1) : -1;
     if (nSlash <= 0)
     {
         return 0;

@@ -162,6 +162,18 @@ protected:
     int _SetAlloc_P(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize = kVOUnbounded);
     int _SetAlloc_C(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize = kVOUnbounded);
 
+    LUMTrayService::enumAssetRole m_eAssetRole;
+    VOStringHashSet* m_pkStringSet;  // owned
+    VOWCHAR m_tszRootPath[MAX_PATH];
+    void* m_hStrRootPath;
+    VOWCHAR m_tszRootName[MAX_PATH];
+    void* m_hStrRootName;
+    VORecordVector<structAssetNodeParam> m_vecAssetNode;  // indexed by nAssetID
+    VOTSNumberContainer* m_pkAssetIndexContainer;         // owned; the child lists
+    VOTSAssetNodeClassifyManager* m_pkClassifyMgr;        // owned
+    VOHandleIndex m_mapStringHandle2ParamIndex;           // Provider: from key to id
+    KeyTable m_mapTableStringHandle2ParamIndex;           // Customer: the same, as published
+
 private:
     struct ImageBlocks;
     struct Removal;
@@ -179,19 +191,6 @@ private:
     {
         VOStore(m_vecAssetNode.Bytes(uAssetID) + uOffset, kValue);
     }
-
-protected:
-    LUMTrayService::enumAssetRole m_eAssetRole;
-    VOStringHashSet* m_pkStringSet;  // owned
-    VOWCHAR m_tszRootPath[MAX_PATH];
-    void* m_hStrRootPath;
-    VOWCHAR m_tszRootName[MAX_PATH];
-    void* m_hStrRootName;
-    VORecordVector<structAssetNodeParam> m_vecAssetNode;  // indexed by nAssetID
-    VOTSNumberContainer* m_pkAssetIndexContainer;         // owned; the child lists
-    VOTSAssetNodeClassifyManager* m_pkClassifyMgr;        // owned
-    VOHandleIndex m_mapStringHandle2ParamIndex;           // Provider: from key to id
-    KeyTable m_mapTableStringHandle2ParamIndex;           // Customer: the same, as published
 };
 static_assert(sizeof(VOTSAssetNodeContainer::ContainerAlloc) == 56);
 static_assert(offsetof(VOTSAssetNodeContainer::ContainerAlloc, hStrRootPath) == 32);

@@ -82,12 +82,13 @@ protected:
                                          VOULONG dwType, int bSubAssetNode,
                                          LUMTrayService::TraverseAssetNodeFunction pFun, void* pvParam, int& bStop);
 
-private:
-    // The steps of the walk; they share its name, which is what the log shows.
+    // The steps of the walk; they share its name, which is what the log shows, and so its access, or a derived class
+    // couldn't name it.
     struct Walk;
     static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uAssetIndex);
     static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int* puChildIndex);
-    static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uInfoID, std::vector<unsigned int>& vecChildIndex);
+    static int TraverseAssetNodeInternal(Walk& rkWalk, const LUMTrayService::structAssetNode& tsNode, bool bFolders,
+                                         std::vector<unsigned int>& vecChildIndex);
     static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uChildIndex,
                                          LUMTrayService::structAssetNode& tsChildNode);
 };

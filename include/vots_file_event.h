@@ -136,7 +136,7 @@ static_assert(offsetof(VOTSFileEventContainer::ContainerAlloc, abData) == 20);
 
 // The name of the data sections of a source, to which the digit of the slot is added; an empty pointer for AF_ERROR and
 // for what is no source.
-#define FILEEVENT_MAPPING_VIEW_STRING(eaf) VOFileEventMappingViewString(eaf)
+#define FILEEVENT_MAPPING_VIEW_STRING(eaf) VOFileEventMappingViewString(static_cast<LUMTrayService::enumAssetFrom>(eaf))
 VOBASE_API const VOWCHAR* VOFileEventMappingViewString(LUMTrayService::enumAssetFrom eaf);
 
 // The update state section; see docs/wire-formats.md for who writes what in which order.

@@ -18,7 +18,7 @@
 #define FILEMAPPING_ASSETNODE_UPDATESTATE_NAME VOTEXT("vo_fileMappingUpdateStateName_assetNode")
 
 // The name of the data section of a source; an empty pointer for AF_ERROR and for what is no source.
-#define ASSETNODE_MAPPING_VIEW_STRING(eaf) VOAssetNodeMappingViewString(eaf)
+#define ASSETNODE_MAPPING_VIEW_STRING(eaf) VOAssetNodeMappingViewString(static_cast<LUMTrayService::enumAssetFrom>(eaf))
 VOBASE_API const VOWCHAR* VOAssetNodeMappingViewString(LUMTrayService::enumAssetFrom eaf);
 
 // The update state section; see docs/wire-formats.md for who writes what in which order.
@@ -85,7 +85,7 @@ public:
     int GetAssetChildByIndex(unsigned int uAssetIndex, unsigned int uIndex,
                              LUMTrayService::Inspector::NodeType eNodeType, unsigned int& uResult) const;
 
-    // Appends the children, files before folders.
+    // Appends the children, files before folders. The result says only that the node was found.
     int GetAssetChildIndexList(unsigned int uAssetIndex, VOULONG dwType, std::vector<unsigned int>& vecIndex) const;
     const VOWCHAR* GetString(void* hString) const;
 
@@ -132,10 +132,6 @@ protected:
     static int TraverseAssetNodeInernal_Extension(const LUMTrayService::structAssetNode& tsNode, void* pvExtensionInfo,
                                                   int& bStop);
 
-private:
-    AssetNodeStateInfo* _StateInfo() const;
-    static unsigned char* _LoadImage(const void* pvBlock, size_t uBlockSize, unsigned int& ruSize);
-
     // The error state is read without the lock, also beside a reload: hence the atomic members.
     LUMTrayService::enumAssetFrom m_eaf;
     std::atomic<LUMTrayService::Inspector::SyncMode> m_eSyncMode;
@@ -145,6 +141,10 @@ private:
     std::atomic<void*> m_hMappingState;
     std::atomic<unsigned int> m_uUpdateCount;  // taken at the last load; 0 without an image
     std::mutex m_InspectorLock;
+
+private:
+    AssetNodeStateInfo* _StateInfo() const;
+    static unsigned char* _LoadImage(const void* pvBlock, size_t uBlockSize, unsigned int& ruSize);
 };
 
 // The front door of a tool process: one inspector for each source that was published at the first Instance.

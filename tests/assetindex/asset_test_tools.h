@@ -204,11 +204,7 @@ public:
 class OpenHelper : public VOTSAssetNodeContainerHelper
 {
 public:
-    static int Traverse(const VOTSAssetNodeContainer* pkContainer, unsigned int uAssetIndex, VOULONG dwType,
-                        int bSubAssetNode, LUMTrayService::TraverseAssetNodeFunction pFun, void* pvParam, int& bStop)
-    {
-        return TraverseAssetNodeInternal(pkContainer, uAssetIndex, dwType, bSubAssetNode, pFun, pvParam, bStop);
-    }
+    using VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal;
 };
 
 // The node of an id; a default record, and a test failure, if there is none.

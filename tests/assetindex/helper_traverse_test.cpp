@@ -7,6 +7,7 @@ using namespace assettest;
 typedef VOTSAssetNodeContainerHelper Helper;
 
 const std::string kWalk = "VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal";
+const std::string kListFunction = "VOTSAssetNodeContainer::GetInfoNumberList";
 
 // The ids in the order of the calls; stops at a chosen call, and returns what it is told to.
 struct Visits
@@ -173,11 +174,11 @@ TEST(Traverse, TheInnerWalkTakesAndGivesTheStopFlag)
     Tree kTree;
     Visits kVisits;
     int bStop = 1;
-    EXPECT_EQ(1, OpenHelper::Traverse(&kTree.kContainer, 0, 3, 1, &Visits::Visit, &kVisits, bStop));
+    EXPECT_EQ(1, OpenHelper::TraverseAssetNodeInternal(&kTree.kContainer, 0, 3, 1, &Visits::Visit, &kVisits, bStop));
     EXPECT_THAT(kVisits.vecIDs, IsEmpty());
     bStop = 0;
     kVisits.uStopAt = 2;
-    EXPECT_EQ(1, OpenHelper::Traverse(&kTree.kContainer, 0, 3, 1, &Visits::Visit, &kVisits, bStop));
+    EXPECT_EQ(1, OpenHelper::TraverseAssetNodeInternal(&kTree.kContainer, 0, 3, 1, &Visits::Visit, &kVisits, bStop));
     EXPECT_EQ(1, bStop);
 }
 
@@ -288,7 +289,23 @@ TEST(TraverseHostile, AListThatIsNotThereEndsItsLevelAndTheLevelAboveGoesOn)
     Customer kCustomer(kModel);
     LogCapture kLog;
     EXPECT_THAT(Walk(kCustomer.kContainer, 0, 3, 1), ElementsAre(1, 2, 3, 5, 6));
-    EXPECT_TRUE(HasText(kLog.Lines(), "uInfoID < m_pkAssetIndexContainer->GetValueCount()"));
+    EXPECT_THAT(
+        kLog.Lines(),
+        ElementsAre(ProcessError("uInfoID < m_pkAssetIndexContainer->GetValueCount()", kListFunction),
+                    ProcessError("pkContainer->GetInfoNumberList(tsNode.nChildFileInfo, vecChildIndex)", kWalk)));
+}
+
+TEST(TraverseHostile, AListOfFoldersThatIsNotThereIsNamedAsSuch)
+{
+    ModelContainer kModel = SmallModel();
+    kModel.vecNodes[3].uFolders = 12345;
+    Customer kCustomer(kModel);
+    LogCapture kLog;
+    EXPECT_THAT(Walk(kCustomer.kContainer, 0, 3, 1), ElementsAre(1, 2, 3, 4, 5, 6));
+    EXPECT_THAT(
+        kLog.Lines(),
+        ElementsAre(ProcessError("uInfoID < m_pkAssetIndexContainer->GetValueCount()", kListFunction),
+                    ProcessError("pkContainer->GetInfoNumberList(tsNode.nChildFolderInfo, vecChildIndex)", kWalk)));
 }
 
 TEST(TraverseHostile, AFolderThatIsItsOwnChildIsAnErrorAndNoLoop)

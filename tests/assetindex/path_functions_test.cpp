@@ -198,6 +198,21 @@ TEST(ParseDir, ASlashAtTheFrontAloneGivesNone)
     EXPECT_EQ(0, nResult);
 }
 
+TEST(ParseDir, TheScanBeginsAtThePositionOfTheLength)
+{
+    const VOWCHAR* const pszPath = VOTEXT("a/b/c");
+    WideBuffer<> kDir;
+    EXPECT_EQ(1, Helper::ParseDir(kDir.szText, pszPath, 3));
+    EXPECT_EQ(VOWString(VOTEXT("a/b")), kDir.Text());
+    EXPECT_EQ(1, Helper::ParseDir(kDir.szText, pszPath, 2));
+    EXPECT_EQ(VOWString(VOTEXT("a")), kDir.Text());
+    EXPECT_EQ(1, Helper::ParseDir(kDir.szText, pszPath, 1));
+    EXPECT_EQ(VOWString(VOTEXT("a")), kDir.Text());
+    EXPECT_EQ(0, Helper::ParseDir(nullptr, pszPath, 0));
+    EXPECT_EQ(0, Helper::ParseDir(nullptr, VOTEXT("/a"), 0));
+    EXPECT_EQ(0, Helper::ParseDir(nullptr, pszPath, -1));
+}
+
 // ---------------------------------------------------------------------------------------------------------------------
 // ParseExtension
 // ---------------------------------------------------------------------------------------------------------------------

@@ -246,6 +246,46 @@ TEST(ReConstruct, ANullTargetIsLogged)
     EXPECT_TRUE(HasText(kLog.Lines(), kClass + "ReConstructContainer\n"));
 }
 
+struct OpenMembers : VOTSAssetNodeContainer
+{
+    using VOTSAssetNodeContainer::m_eAssetRole;
+    using VOTSAssetNodeContainer::m_hStrRootName;
+    using VOTSAssetNodeContainer::m_hStrRootPath;
+    using VOTSAssetNodeContainer::m_mapStringHandle2ParamIndex;
+    using VOTSAssetNodeContainer::m_mapTableStringHandle2ParamIndex;
+    using VOTSAssetNodeContainer::m_pkAssetIndexContainer;
+    using VOTSAssetNodeContainer::m_pkClassifyMgr;
+    using VOTSAssetNodeContainer::m_pkStringSet;
+    using VOTSAssetNodeContainer::m_tszRootName;
+    using VOTSAssetNodeContainer::m_tszRootPath;
+    using VOTSAssetNodeContainer::m_vecAssetNode;
+    using VOTSAssetNodeContainer::VOTSAssetNodeContainer;
+};
+
+TEST(ReConstruct, ADerivedClassSeesAnEmptyContainerWithTheRootInItsBuffers)
+{
+    VOTSAssetNodeContainer kSource(AR_Provider, VOTEXT("C:/Root"), VOTEXT("Name"));
+    OpenMembers kTarget(AR_Provider, VOTEXT("D:/A longer old root"), VOTEXT("A longer old name"));
+    AddLinked(kTarget, VOTEXT("a"), false, kNone);
+    EXPECT_EQ(1u, kTarget.m_vecAssetNode.Count());
+    EXPECT_EQ(1u, kTarget.m_mapStringHandle2ParamIndex.Count());
+    EXPECT_FALSE(ImageOf(kTarget).empty());
+    EXPECT_NE(INVALID_HANDLE_VALUE, kTarget.m_hStrRootPath);
+    EXPECT_NE(INVALID_HANDLE_VALUE, kTarget.m_hStrRootName);
+    ASSERT_NE(0, kSource.ReConstructContainer(&kTarget));
+    EXPECT_EQ(VOWString(VOTEXT("C:/Root")), ReadText(kTarget.m_tszRootPath));
+    EXPECT_EQ(VOWString(VOTEXT("Name")), ReadText(kTarget.m_tszRootName));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, kTarget.m_hStrRootPath);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, kTarget.m_hStrRootName);
+    EXPECT_EQ(AR_Provider, kTarget.m_eAssetRole);
+    EXPECT_EQ(0u, kTarget.m_vecAssetNode.Count());
+    EXPECT_EQ(0u, kTarget.m_mapStringHandle2ParamIndex.Count());
+    EXPECT_EQ(0u, kTarget.m_mapTableStringHandle2ParamIndex.Count());
+    EXPECT_NE(nullptr, kTarget.m_pkStringSet);
+    EXPECT_NE(nullptr, kTarget.m_pkAssetIndexContainer);
+    EXPECT_NE(nullptr, kTarget.m_pkClassifyMgr);
+}
+
 TEST(ReConstruct, OntoItselfDoesNoHarm)
 {
     VOTSAssetNodeContainer kContainer(AR_Provider, VOTEXT("C:/Root"), VOTEXT("Name"));

@@ -145,6 +145,49 @@ TEST(InspectorState, TheProtectedStepsDoTheSame)
     EXPECT_EQ(1, kReader.UnMappingView_UpdateState());
 }
 
+struct OpenMembers : VOTSFileMappingInspector
+{
+    using VOTSFileMappingInspector::m_eaf;
+    using VOTSFileMappingInspector::m_eSyncMode;
+    using VOTSFileMappingInspector::m_hMappingState;
+    using VOTSFileMappingInspector::m_pAssetNodeAlloc;
+    using VOTSFileMappingInspector::m_pkAssetNodeContainer;
+    using VOTSFileMappingInspector::m_pMappingState;
+    using VOTSFileMappingInspector::m_uUpdateCount;
+    using VOTSFileMappingInspector::VOTSFileMappingInspector;
+};
+
+TEST(InspectorState, ADerivedClassSeesImageAndCountComeAndGoTogether)
+{
+    Publisher kPublisher;
+    kPublisher.Publish(AF_SOURCE, SourceModel());
+    OpenMembers kReader(AF_SOURCE);
+    EXPECT_EQ(AF_SOURCE, kReader.m_eaf);
+    EXPECT_EQ(SM_ASYNC, kReader.m_eSyncMode.load());
+    ASSERT_NE(nullptr, kReader.m_pkAssetNodeContainer);
+    const auto ExpectNothing = [&kReader]
+    {
+        EXPECT_EQ(nullptr, kReader.m_pAssetNodeAlloc.load());
+        EXPECT_EQ(0u, kReader.m_uUpdateCount.load());
+        EXPECT_EQ(0u, kReader.m_pkAssetNodeContainer->GetAssetNodeCount());
+    };
+    EXPECT_EQ(nullptr, kReader.m_pMappingState.load());
+    EXPECT_EQ(nullptr, kReader.m_hMappingState.load());
+    ExpectNothing();
+    ASSERT_EQ(ET_NONE, kReader.OpenMappingState());
+    EXPECT_NE(nullptr, kReader.m_hMappingState.load());
+    ASSERT_NE(nullptr, kReader.m_pMappingState.load());
+    ExpectNothing();
+    ASSERT_EQ(ET_NONE, kReader.OpenMappingData());
+    EXPECT_NE(nullptr, kReader.m_pAssetNodeAlloc.load());
+    EXPECT_EQ(kReader.m_pMappingState.load()->arrStateInfo[AF_SOURCE].uUpdateCount, kReader.m_uUpdateCount.load());
+    EXPECT_EQ(11u, kReader.m_pkAssetNodeContainer->GetAssetNodeCount());
+    EXPECT_EQ(1, kReader.CloseMapping());
+    EXPECT_EQ(nullptr, kReader.m_pMappingState.load());
+    EXPECT_EQ(nullptr, kReader.m_hMappingState.load());
+    ExpectNothing();
+}
+
 // ---------------------------------------------------------------------------------------------------------------------
 // Loading
 // ---------------------------------------------------------------------------------------------------------------------

@@ -327,9 +327,25 @@ TEST(InspectorQuery, AParentOrAListThatIsNotThereIsLogged)
     EXPECT_NE(0u, kLog.Count());
     kLog.Clear();
     IDs vecIDs;
-    (void)kReader.GetAssetChildIndexList(9, 3, vecIDs);
+    EXPECT_EQ(1, kReader.GetAssetChildIndexList(9, 3, vecIDs));
     EXPECT_THAT(vecIDs, IsEmpty());
     EXPECT_NE(0u, kLog.Count());
+}
+
+TEST(InspectorQuery, TheListOfChildrenGoesOnWithTheFoldersWhereTheFilesCannotBeRead)
+{
+    ModelContainer kModel = SourceModel();
+    kModel.vecNodes[0].uFiles = 12345;
+    Publisher kPublisher;
+    kPublisher.Publish(AF_SOURCE, kModel);
+    ClosingInspector kReader;
+    kReader.Load();
+    LogCapture kLog;
+    IDs vecIDs;
+    EXPECT_EQ(1, kReader.GetAssetChildIndexList(0, 3, vecIDs));
+    EXPECT_THAT(vecIDs, ElementsAre(6, 9));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("uInfoID < m_pkAssetIndexContainer->GetValueCount()",
+                                                       "VOTSAssetNodeContainer::GetInfoNumberList")));
 }
 
 TEST(InspectorQuery, ChildrenAreCountedByKind)

@@ -13,6 +13,7 @@ TEST(SectionNames, EverySourceHasItsNameAndNoSourceHasNone)
     {
         EXPECT_EQ(VOWString(DataName(uSource)),
                   ReadText(ASSETNODE_MAPPING_VIEW_STRING(static_cast<enumAssetFrom>(uSource))));
+        EXPECT_EQ(VOWString(DataName(uSource)), ReadText(ASSETNODE_MAPPING_VIEW_STRING(uSource))) << "by its number";
     }
 }
 
