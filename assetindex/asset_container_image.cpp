@@ -5,7 +5,7 @@
 // docs/wire-formats.md has every byte.
 #include <memory>
 
-#include "assetindex/text_access.h"
+#include "containers/text_access.h"
 #include "containers/vots_number_container.h"
 #include "vots_asset_node_classify_manager.h"
 #include "vots_asset_node_container.h"

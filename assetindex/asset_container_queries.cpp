@@ -1,5 +1,5 @@
 // Rendering of paths, and the forwards to the child lists and the classify table.
-#include "assetindex/text_access.h"
+#include "containers/text_access.h"
 #include "containers/vots_number_container.h"
 #include "vots_asset_node_classify_manager.h"
 #include "vots_asset_node_container.h"

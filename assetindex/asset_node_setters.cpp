@@ -1,6 +1,6 @@
 // The setters of the node store. They write into a record of a Provider and touch nothing else: not the parent's
 // lists, not the index, not the key.
-#include "assetindex/text_access.h"
+#include "containers/text_access.h"
 #include "containers/vots_number_container.h"
 #include "vots_asset_node_container.h"
 
@@ -10,36 +10,6 @@ namespace
 using LUMTrayService::structAssetNode;
 
 constexpr unsigned int kNone = static_cast<unsigned int>(-1);
-
-// A copy of a text, which may be one of the pool's own: the pool moves its texts when it grows.
-class TextCopy
-{
-public:
-    TextCopy() = default;
-    TextCopy(const TextCopy&) = delete;
-    TextCopy& operator=(const TextCopy&) = delete;
-
-    const VOWCHAR* Take(const VOWCHAR* pszText)
-    {
-        if (!VOHasText(pszText))
-        {
-            return nullptr;
-        }
-        const size_t uUnits = static_cast<size_t>(lstrlenW(pszText)) + 1;
-        VOWCHAR* pszCopy = m_szShort;
-        if (uUnits > MAX_PATH)
-        {
-            m_strLong.resize(uUnits);
-            pszCopy = m_strLong.data();
-        }
-        memcpy(pszCopy, static_cast<const void*>(pszText), uUnits * sizeof(VOWCHAR));
-        return pszCopy;
-    }
-
-private:
-    VOWCHAR m_szShort[MAX_PATH];
-    VOWString m_strLong;
-};
 
 }  // namespace
 
@@ -81,8 +51,8 @@ int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const V
                                                   const VOWCHAR* szBaseName, const VOWCHAR* szExt)
 {
     int nResult = 0;
-    TextCopy kBaseName;
-    TextCopy kExt;
+    VOTextCopy kBaseName;
+    VOTextCopy kExt;
     struct
     {
         const VOWCHAR* pszText;

@@ -3,7 +3,7 @@
 // Order at each level: all files, then the folders; with recursion each folder is reported before its contents. The
 // levels are kept on a stack of their own, since trees may be deeper than a thread's stack. A sound tree has no more
 // children than nodes: a walk that would visit more follows links that point back, and ends with an error.
-#include "assetindex/text_access.h"
+#include "containers/text_access.h"
 #include "containers/vots_number_container.h"
 #include "vots_asset_node_container.h"
 #include "vots_asset_node_container_helper.h"

@@ -1,7 +1,7 @@
 // The path functions of VOTSAssetNodeContainerHelper.
 #include "assetindex/path_functions.h"
 
-#include "assetindex/text_access.h"
+#include "containers/text_access.h"
 #include "vots_asset_node_container_helper.h"
 
 namespace

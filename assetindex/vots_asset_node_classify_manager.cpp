@@ -2,7 +2,7 @@
 // its record, and from the hash of a folded extension to the record of the first type that lists it.
 #include "vots_asset_node_classify_manager.h"
 
-#include "assetindex/text_access.h"
+#include "containers/text_access.h"
 
 namespace
 {

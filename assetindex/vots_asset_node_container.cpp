@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "assetindex/path_functions.h"
-#include "assetindex/text_access.h"
+#include "containers/text_access.h"
 #include "containers/vots_number_container.h"
 #include "platform/vo_memory.h"
 #include "vots_asset_node_classify_manager.h"

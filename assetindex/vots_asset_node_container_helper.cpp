@@ -2,7 +2,7 @@
 // change; the one exception says so.
 #include "vots_asset_node_container_helper.h"
 
-#include "assetindex/text_access.h"
+#include "containers/text_access.h"
 #include "vots_asset_node_classify_manager.h"
 #include "vots_asset_node_container.h"
 

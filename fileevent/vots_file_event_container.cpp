@@ -7,6 +7,7 @@
 
 #include <memory>
 
+#include "containers/text_access.h"
 #include "diagnostics/check.h"
 #include "vots_file_event.h"
 
@@ -15,11 +16,6 @@ using LUMTrayService::structFileEventNode;
 
 namespace
 {
-
-bool HasText(const VOWCHAR* pszText)
-{
-    return pszText != nullptr && VOLoad<VOWCHAR>(pszText) != 0;
-}
 
 VOStringHashSet* NewPool(enumAssetRole eRole)
 {
@@ -72,22 +68,29 @@ int VOTSFileEventContainer::AppendEvent(const Info& info, unsigned long long ull
 {
     int nResult = 0;
     structFileEventNode node;
+    VOTextCopy kNewName;
+    VOTextCopy kPhysicPath;
+    const VOWCHAR* pszNewName = nullptr;
+    const VOWCHAR* pszPhysicPath = nullptr;
     VO_PROCESS_ERROR(m_pkStringSet);
     node.dwEventParam0 = info.dwEventParam0;
     node.dwEventParam1 = info.dwEventParam1;
     node.dwEventParam2 = info.dwEventParam2;
     node.ullTime = ullTime;
 
+    // Both may be texts of the pool, which the path moves.
+    pszNewName = kNewName.Take(info.pszNewName);
+    pszPhysicPath = kPhysicPath.Take(info.pszPhysicPath);
     node.hstrPath = m_pkStringSet->Insert(info.pszPath);
     VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != node.hstrPath);
-    if (HasText(info.pszNewName))
+    if (pszNewName != nullptr)
     {
-        node.hstrNewName = m_pkStringSet->Insert(info.pszNewName);
+        node.hstrNewName = m_pkStringSet->Insert(pszNewName);
         VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != node.hstrNewName);
     }
-    if (HasText(info.pszPhysicPath))
+    if (pszPhysicPath != nullptr)
     {
-        node.hstrPhysicPath = m_pkStringSet->Insert(info.pszPhysicPath);
+        node.hstrPhysicPath = m_pkStringSet->Insert(pszPhysicPath);
         VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != node.hstrPhysicPath);
     }
     VO_PROCESS_ERROR(m_vecFileEvent.PushBack(node));

@@ -1,5 +1,5 @@
 // The filtered walks of an inspector: a record on the caller's stack carries the filter through the container's walk.
-#include "assetindex/text_access.h"
+#include "containers/text_access.h"
 #include "diagnostics/check.h"
 #include "vots_asset_node_container_helper.h"
 #include "vots_file_mapping.h"

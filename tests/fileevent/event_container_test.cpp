@@ -174,6 +174,27 @@ TEST(AppendEvent, TakesTextsAtOddAddresses)
     EXPECT_EQ(votest::kInvalidHandle, Number(AllOf(kContainer)[0].hstrPhysicPath));
 }
 
+TEST(AppendEvent, TakesTextsOfThePoolItselfWhileThePoolGrows)
+{
+    VOTSFileEventContainer kContainer;
+    ASSERT_EQ(1, kContainer.AppendEvent({1, 2, 3, VOTEXT("path"), VOTEXT("new name"), VOTEXT("physic")}, 1));
+    for (int i = 0; i < 12; ++i)
+    {
+        std::vector<structFileEventNode> vecEvent;
+        ASSERT_EQ(1, kContainer.GetEvent(vecEvent, 1, 1));
+        // Each path is longer than all that the pool holds, and moves it.
+        const VOWString strPath(size_t{1000} << i, static_cast<VOWCHAR>('a' + i));
+        ASSERT_EQ(1, kContainer.AppendEvent({1, 2, 3, strPath.c_str(), kContainer.GetString(vecEvent[0].hstrNewName),
+                                             kContainer.GetString(vecEvent[0].hstrPhysicPath)},
+                                            2));
+        std::vector<structFileEventNode> vecLast;
+        kContainer.GetEvent(vecLast, 2, 2);
+        ASSERT_EQ(size_t(i) + 1, vecLast.size());
+        EXPECT_EQ(vecEvent[0].hstrNewName, vecLast.back().hstrNewName);
+        EXPECT_EQ(vecEvent[0].hstrPhysicPath, vecLast.back().hstrPhysicPath);
+    }
+}
+
 TEST(AppendEvent, TurnsAnAttachedImageIntoOwnMemory)
 {
     const EventModel kSample = SampleModel();
