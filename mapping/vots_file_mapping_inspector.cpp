@@ -206,7 +206,6 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     if (kSection.Open(ASSETNODE_MAPPING_VIEW_STRING(m_eaf), FILE_MAP_READ))
     {
         pbImage = _LoadImage(kSection.pvView, kSection.Size(), uImageSize);
-        m_pAssetNodeAlloc = reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage);
     }
     if (pbImage == nullptr)
     {
@@ -216,7 +215,9 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     kReading.TakeBack();
 
     // The count is taken anew: a publisher doesn't move it while a reader is inside.
+    // Before the image, so that whoever asks meanwhile doesn't find an image with an old count.
     m_uUpdateCount = VOSharedWord(pStateInfo->uUpdateCount);
+    m_pAssetNodeAlloc = reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage);
     if (!m_pkAssetNodeContainer->SetAlloc(m_pAssetNodeAlloc, 0, uImageSize))
     {
         VO_PROCESS_ERROR(FALSE);
