@@ -1,4 +1,4 @@
-// A directory of the test's own in the system's place for temporary files, removed with everything in it at the end.
+// Files and folders with stated sizes and times, in a temporary folder.
 #pragma once
 
 #include <chrono>
@@ -7,7 +7,7 @@
 #include <string>
 
 #include "assetindex/asset_test_tools.h"
-#include "platform/vo_process.h"
+#include "tests/support/temporary_folder.h"
 
 namespace assettest
 {
@@ -15,32 +15,10 @@ namespace assettest
 class TemporaryTree
 {
 public:
-    TemporaryTree()
-    {
-        static unsigned int s_uCount = 0;
-        m_kRoot = std::filesystem::temp_directory_path() /
-                  ("vobase_assetindex_" + std::to_string(VOProcessId()) + "_" + std::to_string(s_uCount++));
-        std::filesystem::remove_all(m_kRoot);
-        std::filesystem::create_directories(m_kRoot);
-    }
-    ~TemporaryTree()
-    {
-        // Read-only files can't be removed on every system.
-        std::error_code kIgnored;
-        for (const auto& rkEntry : std::filesystem::recursive_directory_iterator(m_kRoot, kIgnored))
-        {
-            std::filesystem::permissions(rkEntry.path(), std::filesystem::perms::owner_all,
-                                         std::filesystem::perm_options::add, kIgnored);
-        }
-        std::filesystem::remove_all(m_kRoot, kIgnored);
-    }
-    TemporaryTree(const TemporaryTree&) = delete;
-    TemporaryTree& operator=(const TemporaryTree&) = delete;
-
-    std::filesystem::path At(const std::string& strRelative) const { return m_kRoot / strRelative; }
+    std::filesystem::path At(const std::string& strRelative) const { return m_kFolder.Path() / strRelative; }
 
     // The root as a container takes it.
-    VOWString Root() const { return Wide(m_kRoot.generic_string()); }
+    VOWString Root() const { return Wide(m_kFolder.Path().generic_string()); }
     VOWString Path(const std::string& strRelative) const { return Root() + VOTEXT('/') + Wide(strRelative); }
 
     void MakeFolder(const std::string& strRelative) const { std::filesystem::create_directories(At(strRelative)); }
@@ -68,7 +46,7 @@ public:
     }
 
 private:
-    std::filesystem::path m_kRoot;
+    votest::TemporaryFolder m_kFolder;
 };
 
 }  // namespace assettest

@@ -190,8 +190,8 @@ TEST(AppendEvent, TakesTextsOfThePoolItselfWhileThePoolGrows)
         std::vector<structFileEventNode> vecLast;
         kContainer.GetEvent(vecLast, 2, 2);
         ASSERT_EQ(size_t(i) + 1, vecLast.size());
-        EXPECT_EQ(vecEvent[0].hstrNewName, vecLast.back().hstrNewName);
-        EXPECT_EQ(vecEvent[0].hstrPhysicPath, vecLast.back().hstrPhysicPath);
+        EXPECT_TRUE(vecEvent[0].hstrNewName == vecLast.back().hstrNewName);
+        EXPECT_TRUE(vecEvent[0].hstrPhysicPath == vecLast.back().hstrPhysicPath);
     }
 }
 

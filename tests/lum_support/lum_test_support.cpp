@@ -45,28 +45,14 @@ std::string NarrowPath(const fs::path& kPath)
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder()
-{
-    static unsigned s_uNext = 0;
-    m_kPath =
-        fs::temp_directory_path() / ("lum-test-" + std::to_string(VOProcessId()) + "-" + std::to_string(s_uNext++));
-    fs::create_directories(m_kPath);
-}
-
-TemporaryFolder::~TemporaryFolder()
-{
-    std::error_code kIgnored;
-    fs::remove_all(m_kPath, kIgnored);
-}
-
 std::string TemporaryFolder::Name(std::string_view strRelative) const
 {
-    return NarrowPath(strRelative.empty() ? m_kPath : m_kPath / std::u8string(strRelative.begin(), strRelative.end()));
+    return NarrowPath(strRelative.empty() ? Path() : Path() / std::u8string(strRelative.begin(), strRelative.end()));
 }
 
 std::string TemporaryFolder::Write(std::string_view strRelative, std::string_view strContent) const
 {
-    const fs::path kFile = m_kPath / std::u8string(strRelative.begin(), strRelative.end());
+    const fs::path kFile = Path() / std::u8string(strRelative.begin(), strRelative.end());
     fs::create_directories(kFile.parent_path());
     WriteWholeFile(kFile, strContent);
     return Name(strRelative);

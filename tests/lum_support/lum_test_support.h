@@ -12,27 +12,17 @@
 #include <vector>
 
 #include "tests/lum_support/lum_process.h"
+#include "tests/support/temporary_folder.h"
 #include "vo_types.h"
 
-// A directory of one test, removed with everything in it.
-class TemporaryFolder
+class TemporaryFolder : public votest::TemporaryFolder
 {
 public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    const std::filesystem::path& Path() const { return m_kPath; }
-
     // The path of something in it, for a command line.
     std::string Name(std::string_view strRelative = "") const;
 
     // Writes a file, and the folders it lies in. Gives its path for a command line.
     std::string Write(std::string_view strRelative, std::string_view strContent) const;
-
-private:
-    std::filesystem::path m_kPath;
 };
 
 std::string ReadWholeFile(const std::filesystem::path& kFile);

@@ -16,6 +16,7 @@
 #include "platform/vo_platform.h"
 #include "platform/vo_process.h"
 #include "platform/vo_section_publisher.h"
+#include "tests/support/temporary_folder.h"
 
 namespace
 {
@@ -349,8 +350,8 @@ TEST(FailingInstanceLock, IsHeldOrFree)
 
 TEST(FailingListing, IsCompleteOrSaysWhy)
 {
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("vobase_faults_" + std::to_string(VOProcessId()));
+    const votest::TemporaryFolder temporary;
+    const std::filesystem::path& folder = temporary.Path();
     std::filesystem::create_directories(folder / "sub");
     std::filesystem::create_directories(folder / "other");
     std::vector<VODirectoryEntry> vecEntries;
@@ -381,7 +382,6 @@ TEST(FailingListing, IsCompleteOrSaysWhy)
     round.fnBody = [&] { return _wfindfirst64i32((folder / "sub").string<VOWCHAR>().c_str(), &found) != -1; };
     round.fnAfter = [](bool bDone) { EXPECT_TRUE(bDone || errno == ENOENT); };
     EXPECT_EQ(VO_SYSTEM_CALLS_HAVE_FAULT_POINTS, FailEachOnce(round) > 0);
-    std::filesystem::remove_all(folder);
 }
 
 TEST(FailingStream, StaysOpen)

@@ -15,6 +15,7 @@
 #include "platform/vo_platform.h"
 #include "platform/vo_process.h"
 #include "platform/vo_section_publisher.h"
+#include "tests/support/temporary_folder.h"
 
 // A text of ASCII characters in 16-bit units.
 inline VOWString Wide(std::string_view strText)
@@ -99,23 +100,11 @@ public:
     InvalidParameterHandler& operator=(const InvalidParameterHandler&) = delete;
 };
 
-// A folder that is removed with all it holds.
-class TemporaryFolder
+class TemporaryFolder : public votest::TemporaryFolder
 {
 public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    const std::filesystem::path& Path() const { return m_path; }
-    VOWString Text() const { return m_path.string<VOWCHAR>(); }
-
     // Writes a file of so many bytes and gives its path.
     std::filesystem::path WriteFile(std::string_view strName, size_t uBytes = 0) const;
-
-private:
-    std::filesystem::path m_path;
 };
 
 // Makes and removes a folder whose path may be longer than MAX_PATH.

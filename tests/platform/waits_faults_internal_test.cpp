@@ -40,22 +40,9 @@ size_t CountEntries(const char* pszFolder)
     return static_cast<size_t>(std::distance(fs::directory_iterator(pszFolder), fs::directory_iterator()));
 }
 
-class FaultFolder
+class FaultFolder : public votest::TemporaryFolder
 {
 public:
-    explicit FaultFolder(const std::string& strSuffix = "")
-        : m_path(fs::temp_directory_path() / ("vobase_watch_faults_" + std::to_string(VOProcessId()) + strSuffix))
-    {
-        fs::remove_all(m_path);
-        fs::create_directories(m_path);
-    }
-    ~FaultFolder() { fs::remove_all(m_path); }
-    FaultFolder(const FaultFolder&) = delete;
-    FaultFolder& operator=(const FaultFolder&) = delete;
-
-    const fs::path& Path() const { return m_path; }
-    VOWString Text() const { return m_path.string<VOWCHAR>(); }
-
     size_t CountUnwatched() const
     {
         size_t uCount = 999;
@@ -63,9 +50,6 @@ public:
         EXPECT_TRUE(VOCountUnwatchedDirectories(Text(), &uCount, &error));
         return uCount;
     }
-
-private:
-    fs::path m_path;
 };
 }  // namespace
 
@@ -166,7 +150,7 @@ TEST(FailingDirectoryChanges, EndAReadWithoutRecordsWhenALaterDirectoryMeetsTheL
     ASSERT_TRUE(reader.Begin());
     {
         const Failing failing("inotify.watch", 1, true);
-        const FaultFolder elsewhere("_elsewhere");
+        const FaultFolder elsewhere;
         fs::create_directories(elsewhere.Path() / "a" / "gone");
         fs::rename(elsewhere.Path() / "a", folder.Path() / "a");
         while (!reader.IsLost())

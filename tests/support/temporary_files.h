@@ -6,39 +6,15 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/vo_process.h"
+#include "support/temporary_folder.h"
 
 namespace votest
 {
 class TemporaryFiles
 {
 public:
-    TemporaryFiles()
-    {
-        static int s_nNumber = 0;
-        m_path = std::filesystem::temp_directory_path() /
-                 ("vobase_files_" + std::to_string(VOProcessId()) + "_" + std::to_string(++s_nNumber));
-        std::filesystem::remove_all(m_path);
-        std::filesystem::create_directories(m_path);
-    }
-    ~TemporaryFiles()
-    {
-        // What can't be reached, because its path is too long for the system, is left.
-        std::error_code error;
-        std::filesystem::recursive_directory_iterator iterEntry(m_path, error);
-        for (; !error && iterEntry != std::filesystem::recursive_directory_iterator(); iterEntry.increment(error))
-        {
-            std::error_code ignored;
-            std::filesystem::permissions(iterEntry->path(), std::filesystem::perms::owner_write,
-                                         std::filesystem::perm_options::add, ignored);
-        }
-        std::filesystem::remove_all(m_path, error);
-    }
-    TemporaryFiles(const TemporaryFiles&) = delete;
-    TemporaryFiles& operator=(const TemporaryFiles&) = delete;
-
-    std::string Path(const std::string& strName) const { return (m_path / strName).generic_string(); }
-    const std::filesystem::path& Folder() const { return m_path; }
+    std::string Path(const std::string& strName) const { return (Folder() / strName).generic_string(); }
+    const std::filesystem::path& Folder() const { return m_folder.Path(); }
 
     // Writes a file and gives its path.
     std::string Write(const std::string& strName, const std::string& strBytes) const
@@ -85,6 +61,6 @@ public:
     }
 
 private:
-    std::filesystem::path m_path;
+    TemporaryFolder m_folder;
 };
 }  // namespace votest
