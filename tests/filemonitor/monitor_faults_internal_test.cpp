@@ -32,7 +32,7 @@ protected:
         }
     }
 
-    const TemporaryFolder m_kFolder;
+    const TemporaryFolder m_kFolder{};
     OpenMonitor m_kMonitor;
 };
 
