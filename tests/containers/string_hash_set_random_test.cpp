@@ -135,7 +135,7 @@ TEST(StringHashSetRandom, AnswersAsTheModelWhenItKeepsTexts)
 {
     for (uint64_t ullSeed = 1; ullSeed <= 4; ++ullSeed)
     {
-        RunOperations(ullSeed, VOStringHashSet::SHM_HashAndString, 5000);
+        ASSERT_NO_FATAL_FAILURE(RunOperations(ullSeed, VOStringHashSet::SHM_HashAndString, 5000));
     }
 }
 
@@ -143,7 +143,7 @@ TEST(StringHashSetRandom, AnswersAsTheModelWhenItKeepsHashesOnly)
 {
     for (uint64_t ullSeed = 11; ullSeed <= 12; ++ullSeed)
     {
-        RunOperations(ullSeed, VOStringHashSet::SHM_HashOnly, 5000);
+        ASSERT_NO_FATAL_FAILURE(RunOperations(ullSeed, VOStringHashSet::SHM_HashOnly, 5000));
     }
 }
 

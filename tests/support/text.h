@@ -30,7 +30,7 @@ inline VOWString Wide(std::string_view strText)
     return VOWString(strText.begin(), strText.end());
 }
 
-// For messages: ASCII as it is, other units as \uXXXX.
+// For messages: ASCII as it is, other units as "\u" and four hexadecimal digits.
 inline std::string Shown(const VOWString& strText)
 {
     static const char s_szDigit[] = "0123456789ABCDEF";
