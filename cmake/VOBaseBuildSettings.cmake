@@ -1,31 +1,65 @@
-# Compiler settings that every target of this tree shares.
-set(CMAKE_CXX_STANDARD 20)
+# Compiler settings that every target of this tree shares. Nothing here reaches the project that this one is part of.
+if(NOT CMAKE_CXX_STANDARD OR CMAKE_CXX_STANDARD LESS 20)
+  set(CMAKE_CXX_STANDARD 20)
+endif()
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+if(PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+  set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+  if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+  endif()
 endif()
 
-find_program(VOBASE_CCACHE ccache)
-if(VOBASE_CCACHE)
-  # Without the sloppiness nothing that uses a precompiled header is cached. With the base directory, what one checkout
-  # compiled is there for the next one.
-  set(CMAKE_C_COMPILER_LAUNCHER ${VOBASE_CCACHE})
-  set(CMAKE_CXX_COMPILER_LAUNCHER
-    ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
-    ${VOBASE_CCACHE})
+# Sources that are compiled together read their headers once, which is most of the work. The project's own native build
+# compiles each source of the library and the tool alone, so that each proves to include what it uses.
+set(unity_default ON)
+if(VOBASE_DEVELOPER)
+  set(unity_default OFF)
 endif()
+option(VOBASE_UNITY "Compile the sources of a folder together" ${unity_default})
 
+# vobase_join(TARGET): the sources of each folder become one translation unit, where that is wanted.
+function(vobase_join target)
+  if(NOT VOBASE_UNITY)
+    return()
+  endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    cmake_path(GET source PARENT_PATH folder)
+    cmake_path(GET folder FILENAME group)
+    set_source_files_properties(${source} PROPERTIES UNITY_GROUP "${group}")
+  endforeach()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # The compiler takes a joined file for a header, in which a nameless namespace would be a mistake.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  endif()
+endfunction()
+
+if(VOBASE_DEVELOPER)
+  find_program(VOBASE_CCACHE ccache)
+  if(VOBASE_CCACHE)
+    # Without the sloppiness nothing that uses a precompiled header is cached. With the base directory, what one
+    # checkout compiled is there for the next one.
+    set(CMAKE_C_COMPILER_LAUNCHER ${VOBASE_CCACHE})
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+      ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}
+      CCACHE_NOHASHDIR=1 ${VOBASE_CCACHE})
+  endif()
+  if(MSVC)
+    add_compile_options(/W4 /WX)
+  else()
+    add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wundef -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+  endif()
+endif()
 if(MSVC)
-  add_compile_options(/W4 /WX /utf-8)
-else()
-  add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wundef -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+  add_compile_options(/utf-8)
 endif()
 
 if(VOBASE_SANITIZE)

@@ -1,5 +1,5 @@
-# The library itself: one set of sources, built as the shared library that users link, as a static one for the tests
-# that look at what the shared library doesn't export, and as the plain form that the benchmarks compare with.
+# The library itself. Its sources are compiled once; the objects make the library that users link, shared or static,
+# and the archive for the tests that look at what the shared library doesn't export.
 set(VOBASE_SUBSYSTEMS diagnostics containers assetindex mapping fileevent filemonitor config utility)
 set(VOBASE_SOURCES)
 foreach(subsystem IN LISTS VOBASE_SUBSYSTEMS)
@@ -9,30 +9,50 @@ endforeach()
 
 find_package(LZO REQUIRED)
 
-function(vobase_library_settings target platform)
+function(vobase_library_settings target)
   target_include_directories(${target}
-    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/vobase>
-    PRIVATE ${PROJECT_SOURCE_DIR})
+    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/vobase>)
   target_compile_features(${target} PUBLIC cxx_std_20)
-  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:${platform}> $<BUILD_INTERFACE:LZO::LZO>)
 endfunction()
 
-add_library(VOBaseX64 SHARED ${VOBASE_SOURCES})
-add_library(VOBaseX64::VOBaseX64 ALIAS VOBaseX64)
-vobase_library_settings(VOBaseX64 vo_platform)
-target_compile_definitions(VOBaseX64 PRIVATE VOBASE_BUILD)
+add_library(vobase_objects OBJECT ${VOBASE_SOURCES})
+vobase_library_settings(vobase_objects)
+target_link_libraries(vobase_objects PRIVATE vo_platform LZO::LZO)
+target_compile_definitions(vobase_objects PRIVATE $<IF:$<BOOL:${BUILD_SHARED_LIBS}>,VOBASE_BUILD,VOBASE_STATIC>)
+vobase_join(vobase_objects)
+set_source_files_properties(${PROJECT_SOURCE_DIR}/containers/vo_string_hash_set_customer.cpp ${PROJECT_SOURCE_DIR}/assetindex/asset_node_setters.cpp ${PROJECT_SOURCE_DIR}/diagnostics/stack_walker.cpp ${PROJECT_SOURCE_DIR}/config/z_ini_file.cpp ${PROJECT_SOURCE_DIR}/fileevent/detect_thread.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+# A benchmark links another one of it in front of the rest.
+set_source_files_properties(${PROJECT_SOURCE_DIR}/containers/ordered_index.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 
-# Calls inside the library go straight to their target, as they do in a DLL.
-if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang" AND NOT WIN32)
-  target_compile_options(VOBaseX64 PRIVATE -fno-semantic-interposition)
-  target_link_options(VOBaseX64 PRIVATE -Wl,-Bsymbolic-functions)
+add_library(VOBaseX64 $<TARGET_OBJECTS:vobase_objects>)
+add_library(VOBaseX64::VOBaseX64 ALIAS VOBaseX64)
+vobase_library_settings(VOBaseX64)
+set_target_properties(VOBaseX64 PROPERTIES LINKER_LANGUAGE CXX)
+if(BUILD_SHARED_LIBS)
+  target_link_libraries(VOBaseX64 PRIVATE vo_platform LZO::LZO)
+  # Calls inside the library go straight to their target, as they do in a DLL.
+  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang" AND NOT WIN32)
+    target_compile_options(vobase_objects PRIVATE -fno-semantic-interposition)
+    target_link_options(VOBaseX64 PRIVATE -Wl,-Bsymbolic-functions)
+  endif()
+else()
+  # The platform layer goes into the archive; what lies below it is the user's to link, and both packages name it.
+  target_sources(VOBaseX64 PRIVATE $<TARGET_OBJECTS:vo_platform_objects>)
+  target_compile_definitions(VOBaseX64 INTERFACE VOBASE_STATIC)
+  target_link_libraries(VOBaseX64 PUBLIC LZO::LZO Threads::Threads ${VOBASE_PLATFORM_LIBRARIES})
 endif()
 
-add_library(vobase_static STATIC EXCLUDE_FROM_ALL ${VOBASE_SOURCES})
-vobase_library_settings(vobase_static vo_platform_faulty)
-target_compile_definitions(vobase_static PUBLIC VOBASE_STATIC)
+# Before 1.0 a new minor version may change the interface, and the file's name says so.
+set(VOBASE_INTERFACE_VERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+set_target_properties(VOBaseX64 PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${VOBASE_INTERFACE_VERSION})
+if(WIN32 AND BUILD_SHARED_LIBS)
+  # Programs ask for VOBaseX64.dll by exactly this name.
+  set_target_properties(VOBaseX64 PROPERTIES PREFIX "")
+endif()
 
-# The Provider's maps on std::map.
-add_library(vobase_std_map STATIC EXCLUDE_FROM_ALL ${VOBASE_SOURCES})
-vobase_library_settings(vobase_std_map vo_platform)
-target_compile_definitions(vobase_std_map PUBLIC VOBASE_STATIC PRIVATE VOBASE_STD_MAP_INDEX)
+# For the tests that look inside; they choose the platform layer, which may be the one that can be told to fail.
+add_library(vobase_static STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:vobase_objects>)
+vobase_library_settings(vobase_static)
+set_target_properties(vobase_static PROPERTIES LINKER_LANGUAGE CXX)
+target_link_libraries(vobase_static PUBLIC LZO::LZO)
+target_compile_definitions(vobase_static PUBLIC VOBASE_STATIC)

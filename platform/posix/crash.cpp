@@ -24,14 +24,14 @@ constexpr int kSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 // The handler needs little, and a signal's own record of all registers a few kilobytes.
 constexpr size_t kHandlerStack = 64 * 1024;
 
-enum Phase : uint32_t
+enum CrashPhase : uint32_t
 {
-    PHASE_NONE = 0,
-    PHASE_ASKED = 1,
-    PHASE_DONE = 2
+    CRASH_NONE = 0,
+    CRASH_ASKED = 1,
+    CRASH_DONE = 2
 };
 
-std::atomic<uint32_t> s_uPhase{PHASE_NONE};
+std::atomic<uint32_t> s_uCrashPhase{CRASH_NONE};
 std::atomic<pid_t> s_nCrashed{0};  // the first thread that crashed
 std::atomic<pid_t> s_nReporter{0};
 std::atomic<int> s_nSignal{0};
@@ -41,7 +41,7 @@ static_assert(std::atomic<pid_t>::is_always_lock_free, "a signal handler uses it
 // Written before the phase is.
 pid_t s_nProcess = 0;
 siginfo_t s_info;
-CONTEXT s_context;
+CONTEXT s_crash_context;
 VOCrashReport s_pfnReport = nullptr;
 
 pid_t ThisThread()
@@ -88,7 +88,7 @@ void Describe(const siginfo_t& rkInfo, VOCrash* pCrash)
         (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s", Meaning(rkInfo.si_signo));
     }
     pCrash->uThreadId = static_cast<uint32_t>(s_nCrashed.load());
-    pCrash->pContext = &s_context;
+    pCrash->pContext = &s_crash_context;
 }
 
 void UnblockCrashSignals()
@@ -106,16 +106,16 @@ void* ReporterThread(void*)
 {
     VOCrash crash = {};
     s_nReporter.store(ThisThread());
-    while (s_uPhase.load() != PHASE_ASKED)
+    while (s_uCrashPhase.load() != CRASH_ASKED)
     {
-        FutexWait(s_uPhase, PHASE_NONE, nullptr);
+        FutexWait(s_uCrashPhase, CRASH_NONE, nullptr);
     }
     // From here on a crash is one of the report.
     UnblockCrashSignals();
     Describe(s_info, &crash);
     s_pfnReport(crash);
-    s_uPhase.store(PHASE_DONE);
-    FutexWakeAll(s_uPhase);
+    s_uCrashPhase.store(CRASH_DONE);
+    FutexWakeAll(s_uCrashPhase);
     return nullptr;
 }
 
@@ -148,15 +148,15 @@ void MakeReport(const siginfo_t* pInfo, const void* pvContext)
 {
     s_info = *pInfo;
     s_nSignal.store(pInfo->si_signo);
-    VOContextOfFault(pvContext, &s_context);
-    s_uPhase.store(PHASE_ASKED);
-    FutexWakeAll(s_uPhase);
+    VOContextOfFault(pvContext, &s_crash_context);
+    s_uCrashPhase.store(CRASH_ASKED);
+    FutexWakeAll(s_uCrashPhase);
     const Deadline deadline(s_uMilliseconds.load());
-    while (s_uPhase.load() != PHASE_DONE && !deadline.IsOver())
+    while (s_uCrashPhase.load() != CRASH_DONE && !deadline.IsOver())
     {
-        FutexWait(s_uPhase, PHASE_ASKED, deadline.Get());
+        FutexWait(s_uCrashPhase, CRASH_ASKED, deadline.Get());
     }
-    if (s_uPhase.load() != PHASE_DONE)
+    if (s_uCrashPhase.load() != CRASH_DONE)
     {
         VOWriteErrorText("(the report takes too long and is given up)\n");
     }

@@ -6,7 +6,6 @@
 
 namespace
 {
-constexpr size_t STRSAFE_MAX_CCH = 0x7FFFFFFF;
 
 // The target text: keeps what fits and notes that something didn't.
 class Output

@@ -11,7 +11,6 @@
 
 namespace
 {
-constexpr size_t STRSAFE_MAX_CCH = 0x7FFFFFFF;
 
 // The C library's Unicode mappings without the program's locale: a locale object of our own, made once and never freed.
 locale_t UnicodeLocale()

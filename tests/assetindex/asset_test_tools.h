@@ -49,6 +49,14 @@ typedef std::vector<unsigned int> IDs;
 
 constexpr unsigned int kNone = 0xFFFFFFFFu;
 
+inline const VOWCHAR* const kpszRoot = VOTEXT("C:/Root");
+
+// What the container's check lines name.
+inline const std::string kClass = "VOTSAssetNodeContainer::";
+inline const std::string kBadID = "uAssetID < m_vecAssetNode.Count()";
+inline const std::string kRole = "LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole";
+inline const std::string kState = "param.dwParamState != AssetParamState::APS_Deleted";
+
 inline bool HasLine(const Lines& rkLines, const std::string& strLine)
 {
     for (const std::string& strOne : rkLines)

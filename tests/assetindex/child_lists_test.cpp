@@ -6,10 +6,7 @@ namespace
 using namespace assettest;
 using LUMTrayService::AR_Customer;
 
-const std::string kClass = "VOTSAssetNodeContainer::";
-const std::string kBadID = "uAssetID < m_vecAssetNode.Count()";
 const std::string kBadChild = "uChildIndex < m_vecAssetNode.Count()";
-const std::string kRole = "LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole";
 
 // Node 0 is a folder; 1 to 4 are files, 5 to 7 folders, none of them linked.
 struct Nodes

@@ -38,7 +38,7 @@ Bytes ModelImage(const std::vector<ModelType>& rkTypes)
     return kModel.ClassifyImage();
 }
 
-Bytes ImageOf(const VOTSAssetNodeClassifyManager& rkManager)
+Bytes TableImageOf(const VOTSAssetNodeClassifyManager& rkManager)
 {
     ClassifyImage* pAlloc = rkManager.GetAlloc();
     if (pAlloc == nullptr)
@@ -101,7 +101,7 @@ void QueryAll(const VOTSAssetNodeClassifyManager& rkManager)
 TEST(ClassifyImage, AnEmptyTableGivesAnImageOf32BytesThatLoads)
 {
     VOTSAssetNodeClassifyManager kEmpty;
-    const Bytes vecImage = ImageOf(kEmpty);
+    const Bytes vecImage = TableImageOf(kEmpty);
     EXPECT_TRUE(
         SameBytes(votest::FromHex("00000000 14000000 7665722E312E3000 00000000 00000000 00000000 00000000"), vecImage));
 
@@ -135,14 +135,14 @@ TEST(ClassifyImage, OneTypeIsWrittenByteForByte)
                                       "00000000 00000000 # tails\n")
                                   .Result();
     ASSERT_EQ(344u, vecExpected.size());
-    EXPECT_TRUE(SameBytes(vecExpected, ImageOf(kManager)));
+    EXPECT_TRUE(SameBytes(vecExpected, TableImageOf(kManager)));
 }
 
 TEST(ClassifyImage, TypesAreWrittenInTheOrderOfInsertion)
 {
     VOTSAssetNodeClassifyManager kManager;
     Fill(kManager, SomeTypes());
-    EXPECT_TRUE(SameBytes(ModelImage(SomeTypes()), ImageOf(kManager)));
+    EXPECT_TRUE(SameBytes(ModelImage(SomeTypes()), TableImageOf(kManager)));
 }
 
 TEST(ClassifyImage, TheContainersWayToMeasureItIsTheInnerBlockPlus12)
@@ -150,7 +150,7 @@ TEST(ClassifyImage, TheContainersWayToMeasureItIsTheInnerBlockPlus12)
     VOTSAssetNodeClassifyManager kManager;
     Fill(kManager, SomeTypes());
     EXPECT_EQ(32u + 312u * 3, kManager.AllocSize());
-    EXPECT_EQ(ReadU32(ImageOf(kManager), 4) + 12ull, kManager.AllocSize());
+    EXPECT_EQ(ReadU32(TableImageOf(kManager), 4) + 12ull, kManager.AllocSize());
 }
 
 TEST(ClassifyImage, ItLoadsAtEveryMisalignmentCopiedAndInPlace)
@@ -165,7 +165,7 @@ TEST(ClassifyImage, ItLoadsAtEveryMisalignmentCopiedAndInPlace)
             LogCapture kLog;
             ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), bCopy));
             ExpectTypes(kManager, SomeTypes());
-            EXPECT_TRUE(SameBytes(vecImage, ImageOf(kManager)));
+            EXPECT_TRUE(SameBytes(vecImage, TableImageOf(kManager)));
             EXPECT_THAT(kLog.Lines(), IsEmpty());
             EXPECT_TRUE(SameBytes(vecImage, kImage.Current())) << "the image was written to";
         }
@@ -317,7 +317,7 @@ TEST(ClassifyImage, AnotherVersionInTheInnerBlockLeavesTheTableEmpty)
         int nType = 0;
         EXPECT_EQ(0, kManager.GetClassifyTypeByName(VOTEXT("Model"), nType));
         EXPECT_EQ(0, kManager.GetClassifyTypeByExtension(VOTEXT("mdl"), nType));
-        EXPECT_EQ(32u, ImageOf(kManager).size());
+        EXPECT_EQ(32u, TableImageOf(kManager).size());
     }
 }
 

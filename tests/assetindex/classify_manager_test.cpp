@@ -6,7 +6,7 @@ namespace
 {
 using namespace assettest;
 
-const std::string kClass = "VOTSAssetNodeClassifyManager::";
+const std::string kManagerClass = "VOTSAssetNodeClassifyManager::";
 
 class OpenClassify : public VOTSAssetNodeClassifyManager
 {
@@ -15,7 +15,7 @@ public:
     using VOTSAssetNodeClassifyManager::ExtensionStringEnable;
 };
 
-Color ColorOf(unsigned int uValue)
+Color Paint(unsigned int uValue)
 {
     Color kColor;
     kColor.uValue = uValue;
@@ -24,7 +24,7 @@ Color ColorOf(unsigned int uValue)
 
 int Insert(VOTSAssetNodeClassifyManager& rkManager, int nType, const VOWString& strName, const VOWString& strExtensions)
 {
-    return rkManager.InsertClassifyType(nType, strName.c_str(), strExtensions.c_str(), ColorOf(1), ColorOf(2));
+    return rkManager.InsertClassifyType(nType, strName.c_str(), strExtensions.c_str(), Paint(1), Paint(2));
 }
 
 // The type of an extension; -77 for a miss.
@@ -93,7 +93,7 @@ TEST(ClassifyManager, AnEmptyOrMissingNameOrListIsRefusedWithALogLine)
         EXPECT_EQ(0, kManager.InsertClassifyType(1, pszName, pszList, Color(), Color())) << nCase;
         ASSERT_EQ(1u, kLog.Count()) << nCase;
         EXPECT_EQ(0u, kLog.Lines()[0].find("VO_PROCESS_ERROR(")) << kLog.Lines()[0];
-        EXPECT_TRUE(HasText(kLog.Lines(), kClass + "InsertClassifyType\n"));
+        EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "InsertClassifyType\n"));
     }
     EXPECT_NE(0, Insert(kManager, 1, VOTEXT("name"), VOTEXT("list")));
 }
@@ -238,7 +238,7 @@ TEST(ClassifyManager, AnEmptyOrMissingExtensionIsLogged)
         EXPECT_EQ(123, nType);
         ASSERT_EQ(1u, kLog.Count());
         EXPECT_TRUE(HasText(kLog.Lines(), "VO_PROCESS_ERROR("));
-        EXPECT_TRUE(HasText(kLog.Lines(), kClass + "GetClassifyTypeByExtension\n"));
+        EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "GetClassifyTypeByExtension\n"));
     }
 }
 
@@ -276,13 +276,13 @@ TEST(ClassifyManager, AMissingNameIsLogged)
     EXPECT_EQ(123, nType);
     ASSERT_EQ(1u, kLog.Count());
     EXPECT_TRUE(HasText(kLog.Lines(), "VO_PROCESS_ERROR("));
-    EXPECT_TRUE(HasText(kLog.Lines(), kClass + "GetClassifyTypeByName\n"));
+    EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "GetClassifyTypeByName\n"));
 }
 
 TEST(ClassifyManager, TheFirstColourIsTheTypesAndTheSecondItsBackground)
 {
     VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, kManager.InsertClassifyType(3, VOTEXT("t"), VOTEXT("e"), ColorOf(0x11223344), ColorOf(0xAABBCCDD)));
+    ASSERT_NE(0, kManager.InsertClassifyType(3, VOTEXT("t"), VOTEXT("e"), Paint(0x11223344), Paint(0xAABBCCDD)));
     Color kColor;
     ASSERT_NE(0, kManager.GetClassifyTypeColor(3, kColor));
     EXPECT_EQ(0x11223344u, kColor.uValue);
@@ -296,7 +296,7 @@ TEST(ClassifyManager, AnUnknownTypeIsASilentMissInAllFourQueries)
     ASSERT_NE(0, Insert(kManager, 3, VOTEXT("t"), VOTEXT("e")));
     LogCapture kLog;
     WideBuffer<LENGTH_OF_EXTENSIONS> kText;
-    Color kColor = ColorOf(42);
+    Color kColor = Paint(42);
     EXPECT_EQ(0, kManager.GetClassifyName(4, kText.szText));
     EXPECT_EQ(0, kManager.GetClassifyExtensions(4, kText.szText));
     EXPECT_EQ(0, kManager.GetClassifyTypeColor(4, kColor));
@@ -313,11 +313,11 @@ TEST(ClassifyManager, AMissingResultBufferIsLogged)
     LogCapture kLog;
     EXPECT_EQ(0, kManager.GetClassifyName(3, nullptr));
     EXPECT_EQ(1u, kLog.Count());
-    EXPECT_TRUE(HasText(kLog.Lines(), kClass + "GetClassifyName\n"));
+    EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "GetClassifyName\n"));
     kLog.Clear();
     EXPECT_EQ(0, kManager.GetClassifyExtensions(3, nullptr));
     EXPECT_EQ(1u, kLog.Count());
-    EXPECT_TRUE(HasText(kLog.Lines(), kClass + "GetClassifyExtensions\n"));
+    EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "GetClassifyExtensions\n"));
 }
 
 TEST(ClassifyManager, CleanUpEmptiesTheTableAndItsNumbersAndNamesAreFreeAgain)
@@ -340,10 +340,10 @@ TEST(ClassifyManager, ManyTypesKeepTheirNamesListsAndColours)
     for (int i = 0; i < 300; ++i)
     {
         const VOWString strNumber = Wide(std::to_string(i));
-        ASSERT_NE(0, kManager.InsertClassifyType(1000 - 3 * i, (VOTEXT("name") + strNumber).c_str(),
-                                                 (VOTEXT("e") + strNumber + VOTEXT("|x") + strNumber).c_str(),
-                                                 ColorOf(static_cast<unsigned>(i)),
-                                                 ColorOf(static_cast<unsigned>(i) + 1000)));
+        ASSERT_NE(0,
+                  kManager.InsertClassifyType(1000 - 3 * i, (VOTEXT("name") + strNumber).c_str(),
+                                              (VOTEXT("e") + strNumber + VOTEXT("|x") + strNumber).c_str(),
+                                              Paint(static_cast<unsigned>(i)), Paint(static_cast<unsigned>(i) + 1000)));
     }
     ASSERT_NE(0, kManager.BuildUpExtensionsHash());
     for (int i = 0; i < 300; ++i)
@@ -433,7 +433,7 @@ TEST(ExtensionStringEnable, MissingArgumentsAreLogged)
     EXPECT_EQ(1u, kLog.Count());
     EXPECT_EQ(0, kManager.ExtensionStringEnable(VOTEXT("png"), nullptr));
     EXPECT_EQ(2u, kLog.Count());
-    EXPECT_TRUE(HasText(kLog.Lines(), kClass + "ExtensionStringEnable\n"));
+    EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "ExtensionStringEnable\n"));
 }
 
 TEST(ExtensionStringEnable, AnEmptyExtensionOrListIsNotFound)

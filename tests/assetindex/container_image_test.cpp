@@ -7,7 +7,6 @@ using namespace assettest;
 using LUMTrayService::AR_Customer;
 using LUMTrayService::AR_Provider;
 
-const VOWCHAR* const kpszRoot = VOTEXT("C:/Root");
 const VOWCHAR* const kpszRootName = VOTEXT("Root Name");
 
 TEST(ContainerImage, AnEmptyContainerIsWrittenByteForByte)

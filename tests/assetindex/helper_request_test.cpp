@@ -10,7 +10,7 @@ using namespace assettest;
 using namespace LUMTrayService;
 typedef VOTSAssetNodeContainerHelper Helper;
 
-const std::string kClass = "VOTSAssetNodeContainerHelper::";
+const std::string kHelperClass = "VOTSAssetNodeContainerHelper::";
 
 // A provider over a temporary directory that knows the extensions txt and b, and b.c.
 struct Fixture
@@ -104,7 +104,7 @@ TEST(LocalNode, AnExtensionThatNoTypeListsFailsAndLeavesTheNodeUnfinished)
     LogCapture kLog;
     kFixture.Local(VOTEXT("Dir/a.unknown"), 0, 0);
     EXPECT_TRUE(HasLine(kLog.Lines(), ProcessError("pkContainer->GetClassifyTypeByExtension(pszExt, nClassifyType)",
-                                                   kClass + "SetAssetNodeClassifyType")));
+                                                   kHelperClass + "SetAssetNodeClassifyType")));
     structAssetNode tsNode;
     ASSERT_NE(0, kFixture.kContainer.FindAssetNode(VOTEXT("dir/a.unknown"), tsNode));
     EXPECT_EQ(-1, tsNode.nClassifyType);
@@ -212,8 +212,8 @@ TEST(LocalNode, WithoutARootTheAttributesFailAndTheNodeStays)
     structAssetNode tsNode;
     LogCapture kLog;
     EXPECT_EQ(0, Helper::RequestLocalAssetNode(tsNode, &kContainer, AF_SOURCE, VOTEXT("a"), 0));
-    EXPECT_TRUE(
-        HasLine(kLog.Lines(), ProcessError("pszFromDir && *pszFromDir", kClass + "SetAssetNodeLocalFileAttribute")));
+    EXPECT_TRUE(HasLine(kLog.Lines(),
+                        ProcessError("pszFromDir && *pszFromDir", kHelperClass + "SetAssetNodeLocalFileAttribute")));
     EXPECT_EQ(0u, FoundID(kContainer, VOTEXT("a")));
 }
 
@@ -382,13 +382,13 @@ TEST(HelperSteps, EachRefusesANullContainer)
     EXPECT_EQ(0, Helper::SetAssetNodeClassifyType(tsNode, nullptr));
     EXPECT_EQ(0, Helper::SetAssetNodeLocalFileAttribute(tsNode, nullptr, AF_SOURCE, VOTEXT("p")));
     EXPECT_EQ(0, Helper::SetAssetNodePakFileAttribute(tsNode, nullptr, CacheNode()));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pkContainer", kClass + "SetAssetNodeAssetFrom"),
-                                          ProcessError("pkContainer", kClass + "SetAssetNodeAssetMergeSign"),
-                                          ProcessError("pkContainer", kClass + "SetAssetNodePhysicsPath"),
-                                          ProcessError("pkContainer", kClass + "SetAssetNodeStripPath"),
-                                          ProcessError("pkContainer", kClass + "SetAssetNodeClassifyType"),
-                                          ProcessError("pkContainer", kClass + "SetAssetNodeLocalFileAttribute"),
-                                          ProcessError("pikContainer", kClass + "SetAssetNodePakFileAttribute")));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pkContainer", kHelperClass + "SetAssetNodeAssetFrom"),
+                                          ProcessError("pkContainer", kHelperClass + "SetAssetNodeAssetMergeSign"),
+                                          ProcessError("pkContainer", kHelperClass + "SetAssetNodePhysicsPath"),
+                                          ProcessError("pkContainer", kHelperClass + "SetAssetNodeStripPath"),
+                                          ProcessError("pkContainer", kHelperClass + "SetAssetNodeClassifyType"),
+                                          ProcessError("pkContainer", kHelperClass + "SetAssetNodeLocalFileAttribute"),
+                                          ProcessError("pikContainer", kHelperClass + "SetAssetNodePakFileAttribute")));
 }
 
 TEST(HelperSteps, TextsThatAreNeededAreChecked)
@@ -402,10 +402,11 @@ TEST(HelperSteps, TextsThatAreNeededAreChecked)
         EXPECT_EQ(0, Helper::SetAssetNodePhysicsPath(tsNode, &kFixture.kContainer, pszText));
         EXPECT_EQ(0, Helper::SetAssetNodeStripPath(tsNode, &kFixture.kContainer, pszText));
         EXPECT_EQ(0, Helper::SetAssetNodeLocalFileAttribute(tsNode, &kFixture.kContainer, AF_SOURCE, pszText));
-        EXPECT_THAT(kLog.Lines(),
-                    ElementsAre(ProcessError("pszPhysicsPath && *pszPhysicsPath", kClass + "SetAssetNodePhysicsPath"),
-                                ProcessError("pszPath && *pszPath", kClass + "SetAssetNodeStripPath"),
-                                ProcessError("pszPath && *pszPath", kClass + "SetAssetNodeLocalFileAttribute")));
+        EXPECT_THAT(
+            kLog.Lines(),
+            ElementsAre(ProcessError("pszPhysicsPath && *pszPhysicsPath", kHelperClass + "SetAssetNodePhysicsPath"),
+                        ProcessError("pszPath && *pszPath", kHelperClass + "SetAssetNodeStripPath"),
+                        ProcessError("pszPath && *pszPath", kHelperClass + "SetAssetNodeLocalFileAttribute")));
     }
 }
 
@@ -449,7 +450,7 @@ TEST(HelperSteps, AnExtensionHandleWithoutATextIsLogged)
     tsNode.hStrExtension = HandleOf(KeyOf(kFixture.kContainer, 0));
     LogCapture kLog;
     EXPECT_EQ(0, Helper::SetAssetNodeClassifyType(tsNode, &kFixture.kContainer));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pszExt", kClass + "SetAssetNodeClassifyType")));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pszExt", kHelperClass + "SetAssetNodeClassifyType")));
 }
 
 TEST(FileAttribute, OfAFileAreItsSizeTimesAndFlagsAndTheRestIsZeroNotDefault)

@@ -9,11 +9,6 @@ using namespace assettest;
 using LUMTrayService::AF_TARGET;
 using LUMTrayService::AR_Customer;
 
-const std::string kClass = "VOTSAssetNodeContainer::";
-const std::string kBadID = "uAssetID < m_vecAssetNode.Count()";
-const std::string kRole = "LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole";
-const std::string kState = "param.dwParamState != AssetParamState::APS_Deleted";
-
 struct Setter
 {
     const char* pszName;

@@ -8,11 +8,6 @@ using namespace assettest;
 using LUMTrayService::AR_Customer;
 using LUMTrayService::AR_Provider;
 
-const std::string kClass = "VOTSAssetNodeContainer::";
-const std::string kBadID = "uAssetID < m_vecAssetNode.Count()";
-const std::string kRole = "LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole";
-const std::string kState = "param.dwParamState != AssetParamState::APS_Deleted";
-
 // ---------------------------------------------------------------------------------------------------------------------
 // Construction
 // ---------------------------------------------------------------------------------------------------------------------

@@ -7,8 +7,6 @@ using namespace assettest;
 using LUMTrayService::AR_Customer;
 using LUMTrayService::AR_Provider;
 
-const std::string kClass = "VOTSAssetNodeContainer::";
-
 // A provider with one node whose three name parts are as given.
 struct OneNode
 {

@@ -10,8 +10,6 @@ using namespace assettest;
 using LUMTrayService::AR_Customer;
 using LUMTrayService::AR_Provider;
 
-const VOWCHAR* const kpszRoot = VOTEXT("C:/Root");
-
 class RandomRun
 {
 public:

@@ -6,15 +6,14 @@ namespace
 using namespace assettest;
 using LUMTrayService::AR_Customer;
 
-const std::string kClass = "VOTSAssetNodeContainer::";
 const std::string kMiss = ProcessError("cIter != m_mapStringHandle2ParamIndex.end()", kClass + "RemoveAssetNode");
 
 // top(0): f1(1) f2(2) f3(3), d1(4): d1/x(5); d2(6): d2/y(7)
-struct Tree
+struct SmallTree
 {
     VOTSAssetNodeContainer kContainer;
 
-    Tree()
+    SmallTree()
     {
         AddLinked(kContainer, VOTEXT("top"), true, kNone);
         AddLinked(kContainer, VOTEXT("top/f1"), false, 0);
@@ -50,7 +49,7 @@ struct Tree
 
 TEST(RemoveNode, AFolderTakesItsSubtreeWithIt)
 {
-    Tree kTree;
+    SmallTree kTree;
     LogCapture kLog;
     EXPECT_EQ(1, kTree.kContainer.RemoveAssetNode(0u));
     EXPECT_THAT(kLog.Lines(), IsEmpty());
@@ -64,7 +63,7 @@ TEST(RemoveNode, AFolderTakesItsSubtreeWithIt)
 
 TEST(RemoveNode, OfAnInnerFolderTheRestStays)
 {
-    Tree kTree;
+    SmallTree kTree;
     EXPECT_EQ(1, kTree.kContainer.RemoveAssetNode(4u));
     EXPECT_THAT(kTree.Removed(), ElementsAre(4, 5));
     EXPECT_THAT(FoldersOf(kTree.kContainer, 0), ElementsAre(6));
@@ -74,7 +73,7 @@ TEST(RemoveNode, OfAnInnerFolderTheRestStays)
 
 TEST(RemoveNode, TheRecordKeepsEverythingButItsState)
 {
-    Tree kTree;
+    SmallTree kTree;
     const Bytes vecBefore = BytesOf(NodeOf(kTree.kContainer, 4));
     const unsigned long long ullKey = KeyOf(kTree.kContainer, 4);
     ASSERT_EQ(1, kTree.kContainer.RemoveAssetNode(4u));
@@ -85,7 +84,7 @@ TEST(RemoveNode, TheRecordKeepsEverythingButItsState)
 
 TEST(RemoveNode, TheListsOfARemovedFolderHoldOnlyHoles)
 {
-    Tree kTree;
+    SmallTree kTree;
     ASSERT_EQ(1, kTree.kContainer.RemoveAssetNode(0u));
     EXPECT_THAT(FilesOf(kTree.kContainer, 0), IsEmpty());
     EXPECT_THAT(FoldersOf(kTree.kContainer, 0), IsEmpty());
@@ -94,7 +93,7 @@ TEST(RemoveNode, TheListsOfARemovedFolderHoldOnlyHoles)
 
 TEST(RemoveNode, ThePathRequestedAgainIsANewNode)
 {
-    Tree kTree;
+    SmallTree kTree;
     ASSERT_EQ(1, kTree.kContainer.RemoveAssetNode(1u));
     EXPECT_EQ(8u, kTree.kContainer.GetAssetNodeCount());
     EXPECT_EQ(8u, NewNode(kTree.kContainer, VOTEXT("top/f1")));
@@ -106,7 +105,7 @@ TEST(RemoveNode, ThePathRequestedAgainIsANewNode)
 
 TEST(RemoveNode, ASecondTimeFailsAndIsLogged)
 {
-    Tree kTree;
+    SmallTree kTree;
     ASSERT_EQ(1, kTree.kContainer.RemoveAssetNode(1u));
     LogCapture kLog;
     EXPECT_EQ(0, kTree.kContainer.RemoveAssetNode(1u));
@@ -115,7 +114,7 @@ TEST(RemoveNode, ASecondTimeFailsAndIsLogged)
 
 TEST(RemoveNode, ByPathItDoesTheSame)
 {
-    Tree kTree;
+    SmallTree kTree;
     LogCapture kLog;
     EXPECT_EQ(1, kTree.kContainer.RemoveAssetNode(VOTEXT("TOP\\D1")));
     EXPECT_THAT(kLog.Lines(), IsEmpty());
@@ -124,7 +123,7 @@ TEST(RemoveNode, ByPathItDoesTheSame)
 
 TEST(RemoveNode, ByAPathThatIsNotThereFailsAndIsLogged)
 {
-    Tree kTree;
+    SmallTree kTree;
     LogCapture kLog;
     EXPECT_EQ(0, kTree.kContainer.RemoveAssetNode(VOTEXT("top/none")));
     EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("FindAssetNode(pszPath, tsNode)", kClass + "RemoveAssetNode")));
@@ -133,7 +132,7 @@ TEST(RemoveNode, ByAPathThatIsNotThereFailsAndIsLogged)
 
 TEST(RemoveNode, ANodeWithoutAParentTouchesNoList)
 {
-    Tree kTree;
+    SmallTree kTree;
     ASSERT_NE(0, kTree.kContainer.SetAssetNodeParentIndex(1, kNone));
     EXPECT_EQ(1, kTree.kContainer.RemoveAssetNode(1u));
     EXPECT_THAT(FilesOf(kTree.kContainer, 0), ElementsAre(1, 2, 3));
@@ -181,7 +180,7 @@ TEST(RemoveNode, AnInfoIdOfNoListFailsAndIsLogged)
 
 TEST(RemoveNode, AFailureInTheFilesStopsAtOnceAndLeavesWhatWasRemoved)
 {
-    Tree kTree;
+    SmallTree kTree;
     kTree.Break(2);
     LogCapture kLog;
     EXPECT_EQ(0, kTree.kContainer.RemoveAssetNode(0u));
@@ -193,13 +192,13 @@ TEST(RemoveNode, AFailureInTheFilesStopsAtOnceAndLeavesWhatWasRemoved)
 TEST(RemoveNode, AFailureIsLoggedByTheNodeItBefellAndByEveryFolderAbove)
 {
     const std::string strAbove = ProcessError("RemoveAssetNode(vecChildIndex[i])", kClass + "RemoveAssetNode");
-    Tree kTree;
+    SmallTree kTree;
     kTree.Break(5);
     LogCapture kLog;
     EXPECT_EQ(0, kTree.kContainer.RemoveAssetNode(0u));
     EXPECT_THAT(kLog.Lines(), ElementsAre(kMiss, strAbove, strAbove));
 
-    Tree kOther;
+    SmallTree kOther;
     ASSERT_NE(0, kOther.kContainer.SetAssetNodeChildIndex(4, kNone, 12345u));
     kLog.Clear();
     EXPECT_EQ(0, kOther.kContainer.RemoveAssetNode(0u));
@@ -211,7 +210,7 @@ TEST(RemoveNode, AFailureIsLoggedByTheNodeItBefellAndByEveryFolderAbove)
 
 TEST(RemoveNode, FilesGoBeforeFoldersAndEachFolderWithAllThatIsInIt)
 {
-    Tree kTree;
+    SmallTree kTree;
     kTree.Break(5);
     LogCapture kLog;
     EXPECT_EQ(0, kTree.kContainer.RemoveAssetNode(0u));
@@ -223,7 +222,7 @@ TEST(RemoveNode, FilesGoBeforeFoldersAndEachFolderWithAllThatIsInIt)
 
 TEST(RemoveNode, ALinkThatPointsBackIsAnErrorAndNoLoop)
 {
-    Tree kTree;
+    SmallTree kTree;
     // top is a child of d1 as well.
     ASSERT_NE(0, kTree.kContainer.InsertAssetNodeChildIndex(4, 0));
     LogCapture kLog;
@@ -245,7 +244,7 @@ TEST(RemoveNode, ANodeThatIsItsOwnChildIsAnError)
 
 TEST(RemoveNode, AChildThatStandsInTwoListsIsAnErrorTheSecondTime)
 {
-    Tree kTree;
+    SmallTree kTree;
     ASSERT_NE(0, kTree.kContainer.InsertAssetNodeChildIndex(6, 5));
     LogCapture kLog;
     EXPECT_EQ(0, kTree.kContainer.RemoveAssetNode(0u));
@@ -271,7 +270,7 @@ TEST(RemoveNode, AChildIdOfNoNodeIsAnError)
 
 TEST(RemoveNode, ABadIdAndACustomerAreRefused)
 {
-    Tree kTree;
+    SmallTree kTree;
     LogCapture kLog;
     EXPECT_EQ(0, kTree.kContainer.RemoveAssetNode(8u));
     EXPECT_THAT(kLog.Lines(),

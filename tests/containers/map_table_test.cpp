@@ -75,7 +75,7 @@ Bytes TakeTable(VOMapTableAlloc* pAlloc)
 }
 
 template <typename T>
-bool Set(T& rkTable, const MisalignedBlock& rkImage, int bCopy)
+bool LoadTable(T& rkTable, const MisalignedBlock& rkImage, int bCopy)
 {
     return rkTable.SetAlloc(rkImage.As<const VOMapTableAlloc>(), bCopy, rkImage.Size());
 }
@@ -136,7 +136,7 @@ TEST(MapTable, OfAnEmptyMapHasOneFreeSlotAndAnImageOf56Bytes)
 
     const MisalignedBlock kImage(vecExpected, 1);
     Table kTable;
-    ASSERT_TRUE(Set(kTable, kImage, 0));
+    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
     EXPECT_EQ(1u, kTable.SlotCount());
     EXPECT_EQ(0u, kTable.Count());
     Table::Iterator kIterator;
@@ -180,8 +180,8 @@ TEST(MapTable, IsReadInPlaceAtEveryMisalignmentWithBothKindsOfKey)
             const MisalignedBlock kIndexImage(FromHex(kFiveIndexElements), uMisalignment);
             Table kTable;
             IndexTable kIndexTable;
-            ASSERT_TRUE(Set(kTable, kImage, bCopy));
-            ASSERT_TRUE(Set(kIndexTable, kIndexImage, bCopy));
+            ASSERT_TRUE(LoadTable(kTable, kImage, bCopy));
+            ASSERT_TRUE(LoadTable(kIndexTable, kIndexImage, bCopy));
             EXPECT_EQ(5u, kTable.Count());
             for (const unsigned int uKey : {2u, 5u, 8u, 10u, 18u})
             {
@@ -214,7 +214,7 @@ TEST(MapTable, AKeyThatWasNeverEnteredIsNotFoundAndTheProbeEndsAtAFreeSlot)
     Bytes vecImage = FromHex(kFiveElements);
     const MisalignedBlock kImage(vecImage, 1);
     Table kTable;
-    ASSERT_TRUE(Set(kTable, kImage, 0));
+    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
     Table::Iterator kIterator;
     EXPECT_FALSE(kTable.Find(26, kIterator));
     EXPECT_FALSE(kTable.Find(3, kIterator));
@@ -223,7 +223,7 @@ TEST(MapTable, AKeyThatWasNeverEnteredIsNotFoundAndTheProbeEndsAtAFreeSlot)
     WriteU32(vecImage, 32 + 4 * 16, 26);
     WriteU32(vecImage, 32 + 4 * 16 + 12, 1);
     const MisalignedBlock kBehind(vecImage, 1);
-    ASSERT_TRUE(Set(kTable, kBehind, 1));
+    ASSERT_TRUE(LoadTable(kTable, kBehind, 1));
     EXPECT_FALSE(kTable.Find(26, kIterator));
 }
 
@@ -237,7 +237,7 @@ TEST(MapTable, AProbeOfAFullTableEndsWhenItIsBackAtTheHomeSlot)
     }
     const MisalignedBlock kImage(vecImage, 1);
     Table kTable;
-    ASSERT_TRUE(Set(kTable, kImage, 0));
+    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
     Table::Iterator kIterator;
     EXPECT_FALSE(kTable.Find(26, kIterator));
     EXPECT_TRUE(Has(kTable, 18));
@@ -276,14 +276,14 @@ TEST(MapTable, AReExportedTableSaysItsSlotCountWhereAProvidersSaysItsElements)
     Bytes vecExpected = FromHex(kFiveElements);
     const MisalignedBlock kImage(vecExpected, 1);
     Table kTable;
-    ASSERT_TRUE(Set(kTable, kImage, 0));
+    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
     EXPECT_EQ(5u, kTable.Count());
     WriteU32(vecExpected, 8, 8);
     const Bytes vecAgain = TakeTable(kTable.GetAlloc());
     EXPECT_TRUE(SameBytes(vecExpected, vecAgain));
 
     const MisalignedBlock kAgain(vecAgain, 1);
-    ASSERT_TRUE(Set(kTable, kAgain, 1));
+    ASSERT_TRUE(LoadTable(kTable, kAgain, 1));
     EXPECT_EQ(8u, kTable.Count());
 }
 
@@ -293,7 +293,7 @@ TEST(MapTable, CleanUpSetsTheCountToZeroAndReleasesTheSlots)
     for (const int bCopy : {0, 1})
     {
         Table kTable;
-        ASSERT_TRUE(Set(kTable, kImage, bCopy));
+        ASSERT_TRUE(LoadTable(kTable, kImage, bCopy));
         EXPECT_TRUE(kTable.CleanUp());
         EXPECT_EQ(0u, kTable.Count());
         EXPECT_EQ(0u, kTable.SlotCount());
@@ -312,8 +312,8 @@ TEST(MapTable, AnImageWithAWrongVersionAtEitherHeadIsRefusedAndTheTableUntouched
             vecImage[uHead + uByte] ^= 4;
             const MisalignedBlock kImage(vecImage);
             Table kTable(FirstKeys(2));
-            EXPECT_FALSE(Set(kTable, kImage, 1));
-            EXPECT_FALSE(Set(kTable, kImage, 0));
+            EXPECT_FALSE(LoadTable(kTable, kImage, 1));
+            EXPECT_FALSE(LoadTable(kTable, kImage, 0));
             EXPECT_EQ(2u, kTable.Count());
             EXPECT_EQ(4u, kTable.SlotCount());
         }
@@ -329,8 +329,8 @@ TEST(MapTable, AByteSizeThatIsNot16TimesTheSlotCountIsRefused)
         WriteU32(vecImage, uOffset, uValue);
         const MisalignedBlock kImage(vecImage);
         Table kTable;
-        EXPECT_FALSE(Set(kTable, kImage, 1));
-        EXPECT_FALSE(Set(kTable, kImage, 0));
+        EXPECT_FALSE(LoadTable(kTable, kImage, 1));
+        EXPECT_FALSE(LoadTable(kTable, kImage, 0));
         EXPECT_FALSE(kTable.SetAlloc(nullptr, 1));
         EXPECT_EQ(0u, kTable.Count());
     }
@@ -342,7 +342,7 @@ TEST(MapTable, TheSizeOfTheSlotImageIsNotLookedAt)
     WriteU32(vecImage, 12, 3);
     const MisalignedBlock kImage(vecImage);
     Table kTable;
-    EXPECT_TRUE(Set(kTable, kImage, 1));
+    EXPECT_TRUE(LoadTable(kTable, kImage, 1));
     EXPECT_TRUE(Has(kTable, 18));
 }
 
@@ -352,7 +352,7 @@ TEST(MapTable, TheElementCountIsTakenAsTheImageSaysIt)
     WriteU32(vecImage, 8, 4711);
     const MisalignedBlock kImage(vecImage);
     Table kTable;
-    EXPECT_TRUE(Set(kTable, kImage, 0));
+    EXPECT_TRUE(LoadTable(kTable, kImage, 0));
     EXPECT_EQ(4711u, kTable.Count());
 }
 
@@ -366,7 +366,7 @@ TEST(MapTable, ATableWhoseSlotCountIsNoPowerOfTwoIsSearchedWithoutLeavingIt)
     }
     const MisalignedBlock kImage(TableImage(3, kSlots.Result()), 1);
     Table kTable;
-    ASSERT_TRUE(Set(kTable, kImage, 0));
+    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
     for (unsigned int uKey = 0; uKey < 200; ++uKey)
     {
         Table::Iterator kIterator;
@@ -413,7 +413,7 @@ TEST(MapTable, RandomMapsOfManySizesBecomeTheReferenceTable)
 
         const MisalignedBlock kImage(vecImage, kRandom.Below(16));
         Table kTable;
-        ASSERT_TRUE(Set(kTable, kImage, i % 2));
+        ASSERT_TRUE(LoadTable(kTable, kImage, i % 2));
         ASSERT_EQ(mapKeys.size(), kTable.Count());
         for (const auto& [uKey, ullValue] : mapKeys)
         {

@@ -15,8 +15,8 @@ namespace
 {
 typedef std::vector<unsigned int> Numbers;
 
-constexpr unsigned int kEnd = 0xFFFFFFFFu;
-constexpr unsigned int kHole = 0xFFFFFFFEu;
+constexpr unsigned int kListEnd = 0xFFFFFFFFu;
+constexpr unsigned int kListHole = 0xFFFFFFFEu;
 
 std::string Line(const char* pszExpression, const char* pszFunction)
 {
@@ -37,13 +37,13 @@ Numbers ListOf(const VOTSNumberContainer& rkNumbers, unsigned int uIndex)
     return vecNumber;
 }
 
-Bytes ImageOf(const VOTSNumberContainer& rkNumbers)
+Bytes NumberImageOf(const VOTSNumberContainer& rkNumbers)
 {
     unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(rkNumbers.GetAlloc());
     return TakeBytes(pbAlloc, pbAlloc == nullptr ? 0 : ReadU32(CopyBytes(pbAlloc, 8), 4) + 12);
 }
 
-int Set(VOTSNumberContainer& rkNumbers, const MisalignedBlock& rkImage, int bCopy)
+int SetNumbers(VOTSNumberContainer& rkNumbers, const MisalignedBlock& rkImage, int bCopy)
 {
     return rkNumbers.SetAlloc(rkImage.As<VOTSNumberContainer::NumberAlloc>(), bCopy, rkImage.Size());
 }
@@ -51,7 +51,7 @@ int Set(VOTSNumberContainer& rkNumbers, const MisalignedBlock& rkImage, int bCop
 // The array as the image shows it.
 Numbers ArrayOf(const VOTSNumberContainer& rkNumbers)
 {
-    const Bytes vecImage = ImageOf(rkNumbers);
+    const Bytes vecImage = NumberImageOf(rkNumbers);
     Numbers vecNumber;
     for (size_t uAt = 8; uAt + 4 < vecImage.size(); uAt += 4)
     {
@@ -69,7 +69,7 @@ TEST(NumberContainer, AnEmptyListHasAnIndexAndNoNumbers)
     EXPECT_EQ(1, kNumbers.GetNumberCount(0, uCount));
     EXPECT_EQ(0u, uCount);
     EXPECT_EQ(Numbers(), ListOf(kNumbers, 0));
-    EXPECT_EQ((Numbers{kEnd}), ArrayOf(kNumbers));
+    EXPECT_EQ((Numbers{kListEnd}), ArrayOf(kNumbers));
 }
 
 TEST(NumberContainer, ListsLieBackToBackEachWithItsTerminator)
@@ -78,7 +78,7 @@ TEST(NumberContainer, ListsLieBackToBackEachWithItsTerminator)
     EXPECT_EQ(0u, Add(kNumbers, {1, 2, 3}));
     EXPECT_EQ(4u, Add(kNumbers, {}));
     EXPECT_EQ(5u, Add(kNumbers, {7}));
-    EXPECT_EQ((Numbers{1, 2, 3, kEnd, kEnd, 7, kEnd}), ArrayOf(kNumbers));
+    EXPECT_EQ((Numbers{1, 2, 3, kListEnd, kListEnd, 7, kListEnd}), ArrayOf(kNumbers));
     EXPECT_EQ(7u, kNumbers.GetValueCount());
     EXPECT_EQ((Numbers{1, 2, 3}), ListOf(kNumbers, 0));
     EXPECT_EQ((Numbers{7}), ListOf(kNumbers, 5));
@@ -119,7 +119,7 @@ TEST(NumberContainer, RemovingANumberLeavesAHoleThatReadersSkip)
     Add(kNumbers, {1, 2, 3});
     EXPECT_EQ(1, kNumbers.RemoveNumber(0, 2));
     EXPECT_EQ((Numbers{1, 3}), ListOf(kNumbers, 0));
-    EXPECT_EQ((Numbers{1, kHole, 3, kEnd}), ArrayOf(kNumbers));
+    EXPECT_EQ((Numbers{1, kListHole, 3, kListEnd}), ArrayOf(kNumbers));
     unsigned int uCount = 0;
     EXPECT_EQ(1, kNumbers.GetNumberCount(0, uCount));
     EXPECT_EQ(2u, uCount);
@@ -160,7 +160,7 @@ TEST(NumberContainer, InsertingAFurtherNumberMovesTheListToTheEnd)
     EXPECT_EQ(1, kNumbers.InsertNumber(0, 4, uResult));
     EXPECT_EQ(6u, uResult);
     EXPECT_EQ((Numbers{1, 2, 3, 4}), ListOf(kNumbers, uResult));
-    EXPECT_EQ((Numbers{1, 2, 3, kEnd, 8, kEnd, 1, 2, 3, 4, kEnd}), ArrayOf(kNumbers));
+    EXPECT_EQ((Numbers{1, 2, 3, kListEnd, 8, kListEnd, 1, 2, 3, 4, kListEnd}), ArrayOf(kNumbers));
 }
 
 TEST(NumberContainer, InsertingANumberThatIsThereMovesAShortenedList)
@@ -204,7 +204,7 @@ TEST(NumberContainer, InsertingAtTheCountIsRefusedWithALogLine)
     EXPECT_EQ(0, kNumbers.InsertNumber(2, 5, uResult));
     EXPECT_EQ(std::vector<std::string>{Line("uIndex < m_uCount", "InsertNumber")}, kLog.Lines());
     EXPECT_EQ(77u, uResult);
-    EXPECT_EQ((Numbers{1, kEnd}), ArrayOf(kNumbers));
+    EXPECT_EQ((Numbers{1, kListEnd}), ArrayOf(kNumbers));
 }
 
 TEST(NumberContainer, EveryListFunctionRefusesAnIndexAtTheCountWithItsLogLine)
@@ -274,7 +274,7 @@ TEST(NumberContainer, RemovingANumberThatIsNotThereSucceeds)
     Add(kNumbers, {1, 2});
     Add(kNumbers, {5});
     EXPECT_EQ(1, kNumbers.RemoveNumber(0, 5));
-    EXPECT_EQ((Numbers{1, 2, kEnd, 5, kEnd}), ArrayOf(kNumbers));
+    EXPECT_EQ((Numbers{1, 2, kListEnd, 5, kListEnd}), ArrayOf(kNumbers));
 }
 
 TEST(NumberContainer, OnlyTheFirstOfEqualNumbersIsRemoved)
@@ -315,7 +315,7 @@ TEST(NumberContainer, OrdinaryWorkLogsNothing)
     kNumbers.InsertNumber(0, 3, uResult);
     kNumbers.RemoveNumber(uResult, 9);
     ListOf(kNumbers, uResult);
-    ImageOf(kNumbers);
+    NumberImageOf(kNumbers);
     kNumbers.ShrinkToFit();
     kNumbers.CleanUp();
     EXPECT_EQ(0u, kLog.Count());
@@ -331,19 +331,19 @@ TEST(NumberImage, ItsBytesAreExactlyTheFormats)
         05 00 00 00  14 00 00 00
         01 00 00 00  01 02 03 04  fe ff ff ff  ff ff ff ff  ff ff ff ff
         00 00 00 00)");
-    EXPECT_TRUE(SameBytes(vecExpected, ImageOf(kNumbers)));
+    EXPECT_TRUE(SameBytes(vecExpected, NumberImageOf(kNumbers)));
     EXPECT_EQ(vecExpected.size(), kNumbers.AllocSize());
 }
 
 TEST(NumberImage, OfNoNumbersIs12BytesAndLoadingItLeavesTheContainerEmpty)
 {
     VOTSNumberContainer kNumbers;
-    EXPECT_TRUE(SameBytes(Bytes(12, 0), ImageOf(kNumbers)));
+    EXPECT_TRUE(SameBytes(Bytes(12, 0), NumberImageOf(kNumbers)));
     Add(kNumbers, {1});
     const MisalignedBlock kImage(Bytes(12, 0), 1);
     for (const int bCopy : {1, 0})
     {
-        EXPECT_EQ(1, Set(kNumbers, kImage, bCopy));
+        EXPECT_EQ(1, SetNumbers(kNumbers, kImage, bCopy));
         EXPECT_EQ(0u, kNumbers.GetValueCount());
     }
     EXPECT_EQ(0u, Add(kNumbers, {1}));
@@ -354,28 +354,28 @@ TEST(NumberImage, IsTakenAtEveryMisalignmentAsACopyAndAsAView)
     VOTSNumberContainer kSource;
     Add(kSource, {1, 2, 3});
     Add(kSource, {0x10000000});
-    const Bytes vecImage = ImageOf(kSource);
+    const Bytes vecImage = NumberImageOf(kSource);
     for (size_t uMisalignment = 0; uMisalignment < 16; ++uMisalignment)
     {
         for (const int bCopy : {0, 1})
         {
             const MisalignedBlock kImage(vecImage, uMisalignment);
             VOTSNumberContainer kNumbers;
-            ASSERT_EQ(1, Set(kNumbers, kImage, bCopy));
+            ASSERT_EQ(1, SetNumbers(kNumbers, kImage, bCopy));
             EXPECT_EQ(bCopy != 0 ? 6u : 0u, kNumbers.Capacity());
             EXPECT_EQ((Numbers{1, 2, 3}), ListOf(kNumbers, 0));
             EXPECT_EQ((Numbers{0x10000000}), ListOf(kNumbers, 4));
-            EXPECT_TRUE(SameBytes(vecImage, ImageOf(kNumbers)));
+            EXPECT_TRUE(SameBytes(vecImage, NumberImageOf(kNumbers)));
         }
     }
 }
 
 TEST(NumberImage, AMovingInsertionOnAViewCopiesBeforeItWrites)
 {
-    const Bytes vecImage = NumberImage({1, 2, kEnd});
+    const Bytes vecImage = NumberImage({1, 2, kListEnd});
     const MisalignedBlock kImage(vecImage, 1);
     VOTSNumberContainer kNumbers;
-    ASSERT_EQ(1, Set(kNumbers, kImage, 0));
+    ASSERT_EQ(1, SetNumbers(kNumbers, kImage, 0));
     unsigned int uResult = 0;
     EXPECT_EQ(1, kNumbers.InsertNumber(0, 3, uResult));
     EXPECT_EQ((Numbers{1, 2, 3}), ListOf(kNumbers, uResult));
@@ -386,26 +386,26 @@ TEST(NumberImage, AMovingInsertionOnAViewCopiesBeforeItWrites)
 
 TEST(NumberImage, RemovalAndAFilledHoleOnAViewAreWrittenInPlace)
 {
-    const MisalignedBlock kImage(NumberImage({1, 2, kEnd}), 1);
+    const MisalignedBlock kImage(NumberImage({1, 2, kListEnd}), 1);
     VOTSNumberContainer kNumbers;
-    ASSERT_EQ(1, Set(kNumbers, kImage, 0));
+    ASSERT_EQ(1, SetNumbers(kNumbers, kImage, 0));
     EXPECT_EQ(1, kNumbers.RemoveNumber(0, 1));
-    EXPECT_TRUE(SameBytes(NumberImage({kHole, 2, kEnd}), kImage.Current()));
+    EXPECT_TRUE(SameBytes(NumberImage({kListHole, 2, kListEnd}), kImage.Current()));
     unsigned int uResult = 77;
     EXPECT_EQ(1, kNumbers.InsertNumber(0, 9, uResult));
     EXPECT_EQ(0u, uResult);
-    EXPECT_TRUE(SameBytes(NumberImage({9, 2, kEnd}), kImage.Current()));
+    EXPECT_TRUE(SameBytes(NumberImage({9, 2, kListEnd}), kImage.Current()));
 }
 
 TEST(NumberImage, CleanUpOfAViewDoesNotReleaseTheImage)
 {
-    const Bytes vecImage = NumberImage({1, 2, kEnd});
+    const Bytes vecImage = NumberImage({1, 2, kListEnd});
     const MisalignedBlock kImage(vecImage, 1);
     VOTSNumberContainer kNumbers;
-    ASSERT_EQ(1, Set(kNumbers, kImage, 0));
+    ASSERT_EQ(1, SetNumbers(kNumbers, kImage, 0));
     EXPECT_EQ(1, kNumbers.CleanUp());
     EXPECT_EQ(0u, kNumbers.GetValueCount());
-    ASSERT_EQ(1, Set(kNumbers, kImage, 0));
+    ASSERT_EQ(1, SetNumbers(kNumbers, kImage, 0));
     kNumbers.DropView();
     EXPECT_EQ(0u, kNumbers.GetValueCount());
     EXPECT_TRUE(SameBytes(vecImage, kImage.Current()));
@@ -417,11 +417,11 @@ TEST(NumberImage, AnEmptyPointerOrAByteSizeThatIsNotTheCounts4FoldIsRefusedWithA
     Add(kNumbers, {1, 2});
     const LogCapture kLog;
     EXPECT_EQ(0, kNumbers.SetAlloc(nullptr, 1));
-    Bytes vecImage = NumberImage({1, kEnd});
+    Bytes vecImage = NumberImage({1, kListEnd});
     WriteU32(vecImage, 4, 9);
     const MisalignedBlock kImage(vecImage);
-    EXPECT_EQ(0, Set(kNumbers, kImage, 1));
-    EXPECT_EQ(0, Set(kNumbers, kImage, 0));
+    EXPECT_EQ(0, SetNumbers(kNumbers, kImage, 1));
+    EXPECT_EQ(0, SetNumbers(kNumbers, kImage, 0));
     const std::string strSize = Line("uDataBufSize == pAlloc->uDataBufSize", "SetAlloc");
     EXPECT_EQ((std::vector<std::string>{Line("pAlloc", "SetAlloc"), strSize, strSize}), kLog.Lines());
     EXPECT_EQ((Numbers{1, 2}), ListOf(kNumbers, 0));
@@ -429,23 +429,23 @@ TEST(NumberImage, AnEmptyPointerOrAByteSizeThatIsNotTheCounts4FoldIsRefusedWithA
 
 TEST(NumberImage, ACountWhose4FoldAgreesOnlyAfterA32BitOverflowIsRefused)
 {
-    Bytes vecImage = NumberImage({1, kEnd});
+    Bytes vecImage = NumberImage({1, kListEnd});
     WriteU32(vecImage, 0, 0x40000002);
     const MisalignedBlock kImage(vecImage);
     VOTSNumberContainer kNumbers;
-    EXPECT_EQ(0, Set(kNumbers, kImage, 1));
-    EXPECT_EQ(0, Set(kNumbers, kImage, 0));
+    EXPECT_EQ(0, SetNumbers(kNumbers, kImage, 1));
+    EXPECT_EQ(0, SetNumbers(kNumbers, kImage, 0));
     EXPECT_EQ(0u, kNumbers.GetValueCount());
 }
 
 TEST(NumberImage, AListWithoutATerminatorEndsWithTheArray)
 {
-    const Bytes vecImage = NumberImage({1, kHole, 3});
+    const Bytes vecImage = NumberImage({1, kListHole, 3});
     for (const int bCopy : {0, 1})
     {
         const MisalignedBlock kImage(vecImage, 1);
         VOTSNumberContainer kNumbers;
-        ASSERT_EQ(1, Set(kNumbers, kImage, bCopy));
+        ASSERT_EQ(1, SetNumbers(kNumbers, kImage, bCopy));
         EXPECT_EQ((Numbers{1, 3}), ListOf(kNumbers, 0));
         unsigned int uNumber = 0;
         EXPECT_EQ(1, kNumbers.GetNumberCount(0, uNumber));

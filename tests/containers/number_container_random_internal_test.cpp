@@ -87,7 +87,7 @@ struct Model
     }
 };
 
-Bytes ImageOf(const VOTSNumberContainer& rkNumbers)
+Bytes RandomImageOf(const VOTSNumberContainer& rkNumbers)
 {
     unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(rkNumbers.GetAlloc());
     return TakeBytes(pbAlloc, pbAlloc == nullptr ? 0 : ReadU32(CopyBytes(pbAlloc, 8), 4) + 12);
@@ -175,7 +175,7 @@ void Exercise(VOTSNumberContainer& rkNumbers)
         ASSERT_EQ(vecList.size(), uCount);
         ASSERT_EQ(vecList.empty() ? 0 : 1, rkNumbers.GetNumber(uIndex, 0, uNumber));
     }
-    ImageOf(rkNumbers);
+    RandomImageOf(rkNumbers);
     unsigned int uResult = 0;
     if (uLimit != 0)
     {
@@ -208,7 +208,7 @@ TEST(NumberContainerRandom, ThousandsOfOperationsAgreeWithTheModel)
             if (i % 400 == 399)
             {
                 ExpectSame(kModel, kNumbers, vecIndex);
-                ASSERT_TRUE(SameBytes(NumberImage(kModel.vecArray), ImageOf(kNumbers)));
+                ASSERT_TRUE(SameBytes(NumberImage(kModel.vecArray), RandomImageOf(kNumbers)));
             }
         }
     }
@@ -233,7 +233,7 @@ TEST(NumberContainerRandom, AContainerThatIsReloadedFromItsImageAgreesWithTheMod
                 Step(kNumbers, kModel, vecIndex, kRandom);
                 ASSERT_FALSE(HasFatalFailure()) << nRound;
             }
-            vecImage = ImageOf(kNumbers);
+            vecImage = RandomImageOf(kNumbers);
             ASSERT_TRUE(SameBytes(NumberImage(kModel.vecArray), vecImage)) << nRound;
         }
     }

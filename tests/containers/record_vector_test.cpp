@@ -52,7 +52,7 @@ Bytes ImageOf(const V& rkVector)
 }
 
 template <typename V>
-bool Set(V& rkVector, const MisalignedBlock& rkImage, int bCopy)
+bool Load(V& rkVector, const MisalignedBlock& rkImage, int bCopy)
 {
     return rkVector.SetAlloc(rkImage.As<const VORecordVectorAlloc>(), bCopy, rkImage.Size());
 }
@@ -242,7 +242,7 @@ TEST(RecordVectorImage, OfNoRecordsIs20Bytes)
         Vector kTarget;
         Fill(kTarget, 1);
         const MisalignedBlock kImage(RecordVectorImage(0, {}), 1);
-        EXPECT_TRUE(Set(kTarget, kImage, bCopy));
+        EXPECT_TRUE(Load(kTarget, kImage, bCopy));
         EXPECT_EQ(0u, kTarget.Count());
     }
 }
@@ -255,7 +255,7 @@ TEST(RecordVectorImage, IsTakenAtEveryMisalignmentAsACopyAndAsAView)
         {
             const MisalignedBlock kImage(TwoRecords(), uMisalignment);
             Vector kVector;
-            ASSERT_TRUE(Set(kVector, kImage, bCopy)) << uMisalignment;
+            ASSERT_TRUE(Load(kVector, kImage, bCopy)) << uMisalignment;
             ExpectTwoRecords(kVector);
             EXPECT_EQ(bCopy != 0 ? 2u : 0u, kVector.Capacity());
             EXPECT_TRUE(SameBytes(TwoRecords(), ImageOf(kVector)));
@@ -268,7 +268,7 @@ TEST(RecordVectorImage, PushBackOnAViewLeavesTheImageUnchangedAndTheVectorOwnsAC
     OpenVector kVector;
     {
         const MisalignedBlock kImage(TwoRecords(), 1);
-        ASSERT_TRUE(Set(kVector, kImage, 0));
+        ASSERT_TRUE(Load(kVector, kImage, 0));
         EXPECT_EQ(kImage.Data() + 16, kVector.Array());
         EXPECT_TRUE(kVector.PushBack({7, 8, 9}));
         EXPECT_TRUE(SameBytes(TwoRecords(), kImage.Current()));
@@ -285,7 +285,7 @@ TEST(RecordVectorImage, ShrinkToFitOfAViewOwnsAnExactCopy)
     Vector kVector;
     {
         const MisalignedBlock kImage(TwoRecords(), 1);
-        ASSERT_TRUE(Set(kVector, kImage, 0));
+        ASSERT_TRUE(Load(kVector, kImage, 0));
         EXPECT_TRUE(kVector.ShrinkToFit());
     }
     EXPECT_EQ(2u, kVector.Capacity());
@@ -296,10 +296,10 @@ TEST(RecordVectorImage, CleanAndReleaseOfAViewDoNotTouchTheImage)
 {
     const MisalignedBlock kImage(TwoRecords(), 1);
     Vector kVector;
-    ASSERT_TRUE(Set(kVector, kImage, 0));
+    ASSERT_TRUE(Load(kVector, kImage, 0));
     EXPECT_TRUE(kVector.Clean());
     EXPECT_EQ(0u, kVector.Count());
-    ASSERT_TRUE(Set(kVector, kImage, 0));
+    ASSERT_TRUE(Load(kVector, kImage, 0));
     EXPECT_TRUE(kVector.Release());
     EXPECT_TRUE(SameBytes(TwoRecords(), kImage.Current()));
 }
@@ -316,7 +316,7 @@ TEST(RecordVectorImage, AByteSizeThatIsNotCountTimesRecordSizeIsRefusedAndTheVec
             Vector kVector;
             kVector.PushBack({1, 2, 3});
             kVector.PushBack({0x04030201, 5, 6});
-            EXPECT_FALSE(Set(kVector, kImage, bCopy));
+            EXPECT_FALSE(Load(kVector, kImage, bCopy));
             ExpectTwoRecords(kVector);
         }
     }
@@ -345,8 +345,8 @@ TEST(RecordVectorImage, AWrongVersionOrAnEmptyPointerIsRefusedAndTheVectorKeepsI
         Bytes vecImage = RecordVectorImage(0, {});
         vecImage[uByte] ^= 0x80;
         const MisalignedBlock kImage(vecImage);
-        EXPECT_FALSE(Set(kVector, kImage, 1));
-        EXPECT_FALSE(Set(kVector, kImage, 0));
+        EXPECT_FALSE(Load(kVector, kImage, 1));
+        EXPECT_FALSE(Load(kVector, kImage, 0));
         ExpectTwoRecords(kVector);
     }
 }
@@ -358,8 +358,8 @@ TEST(RecordVectorImage, AnImageThatReachesBehindItsLimitIsRefused)
     {
         const MisalignedBlock kCut(Bytes(vecImage.begin(), vecImage.begin() + static_cast<ptrdiff_t>(uSize)), 1);
         Vector kVector;
-        EXPECT_FALSE(Set(kVector, kCut, 0)) << uSize;
-        EXPECT_FALSE(Set(kVector, kCut, 1)) << uSize;
+        EXPECT_FALSE(Load(kVector, kCut, 0)) << uSize;
+        EXPECT_FALSE(Load(kVector, kCut, 1)) << uSize;
         EXPECT_EQ(0u, kVector.Count());
     }
 }
@@ -387,7 +387,7 @@ TEST(RecordVector, TheCopyOfAViewIsAViewOfTheSameImage)
 {
     const MisalignedBlock kImage(TwoRecords(), 1);
     OpenVector kView;
-    ASSERT_TRUE(Set(kView, kImage, 0));
+    ASSERT_TRUE(Load(kView, kImage, 0));
     const OpenVector kCopy(kView);
     EXPECT_EQ(kImage.Data() + 16, kCopy.Array());
     EXPECT_EQ(0u, kCopy.Capacity());
@@ -427,7 +427,7 @@ TEST(RecordVector, ThousandsOfRandomOperationsAgreeWithASimpleModel)
             {
                 const MisalignedBlock kImage(ImageOf(kVector), kRandom.Below(16));
                 Vector kOther;
-                ASSERT_TRUE(Set(kOther, kImage, kRandom.Percent(50) ? 1 : 0));
+                ASSERT_TRUE(Load(kOther, kImage, kRandom.Percent(50) ? 1 : 0));
                 kOther.PushBack({1, 1, 1});
                 kOther.Resize(kOther.Count() - 1);
                 kVector = kOther;

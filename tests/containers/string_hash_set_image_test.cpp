@@ -14,7 +14,7 @@ using namespace votest;
 
 namespace
 {
-class OpenSet : public VOStringHashSet
+class OpenImageSet : public VOStringHashSet
 {
 public:
     using VOStringHashSet::_FindHashString_C;
@@ -405,8 +405,8 @@ TEST(StringSetImage, TheRoleDecidesWhichFormOfSetAllocServes)
 {
     const MisalignedBlock kImage(FromHex(kTwoStrings), 1);
     auto* pAlloc = kImage.As<VOStringHashSet::StringHashSetAlloc>();
-    OpenSet kWriter(kProvider);
-    OpenSet kReader(kCustomer);
+    OpenImageSet kWriter(kProvider);
+    OpenImageSet kReader(kCustomer);
     EXPECT_EQ(0, kWriter._SetAlloc_C(pAlloc, 1));
     EXPECT_EQ(0, kReader._SetAlloc_P(pAlloc, 1));
     EXPECT_EQ(0u, kWriter.Count());
@@ -491,7 +491,7 @@ TEST(StringSetImage, ACustomersLookupReportsHashesAndMaskFromTheTables)
     void* hSecond = kSource.Insert(vecGroup[1].c_str());
     kSource.Remove(hSecond);
     const MisalignedBlock kImage(ImageOf(kSource), 1);
-    OpenSet kSet(kCustomer);
+    OpenImageSet kSet(kCustomer);
     ASSERT_EQ(1, Set(kSet, kImage, 0));
     unsigned int uHash0 = 0;
     unsigned int uHash1 = 0;

@@ -9,7 +9,7 @@ using namespace votest;
 
 namespace
 {
-class Writer : public VOLogOutput
+class BareWriter : public VOLogOutput
 {
 public:
     using VOLogOutput::m_szLogFile;
@@ -19,7 +19,7 @@ public:
 TEST(LogOutputOnLinux, LinesOfManyThreadsAreAllThereAndWhole)
 {
     const TemporaryFiles kFiles;
-    Writer kWriter;
+    BareWriter kWriter;
     ASSERT_EQ(1, kWriter.Init(kFiles.Path("logs").c_str()));
     const std::string strText(5000, 'x');
     std::vector<std::thread> vecThread;

@@ -10,12 +10,12 @@ namespace
 {
 using namespace eventtest;
 
-struct Held
+struct Filled
 {
     std::unique_ptr<OpenContainer> pkContainer;
 };
 
-void MakeSample(Held& rkHeld)
+void MakeSample(Filled& rkHeld)
 {
     rkHeld.pkContainer = std::make_unique<OpenContainer>();
     const MisalignedBlock kImage(SampleModel().Image());
@@ -26,19 +26,19 @@ typedef std::function<void(OpenContainer&)> Step;
 
 unsigned int FailEach(const Step& fnBody, const Step& fnCheck)
 {
-    return votest::FailEachAllocation<Held>(
-        &MakeSample, [&](Held& rkHeld) { fnBody(*rkHeld.pkContainer); },
-        [&](Held& rkHeld) { fnCheck(*rkHeld.pkContainer); });
+    return votest::FailEachAllocation<Filled>(
+        &MakeSample, [&](Filled& rkHeld) { fnBody(*rkHeld.pkContainer); },
+        [&](Filled& rkHeld) { fnCheck(*rkHeld.pkContainer); });
 }
 
 TEST(EventFaults, AContainerThatCannotBeMadeLeavesNothingBehind)
 {
     for (const enumAssetRole eRole : {AR_Provider, AR_Customer})
     {
-        EXPECT_LE(2u, votest::FailEachAllocation<Held>([](Held&) {},
-                                                       [eRole](Held& rkHeld)
-                                                       { rkHeld.pkContainer = std::make_unique<OpenContainer>(eRole); },
-                                                       [](Held& rkHeld) { EXPECT_EQ(nullptr, rkHeld.pkContainer); }));
+        EXPECT_LE(2u, votest::FailEachAllocation<Filled>(
+                          [](Filled&) {},
+                          [eRole](Filled& rkHeld) { rkHeld.pkContainer = std::make_unique<OpenContainer>(eRole); },
+                          [](Filled& rkHeld) { EXPECT_EQ(nullptr, rkHeld.pkContainer); }));
     }
 }
 
@@ -95,14 +95,14 @@ TEST(EventFaults, ACopyThatCannotBeMadeLeavesBothAsTheyWere)
 TEST(EventFaults, AnEventThatCannotBeRemovedFromAViewStays)
 {
     const MisalignedBlock kImage(SampleModel().Image(), 1);
-    EXPECT_LE(1u, votest::FailEachAllocation<Held>(
-                      [&](Held& rkHeld)
+    EXPECT_LE(1u, votest::FailEachAllocation<Filled>(
+                      [&](Filled& rkHeld)
                       {
                           rkHeld.pkContainer = std::make_unique<OpenContainer>(AR_Customer);
                           ASSERT_EQ(1, rkHeld.pkContainer->SetAlloc(kImage.As<EventImage>(), 0));
                       },
-                      [](Held& rkHeld) { (void)rkHeld.pkContainer->RemoveEvent(30); },
-                      [](Held& rkHeld) { ExpectSame(*rkHeld.pkContainer, SampleModel()); }));
+                      [](Filled& rkHeld) { (void)rkHeld.pkContainer->RemoveEvent(30); },
+                      [](Filled& rkHeld) { ExpectSame(*rkHeld.pkContainer, SampleModel()); }));
 }
 
 }  // namespace

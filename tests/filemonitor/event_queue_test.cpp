@@ -7,11 +7,6 @@ namespace
 {
 using namespace monitortest;
 
-constexpr int kAdd = VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD;
-constexpr int kRemove = VOTSFileMonitorManager::FILE_MONITOR_EVENT_REMOVE;
-constexpr int kRename = VOTSFileMonitorManager::FILE_MONITOR_EVENT_RENAME;
-constexpr int kModified = VOTSFileMonitorManager::FILE_MONITOR_EVENT_MODIFIED;
-
 TEST(FileMonitorQueue, EventTypesHaveTheirValues)
 {
     EXPECT_EQ(1, kAdd);

@@ -8,11 +8,6 @@ using namespace monitortest;
 
 typedef std::vector<std::string> Texts;
 
-constexpr int kAdd = VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD;
-constexpr int kRemove = VOTSFileMonitorManager::FILE_MONITOR_EVENT_REMOVE;
-constexpr int kRename = VOTSFileMonitorManager::FILE_MONITOR_EVENT_RENAME;
-constexpr int kModified = VOTSFileMonitorManager::FILE_MONITOR_EVENT_MODIFIED;
-
 // What a listener is told of these events, with these filters. The end of the queue is marked by an event that no
 // filter of a test stops.
 Texts Delivered(const std::vector<Event>& vecEvents, const std::vector<VOWString>& vecFilters = {},

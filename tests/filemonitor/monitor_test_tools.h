@@ -16,6 +16,10 @@
 
 namespace monitortest
 {
+constexpr int kAdd = VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD;
+constexpr int kRemove = VOTSFileMonitorManager::FILE_MONITOR_EVENT_REMOVE;
+constexpr int kRename = VOTSFileMonitorManager::FILE_MONITOR_EVENT_RENAME;
+constexpr int kModified = VOTSFileMonitorManager::FILE_MONITOR_EVENT_MODIFIED;
 
 typedef VOTSFileMonitorManager::FILE_MONITOR_EVENT Event;
 

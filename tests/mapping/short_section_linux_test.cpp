@@ -6,11 +6,11 @@ namespace
 {
 using namespace mappingtest;
 
-class OpenAssemble : public VOTSFileMappingAssemble
+class BareAssemble : public VOTSFileMappingAssemble
 {
 public:
-    OpenAssemble() = default;
-    ~OpenAssemble() { _CloseInspector(); }
+    BareAssemble() = default;
+    ~BareAssemble() { _CloseInspector(); }
     using VOTSFileMappingAssemble::_SetupInspector;
 };
 
@@ -46,7 +46,7 @@ TEST(ShortStateSection, OfEveryLengthBelow132GivesAnAssembleWithoutSources)
     {
         kQuiet.Next();
         Publisher kPublisher{Bytes(vecWhole.begin(), vecWhole.begin() + static_cast<ptrdiff_t>(uSize))};
-        OpenAssemble kAssemble;
+        BareAssemble kAssemble;
         LogCapture kLog;
         EXPECT_EQ(0, kAssemble._SetupInspector()) << uSize;
         EXPECT_NE(0u, kLog.Count());

@@ -63,7 +63,6 @@ private:
     std::thread m_thread;
 };
 
-constexpr DWORD FAILED_CALL = static_cast<DWORD>(-1);
 }  // namespace
 
 TEST(DebugThreads, AreStoppedGiveTheirRegistersAndGoOn)

@@ -76,10 +76,6 @@ size_t CountThreads()
 {
     return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator()));
 }
-size_t CountDescriptors()
-{
-    return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
-}
 }  // namespace
 
 TEST(DirectoryTree, IsWatchedWhollyFromTheFirstReadOn)

@@ -8,7 +8,6 @@
 
 namespace
 {
-constexpr DWORD LONG_TIME = 60000;
 
 class TestEvent
 {

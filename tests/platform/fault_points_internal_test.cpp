@@ -37,7 +37,7 @@ size_t CountEntries(const char* pszFolder, const std::string& strPart)
 }
 
 // Open descriptors, and objects with a name in theirs; 0 where the system has its own calls.
-size_t CountDescriptors()
+size_t CountSystemObjects()
 {
     return VO_SYSTEM_CALLS_HAVE_FAULT_POINTS ? CountEntries("/proc/self/fd", "") : 0;
 }
@@ -68,12 +68,12 @@ unsigned FailEachOnce(const Round& round)
         for (unsigned uNth = 1; uFired > 0 && uNth < 1000; ++uNth)
         {
             round.fnBefore();
-            const size_t uDescriptors = CountDescriptors();
+            const size_t uDescriptors = CountSystemObjects();
             VOFaultArm(nullptr, uNth, bPersistent);
             const bool bDone = round.fnBody();
             uFired = VOFaultFired();
             VOFaultDisarm();
-            EXPECT_EQ(uDescriptors, CountDescriptors()) << "fault " << uNth;
+            EXPECT_EQ(uDescriptors, CountSystemObjects()) << "fault " << uNth;
             EXPECT_TRUE(bDone || uFired > 0) << "without a fault";
             round.fnAfter(bDone);
             uFailures += bDone ? 0 : 1;

@@ -23,6 +23,9 @@ inline VOWString Wide(std::string_view strText)
     return VOWString(strText.begin(), strText.end());
 }
 
+constexpr DWORD FAILED_CALL = static_cast<DWORD>(-1);  // what suspending and resuming give when they can't
+constexpr DWORD LONG_TIME = 60000;                     // milliseconds, far beyond what anything here takes
+
 // A name that no other test program uses at the same time.
 inline VOWString UniqueName(std::string_view strName)
 {
@@ -56,6 +59,18 @@ public:
 private:
     VOWString m_strName;
 };
+
+inline HANDLE Create(const SectionName& name, DWORD uSize)
+{
+    return CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, uSize, name.Get());
+}
+
+// Descriptors that this process has open, on Linux.
+inline size_t CountDescriptors()
+{
+    const std::filesystem::directory_iterator begin("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin, std::filesystem::directory_iterator()));
+}
 
 // Units at an odd address, in a block of memory that ends with the last of them.
 class OddText

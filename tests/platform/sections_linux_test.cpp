@@ -47,12 +47,6 @@ private:
     std::string m_strPath;
 };
 
-size_t CountDescriptors()
-{
-    const std::filesystem::directory_iterator begin("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin, std::filesystem::directory_iterator()));
-}
-
 // How many mappings of this process show a text: the path of an object.
 std::vector<std::string> MappingsOf(const std::string& strPath)
 {
@@ -76,11 +70,6 @@ void ExpectRefused(const SectionName& name)
     EXPECT_EQ(ERROR_ACCESS_DENIED, GetLastError());
     EXPECT_EQ(nullptr, CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, name.Get()));
     EXPECT_EQ(ERROR_ACCESS_DENIED, GetLastError());
-}
-
-HANDLE Create(const SectionName& name, DWORD uSize)
-{
-    return CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, uSize, name.Get());
 }
 }  // namespace
 

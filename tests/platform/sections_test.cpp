@@ -6,11 +6,6 @@
 
 namespace
 {
-HANDLE Create(const SectionName& name, DWORD uSize)
-{
-    return CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, uSize, name.Get());
-}
-
 bool IsZero(const void* pData, size_t uSize)
 {
     const unsigned char* const pBytes = static_cast<const unsigned char*>(pData);

@@ -10,8 +10,6 @@
 
 namespace
 {
-constexpr DWORD FAILED_CALL = static_cast<DWORD>(-1);
-constexpr DWORD LONG_TIME = 60000;  // far beyond what anything here takes
 
 // A thread that runs a function; ended and waited for with the object.
 class TestThread
@@ -44,10 +42,10 @@ private:
 };
 
 // A thread that counts until it is told to stop.
-class Counter
+class CountingThread
 {
 public:
-    ~Counter() { m_bStop = true; }
+    ~CountingThread() { m_bStop = true; }
 
     // So many counts more than there are now; false when they don't come.
     bool Advances(uint64_t uCounts = 1000) const
@@ -159,7 +157,7 @@ TEST(Threads, CreatedSuspendedCanBeSuspendedOnceMore)
 
 TEST(Threads, StandStillAsSoonAsTheyAreSuspended)
 {
-    Counter counter;
+    CountingThread counter;
     for (int nRound = 0; nRound < 20; ++nRound)
     {
         ASSERT_TRUE(counter.Advances());
@@ -172,7 +170,7 @@ TEST(Threads, StandStillAsSoonAsTheyAreSuspended)
 
 TEST(Threads, CountTheirSuspensions)
 {
-    Counter counter;
+    CountingThread counter;
     EXPECT_EQ(0u, SuspendThread(counter.Handle()));
     EXPECT_EQ(1u, SuspendThread(counter.Handle()));
     EXPECT_EQ(2u, SuspendThread(counter.Handle()));
@@ -185,7 +183,7 @@ TEST(Threads, CountTheirSuspensions)
 
 TEST(Threads, CanBeSuspended127Times)
 {
-    Counter counter;
+    CountingThread counter;
     for (DWORD uCount = 0; uCount < 127; ++uCount)
     {
         ASSERT_EQ(uCount, SuspendThread(counter.Handle()));
@@ -201,7 +199,7 @@ TEST(Threads, CanBeSuspended127Times)
 
 TEST(Threads, ThatRunAreResumedWithoutEffect)
 {
-    Counter counter;
+    CountingThread counter;
     EXPECT_EQ(0u, ResumeThread(counter.Handle()));
     EXPECT_EQ(0u, SuspendThread(counter.Handle()));
     EXPECT_EQ(1u, ResumeThread(counter.Handle()));
@@ -409,7 +407,7 @@ TEST(Threads, EndOnceTheyAreResumedWhenTheyWereSuspendedAtTheirEnd)
 
 TEST(Threads, CanBeSuspendedByManyAtOnce)
 {
-    Counter counters[2];
+    CountingThread counters[2];
     std::atomic<int> nWrong{0};
     std::vector<std::unique_ptr<TestThread>> vecSuspenders;
     for (unsigned uSeed = 0; uSeed < 4; ++uSeed)
@@ -428,7 +426,7 @@ TEST(Threads, CanBeSuspendedByManyAtOnce)
     }
     vecSuspenders.clear();
     EXPECT_EQ(0, nWrong);
-    for (Counter& counter : counters)
+    for (CountingThread& counter : counters)
     {
         EXPECT_TRUE(counter.Advances());
         EXPECT_EQ(0u, ResumeThread(counter.Handle()));

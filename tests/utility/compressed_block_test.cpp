@@ -46,7 +46,7 @@ Decompressed Decompress(const Bytes& rkBlock, size_t uMisalignment = 1)
 }
 
 // A block made by hand around a stream.
-Bytes Block(uint64_t ullSourceSize, uint64_t ullStreamSize, const Bytes& rkStream)
+Bytes BlockOf(uint64_t ullSourceSize, uint64_t ullStreamSize, const Bytes& rkStream)
 {
     return ByteBuilder().U64(ullSourceSize).U64(ullStreamSize).Append(rkStream).Zeros(8).Result();
 }
@@ -138,14 +138,14 @@ TEST(CompressedBlock, IsReadAtEveryMisalignment)
 {
     for (size_t uMisalignment = 0; uMisalignment < 16; ++uMisalignment)
     {
-        EXPECT_TRUE(SameBytes({'A', 'B', 'C'}, Decompress(Block(3, 7, kThreeBytes), uMisalignment).vecBytes));
+        EXPECT_TRUE(SameBytes({'A', 'B', 'C'}, Decompress(BlockOf(3, 7, kThreeBytes), uMisalignment).vecBytes));
     }
 }
 
 TEST(CompressedBlock, MadeByHandIsDecompressed)
 {
-    EXPECT_TRUE(SameBytes({'A'}, Decompress(Block(1, 5, kOneByte)).vecBytes));
-    EXPECT_TRUE(SameBytes({'A', 'A', 'A', 'A', 'A'}, Decompress(Block(5, 7, kFiveEqual)).vecBytes));
+    EXPECT_TRUE(SameBytes({'A'}, Decompress(BlockOf(1, 5, kOneByte)).vecBytes));
+    EXPECT_TRUE(SameBytes({'A', 'A', 'A', 'A', 'A'}, Decompress(BlockOf(5, 7, kFiveEqual)).vecBytes));
 }
 
 TEST(CompressedBlock, ItsTailIsNotLookedAt)
@@ -189,7 +189,7 @@ TEST(CompressedBlock, CompressingWithoutOutputsFailsItsCheckBehindThatOfTheSourc
 TEST(CompressedBlock, DecompressingWithoutOutputsOrWithoutABlockFailsItsCheck)
 {
     const LogCapture kLog;
-    Bytes vecBlock = Block(1, 5, kOneByte);
+    Bytes vecBlock = BlockOf(1, 5, kOneByte);
     unsigned char* pbResult = nullptr;
     unsigned int uSize = 4711;
     EXPECT_EQ(0, VODeCompressBuffer_lzo1x(nullptr, &uSize, vecBlock.data()));
@@ -215,7 +215,7 @@ TEST(CompressedBlock, ASourceSizeThatIsTooSmallForTheStreamFailsAndLeavesTheOutp
     const LogCapture kLog;
     for (const uint64_t ullSize : {0ull, 1ull, 4ull})
     {
-        const Decompressed kResult = Decompress(Block(ullSize, 7, kFiveEqual));
+        const Decompressed kResult = Decompress(BlockOf(ullSize, 7, kFiveEqual));
         EXPECT_EQ(0, kResult.nResult) << ullSize;
         EXPECT_TRUE(kResult.bUntouched);
     }
@@ -227,7 +227,7 @@ TEST(CompressedBlock, ASourceSizeThatIsTooLargeGivesTheLengthOfTheStreamsData)
 {
     for (const uint64_t ullSize : {6ull, 1000ull, 0x7FFFFFFFull})
     {
-        const Decompressed kResult = Decompress(Block(ullSize, 7, kFiveEqual));
+        const Decompressed kResult = Decompress(BlockOf(ullSize, 7, kFiveEqual));
         EXPECT_EQ(1, kResult.nResult) << ullSize;
         EXPECT_TRUE(SameBytes({'A', 'A', 'A', 'A', 'A'}, kResult.vecBytes));
     }
@@ -237,7 +237,7 @@ TEST(CompressedBlock, ASourceSizeBeyondAllMemoryIsNoFault)
 {
     for (const uint64_t ullSize : {0xFFFFFFFFull, 0x100000000ull, 1ull << 40, 1ull << 63, ~0ull})
     {
-        const Decompressed kResult = Decompress(Block(ullSize, 7, kFiveEqual));
+        const Decompressed kResult = Decompress(BlockOf(ullSize, 7, kFiveEqual));
         EXPECT_EQ(1, kResult.nResult) << ullSize;
         EXPECT_TRUE(SameBytes({'A', 'A', 'A', 'A', 'A'}, kResult.vecBytes));
     }
@@ -248,7 +248,7 @@ TEST(CompressedBlock, AStreamSizeThatCutsTheStreamFails)
     StdoutCapture kQuiet;
     for (uint64_t ullSize = 0; ullSize < kFiveEqual.size(); ++ullSize)
     {
-        const Decompressed kResult = Decompress(Block(5, ullSize, kFiveEqual));
+        const Decompressed kResult = Decompress(BlockOf(5, ullSize, kFiveEqual));
         EXPECT_EQ(0, kResult.nResult) << ullSize;
         EXPECT_TRUE(kResult.bUntouched);
     }
@@ -257,13 +257,13 @@ TEST(CompressedBlock, AStreamSizeThatCutsTheStreamFails)
 TEST(CompressedBlock, AStreamSizeThatReachesIntoTheTailFails)
 {
     StdoutCapture kQuiet;
-    EXPECT_EQ(0, Decompress(Block(5, kFiveEqual.size() + 1, kFiveEqual)).nResult);
-    EXPECT_EQ(0, Decompress(Block(5, kFiveEqual.size() + 8, kFiveEqual)).nResult);
+    EXPECT_EQ(0, Decompress(BlockOf(5, kFiveEqual.size() + 1, kFiveEqual)).nResult);
+    EXPECT_EQ(0, Decompress(BlockOf(5, kFiveEqual.size() + 8, kFiveEqual)).nResult);
 }
 
 TEST(CompressedBlock, AStreamOfNothingButItsEndGivesAnEmptyBuffer)
 {
-    const Decompressed kResult = Decompress(Block(0, 3, FromHex("11 00 00")));
+    const Decompressed kResult = Decompress(BlockOf(0, 3, FromHex("11 00 00")));
     EXPECT_EQ(1, kResult.nResult);
     EXPECT_TRUE(kResult.vecBytes.empty());
 }
@@ -292,7 +292,7 @@ TEST(CompressedBlock, EveryFlippedBitOfTheSourceSizeFailsOrGivesTheData)
     for (size_t uBit = 0; uBit < 64; ++uBit)
     {
         const uint64_t ullSize = 5ull ^ 1ull << uBit;
-        const Decompressed kResult = Decompress(Block(ullSize, 7, kFiveEqual));
+        const Decompressed kResult = Decompress(BlockOf(ullSize, 7, kFiveEqual));
         EXPECT_EQ(ullSize >= 5 ? 1 : 0, kResult.nResult) << uBit;
     }
 }
