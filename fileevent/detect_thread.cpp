@@ -2,6 +2,7 @@
 // and what was read is checked and used.
 #include "fileevent/detect_thread.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -91,7 +92,8 @@ bool TSThreadProcDetect::Look(enumAssetFrom eaf, std::vector<structFileEventNode
 {
     try
     {
-        return FindsTime(eaf, rullLastTime, rullLatestTime) && FindsEvents(eaf, rvecEvent, rullLastTime);
+        return FindsTime(eaf, rullLastTime, rullLatestTime) &&
+               FindsEvents(eaf, rvecEvent, rullLastTime, rullLatestTime);
     }
     catch (const std::bad_alloc&)
     {
@@ -123,14 +125,20 @@ bool TSThreadProcDetect::FindsTime(enumAssetFrom eaf, unsigned long long& rullLa
 }
 
 bool TSThreadProcDetect::FindsEvents(enumAssetFrom eaf, std::vector<structFileEventNode>& rvecEvent,
-                                     unsigned long long ullLastTime)
+                                     unsigned long long ullLastTime, unsigned long long& rullLatestTime)
 {
     if (m_pkReader == nullptr)
     {
         m_pkReader = std::make_unique<VOTSFileEventContainer>(LUMTrayService::AR_Customer);
     }
-    return MappingView_FileEvent(eaf, StateInfo(eaf), m_pkReader.get()) == ET_NONE &&
-           m_pkReader->GetEvent(rvecEvent, ullLastTime, kNoTime) != 0;
+    m_ullImageTime = 0;
+    if (MappingView_FileEvent(eaf, StateInfo(eaf), m_pkReader.get()) != ET_NONE ||
+        m_pkReader->GetEvent(rvecEvent, ullLastTime, kNoTime) == 0)
+    {
+        return false;
+    }
+    rullLatestTime = std::max(rullLatestTime, m_ullImageTime);
+    return true;
 }
 
 ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEventStateInfo* pStateInfo,
@@ -142,6 +150,7 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     unsigned int uSlot = 0;
     unsigned int uDataBufSize = 0;
     unsigned long long ullImageSize = 0;
+    unsigned long long ullImageTime = 0;
 
     // Given back from the last line up, in any case: the announcement, then the section.
     VOSectionView kSection;
@@ -155,12 +164,19 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
         return ET_SOURCE_DISABLED;
     }
     uSlot = VOSharedWord(pStateInfo->uActiveSlot);
-    VO_PROCESS_ERROR(uSlot < kSlots);
+    if (uSlot >= kSlots)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     StringCchPrintf(szName, kSectionNameSize, VOTEXT("%s%d"), FILEEVENT_MAPPING_VIEW_STRING(eaf),
                     static_cast<int>(uSlot));
 
     // From here to the end of copying the publisher sees that somebody is inside this slot.
     kReading.Announce(pStateInfo->uReaderCount[uSlot]);
+
+    // Read before the section is opened: a publisher writes the time behind the image, so what is copied below is never
+    // older than this, and no event is passed over.
+    ullImageTime = SharedTime(pStateInfo->ullUpdateTime[uSlot]);
     kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, szName);
     if (kSection.hSection == nullptr)
     {
@@ -205,6 +221,7 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     {
         VO_PROCESS_ERROR(FALSE);
     }
+    m_ullImageTime = ullImageTime;
     eResult = ET_NONE;
 
 Exit0:

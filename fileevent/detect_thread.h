@@ -25,11 +25,12 @@ struct TSThreadProcDetect
               unsigned long long& rullLastTime, unsigned long long& rullLatestTime);
 
     // The two halves of a look: whether the published time has moved on, which makes it the first time seen where none
-    // was known; and the events of the newest image since a time.
+    // was known; and the events of the newest image since a time. The image may be newer than the look at the time:
+    // then rullLatestTime is raised to the image's, so that its events aren't found again.
     bool FindsTime(LUMTrayService::enumAssetFrom eaf, unsigned long long& rullLastTime,
                    unsigned long long& rullLatestTime);
     bool FindsEvents(LUMTrayService::enumAssetFrom eaf, std::vector<LUMTrayService::structFileEventNode>& rvecEvent,
-                     unsigned long long ullLastTime);
+                     unsigned long long ullLastTime, unsigned long long& rullLatestTime);
 
     // Opens the update state section anew, and lets go of the one opened before. False, with nothing held, when there
     // is none of this version.
@@ -47,6 +48,7 @@ struct TSThreadProcDetect
 
     unsigned char* m_pBuffer = nullptr;               // owned; the copy of the image
     unsigned int m_uBufferSize = 0;                   // its capacity, which never shrinks
+    unsigned long long m_ullImageTime = 0;            // the published time of the image that was copied last
     FileEventUpdateState* m_pMappingState = nullptr;  // the latest view, shared with all processes
     HANDLE m_hMappingState = nullptr;
     std::unique_ptr<VOTSFileEventContainer> m_pkReader;  // reads the copy in place

@@ -72,7 +72,6 @@ int VOTSFileEventContainer::AppendEvent(const Info& info, unsigned long long ull
     VOTextCopy kPhysicPath;
     const VOWCHAR* pszNewName = nullptr;
     const VOWCHAR* pszPhysicPath = nullptr;
-    VO_PROCESS_ERROR(m_pkStringSet);
     node.dwEventParam0 = info.dwEventParam0;
     node.dwEventParam1 = info.dwEventParam1;
     node.dwEventParam2 = info.dwEventParam2;
@@ -81,7 +80,7 @@ int VOTSFileEventContainer::AppendEvent(const Info& info, unsigned long long ull
     // Both may be texts of the pool, which the path moves.
     pszNewName = kNewName.Take(info.pszNewName);
     pszPhysicPath = kPhysicPath.Take(info.pszPhysicPath);
-    node.hstrPath = m_pkStringSet->Insert(info.pszPath);
+    node.hstrPath = m_pkStringSet != nullptr ? m_pkStringSet->Insert(info.pszPath) : INVALID_HANDLE_VALUE;
     VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != node.hstrPath);
     if (pszNewName != nullptr)
     {
@@ -93,7 +92,10 @@ int VOTSFileEventContainer::AppendEvent(const Info& info, unsigned long long ull
         node.hstrPhysicPath = m_pkStringSet->Insert(pszPhysicPath);
         VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != node.hstrPhysicPath);
     }
-    VO_PROCESS_ERROR(m_vecFileEvent.PushBack(node));
+    if (!m_vecFileEvent.PushBack(node))
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     nResult = 1;
 
 Exit0:

@@ -74,6 +74,7 @@ int VOTSFileEventMappingAssemble::Run()
 
 int VOTSFileEventMappingAssemble::Stop()
 {
+    _AskToEnd();
     for (VOTSFileEventMappingInspector* const pkInspector : m_pArrInspector)
     {
         if (pkInspector != nullptr)
@@ -109,16 +110,21 @@ int VOTSFileEventMappingAssemble::_SetupInspector()
     int nResult = 0;
     HANDLE hMappingState = nullptr;
     FileEventUpdateState* pMappingState = nullptr;
+    bool bOfThisVersion = false;
     VOSectionView kSection;
     hMappingState = kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_FILEEVENT_UPDATESTATE_NAME);
     VO_PROCESS_ERROR(hMappingState);
     kSection.pvView = ::MapViewOfFile(hMappingState, FILE_MAP_READ, 0, 0, 0);
     pMappingState = static_cast<FileEventUpdateState*>(kSection.pvView);
-    VO_PROCESS_ERROR_AS("pMappingState", pMappingState && kSection.Size() >= sizeof(pMappingState->szVersion));
-    VO_PROCESS_ERROR_AS(
-        "::strcmp(pMappingState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == 0",
-        memcmp(pMappingState, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pMappingState->szVersion)) == 0);
-    VO_PROCESS_ERROR_AS("pMappingState", kSection.Size() >= sizeof(FileEventUpdateState));
+
+    // One too short is as good as none, unless its version says already that it is another one.
+    bOfThisVersion =
+        kSection.Size() >= sizeof(pMappingState->szVersion) &&
+        memcmp(pMappingState, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pMappingState->szVersion)) == 0;
+    VO_PROCESS_ERROR_AS("pMappingState", kSection.Size() >= (bOfThisVersion ? sizeof(FileEventUpdateState)
+                                                                            : sizeof(pMappingState->szVersion)));
+    VO_PROCESS_ERROR_AS("::strcmp(pMappingState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == 0",
+                        bOfThisVersion);
 
     for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
     {
@@ -134,8 +140,22 @@ Exit0:
     return nResult;
 }
 
+// All threads, before any is waited for: one that is held suspended may hold a lock that another needs to end, such as
+// the allocator's.
+void VOTSFileEventMappingAssemble::_AskToEnd()
+{
+    for (VOTSFileEventMappingInspector* const pkInspector : m_pArrInspector)
+    {
+        if (pkInspector != nullptr)
+        {
+            pkInspector->_AskToEnd();
+        }
+    }
+}
+
 int VOTSFileEventMappingAssemble::_CloseInspector()
 {
+    _AskToEnd();
     for (VOTSFileEventMappingInspector*& rpkInspector : m_pArrInspector)
     {
         if (rpkInspector != nullptr)

@@ -43,7 +43,7 @@ IVOTSFileEventListener& IVOTSFileEventListener::operator=(const IVOTSFileEventLi
 IVOTSFileEventListener::~IVOTSFileEventListener() = default;
 
 VOTSFileEventMappingInspector::VOTSFileEventMappingInspector(enumAssetFrom eaf)
-    : m_eaf(eaf), m_bRunning(1), m_hDetectThread(nullptr)
+    : m_eaf(eaf), m_bRunning(1), m_hDetectThread(nullptr), m_bResumedToEnd(false)
 {
 }
 
@@ -72,13 +72,32 @@ Exit0:
 int VOTSFileEventMappingInspector::Stop()
 {
     const std::lock_guard<std::mutex> kGuard(m_DetectLock);
-    if (m_hDetectThread != nullptr)
-    {
-        // A suspended thread couldn't see the request.
-        ::ResumeThread(m_hDetectThread);
-    }
+    _ResumeOnce();
     DestroyDetectThread();
     return 1;
+}
+
+// The first half of Stop.
+void VOTSFileEventMappingInspector::_AskToEnd()
+{
+    const std::lock_guard<std::mutex> kGuard(m_DetectLock);
+    if (m_hDetectThread != nullptr)
+    {
+        Shared(m_bRunning).store(0);
+        _ResumeOnce();
+    }
+}
+
+// A suspended thread couldn't see the request to end. It is let go one step for one end, however many ask for that: a
+// thread that was suspended twice stays so. The caller has the lock.
+void VOTSFileEventMappingInspector::_ResumeOnce()
+{
+    constexpr DWORD kFailed = static_cast<DWORD>(-1);
+    if (m_hDetectThread != nullptr && !m_bResumedToEnd)
+    {
+        const DWORD uBefore = ::ResumeThread(m_hDetectThread);
+        m_bResumedToEnd = uBefore != 0 && uBefore != kFailed;
+    }
 }
 
 int VOTSFileEventMappingInspector::BindListener(IVOTSFileEventListener* piListener)
@@ -188,6 +207,7 @@ int VOTSFileEventMappingInspector::CreateDetectThread()
         return 1;
     }
     Shared(m_bRunning).store(1);
+    m_bResumedToEnd = false;
     m_hDetectThread = ::CreateThread(nullptr, 0, &ThreadProc_DetectFileEvnet, this, 0, nullptr);
     VO_PROCESS_ERROR(m_hDetectThread);
     nResult = 1;

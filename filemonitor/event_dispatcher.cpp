@@ -1,85 +1,52 @@
 // The fan-out of the directory monitor.
 //
-// m_blstEnable turns changes of the list away while it is walked. It is a flag and no lock: a listener that passes
-// events on through the same dispatcher ends the inner walk with the flag up, and the outer one goes on. So the list is
-// touched under a guard of its own, which nobody holds while a listener runs, and a walk keeps a position, which no
-// change can leave dangling.
+// m_blstEnable turns changes of the list away while it is walked. It is a flag and no lock, so it is looked at and
+// changed under a guard alone, which nobody holds while a listener runs. What a listener passes on through the same
+// dispatcher is a walk inside a walk, and threads may walk beside each other: the walks are counted, and the last one
+// to end opens the list. So once a removal has been granted no call to that listener is under way, and none comes. A
+// walk keeps a position, which nothing can leave dangling.
+//
+// Whoever has tried to get the guard often takes a thread that is held suspended with it for a fan-out under way.
 #include <algorithm>
 #include <iterator>
-#include <thread>
 
 #include "diagnostics/check.h"
 #include "filemonitor/shared_flag.h"
-#include "vo_small_objects.h"
 #include "vots_file_monitor.h"
 
-namespace
-{
-
-// A thread that is held suspended at the list is a fan-out under way: whoever has tried this often takes it for one.
-constexpr int kGuardTries = 1000;
-
-// The search of a list, with the flag down for its time. The caller has the guard, and keeps it until it has changed
-// the list: nothing comes in between.
-bool IsInList(const std::list<IVOTSFileMonitorEventListener*>& listListeners, int& rnEnable,
-              const IVOTSFileMonitorEventListener* pListener)
-{
-    const ZRecoverState kRecover(&rnEnable, 1);
-    StoreFlag(rnEnable, 0);
-    return std::find(listListeners.begin(), listListeners.end(), pListener) != listListeners.end();
-}
-
-}  // namespace
-
-class VOTSFileMonitorEventDispatcher::Guard
+// One walk over the list. The scope's end opens the list again, also when a listener's exception leaves it.
+class VOTSFileMonitorEventDispatcher::Walk
 {
 public:
-    explicit Guard(int& rnBusy) : m_rnBusy(rnBusy) {}
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-    ~Guard()
+    explicit Walk(VOTSFileMonitorEventDispatcher& rkDispatcher) : m_rkDispatcher(rkDispatcher)
     {
-        if (m_bHeld)
-        {
-            StoreFlag(m_rnBusy, 0);
-        }
+        FlagGuard kGuard(m_rkDispatcher.m_nListBusy);
+        kGuard.Acquire();
+        ++m_rkDispatcher.m_nWalks;
+        m_rkDispatcher._ShowWalks();
     }
-
-    bool TryAcquire()
+    Walk(const Walk&) = delete;
+    Walk& operator=(const Walk&) = delete;
+    ~Walk()
     {
-        m_bHeld = TakeFlag(m_rnBusy);
-        return m_bHeld;
-    }
-
-    bool AcquireSoon()
-    {
-        for (int i = 0; i < kGuardTries && !TryAcquire(); ++i)
-        {
-            std::this_thread::yield();
-        }
-        return m_bHeld;
-    }
-
-    void Acquire()
-    {
-        while (!TryAcquire())
-        {
-            std::this_thread::yield();
-        }
+        FlagGuard kGuard(m_rkDispatcher.m_nListBusy);
+        kGuard.Acquire();
+        --m_rkDispatcher.m_nWalks;
+        m_rkDispatcher._ShowWalks();
     }
 
 private:
-    int& m_rnBusy;
-    bool m_bHeld = false;
+    VOTSFileMonitorEventDispatcher& m_rkDispatcher;
 };
 
-VOTSFileMonitorEventDispatcher::VOTSFileMonitorEventDispatcher() : m_blstEnable(1), m_nListBusy(0) {}
+VOTSFileMonitorEventDispatcher::VOTSFileMonitorEventDispatcher() : m_blstEnable(1), m_nListBusy(0), m_nWalks(0) {}
 
 VOTSFileMonitorEventDispatcher::VOTSFileMonitorEventDispatcher(const VOTSFileMonitorEventDispatcher& kOther)
     : VOTSFileMonitorEventListener_Adapter(kOther),
       m_listListeners(kOther.m_listListeners),
-      m_blstEnable(kOther.m_blstEnable),
-      m_nListBusy(0)
+      m_blstEnable(LoadFlag(kOther.m_blstEnable)),
+      m_nListBusy(0),
+      m_nWalks(0)
 {
 }
 
@@ -87,10 +54,10 @@ VOTSFileMonitorEventDispatcher& VOTSFileMonitorEventDispatcher::operator=(const 
 {
     if (this != &kOther)
     {
-        Guard kGuard(m_nListBusy);
+        FlagGuard kGuard(m_nListBusy);
         kGuard.Acquire();
         m_listListeners = kOther.m_listListeners;
-        StoreFlag(m_blstEnable, kOther.m_blstEnable);
+        StoreFlag(m_blstEnable, m_nWalks != 0 ? 0 : LoadFlag(kOther.m_blstEnable));
     }
     return *this;
 }
@@ -103,10 +70,10 @@ VOTSFileMonitorEventDispatcher::~VOTSFileMonitorEventDispatcher()
 int VOTSFileMonitorEventDispatcher::AddListener(IVOTSFileMonitorEventListener* pListener)
 {
     int nResult = 0;
-    Guard kGuard(m_nListBusy);
+    FlagGuard kGuard(m_nListBusy);
     VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", LoadFlag(m_blstEnable) != 0 && kGuard.AcquireSoon());
-    if (!IsInList(m_listListeners, m_blstEnable, pListener))
+    VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon() && LoadFlag(m_blstEnable) != 0);
+    if (!_IsInList(pListener))
     {
         m_listListeners.push_back(pListener);
     }
@@ -119,10 +86,10 @@ Exit0:
 int VOTSFileMonitorEventDispatcher::RemoveListener(IVOTSFileMonitorEventListener* pListener)
 {
     int nResult = 0;
-    Guard kGuard(m_nListBusy);
+    FlagGuard kGuard(m_nListBusy);
     VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", LoadFlag(m_blstEnable) != 0 && kGuard.AcquireSoon());
-    if (IsInList(m_listListeners, m_blstEnable, pListener))
+    VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon() && LoadFlag(m_blstEnable) != 0);
+    if (_IsInList(pListener))
     {
         m_listListeners.remove(pListener);
     }
@@ -134,14 +101,28 @@ Exit0:
 
 int VOTSFileMonitorEventDispatcher::IsListenerExist(IVOTSFileMonitorEventListener* pListener)
 {
-    Guard kGuard(m_nListBusy);
-    return kGuard.AcquireSoon() && IsInList(m_listListeners, m_blstEnable, pListener) ? 1 : 0;
+    FlagGuard kGuard(m_nListBusy);
+    return kGuard.AcquireSoon() && _IsInList(pListener) ? 1 : 0;
+}
+
+// 0 while anybody walks, else 1. The caller has the guard.
+void VOTSFileMonitorEventDispatcher::_ShowWalks()
+{
+    StoreFlag(m_blstEnable, m_nWalks != 0 ? 0 : 1);
+}
+
+// The caller has the guard, and keeps it until it has changed the list: nothing comes in between. A search leaves the
+// flag as the walks have it, whatever a derived class made of it.
+bool VOTSFileMonitorEventDispatcher::_IsInList(const IVOTSFileMonitorEventListener* pListener)
+{
+    _ShowWalks();
+    return std::find(m_listListeners.begin(), m_listListeners.end(), pListener) != m_listListeners.end();
 }
 
 // False behind the last entry.
 bool VOTSFileMonitorEventDispatcher::_ListenerAt(size_t uIndex, IVOTSFileMonitorEventListener** ppiListener)
 {
-    Guard kGuard(m_nListBusy);
+    FlagGuard kGuard(m_nListBusy);
     kGuard.Acquire();
     if (uIndex >= m_listListeners.size())
     {
@@ -154,9 +135,8 @@ bool VOTSFileMonitorEventDispatcher::_ListenerAt(size_t uIndex, IVOTSFileMonitor
 // The four are written out, so that each logs under its own name.
 void VOTSFileMonitorEventDispatcher::OnFileMonitor_Add(const VOWCHAR* pszFilePath)
 {
-    const ZRecoverState kRecover(&m_blstEnable, 1);
+    const Walk kWalk(*this);
     IVOTSFileMonitorEventListener* piListener = nullptr;
-    StoreFlag(m_blstEnable, 0);
     for (size_t i = 0; _ListenerAt(i, &piListener); ++i)
     {
         VO_PROCESS_ERROR(piListener);
@@ -169,9 +149,8 @@ Exit0:
 
 void VOTSFileMonitorEventDispatcher::OnFileMonitor_Remove(const VOWCHAR* pszFilePath)
 {
-    const ZRecoverState kRecover(&m_blstEnable, 1);
+    const Walk kWalk(*this);
     IVOTSFileMonitorEventListener* piListener = nullptr;
-    StoreFlag(m_blstEnable, 0);
     for (size_t i = 0; _ListenerAt(i, &piListener); ++i)
     {
         VO_PROCESS_ERROR(piListener);
@@ -184,9 +163,8 @@ Exit0:
 
 void VOTSFileMonitorEventDispatcher::OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName)
 {
-    const ZRecoverState kRecover(&m_blstEnable, 1);
+    const Walk kWalk(*this);
     IVOTSFileMonitorEventListener* piListener = nullptr;
-    StoreFlag(m_blstEnable, 0);
     for (size_t i = 0; _ListenerAt(i, &piListener); ++i)
     {
         VO_PROCESS_ERROR(piListener);
@@ -199,9 +177,8 @@ Exit0:
 
 void VOTSFileMonitorEventDispatcher::OnFileMonitor_Modified(const VOWCHAR* pszFilePath)
 {
-    const ZRecoverState kRecover(&m_blstEnable, 1);
+    const Walk kWalk(*this);
     IVOTSFileMonitorEventListener* piListener = nullptr;
-    StoreFlag(m_blstEnable, 0);
     for (size_t i = 0; _ListenerAt(i, &piListener); ++i)
     {
         VO_PROCESS_ERROR(piListener);

@@ -3,6 +3,7 @@
 // The producer waits for the busy flag, the consumer gives up at once and comes again: a consumer that is held
 // suspended with the flag up costs the producer its events one by one, never a lock.
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "diagnostics/check.h"
@@ -35,14 +36,21 @@ int VOTSFileMonitorManager::HasFileEvent() const
 int VOTSFileMonitorManager::PushEvent(FILE_MONITOR_EVENT& kEvent)
 {
     unsigned int uTimeCount = 0;
-    while (!TakeFlag(m_nEventQueueBusy))
+    FlagGuard kGuard(m_nEventQueueBusy);
+    while (!kGuard.TryAcquire())
     {
         VO_PROCESS_ERROR(uTimeCount < 0xFFFF);
         ::Sleep(1);
         ++uTimeCount;
     }
-    m_vecFileEvents.push_back(kEvent);
-    StoreFlag(m_nEventQueueBusy, 0);
+    try
+    {
+        m_vecFileEvents.push_back(kEvent);
+    }
+    catch (const std::bad_alloc&)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
 
 Exit0:
     // Nobody can do anything about a lost event: the result is the same.
@@ -51,29 +59,23 @@ Exit0:
 
 int VOTSFileMonitorManager::PopEvent(FILE_MONITOR_EVENT& kEvent)
 {
-    int nResult = 0;
-    if (SpecialEventHandle() != 0 || !TakeFlag(m_nEventQueueBusy))
+    if (SpecialEventHandle() != 0)
     {
         return 0;
     }
-    if (!m_vecFileEvents.empty())
+    FlagGuard kGuard(m_nEventQueueBusy);
+    if (!kGuard.TryAcquire() || m_vecFileEvents.empty())
     {
-        kEvent = m_vecFileEvents.pop_front();
-        nResult = 1;
+        return 0;
     }
-    StoreFlag(m_nEventQueueBusy, 0);
-    return nResult;
+    kEvent = m_vecFileEvents.pop_front();
+    return 1;
 }
 
 int VOTSFileMonitorManager::SpecialEventHandle()
 {
-    if (!TakeFlag(m_nEventQueueBusy))
-    {
-        return 0;
-    }
-    const int nResult = _HoldOrRewriteHead();
-    StoreFlag(m_nEventQueueBusy, 0);
-    return nResult;
+    FlagGuard kGuard(m_nEventQueueBusy);
+    return kGuard.TryAcquire() ? _HoldOrRewriteHead() : 0;
 }
 
 // A program that saves a file by writing another one, deleting the target and renaming the other one to it has modified

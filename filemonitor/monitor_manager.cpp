@@ -2,7 +2,7 @@
 #include "vots_file_monitor.h"
 
 #include <atomic>
-#include <thread>
+#include <new>
 #include <utility>
 
 #include "diagnostics/check.h"
@@ -42,7 +42,8 @@ VOTSFileMonitorManager::VOTSFileMonitorManager()
       m_nExitThread(0),
       m_overLapped(),
       m_pFileMonitorEventDispatcher(nullptr),
-      m_nFilterBusy(0)
+      m_nFilterBusy(0),
+      m_nFiltersShown(0)
 {
 }
 
@@ -67,13 +68,12 @@ Exit0:
 // The monitor thread reads the root while a host may be at a second Init: hence unit by unit.
 void VOTSFileMonitorManager::_SetRootPath(const VOWCHAR* pszRootPath)
 {
+    // A null path copies nothing, and leaves the empty root.
     VOWCHAR tszRoot[MAX_PATH] = {};
-    if (::lstrcpynW(tszRoot, pszRootPath, MAX_PATH) != nullptr)
+    (void)::lstrcpynW(tszRoot, pszRootPath, MAX_PATH);
+    for (size_t i = 0; i < MAX_PATH; ++i)
     {
-        for (size_t i = 0; i < MAX_PATH; ++i)
-        {
-            std::atomic_ref<VOWCHAR>(m_tszRootPath[i]).store(tszRoot[i], std::memory_order_relaxed);
-        }
+        std::atomic_ref<VOWCHAR>(m_tszRootPath[i]).store(tszRoot[i], std::memory_order_relaxed);
     }
 }
 
@@ -87,9 +87,19 @@ VOWString VOTSFileMonitorManager::_RootPath()
     return tszRoot;
 }
 
-// The consumer goes first, then the producer, then the handle that it read from, then the fan-out.
+// The consumer goes first, then the producer, then the handle that it read from, then the fan-out. Both are let go
+// before either is waited for: one that is held suspended may hold a lock that the other needs to end, such as the
+// allocator's.
 int VOTSFileMonitorManager::UnInit()
 {
+    for (void* const hThread : {m_hFileEventThread, m_hFileMonitorThread})
+    {
+        if (hThread != nullptr)
+        {
+            StoreFlag(m_nExitThread, 1);
+            LetGo(hThread);
+        }
+    }
     DestoryFileEventProcessThread();
     DestroyFileMonitorThread();
     DestoryFileDirMonitorHandle();
@@ -179,6 +189,7 @@ int VOTSFileMonitorManager::CreateFileEventProcessThread()
 {
     int nResult = 0;
     VO_PROCESS_ERROR(NULL == m_hFileEventThread);
+    _ShowFilters();
     m_hFileEventThread = ::CreateThread(nullptr, 0, ThreadProc_FileEventDispatcher, this, CREATE_SUSPENDED, nullptr);
     VO_PROCESS_ERROR(m_hFileEventThread);
     m_bFileEventSuspended = true;
@@ -222,6 +233,11 @@ int VOTSFileMonitorManager::SuspendFileMonitor(bool bSuspend)
 
 int VOTSFileMonitorManager::SuspendEventDispatcher(bool bSuspend)
 {
+    if (!bSuspend && m_hFileEventThread != nullptr)
+    {
+        // With what a derived class has made of them meanwhile.
+        _ShowFilters();
+    }
     return _SuspendOne(m_hFileEventThread, m_bFileEventSuspended, bSuspend);
 }
 
@@ -257,12 +273,47 @@ int VOTSFileMonitorManager::AddFilterDir(const VOWCHAR* pszDir)
         return 1;
     }
     VOWString strDir(pszDir);
-    // Hosts' threads keep each other out; the dispatch thread reads beside them.
-    while (!TakeFlag(m_nFilterBusy))
-    {
-        std::this_thread::yield();
-    }
+    // Hosts' threads keep each other out.
+    FlagGuard kGuard(m_nFilterBusy);
+    kGuard.Acquire();
     m_vecFilterDir.push_back(std::move(strDir));
-    StoreFlag(m_nFilterBusy, 0);
+    if (LoadFlag(m_nFiltersShown) != 0)
+    {
+        try
+        {
+            m_kFilters.Publish(m_vecFilterDir);
+        }
+        catch (...)
+        {
+            m_vecFilterDir.pop_back();
+            throw;
+        }
+    }
     return 1;
+}
+
+// The dispatch thread, which may be stopped anywhere, never looks into the vector itself. False when it still has the
+// filters of before: for want of memory, or because somebody adds one, who shows them all. Filters that it knows
+// already cost no memory, for this comes before a resumption, and a suspended thread may hold the allocator's lock.
+bool VOTSFileMonitorManager::_ShowFilters()
+{
+    FlagGuard kGuard(m_nFilterBusy);
+    if (!kGuard.AcquireSoon())
+    {
+        return false;
+    }
+    try
+    {
+        const VOPublished<std::vector<VOWString>>::Reading kShown(m_kFilters);
+        if (kShown.Get() == nullptr || *kShown.Get() != m_vecFilterDir)
+        {
+            m_kFilters.Publish(m_vecFilterDir);
+        }
+    }
+    catch (const std::bad_alloc&)
+    {
+        return false;
+    }
+    StoreFlag(m_nFiltersShown, 1);
+    return true;
 }

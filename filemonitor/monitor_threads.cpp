@@ -1,4 +1,5 @@
 // What the two threads of a monitor do.
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -52,8 +53,17 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
             continue;
         }
         bPending = false;
-        kEvents.Read(_RootPath(), pszNotify, kNotifyBufferSize,
-                     [this](FILE_MONITOR_EVENT& kEvent) { PushEvent(kEvent); });
+        try
+        {
+            kEvents.Read(_RootPath(), pszNotify, kNotifyBufferSize,
+                         [this](FILE_MONITOR_EVENT& kEvent) { PushEvent(kEvent); });
+        }
+        catch (const std::bad_alloc&)
+        {
+            // On a thread of its own this would end the process. The rest of the batch is lost, like what the system
+            // couldn't hold.
+            VO_CHECK_ERROR(FALSE);
+        }
     }
     if (bPending)
     {
@@ -79,6 +89,12 @@ void VOTSFileMonitorManager::_DeliverEvents()
     FILE_MONITOR_EVENT kEvent;
     while (LoadFlag(m_nExitThread) == 0)
     {
+        if (LoadFlag(m_nFiltersShown) == 0 && !_ShowFilters())
+        {
+            // A thread that a derived class made, and no memory for its filters yet.
+            ::Sleep(kIdleSleep);
+            continue;
+        }
         // What was taken in spite of a hold is dropped.
         if (PopEvent(kEvent) == 0 || (LoadFlag(m_nSpecialEventCount) & 1) != 0)
         {
@@ -93,15 +109,10 @@ void VOTSFileMonitorManager::_DeliverEvents()
 
 bool VOTSFileMonitorManager::_IsFiltered(const VOWString& strPath) const
 {
-    const size_t uFilters = m_vecFilterDir.size();
-    for (size_t i = 0; i < uFilters; ++i)
-    {
-        if (strPath.starts_with(m_vecFilterDir[i]))
-        {
-            return true;
-        }
-    }
-    return false;
+    const VOPublished<std::vector<VOWString>>::Reading kFilters(m_kFilters);
+    return kFilters.Get() != nullptr &&
+           std::any_of(kFilters.Get()->begin(), kFilters.Get()->end(),
+                       [&strPath](const VOWString& strFilter) { return strPath.starts_with(strFilter); });
 }
 
 void VOTSFileMonitorManager::_Deliver(const FILE_MONITOR_EVENT& kEvent)

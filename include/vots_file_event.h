@@ -218,8 +218,9 @@ public:
     int BindListener(IVOTSFileEventListener* piListener);
 
     // Stops the thread wherever it stands, and lets it go on; these calls count. Events aren't lost while the publisher
-    // keeps them. The thread may hold a lock then: until it goes on, a caller stays away from BindListener and from
-    // whatever the listeners lock. 0 without a thread. Not to be called beside Run or Stop.
+    // keeps them. The thread may hold a lock then, also one that the whole process shares, such as the allocator's or
+    // that of standard output: until it goes on, a caller stays away from BindListener and from whatever the listeners
+    // lock, and suspends for a short time only. 0 without a thread. Not to be called beside Run or Stop.
     int SuspendEvent(int bSuspend);
 
 protected:
@@ -235,6 +236,14 @@ protected:
     std::mutex m_ListenerLock;                           // m_vecListener
     int m_bRunning;                                      // 0 asks the thread to end
     std::atomic<void*> m_hDetectThread;
+
+private:
+    friend class VOTSFileEventMappingAssemble;
+
+    void _AskToEnd();
+    void _ResumeOnce();
+
+    bool m_bResumedToEnd;  // the thread was suspended, and has been resumed for the end that is asked of it
 };
 
 // The front door of a tool process: one inspector for each source that was enabled at the first Instance.
@@ -242,11 +251,12 @@ class VOBASE_API VOTSFileEventMappingAssemble
 {
 public:
     // The one object of the process, counted; never null. Instance is thread-safe; callers keep Release apart from it.
-    // With the last Release all threads are stopped, one after the other, and the inspectors end.
+    // With the last Release all threads are stopped as by Stop, and the inspectors end.
     static VOTSFileEventMappingAssemble* Instance();
     static void Release();
 
-    // For each inspector by ascending source, whatever each one's result; always 1.
+    // For each inspector by ascending source, whatever each one's result; always 1. Stop asks all threads to end, each
+    // resumed once, before it waits for the first: a suspended one holds nothing that another one waits for.
     int Run();
     int Stop();
 
@@ -270,4 +280,7 @@ protected:
     static VOTSFileEventMappingAssemble* ms_pkInstance;
     static int ms_nRefCountOfInstance;
     static std::mutex ms_InstanceLock;
+
+private:
+    void _AskToEnd();
 };

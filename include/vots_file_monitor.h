@@ -3,15 +3,28 @@
 // A host's order of calls: construct, AddFilterDir as needed, Init, AddFileMonitorListener, BeginThread; at the end
 // RemoveFileMonitorListener for each listener, UnInit, destroy.
 //
+// A removal is refused while an event is being delivered, so a host tries again until the result is 1; or it removes
+// its listeners while the dispatch thread is suspended, and lets the thread go on for a moment when that is refused.
+//
+// A suspended thread stands wherever it was, and may hold a lock that the whole process shares, such as the allocator's
+// or that of standard output. Until it goes on, anybody who needs that lock waits: so a host suspends for a short time,
+// and what it does meanwhile, a change of the listeners included, may have to wait until another thread lets go.
+// BeginThread, SuspendFileMonitor(false), SuspendEventDispatcher(false) and UnInit take no such lock before the threads
+// go on.
+//
+// While the root can't be read (it has been deleted, or is a file) the monitor thread tries again without a pause and
+// without a word, and keeps a processor busy: a host that learns of it suspends the monitor thread, or calls UnInit.
+//
 // The stream of events is a hint and no record: identical events within half a second of each other are one event, and
 // what the system's own buffer couldn't hold is lost without a sign. Whoever needs the exact state looks at the
 // directory when an event says that something changed there.
 #pragma once
 
 #include <list>
+#include <vector>
 
-#include "internal/vo_append_list.h"
 #include "internal/vo_event_queue.h"
+#include "internal/vo_published.h"
 #include "vo_types.h"
 
 // What a user of the monitor implements. Paths are full paths with forward slashes, beginning with the root as it was
@@ -46,7 +59,8 @@ public:
 };
 
 // Passes each event on to all of its listeners, in the order in which they were added. While it does so the list can't
-// be changed: an attempt, from a listener's call or from another thread, is logged and refused with 0.
+// be changed: an attempt, from a listener's call or from another thread, is logged and refused with 0, and the caller
+// tries again later. A listener that was removed with 1 isn't being called and won't be: it may be deleted.
 class VOBASE_API VOTSFileMonitorEventDispatcher : public VOTSFileMonitorEventListener_Adapter
 {
 public:
@@ -77,11 +91,14 @@ protected:
     int m_blstEnable;              // 1 while the list may be changed, 0 while it is walked
 
 private:
-    class Guard;
+    class Walk;
 
+    void _ShowWalks();
+    bool _IsInList(const IVOTSFileMonitorEventListener* pListener);
     bool _ListenerAt(size_t uIndex, IVOTSFileMonitorEventListener** ppiListener);
 
     int m_nListBusy;  // 1 while a thread is at the list itself; never while a listener is called
+    int m_nWalks;     // how many walks are under way, one inside the other or on several threads
 };
 
 // The types of a monitor's events; also known as names of VOTSFileMonitorManager.
@@ -133,8 +150,8 @@ public:
     // before a step that fails stays, for UnInit.
     int Init(const VOWCHAR* pszRootPath);
 
-    // Ends the threads and releases everything, whatever is there. Takes up to half a second, or as long as a listener
-    // takes. After it the object can't watch again. Always 1.
+    // Ends the threads, suspended or not, and releases everything, whatever is there. Takes up to half a second, or as
+    // long as a listener takes. After it the object can't watch again. Always 1.
     int UnInit();
 
     // Let both threads run, or hold them. Always 1.
@@ -142,7 +159,7 @@ public:
     int SuspendThread();
 
     // One of them. 0 without that thread. Changes are kept by the system while the monitor thread is held, and events
-    // in the queue while the dispatch thread is.
+    // in the queue while the dispatch thread is. What a held thread may hold stands at the head of this file.
     int SuspendFileMonitor(bool bSuspend);
     int SuspendEventDispatcher(bool bSuspend);
 
@@ -167,8 +184,8 @@ protected:
     int CreateFileEventProcessThread();
     int DestoryFileEventProcessThread();
 
-    // Appends an event, waiting up to 65535 ms for the consumer to let go of the queue; then the event is lost, with a
-    // log line. Always 0. One producer and one consumer.
+    // Appends an event, waiting up to 65535 ms for the consumer to let go of the queue; then, and when there is no
+    // memory for it, the event is lost, with a log line. Always 0. One producer and one consumer.
     int PushEvent(FILE_MONITOR_EVENT& kEvent);
 
     // Takes the first event: 1. 0 without one, while a lone Remove is held back, and while the producer is at the
@@ -188,12 +205,15 @@ protected:
     bool m_bFileMonitorSuspended;
     void* m_hFileEventThread;
     bool m_bFileEventSuspended;
-    int m_nSpecialEventCount;  // odd while a lone Remove is held back
-    VOEventQueue<FILE_MONITOR_EVENT> m_vecFileEvents;
+    int m_nSpecialEventCount;                          // odd while a lone Remove is held back
+    VOEventQueue<FILE_MONITOR_EVENT> m_vecFileEvents;  // a vector, head at the front; handled under m_nEventQueueBusy
     int m_nEventQueueBusy;
     int m_nExitThread;  // never cleared
     OVERLAPPED m_overLapped;
-    VOAppendList<VOWString> m_vecFilterDir;
+
+    // A derived class may change it as it likes, on the thread that calls AddFilterDir. The dispatch thread goes by
+    // what stood here at the last AddFilterDir, BeginThread or SuspendEventDispatcher(false).
+    std::vector<VOWString> m_vecFilterDir;
     VOTSFileMonitorEventDispatcher* m_pFileMonitorEventDispatcher;  // owned
 
 private:
@@ -206,5 +226,9 @@ private:
     bool _IsFiltered(const VOWString& strPath) const;
     int _HoldOrRewriteHead();
 
-    int m_nFilterBusy;  // 1 while a thread appends to the filters
+    bool _ShowFilters();
+
+    int m_nFilterBusy;                               // 1 while a thread appends to the filters or shows them
+    int m_nFiltersShown;                             // 0 until the dispatch thread has been shown any
+    VOPublished<std::vector<VOWString>> m_kFilters;  // what it goes by
 };

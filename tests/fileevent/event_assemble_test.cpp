@@ -1,4 +1,8 @@
 // The process-wide object over the event streams of all sources.
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <mutex>
 #include <thread>
 
 #include "fileevent/event_section_tools.h"
@@ -259,6 +263,106 @@ TEST_F(EventAssemble, TheLastReleaseStopsRunningThreadsAndLetsGoOfListeners)
     EXPECT_TRUE(kRecord.WaitFor(1));
     VOTSFileEventMappingAssemble::Release();
     EXPECT_EQ(1u, kListener.Get()->RefCount());
+}
+
+// Two sources: the listener of the second is stopped while it holds a lock that the listener of the first asks for.
+class EventAssembleWithAHeldLock : public EventAssemble
+{
+protected:
+    void SetUp() override
+    {
+        m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
+        m_kPublisher.Publish(AF_TARGET, ImageOfTimes({10}), 10);
+        m_pkAssemble = VOTSFileEventMappingAssemble::Instance();
+        ASSERT_EQ(1, m_pkAssemble->BindListener(AF_SOURCE, m_kAsking.Get()));
+        ASSERT_EQ(1, m_pkAssemble->BindListener(AF_TARGET, m_kHolding.Get()));
+        m_pkAssemble->Run();
+        ASSERT_TRUE(WaitUntil([&] { return m_nHolding == 1 && m_nAsking == 1; }));
+        ASSERT_EQ(1, m_pkAssemble->SuspendEvent(AF_TARGET, 1));
+        m_bLeave = true;
+    }
+
+    // Whether an operation ends although nobody else lets the suspended thread go.
+    bool Ends(const std::function<void()>& fnOperation)
+    {
+        const LogCapture kLog;
+        std::atomic<bool> bEnded{false};
+        std::thread kThread(
+            [&]
+            {
+                fnOperation();
+                bEnded = true;
+            });
+        for (int i = 0; i < 1000 && !bEnded; ++i)
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        const bool bResult = bEnded;
+        if (!bResult)
+        {
+            m_pkAssemble->SuspendEvent(AF_TARGET, 0);
+        }
+        kThread.join();
+        return bResult;
+    }
+
+    Publisher m_kPublisher;
+    std::mutex m_kLock;
+    std::atomic<int> m_nHolding{0};
+    std::atomic<int> m_nAsking{0};
+    std::atomic<bool> m_bLeave{false};
+    Record m_kRecord;
+    Held m_kHolding{m_kRecord, [this](const FileEventParam&)
+                    {
+                        const std::lock_guard<std::mutex> kGuard(m_kLock);
+                        for (m_nHolding = 1; !m_bLeave; std::this_thread::yield())
+                        {
+                        }
+                    }};
+    Held m_kAsking{m_kRecord, [this](const FileEventParam&)
+                   {
+                       while (m_nHolding == 0)
+                       {
+                           std::this_thread::yield();
+                       }
+                       m_nAsking = 1;
+                       const std::lock_guard<std::mutex> kGuard(m_kLock);
+                   }};
+    VOTSFileEventMappingAssemble* m_pkAssemble = nullptr;
+};
+
+TEST_F(EventAssembleWithAHeldLock, StopLetsAllThreadsGoBeforeItWaitsForOne)
+{
+    EXPECT_TRUE(Ends([&] { m_pkAssemble->Stop(); }));
+}
+
+TEST_F(EventAssembleWithAHeldLock, TheLastReleaseLetsAllThreadsGoBeforeItWaitsForOne)
+{
+    EXPECT_TRUE(Ends([] { VOTSFileEventMappingAssemble::Release(); }));
+}
+
+TEST_F(EventAssemble, AThreadThatWasSuspendedTwiceStaysSoUntilItIsResumedOnceMore)
+{
+    Publisher kPublisher;
+    kPublisher.SetEnabled(AF_SOURCE, 1);
+    kPublisher.SetEnabled(AF_TARGET, 1);
+    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
+    pkAssemble->Run();
+    pkAssemble->SuspendEvent(AF_TARGET, 1);
+    pkAssemble->SuspendEvent(AF_TARGET, 1);
+    std::atomic<int> nEnded{0};
+    const auto Stop = [&]
+    {
+        pkAssemble->Stop();
+        ++nEnded;
+    };
+    std::thread kOne(Stop);
+    std::thread kOther(Stop);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    EXPECT_EQ(0, nEnded) << "two that stop don't resume it twice";
+    EXPECT_EQ(1, pkAssemble->SuspendEvent(AF_TARGET, 0));
+    kOne.join();
+    kOther.join();
 }
 
 TEST_F(EventAssemble, InstanceIsMadeOnceByManyThreads)

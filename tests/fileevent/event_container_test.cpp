@@ -57,10 +57,11 @@ TEST(EventContainer, OfAnotherRoleHasNoPoolAndRefusesEverythingInTheLog)
     EXPECT_EQ(0, kContainer.CleanUp());
     EXPECT_EQ(nullptr, kContainer.GetAlloc());
     EXPECT_EQ(0, kContainer.AppendEvent(InfoOf(VOTEXT("a")), 1));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("m_pkStringSet", kClass + "GetString"),
-                                          ProcessError("m_pkStringSet", kClass + "CleanUp"),
-                                          ProcessError("m_pkStringSet", kClass + "GetAlloc"),
-                                          ProcessError("m_pkStringSet", kClass + "AppendEvent")));
+    EXPECT_THAT(kLog.Lines(),
+                ElementsAre(ProcessError("m_pkStringSet", kClass + "GetString"),
+                            ProcessError("m_pkStringSet", kClass + "CleanUp"),
+                            ProcessError("m_pkStringSet", kClass + "GetAlloc"),
+                            ProcessError("INVALID_HANDLE_VALUE != node.hstrPath", kClass + "AppendEvent")));
     const MisalignedBlock kImage(SampleModel().Image());
     kLog.Clear();
     EXPECT_EQ(0, kContainer.SetAlloc(kImage.As<EventImage>(), 1));

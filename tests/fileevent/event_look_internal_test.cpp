@@ -166,6 +166,36 @@ TEST_F(EventLook, ASlotThatFlipsIsPickedUpWithItsTime)
     EXPECT_FALSE(Look());
 }
 
+TEST_F(EventLook, EventsOfAnImageThatCameBehindTheLookAtTheTimeAreFoundOnce)
+{
+    m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 11);
+    EXPECT_FALSE(Look());
+    m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({10, 20}), 21);
+    Time ullLatestTime = 0;
+    ASSERT_TRUE(m_kDetect.FindsTime(AF_SOURCE, m_ullLastTime, ullLatestTime));
+    m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({10, 20, 30}), 31);
+    ASSERT_TRUE(m_kDetect.FindsEvents(AF_SOURCE, m_vecEvent, m_ullLastTime, ullLatestTime));
+    EXPECT_THAT(Times(), ElementsAre(20, 30));
+    EXPECT_EQ(31u, ullLatestTime);
+    m_ullLastTime = ullLatestTime;
+    EXPECT_FALSE(Look());
+    m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({10, 20, 30, 40}), 41);
+    EXPECT_TRUE(Look());
+    EXPECT_THAT(Times(), ElementsAre(40));
+}
+
+TEST_F(EventLook, ATimeThatWentBackBehindTheLookAtItIsNotTaken)
+{
+    m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 11);
+    EXPECT_FALSE(Look());
+    m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({20}), 21);
+    Time ullLatestTime = 0;
+    ASSERT_TRUE(m_kDetect.FindsTime(AF_SOURCE, m_ullLastTime, ullLatestTime));
+    m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({20}), 5);
+    ASSERT_TRUE(m_kDetect.FindsEvents(AF_SOURCE, m_vecEvent, m_ullLastTime, ullLatestTime));
+    EXPECT_EQ(21u, ullLatestTime);
+}
+
 TEST_F(EventLook, ASlotThatIsNoneIsPassedOver)
 {
     m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);

@@ -201,7 +201,7 @@ TEST(FileMonitorEventDispatcher, AnExceptionFromAListenerOpensTheListAgain)
     EXPECT_EQ(1, kDispatcher.RemoveListener(&kThrowing));
 }
 
-TEST(FileMonitorEventDispatcher, AnInnerEventOpensTheListForTheRestOfTheOuterOneAndNothingDangles)
+TEST(FileMonitorEventDispatcher, AnInnerEventLeavesTheListClosedForTheRestOfTheOuterOne)
 {
     OpenDispatcher kDispatcher;
     RecordingListener kLast;
@@ -218,10 +218,127 @@ TEST(FileMonitorEventDispatcher, AnInnerEventOpensTheListForTheRestOfTheOuterOne
         });
     kDispatcher.AddListener(&kNesting);
     kDispatcher.AddListener(&kLast);
+    const votest::LogCapture kLog;
     kDispatcher.OnFileMonitor_Add(VOTEXT("C:/outer"));
-    EXPECT_EQ(1, nRemoved);
-    EXPECT_EQ((Texts{"Modified C:/inner"}), kLast.Calls());
+    EXPECT_EQ(0, nRemoved);
+    EXPECT_EQ((Texts{DispatcherLine("m_blstEnable", "RemoveListener")}), kLog.Lines());
+    EXPECT_EQ((Texts{"Modified C:/inner", "Add C:/outer"}), kLast.Calls());
+    EXPECT_EQ(1, kDispatcher.m_blstEnable);
+    EXPECT_EQ(1, kDispatcher.RemoveListener(&kLast));
     kDispatcher.RemoveListener(&kNesting);
+}
+
+TEST(FileMonitorEventDispatcher, ASearchFromAListenersCallLeavesTheListClosed)
+{
+    OpenDispatcher kDispatcher;
+    int nFound = -1;
+    int nRemoved = -1;
+    ActingListener* pkActing = nullptr;
+    ActingListener kActing(
+        [&]
+        {
+            nFound = kDispatcher.IsListenerExist(pkActing);
+            nRemoved = kDispatcher.RemoveListener(pkActing);
+        });
+    pkActing = &kActing;
+    kDispatcher.AddListener(&kActing);
+    const votest::LogCapture kLog;
+    kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+    EXPECT_EQ(1, nFound);
+    EXPECT_EQ(0, nRemoved);
+    EXPECT_EQ(1, kDispatcher.RemoveListener(&kActing));
+}
+
+TEST(FileMonitorEventDispatcher, AnAssignmentDuringAnEventLeavesTheListClosed)
+{
+    OpenDispatcher kDispatcher;
+    OpenDispatcher kOther;
+    int nRemoved = -1;
+    ActingListener kActing(
+        [&]
+        {
+            kDispatcher = kOther;
+            nRemoved = kDispatcher.RemoveListener(&kActing);
+        });
+    kDispatcher.AddListener(&kActing);
+    const votest::LogCapture kLog;
+    kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+    EXPECT_EQ(0, nRemoved);
+    EXPECT_EQ(1, kDispatcher.m_blstEnable);
+}
+
+TEST(FileMonitorEventDispatcher, TheEndOfOneThreadsEventLeavesTheListClosedForAnothers)
+{
+    OpenDispatcher kDispatcher;
+    std::atomic<int> nCalls{0};
+    std::atomic<bool> bGoOn{false};
+    ActingListener kActing(
+        [&]
+        {
+            // Only the first call stays.
+            while (nCalls.fetch_add(1) == 0 && !bGoOn)
+            {
+                for (; !bGoOn; std::this_thread::yield())
+                {
+                }
+            }
+        });
+    kDispatcher.AddListener(&kActing);
+    std::thread kStaying([&] { kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a")); });
+    while (nCalls == 0)
+    {
+        std::this_thread::yield();
+    }
+    kDispatcher.OnFileMonitor_Modified(VOTEXT("C:/b"));
+    {
+        const votest::LogCapture kLog;
+        EXPECT_EQ(0, kDispatcher.RemoveListener(&kActing));
+    }
+    bGoOn = true;
+    kStaying.join();
+    EXPECT_EQ(1, kDispatcher.RemoveListener(&kActing));
+}
+
+TEST(FileMonitorEventDispatcher, AListenerThatHasBeenRemovedIsNotBeingCalledAndIsNotCalledAgain)
+{
+    OpenDispatcher kDispatcher;
+    std::atomic<bool> bThere{true};
+    std::atomic<bool> bStarted{false};
+    std::atomic<bool> bEnd{false};
+    std::atomic<int> nLate{0};
+    ActingListener kComing(
+        [&]
+        {
+            for (int i = 0; i < 20; ++i)
+            {
+                nLate += bThere ? 0 : 1;
+            }
+        });
+    std::thread kEventThread(
+        [&]
+        {
+            for (bStarted = true; !bEnd;)
+            {
+                kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+            }
+        });
+    while (!bStarted)
+    {
+        std::this_thread::yield();
+    }
+    const votest::LogCapture kLog;
+    for (int i = 0; i < 5000; ++i)
+    {
+        bThere = true;
+        (void)kDispatcher.AddListener(&kComing);
+        while (kDispatcher.RemoveListener(&kComing) == 0)
+        {
+        }
+        bThere = false;
+    }
+    bEnd = true;
+    kEventThread.join();
+    EXPECT_EQ(0, nLate);
 }
 
 TEST(FileMonitorEventDispatcher, ADestructorWithListenersLeftLogsAndDeletesNone)

@@ -1,4 +1,5 @@
 // The queue between the two threads: order, the busy flag, the held Remove and the rewriting at the head.
+#include <algorithm>
 #include <random>
 
 #include "filemonitor/monitor_test_tools.h"
@@ -354,6 +355,163 @@ TEST(FileMonitorQueue, AProducerAndAConsumerLoseNothingAndKeepTheOrder)
     kProducer.join();
     EXPECT_TRUE(bInOrder);
     EXPECT_EQ(kEvents, ullSeen);
+}
+
+// A derived class treats the queue as what it is to it.
+class ClearingMonitor : public VOTSFileMonitorManager
+{
+public:
+    void Fill()
+    {
+        m_vecFileEvents.reserve(10);
+        const Event* const pkFirst = m_vecFileEvents.data();
+        for (const VOWCHAR* pszPath : {VOTEXT("C:/a"), VOTEXT("C:/b"), VOTEXT("C:/c")})
+        {
+            Event kEvent = MakeEvent(kAdd, pszPath);
+            PushEvent(kEvent);
+        }
+        EXPECT_EQ(pkFirst, m_vecFileEvents.data()) << "what is reserved doesn't move";
+        EXPECT_LE(10u, m_vecFileEvents.capacity());
+    }
+    void Forget(size_t uIndex) { m_vecFileEvents.erase(m_vecFileEvents.begin() + static_cast<ptrdiff_t>(uIndex)); }
+    void ForgetAll() { m_vecFileEvents.clear(); }
+    VOWString Paths() const
+    {
+        VOWString strPaths;
+        std::for_each(m_vecFileEvents.rbegin(), m_vecFileEvents.rend(),
+                      [&](const Event& kEvent) { strPaths += kEvent.strFilePath; });
+        return strPaths;
+    }
+    VOWString Pop()
+    {
+        Event kEvent;
+        return PopEvent(kEvent) == 1 ? kEvent.strFilePath : VOWString();
+    }
+};
+
+TEST(FileMonitorQueue, ADerivedClassCanReserveEraseAndClear)
+{
+    ClearingMonitor kMonitor;
+    kMonitor.Fill();
+    EXPECT_EQ(VOWString(VOTEXT("C:/a")), kMonitor.Pop());
+    EXPECT_EQ(VOWString(VOTEXT("C:/cC:/b")), kMonitor.Paths());
+    kMonitor.Forget(0);
+    EXPECT_EQ(VOWString(VOTEXT("C:/c")), kMonitor.Paths());
+    EXPECT_EQ(1, kMonitor.HasFileEvent());
+    kMonitor.ForgetAll();
+    EXPECT_EQ(0, kMonitor.HasFileEvent());
+    EXPECT_EQ(VOWString(), kMonitor.Pop());
+}
+
+// The same operations on the queue and on a vector.
+TEST(FileMonitorQueue, EveryOperationOfAVectorHasAVectorsResult)
+{
+    std::mt19937 kRandom(7);
+    VOEventQueue<int> kQueue;
+    std::vector<int> vecModel;
+    const auto Place = [&] { return static_cast<ptrdiff_t>(kRandom() % (vecModel.size() + 1)); };
+    for (int i = 0; i < 50000; ++i)
+    {
+        const ptrdiff_t nAt = Place();
+        const ptrdiff_t nTo = std::max(nAt, Place());
+        switch (kRandom() % 16)
+        {
+            case 0:
+                kQueue.resize(static_cast<size_t>(nTo), i);
+                vecModel.resize(static_cast<size_t>(nTo), i);
+                break;
+            case 1:
+            {
+                const auto iterNew = kQueue.insert(kQueue.cbegin() + nAt, i);
+                ASSERT_EQ(nAt, iterNew - kQueue.begin());
+                vecModel.insert(vecModel.begin() + nAt, i);
+                break;
+            }
+            case 2:
+                kQueue.insert(kQueue.cbegin() + nAt, {i, i + 1, i + 2});
+                vecModel.insert(vecModel.begin() + nAt, {i, i + 1, i + 2});
+                break;
+            case 3:
+            {
+                const auto iterNext = kQueue.erase(kQueue.cbegin() + nAt, kQueue.cbegin() + nTo);
+                ASSERT_EQ(nAt, iterNext - kQueue.begin());
+                vecModel.erase(vecModel.begin() + nAt, vecModel.begin() + nTo);
+                break;
+            }
+            case 4:
+                kQueue.reserve(vecModel.size() + kRandom() % 64);
+                break;
+            case 5:
+                kQueue.shrink_to_fit();
+                break;
+            case 6:
+                kQueue.insert(kQueue.cend(), 2, i);
+                vecModel.insert(vecModel.end(), 2, i);
+                break;
+            case 7:
+                if (kRandom() % 100 == 0)
+                {
+                    kQueue.swap(vecModel);
+                    kQueue.swap(vecModel);
+                    kQueue = VOEventQueue<int>(kQueue);
+                    vecModel.assign(kQueue.begin(), kQueue.end());
+                }
+                break;
+            default:
+                if (kRandom() % 2 != 0)
+                {
+                    kQueue.push_back(i);
+                    vecModel.push_back(i);
+                }
+                else if (!vecModel.empty())
+                {
+                    ASSERT_EQ(vecModel.front(), kQueue.pop_front());
+                    vecModel.erase(vecModel.begin());
+                }
+        }
+        ASSERT_EQ(vecModel.size(), kQueue.size()) << "step " << i;
+        ASSERT_EQ(vecModel.empty(), kQueue.empty());
+        ASSERT_LE(kQueue.size(), kQueue.capacity());
+        ASSERT_TRUE(std::equal(vecModel.begin(), vecModel.end(), kQueue.data())) << "step " << i;
+        ASSERT_TRUE(std::equal(vecModel.rbegin(), vecModel.rend(), kQueue.rbegin(), kQueue.rend()));
+    }
+}
+
+// Counts how often values move.
+struct Moving
+{
+    Moving() = default;
+    Moving(Moving&&) noexcept { ++s_uMoves; }
+    Moving& operator=(Moving&&) noexcept
+    {
+        ++s_uMoves;
+        return *this;
+    }
+    ~Moving() = default;
+    static inline size_t s_uMoves = 0;
+};
+
+TEST(FileMonitorQueue, APopMovesNothingOfWhatStandsBehindAndPushesAFewPlacesOnAverage)
+{
+    constexpr size_t kQueued = 20000;
+    VOEventQueue<Moving> kQueue;
+    for (size_t i = 0; i < kQueued; ++i)
+    {
+        kQueue.push_back(Moving());
+    }
+    Moving::s_uMoves = 0;
+    for (size_t i = 0; i < 1000; ++i)
+    {
+        (void)kQueue.pop_front();
+    }
+    EXPECT_GE(1000u * 4, Moving::s_uMoves) << "the head's own way out";
+    Moving::s_uMoves = 0;
+    for (size_t i = 0; i < 10 * kQueued; ++i)
+    {
+        kQueue.push_back(Moving());
+        (void)kQueue.pop_front();
+    }
+    EXPECT_GE(10 * kQueued * 10, Moving::s_uMoves);
 }
 
 }  // namespace

@@ -118,4 +118,69 @@ TEST(FileMonitorDelivery, WithoutListenersEventsAreTakenAndVanish)
     kMonitor.UnInit();
 }
 
+// A monitor with a running dispatch thread, whose events are those that a test pushes.
+class FilteredMonitor : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(1, m_kMonitor.Init(m_kFolder.Text().c_str()));
+        ASSERT_EQ(1, m_kMonitor.AddFileMonitorListener(&m_kListener));
+    }
+    void TearDown() override { m_kMonitor.UnInit(); }
+
+    // The calls for this event and those before it; a second event tells when it has been delivered or dropped.
+    Texts AfterAnEventOf(const VOWCHAR* pszPath)
+    {
+        m_kListener.Clear();
+        m_kMonitor.Push(MakeEvent(kAdd, pszPath));
+        m_kMonitor.Push(MakeEvent(kAdd, VOTEXT("end")));
+        EXPECT_TRUE(WaitFor([&] { return !m_kListener.Calls().empty() && m_kListener.Calls().back() == "Add end"; }));
+        return m_kListener.Calls();
+    }
+
+    const TemporaryFolder m_kFolder{};
+    OpenMonitor m_kMonitor;
+    RecordingListener m_kListener;
+};
+
+TEST_F(FilteredMonitor, HoldsToAFilterThatIsAddedWhileItRuns)
+{
+    m_kMonitor.SuspendEventDispatcher(false);
+    EXPECT_EQ((Texts{"Add C:/a", "Add end"}), AfterAnEventOf(VOTEXT("C:/a")));
+    EXPECT_EQ(1, m_kMonitor.AddFilterDir(VOTEXT("C:/a")));
+    EXPECT_EQ((Texts{"Add end"}), AfterAnEventOf(VOTEXT("C:/a")));
+}
+
+TEST_F(FilteredMonitor, HoldsToWhatADerivedClassMadeOfTheFiltersFromTheNextResumptionOn)
+{
+    m_kMonitor.m_vecFilterDir = {VOTEXT("C:/a")};
+    m_kMonitor.SuspendEventDispatcher(false);
+    EXPECT_EQ((Texts{"Add end"}), AfterAnEventOf(VOTEXT("C:/a")));
+    m_kMonitor.SuspendEventDispatcher(true);
+    m_kMonitor.m_vecFilterDir.clear();
+    m_kMonitor.m_vecFilterDir.push_back(VOTEXT("C:/b"));
+    m_kMonitor.SuspendEventDispatcher(false);
+    EXPECT_EQ((Texts{"Add C:/a", "Add end"}), AfterAnEventOf(VOTEXT("C:/a")));
+    EXPECT_EQ((Texts{"Add end"}), AfterAnEventOf(VOTEXT("C:/b")));
+}
+
+TEST_F(FilteredMonitor, FiltersComeAndGoWhileItDelivers)
+{
+    m_kMonitor.SuspendEventDispatcher(false);
+    for (int i = 0; i < 200; ++i)
+    {
+        m_kMonitor.Push(MakeEvent(kAdd, VOTEXT("C:/a")));
+        m_kMonitor.AddFilterDir(VOTEXT("C:/a path that is long enough to have memory of its own"));
+        if (i % 20 == 0)
+        {
+            m_kMonitor.SuspendEventDispatcher(true);
+            m_kMonitor.m_vecFilterDir.clear();
+            m_kMonitor.SuspendEventDispatcher(false);
+        }
+    }
+    EXPECT_TRUE(WaitFor([&] { return m_kListener.Calls().size() == 200; }));
+    EXPECT_EQ(19u, m_kMonitor.m_vecFilterDir.size());
+}
+
 }  // namespace

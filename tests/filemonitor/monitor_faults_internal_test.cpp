@@ -1,8 +1,13 @@
 // Every call of the system that a monitor's start makes fails once: the stated log lines, what was made before stays,
 // and UnInit takes it down.
+#include <atomic>
+#include <mutex>
+
 #include "filemonitor/monitor_test_tools.h"
 #include "filemonitor/temporary_folder.h"
 #include "platform/fault_points.h"
+#include "platform/vo_platform.h"
+#include "support/new_faults.h"
 
 namespace
 {
@@ -119,6 +124,91 @@ TEST_F(FileMonitorFaults, AReadThatFailsIsMadeAgainInSilence)
     }
     m_kMonitor.UnInit();
     EXPECT_EQ(0u, kLog.Count());
+}
+
+TEST_F(FileMonitorFaults, APushWithoutMemoryLosesItsEventWithALogLineAndLetsGoOfTheQueue)
+{
+    Event kEvent =
+        MakeEvent(VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD, VOTEXT("C:/a path with memory of its own"));
+    unsigned uLost = 0;
+    for (unsigned uNth = 1; m_kMonitor.HasFileEvent() == 0; ++uNth)
+    {
+        const votest::LogCapture kLog;
+        votest::NewFaults::Arm(uNth);
+        EXPECT_EQ(0, m_kMonitor.PushEvent(kEvent));
+        votest::NewFaults::Disarm();
+        ASSERT_EQ(0, m_kMonitor.m_nEventQueueBusy);
+        ASSERT_EQ(votest::NewFaults::Fired() ? 1u : 0u, kLog.Count());
+        ASSERT_NE(votest::NewFaults::Fired(), m_kMonitor.HasFileEvent() == 1);
+        uLost += votest::NewFaults::Fired() ? 1 : 0;
+    }
+    EXPECT_LE(1u, uLost);
+    Event kPopped;
+    EXPECT_EQ(1, m_kMonitor.PopEvent(kPopped));
+    EXPECT_EQ(kEvent.strFilePath, kPopped.strFilePath);
+}
+
+std::mutex g_kHeldLock;
+std::atomic<int> g_nInside{0};
+std::atomic<bool> g_bLeave{false};
+
+// Stands in for a monitor thread that is stopped while it holds a lock which the whole process shares.
+DWORD WINAPI HoldALock(void*)
+{
+    const std::lock_guard<std::mutex> kGuard(g_kHeldLock);
+    g_nInside = 1;
+    while (!g_bLeave)
+    {
+        ::Sleep(1);
+    }
+    return 0;
+}
+
+class LockingListener : public VOTSFileMonitorEventListener_Adapter
+{
+public:
+    void OnFileMonitor_Add(const VOWCHAR*) override
+    {
+        nInside = 1;
+        const std::lock_guard<std::mutex> kGuard(g_kHeldLock);
+    }
+    std::atomic<int> nInside{0};
+};
+
+TEST_F(FileMonitorFaults, UnInitLetsBothThreadsGoBeforeItWaitsForOne)
+{
+    LockingListener kListener;
+    ASSERT_EQ(1, m_kMonitor.CreateFileMonitorDispatcher());
+    ASSERT_EQ(1, m_kMonitor.AddFileMonitorListener(&kListener));
+    ASSERT_EQ(1, m_kMonitor.CreateFileEventProcessThread());
+    m_kMonitor.m_hFileMonitorThread = ::CreateThread(nullptr, 0, &HoldALock, nullptr, 0, nullptr);
+    m_kMonitor.m_overLapped.hEvent = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    EXPECT_TRUE(WaitFor([] { return g_nInside == 1; }));
+    m_kMonitor.SuspendFileMonitor(true);
+    g_bLeave = true;
+    m_kMonitor.SuspendEventDispatcher(false);
+    m_kMonitor.Push(MakeEvent(VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD, VOTEXT("C:/a")));
+    EXPECT_TRUE(WaitFor([&] { return kListener.nInside == 1; }));
+    const HANDLE hMonitorThread = m_kMonitor.m_hFileMonitorThread;
+
+    const votest::LogCapture kLog;
+    std::atomic<bool> bEnded{false};
+    std::thread kEnding(
+        [&]
+        {
+            m_kMonitor.UnInit();
+            bEnded = true;
+        });
+    for (int i = 0; i < 1000 && !bEnded; ++i)
+    {
+        ::Sleep(10);
+    }
+    EXPECT_TRUE(bEnded);
+    if (!bEnded)
+    {
+        ::ResumeThread(hMonitorThread);
+    }
+    kEnding.join();
 }
 
 }  // namespace

@@ -68,6 +68,20 @@ TEST(FileMonitorLife, ANullRootIsAnEmptyOne)
     EXPECT_EQ(1, kMonitor.UnInit());
 }
 
+TEST(FileMonitorLife, ANullRootIsAnEmptyOneAlsoAfterAnInitThatFailed)
+{
+    const TemporaryFolder kFolder;
+    OpenMonitor kMonitor;
+    EXPECT_EQ(0, kMonitor.Init((kFolder.Text() + VOTEXT("/not there")).c_str()));
+    EXPECT_EQ(1, kMonitor.UnInit());
+    const votest::LogCapture kLog;
+    EXPECT_EQ(0, kMonitor.Init(nullptr));
+    EXPECT_EQ(
+        (Texts{Line("*m_tszRootPath", "CreateFileDirMonitorHandle"), Line("CreateFileDirMonitorHandle()", "Init")}),
+        kLog.Lines());
+    EXPECT_EQ(1, kMonitor.UnInit());
+}
+
 TEST(FileMonitorLife, ARootThatCannotBeOpenedFailsWithTwoLogLinesAndNoThreads)
 {
     const TemporaryFolder kFolder;
@@ -181,6 +195,20 @@ TEST(FileMonitorLife, TheFiltersCanBeReadAsAVector)
     EXPECT_EQ(VOWString(VOTEXT("C:\\b")), rkFilters.at(1));
     EXPECT_THROW(rkFilters.at(3), std::out_of_range);
     EXPECT_EQ(rkFilters.front(), rkFilters.back());
+}
+
+TEST(FileMonitorLife, ADerivedClassCanReserveChangeEraseAndClearTheFilters)
+{
+    OpenMonitor kMonitor;
+    std::vector<VOWString>& rvecFilters = kMonitor.m_vecFilterDir;
+    rvecFilters.reserve(10);
+    kMonitor.AddFilterDir(VOTEXT("C:/a"));
+    kMonitor.AddFilterDir(VOTEXT("C:/b"));
+    rvecFilters[0] = VOTEXT("C:/c");
+    rvecFilters.erase(rvecFilters.begin() + 1);
+    EXPECT_EQ((std::vector<VOWString>{VOTEXT("C:/c")}), kMonitor.m_vecFilterDir);
+    rvecFilters.clear();
+    EXPECT_TRUE(kMonitor.m_vecFilterDir.empty());
 }
 
 TEST(FileMonitorLife, SuspendingTwiceSuspendsOnceAndOneResumeIsEnough)
