@@ -4,6 +4,8 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <new>
+
 #include "platform/fault_points.h"
 #include "platform/posix/directory_object.h"
 #include "platform/posix/last_error.h"
@@ -48,6 +50,26 @@ std::shared_ptr<DirectoryObject> FindDirectory(HANDLE hDirectory)
     }
     return pDirectory;
 }
+
+// 0, or an error value.
+DWORD BeginRead(HANDLE hDirectory, bool bValid, void* pBuffer, DWORD uLength, DWORD uFilter, OVERLAPPED* pOverlapped)
+{
+    const std::shared_ptr<DirectoryObject> pDirectory = FindDirectory(hDirectory);
+    if (!pDirectory)
+    {
+        return ERROR_INVALID_HANDLE;
+    }
+    if (!pDirectory->IsFolder() || !bValid)
+    {
+        return ERROR_INVALID_PARAMETER;
+    }
+    if (VO_FAULT_POINT("ReadDirectoryChangesW"))
+    {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+    const std::shared_ptr<Event> pEvent = FindEvent(pOverlapped->hEvent);
+    return pEvent ? pDirectory->Read(pBuffer, uLength, uFilter, pOverlapped, pEvent) : DWORD{ERROR_INVALID_HANDLE};
+}
 }  // namespace
 
 HANDLE CreateFileW(const VOWCHAR* pszPath, DWORD /*uAccess*/, DWORD uShare, void* pSecurity, DWORD uDisposition,
@@ -78,28 +100,18 @@ BOOL ReadDirectoryChangesW(HANDLE hDirectory, void* pBuffer, DWORD uLength, BOOL
                            DWORD* /*puBytes*/, OVERLAPPED* pOverlapped, void* pfnRoutine)
 {
     const DWORD uAll = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_DIR_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE;
-    const std::shared_ptr<DirectoryObject> pDirectory = FindDirectory(hDirectory);
-    if (!pDirectory)
+    const bool bValid = pBuffer != nullptr && reinterpret_cast<uintptr_t>(pBuffer) % sizeof(DWORD) == 0 &&
+                        bSubtree != FALSE && uFilter != 0 && (uFilter & ~uAll) == 0 && pOverlapped != nullptr &&
+                        pfnRoutine == nullptr;
+    DWORD uError = ERROR_NOT_ENOUGH_MEMORY;
+    try
     {
-        return FALSE;
+        uError = BeginRead(hDirectory, bValid, pBuffer, uLength, uFilter, pOverlapped);
     }
-    if (!pDirectory->IsFolder() || pBuffer == nullptr || reinterpret_cast<uintptr_t>(pBuffer) % sizeof(DWORD) != 0 ||
-        bSubtree == FALSE || uFilter == 0 || (uFilter & ~uAll) != 0 || pOverlapped == nullptr || pfnRoutine != nullptr)
+    catch (const std::bad_alloc&)
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
+        // Nothing is pending then.
     }
-    if (VO_FAULT_POINT("ReadDirectoryChangesW"))
-    {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return FALSE;
-    }
-    const std::shared_ptr<Event> pEvent = FindEvent(pOverlapped->hEvent);
-    if (!pEvent)
-    {
-        return FALSE;
-    }
-    const DWORD uError = pDirectory->Read(pBuffer, uLength, uFilter, pOverlapped, pEvent);
     if (uError != ERROR_SUCCESS)
     {
         SetLastError(uError);

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include <new>
 #include <utility>
 
 #include "platform/posix/kernel_region.h"
@@ -31,6 +32,9 @@ public:
     {
     }
 
+    // What its end will need, so that it can end without memory.
+    void Prepare(const std::shared_ptr<DirectoryRead>& pThis) { m_listForEvent.push_back(pThis); }
+
     DWORD Length() const { return m_uLength; }
     const OVERLAPPED* Overlapped() const { return m_pOverlapped; }
 
@@ -40,7 +44,7 @@ public:
         pRead->m_uStatus = uStatus;
         pRead->m_changes = std::move(changes);
         pRead->m_ended.Signal();
-        pRead->m_pEvent->Signal(CompletionList{pRead});
+        pRead->m_pEvent->Signal(std::move(pRead->m_listForEvent));
     }
 
     // True when it has ended by then, with the result where the caller wants it.
@@ -81,6 +85,7 @@ private:
     Event m_ended{Waitable::Reset::Manual, false};
     uintptr_t m_uStatus = 0;
     ChangeBatch m_changes;
+    CompletionList m_listForEvent;
     std::atomic<bool> m_bDelivered{false};
 };
 
@@ -113,9 +118,7 @@ DWORD DirectoryObject::EnsureWatched(DWORD uLength, DWORD uFilter)
     DWORD uError = ERROR_INVALID_HANDLE;
     if (!bClosed)
     {
-        ChangeSink& sink = *this;
-        m_pWatcher = std::make_unique<DirectoryWatcher>(sink, m_strPath, m_identity, uFilter);
-        uError = m_pWatcher->Start();
+        uError = StartWatcher(uFilter);
         m_bLimitToTell.store(uError == ERROR_SUCCESS && m_pWatcher->IsLimited());
     }
     if (uError != ERROR_SUCCESS)
@@ -125,6 +128,20 @@ DWORD DirectoryObject::EnsureWatched(DWORD uLength, DWORD uFilter)
     m_uWatch.store(uError == ERROR_SUCCESS ? WATCHED : NOT_WATCHED);
     FutexWakeAll(m_uWatch);
     return uError;
+}
+
+DWORD DirectoryObject::StartWatcher(DWORD uFilter)
+{
+    try
+    {
+        ChangeSink& sink = *this;
+        m_pWatcher = std::make_unique<DirectoryWatcher>(sink, m_strPath, m_identity, uFilter);
+        return m_pWatcher->Start();
+    }
+    catch (const std::bad_alloc&)
+    {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
 }
 
 DWORD DirectoryObject::Read(void* pBuffer, DWORD uLength, DWORD uFilter, OVERLAPPED* pOverlapped,
@@ -140,6 +157,7 @@ DWORD DirectoryObject::Read(void* pBuffer, DWORD uLength, DWORD uFilter, OVERLAP
         return ERROR_NO_SYSTEM_RESOURCES;
     }
     ReadList pending{std::make_shared<DirectoryRead>(pBuffer, uLength, pOverlapped, pEvent)};
+    pending.front()->Prepare(pending.front());
     ReadList undelivered = pending;
     ReadList delivered;  // released after the lock is given back
     Taken taken;
@@ -191,9 +209,17 @@ void DirectoryObject::Finish(Taken taken)
     }
     const std::shared_ptr<DirectoryRead>& pRead = taken.reads.front();
     ChangeBatch changes;
-    for (const ChangeBatch& batch : taken.changes)
+    try
     {
-        changes.Append(batch);
+        for (const ChangeBatch& batch : taken.changes)
+        {
+            changes.Append(batch);
+        }
+    }
+    catch (const std::bad_alloc&)
+    {
+        // The read has to end all the same.
+        taken.bLost = true;
     }
     if (taken.bLost || changes.Size() > pRead->Length())
     {

@@ -49,6 +49,7 @@ private:
     void OnLost() override;
     void OnGone() override;
 
+    DWORD StartWatcher(DWORD uFilter);
     DWORD EnsureWatched(DWORD uLength, DWORD uFilter);
     void TakeLocked(Taken* pTaken);
     void Finish(Taken taken);

@@ -6,6 +6,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <new>
 #include <utility>
 
 #include "platform/fault_points.h"
@@ -64,10 +65,26 @@ DWORD DirectoryWatcher::Start()
     return m_uError.load();
 }
 
+// Nothing may leave the thread: it would take the process with it.
 void* DirectoryWatcher::Run(void* pThis)
 {
-    static_cast<DirectoryWatcher*>(pThis)->Watch();
+    DirectoryWatcher* const pWatcher = static_cast<DirectoryWatcher*>(pThis);
+    try
+    {
+        pWatcher->Watch();
+    }
+    catch (const std::bad_alloc&)
+    {
+        pWatcher->SetReady(ERROR_NOT_ENOUGH_MEMORY);
+    }
     return nullptr;
+}
+
+void DirectoryWatcher::SetReady(DWORD uError)
+{
+    m_uError.store(uError);
+    m_uReady.store(1);
+    FutexWakeAll(m_uReady);
 }
 
 void DirectoryWatcher::Watch()
@@ -76,9 +93,7 @@ void DirectoryWatcher::Watch()
     const int nError = tree.Open();
     tree.TakeLost();  // nothing was told before
     m_bLimited.store(tree.IsLimited());
-    m_uError.store(tree.IsGone() ? ERROR_ACCESS_DENIED : ErrorFromErrno(nError));
-    m_uReady.store(1);
-    FutexWakeAll(m_uReady);
+    SetReady(tree.IsGone() ? ERROR_ACCESS_DENIED : ErrorFromErrno(nError));
     if (nError == 0)
     {
         Loop(tree);
@@ -87,32 +102,60 @@ void DirectoryWatcher::Watch()
 
 void DirectoryWatcher::Loop(WatchTree& tree)
 {
-    while (!m_bStop.load())
+    bool bGoesOn = true;
+    while (bGoesOn && !m_bStop.load())
     {
-        Wait(tree.Inotify(), tree.Timeout());
-        ChangeBatch batch;
-        tree.Process(&batch);
-        bool bReopened = true;
-        if (tree.NeedsOpen())
+        try
         {
-            // The loss is told when everything is watched again: what a reader finds on disk then is not to be missed.
-            bReopened = tree.Open() == 0;
-            batch = ChangeBatch();
+            bGoesOn = Turn(tree);
         }
-        if (!batch.IsEmpty())
+        catch (const std::bad_alloc&)
         {
-            m_sink.OnChanges(std::move(batch));
-        }
-        if (tree.TakeLost() && !m_bStop.load())
-        {
-            m_sink.OnLost();
-        }
-        if (tree.IsGone() || !bReopened)
-        {
-            m_sink.OnGone();
-            return;
+            // The notices of this turn are spent and the tree may be half changed: both are made good by a new one.
+            tree.GiveUp();
         }
     }
+}
+
+// False when the watch has ended.
+bool DirectoryWatcher::Turn(WatchTree& tree)
+{
+    constexpr int MEMORY_PAUSE = 100;  // milliseconds until memory that wasn't there is asked for again
+    ChangeBatch batch;
+    if (tree.NeedsOpen())
+    {
+        Wait(-1, MEMORY_PAUSE);
+    }
+    else
+    {
+        Wait(tree.Inotify(), tree.Timeout());
+        tree.Process(&batch);
+        if (VO_FAULT_POINT("watcher.memory"))
+        {
+            throw std::bad_alloc();
+        }
+    }
+    bool bReopened = true;
+    if (tree.NeedsOpen())
+    {
+        // The loss is told when everything is watched again: what a reader finds on disk then is not to be missed.
+        bReopened = tree.Open() == 0;
+        batch = ChangeBatch();
+    }
+    if (!batch.IsEmpty())
+    {
+        m_sink.OnChanges(std::move(batch));
+    }
+    if (tree.TakeLost() && !m_bStop.load())
+    {
+        m_sink.OnLost();
+    }
+    if (tree.IsGone() || !bReopened)
+    {
+        m_sink.OnGone();
+        return false;
+    }
+    return true;
 }
 
 void DirectoryWatcher::Wait(int nInotify, int nMilliseconds)

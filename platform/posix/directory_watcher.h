@@ -43,7 +43,9 @@ public:
 private:
     static void* Run(void* pThis);
     void Watch();
+    void SetReady(DWORD uError);
     void Loop(WatchTree& tree);
+    bool Turn(WatchTree& tree);
     void Wait(int nInotify, int nMilliseconds);
 
     ChangeSink& m_sink;

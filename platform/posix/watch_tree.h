@@ -55,6 +55,9 @@ public:
     bool TakeLost();                               // changes were lost since the last look
     bool NeedsOpen() const { return m_bOverflow; }
 
+    // After an exception: what the tree holds isn't to be relied on, and changes were lost. Open makes it good.
+    void GiveUp() { m_bOverflow = m_bLost = true; }
+
 private:
     static constexpr uint32_t ENTRIES = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
     static constexpr uint32_t FOLDER_MASK =
