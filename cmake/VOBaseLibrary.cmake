@@ -22,10 +22,18 @@ add_library(VOBaseX64::VOBaseX64 ALIAS VOBaseX64)
 vobase_library_settings(VOBaseX64 vo_platform)
 target_compile_definitions(VOBaseX64 PRIVATE VOBASE_BUILD)
 
+# One symbol of that kind, of the standard library's templates say, and the loader never unloads the library again.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT WIN32)
+  target_compile_options(VOBaseX64 PRIVATE -fno-gnu-unique)
+  target_compile_options(vo_platform PRIVATE -fno-gnu-unique)
+endif()
+
 # Calls inside the library go straight to their target, as they do in a DLL.
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang" AND NOT WIN32)
   target_compile_options(VOBaseX64 PRIVATE -fno-semantic-interposition)
-  target_link_options(VOBaseX64 PRIVATE -Wl,-Bsymbolic-functions)
+  target_link_options(VOBaseX64 PRIVATE -Wl,-Bsymbolic-functions
+    -Wl,--version-script=${CMAKE_CURRENT_LIST_DIR}/VOBaseX64.map)
+  set_target_properties(VOBaseX64 PROPERTIES LINK_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/VOBaseX64.map)
 endif()
 
 add_library(vobase_static STATIC EXCLUDE_FROM_ALL ${VOBASE_SOURCES})

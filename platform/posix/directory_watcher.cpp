@@ -11,6 +11,7 @@
 #include "platform/fault_points.h"
 #include "platform/posix/futex.h"
 #include "platform/posix/last_error.h"
+#include "platform/posix/library_life.h"
 #include "platform/posix/watch_tree.h"
 
 DirectoryWatcher::DirectoryWatcher(ChangeSink& sink, std::string strRoot, const FileIdentity& identity, DWORD uFilter)
@@ -66,6 +67,8 @@ DWORD DirectoryWatcher::Start()
 
 void* DirectoryWatcher::Run(void* pThis)
 {
+    // Its code is the library's: nothing more to do at the end.
+    CallAtEndOfThread([](void*) {}, nullptr);
     static_cast<DirectoryWatcher*>(pThis)->Watch();
     return nullptr;
 }
