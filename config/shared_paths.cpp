@@ -4,6 +4,8 @@
 #include <map>
 #include <mutex>
 
+#include "platform/vo_never_destroyed.h"
+
 namespace
 {
 
@@ -21,8 +23,8 @@ std::atomic<size_t> g_uListed{0};
 // Never destroyed: a list of static duration may end later than this would.
 SharedPaths& Paths()
 {
-    static SharedPaths* const s_pkPaths = new SharedPaths;
-    return *s_pkPaths;
+    static VONeverDestroyed<SharedPaths> s_kPaths;
+    return s_kPaths.Get();
 }
 
 }  // namespace

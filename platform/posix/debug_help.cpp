@@ -18,6 +18,7 @@
 #include "platform/fault_points.h"
 #include "platform/posix/last_error.h"
 #include "platform/posix/loaded_modules.h"
+#include "platform/vo_never_destroyed.h"
 
 namespace
 {
@@ -62,8 +63,8 @@ struct Session
 
 std::map<HANDLE, std::shared_ptr<Session>>& Sessions()
 {
-    static auto* const s_pSessions = new std::map<HANDLE, std::shared_ptr<Session>>;
-    return *s_pSessions;
+    static VONeverDestroyed<std::map<HANDLE, std::shared_ptr<Session>>> s_sessions;
+    return s_sessions.Get();
 }
 std::mutex s_lock;
 DWORD s_uOptions = 0;

@@ -130,6 +130,14 @@ TEST(LoadingOnLinux, APlugInThatGoesWhileAMonitorRunsLeavesTheLibraryUntilTheThr
         0, RunHost(std::string("running ") + LOADING_PLUGIN + " " + LOADING_LIBRARY + " " + kFiles.Folder().string()));
 }
 
+TEST(LoadingOnLinux, WhatItTakesOfTheProcessIsGivenBackEachTime)
+{
+    // There are some thirty signals that it could take, and it takes two for its threads.
+    const votest::TemporaryFiles kFiles;
+    EXPECT_EQ(0, RunHost(std::string("plugin ") + LOADING_PLUGIN + " " + LOADING_LIBRARY + " 20 " +
+                         kFiles.Folder().string()));
+}
+
 TEST(LoadingOnLinux, AnInterpreterLoadsIt)
 {
     if (Sanitized())

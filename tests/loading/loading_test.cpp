@@ -16,6 +16,6 @@ TEST(Loading, ItIsLoadedAndUnloadedAgainAndAgainBetweenThreadsThatLogged)
 TEST(Loading, APlugInThatUsesItIsLoadedAndTakesItAlongWhenItGoes)
 {
     const votest::TemporaryFiles kFiles;
-    EXPECT_EQ(0, RunHost("plugin " + Native(LOADING_PLUGIN) + " " + Native(LOADING_LIBRARY) + " 20 " +
+    EXPECT_EQ(0, RunHost("plugin " + Native(LOADING_PLUGIN) + " " + Native(LOADING_LIBRARY) + " 2 " +
                          Native(kFiles.Folder().string())));
 }
