@@ -30,10 +30,17 @@ vobase_library_settings(VOBaseX64)
 set_target_properties(VOBaseX64 PROPERTIES LINKER_LANGUAGE CXX)
 if(BUILD_SHARED_LIBS)
   target_link_libraries(VOBaseX64 PRIVATE vo_platform LZO::LZO)
+  # One symbol of that kind, of the standard library's templates say, and the loader never unloads the library again.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
+    target_compile_options(vobase_objects PRIVATE -fno-gnu-unique)
+    target_compile_options(vo_platform_objects PRIVATE -fno-gnu-unique)
+  endif()
   # Calls inside the library go straight to their target, as they do in a DLL.
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang" AND NOT WIN32)
     target_compile_options(vobase_objects PRIVATE -fno-semantic-interposition)
-    target_link_options(VOBaseX64 PRIVATE -Wl,-Bsymbolic-functions)
+    target_link_options(VOBaseX64 PRIVATE -Wl,-Bsymbolic-functions
+      -Wl,--version-script=${CMAKE_CURRENT_LIST_DIR}/VOBaseX64.map)
+    set_target_properties(VOBaseX64 PROPERTIES LINK_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/VOBaseX64.map)
   endif()
 else()
   # The platform layer goes into the archive; what lies below it is the user's to link, and both packages name it.

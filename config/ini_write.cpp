@@ -1,4 +1,6 @@
 // Changing the values of an INI file, and writing it.
+#include <string>
+
 #include "config/file_read_only.h"
 #include "config/ini_chain.h"
 #include "diagnostics/check.h"
@@ -108,6 +110,8 @@ int ZIniFile::WriteIniFile(const char* pFileName)
 {
     int nResult = 0;
     const DWORD uAttributes = GetFileAttributesA(pFileName);
+    // The name may be a text of the chain, which goes when the file can't be written.
+    const std::string strFileName = pFileName != nullptr ? pFileName : "";
     FILE* pFile = nullptr;
     if (IsThere(uAttributes) && (uAttributes & FILE_ATTRIBUTE_READONLY) != 0)
     {
@@ -137,7 +141,7 @@ int ZIniFile::WriteIniFile(const char* pFileName)
 Exit0:
     if (IsThere(uAttributes))
     {
-        SetFileAttributesA(pFileName, uAttributes);
+        SetFileAttributesA(strFileName.c_str(), uAttributes);
     }
     return nResult;
 }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <string>
 
 #include "diagnostics/check.h"
 
@@ -118,14 +119,16 @@ int ZIniFile::OpenIniFile(const char* pFileName, bool)
 {
     int nResult = 0;
     bool bFirstLine = true;
+    // The name may be a text of the chain that goes.
+    const std::string strFileName = pFileName != nullptr ? pFileName : "";
     FILE* pIniFile = nullptr;
     std::unique_ptr<FILE, CloseFile> pGuard;
     // The search of the first line looks at what fgets left, zeros too: the line end behind it is one that always ends
     // it.
     char szLine[kLineLimit + 1];
     FreeAllMem();
-    VO_PROCESS_ERROR(pFileName && pFileName[0]);
-    pIniFile = VOOpenFile(pFileName, "r");
+    VO_PROCESS_ERROR_AS("pFileName && pFileName[0]", !strFileName.empty());
+    pIniFile = VOOpenFile(strFileName.c_str(), "r");
     VO_PROCESS_ERROR(pIniFile);
     pGuard.reset(pIniFile);
 
@@ -141,7 +144,7 @@ int ZIniFile::OpenIniFile(const char* pFileName, bool)
             }
             if (*pszLine != '[')
             {
-                printf(kFirstLineRefused, pFileName);
+                printf(kFirstLineRefused, strFileName.c_str());
                 goto Exit0;
             }
             bFirstLine = false;

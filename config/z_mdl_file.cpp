@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "config/file_read_only.h"
+#include "config/shared_paths.h"
 #include "diagnostics/check.h"
 
 namespace
@@ -12,36 +13,22 @@ namespace
 constexpr size_t kPathSize = 260;
 constexpr unsigned int kBufferLineSize = 1024;
 
-// A path's block, with the number of lists that it stands in: a copied list shares its blocks.
-struct PathBlock
-{
-    char szPath[kPathSize];  // first, so that the path's address is the block's
-    unsigned int uLists;
-};
-
-PathBlock* BlockOf(char* pszPath)
-{
-    return reinterpret_cast<PathBlock*>(pszPath);
-}
-
 // A block with a copy of the path; the bounded copy says what becomes of one that is too long.
 char* MakePath(const char* pszPath)
 {
-    PathBlock* const pBlock = new PathBlock();
-    pBlock->uLists = 1;
+    char* const pszBlock = new char[kPathSize]();
     if (pszPath != nullptr)
     {
-        strcpy_s(pBlock->szPath, sizeof(pBlock->szPath), pszPath);
+        strcpy_s(pszBlock, kPathSize, pszPath);
     }
-    return pBlock->szPath;
+    return pszBlock;
 }
 
 void DropPath(char* pszPath)
 {
-    PathBlock* const pBlock = BlockOf(pszPath);
-    if (--pBlock->uLists == 0)
+    if (VOLeavePath(pszPath))
     {
-        delete pBlock;
+        delete[] pszPath;
     }
 }
 
@@ -59,11 +46,14 @@ ZMdlFile::~ZMdlFile()
     ClearAll();
 }
 
-ZMdlFile::ZMdlFile(const ZMdlFile& rkOther) : m_StrVertor(rkOther.m_StrVertor)
+ZMdlFile::ZMdlFile(const ZMdlFile& rkOther) : ZMdlFile()
 {
-    for (char* pszPath : m_StrVertor)
+    // Path by path: what memory ran out for is then given back, and nothing has an owner too many.
+    for (char* pszPath : rkOther.m_StrVertor)
     {
-        ++BlockOf(pszPath)->uLists;
+        std::list<char*> listNew(1, pszPath);
+        VOSharePath(pszPath);
+        m_StrVertor.splice(m_StrVertor.end(), listNew);
     }
 }
 

@@ -45,22 +45,43 @@ std::shared_ptr<char> CopyOwned(const char* pszText)
     return std::shared_ptr<char>(pszCopy, FreeBlock());
 }
 
+// A text of the system's, however long. fnGive writes it to a buffer and says how long it is, or would be.
+template <typename Give>
+std::string SystemText(Give fnGive)
+{
+    std::string strText(kTextSize, 0);
+    for (;;)
+    {
+        const size_t uLength = fnGive(strText.data(), static_cast<DWORD>(strText.size()));
+        if (uLength < strText.size())
+        {
+            strText.resize(uLength);
+            return strText;
+        }
+        strText.assign(uLength + 1, 0);
+    }
+}
+
 std::string Environment(const char* pszName)
 {
-    char szValue[kTextSize] = {};
-    const DWORD uLength = GetEnvironmentVariableA(pszName, szValue, sizeof(szValue));
-    return uLength < sizeof(szValue) ? szValue : "";
+    return SystemText([pszName](char* pchTo, DWORD uSize) { return GetEnvironmentVariableA(pszName, pchTo, uSize); });
+}
+
+std::string CurrentFolder()
+{
+    return SystemText([](char* pchTo, DWORD uSize) { return GetCurrentDirectoryA(uSize, pchTo); });
 }
 
 // The folder of the program, without a slash at its end; "" when it isn't known.
 std::string ProgramFolder()
 {
-    char szProgram[kTextSize] = {};
-    if (GetModuleFileNameA(nullptr, szProgram, sizeof(szProgram) - 1) == 0)
-    {
-        return "";
-    }
-    const std::string strProgram = szProgram;
+    // This call cuts, and says so by giving the whole size.
+    const std::string strProgram = SystemText(
+        [](char* pchTo, DWORD uSize)
+        {
+            const DWORD uLength = GetModuleFileNameA(nullptr, pchTo, uSize);
+            return uLength + 1 < uSize ? uLength : uLength * 2;
+        });
     const size_t uCut = strProgram.find_last_of("/\\:");
     return uCut != std::string::npos ? strProgram.substr(0, uCut) : "";
 }
@@ -84,6 +105,11 @@ void CopyText(char (&szTo)[uSize], const char* pszFrom, size_t uAtMost)
 
 StackWalker::ReadMemoryFunction StackWalker::ms_pfnReadMemory = nullptr;
 void* StackWalker::ms_pReadMemoryUserData = nullptr;
+
+VOULONG VOLastError()
+{
+    return GetLastError();
+}
 
 VOULONG StackWalker::CurrentProcessId()
 {
@@ -158,11 +184,9 @@ std::shared_ptr<char> StackWalker::BuildSearchPath() const
             memcpy(pszPath.get() + uLength + strPart.size(), ";", 2);
         }
     };
-    char szFolder[kTextSize] = {};
     Append(m_pszSymPath != nullptr ? m_pszSymPath : "");
     Append(".");
-    const DWORD uLength = GetCurrentDirectoryA(sizeof(szFolder), szFolder);
-    Append(uLength < sizeof(szFolder) ? szFolder : "");
+    Append(CurrentFolder());
     Append(ProgramFolder());
     Append(Environment("_NT_SYMBOL_PATH"));
     Append(Environment("_NT_ALTERNATE_SYMBOL_PATH"));
@@ -260,7 +284,7 @@ int StackWalker::ShowCallstack(void* hThread, const CONTEXT* pContext, ReadMemor
     {
         kContext = *pContext;
     }
-    else if (hThread == VOCurrentThreadHandle())
+    else if (VOIsCallingThread(hThread))
     {
         // Here and in no function that has returned when the walk begins: its frame would be gone.
         memset(&kContext, 0, sizeof(kContext));

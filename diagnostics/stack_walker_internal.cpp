@@ -42,8 +42,7 @@ HMODULE LoadFromDebuggingTools()
         {
             continue;
         }
-        const VOWString strWide(strPath.begin(), strPath.end());
-        const HMODULE hLibrary = LoadLibraryW(strWide.c_str());
+        const HMODULE hLibrary = VOLoadLibraryByPath(strPath.c_str());
         if (hLibrary != nullptr)
         {
             return hLibrary;

@@ -14,11 +14,6 @@ constexpr size_t kMessageSize = 1024;
 std::atomic<VOLogHook> g_pLogHook{nullptr};
 std::atomic<VOLogHook> g_pTraceHook{nullptr};
 
-// A message buffer for each thread and channel: two threads can't mix their texts, a message of one channel doesn't
-// disturb the other, and nothing is allocated.
-thread_local char t_szLog[kMessageSize];
-thread_local char t_szTrace[kMessageSize];
-
 // The state behind SetTracePrintEnable, closed again when the library is unloaded.
 struct TraceConsole
 {
@@ -38,12 +33,13 @@ struct TraceConsole
 
 TraceConsole g_kTraceConsole;
 
-// Formats, calls the hook, and writes to standard output in any case.
-int Deliver(char (&szMessage)[kMessageSize], VOLogHook pHook, VOLOG_PRIORITY emPriority, const char* pszFormat,
-            va_list arguments)
+// Formats, calls the hook, and writes to standard output in any case. The buffer is this call's own: threads and
+// channels can't mix their texts, a hook may log, nothing is allocated, and no thread keeps anything of a library that
+// was unloaded.
+int Deliver(VOLogHook pHook, VOLOG_PRIORITY emPriority, const char* pszFormat, va_list arguments)
 {
     int nResult = 0;
-    memset(szMessage, 0, kMessageSize);
+    char szMessage[kMessageSize] = {};
     vsprintf_s(szMessage, kMessageSize, pszFormat, arguments);
     szMessage[kMessageSize - 1] = 0;
     if (pHook != nullptr)
@@ -70,7 +66,7 @@ int VOLogPrintf(VOLOG_PRIORITY emPriority, const char* pszFormat, ...)
 {
     va_list arguments;
     va_start(arguments, pszFormat);
-    const int nResult = Deliver(t_szLog, g_pLogHook.load(), emPriority, pszFormat, arguments);
+    const int nResult = Deliver(g_pLogHook.load(), emPriority, pszFormat, arguments);
     va_end(arguments);
     return nResult;
 }
@@ -83,7 +79,7 @@ int VOTracePrintf(VOLOG_PRIORITY emPriority, const char* pszFormat, ...)
     }
     va_list arguments;
     va_start(arguments, pszFormat);
-    const int nResult = Deliver(t_szTrace, g_pTraceHook.load(), emPriority, pszFormat, arguments);
+    const int nResult = Deliver(g_pTraceHook.load(), emPriority, pszFormat, arguments);
     va_end(arguments);
     return nResult;
 }

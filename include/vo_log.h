@@ -37,13 +37,14 @@ enum VOLOG_PRIORITY : int
 
 // A hook of the host: gets the level and one formatted message. It runs on whatever thread reports, possibly
 // while the reporting object holds its own locks, so it must not call back into that object. The text is
-// valid until the same thread's next message on the same channel.
+// valid until the hook returns.
 typedef int (*VOLogHook)(VOLOG_PRIORITY emPriority, const char* pszText);
 
 // Formats one message (at most 1,023 bytes), gives it to the log hook and writes it to standard output, with
 // no tag and no time. The level only reaches the hook. Returns what the hook returned, 0 without a hook.
-// A longer message is never delivered in part: the platform's handler for an invalid parameter decides, and
-// where the process goes on, the text delivered is empty. Thread-safe.
+// A longer message is never delivered in part. Windows: the handler for invalid parameters runs, the host's own or the
+// runtime's, which ends the process; docs/porting.md says where it is looked for. Where the process goes on, and on
+// Linux, the text delivered is empty. Thread-safe; the buffer is the call's own, so that a hook may log as well.
 VOBASE_API int VOLogPrintf(VOLOG_PRIORITY emPriority, const char* pszFormat, ...) VO_PRINTF_FORMAT(2, 3);
 
 // The same on the trace channel. Returns 1 at once, without looking at the arguments, while tracing is closed.
@@ -73,6 +74,23 @@ VOBASE_API const VOWCHAR* GetLogPriorityString(VOLOG_PRIORITY emPriority);
 // expression is expanded in it; the _AS forms take the text apart from the expression, for a check that is
 // made in another way than its text says.
 #define VO_FUNCTION_NAME_ static constexpr auto kFunctionName_ = VOFunctionName(VO_PRETTY_FUNCTION)
+
+template <typename T>
+constexpr bool VOIsNegative_(const T& rkResult)
+{
+    if constexpr (std::is_enum_v<T>)
+    {
+        return VOIsNegative_(static_cast<std::underlying_type_t<T>>(rkResult));
+    }
+    else if constexpr (std::is_unsigned_v<T>)
+    {
+        return false;
+    }
+    else
+    {
+        return rkResult < 0;
+    }
+}
 
 #define VO_TRACE_LINE_(text)                                                                                        \
     do                                                                                                              \
@@ -109,24 +127,23 @@ VOBASE_API const VOWCHAR* GetLogPriorityString(VOLOG_PRIORITY emPriority);
         }                                         \
     } while (0)
 
-#define VO_COM_PROCESS_ERROR_AS(text, expr)                                      \
-    do                                                                           \
-    {                                                                            \
-        VO_FUNCTION_NAME_;                                                       \
-        static_assert(std::is_signed_v<std::remove_reference_t<decltype(expr)>>, \
-                      "the failure of this check is a negative result");         \
-        VO_TRACE_LINE_(text);                                                    \
-        if ((expr) < 0)                                                          \
-        {                                                                        \
-            VO_LOG_LINE_("VO_COM_PROCESS_ERROR", text);                          \
-            goto Exit0;                                                          \
-        }                                                                        \
+#define VO_COM_PROCESS_ERROR_AS(text, expr)             \
+    do                                                  \
+    {                                                   \
+        VO_FUNCTION_NAME_;                              \
+        VO_TRACE_LINE_(text);                           \
+        if (VOIsNegative_(expr))                        \
+        {                                               \
+            VO_LOG_LINE_("VO_COM_PROCESS_ERROR", text); \
+            goto Exit0;                                 \
+        }                                               \
     } while (0)
 
 // Fails when expr is false or zero: logs and jumps to the label Exit0.
 #define VO_PROCESS_ERROR(expr) VO_PROCESS_ERROR_AS(#expr, expr)
 
-// Fails when expr is negative (an HRESULT, or the result of a formatter): logs and jumps to Exit0.
+// Fails when expr is negative (an HRESULT, or the result of a formatter): logs and jumps to Exit0. An enumeration
+// counts by its number; an unsigned result is never negative.
 #define VO_COM_PROCESS_ERROR(expr) VO_COM_PROCESS_ERROR_AS(#expr, expr)
 
 // Fails when expr is false or zero: logs, and execution goes on with the next statement.

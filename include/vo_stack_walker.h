@@ -6,7 +6,8 @@
 //
 // One walk at a time, on however many objects: the symbol code is single-threaded, and the memory reader is shared. A
 // walk of another thread suspends it for the whole walk: it must not hold a lock that the walk needs, the allocator's
-// for instance.
+// for instance. The symbols belong to the process: the end of a walker that has loaded them takes them from every other
+// one that isn't its copy.
 #pragma once
 
 #include <memory>
@@ -25,6 +26,9 @@ inline void* VOCurrentProcessHandle()
 {
     return reinterpret_cast<void*>(static_cast<intptr_t>(-1));
 }
+
+// The last error that the calling thread's calls below have left: GetLastError of Windows, on both systems.
+VOBASE_API VOULONG VOLastError();
 
 // Binds the debug help library and lists the modules of a process.
 class VOBASE_API StackWalkerInternal

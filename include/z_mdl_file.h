@@ -61,5 +61,7 @@ protected:
     // the pointer then stays. A line end at the very start gives an empty line.
     int GetBufferLine(char** ppszBuffer, unsigned int uLineBufferSize, char* const szRetLine);
 
+    // Each path is a block of exactly 260 bytes from new char[260], zero behind the text; a derived class may put its
+    // own there, and the list then owns them.
     std::list<char*> m_StrVertor;
 };

@@ -140,10 +140,14 @@ extern "C" void RtlCaptureContext(CONTEXT* pContext);
 
 #endif
 
+// Whether a thread handle stands for the caller: the pseudo handle; on Linux the caller's own id as well.
+bool VOIsCallingThread(HANDLE hThread);
+
 // Suspends a thread, gives its registers, and lets it go on. Windows: SuspendThread, GetThreadContext (of what
 // pContext->ContextFlags names) and ResumeThread. Linux: a thread of this process is stopped by a real-time signal that
 // nobody else uses, one of another process by tracing it; one thread can be suspended at a time, for the calling thread
-// it does nothing. Failure: -1, false, -1.
+// it does nothing. One that SuspendThread holds has the registers with which it was interrupted. Failure: -1, false,
+// -1.
 DWORD VOSuspendThread(HANDLE hThread);
 bool VOGetThreadContext(HANDLE hThread, CONTEXT* pContext);
 DWORD VOResumeThread(HANDLE hThread);
@@ -151,6 +155,9 @@ DWORD VOResumeThread(HANDLE hThread);
 // The registers that a signal handler was given (Linux), or an exception's record (Windows): what they point to is a
 // ucontext_t or a CONTEXT.
 void VOContextOfFault(const void* pvSystemContext, CONTEXT* pContext);
+
+// Loads a library by its narrow path.
+HMODULE VOLoadLibraryByPath(const char* pszPath);
 
 // The version of a program file in four 16-bit parts, the first one on top: from its version resource (Windows), or
 // from what stands behind ".so." in the name that its path leads to (Linux). 0 when it has none.

@@ -34,7 +34,9 @@
 
 #if defined(__MINGW32__)
 // This compiler links a stand-in of its own that cuts a long text and leaves it without a terminator. This one has the
-// contract of the runtime's (below), and calls no handler on a text that doesn't fit.
+// contract of the runtime's (below). A text that doesn't fit runs the host's handler for invalid parameters: one that
+// was set in this module, or in the universal runtime (ucrtbase.dll) where the process has it, which ends the process
+// where none was set. In a process without that runtime it goes on.
 int VOCheckedNarrowFormat(char* pszTo, size_t uSize, const char* pszFormat, va_list arguments) VO_PRINTF_FORMAT(3, 0);
 #define vsprintf_s VOCheckedNarrowFormat
 #endif
@@ -472,8 +474,9 @@ errno_t localtime_s(struct tm* pTo, const time_t* pTime);
 
 #endif
 
-// fopen for the modes "r", "w", "wb" and "at". Null for a null path, and for a folder. "r" gives LF for CR LF, as the
-// runtime's text mode does; what is written in text mode has the system's own line ends.
+// fopen for the modes "r", "w", "wb" and "at". Null for a null path, and for a folder. "r" gives LF for CR LF and ends
+// at the first Ctrl-Z (0x1A), as the runtime's text mode does; what is written in text mode has the system's own line
+// ends.
 FILE* VOOpenFile(const char* pszPath, const char* pszMode);
 
 // Characters that make a path start at the root of the file system where no drive does: 1 for one leading "/" on Linux,

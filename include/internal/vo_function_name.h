@@ -1,8 +1,9 @@
 // Makes "Class::Function" out of a compiler's full function name, at compile time.
 //
 // Compilers give __PRETTY_FUNCTION__ or __FUNCSIG__ as a whole signature, such as
-// "virtual int Name::Space::Class::Function(const char*, int) const". The check macros print the qualified
-// name only, alike on every compiler.
+// "virtual int Name::Space::Class::Function(const char*, int) const". The check macros print the qualified name only,
+// alike on every compiler: without the arguments of templates, which one of them spells out and another doesn't, and
+// without namespaces that have no name. The body of a lambda is "operator()" of the function that it stands in.
 #pragma once
 
 #include <cstddef>
@@ -13,54 +14,257 @@ struct VOFunctionNameText
     char szText[N] = {};
 };
 
+// Reads a signature from its start; what the name has so far is dropped when it turns out to be the result's type.
+template <std::size_t N>
+class VOFunctionNameReader
+{
+public:
+    constexpr explicit VOFunctionNameReader(const char (&szPretty)[N]) : m_szPretty(szPretty) {}
+
+    constexpr VOFunctionNameText<N> Read()
+    {
+        bool bMore = true;
+        while (bMore && m_szPretty[m_uAt] != 0)
+        {
+            const char ch = m_szPretty[m_uAt];
+            if (ch == 'o' && m_uWord == m_uLength && IsOperator())
+            {
+                ReadOperator();
+                bMore = SkipEnclosing();
+            }
+            else if (ch == '(')
+            {
+                bMore = ReadParenthesis();
+            }
+            else if (ch == '<' && Is("<lambda") && !EndsWithScope(GroupEnd(m_uAt)))
+            {
+                Append("operator()");
+                bMore = false;
+            }
+            else if (ch == '<' || ch == '[' || ch == '{' || ch == '`')
+            {
+                m_uAt = GroupEnd(m_uAt);
+                DropScope();
+            }
+            else if (ch == ' ' || ch == '*' || ch == '&')
+            {
+                m_bBehindDecltype = Named("decltype");
+                m_uLength = m_uWord = 0;
+                ++m_uAt;
+            }
+            else
+            {
+                Append(ch);
+                ++m_uAt;
+                m_uWord = ch == ':' ? m_uLength : m_uWord;
+            }
+        }
+        VOFunctionNameText<N> kName;
+        for (std::size_t i = 0; i < m_uLength && i + 1 < N; ++i)
+        {
+            kName.szText[i] = m_szName[i];
+        }
+        return kName;
+    }
+
+private:
+    static constexpr bool IsWordLetter(char ch)
+    {
+        return (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z') || (ch >= '0' && ch <= '9') || ch == '_';
+    }
+
+    constexpr bool IsAt(std::size_t uAt, const char* pszText) const
+    {
+        for (; *pszText != 0; ++pszText, ++uAt)
+        {
+            if (m_szPretty[uAt] != *pszText)
+            {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    constexpr bool Is(const char* pszText) const { return IsAt(m_uAt, pszText); }
+    constexpr bool IsOperator() const { return Is("operator") && !IsWordLetter(m_szPretty[m_uAt + 8]); }
+
+    // Whether the name read so far is this word.
+    constexpr bool Named(const char* pszText) const
+    {
+        std::size_t i = 0;
+        while (i < m_uLength && pszText[i] == m_szName[i])
+        {
+            ++i;
+        }
+        return i == m_uLength && pszText[i] == 0;
+    }
+
+    constexpr void Append(char ch)
+    {
+        m_szName[m_uLength] = ch;
+        ++m_uLength;
+    }
+
+    constexpr void Append(const char* pszText)
+    {
+        for (; *pszText != 0; ++pszText)
+        {
+            Append(*pszText);
+        }
+    }
+
+    // The place behind the group of brackets that begins at a place.
+    constexpr std::size_t GroupEnd(std::size_t uAt) const
+    {
+        if (m_szPretty[uAt] == 0)
+        {
+            return uAt;
+        }
+        const char chOpen = m_szPretty[uAt];
+        const char chClose = chOpen == '('   ? ')'
+                             : chOpen == '<' ? '>'
+                             : chOpen == '[' ? ']'
+                             : chOpen == '{' ? '}'
+                                             : '\'';
+        int nDepth = 1;
+        for (++uAt; m_szPretty[uAt] != 0 && nDepth > 0; ++uAt)
+        {
+            const char ch = m_szPretty[uAt];
+            nDepth += ch == chOpen ? 1 : ch == chClose ? -1 : 0;
+        }
+        return uAt;
+    }
+
+    constexpr bool EndsWithScope(std::size_t uAt) const { return IsAt(uAt, "::"); }
+
+    // What had no name was the scope of what follows: the name goes on without it.
+    constexpr void DropScope()
+    {
+        const bool bNothingBefore = m_uWord == m_uLength;
+        if (bNothingBefore && EndsWithScope(m_uAt))
+        {
+            m_uAt += 2;
+        }
+    }
+
+    // Behind parameters: true when they are those of a function that encloses what is named, and are passed over.
+    constexpr bool SkipEnclosing()
+    {
+        if (m_szPretty[m_uAt] != '(')
+        {
+            return false;
+        }
+        std::size_t uAt = GroupEnd(m_uAt);
+        uAt += IsAt(uAt, " const") ? 6 : 0;
+        uAt += IsAt(uAt, " volatile") ? 9 : 0;
+        uAt += IsAt(uAt, " &&") ? 3 : IsAt(uAt, " &") ? 2 : 0;
+        if (!EndsWithScope(uAt))
+        {
+            return false;
+        }
+        m_uAt = uAt;
+        return true;
+    }
+
+    // False at the end of the name.
+    constexpr bool ReadParenthesis()
+    {
+        if (Is("(anonymous") || Is("(unnamed") || Is("(lambda"))
+        {
+            m_uAt = GroupEnd(m_uAt);
+            DropScope();
+            return true;
+        }
+        if (Named("decltype") || (m_uLength == 0 && m_bBehindDecltype))
+        {
+            m_uAt = GroupEnd(m_uAt);
+            m_uLength = m_uWord = 0;
+            m_bBehindDecltype = false;
+            return true;
+        }
+        if (m_uLength == 0)
+        {
+            // The result stands around the name: a pointer to a function, say.
+            ++m_uAt;
+            return true;
+        }
+        return SkipEnclosing();
+    }
+
+    constexpr void ReadOperator()
+    {
+        Append("operator");
+        m_uAt += 8;
+        std::size_t uSign = m_uAt;
+        while (m_szPretty[uSign] == ' ')
+        {
+            ++uSign;
+        }
+        if (IsAt(uSign, "()"))
+        {
+            Append("()");
+            m_uAt = uSign + 2;
+        }
+        else if (IsWordLetter(m_szPretty[uSign]))
+        {
+            m_uAt = uSign;
+            Append(' ');
+            ReadType();
+        }
+        else
+        {
+            for (m_uAt = uSign; m_szPretty[m_uAt] != '(' && m_szPretty[m_uAt] != 0; ++m_uAt)
+            {
+                if (m_szPretty[m_uAt] != ' ')
+                {
+                    Append(m_szPretty[m_uAt]);
+                }
+            }
+        }
+    }
+
+    // The type that is converted to, or "new" and "delete": up to the parameters.
+    constexpr void ReadType()
+    {
+        for (char ch = m_szPretty[m_uAt]; ch != 0; ch = m_szPretty[m_uAt])
+        {
+            if (ch == '<')
+            {
+                m_uAt = GroupEnd(m_uAt);
+                continue;
+            }
+            if (ch == '(' && (m_szPretty[m_uAt + 1] != '*' && m_szPretty[m_uAt + 1] != '&'))
+            {
+                return;
+            }
+            const char chNext = m_szPretty[m_uAt + 1];
+            if (ch == '(')
+            {
+                // The type of a function's address: what stands in brackets, and the parameters behind it.
+                for (std::size_t uEnd = GroupEnd(GroupEnd(m_uAt)); m_uAt < uEnd; ++m_uAt)
+                {
+                    Append(m_szPretty[m_uAt]);
+                }
+                continue;
+            }
+            if (ch != ' ' || IsWordLetter(chNext))
+            {
+                Append(ch);
+            }
+            ++m_uAt;
+        }
+    }
+
+    const char (&m_szPretty)[N];
+    char m_szName[N + 16] = {};
+    std::size_t m_uAt = 0;
+    std::size_t m_uLength = 0;
+    std::size_t m_uWord = 0;  // where the part behind the last "::" begins
+    bool m_bBehindDecltype = false;
+};
+
 template <std::size_t N>
 constexpr VOFunctionNameText<N> VOFunctionName(const char (&szPretty)[N])
 {
-    // The name ends at the first parenthesis outside template brackets, and begins behind the last separator before
-    // it. "(anonymous namespace)::", as one compiler writes it, isn't part of the name.
-    constexpr char szAnonymous[] = "(anonymous namespace)::";
-    constexpr std::size_t uAnonymous = sizeof(szAnonymous) - 1;
-    std::size_t uFirst = 0;
-    std::size_t uEnd = 0;
-    int nDepth = 0;
-    while (szPretty[uEnd] != 0)
-    {
-        if (szPretty[uEnd] == '(' && nDepth == 0)
-        {
-            std::size_t uSame = 0;
-            while (uSame < uAnonymous && szPretty[uEnd + uSame] == szAnonymous[uSame])
-            {
-                ++uSame;
-            }
-            if (uSame < uAnonymous)
-            {
-                break;
-            }
-            uEnd += uAnonymous;
-            uFirst = uEnd;
-            continue;
-        }
-        nDepth += szPretty[uEnd] == '<' ? 1 : szPretty[uEnd] == '>' ? -1 : 0;
-        ++uEnd;
-    }
-
-    std::size_t uBegin = uEnd;
-    nDepth = 0;
-    while (uBegin > uFirst)
-    {
-        const char ch = szPretty[uBegin - 1];
-        if (nDepth == 0 && (ch == ' ' || ch == '*' || ch == '&'))
-        {
-            break;
-        }
-        nDepth += ch == '>' ? 1 : ch == '<' ? -1 : 0;
-        --uBegin;
-    }
-
-    VOFunctionNameText<N> kName;
-    for (std::size_t i = uBegin; i < uEnd; ++i)
-    {
-        kName.szText[i - uBegin] = szPretty[i];
-    }
-    return kName;
+    return VOFunctionNameReader<N>(szPretty).Read();
 }

@@ -18,6 +18,7 @@
 #include "platform/fault_points.h"
 #include "platform/posix/last_error.h"
 #include "platform/posix/loaded_modules.h"
+#include "platform/vo_never_destroyed.h"
 
 namespace
 {
@@ -62,8 +63,8 @@ struct Session
 
 std::map<HANDLE, std::shared_ptr<Session>>& Sessions()
 {
-    static auto* const s_pSessions = new std::map<HANDLE, std::shared_ptr<Session>>;
-    return *s_pSessions;
+    static VONeverDestroyed<std::map<HANDLE, std::shared_ptr<Session>>> s_sessions;
+    return s_sessions.Get();
 }
 std::mutex s_lock;
 DWORD s_uOptions = 0;
@@ -302,6 +303,67 @@ BOOL VOPosixSymGetModuleInfo64(HANDLE hProcess, unsigned long long ullAddress, v
     return TRUE;
 }
 
+namespace
+{
+bool StartsWith(const std::string& strText, size_t uAt, const char* pszWhat)
+{
+    return strText.compare(uAt, strlen(pszWhat), pszWhat) == 0;
+}
+
+// The qualified name out of a demangled one: without the result type that a template has in front, and without the
+// parameters, which begin at the first parenthesis outside of template brackets that isn't a part of the name.
+std::string NameOnly(const std::string& strComplete)
+{
+    static const char s_szAnonymous[] = "(anonymous namespace)";
+    static const char s_szOperator[] = "operator";
+    int nDepth = 0;
+    size_t uBegin = 0;
+    size_t uAt = 0;
+    bool bOperator = false;  // the rest up to the parameters is an operator's name, blanks too
+    while (uAt < strComplete.size())
+    {
+        const bool bWordBegins = uAt == 0 || strchr(" :", strComplete[uAt - 1]) != nullptr;
+        if (StartsWith(strComplete, uAt, s_szAnonymous))
+        {
+            uAt += sizeof(s_szAnonymous) - 1;
+        }
+        else if (nDepth == 0 && bWordBegins && StartsWith(strComplete, uAt, s_szOperator))
+        {
+            bOperator = true;
+            uAt += sizeof(s_szOperator) - 1;
+            uAt += StartsWith(strComplete, uAt, "()") ? 2 : strspn(strComplete.c_str() + uAt, "<>=-+*/%^&|~!,[]");
+        }
+        else
+        {
+            const char ch = strComplete[uAt];
+            if (ch == '(' && nDepth == 0)
+            {
+                break;
+            }
+            nDepth += ch == '<' ? 1 : ch == '>' ? -1 : 0;
+            ++uAt;
+            uBegin = ch == ' ' && nDepth == 0 && !bOperator ? uAt : uBegin;
+        }
+    }
+    return strComplete.substr(uBegin, uAt - uBegin);
+}
+
+// The plain form of a decorated name. Others stay as they are: some of them would be the code of a type.
+std::string Undecorated(const std::string& strName, bool bNameOnly)
+{
+    int nStatus = -1;
+    const std::unique_ptr<char, void (*)(void*)> pszPlain(
+        StartsWith(strName, 0, "_Z") ? abi::__cxa_demangle(strName.c_str(), nullptr, nullptr, &nStatus) : nullptr,
+        free);
+    if (nStatus != 0 || pszPlain == nullptr)
+    {
+        return strName;
+    }
+    return bNameOnly ? NameOnly(pszPlain.get()) : pszPlain.get();
+}
+}  // namespace
+
+// The name is the plain one, without parameters, as the debug files of Windows have it.
 BOOL VOPosixSymGetSymFromAddr64(HANDLE hProcess, unsigned long long ullAddress, unsigned long long* pullOffset,
                                 VODebugSymbol* pSymbol)
 {
@@ -325,7 +387,7 @@ BOOL VOPosixSymGetSymFromAddr64(HANDLE hProcess, unsigned long long ullAddress, 
     *pullOffset = ullOffset + uBehind;
     char* const pszTo = reinterpret_cast<char*>(pSymbol) + offsetof(VODebugSymbol, szName);
     // Without the version that the linker wrote behind it.
-    CopyCut(pszTo, pSymbol->uMaxNameLength, std::string(pszName, strcspn(pszName, "@")));
+    CopyCut(pszTo, pSymbol->uMaxNameLength, Undecorated(std::string(pszName, strcspn(pszName, "@")), true));
     return TRUE;
 }
 
@@ -391,52 +453,6 @@ void* VOPosixSymFunctionTableAccess64(HANDLE, unsigned long long)
     return nullptr;
 }
 
-namespace
-{
-bool StartsWith(const std::string& strText, size_t uAt, const char* pszWhat)
-{
-    return strText.compare(uAt, strlen(pszWhat), pszWhat) == 0;
-}
-
-// The qualified name out of a demangled one: without the result type that a template has in front, and without the
-// parameters, which begin at the first parenthesis outside of template brackets that isn't a part of the name.
-std::string NameOnly(const std::string& strComplete)
-{
-    static const char s_szAnonymous[] = "(anonymous namespace)";
-    static const char s_szOperator[] = "operator";
-    int nDepth = 0;
-    size_t uBegin = 0;
-    size_t uAt = 0;
-    bool bOperator = false;  // the rest up to the parameters is an operator's name, blanks too
-    while (uAt < strComplete.size())
-    {
-        const bool bWordBegins = uAt == 0 || strchr(" :", strComplete[uAt - 1]) != nullptr;
-        if (StartsWith(strComplete, uAt, s_szAnonymous))
-        {
-            uAt += sizeof(s_szAnonymous) - 1;
-        }
-        else if (nDepth == 0 && bWordBegins && StartsWith(strComplete, uAt, s_szOperator))
-        {
-            bOperator = true;
-            uAt += sizeof(s_szOperator) - 1;
-            uAt += StartsWith(strComplete, uAt, "()") ? 2 : strspn(strComplete.c_str() + uAt, "<>=-+*/%^&|~!,[]");
-        }
-        else
-        {
-            const char ch = strComplete[uAt];
-            if (ch == '(' && nDepth == 0)
-            {
-                break;
-            }
-            nDepth += ch == '<' ? 1 : ch == '>' ? -1 : 0;
-            ++uAt;
-            uBegin = ch == ' ' && nDepth == 0 && !bOperator ? uAt : uBegin;
-        }
-    }
-    return strComplete.substr(uBegin, uAt - uBegin);
-}
-}  // namespace
-
 // The complete name has the parameters. A name that isn't decorated stays as it is.
 DWORD VOPosixUnDecorateSymbolName(const char* pszName, char* pszTo, DWORD uSize, DWORD uFlags)
 {
@@ -444,15 +460,7 @@ DWORD VOPosixUnDecorateSymbolName(const char* pszName, char* pszTo, DWORD uSize,
     {
         return 0;
     }
-    int nStatus = 0;
-    const std::unique_ptr<char, void (*)(void*)> pszPlain(abi::__cxa_demangle(pszName, nullptr, nullptr, &nStatus),
-                                                          free);
-    std::string strName = pszName;
-    if (nStatus == 0 && pszPlain != nullptr)
-    {
-        strName = (uFlags & kNameOnly) != 0 ? NameOnly(pszPlain.get()) : pszPlain.get();
-    }
-    CopyCut(pszTo, uSize, strName);
+    CopyCut(pszTo, uSize, Undecorated(pszName, (uFlags & kNameOnly) != 0));
     return static_cast<DWORD>(strlen(pszTo));
 }
 

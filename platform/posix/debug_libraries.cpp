@@ -1,5 +1,6 @@
 // The libraries that can be bound by name.
 #include <iterator>
+#include <string>
 
 #include "platform/fault_points.h"
 #include "platform/posix/debug_help.h"
@@ -64,6 +65,12 @@ HMODULE LoadLibraryW(const VOWCHAR* pszName)
     }
     SetLastError(ERROR_MOD_NOT_FOUND);
     return nullptr;
+}
+
+HMODULE VOLoadLibraryByPath(const char* pszPath)
+{
+    const std::string strPath = pszPath;
+    return LoadLibraryW(VOWString(strPath.begin(), strPath.end()).c_str());
 }
 
 BOOL FreeLibrary(HMODULE hModule)

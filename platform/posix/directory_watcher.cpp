@@ -12,6 +12,7 @@
 #include "platform/fault_points.h"
 #include "platform/posix/futex.h"
 #include "platform/posix/last_error.h"
+#include "platform/posix/library_life.h"
 #include "platform/posix/watch_tree.h"
 
 DirectoryWatcher::DirectoryWatcher(ChangeSink& sink, std::string strRoot, const FileIdentity& identity, DWORD uFilter)
@@ -68,6 +69,8 @@ DWORD DirectoryWatcher::Start()
 // Nothing may leave the thread: it would take the process with it.
 void* DirectoryWatcher::Run(void* pThis)
 {
+    // Its code is the library's: nothing more to do at the end.
+    CallAtEndOfThread([](void*) {}, nullptr);
     DirectoryWatcher* const pWatcher = static_cast<DirectoryWatcher*>(pThis);
     try
     {

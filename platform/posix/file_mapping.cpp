@@ -18,6 +18,7 @@
 #include "platform/posix/kernel_region.h"
 #include "platform/posix/last_error.h"
 #include "platform/posix/section_object.h"
+#include "platform/vo_never_destroyed.h"
 #include "platform/vo_platform.h"
 
 namespace
@@ -63,8 +64,8 @@ struct SectionTable
 // Never destroyed: threads may still use sections while the process ends.
 SectionTable& Sections()
 {
-    static SectionTable* const s_pTable = new SectionTable;
-    return *s_pTable;
+    static VONeverDestroyed<SectionTable> s_table;
+    return s_table.Get();
 }
 
 Section::~Section()

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/posix/kernel_region.h"
+#include "platform/vo_never_destroyed.h"
 
 namespace
 {
@@ -16,8 +17,8 @@ bool IsPseudoHandle(HANDLE hObject)
 
 HandleTable& HandleTable::Instance()
 {
-    static HandleTable* const s_pTable = new HandleTable;
-    return *s_pTable;
+    static VONeverDestroyed<HandleTable> s_table;
+    return s_table.Get();
 }
 
 HANDLE HandleTable::Add(std::shared_ptr<KernelObject> pObject)

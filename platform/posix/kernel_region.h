@@ -9,6 +9,8 @@
 // depends on it, since a thread may stand still with the locks of the allocator.
 #pragma once
 
+#include <signal.h>
+
 #include <mutex>
 
 class KernelRegion
@@ -19,8 +21,8 @@ public:
     KernelRegion(const KernelRegion&) = delete;
     KernelRegion& operator=(const KernelRegion&) = delete;
 
-    // True when the calling thread is inside of one. Async-signal-safe.
-    static bool IsInside();
+private:
+    volatile sig_atomic_t* const m_pnDepth;  // the thread's own count; null where nobody can suspend it
 };
 
 // Holds a lock of this layer.

@@ -2,20 +2,50 @@
 #include "platform/posix/last_error.h"
 
 #include <errno.h>
+#include <pthread.h>
+
+#include <atomic>
 
 namespace
 {
-thread_local DWORD s_uLastError = ERROR_SUCCESS;
+// The value stands in a key's place for the thread. A thread-local variable would make the library harder to load at
+// run time, and keep memory for each thread.
+struct LastErrorKey
+{
+    std::atomic<bool> bReady{false};
+    pthread_key_t key = 0;
+
+    LastErrorKey() { bReady.store(pthread_key_create(&key, nullptr) == 0); }
+    ~LastErrorKey()
+    {
+        if (bReady.exchange(false))
+        {
+            pthread_key_delete(key);
+        }
+    }
+};
+
+LastErrorKey& Key()
+{
+    static LastErrorKey s_key;
+    return s_key;
 }
+}  // namespace
 
 DWORD GetLastError()
 {
-    return s_uLastError;
+    const LastErrorKey& rkKey = Key();
+    return rkKey.bReady.load() ? static_cast<DWORD>(reinterpret_cast<uintptr_t>(pthread_getspecific(rkKey.key)))
+                               : ERROR_SUCCESS;
 }
 
 void SetLastError(DWORD uError)
 {
-    s_uLastError = uError;
+    const LastErrorKey& rkKey = Key();
+    if (rkKey.bReady.load())
+    {
+        pthread_setspecific(rkKey.key, reinterpret_cast<const void*>(static_cast<uintptr_t>(uError)));
+    }
 }
 
 DWORD ErrorFromErrno(int nErrno)

@@ -1,6 +1,8 @@
 #include "platform/posix/loaded_modules.h"
 
+#include <ctype.h>
 #include <elf.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,7 +22,13 @@ std::string LoadedModule::ShortName() const
 {
     const std::string strName = FileName();
     const size_t uLibrary = strName.find(".so");
-    return strName.substr(0, uLibrary != std::string::npos ? uLibrary : strName.rfind('.'));
+    if (uLibrary != std::string::npos)
+    {
+        return strName.substr(0, uLibrary);
+    }
+    const size_t uDot = strName.rfind('.');
+    const bool bVersion = uDot != std::string::npos && isdigit(static_cast<unsigned char>(strName[uDot + 1])) != 0;
+    return bVersion ? strName : strName.substr(0, uDot);
 }
 
 pid_t ProcessOf(void* hProcess)
@@ -36,42 +44,136 @@ struct CloseStream
     void operator()(FILE* pFile) const { fclose(pFile); }
 };
 
-bool IsProgramFile(const std::string& strPath)
+// A line of the list of mappings: a part of a file.
+struct Mapping
 {
-    unsigned char abStart[SELFMAG] = {};
-    const std::unique_ptr<FILE, CloseStream> pFile(fopen(strPath.c_str(), "rbe"));
-    return pFile != nullptr && fread(abStart, 1, SELFMAG, pFile.get()) == SELFMAG &&
-           memcmp(abStart, ELFMAG, SELFMAG) == 0;
+    unsigned long long ullBegin = 0;
+    unsigned long long ullEnd = 0;
+    unsigned long long ullOffset = 0;
+    bool bReadable = false;
+    bool bExecutable = false;
+    std::string strPath;
+};
+
+std::vector<Mapping> ListMappings(pid_t nProcess)
+{
+    std::vector<Mapping> vecMapping;
+    const std::string strMaps = "/proc/" + std::to_string(nProcess) + "/maps";
+    const std::unique_ptr<FILE, CloseStream> pFile(VO_FAULT_POINT("maps") ? nullptr : fopen(strMaps.c_str(), "re"));
+    char szLine[5000];
+    while (pFile != nullptr && fgets(szLine, sizeof(szLine), pFile.get()) != nullptr)
+    {
+        Mapping mapping;
+        char szAccess[8] = "";
+        int nPath = 0;
+        szLine[strcspn(szLine, "\n")] = 0;
+        if (sscanf(szLine, "%llx-%llx %7s %llx %*s %*u %n", &mapping.ullBegin, &mapping.ullEnd, szAccess,
+                   &mapping.ullOffset, &nPath) >= 4 &&
+            szLine[nPath] == '/')
+        {
+            mapping.bReadable = szAccess[0] == 'r';
+            mapping.bExecutable = szAccess[0] != 0 && szAccess[1] != 0 && szAccess[2] == 'x';
+            mapping.strPath = szLine + nPath;
+            vecMapping.push_back(std::move(mapping));
+        }
+    }
+    return vecMapping;
+}
+
+// Bytes at the start of a mapped file: from the process, whose file may be gone, or else from the file, since to look
+// into another process takes more than to see its mappings.
+bool ReadStart(pid_t nProcess, const Mapping& rkMapping, unsigned long long ullOffset, void* pTo, size_t uSize)
+{
+    const struct iovec local = {pTo, uSize};
+    const struct iovec remote = {reinterpret_cast<void*>(static_cast<uintptr_t>(rkMapping.ullBegin + ullOffset)),
+                                 uSize};
+    if (process_vm_readv(nProcess, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(uSize))
+    {
+        return true;
+    }
+    const std::unique_ptr<FILE, CloseStream> pFile(fopen(rkMapping.strPath.c_str(), "rbe"));
+    return pFile != nullptr && fseek(pFile.get(), static_cast<long>(ullOffset), SEEK_SET) == 0 &&
+           fread(pTo, 1, uSize, pFile.get()) == uSize;
+}
+
+constexpr unsigned long long PAGE = 4096;
+constexpr unsigned MOST_SEGMENTS = 256;
+constexpr unsigned long long ADDRESSES = 1ull << 47;  // of a process, at most
+
+// The segments that the loader loads, of an image whose first bytes are mapped here; empty when it is none.
+std::vector<Elf64_Phdr> ReadSegments(pid_t nProcess, const Mapping& rkFirst)
+{
+    Elf64_Ehdr header;
+    std::vector<Elf64_Phdr> vecSegment;
+    if (!ReadStart(nProcess, rkFirst, 0, &header, sizeof(header)) || memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+        header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_phentsize != sizeof(Elf64_Phdr) ||
+        header.e_phnum > MOST_SEGMENTS || header.e_phoff > PAGE)
+    {
+        return vecSegment;
+    }
+    vecSegment.resize(header.e_phnum);
+    if (!ReadStart(nProcess, rkFirst, header.e_phoff, vecSegment.data(), vecSegment.size() * sizeof(Elf64_Phdr)))
+    {
+        vecSegment.clear();
+    }
+    std::erase_if(vecSegment, [](const Elf64_Phdr& rk)
+                  { return rk.p_type != PT_LOAD || rk.p_vaddr >= ADDRESSES || rk.p_memsz >= ADDRESSES; });
+    return vecSegment;
+}
+
+// Whether a mapping is the executable segment of an image that begins at ullBase.
+bool IsCodeOf(const Mapping& rkMapping, const Mapping& rkFirst, const Elf64_Phdr& rkSegment,
+              unsigned long long ullLowest)
+{
+    const unsigned long long ullAt = rkFirst.ullBegin + (rkSegment.p_vaddr & ~(PAGE - 1)) - ullLowest;
+    return (rkSegment.p_flags & PF_X) != 0 && rkMapping.bExecutable && rkMapping.strPath == rkFirst.strPath &&
+           ullAt >= rkMapping.ullBegin && ullAt < rkMapping.ullEnd &&
+           rkMapping.ullOffset + (ullAt - rkMapping.ullBegin) == (rkSegment.p_offset & ~(PAGE - 1));
+}
+
+// The module that begins with a mapping: what its own headers say, if its code lies where they say. A file that is
+// mapped to be read has the headers too, and no code.
+LoadedModule ModuleAt(pid_t nProcess, const std::vector<Mapping>& rkAll, const Mapping& rkFirst)
+{
+    LoadedModule module;
+    const std::vector<Elf64_Phdr> vecSegment = ReadSegments(nProcess, rkFirst);
+    unsigned long long ullLowest = ADDRESSES;
+    unsigned long long ullHighest = 0;
+    for (const Elf64_Phdr& rk : vecSegment)
+    {
+        ullLowest = std::min<unsigned long long>(ullLowest, rk.p_vaddr & ~(PAGE - 1));
+        ullHighest = std::max<unsigned long long>(ullHighest, (rk.p_vaddr + rk.p_memsz + PAGE - 1) & ~(PAGE - 1));
+    }
+    for (const Elf64_Phdr& rk : vecSegment)
+    {
+        if (std::any_of(rkAll.begin(), rkAll.end(),
+                        [&](const Mapping& rkMapping) { return IsCodeOf(rkMapping, rkFirst, rk, ullLowest); }))
+        {
+            module.strPath = rkFirst.strPath;
+            module.ullBase = rkFirst.ullBegin;
+            module.ullEnd = rkFirst.ullBegin + (ullHighest - ullLowest);
+        }
+    }
+    return module;
 }
 }  // namespace
 
 std::vector<LoadedModule> ListModules(pid_t nProcess)
 {
     std::vector<LoadedModule> vecModule;
-    const std::string strMaps = "/proc/" + std::to_string(nProcess) + "/maps";
-    const std::unique_ptr<FILE, CloseStream> pFile(VO_FAULT_POINT("maps") ? nullptr : fopen(strMaps.c_str(), "re"));
-    char szLine[5000];
-    while (pFile != nullptr && fgets(szLine, sizeof(szLine), pFile.get()) != nullptr)
+    const std::vector<Mapping> vecMapping = ListMappings(nProcess);
+    for (const Mapping& rkMapping : vecMapping)
     {
-        unsigned long long ullBegin = 0;
-        unsigned long long ullEnd = 0;
-        int nPath = 0;
-        szLine[strcspn(szLine, "\n")] = 0;
-        if (sscanf(szLine, "%llx-%llx %*s %*x %*s %*u %n", &ullBegin, &ullEnd, &nPath) < 2 || szLine[nPath] != '/')
+        const bool bInside = !vecModule.empty() && rkMapping.ullBegin < vecModule.back().ullEnd;
+        if (rkMapping.ullOffset == 0 && rkMapping.bReadable && !bInside)
         {
-            continue;
-        }
-        const std::string strPath = szLine + nPath;
-        if (!vecModule.empty() && vecModule.back().strPath == strPath)
-        {
-            vecModule.back().ullEnd = ullEnd;
-        }
-        else
-        {
-            vecModule.push_back({strPath, ullBegin, ullEnd});
+            LoadedModule module = ModuleAt(nProcess, vecMapping, rkMapping);
+            if (!module.strPath.empty())
+            {
+                vecModule.push_back(std::move(module));
+            }
         }
     }
-    std::erase_if(vecModule, [](const LoadedModule& rkModule) { return !IsProgramFile(rkModule.strPath); });
     return vecModule;
 }
 

@@ -1,4 +1,5 @@
-// The modules of a process: program files that it has mapped.
+// The modules of a process: the program and the libraries that are loaded, and not what else it has mapped of such
+// files.
 #pragma once
 
 #include <sys/types.h>
@@ -12,7 +13,7 @@ struct LoadedModule
     unsigned long long ullBase = 0;
     unsigned long long ullEnd = 0;
 
-    // The last part of the path, with its extension and without.
+    // The last part of the path, with its extension and without. What begins with a digit is a version and stays.
     std::string FileName() const;
     std::string ShortName() const;
 };

@@ -31,7 +31,7 @@ bool NameBeginsWithDot(const std::string& strPath)
     return uName < strPath.size() && strPath[uName] == '.';
 }
 
-// Reads a file as the runtime's text mode does: CR LF is one line end, LF.
+// Reads a file as the runtime's text mode does: CR LF is one line end, LF, and the file ends at its end mark, Ctrl-Z.
 class TextReader
 {
 public:
@@ -45,7 +45,14 @@ public:
         size_t uRead = 0;
         while (uRead < uSize && Fill())
         {
-            char ch = m_achBuffer[m_uAt++];
+            char ch = m_achBuffer[m_uAt];
+            if (ch == END_MARK)
+            {
+                m_bEnd = true;
+                m_uAt = m_uEnd;
+                break;
+            }
+            ++m_uAt;
             if (ch == '\r' && Fill() && m_achBuffer[m_uAt] == '\n')
             {
                 ch = m_achBuffer[m_uAt++];
@@ -56,6 +63,8 @@ public:
     }
 
 private:
+    static constexpr char END_MARK = 0x1A;
+
     // True when a byte is there.
     bool Fill()
     {

@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -49,16 +50,23 @@ std::string EncodePart(std::string_view strBytes)
     return strPart;
 }
 
-// Read once: the environment can't be read safely while another thread changes it.
-const std::string& NameSpacePart()
+// Read once: the environment can't be read safely while another thread changes it. Kept without memory of its own,
+// which an unloaded library would leave behind; what doesn't fit makes each name too long for the system, cut or not.
+const char* NameSpacePart()
 {
-    static const std::string* const s_pPart = []
+    struct Part
     {
+        char sz[NAME_MAX + 1] = "";
+    };
+    static const Part s_part = []
+    {
+        Part part;
         const char* const pszNameSpace = getenv("VOBASE_NAMESPACE");
         const bool bSet = pszNameSpace != nullptr && *pszNameSpace != '\0';
-        return new std::string(bSet ? EncodePart(pszNameSpace) + "." : "");
+        part.sz[(bSet ? EncodePart(pszNameSpace) + "." : "").copy(part.sz, NAME_MAX)] = '\0';
+        return part;
     }();
-    return *s_pPart;
+    return s_part.sz;
 }
 
 // What the names of all objects of this user and name space begin with.

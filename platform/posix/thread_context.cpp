@@ -11,9 +11,13 @@
 
 #include <atomic>
 #include <string>
+#include <utility>
 
 #include "platform/fault_points.h"
 #include "platform/posix/last_error.h"
+#include "platform/posix/own_signal.h"
+#include "platform/posix/thread_object.h"
+#include "platform/posix/walker_signal.h"
 #include "platform/vo_debug_help.h"
 
 // The caller's own registers can be had in no other way than by code that has no frame of its own.
@@ -113,7 +117,9 @@ void OnSignal(int, siginfo_t*, void* pvContext)
     {
         return;  // whoever asked has given up
     }
-    TakeRegisters(static_cast<const ucontext_t*>(pvContext), &s_context);
+    // A thread that the library holds suspended is shown where it was, and not inside of what holds it.
+    const ucontext_t* const pInterrupted = ThreadObject::InterruptedContext();
+    TakeRegisters(pInterrupted != nullptr ? pInterrupted : static_cast<const ucontext_t*>(pvContext), &s_context);
     if (!s_nPhase.compare_exchange_strong(nAsked, PHASE_STANDS))
     {
         return;
@@ -126,29 +132,29 @@ void OnSignal(int, siginfo_t*, void* pvContext)
     SetPhase(PHASE_NONE);
 }
 
-// A real-time signal that nobody handles yet; 0 when there is none.
-int TakeSignal()
+// Gives the signal back when the library is unloaded, unless a thread still stands by it.
+struct OwnSignal
 {
-    for (int nSignal = SIGRTMIN; nSignal < SIGRTMAX; ++nSignal)
+    int nSignal = TakeOwnSignal(OnSignal, true, 0);
+
+    ~OwnSignal()
     {
-        struct sigaction action = {};
-        if (sigaction(nSignal, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) != 0 ||
-            action.sa_handler != SIG_DFL)
+        if (s_nPhase.load() == PHASE_NONE)
         {
-            continue;
-        }
-        action = {};
-        action.sa_sigaction = OnSignal;
-        action.sa_flags = SA_SIGINFO | SA_RESTART;
-        sigfillset(&action.sa_mask);
-        if (sigaction(nSignal, &action, nullptr) == 0)
-        {
-            return nSignal;
+            GiveBackOwnSignal(std::exchange(nSignal, 0), OnSignal);
         }
     }
-    return 0;
+};
+}  // namespace
+
+int WalkerSignal()
+{
+    static OwnSignal s_signal;
+    return s_signal.nSignal;
 }
 
+namespace
+{
 bool IsOwnThread(pid_t nThread)
 {
     return access(("/proc/self/task/" + std::to_string(nThread)).c_str(), F_OK) == 0;
@@ -156,14 +162,14 @@ bool IsOwnThread(pid_t nThread)
 
 bool StopOwnThread(pid_t nThread)
 {
-    static const int s_nSignal = TakeSignal();
+    const int nSignal = WalkerSignal();
     int nNone = PHASE_NONE;
-    if (s_nSignal == 0 || VO_FAULT_POINT("tgkill") || !s_nPhase.compare_exchange_strong(nNone, PHASE_ASKED))
+    if (nSignal == 0 || VO_FAULT_POINT("tgkill") || !s_nPhase.compare_exchange_strong(nNone, PHASE_ASKED))
     {
         SetLastError(ERROR_ACCESS_DENIED);
         return false;
     }
-    if (syscall(SYS_tgkill, getpid(), nThread, s_nSignal) != 0)
+    if (syscall(SYS_tgkill, getpid(), nThread, nSignal) != 0)
     {
         const DWORD uError = ErrorFromErrno(errno);
         SetPhase(PHASE_NONE);
@@ -208,17 +214,18 @@ bool StopOtherThread(pid_t nThread)
     return true;
 }
 
-bool IsCaller(HANDLE hThread)
+}  // namespace
+
+bool VOIsCallingThread(HANDLE hThread)
 {
     return reinterpret_cast<intptr_t>(hThread) == -2 ||
            static_cast<pid_t>(reinterpret_cast<intptr_t>(hThread)) == static_cast<pid_t>(syscall(SYS_gettid));
 }
-}  // namespace
 
 DWORD VOSuspendThread(HANDLE hThread)
 {
     const pid_t nThread = static_cast<pid_t>(reinterpret_cast<intptr_t>(hThread));
-    if (IsCaller(hThread))
+    if (VOIsCallingThread(hThread))
     {
         return 0;
     }
@@ -253,7 +260,7 @@ bool VOGetThreadContext(HANDLE hThread, CONTEXT* pContext)
                      registers.rip};
         return true;
     }
-    if (s_nPhase.load() != PHASE_STANDS || IsCaller(hThread) || !IsOwnThread(nThread))
+    if (s_nPhase.load() != PHASE_STANDS || VOIsCallingThread(hThread) || !IsOwnThread(nThread))
     {
         SetLastError(ERROR_INVALID_HANDLE);
         return false;
@@ -267,7 +274,7 @@ bool VOGetThreadContext(HANDLE hThread, CONTEXT* pContext)
 DWORD VOResumeThread(HANDLE hThread)
 {
     const pid_t nThread = static_cast<pid_t>(reinterpret_cast<intptr_t>(hThread));
-    if (IsCaller(hThread))
+    if (VOIsCallingThread(hThread))
     {
         return 0;
     }

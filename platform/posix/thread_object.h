@@ -8,6 +8,8 @@
 #pragma once
 
 #include <pthread.h>
+#include <signal.h>
+#include <ucontext.h>
 
 #include <atomic>
 #include <memory>
@@ -36,8 +38,15 @@ public:
     DWORD Suspend();
     DWORD Resume();
 
-    // The calling thread stands still until it is resumed, if somebody has asked for it.
+    // The calling thread stands still until it is resumed, if somebody has asked for it. Async-signal-safe.
     static void StandStillIfAsked();
+
+    // How many kernel regions the calling thread is in; null for a thread that has no object. Async-signal-safe.
+    static volatile sig_atomic_t* RegionDepth();
+
+    // For a handler that interrupts a thread which stands still: where the thread itself was. Null when it stands at a
+    // place of its own choice, or doesn't.
+    static const ucontext_t* InterruptedContext();
 
 protected:
     void OnWaited() override { JoinOnce(); }
@@ -45,9 +54,12 @@ protected:
 private:
     struct Record;
 
+    struct Process;
+
+    static Record* Current();
     static void* Run(void* pRecord);
     static void Finish(void* pRecord);
-    static void OnSignal(int nSignal);
+    static void OnSignal(int nSignal, siginfo_t* pInfo, void* pvContext);
     static bool PrepareProcess();
     static std::shared_ptr<ThreadObject> AttachCurrent();
 
@@ -62,5 +74,5 @@ private:
     std::atomic<uint32_t> m_uStand;
     std::atomic<bool> m_bJoined{false};  // joined, or never to be
 
-    static thread_local Record* s_pCurrent;
+    static Process s_process;
 };

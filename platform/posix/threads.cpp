@@ -7,7 +7,10 @@
 #include "platform/fault_points.h"
 #include "platform/posix/kernel_region.h"
 #include "platform/posix/last_error.h"
+#include "platform/posix/library_life.h"
+#include "platform/posix/own_signal.h"
 #include "platform/posix/thread_object.h"
+#include "platform/posix/walker_signal.h"
 
 namespace
 {
@@ -19,31 +22,7 @@ constexpr uint32_t STANDS = 2;
 constexpr DWORD MAXIMUM_SUSPENDS = 127;  // as on Windows
 constexpr DWORD CALL_FAILED = static_cast<DWORD>(-1);
 
-int s_nSuspendSignal = 0;
-pthread_key_t s_endOfThread;
-
-// Takes a real-time signal that nobody in the process handles yet. 0 when there is none.
-int TakeSignal(void (*pfnHandler)(int))
-{
-    for (int nSignal = SIGRTMAX - 1; nSignal >= SIGRTMIN; --nSignal)
-    {
-        struct sigaction action = {};
-        if (sigaction(nSignal, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) != 0 ||
-            action.sa_handler != SIG_DFL)
-        {
-            continue;
-        }
-        action = {};
-        action.sa_handler = pfnHandler;
-        action.sa_flags = SA_RESTART;
-        sigfillset(&action.sa_mask);  // a thread that stands handles no other signal either
-        if (sigaction(nSignal, &action, nullptr) == 0)
-        {
-            return nSignal;
-        }
-    }
-    return 0;
-}
+constexpr DWORD THREAD_WITHOUT_MEMORY = static_cast<DWORD>(-1);  // in place of a thread's number
 }  // namespace
 
 // What a thread keeps of itself; released when it ends.
@@ -53,10 +32,48 @@ struct ThreadObject::Record
     LPTHREAD_START_ROUTINE pfnProcedure = nullptr;
     void* pParameter = nullptr;
     std::atomic<DWORD>* puThreadId = nullptr;  // until the thread has written it
+    volatile sig_atomic_t nRegions = 0;
+    const ucontext_t* volatile pInterrupted = nullptr;  // while the thread stands in the handler of its signal
 };
 
-// The model makes it readable in a signal handler.
-thread_local ThreadObject::Record* ThreadObject::s_pCurrent __attribute__((tls_model("initial-exec"))) = nullptr;
+// What the process keeps for the threads: a signal, and a key for each thread's record. A key and no thread-local
+// variable, for two reasons. A library with thread-local variables that a signal handler may read, which means static
+// ones, can't always be loaded at run time; and what a variable of the other kind costs at its first use, or after
+// another library was loaded, is an allocation, for which a handler is no place. To read a key is to read an array.
+struct ThreadObject::Process
+{
+    std::atomic<bool> bReady{false};
+    pthread_key_t key = 0;
+    int nSignal = 0;
+
+    ~Process()
+    {
+        if (bReady.load() && !AnyThreadLives() && bReady.exchange(false))
+        {
+            GiveBackOwnSignal(nSignal, OnSignal);
+            pthread_key_delete(key);
+        }
+    }
+};
+
+constinit ThreadObject::Process ThreadObject::s_process;
+
+ThreadObject::Record* ThreadObject::Current()
+{
+    return s_process.bReady.load() ? static_cast<Record*>(pthread_getspecific(s_process.key)) : nullptr;
+}
+
+volatile sig_atomic_t* ThreadObject::RegionDepth()
+{
+    Record* const pRecord = Current();
+    return pRecord != nullptr ? &pRecord->nRegions : nullptr;
+}
+
+const ucontext_t* ThreadObject::InterruptedContext()
+{
+    const Record* const pRecord = Current();
+    return pRecord != nullptr ? pRecord->pInterrupted : nullptr;
+}
 
 ThreadObject::ThreadObject(bool bSuspended)
     : Waitable(Reset::Manual, false), m_uSuspendCount(bSuspended ? 1 : 0), m_uStand(bSuspended ? ASKED_TO_STAND : RUNS)
@@ -88,28 +105,36 @@ bool ThreadObject::PrepareProcess()
 {
     static const bool s_bPrepared = []
     {
-        if (pthread_key_create(&s_endOfThread, Finish) != 0)
+        if (pthread_key_create(&s_process.key, nullptr) != 0)
         {
             return false;
         }
-        s_nSuspendSignal = TakeSignal(OnSignal);
-        return s_nSuspendSignal != 0;
+        // The walker of stacks looks at a thread that stands as well.
+        s_process.nSignal = TakeOwnSignal(OnSignal, false, WalkerSignal());
+        if (s_process.nSignal == 0)
+        {
+            pthread_key_delete(s_process.key);
+            return false;
+        }
+        s_process.bReady.store(true);
+        return true;
     }();
-    return s_bPrepared;
+    // Not any more, when the process ends.
+    return s_bPrepared && s_process.bReady.load();
 }
 
 std::shared_ptr<ThreadObject> ThreadObject::AttachCurrent()
 {
-    if (s_pCurrent == nullptr && PrepareProcess())
+    if (Current() == nullptr && PrepareProcess())
     {
         auto pRecord = std::make_unique<Record>();
         pRecord->pThread = std::make_shared<ThreadObject>(pthread_self());
-        if (pthread_setspecific(s_endOfThread, pRecord.get()) == 0)
+        if (pthread_setspecific(s_process.key, pRecord.get()) == 0)
         {
-            s_pCurrent = pRecord.release();
+            CallAtEndOfThread(Finish, pRecord.release());
         }
     }
-    return s_pCurrent != nullptr ? s_pCurrent->pThread : nullptr;
+    return Current() != nullptr ? Current()->pThread : nullptr;
 }
 
 std::shared_ptr<ThreadObject> ThreadObject::Find(HANDLE hThread)
@@ -125,17 +150,26 @@ int ThreadObject::Start(const std::shared_ptr<ThreadObject>& pThread, LPTHREAD_S
     pRecord->pThread = pThread;
     pRecord->pfnProcedure = pfnProcedure;
     pRecord->pParameter = pParameter;
-    pRecord->puThreadId = puThreadId != nullptr ? &uThreadId : nullptr;
-    const int nError = PrepareProcess() ? pthread_create(&pThread->m_thread, nullptr, Run, pRecord.get()) : EAGAIN;
+    pRecord->puThreadId = &uThreadId;
+    int nError = PrepareProcess() ? pthread_create(&pThread->m_thread, nullptr, Run, pRecord.get()) : EAGAIN;
     if (nError != 0)
     {
         pThread->m_bJoined = true;
         return nError;
     }
-    pRecord.release();  // the thread's own now
-    while (puThreadId != nullptr && (*puThreadId = uThreadId.load()) == 0)
+    while (uThreadId.load() == 0)
     {
         FutexWait(uThreadId, 0, nullptr);
+    }
+    if (uThreadId.load() == THREAD_WITHOUT_MEMORY)
+    {
+        pThread->JoinOnce();
+        return EAGAIN;
+    }
+    pRecord.release();  // the thread's own now
+    if (puThreadId != nullptr)
+    {
+        *puThreadId = uThreadId.load();
     }
     return 0;
 }
@@ -143,26 +177,24 @@ int ThreadObject::Start(const std::shared_ptr<ThreadObject>& pThread, LPTHREAD_S
 void* ThreadObject::Run(void* pRecord)
 {
     Record* const pCurrent = static_cast<Record*>(pRecord);
-    s_pCurrent = pCurrent;
-    const bool bFinishedByTheSystem = pthread_setspecific(s_endOfThread, pRecord) == 0;
+    // The word belongs to the creator, who may be gone as soon as it is written: nothing of it is touched later but its
+    // address.
+    std::atomic<DWORD>& uThreadId = *pCurrent->puThreadId;
+    if (pthread_setspecific(s_process.key, pCurrent) != 0)
+    {
+        uThreadId.store(THREAD_WITHOUT_MEMORY);
+        FutexWakeAll(uThreadId);
+        return nullptr;
+    }
+    CallAtEndOfThread(Finish, pCurrent);
     sigset_t signals;
     sigemptyset(&signals);
-    sigaddset(&signals, s_nSuspendSignal);
+    sigaddset(&signals, s_process.nSignal);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-    if (pCurrent->puThreadId != nullptr)
-    {
-        // The word belongs to the creator, who may be gone as soon as it is written: nothing of it is touched later but
-        // its address.
-        std::atomic<DWORD>& uThreadId = *pCurrent->puThreadId;
-        uThreadId.store(GetCurrentThreadId());
-        FutexWakeAll(uThreadId);
-    }
+    uThreadId.store(GetCurrentThreadId());
+    FutexWakeAll(uThreadId);
     StandStillIfAsked();
     pCurrent->pfnProcedure(pCurrent->pParameter);
-    if (!bFinishedByTheSystem)
-    {
-        Finish(pRecord);
-    }
     return nullptr;
 }
 
@@ -171,7 +203,7 @@ void ThreadObject::Finish(void* pRecord)
 {
     const std::unique_ptr<Record> pEnding(static_cast<Record*>(pRecord));
     pEnding->pThread->End();
-    s_pCurrent = nullptr;
+    pthread_setspecific(s_process.key, nullptr);
     std::atomic_signal_fence(std::memory_order_seq_cst);
 }
 
@@ -200,19 +232,23 @@ void ThreadObject::JoinOnce()
     }
 }
 
-void ThreadObject::OnSignal(int /*nSignal*/)
+void ThreadObject::OnSignal(int /*nSignal*/, siginfo_t* /*pInfo*/, void* pvContext)
 {
-    if (!KernelRegion::IsInside())
+    Record* const pCurrent = Current();
+    if (pCurrent != nullptr && pCurrent->nRegions == 0)
     {
+        pCurrent->pInterrupted = static_cast<const ucontext_t*>(pvContext);
         StandStillIfAsked();
+        pCurrent->pInterrupted = nullptr;
     }
 }
 
 void ThreadObject::StandStillIfAsked()
 {
-    if (s_pCurrent != nullptr && s_pCurrent->pThread->m_uStand.load() != RUNS)
+    const Record* const pCurrent = Current();
+    if (pCurrent != nullptr && pCurrent->pThread->m_uStand.load() != RUNS)
     {
-        s_pCurrent->pThread->StandStill();
+        pCurrent->pThread->StandStill();
     }
 }
 
@@ -239,29 +275,33 @@ void ThreadObject::WaitUntilItStands()
 
 DWORD ThreadObject::Suspend()
 {
-    const bool bSelf = s_pCurrent != nullptr && s_pCurrent->pThread.get() == this;
+    const Record* const pCurrent = Current();
+    const bool bSelf = pCurrent != nullptr && pCurrent->pThread.get() == this;
     DWORD uPrevious = 0;
+    DWORD uError = ERROR_SUCCESS;
     {
         const KernelLock guard(m_lock);
         uPrevious = m_uSuspendCount;
         if (m_bEnded || uPrevious == MAXIMUM_SUSPENDS)
         {
-            SetLastError(m_bEnded ? ERROR_ACCESS_DENIED : ERROR_SIGNAL_REFUSED);
-            return CALL_FAILED;
+            uError = m_bEnded ? ERROR_ACCESS_DENIED : ERROR_SIGNAL_REFUSED;
         }
-        if (uPrevious == 0)
+        else if (uPrevious == 0)
         {
             m_uStand.store(ASKED_TO_STAND);
-            const int nError = bSelf ? 0 : pthread_kill(m_thread, s_nSuspendSignal);
-            if (nError != 0)
+            if (!bSelf && pthread_kill(m_thread, s_process.nSignal) != 0)
             {
                 m_uStand.store(RUNS);
                 FutexWakeAll(m_uStand);
-                SetLastError(ERROR_NOT_ENOUGH_MEMORY);  // the system has no room for one more signal
-                return CALL_FAILED;
+                uError = ERROR_NOT_ENOUGH_MEMORY;  // the system has no room for one more signal
             }
         }
-        ++m_uSuspendCount;
+        m_uSuspendCount += uError == ERROR_SUCCESS ? 1 : 0;
+    }
+    if (uError != ERROR_SUCCESS)
+    {
+        SetLastError(uError);  // without the lock: the first error of a thread may allocate
+        return CALL_FAILED;
     }
     if (!bSelf)  // a thread that has suspended itself has stood when it left the lock
     {

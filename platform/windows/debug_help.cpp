@@ -3,6 +3,16 @@
 
 #include <vector>
 
+bool VOIsCallingThread(HANDLE hThread)
+{
+    return hThread == GetCurrentThread();
+}
+
+HMODULE VOLoadLibraryByPath(const char* pszPath)
+{
+    return LoadLibraryA(pszPath);
+}
+
 DWORD VOSuspendThread(HANDLE hThread)
 {
     return SuspendThread(hThread);

@@ -3,6 +3,31 @@
 
 #if defined(__MINGW32__)
 
+#include <stdlib.h>
+
+namespace
+{
+// What the runtime's own function calls for a parameter that is invalid: the handler of the host. One that was set
+// through this module's runtime library comes first; then the runtime that hosts of another compiler share, where the
+// process has it: it knows the host's handler, and ends the process where there is none.
+void RunInvalidParameterHandler()
+{
+    const _invalid_parameter_handler pfnOwn = _get_invalid_parameter_handler();
+    if (pfnOwn != nullptr)
+    {
+        pfnOwn(nullptr, nullptr, nullptr, 0, 0);
+        return;
+    }
+    const HMODULE hRuntime = GetModuleHandleW(L"ucrtbase.dll");
+    const auto pfnShared = reinterpret_cast<void (*)()>(
+        hRuntime != nullptr ? reinterpret_cast<uintptr_t>(GetProcAddress(hRuntime, "_invalid_parameter_noinfo")) : 0);
+    if (pfnShared != nullptr)
+    {
+        pfnShared();
+    }
+}
+}  // namespace
+
 int VOCheckedNarrowFormat(char* pszTo, size_t uSize, const char* pszFormat, va_list arguments)
 {
     if (pszTo == nullptr || uSize == 0)
@@ -15,6 +40,7 @@ int VOCheckedNarrowFormat(char* pszTo, size_t uSize, const char* pszFormat, va_l
     if (nLength < 0 || static_cast<size_t>(nLength) >= uSize)
     {
         pszTo[0] = '\0';
+        RunInvalidParameterHandler();
         errno = ERANGE;
         return -1;
     }

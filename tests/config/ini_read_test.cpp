@@ -431,3 +431,17 @@ TEST(IniSections, TheNameOfATextOfOneCharacterOrNoneIsEmpty)
         EXPECT_STREQ("", szName);
     }
 }
+
+TEST(IniOpen, TheNameMayBeATextOfTheObjectItself)
+{
+    const TemporaryFiles kFiles;
+    const std::string strBase = kFiles.Write("base.ini", "[base]\na=1\n");
+    Ini kIni("[main]\n" + strBase + "\n");
+    EXPECT_EQ(1, kIni.OpenIniFile(kIni.Entry(strBase)->pszText));
+    EXPECT_EQ((Texts{"s:[base]", "k:a=1"}), kIni.Lines());
+}
+
+TEST(IniOpen, TheFileEndsAtItsEndMark)
+{
+    EXPECT_EQ((Texts{"s:[main]", "k:a=1"}), Ini("[main]\r\na=1\x1A\r\nb=2\r\n").Lines());
+}

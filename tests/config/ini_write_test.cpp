@@ -360,3 +360,17 @@ TEST(IniChain, FreeMemFreesABlockOfTheRuntime)
     EXPECT_EQ("[a]\r\n", kIni.Written());
     EXPECT_EQ(0, kIni.ReadInt("a", "x", 0));
 }
+
+TEST(IniWrite, ANameThatGoesWithTheEntriesStillGetsItsAttributesBack)
+{
+    // A folder can't be written, which costs the entries; its name is one of them.
+    const TemporaryFiles kFiles;
+    const std::string strFolder = kFiles.Path("folder");
+    std::filesystem::create_directories(strFolder);
+    TemporaryFiles::MakeReadOnly(strFolder);
+    Ini kIni("[main]\n" + strFolder + "\n");
+    const LogCapture kLog;
+    EXPECT_EQ(0, kIni.WriteIniFile(kIni.Entry(strFolder)->pszText));
+    EXPECT_EQ(nullptr, kIni.SectionBegin());
+    EXPECT_TRUE(TemporaryFiles::IsReadOnly(strFolder));
+}

@@ -380,3 +380,27 @@ TEST(MdlFile, BuffersOfRandomBytesAreReadAndNothingElse)
         }
     }
 }
+
+TEST(MdlFile, ABlockIsExactlyThePathsBytes)
+{
+    // The list is a derived class's too: it may put blocks of its own there, and nothing behind one is touched.
+    static constexpr size_t kPathSize = 260;
+    char* const pszBlock = new char[kPathSize + 8]();
+    memcpy(pszBlock, "of its own", 11);
+    memset(pszBlock + kPathSize, 5, 8);
+    Mdl kMdl;
+    kMdl.AddPath("first");
+    kMdl.m_StrVertor.push_front(pszBlock);
+    Mdl kCopy(kMdl);
+    EXPECT_EQ(std::string(8, 5), std::string(pszBlock + kPathSize, 8));
+    EXPECT_EQ(1, kMdl.RemovePathAt(0));
+    EXPECT_EQ(1, kMdl.ReplacePath("other", 0));
+    EXPECT_EQ((Texts{"other"}), kMdl.Paths());
+    EXPECT_EQ((Texts{"of its own", "first"}), kCopy.Paths());
+    EXPECT_EQ(std::string(8, 5), std::string(pszBlock + kPathSize, 8));
+}
+
+TEST(MdlFile, AFileEndsAtItsEndMark)
+{
+    EXPECT_EQ((Texts{"a\n", "b"}), FromFile("a\r\nb\x1A\r\nc\r\n"));
+}

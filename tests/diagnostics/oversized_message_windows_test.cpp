@@ -1,7 +1,9 @@
-// Messages that don't fit: never delivered in part. A runtime that calls its handler for invalid parameters ends the
-// process, unless the host has put its own in place; these tests are such a host.
+// Messages that don't fit: never delivered in part. The handler for invalid parameters ends the process, unless the
+// host has put its own in place; these tests are such a host, one of the universal runtime.
 #include <gtest/gtest.h>
+#include <stdint.h>
 #include <stdlib.h>
+#include <windows.h>
 
 #include <string>
 #include <vector>
@@ -13,15 +15,33 @@ using namespace votest;
 
 namespace
 {
-void GoOn(const wchar_t*, const wchar_t*, const wchar_t*, unsigned int, uintptr_t) {}
+int s_nCalls = 0;
+
+void GoOn(const wchar_t*, const wchar_t*, const wchar_t*, unsigned int, uintptr_t)
+{
+    ++s_nCalls;
+}
 
 class HostHandler
 {
 public:
-    HostHandler() : m_pfnBefore(_set_invalid_parameter_handler(&GoOn)) {}
-    ~HostHandler() { _set_invalid_parameter_handler(m_pfnBefore); }
+    HostHandler() : m_hRuntime(LoadLibraryW(L"ucrtbase.dll")), m_pfnBefore(Set(&GoOn)) { s_nCalls = 0; }
+    ~HostHandler()
+    {
+        Set(m_pfnBefore);
+        FreeLibrary(m_hRuntime);
+    }
 
 private:
+    _invalid_parameter_handler Set(_invalid_parameter_handler pfnHandler) const
+    {
+        typedef _invalid_parameter_handler (*SetHandler)(_invalid_parameter_handler);
+        const auto pfnSet = reinterpret_cast<SetHandler>(
+            reinterpret_cast<uintptr_t>(GetProcAddress(m_hRuntime, "_set_invalid_parameter_handler")));
+        return pfnSet != nullptr ? pfnSet(pfnHandler) : nullptr;
+    }
+
+    HMODULE m_hRuntime;
     _invalid_parameter_handler m_pfnBefore;
 };
 }  // namespace
@@ -35,6 +55,27 @@ TEST(OversizedMessage, IsDeliveredEmptyWithAHostsOwnHandler)
     EXPECT_EQ(4, VOLogPrintf(VOLOG_ERROR, "%s", std::string(1024, 'x').c_str()));
     EXPECT_EQ("", kStdout.Text());
     EXPECT_EQ((std::vector<LogEntry>{{VOLOG_ERROR, ""}}), kLog.Entries());
+}
+
+TEST(OversizedMessage, RunsTheHostsHandlerOnce)
+{
+    const HostHandler kHandler;
+    const LogCapture kLog;
+    VOLogPrintf(VOLOG_ERROR, "%s", std::string(1023, 'x').c_str());
+    EXPECT_EQ(0, s_nCalls);
+    VOLogPrintf(VOLOG_ERROR, "%s", std::string(1024, 'x').c_str());
+    EXPECT_EQ(1, s_nCalls);
+}
+
+TEST(OversizedMessageDeathTest, EndsTheProcessOfAHostWithoutAHandler)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            LoadLibraryW(L"ucrtbase.dll");
+            VOLogPrintf(VOLOG_ERROR, "%s", std::string(1024, 'x').c_str());
+        },
+        "");
 }
 
 TEST(OversizedMessage, DoesNotDisturbTheNext)

@@ -200,6 +200,17 @@ TEST(StackWalkerInternal, WithoutAnOwnerNothingIsBound)
     EXPECT_EQ(0, kInternal.GetModuleInfo(VOCurrentProcessHandle(), 1, &kModule));
 }
 
+TEST(StackWalkerInternal, TheLastErrorSaysWhatFailed)
+{
+    StackWalkerInternal kInternal(nullptr, VOCurrentProcessHandle());
+    StackWalkerInternal::IMAGEHLP_MODULE64_V2 kModule;
+    EXPECT_EQ(0, kInternal.GetModuleInfo(VOCurrentProcessHandle(), 1, &kModule));
+    EXPECT_EQ(1114u, VOLastError());
+    Walker kWalker;
+    EXPECT_EQ(1, kWalker.ShowCallstack());
+    EXPECT_EQ(0u, VOLastError());
+}
+
 TEST(StackWalkerInternal, BeforeTheLibraryIsBoundNoModulesAreListed)
 {
     Walker kWalker;

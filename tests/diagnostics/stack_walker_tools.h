@@ -18,6 +18,7 @@ public:
     using StackWalker::m_bModulesLoaded;
     using StackWalker::m_bNoFrameKept;
     using StackWalker::m_hProcess;
+    using StackWalker::m_Internal;
     using StackWalker::m_nOptions;
     using StackWalker::m_nSummaryFrames;
     using StackWalker::m_pszSymPath;

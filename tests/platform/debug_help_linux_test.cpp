@@ -5,8 +5,10 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/posix/loaded_modules.h"
 #include "platform/vo_debug_help.h"
 #include "tests/platform/platform_test_support.h"
+#include "tests/support/sanitizers.h"
 
 namespace
 {
@@ -119,6 +121,61 @@ TEST(DebugThreads, ThatCallAreLeftAlone)
     }
 }
 
+// A loop of known instructions, which counts until it is told to end.
+extern "C" const char votest_loop_begin;
+extern "C" const char votest_loop_end;
+static unsigned long s_uLoopCount = 0;
+static unsigned long s_uLoopEnd = 0;
+
+static DWORD CountInTheLoop(void*)
+{
+    asm volatile(
+        "votest_loop_begin: incq %0\n"
+        "cmpq $0, %1\n"
+        "je votest_loop_begin\n"
+        "votest_loop_end:\n"
+        : "+m"(s_uLoopCount), "+m"(s_uLoopEnd));
+    return 0;
+}
+
+static unsigned long LoopCount()
+{
+    return __atomic_load_n(&s_uLoopCount, __ATOMIC_SEQ_CST);
+}
+
+TEST(DebugThreads, StandWhereTheyWereAlsoWhenTheyAreSuspendedAlready)
+{
+    if (votest::kHoldsSignalsBack)
+    {
+        GTEST_SKIP() << "the loop makes no call";
+    }
+    DWORD uThread = 0;
+    const HANDLE hThread = CreateThread(nullptr, 0, CountInTheLoop, nullptr, 0, &uThread);
+    ASSERT_NE(nullptr, hThread);
+    while (LoopCount() == 0)
+    {
+        std::this_thread::yield();
+    }
+    ASSERT_EQ(0u, SuspendThread(hThread));
+    const unsigned long uBefore = LoopCount();
+    CONTEXT context = {};
+    EXPECT_EQ(0u, VOSuspendThread(ThreadHandle(uThread)));
+    EXPECT_TRUE(VOGetThreadContext(ThreadHandle(uThread), &context));
+    EXPECT_EQ(1u, VOResumeThread(ThreadHandle(uThread)));
+    // Its own instruction, and not one of what makes it stand.
+    EXPECT_LE(reinterpret_cast<uintptr_t>(&votest_loop_begin), context.Rip);
+    EXPECT_GE(reinterpret_cast<uintptr_t>(&votest_loop_end), context.Rip);
+    EXPECT_EQ(uBefore, LoopCount());
+    EXPECT_EQ(1u, ResumeThread(hThread));
+    while (LoopCount() == uBefore)
+    {
+        std::this_thread::yield();
+    }
+    __atomic_store_n(&s_uLoopEnd, 1, __ATOMIC_SEQ_CST);
+    EXPECT_EQ(DWORD{WAIT_OBJECT_0}, WaitForSingleObject(hThread, 60000));
+    EXPECT_TRUE(CloseHandle(hThread));
+}
+
 TEST(DebugNames, AreDemangledWithAndWithoutTheirParameters)
 {
     typedef DWORD (*Undecorate)(const char*, char*, DWORD, DWORD);
@@ -148,6 +205,13 @@ TEST(DebugNames, AreDemangledWithAndWithoutTheirParameters)
         pfnUndecorate(vector.pszDecorated, szName, sizeof(szName), 0);
         EXPECT_STREQ(vector.pszComplete, szName);
     }
+    // What would be the code of a type in a decorated name.
+    for (const char* pszPlain : {"f", "i", "Pv", "_Z", ""})
+    {
+        char szName[100] = "x";
+        pfnUndecorate(pszPlain, szName, sizeof(szName), 0);
+        EXPECT_STREQ(pszPlain, szName);
+    }
     char szCut[5];
     EXPECT_EQ(4u, pfnUndecorate("abcdef", szCut, sizeof(szCut), 0));
     EXPECT_STREQ("abcd", szCut);
@@ -166,4 +230,15 @@ TEST(DebugVersions, AreTheNumbersBehindTheNameOfALibrary)
     EXPECT_EQ(0x0001000000000000u, Version("libb.so.1"));
     EXPECT_EQ(0u, Version("libc.so"));
     EXPECT_EQ(0x0001000200030004u, Version("libd.so.1.2.3.4.5"));
+}
+
+TEST(DebugModules, HaveAShortNameWithoutTheirExtension)
+{
+    const auto Short = [](const char* pszPath) { return LoadedModule{pszPath, 0, 0}.ShortName(); };
+    EXPECT_EQ("libc", Short("/lib/libc.so.6"));
+    EXPECT_EQ("libVOBaseX64", Short("/a.b/libVOBaseX64.so"));
+    EXPECT_EQ("tool", Short("/usr/bin/tool"));
+    EXPECT_EQ("tool", Short("/usr/bin/tool.bin"));
+    // A version is no extension.
+    EXPECT_EQ("python3.11", Short("/usr/bin/python3.11"));
 }

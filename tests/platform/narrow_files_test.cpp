@@ -195,3 +195,17 @@ TEST(EndProcessDeathTest, SaysWhyAndEndsTheProcess)
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(VOEndProcess("a test wants it"), "a test wants it");
 }
+
+TEST(NarrowFiles, ReadAsTextEndAtTheEndMark)
+{
+    const TemporaryFolder folder;
+    EXPECT_EQ((std::vector<std::string>{"a\n", "b"}), LinesOf(WriteBytes(folder,
+                                                                         "a\nb\x1A"
+                                                                         "c\nd\n"),
+                                                              100));
+    EXPECT_EQ((std::vector<std::string>{"a\r"}), LinesOf(WriteBytes(folder, "a\r\x1A\nb\n"), 100));
+    EXPECT_EQ((std::vector<std::string>{}), LinesOf(WriteBytes(folder, "\x1A\nb\n"), 100));
+    // Where the mark stands behind what is read at once.
+    const std::string strLong(5000, 'x');
+    EXPECT_EQ((std::vector<std::string>{strLong}), LinesOf(WriteBytes(folder, strLong + "\x1A\nb\n"), 6000));
+}
