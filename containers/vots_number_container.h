@@ -69,6 +69,11 @@ public:
     {
         return m_uCount;
     }
+    // The entry at a place in the array, for reading a list in place: a number, a hole, or the terminator.
+    unsigned int EntryAt(unsigned int uAt) const
+    {
+        return uAt < m_uCount ? _At(uAt) : kTerminator;
+    }
     unsigned int Capacity() const
     {
         return m_uCapacity;

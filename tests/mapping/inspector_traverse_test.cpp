@@ -100,6 +100,29 @@ TEST_F(InspectorWalk, TheStopFlagEndsEveryWalk)
     }
 }
 
+TEST_F(InspectorWalk, AListThatSeveralFoldersShareIsWalkedInEachByAllWalks)
+{
+    // Forty folders with one list of two files.
+    ModelContainer kModel = SourceModel();
+    std::vector<unsigned int> vecFolders;
+    for (unsigned int uFolder = 0; uFolder < 40; ++uFolder)
+    {
+        const VOWString strPath = VOTEXT("top/copy") + Wide(std::to_string(uFolder));
+        vecFolders.push_back(static_cast<unsigned int>(kModel.vecNodes.size()));
+        kModel.Add(strPath, true, kNone);
+        kModel.vecNodes.back().uFiles = kModel.vecNodes[6].uFiles;
+    }
+    kModel.vecNodes[0].uFolders = kModel.kNumbers.InsertList(vecFolders);
+    m_kPublisher.Publish(AF_SOURCE, kModel);
+    ASSERT_EQ(ET_NONE, m_kReader.ReMappingData());
+    LogCapture kLog;
+    EXPECT_EQ(5u + 40 * 3, All(0, 3, 1).size());
+    EXPECT_EQ(2u + 40, Merge(0, 1, 1).size());
+    EXPECT_EQ(1u + 40, Name(VOTEXT("ab"), 0).size());
+    EXPECT_EQ(1u + 40, Extension(VOTEXT("txt|tga"), 1).size());
+    EXPECT_EQ(0u, kLog.Count());
+}
+
 // ---------------------------------------------------------------------------------------------------------------------
 // Merge signs
 // ---------------------------------------------------------------------------------------------------------------------
