@@ -195,15 +195,16 @@ int VOTSFileMappingAssemble::_SetupInspector()
     int nResult = 0;
     HANDLE hMappingState = nullptr;
     const AssetNodeUpdateState* pMappingState = nullptr;
+    size_t uSize = 0;
     VOSectionView kSection;
     hMappingState = kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_ASSETNODE_UPDATESTATE_NAME);
     VO_PROCESS_ERROR(hMappingState);
     kSection.pvView = ::MapViewOfFile(hMappingState, FILE_MAP_READ, 0, 0, 0);
     pMappingState = static_cast<const AssetNodeUpdateState*>(kSection.pvView);
-    VO_PROCESS_ERROR(pMappingState);
+    VO_PROCESS_ERROR_AS("pMappingState", pMappingState && (uSize = kSection.Size()) != 0);
     VO_PROCESS_ERROR_AS("::strcmp(pMappingState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == 0",
-                        VOUpdateStateVersionMatches(pMappingState, kSection.Size()));
-    if (kSection.Size() < sizeof(AssetNodeUpdateState))
+                        VOUpdateStateVersionMatches(pMappingState, uSize));
+    if (uSize < sizeof(AssetNodeUpdateState))
     {
         VO_PROCESS_ERROR_FALSE;
     }

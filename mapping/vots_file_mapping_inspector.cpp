@@ -135,15 +135,16 @@ ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
         return ET_NONE;
     }
     VOSectionView kSection;
-    if (!kSection.Open(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE))
+    size_t uSize = 0;
+    if (!kSection.Open(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE) || (uSize = kSection.Size()) == 0)
     {
         return ET_STATE_UNAVAILABLE;
     }
-    if (!VOUpdateStateVersionMatches(kSection.pvView, kSection.Size()))
+    if (!VOUpdateStateVersionMatches(kSection.pvView, uSize))
     {
         return ET_VERSION_MISMATCH;
     }
-    if (kSection.Size() < sizeof(AssetNodeUpdateState))
+    if (uSize < sizeof(AssetNodeUpdateState))
     {
         return ET_STATE_UNAVAILABLE;
     }
