@@ -86,7 +86,6 @@ public:
 
 protected:
     int _ResetNumberArrayCount(unsigned int uNewCount);
-    int _InsertList(const unsigned int* puNumber, size_t uSize, unsigned int& uIndexResult);
     unsigned int _At(unsigned int uIndex) const
     {
         return VOLoad<unsigned int>(m_pArrNumber + uIndex * 4ull);

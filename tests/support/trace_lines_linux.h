@@ -52,7 +52,11 @@ private:
             abort();
         }
         ioctl(nSlave, TIOCSCTTY, 0);
+        // What a test reports goes where it went before.
+        const int nErrors = dup(STDERR_FILENO);
         SetTracePrintEnable(1, 0);
+        dup2(nErrors, STDERR_FILENO);
+        close(nErrors);
     }
 
     static TraceLines& _Get()
