@@ -159,6 +159,11 @@ VOTSAssetNodeContainer::ImageBlocks VOTSAssetNodeContainer::_BlocksOf(ContainerA
         "m_pkAssetIndexContainer->SetAlloc(pAssetIndexAlloc, bCopy)",                                                \
         m_pkAssetIndexContainer->SetAlloc(kBlocks.pAssetIndexAlloc, bCopy, kBlocks.kHead.uAssetNodeIndexBufSize))
 
+int VOTSAssetNodeContainer::_SetAlloc_P(ContainerAlloc* pAlloc, int bCopy)
+{
+    return _SetAlloc_P(pAlloc, bCopy, kVOUnbounded);
+}
+
 int VOTSAssetNodeContainer::_SetAlloc_P(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize)
 {
     int nResult = 0;
@@ -183,6 +188,11 @@ int VOTSAssetNodeContainer::_SetAlloc_P(ContainerAlloc* pAlloc, int bCopy, unsig
 
 Exit0:
     return nResult;
+}
+
+int VOTSAssetNodeContainer::_SetAlloc_C(ContainerAlloc* pAlloc, int bCopy)
+{
+    return _SetAlloc_C(pAlloc, bCopy, kVOUnbounded);
 }
 
 int VOTSAssetNodeContainer::_SetAlloc_C(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize)

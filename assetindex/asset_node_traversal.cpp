@@ -1,8 +1,14 @@
 // The walk over a tree, for Providers and Customers alike.
 //
 // Order at each level: all files, then the folders; with recursion each folder is reported before its contents. The
-// levels are kept on a stack of their own, since trees may be deeper than a thread's stack. A sound tree has no more
-// children than nodes: a walk that would visit more follows links that point back, and ends with an error.
+// levels are kept on a stack of their own, since trees may be deeper than a thread's stack, and child lists are read in
+// place, so that a level takes eight bytes whatever the length of its list.
+//
+// Two things keep a walk over any data finite. A link that leads back to a folder which the walk is inside of isn't
+// followed. And what is left, lists that several nodes share, is walked in full, up to a number of visits that no sound
+// tree comes near.
+#include <algorithm>
+
 #include "containers/text_access.h"
 #include "containers/vots_number_container.h"
 #include "vots_asset_node_container.h"
@@ -13,23 +19,249 @@ using LUMTrayService::TraverseAssetNodeFunction;
 using LUMTrayService::Inspector::NT_FILE;
 using LUMTrayService::Inspector::NT_FOLDER;
 
-struct VOTSAssetNodeContainerHelper::Walk
+namespace
 {
+
+// What a walk may do for each node, or number, of the container, and what it may do in any container.
+constexpr unsigned long long kVisitsPerNode = 64;
+constexpr unsigned long long kFewestVisits = 16'000'000;
+
+// A step that fails costs as much as so many visits: each of them writes to the log.
+constexpr unsigned long long kVisitsPerFailure = 256;
+
+// Up to this depth the path is searched; below it each node has a bit that tells whether it is on the path.
+constexpr size_t kSearchedDepth = 64;
+
+// The steps of a walk report under the name of the operation that they are parts of.
+constexpr struct
+{
+    const char* szText;
+} kFunctionName_ = {"VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal"};
+
+unsigned long long LimitFor(unsigned long long ullCount)
+{
+    return std::max(ullCount * kVisitsPerNode, kFewestVisits);
+}
+
+}  // namespace
+
+// VO_PROCESS_ERROR for a step, without a label: a step that fails ends its own level, and the one above goes on with
+// its next folder.
+#define VO_WALK_FAILS(text) (VO_LOG_LINE_("VO_PROCESS_ERROR", text), _Fail())
+#define VO_WALK_CHECK(text, expr)       \
+    do                                  \
+    {                                   \
+        VO_TRACE_LINE_(text);           \
+        if (!(expr))                    \
+        {                               \
+            return VO_WALK_FAILS(text); \
+        }                               \
+    } while (0)
+
+class VOTSAssetNodeContainerHelper::Walk
+{
+public:
+    Walk(const VOTSAssetNodeContainer* pkContainer, VOULONG dwType, TraverseAssetNodeFunction pFun, void* pvParam,
+         int& bStop)
+        : m_pkContainer(pkContainer),
+          m_pkLists(pkContainer->m_pkAssetIndexContainer),
+          m_dwType(dwType),
+          m_pFun(pFun),
+          m_pvParam(pvParam),
+          m_bStop(bStop),
+          m_ullVisitsLeft(LimitFor(pkContainer->GetAssetNodeCount())),
+          m_ullHolesLeft(LimitFor(m_pkLists->GetValueCount()))
+    {
+    }
+
+    // Enters a folder: reports its files and makes a level of its folders. False when there is no such level to walk.
+    bool Enter(unsigned int uAssetIndex)
+    {
+        structAssetNode tsNode;
+        VO_WALK_CHECK("pFun", m_pFun);
+        VO_WALK_CHECK("pkContainer->GetAssetNode(uAssetIndex, tsNode)",
+                      m_pkContainer->GetAssetNode(uAssetIndex, tsNode));
+        if (_IsOnPath(uAssetIndex))
+        {
+            return VO_WALK_FAILS("!IsOnPath(uAssetIndex)");
+        }
+        if ((m_dwType & NT_FILE) != 0 && tsNode.nChildFileInfo != UINT(-1) && !_ReportFiles(tsNode.nChildFileInfo))
+        {
+            return false;
+        }
+        if (tsNode.nChildFolderInfo == UINT(-1))
+        {
+            return false;
+        }
+        VO_WALK_CHECK("pkContainer->GetInfoNumberList(tsNode.nChildFolderInfo, vecChildIndex)",
+                      _IsList(tsNode.nChildFolderInfo));
+        _Push(uAssetIndex, tsNode.nChildFolderInfo);
+        return true;
+    }
+
+    // Reports the next folder of the innermost level. False when the level is at its end.
+    bool Next(unsigned int& ruAssetIndex)
+    {
+        unsigned int uChildIndex = 0;
+        structAssetNode tsChildNode;
+        if (!_NextChild(m_vecLevel.back().uNext, uChildIndex) || m_bStop != 0 || !_Visit(uChildIndex, tsChildNode))
+        {
+            return false;
+        }
+        if ((m_dwType & NT_FOLDER) != 0)
+        {
+            m_pFun(tsChildNode, m_pvParam, m_bStop);
+        }
+        ruAssetIndex = tsChildNode.nAssetID;
+        return true;
+    }
+
+    bool HasLevel() const { return !m_vecLevel.empty(); }
+
+    void Leave()
+    {
+        if (!m_vecOnPath.empty())
+        {
+            m_vecOnPath[m_vecLevel.back().uAssetIndex] = false;
+        }
+        m_vecLevel.pop_back();
+    }
+
+private:
     struct Level
     {
-        std::vector<unsigned int> vecChildIndex;  // the folders of this level
-        size_t uNext = 0;
+        unsigned int uAssetIndex;  // the folder
+        unsigned int uNext;        // where its list goes on
     };
 
-    const VOTSAssetNodeContainer* pkContainer;
-    VOULONG dwType;
-    TraverseAssetNodeFunction pFun;
-    void* pvParam;
-    int& bStop;
-    unsigned long long ullVisitsLeft;   // children that may still be visited
-    unsigned long long ullEntriesLeft;  // entries of child lists that may still be fetched
-    bool bExhausted;
-    std::vector<Level> vecLevel;
+    bool _Fail()
+    {
+        m_ullVisitsLeft -= std::min(m_ullVisitsLeft, kVisitsPerFailure);
+        return false;
+    }
+
+    bool _ReportFiles(unsigned int uInfoID)
+    {
+        unsigned int uChildIndex = 0;
+        structAssetNode tsChildNode;
+        VO_WALK_CHECK("pkContainer->GetInfoNumberList(tsNode.nChildFileInfo, vecChildIndex)", _IsList(uInfoID));
+        while (_NextChild(uInfoID, uChildIndex))
+        {
+            if (m_bStop != 0 || !_Visit(uChildIndex, tsChildNode))
+            {
+                return false;
+            }
+            m_pFun(tsChildNode, m_pvParam, m_bStop);
+        }
+        return !m_bExhausted;
+    }
+
+    // GetInfoNumberList, with its good case in place. Under a trace the operation itself runs, for its lines.
+    bool _IsList(unsigned int uInfoID)
+    {
+        if (uInfoID < m_pkLists->GetValueCount() && !VO_TRACE_IS_OPEN())
+        {
+            return true;
+        }
+        std::vector<unsigned int> vecChildIndex;
+        const bool bResult = m_pkContainer->GetInfoNumberList(uInfoID, vecChildIndex) != 0;
+        m_ullHolesLeft -= std::min<unsigned long long>(m_ullHolesLeft, vecChildIndex.size());
+        return bResult;
+    }
+
+    // The next number of a list, and the place behind it. False at the list's end.
+    bool _NextChild(unsigned int& ruAt, unsigned int& ruChildIndex)
+    {
+        while (!m_bExhausted)
+        {
+            ruChildIndex = m_pkLists->EntryAt(ruAt);
+            if (ruChildIndex == VOTSNumberContainer::kTerminator)
+            {
+                return false;
+            }
+            ++ruAt;
+            if (ruChildIndex != VOTSNumberContainer::kHole)
+            {
+                return true;
+            }
+            m_bExhausted = m_ullHolesLeft == 0;
+            if (m_bExhausted)
+            {
+                return VO_WALK_FAILS("uHolesLeft != 0");
+            }
+            --m_ullHolesLeft;
+        }
+        return false;
+    }
+
+    // Reads a child that is to be visited: GetAssetNode, with its good case in place, since it runs once for each node
+    // of a walk. Under a trace the operation itself runs, for its line.
+    bool _Visit(unsigned int uChildIndex, structAssetNode& tsChildNode)
+    {
+        if (m_ullVisitsLeft == 0)
+        {
+            m_bExhausted = true;
+            return VO_WALK_FAILS("uVisitsLeft != 0");
+        }
+        --m_ullVisitsLeft;
+        if (uChildIndex < m_pkContainer->m_vecAssetNode.Count() && !VO_TRACE_IS_OPEN())
+        {
+            memcpy(static_cast<void*>(&tsChildNode), m_pkContainer->m_vecAssetNode.Bytes(uChildIndex),
+                   sizeof(tsChildNode));
+            return true;
+        }
+        VO_WALK_CHECK("pkContainer->GetAssetNode(vecChildIndex[i], tsChildNode)",
+                      m_pkContainer->GetAssetNode(uChildIndex, tsChildNode));
+        return true;
+    }
+
+    bool _IsOnPath(unsigned int uAssetIndex) const
+    {
+        if (!m_vecOnPath.empty())
+        {
+            return uAssetIndex < m_vecOnPath.size() && m_vecOnPath[uAssetIndex];
+        }
+        return std::any_of(m_vecLevel.begin(), m_vecLevel.end(),
+                           [uAssetIndex](const Level& rkLevel) { return rkLevel.uAssetIndex == uAssetIndex; });
+    }
+
+    void _Push(unsigned int uAssetIndex, unsigned int uInfoID)
+    {
+        m_vecLevel.push_back({uAssetIndex, uInfoID});
+        if (!m_vecOnPath.empty())
+        {
+            _Mark(uAssetIndex);
+        }
+        else if (m_vecLevel.size() > kSearchedDepth)
+        {
+            m_vecOnPath.resize(m_pkContainer->GetAssetNodeCount());
+            for (const Level& rkLevel : m_vecLevel)
+            {
+                _Mark(rkLevel.uAssetIndex);
+            }
+        }
+    }
+
+    void _Mark(unsigned int uAssetIndex)
+    {
+        if (uAssetIndex >= m_vecOnPath.size())
+        {
+            m_vecOnPath.resize(uAssetIndex + size_t{1});
+        }
+        m_vecOnPath[uAssetIndex] = true;
+    }
+
+    const VOTSAssetNodeContainer* m_pkContainer;
+    const VOTSNumberContainer* m_pkLists;
+    VOULONG m_dwType;
+    TraverseAssetNodeFunction m_pFun;
+    void* m_pvParam;
+    int& m_bStop;
+    unsigned long long m_ullVisitsLeft;
+    unsigned long long m_ullHolesLeft;  // holes of child lists that may still be passed
+    bool m_bExhausted = false;
+    std::vector<Level> m_vecLevel;
+    std::vector<bool> m_vecOnPath;  // empty until the path is deep
 };
 
 int VOTSAssetNodeContainerHelper::TraverseAssetNode(const VOTSAssetNodeContainer* pkContainer, unsigned int uAssetIndex,
@@ -44,134 +276,24 @@ int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(const VOTSAssetNodeC
                                                             unsigned int uAssetIndex, VOULONG dwType, int bSubAssetNode,
                                                             TraverseAssetNodeFunction pFun, void* pvParam, int& bStop)
 {
-    Walk kWalk = {pkContainer, dwType, pFun, pvParam, bStop, 0, 0, false, {}};
-    VO_PROCESS_ERROR(pkContainer);
-    kWalk.ullVisitsLeft = pkContainer->GetAssetNodeCount();
-    kWalk.ullEntriesLeft = kWalk.ullVisitsLeft + pkContainer->m_pkAssetIndexContainer->GetValueCount();
-
-    // A step that fails is logged and ends its own level: the one above goes on with its next folder.
-    TraverseAssetNodeInternal(kWalk, uAssetIndex);
-    while (!kWalk.vecLevel.empty())
+    if (pkContainer == nullptr)
+    {
+        VO_LOG_LINE_("VO_PROCESS_ERROR", "pkContainer");
+        return 1;
+    }
+    Walk kWalk(pkContainer, dwType, pFun, pvParam, bStop);
+    kWalk.Enter(uAssetIndex);
+    while (kWalk.HasLevel())
     {
         unsigned int uChildIndex = 0;
-        if (!TraverseAssetNodeInternal(kWalk, &uChildIndex))
+        if (!kWalk.Next(uChildIndex))
         {
-            kWalk.vecLevel.pop_back();
+            kWalk.Leave();
         }
         else if (bSubAssetNode != 0)
         {
-            TraverseAssetNodeInternal(kWalk, uChildIndex);
+            kWalk.Enter(uChildIndex);
         }
     }
-
-Exit0:
-    return 1;
-}
-
-// Fetches a child list of a node: its folders or its files. In a sound tree each list is fetched once; beyond that the
-// walk is over.
-int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(Walk& rkWalk, const structAssetNode& tsNode, bool bFolders,
-                                                            std::vector<unsigned int>& vecChildIndex)
-{
-    int nResult = 0;
-    const VOTSAssetNodeContainer* pkContainer = rkWalk.pkContainer;
-    vecChildIndex.clear();
-    if (bFolders)
-    {
-        VO_PROCESS_ERROR(pkContainer->GetInfoNumberList(tsNode.nChildFolderInfo, vecChildIndex));
-    }
-    else
-    {
-        VO_PROCESS_ERROR(pkContainer->GetInfoNumberList(tsNode.nChildFileInfo, vecChildIndex));
-    }
-    rkWalk.bExhausted = vecChildIndex.size() > rkWalk.ullEntriesLeft;
-    VO_PROCESS_ERROR_AS("vecChildIndex.size() <= uEntriesLeft", !rkWalk.bExhausted);
-    rkWalk.ullEntriesLeft -= vecChildIndex.size();
-    nResult = 1;
-
-Exit0:
-    return nResult;
-}
-
-// Reads a child that is to be visited. A walk visits at most as many children as there are nodes.
-int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uChildIndex,
-                                                            structAssetNode& tsChildNode)
-{
-    int nResult = 0;
-    const VOTSAssetNodeContainer* pkContainer = rkWalk.pkContainer;
-    // GetAssetNode, with its good case in place: it runs once for each node of a walk.
-    VO_PROCESS_ERROR_AS(
-        "pkContainer->GetAssetNode(vecChildIndex[i], tsChildNode)",
-        uChildIndex < pkContainer->m_vecAssetNode.Count() || pkContainer->GetAssetNode(uChildIndex, tsChildNode));
-    memcpy(static_cast<void*>(&tsChildNode), pkContainer->m_vecAssetNode.Bytes(uChildIndex), sizeof(tsChildNode));
-    rkWalk.bExhausted = rkWalk.ullVisitsLeft == 0;
-    VO_PROCESS_ERROR_AS("uVisitsLeft != 0", !rkWalk.bExhausted);
-    --rkWalk.ullVisitsLeft;
-    nResult = 1;
-
-Exit0:
-    return nResult;
-}
-
-// Enters a folder: reports its files and lists its folders as a new level. 0 when there is no such level to walk.
-int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uAssetIndex)
-{
-    int nResult = 0;
-    const VOTSAssetNodeContainer* pkContainer = rkWalk.pkContainer;
-    const TraverseAssetNodeFunction pFun = rkWalk.pFun;
-    structAssetNode tsNode;
-    structAssetNode tsChildNode;
-    std::vector<unsigned int> vecChildIndex;
-    VO_PROCESS_ERROR(pFun);
-    VO_PROCESS_ERROR(pkContainer->GetAssetNode(uAssetIndex, tsNode));
-
-    if ((rkWalk.dwType & NT_FILE) != 0 && tsNode.nChildFileInfo != UINT(-1))
-    {
-        if (!TraverseAssetNodeInternal(rkWalk, tsNode, false, vecChildIndex))
-        {
-            return 0;
-        }
-        for (size_t i = 0; i < vecChildIndex.size(); ++i)
-        {
-            if (rkWalk.bStop != 0)
-            {
-                return 0;
-            }
-            if (!TraverseAssetNodeInternal(rkWalk, vecChildIndex[i], tsChildNode))
-            {
-                return 0;
-            }
-            pFun(tsChildNode, rkWalk.pvParam, rkWalk.bStop);
-        }
-    }
-    if (tsNode.nChildFolderInfo != UINT(-1))
-    {
-        if (!TraverseAssetNodeInternal(rkWalk, tsNode, true, vecChildIndex))
-        {
-            return 0;
-        }
-        rkWalk.vecLevel.push_back({std::move(vecChildIndex), 0});
-        nResult = 1;
-    }
-
-Exit0:
-    return nResult;
-}
-
-// Takes the next folder of the innermost level and reports it. 0 when the level is at its end.
-int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(Walk& rkWalk, unsigned int* puChildIndex)
-{
-    Walk::Level& rkLevel = rkWalk.vecLevel.back();
-    structAssetNode tsChildNode;
-    if (rkLevel.uNext >= rkLevel.vecChildIndex.size() || rkWalk.bStop != 0 || rkWalk.bExhausted ||
-        !TraverseAssetNodeInternal(rkWalk, rkLevel.vecChildIndex[rkLevel.uNext++], tsChildNode))
-    {
-        return 0;
-    }
-    if ((rkWalk.dwType & NT_FOLDER) != 0)
-    {
-        rkWalk.pFun(tsChildNode, rkWalk.pvParam, rkWalk.bStop);
-    }
-    *puChildIndex = tsChildNode.nAssetID;
     return 1;
 }

@@ -44,12 +44,15 @@ unsigned int VONormalizePath(VOWCHAR* pszResult, const VOWCHAR* pszPath, unsigne
     {
         uLength = VOFoldCopy(pszResult, pszPath, uSize, bLower, &rbHasColon);
     }
+    else
+    {
+        VOStoreUnit(pszResult, 0);
+    }
     // A path of slashes only comes out empty.
     while (uLength > 0 && VOLoadUnit(pszResult + uLength - 1) == '/')
     {
-        --uLength;
+        VOStoreUnit(pszResult + --uLength, 0);
     }
-    VOStoreUnit(pszResult + uLength, 0);
     return uLength;
 }
 

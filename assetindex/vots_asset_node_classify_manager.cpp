@@ -223,6 +223,11 @@ VOTSAssetNodeClassifyManager::ContainerAlloc* VOTSAssetNodeClassifyManager::GetA
     return reinterpret_cast<ContainerAlloc*>(pbAlloc);
 }
 
+int VOTSAssetNodeClassifyManager::SetAlloc(ContainerAlloc* pAlloc, int bCopy)
+{
+    return SetAlloc(pAlloc, bCopy, kVOUnbounded);
+}
+
 int VOTSAssetNodeClassifyManager::SetAlloc(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
 {
     int nResult = 0;

@@ -147,7 +147,8 @@ int VOTSAssetNodeContainer::RequestAssetNode(const VOWCHAR* pszPath, LUMTrayServ
         // node's name.
         LUMTrayService::structAssetNode tsNewNode;
         VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hStringParam);
-        VO_PROCESS_ERROR(_AddFileDataParam(hStringParam, tsNewNode, uParamIndex));
+        VO_PROCESS_ERROR_AS("_AddFileDataParam(hStringParam, tsNode, uParamIndex)",
+                            _AddFileDataParam(hStringParam, tsNewNode, uParamIndex));
         m_mapStringHandle2ParamIndex.Erase(hStringParam);
         m_mapStringHandle2ParamIndex.Insert(hStringParam, uParamIndex);
         bInserted = 0;

@@ -53,7 +53,7 @@ struct VOHashIndex::Impl
     void Clear() { *this = Impl{.mapEntry = {}, .ullGeneration = ullGeneration + 1}; }
     std::shared_ptr<const SortedEntries> Sorted() const
     {
-        auto pkSorted = std::make_shared<SortedEntries>();
+        std::shared_ptr<SortedEntries> pkSorted(new SortedEntries);
         pkSorted->ullGeneration = ullGeneration;
         for (const auto& [uKey, uRecord] : mapEntry)
         {
@@ -177,7 +177,7 @@ struct VOHashIndex::Impl
         const std::lock_guard<std::mutex> kGuard(kSortedLock);
         if (pkSorted == nullptr || pkSorted->ullGeneration != ullGeneration)
         {
-            auto pkNew = std::make_shared<SortedEntries>();
+            std::shared_ptr<SortedEntries> pkNew(new SortedEntries);
             pkNew->ullGeneration = ullGeneration;
             pkNew->vecEntry.reserve(uCount);
             for (unsigned long long i = 0; i < ullSlots; ++i)

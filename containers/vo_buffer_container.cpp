@@ -95,15 +95,17 @@ unsigned char* VOBufferContainer::_AddEntry(const unsigned char*& rpbSource, uns
     const unsigned long long ullStride = uSize + 1ull;
     const unsigned long long ullNewSize = m_uBufferSize + ullStride;
     rhHandle = INVALID_HANDLE_VALUE;
-    VO_PROCESS_ERROR(ullNewSize <= kMaxBufferSize);
-
+    if (ullNewSize > kMaxBufferSize)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     if (ullNewSize > m_uBufferCapacity)
     {
         // A view counts as empty in the rule of growth; what it holds is kept all the same.
         unsigned long long ullCapacity = (m_uBufferCapacity + ullStride) * 2;
         ullCapacity = ullCapacity < ullNewSize ? ullNewSize : ullCapacity;
         ullCapacity = ullCapacity > kMaxBufferSize ? kMaxBufferSize : ullCapacity;
-        VO_PROCESS_ERROR(_ResizeBufferCapacity(static_cast<unsigned int>(ullCapacity)));
+        _ResizeBufferCapacity(static_cast<unsigned int>(ullCapacity));
     }
 
     rpbSource = bInside ? m_pbBuffer + uInside : rpbSource;
@@ -229,6 +231,11 @@ VOBufferContainer::BufferAlloc* VOBufferContainer::GetAlloc() const
     unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
     WriteAlloc(pbAlloc);
     return reinterpret_cast<BufferAlloc*>(pbAlloc);
+}
+
+int VOBufferContainer::SetAlloc(BufferAlloc* pAlloc, int bCopy)
+{
+    return SetAlloc(pAlloc, bCopy, kVOUnbounded);
 }
 
 int VOBufferContainer::SetAlloc(BufferAlloc* pAlloc, int bCopy, unsigned long long ullLimit)

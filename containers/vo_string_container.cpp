@@ -11,6 +11,17 @@ constexpr unsigned int kStringDataOffset = offsetof(StringAlloc, abData);
 // A pool that ends in three zero bytes has an end for every text in it, whatever the text's alignment.
 constexpr unsigned int kTailZeros = 3;
 
+// A text goes into the buffer as by its Add, but for the byte behind it: a trace shows the same.
+void TraceBufferAdd()
+{
+    constexpr struct
+    {
+        const char* szText;
+    } kFunctionName_ = {"VOBufferContainer::Add"};
+    VO_TRACE_LINE_("pbArr");
+    VO_TRACE_LINE_("uSize");
+}
+
 }  // namespace
 
 VOStringContainer::VOStringContainer() = default;
@@ -29,8 +40,11 @@ void* VOStringContainer::Add(const VOWCHAR* pszString)
         // The buffer refuses it, and says so.
         return m_kBufferContainer.Add(nullptr, static_cast<unsigned int>(ullSize));
     }
-    VO_PROCESS_ERROR(ullSize <= kVOMaxImageSize);
-
+    if (ullSize > kVOMaxImageSize)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
+    TraceBufferAdd();
     pbEntry = m_kBufferContainer._AddEntry(pbSource, static_cast<unsigned int>(ullSize), hResult);
     if (pbEntry != nullptr)
     {
@@ -129,6 +143,11 @@ VOStringContainer::StringAlloc* VOStringContainer::GetAlloc() const
     unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
     WriteAlloc(pbAlloc);
     return reinterpret_cast<StringAlloc*>(pbAlloc);
+}
+
+int VOStringContainer::SetAlloc(StringAlloc* pAlloc, int bCopy)
+{
+    return SetAlloc(pAlloc, bCopy, kVOUnbounded);
 }
 
 int VOStringContainer::SetAlloc(StringAlloc* pAlloc, int bCopy, unsigned long long ullLimit)

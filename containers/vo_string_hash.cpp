@@ -104,9 +104,10 @@ unsigned int VOStringHash::HashA(const char* pszString, VOULONG dwHashType) cons
 {
     unsigned int uResult = 0;
     Mixer kMixer;
-    VO_PROCESS_ERROR(pszString);
-    VO_PROCESS_ERROR(dwHashType < kRowCount);
-
+    if (pszString == nullptr || dwHashType >= kRowCount)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     for (; *pszString != 0; ++pszString)
     {
         // A byte from 0x80 up counts as negative: the word is one of the row before, and in front of the table zero.
@@ -126,9 +127,10 @@ unsigned int VOStringHash::HashW(const VOWCHAR* pszString, VOULONG dwHashType) c
     Mixer kMixer;
     const unsigned int* puRow = m_auTable;
     const unsigned char* pbText = reinterpret_cast<const unsigned char*>(pszString);
-    VO_PROCESS_ERROR(pszString);
-    VO_PROCESS_ERROR(dwHashType < kRowCount);
-
+    if (pszString == nullptr || dwHashType >= kRowCount)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     puRow += dwHashType * kRowSize;
     for (;; pbText += sizeof(VOWCHAR))
     {
@@ -160,8 +162,10 @@ void VOStringHash::HashRows(const VOWCHAR* pszString, unsigned int& uHash0, unsi
     const unsigned char* pbText = reinterpret_cast<const unsigned char*>(pszString);
     uHash0 = 0;
     uHash1 = 0;
-    VO_PROCESS_ERROR(pszString);
-
+    if (pszString == nullptr)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     for (;; pbText += sizeof(VOWCHAR))
     {
         const unsigned int ch = VOLoad<uint16_t>(pbText);

@@ -40,7 +40,7 @@ VOStringHashSet::VOStringHashSet(const VOStringHashSet& rkOther)
       m_mapTableHashConflict(rkOther.m_mapTableHashConflict),
       m_uLastFound(rkOther.m_uLastFound)
 {
-    m_pkStringPool = new VOStringContainer(*rkOther.m_pkStringPool);
+    m_pkStringPool = rkOther.m_pkStringPool != nullptr ? new VOStringContainer(*rkOther.m_pkStringPool) : nullptr;
 }
 
 VOStringHashSet& VOStringHashSet::operator=(const VOStringHashSet& rkOther)
@@ -51,7 +51,10 @@ VOStringHashSet& VOStringHashSet::operator=(const VOStringHashSet& rkOther)
         m_eHashMode = rkOther.m_eHashMode;
         m_eHashRole = rkOther.m_eHashRole;
         m_vecHashStringParam = rkOther.m_vecHashStringParam;
-        *m_pkStringPool = *rkOther.m_pkStringPool;
+        auto pkStringPool = std::unique_ptr<VOStringContainer>(
+            rkOther.m_pkStringPool != nullptr ? new VOStringContainer(*rkOther.m_pkStringPool) : nullptr);
+        delete m_pkStringPool;
+        m_pkStringPool = pkStringPool.release();
         m_kStringHash = rkOther.m_kStringHash;
         m_mapHashString = rkOther.m_mapHashString;
         m_mapHashConflict = rkOther.m_mapHashConflict;
@@ -150,6 +153,11 @@ int VOStringHashSet::ShrinkToFit()
     return m_kRoleTable.pfnShrinkToFit != nullptr ? (this->*m_kRoleTable.pfnShrinkToFit)() : 0;
 }
 
+int VOStringHashSet::SetAlloc(StringHashSetAlloc* pAlloc, int bCopy)
+{
+    return SetAlloc(pAlloc, bCopy, kVOUnbounded);
+}
+
 int VOStringHashSet::SetAlloc(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
 {
     return m_kRoleTable.pfnSetAlloc != nullptr ? (this->*m_kRoleTable.pfnSetAlloc)(pAlloc, bCopy, ullLimit) : 0;
@@ -158,7 +166,10 @@ int VOStringHashSet::SetAlloc(StringHashSetAlloc* pAlloc, int bCopy, unsigned lo
 void VOStringHashSet::DropViews()
 {
     m_vecHashStringParam.DropView();
-    m_pkStringPool->DropView();
+    if (m_pkStringPool != nullptr)
+    {
+        m_pkStringPool->DropView();
+    }
 }
 
 bool VOStringHashSet::_IsRecord(void* hString) const
@@ -170,7 +181,7 @@ bool VOStringHashSet::_IsRecord(void* hString) const
 const VOWCHAR* VOStringHashSet::GetString(void* hString) const
 {
     const unsigned int uRecord = static_cast<unsigned int>(reinterpret_cast<uintptr_t>(hString));
-    if (uRecord >= m_vecHashStringParam.Count())
+    if (uRecord >= m_vecHashStringParam.Count() || m_pkStringPool == nullptr)
     {
         return nullptr;
     }
@@ -217,12 +228,16 @@ unsigned long long VOStringHashSet::_SizesOfParts(StringHashSetAlloc& rkHead) co
 unsigned long long VOStringHashSet::AllocSize() const
 {
     StringHashSetAlloc kHead;
-    return _SizesOfParts(kHead);
+    return m_pkStringPool != nullptr ? _SizesOfParts(kHead) : kVOUnbounded;
 }
 
 int VOStringHashSet::WriteAlloc(unsigned char* pbTo) const
 {
     StringHashSetAlloc kHead;
+    if (m_pkStringPool == nullptr)
+    {
+        return 0;
+    }
     _SizesOfParts(kHead);
     memcpy(pbTo, &kHead, offsetof(StringHashSetAlloc, abData));
 
@@ -268,7 +283,7 @@ VOStringHashSet::StringHashSetAlloc* VOStringHashSet::GetAlloc() const
 int VOStringHashSet::_SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit,
                                         StringHashSetAlloc& rkHead)
 {
-    if (pAlloc == nullptr || ullLimit < sizeof(StringHashSetAlloc))
+    if (m_pkStringPool == nullptr || pAlloc == nullptr || ullLimit < sizeof(StringHashSetAlloc))
     {
         return 0;
     }

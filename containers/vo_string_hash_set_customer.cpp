@@ -62,7 +62,10 @@ int VOStringHashSet::_FindHashString_C(const VOWCHAR* pszString, unsigned int& u
 void* VOStringHashSet::_Find_C(const VOWCHAR* pszString) const
 {
     void* hResult = INVALID_HANDLE_VALUE;
-    VO_PROCESS_ERROR(pszString);
+    if (pszString == nullptr)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     hResult = _LiveHandle(_Lookup_C(pszString, nullptr, nullptr));
 
 Exit0:
@@ -121,6 +124,11 @@ int VOStringHashSet::_HasNext_C(Iterator& rkIterator) const
     }
     rkIterator.hString = rkIterator.kSlot.kValue;
     return 1;
+}
+
+int VOStringHashSet::_SetAlloc_C(StringHashSetAlloc* pAlloc, int bCopy)
+{
+    return _SetAlloc_C(pAlloc, bCopy, kVOUnbounded);
 }
 
 int VOStringHashSet::_SetAlloc_C(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit)

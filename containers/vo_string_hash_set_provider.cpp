@@ -117,7 +117,14 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
     const bool bKeepText = m_eHashMode == SHM_HashAndString;
     const VOULONG dwWanted = bKeepText ? kStateText : kStateKeyOnly;
     Lookup kLookup;
-    VO_PROCESS_ERROR(pszString);
+    if (m_pkStringPool == nullptr)
+    {
+        return INVALID_HANDLE_VALUE;
+    }
+    if (pszString == nullptr)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     if (_IsLastFound(pszString))
     {
         if (pbExist != nullptr)
@@ -169,8 +176,14 @@ void* VOStringHashSet::_InsertKey_P(const VOWCHAR* pszString, int* pbExist)
 {
     void* hResult = INVALID_HANDLE_VALUE;
     Lookup kLookup;
-    VO_PROCESS_ERROR(pszString);
-
+    if (m_pkStringPool == nullptr)
+    {
+        return INVALID_HANDLE_VALUE;
+    }
+    if (pszString == nullptr)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     kLookup = _Lookup_P(pszString);
     if (!kLookup.bFound)
     {
@@ -200,7 +213,10 @@ Exit0:
 void* VOStringHashSet::_Find_P(const VOWCHAR* pszString) const
 {
     void* hResult = INVALID_HANDLE_VALUE;
-    VO_PROCESS_ERROR(pszString);
+    if (pszString == nullptr)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     hResult = _LiveHandle(_Lookup_P(pszString));
 
 Exit0:
@@ -261,7 +277,7 @@ int VOStringHashSet::_HasNext_P(Iterator& rkIterator) const
 int VOStringHashSet::_ShrinkToFit_P()
 {
     m_vecHashStringParam.ShrinkToFit();
-    return m_pkStringPool->ShrinkToFit();
+    return m_pkStringPool != nullptr ? m_pkStringPool->ShrinkToFit() : 0;
 }
 
 int VOStringHashSet::_CleanUp_P()
@@ -269,8 +285,16 @@ int VOStringHashSet::_CleanUp_P()
     m_mapHashString.Clear();
     m_mapHashConflict.Clear();
     m_vecHashStringParam.Release();
-    VO_CHECK_ERROR(m_pkStringPool->Release());
+    if (m_pkStringPool != nullptr)
+    {
+        VO_CHECK_ERROR(m_pkStringPool->Release());
+    }
     return 1;
+}
+
+int VOStringHashSet::_SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy)
+{
+    return _SetAlloc_P(pAlloc, bCopy, kVOUnbounded);
 }
 
 int VOStringHashSet::_SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit)

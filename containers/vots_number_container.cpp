@@ -44,24 +44,23 @@ VOTSNumberContainer& VOTSNumberContainer::operator=(const VOTSNumberContainer& r
 
 int VOTSNumberContainer::InsertNumber(const std::vector<unsigned int>& vecNumber, unsigned int& uIndexResult)
 {
-    return _InsertList(vecNumber.data(), vecNumber.size(), uIndexResult);
-}
-
-int VOTSNumberContainer::_InsertList(const unsigned int* puNumber, size_t uSize, unsigned int& uIndexResult)
-{
     int nResult = 0;
-    const unsigned long long uNeedSize = uSize + 1ull;
+    const unsigned long long uNeedSize = vecNumber.size() + 1ull;
     const unsigned long long ullNewCount = m_uCount + uNeedSize;
     VO_PROCESS_ERROR(uNeedSize != 0);
-    VO_PROCESS_ERROR(ullNewCount <= kMaxNumbers);
-
+    if (ullNewCount > kMaxNumbers)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     if (ullNewCount > m_uCapacity)
     {
-        VO_PROCESS_ERROR(_ResetNumberArrayCount(static_cast<unsigned int>(std::min(ullNewCount * 2, kMaxNumbers))));
+        VO_PROCESS_ERROR_AS("_ResetNumberArrayCount((m_uCount + uNeedSize) * 2)",
+                            _ResetNumberArrayCount(static_cast<unsigned int>(std::min(ullNewCount * 2, kMaxNumbers))));
     }
-    if (uSize != 0)
+    if (!vecNumber.empty())
     {
-        memcpy(m_pArrNumber + m_uCount * static_cast<size_t>(kNumberSize), puNumber, uSize * kNumberSize);
+        memcpy(m_pArrNumber + m_uCount * static_cast<size_t>(kNumberSize), vecNumber.data(),
+               vecNumber.size() * kNumberSize);
     }
     uIndexResult = m_uCount;
     _Put(static_cast<unsigned int>(ullNewCount - 1), kTerminator);
@@ -265,8 +264,10 @@ VOTSNumberContainer::NumberAlloc* VOTSNumberContainer::GetAlloc() const
     unsigned char* pbAlloc = nullptr;
     const unsigned long long uMemorySize = AllocSize();
     VO_PROCESS_ERROR(uMemorySize);
-    VO_PROCESS_ERROR(uMemorySize <= kVOMaxImageSize);
-
+    if (uMemorySize > kVOMaxImageSize)
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     pbAlloc = static_cast<unsigned char*>(VOAllocateImage(uMemorySize));
     WriteAlloc(pbAlloc);
     pResult = reinterpret_cast<NumberAlloc*>(pbAlloc);
@@ -282,14 +283,18 @@ int VOTSNumberContainer::SetAlloc(NumberAlloc* pAlloc, int bCopy, unsigned long 
     unsigned long long uDataBufSize = 0;
     unsigned char* pbData = nullptr;
     VO_PROCESS_ERROR(pAlloc);
-    VO_PROCESS_ERROR(sizeof(NumberAlloc) <= ullLimit);
-
+    if (ullLimit < sizeof(NumberAlloc))
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     pbData = reinterpret_cast<unsigned char*>(pAlloc) + kNumberDataOffset;
     kHead = VOLoad<NumberAlloc>(pAlloc);
     uDataBufSize = static_cast<unsigned long long>(kHead.uNumberCount) * kNumberSize;
     VO_PROCESS_ERROR_AS("uDataBufSize == pAlloc->uDataBufSize", uDataBufSize == kHead.uDataBufSize);
-    VO_PROCESS_ERROR(uDataBufSize <= ullLimit - sizeof(NumberAlloc));
-
+    if (uDataBufSize > ullLimit - sizeof(NumberAlloc))
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
     CleanUp();
     if (bCopy != 0)
     {

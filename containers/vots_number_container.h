@@ -69,6 +69,11 @@ public:
     {
         return m_uCount;
     }
+    // The entry at a place in the array, for reading a list in place: a number, a hole, or the terminator.
+    unsigned int EntryAt(unsigned int uAt) const
+    {
+        return uAt < m_uCount ? _At(uAt) : kTerminator;
+    }
     unsigned int Capacity() const
     {
         return m_uCapacity;
@@ -81,7 +86,6 @@ public:
 
 protected:
     int _ResetNumberArrayCount(unsigned int uNewCount);
-    int _InsertList(const unsigned int* puNumber, size_t uSize, unsigned int& uIndexResult);
     unsigned int _At(unsigned int uIndex) const
     {
         return VOLoad<unsigned int>(m_pArrNumber + uIndex * 4ull);

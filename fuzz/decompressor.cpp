@@ -7,8 +7,8 @@
 #include "fuzz/targets.h"
 #include "vo_utility.h"
 
-// Eight bytes are the size that the block claims, the others its stream. Memory for what is claimed is bounded by the
-// library; here the claim stays small enough to be quick.
+// Eight bytes are the size that the block claims, the others its stream. A claim below 4 GiB is allocated, so here one
+// stays small enough to be quick; a larger one is taken as it is.
 void FuzzDecompressor(const uint8_t* pbData, size_t uSize)
 {
     uint64_t ullClaimed = 0;
@@ -17,6 +17,7 @@ void FuzzDecompressor(const uint8_t* pbData, size_t uSize)
         return;
     }
     memcpy(&ullClaimed, pbData, sizeof(ullClaimed));
+    ullClaimed = ullClaimed >> 32 == 0 ? ullClaimed & 0xFFFFFF : ullClaimed;
     const uint64_t ullStream = uSize - sizeof(ullClaimed);
     std::vector<unsigned char> vecBlock(2 * sizeof(uint64_t) + ullStream);
     memcpy(vecBlock.data(), &ullClaimed, sizeof(ullClaimed));

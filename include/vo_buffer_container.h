@@ -61,7 +61,8 @@ public:
 
     // 0, and the container untouched, for an empty pointer, a wrong version or a broken total; 0, and the
     // container half set, when the handles inside are damaged. ullLimit is how many bytes the image may reach.
-    int SetAlloc(BufferAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
+    int SetAlloc(BufferAlloc* pAlloc, int bCopy);
+    int SetAlloc(BufferAlloc* pAlloc, int bCopy, unsigned long long ullLimit);
 
     // The image's size in bytes, and the image written to zeroed memory of that size.
     unsigned long long AllocSize() const;
@@ -122,7 +123,8 @@ public:
     void DropView();
 
     StringAlloc* GetAlloc() const;
-    int SetAlloc(StringAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
+    int SetAlloc(StringAlloc* pAlloc, int bCopy);
+    int SetAlloc(StringAlloc* pAlloc, int bCopy, unsigned long long ullLimit);
     unsigned long long AllocSize() const;
     void WriteAlloc(unsigned char* pbTo) const;
 

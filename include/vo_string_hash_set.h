@@ -120,7 +120,8 @@ public:
 
     // Takes an image. A wrong version or total is refused with the set untouched; a later failure leaves it
     // cleaned and partly filled. ullLimit is how many bytes the image may reach.
-    int SetAlloc(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
+    int SetAlloc(StringHashSetAlloc* pAlloc, int bCopy);
+    int SetAlloc(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit);
 
     // The image's size in bytes (more than kVOMaxImageSize when there can be none), and the image written to
     // zeroed memory of that size.
@@ -137,14 +138,16 @@ protected:
     int _CleanUp_P();
     int _GetFirst_P(Iterator& rkIterator) const;
     int _HasNext_P(Iterator& rkIterator) const;
-    int _SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
+    int _SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy);
+    int _SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit);
 
     void* _Find_C(const VOWCHAR* pszString) const;
     unsigned int _Count_C() const;
     int _CleanUp_C();
     int _GetFirst_C(Iterator& rkIterator) const;
     int _HasNext_C(Iterator& rkIterator) const;
-    int _SetAlloc_C(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
+    int _SetAlloc_C(StringHashSetAlloc* pAlloc, int bCopy);
+    int _SetAlloc_C(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit);
 
     // The lookup of a string, without a look at its state. uHash2 is a slot of the signature that isn't used;
     // dwHashMask is ORed into, so the caller clears it first.
@@ -201,7 +204,7 @@ protected:
     StringHashMode m_eHashMode;
     StringHashRole m_eHashRole;
     VORecordVector<StringHashParam> m_vecHashStringParam;
-    VOStringContainer* m_pkStringPool;  // owned
+    VOStringContainer* m_pkStringPool;  // owned; without one, what would need it fails in silence
     VOStringHash m_kStringHash;
     VOHashIndex m_mapHashString;       // Provider
     VOHashIndex m_mapHashConflict;     // Provider

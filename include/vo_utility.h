@@ -10,9 +10,13 @@
 VOBASE_API int VOCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, unsigned char* pbuffSrc,
                                       unsigned int uSrcSize);
 
-// Decompresses a block into a new buffer, which the caller releases with free(), and gives its length. 0 and a log
-// line, with nothing written, for a damaged block. The caller vouches for the memory behind pbuffDeCompress: the
-// block's own header is all that tells its length.
+// Decompresses a block into a new buffer, which the caller releases with free(), and gives the length of what the
+// stream held; of a length from 4 GiB on only the low 32 bits. 0 and a log line, with nothing written, for a damaged
+// block. The caller vouches for the memory behind pbuffDeCompress: the block's own header is all that tells its length.
+//
+// The buffer has the size that the header claims, with zeros behind what the stream held. A header that claims more
+// than its stream can hold (255 bytes for each byte of it) gets that size while it is below 4 GiB and the system has
+// it; go by *puBuffSize. Throws std::bad_alloc when there is no memory.
 VOBASE_API int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize,
                                         unsigned char* pbuffDeCompress);
 

@@ -77,7 +77,8 @@ public:
 
     // Replaces the table by an image, copied with bCopy, otherwise as a view of the image, which must outlive the
     // use. A failure leaves the table empty. ullLimit is how many bytes the image may reach.
-    int SetAlloc(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
+    int SetAlloc(ContainerAlloc* pAlloc, int bCopy);
+    int SetAlloc(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullLimit);
 
     unsigned long long AllocSize() const;
     void WriteAlloc(unsigned char* pbTo) const;

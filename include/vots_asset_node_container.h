@@ -81,7 +81,9 @@ public:
     int RemoveAssetNode(unsigned int uAssetID);
 
     // Provider. Gives a node a new key and changes nothing else: names, parent and children are the caller's.
-    // Where another node has that key already, the index keeps pointing at the other one.
+    // Where another node has that key already, the index keeps pointing at the other one, and this one can't be found.
+    // Kept: its next RedirectAssetNode or RemoveAssetNode then takes the other node's entry out of the index, so that
+    // neither is found by that path. A caller removes a node before it gives its path to another.
     int RedirectAssetNode(unsigned int uAssetID, const VOWCHAR* pszPath);
 
     // Empties the container. Root texts and owned classify table and child lists stay; nothing is left that points
@@ -159,8 +161,10 @@ protected:
     unsigned int _FindAssetParamIndex_P(void* hStringParam) const;
     unsigned int _FindAssetParamIndex_C(void* hStringParam) const;
     int _MakeSurePathValueValid();
-    int _SetAlloc_P(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize = kVOUnbounded);
-    int _SetAlloc_C(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize = kVOUnbounded);
+    int _SetAlloc_P(ContainerAlloc* pAlloc, int bCopy);
+    int _SetAlloc_P(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize);
+    int _SetAlloc_C(ContainerAlloc* pAlloc, int bCopy);
+    int _SetAlloc_C(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize);
 
     LUMTrayService::enumAssetRole m_eAssetRole;
     VOStringHashSet* m_pkStringSet;  // owned

@@ -57,7 +57,9 @@ public:
     // Visits the children of a node, not the node itself: at each level files, then folders; with bSubAssetNode
     // depth-first, a folder before its contents. dwType has the bits NT_FILE and NT_FOLDER. The callback ends the
     // walk with its stop flag. The result is always 1: what fails is logged and ends the walk of that level only.
-    // A walk visits at most as many nodes as the container holds.
+    // A link that leads back to a folder which the walk is inside of is one such failure. A node that stands in
+    // several lists is visited in each; a walk ends after 64 visits for each node that the container holds, and not
+    // before 16 million.
     static int TraverseAssetNode(const VOTSAssetNodeContainer* pkContainer, unsigned int uAssetIndex, VOULONG dwType,
                                  int bSubAssetNode, LUMTrayService::TraverseAssetNodeFunction pFun, void* pvParam);
 
@@ -82,13 +84,6 @@ protected:
                                          VOULONG dwType, int bSubAssetNode,
                                          LUMTrayService::TraverseAssetNodeFunction pFun, void* pvParam, int& bStop);
 
-    // The steps of the walk; they share its name, which is what the log shows, and so its access, or a derived class
-    // couldn't name it.
-    struct Walk;
-    static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uAssetIndex);
-    static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int* puChildIndex);
-    static int TraverseAssetNodeInternal(Walk& rkWalk, const LUMTrayService::structAssetNode& tsNode, bool bFolders,
-                                         std::vector<unsigned int>& vecChildIndex);
-    static int TraverseAssetNodeInternal(Walk& rkWalk, unsigned int uChildIndex,
-                                         LUMTrayService::structAssetNode& tsChildNode);
+private:
+    class Walk;
 };

@@ -6,7 +6,6 @@
 // end Release. Nothing is pushed: a tool that doesn't ask doesn't learn of a change.
 #pragma once
 
-#include <atomic>
 #include <mutex>
 #include <vector>
 
@@ -132,14 +131,15 @@ protected:
     static int TraverseAssetNodeInernal_Extension(const LUMTrayService::structAssetNode& tsNode, void* pvExtensionInfo,
                                                   int& bStop);
 
-    // The error state is read without the lock, also beside a reload: hence the atomic members.
+    // The error state is read without the lock, also beside a reload: the library reads and writes mode, views and
+    // count through std::atomic_ref.
     LUMTrayService::enumAssetFrom m_eaf;
-    std::atomic<LUMTrayService::Inspector::SyncMode> m_eSyncMode;
-    VOTSAssetNodeContainer* m_pkAssetNodeContainer;                          // owned, of role AR_Customer
-    std::atomic<AssetNodeUpdateState*> m_pMappingState;                      // shared with all processes
-    std::atomic<VOTSAssetNodeContainer::ContainerAlloc*> m_pAssetNodeAlloc;  // owned; the decompressed image
-    std::atomic<void*> m_hMappingState;
-    std::atomic<unsigned int> m_uUpdateCount;  // taken at the last load; 0 without an image
+    LUMTrayService::Inspector::SyncMode m_eSyncMode;
+    VOTSAssetNodeContainer* m_pkAssetNodeContainer;             // owned, of role AR_Customer
+    AssetNodeUpdateState* m_pMappingState;                      // shared with all processes
+    VOTSAssetNodeContainer::ContainerAlloc* m_pAssetNodeAlloc;  // owned; the decompressed image
+    void* m_hMappingState;
+    unsigned int m_uUpdateCount;  // taken at the last load; 0 without an image
     std::mutex m_InspectorLock;
 
 private:
@@ -151,8 +151,9 @@ private:
 class VOBASE_API VOTSFileMappingAssemble
 {
 public:
-    // The one object of the process, counted; never null. Instance is thread-safe; Release takes no lock, and callers
-    // keep the two apart. With the last Release all mappings are closed and the inspectors end.
+    // The one object of the process, counted; never null. Both are thread-safe; Release takes no lock. With the last
+    // Release all mappings are closed and the inspectors end. An Instance beside that Release makes a new object, and
+    // may log that the old one isn't gone yet.
     static VOTSFileMappingAssemble* Instance();
     static void Release();
 

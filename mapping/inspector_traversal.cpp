@@ -32,7 +32,7 @@ struct AssetNameInfo
     const VOTSAssetNodeContainer* pkAssetNodeContainer;
 };
 static_assert(sizeof(AssetNameInfo) == 232 && offsetof(AssetNameInfo, bMatchCase) == 200);
-constexpr unsigned int kRecordUnits = sizeof(AssetNameInfo) / sizeof(VOWCHAR);
+constexpr unsigned int kReadableUnits = offsetof(AssetNameInfo, pTraverseFun) / sizeof(VOWCHAR);
 
 // The text goes in at its wide bound, then the fields behind it replace what ran over them. Intended: a text from 100
 // characters on is cut by the fields, and what exceeds the record is dropped.
@@ -51,15 +51,16 @@ AssetNameInfo NameInfoOf(const VOWCHAR* pszSourceContext, int bMatchCase, Traver
     return kInfo;
 }
 
-// The text as it reads from its field on: to its terminator, wherever in the record that lies.
+// The text as it reads from its field on: to its terminator, or to where the addresses begin. Those say nothing about
+// the text and differ from run to run.
 struct SourceContext
 {
-    VOWCHAR szText[kRecordUnits + 1];
+    VOWCHAR szText[kReadableUnits + 1];
 
     explicit SourceContext(const AssetNameInfo& rkInfo)
     {
-        memcpy(szText, static_cast<const void*>(&rkInfo), sizeof(rkInfo));
-        szText[kRecordUnits] = 0;
+        memcpy(szText, static_cast<const void*>(&rkInfo), kReadableUnits * sizeof(VOWCHAR));
+        szText[kReadableUnits] = 0;
     }
 };
 

@@ -4,6 +4,7 @@
 
 #include <string.h>
 
+#include <algorithm>
 #include <atomic>
 
 #include "vots_file_mapping.h"
@@ -49,9 +50,12 @@ private:
     unsigned int* m_puReaderCount = nullptr;
 };
 
-// What ::strcmp of the section's start with the version text would say, within the bytes of the field.
-inline bool VOUpdateStateVersionMatches(const void* pvSection)
+// What ::strcmp of the section's start with the version text says, for a section of any size: behind its end it counts
+// as zero, as the rest of a page is.
+inline bool VOUpdateStateVersionMatches(const void* pvSection, size_t uSectionSize)
 {
-    static_assert(sizeof(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == sizeof(AssetNodeUpdateState::szVersion));
-    return memcmp(pvSection, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(AssetNodeUpdateState::szVersion)) == 0;
+    char szVersion[sizeof(AssetNodeUpdateState::szVersion)] = {};
+    static_assert(sizeof(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == sizeof(szVersion));
+    memcpy(szVersion, pvSection, std::min(uSectionSize, sizeof(szVersion)));
+    return memcmp(szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(szVersion)) == 0;
 }

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <memory>
 
 #include "diagnostics/check.h"
@@ -15,41 +16,59 @@ std::mutex VOTSFileMappingAssemble::ms_InstanceLock;
 VOTSFileMappingAssemble::VOTSFileMappingAssemble() : m_pArrInspector() {}
 VOTSFileMappingAssemble::~VOTSFileMappingAssemble() = default;
 
+// Release doesn't take the lock, so the count and the pointer are read and written through atomic references. A count
+// is taken only from an object that has others, and what ends is the object that was there while its last count was
+// given back: threads that pair the two calls never meet an object that is no more.
 VOTSFileMappingAssemble* VOTSFileMappingAssemble::Instance()
 {
     const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
-    if (ms_nRefCountOfInstance == 0)
+    const std::atomic_ref<VOTSFileMappingAssemble*> kInstance(ms_pkInstance);
+    const std::atomic_ref<int> kRefCount(ms_nRefCountOfInstance);
+    int nRefCount = kRefCount;
+    while (nRefCount != 0 && !kRefCount.compare_exchange_weak(nRefCount, nRefCount + 1))
     {
-        VO_CHECK_ERROR(NULL == ms_pkInstance);
-        ms_pkInstance = new VOTSFileMappingAssemble;
+    }
+    if (nRefCount == 0)
+    {
+        VO_CHECK_ERROR_AS("NULL == ms_pkInstance", kInstance == nullptr);
         // Without a publisher the object has no inspectors, and is sound all the same.
-        const auto Discard = [](VOTSFileMappingAssemble* pkInstance)
+        const auto Discard = [kInstance](VOTSFileMappingAssemble* pkInstance)
         {
+            kInstance = nullptr;
             pkInstance->_CloseInspector();
             delete pkInstance;
-            ms_pkInstance = nullptr;
         };
-        std::unique_ptr<VOTSFileMappingAssemble, decltype(Discard)> pkNew(ms_pkInstance, Discard);
+        std::unique_ptr<VOTSFileMappingAssemble, decltype(Discard)> pkNew(new VOTSFileMappingAssemble, Discard);
+        kInstance = pkNew.get();
         pkNew->_SetupInspector();
         (void)pkNew.release();
+        kRefCount = 1;
     }
-    ++ms_nRefCountOfInstance;
-    return ms_pkInstance;
+    return kInstance;
 }
 
 void VOTSFileMappingAssemble::Release()
 {
-    // Callers keep this apart from Instance; the lock is for those that don't.
-    const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
-    if (ms_nRefCountOfInstance > 0)
+    const std::atomic_ref<VOTSFileMappingAssemble*> kInstance(ms_pkInstance);
+    const std::atomic_ref<int> kRefCount(ms_nRefCountOfInstance);
+    VOTSFileMappingAssemble* pkInstance = nullptr;
+    int nRefCount = kRefCount;
+    do
     {
-        --ms_nRefCountOfInstance;
-    }
-    if (ms_pkInstance != nullptr && ms_nRefCountOfInstance == 0)
+        if (nRefCount <= 0)
+        {
+            return;
+        }
+        pkInstance = kInstance;
+    } while (!kRefCount.compare_exchange_weak(nRefCount, nRefCount - 1));
+
+    if (nRefCount == 1 && pkInstance != nullptr)
     {
-        ms_pkInstance->_CloseInspector();
-        delete ms_pkInstance;
-        ms_pkInstance = nullptr;
+        // Another one may stand there already.
+        VOTSFileMappingAssemble* pkExpected = pkInstance;
+        kInstance.compare_exchange_strong(pkExpected, nullptr);
+        pkInstance->_CloseInspector();
+        delete pkInstance;
     }
 }
 
@@ -176,15 +195,19 @@ int VOTSFileMappingAssemble::_SetupInspector()
     int nResult = 0;
     HANDLE hMappingState = nullptr;
     const AssetNodeUpdateState* pMappingState = nullptr;
+    size_t uSize = 0;
     VOSectionView kSection;
     hMappingState = kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_ASSETNODE_UPDATESTATE_NAME);
     VO_PROCESS_ERROR(hMappingState);
     kSection.pvView = ::MapViewOfFile(hMappingState, FILE_MAP_READ, 0, 0, 0);
     pMappingState = static_cast<const AssetNodeUpdateState*>(kSection.pvView);
-    VO_PROCESS_ERROR_AS("pMappingState", pMappingState && kSection.Size() >= sizeof(pMappingState->szVersion));
+    VO_PROCESS_ERROR_AS("pMappingState", pMappingState && (uSize = kSection.Size()) != 0);
     VO_PROCESS_ERROR_AS("::strcmp(pMappingState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == 0",
-                        VOUpdateStateVersionMatches(pMappingState));
-    VO_PROCESS_ERROR_AS("pMappingState", kSection.Size() >= sizeof(AssetNodeUpdateState));
+                        VOUpdateStateVersionMatches(pMappingState, uSize));
+    if (uSize < sizeof(AssetNodeUpdateState))
+    {
+        VO_PROCESS_ERROR_FALSE;
+    }
 
     for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
     {

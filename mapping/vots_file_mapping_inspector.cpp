@@ -1,5 +1,7 @@
 // The life of an inspector: opening, loading, closing, and the error values.
+#include <atomic>
 #include <memory>
+#include <type_traits>
 
 #include "diagnostics/check.h"
 #include "mapping/section_view.h"
@@ -26,6 +28,24 @@ const VOWCHAR* VOAssetNodeMappingViewString(enumAssetFrom eaf)
     };
     return static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT ? s_arrName[eaf] : nullptr;
 }
+
+namespace
+{
+
+// The members that are read without the lock.
+template <typename T>
+T Load(const T& rkMember)
+{
+    return std::atomic_ref<T>(const_cast<T&>(rkMember)).load();
+}
+
+template <typename T>
+void Store(T& rkMember, std::type_identity_t<T> kValue)
+{
+    std::atomic_ref<T>(rkMember).store(kValue);
+}
+
+}  // namespace
 
 VOTSFileMappingInspector::VOTSFileMappingInspector(enumAssetFrom eaf)
     : m_eaf(eaf),
@@ -59,21 +79,21 @@ ErrorType VOTSFileMappingInspector::OpenMappingData()
 ErrorType VOTSFileMappingInspector::ReMappingData()
 {
     const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
-    UnMappingView_AssetNodes();
+    VO_CHECK_ERROR(UnMappingView_AssetNodes());
     return MappingView_AssetNodes();
 }
 
 int VOTSFileMappingInspector::CloseMapping()
 {
     const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
-    UnMappingView_AssetNodes();
+    VO_CHECK_ERROR(UnMappingView_AssetNodes());
     UnMappingView_UpdateState();
     return 1;
 }
 
 void VOTSFileMappingInspector::SetInspectMode(SyncMode eSyncMode)
 {
-    m_eSyncMode = eSyncMode;
+    Store(m_eSyncMode, eSyncMode);
 }
 
 enumAssetFrom VOTSFileMappingInspector::AssetFrom() const
@@ -83,28 +103,28 @@ enumAssetFrom VOTSFileMappingInspector::AssetFrom() const
 
 ErrorType VOTSFileMappingInspector::LastErrorType() const
 {
-    if (m_hMappingState == nullptr && m_pMappingState == nullptr)
+    if (Load(m_hMappingState) == nullptr && Load(m_pMappingState) == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
     }
-    if (m_pAssetNodeAlloc == nullptr)
+    if (Load(m_pAssetNodeAlloc) == nullptr)
     {
         return ET_DATA_UNAVAILABLE;
     }
-    return VOSharedWord(_StateInfo()->uUpdateCount) == m_uUpdateCount ? ET_NONE : ET_DATA_OUTDATED;
+    return VOSharedWord(_StateInfo()->uUpdateCount) == Load(m_uUpdateCount) ? ET_NONE : ET_DATA_OUTDATED;
 }
 
 ErrorType VOTSFileMappingInspector::LastErrorTypeASync() const
 {
     const ErrorType eResult = LastErrorType();
-    return m_eSyncMode != SM_ASYNC || eResult < ET_DATA_OUTDATED ? eResult : ET_NONE;
+    return Load(m_eSyncMode) != SM_ASYNC || eResult < ET_DATA_OUTDATED ? eResult : ET_NONE;
 }
 
 // The record of this source in the section; an empty pointer for what is no source at all.
 AssetNodeStateInfo* VOTSFileMappingInspector::_StateInfo() const
 {
     return static_cast<unsigned int>(m_eaf) < LUMTrayService::ASSETTYPE_COUNT
-               ? &m_pMappingState.load()->arrStateInfo[m_eaf]
+               ? &Load(m_pMappingState)->arrStateInfo[m_eaf]
                : nullptr;
 }
 
@@ -115,24 +135,24 @@ ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
         return ET_NONE;
     }
     VOSectionView kSection;
-    if (!kSection.Open(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE) ||
-        kSection.Size() < sizeof(AssetNodeUpdateState::szVersion))
+    size_t uSize = 0;
+    if (!kSection.Open(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE) || (uSize = kSection.Size()) == 0)
     {
         return ET_STATE_UNAVAILABLE;
     }
-    if (!VOUpdateStateVersionMatches(kSection.pvView))
+    if (!VOUpdateStateVersionMatches(kSection.pvView, uSize))
     {
         return ET_VERSION_MISMATCH;
     }
-    if (kSection.Size() < sizeof(AssetNodeUpdateState))
+    if (uSize < sizeof(AssetNodeUpdateState))
     {
         return ET_STATE_UNAVAILABLE;
     }
     void* pvView = nullptr;
     HANDLE hMappingState = nullptr;
     kSection.Detach(pvView, hMappingState);
-    m_hMappingState = hMappingState;
-    m_pMappingState = static_cast<AssetNodeUpdateState*>(pvView);
+    Store(m_hMappingState, hMappingState);
+    Store(m_pMappingState, static_cast<AssetNodeUpdateState*>(pvView));
     return ET_NONE;
 }
 
@@ -141,12 +161,12 @@ int VOTSFileMappingInspector::UnMappingView_UpdateState()
     if (m_pMappingState != nullptr)
     {
         ::UnmapViewOfFile(m_pMappingState);
-        m_pMappingState = nullptr;
+        Store(m_pMappingState, nullptr);
     }
     if (m_hMappingState != nullptr)
     {
         ::CloseHandle(m_hMappingState);
-        m_hMappingState = nullptr;
+        Store(m_hMappingState, nullptr);
     }
     return 1;
 }
@@ -175,9 +195,10 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     AssetNodeStateInfo* pStateInfo = nullptr;
     unsigned char* pbImage = nullptr;
     unsigned int uImageSize = 0;
+    unsigned int uUpdateCount = 0;
 
-    // What a failed load gives back, also when memory runs out in the middle of it, from the last line up: the
-    // announcement, the image with what is attached to it, the section.
+    // What a load gives back when memory runs out in the middle of it, from the last line up: the announcement, the
+    // image with what is attached to it, the section. A load that fails otherwise does the same at its end.
     VOSectionView kSection;
     const auto DropImage = [](VOTSFileMappingInspector* pkInspector) { pkInspector->UnMappingView_AssetNodes(); };
     std::unique_ptr<VOTSFileMappingInspector, decltype(DropImage)> pkLoading(nullptr, DropImage);
@@ -211,13 +232,15 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     {
         VO_PROCESS_ERROR(FALSE);
     }
+    // The count is taken anew, and from inside: a publisher doesn't move it while a reader is there, so it is the one
+    // of the data. A publication that comes as soon as the reader has left shows as a change.
+    uUpdateCount = VOSharedWord(pStateInfo->uUpdateCount);
     kSection.Close();
     kReading.TakeBack();
 
-    // The count is taken anew: a publisher doesn't move it while a reader is inside.
     // Before the image, so that whoever asks meanwhile doesn't find an image with an old count.
-    m_uUpdateCount = VOSharedWord(pStateInfo->uUpdateCount);
-    m_pAssetNodeAlloc = reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage);
+    Store(m_uUpdateCount, uUpdateCount);
+    Store(m_pAssetNodeAlloc, reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage));
     if (!m_pkAssetNodeContainer->SetAlloc(m_pAssetNodeAlloc, 0, uImageSize))
     {
         VO_PROCESS_ERROR(FALSE);
@@ -226,6 +249,12 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     eResult = ET_NONE;
 
 Exit0:
+    if (pkLoading != nullptr)
+    {
+        (void)pkLoading.release();
+        kReading.TakeBack();
+        VO_CHECK_ERROR(UnMappingView_AssetNodes());
+    }
     return eResult;
 }
 
@@ -235,7 +264,7 @@ int VOTSFileMappingInspector::UnMappingView_AssetNodes()
     {
         VO_CHECK_ERROR(m_pkAssetNodeContainer->CleanUp());
     }
-    free(m_pAssetNodeAlloc.exchange(nullptr));
-    m_uUpdateCount = 0;
+    free(std::atomic_ref(m_pAssetNodeAlloc).exchange(nullptr));
+    Store(m_uUpdateCount, 0);
     return 1;
 }

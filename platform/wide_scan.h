@@ -151,6 +151,28 @@ inline __m128i VOKeepUnits(__m128i block, unsigned uUnits)
     return _mm_and_si128(block, _mm_loadu_si128(reinterpret_cast<const __m128i*>(aKeep + 16 - 2 * uUnits)));
 }
 
+// Writes the first uUnits units of a block, of which there are fewer than 8, and nothing behind them.
+inline void VOStoreUnits(VOWCHAR* pszTo, __m128i block, unsigned uUnits)
+{
+    if ((uUnits & 4) != 0)
+    {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(pszTo), block);
+        block = _mm_srli_si128(block, 8);
+        pszTo += 4;
+    }
+    if ((uUnits & 2) != 0)
+    {
+        const int nPair = _mm_cvtsi128_si32(block);
+        memcpy(static_cast<void*>(pszTo), &nPair, sizeof(nPair));
+        block = _mm_srli_si128(block, 4);
+        pszTo += 2;
+    }
+    if ((uUnits & 1) != 0)
+    {
+        VOStoreUnit(pszTo, static_cast<VOWCHAR>(_mm_cvtsi128_si32(block)));
+    }
+}
+
 // The part of VOFoldCopy that goes block by block, from uLength on: as far as whole blocks fit in the page and before
 // the place uCapacity - 1. *pbEnd is set when the terminator was met. Result: the new length.
 inline unsigned VOFoldCopyBlocks(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigned uLength, unsigned uCapacity,
@@ -166,10 +188,19 @@ inline unsigned VOFoldCopyBlocks(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigne
         const unsigned uZeroBytes = static_cast<unsigned>(_mm_movemask_epi8(zero));
         if (uZeroBytes != 0)
         {
+            // What lies behind the terminator isn't touched. The last units of a longer text are written by a whole
+            // block that ends with them: folding units a second time changes nothing.
             const unsigned uUnits = VOUnitsBeforeZero(uZeroBytes);
-            const __m128i last = fold.Apply(VOKeepUnits(block, uUnits));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(pszTo + uLength), last);
             uLength += uUnits;
+            if (uLength >= VO_WIDE_SCAN_UNITS && uUnits != 0)
+            {
+                const unsigned uLast = uLength - VO_WIDE_SCAN_UNITS;
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(pszTo + uLast), fold.Apply(VOLoadBlock(pszFrom + uLast)));
+            }
+            else if (uUnits != 0)
+            {
+                VOStoreUnits(pszTo, fold.Apply(VOKeepUnits(block, uUnits)), uUnits);
+            }
             *pbEnd = true;
             break;
         }
@@ -183,9 +214,9 @@ inline unsigned VOFoldCopyBlocks(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigne
 #endif
 
 // Copies the text pszFrom, at most uCapacity - 1 units of it, to a buffer of uCapacity units. "\" becomes "/"; with
-// bLower, "A" to "Z" become lower case and no other unit changes. pszTo is terminated; what lies behind the terminator
-// within the buffer may become zero. *pbHasColon (may be null) tells whether ":" is among the units copied. Either text
-// may sit at an odd address; they don't overlap. Result: the units copied. With uCapacity 0 nothing is written.
+// bLower, "A" to "Z" become lower case and no other unit changes. pszTo is terminated, and nothing behind the
+// terminator is touched. *pbHasColon (may be null) tells whether ":" is among the units copied. Either text may sit at
+// an odd address; they are the same, or don't overlap. Result: the units copied. With uCapacity 0 nothing is written.
 inline unsigned VOFoldCopy(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigned uCapacity, bool bLower, bool* pbHasColon)
 {
     unsigned uLength = 0;

@@ -14,7 +14,8 @@ static_assert(sizeof(VOCompressedBlockHead) == 16 && offsetof(VOCompressedBlockH
 
 constexpr unsigned int kVOBlockTailSize = 8;
 
-// The second half of VODeCompressBuffer_lzo1x, under its name: decompresses the stream behind a head that was read once
-// and checked by the caller, who vouches for kHead.uCompressedSize bytes at pbStream.
+// VODeCompressBuffer_lzo1x, and under its name, for a block whose head was read once and checked by the caller, who
+// vouches for kHead.uCompressedSize bytes at pbStream. What the head claims beyond what its stream can give is not
+// allocated: the head isn't trusted, and the caller goes by *puBuffSize alone.
 int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, const VOCompressedBlockHead& kHead,
                              const unsigned char* pbStream);

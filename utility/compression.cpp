@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "diagnostics/check.h"
+#include "platform/vo_memory.h"
 #include "utility/block_format.h"
 #include "vo_utility.h"
 
@@ -25,13 +26,49 @@ Block AllocateBlock(unsigned long long ullSize)
 constexpr unsigned int kWorkMemorySize = 131072;
 static_assert(LZO1X_1_MEM_COMPRESS <= kWorkMemorySize);
 
-// One byte of a stream stands for at most 255 bytes of output, so a head that claims more than this needs no memory
-// for what it claims.
+// One byte of a stream stands for at most 255 bytes of output.
 unsigned long long OutputBound(unsigned long long ullStreamSize)
 {
     constexpr unsigned long long kMost = ~0ull / 256;
     return ullStreamSize < kMost ? ullStreamSize * 255 + 4096 : ~0ull;
 }
+
+// What comes out of a block.
+class Output
+{
+public:
+    // The buffer has the size that the head claims, so that a caller may go by the head. A head that claims more than
+    // its stream can give gets that much too, if it may be asked for (bAsClaimed) and if the length can be told: zeroed
+    // memory that nobody touches costs no memory but room in the address space. Where there is none to be had, and for
+    // any other such claim, the buffer is as large as the output can be.
+    int Decompress(const VOCompressedBlockHead& rkHead, const unsigned char* pbStream, bool bAsClaimed)
+    {
+        const unsigned long long ullBound = OutputBound(rkHead.uCompressedSize);
+        unsigned long long ullRoom = rkHead.uSrcSize;
+        if (ullRoom > ullBound && bAsClaimed && ullRoom <= kVOMaxImageSize)
+        {
+            m_pbBuffer.reset(static_cast<unsigned char*>(VOTryAllocate(static_cast<size_t>(ullRoom))));
+        }
+        if (m_pbBuffer == nullptr)
+        {
+            ullRoom = std::min(ullRoom, ullBound);
+            m_pbBuffer = AllocateBlock(ullRoom);
+        }
+        m_uSize = ullRoom;
+        return lzo1x_decompress_safe(pbStream, rkHead.uCompressedSize, m_pbBuffer.get(), &m_uSize, nullptr);
+    }
+
+    // Hands the buffer over, with the low 32 bits of the length.
+    void Give(unsigned char** ppbuffResult, unsigned int* puBuffSize)
+    {
+        *ppbuffResult = m_pbBuffer.release();
+        *puBuffSize = static_cast<unsigned int>(m_uSize);
+    }
+
+private:
+    Block m_pbBuffer;
+    lzo_uint m_uSize = 0;
+};
 
 }  // namespace
 
@@ -72,12 +109,16 @@ Exit0:
 int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, unsigned char* pbuffDeCompress)
 {
     int nResult = 0;
-    const int nRetLzo = lzo_init();
+    Output kOutput;
+    int nRetLzo = lzo_init();
     VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
     VO_PROCESS_ERROR(ppbuffResult && puBuffSize);
     VO_PROCESS_ERROR(pbuffDeCompress);
-    nResult = VODeCompressBuffer_lzo1x(ppbuffResult, puBuffSize, VOLoad<VOCompressedBlockHead>(pbuffDeCompress),
-                                       pbuffDeCompress + sizeof(VOCompressedBlockHead));
+    nRetLzo = kOutput.Decompress(VOLoad<VOCompressedBlockHead>(pbuffDeCompress),
+                                 pbuffDeCompress + sizeof(VOCompressedBlockHead), true);
+    VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
+    kOutput.Give(ppbuffResult, puBuffSize);
+    nResult = 1;
 
 Exit0:
     return nResult;
@@ -87,13 +128,14 @@ int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffS
                              const unsigned char* pbStream)
 {
     int nResult = 0;
-    Block pbBuffer = AllocateBlock(std::min(kHead.uSrcSize, OutputBound(kHead.uCompressedSize)));
-    lzo_uint uResultSize = std::min(kHead.uSrcSize, OutputBound(kHead.uCompressedSize));
-    const int nRetLzo = lzo1x_decompress_safe(pbStream, kHead.uCompressedSize, pbBuffer.get(), &uResultSize, nullptr);
+    Output kOutput;
+    int nRetLzo = lzo_init();
     VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-
-    *ppbuffResult = pbBuffer.release();
-    *puBuffSize = static_cast<unsigned int>(uResultSize);
+    VO_PROCESS_ERROR(ppbuffResult && puBuffSize);
+    VO_PROCESS_ERROR_AS("pbuffDeCompress", pbStream);
+    nRetLzo = kOutput.Decompress(kHead, pbStream, false);
+    VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
+    kOutput.Give(ppbuffResult, puBuffSize);
     nResult = 1;
 
 Exit0:

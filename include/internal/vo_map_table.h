@@ -19,13 +19,19 @@
 //   36+16*M  4        tail (written as zero, never read)
 #pragma once
 
-#include <xmmintrin.h>
-
 #include <bit>
 #include <map>
 #include <vector>
 
 #include "vo_record_vector.h"
+
+// Fetching ahead is for speed alone: a processor without this header goes without it.
+#if defined(__SSE2__) || defined(_M_X64)
+#include <xmmintrin.h>
+#define VO_PREFETCH_(address) _mm_prefetch(reinterpret_cast<const char*>(address), _MM_HINT_T0)
+#else
+#define VO_PREFETCH_(address) ((void)(address))
+#endif
 
 #pragma pack(push, 1)
 template <typename K, typename V>
@@ -229,7 +235,7 @@ public:
             [&](K kKey, V kValue)
             {
                 unsigned char* pbHome = pbSlots + (HashOfKey(kKey) & ullMask) * sizeof(Slot);
-                _mm_prefetch(reinterpret_cast<const char*>(pbHome), _MM_HINT_T0);
+                VO_PREFETCH_(pbHome);
                 Waiting& rkWaiting = arrWaiting[ullMet++ % kAhead];
                 PlaceOldest(rkWaiting);
                 rkWaiting = {{kKey, kValue, 1}, pbHome};
@@ -320,3 +326,5 @@ protected:
     VORecordVector<Slot> m_vecSlot;
     unsigned int m_uElementCount = 0;  // used slots, by the image
 };
+
+#undef VO_PREFETCH_

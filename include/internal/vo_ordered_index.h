@@ -60,7 +60,11 @@ private:
 class VOBASE_API VOHandleIndex
 {
 public:
-    static constexpr unsigned int kNone = 0xFFFFFFFFu;
+    // An enumerator and no variable: the loader would keep a library whose headers define one in a class for ever.
+    enum : unsigned int
+    {
+        kNone = 0xFFFFFFFFu
+    };
 
     VOHandleIndex();
     ~VOHandleIndex();

@@ -77,6 +77,41 @@ TEST(DeepTree, AChainIsRemovedToItsEnd)
     EXPECT_EQ(1u, ReadU32(vecImage, kBlocks.uTable + 8)) << "entries of the table";
 }
 
+TEST(DeepTree, WhatStandsBehindALinkBackIsWalkedAtEveryDepth)
+{
+    const std::string strLinkBack =
+        ProcessError("!IsOnPath(uAssetIndex)", "VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal");
+    for (const unsigned int uDepth : {2u, 63u, 64u, 65u, 66u, 200u})
+    {
+        // A chain whose last folder holds the first one, each in the middle, the one above itself, and then a leaf.
+        VOTSAssetNodeContainer kContainer;
+        for (unsigned int uID = 0; uID <= uDepth; ++uID)
+        {
+            AddLinked(kContainer, Wide("d" + std::to_string(uID)).c_str(), true, uID == 0 ? kNone : uID - 1);
+        }
+        const unsigned int uLeaf = AddLinked(kContainer, VOTEXT("leaf"), true, kNone);
+        ASSERT_NE(0, kContainer.SetAssetNodeChildIndex(uDepth, {0, uDepth / 2, uDepth - 1, uLeaf, uLeaf}));
+        struct Last
+        {
+            size_t uVisits = 0;
+            unsigned int uID = 0;
+            static int Visit(const structAssetNode& tsNode, void* pvParam, int&)
+            {
+                Last& rkLast = *static_cast<Last*>(pvParam);
+                ++rkLast.uVisits;
+                rkLast.uID = tsNode.nAssetID;
+                return 0;
+            }
+        };
+        LogCapture kLog;
+        Last kLast;
+        EXPECT_EQ(1, VOTSAssetNodeContainerHelper::TraverseAssetNode(&kContainer, 0, 3, 1, &Last::Visit, &kLast));
+        EXPECT_EQ(uDepth + 5u, kLast.uVisits);
+        EXPECT_EQ(uLeaf, kLast.uID);
+        EXPECT_THAT(kLog.Lines(), ElementsAre(strLinkBack, strLinkBack, strLinkBack));
+    }
+}
+
 TEST(DeepTree, AChainThatBitesItsTailIsAnErrorInBothWalks)
 {
     VOTSAssetNodeContainer kContainer;
@@ -85,8 +120,8 @@ TEST(DeepTree, AChainThatBitesItsTailIsAnErrorInBothWalks)
     LogCapture kLog;
     InOrder kOrder;
     EXPECT_EQ(1, VOTSAssetNodeContainerHelper::TraverseAssetNode(&kContainer, 0, 3, 1, &InOrder::Visit, &kOrder));
-    EXPECT_LE(kOrder.uNext, kDepth + 1);
-    EXPECT_NE(0u, kLog.Count());
+    EXPECT_EQ(kDepth + 1, kOrder.uNext) << "each folder once, and the first one as a child of the last";
+    EXPECT_EQ(1u, kLog.Count());
 
     votest::StdoutCapture kQuiet;
     EXPECT_EQ(0, kContainer.RemoveAssetNode(0u));

@@ -8,6 +8,7 @@ typedef VOTSAssetNodeContainerHelper Helper;
 
 const std::string kWalk = "VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal";
 const std::string kListFunction = "VOTSAssetNodeContainer::GetInfoNumberList";
+const std::string kLinkBack = ProcessError("!IsOnPath(uAssetIndex)", kWalk);
 
 // The ids in the order of the calls; stops at a chosen call, and returns what it is told to.
 struct Visits
@@ -27,6 +28,21 @@ struct Visits
         return rkVisits.nReturn;
     }
 };
+
+// Counts the calls, for walks that are too long to be kept.
+struct Count
+{
+    size_t uVisits = 0;
+
+    static int Visit(const structAssetNode&, void* pvParam, int&)
+    {
+        ++static_cast<Count*>(pvParam)->uVisits;
+        return 0;
+    }
+};
+
+// What any walk may visit; for each node of a large container it is 64.
+constexpr size_t kFewestVisits = 16'000'000;
 
 IDs Walk(const VOTSAssetNodeContainer& rkContainer, unsigned int uID, VOULONG dwType, int bSub)
 {
@@ -182,6 +198,16 @@ TEST(Traverse, TheInnerWalkTakesAndGivesTheStopFlag)
     EXPECT_EQ(1, bStop);
 }
 
+TEST(Traverse, ADerivedClassCanNameTheInnerWalk)
+{
+    auto* const pfnWalk = &OpenHelper::TraverseAssetNodeInternal;
+    Tree kTree;
+    Visits kVisits;
+    int bStop = 0;
+    EXPECT_EQ(1, pfnWalk(&kTree.kContainer, 0, 2, 0, &Visits::Visit, &kVisits, bStop));
+    EXPECT_THAT(kVisits.vecIDs, ElementsAre(3, 8));
+}
+
 TEST(Traverse, ANullCallbackIsLoggedWithResultOne)
 {
     Tree kTree;
@@ -228,6 +254,58 @@ TEST(Traverse, ACustomerWalksLikeItsProvider)
             EXPECT_EQ(Walk(kTree.kContainer, 0, dwType, bSub), Walk(kCustomer, 0, dwType, bSub));
         }
     }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Nodes that stand in several lists
+// ---------------------------------------------------------------------------------------------------------------------
+
+// Folders below "top", each with some files: x(1) 0, b(2) 10, c(3) 1; the files have the ids 4 to 14.
+void FillFolders(VOTSAssetNodeContainer& rkContainer)
+{
+    AddLinked(rkContainer, VOTEXT("top"), true, kNone);
+    AddLinked(rkContainer, VOTEXT("top/x"), true, 0);
+    AddLinked(rkContainer, VOTEXT("top/b"), true, 0);
+    AddLinked(rkContainer, VOTEXT("top/c"), true, 0);
+    for (unsigned int uFile = 0; uFile < 10; ++uFile)
+    {
+        AddLinked(rkContainer, (VOTEXT("top/b/") + Wide(std::to_string(uFile))).c_str(), false, 2);
+    }
+    AddLinked(rkContainer, VOTEXT("top/c/1"), false, 3);
+}
+
+TEST(Traverse, AFolderThatStandsTwiceInAListIsWalkedTwiceAndNothingBehindItIsLost)
+{
+    VOTSAssetNodeContainer kContainer;
+    FillFolders(kContainer);
+    // The hole that x leaves is filled by b, which stands behind it already.
+    ASSERT_NE(0, kContainer.RemoveAssetNodeChildIndex(0, 1));
+    ASSERT_NE(0, kContainer.InsertAssetNodeChildIndex(0, 2));
+    ASSERT_THAT(FoldersOf(kContainer, 0), ElementsAre(2, 2, 3));
+    LogCapture kLog;
+    EXPECT_THAT(Walk(kContainer, 0, 3, 1), ElementsAre(2, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13,  //
+                                                       2, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13,  //
+                                                       3, 14));
+    EXPECT_EQ(0u, kLog.Count());
+}
+
+TEST(Traverse, AListThatSeveralFoldersShareIsWalkedInEach)
+{
+    VOTSAssetNodeContainer kContainer;
+    FillFolders(kContainer);
+    const structAssetNode tsB = NodeOf(kContainer, 2);
+    for (const unsigned int uFolder : {1u, 3u})
+    {
+        ASSERT_NE(0, kContainer.SetAssetNodeChildIndex(uFolder, tsB.nChildFolderInfo, tsB.nChildFileInfo));
+    }
+    const MisalignedBlock kImage(ImageOf(kContainer), 1);
+    VOTSAssetNodeContainer kCustomer(LUMTrayService::AR_Customer);
+    ASSERT_NE(0, kCustomer.SetAlloc(kImage.As<ContainerImage>(), 0));
+    LogCapture kLog;
+    const IDs vecVisits = Walk(kContainer, 0, 3, 1);
+    EXPECT_EQ(33u, vecVisits.size());
+    EXPECT_EQ(vecVisits, Walk(kCustomer, 0, 3, 1));
+    EXPECT_EQ(0u, kLog.Count());
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -308,32 +386,30 @@ TEST(TraverseHostile, AListOfFoldersThatIsNotThereIsNamedAsSuch)
                     ProcessError("pkContainer->GetInfoNumberList(tsNode.nChildFolderInfo, vecChildIndex)", kWalk)));
 }
 
-TEST(TraverseHostile, AFolderThatIsItsOwnChildIsAnErrorAndNoLoop)
+TEST(TraverseHostile, AFolderThatIsItsOwnChildIsReportedAndNotEnteredAgain)
 {
     ModelContainer kModel = SmallModel();
-    kModel.vecNodes[5].uFolders = kModel.kNumbers.InsertList({5});
+    kModel.vecNodes[3].uFolders = kModel.kNumbers.InsertList({3});
     Customer kCustomer(kModel);
     LogCapture kLog;
-    const IDs vecVisits = Walk(kCustomer.kContainer, 0, 3, 1);
-    EXPECT_LE(vecVisits.size(), 7u);
-    EXPECT_GE(vecVisits.size(), 6u) << "the sound part is visited";
-    EXPECT_NE(0u, kLog.Count());
+    EXPECT_THAT(Walk(kCustomer.kContainer, 0, 3, 1), ElementsAre(1, 2, 3, 4, 3, 5, 6));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(kLinkBack));
 }
 
-TEST(TraverseHostile, ALinkBackToTheTopIsAnErrorAndNoLoop)
+TEST(TraverseHostile, WhatStandsBehindALinkBackIsWalked)
 {
     ModelContainer kModel = SmallModel();
-    kModel.vecNodes[5].uFolders = kModel.kNumbers.InsertList({0});
+    kModel.vecNodes[3].uFolders = kModel.kNumbers.InsertList({0, 5});
     Customer kCustomer(kModel);
     LogCapture kLog;
-    EXPECT_LE(Walk(kCustomer.kContainer, 0, 3, 1).size(), 7u);
-    EXPECT_NE(0u, kLog.Count());
+    EXPECT_THAT(Walk(kCustomer.kContainer, 0, 3, 1), ElementsAre(1, 2, 3, 4, 0, 5, 6, 5, 6));
+    EXPECT_THAT(kLog.Lines(), ElementsAre(kLinkBack));
     kLog.Clear();
-    EXPECT_LE(Walk(kCustomer.kContainer, 0, 0, 1).size(), 7u) << "also where nothing is reported";
-    EXPECT_NE(0u, kLog.Count());
+    EXPECT_THAT(Walk(kCustomer.kContainer, 0, 0, 1), IsEmpty()) << "also where nothing is reported";
+    EXPECT_THAT(kLog.Lines(), ElementsAre(kLinkBack));
 }
 
-TEST(TraverseHostile, SharedSubtreesDoNotMultiply)
+TEST(TraverseHostile, SharedSubtreesEndTheWalkAfterSixteenMillionVisits)
 {
     // Sixty levels, each of which holds the next one twice: 2^60 paths.
     ModelContainer kModel;
@@ -347,18 +423,71 @@ TEST(TraverseHostile, SharedSubtreesDoNotMultiply)
     }
     Customer kCustomer(kModel);
     LogCapture kLog;
-    EXPECT_LE(Walk(kCustomer.kContainer, 0, 3, 1).size(), 60u);
-    EXPECT_NE(0u, kLog.Count());
+    Count kCount;
+    EXPECT_EQ(1, Helper::TraverseAssetNode(&kCustomer.kContainer, 0, 3, 1, &Count::Visit, &kCount));
+    EXPECT_EQ(kFewestVisits, kCount.uVisits);
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("uVisitsLeft != 0", kWalk)));
 }
 
-TEST(TraverseHostile, AListWithMoreEntriesThanThereAreNodesIsCutShort)
+TEST(TraverseHostile, FoldersThatAllHoldEachOtherEndWithFewLines)
+{
+    // One list for all: behind each step there are as many links back as the walk is deep.
+    constexpr unsigned int kFolders = 300;
+    ModelContainer kModel;
+    IDs vecAll;
+    for (unsigned int uID = 0; uID < kFolders; ++uID)
+    {
+        kModel.Add(VOTEXT("d") + Wide(std::to_string(uID)), true, kNone);
+        vecAll.push_back(uID);
+    }
+    const unsigned int uList = kModel.kNumbers.InsertList(vecAll);
+    for (unsigned int uID = 0; uID < kFolders; ++uID)
+    {
+        kModel.vecNodes[uID].uFolders = uList;
+    }
+    Customer kCustomer(kModel);
+    LogCapture kLog;
+    votest::StdoutCapture kQuiet;
+    Count kCount;
+    EXPECT_EQ(1, Helper::TraverseAssetNode(&kCustomer.kContainer, 0, 3, 1, &Count::Visit, &kCount));
+    EXPECT_LE(kLog.Count(), 100'000u);
+    EXPECT_GE(kCount.uVisits, kFolders);
+    EXPECT_EQ(ProcessError("uVisitsLeft != 0", kWalk), kLog.Lines().back());
+}
+
+TEST(TraverseHostile, AListOfHolesThatManyFoldersShareEndsTheWalk)
+{
+    constexpr unsigned int kFolders = 2000;
+    ModelContainer kModel;
+    kModel.Add(VOTEXT("top"), true, kNone);
+    IDs vecFolders;
+    for (unsigned int uID = 1; uID <= kFolders; ++uID)
+    {
+        kModel.Add(VOTEXT("d") + Wide(std::to_string(uID)), true, kNone);
+        vecFolders.push_back(uID);
+    }
+    kModel.vecNodes[0].uFolders = kModel.kNumbers.InsertList(vecFolders);
+    const unsigned int uHoles = kModel.kNumbers.InsertList(IDs(20000, ModelNumbers::kHole));
+    for (unsigned int uID = 1; uID <= kFolders; ++uID)
+    {
+        kModel.vecNodes[uID].uFolders = uHoles;
+    }
+    Customer kCustomer(kModel);
+    LogCapture kLog;
+    Count kCount;
+    EXPECT_EQ(1, Helper::TraverseAssetNode(&kCustomer.kContainer, 0, 2, 1, &Count::Visit, &kCount));
+    EXPECT_EQ(kFewestVisits / 20000 + 1, kCount.uVisits) << "folders whose lists were gone through";
+    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("uHolesLeft != 0", kWalk)));
+}
+
+TEST(TraverseHostile, AListWithMoreEntriesThanThereAreNodesIsWalkedToItsEnd)
 {
     ModelContainer kModel = SmallModel();
     kModel.vecNodes[0].uFiles = kModel.kNumbers.InsertList(IDs(10000, 1));
     Customer kCustomer(kModel);
     LogCapture kLog;
-    EXPECT_LE(Walk(kCustomer.kContainer, 0, 1, 0).size(), 7u);
-    EXPECT_NE(0u, kLog.Count());
+    EXPECT_EQ(IDs(10000, 1), Walk(kCustomer.kContainer, 0, 1, 0));
+    EXPECT_EQ(0u, kLog.Count());
 }
 
 TEST(TraverseHostile, ARecordWithAnotherIdThanItsIndexDoesNoHarm)

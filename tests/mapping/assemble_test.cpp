@@ -1,6 +1,9 @@
 // The process-wide object over all sources: its life, its fan-out, and the lookup in one source or in all.
+#include <stdlib.h>
+
 #include <thread>
 
+#include "diagnostics/fresh_process.h"
 #include "mapping/mapping_test_tools.h"
 
 namespace
@@ -368,6 +371,60 @@ TEST_F(AssembleTest, InstanceFromManyThreadsGivesOneObject)
     }
     EXPECT_EQ(8, OpenAssemble::References());
     EXPECT_EQ(std::vector<VOTSFileMappingAssemble*>(8, vecSeen[0]), vecSeen);
+}
+
+TEST_F(AssembleTest, OnManyThreadsAnObjectIsThereFromInstanceToRelease)
+{
+    Publisher kPublisher;
+    kPublisher.Publish(AF_SOURCE, SourceModel());
+    const LogCapture kLog;
+    std::atomic<int> nMisses = 0;
+    std::vector<std::thread> vecThreads;
+    for (int nThread = 0; nThread < 4; ++nThread)
+    {
+        vecThreads.emplace_back(
+            [&nMisses]
+            {
+                for (int nRound = 0; nRound < 300; ++nRound)
+                {
+                    const VOTSFileMappingAssemble* pkAssemble = VOTSFileMappingAssemble::Instance();
+                    nMisses += pkAssemble->GetFileMappingInspector(AF_SOURCE) == nullptr ? 1 : 0;
+                    VOTSFileMappingAssemble::Release();
+                }
+            });
+    }
+    for (std::thread& rkThread : vecThreads)
+    {
+        rkThread.join();
+    }
+    EXPECT_EQ(0, nMisses);
+    EXPECT_EQ(0, OpenAssemble::References());
+    EXPECT_EQ(nullptr, OpenAssemble::Current());
+}
+
+TEST(AssembleDeathTest, ReleaseMayBeCalledFromAHookWhileInstanceReports)
+{
+    EXPECT_IN_FRESH_PROCESS({
+        static bool s_bCalled = false;
+        SetLogPrintfFunction(
+            [](VOLOG_PRIORITY, const char*)
+            {
+                s_bCalled = true;
+                VOTSFileMappingAssemble::Release();
+                return 0;
+            });
+        // Without an end, a thread that waits for itself would keep the test.
+        std::thread(
+            []
+            {
+                std::this_thread::sleep_for(std::chrono::seconds(20));
+                _Exit(3);
+            })
+            .detach();
+        CHECK_HERE(VOTSFileMappingAssemble::Instance() != nullptr);
+        CHECK_HERE(s_bCalled);
+        CHECK_HERE(OpenAssemble::References() == 1);
+    });
 }
 
 }  // namespace

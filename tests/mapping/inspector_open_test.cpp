@@ -157,34 +157,40 @@ struct OpenMembers : VOTSFileMappingInspector
     using VOTSFileMappingInspector::VOTSFileMappingInspector;
 };
 
+static_assert(std::is_same_v<decltype(OpenMembers::m_eSyncMode), SyncMode>);
+static_assert(std::is_same_v<decltype(OpenMembers::m_pMappingState), AssetNodeUpdateState*>);
+static_assert(std::is_same_v<decltype(OpenMembers::m_pAssetNodeAlloc), VOTSAssetNodeContainer::ContainerAlloc*>);
+static_assert(std::is_same_v<decltype(OpenMembers::m_hMappingState), void*>);
+static_assert(std::is_same_v<decltype(OpenMembers::m_uUpdateCount), unsigned int>);
+
 TEST(InspectorState, ADerivedClassSeesImageAndCountComeAndGoTogether)
 {
     Publisher kPublisher;
     kPublisher.Publish(AF_SOURCE, SourceModel());
     OpenMembers kReader(AF_SOURCE);
     EXPECT_EQ(AF_SOURCE, kReader.m_eaf);
-    EXPECT_EQ(SM_ASYNC, kReader.m_eSyncMode.load());
+    EXPECT_EQ(SM_ASYNC, kReader.m_eSyncMode);
     ASSERT_NE(nullptr, kReader.m_pkAssetNodeContainer);
     const auto ExpectNothing = [&kReader]
     {
-        EXPECT_EQ(nullptr, kReader.m_pAssetNodeAlloc.load());
-        EXPECT_EQ(0u, kReader.m_uUpdateCount.load());
+        EXPECT_EQ(nullptr, kReader.m_pAssetNodeAlloc);
+        EXPECT_EQ(0u, kReader.m_uUpdateCount);
         EXPECT_EQ(0u, kReader.m_pkAssetNodeContainer->GetAssetNodeCount());
     };
-    EXPECT_EQ(nullptr, kReader.m_pMappingState.load());
-    EXPECT_EQ(nullptr, kReader.m_hMappingState.load());
+    EXPECT_EQ(nullptr, kReader.m_pMappingState);
+    EXPECT_EQ(nullptr, kReader.m_hMappingState);
     ExpectNothing();
     ASSERT_EQ(ET_NONE, kReader.OpenMappingState());
-    EXPECT_NE(nullptr, kReader.m_hMappingState.load());
-    ASSERT_NE(nullptr, kReader.m_pMappingState.load());
+    EXPECT_NE(nullptr, kReader.m_hMappingState);
+    ASSERT_NE(nullptr, kReader.m_pMappingState);
     ExpectNothing();
     ASSERT_EQ(ET_NONE, kReader.OpenMappingData());
-    EXPECT_NE(nullptr, kReader.m_pAssetNodeAlloc.load());
-    EXPECT_EQ(kReader.m_pMappingState.load()->arrStateInfo[AF_SOURCE].uUpdateCount, kReader.m_uUpdateCount.load());
+    EXPECT_NE(nullptr, kReader.m_pAssetNodeAlloc);
+    EXPECT_EQ(kReader.m_pMappingState->arrStateInfo[AF_SOURCE].uUpdateCount, kReader.m_uUpdateCount);
     EXPECT_EQ(11u, kReader.m_pkAssetNodeContainer->GetAssetNodeCount());
     EXPECT_EQ(1, kReader.CloseMapping());
-    EXPECT_EQ(nullptr, kReader.m_pMappingState.load());
-    EXPECT_EQ(nullptr, kReader.m_hMappingState.load());
+    EXPECT_EQ(nullptr, kReader.m_pMappingState);
+    EXPECT_EQ(nullptr, kReader.m_hMappingState);
     ExpectNothing();
 }
 

@@ -100,6 +100,30 @@ TEST_F(InspectorWalk, TheStopFlagEndsEveryWalk)
     }
 }
 
+TEST_F(InspectorWalk, AListThatSeveralFoldersShareIsWalkedInEachByAllWalks)
+{
+    // Forty folders with one list of two files.
+    ModelContainer kModel = SourceModel();
+    std::vector<unsigned int> vecFolders;
+    for (unsigned int uFolder = 0; uFolder < 40; ++uFolder)
+    {
+        const VOWString strPath = VOTEXT("top/copy") + Wide(std::to_string(uFolder));
+        vecFolders.push_back(static_cast<unsigned int>(kModel.vecNodes.size()));
+        kModel.Add(strPath, true, kNone);
+        kModel.vecNodes.back().uFiles = kModel.vecNodes[6].uFiles;
+    }
+    kModel.vecNodes[0].uFolders = kModel.kNumbers.InsertList(vecFolders);
+    m_kPublisher.Publish(AF_SOURCE, kModel);
+    ASSERT_EQ(ET_NONE, m_kReader.ReMappingData());
+    LogCapture kLog;
+    EXPECT_EQ(5u + 40 * 3, All(0, 3, 1).size());
+    EXPECT_EQ(2u + 40, Merge(0, 1, 1).size());
+    EXPECT_EQ(1u + 40, Name(VOTEXT("ab"), 0).size());
+    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(1u + 40, Extension(VOTEXT("txt|tga"), 1).size());
+    EXPECT_EQ(1u, kLog.Count()) << "the file without an extension";
+}
+
 // ---------------------------------------------------------------------------------------------------------------------
 // Merge signs
 // ---------------------------------------------------------------------------------------------------------------------
@@ -354,6 +378,24 @@ TEST_F(InspectorWalk, NodesOfACallAreCopies)
     ASSERT_EQ(2u, kKeep.vecNodes.size());
     EXPECT_TRUE(SameBytes(SourceModel().vecNodes[1].Node(), BytesOf(kKeep.vecNodes[0])));
     EXPECT_TRUE(SameBytes(SourceModel().vecNodes[8].Node(), BytesOf(kKeep.vecNodes[1])));
+}
+
+TEST_F(InspectorWalk, ALongTextIsReadUpToTheAddressesBehindItWhateverThoseAre)
+{
+    // A bMatchCase whose halves are both other than zero doesn't end the text, and neither do the units behind it,
+    // which are the text's own. What follows are addresses.
+    VOWString strText(120, VOTEXT('q'));
+    strText[102] = VOTEXT('r');
+    const VOWString strRead = strText.substr(0, 100) + VOWString(2, 1) + VOTEXT("rq");
+    ModelContainer kModel;
+    kModel.Add(VOTEXT("top"), true, kNone);
+    kModel.Add(VOTEXT("top/") + strRead + VOTEXT(".x"), false, 0);
+    kModel.Add(VOTEXT("top/name.") + strRead, false, 0);
+    kModel.Add(VOTEXT("top/other.y"), false, 0);
+    m_kPublisher.Publish(AF_SOURCE, kModel);
+    ASSERT_EQ(ET_NONE, m_kReader.ReMappingData());
+    EXPECT_THAT(Name(strText, 0x00010001), ElementsAre(1));
+    EXPECT_THAT(Extension(strText, 0x00010001), ElementsAre(2));
 }
 
 }  // namespace

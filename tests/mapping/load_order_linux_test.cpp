@@ -1,75 +1,22 @@
-// The order of the steps of a load that succeeds. Such a load logs nothing, but it traces each check, and tracing needs
-// a terminal: the test makes one, in a process of its own.
-#include <fcntl.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
+// The order of the steps of a load. A load that succeeds logs nothing, but it traces each check, and tracing needs a
+// terminal: the test makes one, in a process of its own.
+#include <signal.h>
+#include <sys/mman.h>
+
+#include <algorithm>
 
 #include "diagnostics/fresh_process.h"
 #include "mapping/mapping_test_tools.h"
+#include "support/trace_lines_linux.h"
 
 namespace
 {
 using namespace mappingtest;
+using votest::TraceLines;
 
-struct Step
+std::string TraceOf(const std::string& strExpression, const char* pszFunction)
 {
-    std::string strText;
-    unsigned int uReaders;
-};
-
-struct Watch
-{
-    const Publisher* pkPublisher = nullptr;
-    std::vector<Step> vecSteps;
-    unsigned int uNewCount = 0;  // put in place when a reader is first seen inside
-    int nTerminal = -1;
-
-    static Watch& Get()
-    {
-        static Watch s_kWatch;
-        return s_kWatch;
-    }
-    static int Trace(VOLOG_PRIORITY, const char* pszText)
-    {
-        Watch& rkWatch = Get();
-        const unsigned int uReaders = rkWatch.pkPublisher->Readers(AF_SOURCE);
-        rkWatch.vecSteps.push_back({votest::WithoutLineNumber(pszText), uReaders});
-        if (uReaders != 0 && rkWatch.uNewCount != 0)
-        {
-            rkWatch.pkPublisher->SetCount(AF_SOURCE, rkWatch.uNewCount);
-            rkWatch.uNewCount = 0;
-        }
-        // What goes to the terminal has to be taken from it.
-        char szDrained[4096];
-        while (read(rkWatch.nTerminal, szDrained, sizeof(szDrained)) > 0)
-        {
-        }
-        return 0;
-    }
-
-    // Where a text is first traced; the number of steps when it isn't.
-    size_t Find(const std::string& strText) const
-    {
-        size_t uStep = 0;
-        while (uStep < vecSteps.size() && vecSteps[uStep].strText.find(strText) == std::string::npos)
-        {
-            ++uStep;
-        }
-        return uStep;
-    }
-};
-
-void OpenTrace()
-{
-    CHECK_HERE(setsid() > 0);
-    const int nMaster = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
-    CHECK_HERE(nMaster >= 0 && grantpt(nMaster) == 0 && unlockpt(nMaster) == 0);
-    const int nSlave = open(ptsname(nMaster), O_RDWR);
-    CHECK_HERE(nSlave >= 0);
-    ioctl(nSlave, TIOCSCTTY, 0);
-    Watch::Get().nTerminal = nMaster;
-    SetTracePrintFunction(&Watch::Trace);
-    SetTracePrintEnable(1, 1);
+    return TraceLines::Line(strExpression, kInspector + pszFunction);
 }
 
 void LoadUnderWatch()
@@ -78,31 +25,46 @@ void LoadUnderWatch()
     kPublisher.Publish(AF_SOURCE, SourceModel());
     ClosingInspector kReader;
     CHECK_HERE(kReader.OpenMappingState() == ET_NONE);
-    Watch& rkWatch = Watch::Get();
-    rkWatch.pkPublisher = &kPublisher;
-    OpenTrace();
 
-    rkWatch.uNewCount = 4321;
-    CHECK_HERE(kReader.OpenMappingData() == ET_NONE);
-    SetTracePrintEnable(0, 0);
-    CHECK_HERE(rkWatch.uNewCount == 0);  // the change was made while the reader was inside
+    // The count is moved when the reader is first seen inside.
+    unsigned int uNewCount = 4321;
+    std::vector<unsigned int> vecReaders;
+    ErrorType eResult = ET_RESERVED;
+    const Lines vecLines = TraceLines::Of([&] { eResult = kReader.OpenMappingData(); },
+                                          [&](const std::string&)
+                                          {
+                                              vecReaders.push_back(kPublisher.Readers(AF_SOURCE));
+                                              if (vecReaders.back() != 0 && uNewCount != 0)
+                                              {
+                                                  kPublisher.SetCount(AF_SOURCE, uNewCount);
+                                                  uNewCount = 0;
+                                              }
+                                          });
+    CHECK_HERE(eResult == ET_NONE);
+    CHECK_HERE(uNewCount == 0);
     CHECK_HERE(kReader.LastErrorType() == ET_NONE);
     CHECK_HERE(kPublisher.Word(AF_SOURCE, 1) == 4321);
     CHECK_HERE(kReader.GetAssetNodeCount() == 11);
 
     // The three checks before the count is raised, in their order; attaching after it is lowered.
-    const size_t uContainer = rkWatch.Find("TracePrintf(m_pkAssetNodeContainer)");
-    const size_t uName = rkWatch.Find("TracePrintf(ASSETNODE_MAPPING_VIEW_STRING(m_eaf))");
-    const size_t uUnmap = rkWatch.Find("TracePrintf(UnMappingView_AssetNodes())");
-    const size_t uAttach = rkWatch.Find("TracePrintf(::strcmp(pAlloc->szVersion");
-    CHECK_HERE(uContainer < uName && uName < uUnmap && uUnmap < uAttach && uAttach < rkWatch.vecSteps.size());
-    bool bInside = false;
-    for (size_t uStep = 0; uStep < rkWatch.vecSteps.size(); ++uStep)
+    const auto Find = [&vecLines](const std::string& strText)
     {
-        const unsigned int uReaders = rkWatch.vecSteps[uStep].uReaders;
-        bInside = bInside || uReaders == 1;
-        CHECK_HERE(uReaders <= 1);
-        CHECK_HERE(uReaders == 0 || (uStep > uUnmap && uStep < uAttach));
+        return static_cast<size_t>(std::find_if(vecLines.begin(), vecLines.end(),
+                                                [&strText](const std::string& strLine)
+                                                { return strLine.find(strText) != std::string::npos; }) -
+                                   vecLines.begin());
+    };
+    const size_t uContainer = Find("TracePrintf(m_pkAssetNodeContainer)");
+    const size_t uName = Find("TracePrintf(ASSETNODE_MAPPING_VIEW_STRING(m_eaf))");
+    const size_t uUnmap = Find("TracePrintf(UnMappingView_AssetNodes())");
+    const size_t uAttach = Find("TracePrintf(::strcmp(pAlloc->szVersion");
+    CHECK_HERE(uContainer < uName && uName < uUnmap && uUnmap < uAttach && uAttach < vecLines.size());
+    bool bInside = false;
+    for (size_t uStep = 0; uStep < vecLines.size(); ++uStep)
+    {
+        bInside = bInside || vecReaders[uStep] == 1;
+        CHECK_HERE(vecReaders[uStep] <= 1);
+        CHECK_HERE(vecReaders[uStep] == 0 || (uStep > uUnmap && uStep < uAttach));
     }
     CHECK_HERE(bInside);
     CHECK_HERE(kPublisher.Readers(AF_SOURCE) == 0);
@@ -111,6 +73,84 @@ void LoadUnderWatch()
 TEST(LoadOrderDeathTest, TheCountIsRaisedAfterTheChecksLoweredBeforeTheAttachAndAChangeInsideIsTakenOver)
 {
     EXPECT_IN_FRESH_PROCESS({ LoadUnderWatch(); });
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The moment at which a reader leaves: its view of the state can't be written then, and the fault that the step of the
+// reader count runs into publishes.
+// ---------------------------------------------------------------------------------------------------------------------
+
+class OpenMembers : public ClosingInspector
+{
+public:
+    using VOTSFileMappingInspector::m_pMappingState;
+};
+
+AssetNodeUpdateState* g_pState = nullptr;
+volatile sig_atomic_t g_nFaults = 0;
+
+void PublishAtTheFault(int)
+{
+    g_nFaults = g_nFaults + 1;
+    mprotect(g_pState, 4096, PROT_READ | PROT_WRITE);
+    g_pState->arrStateInfo[AF_SOURCE].uUpdateCount = 4321;
+}
+
+void LoadWhileOneIsPublishedAsTheReaderLeaves()
+{
+    Publisher kPublisher;
+    kPublisher.Publish(AF_SOURCE, SourceModel());
+    OpenMembers kReader;
+    CHECK_HERE(kReader.OpenMappingState() == ET_NONE);
+    g_pState = kReader.m_pMappingState;
+    signal(SIGSEGV, &PublishAtTheFault);
+
+    ErrorType eResult = ET_RESERVED;
+    TraceLines::Of([&] { eResult = kReader.OpenMappingData(); },
+                   [&](const std::string&)
+                   {
+                       if (g_nFaults == 0 && kPublisher.Readers(AF_SOURCE) != 0)
+                       {
+                           mprotect(g_pState, 4096, PROT_READ);
+                       }
+                   });
+    CHECK_HERE(g_nFaults == 1);
+    CHECK_HERE(eResult == ET_NONE);
+    CHECK_HERE(kReader.GetAssetNodeCount() == 11);
+    CHECK_HERE(kPublisher.Readers(AF_SOURCE) == 0);
+    CHECK_HERE(kReader.LastErrorType() == ET_DATA_OUTDATED);
+}
+
+TEST(LoadOrderDeathTest, APublicationAsTheReaderLeavesShowsAsAChange)
+{
+    EXPECT_IN_FRESH_PROCESS({ LoadWhileOneIsPublishedAsTheReaderLeaves(); });
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Clean-up calls are checked, so that a trace shows them
+// ---------------------------------------------------------------------------------------------------------------------
+
+void CleanUpUnderTrace()
+{
+    Publisher kPublisher;
+    kPublisher.Publish(AF_SOURCE, SourceModel());
+    ClosingInspector kReader;
+    CHECK_HERE(kReader.OpenMappingState() == ET_NONE);
+    const auto Trace = [](const std::function<void()>& kFunction, const char* pszFunction)
+    {
+        const Lines vecLines = TraceLines::Of(kFunction);
+        return std::count(vecLines.begin(), vecLines.end(), TraceOf("UnMappingView_AssetNodes()", pszFunction));
+    };
+    CHECK_HERE(Trace([&] { CHECK_HERE(kReader.ReMappingData() == ET_NONE); }, "ReMappingData") == 1);
+    kPublisher.PublishBlock(AF_SOURCE, Bytes(40, 0));
+    CHECK_HERE(Trace([&] { CHECK_HERE(kReader.OpenMappingData() == ET_DATA_UNAVAILABLE); }, "MappingView_AssetNodes") ==
+               2);
+    CHECK_HERE(Trace([&] { CHECK_HERE(kReader.CloseMapping() == 1); }, "CloseMapping") == 1);
+}
+
+TEST(LoadOrderDeathTest, TheCleanUpOfReloadFailedLoadAndCloseIsTraced)
+{
+    EXPECT_IN_FRESH_PROCESS({ CleanUpUnderTrace(); });
 }
 
 }  // namespace

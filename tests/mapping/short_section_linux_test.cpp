@@ -14,6 +14,19 @@ public:
     using VOTSFileMappingAssemble::_SetupInspector;
 };
 
+const std::string kSetup = "VOTSFileMappingAssemble::_SetupInspector";
+
+TEST(ShortStateSection, OfAnyOtherTextIsAMismatch)
+{
+    for (const char* pszText : {"abc", "version.2.", "version.2.3", "x"})
+    {
+        Publisher kPublisher{Bytes(pszText, pszText + strlen(pszText))};
+        ClosingInspector kReader;
+        EXPECT_EQ(ET_VERSION_MISMATCH, kReader.OpenMappingState()) << pszText;
+        EXPECT_EQ(ET_STATE_UNAVAILABLE, kReader.LastErrorType());
+    }
+}
+
 TEST(ShortStateSection, OfEveryLengthBelow132IsRefusedByAnInspectorAndGivenBack)
 {
     QuietLoop kQuiet;
@@ -28,7 +41,8 @@ TEST(ShortStateSection, OfEveryLengthBelow132IsRefusedByAnInspectorAndGivenBack)
         Publisher kPublisher{Bytes(vecWhole.begin(), vecWhole.begin() + static_cast<ptrdiff_t>(uSize))};
         ClosingInspector kReader(LUMTrayService::AF_MERGETARGET);
         const ErrorType eResult = kReader.OpenMappingState();
-        EXPECT_TRUE(eResult == ET_STATE_UNAVAILABLE || eResult == ET_VERSION_MISMATCH) << uSize << ": " << eResult;
+        // Behind the end of a section stand zeros, as in the rest of a page: so eleven bytes hold the whole version.
+        EXPECT_EQ(uSize < 11 ? ET_VERSION_MISMATCH : ET_STATE_UNAVAILABLE, eResult) << uSize;
         EXPECT_EQ(ET_STATE_UNAVAILABLE, kReader.LastErrorType());
         EXPECT_EQ(ET_STATE_UNAVAILABLE, kReader.OpenMappingData());
     }
@@ -49,7 +63,12 @@ TEST(ShortStateSection, OfEveryLengthBelow132GivesAnAssembleWithoutSources)
         BareAssemble kAssemble;
         LogCapture kLog;
         EXPECT_EQ(0, kAssemble._SetupInspector()) << uSize;
-        EXPECT_NE(0u, kLog.Count());
+        EXPECT_THAT(kLog.Lines(),
+                    ElementsAre(uSize < 11 ? ProcessError("::strcmp(pMappingState->szVersion, "
+                                                          "FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == 0",
+                                                          kSetup)
+                                           : "VO_PROCESS_ERROR_FALSE at line # in " + kSetup + "\n"))
+            << uSize;
     }
 }
 

@@ -2,6 +2,7 @@
 #include "platform/wide_scan.h"
 
 #include <random>
+#include <string>
 
 #include "tests/platform/platform_test_support.h"
 
@@ -57,6 +58,7 @@ void CompareWithPlainFold(const VOWString& strFrom, unsigned uCapacity, bool bLo
     const std::unique_ptr<unsigned char[]> pFrom(new unsigned char[uFromOffset + uFromBytes]);
     memcpy(pFrom.get() + uFromOffset, strFrom.c_str(), uFromBytes);
     const std::unique_ptr<unsigned char[]> pTo(new unsigned char[uToOffset + uCapacity * sizeof(VOWCHAR)]);
+    memset(pTo.get(), '#', uToOffset + uCapacity * sizeof(VOWCHAR));
     VOWCHAR* const pszTo = reinterpret_cast<VOWCHAR*>(pTo.get() + uToOffset);
 
     bool bColon = false;
@@ -70,6 +72,12 @@ void CompareWithPlainFold(const VOWString& strFrom, unsigned uCapacity, bool bLo
     ASSERT_EQ(0, strTo.back());
     strTo.pop_back();
     ASSERT_EQ(expected.strText, strTo);
+
+    // Behind the terminator lies what lay there before.
+    const size_t uWritten = uToOffset + (uLength + 1) * sizeof(VOWCHAR);
+    ASSERT_EQ(std::string(uToOffset + uCapacity * sizeof(VOWCHAR) - uWritten, '#'),
+              std::string(reinterpret_cast<char*>(pTo.get()) + uWritten,
+                          reinterpret_cast<char*>(pTo.get()) + uToOffset + uCapacity * sizeof(VOWCHAR)));
 }
 }  // namespace
 
@@ -116,6 +124,19 @@ TEST(FoldCopy, LeavesNothingOfTheMemoryBehindTheText)
     VOWCHAR szTo[32] = {};
     EXPECT_EQ(5u, VOFoldCopy(szTo, szFrom, 32, false, nullptr));
     EXPECT_EQ(VOWString(5, VOWCHAR{'!'}) + VOWString(27, 0), VOWString(szTo, 32));
+}
+
+TEST(FoldCopy, FoldsATextInPlace)
+{
+    const VOWString strFrom = Wide("C:\\Some\\FOLDER\\With A\\Long\\Path\\And.File");
+    for (size_t uLength = 0; uLength <= strFrom.size(); ++uLength)
+    {
+        VOWString strBuffer = strFrom.substr(0, uLength) + VOWString(1, 0) + VOWString(20, VOWCHAR{'#'});
+        ASSERT_EQ(uLength, VOFoldCopy(strBuffer.data(), strBuffer.data(), 260, true, nullptr));
+        ASSERT_EQ(
+            FoldPlainly(strFrom.substr(0, uLength), 260, true).strText + VOWString(1, 0) + VOWString(20, VOWCHAR{'#'}),
+            strBuffer);
+    }
 }
 
 TEST(FoldCopy, DoesNotSeeAColonBehindTheCut)

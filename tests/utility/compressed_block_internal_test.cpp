@@ -4,8 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/fault_points.h"
 #include "support/bytes.h"
 #include "support/random.h"
+#include "utility/block_format.h"
 #include "vo_utility.h"
 
 using namespace votest;
@@ -102,4 +104,35 @@ TEST(CompressedBlockStream, OfABareCallIsDecompressed)
         ASSERT_EQ(1, VODeCompressBuffer_lzo1x(&pbResult, &uSize, kBlock.Data()));
         ASSERT_TRUE(SameBytes(vecSource, TakeBytes(pbResult, uSize)));
     }
+}
+
+namespace
+{
+// Five bytes "A", then the end mark; the head claims more than nine bytes can hold.
+const Bytes kFive = FromHex("16 41 41 41 41 41 11 00 00");
+constexpr uint64_t kClaimed = 1'000'000;
+}  // namespace
+
+TEST(CompressedBlockRoom, ThatCannotBeHadIsMadeAsSmallAsTheStreamAllows)
+{
+    Bytes vecBlock = ByteBuilder().U64(kClaimed).U64(kFive.size()).Append(kFive).Zeros(8).Result();
+    unsigned char* pbResult = nullptr;
+    unsigned int uSize = 0;
+    VOFaultArm("VOTryAllocate", 1, false);
+    EXPECT_EQ(1, VODeCompressBuffer_lzo1x(&pbResult, &uSize, vecBlock.data()));
+    EXPECT_NE(0, VOFaultFired());
+    VOFaultDisarm();
+    EXPECT_TRUE(SameBytes(Bytes(5, 'A'), TakeBytes(pbResult, uSize)));
+}
+
+TEST(CompressedBlockRoom, IsNotAskedForByAClaimThatIsNotTrusted)
+{
+    unsigned char* pbResult = nullptr;
+    unsigned int uSize = 0;
+    VOFaultArm("VOTryAllocate", 1, false);
+    EXPECT_EQ(1,
+              VODeCompressBuffer_lzo1x(&pbResult, &uSize, VOCompressedBlockHead{kClaimed, kFive.size()}, kFive.data()));
+    EXPECT_EQ(0, VOFaultFired());
+    VOFaultDisarm();
+    EXPECT_TRUE(SameBytes(Bytes(5, 'A'), TakeBytes(pbResult, uSize)));
 }
