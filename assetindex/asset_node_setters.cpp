@@ -1,5 +1,6 @@
 // The setters of the node store. They write into a record of a Provider and touch nothing else: not the parent's
 // lists, not the index, not the key.
+#include "assetindex/no_index.h"
 #include "containers/text_access.h"
 #include "containers/vots_number_container.h"
 #include "vots_asset_node_container.h"
@@ -8,8 +9,6 @@ namespace
 {
 
 using LUMTrayService::structAssetNode;
-
-constexpr unsigned int kNone = static_cast<unsigned int>(-1);
 
 }  // namespace
 

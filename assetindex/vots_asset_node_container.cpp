@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "assetindex/no_index.h"
 #include "assetindex/path_functions.h"
 #include "containers/text_access.h"
 #include "containers/vots_number_container.h"
@@ -12,8 +13,6 @@
 
 namespace
 {
-
-constexpr unsigned int kNone = static_cast<unsigned int>(-1);
 
 // Bytes in front of a walk: eight records.
 constexpr size_t kReadAhead = 8 * sizeof(structAssetNodeParam);

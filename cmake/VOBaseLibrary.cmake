@@ -20,7 +20,6 @@ vobase_library_settings(vobase_objects)
 target_link_libraries(vobase_objects PRIVATE vo_platform LZO::LZO)
 target_compile_definitions(vobase_objects PRIVATE $<IF:$<BOOL:${BUILD_SHARED_LIBS}>,VOBASE_BUILD,VOBASE_STATIC>)
 vobase_join(vobase_objects)
-set_source_files_properties(${PROJECT_SOURCE_DIR}/containers/vo_string_hash_set_customer.cpp ${PROJECT_SOURCE_DIR}/assetindex/asset_node_setters.cpp ${PROJECT_SOURCE_DIR}/diagnostics/stack_walker.cpp ${PROJECT_SOURCE_DIR}/config/z_ini_file.cpp ${PROJECT_SOURCE_DIR}/fileevent/detect_thread.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 # A benchmark links another one of it in front of the rest.
 set_source_files_properties(${PROJECT_SOURCE_DIR}/containers/ordered_index.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 

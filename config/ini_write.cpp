@@ -3,12 +3,12 @@
 
 #include "config/file_read_only.h"
 #include "config/ini_chain.h"
+#include "config/ini_numbers.h"
 #include "diagnostics/check.h"
 
 namespace
 {
 
-constexpr const char* kDefaultDoubleFormat = "%1.10lE";
 constexpr size_t kDoubleTextSize = 32;
 
 bool IsThere(DWORD uAttributes)

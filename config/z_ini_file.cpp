@@ -9,23 +9,19 @@
 #include <memory>
 #include <string>
 
+#include "config/ini_numbers.h"
 #include "diagnostics/check.h"
+#include "platform/vo_owners.h"
 
 namespace
 {
 
 constexpr int kLineLimit = 255;          // of fgets: 254 characters and the terminator
 constexpr size_t kNumberTextSize = 512;  // any double with the formats in use
-constexpr const char* kDefaultDoubleFormat = "%1.10lE";
 
 // "%s has a problem, please make sure that the first line has a [section]", in the GBK code page.
 constexpr const char* kFirstLineRefused =
     "%s\xD3\xD0\xCE\xCA\xCC\xE2\xA3\xAC\xC7\xEB\xC8\xB7\xC8\xCF\xB5\xDA\xD2\xBB\xD0\xD0\xD3\xD0[section]";
-
-struct CloseFile
-{
-    void operator()(FILE* pFile) const { fclose(pFile); }
-};
 
 struct UpperTable
 {
@@ -122,7 +118,7 @@ int ZIniFile::OpenIniFile(const char* pFileName, bool)
     // The name may be a text of the chain that goes.
     const std::string strFileName = pFileName != nullptr ? pFileName : "";
     FILE* pIniFile = nullptr;
-    std::unique_ptr<FILE, CloseFile> pGuard;
+    std::unique_ptr<FILE, VOCloseFile> pGuard;
     // The search of the first line looks at what fgets left, zeros too: the line end behind it is one that always ends
     // it.
     char szLine[kLineLimit + 1];

@@ -6,6 +6,7 @@
 #include "config/file_read_only.h"
 #include "config/shared_paths.h"
 #include "diagnostics/check.h"
+#include "platform/vo_owners.h"
 
 namespace
 {
@@ -31,11 +32,6 @@ void DropPath(char* pszPath)
         delete[] pszPath;
     }
 }
-
-struct CloseFile
-{
-    void operator()(FILE* pFile) const { fclose(pFile); }
-};
 
 }  // namespace
 
@@ -69,7 +65,7 @@ int ZMdlFile::OpenMdlFile(const char* pszFilePath, bool bCreate)
     int nResult = 0;
     char szLine[kPathSize];
     FILE* pMdlFile = VOOpenFile(pszFilePath, bCreate ? "w" : "r");
-    std::unique_ptr<FILE, CloseFile> pGuard(pMdlFile);
+    std::unique_ptr<FILE, VOCloseFile> pGuard(pMdlFile);
     VO_PROCESS_ERROR(pMdlFile);
 
     while (!bCreate && fgets(szLine, sizeof(szLine), pMdlFile) != nullptr)
@@ -131,7 +127,7 @@ int ZMdlFile::WriteMdlFile(const char* pszFilePath)
 {
     int nResult = 0;
     FILE* pMdlFile = nullptr;
-    std::unique_ptr<FILE, CloseFile> pGuard;
+    std::unique_ptr<FILE, VOCloseFile> pGuard;
     // A missing file has all attribute bits set; clearing one then fails, and does no harm.
     if ((GetFileAttributesA(pszFilePath) & FILE_ATTRIBUTE_READONLY) != 0)
     {

@@ -1,13 +1,11 @@
 // The Customer's side of a string set: a read-only view that works on the tables inside an image. No map is built,
 // and a lookup allocates nothing.
+#include "containers/hash_mask.h"
 #include "diagnostics/check.h"
 #include "vo_string_hash_set.h"
 
 namespace
 {
-
-constexpr VOULONG kMaskPrimary = 1;
-constexpr VOULONG kMaskConflict = 2;
 
 }  // namespace
 

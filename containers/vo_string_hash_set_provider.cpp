@@ -5,14 +5,12 @@
 //   record             { text in the pool, state, mask of the maps needed, both hashes }
 //
 // An insertion only ever appends a record; removing marks one. Handles stay, texts may move.
+#include "containers/hash_mask.h"
 #include "diagnostics/check.h"
 #include "vo_string_hash_set.h"
 
 namespace
 {
-
-constexpr VOULONG kMaskPrimary = 1;
-constexpr VOULONG kMaskConflict = 2;
 
 unsigned int RecordOf(void* hString)
 {

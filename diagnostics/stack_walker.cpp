@@ -7,6 +7,7 @@
 
 #include "diagnostics/stack_walker_binding.h"
 #include "platform/vo_memory.h"
+#include "platform/vo_owners.h"
 #include "platform/vo_process.h"
 #include "vo_stack_walker.h"
 
@@ -16,17 +17,11 @@ namespace
 constexpr int kBuildSearchPath = 16;
 constexpr int kAllOptions = 63;
 constexpr size_t kSearchPathSize = 4096;
-constexpr size_t kTextSize = 1024;
 constexpr DWORD kContextFlags = 0x10000B;
 constexpr DWORD kMachineX64 = 0x8664;
 constexpr DWORD kNameOnly = 0x1000;
 constexpr size_t kSymbolRecordSize = sizeof(VODebugSymbol) + kTextSize;  // 1,056
 constexpr const char* kSymbolServer = "https://msdl.microsoft.com/download/symbols";
-
-struct FreeBlock
-{
-    void operator()(void* pvBlock) const { free(pvBlock); }
-};
 
 // A copy with an owner that frees it; empty for a null text and when memory runs out.
 std::shared_ptr<char> CopyOwned(const char* pszText)
@@ -42,7 +37,7 @@ std::shared_ptr<char> CopyOwned(const char* pszText)
         return nullptr;
     }
     memcpy(pszCopy, pszText, uSize);
-    return std::shared_ptr<char>(pszCopy, FreeBlock());
+    return std::shared_ptr<char>(pszCopy, VOFreeBlock());
 }
 
 // A text of the system's, however long. fnGive writes it to a buffer and says how long it is, or would be.
@@ -86,7 +81,7 @@ std::string ProgramFolder()
     return uCut != std::string::npos ? strProgram.substr(0, uCut) : "";
 }
 
-const char* SymbolTypeText(int nType)
+const char* WalkedTypeText(int nType)
 {
     static const char* const s_apszText[] = {"-nosymbols-", "COFF", "CV",  "PDB",    "-exported-",
                                              "-deferred-",  "SYM",  "DIA", "Virtual"};
@@ -170,7 +165,7 @@ StackWalker& StackWalker::operator=(const StackWalker& rkOther)
 // Each part ends with ";". Empty when memory runs out.
 std::shared_ptr<char> StackWalker::BuildSearchPath() const
 {
-    std::shared_ptr<char> pszPath(static_cast<char*>(VOTryAllocate(kSearchPathSize)), FreeBlock());
+    std::shared_ptr<char> pszPath(static_cast<char*>(VOTryAllocate(kSearchPathSize)), VOFreeBlock());
     if (pszPath == nullptr)
     {
         return nullptr;
@@ -311,8 +306,8 @@ void StackWalker::WalkFrames(void* hThread, CONTEXT& rContext)
     kFrame.kStack = {rContext.Rsp, 0, kVOFlatAddress};
 
     // Too large for a stack that may be nearly used up when a program reports its crash.
-    const std::unique_ptr<void, FreeBlock> pSymbol(VOTryAllocate(kSymbolRecordSize));
-    const std::unique_ptr<CallstackEntry, FreeBlock> pEntry(
+    const std::unique_ptr<void, VOFreeBlock> pSymbol(VOTryAllocate(kSymbolRecordSize));
+    const std::unique_ptr<CallstackEntry, VOFreeBlock> pEntry(
         static_cast<CallstackEntry*>(VOTryAllocate(sizeof(CallstackEntry))));
     if (pSymbol == nullptr || pEntry == nullptr)
     {
@@ -395,7 +390,7 @@ void StackWalker::DescribeFrame(CallstackEntry& rEntry, void* pSymbolRecord)
     if (m_Internal.GetModuleInfo(m_hProcess, ullAddress, &kModule) != 0)
     {
         rEntry.nSymType = kModule.SymType;
-        rEntry.pszSymTypeString = SymbolTypeText(kModule.SymType);
+        rEntry.pszSymTypeString = WalkedTypeText(kModule.SymType);
         CopyText(rEntry.szModuleName, kModule.ModuleName, sizeof(kModule.ModuleName));
         rEntry.uBaseOfImage = kModule.BaseOfImage;
         CopyText(rEntry.szLoadedImageName, kModule.LoadedImageName, sizeof(kModule.LoadedImageName));

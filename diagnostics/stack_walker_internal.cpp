@@ -14,7 +14,6 @@ namespace
 {
 
 constexpr size_t kModuleRecordRoom = 4096;
-constexpr size_t kTextSize = 1024;
 constexpr size_t kModuleListSize = 8096;
 constexpr int kFetchFileVersion = 8;
 constexpr DWORD kMoreSymbolOptions = 0x210;  // load lines, fail critical errors
@@ -59,9 +58,10 @@ Procedure Bind(void* hLibrary, const char* pszName)
         reinterpret_cast<uintptr_t>(GetProcAddress(static_cast<HMODULE>(hLibrary), pszName)));
 }
 
-const char* SymbolTypeText(int nType)
+const char* ListedTypeText(int nType)
 {
-    // Value 7 has no name here, and value 9 has one, other than in a walk: both tables are as stated.
+    // Value 7 has no name here, and value 9 has one, other than in the reports of frames: readers of reports know both
+    // tables.
     static const char* const s_apszText[] = {"-nosymbols-", "COFF", "CV",        "PDB",     "-exported-",
                                              "-deferred-",  "SYM",  "-unknown-", "Virtual", "DIA"};
     return nType >= 0 && static_cast<size_t>(nType) < std::size(s_apszText) ? s_apszText[nType] : "-unknown-";
@@ -329,7 +329,7 @@ VOULONG StackWalkerInternal::LoadModule(void* hProcess, const char* pszImage, co
     const char* pszLoadedImage = "";
     if (GetModuleInfo(hProcess, uBase, &kModule) != 0)
     {
-        pszSymbolType = SymbolTypeText(kModule.SymType);
+        pszSymbolType = ListedTypeText(kModule.SymType);
         kModule.LoadedImageName[sizeof(kModule.LoadedImageName) - 1] = 0;
         pszLoadedImage = kModule.LoadedImageName;
     }

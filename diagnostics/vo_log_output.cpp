@@ -5,6 +5,7 @@
 #include <string>
 
 #include "diagnostics/check.h"
+#include "platform/vo_owners.h"
 
 namespace
 {
@@ -46,11 +47,6 @@ void MakeFolders(const char* pszPath, size_t uFirst)
         }
     }
 }
-
-struct CloseFile
-{
-    void operator()(FILE* pFile) const { fclose(pFile); }
-};
 
 }  // namespace
 
@@ -100,7 +96,7 @@ int VOLogOutput::OutputPrintf(VOLOG_PRIORITY emPriority, const char* pszText)
     char szPriority[kPriorityTextSize];
     char szTime[kPathSize];
     std::unique_ptr<char[]> pachBuffer;  // lives longer than the stream
-    const std::unique_ptr<FILE, CloseFile> pFile(VOOpenFile(m_szLogFile, "at"));
+    const std::unique_ptr<FILE, VOCloseFile> pFile(VOOpenFile(m_szLogFile, "at"));
     if (pFile == nullptr || emPriority > VOLOG_DEBUG)
     {
         return 0;

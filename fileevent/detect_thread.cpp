@@ -20,7 +20,6 @@ namespace
 
 constexpr unsigned int kSlots = 2;
 constexpr unsigned int kSectionNameSize = 100;
-constexpr unsigned long long kNoTime = ~0ull;  // nothing has been seen yet
 
 unsigned long long SharedTime(unsigned long long& rullTime)
 {

@@ -11,6 +11,9 @@
 // threads look more often.
 extern std::atomic<DWORD> g_uVODetectPause;
 
+// A last time that says that nothing has been seen yet.
+constexpr unsigned long long kNoTime = ~0ull;
+
 // The working record of one detect thread, and a local of it.
 struct TSThreadProcDetect
 {

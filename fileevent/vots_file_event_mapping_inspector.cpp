@@ -11,8 +11,6 @@ using LUMTrayService::structFileEventNode;
 namespace
 {
 
-constexpr unsigned long long kNoTime = ~0ull;
-
 std::atomic_ref<int> Shared(int& rnFlag)
 {
     return std::atomic_ref<int>(rnFlag);

@@ -5,17 +5,14 @@
 
 #include "diagnostics/check.h"
 #include "platform/vo_memory.h"
+#include "platform/vo_owners.h"
 #include "utility/block_format.h"
 #include "vo_utility.h"
 
 namespace
 {
 
-struct FreeBlock
-{
-    void operator()(unsigned char* pbBlock) const { free(pbBlock); }
-};
-typedef std::unique_ptr<unsigned char, FreeBlock> Block;
+typedef std::unique_ptr<unsigned char, VOFreeBlock> Block;
 
 Block AllocateBlock(unsigned long long ullSize)
 {

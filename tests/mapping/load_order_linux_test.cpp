@@ -80,7 +80,7 @@ TEST(LoadOrderDeathTest, TheCountIsRaisedAfterTheChecksLoweredBeforeTheAttachAnd
 // reader count runs into publishes.
 // ---------------------------------------------------------------------------------------------------------------------
 
-class OpenMembers : public ClosingInspector
+class OpenState : public ClosingInspector
 {
 public:
     using VOTSFileMappingInspector::m_pMappingState;
@@ -100,7 +100,7 @@ void LoadWhileOneIsPublishedAsTheReaderLeaves()
 {
     Publisher kPublisher;
     kPublisher.Publish(AF_SOURCE, SourceModel());
-    OpenMembers kReader;
+    OpenState kReader;
     CHECK_HERE(kReader.OpenMappingState() == ET_NONE);
     g_pState = kReader.m_pMappingState;
     signal(SIGSEGV, &PublishAtTheFault);

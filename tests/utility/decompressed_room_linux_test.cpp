@@ -15,7 +15,7 @@ namespace
 // Five bytes "A", then the end mark.
 const Bytes kStream = FromHex("16 41 41 41 41 41 11 00 00");
 
-Bytes Block(uint64_t ullClaimed)
+Bytes ClaimingBlock(uint64_t ullClaimed)
 {
     return ByteBuilder().U64(ullClaimed).U64(kStream.size()).Append(kStream).Zeros(8).Result();
 }
@@ -25,7 +25,7 @@ TEST(DecompressedRoom, IsWhatTheHeadClaimsWithZerosBehindTheData)
 {
     for (const uint64_t ullClaimed : {5ull, 4096ull, 100'000ull, 10'000'000ull})
     {
-        Bytes vecBlock = Block(ullClaimed);
+        Bytes vecBlock = ClaimingBlock(ullClaimed);
         unsigned char* pbResult = nullptr;
         unsigned int uSize = 0;
         ASSERT_EQ(1, VODeCompressBuffer_lzo1x(&pbResult, &uSize, vecBlock.data()));
@@ -41,7 +41,7 @@ TEST(DecompressedRoom, OfAClaimThatNoLengthCanTellIsWhatTheStreamCanHold)
 {
     for (const uint64_t ullClaimed : {0x100000000ull, 1ull << 40, ~0ull})
     {
-        Bytes vecBlock = Block(ullClaimed);
+        Bytes vecBlock = ClaimingBlock(ullClaimed);
         unsigned char* pbResult = nullptr;
         unsigned int uSize = 0;
         ASSERT_EQ(1, VODeCompressBuffer_lzo1x(&pbResult, &uSize, vecBlock.data()));
