@@ -117,12 +117,13 @@ bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::str
     return true;
 }
 
-bool EventPublisher::Publish(enumAssetFrom eaf, const std::vector<PublishedEvent>& vecEvents, std::string* pstrError)
+bool EventPublisher::Publish(enumAssetFrom eaf, std::deque<PublishedEvent>* pdequeEvents, std::string* pstrError)
 {
     Source& rkSource = m_akSources[eaf];
     _DropOldEvents(&rkSource);
-    for (const PublishedEvent& kEvent : vecEvents)
+    while (!pdequeEvents->empty())
     {
+        const PublishedEvent& kEvent = pdequeEvents->front();
         VOTSFileEventContainer::Info kInfo;
         kInfo.dwEventParam0 = kEvent.uKind;
         kInfo.dwEventParam1 = kEvent.uFlags;
@@ -136,12 +137,13 @@ bool EventPublisher::Publish(enumAssetFrom eaf, const std::vector<PublishedEvent
             return false;
         }
         ++rkSource.uEvents;
+        pdequeEvents->pop_front();
     }
     return _PublishImage(eaf, pstrError);
 }
 
-// Removing by time is exact only for all events or none, so all are removed and the recent ones entered again. Their
-// texts come along: CleanUp forgets those of the others.
+// Removing by time is exact only for all events or none, and leaves their texts: so the recent ones are entered into a
+// container of their own.
 void EventPublisher::_DropOldEvents(Source* pkSource)
 {
     if (pkSource->uEvents <= kKeepCount)
@@ -175,7 +177,6 @@ void EventPublisher::_DropOldEvents(Source* pkSource)
             return;
         }
     }
-    pkSource->pkContainer->RemoveEvent(ullNow);
     pkSource->pkContainer = std::move(pkFresh);
     pkSource->uEvents = vecRecent.size();
 }
