@@ -1,7 +1,6 @@
 // lum demo: the whole road in one command. This process publishes a directory; a second one looks things up, walks the
 // tree and searches it; then a file changes and a listener is told; at the end everything is withdrawn.
 #include <fmt/format.h>
-#include <stdlib.h>
 
 #include "base/console.h"
 #include "base/exit_code.h"
@@ -45,8 +44,7 @@ bool IsPlainWord(const std::string& strWord)
 bool RunAgain(const std::string& strProgram, const std::string& strArguments)
 {
     Say(fmt::format("\n$ lum {}", strArguments));
-    fflush(stdout);
-    return system(fmt::format("\"{}\" {}", strProgram, strArguments).c_str()) == 0;
+    return VORunCommand(fmt::format("\"{}\" {}", strProgram, strArguments)) == 0;
 }
 
 // A file of the published tree whose path can stand on a command line, with a type where there is one.
