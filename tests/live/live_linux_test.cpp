@@ -2,7 +2,7 @@
 // tells of no changes in subfolders.)
 #include <signal.h>
 
-#include "tests/live/event_replay.h"
+#include "tests/live/event_replay_linux.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "tests/live/event_replay.h"
+#include "tests/live/event_replay_linux.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
