@@ -428,6 +428,19 @@ TEST(SourceIndexLeftOut, WhatIsTooLongIsEnteredWhenItsFolderGetsAShorterName)
     EXPECT_EQ(0u, kFollowed.kIndex.LeftOutCount());
 }
 
+TEST(SourceIndexFull, AListOfChildrenThatDoesntFitIsAFailureThatSaysSo)
+{
+    Followed kFollowed({"a"});
+    kFollowed.Make("d/");
+    kFollowed.Make("d/x");
+    kFollowed.Touch("");
+    VOFaultArm("index.children", 1, false);
+    EXPECT_FALSE(kFollowed.Follow());
+    EXPECT_EQ(1u, VOFaultFired());
+    VOFaultDisarm();
+    EXPECT_EQ("the index is full", kFollowed.strError);
+}
+
 // Whatever allocation fails, the comparison says so or has done all of its work.
 TEST(SourceIndexFull, AComparisonThatCouldntDoItsWorkSaysSo)
 {

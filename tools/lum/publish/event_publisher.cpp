@@ -8,6 +8,7 @@
 #include <chrono>
 
 #include "base/sources.h"
+#include "platform/fault_points.h"
 #include "platform/vo_platform.h"
 #include "publish/shared_words.h"
 #include "vo_utility.h"
@@ -131,7 +132,7 @@ bool EventPublisher::Publish(enumAssetFrom eaf, std::deque<PublishedEvent>* pdeq
         kInfo.pszPath = kEvent.strPath.c_str();
         kInfo.pszNewName = kEvent.strNewName.c_str();
         kInfo.pszPhysicPath = kEvent.strPhysicalPath.c_str();
-        if (rkSource.pkContainer->AppendEvent(kInfo, _NextTime()) == 0)
+        if (VO_FAULT_POINT("events.append") || rkSource.pkContainer->AppendEvent(kInfo, _NextTime()) == 0)
         {
             *pstrError = fmt::format("the events of {} don't fit an image", SourceName(eaf));
             return false;

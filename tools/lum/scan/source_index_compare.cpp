@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "platform/fault_points.h"
 #include "scan/source_index.h"
 #include "vo_utility.h"
 
@@ -279,7 +280,7 @@ bool SourceIndex::_SetChildren(unsigned uAssetID, const std::vector<IndexEntry>&
     }
     m_ullDropped += vecChildren.size();
     m_bChanged = true;
-    return m_pkContainer->SetAssetNodeChildIndex(uAssetID, vecChildren) != 0;
+    return !VO_FAULT_POINT("index.children") && m_pkContainer->SetAssetNodeChildIndex(uAssetID, vecChildren) != 0;
 }
 
 // Brings a node up to date with its entry. False when it has to be made anew, because the library can't take back what
