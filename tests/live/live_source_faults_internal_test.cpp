@@ -6,8 +6,10 @@
 
 #include "live/index_model.h"
 #include "platform/fault_points.h"
+#include "support/new_faults.h"
 #include "support/temporary_folder.h"
 #include "tools/lum/live/live_source.h"
+#include "tools/lum/live/root_watch.h"
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
@@ -254,6 +256,31 @@ TEST_F(LiveSourceFaults, ARootThatCantBeListedAtFirstIsAnErrorOfOneSentence)
     EXPECT_EQ("", testing::internal::GetCapturedStdout());
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
     EXPECT_TRUE(kFollowed.strError.ends_with("can't be listed: Too many open files")) << kFollowed.strError;
+}
+
+// A destructor that waits for what was never there would not end.
+TEST(RootWatchFaults, AWatchWhoseMonitorHasNoDispatcherIsLetGoOf)
+{
+    const votest::TemporaryFolder kFolder;
+    lum::HintSignal kSignal;
+    lum::HintPool kPool(&kSignal);
+    unsigned uThrown = 0;
+    // The first allocations are the watch's own, and then the dispatcher's.
+    for (unsigned uNth = 1; uNth <= 20; ++uNth)
+    {
+        std::string strReason;
+        votest::NewFaults::Arm(uNth);
+        try
+        {
+            lum::RootWatch::Start(kFolder.Text(), &kPool, &strReason);
+        }
+        catch (const std::bad_alloc&)
+        {
+            ++uThrown;
+        }
+        votest::NewFaults::Disarm();
+    }
+    EXPECT_NE(0u, uThrown);
 }
 
 TEST_F(LiveSourceFaults, AMonitorThatCantBeMadeIsLetGoOfAndTheTreePolled)
