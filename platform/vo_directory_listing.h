@@ -21,12 +21,14 @@ struct VODirectoryEntry
     int64_t nWriteTime = 0;
     uint32_t uWriteFraction = 0;  // the nanoseconds of the write time
     uint32_t uStatusStamp = 0;    // another value when content or attributes were changed since; 0 where none is kept
+    bool bDescribed = true;       // false for one that couldn't be looked at: its name is all that is sure
 };
 
 // Why a call of the system failed: its own error number, and that in words (UTF-8).
 struct VOSystemError
 {
     int nError = 0;
+    bool bGone = false;  // there is no such file or directory; any other failure says nothing about that, and may pass
     std::string strText;
 };
 

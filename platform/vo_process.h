@@ -24,6 +24,15 @@ void VOPrepareConsole();
 // True when the stream ends at a terminal that a person looks at.
 bool VOIsTerminal(FILE* pStream);
 
+// Keeps standard output for the caller: the stream that is returned ends where standard output did, and what is written
+// to stdout from now on, by whatever library, goes nowhere. Programs that are started later have standard output as it
+// was. Null, and nothing is changed, when the system refuses. Once, before other threads.
+FILE* VOTakeStandardOutput();
+
+// Runs a command line by the system's shell, and waits for its end. What it writes goes to standard output, also after
+// VOTakeStandardOutput. -1 when it can't be run; otherwise what system() gives. From one thread at a time.
+int VORunCommand(const std::string& strCommand);
+
 // Columns of the terminal that standard output ends at; 0 when it isn't one.
 unsigned VOConsoleWidth();
 

@@ -69,6 +69,7 @@ bool DescribeEntry(int nDirectory, const dirent& entry, VODirectoryEntry* pEntry
         status = FileStatus();
         status.bFolder = entry.d_type == DT_DIR;
         status.bLink = entry.d_type == DT_LNK;
+        pEntry->bDescribed = false;
     }
     Describe(status, strName, pEntry);
     return true;

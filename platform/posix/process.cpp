@@ -110,6 +110,24 @@ bool VOIsTerminal(FILE* pStream)
     return isatty(fileno(pStream)) == 1;
 }
 
+FILE* VOTakeStandardOutput()
+{
+    FILE* const pNowhere = fopen("/dev/null", "we");
+    if (pNowhere == nullptr)
+    {
+        return nullptr;
+    }
+    // The C library's own variable, which may be set like any other: the descriptor stays what it is, for children.
+    FILE* const pTaken = stdout;
+    stdout = pNowhere;
+    return pTaken;
+}
+
+int VORunCommand(const std::string& strCommand)
+{
+    return system(strCommand.c_str());
+}
+
 unsigned VOConsoleWidth()
 {
     winsize size = {};

@@ -1,5 +1,6 @@
 #include "platform/vo_process.h"
 
+#include <fcntl.h>
 #include <io.h>
 #include <stdlib.h>
 
@@ -20,6 +21,10 @@ HANDLE RequestEvent()
     static const HANDLE s_hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     return s_hEvent;
 }
+
+// Where standard output ended when it was taken, and where it ends since. -1 before.
+int s_nResults = -1;
+int s_nNowhere = -1;
 
 // Runs on a thread of the system's.
 BOOL WINAPI OnConsoleControl(DWORD uControl)
@@ -88,6 +93,35 @@ bool VOIsTerminal(FILE* pStream)
     DWORD uMode = 0;
     return nDescriptor >= 0 && _isatty(nDescriptor) != 0 &&
            GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(nDescriptor)), &uMode) != FALSE;
+}
+
+FILE* VOTakeStandardOutput()
+{
+    fflush(stdout);
+    const int nStandard = _fileno(stdout);
+    const int nResults = nStandard >= 0 ? _dup(nStandard) : -1;
+    const int nNowhere = nResults >= 0 ? _open("NUL", _O_WRONLY | _O_NOINHERIT) : -1;
+    FILE* const pResults = nNowhere >= 0 ? _fdopen(nResults, "w") : nullptr;
+    if (pResults == nullptr || _dup2(nNowhere, nStandard) != 0)
+    {
+        return nullptr;
+    }
+    s_nResults = nResults;
+    s_nNowhere = nNowhere;
+    return pResults;
+}
+
+// A program that is started gets this one's descriptors.
+int VORunCommand(const std::string& strCommand)
+{
+    const int nStandard = _fileno(stdout);
+    if (s_nResults < 0 || _dup2(s_nResults, nStandard) != 0)
+    {
+        return system(strCommand.c_str());
+    }
+    const int nResult = system(strCommand.c_str());
+    _dup2(s_nNowhere, nStandard);
+    return nResult;
 }
 
 unsigned VOConsoleWidth()

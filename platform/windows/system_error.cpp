@@ -12,6 +12,8 @@ bool FailWith(VOSystemError* pError, DWORD uError)
         --uLength;  // the system ends its texts with a full stop and a new line
     }
     pError->nError = static_cast<int>(uError);
+    pError->bGone = uError == ERROR_FILE_NOT_FOUND || uError == ERROR_PATH_NOT_FOUND || uError == ERROR_DIRECTORY ||
+                    uError == ERROR_INVALID_NAME || uError == ERROR_INVALID_DRIVE;
     pError->strText = uLength > 0 ? VOToNativePath(VOWString(szText, uLength)) : "error " + std::to_string(uError);
     return false;
 }

@@ -45,7 +45,7 @@ Bytes TwoRecords()
 }
 
 template <typename V>
-Bytes ImageOf(const V& rkVector)
+Bytes VectorImageOf(const V& rkVector)
 {
     unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(rkVector.GetAlloc());
     return TakeBytes(pbAlloc, pbAlloc == nullptr ? 0 : ReadU32(CopyBytes(pbAlloc, 16), 12) + 20);
@@ -218,10 +218,10 @@ TEST(RecordVector, TheRecordSizesOfThePublishedVectorsAreKnownFromTheBytes)
 {
     VORecordVector<void*> kHandles;
     kHandles.PushBack(nullptr);
-    EXPECT_EQ(28u, ImageOf(kHandles).size());
+    EXPECT_EQ(28u, VectorImageOf(kHandles).size());
     Vector kVector;
     Fill(kVector, 3);
-    EXPECT_EQ(56u, ImageOf(kVector).size());
+    EXPECT_EQ(56u, VectorImageOf(kVector).size());
 }
 
 TEST(RecordVectorImage, ItsBytesAreExactlyTheFormats)
@@ -229,14 +229,14 @@ TEST(RecordVectorImage, ItsBytesAreExactlyTheFormats)
     Vector kVector;
     kVector.PushBack({1, 2, 3});
     kVector.PushBack({0x04030201, 5, 6});
-    EXPECT_TRUE(SameBytes(TwoRecords(), ImageOf(kVector)));
+    EXPECT_TRUE(SameBytes(TwoRecords(), VectorImageOf(kVector)));
     EXPECT_EQ(TwoRecords().size(), kVector.AllocSize());
 }
 
 TEST(RecordVectorImage, OfNoRecordsIs20Bytes)
 {
     const Vector kVector;
-    EXPECT_TRUE(SameBytes(RecordVectorImage(0, {}), ImageOf(kVector)));
+    EXPECT_TRUE(SameBytes(RecordVectorImage(0, {}), VectorImageOf(kVector)));
     for (const int bCopy : {0, 1})
     {
         Vector kTarget;
@@ -258,7 +258,7 @@ TEST(RecordVectorImage, IsTakenAtEveryMisalignmentAsACopyAndAsAView)
             ASSERT_TRUE(Load(kVector, kImage, bCopy)) << uMisalignment;
             ExpectTwoRecords(kVector);
             EXPECT_EQ(bCopy != 0 ? 2u : 0u, kVector.Capacity());
-            EXPECT_TRUE(SameBytes(TwoRecords(), ImageOf(kVector)));
+            EXPECT_TRUE(SameBytes(TwoRecords(), VectorImageOf(kVector)));
         }
     }
 }
@@ -425,7 +425,7 @@ TEST(RecordVector, ThousandsOfRandomOperationsAgreeWithASimpleModel)
                 break;
             case 2:
             {
-                const MisalignedBlock kImage(ImageOf(kVector), kRandom.Below(16));
+                const MisalignedBlock kImage(VectorImageOf(kVector), kRandom.Below(16));
                 Vector kOther;
                 ASSERT_TRUE(Load(kOther, kImage, kRandom.Percent(50) ? 1 : 0));
                 kOther.PushBack({1, 1, 1});
@@ -466,5 +466,5 @@ TEST(RecordVector, ThousandsOfRandomOperationsAgreeWithASimpleModel)
         const Bytes vecRecord = ByteBuilder().U32(rkRecord.uFirst).U32(rkRecord.uSecond).U32(rkRecord.uThird).Result();
         vecRecords.insert(vecRecords.end(), vecRecord.begin(), vecRecord.end());
     }
-    EXPECT_TRUE(SameBytes(RecordVectorImage(vecModel.size(), vecRecords), ImageOf(kVector)));
+    EXPECT_TRUE(SameBytes(RecordVectorImage(vecModel.size(), vecRecords), VectorImageOf(kVector)));
 }

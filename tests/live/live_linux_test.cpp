@@ -1,164 +1,11 @@
 // Following changes where only Linux shows them: subfolders, signals and killed processes. (The other system's stand-in
 // tells of no changes in subfolders.)
 #include <signal.h>
-#include <stdlib.h>
 
-#include <random>
-
-#include "tests/live/live_test_support.h"
+#include "tests/live/event_replay_linux.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
-
-namespace
-{
-
-// What the events make of a set of paths. Anything that doesn't fit is a failure.
-std::set<std::string> Replayed(std::set<std::string> setPaths, const std::vector<json>& vecEvents)
-{
-    for (const json& kEvent : vecEvents)
-    {
-        const std::string strKind = kEvent["kind"];
-        const std::string strPath = kEvent["path"];
-        const std::string strParent = fs::path(strPath).parent_path().string();
-        if (strKind == "added")
-        {
-            EXPECT_TRUE(strParent.empty() || setPaths.contains(strParent)) << kEvent;
-            EXPECT_TRUE(setPaths.insert(strPath).second) << kEvent;
-        }
-        else if (strKind == "removed")
-        {
-            EXPECT_EQ(setPaths.erase(strPath), 1u) << kEvent;
-        }
-        else if (strKind == "renamed")
-        {
-            const std::string strNew = (fs::path(strParent) / kEvent["new_name"].get<std::string>()).string();
-            EXPECT_TRUE(setPaths.contains(strPath)) << kEvent;
-            std::set<std::string> setMoved;
-            for (const std::string& strOne : setPaths)
-            {
-                const bool bMoves = strOne == strPath || strOne.starts_with(strPath + "/");
-                setMoved.insert(bMoves ? strNew + strOne.substr(strPath.size()) : strOne);
-            }
-            setPaths.swap(setMoved);
-        }
-        else
-        {
-            EXPECT_TRUE(setPaths.contains(strPath)) << kEvent;
-        }
-    }
-    return setPaths;
-}
-
-// Several of these change one tree until the time is over.
-class RandomWriter
-{
-public:
-    RandomWriter(fs::path kRoot, unsigned uSeed) : m_kRoot(std::move(kRoot)), m_kRandom(uSeed) {}
-
-    void Run(std::chrono::steady_clock::time_point kEnd)
-    {
-        while (std::chrono::steady_clock::now() < kEnd)
-        {
-            // Other writers take things away at any moment.
-            std::error_code kIgnored;
-            _Collect();
-            _Step(kIgnored);
-            std::this_thread::sleep_for(std::chrono::microseconds(m_kRandom() % 4000));
-        }
-    }
-
-private:
-    void _Collect()
-    {
-        m_vecFolders.assign(1, m_kRoot);
-        m_vecFiles.clear();
-        std::error_code kEnds;
-        for (fs::recursive_directory_iterator it(m_kRoot, kEnds), itEnd; !kEnds && it != itEnd; it.increment(kEnds))
-        {
-            std::error_code kGone;
-            (it->is_directory(kGone) ? m_vecFolders : m_vecFiles).push_back(it->path());
-        }
-    }
-
-    const fs::path& _Folder() { return m_vecFolders[m_kRandom() % m_vecFolders.size()]; }
-    fs::path _File() { return m_vecFiles.empty() ? m_kRoot / "none" : m_vecFiles[m_kRandom() % m_vecFiles.size()]; }
-    std::string _Name() { return "n" + std::to_string(m_kRandom() % 60); }
-
-    void _Step(std::error_code& rkIgnored)
-    {
-        const fs::path kFile = _File();
-        const fs::path kFolder = _Folder();
-        const bool bInside = kFolder != m_kRoot;
-        switch (m_vecFiles.size() > 2000 ? 10 : m_kRandom() % 12)
-        {
-            case 0:
-            case 1:
-            case 2:
-                WriteWholeFile(kFolder / (_Name() + ".txt"), std::string(m_kRandom() % 50, 'x'));
-                break;
-            case 3:
-                WriteWholeFile(kFile, std::string(m_kRandom() % 100, 'y'));
-                break;
-            case 4:
-                fs::create_directory(kFolder / _Name(), rkIgnored);
-                break;
-            case 5:
-                fs::rename(kFile, kFile.parent_path() / (_Name() + ".fbx"), rkIgnored);
-                break;
-            case 6:
-                fs::rename(kFile, kFolder / kFile.filename(), rkIgnored);
-                break;
-            case 7:
-                if (bInside)
-                {
-                    fs::rename(kFolder, kFolder.parent_path() / ("r" + _Name()), rkIgnored);
-                }
-                break;
-            case 8:
-                if (bInside)
-                {
-                    fs::rename(kFolder, _Folder() / kFolder.filename(), rkIgnored);
-                }
-                break;
-            case 9:
-                WriteWholeFile(kFile.string() + "~", "saved");
-                fs::rename(kFile.string() + "~", kFile, rkIgnored);
-                break;
-            case 10:
-                if (bInside && m_kRandom() % 2 != 0)
-                {
-                    fs::remove_all(kFolder, rkIgnored);
-                    break;
-                }
-                fs::remove(kFile, rkIgnored);
-                break;
-            default:
-            {
-                const fs::path kDeep = kFolder / _Name() / "deep" / "er";
-                fs::create_directories(kDeep, rkIgnored);
-                for (unsigned i = m_kRandom() % 20; i > 0; --i)
-                {
-                    WriteWholeFile(kDeep / ("b" + std::to_string(i) + ".tga"), "b");
-                }
-            }
-        }
-    }
-
-    fs::path m_kRoot;
-    std::mt19937 m_kRandom;
-    std::vector<fs::path> m_vecFolders;
-    std::vector<fs::path> m_vecFiles;
-};
-
-// Seconds of random changes: a minute, or what the environment says.
-std::chrono::seconds SoakTime()
-{
-    const char* pszSeconds = getenv("VOBASE_SOAK_SECONDS");
-    return std::chrono::seconds(pszSeconds != nullptr ? atoi(pszSeconds) : 60);
-}
-
-}  // namespace
 
 TEST(LumLive, AFolderThatIsMadeAndFilledAtOnceIsThereWhole)
 {
@@ -239,13 +86,14 @@ TEST(LumLive, EveryFileOfABurstOf20000IsInTheIndex)
     LumServe kServe({"--source", kFolder.Name()}, LumServe::Mode::Follow);
     ASSERT_TRUE(kServe.Publishes());
     LumWatch kWatch;
+    Replay kReplay({"a"});
     for (int i = 0; i < 20000; ++i)
     {
         kFolder.Write("a/" + std::to_string(i % 40) + "/" + std::to_string(i) + ".png", "x");
     }
     const std::set<std::string> setDisk = PathsOnDisk(kFolder.Path());
     EXPECT_TRUE(WaitUntil([&] { return IndexedPaths() == setDisk; }));
-    EXPECT_TRUE(WaitUntil([&] { return Replayed({"a"}, kWatch.Events()) == setDisk; }));
+    EXPECT_TRUE(WaitUntil([&] { return kReplay.Follow(kWatch) == setDisk; }));
     const json kStatus = LumJson({"status"})["sources"][0]["publisher"];
     EXPECT_GE(kStatus["whole_comparisons"], 1);
 }
@@ -343,35 +191,121 @@ TEST(LumLive, WatchEndsCleanlyWhenAskedTo)
     EXPECT_EQ(kWatch.Process().Err(), "");
 }
 
-TEST(LumLive, AfterManyRandomChangesIndexAndDiskAgreeAndTheEventsExplainEveryDifference)
+TEST(LumLive, AFileIsFoundWhenItsCaseTwinGoes)
 {
     TemporaryFolder kFolder;
-    for (int i = 0; i < 200; ++i)
-    {
-        kFolder.Write("d" + std::to_string(i % 10) + "/s" + std::to_string(i % 4) + "/f" + std::to_string(i) + ".png",
-                      std::string(static_cast<size_t>(i), 'x'));
-    }
+    kFolder.Write("A", "1");
+    kFolder.Write("a", "22");
+    kFolder.Write("D/x", "1");
+    kFolder.Write("d/x", "22");
     LumServe kServe({"--source", kFolder.Name()}, LumServe::Mode::Follow);
     ASSERT_TRUE(kServe.Publishes());
     LumWatch kWatch;
-    const std::set<std::string> setStart = IndexedPaths();
-    const auto kEnd = std::chrono::steady_clock::now() + SoakTime();
-    std::vector<std::thread> vecThreads;
-    for (unsigned uSeed = 1; uSeed <= 4; ++uSeed)
+    fs::remove(kFolder.Path() / "A");
+    fs::remove_all(kFolder.Path() / "D");
+    ASSERT_TRUE(kWatch.WaitForTold("removed A"));
+    ASSERT_TRUE(kWatch.WaitForTold("removed D/"));
+    for (const char* pszPath : {"a", "A", "d/x", "D/X"})
     {
-        vecThreads.emplace_back([&, uSeed] { RandomWriter(kFolder.Path(), uSeed).Run(kEnd); });
+        EXPECT_EQ(LumJson({"stat", pszPath})["nodes"][0]["size"], 2) << pszPath;
     }
-    for (std::thread& rkThread : vecThreads)
+    EXPECT_EQ(LumJson({"stat", "A"})["nodes"][0]["path"], "a");
+}
+
+TEST(LumLive, ARenameThatChangesTheCaseAloneIsOneEvent)
+{
+    TemporaryFolder kFolder;
+    kFolder.Write("d/x", "1");
+    LumServe kServe({"--source", kFolder.Name()}, LumServe::Mode::Follow);
+    ASSERT_TRUE(kServe.Publishes());
+    const json kBefore = LumJson({"stat", "d/x"})["nodes"][0];
+    LumWatch kWatch;
+    fs::rename(kFolder.Path() / "d", kFolder.Path() / "D");
+    ASSERT_TRUE(kWatch.WaitForTold("renamed d/ D"));
+    EXPECT_EQ(kWatch.Told().size(), 1u);
+    EXPECT_EQ(LumJson({"stat", "d/x"})["nodes"][0]["path"], "D/x");
+    EXPECT_EQ(LumJson({"stat", "d/x"})["nodes"][0]["id"], kBefore["id"]);
+}
+
+TEST(LumLive, AServerThatHasNoFilesLeftToOpenForgetsNothingAndGoesOn)
+{
+    TemporaryFolder kFolder;
+    for (int i = 0; i < 100; ++i)
     {
-        rkThread.join();
+        kFolder.Write("d" + std::to_string(i % 5) + "/" + std::to_string(i), "1");
     }
-    const std::set<std::string> setDisk = PathsOnDisk(kFolder.Path());
-    EXPECT_TRUE(WaitUntil([&] { return IndexedPaths() == setDisk; }));
-    EXPECT_TRUE(WaitUntil([&] { return Replayed(setStart, kWatch.Events()) == setDisk; }));
-    const json kFound = LumJson({"find", "--files"});
-    for (const json& kNode : kFound["nodes"])
+    LumServe kServe({"--source", kFolder.Name()}, LumServe::Mode::Follow);
+    ASSERT_TRUE(kServe.Publishes());
+    const std::set<std::string> setBefore = IndexedPaths();
+    LumWatch kWatch;
     {
-        EXPECT_EQ(kNode["size"], fs::file_size(kFolder.Path() / kNode["path"].get<std::string>())) << kNode["path"];
+        const NoFilesLeft kLimit(kServe.Process().ProcessId());
+        kFolder.Write("new", "1");
+        EXPECT_TRUE(WaitUntil([] { return LumJson({"status"})["sources"][0]["publisher"]["unread"] >= 1; }));
+        std::this_thread::sleep_for(std::chrono::seconds(3));
+        EXPECT_EQ(IndexedPaths(), setBefore);
     }
-    EXPECT_TRUE(kServe.Process().IsRunning());
+    ASSERT_TRUE(kWatch.WaitForTold("added new"));
+    EXPECT_EQ(kWatch.Told().size(), 1u);
+    EXPECT_TRUE(Contains(LumJson({"stat", "new"}).dump(), "new"));
+    EXPECT_TRUE(WaitUntil([] { return LumJson({"status"})["sources"][0]["publisher"]["unread"] == 0; }));
+    const std::string strSaid = kServe.Process().Err();
+    EXPECT_TRUE(
+        Contains(strSaid, "can't be listed: Too many open files; what is known of it stays, and it is tried again"))
+        << strSaid;
+    EXPECT_LE(LinesOf(strSaid).size(), 7u) << strSaid;
+}
+
+TEST(LumLive, AConflictOfMergedDirectoriesThatArisesLaterIsNamedEachTimeItArises)
+{
+    TemporaryFolder kFolder;
+    kFolder.Write("one/clash", "a file");
+    fs::create_directories(kFolder.Path() / "two");
+    LumServe kServe({"--merge-source", kFolder.Name("one"), "--merge-source", kFolder.Name("two")},
+                    LumServe::Mode::Follow);
+    ASSERT_TRUE(kServe.Publishes());
+    const std::string strLine =
+        "lum: merge-source: not indexed: clash: a folder here, and a file in an earlier directory";
+    for (int nRound = 1; nRound <= 2; ++nRound)
+    {
+        const auto Named = [&]
+        {
+            const std::vector<std::string> vecLines = LinesOf(kServe.Process().Err());
+            return std::count(vecLines.begin(), vecLines.end(), strLine);
+        };
+        kFolder.Write("two/clash/inside", "1");
+        EXPECT_TRUE(WaitUntil([&] { return Named() == nRound; })) << kServe.Process().Err();
+        EXPECT_TRUE(Contains(kServe.Process().Err(), "not indexed: clash/inside: "));
+        fs::remove_all(kFolder.Path() / "two/clash");
+        kFolder.Write("two/mark" + std::to_string(nRound), "1");
+        EXPECT_TRUE(WaitUntil([&] { return IndexedPaths().contains("mark" + std::to_string(nRound)); }));
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        EXPECT_EQ(Named(), nRound);
+    }
+}
+
+TEST(LumLive, APathToWatchIsTakenLikeEveryOtherPath)
+{
+    TemporaryFolder kFolder;
+    fs::create_directories(kFolder.Path() / "In/deep");
+    LumServe kServe({"--source", kFolder.Name()}, LumServe::Mode::Follow);
+    ASSERT_TRUE(kServe.Publishes());
+    std::vector<std::unique_ptr<LumWatch>> vecWatches;
+    const std::string strPath = kFolder.Name("In/deep");
+    for (const std::string& strForm :
+         {std::string("In/deep"), std::string("in/DEEP/"), strPath, strPath + "/../deep", std::string("in\\deep"),
+          std::string("./In//deep"), std::string("/"), std::string("In/de\\x65p")})
+    {
+        vecWatches.push_back(std::make_unique<LumWatch>(std::vector<std::string>{"--path", strForm}));
+    }
+    LumWatch kOther({"--path", "In/dee"});
+    kFolder.Write("In/deep/a\xff", "1");
+    for (const std::unique_ptr<LumWatch>& pkWatch : vecWatches)
+    {
+        EXPECT_TRUE(WaitUntil([&] { return pkWatch->Events().size() == 1; })) << pkWatch->Process().Err();
+    }
+    EXPECT_TRUE(kOther.Told().empty());
+    const LumResult kElsewhere = RunLum({"watch", "--path", "/somewhere/else"});
+    EXPECT_EQ(kElsewhere.nExitCode, 1);
+    EXPECT_EQ(kElsewhere.strErr, "lum: /somewhere/else: lies in no source that is published\n");
 }

@@ -78,7 +78,7 @@ TEST(LumLive, WatchWithoutAPublisherSaysSo)
     const LumResult kResult = RunLum({"watch"});
     EXPECT_EQ(kResult.nExitCode, 1);
     EXPECT_EQ(kResult.strOut, "");
-    EXPECT_EQ(kResult.strErr, "lum: nothing is published here\n");
+    EXPECT_EQ(kResult.strErr, "lum: nothing is published here; to publish a directory: lum serve --source DIR\n");
 }
 
 TEST(LumLive, WatchOfASourceThatIsNotPublishedSaysSo)

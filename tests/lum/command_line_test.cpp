@@ -33,8 +33,7 @@ TEST(LumCommandLine, VersionIsWrittenAndEndsWithZero)
 
 TEST(LumCommandLine, WrongUsageIsAnErrorWithAMessageAndNoResult)
 {
-    const std::vector<std::vector<std::string>> vecWrong = {{},
-                                                            {"nonsense"},
+    const std::vector<std::vector<std::string>> vecWrong = {{"nonsense"},
                                                             {"stat"},
                                                             {"ls", "--nonsense"},
                                                             {"ls", "a", "b"},
@@ -70,12 +69,50 @@ TEST(LumCommandLine, WrongUsageIsAnErrorWithAMessageAndNoResult)
     }
 }
 
+TEST(LumCommandLine, WithoutAnArgumentItShowsItsHelp)
+{
+    const LumResult kResult = RunLum({});
+    EXPECT_EQ(kResult.nExitCode, 0);
+    EXPECT_EQ(kResult.strOut, RunLum({"--help"}).strOut);
+    EXPECT_EQ(kResult.strErr, "");
+}
+
+TEST(LumCommandLine, WhatIsWrongIsSaidInOneLineWithTheHelpThatTellsMore)
+{
+    const std::vector<std::pair<std::vector<std::string>, std::string>> vecWrong = {
+        {{"bogus"}, "unknown command 'bogus'; see 'lum --help'"},
+        {{"stauts"}, "unknown command 'stauts'; did you mean 'status'? See 'lum --help'"},
+        {{"crahs"}, "unknown command 'crahs'; see 'lum --help'"},
+        {{"--bogus"}, "unknown option '--bogus'; see 'lum --help'"},
+        {{"ls", "--jsn"}, "unknown option '--jsn'; did you mean '--json'? See 'lum ls --help'"},
+        {{"tree", "--dept=3"}, "unknown option '--dept'; did you mean '--depth'? See 'lum tree --help'"},
+        {{"ls", "a", "b"}, "unexpected argument 'b'; see 'lum ls --help'"},
+        {{"stat"}, "path is required; see 'lum stat --help'"},
+        {{"bo\ngus"}, "unknown command 'bo\\x0agus'; see 'lum --help'"}};
+    for (const auto& [vecArguments, strMessage] : vecWrong)
+    {
+        const LumResult kResult = RunLum(vecArguments);
+        EXPECT_EQ(kResult.nExitCode, 2);
+        EXPECT_EQ(kResult.strOut, "");
+        EXPECT_EQ(kResult.strErr, "lum: " + strMessage + "\n");
+    }
+}
+
+TEST(LumCommandLine, ADirectoryThatIsntThereIsNamedInOneSentence)
+{
+    const LumResult kResult = RunLum({"serve", "--source", "/no/such/directory"});
+    EXPECT_EQ(kResult.nExitCode, 2);
+    EXPECT_EQ(kResult.strOut, "");
+    EXPECT_EQ(LinesOf(kResult.strErr).size(), 1u) << kResult.strErr;
+    EXPECT_TRUE(Contains(kResult.strErr, "/no/such/directory: can't be listed: ")) << kResult.strErr;
+}
+
 TEST(LumCommandLine, WithoutAPublisherStatusFindsNothing)
 {
     const LumResult kResult = RunLum({"status"});
     EXPECT_EQ(kResult.nExitCode, 1);
     EXPECT_EQ(kResult.strOut, "");
-    EXPECT_TRUE(Contains(kResult.strErr, "nothing is published")) << kResult.strErr;
+    EXPECT_EQ(kResult.strErr, "lum: nothing is published here; to publish a directory: lum serve --source DIR\n");
 }
 
 TEST(LumCommandLine, WithoutAPublisherStatusInJsonHasNoSources)

@@ -59,13 +59,14 @@ TEST(LumLog, WhatServeSaysOnStandardErrorIsInTheFileToo)
     }
 }
 
-TEST(LumLog, WhatTheLibraryLogsIsInTheFileAndOnStandardOutput)
+TEST(LumLog, WhatTheLibraryLogsIsInTheFileAndOnStandardErrorAndNotAmongTheResults)
 {
     TemporaryFolder kFolder;
     const LumResult kResult = RunLum({"crash", "abort", "--log", kFolder.Name("logs")});
     const std::string strLine = "VO_PROCESS_ERROR(emPriority < VOLOG_PRIORITY_MAX)";
     EXPECT_TRUE(HasLine(AllLogs(kFolder.Path() / "logs"), "VOLOG-ERROR", strLine));
-    EXPECT_TRUE(Contains(kResult.strOut, strLine));
+    EXPECT_TRUE(Contains(kResult.strErr, strLine));
+    EXPECT_FALSE(Contains(kResult.strOut, "VO_PROCESS_ERROR")) << kResult.strOut;
 }
 
 TEST(LumLog, AFolderThatCantBeWrittenEndsServeBeforeItPublishes)

@@ -122,7 +122,7 @@ TEST(LumOptions, WithoutAnyPublishedThereIsNothingToShow)
     const LumResult kResult = RunLum({"options"});
     EXPECT_EQ(kResult.nExitCode, 1);
     EXPECT_EQ(kResult.strOut, "");
-    EXPECT_EQ(kResult.strErr, "lum: no options are published\n");
+    EXPECT_EQ(kResult.strErr, "lum: no options are published; to publish some: lum serve --options FILE\n");
 }
 
 TEST(LumOptions, ADemandedKeyTakesOnlyItsOwnOptions)

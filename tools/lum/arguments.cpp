@@ -3,12 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <functional>
+#include <sstream>
 
 #include "base/console.h"
 #include "base/exit_code.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "commands/commands.h"
+#include "usage.h"
 
 namespace lum
 {
@@ -255,14 +257,33 @@ int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecAr
     AddServices(&kApp, &kOptions, &kOutput, &fnRun);
     AddDemo(&kApp, &kOptions.kDemo, &fnRun);
 
+    if (vecArguments.empty())
+    {
+        kOutput.Write(kApp.help());
+        return kOutput.Flush() ? kExitFound : kExitError;
+    }
+    if (const std::string strUnknown = UnknownCommand(kApp, vecArguments); !strUnknown.empty())
+    {
+        Complain(strUnknown);
+        return kExitError;
+    }
     std::reverse(vecArguments.begin(), vecArguments.end());
     try
     {
         kApp.parse(vecArguments);
     }
+    catch (const CLI::Success& kAsked)
+    {
+        // Help, or the version.
+        std::ostringstream kText;
+        kApp.exit(kAsked, kText, kText);
+        kOutput.Write(kText.str());
+        return kOutput.Flush() ? kExitFound : kExitError;
+    }
     catch (const CLI::ParseError& kError)
     {
-        return kApp.exit(kError) == 0 ? kExitFound : kExitError;
+        Complain(UsageError(kApp, kError));
+        return kExitError;
     }
     return fnRun();
 }

@@ -1,4 +1,6 @@
 // lum: a reference publisher of asset indexes, and an inspector of published ones.
+#include <locale.h>
+
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -8,6 +10,7 @@
 #include "base/console.h"
 #include "base/crash_report.h"
 #include "base/exit_code.h"
+#include "base/library_log.h"
 #include "platform/vo_process.h"
 
 namespace
@@ -29,6 +32,11 @@ int main(int nCount, char** ppszArguments)
     {
         lum::ReportCrashes();
         VOPrepareConsole();
+        lum::KeepStandardOutput();
+        lum::WatchLibraryLog();
+        // The C library converts the names in archives: without a UTF-8 locale those outside ASCII would be lost. Set
+        // here, because other threads look at it.
+        setlocale(LC_CTYPE, "C.UTF-8");
         return lum::RunCommandLine(ProgramPath(ppszArguments), VOArguments(nCount, ppszArguments));
     }
     catch (const std::bad_alloc&)

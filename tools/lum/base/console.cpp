@@ -15,7 +15,15 @@ namespace
 constexpr size_t kWriteSize = 64 * 1024;
 constexpr std::chrono::milliseconds kProgressInterval(100);
 
+FILE* g_pResults = stdout;
+
 }  // namespace
+
+void KeepStandardOutput()
+{
+    FILE* const pTaken = VOTakeStandardOutput();
+    g_pResults = pTaken != nullptr ? pTaken : g_pResults;
+}
 
 Output::~Output()
 {
@@ -33,9 +41,9 @@ void Output::Write(std::string_view strText)
 
 bool Output::Flush()
 {
-    const bool bWritten = fwrite(m_strBuffer.data(), 1, m_strBuffer.size(), stdout) == m_strBuffer.size();
+    const bool bWritten = fwrite(m_strBuffer.data(), 1, m_strBuffer.size(), g_pResults) == m_strBuffer.size();
     m_strBuffer.clear();
-    if (!bWritten || fflush(stdout) != 0)
+    if (!bWritten || fflush(g_pResults) != 0)
     {
         m_bFailed = true;
     }
@@ -44,7 +52,7 @@ bool Output::Flush()
 
 void Complain(std::string_view strText)
 {
-    fflush(stdout);
+    fflush(g_pResults);
     const std::string strLine = fmt::format("lum: {}\n", strText);
     fwrite(strLine.data(), 1, strLine.size(), stderr);
     // Not every runtime leaves this stream without a buffer.

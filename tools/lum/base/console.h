@@ -8,6 +8,13 @@
 namespace lum
 {
 
+// What a command says that finds no publisher.
+constexpr const char* kNothingPublished = "nothing is published here; to publish a directory: lum serve --source DIR";
+
+// From this call on standard output is for results alone: what the library prints there goes nowhere. Once, before
+// anything is written.
+void KeepStandardOutput();
+
 // Collects a command's result and writes it in large pieces.
 class Output
 {

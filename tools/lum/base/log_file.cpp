@@ -21,12 +21,6 @@ namespace
 VOLogOutput g_kOutput;
 std::atomic<bool> g_bStarted{false};
 
-// The library's texts bring their line ends.
-int ToLogFile(VOLOG_PRIORITY emPriority, const char* pszText)
-{
-    return g_kOutput.OutputPrintf(emPriority, pszText);
-}
-
 }  // namespace
 
 bool StartLogFile(const std::string& strFolder, std::string* pstrError)
@@ -54,7 +48,6 @@ bool StartLogFile(const std::string& strFolder, std::string* pstrError)
         return false;
     }
     g_bStarted = true;
-    SetLogPrintfFunction(&ToLogFile);
     return true;
 }
 
@@ -63,6 +56,14 @@ void LogLine(VOLOG_PRIORITY emPriority, std::string_view strLine)
     if (g_bStarted)
     {
         g_kOutput.OutputPrintf(emPriority, fmt::format("{}\n", strLine).c_str());
+    }
+}
+
+void LogLibraryText(VOLOG_PRIORITY emPriority, const char* pszText)
+{
+    if (g_bStarted)
+    {
+        g_kOutput.OutputPrintf(emPriority, pszText);
     }
 }
 

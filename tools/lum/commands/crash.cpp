@@ -61,8 +61,11 @@ int RunCrash(const CrashOptions& kOptions)
         return kExitError;
     }
     Output kOutput;
-    // The library refuses that with a line of its own, which a log file then holds as well.
-    GetLogPriorityString(VOLOG_PRIORITY_MAX);
+    if (kOptions.strLog)
+    {
+        // The library refuses that with a line of its own, which the log file then holds as well.
+        GetLogPriorityString(VOLOG_PRIORITY_MAX);
+    }
     kOutput.Write(fmt::format("WriteToNowhere at line {}\n", kFaultLine));
     kOutput.Flush();
     SetReportFault(kOptions.strHow == "hang"    ? ReportFault::Hangs

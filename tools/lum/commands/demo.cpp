@@ -1,7 +1,6 @@
 // lum demo: the whole road in one command. This process publishes a directory; a second one looks things up, walks the
 // tree and searches it; then a file changes and a listener is told; at the end everything is withdrawn.
 #include <fmt/format.h>
-#include <stdlib.h>
 
 #include "base/console.h"
 #include "base/exit_code.h"
@@ -26,9 +25,9 @@ namespace
 // Two looks of a detect thread.
 constexpr std::chrono::milliseconds kFirstLook(1000);
 constexpr std::chrono::milliseconds kPatience(10000);
-constexpr std::chrono::milliseconds kTurn(20);
+constexpr std::chrono::milliseconds kDemoTurn(20);
 
-void Say(const std::string& strLine)
+void Tell(const std::string& strLine)
 {
     Output kOutput;
     kOutput.Write(strLine + "\n");
@@ -44,9 +43,8 @@ bool IsPlainWord(const std::string& strWord)
 // Runs this program in a second process.
 bool RunAgain(const std::string& strProgram, const std::string& strArguments)
 {
-    Say(fmt::format("\n$ lum {}", strArguments));
-    fflush(stdout);
-    return system(fmt::format("\"{}\" {}", strProgram, strArguments).c_str()) == 0;
+    Tell(fmt::format("\n$ lum {}", strArguments));
+    return VORunCommand(fmt::format("\"{}\" {}", strProgram, strArguments)) == 0;
 }
 
 // A file of the published tree whose path can stand on a command line, with a type where there is one.
@@ -144,12 +142,12 @@ bool ShowAChange(const std::string& strProgram, const std::string& strDirectory,
     // Events count from the first look at the stream on, so the change waits for that.
     for (const auto kEnd = std::chrono::steady_clock::now() + kFirstLook; std::chrono::steady_clock::now() < kEnd;)
     {
-        if (!pkServer->Turn(kTurn, pstrError))
+        if (!pkServer->Turn(kDemoTurn, pstrError))
         {
             return false;
         }
     }
-    Say(fmt::format("\nNow a file is made: {}", kName));
+    Tell(fmt::format("\nNow a file is made: {}", kName));
     const auto kStart = std::chrono::steady_clock::now();
     if (!WriteFile(strDirectory + "/" + kName, "new", 3, pstrError))
     {
@@ -158,7 +156,7 @@ bool ShowAChange(const std::string& strProgram, const std::string& strDirectory,
     std::optional<StreamEvent> kEvent;
     while (!kEvent && !VOStopRequested() && std::chrono::steady_clock::now() - kStart < kPatience)
     {
-        if (!pkServer->Turn(kTurn, pstrError))
+        if (!pkServer->Turn(kDemoTurn, pstrError))
         {
             return false;
         }
@@ -170,8 +168,8 @@ bool ShowAChange(const std::string& strProgram, const std::string& strDirectory,
         return false;
     }
     const auto kTook = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - kStart);
-    Say(fmt::format("After {} ms a listener is told: {} {}", kTook.count(), EventKindName(kEvent->uKind),
-                    WrittenForm(kEvent->strPath, Escape::Controls)));
+    Tell(fmt::format("After {} ms a listener is told: {} {}", kTook.count(), EventKindName(kEvent->uKind),
+                     WrittenForm(kEvent->strPath, Escape::Controls)));
     if (!RunAgain(strProgram, fmt::format("stat {}", kName)))
     {
         *pstrError = "the new file is not in the index";
@@ -195,8 +193,8 @@ bool Demonstrate(const DemoOptions& kOptions, const std::string& strDirectory, s
     {
         return false;
     }
-    Say(fmt::format("This process publishes {} nodes of {}; a second one reads them.", kServer.NodeCount(),
-                    WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
+    Tell(fmt::format("This process publishes {} nodes of {}; a second one reads them.", kServer.NodeCount(),
+                     WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
     if (!ShowReaders(kOptions.strProgram, pstrError) ||
         (bOwnDirectory && !ShowAChange(kOptions.strProgram, strDirectory, &kServer, pstrError)))
     {
@@ -204,13 +202,13 @@ bool Demonstrate(const DemoOptions& kOptions, const std::string& strDirectory, s
     }
     kServer.Withdraw();
 
-    Say("\nWithdrawn again: now nothing is found.");
+    Tell("\nWithdrawn again: now nothing is found.");
     if (RunAgain(kOptions.strProgram, "status --from source"))
     {
         *pstrError = "the source is still published";
         return false;
     }
-    Say("\nThe same by hand: \"lum serve --source DIR\" in one terminal, any other command in another one.");
+    Tell("\nThe same by hand: \"lum serve --source DIR\" in one terminal, any other command in another one.");
     return true;
 }
 

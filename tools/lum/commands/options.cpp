@@ -5,9 +5,9 @@
 
 #include "base/console.h"
 #include "base/exit_code.h"
+#include "base/library_log.h"
 #include "base/text.h"
 #include "commands/commands.h"
-#include "reader/library_log.h"
 #include "vo_public_option.h"
 
 namespace lum
@@ -81,7 +81,7 @@ int RunOptions(const OptionsOptions& kOptions, Output* pkOutput)
     }
     if (!kRecord.HasRecord())
     {
-        Complain("no options are published");
+        Complain("no options are published; to publish some: lum serve --options FILE");
         return kExitNotFound;
     }
     kRecord.Close();

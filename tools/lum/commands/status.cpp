@@ -64,6 +64,11 @@ std::string TextOf(const SourceStatus& kStatus)
         strText += fmt::format("{:<16}{} directories aren't watched, {} roots are polled\n", "", kStatus.ullUnwatched,
                                kStatus.ullPolledRoots);
     }
+    if (kStatus.ullUnread != 0)
+    {
+        strText +=
+            fmt::format("{:<16}{} folder{} can't be read\n", "", kStatus.ullUnread, kStatus.ullUnread == 1 ? "" : "s");
+    }
     return strText;
 }
 
@@ -76,7 +81,8 @@ nlohmann::ordered_json JsonOf(const SourceStatus& kStatus)
             {"audit_rounds", kStatus.ullAuditRounds},
             {"audit_changes", kStatus.ullAuditChanges},
             {"unwatched", kStatus.ullUnwatched},
-            {"polled_roots", kStatus.ullPolledRoots}};
+            {"polled_roots", kStatus.ullPolledRoots},
+            {"unread", kStatus.ullUnread}};
 }
 
 void ShowText(const ReaderSession& kSession, Output* pkOutput)

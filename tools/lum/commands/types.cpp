@@ -55,7 +55,7 @@ std::string ShownColor(uint32_t uColor)
     return fmt::format("#{:06x}", uColor & 0xFFFFFF);
 }
 
-void ShowText(const ReaderSession& kSession, Output* pkOutput)
+void ShowTypesAsText(const ReaderSession& kSession, Output* pkOutput)
 {
     for (const ReaderSource& kSource : kSession.Sources())
     {
@@ -73,7 +73,7 @@ void ShowText(const ReaderSession& kSession, Output* pkOutput)
     }
 }
 
-void ShowJson(const ReaderSession& kSession, Output* pkOutput)
+void ShowTypesAsJson(const ReaderSession& kSession, Output* pkOutput)
 {
     JsonList kList(pkOutput, "sources");
     for (const ReaderSource& kSource : kSession.Sources())
@@ -103,11 +103,11 @@ int RunTypes(const ReaderOptions& kOptions, Output* pkOutput)
     }
     if (kOptions.bJson)
     {
-        ShowJson(kSession, pkOutput);
+        ShowTypesAsJson(kSession, pkOutput);
     }
     else
     {
-        ShowText(kSession, pkOutput);
+        ShowTypesAsText(kSession, pkOutput);
     }
     return Finish(true, pkOutput);
 }

@@ -1,11 +1,13 @@
 // lum watch: prints what changes in the published sources as it is told, until it is told to stop.
 #include <fmt/format.h>
-#include <stdlib.h>
 
+#include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "base/console.h"
 #include "base/exit_code.h"
+#include "base/library_log.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "commands/commands.h"
@@ -13,8 +15,10 @@
 #include "platform/vo_process.h"
 #include "reader/event_stream.h"
 #include "reader/json_view.h"
-#include "reader/library_log.h"
+#include "reader/path_argument.h"
+#include "reader/session.h"
 #include "reader/text_view.h"
+#include "scan/index_entry.h"
 
 namespace lum
 {
@@ -56,11 +60,60 @@ std::string JsonLineOf(const StreamEvent& kEvent)
     return kLine.dump() + "\n";
 }
 
-// Under the prefix, as parts of a path.
-bool IsUnder(const StreamEvent& kEvent, const VOWString& strPrefix)
+// What is shown: all of it, or what lies at or under a path, which is another one in each source.
+class Filter
 {
-    return strPrefix.empty() || kEvent.strPath == strPrefix || kEvent.strPath.starts_with(strPrefix + VOTEXT("/"));
-}
+public:
+    // False with a message when the path lies in none of the published sources.
+    bool Open(const WatchOptions& kOptions, std::string* pstrError)
+    {
+        m_bAll = kOptions.strPath.empty();
+        if (m_bAll)
+        {
+            return true;
+        }
+        ReaderSession kSession;
+        ReaderOptions kSource;
+        kSource.eaf = kOptions.eaf;
+        if (kSession.Open(kSource, pstrError) != ReaderSession::Opened::Yes)
+        {
+            return false;
+        }
+        for (const ReaderSource& kOne : kSession.Sources())
+        {
+            for (const VOWString& strReading : ReadingsOf(kOptions.strPath))
+            {
+                if (const std::optional<VOWString> strPath = RelativePath(strReading, kOne.Root()))
+                {
+                    m_mapPrefixes[kOne.From()].push_back(FoldAscii(*strPath));
+                }
+            }
+        }
+        *pstrError = fmt::format("{}: lies in no source that is published", PrintableText(kOptions.strPath));
+        return !m_mapPrefixes.empty();
+    }
+
+    bool Shows(const StreamEvent& kEvent) const
+    {
+        const auto itPrefixes = m_mapPrefixes.find(kEvent.eaf);
+        const bool bPlace = itPrefixes != m_mapPrefixes.end() &&
+                            std::any_of(itPrefixes->second.begin(), itPrefixes->second.end(),
+                                        [&](const VOWString& strPrefix) { return _IsUnder(kEvent, strPrefix); });
+        return m_bAll || bPlace;
+    }
+
+private:
+    static bool _IsUnder(const StreamEvent& kEvent, const VOWString& strPrefix)
+    {
+        const VOWString strPath = FoldAscii(kEvent.strPath);
+        const VOWString strNew = FoldAscii(JoinPath(ParentPath(kEvent.strPath), kEvent.strNewName));
+        return strPath == strPrefix || LiesIn(strPath, strPrefix) ||
+               (!kEvent.strNewName.empty() && (strNew == strPrefix || LiesIn(strNew, strPrefix)));
+    }
+
+    bool m_bAll = true;
+    std::map<LUMTrayService::enumAssetFrom, std::vector<VOWString>> m_mapPrefixes;  // folded
+};
 
 // What the event is about stands in the environment, so that no name is ever taken for a part of the command.
 void Execute(const std::string& strCommand, const StreamEvent& kEvent)
@@ -70,24 +123,10 @@ void Execute(const std::string& strCommand, const StreamEvent& kEvent)
     VOSetEnvironment("LUM_PATH", VOToNativePath(kEvent.strPath));
     VOSetEnvironment("LUM_NEW_NAME", VOToNativePath(kEvent.strNewName));
     VOSetEnvironment("LUM_FILE", VOToNativePath(kEvent.strPhysicalPath));
-    if (system(strCommand.c_str()) == -1)
+    if (VORunCommand(strCommand) == -1)
     {
         Complain(fmt::format("\"{}\" can't be run", strCommand));
     }
-}
-
-VOWString PrefixOf(const std::string& strArgument)
-{
-    VOWString strPrefix = VOFromNative(strArgument);
-    for (VOWCHAR& rch : strPrefix)
-    {
-        rch = rch == '\\' ? VOWCHAR('/') : rch;
-    }
-    while (!strPrefix.empty() && strPrefix.back() == '/')
-    {
-        strPrefix.pop_back();
-    }
-    return strPrefix;
 }
 
 }  // namespace
@@ -107,12 +146,17 @@ int RunWatch(const WatchOptions& kOptions, Output* pkOutput)
         Complain(strError);
         return kExitNotFound;
     }
-    const VOWString strPrefix = PrefixOf(kOptions.strPath);
+    Filter kFilter;
+    if (!kFilter.Open(kOptions, &strError))
+    {
+        Complain(strError);
+        return kExitNotFound;
+    }
     uint32_t uShown = 0;
     while (!VOStopRequested() && (!kOptions.uCount || uShown < *kOptions.uCount))
     {
         const std::optional<StreamEvent> kEvent = kStream.Next(kTurn);
-        if (!kEvent || !IsUnder(*kEvent, strPrefix))
+        if (!kEvent || !kFilter.Shows(*kEvent))
         {
             continue;
         }

@@ -6,6 +6,7 @@
 
 #include <atomic>
 
+#include "base/console.h"
 #include "base/files.h"
 #include "base/sources.h"
 #include "image/byte_view.h"
@@ -193,7 +194,7 @@ bool LoadState(AssetNodeUpdateState* pkState, bool* pbMissing, std::string* pstr
     *pbMissing = !kSection.Exists() && GetLastError() == ERROR_FILE_NOT_FOUND;
     if (!kSection.Exists())
     {
-        *pstrError = *pbMissing ? "nothing is published here" : "the update state section can't be opened";
+        *pstrError = *pbMissing ? kNothingPublished : "the update state section can't be opened";
         return false;
     }
     if (kSection.Size() < sizeof(AssetNodeUpdateState))

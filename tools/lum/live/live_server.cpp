@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <deque>
 #include <set>
 
 #include "base/console.h"
@@ -64,9 +65,10 @@ struct LiveServer::Served
     }
 
     LiveSource kSource;
-    std::vector<IndexChange> vecUntold;  // in the index, and not yet published
-    bool bImageDue = false;              // what was last taken from the index isn't published
-    bool bEventsDue = false;             // what was last appended isn't published
+    std::vector<IndexChange> vecUntold;      // in the index, and not yet published
+    std::deque<PublishedEvent> dequeEvents;  // of what is in a published image, what couldn't be told yet
+    bool bImageDue = false;                  // what was last taken from the index isn't published
+    bool bEventsDue = false;                 // what was last appended isn't published
     LiveClock::time_point kNextPublication;
 
     bool IsDue() const { return kSource.HasChanged() || !vecUntold.empty() || bImageDue || bEventsDue; }
@@ -129,7 +131,8 @@ bool LiveServer::Run(std::string* pstrError)
 {
     while (!VOStopRequested())
     {
-        if (!Turn(kTurn, pstrError))
+        // A turn that a request cut short has not failed.
+        if (!Turn(kTurn, pstrError) && !VOStopRequested())
         {
             Withdraw();
             return false;
@@ -199,8 +202,6 @@ bool LiveServer::_Publish(Served* pkServed, std::string* pstrError)
     if (!pkServed->vecUntold.empty() || pkServed->bEventsDue)
     {
         DropRepetitions(&pkServed->vecUntold);
-        std::vector<PublishedEvent> vecEvents;
-        vecEvents.reserve(pkServed->vecUntold.size());
         for (IndexChange& rkChange : pkServed->vecUntold)
         {
             PublishedEvent kEvent;
@@ -210,11 +211,11 @@ bool LiveServer::_Publish(Served* pkServed, std::string* pstrError)
             kEvent.uRoots = rkChange.uRoots;
             kEvent.strPath = std::move(rkChange.strPath);
             kEvent.strNewName = std::move(rkChange.strNewName);
-            vecEvents.push_back(std::move(kEvent));
+            pkServed->dequeEvents.push_back(std::move(kEvent));
         }
         pkServed->vecUntold.clear();
         pkServed->bEventsDue = true;
-        if (!m_kEvents.Publish(rkSource.From(), vecEvents, pstrError))
+        if (!m_kEvents.Publish(rkSource.From(), &pkServed->dequeEvents, pstrError))
         {
             return false;
         }
@@ -229,9 +230,9 @@ bool LiveServer::_Publish(Served* pkServed, std::string* pstrError)
 void LiveServer::_SetStatus(const Served& kServed)
 {
     const LiveCounts& kCounts = kServed.kSource.Counts();
-    m_kStatus.Set(kServed.kSource.From(),
-                  {kCounts.ullHints, kCounts.ullChanges, kCounts.ullDoubts, kCounts.ullAuditRounds,
-                   kCounts.ullAuditChanges, kCounts.ullUnwatched, kCounts.uPolledRoots, kServed.ullPublications});
+    m_kStatus.Set(kServed.kSource.From(), {kCounts.ullHints, kCounts.ullChanges, kCounts.ullDoubts,
+                                           kCounts.ullAuditRounds, kCounts.ullAuditChanges, kCounts.ullUnwatched,
+                                           kCounts.uPolledRoots, kServed.ullPublications, kCounts.ullUnread});
 }
 
 // The images before the events: a tool that finds no image doesn't wait for events of it.

@@ -34,6 +34,14 @@ constexpr auto kLastDoubtDelay = 60000ms;
 
 constexpr auto kRootInterval = 1000ms;
 
+// A folder that can't be read is tried again, each time after twice the time; one that could be read for so long again
+// is news when it fails. Of many that fail at once, so many are named.
+constexpr std::chrono::milliseconds kNoDelay(0);
+constexpr std::chrono::milliseconds kFirstRetry = 250ms;
+constexpr std::chrono::milliseconds kLastRetry = 30000ms;
+constexpr auto kForgetRetry = 60s;
+constexpr size_t kMostNamed = 5;
+
 // What isn't watched is counted so long after a start or a comparison, and again before it is told.
 constexpr auto kFirstCount = 3000ms;
 constexpr auto kSecondCount = 7000ms;
@@ -42,7 +50,9 @@ constexpr auto kSecondCount = 7000ms;
 constexpr auto kPollInterval = 2000ms;
 constexpr int kPollShare = 20;
 
-// The audit: so many folders at a time, and for a small part of the time.
+// The audit: so many folders at a time, and for a small part of the time. The first one comes soon: a folder may have
+// changed between the scan and the moment at which its monitor got to it.
+constexpr auto kFirstAudit = 1000ms;
 constexpr auto kAuditPause = 60s;
 constexpr auto kAuditInterval = 200ms;
 constexpr size_t kAuditFolders = 16;
@@ -76,6 +86,21 @@ bool LiveSource::Open(bool bFollow, std::string* pstrError)
     {
         return false;
     }
+    m_pkIndex =
+        std::make_unique<SourceIndex>(m_kSpec.eaf, m_vecRoots[0], LastPart(m_vecRoots[0]), IsMergeSource(m_kSpec.eaf));
+    uint32_t uRoots = 0;
+    std::vector<NotIndexed> vecLeftOut;
+    m_pkLister = MakeLister(m_kSpec, m_vecRoots, &uRoots, &vecLeftOut, pstrError);
+    // A wrong root is no matter for a monitor.
+    std::vector<IndexEntry> vecEntries;
+    if (m_pkLister == nullptr || !m_pkLister->List(VOWString(), uRoots, &vecEntries, pstrError))
+    {
+        return false;
+    }
+    for (const NotIndexed& kLeftOut : vecLeftOut)
+    {
+        m_pkIndex->LeaveOut(kLeftOut);
+    }
     // First the monitors: what changes while the scan runs is looked at behind it.
     if (bFollow && IsDirectorySource(m_kSpec.eaf))
     {
@@ -86,25 +111,20 @@ bool LiveSource::Open(bool bFollow, std::string* pstrError)
             _Watch(m_vecWatched.back().get());
         }
     }
-    m_pkIndex =
-        std::make_unique<SourceIndex>(m_kSpec.eaf, m_vecRoots[0], LastPart(m_vecRoots[0]), IsMergeSource(m_kSpec.eaf));
-    uint32_t uRoots = 0;
-    m_pkLister = MakeLister(m_kSpec, m_vecRoots, &uRoots, m_pkIndex->LeftOut(), pstrError);
     Progress kProgress(fmt::format("scanning {}", SourceName(m_kSpec.eaf)));
-    if (m_pkLister == nullptr || !m_pkIndex->Build(m_rvecTypes, uRoots, m_pkLister.get(), &kProgress, pstrError))
+    if (!m_pkIndex->Build(m_rvecTypes, uRoots, m_pkLister.get(), &kProgress, pstrError))
     {
         return false;
     }
     if (!m_vecWatched.empty())
     {
-        m_pkDirectories = static_cast<DirectoryLister*>(m_pkLister.get());
-        m_pkDirectories->TolerateLostRoots();
+        static_cast<DirectoryLister*>(m_pkLister.get())->TolerateLostRoots();
     }
     const LiveClock::time_point kNow = LiveClock::now();
     m_kCountUnwatched = kNow + kFirstCount;
     m_kNextLookAtRoots = kNow + kRootInterval;
-    m_kNextAudit = kNow + kAuditPause;
-    _ReportLeftOut();
+    m_kNextAudit = kNow + kFirstAudit;
+    _Report(_KeepRetries(kNow), std::numeric_limits<size_t>::max());
     return true;
 }
 
@@ -156,8 +176,9 @@ void LiveSource::_LookAtRoots(LiveClock::time_point kNow)
     m_kNextLookAtRoots = kNow + kRootInterval;
     for (const std::unique_ptr<WatchedRoot>& pkRoot : m_vecWatched)
     {
-        const bool bThere = RootWatch::IsThere(pkRoot->strRoot);
-        if (bThere != pkRoot->bLost)
+        const RootWatch::Presence ePresence = RootWatch::PresenceOf(pkRoot->strRoot);
+        const bool bThere = ePresence == RootWatch::Presence::There;
+        if (ePresence == RootWatch::Presence::Unknown || bThere != pkRoot->bLost)
         {
             continue;
         }
@@ -184,6 +205,10 @@ LiveClock::time_point LiveSource::NextDue() const
     for (const auto& [strFolder, kAgain] : m_mapLookAgain)
     {
         kDue = std::min(kDue, kAgain);
+    }
+    for (const auto& [strFolder, kRetry] : m_mapRetry)
+    {
+        kDue = std::min(kDue, kRetry.bFails ? kRetry.kDue : kDue);
     }
     kDue = std::min(kDue, m_kCountUnwatched.value_or(kDue));
     return std::min(kDue, m_kCompareAll.value_or(kDue));
@@ -253,6 +278,7 @@ bool LiveSource::Work(LiveClock::time_point kNow, std::vector<IndexChange>* pvec
             ++itAgain;
         }
     }
+    _AddRetries(kNow, &kHints.mapFolders);
     bool bFollowed = _CompareFolders(std::move(kHints.mapFolders), pvecChanges, pstrError);
     if (bFollowed && m_kCompareAll && *m_kCompareAll <= kNow)
     {
@@ -263,7 +289,7 @@ bool LiveSource::Work(LiveClock::time_point kNow, std::vector<IndexChange>* pvec
         bFollowed = _Audit(kNow, pvecChanges, pstrError);
     }
     m_kCounts.ullChanges += pvecChanges->size() - uBefore;
-    _ReportLeftOut();
+    _Report(_KeepRetries(kNow), kMostNamed);
     return bFollowed && (!m_pkIndex->IsWorn() || _Renew(pstrError));
 }
 
@@ -288,7 +314,7 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, std::vector<IndexChan
             continue;
         }
         std::vector<VOWString> vecMore;
-        if (!m_pkIndex->Compare(strFolder, bHinted ? kFirst.mapped() : FolderHints(), pvecChanges, &vecMore, pstrError))
+        if (!_CompareOne(strFolder, bHinted ? kFirst.mapped() : FolderHints(), pvecChanges, &vecMore, pstrError))
         {
             return false;
         }
@@ -301,6 +327,78 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, std::vector<IndexChan
         }
     }
     return true;
+}
+
+// What is known of a folder that can't be read is kept for the time when it can.
+bool LiveSource::_CompareOne(const VOWString& strFolder, const FolderHints& kHints,
+                             std::vector<IndexChange>* pvecChanges, std::vector<VOWString>* pvecMore,
+                             std::string* pstrError)
+{
+    if (!m_pkIndex->Compare(strFolder, kHints, pvecChanges, pvecMore, pstrError))
+    {
+        return false;
+    }
+    if (m_pkIndex->IsUnread(strFolder) && !(kHints.vecRenamed.empty() && kHints.setWritten.empty()))
+    {
+        FolderHints& rkKept = m_mapRetry[strFolder].kHints;
+        rkKept.vecRenamed.insert(rkKept.vecRenamed.end(), kHints.vecRenamed.begin(), kHints.vecRenamed.end());
+        rkKept.setWritten.insert(kHints.setWritten.begin(), kHints.setWritten.end());
+    }
+    return true;
+}
+
+void LiveSource::_AddRetries(LiveClock::time_point kNow, HintedFolders* pmapFolders)
+{
+    for (auto& [strFolder, rkRetry] : m_mapRetry)
+    {
+        FolderHints& rkKept = rkRetry.kHints;
+        const auto itHinted = pmapFolders->find(strFolder);
+        if (!rkRetry.bFails || (rkRetry.kDue > kNow && itHinted == pmapFolders->end()))
+        {
+            continue;
+        }
+        FolderHints& rkHints = (*pmapFolders)[strFolder];
+        rkHints.vecRenamed.insert(rkHints.vecRenamed.begin(), rkKept.vecRenamed.begin(), rkKept.vecRenamed.end());
+        rkHints.setWritten.merge(rkKept.setWritten);
+        rkKept = FolderHints();
+        if (rkRetry.kDue <= kNow)
+        {
+            rkRetry.kDelay = std::min(2 * rkRetry.kDelay, kLastRetry);
+            rkRetry.kDue = kNow + rkRetry.kDelay;
+        }
+    }
+}
+
+// Sees to it that what can't be read is tried again, and gives what nobody was told of.
+std::vector<UnreadFolder> LiveSource::_KeepRetries(LiveClock::time_point kNow)
+{
+    std::vector<UnreadFolder> vecNews;
+    for (const UnreadFolder& kUnread : m_pkIndex->TakeUnread())
+    {
+        Retry& rkRetry = m_mapRetry[kUnread.strPath];
+        if (rkRetry.kDelay == kNoDelay)
+        {
+            rkRetry.kDelay = kFirstRetry;
+            rkRetry.bEntered = kUnread.bEntered;
+            vecNews.push_back(kUnread);
+        }
+        rkRetry.bFails = true;
+        rkRetry.kDue = kNow + rkRetry.kDelay;
+    }
+    for (auto itRetry = m_mapRetry.begin(); itRetry != m_mapRetry.end();)
+    {
+        Retry& rkRetry = itRetry->second;
+        if (rkRetry.bFails && !m_pkIndex->IsUnread(itRetry->first))
+        {
+            rkRetry.bFails = false;
+            rkRetry.kDue = kNow + kForgetRetry;
+            // What kept the folder from being read may have kept the monitor from watching what is new in it.
+            _DoubtAt(kNow);
+        }
+        itRetry = rkRetry.bFails || rkRetry.kDue > kNow ? std::next(itRetry) : m_mapRetry.erase(itRetry);
+    }
+    m_kCounts.ullUnread = m_pkIndex->UnreadCount();
+    return vecNews;
 }
 
 bool LiveSource::_CompareAll(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError)
@@ -354,22 +452,45 @@ bool LiveSource::_Renew(std::string* pstrError)
     return m_pkIndex->Renew(m_rvecTypes, pstrError);
 }
 
-void LiveSource::_ReportLeftOut()
+// Names what isn't in the index, and what can't be read: no more of it at once than uMost.
+void LiveSource::_Report(const std::vector<UnreadFolder>& vecUnread, size_t uMost)
 {
-    size_t uNew = 0;
-    for (const NotIndexed& kLeftOut : *m_pkIndex->LeftOut())
+    std::vector<NotIndexed> vecLeftOut = m_pkIndex->TakeLeftOut();
+    size_t uMore = 0;
+    for (size_t i = 0; i < vecUnread.size(); ++i)
     {
-        if (m_setReported.insert(kLeftOut.strPath).second)
+        const UnreadFolder& kUnread = vecUnread[i];
+        if (i >= uMost)
         {
-            ++uNew;
-            _Complain(fmt::format("not indexed: {}: {}", WrittenForm(kLeftOut.strPath, Escape::Controls),
-                                  kLeftOut.strReason));
+            ++uMore;
+        }
+        else if (!kUnread.bEntered)
+        {
+            vecLeftOut.push_back({kUnread.strPath, kUnread.strReason});
+        }
+        else
+        {
+            const std::string strShown = WrittenForm(kUnread.strPath, Escape::Controls);
+            _Complain(fmt::format("{}{}{}; what is known of it stays, and it is tried again", strShown,
+                                  strShown.empty() ? "" : ": ", kUnread.strReason));
         }
     }
-    m_pkIndex->LeftOut()->clear();
-    if (uNew != 0)
+    if (uMore != 0)
     {
-        _Complain(fmt::format("{} not indexed", m_setReported.size()));
+        _Complain(fmt::format("{} more folder{} can't be read; what is known of {} stays, and {} tried again", uMore,
+                              uMore == 1 ? "" : "s", uMore == 1 ? "it" : "them", uMore == 1 ? "it is" : "they are"));
+    }
+    for (const NotIndexed& kLeftOut : vecLeftOut)
+    {
+        _Complain(
+            fmt::format("not indexed: {}: {}", WrittenForm(kLeftOut.strPath, Escape::Controls), kLeftOut.strReason));
+    }
+    if (!vecLeftOut.empty())
+    {
+        const auto uNever =
+            std::count_if(m_mapRetry.begin(), m_mapRetry.end(),
+                          [](const auto& kRetry) { return kRetry.second.bFails && !kRetry.second.bEntered; });
+        _Complain(fmt::format("{} not indexed", m_pkIndex->LeftOutCount() + static_cast<size_t>(uNever)));
     }
 }
 

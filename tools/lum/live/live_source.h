@@ -4,7 +4,7 @@
 // and compared, and what the comparison finds is what changed. It is compared once more some time after its last hint,
 // because of many fast writes the monitor tells the first alone. After a burst that a monitor's buffer may not have
 // held, and after anything else that leaves a doubt, the whole tree is compared, and a slow audit compares it all the
-// time. What can't be watched is polled.
+// time. What can't be watched is polled. A folder that can't be read stays as it was, and is tried again.
 #pragma once
 
 #include <deque>
@@ -31,6 +31,7 @@ struct LiveCounts
     unsigned long long ullAuditRounds = 0;   // whole rounds of the audit
     unsigned long long ullAuditChanges = 0;  // differences that only the audit found
     unsigned long long ullUnwatched = 0;     // directories that the monitors don't reach
+    unsigned long long ullUnread = 0;        // folders that can't be read now, and stay as they were
     unsigned uPolledRoots = 0;               // roots that are compared from time to time instead of watched
 };
 
@@ -66,12 +67,26 @@ public:
 private:
     struct WatchedRoot;
 
+    // A folder that can't be read, or couldn't a short while ago: one that fails now and then isn't told each time.
+    struct Retry
+    {
+        FolderHints kHints;  // what was known of its changes when it couldn't be read
+        LiveClock::time_point kDue;
+        std::chrono::milliseconds kDelay{0};  // 0 as long as nobody knows of it
+        bool bEntered = false;
+        bool bFails = false;
+    };
+
     void _Watch(WatchedRoot* pkRoot);
     void _SetPolled(WatchedRoot* pkRoot, bool bPolled, const std::string& strReason);
     void _CountUnwatched(bool bComplain);
     void _LookAtRoots(LiveClock::time_point kNow);
     void _Complain(const std::string& strText) const;
-    void _ReportLeftOut();
+    bool _CompareOne(const VOWString& strFolder, const FolderHints& kHints, std::vector<IndexChange>* pvecChanges,
+                     std::vector<VOWString>* pvecMore, std::string* pstrError);
+    void _AddRetries(LiveClock::time_point kNow, HintedFolders* pmapFolders);
+    std::vector<UnreadFolder> _KeepRetries(LiveClock::time_point kNow);
+    void _Report(const std::vector<UnreadFolder>& vecUnread, size_t uMost);
     void _DoubtAt(LiveClock::time_point kNow);
     bool _CompareAll(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError);
     bool _CompareFolders(HintedFolders mapFolders, std::vector<IndexChange>* pvecChanges, std::string* pstrError);
@@ -83,13 +98,12 @@ private:
     HintPool m_kPool;
     std::vector<VOWString> m_vecRoots;
     std::unique_ptr<FolderLister> m_pkLister;
-    DirectoryLister* m_pkDirectories = nullptr;  // the lister, for a source of directories
     std::unique_ptr<SourceIndex> m_pkIndex;
     std::vector<std::unique_ptr<WatchedRoot>> m_vecWatched;
     LiveCounts m_kCounts;
-    std::set<VOWString> m_setReported;  // of what is left out, what has been told
 
     std::map<VOWString, LiveClock::time_point> m_mapLookAgain;
+    std::map<VOWString, Retry> m_mapRetry;
     std::optional<LiveClock::time_point> m_kCompareAll;
     LiveClock::time_point m_kLastDoubt;
     std::chrono::milliseconds m_kDoubtDelay;

@@ -11,6 +11,13 @@
 namespace lum
 {
 
+namespace
+{
+
+constexpr std::chrono::milliseconds kNextTry(2);
+
+}  // namespace
+
 RootWatch::RootWatch(const VOWString& strRoot, HintPool* pkPool) : m_strRoot(strRoot), m_kListener(strRoot, pkPool) {}
 
 std::unique_ptr<RootWatch> RootWatch::Start(const VOWString& strRoot, HintPool* pkPool, std::string* pstrReason)
@@ -23,8 +30,9 @@ std::unique_ptr<RootWatch> RootWatch::Start(const VOWString& strRoot, HintPool* 
         return nullptr;
     }
     std::unique_ptr<RootWatch> pkWatch(new RootWatch(strRoot, pkPool));
-    if (pkWatch->m_kMonitor.Init(strRoot.c_str()) == 0 ||
-        pkWatch->m_kMonitor.AddFileMonitorListener(&pkWatch->m_kListener) == 0)
+    pkWatch->m_bListens = pkWatch->m_kMonitor.Init(strRoot.c_str()) != 0 &&
+                          pkWatch->m_kMonitor.AddFileMonitorListener(&pkWatch->m_kListener) != 0;
+    if (!pkWatch->m_bListens)
     {
         *pstrReason = "it can't be watched";
         return nullptr;
@@ -33,23 +41,27 @@ std::unique_ptr<RootWatch> RootWatch::Start(const VOWString& strRoot, HintPool* 
     return pkWatch;
 }
 
-// A listener can't be taken out while an event is delivered.
+// A listener can't be taken out while an event is delivered; one that never got in can't be taken out at all.
 RootWatch::~RootWatch()
 {
     m_kMonitor.SuspendFileMonitor(true);
-    while (m_kMonitor.RemoveFileMonitorListener(&m_kListener) == 0)
+    while (m_bListens && m_kMonitor.RemoveFileMonitorListener(&m_kListener) == 0)
     {
-        std::this_thread::yield();
+        std::this_thread::sleep_for(kNextTry);
     }
     m_kMonitor.UnInit();
 }
 
-bool RootWatch::IsThere(const VOWString& strRoot)
+RootWatch::Presence RootWatch::PresenceOf(const VOWString& strRoot)
 {
     VODirectoryEntry kEntry;
     VOSystemError kError;
     // Through ".", because a root may be a link to a directory.
-    return VODescribeFile(strRoot + VOTEXT("/."), &kEntry, &kError) && kEntry.bFolder;
+    if (!VODescribeFile(strRoot + VOTEXT("/."), &kEntry, &kError))
+    {
+        return kError.bGone ? Presence::Gone : Presence::Unknown;
+    }
+    return kEntry.bFolder ? Presence::There : Presence::Gone;
 }
 
 size_t RootWatch::CountUnwatched(std::string* pstrReason) const

@@ -19,8 +19,15 @@ public:
     RootWatch(const RootWatch&) = delete;
     RootWatch& operator=(const RootWatch&) = delete;
 
-    // Whether there is a directory of that name, and the one that is watched as far as the system tells.
-    static bool IsThere(const VOWString& strRoot);
+    enum class Presence
+    {
+        There,
+        Gone,
+        Unknown  // the system can't tell now
+    };
+
+    // Whether there is a directory of that name.
+    static Presence PresenceOf(const VOWString& strRoot);
 
     // Directories of the tree that aren't watched, and how that can be mended. It walks the tree.
     size_t CountUnwatched(std::string* pstrReason) const;
@@ -31,6 +38,7 @@ private:
     VOWString m_strRoot;
     HintListener m_kListener;
     VOTSFileMonitorManager m_kMonitor;
+    bool m_bListens = false;
 };
 
 }  // namespace lum

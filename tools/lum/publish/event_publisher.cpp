@@ -8,6 +8,8 @@
 #include <chrono>
 
 #include "base/sources.h"
+#include "platform/fault_points.h"
+#include "platform/vo_owners.h"
 #include "platform/vo_platform.h"
 #include "publish/shared_words.h"
 #include "vo_utility.h"
@@ -32,11 +34,6 @@ VOWString SectionName(enumAssetFrom eaf, unsigned uSlot)
     strName += static_cast<VOWCHAR>('0' + uSlot);
     return strName;
 }
-
-struct Released
-{
-    void operator()(void* pMemory) const { free(pMemory); }
-};
 
 }  // namespace
 
@@ -117,12 +114,13 @@ bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::str
     return true;
 }
 
-bool EventPublisher::Publish(enumAssetFrom eaf, const std::vector<PublishedEvent>& vecEvents, std::string* pstrError)
+bool EventPublisher::Publish(enumAssetFrom eaf, std::deque<PublishedEvent>* pdequeEvents, std::string* pstrError)
 {
     Source& rkSource = m_akSources[eaf];
     _DropOldEvents(&rkSource);
-    for (const PublishedEvent& kEvent : vecEvents)
+    while (!pdequeEvents->empty())
     {
+        const PublishedEvent& kEvent = pdequeEvents->front();
         VOTSFileEventContainer::Info kInfo;
         kInfo.dwEventParam0 = kEvent.uKind;
         kInfo.dwEventParam1 = kEvent.uFlags;
@@ -130,18 +128,19 @@ bool EventPublisher::Publish(enumAssetFrom eaf, const std::vector<PublishedEvent
         kInfo.pszPath = kEvent.strPath.c_str();
         kInfo.pszNewName = kEvent.strNewName.c_str();
         kInfo.pszPhysicPath = kEvent.strPhysicalPath.c_str();
-        if (rkSource.pkContainer->AppendEvent(kInfo, _NextTime()) == 0)
+        if (VO_FAULT_POINT("events.append") || rkSource.pkContainer->AppendEvent(kInfo, _NextTime()) == 0)
         {
             *pstrError = fmt::format("the events of {} don't fit an image", SourceName(eaf));
             return false;
         }
         ++rkSource.uEvents;
+        pdequeEvents->pop_front();
     }
     return _PublishImage(eaf, pstrError);
 }
 
-// Removing by time is exact only for all events or none, so all are removed and the recent ones entered again. Their
-// texts come along: CleanUp forgets those of the others.
+// Removing by time is exact only for all events or none, and leaves their texts: so the recent ones are entered into a
+// container of their own.
 void EventPublisher::_DropOldEvents(Source* pkSource)
 {
     if (pkSource->uEvents <= kKeepCount)
@@ -175,7 +174,6 @@ void EventPublisher::_DropOldEvents(Source* pkSource)
             return;
         }
     }
-    pkSource->pkContainer->RemoveEvent(ullNow);
     pkSource->pkContainer = std::move(pkFresh);
     pkSource->uEvents = vecRecent.size();
 }
@@ -186,7 +184,8 @@ bool EventPublisher::_PublishImage(enumAssetFrom eaf, std::string* pstrError)
     Source& rkSource = m_akSources[eaf];
     FileEventStateInfo& rkRecord = _Record(eaf);
     const unsigned uSlot = 1 - (LoadWord(rkRecord.uActiveSlot) & 1);
-    const std::unique_ptr<VOTSFileEventContainer::ContainerAlloc, Released> pkImage(rkSource.pkContainer->GetAlloc());
+    const std::unique_ptr<VOTSFileEventContainer::ContainerAlloc, VOFreeBlock> pkImage(
+        rkSource.pkContainer->GetAlloc());
     WaitForReaders(rkRecord.uReaderCount[uSlot], &rkSource.auLeftReaders[uSlot]);
     if (pkImage == nullptr || !rkSource.akData[uSlot].Replace(SectionName(eaf, uSlot).c_str(), pkImage.get(),
                                                               size_t{pkImage->uDataBufSize} + sizeof(*pkImage)))

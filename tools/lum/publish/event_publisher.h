@@ -9,6 +9,7 @@
 #pragma once
 
 #include <array>
+#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,10 +44,9 @@ public:
     // one publisher calls it. False with a message; nothing is left published then.
     bool Open(const std::vector<LUMTrayService::enumAssetFrom>& vecSources, std::string* pstrError);
 
-    // Appends events of an enabled source and publishes its image. False with a message; the events are published with
-    // the next ones then.
-    bool Publish(LUMTrayService::enumAssetFrom eaf, const std::vector<PublishedEvent>& vecEvents,
-                 std::string* pstrError);
+    // Appends events of an enabled source, each of which leaves the queue as it gets in, and publishes its image. False
+    // with a message; what got in is published with the next ones then, and what is left in the queue is still to come.
+    bool Publish(LUMTrayService::enumAssetFrom eaf, std::deque<PublishedEvent>* pdequeEvents, std::string* pstrError);
 
     void Withdraw();
 

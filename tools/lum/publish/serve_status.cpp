@@ -14,7 +14,7 @@ namespace lum
 namespace
 {
 
-constexpr char kVersion[8] = "lum.1";
+constexpr char kVersion[8] = "lum.2";
 
 constexpr size_t kWords = sizeof(SourceStatus) / sizeof(unsigned long long);
 

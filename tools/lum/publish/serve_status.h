@@ -21,16 +21,17 @@ struct SourceStatus
     unsigned long long ullUnwatched;     // directories that aren't watched
     unsigned long long ullPolledRoots;   // roots that are polled
     unsigned long long ullPublications;  // images published
+    unsigned long long ullUnread;        // folders that can't be read now
 };
 
 struct ServeStatus
 {
-    char szVersion[8];  // "lum.1"
+    char szVersion[8];  // "lum.2"
     unsigned uProcessId;
     unsigned uFollows;  // 0 for a publisher that doesn't follow changes
     SourceStatus akSources[LUMTrayService::ASSETTYPE_COUNT];
 };
-static_assert(sizeof(ServeStatus) == 16 + 64 * LUMTrayService::ASSETTYPE_COUNT);
+static_assert(sizeof(ServeStatus) == 16 + 72 * LUMTrayService::ASSETTYPE_COUNT);
 
 // The publisher's side. A failure to make the section is no reason not to serve.
 class ServeStatusSection

@@ -9,6 +9,7 @@
 #include "base/files.h"
 #include "base/sources.h"
 #include "base/text.h"
+#include "platform/vo_owners.h"
 #include "scan/archive_list.h"
 #include "scan/directory_lister.h"
 #include "scan/path_list.h"
@@ -23,12 +24,8 @@ namespace lum
 namespace
 {
 
-struct Released
-{
-    void operator()(void* pMemory) const { free(pMemory); }
-};
 template <typename T>
-using Owned = std::unique_ptr<T, Released>;
+using Owned = std::unique_ptr<T, VOFreeBlock>;
 
 bool Compress(VOTSAssetNodeContainer::ContainerAlloc* pkImage, std::vector<unsigned char>* pvecBlock)
 {

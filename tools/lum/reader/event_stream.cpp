@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "base/console.h"
 #include "base/sources.h"
 #include "platform/vo_platform.h"
 #include "publish/event_publisher.h"
@@ -65,7 +66,7 @@ bool EventStream::Open(std::optional<enumAssetFrom> eaf, std::string* pstrError)
     HANDLE hState = OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_FILEEVENT_UPDATESTATE_NAME);
     if (hState == nullptr)
     {
-        *pstrError = "nothing is published here";
+        *pstrError = kNothingPublished;
         return false;
     }
     CloseHandle(hState);

@@ -2,16 +2,14 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "base/console.h"
 #include "base/exit_code.h"
 #include "base/index_keys.h"
+#include "base/library_log.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "image/image_load.h"
-#include "platform/vo_native_names.h"
-#include "reader/library_log.h"
+#include "reader/path_argument.h"
 #include "vo_utility.h"
 
 using namespace LUMTrayService;
@@ -39,46 +37,6 @@ const char* ErrorText(ErrorType eError)
         default:
             return "the data section can't be read: it is missing or damaged";
     }
-}
-
-bool IsSlash(VOWCHAR ch)
-{
-    return ch == '/' || ch == '\\';
-}
-
-// Takes "." and ".." parts and double slashes out; none when ".." leads above the start.
-std::optional<VOWString> Collapse(const VOWString& strPath)
-{
-    std::vector<VOWString> vecParts;
-    size_t uStart = 0;
-    while (uStart <= strPath.size())
-    {
-        size_t uEnd = uStart;
-        while (uEnd < strPath.size() && !IsSlash(strPath[uEnd]))
-        {
-            ++uEnd;
-        }
-        const VOWString strPart = strPath.substr(uStart, uEnd - uStart);
-        uStart = uEnd + 1;
-        if (strPart == VOTEXT("..") && vecParts.empty())
-        {
-            return std::nullopt;
-        }
-        if (strPart == VOTEXT(".."))
-        {
-            vecParts.pop_back();
-        }
-        else if (!strPart.empty() && strPart != VOTEXT("."))
-        {
-            vecParts.push_back(strPart);
-        }
-    }
-    VOWString strResult;
-    for (const VOWString& strPart : vecParts)
-    {
-        strResult += (strResult.empty() ? VOTEXT("") : VOTEXT("/")) + strPart;
-    }
-    return strResult;
 }
 
 }  // namespace
@@ -144,47 +102,11 @@ std::optional<structAssetNode> ReaderSource::FindPath(const VOWString& strPath) 
     return EqualButForAsciiCase(strPlain, strPath) ? kPlain : std::nullopt;
 }
 
-// The part of an absolute path behind the root; a relative path as it is. None for an absolute path elsewhere.
-std::optional<VOWString> ReaderSource::_RelativePath(const VOWString& strPath) const
-{
-    const std::optional<VOWString> strWhole = Collapse(strPath);
-    const std::optional<VOWString> strRoot = Collapse(m_strRoot);
-    const bool bSlash = !strPath.empty() && IsSlash(strPath[0]);
-    const bool bDrive = strPath.size() > 2 && strPath[1] == ':' && IsSlash(strPath[2]);
-    if (!strWhole || !strRoot || (!bSlash && !bDrive))
-    {
-        return strWhole;
-    }
-    if ((bSlash && strWhole->empty()) || EqualButForAsciiCase(*strWhole, *strRoot))
-    {
-        return VOWString();
-    }
-    const VOWString strInFront = strRoot->empty() ? VOWString() : *strRoot + VOTEXT("/");
-    if (strWhole->size() > strInFront.size() &&
-        EqualButForAsciiCase(strWhole->substr(0, strInFront.size()), strInFront))
-    {
-        return strWhole->substr(strInFront.size());
-    }
-    // What looks like a drive may be a folder's name, where systems allow that.
-    return bDrive ? strWhole : std::nullopt;
-}
-
 std::optional<structAssetNode> ReaderSource::FindArgument(const std::string& strArgument) const
 {
-    const VOWString strLiteral = VOFromNative(strArgument);
-    std::vector<VOWString> vecReadings = {strLiteral};
-    if (const std::optional<VOWString> strUnescaped = FromWrittenForm(strLiteral))
+    for (const VOWString& strReading : ReadingsOf(strArgument))
     {
-        vecReadings.push_back(*strUnescaped);
-    }
-    // Where a backslash can be part of a name, it may still have been meant to separate.
-    constexpr VOWCHAR kCarriedBackslash = 0xDC5C;
-    vecReadings.push_back(strLiteral);
-    std::replace(vecReadings.back().begin(), vecReadings.back().end(), kCarriedBackslash, VOWCHAR('/'));
-
-    for (const VOWString& strReading : vecReadings)
-    {
-        const std::optional<VOWString> strPath = _RelativePath(strReading);
+        const std::optional<VOWString> strPath = RelativePath(strReading, m_strRoot);
         const std::optional<structAssetNode> kNode = strPath ? FindPath(*strPath) : std::nullopt;
         if (kNode)
         {
@@ -240,8 +162,7 @@ ReaderSession::Opened ReaderSession::Open(const ReaderOptions& kOptions, std::st
     }
     if (m_vecSources.empty())
     {
-        *pstrError =
-            kOptions.eaf ? fmt::format("{} isn't published", SourceName(*kOptions.eaf)) : "nothing is published here";
+        *pstrError = kOptions.eaf ? fmt::format("{} isn't published", SourceName(*kOptions.eaf)) : kNothingPublished;
         return Opened::NothingPublished;
     }
     return Opened::Yes;

@@ -40,7 +40,6 @@ public:
 
 private:
     std::optional<LUMTrayService::structAssetNode> _FindForm(const VOWString& strForm) const;
-    std::optional<VOWString> _RelativePath(const VOWString& strPath) const;
 
     LUMTrayService::enumAssetFrom m_eaf;
     VOTSFileMappingInspector* m_pkInspector;  // the assemble's

@@ -8,7 +8,6 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-#include <locale.h>
 
 #include <memory>
 #include <type_traits>
@@ -141,9 +140,6 @@ void AddEntry(archive_entry* pEntry, PathTree* pkTree, std::vector<NotIndexed>* 
 bool ReadArchive(const VOWString& strPath, PathTree* pkTree, std::vector<NotIndexed>* pvecNotIndexed,
                  std::string* pstrError)
 {
-    // Names in an archive are converted by the C library: without a UTF-8 locale those outside ASCII would be lost.
-    setlocale(LC_CTYPE, "C.UTF-8");
-
     const ArchivePointer pArchive(archive_read_new());
     archive_read_support_filter_all(pArchive.get());
     SupportFormats(pArchive.get());

@@ -39,6 +39,7 @@ IndexEntry EntryOf(VODirectoryEntry&& kFound, uint32_t uRoot)
     kEntry.uWriteFraction = kFound.uWriteFraction;
     kEntry.uStatusStamp = kFound.uStatusStamp;
     kEntry.uRoots = uRoot;
+    kEntry.bDescribed = kFound.bDescribed;
     return kEntry;
 }
 
@@ -99,14 +100,24 @@ VOWString DirectoryLister::OtherRoot(uint32_t uRoots) const
     return uFirst == 0 || uFirst >= m_vecRoots.size() ? VOWString() : m_vecRoots[uFirst];
 }
 
+// Adds what one root has. False with a reason when it has something that can't be listed.
 bool DirectoryLister::_ListRoot(size_t uRoot, const VOWString& strFolder, std::vector<IndexEntry>* pvecEntries,
-                                std::string* pstrError) const
+                                std::string* pstrReason) const
 {
     std::vector<VODirectoryEntry> vecFound;
     VOSystemError kError;
     if (!VOListDirectory(m_vecRoots[uRoot] + VOTEXT("/") + strFolder, &vecFound, &kError))
     {
-        *pstrError = fmt::format("can't be listed: {}", kError.strText);
+        // What has gone since it was found is no news.
+        if (kError.bGone && (m_bTolerant || !strFolder.empty()))
+        {
+            return true;
+        }
+        *pstrReason = fmt::format("can't be listed: {}", kError.strText);
+        if (strFolder.empty())
+        {
+            *pstrReason = fmt::format("{}: {}", WrittenForm(m_vecRoots[uRoot], Escape::Controls), *pstrReason);
+        }
         return false;
     }
     pvecEntries->reserve(pvecEntries->size() + vecFound.size());
@@ -117,42 +128,24 @@ bool DirectoryLister::_ListRoot(size_t uRoot, const VOWString& strFolder, std::v
     return true;
 }
 
+// Where one root can't be listed, the others still show their part.
 bool DirectoryLister::List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
-                           std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError)
+                           std::string* pstrReason)
 {
+    bool bListed = true;
     pvecEntries->clear();
-    m_uLostRoots = strFolder.empty() ? 0 : m_uLostRoots;
     for (size_t i = 0; i < m_vecRoots.size(); ++i)
     {
-        std::string strError;
-        if ((uRoots & (1u << i)) == 0 || _ListRoot(i, strFolder, pvecEntries, &strError))
+        if ((uRoots & (1u << i)) != 0 && !_ListRoot(i, strFolder, pvecEntries, pstrReason))
         {
-            continue;
-        }
-        // A root that can't be listed is a wrong argument. Of a folder inside, the other roots still show their part;
-        // and one that has gone since it was found is no news.
-        if (strFolder.empty() && m_bTolerant)
-        {
-            m_uLostRoots |= 1u << i;
-            continue;
-        }
-        if (strFolder.empty())
-        {
-            *pstrError = fmt::format("{}: {}", WrittenForm(m_vecRoots[i], Escape::Controls), strError);
-            return false;
-        }
-        VODirectoryEntry kFound;
-        VOSystemError kGone;
-        if (VODescribeFile(m_vecRoots[i] + VOTEXT("/") + strFolder, &kFound, &kGone))
-        {
-            pvecNotIndexed->push_back({strFolder, strError});
+            bListed = false;
         }
     }
     if (m_vecRoots.size() > 1)
     {
         MergeSameNames(pvecEntries);
     }
-    return true;
+    return bListed;
 }
 
 }  // namespace lum

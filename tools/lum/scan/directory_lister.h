@@ -20,7 +20,7 @@ public:
     explicit DirectoryLister(std::vector<VOWString> vecRoots);
 
     bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
-              std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError) override;
+              std::string* pstrReason) override;
 
     bool DescribeRoot(IndexEntry* pkEntry) const override;
     VOWString OtherRoot(uint32_t uRoots) const override;
@@ -28,19 +28,15 @@ public:
     // The bits of all roots.
     uint32_t AllRoots() const;
 
-    // From now on a root that can't be listed is an empty one, and is noted.
+    // From now on a root that is gone is an empty one. Before, it is a wrong argument.
     void TolerateLostRoots() { m_bTolerant = true; }
-
-    // The bits of the roots that couldn't be listed when the root folder was listed last.
-    uint32_t LostRoots() const { return m_uLostRoots; }
 
 private:
     bool _ListRoot(size_t uRoot, const VOWString& strFolder, std::vector<IndexEntry>* pvecEntries,
-                   std::string* pstrError) const;
+                   std::string* pstrReason) const;
 
     std::vector<VOWString> m_vecRoots;
     bool m_bTolerant = false;
-    uint32_t m_uLostRoots = 0;
 };
 
 }  // namespace lum

@@ -24,6 +24,7 @@ struct IndexEntry
     uint32_t uWriteFraction = 0;  // as VODirectoryEntry has them
     uint32_t uStatusStamp = 0;
     uint32_t uRoots = 1;     // of which roots of the source it is a part, a bit for each
+    bool bDescribed = true;  // false for one that couldn't be looked at: its name is all that is sure
     std::string strRefusal;  // why it can't be in an index beside the others; empty for what can
 };
 
@@ -41,10 +42,11 @@ public:
     virtual ~FolderLister() = default;
 
     // The entries of one folder, sorted by name, with at most one entry of a name that isn't refused. strFolder is
-    // relative to the root, empty for the root itself; uRoots is what the folder's own entry says. What can't be listed
-    // inside the root goes to pvecNotIndexed. False with a message when the root itself can't be listed.
+    // relative to the root, empty for the root itself; uRoots is what the folder's own entry says. A folder that is
+    // gone is an empty one. False with a reason when there is something that can't be listed now: the entries then say
+    // nothing about what is missing among them.
     virtual bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
-                      std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError) = 0;
+                      std::string* pstrReason) = 0;
 
     // The attributes of the root folder itself; false where a source has none.
     virtual bool DescribeRoot(IndexEntry* /*pkEntry*/) const { return false; }
@@ -64,6 +66,14 @@ inline VOWString ParentPath(const VOWString& strPath)
 {
     const size_t uSlash = strPath.rfind(VOWCHAR('/'));
     return uSlash == VOWString::npos ? VOWString() : strPath.substr(0, uSlash);
+}
+
+// Whether a path lies in a folder, at any depth. Everything lies in the root, and nothing in itself.
+inline bool LiesIn(const VOWString& strPath, const VOWString& strFolder)
+{
+    return strFolder.empty() ? !strPath.empty()
+                             : strPath.size() > strFolder.size() && strPath[strFolder.size()] == '/' &&
+                                   strPath.starts_with(strFolder);
 }
 
 // The last part of a path.

@@ -5,30 +5,14 @@
 namespace lum
 {
 
-namespace
-{
-
-VOWString FolderOf(const VOWString& strPath)
-{
-    const size_t uSlash = strPath.rfind(VOWCHAR('/'));
-    return uSlash == VOWString::npos ? VOWString() : strPath.substr(0, uSlash);
-}
-
-VOWString NameOf(const VOWString& strPath)
-{
-    return strPath.substr(strPath.rfind(VOWCHAR('/')) + 1);
-}
-
-}  // namespace
-
 IndexEntry* PathTree::_Find(const VOWString& strPath)
 {
-    const auto itFolder = m_mapFolders.find(FolderOf(strPath));
+    const auto itFolder = m_mapFolders.find(ParentPath(strPath));
     if (itFolder == m_mapFolders.end())
     {
         return nullptr;
     }
-    const auto itEntry = itFolder->second.find(NameOf(strPath));
+    const auto itEntry = itFolder->second.find(LastPart(strPath));
     return itEntry == itFolder->second.end() ? nullptr : &itEntry->second;
 }
 
@@ -46,9 +30,9 @@ PathTree::Added PathTree::_AddFolder(const VOWString& strPath)
         if (pkEntry == nullptr)
         {
             IndexEntry kFolder;
-            kFolder.strName = NameOf(strPart);
+            kFolder.strName = LastPart(strPart);
             kFolder.bFolder = true;
-            m_mapFolders[FolderOf(strPart)].emplace(kFolder.strName, kFolder);
+            m_mapFolders[ParentPath(strPart)].emplace(kFolder.strName, kFolder);
             m_mapFolders[strPart];
         }
         if (uEnd == VOWString::npos)
@@ -65,13 +49,13 @@ PathTree::Added PathTree::Add(const VOWString& strPath, const IndexEntry& kEntry
     {
         return Added::Again;
     }
-    const Added eParent = _AddFolder(FolderOf(strPath));
+    const Added eParent = _AddFolder(ParentPath(strPath));
     if (eParent != Added::New)
     {
         return eParent;
     }
     IndexEntry kNew = kEntry;
-    kNew.strName = NameOf(strPath);
+    kNew.strName = LastPart(strPath);
     if (IndexEntry* pkOld = _Find(strPath))
     {
         if (pkOld->bFolder != kNew.bFolder)
@@ -81,7 +65,7 @@ PathTree::Added PathTree::Add(const VOWString& strPath, const IndexEntry& kEntry
         *pkOld = kNew;
         return Added::Again;
     }
-    m_mapFolders[FolderOf(strPath)].emplace(kNew.strName, kNew);
+    m_mapFolders[ParentPath(strPath)].emplace(kNew.strName, kNew);
     if (kNew.bFolder)
     {
         m_mapFolders[strPath];
@@ -90,7 +74,7 @@ PathTree::Added PathTree::Add(const VOWString& strPath, const IndexEntry& kEntry
 }
 
 bool PathTree::List(const VOWString& strFolder, uint32_t /*uRoots*/, std::vector<IndexEntry>* pvecEntries,
-                    std::vector<NotIndexed>* /*pvecNotIndexed*/, std::string* /*pstrError*/)
+                    std::string* /*pstrReason*/)
 {
     pvecEntries->clear();
     const auto itFolder = m_mapFolders.find(strFolder);

@@ -26,7 +26,7 @@ public:
     Added Add(const VOWString& strPath, const IndexEntry& kEntry);
 
     bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
-              std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError) override;
+              std::string* pstrReason) override;
 
 private:
     typedef std::map<VOWString, IndexEntry> Folder;

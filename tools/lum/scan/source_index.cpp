@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "base/console.h"
 #include "base/text.h"
 #include "platform/vo_process.h"
@@ -49,14 +51,25 @@ bool SourceIndex::_EnterPending(Progress* pkProgress, std::string* pstrError)
     {
         const PendingFolder kFolder = std::move(m_vecPending.back());
         m_vecPending.pop_back();
+        std::string strReason;
         if (VOStopRequested())
         {
             *pstrError = "stopped before the index was complete";
             return false;
         }
-        if (!m_pkLister->List(kFolder.strPath, kFolder.uRoots, &vecEntries, &m_vecNotIndexed, pstrError))
+        const bool bListed = m_pkLister->List(kFolder.strPath, kFolder.uRoots, &vecEntries, &strReason);
+        if (!bListed && kFolder.strPath.empty())
         {
+            *pstrError = strReason;
             return false;
+        }
+        if (!bListed && kFolder.uAssetID != kNoNode)
+        {
+            _SetUnread(kFolder.strPath, false, strReason);
+        }
+        else if (bListed && kFolder.uAssetID != kNoNode)
+        {
+            _NoteVague(kFolder.strPath, false, vecEntries);
         }
         if (!_EnterFolder(kFolder, vecEntries))
         {
@@ -94,51 +107,83 @@ bool SourceIndex::_EnterFolder(const PendingFolder& kFolder, const std::vector<I
     vecChildren.reserve(vecEntries.size());
     for (const IndexEntry& kEntry : vecEntries)
     {
-        const size_t uLeftOut = m_vecNotIndexed.size();
         unsigned uAssetID = 0;
-        if (_EnterNode(kFolder, kEntry, &uAssetID))
-        {
-            vecChildren.push_back(uAssetID);
-        }
-        else if (m_vecNotIndexed.size() == uLeftOut)
+        const Entered eEntered = _EnterNode(kFolder, kEntry, &uAssetID);
+        if (eEntered == Entered::Refused)
         {
             return false;
+        }
+        if (eEntered == Entered::Yes)
+        {
+            vecChildren.push_back(uAssetID);
         }
     }
     return kFolder.uAssetID == kNoNode || m_pkContainer->SetAssetNodeChildIndex(kFolder.uAssetID, vecChildren) != 0;
 }
 
-// Names what is not in the index, and sees to it that what lies in it is named too.
-void SourceIndex::_LeaveOut(const VOWString& strPath, const IndexEntry& kEntry, const std::string& strReason)
+void SourceIndex::LeaveOut(const NotIndexed& kLeftOut)
 {
-    m_vecNotIndexed.push_back({strPath, strReason});
+    if (const auto itBefore = m_mapDoubted.find(kLeftOut.strPath); itBefore != m_mapDoubted.end())
+    {
+        m_mapLeftOut.insert(m_mapDoubted.extract(itBefore));
+    }
+    const auto [itReason, bNew] = m_mapLeftOut.try_emplace(kLeftOut.strPath);
+    if (bNew || itReason->second != kLeftOut.strReason)
+    {
+        itReason->second = kLeftOut.strReason;
+        m_vecLeftOut.push_back(kLeftOut);
+    }
+}
+
+// Names what is not in the index, and sees to it that what lies in it is named too.
+SourceIndex::Entered SourceIndex::_LeaveOut(const VOWString& strPath, const IndexEntry& kEntry,
+                                            const std::string& strReason)
+{
+    LeaveOut({strPath, strReason});
     if (kEntry.bFolder)
     {
         m_vecPending.push_back({kNoNode, strPath, kEntry.uRoots});
     }
+    return Entered::LeftOut;
 }
 
-// False when the entry was left out, or without a word of that when the library failed.
-bool SourceIndex::_EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry, unsigned* puAssetID)
+void SourceIndex::_SetUnread(const VOWString& strFolder, bool bEntered, const std::string& strReason)
+{
+    if (m_mapUnread.insert_or_assign(strFolder, strReason).second)
+    {
+        m_vecUnread.push_back({strFolder, strReason, bEntered});
+    }
+}
+
+// Of a folder that was listed: whether more has to be known of its entries.
+void SourceIndex::_NoteVague(const VOWString& strFolder, bool bEntered, const std::vector<IndexEntry>& vecEntries)
+{
+    if (std::all_of(vecEntries.begin(), vecEntries.end(), [](const IndexEntry& kEntry) { return kEntry.bDescribed; }))
+    {
+        m_mapUnread.erase(strFolder);
+        return;
+    }
+    _SetUnread(strFolder, bEntered, "not everything that it holds can be looked at");
+}
+
+SourceIndex::Entered SourceIndex::_EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry,
+                                             unsigned* puAssetID)
 {
     const VOWString strPath = JoinPath(kFolder.strPath, kEntry.strName);
     if (kFolder.uAssetID == kNoNode || !kEntry.strRefusal.empty())
     {
-        _LeaveOut(strPath, kEntry,
-                  kEntry.strRefusal.empty() ? "it lies in a folder that isn't indexed" : kEntry.strRefusal);
-        return false;
+        return _LeaveOut(strPath, kEntry,
+                         kEntry.strRefusal.empty() ? "it lies in a folder that isn't indexed" : kEntry.strRefusal);
     }
     switch (_RequestNode(strPath, puAssetID))
     {
         case Requested::TooLong:
-            _LeaveOut(strPath, kEntry,
-                      fmt::format("the path is too long for the index ({} characters)", strPath.size()));
-            return false;
+            return _LeaveOut(strPath, kEntry,
+                             fmt::format("the path is too long for the index ({} characters)", strPath.size()));
         case Requested::Known:
-            _LeaveOut(strPath, kEntry, "the index can't tell it from another path");
-            return false;
+            return _LeaveOut(strPath, kEntry, "the index can't tell it from another path");
         case Requested::Refused:
-            return false;
+            return Entered::Refused;
         default:
             break;
     }
@@ -146,20 +191,20 @@ bool SourceIndex::_EnterNode(const PendingFolder& kFolder, const IndexEntry& kEn
     const NameParts kParts = kEntry.bFolder ? NameParts{kEntry.strName, VOWString()} : SplitFileName(kEntry.strName);
     if (!_SetNames(*puAssetID, kFolder.strPath, kParts))
     {
+        _Unlink(*puAssetID);
         m_pkContainer->RemoveAssetNode(*puAssetID);
-        _LeaveOut(strPath, kEntry, "the index can't tell its name from another one");
-        return false;
+        return _LeaveOut(strPath, kEntry, "the index can't tell its name from another one");
     }
 
     if (m_pkContainer->SetAssetNodeFolder(*puAssetID, kEntry.bFolder ? 1 : 0) == 0 ||
         m_pkContainer->SetAssetNodeParentIndex(*puAssetID, kFolder.uAssetID) == 0 ||
         !_SetAttributes(*puAssetID, strPath, kEntry))
     {
-        return false;
+        return Entered::Refused;
     }
     if (!kEntry.bFolder && !_SetType(*puAssetID, kParts.strExtension))
     {
-        return false;
+        return Entered::Refused;
     }
     if (kEntry.bFolder)
     {
@@ -167,32 +212,7 @@ bool SourceIndex::_EnterNode(const PendingFolder& kFolder, const IndexEntry& kEn
     }
     ++m_uNodes;
     _Changed(ChangeKind::Added, kEntry.bFolder, strPath, kEntry.uRoots);
-    return true;
-}
-
-// A node that is there already has another path: one that differs in case, or one that the index can't tell from this
-// one. The exact-case key keeps the two apart.
-SourceIndex::Requested SourceIndex::_RequestNode(const VOWString& strPath, unsigned* puAssetID)
-{
-    const Requested ePlain = _RequestKey(strPath, puAssetID);
-    return ePlain == Requested::Known ? _RequestKey(ExactCaseForm(strPath), puAssetID) : ePlain;
-}
-
-SourceIndex::Requested SourceIndex::_RequestKey(const VOWString& strForm, unsigned* puAssetID)
-{
-    const std::optional<VOWString> strText = LookupText(m_strRoot, strForm);
-    if (!strText)
-    {
-        return Requested::TooLong;
-    }
-    structAssetNode kNode;
-    int nExisted = 0;
-    if (m_pkContainer->RequestAssetNode(strText->c_str(), kNode, nExisted) == 0)
-    {
-        return Requested::Refused;
-    }
-    *puAssetID = kNode.nAssetID;
-    return nExisted != 0 ? Requested::Known : Requested::New;
+    return Entered::Yes;
 }
 
 // The pool tells texts apart by their hashes alone, so that a text may come back as another one. Then the node would

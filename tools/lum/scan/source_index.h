@@ -4,9 +4,11 @@
 // The tree that readers find: node 0 is the root folder, under the empty path and without a name or parent; every other
 // node has its parent and stands in its parent's list, sorted by name. Nothing is left out because a rule of the
 // library is meant for other callers: a file whose extension no type lists has no type, sizes have 64 bits, a dot file
-// has a base name, and names that differ in case alone are two nodes (see base/index_keys.h).
+// has a base name, and names that differ in case alone are two nodes. A node is found under the plain key of its path,
+// or under its exact-case key (see base/index_keys.h) as long as another node has the plain one, and no longer.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -42,6 +44,14 @@ struct IndexChange
     uint32_t uRoots;       // the bits of the roots that have it, or had it last
 };
 
+// A folder whose listing failed, or told too little of what the folder holds. What was known of it stays.
+struct UnreadFolder
+{
+    VOWString strPath;
+    std::string strReason;
+    bool bEntered;  // false for one that was never listed: nothing of what it holds is in the index
+};
+
 // What is known of the changes in one folder before it is compared: which names were renamed to which, and which files
 // may have been written although neither size nor time show it.
 struct FolderHints
@@ -65,14 +75,26 @@ public:
     // Nodes that are in the index now.
     unsigned NodeCount() const { return m_uNodes; }
 
-    // What was found and could not be entered. A lister may add to it before Build; who reports it takes it out.
-    std::vector<NotIndexed>* LeftOut() { return &m_vecNotIndexed; }
+    // Something of the source that is not in the index. Also for what a lister leaves out by itself.
+    void LeaveOut(const NotIndexed& kLeftOut);
+
+    // How much is not in the index, and what of it came up since the last call. What can be entered later, or is gone,
+    // is forgotten: it comes up again when it is left out again.
+    size_t LeftOutCount() const { return m_mapLeftOut.size(); }
+    std::vector<NotIndexed> TakeLeftOut() { return std::exchange(m_vecLeftOut, {}); }
+
+    // Folders that can't be read now, and which of them came up since the last call. Each stays one until a comparison
+    // can read it, or it is gone.
+    bool IsUnread(const VOWString& strFolder) const { return m_mapUnread.contains(strFolder); }
+    size_t UnreadCount() const { return m_mapUnread.size(); }
+    std::vector<UnreadFolder> TakeUnread() { return std::exchange(m_vecUnread, {}); }
 
     // Compares a folder with what the lister shows now, makes the index agree with it (whatever lies in what came is
     // entered too), and appends the differences, in an order in which they can be applied one by one. Folders whose
     // contents have to be looked at as well are appended to pvecMore. Attributes that nobody would call a change, the
-    // times of folders, are brought up to date in passing; a time of access alone is no reason to do so. False with a
-    // message when the index is full or the root can't be listed; a folder that isn't in the index is no failure.
+    // times of folders, are brought up to date in passing; a time of access alone is no reason to do so. A folder that
+    // can't be listed stays as it was, with all below it, and is an unread one. False with a message when the index is
+    // full; a folder that isn't in the index is no failure.
     bool Compare(const VOWString& strFolder, const FolderHints& kHints, std::vector<IndexChange>* pvecChanges,
                  std::vector<VOWString>* pvecMore, std::string* pstrError);
 
@@ -112,6 +134,13 @@ private:
         Refused   // the index is full
     };
 
+    enum class Entered
+    {
+        Yes,
+        LeftOut,
+        Refused  // the index is full
+    };
+
     struct KnownType
     {
         int nNumber = -1;  // -1 for no type
@@ -121,11 +150,22 @@ private:
     typedef std::unordered_map<VOWString, unsigned> Children;  // ids by name
     class OwnLister;
 
+    // A folder while it is compared: what stays, what has left it, and what has come.
+    struct Comparison
+    {
+        PendingFolder kFolder;
+        Children kThere;
+        Children kGone;
+        std::vector<const IndexEntry*> vecNew;
+    };
+
     bool _EnterRoot(uint32_t uRoots);
     bool _EnterPending(Progress* pkProgress, std::string* pstrError);
     bool _EnterFolder(const PendingFolder& kFolder, const std::vector<IndexEntry>& vecEntries);
-    bool _EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry, unsigned* puAssetID);
-    void _LeaveOut(const VOWString& strPath, const IndexEntry& kEntry, const std::string& strReason);
+    Entered _EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry, unsigned* puAssetID);
+    Entered _LeaveOut(const VOWString& strPath, const IndexEntry& kEntry, const std::string& strReason);
+    void _SetUnread(const VOWString& strFolder, bool bEntered, const std::string& strReason);
+    void _NoteVague(const VOWString& strFolder, bool bEntered, const std::vector<IndexEntry>& vecEntries);
     Requested _RequestNode(const VOWString& strPath, unsigned* puAssetID);
     Requested _RequestKey(const VOWString& strForm, unsigned* puAssetID);
     bool _SetNames(unsigned uAssetID, const VOWString& strFolder, const NameParts& kParts);
@@ -143,13 +183,26 @@ private:
     std::vector<unsigned> _ChildrenOf(unsigned uAssetID) const;
     unsigned _FindKey(const VOWString& strForm) const;
     unsigned _FindNode(const VOWString& strPath) const;
+    void _FoldersBelow(unsigned uFolder, const VOWString& strFolder, std::vector<VOWString>* pvecFolders) const;
+    void _Match(const std::vector<IndexEntry>& vecEntries, const FolderHints& kHints, Comparison* pkComparison,
+                std::vector<VOWString>* pvecMore);
+    void _FollowRenames(const FolderHints& kHints, Comparison* pkComparison, std::vector<VOWString>* pvecMore);
+    bool _RemoveGone(const Comparison& kComparison);
+    bool _EnterNew(const std::vector<IndexEntry>& vecEntries, Comparison* pkComparison);
+    void _DoubtLeftOut(const Comparison& kComparison);
+    void _ForgetBelow(const VOWString& strFolder, std::vector<VOWString>* pvecForgotten);
     bool _Follow(const VOWString& strPath, const IndexEntry& kEntry, unsigned uAssetID, bool bWritten,
                  std::vector<VOWString>* pvecMore);
-    bool _Rename(const VOWString& strFolder, const VOWString& strOldName, const IndexEntry& kEntry, unsigned uAssetID);
+    bool _Rename(const VOWString& strFolder, const VOWString& strOldName, const IndexEntry& kEntry, unsigned uAssetID,
+                 std::vector<VOWString>* pvecMore);
+    void _TellGone(const VOWString& strPath, unsigned uAssetID);
+    bool _Remove(const VOWString& strPath, unsigned uAssetID);
+
+    void _AddTwin(unsigned uTwin, unsigned uHolder);
+    void _Unlink(unsigned uAssetID);
+    bool _SettleOrphans();
     bool _CanMove(unsigned uAssetID, const VOWString& strNewPath) const;
     bool _Move(unsigned uAssetID, const VOWString& strNewFolder, const VOWString& strNewName);
-    void _TellGone(const VOWString& strPath, unsigned uAssetID);
-    void _Remove(const VOWString& strPath, unsigned uAssetID);
     bool _SetChildren(unsigned uAssetID, const std::vector<IndexEntry>& vecEntries, const Children& kChildren);
 
     LUMTrayService::enumAssetFrom m_eaf;
@@ -164,7 +217,18 @@ private:
     std::vector<std::pair<uint32_t, uint32_t>> m_vecStamps;  // by id: what the records have no room for
     std::vector<IndexChange>* m_pvecChanges = nullptr;       // where a comparison reports
     std::vector<PendingFolder> m_vecPending;
-    std::vector<NotIndexed> m_vecNotIndexed;
+
+    std::map<VOWString, std::string> m_mapLeftOut;  // by path: why
+    std::map<VOWString, std::string> m_mapDoubted;  // of them, what a comparison hasn't left out again yet
+    std::vector<NotIndexed> m_vecLeftOut;           // of them, what nobody has taken yet
+    std::map<VOWString, std::string> m_mapUnread;   // by folder: why
+    std::vector<UnreadFolder> m_vecUnread;
+
+    // Nodes under an exact-case key, and who has the plain key that each of them can't have.
+    std::unordered_map<unsigned, unsigned> m_mapHolders;             // by twin
+    std::unordered_map<unsigned, std::vector<unsigned>> m_mapTwins;  // by holder
+    std::set<unsigned> m_setOrphans;                                 // twins whose holder has left the key
+
     std::unordered_map<VOWString, KnownType> m_mapTypes;  // by extension
 };
 

@@ -1,7 +1,10 @@
 // How an index follows its source: one folder at a time is listed again and compared.
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include "base/text.h"
+#include "platform/fault_points.h"
 #include "scan/source_index.h"
 #include "vo_utility.h"
 
@@ -78,46 +81,33 @@ std::vector<unsigned> SourceIndex::_ChildrenOf(unsigned uAssetID) const
     return vecChildren;
 }
 
-// The live node under a key form, or kNoNode.
-unsigned SourceIndex::_FindKey(const VOWString& strForm) const
-{
-    const std::optional<VOWString> strText = LookupText(m_strRoot, strForm);
-    structAssetNode kNode;
-    return strText && m_pkContainer->FindAssetNode(strText->c_str(), kNode) != 0 ? kNode.nAssetID : kNoNode;
-}
-
-// The node of exactly this path, or kNoNode.
-unsigned SourceIndex::_FindNode(const VOWString& strPath) const
-{
-    if (strPath.empty())
-    {
-        return 0;
-    }
-    const unsigned uPlain = _FindKey(strPath);
-    if (uPlain != kNoNode && _PathOf(uPlain) == strPath)
-    {
-        return uPlain;
-    }
-    const unsigned uExact = _FindKey(ExactCaseForm(strPath));
-    return uExact != kNoNode && _PathOf(uExact) == strPath ? uExact : kNoNode;
-}
-
 std::vector<VOWString> SourceIndex::Folders() const
 {
-    std::vector<VOWString> vecFolders;
-    std::vector<unsigned> vecPending{0};
+    std::vector<VOWString> vecFolders{VOWString()};
+    _FoldersBelow(0, VOWString(), &vecFolders);
+    return vecFolders;
+}
+
+// Parents first.
+void SourceIndex::_FoldersBelow(unsigned uFolder, const VOWString& strFolder, std::vector<VOWString>* pvecFolders) const
+{
+    std::vector<std::pair<unsigned, VOWString>> vecPending{{uFolder, strFolder}};
     while (!vecPending.empty())
     {
-        const unsigned uFolder = vecPending.back();
+        const auto [uParent, strParent] = std::move(vecPending.back());
         vecPending.pop_back();
-        vecFolders.push_back(uFolder == 0 ? VOWString() : _PathOf(uFolder));
-        const unsigned uInfo = _Node(uFolder).nChildFolderInfo;
+        std::vector<unsigned> vecChildren;
+        const unsigned uInfo = _Node(uParent).nChildFolderInfo;
         if (uInfo != static_cast<unsigned>(-1))
         {
-            m_pkContainer->GetInfoNumberList(uInfo, vecPending);
+            m_pkContainer->GetInfoNumberList(uInfo, vecChildren);
+        }
+        for (const unsigned uChild : vecChildren)
+        {
+            pvecFolders->push_back(JoinPath(strParent, _NameOf(_Node(uChild))));
+            vecPending.emplace_back(uChild, pvecFolders->back());
         }
     }
-    return vecFolders;
 }
 
 bool SourceIndex::HasFolder(const VOWString& strFolder) const
@@ -141,97 +131,138 @@ bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& kHints,
     {
         return true;
     }
-    const uint32_t uRoots = m_bMergeSign ? kFolder.uAssetMerge : 1;
+    Comparison kComparison;
+    kComparison.kFolder = {uFolder, strFolder, m_bMergeSign ? kFolder.uAssetMerge : 1};
     std::vector<IndexEntry> vecEntries;
-    if (!m_pkLister->List(strFolder, uRoots, &vecEntries, &m_vecNotIndexed, pstrError))
+    std::string strReason;
+    if (!m_pkLister->List(strFolder, kComparison.kFolder.uRoots, &vecEntries, &strReason))
     {
-        return false;
+        _SetUnread(strFolder, true, strReason);
+        return true;
     }
+    _NoteVague(strFolder, true, vecEntries);
     if (vecEntries.empty() && !strFolder.empty())
     {
         // It may be gone itself.
         pvecMore->push_back(ParentPath(strFolder));
     }
-    m_pvecChanges = pvecChanges;
 
-    // What has left the folder; what stays is taken out of it.
-    Children kGone;
+    m_pvecChanges = pvecChanges;
     for (const unsigned uChild : _ChildrenOf(uFolder))
     {
-        kGone.emplace(_NameOf(_Node(uChild)), uChild);
+        kComparison.kGone.emplace(_NameOf(_Node(uChild)), uChild);
     }
-    const size_t uBefore = kGone.size();
-    Children kThere;
-    std::vector<const IndexEntry*> vecNew;
+    const size_t uBefore = kComparison.kGone.size();
+    _Match(vecEntries, kHints, &kComparison, pvecMore);
+    _FollowRenames(kHints, &kComparison, pvecMore);
+    const bool bListChanged = !kComparison.kGone.empty() || !kComparison.vecNew.empty() ||
+                              kComparison.kThere.size() != uBefore || !kHints.vecRenamed.empty();
+    _DoubtLeftOut(kComparison);
+    const bool bCompared = _SettleOrphans() && _RemoveGone(kComparison) && _EnterNew(vecEntries, &kComparison) &&
+                           (!bListChanged || _SetChildren(uFolder, vecEntries, kComparison.kThere)) &&
+                           _EnterPending(nullptr, pstrError);
+    m_vecPending.clear();
+    m_mapDoubted.clear();
+    m_pvecChanges = nullptr;
+    if (!bCompared && pstrError->empty())
+    {
+        *pstrError = "the index is full";
+    }
+    return bCompared;
+}
+
+// Takes what stays out of what has left the folder, and follows it.
+void SourceIndex::_Match(const std::vector<IndexEntry>& vecEntries, const FolderHints& kHints, Comparison* pkComparison,
+                         std::vector<VOWString>* pvecMore)
+{
     for (const IndexEntry& kEntry : vecEntries)
     {
-        const auto itKnown = kGone.find(kEntry.strName);
         if (!kEntry.strRefusal.empty())
         {
             continue;
         }
-        if (itKnown == kGone.end() || (_Node(itKnown->second).bFolder != 0) != kEntry.bFolder ||
-            !_Follow(JoinPath(strFolder, kEntry.strName), kEntry, itKnown->second,
-                     kHints.setWritten.contains(kEntry.strName), pvecMore))
+        const auto itKnown = pkComparison->kGone.find(kEntry.strName);
+        // What couldn't be looked at is taken for what it was.
+        const bool bStays =
+            itKnown != pkComparison->kGone.end() &&
+            (!kEntry.bDescribed || ((_Node(itKnown->second).bFolder != 0) == kEntry.bFolder &&
+                                    _Follow(JoinPath(pkComparison->kFolder.strPath, kEntry.strName), kEntry,
+                                            itKnown->second, kHints.setWritten.contains(kEntry.strName), pvecMore)));
+        if (!bStays)
         {
-            vecNew.push_back(&kEntry);
+            pkComparison->vecNew.push_back(&kEntry);
             continue;
         }
-        kThere.emplace(*itKnown);
-        kGone.erase(itKnown);
+        pkComparison->kThere.emplace(*itKnown);
+        pkComparison->kGone.erase(itKnown);
     }
+}
 
-    // A rename keeps the node, and all below it, where their new paths are free; otherwise it is a removal and an
-    // addition.
+// A rename keeps the node, and all below it, where they can have their new paths; otherwise it is a removal and an
+// addition.
+void SourceIndex::_FollowRenames(const FolderHints& kHints, Comparison* pkComparison, std::vector<VOWString>* pvecMore)
+{
+    const VOWString& strFolder = pkComparison->kFolder.strPath;
+    std::vector<const IndexEntry*>& rvecNew = pkComparison->vecNew;
     for (const auto& [strOld, strNew] : WholeRenames(kHints.vecRenamed))
     {
-        const auto itOld = kGone.find(strOld);
+        const auto itOld = pkComparison->kGone.find(strOld);
+        if (const auto itThere = pkComparison->kThere.find(strNew); itThere != pkComparison->kThere.end())
+        {
+            // A folder that was moved onto another one may hold anything.
+            if (itOld != pkComparison->kGone.end() && _Node(itThere->second).bFolder != 0)
+            {
+                pvecMore->push_back(JoinPath(strFolder, strNew));
+                _FoldersBelow(itThere->second, JoinPath(strFolder, strNew), pvecMore);
+            }
+            continue;
+        }
         const auto itNew =
-            std::find_if(vecNew.begin(), vecNew.end(),
+            std::find_if(rvecNew.begin(), rvecNew.end(),
                          [&strNew = strNew](const IndexEntry* pkEntry) { return pkEntry->strName == strNew; });
-        if (itOld == kGone.end() || itNew == vecNew.end() || (_Node(itOld->second).bFolder != 0) != (*itNew)->bFolder ||
-            kGone.contains(strNew) || !_Rename(strFolder, strOld, **itNew, itOld->second))
+        if (itOld == pkComparison->kGone.end() || itNew == rvecNew.end() || !(*itNew)->bDescribed ||
+            (_Node(itOld->second).bFolder != 0) != (*itNew)->bFolder || pkComparison->kGone.contains(strNew) ||
+            !_Rename(strFolder, strOld, **itNew, itOld->second, pvecMore))
         {
             continue;
         }
-        kThere.emplace(strNew, itOld->second);
-        if ((*itNew)->bFolder)
-        {
-            pvecMore->push_back(JoinPath(strFolder, strNew));
-        }
-        kGone.erase(itOld);
-        vecNew.erase(itNew);
+        pkComparison->kThere.emplace(strNew, itOld->second);
+        pkComparison->kGone.erase(itOld);
+        rvecNew.erase(itNew);
     }
+}
 
-    const bool bListChanged =
-        !kGone.empty() || !vecNew.empty() || kThere.size() != uBefore || !kHints.vecRenamed.empty();
-    for (const auto& [strName, uChild] : kGone)
+bool SourceIndex::_RemoveGone(const Comparison& kComparison)
+{
+    return std::all_of(kComparison.kGone.begin(), kComparison.kGone.end(),
+                       [&](const auto& kGone)
+                       { return _Remove(JoinPath(kComparison.kFolder.strPath, kGone.first), kGone.second); });
+}
+
+// False when the index is full.
+bool SourceIndex::_EnterNew(const std::vector<IndexEntry>& vecEntries, Comparison* pkComparison)
+{
+    for (const IndexEntry& kEntry : vecEntries)
     {
-        _Remove(JoinPath(strFolder, strName), uChild);
+        if (!kEntry.strRefusal.empty())
+        {
+            _LeaveOut(JoinPath(pkComparison->kFolder.strPath, kEntry.strName), kEntry, kEntry.strRefusal);
+        }
     }
-    const PendingFolder kPlace{uFolder, strFolder, uRoots};
-    bool bFull = false;
-    for (const IndexEntry* pkEntry : vecNew)
+    for (const IndexEntry* pkEntry : pkComparison->vecNew)
     {
-        const size_t uLeftOut = m_vecNotIndexed.size();
         unsigned uChild = 0;
-        if (_EnterNode(kPlace, *pkEntry, &uChild))
+        const Entered eEntered = _EnterNode(pkComparison->kFolder, *pkEntry, &uChild);
+        if (eEntered == Entered::Refused)
         {
-            kThere.emplace(pkEntry->strName, uChild);
+            return false;
         }
-        else
+        if (eEntered == Entered::Yes)
         {
-            bFull = bFull || m_vecNotIndexed.size() == uLeftOut;
+            pkComparison->kThere.emplace(pkEntry->strName, uChild);
         }
     }
-    if (bFull || (bListChanged && !_SetChildren(uFolder, vecEntries, kThere)))
-    {
-        m_vecPending.clear();
-        *pstrError = "the index is full";
-    }
-    const bool bEntered = !bFull && _EnterPending(nullptr, pstrError);
-    m_pvecChanges = nullptr;
-    return bEntered;
+    return true;
 }
 
 // The lists keep the order of the names.
@@ -249,7 +280,7 @@ bool SourceIndex::_SetChildren(unsigned uAssetID, const std::vector<IndexEntry>&
     }
     m_ullDropped += vecChildren.size();
     m_bChanged = true;
-    return m_pkContainer->SetAssetNodeChildIndex(uAssetID, vecChildren) != 0;
+    return !VO_FAULT_POINT("index.children") && m_pkContainer->SetAssetNodeChildIndex(uAssetID, vecChildren) != 0;
 }
 
 // Brings a node up to date with its entry. False when it has to be made anew, because the library can't take back what
@@ -287,7 +318,7 @@ bool SourceIndex::_Follow(const VOWString& strPath, const IndexEntry& kEntry, un
     return true;
 }
 
-// Tells of a subtree from the inside out, as it is undone.
+// Tells of a subtree from the inside out, as it is undone, and takes it off its keys.
 void SourceIndex::_TellGone(const VOWString& strPath, unsigned uAssetID)
 {
     const structAssetNode kNode = _Node(uAssetID);
@@ -300,18 +331,24 @@ void SourceIndex::_TellGone(const VOWString& strPath, unsigned uAssetID)
         }
     }
     --m_uNodes;
+    _Unlink(uAssetID);
     _Changed(ChangeKind::Removed, bFolder, strPath, m_bMergeSign ? kNode.uAssetMerge : 1);
 }
 
-void SourceIndex::_Remove(const VOWString& strPath, unsigned uAssetID)
+bool SourceIndex::_Remove(const VOWString& strPath, unsigned uAssetID)
 {
     _TellGone(strPath, uAssetID);
     m_pkContainer->RemoveAssetNode(uAssetID);
+    m_mapUnread.erase(strPath);
+    std::vector<VOWString> vecForgotten;
+    _ForgetBelow(strPath, &vecForgotten);
+    return _SettleOrphans();
 }
 
 bool SourceIndex::_Rename(const VOWString& strFolder, const VOWString& strOldName, const IndexEntry& kEntry,
-                          unsigned uAssetID)
+                          unsigned uAssetID, std::vector<VOWString>* pvecMore)
 {
+    const VOWString strOldPath = JoinPath(strFolder, strOldName);
     const VOWString strNewPath = JoinPath(strFolder, kEntry.strName);
     const structAssetNode kNode = _Node(uAssetID);
     const NameParts kParts = kEntry.bFolder ? NameParts{kEntry.strName, VOWString()} : SplitFileName(kEntry.strName);
@@ -327,42 +364,57 @@ bool SourceIndex::_Rename(const VOWString& strFolder, const VOWString& strOldNam
     {
         _SetType(uAssetID, kParts.strExtension);
     }
-    _Changed(ChangeKind::Renamed, kEntry.bFolder, JoinPath(strFolder, strOldName), kEntry.uRoots, kEntry.strName);
+    _Changed(ChangeKind::Renamed, kEntry.bFolder, strOldPath, kEntry.uRoots, kEntry.strName);
+    if (kEntry.bFolder)
+    {
+        // What wasn't in the index under the old name may be under the new one.
+        std::vector<VOWString> vecAgain{strOldPath};
+        _ForgetBelow(strOldPath, &vecAgain);
+        m_mapUnread.erase(strOldPath);
+        for (const VOWString& strAgain : vecAgain)
+        {
+            pvecMore->push_back(strNewPath + strAgain.substr(strOldPath.size()));
+        }
+    }
     return true;
 }
 
-// Whether every path of a subtree is free under its new name, and can be in the index.
-bool SourceIndex::_CanMove(unsigned uAssetID, const VOWString& strNewPath) const
+// What this comparison of a folder has to leave out again, or it isn't left out any more. Of what stays in the folder,
+// the contents are its own comparison's matter.
+void SourceIndex::_DoubtLeftOut(const Comparison& kComparison)
 {
-    if (!LookupText(m_strRoot, strNewPath) || _FindKey(strNewPath) != kNoNode)
+    const VOWString& strFolder = kComparison.kFolder.strPath;
+    const VOWString strPrefix = strFolder.empty() ? VOWString() : strFolder + VOTEXT("/");
+    auto itLeftOut = m_mapLeftOut.lower_bound(strPrefix);
+    while (itLeftOut != m_mapLeftOut.end() && itLeftOut->first.starts_with(strPrefix))
     {
-        return false;
+        const auto itNext = std::next(itLeftOut);
+        const VOWString strRest = itLeftOut->first.substr(strPrefix.size());
+        const size_t uSlash = strRest.find(VOWCHAR('/'));
+        if (uSlash == VOWString::npos || !kComparison.kThere.contains(strRest.substr(0, uSlash)))
+        {
+            m_mapDoubted.insert(m_mapLeftOut.extract(itLeftOut));
+        }
+        itLeftOut = itNext;
     }
-    if (_Node(uAssetID).bFolder == 0)
-    {
-        return true;
-    }
-    const std::vector<unsigned> vecChildren = _ChildrenOf(uAssetID);
-    return std::all_of(vecChildren.begin(), vecChildren.end(),
-                       [&](unsigned uChild) { return _CanMove(uChild, JoinPath(strNewPath, _NameOf(_Node(uChild)))); });
 }
 
-// Gives a node, and all below it, the keys and names of a new place.
-bool SourceIndex::_Move(unsigned uAssetID, const VOWString& strNewFolder, const VOWString& strNewName)
+// What is known of a folder's contents that aren't in the index, with the folders that it was known of.
+void SourceIndex::_ForgetBelow(const VOWString& strFolder, std::vector<VOWString>* pvecForgotten)
 {
-    const VOWString strNewPath = JoinPath(strNewFolder, strNewName);
-    const bool bFolder = _Node(uAssetID).bFolder != 0;
-    const NameParts kParts = bFolder ? NameParts{strNewName, VOWString()} : SplitFileName(strNewName);
-    bool bMoved = m_pkContainer->RedirectAssetNode(uAssetID, LookupText(m_strRoot, strNewPath)->c_str()) != 0 &&
-                  _SetNames(uAssetID, strNewFolder, kParts);
-    if (bFolder)
+    const VOWString strPrefix = strFolder + VOTEXT("/");
+    auto itLeftOut = m_mapLeftOut.lower_bound(strPrefix);
+    while (itLeftOut != m_mapLeftOut.end() && itLeftOut->first.starts_with(strPrefix))
     {
-        for (const unsigned uChild : _ChildrenOf(uAssetID))
-        {
-            bMoved = _Move(uChild, strNewPath, _NameOf(_Node(uChild))) && bMoved;
-        }
+        pvecForgotten->push_back(ParentPath(itLeftOut->first));
+        itLeftOut = m_mapLeftOut.erase(itLeftOut);
     }
-    return bMoved;
+    auto itUnread = m_mapUnread.lower_bound(strPrefix);
+    while (itUnread != m_mapUnread.end() && itUnread->first.starts_with(strPrefix))
+    {
+        pvecForgotten->push_back(itUnread->first);
+        itUnread = m_mapUnread.erase(itUnread);
+    }
 }
 
 }  // namespace lum

@@ -1,5 +1,6 @@
 // How a container that has grown old is made anew.
 #include <algorithm>
+#include <utility>
 
 #include "scan/source_index.h"
 
@@ -15,7 +16,7 @@ public:
     explicit OwnLister(const SourceIndex& rkIndex) : m_rkIndex(rkIndex) {}
 
     bool List(const VOWString& strFolder, uint32_t /*uRoots*/, std::vector<IndexEntry>* pvecEntries,
-              std::vector<NotIndexed>* /*pvecNotIndexed*/, std::string* /*pstrError*/) override
+              std::string* /*pstrReason*/) override
     {
         pvecEntries->clear();
         for (const unsigned uChild : m_rkIndex._ChildrenOf(m_rkIndex._FindNode(strFolder)))
@@ -67,6 +68,8 @@ bool SourceIndex::Renew(const std::vector<ClassifyType>& vecTypes, std::string* 
     m_pkContainer = std::move(kFresh.m_pkContainer);
     m_mapTypes = std::move(kFresh.m_mapTypes);
     m_vecStamps = std::move(kFresh.m_vecStamps);
+    m_mapHolders = std::move(kFresh.m_mapHolders);
+    m_mapTwins = std::move(kFresh.m_mapTwins);
     m_uNodes = kFresh.m_uNodes;
     m_ullDropped = 0;
     m_bChanged = true;

@@ -1,7 +1,10 @@
-#include "reader/library_log.h"
+#include "base/library_log.h"
+
+#include <stdio.h>
 
 #include <mutex>
 
+#include "base/log_file.h"
 #include "vo_log.h"
 
 namespace lum
@@ -13,8 +16,12 @@ namespace
 std::mutex g_kLock;
 std::string g_strFirst;
 
+// The library's texts bring their line ends.
 int NoteLine(VOLOG_PRIORITY emPriority, const char* pszText)
 {
+    fputs(pszText, stderr);
+    fflush(stderr);
+    LogLibraryText(emPriority, pszText);
     const std::lock_guard<std::mutex> kGuard(g_kLock);
     if (emPriority == VOLOG_ERROR && g_strFirst.empty())
     {

@@ -1,0 +1,106 @@
+// What a publisher of events does when one of a batch can't be entered.
+#include <stdlib.h>
+
+#include <deque>
+
+#include "platform/fault_points.h"
+#include "platform/vo_platform.h"
+#include "support/text.h"
+#include "tools/lum/publish/event_publisher.h"
+#include "vo_utility.h"
+#include "vots_file_event.h"
+
+namespace
+{
+
+using namespace LUMTrayService;
+
+std::deque<lum::PublishedEvent> Batch()
+{
+    std::deque<lum::PublishedEvent> dequeEvents;
+    for (int i = 0; i < 200; ++i)
+    {
+        lum::PublishedEvent kEvent;
+        kEvent.uKind = 1;
+        kEvent.strPath = votest::Wide("path" + std::to_string(i));
+        kEvent.strPhysicalPath = votest::Wide("/root/path" + std::to_string(i));
+        dequeEvents.push_back(kEvent);
+    }
+    return dequeEvents;
+}
+
+// The paths in the image that readers are pointed to, in its order.
+std::vector<VOWString> PublishedPaths()
+{
+    std::vector<VOWString> vecPaths;
+    HANDLE hState = OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_FILEEVENT_UPDATESTATE_NAME);
+    const void* const pvState = MapViewOfFile(hState, FILE_MAP_READ, 0, 0, 0);
+    const unsigned uSlot = static_cast<const FileEventUpdateState*>(pvState)->arrStateInfo[AF_SOURCE].uActiveSlot;
+    VOWString strName(FILEEVENT_MAPPING_VIEW_STRING(AF_SOURCE));
+    strName += static_cast<VOWCHAR>('0' + uSlot);
+    HANDLE hData = OpenFileMappingW(FILE_MAP_READ, 0, strName.c_str());
+    void* const pvData = MapViewOfFile(hData, FILE_MAP_READ, 0, 0, 0);
+    {
+        VOTSFileEventContainer kReader(AR_Customer);
+        EXPECT_EQ(1, kReader.SetAlloc(static_cast<VOTSFileEventContainer::ContainerAlloc*>(pvData), 1));
+        std::vector<structFileEventNode> vecEvents;
+        kReader.GetEvent(vecEvents, 0, ~0ull);
+        for (const structFileEventNode& kEvent : vecEvents)
+        {
+            vecPaths.push_back(VOTextOf(kReader.GetString(kEvent.hstrPath)));
+        }
+    }
+    for (const void* pvView : {pvState, static_cast<const void*>(pvData)})
+    {
+        UnmapViewOfFile(pvView);
+    }
+    CloseHandle(hData);
+    CloseHandle(hState);
+    return vecPaths;
+}
+
+// The call fails once, at each place in turn, until a batch gets in without it.
+void TellABatchWhile(const char* pszCall, unsigned uEvery)
+{
+    unsigned uInPart = 0;
+    for (unsigned uNth = 1;; uNth += uEvery)
+    {
+        std::string strError;
+        lum::EventPublisher kPublisher;
+        ASSERT_TRUE(kPublisher.Open({AF_SOURCE}, &strError)) << strError;
+        std::deque<lum::PublishedEvent> dequeEvents = Batch();
+        bool bPublished = false;
+        VOFaultArm(pszCall, uNth, false);
+        try
+        {
+            bPublished = kPublisher.Publish(AF_SOURCE, &dequeEvents, &strError);
+        }
+        catch (const std::bad_alloc&)
+        {
+        }
+        const bool bFired = VOFaultFired() != 0;
+        VOFaultDisarm();
+        uInPart += !bPublished && !dequeEvents.empty() && dequeEvents.size() < 200 ? 1 : 0;
+        ASSERT_TRUE(bPublished || kPublisher.Publish(AF_SOURCE, &dequeEvents, &strError)) << strError;
+        EXPECT_TRUE(dequeEvents.empty());
+        const std::vector<VOWString> vecPaths = PublishedPaths();
+        ASSERT_EQ(200u, vecPaths.size()) << "allocation " << uNth;
+        for (size_t i = 0; i < vecPaths.size(); ++i)
+        {
+            EXPECT_EQ(votest::Wide("path" + std::to_string(i)), vecPaths[i]);
+        }
+        if (!bFired)
+        {
+            break;
+        }
+    }
+    EXPECT_NE(0u, uInPart);
+}
+
+TEST(LumEventPublisher, OfABatchThatDidntGetInWholeEveryEventIsToldOnceInTheEnd)
+{
+    TellABatchWhile("VOReallocate", 1);
+    TellABatchWhile("events.append", 20);
+}
+
+}  // namespace
