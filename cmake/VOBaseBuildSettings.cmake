@@ -39,6 +39,9 @@ function(vobase_join target)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # The compiler takes a joined file for a header, in which a nameless namespace would be a mistake.
     target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # A local name that another source of the group has outside its functions.
+    target_compile_options(${target} PRIVATE -Wno-shadow)
   endif()
 endfunction()
 

@@ -45,7 +45,7 @@ struct CloseStream
 };
 
 // A line of the list of mappings: a part of a file.
-struct Mapping
+struct MapsLine
 {
     unsigned long long ullBegin = 0;
     unsigned long long ullEnd = 0;
@@ -55,15 +55,15 @@ struct Mapping
     std::string strPath;
 };
 
-std::vector<Mapping> ListMappings(pid_t nProcess)
+std::vector<MapsLine> ListMappings(pid_t nProcess)
 {
-    std::vector<Mapping> vecMapping;
+    std::vector<MapsLine> vecMapping;
     const std::string strMaps = "/proc/" + std::to_string(nProcess) + "/maps";
     const std::unique_ptr<FILE, CloseStream> pFile(VO_FAULT_POINT("maps") ? nullptr : fopen(strMaps.c_str(), "re"));
     char szLine[5000];
     while (pFile != nullptr && fgets(szLine, sizeof(szLine), pFile.get()) != nullptr)
     {
-        Mapping mapping;
+        MapsLine mapping;
         char szAccess[8] = "";
         int nPath = 0;
         szLine[strcspn(szLine, "\n")] = 0;
@@ -82,7 +82,7 @@ std::vector<Mapping> ListMappings(pid_t nProcess)
 
 // Bytes at the start of a mapped file: from the process, whose file may be gone, or else from the file, since to look
 // into another process takes more than to see its mappings.
-bool ReadStart(pid_t nProcess, const Mapping& rkMapping, unsigned long long ullOffset, void* pTo, size_t uSize)
+bool ReadStart(pid_t nProcess, const MapsLine& rkMapping, unsigned long long ullOffset, void* pTo, size_t uSize)
 {
     const struct iovec local = {pTo, uSize};
     const struct iovec remote = {reinterpret_cast<void*>(static_cast<uintptr_t>(rkMapping.ullBegin + ullOffset)),
@@ -101,7 +101,7 @@ constexpr unsigned MOST_SEGMENTS = 256;
 constexpr unsigned long long ADDRESSES = 1ull << 47;  // of a process, at most
 
 // The segments that the loader loads, of an image whose first bytes are mapped here; empty when it is none.
-std::vector<Elf64_Phdr> ReadSegments(pid_t nProcess, const Mapping& rkFirst)
+std::vector<Elf64_Phdr> ReadSegments(pid_t nProcess, const MapsLine& rkFirst)
 {
     Elf64_Ehdr header;
     std::vector<Elf64_Phdr> vecSegment;
@@ -122,7 +122,7 @@ std::vector<Elf64_Phdr> ReadSegments(pid_t nProcess, const Mapping& rkFirst)
 }
 
 // Whether a mapping is the executable segment of an image that begins at ullBase.
-bool IsCodeOf(const Mapping& rkMapping, const Mapping& rkFirst, const Elf64_Phdr& rkSegment,
+bool IsCodeOf(const MapsLine& rkMapping, const MapsLine& rkFirst, const Elf64_Phdr& rkSegment,
               unsigned long long ullLowest)
 {
     const unsigned long long ullAt = rkFirst.ullBegin + (rkSegment.p_vaddr & ~(PAGE - 1)) - ullLowest;
@@ -133,7 +133,7 @@ bool IsCodeOf(const Mapping& rkMapping, const Mapping& rkFirst, const Elf64_Phdr
 
 // The module that begins with a mapping: what its own headers say, if its code lies where they say. A file that is
 // mapped to be read has the headers too, and no code.
-LoadedModule ModuleAt(pid_t nProcess, const std::vector<Mapping>& rkAll, const Mapping& rkFirst)
+LoadedModule ModuleAt(pid_t nProcess, const std::vector<MapsLine>& rkAll, const MapsLine& rkFirst)
 {
     LoadedModule module;
     const std::vector<Elf64_Phdr> vecSegment = ReadSegments(nProcess, rkFirst);
@@ -147,7 +147,7 @@ LoadedModule ModuleAt(pid_t nProcess, const std::vector<Mapping>& rkAll, const M
     for (const Elf64_Phdr& rk : vecSegment)
     {
         if (std::any_of(rkAll.begin(), rkAll.end(),
-                        [&](const Mapping& rkMapping) { return IsCodeOf(rkMapping, rkFirst, rk, ullLowest); }))
+                        [&](const MapsLine& rkMapping) { return IsCodeOf(rkMapping, rkFirst, rk, ullLowest); }))
         {
             module.strPath = rkFirst.strPath;
             module.ullBase = rkFirst.ullBegin;
@@ -161,8 +161,8 @@ LoadedModule ModuleAt(pid_t nProcess, const std::vector<Mapping>& rkAll, const M
 std::vector<LoadedModule> ListModules(pid_t nProcess)
 {
     std::vector<LoadedModule> vecModule;
-    const std::vector<Mapping> vecMapping = ListMappings(nProcess);
-    for (const Mapping& rkMapping : vecMapping)
+    const std::vector<MapsLine> vecMapping = ListMappings(nProcess);
+    for (const MapsLine& rkMapping : vecMapping)
     {
         const bool bInside = !vecModule.empty() && rkMapping.ullBegin < vecModule.back().ullEnd;
         if (rkMapping.ullOffset == 0 && rkMapping.bReadable && !bInside)

@@ -1,6 +1,7 @@
 // lum tree: everything below a folder, drawn as a tree.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "base/console.h"
@@ -103,16 +104,25 @@ struct Level
 {
     std::vector<structAssetNode> vecNodes;
     size_t uNext = 0;
+    bool bEntered = false;  // these are the children of a folder that is marked
 };
 
-// Draws a subtree. An image may hold links that lead back: each folder is entered once, and false tells of the second
-// time.
+// Folders that a drawing of an index enters at the most. Lists may share nodes, so a folder may be drawn more than
+// once; an image that was made to be endless ends here.
+size_t MostFolders(size_t uNodes)
+{
+    return std::max<size_t>(uNodes * 64, 16'000'000);
+}
+
+// Draws a subtree. An image may hold links that lead back to a folder which is being drawn: it isn't entered again, and
+// false tells of it.
 bool DrawTree(const ReaderSource& kSource, const structAssetNode& kStart, const TreeOptions& kOptions,
               TreeRenderer* pkRenderer)
 {
     const VOULONG dwType = static_cast<VOULONG>(Inspector::NT_FOLDER) |
                            (kOptions.bFoldersOnly ? 0 : static_cast<VOULONG>(Inspector::NT_FILE));
-    std::vector<bool> vecEntered(kSource.Inspector().GetAssetNodeCount());
+    std::vector<bool> vecInside(kSource.Inspector().GetAssetNodeCount());
+    size_t uFoldersLeft = MostFolders(vecInside.size());
     std::vector<Level> vecLevels = {{{kStart}, 0}};
     bool bSound = true;
     while (!vecLevels.empty())
@@ -120,9 +130,15 @@ bool DrawTree(const ReaderSource& kSource, const structAssetNode& kStart, const 
         Level& kLevel = vecLevels.back();
         if (kLevel.uNext == kLevel.vecNodes.size())
         {
+            const bool bEntered = kLevel.bEntered;
             vecLevels.pop_back();
             if (!vecLevels.empty())
             {
+                const structAssetNode& kLeft = vecLevels.back().vecNodes[vecLevels.back().uNext - 1];
+                if (bEntered)
+                {
+                    vecInside[kLeft.nAssetID] = false;
+                }
                 pkRenderer->Leave();
             }
             continue;
@@ -132,11 +148,12 @@ bool DrawTree(const ReaderSource& kSource, const structAssetNode& kStart, const 
         Level kChildren;
         if (kNode.bFolder != 0 && (!kOptions.uDepth || vecLevels.size() <= *kOptions.uDepth))
         {
-            const bool bAgain = kNode.nAssetID >= vecEntered.size() || vecEntered[kNode.nAssetID];
-            bSound = bSound && !bAgain;
-            if (!bAgain)
+            kChildren.bEntered = kNode.nAssetID < vecInside.size() && !vecInside[kNode.nAssetID] && uFoldersLeft != 0;
+            bSound = bSound && kChildren.bEntered;
+            if (kChildren.bEntered)
             {
-                vecEntered[kNode.nAssetID] = true;
+                --uFoldersLeft;
+                vecInside[kNode.nAssetID] = true;
                 kChildren.vecNodes = ChildrenOf(kSource, kNode, dwType);
             }
         }
@@ -190,7 +207,7 @@ int RunTree(const TreeOptions& kOptions, Output* pkOutput)
     const int nResult = Finish(uDrawn != 0, pkOutput);
     if (!bSound && nResult != kExitError)
     {
-        Complain("the published index is damaged: a folder lies in itself, or in two folders");
+        Complain("the published index is damaged: a folder lies in itself, or its tree has no end");
         return kExitError;
     }
     return nResult;

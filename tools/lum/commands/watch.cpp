@@ -61,7 +61,7 @@ std::string JsonLineOf(const StreamEvent& kEvent)
 }
 
 // What is shown: all of it, or what lies at or under a path, which is another one in each source.
-class Filter
+class WatchFilter
 {
 public:
     // False with a message when the path lies in none of the published sources.
@@ -146,7 +146,7 @@ int RunWatch(const WatchOptions& kOptions, Output* pkOutput)
         Complain(strError);
         return kExitNotFound;
     }
-    Filter kFilter;
+    WatchFilter kFilter;
     if (!kFilter.Open(kOptions, &strError))
     {
         Complain(strError);
