@@ -12,7 +12,7 @@ TEST(LumTree, AListThatTwoFoldersShareIsDrawnInBoth)
     kModel.vecNodes[0].uFolders = kModel.kNumbers.InsertList({6, uTwin, uTwin});
     Publisher kPublisher;
     kPublisher.Publish(AF_SOURCE, kModel);
-    const LumResult kTree = RunLum({"tree"});
+    const LumResult kTree = RunLum({"tree", "top"});
     EXPECT_EQ(0, kTree.nExitCode) << kTree.strErr;
     EXPECT_TRUE(kTree.strOut.ends_with("\n3 folders, 11 files\n")) << kTree.strOut;
 }
@@ -24,7 +24,7 @@ TEST(LumTree, AFolderThatLiesInItselfIsDrawnOnceAndCalledDamage)
     kModel.vecNodes[6].uFolders = kModel.kNumbers.InsertList({6});
     Publisher kPublisher;
     kPublisher.Publish(AF_SOURCE, kModel);
-    const LumResult kTree = RunLum({"tree"});
+    const LumResult kTree = RunLum({"tree", "top"});
     EXPECT_EQ(2, kTree.nExitCode);
     EXPECT_NE(std::string::npos, kTree.strErr.find("a folder lies in itself")) << kTree.strErr;
 }
