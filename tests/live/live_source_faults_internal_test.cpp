@@ -259,6 +259,24 @@ TEST_F(LiveSourceFaults, ARootThatCantBeListedAtFirstIsAnErrorOfOneSentence)
 }
 
 // A destructor that waits for what was never there would not end.
+TEST_F(LiveSourceFaults, ARootWhoseMonitorDidntStartIsPolledAndWatchedAsSoonAsItCanBe)
+{
+    FollowedFolder kFolder;
+    kFolder.Write("file");
+    VOFaultArm("CreateFileW", 1, false);
+    EXPECT_TRUE(kFolder.Open()) << kFolder.strError;
+    VOFaultDisarm();
+    EXPECT_EQ(1u, kFolder.Counts().uPolledRoots);
+    for (int i = 0; i < 200 && kFolder.Counts().uPolledRoots != 0; ++i)
+    {
+        kFolder.Follow(50ms);
+    }
+    EXPECT_EQ(0u, kFolder.Counts().uPolledRoots);
+    kFolder.Write("later");
+    EXPECT_TRUE(kFolder.FollowUntilRight());
+    EXPECT_EQ(0u, kFolder.uRemoved);
+}
+
 TEST(RootWatchFaults, AWatchWhoseMonitorHasNoDispatcherIsLetGoOf)
 {
     const votest::TemporaryFolder kFolder;

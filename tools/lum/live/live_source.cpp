@@ -34,6 +34,10 @@ constexpr auto kLastDoubtDelay = 60000ms;
 
 constexpr auto kRootInterval = 1000ms;
 
+// A root whose monitor didn't start is polled, and its monitor tried again, each time after twice the time.
+constexpr std::chrono::milliseconds kFirstWatchRetry = 1000ms;
+constexpr std::chrono::milliseconds kLastWatchRetry = 60000ms;
+
 // A folder that can't be read is tried again, each time after twice the time; one that could be read for so long again
 // is news when it fails. Of many that fail at once, so many are named.
 constexpr std::chrono::milliseconds kNoDelay(0);
@@ -66,6 +70,8 @@ struct LiveSource::WatchedRoot
     std::unique_ptr<RootWatch> pkWatch;  // none while it is polled
     bool bLost = false;
     bool bPolled = false;
+    LiveClock::time_point kTryAgain;  // while pkWatch is none
+    std::chrono::milliseconds kRetryDelay = kFirstWatchRetry;
 };
 
 LiveSource::LiveSource(SourceSpec kSpec, const std::vector<ClassifyType>& vecTypes, HintSignal* pkSignal)
@@ -134,7 +140,10 @@ void LiveSource::_Watch(WatchedRoot* pkRoot)
     std::string strReason;
     pkRoot->bLost = false;
     pkRoot->pkWatch = RootWatch::Start(pkRoot->strRoot, &m_kPool, &strReason);
-    _SetPolled(pkRoot, pkRoot->pkWatch == nullptr, strReason);
+    const bool bWatched = pkRoot->pkWatch != nullptr;
+    pkRoot->kTryAgain = LiveClock::now() + pkRoot->kRetryDelay;
+    pkRoot->kRetryDelay = bWatched ? kFirstWatchRetry : std::min(2 * pkRoot->kRetryDelay, kLastWatchRetry);
+    _SetPolled(pkRoot, !bWatched, strReason);
 }
 
 void LiveSource::_SetPolled(WatchedRoot* pkRoot, bool bPolled, const std::string& strReason)
@@ -178,6 +187,16 @@ void LiveSource::_LookAtRoots(LiveClock::time_point kNow)
     {
         const RootWatch::Presence ePresence = RootWatch::PresenceOf(pkRoot->strRoot);
         const bool bThere = ePresence == RootWatch::Presence::There;
+        if (bThere && !pkRoot->bLost && pkRoot->pkWatch == nullptr && pkRoot->kTryAgain <= kNow)
+        {
+            _Watch(pkRoot.get());
+            if (pkRoot->pkWatch != nullptr)
+            {
+                // For what has changed since the last comparison.
+                m_kPool.Doubt();
+            }
+            continue;
+        }
         if (ePresence == RootWatch::Presence::Unknown || bThere != pkRoot->bLost)
         {
             continue;

@@ -41,10 +41,10 @@ std::unique_ptr<RootWatch> RootWatch::Start(const VOWString& strRoot, HintPool* 
     return pkWatch;
 }
 
-// A listener can't be taken out while an event is delivered; one that never got in can't be taken out at all.
+// A listener can't be taken out while an event is delivered; one that never got in can't be taken out at all. No thread
+// is suspended for it: that one might hold a lock which is needed here.
 RootWatch::~RootWatch()
 {
-    m_kMonitor.SuspendFileMonitor(true);
     while (m_bListens && m_kMonitor.RemoveFileMonitorListener(&m_kListener) == 0)
     {
         std::this_thread::sleep_for(kNextTry);
