@@ -24,6 +24,17 @@ if(VOBASE_DEVELOPER)
 endif()
 option(VOBASE_UNITY "Compile the sources of a folder together" ${unity_default})
 
+# What a compiler says of joined sources that it wouldn't say of each alone.
+function(vobase_allow_joined target)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # It takes a joined source for a header, in which a nameless namespace would be a mistake.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # A local name that another source of the group has outside its functions.
+    target_compile_options(${target} PRIVATE -Wno-shadow)
+  endif()
+endfunction()
+
 # vobase_join(TARGET): the sources of each folder become one translation unit, where that is wanted.
 function(vobase_join target)
   if(NOT VOBASE_UNITY)
@@ -36,13 +47,7 @@ function(vobase_join target)
     cmake_path(GET folder FILENAME group)
     set_source_files_properties(${source} PROPERTIES UNITY_GROUP "${group}")
   endforeach()
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # The compiler takes a joined file for a header, in which a nameless namespace would be a mistake.
-    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
-  elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # A local name that another source of the group has outside its functions.
-    target_compile_options(${target} PRIVATE -Wno-shadow)
-  endif()
+  vobase_allow_joined(${target})
 endfunction()
 
 if(VOBASE_DEVELOPER)

@@ -76,7 +76,7 @@ void VOPublicOption::Sync()
     }
     if (uViewSize < sizeof(kPublished))
     {
-        // In here, so that a section of the stated size traces the stated check alone.
+        // In here, so that a whole section traces the check of its key alone.
         VO_PROCESS_ERROR(uViewSize >= sizeof(kPublished));
     }
     TerminateTexts(&kPublished);

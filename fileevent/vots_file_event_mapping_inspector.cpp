@@ -181,9 +181,9 @@ int VOTSFileEventMappingInspector::DispatchFileEvent(const structFileEventNode& 
         ++uDead;
     }
 
-    // Intended: as many entries are erased as were found dead, counted down to the second entry of the vector, and not
-    // the dead ones themselves. Tools have come to rely on who gets events after that and who doesn't. A place that the
-    // vector doesn't have is passed over.
+    // Kept: as many entries are erased as were found dead, counted down to the second entry of the vector, and not
+    // the dead ones themselves. Who gets events after that is part of the interface, and the guide for publishers says
+    // it. A place that the vector doesn't have is passed over.
     for (; uDead > 0; --uDead)
     {
         if (uDead < m_vecListener.size())

@@ -7,20 +7,9 @@
 namespace
 {
 
-// The reader's commands.
-const std::vector<std::vector<std::string>> kAllCommands = {{"status"},
-                                                            {"ls"},
-                                                            {"ls", "Ship"},
-                                                            {"tree"},
-                                                            {"find"},
-                                                            {"find", "--ext", "png"},
-                                                            {"stat", "Ship/Hull.png"},
-                                                            {"types"},
-                                                            {"tree", "--json"}};
-
 void ExpectNoCrash(const std::string& strWhat)
 {
-    for (const std::vector<std::string>& vecArguments : kAllCommands)
+    for (const std::vector<std::string>& vecArguments : kReaderCommands)
     {
         const LumResult kResult = RunLum(vecArguments);
         EXPECT_TRUE(kResult.nExitCode >= 0 && kResult.nExitCode <= 2)

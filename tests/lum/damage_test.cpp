@@ -5,20 +5,9 @@
 namespace
 {
 
-// The reader's commands.
-const std::vector<std::vector<std::string>> kCommands = {{"status"},
-                                                         {"ls"},
-                                                         {"ls", "Ship"},
-                                                         {"tree"},
-                                                         {"find"},
-                                                         {"find", "--ext", "png"},
-                                                         {"stat", "Ship/Hull.png"},
-                                                         {"types"},
-                                                         {"tree", "--json"}};
-
 void ExpectRefusal(const std::string& strWhat)
 {
-    for (const std::vector<std::string>& vecArguments : kCommands)
+    for (const std::vector<std::string>& vecArguments : kReaderCommands)
     {
         const LumResult kResult = RunLum(vecArguments);
         EXPECT_EQ(kResult.nExitCode, 2) << strWhat << " " << vecArguments[0];
@@ -33,7 +22,7 @@ TEST(LumDamage, AGoodHandMadeSectionIsRead)
     HandMadePublisher kPublisher;
     ASSERT_TRUE(kPublisher.PublishImage(SmallImage()));
     EXPECT_EQ(RunLum({"find"}).strOut, "README\nShip\nShip/Hull.png\n");
-    for (const std::vector<std::string>& vecArguments : kCommands)
+    for (const std::vector<std::string>& vecArguments : kReaderCommands)
     {
         EXPECT_EQ(RunLum(vecArguments).nExitCode, 0) << vecArguments[0];
     }

@@ -98,6 +98,17 @@ std::string SmallImage();
 uint32_t WordAt(const std::string& strBytes, size_t uAt);
 void SetWord(std::string* pstrBytes, size_t uAt, uint32_t uValue);
 
+// Every command of a reader, on the small image.
+inline const std::vector<std::vector<std::string>> kReaderCommands = {{"status"},
+                                                                      {"ls"},
+                                                                      {"ls", "Ship"},
+                                                                      {"tree"},
+                                                                      {"find"},
+                                                                      {"find", "--ext", "png"},
+                                                                      {"stat", "Ship/Hull.png"},
+                                                                      {"types"},
+                                                                      {"tree", "--json"}};
+
 // A path as the index has it, with "/" on every system.
 inline std::string Forward(const std::string& strPath)
 {
