@@ -4,12 +4,14 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <memory>
 #include <new>
 
 #include "platform/fault_points.h"
 #include "platform/posix/directory_object.h"
 #include "platform/posix/last_error.h"
 #include "platform/vo_native_names.h"
+#include "platform/vo_owners.h"
 #include "platform/vo_platform.h"
 
 namespace
@@ -24,13 +26,12 @@ std::string NativePath(const VOWCHAR* pszPath)
 // Opens the path for a look: nothing stays open behind the handle before the first read. Null with errno set.
 std::shared_ptr<DirectoryObject> OpenForChanges(const std::string& strPath)
 {
-    char* const pszAbsolute = realpath(strPath.c_str(), nullptr);
+    const std::unique_ptr<char, VOFreeBlock> pszAbsolute(realpath(strPath.c_str(), nullptr));
     if (pszAbsolute == nullptr)
     {
         return nullptr;
     }
-    const std::string strAbsolute = pszAbsolute;
-    free(pszAbsolute);
+    const std::string strAbsolute = pszAbsolute.get();
     const Descriptor descriptor(open(strAbsolute.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat info;
     if (!descriptor.IsOpen() || fstat(descriptor.Get(), &info) != 0)

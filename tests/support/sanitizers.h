@@ -16,4 +16,16 @@ constexpr bool kHoldsSignalsBack = false;
 #else
 constexpr bool kHoldsSignalsBack = false;
 #endif
+
+// The undefined-behaviour sanitizer asks the system for descriptors to look at an object's type, and takes the lack of
+// them for a wrong one: a program of it must not run out of them.
+#if defined(__has_feature)
+#if __has_feature(undefined_behavior_sanitizer)
+constexpr bool kNeedsDescriptors = true;
+#else
+constexpr bool kNeedsDescriptors = false;
+#endif
+#else
+constexpr bool kNeedsDescriptors = false;
+#endif
 }  // namespace votest
