@@ -75,6 +75,19 @@ struct PairTable
 };
 constexpr PairTable kPairTable;
 
+// All rows. Every container has hashes of its own, so that their table is copied, which takes a fraction of making it.
+struct WholeTable
+{
+    unsigned int auWord[VOStringHash::kRowCount * VOStringHash::kRowSize];
+
+    constexpr WholeTable() : auWord()
+    {
+        MakeTable([this](unsigned int uRow, unsigned int uIndex, unsigned int uWord)
+                  { auWord[uRow * VOStringHash::kRowSize + uIndex] = uWord; });
+    }
+};
+constexpr WholeTable kWholeTable;
+
 // The seeds of rows 0 and 1 side by side in the two low lanes. The sum is grouped so that no result waits for more than
 // three additions of the step before: the chain of steps is what a hash costs.
 struct PairMixer
@@ -96,8 +109,8 @@ struct PairMixer
 
 VOStringHash::VOStringHash()
 {
-    MakeTable([this](unsigned int uRow, unsigned int uIndex, unsigned int uWord)
-              { m_auTable[uRow * kRowSize + uIndex] = uWord; });
+    static_assert(sizeof(m_auTable) == sizeof(kWholeTable.auWord));
+    memcpy(m_auTable, kWholeTable.auWord, sizeof(m_auTable));
 }
 
 unsigned int VOStringHash::HashA(const char* pszString, VOULONG dwHashType) const

@@ -3,9 +3,11 @@
 #include <filesystem>
 #include <vector>
 
+#include "fuzz/seeds.h"
 #include "fuzz/targets.h"
 #include "gtest/gtest.h"
 #include "support/random.h"
+#include "support/stdout_capture.h"
 #include "support/temporary_files.h"
 
 using namespace votest;
@@ -43,6 +45,8 @@ size_t RunCorpus(const std::string& strTarget, Target pfnTarget)
     Random kRandom(99000);
     for (const std::string& rkInput : vecCorpus)
     {
+        // Thousands of log lines that nobody reads.
+        const StdoutCapture kQuiet;
         Run(pfnTarget, rkInput);
         for (int i = 0; i < 40; ++i)
         {
@@ -87,4 +91,64 @@ TEST(FuzzCorpus, TheOptionSectionTakesAllOfIt)
 TEST(FuzzCorpus, TheDecompressorTakesAllOfIt)
 {
     EXPECT_LE(kFewestSeeds, RunCorpus("Decompressor", FuzzDecompressor));
+}
+
+TEST(FuzzCorpus, AViewOfAnAssetImageTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("AssetImage", FuzzAssetImage));
+}
+
+TEST(FuzzCorpus, APublishersCopyOfAnAssetImageTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("AssetProvider", FuzzAssetProvider));
+}
+
+TEST(FuzzCorpus, TheEventImageTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("EventImage", FuzzEventImage));
+}
+
+TEST(FuzzCorpus, TheStringSetTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("StringSet", FuzzStringSet));
+}
+
+TEST(FuzzCorpus, ThePublishedSectionTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("Section", FuzzSection));
+}
+
+#ifdef VOBASE_FUZZ_LUM
+TEST(FuzzCorpus, TheLookIntoAnImageTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("LumImage", FuzzLumImage));
+}
+
+TEST(FuzzCorpus, TheListOfAnImagesValuesTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("LumDump", FuzzLumDump));
+}
+
+TEST(FuzzCorpus, TheTableOfTypesTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("LumTypes", FuzzLumTypes));
+}
+
+TEST(FuzzCorpus, TheListOfPathsTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("LumPaths", FuzzLumPaths));
+}
+
+TEST(FuzzCorpus, TheOptionFileTakesAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("LumOptions", FuzzLumOptions));
+}
+#endif
+
+TEST(FuzzCorpus, TheSeedsThatTheLibraryMakesAreThoseOfTheCorpus)
+{
+    for (const auto& [strName, strBytes] : FuzzSeeds())
+    {
+        EXPECT_EQ(strBytes, TemporaryFiles::Read(VOBASE_FUZZ_CORPUS "/" + strName)) << strName;
+    }
 }

@@ -18,6 +18,7 @@ namespace
 namespace fs = std::filesystem;
 
 constexpr unsigned long long kMaxFileSize = 0xFFFFFFFFull;
+constexpr size_t kChunk = 32 * 1024;
 constexpr unsigned long long kMaxTextFileSize = 256ull << 20;
 
 std::string ToNative(const fs::path& kPath)
@@ -55,7 +56,7 @@ bool ReadBytes(const std::string& strNative, unsigned long long ullLimit, std::v
         return false;
     }
     pvecBytes->clear();
-    std::vector<char> vecChunk(256 * 1024);
+    std::vector<char> vecChunk(kChunk);
     while (kStream)
     {
         kStream.read(vecChunk.data(), static_cast<std::streamsize>(vecChunk.size()));
@@ -181,7 +182,14 @@ bool ReadTextFile(const std::string& strNative, std::vector<TextLine>* pvecLines
     {
         return false;
     }
-    std::string_view strRest(reinterpret_cast<const char*>(vecBytes.data()), vecBytes.size());
+    const std::string_view strText(reinterpret_cast<const char*>(vecBytes.data()), vecBytes.size());
+    return SplitText(strNative, strText, pvecLines, pstrError);
+}
+
+bool SplitText(const std::string& strWhere, std::string_view strText, std::vector<TextLine>* pvecLines,
+               std::string* pstrError)
+{
+    std::string_view strRest = strText;
     if (strRest.starts_with("\xEF\xBB\xBF"))
     {
         strRest.remove_prefix(3);
@@ -190,7 +198,7 @@ bool ReadTextFile(const std::string& strNative, std::vector<TextLine>* pvecLines
     for (unsigned uNumber = 1; !strRest.empty(); ++uNumber)
     {
         const size_t uEnd = std::min(strRest.find('\n'), strRest.size());
-        if (!ParseLine(strNative, strRest.substr(0, uEnd), uNumber, pvecLines, pstrError))
+        if (!ParseLine(strWhere, strRest.substr(0, uEnd), uNumber, pvecLines, pstrError))
         {
             return false;
         }

@@ -38,4 +38,8 @@ struct TextLine
 // a message, which names the line, for what isn't text.
 bool ReadTextFile(const std::string& strNative, std::vector<TextLine>* pvecLines, std::string* pstrError);
 
+// The same of a text that is there already; strWhere names it in a message.
+bool SplitText(const std::string& strWhere, std::string_view strText, std::vector<TextLine>* pvecLines,
+               std::string* pstrError);
+
 }  // namespace lum

@@ -2,9 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <vector>
-
-#include "base/files.h"
 #include "base/text.h"
 
 namespace lum
@@ -40,16 +37,18 @@ std::string AddLine(const VOWString& strText, PathTree* pkTree)
 bool ReadPathList(const std::string& strNative, PathTree* pkTree, std::string* pstrError)
 {
     std::vector<TextLine> vecLines;
-    if (!ReadTextFile(strNative, &vecLines, pstrError))
-    {
-        return false;
-    }
+    return ReadTextFile(strNative, &vecLines, pstrError) && ReadPaths(strNative, vecLines, pkTree, pstrError);
+}
+
+bool ReadPaths(const std::string& strWhere, const std::vector<TextLine>& vecLines, PathTree* pkTree,
+               std::string* pstrError)
+{
     for (const TextLine& kLine : vecLines)
     {
         const std::string strWrong = AddLine(kLine.strText, pkTree);
         if (!strWrong.empty())
         {
-            *pstrError = fmt::format("{}:{}: {}", strNative, kLine.uNumber, strWrong);
+            *pstrError = fmt::format("{}:{}: {}", strWhere, kLine.uNumber, strWrong);
             return false;
         }
     }

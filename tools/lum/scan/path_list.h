@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "base/files.h"
 #include "scan/path_tree.h"
 
 namespace lum
@@ -11,5 +12,9 @@ namespace lum
 // Reads a list: one path per line, a folder with "/" behind it; files need no line for the folders they lie in. False
 // with a message, which names the line, for what can't be a path of an index.
 bool ReadPathList(const std::string& strNative, PathTree* pkTree, std::string* pstrError);
+
+// The same of the lines of a text; strWhere names it in a message.
+bool ReadPaths(const std::string& strWhere, const std::vector<TextLine>& vecLines, PathTree* pkTree,
+               std::string* pstrError);
 
 }  // namespace lum

@@ -6,7 +6,6 @@
 #include <map>
 #include <set>
 
-#include "base/files.h"
 #include "base/text.h"
 #include "vots_asset_node_classify_manager.h"
 #include "vots_asset_node_container.h"
@@ -229,10 +228,12 @@ std::vector<ClassifyType> BuiltInTypes()
 bool ReadTypesFile(const std::string& strNative, std::vector<ClassifyType>* pvecTypes, std::string* pstrError)
 {
     std::vector<TextLine> vecLines;
-    if (!ReadTextFile(strNative, &vecLines, pstrError))
-    {
-        return false;
-    }
+    return ReadTextFile(strNative, &vecLines, pstrError) && ReadTypes(strNative, vecLines, pvecTypes, pstrError);
+}
+
+bool ReadTypes(const std::string& strWhere, const std::vector<TextLine>& vecLines, std::vector<ClassifyType>* pvecTypes,
+               std::string* pstrError)
+{
     Taken kTaken;
     for (const TextLine& kLine : vecLines)
     {
@@ -240,7 +241,7 @@ bool ReadTypesFile(const std::string& strNative, std::vector<ClassifyType>* pvec
         const std::string strWrong = ParseType(kLine.strText, &kTaken, &kType);
         if (!strWrong.empty())
         {
-            *pstrError = fmt::format("{}:{}: {}", strNative, kLine.uNumber, strWrong);
+            *pstrError = fmt::format("{}:{}: {}", strWhere, kLine.uNumber, strWrong);
             return false;
         }
         pvecTypes->push_back(kType);
