@@ -214,7 +214,7 @@ const Case kaCases[] = {
 };
 
 // The sound image with the lines of a case in it.
-Bytes ImageOf(const Case& rkCase)
+Bytes CaseImageOf(const Case& rkCase)
 {
     Bytes vecImage = votest::FromHex(kpszSound);
     const std::string strLines = rkCase.pszLines;
@@ -249,7 +249,7 @@ TEST(DamagedImages, TheSoundImageIsTheOneOfSuchAContainer)
     VOTSAssetNodeContainer kContainer;
     AddLinked(kContainer, VOTEXT("d"), true, kNone);
     AddLinked(kContainer, VOTEXT("d/a"), false, 0);
-    EXPECT_TRUE(SameBytes(votest::FromHex(kpszSound), assettest::ImageOf(kContainer)));
+    EXPECT_TRUE(SameBytes(votest::FromHex(kpszSound), ImageOf(kContainer)));
 }
 
 TEST(DamagedImages, EachCaseIsRefusedOrAnswersAsItMust)
@@ -259,7 +259,7 @@ TEST(DamagedImages, EachCaseIsRefusedOrAnswersAsItMust)
         for (const LUMTrayService::enumAssetRole eRole : {AR_Customer, AR_Provider})
         {
             SCOPED_TRACE(std::string(rkCase.pszName) + (eRole == AR_Customer ? ", Customer" : ", Provider"));
-            const Bytes vecImage = ImageOf(rkCase);
+            const Bytes vecImage = CaseImageOf(rkCase);
             const MisalignedBlock kImage(vecImage, 1);
             VOTSAssetNodeContainer kContainer(eRole);
             const int nResult = kContainer.SetAlloc(kImage.As<ContainerImage>(), 0, vecImage.size());

@@ -12,17 +12,17 @@ using votest::TraceLines;
 
 const std::string kContainer = "VOTSAssetNodeContainer::";
 const std::string kNumbers = "VOTSNumberContainer::";
-const std::string kWalk = "VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal";
+const std::string kInnerWalk = "VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal";
 
 Lines GetNode(const std::string& strExpression)
 {
-    return {TraceLines::Line(strExpression, kWalk),
+    return {TraceLines::Line(strExpression, kInnerWalk),
             TraceLines::Line("uAssetID < m_vecAssetNode.Count()", kContainer + "GetAssetNode")};
 }
 
 Lines GetList(const std::string& strExpression)
 {
-    return {TraceLines::Line(strExpression, kWalk),
+    return {TraceLines::Line(strExpression, kInnerWalk),
             TraceLines::Line("m_pkAssetIndexContainer", kContainer + "GetInfoNumberList"),
             TraceLines::Line("uInfoID < m_pkAssetIndexContainer->GetValueCount()", kContainer + "GetInfoNumberList"),
             TraceLines::Line("m_pkAssetIndexContainer->GetNumberList(uInfoID, vecNumber)",
@@ -45,13 +45,13 @@ void WalkUnderTrace()
     Lines vecExpected;
     const auto Expect = [&vecExpected](const Lines& rkLines)
     { vecExpected.insert(vecExpected.end(), rkLines.begin(), rkLines.end()); };
-    Expect({TraceLines::Line("pFun", kWalk)});
+    Expect({TraceLines::Line("pFun", kInnerWalk)});
     Expect(GetNode("pkContainer->GetAssetNode(uAssetIndex, tsNode)"));
     Expect(GetList("pkContainer->GetInfoNumberList(tsNode.nChildFileInfo, vecChildIndex)"));
     Expect(GetNode("pkContainer->GetAssetNode(vecChildIndex[i], tsChildNode)"));
     Expect(GetList("pkContainer->GetInfoNumberList(tsNode.nChildFolderInfo, vecChildIndex)"));
     Expect(GetNode("pkContainer->GetAssetNode(vecChildIndex[i], tsChildNode)"));
-    Expect({TraceLines::Line("pFun", kWalk)});
+    Expect({TraceLines::Line("pFun", kInnerWalk)});
     Expect(GetNode("pkContainer->GetAssetNode(uAssetIndex, tsNode)"));
     CHECK_HERE(
         vecExpected ==

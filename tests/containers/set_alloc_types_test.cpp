@@ -8,7 +8,7 @@
 
 namespace
 {
-struct OpenSet : VOStringHashSet
+struct NamedSet : VOStringHashSet
 {
     using VOStringHashSet::_SetAlloc_C;
     using VOStringHashSet::_SetAlloc_P;
@@ -50,8 +50,8 @@ TEST(SetAllocOfTwoArguments, CanBeNamedForEachRoleByADerivedClass)
     VOStringHashSet kSet;
     VOTSAssetNodeContainer kContainer;
     typedef VOStringHashSet Set;
-    EXPECT_EQ(1, Take<Set>(kSet, &OpenSet::_SetAlloc_P));
-    EXPECT_EQ(1, Take<Set>(kSet, &OpenSet::_SetAlloc_C, Set(Set::SHR_Customer)));
+    EXPECT_EQ(1, Take<Set>(kSet, &NamedSet::_SetAlloc_P));
+    EXPECT_EQ(1, Take<Set>(kSet, &NamedSet::_SetAlloc_C, Set(Set::SHR_Customer)));
     EXPECT_EQ(1, Take<VOTSAssetNodeContainer>(kContainer, &OpenContainer::_SetAlloc_P));
     EXPECT_EQ(1, Take<VOTSAssetNodeContainer>(kContainer, &OpenContainer::_SetAlloc_C,
                                               VOTSAssetNodeContainer(LUMTrayService::AR_Customer)));
