@@ -30,9 +30,8 @@ bool LinesOf(const uint8_t* pbData, size_t uSize, std::vector<lum::TextLine>* pv
 size_t ListAll(lum::PathTree* pkTree, const VOWString& strFolder)
 {
     std::vector<lum::IndexEntry> vecEntries;
-    std::vector<lum::NotIndexed> vecNotIndexed;
     std::string strError;
-    FUZZ_REQUIRE(pkTree->List(strFolder, 1, &vecEntries, &vecNotIndexed, &strError));
+    FUZZ_REQUIRE(pkTree->List(strFolder, 1, &vecEntries, &strError));
     size_t uCount = vecEntries.size();
     for (const lum::IndexEntry& kEntry : vecEntries)
     {
