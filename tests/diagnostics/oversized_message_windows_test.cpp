@@ -15,17 +15,17 @@ using namespace votest;
 
 namespace
 {
-int s_nCalls = 0;
+int s_nHandlerCalls = 0;
 
 void GoOn(const wchar_t*, const wchar_t*, const wchar_t*, unsigned int, uintptr_t)
 {
-    ++s_nCalls;
+    ++s_nHandlerCalls;
 }
 
 class HostHandler
 {
 public:
-    HostHandler() : m_hRuntime(LoadLibraryW(L"ucrtbase.dll")), m_pfnBefore(Set(&GoOn)) { s_nCalls = 0; }
+    HostHandler() : m_hRuntime(LoadLibraryW(L"ucrtbase.dll")), m_pfnBefore(Set(&GoOn)) { s_nHandlerCalls = 0; }
     ~HostHandler()
     {
         Set(m_pfnBefore);
@@ -62,9 +62,9 @@ TEST(OversizedMessage, RunsTheHostsHandlerOnce)
     const HostHandler kHandler;
     const LogCapture kLog;
     VOLogPrintf(VOLOG_ERROR, "%s", std::string(1023, 'x').c_str());
-    EXPECT_EQ(0, s_nCalls);
+    EXPECT_EQ(0, s_nHandlerCalls);
     VOLogPrintf(VOLOG_ERROR, "%s", std::string(1024, 'x').c_str());
-    EXPECT_EQ(1, s_nCalls);
+    EXPECT_EQ(1, s_nHandlerCalls);
 }
 
 TEST(OversizedMessageDeathTest, EndsTheProcessOfAHostWithoutAHandler)
