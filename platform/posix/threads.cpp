@@ -146,11 +146,14 @@ int ThreadObject::Start(const std::shared_ptr<ThreadObject>& pThread, LPTHREAD_S
                         void* pParameter, DWORD* puThreadId)
 {
     std::atomic<DWORD> uThreadId{0};
+    // Until there is a thread, there is none to wait for: also where memory for its record is missing.
+    pThread->m_bJoined = true;
     auto pRecord = std::make_unique<Record>();
     pRecord->pThread = pThread;
     pRecord->pfnProcedure = pfnProcedure;
     pRecord->pParameter = pParameter;
     pRecord->puThreadId = &uThreadId;
+    pThread->m_bJoined = false;
     int nError = PrepareProcess() ? pthread_create(&pThread->m_thread, nullptr, Run, pRecord.get()) : EAGAIN;
     if (nError != 0)
     {
