@@ -8,7 +8,7 @@
 namespace
 {
 // Records of each kind that are written out.
-constexpr uint32_t kDumped = 3;
+constexpr uint32_t kDumped = 1;
 }  // namespace
 
 void FuzzLumImage(const uint8_t* pbData, size_t uSize)

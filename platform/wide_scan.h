@@ -11,6 +11,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "platform/sanitizers.h"
 #include "vo_types.h"
 
 #if defined(__SSE2__) || defined(_M_X64)
@@ -23,17 +24,12 @@
 #define VO_WIDE_SCAN_BLOCKS 0
 #endif
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VO_WIDE_SCAN_UNCHECKED __attribute__((noinline, no_sanitize("address"), no_sanitize("thread")))
-#endif
-#elif defined(__SANITIZE_ADDRESS__) && defined(_MSC_VER)
-#define VO_WIDE_SCAN_UNCHECKED __declspec(noinline) __declspec(no_sanitize_address)
-#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VO_WIDE_SCAN_UNCHECKED __attribute__((noinline, no_sanitize_address, no_sanitize_thread))
-#endif
-#if !defined(VO_WIDE_SCAN_UNCHECKED)
+#if !VO_ADDRESS_SANITIZER && !VO_THREAD_SANITIZER
 #define VO_WIDE_SCAN_UNCHECKED
+#elif defined(_MSC_VER) && !defined(__clang__)
+#define VO_WIDE_SCAN_UNCHECKED __declspec(noinline) __declspec(no_sanitize_address)
+#else
+#define VO_WIDE_SCAN_UNCHECKED __attribute__((noinline, no_sanitize("address"), no_sanitize("thread")))
 #endif
 
 // One unit at any address. The pointer's type is dropped first, so that nothing is concluded from its alignment.

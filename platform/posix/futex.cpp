@@ -6,24 +6,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/sanitizers.h"
 #include "platform/vo_platform.h"
-
-namespace
-{
-// The thread sanitizer puts a signal off to the next call that it knows, and it doesn't know this one: a thread has to
-// come by now and then.
-#if defined(__SANITIZE_THREAD__)
-constexpr bool THREAD_SANITIZER = true;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-constexpr bool THREAD_SANITIZER = true;
-#else
-constexpr bool THREAD_SANITIZER = false;
-#endif
-#else
-constexpr bool THREAD_SANITIZER = false;
-#endif
-}  // namespace
 
 static_assert(sizeof(std::atomic<uint32_t>) == sizeof(uint32_t), "the system waits for a plain word");
 
@@ -52,7 +36,9 @@ void FutexWait(const std::atomic<uint32_t>& word, uint32_t uValue, const timespe
     // A deadline that is a point of time: an interrupted wait doesn't begin anew. There is always one, because the
     // system goes on by itself, behind a signal, with a wait that has none.
     timespec deadline = pDeadline != nullptr ? *pDeadline : timespec{4000000000, 0};
-    if (THREAD_SANITIZER)
+    // The thread sanitizer puts a signal off to the next call that it knows, and it doesn't know this one: a thread has
+    // to come by now and then.
+    if (VO_THREAD_SANITIZER != 0)
     {
         deadline = *Deadline(10).Get();
     }

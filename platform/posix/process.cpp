@@ -15,6 +15,7 @@
 
 #include "platform/fault_points.h"
 #include "platform/posix/monotonic_clock.h"
+#include "platform/sanitizers.h"
 
 namespace
 {
@@ -136,6 +137,12 @@ unsigned VOConsoleWidth()
 
 bool VOHandleStopRequests()
 {
+    // The thread sanitizer loses a signal that comes while a thread is in the first of its calls that may block, where
+    // it makes room for the signals of the thread. So that one has been, in front of the first signal.
+    if (VO_THREAD_SANITIZER != 0)
+    {
+        VOSleepMilliseconds(0);
+    }
     static const bool s_bHandled = WaitingEnd() >= 0 && HandleSignal(SIGINT) && HandleSignal(SIGTERM) && HandleHangUp();
     return s_bHandled;
 }

@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +15,10 @@ struct LumResult
     std::string strOut;  // line ends are "\n" on every system
     std::string strErr;
 };
+
+// How long anything may take that lum does in a test. None waits that long in a sound build: it keeps a broken one
+// from hanging.
+constexpr std::chrono::minutes kPatience(2);
 
 // One lum process. It is killed when the object ends.
 class LumProcess
@@ -33,7 +38,7 @@ public:
     // Ends it at once, without any chance to clean up.
     void Kill();
 
-    // Waits for the end.
+    // Waits for the end. One that doesn't come within kPatience is a failure of the test, and the process is killed.
     int Wait();
 
     // After Wait: the signal that ended it; 0 for none, and where there are no signals.

@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <thread>
+
 #include "tests/lum_support/lum_process.h"
 #include "tests/lum_support/lum_test_support.h"
 
@@ -20,6 +22,9 @@ struct LumProcess::State
 
 namespace
 {
+
+// How often it is looked whether a process has ended.
+constexpr std::chrono::milliseconds kLook(1);
 
 int OpenForWriting(const std::filesystem::path& kFile)
 {
@@ -84,21 +89,24 @@ bool LumProcess::RequestStop()
 
 void LumProcess::Kill()
 {
-    if (IsRunning())
+    while (IsRunning())
     {
         kill(m_pState->nProcess, SIGKILL);
-        Wait();
+        std::this_thread::sleep_for(kLook);
     }
 }
 
 int LumProcess::Wait()
 {
-    int nStatus = 0;
-    if (!m_pState->bEnded && waitpid(m_pState->nProcess, &nStatus, 0) == m_pState->nProcess)
+    const auto tEnd = std::chrono::steady_clock::now() + kPatience;
+    while (IsRunning())
     {
-        m_pState->bEnded = true;
-        m_pState->nExitCode = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
-        m_pState->nSignal = WIFSIGNALED(nStatus) ? WTERMSIG(nStatus) : 0;
+        if (std::chrono::steady_clock::now() > tEnd)
+        {
+            ADD_FAILURE() << "lum doesn't end; it wrote: " << Out() << Err();
+            Kill();
+        }
+        std::this_thread::sleep_for(kLook);
     }
     return m_pState->nExitCode;
 }

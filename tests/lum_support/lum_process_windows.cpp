@@ -114,7 +114,13 @@ int LumProcess::Wait()
     {
         return -1;
     }
-    WaitForSingleObject(m_pState->kProcess.hProcess, INFINITE);
+    if (WaitForSingleObject(m_pState->kProcess.hProcess,
+                            static_cast<DWORD>(std::chrono::milliseconds(kPatience).count())) == WAIT_TIMEOUT)
+    {
+        ADD_FAILURE() << "lum doesn't end; it wrote: " << Out() << Err();
+        Kill();
+        return -1;
+    }
     GetExitCodeProcess(m_pState->kProcess.hProcess, &uExitCode);
     return static_cast<int>(uExitCode);
 }

@@ -21,9 +21,6 @@ using namespace LUMTrayService;
 namespace
 {
 
-// No test waits that long in a sound build. It only keeps a broken one from hanging.
-constexpr std::chrono::minutes kPatience(2);
-
 struct Released
 {
     void operator()(void* pMemory) const { free(pMemory); }
@@ -87,12 +84,6 @@ LumResult RunLum(const std::vector<std::string>& vecArguments)
 {
     LumProcess kProcess(vecArguments);
     LumResult kResult;
-    const auto tEnd = std::chrono::steady_clock::now() + kPatience;
-    while (kProcess.IsRunning() && std::chrono::steady_clock::now() < tEnd)
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    kProcess.Kill();
     kResult.nExitCode = kProcess.Wait();
     kResult.strOut = kProcess.Out();
     kResult.strErr = kProcess.Err();

@@ -5,18 +5,8 @@
 
 #include <new>
 
+#include "platform/sanitizers.h"
 #include "tests/platform/platform_test_support.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define SANITIZED_ALLOCATOR 1
-#endif
-#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define SANITIZED_ALLOCATOR 1
-#endif
-#if !defined(SANITIZED_ALLOCATOR)
-#define SANITIZED_ALLOCATOR 0
-#endif
 
 TEST(ZeroedMemory, IsZeroAtAnySizeEvenWhereMemoryIsUsedAgain)
 {
@@ -53,7 +43,7 @@ TEST(ZeroedMemory, CanBeGrownByTheRuntime)
 
 TEST(ZeroedMemory, ThatIsNotThereThrows)
 {
-    if (SANITIZED_ALLOCATOR)
+    if (VO_ADDRESS_SANITIZER != 0 || VO_THREAD_SANITIZER != 0)
     {
         GTEST_SKIP() << "a sanitizer's allocator ends the program instead";
     }

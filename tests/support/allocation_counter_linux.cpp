@@ -3,14 +3,7 @@
 #include <errno.h>
 #include <stdlib.h>
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VOTEST_SANITIZER_ALLOCATOR 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VOTEST_SANITIZER_ALLOCATOR 1
-#endif
+#include "platform/sanitizers.h"
 
 namespace
 {
@@ -27,7 +20,7 @@ __attribute__((no_sanitize("thread"))) void CountOne()
 }
 }  // namespace
 
-#if defined(VOTEST_SANITIZER_ALLOCATOR)
+#if VO_ADDRESS_SANITIZER || VO_THREAD_SANITIZER
 
 // The sanitizers bring their own heap, which tells about each block.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*pfnMalloc)(const volatile void*, size_t),

@@ -84,12 +84,19 @@ const Field kTypeFields[] = {
 
 std::string ShownBytes(ByteView kBytes)
 {
+    constexpr std::string_view kDigits = "0123456789abcdef";
     std::string strResult;
+    strResult.reserve(2 * kShownBytes + 2);
     for (uint64_t i = 0; i < kBytes.Size() && i < kShownBytes; ++i)
     {
-        strResult += fmt::format("{:02x}", kBytes.Load<unsigned char>(i));
+        strResult += kDigits[kBytes.Data()[i] >> 4];
+        strResult += kDigits[kBytes.Data()[i] & 0xF];
     }
-    return strResult + (kBytes.Size() > kShownBytes ? ".." : "");
+    if (kBytes.Size() > kShownBytes)
+    {
+        strResult += "..";
+    }
+    return strResult;
 }
 
 std::string Quoted(VOWString strText)
@@ -201,8 +208,8 @@ void DumpImage(const ImageLayout& kLayout, uint32_t uRecords, Output* pkOutput)
 {
     for (const HeadField& kField : kLayout.vecFields)
     {
-        WriteLine(kField.ullOffset, kLayout.kAll.Part(kField.ullOffset, kField.uSize), kField.strType, kField.strValue,
-                  kField.strMeaning, pkOutput);
+        WriteLine(kField.ullOffset, kLayout.kAll.Part(kField.ullOffset, kField.uSize), kField.pszType, kField.strValue,
+                  fmt::format("{}: {}", kField.pszBlock, kField.pszMeaning), pkOutput);
     }
     DumpRecords(kLayout, "string", kLayout.kStrings, kStringFields, uRecords, pkOutput);
     DumpRecords(kLayout, "text handle", kLayout.kTextHandles, kTextHandleFields, uRecords, pkOutput);

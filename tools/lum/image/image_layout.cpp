@@ -24,45 +24,48 @@ public:
     // False, with a finding, when the block ends before its head does.
     bool HasHead(uint64_t ullSize)
     {
-        return Check(m_kBlock.Size() >= ullSize, 0,
-                     fmt::format("only {} bytes, and the head alone takes {}", m_kBlock.Size(), ullSize));
+        return Check(m_kBlock.Size() >= ullSize, 0, "only {} bytes, and the head alone takes {}", m_kBlock.Size(),
+                     ullSize);
     }
 
     bool Version(uint64_t ullAt, std::string_view strWanted)
     {
         char szFound[9] = {};
         memcpy(szFound, m_kBlock.Data() + ullAt, 8);
-        Note(ullAt, 8, "char[8]", fmt::format("\"{}\"", Printable(szFound)), "version");
-        return Check(std::string_view(szFound) == strWanted, ullAt,
-                     fmt::format("the version is \"{}\", not \"{}\"", Printable(szFound), strWanted));
+        const std::string strFound = fmt::format("\"{}\"", Printable(szFound));
+        Note(ullAt, 8, "char[8]", strFound, "version");
+        return Check(std::string_view(szFound) == strWanted, ullAt, "the version is {}, not \"{}\"", strFound,
+                     strWanted);
     }
 
-    uint32_t Word(uint64_t ullAt, std::string_view strMeaning)
+    uint32_t Word(uint64_t ullAt, const char* pszMeaning)
     {
         const uint32_t uValue = m_kBlock.Word(ullAt);
-        Note(ullAt, 4, "u32", fmt::format("{}", uValue), strMeaning);
+        Note(ullAt, 4, "u32", fmt::to_string(uValue), pszMeaning);
         return uValue;
     }
 
-    uint64_t Handle(uint64_t ullAt, std::string_view strMeaning)
+    uint64_t Handle(uint64_t ullAt, const char* pszMeaning)
     {
         const uint64_t ullValue = m_kBlock.Long(ullAt);
-        Note(ullAt, 8, "handle", ullValue == kNoHandle ? "none" : fmt::format("{}", ullValue), strMeaning);
+        Note(ullAt, 8, "handle", ullValue == kNoHandle ? "none" : fmt::to_string(ullValue), pszMeaning);
         return ullValue;
     }
 
-    void Note(uint64_t ullAt, uint32_t uSize, std::string_view strType, std::string strValue,
-              std::string_view strMeaning)
+    void Note(uint64_t ullAt, uint32_t uSize, const char* pszType, std::string strValue, const char* pszMeaning)
     {
-        m_pkLayout->vecFields.push_back({m_kBlock.Offset(ullAt), uSize, std::string(strType), std::move(strValue),
-                                         fmt::format("{}: {}", m_pszBlock, strMeaning)});
+        m_pkLayout->vecFields.push_back(
+            {m_kBlock.Offset(ullAt), uSize, pszType, std::move(strValue), m_pszBlock, pszMeaning});
     }
 
-    bool Check(bool bRight, uint64_t ullAt, const std::string& strWrong)
+    // What is wrong is put into words only where it is.
+    template <typename... Values>
+    bool Check(bool bRight, uint64_t ullAt, fmt::format_string<const Values&...> strWrong, const Values&... kValues)
     {
         if (!bRight)
         {
-            m_pkFindings->Add(m_kBlock.Offset(ullAt), fmt::format("{}: {}", m_pszBlock, strWrong));
+            m_pkFindings->Add(m_kBlock.Offset(ullAt),
+                              fmt::format("{}: {}", m_pszBlock, fmt::format(strWrong, kValues...)));
         }
         return bRight;
     }
@@ -117,10 +120,10 @@ RecordArray ReadRecords(const char* pszBlock, ByteView kBlock, uint64_t ullRecor
     kHeadReader.Version(0, "ver.1.0");
     const uint64_t ullCount = kHeadReader.Word(8, "records");
     const uint64_t ullBytes = kHeadReader.Word(12, "bytes of records");
-    kHeadReader.Check(ullBytes == ullCount * ullRecordSize, 12,
-                      fmt::format("{} records of {} bytes aren't {} bytes", ullCount, ullRecordSize, ullBytes));
-    kHeadReader.Check(kBlock.Size() == kHead + ullBytes + kTailSize, 12,
-                      fmt::format("{} bytes of records in a block of {}", ullBytes, kBlock.Size()));
+    kHeadReader.Check(ullBytes == ullCount * ullRecordSize, 12, "{} records of {} bytes aren't {} bytes", ullCount,
+                      ullRecordSize, ullBytes);
+    kHeadReader.Check(kBlock.Size() == kHead + ullBytes + kTailSize, 12, "{} bytes of records in a block of {}",
+                      ullBytes, kBlock.Size());
     kResult.uCount = static_cast<uint32_t>(std::min(ullCount, (kBlock.Size() - kHead - kTailSize) / ullRecordSize));
     kResult.kBytes = kBlock.Part(kHead, kResult.uCount * ullRecordSize);
     return kResult;
@@ -141,8 +144,8 @@ SlotTable ReadTable(const char* pszBlock, ByteView kBlock, uint32_t uKeySize, Im
     kHeadReader.Version(0, "ver.1.0");
     kResult.uElements = kHeadReader.Word(8, "entries");
     const uint64_t ullSlots = kHeadReader.Word(12, "bytes of the slot array");
-    kHeadReader.Check(kBlock.Size() == kHead + ullSlots + kTailSize, 12,
-                      fmt::format("{} bytes of slots in a block of {}", ullSlots, kBlock.Size()));
+    kHeadReader.Check(kBlock.Size() == kHead + ullSlots + kTailSize, 12, "{} bytes of slots in a block of {}", ullSlots,
+                      kBlock.Size());
     kResult.kSlots = ReadRecords(pszBlock, kBlock.Part(kHead, std::min(ullSlots, kBlock.Size() - kHead - kTailSize)),
                                  kSlotSize, pkLayout, pkFindings);
     return kResult;
@@ -159,8 +162,8 @@ void ReadTexts(ByteView kBlock, ImageLayout* pkLayout, Findings* pkFindings)
     }
     kOuter.Version(0, "ver.1.0");
     const uint64_t ullInner = kOuter.Word(8, "bytes of the text pool");
-    kOuter.Check(kBlock.Size() == kOuterHead + ullInner + kTailSize, 8,
-                 fmt::format("{} bytes of pool in a block of {}", ullInner, kBlock.Size()));
+    kOuter.Check(kBlock.Size() == kOuterHead + ullInner + kTailSize, 8, "{} bytes of pool in a block of {}", ullInner,
+                 kBlock.Size());
 
     const ByteView kPool = kBlock.Part(kOuterHead, std::min(ullInner, kBlock.Size() - kOuterHead - kTailSize));
     HeadReader kInner("text pool", kPool, pkLayout, pkFindings);
@@ -172,10 +175,9 @@ void ReadTexts(ByteView kBlock, ImageLayout* pkLayout, Findings* pkFindings)
     const uint64_t ullData = kInner.Word(8, "bytes of texts");
     const uint64_t ullHandles = kInner.Word(12, "bytes of the handle array");
     const uint64_t ullTotal = kInner.Word(16, "bytes of both");
-    kInner.Check(ullTotal == ullData + ullHandles, 16,
-                 fmt::format("{} and {} bytes aren't {}", ullData, ullHandles, ullTotal));
-    kInner.Check(kPool.Size() == kInnerHead + ullTotal + kTailSize, 16,
-                 fmt::format("{} bytes of content in a pool of {}", ullTotal, kPool.Size()));
+    kInner.Check(ullTotal == ullData + ullHandles, 16, "{} and {} bytes aren't {}", ullData, ullHandles, ullTotal);
+    kInner.Check(kPool.Size() == kInnerHead + ullTotal + kTailSize, 16, "{} bytes of content in a pool of {}", ullTotal,
+                 kPool.Size());
 
     BlockCutter kCutter(kPool.Part(0, kPool.Size() - kTailSize), kInnerHead);
     pkLayout->kTexts = kCutter.Next(ullData);
@@ -197,10 +199,10 @@ void ReadStrings(ByteView kBlock, ImageLayout* pkLayout, Findings* pkFindings)
     const uint64_t ullConflict = kHeadReader.Word(20, "bytes of the conflict table");
     const uint64_t ullTotal = kHeadReader.Word(24, "bytes of the four parts");
     kHeadReader.Check(ullTotal == ullRecords + ullTexts + ullPrimary + ullConflict, 24,
-                      fmt::format("the four parts have {} bytes, not {}",
-                                  ullRecords + ullTexts + ullPrimary + ullConflict, ullTotal));
-    kHeadReader.Check(kBlock.Size() == kHead + ullTotal + kTailSize, 24,
-                      fmt::format("{} bytes of parts in a block of {}", ullTotal, kBlock.Size()));
+                      "the four parts have {} bytes, not {}", ullRecords + ullTexts + ullPrimary + ullConflict,
+                      ullTotal);
+    kHeadReader.Check(kBlock.Size() == kHead + ullTotal + kTailSize, 24, "{} bytes of parts in a block of {}", ullTotal,
+                      kBlock.Size());
 
     BlockCutter kCutter(kBlock.Part(0, kBlock.Size() - kTailSize), kHead);
     pkLayout->kStrings =
@@ -222,10 +224,9 @@ void ReadNumbers(ByteView kBlock, ImageLayout* pkLayout, Findings* pkFindings)
     }
     const uint64_t ullCount = kHeadReader.Word(0, "numbers");
     const uint64_t ullBytes = kHeadReader.Word(4, "bytes of numbers");
-    kHeadReader.Check(ullBytes == ullCount * kNumberSize, 4,
-                      fmt::format("{} numbers aren't {} bytes", ullCount, ullBytes));
-    kHeadReader.Check(kBlock.Size() == kHead + ullBytes + kTailSize, 4,
-                      fmt::format("{} bytes of numbers in a block of {}", ullBytes, kBlock.Size()));
+    kHeadReader.Check(ullBytes == ullCount * kNumberSize, 4, "{} numbers aren't {} bytes", ullCount, ullBytes);
+    kHeadReader.Check(kBlock.Size() == kHead + ullBytes + kTailSize, 4, "{} bytes of numbers in a block of {}",
+                      ullBytes, kBlock.Size());
     pkLayout->kNumbers.uCount =
         static_cast<uint32_t>(std::min(ullCount, (kBlock.Size() - kHead - kTailSize) / kNumberSize));
     pkLayout->kNumbers.kBytes = kBlock.Part(kHead, pkLayout->kNumbers.uCount * kNumberSize);
@@ -241,13 +242,13 @@ void ReadTypes(ByteView kBlock, ImageLayout* pkLayout, Findings* pkFindings)
     }
     const uint32_t uCount = kHeadReader.Word(0, "types");
     const uint64_t ullBytes = kHeadReader.Word(4, "bytes of the type records");
-    kHeadReader.Check(kBlock.Size() == kHead + ullBytes + kTailSize, 4,
-                      fmt::format("{} bytes of records in a block of {}", ullBytes, kBlock.Size()));
+    kHeadReader.Check(kBlock.Size() == kHead + ullBytes + kTailSize, 4, "{} bytes of records in a block of {}",
+                      ullBytes, kBlock.Size());
     pkLayout->kTypes =
         ReadRecords("type records", kBlock.Part(kHead, std::min(ullBytes, kBlock.Size() - kHead - kTailSize)),
                     kTypeRecordSize, pkLayout, pkFindings);
-    kHeadReader.Check(uCount == pkLayout->kTypes.uCount, 0,
-                      fmt::format("{} types, but {} type records", uCount, pkLayout->kTypes.uCount));
+    kHeadReader.Check(uCount == pkLayout->kTypes.uCount, 0, "{} types, but {} type records", uCount,
+                      pkLayout->kTypes.uCount);
 }
 
 }  // namespace
@@ -272,10 +273,10 @@ ImageLayout ReadLayout(ByteView kImage, Findings* pkFindings)
     kLayout.ullRootName = kHeadReader.Handle(40, "root name");
     const uint64_t ullTotal = kHeadReader.Word(48, "bytes of the five blocks");
     const uint64_t ullSum = ullStrings + ullNodes + ullNumbers + ullTable + ullTypes;
-    kHeadReader.Check(uZero == 0, 28, fmt::format("{} in place of zero", uZero));
-    kHeadReader.Check(ullTotal == ullSum, 48, fmt::format("the five blocks have {} bytes, not {}", ullSum, ullTotal));
-    kHeadReader.Check(kImage.Size() == kHead + ullTotal + kTailSize, 48,
-                      fmt::format("{} bytes of blocks in an image of {}", ullTotal, kImage.Size()));
+    kHeadReader.Check(uZero == 0, 28, "{} in place of zero", uZero);
+    kHeadReader.Check(ullTotal == ullSum, 48, "the five blocks have {} bytes, not {}", ullSum, ullTotal);
+    kHeadReader.Check(kImage.Size() == kHead + ullTotal + kTailSize, 48, "{} bytes of blocks in an image of {}",
+                      ullTotal, kImage.Size());
 
     BlockCutter kCutter(kImage.Part(0, kImage.Size() - kTailSize), kHead);
     kLayout.kStringBlock = kCutter.Next(ullStrings);

@@ -28,9 +28,10 @@ struct HeadField
 {
     uint64_t ullOffset = 0;
     uint32_t uSize = 0;
-    std::string strType;
+    const char* pszType = nullptr;
     std::string strValue;
-    std::string strMeaning;
+    const char* pszBlock = nullptr;  // what holds it
+    const char* pszMeaning = nullptr;
 };
 
 // An array of records of one size.
