@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "live/index_model.h"
+#include "live/random_writer.h"
 #include "platform/fault_points.h"
 #include "support/new_faults.h"
 #include "support/temporary_folder.h"
@@ -186,7 +187,6 @@ TEST_F(LiveSourceFaults, WhileNothingCanBeLookedAtNothingIsToldAsChangedAndNoRoo
     EXPECT_EQ(std::string::npos, testing::internal::GetCapturedStderr().find("gone"));
 }
 
-// One call at a time, each at any place of a run with changes of every kind.
 // One call at a time, each at several places of a run with changes of every kind.
 TEST_F(LiveSourceFaults, WhicheverCallFailsOnceIndexDiskAndToldAgreeInTheEnd)
 {
@@ -218,6 +218,51 @@ TEST_F(LiveSourceFaults, WhicheverCallFailsOnceIndexDiskAndToldAgreeInTheEnd)
         }
         testing::internal::GetCapturedStderr();
     }
+}
+
+// Several writers, and whatever lists, opens or watches fails now and then, once or for a while.
+TEST_F(LiveSourceFaults, AfterRandomChangesAndFailuresOfEveryCallIndexDiskAndToldAgree)
+{
+    const char* const apszCalls[] = {"directory.open", "directory.read", "statx",
+                                     "CreateFileW",    "CreateThread",   "ReadDirectoryChangesW",
+                                     "inotify.open",   "inotify.watch",  "inotify.overflow",
+                                     "read",           "statfs",         "watcher.memory",
+                                     "watcher.thread"};
+    std::mt19937 kRandom(20261122);
+    FollowedFolder kFollowed;
+    kFollowed.Write("d/a");
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    ASSERT_TRUE(kFollowed.OpenWatched()) << kFollowed.strError;
+    unsigned uFired = 0;
+    const auto kEnd = SoakClock::now() + SoakTime(4s);
+    for (unsigned uPhase = 0; SoakClock::now() < kEnd && !testing::Test::HasFailure(); ++uPhase)
+    {
+        SCOPED_TRACE(uPhase);
+        const auto kPhaseEnd = SoakClock::now() + 1s;
+        std::vector<std::thread> vecWriters;
+        for (unsigned i = 1; i <= 2; ++i)
+        {
+            vecWriters.emplace_back([&, i] { RandomWriter(kFollowed.Path(), 2 * uPhase + i).Run(kPhaseEnd); });
+        }
+        while (SoakClock::now() < kPhaseEnd)
+        {
+            const char* const pszCall = apszCalls[kRandom() % std::size(apszCalls)];
+            VOFaultArm(pszCall, 1 + static_cast<unsigned>(kRandom() % 20), kRandom() % 3 == 0);
+            kFollowed.Follow(std::chrono::milliseconds(kRandom() % 300));
+            uFired += VOFaultFired();
+            VOFaultDisarm();
+        }
+        for (std::thread& rkWriter : vecWriters)
+        {
+            rkWriter.join();
+        }
+        EXPECT_TRUE(kFollowed.FollowUntilRight()) << testing::PrintToString(kFollowed.OnDisk());
+        EXPECT_EQ(kFollowed.setTold, kFollowed.Indexed());
+    }
+    testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStdout();
+    EXPECT_NE(0u, uFired);
 }
 
 TEST_F(LiveSourceFaults, AFirstScanNamesAFolderThatCantBeListedAndFillsItLater)

@@ -1,150 +1,15 @@
 // A publisher under everything at once: random changes by several writers, names that differ in case alone, folders of
 // thousands that are renamed, a root that goes and comes back, and times in which it can open nothing.
-#include <stdlib.h>
-
-#include <random>
-
 #include "tests/live/event_replay_linux.h"
+#include "tests/live/random_writer.h"
 #include "tests/support/sanitizers.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
+using namespace std::chrono_literals;
 
 namespace
 {
-
-typedef std::chrono::steady_clock Clock;
-
-// Several of these change one tree until the time is over.
-class RandomWriter
-{
-public:
-    RandomWriter(fs::path kRoot, unsigned uSeed) : m_kRoot(std::move(kRoot)), m_kRandom(uSeed) {}
-
-    void Run(Clock::time_point kEnd)
-    {
-        while (Clock::now() < kEnd)
-        {
-            // Other writers take things away at any moment.
-            std::error_code kIgnored;
-            _Collect();
-            _Step(kIgnored);
-            std::this_thread::sleep_for(std::chrono::microseconds(m_kRandom() % 4000));
-        }
-    }
-
-private:
-    void _Collect()
-    {
-        m_vecFolders.assign(1, m_kRoot);
-        m_vecFiles.clear();
-        std::error_code kEnds;
-        for (fs::recursive_directory_iterator it(m_kRoot, kEnds), itEnd; !kEnds && it != itEnd; it.increment(kEnds))
-        {
-            std::error_code kGone;
-            (it->is_directory(kGone) ? m_vecFolders : m_vecFiles).push_back(it->path());
-        }
-    }
-
-    const fs::path& _Folder() { return m_vecFolders[m_kRandom() % m_vecFolders.size()]; }
-    fs::path _File() { return m_vecFiles.empty() ? m_kRoot / "none" : m_vecFiles[m_kRandom() % m_vecFiles.size()]; }
-    // Half of the names differ from another one in case alone.
-    std::string _Name() { return (m_kRandom() % 2 == 0 ? "n" : "N") + std::to_string(m_kRandom() % 40); }
-
-    // The same name, in the other case.
-    static fs::path _Twin(const fs::path& kPath)
-    {
-        std::string strName = kPath.filename().string();
-        for (char& rch : strName)
-        {
-            rch = static_cast<char>(rch >= 'a' && rch <= 'z'   ? rch - 'a' + 'A'
-                                    : rch >= 'A' && rch <= 'Z' ? rch - 'A' + 'a'
-                                                               : rch);
-        }
-        return kPath.parent_path() / strName;
-    }
-
-    void _Step(std::error_code& rkIgnored)
-    {
-        const fs::path kFile = _File();
-        const fs::path kFolder = _Folder();
-        const bool bInside = kFolder != m_kRoot;
-        switch (m_vecFiles.size() > 2000 ? 10 : m_kRandom() % 14)
-        {
-            case 0:
-            case 1:
-            case 2:
-                WriteWholeFile(kFolder / (_Name() + ".txt"), std::string(m_kRandom() % 50, 'x'));
-                break;
-            case 3:
-                WriteWholeFile(kFile, std::string(m_kRandom() % 100, 'y'));
-                break;
-            case 4:
-                fs::create_directory(kFolder / _Name(), rkIgnored);
-                break;
-            case 5:
-                fs::rename(kFile, kFile.parent_path() / (_Name() + ".fbx"), rkIgnored);
-                break;
-            case 6:
-                fs::rename(kFile, kFolder / kFile.filename(), rkIgnored);
-                break;
-            case 7:
-                if (bInside)
-                {
-                    fs::rename(kFolder, kFolder.parent_path() / ("r" + _Name()), rkIgnored);
-                }
-                break;
-            case 8:
-                if (bInside)
-                {
-                    fs::rename(kFolder, _Folder() / kFolder.filename(), rkIgnored);
-                }
-                break;
-            case 9:
-                WriteWholeFile(kFile.string() + "~", "saved");
-                fs::rename(kFile.string() + "~", kFile, rkIgnored);
-                break;
-            case 10:
-                if (bInside && m_kRandom() % 2 != 0)
-                {
-                    fs::remove_all(kFolder, rkIgnored);
-                    break;
-                }
-                fs::remove(kFile, rkIgnored);
-                break;
-            case 11:
-                fs::rename(kFile, _Twin(kFile), rkIgnored);
-                break;
-            case 12:
-                if (bInside)
-                {
-                    fs::rename(kFolder, _Twin(kFolder), rkIgnored);
-                }
-                break;
-            default:
-            {
-                const fs::path kDeep = kFolder / _Name() / "deep" / "er";
-                fs::create_directories(kDeep, rkIgnored);
-                for (unsigned i = m_kRandom() % 20; i > 0; --i)
-                {
-                    WriteWholeFile(kDeep / ("b" + std::to_string(i) + ".tga"), "b");
-                }
-            }
-        }
-    }
-
-    fs::path m_kRoot;
-    std::mt19937 m_kRandom;
-    std::vector<fs::path> m_vecFolders;
-    std::vector<fs::path> m_vecFiles;
-};
-
-// Seconds of random changes: a minute, or what the environment says.
-std::chrono::seconds SoakTime()
-{
-    const char* pszSeconds = getenv("VOBASE_SOAK_SECONDS");
-    return std::chrono::seconds(pszSeconds != nullptr ? atoi(pszSeconds) : 60);
-}
 
 // What happens to the whole: one thing after the other, each for a moment.
 class Disturber
@@ -155,9 +20,9 @@ public:
     {
     }
 
-    void Run(Clock::time_point kEnd)
+    void Run(SoakClock::time_point kEnd)
     {
-        for (; Clock::now() < kEnd; ++m_uStep)
+        for (; SoakClock::now() < kEnd; ++m_uStep)
         {
             const auto kMoment = std::chrono::milliseconds(100 + m_kRandom() % 1200);
             if (m_uStep % 3 == 0)
@@ -241,14 +106,14 @@ TEST(LumLive, AfterManyRandomChangesIndexAndDiskAgreeAndTheEventsExplainEveryDif
     LumWatch kWatch;
     Replay kReplay(IndexedOf("source"));
     Replay kTargetReplay(IndexedOf("target"), "target");
-    const auto kEnd = Clock::now() + SoakTime();
-    for (unsigned uPhase = 0; Clock::now() < kEnd && !testing::Test::HasFailure(); ++uPhase)
+    const auto kEnd = SoakClock::now() + SoakTime(60s);
+    for (unsigned uPhase = 0; SoakClock::now() < kEnd && !testing::Test::HasFailure(); ++uPhase)
     {
         for (int i = 0; i < 2000; ++i)
         {
             kFolder.Write("source/large/l" + std::to_string(i % 20) + "/" + std::to_string(i), "x");
         }
-        const auto kPhaseEnd = std::min(kEnd, Clock::now() + std::chrono::seconds(15));
+        const auto kPhaseEnd = std::min(kEnd, SoakClock::now() + std::chrono::seconds(15));
         std::vector<std::thread> vecThreads;
         for (unsigned uSeed = 1; uSeed <= 4; ++uSeed)
         {
