@@ -8,7 +8,7 @@
 set -euo pipefail
 
 demo_packages=(
-    g++ cmake ninja-build pkg-config ccache      # the build
+    g++ cmake make ninja-build pkg-config ccache  # the build
     liblzo2-dev libdw-dev libelf-dev             # the library
     libcli11-dev nlohmann-json3-dev libfmt-dev   # the tool: arguments, JSON, terminal text
     libarchive-dev                               # the tool: listings of paks
@@ -22,7 +22,7 @@ all_packages=(
     clang-14 clang-tidy-14 libclang-rt-14-dev clang shellcheck
     g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
     googletest libz-mingw-w64-dev                # what the Windows build takes from Debian
-    dpkg-dev debian-archive-keyring ca-certificates xz-utils make
+    dpkg-dev debian-archive-keyring ca-certificates xz-utils
 )
 
 quiet=

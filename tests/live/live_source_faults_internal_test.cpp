@@ -74,9 +74,10 @@ public:
         } while (lum::LiveClock::now() < kEnd);
     }
 
+    // Losses that follow soon upon each other make the source wait longer for the whole comparison, up to a minute.
     bool FollowUntilRight()
     {
-        for (int i = 0; i < 600 && setTold != OnDisk(); ++i)
+        for (int i = 0; i < 3000 && setTold != OnDisk(); ++i)
         {
             Follow(50ms);
         }
@@ -231,14 +232,15 @@ TEST_F(LiveSourceFaults, AfterRandomChangesAndFailuresOfEveryCallIndexDiskAndTol
     std::mt19937 kRandom(20261122);
     FollowedFolder kFollowed;
     kFollowed.Write("d/a");
-    testing::internal::CaptureStderr();
-    testing::internal::CaptureStdout();
     ASSERT_TRUE(kFollowed.OpenWatched()) << kFollowed.strError;
     unsigned uFired = 0;
     const auto kEnd = SoakClock::now() + SoakTime(4s);
     for (unsigned uPhase = 0; SoakClock::now() < kEnd && !testing::Test::HasFailure(); ++uPhase)
     {
         SCOPED_TRACE(uPhase);
+        testing::internal::CaptureStderr();
+        testing::internal::CaptureStdout();
+        std::string strFailed;
         const auto kPhaseEnd = SoakClock::now() + 1s;
         std::vector<std::thread> vecWriters;
         for (unsigned i = 1; i <= 2; ++i)
@@ -251,17 +253,19 @@ TEST_F(LiveSourceFaults, AfterRandomChangesAndFailuresOfEveryCallIndexDiskAndTol
             VOFaultArm(pszCall, 1 + static_cast<unsigned>(kRandom() % 20), kRandom() % 3 == 0);
             kFollowed.Follow(std::chrono::milliseconds(kRandom() % 300));
             uFired += VOFaultFired();
+            strFailed += VOFaultFired() != 0 ? std::string(" ") + pszCall : "";
             VOFaultDisarm();
         }
         for (std::thread& rkWriter : vecWriters)
         {
             rkWriter.join();
         }
-        EXPECT_TRUE(kFollowed.FollowUntilRight()) << testing::PrintToString(kFollowed.OnDisk());
+        const bool bRight = kFollowed.FollowUntilRight();
+        const std::string strSaid = testing::internal::GetCapturedStderr() + testing::internal::GetCapturedStdout();
+        EXPECT_TRUE(bRight) << "failed:" << strFailed << "\nsaid:\n" << strSaid;
+        EXPECT_EQ(kFollowed.OnDisk(), kFollowed.setTold);
         EXPECT_EQ(kFollowed.setTold, kFollowed.Indexed());
     }
-    testing::internal::GetCapturedStderr();
-    testing::internal::GetCapturedStdout();
     EXPECT_NE(0u, uFired);
 }
 
