@@ -182,8 +182,8 @@ int VOTSFileEventMappingInspector::DispatchFileEvent(const structFileEventNode& 
     }
 
     // Kept: as many entries are erased as were found dead, counted down to the second entry of the vector, and not
-    // the dead ones themselves. Who gets events after that is part of the interface, and the guide for publishers says
-    // it. A place that the vector doesn't have is passed over.
+    // the dead ones themselves. Tools bind one listener for each source, and go by who gets events after that; the
+    // guide for publishers says it. A place that the vector doesn't have is passed over.
     for (; uDead > 0; --uDead)
     {
         if (uDead < m_vecListener.size())
