@@ -86,19 +86,18 @@ constexpr unsigned int kFileAttributeReadOnly = 0x01;
 
 // Kept (kFileAttributeWritable): always the opposite of read-only, so that a plain file has 0x14. Readers of
 // images test either bit.
-constexpr unsigned int kFileAttributeWritable = 0x04;  // always the opposite of the above
+constexpr unsigned int kFileAttributeWritable = 0x04;
 
 // On Linux: the name begins with a dot.
 constexpr unsigned int kFileAttributeHidden = 0x08;
 constexpr unsigned int kFileAttributeLocal = 0x10;  // set on every value that was built from a local file
 
-// One file or folder of a source, as handed out: a snapshot, which doesn't follow later changes of the container.
-#pragma pack(push, 4)
 // One file or folder of a source, as handed out: a snapshot, which doesn't follow later changes of the
 // container. It owns nothing. Its handles are those of the container that it came from (GetString gives their
 // texts) and mean the same in every process that reads the same image; elsewhere they mean nothing.
 //
 // The defaults are those of a node that nobody has filled yet.
+#pragma pack(push, 4)
 struct structAssetNode
 {
     enumAssetFrom eAssetFrom = AF_ERROR;
@@ -157,10 +156,9 @@ enum AssetParamState : unsigned int
     APS_Deleted = 2
 };
 
-// The stored record of a node; part of the image. What is handed out are its first 108 bytes.
-#pragma pack(push, 4)
 // The stored record of a node; part of the image. What is handed out are its first 108 bytes. The record of a
 // node is the one whose index is its nAssetID, in every image.
+#pragma pack(push, 4)
 struct structAssetNodeParam
 {
     LUMTrayService::structAssetNode tsNode;

@@ -20,8 +20,8 @@
 class VOBASE_API VOBufferContainer
 {
 public:
-#pragma pack(push, 1)
     // The head of an image, and where its data begin. Nothing in an image is aligned.
+#pragma pack(push, 1)
     struct BufferAlloc
     {
         char szVersion[8];  // "ver.1.0"
@@ -74,7 +74,7 @@ public:
     int ShrinkToFit();
 
     // Forgets all entries, and zeroes and keeps the memory. Always 1. Handles and pointers are dead.
-    int CleanUp();  // forgets all entries, keeps the memory
+    int CleanUp();
 
     // Gives the memory back; the pool is as new. Always 1.
     int Release();
@@ -120,8 +120,8 @@ static_assert(sizeof(VOBufferContainer::BufferAlloc) == 24 && offsetof(VOBufferC
 class VOBASE_API VOStringContainer
 {
 public:
-#pragma pack(push, 1)
     // The head of an image, and where the image of the buffer begins.
+#pragma pack(push, 1)
     struct StringAlloc
     {
         char szVersion[8];  // "ver.1.0"

@@ -69,8 +69,8 @@ VOBASE_API int SetTracePrintFunction(VOLogHook pFunction);
 
 // Stores bEnable. With bAttachConsole non-zero it also takes over the parent console (on Linux the controlling
 // terminal) for standard output and standard error; tracing runs only while a console is attached and bEnable
-// is set. Without a console nothing is said, and tracing stays silent. Thread-safe. The console is given back
-// when the library is unloaded.
+// is set. Without a console nothing is said, and tracing stays silent. Thread-safe. The console's stream is
+// closed when the library is unloaded.
 //
 // Kept (SetTracePrintEnable): a second call with bAttachConsole non-zero finds the console taken and switches
 // tracing off. Hosts pause and resume with bAttachConsole zero, and use the second attach as their switch.

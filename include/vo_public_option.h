@@ -57,8 +57,8 @@ public:
     // published one. The record isn't looked at again before the next Sync. Always 1.
     //
     // Kept (IVOPublicOption::SetOptionKey): a key of 100 characters or more goes to the runtime's bounded copy:
-    // on Windows the process ends unless its host has a handler for invalid parameters, elsewhere, and where it
-    // goes on, the key is the empty text. Hosts with such a handler see it called.
+    // on Windows the process ends unless its host has a handler for invalid parameters; where it goes on, and
+    // on Linux, the key is the empty text. Hosts with such a handler see it called.
     virtual int SetOptionKey(const char* pszKey) = 0;
 
     // The texts stay valid while the object lives, and change at a Sync; empty and 0 stand for what was never
@@ -81,7 +81,7 @@ class VOBASE_API VOPublicOption : public IVOPublicOption
 {
 public:
     // All empty and 0; the section isn't looked at.
-    VOPublicOption();  // all empty and 0
+    VOPublicOption();
     ~VOPublicOption() override;
 
     void Sync() override;
@@ -99,7 +99,7 @@ public:
     long long GetOptionValue4() override;
 
 protected:
-    // The last record that was taken, byte for byte, its texts terminated.
+    // The last record that was taken, its texts terminated, with the key that SetOptionKey has set since.
     VOPublicOptionRecord m_kOption;
 };
 static_assert(sizeof(VOPublicOption) == sizeof(void*) + sizeof(VOPublicOptionRecord));

@@ -16,7 +16,7 @@
 class VOBASE_API VOStackLock
 {
 public:
-    // Begins in nState with nothing saved. Copying throws std::bad_alloc when there is no memory for the stack.
+    // Begins in nState with nothing saved.
     explicit VOStackLock(int nState = 0);
 
     // A copy has the state and the whole stack; it throws std::bad_alloc when there is no memory for that.
@@ -70,8 +70,8 @@ class VOBASE_API ZRef
 public:
     ZRef();
 
-    // Kept (ZRef::ZRef): the count goes along as it stands, so that a copy doesn't begin at 1. A class that
-    // copies its objects and shares a base with its users sets the count right itself.
+    // Kept (ZRef::ZRef): the count goes along as it stands, so that a copy doesn't begin at 1. Classes that
+    // copy their objects set the count of a copy themselves.
     ZRef(const ZRef& rkOther);
     ZRef& operator=(const ZRef& rkOther);
     virtual ~ZRef();
@@ -113,7 +113,7 @@ class VOBASE_API VOBaseEvent : public virtual IVOBaseEvent
 {
 public:
     // Accepted from the start. A copy has the other's state and goes its own way.
-    VOBaseEvent();  // accepted
+    VOBaseEvent();
     VOBaseEvent(const VOBaseEvent& rkOther);
     VOBaseEvent& operator=(const VOBaseEvent& rkOther);
     virtual ~VOBaseEvent();

@@ -59,8 +59,8 @@ public:
         unsigned int uHash1 = 0;
     };
 
-#pragma pack(push, 1)
     // The head of an image, and where its four parts begin, without alignment.
+#pragma pack(push, 1)
     struct StringHashSetAlloc
     {
         char szVersion[8];  // "ver.1.1"
@@ -76,7 +76,8 @@ public:
     typedef VOMapTable<unsigned int, void*> HashTable;
 
     // The cursor of GetFirst and HasNext: hString is for the caller to read, the rest is the walk's. It belongs
-    // to one set and one role, and ends with the next change of the set.
+    // to one set and one role. A Provider's walk sees strings that are inserted ahead of it; CleanUp and
+    // SetAlloc end a walk.
     struct Iterator
     {
         void* hString = INVALID_HANDLE_VALUE;  // the current entry
@@ -142,7 +143,8 @@ public:
     void DropViews();
 
     // Walk all records, removed and key-only ones too, primary ones first: a Provider in ascending order of the
-    // first hash, a Customer in slot order. 1 with a current entry, 0 at the end.
+    // first hash, a Customer in slot order. 1 with a current entry, 0 at the end. A Provider may have to put
+    // its strings in order for that, and then throws std::bad_alloc when there is no memory.
     int GetFirst(Iterator& rkIterator) const;
     int HasNext(Iterator& rkIterator) const;
 

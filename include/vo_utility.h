@@ -9,7 +9,7 @@
 // Compresses uSrcSize bytes into a new block: source size (8 bytes), stream length n (8 bytes), the LZO1X-1
 // stream, and 8 zero bytes. *ppbuffResult is the block, which the caller releases with free(), *puBuffSize is n
 // + 24. 0 and a log line, with nothing written, for no source, no size or no outputs, and for a block that
-// would be longer than 4 GiB. Throws std::bad_alloc when there is no memory for the block (about 1.07 times the
+// would be longer than 4 GiB. Throws std::bad_alloc when there is no memory for the block (about 1.06 times the
 // source) or for 128 KiB of work memory, with nothing written.
 VOBASE_API int VOCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, unsigned char* pbuffSrc,
                                       unsigned int uSrcSize);
@@ -42,8 +42,8 @@ static_assert(sizeof(MD5State) == 88 && offsetof(MD5State, uChain) == 8 && offse
 // nothing for 0 and less; md5_finish writes 16 bytes and uses the state up, so that the next message begins
 // with md5_init. No pointer is tested: null faults.
 VOBASE_API void md5_init(MD5State* pState);
-VOBASE_API void md5_append(MD5State* pState, const unsigned char* pData, int nBytes);  // nothing for nBytes <= 0
-VOBASE_API void md5_finish(MD5State* pState, unsigned char* pDigest);                  // writes 16 bytes
+VOBASE_API void md5_append(MD5State* pState, const unsigned char* pData, int nBytes);
+VOBASE_API void md5_finish(MD5State* pState, unsigned char* pDigest);
 
 // A string hash with the multiplier 131, 0 for the empty text. A null narrow text faults, a null wide one gives
 // 0.

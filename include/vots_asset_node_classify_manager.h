@@ -39,8 +39,8 @@ static_assert(offsetof(structAssetNodeClassifyParam, BackgroundColor) == 308);
 class VOBASE_API VOTSAssetNodeClassifyManager
 {
 public:
-#pragma pack(push, 1)
     // The head of an image. A reader looks at the records' own head alone, not at the two words in front.
+#pragma pack(push, 1)
     struct ContainerAlloc
     {
         unsigned int uTypeCount;

@@ -43,8 +43,8 @@ class VOTSAssetNodeClassifyManager;
 class VOBASE_API VOTSAssetNodeContainer
 {
 public:
-#pragma pack(push, 1)
     // The head of an image, and where its five blocks begin. Nothing in it is aligned.
+#pragma pack(push, 1)
     struct ContainerAlloc
     {
         char szVersion[8];
@@ -227,15 +227,17 @@ public:
     // where no node names them. Publishers give a new container as the target.
     int ReConstructContainer(VOTSAssetNodeContainer* pkToContainer) const;
 
-    // The path of a node, relative to the root, or behind the root path: "/" separators, the case in which it
-    // came in, terminated. nBufferSize is the room of pszResult in characters. 0 and a log line for an id that
-    // is none, no buffer or no room, a node without a base name, and, for the absolute one, a container without
-    // a root. Removed nodes are rendered too.
+    // The path of a node, relative to the root: "/" separators, the case in which it came in, terminated.
+    // nBufferSize is the room of pszResult in characters. 0 and a log line for an id that is none, no buffer or
+    // no room, a text that the pool doesn't have, and a node without a base name. Removed nodes are rendered
+    // too.
     //
     // Kept (VOTSAssetNodeContainer::GetAssetPath): a buffer that is too small gives 0, a log line, and the cut
     // text, terminated. Tools show what fits.
     int GetAssetPath(unsigned int uAssetID, unsigned int nBufferSize, VOWCHAR* pszResult) const;
 
+    // The same behind the root path and a "/"; 0 and a log line also for a container without a root.
+    //
     // Kept (VOTSAssetNodeContainer::GetAssetAbsolutePath): a relative path of MAX_PATH characters or more fails
     // whatever the room is. Tools that open files by these paths have buffers of that size behind the root.
     int GetAssetAbsolutePath(unsigned int uAssetID, unsigned int nBufferSize, VOWCHAR* pszResult) const;
@@ -248,7 +250,7 @@ public:
     //
     // Kept (VOTSAssetNodeContainer::GetInfoNumberFromIndex): an index behind the end is logged like a failure.
     // Tools that walk to the end see one line in the log for each list.
-    unsigned int GetInfoNumberFromIndex(unsigned int uInfoID, unsigned int uIndex) const;  // UINT(-1) if there is none
+    unsigned int GetInfoNumberFromIndex(unsigned int uInfoID, unsigned int uIndex) const;
 
     // How many ids a list has; 0, and a log line, for what is none.
     unsigned int GetInfoNumberCount(unsigned int uInfoID) const;

@@ -1,7 +1,7 @@
 // VOTSAssetNodeContainerHelper: static operations that turn a path or a pak entry into a finished node, walk a
 // tree with a callback, and the plain path functions under all of it. It keeps no state: any thread may call
-// that has the right to the container, which it gives and keeps. 1 is success and 0 failure, with a log line;
-// std::bad_alloc leaves what enters something into a container.
+// that may use the container, which stays the caller's. 1 is success and 0 failure, with a log line. What
+// enters something into a container throws std::bad_alloc when there is no memory.
 #pragma once
 
 #include <vector>
@@ -96,8 +96,8 @@ public:
     //
     // A link that leads back to a folder which the walk is inside of is a failure. A node that stands in
     // several lists is visited in each; a walk ends after 64 visits for each node that the container holds, and
-    // not before 16 million. The levels are on the heap, eight bytes each: std::bad_alloc may leave a deep
-    // walk.
+    // not before 16 million. The levels are on the heap, eight bytes each; without memory for one the walk
+    // throws std::bad_alloc.
     //
     // Kept (VOTSAssetNodeContainerHelper::TraverseAssetNode): the result is always 1, also without a callback
     // or a container: what fails is logged and ends the walk of that level only. Tools show what a damaged

@@ -27,10 +27,9 @@
 namespace LUMTrayService
 {
 
-// The stored record of an event; part of the image. The handles are those of the container that holds it.
-#pragma pack(push, 4)
 // The stored record of an event; part of the image. The handles are those of the container that holds it, and
 // GetString of that one gives their texts.
+#pragma pack(push, 4)
 struct structFileEventNode
 {
     unsigned int dwEventParam2 = 0;               // the three values are the publisher's and the listeners' matter
@@ -73,8 +72,8 @@ public:
         const VOWCHAR* pszPhysicPath = nullptr;  // null or empty for none
     };
 
-#pragma pack(push, 1)
     // The head of an image, and where its two parts begin.
+#pragma pack(push, 1)
     struct ContainerAlloc
     {
         char szVersion[8];
@@ -256,7 +255,8 @@ public:
 
     // Adds a listener, which may happen at any time, and takes a reference; one that is bound already is left
     // as it is. Waits while an event is delivered. Always 1, but for a null pointer, which is refused with 0
-    // and a log line. std::bad_alloc leaves it unbound, without a reference.
+    // and a log line. Throws std::bad_alloc, with the listener unbound and no reference taken, when there is no
+    // memory.
     //
     // Kept (VOTSFileEventMappingInspector::BindListener): when listeners are found dead, as many entries are
     // erased as there are dead ones, counted from the second entry on, and not the dead ones themselves; others
@@ -264,12 +264,12 @@ public:
     // on by themselves.
     int BindListener(IVOTSFileEventListener* piListener);
 
-    // Stops the thread wherever it stands, and lets it go on; these calls count. Events aren't lost while the
-    // publisher keeps them. The thread may hold a lock then, also one that the whole process shares, such as
-    // the allocator's or that of standard output: until it goes on, a caller stays away from BindListener and
-    // from whatever the listeners lock, and suspends for a short time only. It may stand inside a data section
-    // too, whose publisher then waits. Takes no lock and allocates nothing. 0 without a thread. Not to be
-    // called beside Run or Stop.
+    // Stops the thread wherever it stands (bSuspend non-zero), and lets it go on; these calls count. Events
+    // aren't lost while the publisher keeps them. The thread may hold a lock then, also one that the whole
+    // process shares, such as the allocator's or that of standard output: until it goes on, a caller stays away
+    // from BindListener and from whatever the listeners lock, and suspends for a short time only. It may stand
+    // inside a data section too, whose publisher then waits. Takes none of the inspector's locks. 1, or 0
+    // without a thread. Not to be called beside Run or Stop.
     int SuspendEvent(int bSuspend);
 
 protected:

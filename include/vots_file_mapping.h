@@ -73,14 +73,16 @@ public:
     // ET_STATE_UNAVAILABLE before OpenMappingState; ET_SOURCE_DISABLED, with the old image in place, for a
     // source that isn't published; ET_DATA_UNAVAILABLE and a log line when the data section isn't there or is
     // damaged. The old image goes before the new one is known to be good, so that nothing is loaded after that.
-    // Takes the time of decompressing; std::bad_alloc leaves nothing loaded and nothing open.
+    // Takes the time of decompressing; throws std::bad_alloc, with nothing loaded and the data section closed,
+    // when there is no memory.
     //
     // Kept (VOTSFileMappingInspector::OpenMappingData): ET_NONE with nothing loaded while the published count
     // is 0, and, with a log line, for a source without a section name whose record is enabled. Tools ask
     // LastErrorType whether there are data.
     LUMTrayService::Inspector::ErrorType OpenMappingData();
 
-    // Drops the image and loads anew, whatever the count says. A withdrawn source then has no image any more.
+    // Drops the image and loads anew as OpenMappingData does, also where the count hasn't changed. A withdrawn
+    // source then has no image any more.
     LUMTrayService::Inspector::ErrorType ReMappingData();
 
     // Drops the image and closes the section; OpenMappingState begins anew. Always 1.
@@ -241,7 +243,7 @@ public:
 
     // For each inspector by ascending source; the first result that isn't ET_NONE ends the round and is
     // returned, so that sources behind it are as they were. ET_NONE without inspectors. Which source it was
-    // tells its own LastErrorType.
+    // tells its own LastErrorType. CloseMapping is always 1.
     LUMTrayService::Inspector::ErrorType OpenMappingState();
     LUMTrayService::Inspector::ErrorType OpenMappingData();
     LUMTrayService::Inspector::ErrorType ReMappingData();

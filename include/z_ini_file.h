@@ -14,6 +14,7 @@
 
 #include "vo_types.h"
 
+// What a line is.
 enum : char
 {
     tpSECTION = 1,
@@ -47,9 +48,11 @@ struct tgEFIND
     ZENTRY* pKeyEntry;      // null when there is no such key
     char szKey[128];        // the key as the file spells it
     char szValue[128];      // the text behind the first "=", up to a ";"
-    char szComment[256];    // from the ";" on. A value of more than 127 characters runs on into this room, and is whole
+    char szComment[256];    // from the ";" on
 };
 
+// The lines of one file, in their order, and what is read out of them or changed in them. The file itself is
+// open only while it is read or written.
 class VOBASE_API ZIniFile
 {
 public:
@@ -58,12 +61,13 @@ public:
     ~ZIniFile();
 
     // Copies the pointers: both objects then stand on one chain, which lives until the last of them lets it go.
-    // Only one of them may change it.
+    // Only one of them may change it, and copies belong to one thread together: nothing guards what they share.
     ZIniFile(const ZIniFile& rkOther);
     ZIniFile& operator=(const ZIniFile& rkOther);
 
-    // Reads a file in place of what the object held; the second argument isn't looked at. 0 and a log line for
-    // no name and for a file that can't be opened. The object is empty after a failure. An empty file is none.
+    // Reads a file in place of what the object held; the second argument isn't looked at. 1, also for an empty
+    // file. 0 and a log line for no name and for a file that can't be opened. The object is empty after a
+    // failure.
     //
     // Kept (ZIniFile::OpenIniFile): everything in front of the first "[" of the first line is dropped, a byte
     // order mark for instance; a first line without one is refused with 0, with a message on standard output in
@@ -106,7 +110,8 @@ public:
     ZENTRY* SectionBegin();
     ZENTRY* SectionNext(ZENTRY* pEnty);
 
-    // Values. A missing key and a null name give the default. A number beyond an int counts as the nearest one.
+    // Values. A missing key and a null name give the default, which ReadBool makes 0 or 1. A number beyond an
+    // int counts as the nearest one.
     //
     // Kept (ZIniFile::ReadBool): numbers are read as far as they go, so that "true" is 0; any number but 0 is
     // 1. Files that exist say 1 and 0.
