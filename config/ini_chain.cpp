@@ -220,8 +220,8 @@ int ZIniFile::AddItem(char cType, const char* pszText)
     return 1;
 }
 
-// The back link of the entry behind the new one stays as it was, and so does m_pLastEntry: the exact state is part of
-// the interface.
+// The back link of the entry behind the new one stays as it was, and so does m_pLastEntry: derived classes walk these
+// links and go by their exact state.
 int ZIniFile::AddItemAt(ZENTRY* pEntry, char cType, const char* pszText)
 {
     char* const pszCopy = pEntry != nullptr && pszText != nullptr ? ZIniJoin(pszText) : nullptr;

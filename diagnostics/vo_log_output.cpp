@@ -153,7 +153,7 @@ int VOLogOutput::GetCurrentTimeString(char* pszBuffer, int nSize, int nFlags)
 }
 
 // The start of the path is passed over, so that the folders are made below the working directory also where the path
-// leads elsewhere. Kept: the file is then not found, and docs/log-file.md says so.
+// leads elsewhere. The file is then not found; hosts look for the folders there, and docs/log-file.md says so.
 int VOLogOutput::MakePathDir(const char* pszPath)
 {
     if (pszPath != nullptr)

@@ -26,8 +26,9 @@ unsigned long long SharedTime(unsigned long long& rullTime)
     return std::atomic_ref<unsigned long long>(rullTime).load(std::memory_order_acquire);
 }
 
-// Kept: the view of a data section without content stays mapped. Only the latest one of each source does, so that a
-// process that meets such sections again and again doesn't grow.
+// Kept (VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet): the view of a data section without content stays
+// mapped. Only the latest one of each source does, so that a process that meets such sections again and again doesn't
+// grow.
 void LeaveMapped(enumAssetFrom eaf, VOSectionView& rkSection)
 {
     static std::atomic<void*> s_apvView[LUMTrayService::ASSETTYPE_COUNT] = {};

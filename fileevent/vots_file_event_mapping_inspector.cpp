@@ -181,9 +181,10 @@ int VOTSFileEventMappingInspector::DispatchFileEvent(const structFileEventNode& 
         ++uDead;
     }
 
-    // Kept: as many entries are erased as were found dead, counted down to the second entry of the vector, and not
-    // the dead ones themselves. Who gets events after that is part of the interface, and the guide for publishers says
-    // it. A place that the vector doesn't have is passed over.
+    // Kept (VOTSFileEventMappingInspector::BindListener): as many entries are erased as were found dead, counted down
+    // to the second entry of the vector, and not the dead ones themselves. Tools bind one listener for each source, and
+    // go by who gets events after that; the guide for publishers says it. A place that the vector doesn't have is
+    // passed over.
     for (; uDead > 0; --uDead)
     {
         if (uDead < m_vecListener.size())

@@ -1,7 +1,9 @@
 // The vocabulary shared by the publisher of asset images and the tools that read them.
 //
-// Enumerations are stored as 32-bit integers. The records are wire formats: written by one process, read byte for
-// byte by another.
+// Enumerations are stored as 32-bit integers. The records are wire formats: written by one process, read byte
+// for byte by another, little-endian and without gaps, so that their 64-bit fields may lie at any address
+// inside an image. Nothing here has behaviour, memory or locks of its own. docs/wire-formats.md has the layouts
+// as tables.
 #pragma once
 
 #include "vo_types.h"
@@ -9,14 +11,16 @@
 namespace LUMTrayService
 {
 
-// On which side of the process boundary a container lives.
+// On which side of the process boundary a container lives. Fixed at construction; the operations that change
+// anything are refused on a Customer.
 enum enumAssetRole : int
 {
     AR_Provider = 0,  // writer: may be changed
     AR_Customer = 1   // reader: a view of an image
 };
 
-// The source of an asset; indexes all per-source tables.
+// The source of an asset; indexes all per-source tables. Below ASSETTYPE_COUNT a value is a valid index, but
+// AF_ERROR names no section.
 enum enumAssetFrom : unsigned int
 {
     AF_ERROR = 0,  // no source, and no section
@@ -35,14 +39,19 @@ enum enumAssetFrom : unsigned int
 namespace Inspector
 {
 
-// Selects children; also the bits of a dwType mask, where 3 selects both.
+// Selects children; also the bits of a dwType mask, where 3 selects both. Where one NodeType is asked for, any
+// other value selects a list that doesn't exist.
 enum NodeType : int
 {
     NT_FILE = 1,
     NT_FOLDER = 2
 };
 
-// Results of the operations that open published data.
+// Results of the operations that open published data, and the answers to how the loaded data stand to the
+// published ones. ET_NONE is the only success.
+//
+// Kept (ET_RESERVED): the value 1 is never produced. Tools that store or compare the numbers keep the ones they
+// know.
 enum ErrorType : int
 {
     ET_NONE = 0,
@@ -63,20 +72,31 @@ enum SyncMode : int
 
 }  // namespace Inspector
 
-// A colour of a classify type: 4 bytes that the library stores and returns without looking inside.
+// A colour of a classify type: 4 bytes that the library stores and returns without looking inside. Which byte
+// is which is the tools' matter; lum keeps 0x00RRGGBB.
 struct Color
 {
     unsigned int uValue = 0;
 };
 static_assert(sizeof(Color) == 4);
 
-// nFileAttribute, as built from a local file.
+// nFileAttribute, as built from a local file. What comes from a pak is stored as it was handed in and follows
+// none of this. No other attribute of the system is carried over.
 constexpr unsigned int kFileAttributeReadOnly = 0x01;
-constexpr unsigned int kFileAttributeWritable = 0x04;  // always the opposite of the above
+
+// Kept (kFileAttributeWritable): always the opposite of read-only, so that a plain file has 0x14. Readers of
+// images test either bit.
+constexpr unsigned int kFileAttributeWritable = 0x04;
+
+// On Linux: the name begins with a dot.
 constexpr unsigned int kFileAttributeHidden = 0x08;
 constexpr unsigned int kFileAttributeLocal = 0x10;  // set on every value that was built from a local file
 
-// One file or folder of a source, as handed out: a snapshot, which doesn't follow later changes of the container.
+// One file or folder of a source, as handed out: a snapshot, which doesn't follow later changes of the
+// container. It owns nothing. Its handles are those of the container that it came from (GetString gives their
+// texts) and mean the same in every process that reads the same image; elsewhere they mean nothing.
+//
+// The defaults are those of a node that nobody has filled yet.
 #pragma pack(push, 4)
 struct structAssetNode
 {
@@ -121,19 +141,23 @@ static_assert(offsetof(structAssetNode, hStrExtension) == 84);
 static_assert(offsetof(structAssetNode, hStrClassifyName) == 92);
 static_assert(offsetof(structAssetNode, hStrPhysicsPath) == 100);
 
-// Called for each node of a walk with a copy of the node, the caller's parameter and the stop flag, which ends the
-// walk when set to non-zero. The result is ignored.
+// Called for each node of a walk, on the thread that walks, with a copy of the node that ends with the call,
+// the caller's parameter, and the stop flag, which ends the walk when set to non-zero. It must not change the
+// container. The result is ignored.
 typedef int (*TraverseAssetNodeFunction)(const structAssetNode& tsNode, void* pvParam, int& bStop);
 
 }  // namespace LUMTrayService
 
+// The state of a stored record. A removed node keeps its record and everything in it; there is no way back, a
+// path that comes again gets a new record. The value 1 is in use nowhere.
 enum AssetParamState : unsigned int
 {
     APS_Normal = 0,
     APS_Deleted = 2
 };
 
-// The stored record of a node; part of the image. What is handed out are its first 108 bytes.
+// The stored record of a node; part of the image. What is handed out are its first 108 bytes. The record of a
+// node is the one whose index is its nAssetID, in every image.
 #pragma pack(push, 4)
 struct structAssetNodeParam
 {

@@ -22,6 +22,8 @@
 #include "internal/vo_function_name.h"
 #include "vo_types.h"
 
+// The levels. The library itself reports with two of them; the reserved ones are in use nowhere. A level never
+// decides whether something is reported.
 enum VOLOG_PRIORITY : int
 {
     VOLOG_RESERVE0 = 0,
@@ -36,33 +38,46 @@ enum VOLOG_PRIORITY : int
 };
 
 // A hook of the host: gets the level and one formatted message. It runs on whatever thread reports, possibly
-// while the reporting object holds its own locks, so it must not call back into that object. The text is
-// valid until the hook returns.
+// while the reporting object holds its own locks, so it must not call back into that object, and must not
+// throw. It may log. The text is valid until the hook returns; the result goes to whoever called VOLogPrintf or
+// VOTracePrintf, and the library looks at none.
 typedef int (*VOLogHook)(VOLOG_PRIORITY emPriority, const char* pszText);
 
-// Formats one message (at most 1,023 bytes), gives it to the log hook and writes it to standard output, with
-// no tag and no time. The level only reaches the hook. Returns what the hook returned, 0 without a hook.
-// A longer message is never delivered in part. Windows: the handler for invalid parameters runs, the host's own or the
-// runtime's, which ends the process; docs/porting.md says where it is looked for. Where the process goes on, and on
-// Linux, the text delivered is empty. Thread-safe; the buffer is the call's own, so that a hook may log as well.
+// Formats one message (at most 1,023 bytes), gives it to the log hook and writes it to standard output, with no
+// tag and no time, and without flushing. Returns what the hook returned, 0 without a hook. Thread-safe; the
+// buffer is the call's own, so that a hook may log as well, and the library allocates nothing.
+//
+// A longer message is never delivered in part. Windows: the handler for invalid parameters runs, the host's own
+// or the runtime's, which ends the process; docs/porting.md says where it is looked for. Where the process goes
+// on, and on Linux, the text delivered is empty.
+//
+// Kept (VOLogPrintf): every message goes to standard output too, whatever its level and whether there is a hook
+// or not. Tools that capture a program's output find the log there.
 VOBASE_API int VOLogPrintf(VOLOG_PRIORITY emPriority, const char* pszFormat, ...) VO_PRINTF_FORMAT(2, 3);
 
-// The same on the trace channel. Returns 1 at once, without looking at the arguments, while tracing is closed.
+// The same on the trace channel, with the trace hook. Returns 1 at once, without looking at the arguments,
+// while tracing is closed.
 VOBASE_API int VOTracePrintf(VOLOG_PRIORITY emPriority, const char* pszFormat, ...) VO_PRINTF_FORMAT(2, 3);
 
-// Replace a hook. An empty pointer is refused with 0 and the hook in place stays; otherwise 1. A hook can't be
-// removed: a host that unloads the code of its hook replaces it first.
+// Replace a hook, at any time and from any thread; a call that is under way may still end in the old one.
+//
+// Kept (SetLogPrintfFunction): an empty pointer is refused with 0 and the hook in place stays; otherwise 1. A
+// hook can't be removed: hosts that pass a function which they may not have found keep the one they set. A host
+// that unloads the code of its hook replaces it first. The same holds for SetTracePrintFunction.
 VOBASE_API int SetLogPrintfFunction(VOLogHook pFunction);
 VOBASE_API int SetTracePrintFunction(VOLogHook pFunction);
 
-// Stores bEnable. With bAttachConsole non-zero it also takes over the parent console for standard output and
-// standard error; tracing runs only while a console is attached and bEnable is set. A second call with
-// bAttachConsole non-zero finds the console taken and switches tracing off; to pause and resume, call with
-// bAttachConsole zero.
+// Stores bEnable. With bAttachConsole non-zero it also takes over the parent console (on Linux the controlling
+// terminal) for standard output and standard error; tracing runs only while a console is attached and bEnable
+// is set. Without a console nothing is said, and tracing stays silent. Thread-safe. The console's stream is
+// closed when the library is unloaded.
+//
+// Kept (SetTracePrintEnable): a second call with bAttachConsole non-zero finds the console taken and switches
+// tracing off. Hosts pause and resume with bAttachConsole zero, and use the second attach as their switch.
 VOBASE_API void SetTracePrintEnable(int bAttachConsole, int bEnable);
 
-// The wide tag of a level, "[VO3D-INFO]" for VOLOG_INFO, in constant storage. An empty pointer, and a log line,
-// for a value that is no level.
+// The wide tag of a level, "[VO3D-INFO]" for VOLOG_INFO, in constant storage that the caller doesn't free. An
+// empty pointer, and a log line, for a value that is no level.
 VOBASE_API const VOWCHAR* GetLogPriorityString(VOLOG_PRIORITY emPriority);
 
 // Inside the library this asks the gate itself, so that a check costs two tests while tracing is closed.
@@ -75,6 +90,8 @@ VOBASE_API const VOWCHAR* GetLogPriorityString(VOLOG_PRIORITY emPriority);
 // made in another way than its text says.
 #define VO_FUNCTION_NAME_ static constexpr auto kFunctionName_ = VOFunctionName(VO_PRETTY_FUNCTION)
 
+// Whether a result is negative, for VO_COM_PROCESS_ERROR: an enumeration counts by its number, an unsigned type
+// is never negative, and neither costs a warning.
 template <typename T>
 constexpr bool VOIsNegative_(const T& rkResult)
 {

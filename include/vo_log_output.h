@@ -12,36 +12,54 @@
 #include "vo_log.h"
 #include "vo_types.h"
 
+// Holds nothing but the name: no open file, no memory. Init and a write at the same time are the caller's to
+// keep apart; writes may come from any number of threads. Nothing here logs about itself: what fails shows in
+// the result. Init and OutputPrintf throw std::bad_alloc when there is no memory for their texts.
 class VOBASE_API VOLogOutput
 {
 public:
     VOLogOutput();
     ~VOLogOutput();
 
-    // Makes the folders, not the file, and fixes its name. 0, with the name as it was, for a null path and for one with
-    // which the name would have more than 259 characters; else 1, also when a folder can't be made: the first write
-    // then fails. ".." and two slashes at the start are passed over when the folders are made, but not when the file is
-    // opened.
+    // Makes the folders, not the file, and fixes its name. pszLogPath is the folder, in the system's narrow
+    // encoding, absolute or below the working directory. 0, with the name as it was, for a null path and for
+    // one with which the name would have more than 259 characters.
+    //
+    // Kept (VOLogOutput::Init): 1 also when a folder can't be made; the first write then fails. Hosts go on
+    // without a log file and don't take it for an error. A null path is refused only after folders have been
+    // made below "(null)".
     int Init(const char* pszLogPath);
 
     // Does nothing. Always 1.
     int UnInit();
 
-    // Appends a line. 0 when the file can't be opened or written, and for a priority above 7: the file is then made,
-    // and gets nothing.
+    // Appends a line of the current local time, the tag of the level and the text, which brings its own line
+    // end; "(null)" stands for a null text. 1 when the line has been given to the system whole. 0 when the file
+    // can't be opened or written, and before Init.
+    //
+    // Kept (VOLogOutput::OutputPrintf): for a priority above 7 the result is 0 and the file is made, with
+    // nothing in it. Tools that look for a log file find it.
     int OutputPrintf(VOLOG_PRIORITY emPriority, const char* pszText);
 
 protected:
-    // The tag of a level, "VOLOG-ERROR", cut to nSize. 0 for a priority above 7 and for a null buffer.
+    // The tag of a level, "VOLOG-ERROR", cut to nSize - 1 characters and terminated. 0 for a priority above 7
+    // and for a null buffer.
     int GetPriorityString(VOLOG_PRIORITY emPriority, char* pszBuffer, int nSize);
 
-    // The local time. nFlags: 4 date and time, else 1 date, else 2 time, else the buffer is left alone. A text that
-    // doesn't fit is the empty text. 0 for a null buffer only.
+    // The local time. nFlags: 4 date and time, else 1 date, else 2 time, else the buffer is left alone. A text
+    // that doesn't fit nSize characters is the empty text. 0 for a null buffer only.
     int GetCurrentTimeString(char* pszBuffer, int nSize, int nFlags);
 
-    // Makes all folders of a path, less the full stops and slashes at its start. Always 1.
+    // Makes all folders of a path, from the outermost on; those that exist do no harm, and failures aren't
+    // told. Always 1.
+    //
+    // Kept (VOLogOutput::MakePathDir): full stops and slashes at the start of the path are passed over here,
+    // but not when the file is opened. So "..\logs" makes the folder "logs" and the first write fails;
+    // docs/log-file.md has the table. Hosts that give such a path count on finding folders below the working
+    // directory only.
     int MakePathDir(const char* pszPath);
 
+    // The whole name of the file, with backslashes; empty before Init.
     char m_szLogFile[260];
 };
 static_assert(sizeof(VOLogOutput) == 260);

@@ -8,7 +8,8 @@
 inline constexpr const VOWCHAR* kVOPublicOptionSection = VOTEXT("fileMappingPublicOptionName");
 inline constexpr char kszVOPublicOptionVersion[12] = "version.0.4";
 
-// The content of the section: little-endian, texts with a terminating zero within their size.
+// The content of the section: little-endian, texts with a terminating zero within their size. What the texts
+// and numbers mean is a matter between the one who writes them and the tools that read them.
 struct VOPublicOptionRecord
 {
     char szVersion[12];
@@ -37,20 +38,31 @@ static_assert(offsetof(VOPublicOptionRecord, szOptionText6) == 1420);
 static_assert(offsetof(VOPublicOptionRecord, nOptionValue3) == 1520);
 static_assert(offsetof(VOPublicOptionRecord, nOptionValue4) == 1528);
 
+// The options as a tool reads them. Nothing here is guarded: one thread calls, or the host keeps its threads
+// apart, Sync above all. Only Sync looks at the section; all else answers from the copy that the object holds,
+// and allocates nothing.
 class VOBASE_API IVOPublicOption
 {
 public:
     virtual ~IVOPublicOption();
 
-    // Takes the published record in place of the one held, all of it or nothing. No section is normal, and silent. A
-    // log line for a section that can't be mapped, whose version is another one, or whose key isn't the one demanded.
+    // Takes the published record in place of the one held, all of it or nothing, the key included. No section
+    // is normal, and silent. A log line, and the record as it was, for a section that can't be mapped, whose
+    // version is another one, whose key isn't the one demanded (compared byte by byte), or that is too short. A
+    // record that its writer is changing may come as a mixture; a text without a terminator ends with its
+    // field.
     virtual void Sync() = 0;
 
-    // Demands this key from now on; the empty key takes any section, and the object's key then is the published one.
-    // Always 1. A key of 100 characters or more is refused as the runtime's bounded copy does (see z_mdl_file.h).
+    // Demands this key from now on; the empty key, and null, take any section, and the object's key then is the
+    // published one. The record isn't looked at again before the next Sync. Always 1.
+    //
+    // Kept (IVOPublicOption::SetOptionKey): a key of 100 characters or more goes to the runtime's bounded copy:
+    // on Windows the process ends unless its host has a handler for invalid parameters; where it goes on, and
+    // on Linux, the key is the empty text. Hosts with such a handler see it called.
     virtual int SetOptionKey(const char* pszKey) = 0;
 
-    // The texts stay valid while the object lives, and change at a Sync.
+    // The texts stay valid while the object lives, and change at a Sync; empty and 0 stand for what was never
+    // read.
     virtual const char* GetOptionKey() = 0;
     virtual const char* GetOptionText1() = 0;
     virtual const char* GetOptionText2() = 0;
@@ -64,10 +76,12 @@ public:
     virtual long long GetOptionValue4() = 0;
 };
 
+// The object behind GetPublicOption; a host may make further ones, each with its own key and its own copy.
 class VOBASE_API VOPublicOption : public IVOPublicOption
 {
 public:
-    VOPublicOption();  // all empty and 0
+    // All empty and 0; the section isn't looked at.
+    VOPublicOption();
     ~VOPublicOption() override;
 
     void Sync() override;
@@ -85,10 +99,14 @@ public:
     long long GetOptionValue4() override;
 
 protected:
+    // The last record that was taken, its texts terminated, with the key that SetOptionKey has set since.
     VOPublicOptionRecord m_kOption;
 };
 static_assert(sizeof(VOPublicOption) == sizeof(void*) + sizeof(VOPublicOptionRecord));
 
-// The one object of the process, which lives until its end; callers never free it. Only the first call looks at the
-// section: a host calls Sync when it wants fresh values, at quiet moments, since nothing guards the object.
+// The one object of the process, which lives until its end; callers never free it. Racing first calls are safe
+// and all see the same. Throws std::bad_alloc from the first call when there is no memory for it.
+//
+// Kept (GetPublicOption): only the first call looks at the section. Tools keep the values that they started
+// with until they call Sync, at a moment that suits them.
 VOBASE_API IVOPublicOption* GetPublicOption();

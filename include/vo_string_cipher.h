@@ -12,8 +12,12 @@
 
 #include "vo_types.h"
 
-// Store the encryption, or the decryption, of bitSource under a key in bitResult, which may be the same object. Exactly
-// 8 chars are read at pszKey, whatever they are: a zero among them doesn't end the key, and a shorter text has to be
-// padded by the caller. Always 1. No state is kept, so that any number of threads may call.
+// Store the encryption, or the decryption, of bitSource under a key in bitResult, which may be the same object;
+// bitSource isn't changed otherwise. Exactly 8 chars are read at pszKey, whatever they are: a zero among them
+// doesn't end the key, and a shorter text has to be padded by the caller. Null faults. Always 1. No state is
+// kept, so that any number of threads may call; nothing is allocated.
+//
+// Kept (VOEncryptString): the key is taken from its last char to its first. Data that were encrypted before
+// open with that order alone.
 VOBASE_API int VOEncryptString(std::bitset<64>& bitResult, std::bitset<64>& bitSource, const char* pszKey);
 VOBASE_API int VODecryptString(std::bitset<64>& bitResult, std::bitset<64>& bitSource, const char* pszKey);

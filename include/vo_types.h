@@ -1,7 +1,18 @@
 // Types of the interface: the one public header that knows which system it is compiled for.
 //
-// Text of the interface is made of 16-bit code units on every system, because the images that carry it
-// cross process and system boundaries. VOWCHAR is that unit; VOTEXT makes a literal of it.
+// Text of the interface is made of 16-bit code units on every system, because the images that carry it cross
+// process and system boundaries. VOWCHAR is that unit; VOTEXT makes a literal of it. A text ends with a zero
+// unit unless a length stands beside it, and a length of text counts units, not bytes.
+//
+// What holds for all headers, unless a declaration says otherwise:
+//
+// - An int that says whether something worked is 1 for yes and 0 for no. A handle function fails with
+//   INVALID_HANDLE_VALUE, a pointer function with null.
+// - The library throws nothing of its own. The one exception that leaves it is std::bad_alloc, out of whatever
+//   has to make memory; a function that says "allocates nothing" doesn't throw.
+// - Images come from the runtime's allocator: who is given one releases it with free().
+// - A sentence that begins with "Kept" tells of a behaviour that looks odd and stays, since somebody relies on
+//   it; docs/behaviours.md has all of them.
 #pragma once
 
 #include <stddef.h>
@@ -9,6 +20,8 @@
 
 #include <string>
 
+// Windows: the system's own types, from <windows.h>, without its rarely used parts and without the macros min
+// and max.
 #if defined(_WIN32)
 
 #ifndef WIN32_LEAN_AND_MEAN
@@ -19,12 +32,16 @@
 #endif
 #include <windows.h>
 
+// One unit of text, and a literal of such text: VOTEXT("Data/a.txt"). The argument is a string literal.
 typedef wchar_t VOWCHAR;
 #define VOTEXT_(text) L##text
 #define VOTEXT(text) VOTEXT_(text)
 
+// 32 bits on every system, whatever "long" is there.
 typedef unsigned long VOULONG;
 
+// Marks what the library exports. VOBASE_STATIC is for users of the static library, VOBASE_BUILD for the build
+// of the library itself; a user of the shared library defines neither.
 #if defined(VOBASE_STATIC)
 #define VOBASE_API
 #elif defined(VOBASE_BUILD)
@@ -35,6 +52,7 @@ typedef unsigned long VOULONG;
 
 #else
 
+// Linux: the same names with the same widths.
 typedef char16_t VOWCHAR;
 #define VOTEXT_(text) u##text
 #define VOTEXT(text) VOTEXT_(text)
@@ -52,7 +70,10 @@ struct alignas(16) CONTEXT
     unsigned long long Rip;
 };
 
+// Units of a path buffer, the terminator included.
 #define MAX_PATH 260
+
+// All 64 bits set: what stands for "no handle", in memory and in images.
 #define INVALID_HANDLE_VALUE (reinterpret_cast<void*>(static_cast<intptr_t>(-1)))
 
 // The state of a read that goes on in the background, as the system's own is laid out.
@@ -65,6 +86,7 @@ struct OVERLAPPED
     void* hEvent;  // signalled when the read completes
 };
 
+// A static library exports nothing; in a shared one everything else is hidden.
 #if defined(VOBASE_STATIC)
 #define VOBASE_API
 #else
@@ -89,8 +111,11 @@ struct OVERLAPPED
 #define VO_PRINTF_FORMAT(position, first)
 #endif
 
+// The images and sections depend on these widths: a system where one of them fails can't share data with the
+// others.
 static_assert(sizeof(VOWCHAR) == 2, "text of the interface is made of 16-bit code units");
 static_assert(sizeof(VOULONG) == 4, "VOULONG is the interface's 32-bit unsigned long");
 static_assert(sizeof(void*) == 8, "handles are 64 bits wide");
 
+// A text that owns its memory.
 typedef std::basic_string<VOWCHAR> VOWString;

@@ -1,4 +1,6 @@
-// Everything that the library offers.
+// Everything that the library offers. A tool that reads published data begins with vots_file_mapping.h and
+// vots_file_event.h, a publisher with vots_asset_node_container.h and its helper; the services below stand on
+// their own.
 #pragma once
 
 #include "tray_service_types.h"

@@ -27,18 +27,27 @@
 #include "internal/vo_published.h"
 #include "vo_types.h"
 
-// What a user of the monitor implements. Paths are full paths with forward slashes, beginning with the root as it was
-// given to Init; they are valid for the length of the call. Calls come one at a time, on the monitor's dispatch thread.
+// What a user of the monitor implements. Paths are full paths with forward slashes, beginning with the root as
+// it was given to Init; they are valid for the length of the call. Calls come one at a time, on the monitor's
+// dispatch thread. A listener that takes its time holds up all later events, which are kept without a bound;
+// one that throws ends the process.
 class IVOTSFileMonitorEventListener
 {
 public:
+    // A file or folder came, or went; which of the two it is isn't told. On Linux, what a folder holds that is
+    // made or moved in is told as added too; on Windows a folder that is moved in is told alone.
     virtual void OnFileMonitor_Add(const VOWCHAR* pszFilePath) = 0;
     virtual void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) = 0;
 
-    // pszFilePath: the old full path, empty when it isn't known. pszNewFileName: the last component of the new path.
+    // pszFilePath: the old full path, empty when it isn't known. pszNewFileName: the last component of the new
+    // path. A move to another folder of the root is a Remove and an Add.
+    //
+    // Kept (IVOTSFileMonitorEventListener::OnFileMonitor_Rename): the new full path isn't given. Listeners make
+    // it from the old one, since a rename stays in its folder.
     virtual void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) = 0;
 
-    // Files only.
+    // Files only: its contents or its time of last write. A save through a temporary file, a Remove with a
+    // Rename to the same path right behind it, comes as this one event.
     virtual void OnFileMonitor_Modified(const VOWCHAR* pszFilePath) = 0;
 
 protected:
@@ -46,7 +55,8 @@ protected:
     ~IVOTSFileMonitorEventListener() = default;
 };
 
-// A listener that does nothing; derive from it and override what is needed.
+// A listener that does nothing; derive from it and override what is needed. It may be deleted through this
+// class.
 class VOBASE_API VOTSFileMonitorEventListener_Adapter : public IVOTSFileMonitorEventListener
 {
 public:
@@ -58,24 +68,35 @@ public:
     virtual ~VOTSFileMonitorEventListener_Adapter() = default;
 };
 
-// Passes each event on to all of its listeners, in the order in which they were added. While it does so the list can't
-// be changed: an attempt, from a listener's call or from another thread, is logged and refused with 0, and the caller
-// tries again later. A listener that was removed with 1 isn't being called and won't be: it may be deleted.
+// Passes each event on to all of its listeners, in the order in which they were added. While it does so the
+// list can't be changed: an attempt, from a listener's call or from another thread, is logged and refused with
+// 0, and the caller tries again later. A listener that was removed with 1 isn't being called and won't be: it
+// may be deleted.
+//
+// It is a listener itself, so that dispatchers can be put behind each other. Any thread may call; nobody waits
+// for a listener.
 class VOBASE_API VOTSFileMonitorEventDispatcher : public VOTSFileMonitorEventListener_Adapter
 {
 public:
     VOTSFileMonitorEventDispatcher();
+
+    // A copy has the same listeners, in a list of its own.
     VOTSFileMonitorEventDispatcher(const VOTSFileMonitorEventDispatcher& kOther);
     VOTSFileMonitorEventDispatcher& operator=(const VOTSFileMonitorEventDispatcher& kOther);
 
     // Logs when listeners are left. Listeners aren't deleted.
     ~VOTSFileMonitorEventDispatcher() override;
 
-    // 1 also for a listener that is there already, or for one that isn't; 0 for a null pointer and while events are
-    // passed on, both logged.
+    // 1 also for a listener that is there already, or for one that isn't; 0 for a null pointer and while events
+    // are passed on, both logged. Listeners aren't owned. AddListener throws std::bad_alloc, with the list as
+    // it was, when there is no memory.
+    //
+    // Kept (VOTSFileMonitorEventDispatcher::AddListener): a change during a delivery is refused and isn't made
+    // up for later. Hosts try again until the result is 1.
     int AddListener(IVOTSFileMonitorEventListener* pListener);
     int RemoveListener(IVOTSFileMonitorEventListener* pListener);
 
+    // The fan-out. A null entry, which only a derived class can have made, is logged and ends it.
     void OnFileMonitor_Add(const VOWCHAR* pszFilePath) override;
     void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) override;
     void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) override;
@@ -84,7 +105,7 @@ public:
 protected:
     typedef std::list<IVOTSFileMonitorEventListener*> ListenerList;
 
-    // 1 if it is in the list.
+    // 1 if it is in the list. 0 too when the list can't be had, since a suspended thread is at it.
     int IsListenerExist(IVOTSFileMonitorEventListener* pListener);
 
     ListenerList m_listListeners;  // not owned
@@ -101,7 +122,8 @@ private:
     int m_nWalks;     // how many walks are under way, one inside the other or on several threads
 };
 
-// The types of a monitor's events; also known as names of VOTSFileMonitorManager.
+// The types of a monitor's events; also known as names of VOTSFileMonitorManager. They aren't the system's
+// numbers.
 enum FILE_MONITOR_EVENT_TYPE : int
 {
     FILE_MONITOR_EVENT_ADD = 1,
@@ -110,14 +132,17 @@ enum FILE_MONITOR_EVENT_TYPE : int
     FILE_MONITOR_EVENT_MODIFIED = 4
 };
 
-// Watches one root directory and everything below it. The threads that it makes are its own: one reads the system's
-// notices and queues events, one takes them from the queue and calls the listeners. Results are 1 for success and 0 for
-// failure unless something else is said.
+// Watches one root directory and everything below it. The threads that it makes are its own: one reads the
+// system's notices and queues events, one takes them from the queue and calls the listeners. Results are 1 for
+// success and 0 for failure unless something else is said.
+//
+// One thread of the host makes, starts, stops and ends it; filters and listeners may be changed by others.
 class VOBASE_API VOTSFileMonitorManager
 {
 public:
     using enum FILE_MONITOR_EVENT_TYPE;
 
+    // One event, as it stands in the queue.
     struct FILE_MONITOR_EVENT
     {
         int nEventType = 0;
@@ -126,8 +151,12 @@ public:
         VOWString strNewFileName;           // rename only: its last component
         unsigned long long uTickCount = 0;  // milliseconds of the system's clock; 0 in an event made by rewriting
 
-        // Equal type, path and new name, and less than 500 ms apart, the difference taken as signed. The new path plays
-        // no part.
+        // Equal type, path and new name, and less than 500 ms apart, the difference taken as signed. The new
+        // path plays no part.
+        //
+        // Kept (VOTSFileMonitorManager::FILE_MONITOR_EVENT::operator==): an event that equals the one just
+        // before it isn't told, and moves the half second on, so that a run of equal events is one event,
+        // however long. Hosts take events for hints, and look at the directory.
         bool operator==(const FILE_MONITOR_EVENT& kOther) const
         {
             const long long llApart = static_cast<long long>(uTickCount - kOther.uTickCount);
@@ -136,6 +165,7 @@ public:
         }
     };
 
+    // Opens nothing and makes no thread.
     VOTSFileMonitorManager();
 
     // Doesn't call UnInit: an object that was given Init has to be given UnInit first.
@@ -146,35 +176,57 @@ public:
     VOTSFileMonitorManager(const VOTSFileMonitorManager& kOther);
     VOTSFileMonitorManager& operator=(const VOTSFileMonitorManager& kOther);
 
-    // Opens the root (at most 259 characters, taken as it stands) and makes both threads, suspended. What was made
-    // before a step that fails stays, for UnInit.
+    // Opens the root (at most 259 characters, a longer one is cut) and makes both threads, suspended: nothing
+    // is watched before BeginThread. What was made before a step that fails stays, for UnInit; the step is
+    // logged. A second Init fails and changes nothing but the root's text. Throws std::bad_alloc when there is
+    // no memory for the dispatcher.
+    //
+    // Kept (VOTSFileMonitorManager::Init): the root is taken as it stands, so that one with a slash at its end
+    // gives two slashes in every path. Hosts write their filters in the same form.
     int Init(const VOWCHAR* pszRootPath);
 
-    // Ends the threads, suspended or not, and releases everything, whatever is there. Takes up to half a second, or as
-    // long as a listener takes. After it the object can't watch again. Always 1.
+    // Ends the threads, suspended or not, and releases everything, whatever is there. Takes up to half a
+    // second, or as long as a listener takes; a listener must not call it. Events that are still queued aren't
+    // told. Always 1.
+    //
+    // Kept (VOTSFileMonitorManager::UnInit): after it the object can't watch again: Init works, but its threads
+    // end at once. Hosts make a new object for each root.
     int UnInit();
 
-    // Let both threads run, or hold them. Always 1.
+    // Let both threads run, or hold them. Always 1, also without threads. They don't count: a thread is held or
+    // not.
     int BeginThread();
     int SuspendThread();
 
-    // One of them. 0 without that thread. Changes are kept by the system while the monitor thread is held, and events
-    // in the queue while the dispatch thread is. What a held thread may hold stands at the head of this file.
+    // One of them. 0 without that thread. Changes are kept by the system while the monitor thread is held, as
+    // many as its buffer holds, and events in the queue while the dispatch thread is. What a held thread may
+    // hold stands at the head of this file.
     int SuspendFileMonitor(bool bSuspend);
     int SuspendEventDispatcher(bool bSuspend);
 
-    // 1 while events are queued.
+    // 1 while events are queued; a look from any thread.
+    //
+    // Kept (VOTSFileMonitorManager::HasFileEvent): also while a lone Remove is held back, which PopEvent
+    // doesn't give yet. Hosts that wait for a quiet queue wait for it too.
     int HasFileEvent() const;
 
-    // After Init only; see VOTSFileMonitorEventDispatcher.
+    // After Init only, before that 0 in silence; see VOTSFileMonitorEventDispatcher.
     int AddFileMonitorListener(IVOTSFileMonitorEventListener* piListener);
     int RemoveFileMonitorListener(IVOTSFileMonitorEventListener* piListener);
 
-    // Events whose path begins with this text, character by character, aren't delivered; an empty text stops all. A
-    // null pointer adds nothing. Always 1.
+    // Events whose path begins with this text, character by character, aren't delivered. The text is copied and
+    // not normalised: forward slashes, the root as it was given to Init, in the case that the events have. A
+    // null pointer adds nothing. At any time, from any thread. Always 1; throws std::bad_alloc, with the
+    // filters as they were, when there is no memory.
+    //
+    // Kept (VOTSFileMonitorManager::AddFilterDir): a prefix is no folder: "C:/data/temp" also stops
+    // "C:/data/temporary/a.txt", and an empty text stops everything. Of a rename only the old path counts.
+    // Hosts put a slash behind a folder, and use the empty text to silence a monitor.
     int AddFilterDir(const VOWCHAR* pszDir);
 
 protected:
+    // The steps of Init and UnInit, in their order. To make what is there already is refused with 0 and a log
+    // line; to end what isn't there is 1.
     int CreateFileMonitorDispatcher();
     int DesotryFileMonitorDispatcher();
     int CreateFileDirMonitorHandle();
@@ -184,21 +236,35 @@ protected:
     int CreateFileEventProcessThread();
     int DestoryFileEventProcessThread();
 
-    // Appends an event, waiting up to 65535 ms for the consumer to let go of the queue; then, and when there is no
-    // memory for it, the event is lost, with a log line. Always 0. One producer and one consumer.
+    // Appends an event, waiting up to 65535 ms for the consumer to let go of the queue; then, and when there is
+    // no memory for it, the event is lost, with a log line. One producer and one consumer.
+    //
+    // Kept (VOTSFileMonitorManager::PushEvent): always 0, also for an event that is in the queue. Derived
+    // classes that push events look at HasFileEvent.
     int PushEvent(FILE_MONITOR_EVENT& kEvent);
 
-    // Takes the first event: 1. 0 without one, while a lone Remove is held back, and while the producer is at the
-    // queue.
+    // Takes the first event: 1. 0 without one, while a lone Remove is held back, and while the producer is at
+    // the queue. Never waits.
     int PopEvent(FILE_MONITOR_EVENT& kEvent);
 
-    // Makes one Modified of a Remove and the Rename to the same path behind it; 1 while a Remove without anything
-    // behind it is held back.
+    // Makes one Modified of a Remove and the Rename to the same path behind it, however far apart the two came; 1
+    // while a Remove without anything behind it is held back.
+    //
+    // Kept (VOTSFileMonitorManager::SpecialEventHandle): only the two events at the very head are looked at,
+    // and a lone Remove waits for one round of the dispatch thread, half a second. Listeners that follow saves
+    // through temporary files get one Modified; what comes between the two makes it a Remove and a Rename.
     int SpecialEventHandle();
 
+    // The two threads, given the manager; 0 at their end.
+    //
+    // Kept (VOTSFileMonitorManager::ThreadProc_FileMonitor): a read that completes without records, as it does
+    // when the system lost changes, is taken for the one before, whose events may come again; and a rename of
+    // which only the second half came is told with the old name of the rename before. Hosts look at the
+    // directory when something seems to happen twice.
     static VOULONG ThreadProc_FileMonitor(void* lpParameter);
     static VOULONG ThreadProc_FileEventDispatcher(void* lpParameter);
 
+    // Handles and marks of what Init made. A mark says whether its thread is held.
     VOWCHAR m_tszRootPath[MAX_PATH];
     void* m_hFileMonitorHandle;
     void* m_hFileMonitorThread;

@@ -34,8 +34,9 @@ struct AssetNameInfo
 static_assert(sizeof(AssetNameInfo) == 232 && offsetof(AssetNameInfo, bMatchCase) == 200);
 constexpr unsigned int kReadableUnits = offsetof(AssetNameInfo, pTraverseFun) / sizeof(VOWCHAR);
 
-// The text goes in at its wide bound, then the fields behind it replace what ran over them. Intended: a text from 100
-// characters on is cut by the fields, and what exceeds the record is dropped.
+// The text goes in at its wide bound, then the fields behind it replace what ran over them. So a text from 100
+// characters on is cut by the fields, and what exceeds the record is dropped: tools keep their texts below that, and a
+// longer one is searched for with what the fields leave of it.
 AssetNameInfo NameInfoOf(const VOWCHAR* pszSourceContext, int bMatchCase, TraverseAssetNodeFunction pFun, void* pvParam,
                          const VOTSAssetNodeContainer* pkContainer)
 {

@@ -182,7 +182,7 @@ int VOTSFileMappingAssemble::GetAssetNode(LUMTrayService::structAssetNode& tsNod
                 }
             }
         }
-        // The reverse of the direct lookup, on purpose: 0 says that the path is unique, 1 sends to the vector.
+        // The reverse of the direct lookup: tools read 0 as "the path is unique", and 1 as "look at the vector".
         nResult = uHits == 1 ? 0 : 1;
     }
 

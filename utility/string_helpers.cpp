@@ -41,7 +41,7 @@ unsigned long long VO_BKDRHashForString64BitA(const char* pszString)
     return ullHash;
 }
 
-// Walks from the last character to the first, unlike the narrow form: that is part of the function.
+// Walks from the last character to the first, unlike the narrow form: tables that were made so are looked up with it.
 unsigned long long VO_BKDRHashForString64BitW(const VOWCHAR* pszString)
 {
     unsigned long long ullHash = 0;
