@@ -16,13 +16,9 @@ if(PROJECT_IS_TOP_LEVEL)
   endif()
 endif()
 
-# Sources that are compiled together read their headers once, which is most of the work. The project's own native build
-# compiles each source of the library and the tool alone, so that each proves to include what it uses.
-set(unity_default ON)
-if(VOBASE_DEVELOPER)
-  set(unity_default OFF)
-endif()
-option(VOBASE_UNITY "Compile the sources of a folder together" ${unity_default})
+# Sources that are compiled together read their headers once, which is most of the work. That each source includes what
+# it uses is proved where each is compiled alone: by tests/install/part for the library, by ./test --tidy for the tool too.
+option(VOBASE_UNITY "Compile the sources of a folder together" ON)
 
 # What a compiler says of joined sources that it wouldn't say of each alone.
 function(vobase_allow_joined target)

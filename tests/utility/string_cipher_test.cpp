@@ -1,8 +1,6 @@
 // The string cipher: published vectors, and an implementation of its own to compare with.
-#include <atomic>
 #include <bitset>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/bytes.h"
@@ -206,29 +204,4 @@ TEST(StringCipher, OneCallLeavesNothingBehindForTheNext)
     Encrypt(7, "another.");
     Decrypt(7, "a third.");
     EXPECT_EQ(ullExpected, Encrypt(7, "password"));
-}
-
-TEST(StringCipher, ThreadsWithDifferentKeysDoNotMeet)
-{
-    std::atomic<int> nWrong = 0;
-    std::vector<std::thread> vecThread;
-    for (size_t uThread = 0; uThread < 4; ++uThread)
-    {
-        vecThread.emplace_back(
-            [&nWrong, &rkVector = VECTORS[uThread + 2]]
-            {
-                const std::string strKey = KeyText(rkVector.ullKey);
-                for (int i = 0; i < 2000; ++i)
-                {
-                    Block kBlock(rkVector.ullPlain);
-                    VOEncryptString(kBlock, kBlock, strKey.data());
-                    nWrong += kBlock == Block(rkVector.ullCipher) ? 0 : 1;
-                }
-            });
-    }
-    for (std::thread& rkThread : vecThread)
-    {
-        rkThread.join();
-    }
-    EXPECT_EQ(0, nWrong);
 }

@@ -2,10 +2,12 @@
 #include <stdlib.h>
 
 #include <atomic>
+#include <bitset>
 #include <thread>
 #include <vector>
 
 #include "support/bytes.h"
+#include "vo_string_cipher.h"
 #include "vo_utility.h"
 
 using namespace votest;
@@ -51,6 +53,33 @@ TEST(UtilityThreads, BlocksAndDigestsOfManyThreadsComeOutRight)
                 for (int i = 0; i < 20; ++i)
                 {
                     nWrong += UseAll(vecSource, vecDigest) ? 0 : 1;
+                }
+            });
+    }
+    for (std::thread& rkThread : vecThread)
+    {
+        rkThread.join();
+    }
+    EXPECT_EQ(0, nWrong);
+}
+
+TEST(UtilityThreads, CiphersWithDifferentKeysDoNotMeet)
+{
+    const char* const apszKeys[] = {"password", "another.", "a third.", "the last"};
+    std::atomic<int> nWrong = 0;
+    std::vector<std::thread> vecThread;
+    for (const char* pszKey : apszKeys)
+    {
+        std::bitset<64> kAlone(0x0123456789ABCDEF);
+        VOEncryptString(kAlone, kAlone, pszKey);
+        vecThread.emplace_back(
+            [&nWrong, pszKey, kAlone]
+            {
+                for (int i = 0; i < 2000; ++i)
+                {
+                    std::bitset<64> kBlock(0x0123456789ABCDEF);
+                    VOEncryptString(kBlock, kBlock, pszKey);
+                    nWrong += kBlock == kAlone ? 0 : 1;
                 }
             });
     }
