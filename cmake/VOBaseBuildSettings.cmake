@@ -31,6 +31,13 @@ function(vobase_allow_joined target)
   endif()
 endfunction()
 
+# vobase_compile_quickly(TARGET): code that only tests run isn't optimised.
+function(vobase_compile_quickly target)
+  if(NOT MSVC)
+    target_compile_options(${target} PRIVATE -O0)
+  endif()
+endfunction()
+
 # vobase_join(TARGET): the sources of each folder become one translation unit, where that is wanted.
 function(vobase_join target)
   if(NOT VOBASE_UNITY)
