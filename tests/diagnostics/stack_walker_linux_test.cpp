@@ -410,15 +410,24 @@ TEST(StackWalkerOnLinux, AThreadThatTheLibraryHoldsSuspendedIsWalked)
     {
         std::this_thread::yield();
     }
-    ASSERT_EQ(1, kMonitor.SuspendThread());
     bool bMonitor = false;
     bool bDispatcher = false;
-    for (const long nThread : vecOwn)
+    // A thread that hasn't come to run yet may be held in front of its procedure.
+    for (int nTry = 0; nTry < 100 && !(bMonitor && bDispatcher); ++nTry)
     {
-        Walker kWalker;
-        EXPECT_EQ(1, kWalker.ShowCallstack(ThreadHandle(nThread)));
-        bMonitor = bMonitor || kWalker.FrameOf("ThreadProc_FileMonitor") != -1;
-        bDispatcher = bDispatcher || kWalker.FrameOf("ThreadProc_FileEventDispatcher") != -1;
+        ASSERT_EQ(1, kMonitor.SuspendThread());
+        for (const long nThread : vecOwn)
+        {
+            Walker kWalker;
+            EXPECT_EQ(1, kWalker.ShowCallstack(ThreadHandle(nThread)));
+            bMonitor = bMonitor || kWalker.FrameOf("ThreadProc_FileMonitor") != -1;
+            bDispatcher = bDispatcher || kWalker.FrameOf("ThreadProc_FileEventDispatcher") != -1;
+        }
+        if (!bMonitor || !bDispatcher)
+        {
+            ASSERT_EQ(1, kMonitor.BeginThread());
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
     }
     EXPECT_TRUE(bMonitor);
     EXPECT_TRUE(bDispatcher);
