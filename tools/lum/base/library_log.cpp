@@ -19,8 +19,8 @@ std::string g_strFirst;
 // The library's texts bring their line ends.
 int NoteLine(VOLOG_PRIORITY emPriority, const char* pszText)
 {
-    fputs(pszText, stderr);
-    fflush(stderr);
+    (void)fputs(pszText, stderr);
+    (void)fflush(stderr);
     LogLibraryText(emPriority, pszText);
     const std::lock_guard<std::mutex> kGuard(g_kLock);
     if (emPriority == VOLOG_ERROR && g_strFirst.empty())
