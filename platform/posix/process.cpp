@@ -22,7 +22,10 @@ namespace
 // A request is a byte in a pipe that nobody takes out again: whoever waits, now or later, finds the pipe readable.
 std::atomic<bool> s_bRequested{false};
 std::atomic<int> s_nRequestEnd{-1};
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
+// When the first stop signal came, in milliseconds of the clock that only goes forward; 0 before.
+std::atomic<int64_t> s_nFirstSignal{0};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+                  std::atomic<int64_t>::is_always_lock_free,
               "a signal handler uses them");
 
 void NoteRequest()
@@ -37,9 +40,20 @@ void NoteRequest()
     errno = nError;
 }
 
-void OnStopSignal(int)
+void OnStopSignal(int nSignal)
 {
-    NoteRequest();
+    int64_t nFirst = 0;
+    const int64_t nNow = MillisecondsNow();
+    if (s_nFirstSignal.compare_exchange_strong(nFirst, nNow))
+    {
+        NoteRequest();
+    }
+    else if (nNow - nFirst >= int64_t{kVOSameStopRequest})
+    {
+        // Blocked while this runs: the system's own action, which ends the process, follows the return.
+        signal(nSignal, SIG_DFL);
+        raise(nSignal);
+    }
 }
 
 // The end of the pipe to wait at, or -1 when there can't be one.
@@ -67,7 +81,7 @@ bool HandleSignal(int nSignal)
 {
     struct sigaction action = {};
     action.sa_handler = OnStopSignal;
-    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);  // the second one finds the system's own action
+    action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
     return sigaction(nSignal, &action, nullptr) == 0;
 }

@@ -26,14 +26,22 @@ HANDLE RequestEvent()
 int s_nResults = -1;
 int s_nNowhere = -1;
 
+// When the first control event came, in milliseconds since the system started; 0 before.
+std::atomic<uint64_t> s_uFirstControl{0};
+
 // Runs on a thread of the system's.
 BOOL WINAPI OnConsoleControl(DWORD uControl)
 {
-    if (s_bRequested.load())
+    uint64_t uFirst = 0;
+    const uint64_t uNow = GetTickCount64();
+    if (s_uFirstControl.compare_exchange_strong(uFirst, uNow))
+    {
+        VORequestStop();
+    }
+    else if (uNow - uFirst >= kVOSameStopRequest)
     {
         return FALSE;  // the second request: the system ends the process
     }
-    VORequestStop();
     if (uControl == CTRL_CLOSE_EVENT || uControl == CTRL_LOGOFF_EVENT || uControl == CTRL_SHUTDOWN_EVENT)
     {
         Sleep(INFINITE);  // the process ends when this returns: the program gets the time that the system allows

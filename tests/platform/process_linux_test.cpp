@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+
 #include "platform/vo_process.h"
 #include "tests/platform/platform_test_support.h"
 
@@ -77,8 +79,34 @@ TEST(StopRequest, MadeASecondTimeEndsTheProcess)
     ASSERT_EQ("waiting", child.ReadLine());
     ASSERT_EQ(0, kill(static_cast<pid_t>(child.ProcessId()), SIGINT));
     ASSERT_EQ("noted", child.ReadLine());
+    VOSleepMilliseconds(kVOSameStopRequest);
     ASSERT_EQ(0, kill(static_cast<pid_t>(child.ProcessId()), SIGINT));
     EXPECT_EQ(-1, child.WaitForEnd());
+}
+
+// A program that runs another one for a time sends it the signal, and then its whole group.
+TEST(StopRequest, ThatIsPassedOnTwiceIsOneRequest)
+{
+    for (const int nSecond : {SIGINT, SIGTERM})
+    {
+        bool bTogether = false;
+        for (int i = 0; i < 20 && !bTogether; ++i)  // both within the time, also on a machine that is busy
+        {
+            ChildProcess child("ignore-stop", "");
+            ASSERT_EQ("waiting", child.ReadLine());
+            const auto begin = std::chrono::steady_clock::now();
+            ASSERT_EQ(0, kill(static_cast<pid_t>(child.ProcessId()), SIGINT));
+            ASSERT_EQ("noted", child.ReadLine());
+            ASSERT_EQ(0, kill(static_cast<pid_t>(child.ProcessId()), nSecond));
+            bTogether = std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(kVOSameStopRequest);
+            if (bTogether)
+            {
+                child.WriteLine("");
+                EXPECT_EQ(0, child.WaitForEnd()) << nSecond;
+            }
+        }
+        EXPECT_TRUE(bTogether);
+    }
 }
 
 TEST(Terminal, IsRecognisedWithItsWidth)
