@@ -110,21 +110,30 @@ int VOTSAssetNodeContainer::SetAlloc(ContainerAlloc* pAlloc, int bCopy, unsigned
     }
 }
 
-// The checks of an image that come before anything is touched; the head is read once. A macro, so that the log names
-// the operation of the role.
-#define VO_CHECK_IMAGE(pAlloc, kHead, ullSize)                                                                \
-    VO_PROCESS_ERROR(pAlloc);                                                                                 \
-    VO_PROCESS_ERROR(sizeof(ContainerAlloc) <= ullSize);                                                      \
-    kHead = VOLoad<ContainerAlloc>(pAlloc);                                                                   \
-    VO_PROCESS_ERROR_AS("::strcmp(pAlloc->szVersion, ASSETNODE_CAONTAINER_VERSION) == 0",                     \
-                        memcmp(kHead.szVersion, ASSETNODE_CAONTAINER_VERSION, sizeof(kHead.szVersion)) == 0); \
-    VO_PROCESS_ERROR_AS(                                                                                      \
-        "pAlloc->uDataBufSize == pAlloc->uAssetNodeBufSize + pAlloc->uStringPoolBufSize + "                   \
-        "pAlloc->uAssetNodeIndexBufSize + pAlloc->uAssetNodeMapTableBufSize + pAlloc->uAssetClassifyBufSize", \
-        kHead.uDataBufSize == 0ull + kHead.uAssetNodeBufSize + kHead.uStringPoolBufSize +                     \
-                                  kHead.uAssetNodeIndexBufSize + kHead.uAssetNodeMapTableBufSize +            \
-                                  kHead.uAssetClassifyBufSize);                                               \
-    VO_PROCESS_ERROR(kHead.uDataBufSize <= ullSize - sizeof(ContainerAlloc))
+// The checks of an image that come before anything is touched; the head is read once.
+bool VOTSAssetNodeContainer::_CheckImage(const char* pszFunction, const ContainerAlloc* pAlloc,
+                                         unsigned long long ullSize, ContainerAlloc& rkHead)
+{
+    bool bResult = false;
+    VO_PROCESS_ERROR_IN(pszFunction, pAlloc);
+    VO_PROCESS_ERROR_IN(pszFunction, sizeof(ContainerAlloc) <= ullSize);
+    rkHead = VOLoad<ContainerAlloc>(pAlloc);
+    VO_PROCESS_ERROR_AS_IN(pszFunction, "::strcmp(pAlloc->szVersion, ASSETNODE_CAONTAINER_VERSION) == 0",
+                           memcmp(rkHead.szVersion, ASSETNODE_CAONTAINER_VERSION, sizeof(rkHead.szVersion)) == 0);
+    VO_PROCESS_ERROR_AS_IN(
+        pszFunction,
+        "pAlloc->uDataBufSize == pAlloc->uAssetNodeBufSize + pAlloc->uStringPoolBufSize + "
+        "pAlloc->uAssetNodeIndexBufSize + pAlloc->uAssetNodeMapTableBufSize + pAlloc->uAssetClassifyBufSize",
+        rkHead.uDataBufSize == 0ull + rkHead.uAssetNodeBufSize + rkHead.uStringPoolBufSize +
+                                   rkHead.uAssetNodeIndexBufSize + rkHead.uAssetNodeMapTableBufSize +
+                                   rkHead.uAssetClassifyBufSize);
+    VO_PROCESS_ERROR_AS_IN(pszFunction, "kHead.uDataBufSize <= ullSize - sizeof(ContainerAlloc)",
+                           rkHead.uDataBufSize <= ullSize - sizeof(ContainerAlloc));
+    bResult = true;
+
+Exit0:
+    return bResult;
+}
 
 VOTSAssetNodeContainer::ImageBlocks VOTSAssetNodeContainer::_BlocksOf(ContainerAlloc* pAlloc,
                                                                       const ContainerAlloc& rkHead)
@@ -144,20 +153,27 @@ VOTSAssetNodeContainer::ImageBlocks VOTSAssetNodeContainer::_BlocksOf(ContainerA
     return kBlocks;
 }
 
-// The steps that both roles share in front of the key table; again a macro for the log's sake. Every block is held to
-// the size that the head gives it.
-#define VO_SET_BLOCKS_BEFORE_KEYS(kBlocks, bCopy)                                                                    \
-    CleanUp();                                                                                                       \
-    m_hStrRootPath = kBlocks.kHead.hStrRootPath;                                                                     \
-    m_hStrRootName = kBlocks.kHead.hStrRootName;                                                                     \
-    VO_PROCESS_ERROR(m_pkStringSet);                                                                                 \
-    VO_PROCESS_ERROR_AS("m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy)",                                          \
-                        m_pkStringSet->SetAlloc(kBlocks.pStringPoolAlloc, bCopy, kBlocks.kHead.uStringPoolBufSize)); \
-    VO_PROCESS_ERROR_AS("m_vecAssetNode.SetAlloc(pAssetNodeAlloc, bCopy)",                                           \
-                        m_vecAssetNode.SetAlloc(kBlocks.pAssetNodeAlloc, bCopy, kBlocks.kHead.uAssetNodeBufSize));   \
-    VO_PROCESS_ERROR_AS(                                                                                             \
-        "m_pkAssetIndexContainer->SetAlloc(pAssetIndexAlloc, bCopy)",                                                \
-        m_pkAssetIndexContainer->SetAlloc(kBlocks.pAssetIndexAlloc, bCopy, kBlocks.kHead.uAssetNodeIndexBufSize))
+// The steps that both roles share in front of the key table. Every block is held to the size that the head gives it.
+bool VOTSAssetNodeContainer::_SetBlocksBeforeKeys(const char* pszFunction, const ImageBlocks& rkBlocks, int bCopy)
+{
+    bool bResult = false;
+    const ContainerAlloc& rkHead = rkBlocks.kHead;
+    CleanUp();
+    m_hStrRootPath = rkHead.hStrRootPath;
+    m_hStrRootName = rkHead.hStrRootName;
+    VO_PROCESS_ERROR_IN(pszFunction, m_pkStringSet);
+    VO_PROCESS_ERROR_AS_IN(pszFunction, "m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy)",
+                           m_pkStringSet->SetAlloc(rkBlocks.pStringPoolAlloc, bCopy, rkHead.uStringPoolBufSize));
+    VO_PROCESS_ERROR_AS_IN(pszFunction, "m_vecAssetNode.SetAlloc(pAssetNodeAlloc, bCopy)",
+                           m_vecAssetNode.SetAlloc(rkBlocks.pAssetNodeAlloc, bCopy, rkHead.uAssetNodeBufSize));
+    VO_PROCESS_ERROR_AS_IN(
+        pszFunction, "m_pkAssetIndexContainer->SetAlloc(pAssetIndexAlloc, bCopy)",
+        m_pkAssetIndexContainer->SetAlloc(rkBlocks.pAssetIndexAlloc, bCopy, rkHead.uAssetNodeIndexBufSize));
+    bResult = true;
+
+Exit0:
+    return bResult;
+}
 
 int VOTSAssetNodeContainer::_SetAlloc_P(ContainerAlloc* pAlloc, int bCopy)
 {
@@ -166,16 +182,22 @@ int VOTSAssetNodeContainer::_SetAlloc_P(ContainerAlloc* pAlloc, int bCopy)
 
 int VOTSAssetNodeContainer::_SetAlloc_P(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     ContainerAlloc kHead = {};
     ImageBlocks kBlocks = {};
     KeyTable mapTableReader;
     KeyTable::Iterator kIterator;
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Provider == m_eAssetRole);
-    VO_CHECK_IMAGE(pAlloc, kHead, ullSize);
-
+    if (!_CheckImage(pszFunction, pAlloc, ullSize, kHead))
+    {
+        goto Exit0;
+    }
     kBlocks = _BlocksOf(pAlloc, kHead);
-    VO_SET_BLOCKS_BEFORE_KEYS(kBlocks, bCopy);
+    if (!_SetBlocksBeforeKeys(pszFunction, kBlocks, bCopy))
+    {
+        goto Exit0;
+    }
     VO_PROCESS_ERROR_AS("mapTableReader.SetAlloc(pAssetMapTableAlloc, bCopy)",
                         mapTableReader.SetAlloc(kBlocks.pAssetMapTableAlloc, 0, kHead.uAssetNodeMapTableBufSize));
     for (bool bMore = mapTableReader.GetFirst(kIterator); bMore; bMore = mapTableReader.GetNext(kIterator))
@@ -197,14 +219,20 @@ int VOTSAssetNodeContainer::_SetAlloc_C(ContainerAlloc* pAlloc, int bCopy)
 
 int VOTSAssetNodeContainer::_SetAlloc_C(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     ContainerAlloc kHead = {};
     ImageBlocks kBlocks = {};
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer == m_eAssetRole);
-    VO_CHECK_IMAGE(pAlloc, kHead, ullSize);
-
+    if (!_CheckImage(pszFunction, pAlloc, ullSize, kHead))
+    {
+        goto Exit0;
+    }
     kBlocks = _BlocksOf(pAlloc, kHead);
-    VO_SET_BLOCKS_BEFORE_KEYS(kBlocks, bCopy);
+    if (!_SetBlocksBeforeKeys(pszFunction, kBlocks, bCopy))
+    {
+        goto Exit0;
+    }
     VO_PROCESS_ERROR_AS("m_mapTableStringHandle2ParamIndex.SetAlloc(pAssetMapTableAlloc, bCopy)",
                         m_mapTableStringHandle2ParamIndex.SetAlloc(kBlocks.pAssetMapTableAlloc, bCopy,
                                                                    kHead.uAssetNodeMapTableBufSize));

@@ -13,42 +13,52 @@ using LUMTrayService::structAssetNode;
 }  // namespace
 
 // A removed node is reported and written all the same.
-#define VO_CHECK_NODE_STATE(uAssetID)                                       \
-    VO_CHECK_ERROR_AS("param.dwParamState != AssetParamState::APS_Deleted", \
-                      _StateOf(uAssetID) != AssetParamState::APS_Deleted)
+void VOTSAssetNodeContainer::_CheckState(const char* pszFunction, unsigned int uAssetID) const
+{
+    VO_CHECK_ERROR_AS_IN(pszFunction, "param.dwParamState != AssetParamState::APS_Deleted",
+                         _StateOf(uAssetID) != AssetParamState::APS_Deleted);
+}
 
-// What most setters begin with. A macro, so that the log names the setter.
-#define VO_CHECK_SETTER(uAssetID)                                                 \
-    VO_PROCESS_ERROR(m_pkAssetIndexContainer);                                    \
-    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());                          \
-    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole); \
-    VO_CHECK_NODE_STATE(uAssetID)
+// What most setters begin with.
+bool VOTSAssetNodeContainer::_MaySet(const char* pszFunction, unsigned int uAssetID) const
+{
+    bool bResult = false;
+    VO_PROCESS_ERROR_IN(pszFunction, m_pkAssetIndexContainer);
+    VO_PROCESS_ERROR_IN(pszFunction, uAssetID < m_vecAssetNode.Count());
+    VO_PROCESS_ERROR_IN(pszFunction, LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
+    _CheckState(pszFunction, uAssetID);
+    bResult = true;
+
+Exit0:
+    return bResult;
+}
 
 int VOTSAssetNodeContainer::SetAssetNodeAssetFrom(unsigned int uAssetID, LUMTrayService::enumAssetFrom eAssetFrom)
 {
-    int nResult = 0;
-    VO_CHECK_SETTER(uAssetID);
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_MaySet(pszFunction, uAssetID))
+    {
+        return 0;
+    }
     _StoreField(uAssetID, offsetof(structAssetNode, eAssetFrom), eAssetFrom);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeAssetMergeSign(unsigned int uAssetID, unsigned int uAssetMerge)
 {
-    int nResult = 0;
-    VO_CHECK_SETTER(uAssetID);
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_MaySet(pszFunction, uAssetID))
+    {
+        return 0;
+    }
     _StoreField(uAssetID, offsetof(structAssetNode, uAssetMerge), uAssetMerge);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const VOWCHAR* szComponent,
                                                   const VOWCHAR* szBaseName, const VOWCHAR* szExt)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     VOTextCopy kBaseName;
     VOTextCopy kExt;
@@ -61,7 +71,10 @@ int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const V
         {szBaseName, offsetof(structAssetNode, hStrBaseName)},
         {szExt, offsetof(structAssetNode, hStrExtension)},
     };
-    VO_CHECK_SETTER(uAssetID);
+    if (!_MaySet(pszFunction, uAssetID))
+    {
+        return 0;
+    }
     VO_PROCESS_ERROR(m_pkStringSet);
 
     // The first text may go into the pool as it lies; those behind it must outlast that.
@@ -88,12 +101,13 @@ Exit0:
 
 int VOTSAssetNodeContainer::SetAssetNodePhysicsPath(unsigned int uAssetID, const VOWCHAR* pszPhysicsPath)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     void* hPhysicsPath = INVALID_HANDLE_VALUE;
     VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
     VO_PROCESS_ERROR_AS("pszPhysicsPath && *pszPhysicsPath", VOHasText(pszPhysicsPath));
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    VO_CHECK_NODE_STATE(uAssetID);
+    _CheckState(pszFunction, uAssetID);
     VO_PROCESS_ERROR(m_pkStringSet);
 
     _StoreField(uAssetID, offsetof(structAssetNode, hStrPhysicsPath), INVALID_HANDLE_VALUE);
@@ -109,12 +123,13 @@ Exit0:
 int VOTSAssetNodeContainer::SetAssetNodeClassifyType(unsigned int uAssetID, int nClassifyType,
                                                      const VOWCHAR* pszClassifyName)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     void* hClassify = INVALID_HANDLE_VALUE;
     VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
     VO_PROCESS_ERROR_AS("pszClassifyName && *pszClassifyName", VOHasText(pszClassifyName));
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    VO_CHECK_NODE_STATE(uAssetID);
+    _CheckState(pszFunction, uAssetID);
     VO_PROCESS_ERROR(m_pkStringSet);
 
     _StoreField(uAssetID, offsetof(structAssetNode, nClassifyType), -1);
@@ -131,51 +146,55 @@ Exit0:
 
 int VOTSAssetNodeContainer::SetAssetNodeFolder(unsigned int uAssetID, int bFolder)
 {
-    int nResult = 0;
-    VO_CHECK_SETTER(uAssetID);
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_MaySet(pszFunction, uAssetID))
+    {
+        return 0;
+    }
     _StoreField(uAssetID, offsetof(structAssetNode, bFolder), bFolder);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeFileAttribute(unsigned int uAssetID, unsigned long long ullFileSize,
                                                       long long ftCreateTime, long long ftLastAccessTime,
                                                       long long ftLastWriteTime, unsigned int nFileAttribute)
 {
-    int nResult = 0;
-    VO_CHECK_SETTER(uAssetID);
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_MaySet(pszFunction, uAssetID))
+    {
+        return 0;
+    }
     _StoreField(uAssetID, offsetof(structAssetNode, ullFileSize), ullFileSize);
     _StoreField(uAssetID, offsetof(structAssetNode, ftCreateTime), ftCreateTime);
     _StoreField(uAssetID, offsetof(structAssetNode, ftLastAccessTime), ftLastAccessTime);
     _StoreField(uAssetID, offsetof(structAssetNode, ftLastWriteTime), ftLastWriteTime);
     _StoreField(uAssetID, offsetof(structAssetNode, nFileAttribute), nFileAttribute);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeParentIndex(unsigned int uAssetID, unsigned int uParentIndex)
 {
-    int nResult = 0;
-    VO_CHECK_SETTER(uAssetID);
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_MaySet(pszFunction, uAssetID))
+    {
+        return 0;
+    }
     _StoreField(uAssetID, offsetof(structAssetNode, nParentID), uParentIndex);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeChildIndex(unsigned int uAssetID,
                                                    const std::vector<unsigned int>& vecChildIndex)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     std::vector<unsigned int> vecFileIndex;
     std::vector<unsigned int> vecFolderIndex;
     structAssetNode tsNode;
-    VO_CHECK_SETTER(uAssetID);
+    if (!_MaySet(pszFunction, uAssetID))
+    {
+        return 0;
+    }
 
     for (const unsigned int uChildIndex : vecChildIndex)
     {
@@ -205,18 +224,19 @@ Exit0:
 int VOTSAssetNodeContainer::SetAssetNodeChildIndex(unsigned int uAssetID, unsigned int uFolderInfo,
                                                    unsigned int uFileInfo)
 {
-    int nResult = 0;
-    VO_CHECK_SETTER(uAssetID);
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_MaySet(pszFunction, uAssetID))
+    {
+        return 0;
+    }
     _StoreField(uAssetID, offsetof(structAssetNode, nChildFolderInfo), uFolderInfo);
     _StoreField(uAssetID, offsetof(structAssetNode, nChildFileInfo), uFileInfo);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::InsertAssetNodeChildIndex(unsigned int uAssetID, unsigned int uChildIndex)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     unsigned int uTmpInfo = kNone;
     size_t uInfoOffset = 0;
@@ -224,8 +244,8 @@ int VOTSAssetNodeContainer::InsertAssetNodeChildIndex(unsigned int uAssetID, uns
     VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
     VO_PROCESS_ERROR(uChildIndex < m_vecAssetNode.Count());
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    VO_CHECK_NODE_STATE(uAssetID);
-    VO_CHECK_NODE_STATE(uChildIndex);
+    _CheckState(pszFunction, uAssetID);
+    _CheckState(pszFunction, uChildIndex);
 
     uInfoOffset = _ChildInfoOffset(uChildIndex);
     uTmpInfo = VOLoad<unsigned int>(m_vecAssetNode.Bytes(uAssetID) + uInfoOffset);
@@ -249,14 +269,15 @@ Exit0:
 
 int VOTSAssetNodeContainer::RemoveAssetNodeChildIndex(unsigned int uAssetID, unsigned int uChildIndex)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     structAssetNode tsNode;
     VO_PROCESS_ERROR(m_pkAssetIndexContainer);
     VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
     VO_PROCESS_ERROR(uChildIndex < m_vecAssetNode.Count());
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    VO_CHECK_NODE_STATE(uAssetID);
-    VO_CHECK_NODE_STATE(uChildIndex);
+    _CheckState(pszFunction, uAssetID);
+    _CheckState(pszFunction, uChildIndex);
 
     tsNode = VOLoad<structAssetNode>(m_vecAssetNode.Bytes(uAssetID));
     if (_ChildInfoOffset(uChildIndex) == offsetof(structAssetNode, nChildFolderInfo))

@@ -33,10 +33,7 @@ constexpr unsigned long long kVisitsPerFailure = 256;
 constexpr size_t kSearchedDepth = 64;
 
 // The steps of a walk report under the name of the operation that they are parts of.
-constexpr struct
-{
-    const char* szText;
-} kFunctionName_ = {"VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal"};
+constexpr const char* kWalkName = "VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal";
 
 unsigned long long LimitFor(unsigned long long ullCount)
 {
@@ -47,16 +44,8 @@ unsigned long long LimitFor(unsigned long long ullCount)
 
 // VO_PROCESS_ERROR for a step, without a label: a step that fails ends its own level, and the one above goes on with
 // its next folder.
-#define VO_WALK_FAILS(text) (VO_LOG_LINE_("VO_PROCESS_ERROR", text), _Fail())
-#define VO_WALK_CHECK(text, expr)       \
-    do                                  \
-    {                                   \
-        VO_TRACE_LINE_(text);           \
-        if (!(expr))                    \
-        {                               \
-            return VO_WALK_FAILS(text); \
-        }                               \
-    } while (0)
+#define VO_WALK_FAILS(text) (VO_LOG_LINE_(kWalkName, "VO_PROCESS_ERROR", text), _Fail())
+#define VO_WALK_CHECK(text, expr) VO_CHECK_STEP_(kWalkName, "VO_PROCESS_ERROR", text, !(expr), return _Fail())
 
 class VOTSAssetNodeContainerHelper::Walk
 {
@@ -278,7 +267,7 @@ int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(const VOTSAssetNodeC
 {
     if (pkContainer == nullptr)
     {
-        VO_LOG_LINE_("VO_PROCESS_ERROR", "pkContainer");
+        VO_LOG_LINE_(kWalkName, "VO_PROCESS_ERROR", "pkContainer");
         return 1;
     }
     Walk kWalk(pkContainer, dwType, pFun, pvParam, bStop);

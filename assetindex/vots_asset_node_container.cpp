@@ -185,17 +185,10 @@ int VOTSAssetNodeContainer::FindAssetNode(const VOWCHAR* pszPath, LUMTrayService
     }
     else
     {
-        // The slot of the second table is fetched while the first one's record is read.
-        const auto FetchSlot = [](const void* pvTable, void* hString)
-        {
-            const void* pvHome = static_cast<const KeyTable*>(pvTable)->HomeOf(hString);
-            if (pvHome != nullptr)
-            {
-                VOPrefetch(pvHome);
-            }
-        };
-        uParamIndex = _FindAssetParamIndex_C(
-            m_pkStringSet->FindAhead(tszNormailzeLowerPath, FetchSlot, &m_mapTableStringHandle2ParamIndex));
+        // The slot of the key table comes while the string's record is read.
+        const VOStringHashSet::Lookup kCandidate = m_pkStringSet->_Candidate_C(tszNormailzeLowerPath);
+        m_mapTableStringHandle2ParamIndex.Prefetch(kCandidate.hString);
+        uParamIndex = _FindAssetParamIndex_C(m_pkStringSet->_LiveHandle(m_pkStringSet->_Confirm_C(kCandidate)));
     }
     if (uParamIndex >= m_vecAssetNode.Count())
     {
@@ -332,8 +325,8 @@ Exit0:
     // A failure stops at once, and with it the removal of every folder above.
     for (size_t i = 0; !nResult && i < vecRemoval.size(); ++i)
     {
-        VO_FUNCTION_NAME_;
-        VO_LOG_LINE_("VO_PROCESS_ERROR", "RemoveAssetNode(vecChildIndex[i])");
+        VO_NAMED_FUNCTION(pszFunction);
+        VO_LOG_LINE_(pszFunction, "VO_PROCESS_ERROR", "RemoveAssetNode(vecChildIndex[i])");
     }
     return nResult;
 }

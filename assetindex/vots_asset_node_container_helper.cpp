@@ -24,28 +24,41 @@ int JoinPath(VOWCHAR* tszFullPath, const VOWCHAR* pszFromDir, const VOWCHAR* psz
                : -1;
 }
 
-}  // namespace
+// What the four Request operations begin with. False where they end, with rnResult: a node that was there already is
+// left as it is, with success.
+bool BeginRequest(const char* pszFunction, structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
+                  const VOWCHAR* pszPath, int bFolder, VOWCHAR* szPathTmp, int& rnResult)
+{
+    bool bNew = false;
+    int bInserted = 0;
+    rnResult = 0;
+    VO_PROCESS_ERROR_IN(pszFunction, pkContainer);
+    VO_PROCESS_ERROR_IN(pszFunction, pkContainer->RequestAssetNode(pszPath, tsNode, bInserted));
+    rnResult = bInserted != 0 ? 1 : 0;
+    if (bInserted == 0)
+    {
+        VO_PROCESS_ERROR_IN(pszFunction, pkContainer->NormailzeAssetPath(szPathTmp, pszPath, MAX_PATH, FALSE));
+        tsNode.bFolder = bFolder;
+        pkContainer->SetAssetNodeFolder(tsNode.nAssetID, tsNode.bFolder);
+        bNew = true;
+    }
 
-// What the four Request operations begin with: a node that was there already is left as it is. A macro, so that the
-// log names the operation.
-#define VO_REQUEST_NODE(bNodeIsFolder)                                                      \
-    VO_PROCESS_ERROR(pkContainer);                                                          \
-    VO_PROCESS_ERROR(pkContainer->RequestAssetNode(pszPath, tsNode, bInserted));            \
-    if (bInserted)                                                                          \
-    {                                                                                       \
-        return 1;                                                                           \
-    }                                                                                       \
-    VO_PROCESS_ERROR(pkContainer->NormailzeAssetPath(szPathTmp, pszPath, MAX_PATH, FALSE)); \
-    tsNode.bFolder = bNodeIsFolder;                                                         \
-    pkContainer->SetAssetNodeFolder(tsNode.nAssetID, tsNode.bFolder)
+Exit0:
+    return bNew;
+}
+
+}  // namespace
 
 int VOTSAssetNodeContainerHelper::RequestLocalAssetNode(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
                                                         enumAssetFrom eaf, const VOWCHAR* pszPath, int bFolder)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
-    int bInserted = 0;
     VOWCHAR szPathTmp[MAX_PATH];
-    VO_REQUEST_NODE(bFolder);
+    if (!BeginRequest(pszFunction, tsNode, pkContainer, pszPath, bFolder, szPathTmp, nResult))
+    {
+        return nResult;
+    }
     VO_PROCESS_ERROR(SetAssetNodeAssetFrom(tsNode, pkContainer, eaf));
     VO_PROCESS_ERROR(SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp));
     VO_PROCESS_ERROR(SetAssetNodeClassifyType(tsNode, pkContainer));
@@ -59,10 +72,13 @@ Exit0:
 int VOTSAssetNodeContainerHelper::RequestPakAssetNode(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
                                                       const VOWCHAR* pszPath, const structAssetNode& tsCacheNode)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
-    int bInserted = 0;
     VOWCHAR szPathTmp[MAX_PATH];
-    VO_REQUEST_NODE(tsCacheNode.bFolder);
+    if (!BeginRequest(pszFunction, tsNode, pkContainer, pszPath, tsCacheNode.bFolder, szPathTmp, nResult))
+    {
+        return nResult;
+    }
     VO_PROCESS_ERROR(SetAssetNodeAssetFrom(tsNode, pkContainer, LUMTrayService::AF_PAKV4));
     VO_PROCESS_ERROR(SetAssetNodePakFileAttribute(tsNode, pkContainer, tsCacheNode));
     VO_PROCESS_ERROR(SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp));
@@ -76,10 +92,13 @@ Exit0:
 int VOTSAssetNodeContainerHelper::RequestHttpFileNode(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
                                                       enumAssetFrom eaf, const VOWCHAR* pszPath, int bFolder)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
-    int bInserted = 0;
     VOWCHAR szPathTmp[MAX_PATH];
-    VO_REQUEST_NODE(bFolder);
+    if (!BeginRequest(pszFunction, tsNode, pkContainer, pszPath, bFolder, szPathTmp, nResult))
+    {
+        return nResult;
+    }
     VO_PROCESS_ERROR(SetAssetNodeAssetFrom(tsNode, pkContainer, eaf));
     VO_PROCESS_ERROR(SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp));
     VO_PROCESS_ERROR(SetAssetNodeClassifyType(tsNode, pkContainer));
@@ -93,10 +112,13 @@ int VOTSAssetNodeContainerHelper::RequestAssetMergeNode(structAssetNode& tsNode,
                                                         enumAssetFrom eaf, unsigned int uAssetMerge,
                                                         const VOWCHAR* pszPath, int bFolder)
 {
+    VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
-    int bInserted = 0;
     VOWCHAR szPathTmp[MAX_PATH];
-    VO_REQUEST_NODE(bFolder);
+    if (!BeginRequest(pszFunction, tsNode, pkContainer, pszPath, bFolder, szPathTmp, nResult))
+    {
+        return nResult;
+    }
     VO_PROCESS_ERROR(SetAssetNodeAssetFrom(tsNode, pkContainer, eaf));
     VO_PROCESS_ERROR(SetAssetNodeAssetMergeSign(tsNode, pkContainer, uAssetMerge));
     VO_PROCESS_ERROR(SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp));

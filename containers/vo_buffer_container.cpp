@@ -8,6 +8,7 @@
 
 #include <functional>
 
+#include "containers/handles.h"
 #include "diagnostics/check.h"
 
 namespace
@@ -17,16 +18,6 @@ typedef VOBufferContainer::BufferAlloc BufferAlloc;
 
 constexpr unsigned int kBufferDataOffset = offsetof(BufferAlloc, abData);
 constexpr unsigned long long kMaxBufferSize = 0xFFFFFFFFull;
-
-void* HandleOf(unsigned int uOffset)
-{
-    return reinterpret_cast<void*>(static_cast<uintptr_t>(uOffset));
-}
-
-unsigned int OffsetOf(void* hHandle)
-{
-    return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(hHandle));
-}
 
 }  // namespace
 
@@ -122,11 +113,11 @@ Exit0:
 
 const unsigned char* VOBufferContainer::Get(void* hHandle) const
 {
-    if (hHandle == INVALID_HANDLE_VALUE || OffsetOf(hHandle) >= m_uBufferSize || m_pbBuffer == nullptr)
+    if (hHandle == INVALID_HANDLE_VALUE || NumberOf(hHandle) >= m_uBufferSize || m_pbBuffer == nullptr)
     {
         return nullptr;
     }
-    return m_pbBuffer + OffsetOf(hHandle);
+    return m_pbBuffer + NumberOf(hHandle);
 }
 
 const unsigned char* VOBufferContainer::Get(unsigned int uIndex) const

@@ -14,12 +14,8 @@ constexpr unsigned int kTailZeros = 3;
 // A text goes into the buffer as by its Add, but for the byte behind it: a trace shows the same.
 void TraceBufferAdd()
 {
-    constexpr struct
-    {
-        const char* szText;
-    } kFunctionName_ = {"VOBufferContainer::Add"};
-    VO_TRACE_LINE_("pbArr");
-    VO_TRACE_LINE_("uSize");
+    VO_TRACE_LINE_("VOBufferContainer::Add", "pbArr");
+    VO_TRACE_LINE_("VOBufferContainer::Add", "uSize");
 }
 
 }  // namespace

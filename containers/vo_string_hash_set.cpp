@@ -1,8 +1,9 @@
-// The operations of a set that don't depend on its role, and the role table.
+// The operations of a set that don't depend on its role, and the choice between those that do.
 #include "vo_string_hash_set.h"
 
 #include <memory>
 
+#include "containers/handles.h"
 #include "diagnostics/check.h"
 
 namespace
@@ -13,7 +14,7 @@ constexpr unsigned int kNoRecord = 0xFFFFFFFFu;
 }  // namespace
 
 VOStringHashSet::VOStringHashSet(StringHashRole eRole, StringHashMode eMode)
-    : m_eHashMode(eMode), m_eHashRole(eRole), m_pkStringPool(nullptr), m_uLastFound(kNoRecord)
+    : m_eOperations(kNoRole), m_eHashMode(eMode), m_eHashRole(eRole), m_pkStringPool(nullptr), m_uLastFound(kNoRecord)
 {
     // Made last: what the constructor owns by a plain pointer can't be lost to a failed allocation.
     m_pkStringPool = new VOStringContainer;
@@ -28,7 +29,7 @@ VOStringHashSet::~VOStringHashSet()
 
 // A copy has a pool of its own.
 VOStringHashSet::VOStringHashSet(const VOStringHashSet& rkOther)
-    : m_kRoleTable(rkOther.m_kRoleTable),
+    : m_eOperations(rkOther.m_eOperations),
       m_eHashMode(rkOther.m_eHashMode),
       m_eHashRole(rkOther.m_eHashRole),
       m_vecHashStringParam(rkOther.m_vecHashStringParam),
@@ -47,7 +48,7 @@ VOStringHashSet& VOStringHashSet::operator=(const VOStringHashSet& rkOther)
 {
     if (this != &rkOther)
     {
-        m_kRoleTable = rkOther.m_kRoleTable;
+        m_eOperations = rkOther.m_eOperations;
         m_eHashMode = rkOther.m_eHashMode;
         m_eHashRole = rkOther.m_eHashRole;
         m_vecHashStringParam = rkOther.m_vecHashStringParam;
@@ -68,89 +69,59 @@ VOStringHashSet& VOStringHashSet::operator=(const VOStringHashSet& rkOther)
 int VOStringHashSet::_SetRole(StringHashRole eRole)
 {
     m_eHashRole = eRole;
-    if (eRole == SHR_Provider)
-    {
-        m_kRoleTable.pfnInsert = &VOStringHashSet::_Insert_P;
-        m_kRoleTable.pfnInsertKey = &VOStringHashSet::_InsertKey_P;
-        m_kRoleTable.pfnFind = &VOStringHashSet::_Find_P;
-        m_kRoleTable.pfnCount = &VOStringHashSet::_Count_P;
-        m_kRoleTable.pfnShrinkToFit = &VOStringHashSet::_ShrinkToFit_P;
-        m_kRoleTable.pfnRemove = &VOStringHashSet::_Remove_P;
-        m_kRoleTable.pfnCleanUp = &VOStringHashSet::_CleanUp_P;
-        m_kRoleTable.pfnGetFirst = &VOStringHashSet::_GetFirst_P;
-        m_kRoleTable.pfnHasNext = &VOStringHashSet::_HasNext_P;
-        m_kRoleTable.pfnSetAlloc = &VOStringHashSet::_SetAlloc_P;
-    }
-    else if (eRole == SHR_Customer)
-    {
-        m_kRoleTable.pfnInsert = nullptr;
-        m_kRoleTable.pfnInsertKey = nullptr;
-        m_kRoleTable.pfnFind = &VOStringHashSet::_Find_C;
-        m_kRoleTable.pfnCount = &VOStringHashSet::_Count_C;
-        m_kRoleTable.pfnShrinkToFit = nullptr;
-        m_kRoleTable.pfnRemove = nullptr;
-        m_kRoleTable.pfnCleanUp = &VOStringHashSet::_CleanUp_C;
-        m_kRoleTable.pfnGetFirst = &VOStringHashSet::_GetFirst_C;
-        m_kRoleTable.pfnHasNext = &VOStringHashSet::_HasNext_C;
-        m_kRoleTable.pfnSetAlloc = &VOStringHashSet::_SetAlloc_C;
-    }
+    m_eOperations = eRole == SHR_Provider || eRole == SHR_Customer ? eRole : m_eOperations;
     return 1;
 }
 
 void* VOStringHashSet::Insert(const VOWCHAR* pszString, int* pbExist)
 {
-    return m_kRoleTable.pfnInsert != nullptr ? (this->*m_kRoleTable.pfnInsert)(pszString, pbExist)
-                                             : INVALID_HANDLE_VALUE;
+    return m_eOperations == SHR_Provider ? _Insert_P(pszString, pbExist) : INVALID_HANDLE_VALUE;
 }
 
 void* VOStringHashSet::InsertKey(const VOWCHAR* pszString, int* pbExist)
 {
-    return m_kRoleTable.pfnInsertKey != nullptr ? (this->*m_kRoleTable.pfnInsertKey)(pszString, pbExist)
-                                                : INVALID_HANDLE_VALUE;
+    return m_eOperations == SHR_Provider ? _InsertKey_P(pszString, pbExist) : INVALID_HANDLE_VALUE;
 }
 
 void* VOStringHashSet::Find(const VOWCHAR* pszString) const
 {
-    return m_kRoleTable.pfnFind != nullptr ? (this->*m_kRoleTable.pfnFind)(pszString) : INVALID_HANDLE_VALUE;
-}
-
-void* VOStringHashSet::FindAhead(const VOWCHAR* pszString, SeenFunction pfnSeen, const void* pvContext) const
-{
-    if (m_eHashRole != SHR_Customer || pszString == nullptr)
-    {
-        return Find(pszString);
-    }
-    return _LiveHandle(_Lookup_C(pszString, pfnSeen, pvContext));
+    return m_eOperations == SHR_Provider   ? _Find_P(pszString)
+           : m_eOperations == SHR_Customer ? _Find_C(pszString)
+                                           : INVALID_HANDLE_VALUE;
 }
 
 int VOStringHashSet::Remove(void* hString)
 {
-    return m_kRoleTable.pfnRemove != nullptr ? (this->*m_kRoleTable.pfnRemove)(hString) : 0;
+    return m_eOperations == SHR_Provider ? _Remove_P(hString) : 0;
 }
 
 int VOStringHashSet::CleanUp()
 {
-    return m_kRoleTable.pfnCleanUp != nullptr ? (this->*m_kRoleTable.pfnCleanUp)() : 0;
+    return m_eOperations == SHR_Provider ? _CleanUp_P() : m_eOperations == SHR_Customer ? _CleanUp_C() : 0;
 }
 
 int VOStringHashSet::GetFirst(Iterator& rkIterator) const
 {
-    return m_kRoleTable.pfnGetFirst != nullptr ? (this->*m_kRoleTable.pfnGetFirst)(rkIterator) : 0;
+    return m_eOperations == SHR_Provider   ? _GetFirst_P(rkIterator)
+           : m_eOperations == SHR_Customer ? _GetFirst_C(rkIterator)
+                                           : 0;
 }
 
 int VOStringHashSet::HasNext(Iterator& rkIterator) const
 {
-    return m_kRoleTable.pfnHasNext != nullptr ? (this->*m_kRoleTable.pfnHasNext)(rkIterator) : 0;
+    return m_eOperations == SHR_Provider   ? _HasNext_P(rkIterator)
+           : m_eOperations == SHR_Customer ? _HasNext_C(rkIterator)
+                                           : 0;
 }
 
 unsigned int VOStringHashSet::Count() const
 {
-    return m_kRoleTable.pfnCount != nullptr ? (this->*m_kRoleTable.pfnCount)() : 0;
+    return m_eOperations == SHR_Provider ? _Count_P() : m_eOperations == SHR_Customer ? _Count_C() : 0;
 }
 
 int VOStringHashSet::ShrinkToFit()
 {
-    return m_kRoleTable.pfnShrinkToFit != nullptr ? (this->*m_kRoleTable.pfnShrinkToFit)() : 0;
+    return m_eOperations == SHR_Provider ? _ShrinkToFit_P() : 0;
 }
 
 int VOStringHashSet::SetAlloc(StringHashSetAlloc* pAlloc, int bCopy)
@@ -160,7 +131,9 @@ int VOStringHashSet::SetAlloc(StringHashSetAlloc* pAlloc, int bCopy)
 
 int VOStringHashSet::SetAlloc(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
 {
-    return m_kRoleTable.pfnSetAlloc != nullptr ? (this->*m_kRoleTable.pfnSetAlloc)(pAlloc, bCopy, ullLimit) : 0;
+    return m_eOperations == SHR_Provider   ? _SetAlloc_P(pAlloc, bCopy, ullLimit)
+           : m_eOperations == SHR_Customer ? _SetAlloc_C(pAlloc, bCopy, ullLimit)
+                                           : 0;
 }
 
 void VOStringHashSet::DropViews()
@@ -174,13 +147,12 @@ void VOStringHashSet::DropViews()
 
 bool VOStringHashSet::_IsRecord(void* hString) const
 {
-    return hString != INVALID_HANDLE_VALUE &&
-           static_cast<unsigned int>(reinterpret_cast<uintptr_t>(hString)) < m_vecHashStringParam.Count();
+    return hString != INVALID_HANDLE_VALUE && NumberOf(hString) < m_vecHashStringParam.Count();
 }
 
 const VOWCHAR* VOStringHashSet::GetString(void* hString) const
 {
-    const unsigned int uRecord = static_cast<unsigned int>(reinterpret_cast<uintptr_t>(hString));
+    const unsigned int uRecord = NumberOf(hString);
     if (uRecord >= m_vecHashStringParam.Count() || m_pkStringPool == nullptr)
     {
         return nullptr;
@@ -196,7 +168,7 @@ void* VOStringHashSet::_LiveHandle(const Lookup& rkLookup) const
     {
         return INVALID_HANDLE_VALUE;
     }
-    const unsigned int uRecord = static_cast<unsigned int>(reinterpret_cast<uintptr_t>(rkLookup.hString));
+    const unsigned int uRecord = NumberOf(rkLookup.hString);
     const VOULONG dwState = VOLoad<VOULONG>(m_vecHashStringParam.Bytes(uRecord) + offsetof(StringHashParam, dwState));
     return (dwState & kStateRemoved) == 0 ? rkLookup.hString : INVALID_HANDLE_VALUE;
 }

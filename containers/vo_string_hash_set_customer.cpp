@@ -1,52 +1,38 @@
 // The Customer's side of a string set: a read-only view that works on the tables inside an image. No map is built,
 // and a lookup allocates nothing.
-#include "containers/hash_mask.h"
+#include "containers/handles.h"
 #include "diagnostics/check.h"
 #include "vo_string_hash_set.h"
 
-namespace
-{
-
-}  // namespace
-
-VOStringHashSet::Lookup VOStringHashSet::_Lookup_C(const VOWCHAR* pszString, SeenFunction pfnSeen,
-                                                   const void* pvContext) const
+VOStringHashSet::Lookup VOStringHashSet::_Candidate_C(const VOWCHAR* pszString) const
 {
     Lookup kLookup;
     HashTable::Iterator kIterator;
     m_kStringHash.HashRows(pszString, kLookup.uHash0, kLookup.uHash1);
     kLookup.dwHashMask = kMaskPrimary;
-    if (!m_mapTableHashString.Find(kLookup.uHash0, kIterator))
-    {
-        return kLookup;
-    }
-    if (pfnSeen != nullptr)
-    {
-        pfnSeen(pvContext, kIterator.kValue);
-    }
-    if (!_IsRecord(kIterator.kValue))
-    {
-        return kLookup;
-    }
-    const unsigned int uRecord = static_cast<unsigned int>(reinterpret_cast<uintptr_t>(kIterator.kValue));
-    if (m_vecHashStringParam[uRecord].uHash1 != kLookup.uHash1)
+    kLookup.bFound = m_mapTableHashString.Find(kLookup.uHash0, kIterator);
+    kLookup.hString = kLookup.bFound ? kIterator.kValue : INVALID_HANDLE_VALUE;
+    return kLookup;
+}
+
+VOStringHashSet::Lookup VOStringHashSet::_Confirm_C(Lookup kLookup) const
+{
+    kLookup.bFound = kLookup.bFound && _IsRecord(kLookup.hString);
+    if (kLookup.bFound && m_vecHashStringParam[NumberOf(kLookup.hString)].uHash1 != kLookup.uHash1)
     {
         // The second string of this first hash is taken unseen, as the Provider does.
+        HashTable::Iterator kIterator;
         kLookup.dwHashMask |= kMaskConflict;
-        if (!m_mapTableHashConflict.Find(kLookup.uHash0, kIterator))
-        {
-            return kLookup;
-        }
+        kLookup.bFound = m_mapTableHashConflict.Find(kLookup.uHash0, kIterator);
+        kLookup.hString = kIterator.kValue;
     }
-    kLookup.hString = kIterator.kValue;
-    kLookup.bFound = true;
     return kLookup;
 }
 
 int VOStringHashSet::_FindHashString_C(const VOWCHAR* pszString, unsigned int& uHash0, unsigned int& uHash1,
                                        unsigned int&, VOULONG& dwHashMask, void*& hString) const
 {
-    const Lookup kLookup = _Lookup_C(pszString, nullptr, nullptr);
+    const Lookup kLookup = _Lookup_C(pszString);
     uHash0 = kLookup.uHash0;
     uHash1 = kLookup.uHash1;
     dwHashMask |= kLookup.dwHashMask;
@@ -64,7 +50,7 @@ void* VOStringHashSet::_Find_C(const VOWCHAR* pszString) const
     {
         VO_PROCESS_ERROR_FALSE;
     }
-    hResult = _LiveHandle(_Lookup_C(pszString, nullptr, nullptr));
+    hResult = _LiveHandle(_Lookup_C(pszString));
 
 Exit0:
     return hResult;
@@ -86,8 +72,7 @@ int VOStringHashSet::_CleanUp_C()
 int VOStringHashSet::_GetFirst_C(Iterator& rkIterator) const
 {
     HashTable::Iterator kSlot;
-    if (!m_mapTableHashString.GetFirst(kSlot) ||
-        static_cast<unsigned int>(reinterpret_cast<uintptr_t>(kSlot.kValue)) >= m_vecHashStringParam.Count())
+    if (!m_mapTableHashString.GetFirst(kSlot) || NumberOf(kSlot.kValue) >= m_vecHashStringParam.Count())
     {
         return 0;
     }

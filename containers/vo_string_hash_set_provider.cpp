@@ -5,19 +5,9 @@
 //   record             { text in the pool, state, mask of the maps needed, both hashes }
 //
 // An insertion only ever appends a record; removing marks one. Handles stay, texts may move.
-#include "containers/hash_mask.h"
+#include "containers/handles.h"
 #include "diagnostics/check.h"
 #include "vo_string_hash_set.h"
-
-namespace
-{
-
-unsigned int RecordOf(void* hString)
-{
-    return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(hString));
-}
-
-}  // namespace
 
 VOStringHashSet::Lookup VOStringHashSet::_Lookup_P(const VOWCHAR* pszString) const
 {
@@ -30,7 +20,7 @@ VOStringHashSet::Lookup VOStringHashSet::_Lookup_P(const VOWCHAR* pszString) con
     {
         return kLookup;
     }
-    if (m_vecHashStringParam[RecordOf(hFirst)].uHash1 == kLookup.uHash1)
+    if (m_vecHashStringParam[NumberOf(hFirst)].uHash1 == kLookup.uHash1)
     {
         kLookup.hString = hFirst;
         kLookup.bFound = true;
@@ -62,8 +52,7 @@ void* VOStringHashSet::_AddHashStringParam_P(void* hString, VOULONG dwHashMask, 
 {
     const unsigned int uRecord = m_vecHashStringParam.Count();
     const StringHashParam kParam = {hString, kStateKeyOnly, dwHashMask, uHash0, uHash1};
-    return m_vecHashStringParam.PushBack(kParam) ? reinterpret_cast<void*>(static_cast<uintptr_t>(uRecord))
-                                                 : INVALID_HANDLE_VALUE;
+    return m_vecHashStringParam.PushBack(kParam) ? HandleOf(uRecord) : INVALID_HANDLE_VALUE;
 }
 
 int VOStringHashSet::_ResetHashStringParam(void* hString, VOULONG dwHashMask, VOULONG dwState, unsigned int uHash0,
@@ -85,7 +74,7 @@ void* VOStringHashSet::_AddString_P(const Lookup& rkLookup, void* hText, VOULONG
     {
         StringHashParam kParam;
         _ResetHashStringParam(hText, rkLookup.dwHashMask, dwState, rkLookup.uHash0, rkLookup.uHash1, 0, &kParam);
-        m_vecHashStringParam.Set(RecordOf(hResult), kParam);
+        m_vecHashStringParam.Set(NumberOf(hResult), kParam);
         VOHashIndex& rkMap = (rkLookup.dwHashMask & kMaskConflict) != 0 ? m_mapHashConflict : m_mapHashString;
         rkMap.Insert(rkLookup.uHash0, hResult);
     }
@@ -102,7 +91,7 @@ bool VOStringHashSet::_IsLastFound(const VOWCHAR* pszString) const
         return false;
     }
     // Unit by unit: the system's comparison may take different texts for equal, as a language does.
-    const VOWCHAR* pszText = GetString(reinterpret_cast<void*>(static_cast<uintptr_t>(m_uLastFound)));
+    const VOWCHAR* pszText = GetString(HandleOf(m_uLastFound));
     const int nLength = lstrlenW(pszString);
     return pszText != nullptr && lstrlenW(pszText) == nLength &&
            memcmp(static_cast<const void*>(pszText), static_cast<const void*>(pszString),
@@ -129,7 +118,7 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
         {
             *pbExist = 1;
         }
-        return reinterpret_cast<void*>(static_cast<uintptr_t>(m_uLastFound));
+        return HandleOf(m_uLastFound);
     }
 
     kLookup = _Lookup_P(pszString);
@@ -139,10 +128,10 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
     }
     else
     {
-        StringHashParam kParam = m_vecHashStringParam[RecordOf(kLookup.hString)];
+        StringHashParam kParam = m_vecHashStringParam[NumberOf(kLookup.hString)];
         if (kParam.dwState == dwWanted)
         {
-            m_uLastFound = RecordOf(kLookup.hString);
+            m_uLastFound = NumberOf(kLookup.hString);
             if (pbExist != nullptr)
             {
                 *pbExist = 1;
@@ -161,7 +150,7 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
                 }
             }
             _ResetHashStringParam(hText, kLookup.dwHashMask, dwWanted, kLookup.uHash0, kLookup.uHash1, 0, &kParam);
-            m_vecHashStringParam.Set(RecordOf(kLookup.hString), kParam);
+            m_vecHashStringParam.Set(NumberOf(kLookup.hString), kParam);
         }
         hResult = kLookup.hString;
     }
@@ -189,13 +178,13 @@ void* VOStringHashSet::_InsertKey_P(const VOWCHAR* pszString, int* pbExist)
     }
     else
     {
-        StringHashParam kParam = m_vecHashStringParam[RecordOf(kLookup.hString)];
+        StringHashParam kParam = m_vecHashStringParam[NumberOf(kLookup.hString)];
         if ((kParam.dwState & kStateRemoved) != 0)
         {
             // Revived as a key: its text stays in the pool, hidden by the state.
             _ResetHashStringParam(kParam.hString, kLookup.dwHashMask, kStateKeyOnly, kLookup.uHash0, kLookup.uHash1, 0,
                                   &kParam);
-            m_vecHashStringParam.Set(RecordOf(kLookup.hString), kParam);
+            m_vecHashStringParam.Set(NumberOf(kLookup.hString), kParam);
         }
         else if (pbExist != nullptr)
         {
@@ -227,7 +216,7 @@ int VOStringHashSet::_Remove_P(void* hString)
     {
         return 0;
     }
-    VOStore(m_vecHashStringParam.Bytes(RecordOf(hString)) + offsetof(StringHashParam, dwState), kStateRemoved);
+    VOStore(m_vecHashStringParam.Bytes(NumberOf(hString)) + offsetof(StringHashParam, dwState), kStateRemoved);
     return 1;
 }
 
@@ -240,7 +229,7 @@ int VOStringHashSet::_GetFirst_P(Iterator& rkIterator) const
 {
     VOHashIndex::Position kPosition;
     void* hFirst = INVALID_HANDLE_VALUE;
-    if (!m_mapHashString.First(kPosition, hFirst) || RecordOf(hFirst) >= m_vecHashStringParam.Count())
+    if (!m_mapHashString.First(kPosition, hFirst) || NumberOf(hFirst) >= m_vecHashStringParam.Count())
     {
         return 0;
     }

@@ -35,6 +35,21 @@ public:
         m_rkDispatcher._ShowWalks();
     }
 
+    // Calls the listeners one after the other. An entry that is null ends the walk.
+    template <typename Call>
+    void Tell(const char* pszFunction, Call kCall)
+    {
+        IVOTSFileMonitorEventListener* piListener = nullptr;
+        for (size_t i = 0; m_rkDispatcher._ListenerAt(i, &piListener); ++i)
+        {
+            VO_PROCESS_ERROR_IN(pszFunction, piListener);
+            kCall(piListener);
+        }
+
+Exit0:
+        return;
+    }
+
 private:
     VOTSFileMonitorEventDispatcher& m_rkDispatcher;
 };
@@ -132,61 +147,29 @@ bool VOTSFileMonitorEventDispatcher::_ListenerAt(size_t uIndex, IVOTSFileMonitor
     return true;
 }
 
-// The four are written out, so that each logs under its own name.
 void VOTSFileMonitorEventDispatcher::OnFileMonitor_Add(const VOWCHAR* pszFilePath)
 {
-    const Walk kWalk(*this);
-    IVOTSFileMonitorEventListener* piListener = nullptr;
-    for (size_t i = 0; _ListenerAt(i, &piListener); ++i)
-    {
-        VO_PROCESS_ERROR(piListener);
-        piListener->OnFileMonitor_Add(pszFilePath);
-    }
-
-Exit0:
-    return;
+    VO_NAMED_FUNCTION(pszFunction);
+    Walk(*this).Tell(pszFunction, [&](auto* piListener) { piListener->OnFileMonitor_Add(pszFilePath); });
 }
 
 void VOTSFileMonitorEventDispatcher::OnFileMonitor_Remove(const VOWCHAR* pszFilePath)
 {
-    const Walk kWalk(*this);
-    IVOTSFileMonitorEventListener* piListener = nullptr;
-    for (size_t i = 0; _ListenerAt(i, &piListener); ++i)
-    {
-        VO_PROCESS_ERROR(piListener);
-        piListener->OnFileMonitor_Remove(pszFilePath);
-    }
-
-Exit0:
-    return;
+    VO_NAMED_FUNCTION(pszFunction);
+    Walk(*this).Tell(pszFunction, [&](auto* piListener) { piListener->OnFileMonitor_Remove(pszFilePath); });
 }
 
 void VOTSFileMonitorEventDispatcher::OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName)
 {
-    const Walk kWalk(*this);
-    IVOTSFileMonitorEventListener* piListener = nullptr;
-    for (size_t i = 0; _ListenerAt(i, &piListener); ++i)
-    {
-        VO_PROCESS_ERROR(piListener);
-        piListener->OnFileMonitor_Rename(pszFilePath, pszNewFileName);
-    }
-
-Exit0:
-    return;
+    VO_NAMED_FUNCTION(pszFunction);
+    Walk(*this).Tell(pszFunction,
+                     [&](auto* piListener) { piListener->OnFileMonitor_Rename(pszFilePath, pszNewFileName); });
 }
 
 void VOTSFileMonitorEventDispatcher::OnFileMonitor_Modified(const VOWCHAR* pszFilePath)
 {
-    const Walk kWalk(*this);
-    IVOTSFileMonitorEventListener* piListener = nullptr;
-    for (size_t i = 0; _ListenerAt(i, &piListener); ++i)
-    {
-        VO_PROCESS_ERROR(piListener);
-        piListener->OnFileMonitor_Modified(pszFilePath);
-    }
-
-Exit0:
-    return;
+    VO_NAMED_FUNCTION(pszFunction);
+    Walk(*this).Tell(pszFunction, [&](auto* piListener) { piListener->OnFileMonitor_Modified(pszFilePath); });
 }
 
 void VOTSFileMonitorEventListener_Adapter::OnFileMonitor_Add(const VOWCHAR* /*pszFilePath*/) {}

@@ -86,8 +86,7 @@ VOBASE_API const VOWCHAR* GetLogPriorityString(VOLOG_PRIORITY emPriority);
 #endif
 
 // The building blocks. The text of an expression is taken in the outermost macro, so that no macro inside the
-// expression is expanded in it; the _AS forms take the text apart from the expression, for a check that is
-// made in another way than its text says.
+// expression is expanded in it.
 #define VO_FUNCTION_NAME_ static constexpr auto kFunctionName_ = VOFunctionName(VO_PRETTY_FUNCTION)
 
 // Whether a result is negative, for VO_COM_PROCESS_ERROR: an enumeration counts by its number, an unsigned type
@@ -109,62 +108,45 @@ constexpr bool VOIsNegative_(const T& rkResult)
     }
 }
 
-#define VO_TRACE_LINE_(text)                                                                                        \
-    do                                                                                                              \
-    {                                                                                                               \
-        if (VO_TRACE_IS_OPEN())                                                                                     \
-        {                                                                                                           \
-            VOTracePrintf(VOLOG_INFO, "TracePrintf(%s) at line %d in %s\n", text, __LINE__, kFunctionName_.szText); \
-        }                                                                                                           \
+#define VO_TRACE_LINE_(pszFunction, text)                                                                 \
+    do                                                                                                    \
+    {                                                                                                     \
+        if (VO_TRACE_IS_OPEN())                                                                           \
+        {                                                                                                 \
+            VOTracePrintf(VOLOG_INFO, "TracePrintf(%s) at line %d in %s\n", text, __LINE__, pszFunction); \
+        }                                                                                                 \
     } while (0)
 
-#define VO_LOG_LINE_(macro, text) \
-    VOLogPrintf(VOLOG_ERROR, macro "(%s) at line %d in %s\n", text, __LINE__, kFunctionName_.szText)
+#define VO_LOG_LINE_(pszFunction, macro, text) \
+    VOLogPrintf(VOLOG_ERROR, macro "(%s) at line %d in %s\n", text, __LINE__, pszFunction)
 
-#define VO_PROCESS_ERROR_AS(text, expr)             \
-    do                                              \
-    {                                               \
-        VO_FUNCTION_NAME_;                          \
-        VO_TRACE_LINE_(text);                       \
-        if (!(expr))                                \
-        {                                           \
-            VO_LOG_LINE_("VO_PROCESS_ERROR", text); \
-            goto Exit0;                             \
-        }                                           \
+#define VO_CHECK_STEP_(pszFunction, macro, text, bFailed, onFailure) \
+    do                                                               \
+    {                                                                \
+        VO_TRACE_LINE_(pszFunction, text);                           \
+        if (bFailed)                                                 \
+        {                                                            \
+            VO_LOG_LINE_(pszFunction, macro, text);                  \
+            onFailure;                                               \
+        }                                                            \
     } while (0)
 
-#define VO_CHECK_ERROR_AS(text, expr)             \
-    do                                            \
-    {                                             \
-        VO_FUNCTION_NAME_;                        \
-        VO_TRACE_LINE_(text);                     \
-        if (!(expr))                              \
-        {                                         \
-            VO_LOG_LINE_("VO_CHECK_ERROR", text); \
-        }                                         \
-    } while (0)
-
-#define VO_COM_PROCESS_ERROR_AS(text, expr)             \
-    do                                                  \
-    {                                                   \
-        VO_FUNCTION_NAME_;                              \
-        VO_TRACE_LINE_(text);                           \
-        if (VOIsNegative_(expr))                        \
-        {                                               \
-            VO_LOG_LINE_("VO_COM_PROCESS_ERROR", text); \
-            goto Exit0;                                 \
-        }                                               \
+#define VO_CHECK_HERE_(macro, text, bFailed, onFailure)                           \
+    do                                                                            \
+    {                                                                             \
+        VO_FUNCTION_NAME_;                                                        \
+        VO_CHECK_STEP_(kFunctionName_.szText, macro, text, (bFailed), onFailure); \
     } while (0)
 
 // Fails when expr is false or zero: logs and jumps to the label Exit0.
-#define VO_PROCESS_ERROR(expr) VO_PROCESS_ERROR_AS(#expr, expr)
+#define VO_PROCESS_ERROR(expr) VO_CHECK_HERE_("VO_PROCESS_ERROR", #expr, !(expr), goto Exit0)
 
 // Fails when expr is negative (an HRESULT, or the result of a formatter): logs and jumps to Exit0. An enumeration
 // counts by its number; an unsigned result is never negative.
-#define VO_COM_PROCESS_ERROR(expr) VO_COM_PROCESS_ERROR_AS(#expr, expr)
+#define VO_COM_PROCESS_ERROR(expr) VO_CHECK_HERE_("VO_COM_PROCESS_ERROR", #expr, VOIsNegative_(expr), goto Exit0)
 
 // Fails when expr is false or zero: logs, and execution goes on with the next statement.
-#define VO_CHECK_ERROR(expr) VO_CHECK_ERROR_AS(#expr, expr)
+#define VO_CHECK_ERROR(expr) VO_CHECK_HERE_("VO_CHECK_ERROR", #expr, !(expr), (void)0)
 
 // The step has already failed: logs without a trace line and jumps to Exit0. Used without parentheses.
 #define VO_PROCESS_ERROR_FALSE                                                                                  \

@@ -112,12 +112,6 @@ public:
     // pointer is logged. Allocates nothing.
     void* Find(const VOWCHAR* pszString) const;
 
-    // As Find, and calls pfnSeen with the handle as soon as it is known, before the string's record is read, so
-    // that a caller can have its own data fetched meanwhile. The handle seen may still turn out to be a miss. A
-    // Provider doesn't call it.
-    void* FindAhead(const VOWCHAR* pszString, void (*pfnSeen)(const void* pvContext, void* hString),
-                    const void* pvContext) const;
-
     // The text of a handle, at any alignment, valid until the pool grows or is released; an empty pointer if
     // the string is removed, key only or unknown. Of a handle the low 32 bits count.
     const VOWCHAR* GetString(void* hString) const;
@@ -216,24 +210,11 @@ protected:
     int _ResetHashStringParam(void* hString, VOULONG dwHashMask, VOULONG dwState, unsigned int uHash0,
                               unsigned int uHash1, unsigned int uHash2, StringHashParam* pkParam);
 
-    // Fills the role table; another value leaves it as it was. Always 1.
+    // Takes the operations of a role; with another value those of before stay. Always 1.
     int _SetRole(StringHashRole eRole);
 
 private:
-    // The role table: an operation that the role doesn't have is empty.
-    struct RoleTable
-    {
-        void* (VOStringHashSet::*pfnInsert)(const VOWCHAR*, int*) = nullptr;
-        void* (VOStringHashSet::*pfnInsertKey)(const VOWCHAR*, int*) = nullptr;
-        void* (VOStringHashSet::*pfnFind)(const VOWCHAR*) const = nullptr;
-        unsigned int (VOStringHashSet::*pfnCount)() const = nullptr;
-        int (VOStringHashSet::*pfnShrinkToFit)() = nullptr;
-        int (VOStringHashSet::*pfnRemove)(void*) = nullptr;
-        int (VOStringHashSet::*pfnCleanUp)() = nullptr;
-        int (VOStringHashSet::*pfnGetFirst)(Iterator&) const = nullptr;
-        int (VOStringHashSet::*pfnHasNext)(Iterator&) const = nullptr;
-        int (VOStringHashSet::*pfnSetAlloc)(StringHashSetAlloc*, int, unsigned long long) = nullptr;
-    };
+    friend class VOTSAssetNodeContainer;
 
     struct Lookup
     {
@@ -243,10 +224,17 @@ private:
         void* hString = INVALID_HANDLE_VALUE;
         bool bFound = false;
     };
-    typedef void (*SeenFunction)(const void* pvContext, void* hString);
 
     Lookup _Lookup_P(const VOWCHAR* pszString) const;
-    Lookup _Lookup_C(const VOWCHAR* pszString, SeenFunction pfnSeen, const void* pvContext) const;
+
+    // A Customer's lookup, and its two halves: first the string that the first hash names, then whether it is that
+    // string or the other one. Between them a caller may have fetched what it keeps for the first one.
+    Lookup _Lookup_C(const VOWCHAR* pszString) const
+    {
+        return _Confirm_C(_Candidate_C(pszString));
+    }
+    Lookup _Candidate_C(const VOWCHAR* pszString) const;
+    Lookup _Confirm_C(Lookup kLookup) const;
     void* _LiveHandle(const Lookup& rkLookup) const;
     void* _AddString_P(const Lookup& rkLookup, void* hText, VOULONG dwState);
     bool _IsRecord(void* hString) const;
@@ -255,7 +243,12 @@ private:
                            StringHashSetAlloc& rkHead);
     unsigned long long _SizesOfParts(StringHashSetAlloc& rkHead) const;
 
-    RoleTable m_kRoleTable;
+    // The bits of a mask: in which of the two maps a string stands.
+    static constexpr VOULONG kMaskPrimary = 1;
+    static constexpr VOULONG kMaskConflict = 2;
+
+    static constexpr StringHashRole kNoRole = static_cast<StringHashRole>(-1);
+    StringHashRole m_eOperations;  // whose operations are had; no role's after a constructor that was given none
 
 protected:
     StringHashMode m_eHashMode;

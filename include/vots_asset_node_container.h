@@ -305,7 +305,12 @@ private:
     void _SetRootPath(const VOWCHAR* pszRootPath);
     void _SetRootName(const VOWCHAR* pszRootName);
     const VOWCHAR* _RootText(const VOWCHAR* pszBuffer, void* hString) const;
+    static bool _CheckImage(const char* pszFunction, const ContainerAlloc* pAlloc, unsigned long long ullSize,
+                            ContainerAlloc& rkHead);
     static ImageBlocks _BlocksOf(ContainerAlloc* pAlloc, const ContainerAlloc& rkHead);
+    bool _SetBlocksBeforeKeys(const char* pszFunction, const ImageBlocks& rkBlocks, int bCopy);
+    void _CheckState(const char* pszFunction, unsigned int uAssetID) const;
+    bool _MaySet(const char* pszFunction, unsigned int uAssetID) const;
     unsigned long long _KeyTableAllocSize() const;
     void* _KeyOf(unsigned int uAssetID) const;
     unsigned int _StateOf(unsigned int uAssetID) const;

@@ -126,11 +126,13 @@ public:
         return false;
     }
 
-    // Where the search for a key begins, so that a caller can have it fetched early; null for an empty table.
-    const void* HomeOf(K kKey) const
+    // Has the place fetched where the search for a key begins.
+    void Prefetch(K kKey) const
     {
-        const unsigned int uSlots = m_vecSlot.Count();
-        return uSlots != 0 ? m_vecSlot.Bytes(HashOfKey(kKey) & (uSlots - 1)) : nullptr;
+        if (m_vecSlot.Count() != 0)
+        {
+            VO_PREFETCH_(m_vecSlot.Bytes(HashOfKey(kKey) & (m_vecSlot.Count() - 1)));
+        }
     }
 
     // Walk the used slots by ascending slot.

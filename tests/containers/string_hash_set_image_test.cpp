@@ -556,28 +556,6 @@ TEST(StringSetImage, ADuplicateKeyInAnImagesTableKeepsItsFirstValueOnAProvider)
     EXPECT_EQ(0u, Number(kSet.Find(VOTEXT("abc"))));
 }
 
-TEST(StringSetImage, FindAheadGivesWhatFindGivesAndACustomerShowsTheHandleFirst)
-{
-    const Filled kFilled;
-    const MisalignedBlock kImage(ImageOf(kFilled.kSet), 1);
-    VOStringHashSet kSet(kCustomer);
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
-    static std::vector<uint64_t> s_vecSeen;
-    s_vecSeen.clear();
-    const auto fnSeen = [](const void* pvContext, void* hString)
-    { s_vecSeen.push_back(pvContext == &s_vecSeen ? Number(hString) : kInvalidHandle); };
-
-    EXPECT_EQ(0u, Number(kSet.FindAhead(VOTEXT("models/hero.mesh"), fnSeen, &s_vecSeen)));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.FindAhead(VOTEXT("unknown"), fnSeen, &s_vecSeen));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.FindAhead(VOTEXT("models"), fnSeen, &s_vecSeen));
-    EXPECT_EQ((std::vector<uint64_t>{0, 1}), s_vecSeen) << "the removed string is seen before its record is read";
-    for (const VOWString& rkText : kFilled.vecText)
-    {
-        EXPECT_EQ(kSet.Find(rkText.c_str()), kSet.FindAhead(rkText.c_str(), fnSeen, &s_vecSeen)) << Shown(rkText);
-        EXPECT_EQ(kFilled.kSet.Find(rkText.c_str()), kFilled.kSet.FindAhead(rkText.c_str(), fnSeen, &s_vecSeen));
-    }
-}
-
 TEST(StringSetImage, OfTwoSetsThatWereFilledAlikeIsTheSame)
 {
     const Filled kFirst;
