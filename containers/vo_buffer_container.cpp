@@ -30,16 +30,9 @@ VOBufferContainer::~VOBufferContainer()
 
 // A copy owns its own buffer; the copy of a view is a view of the same image.
 VOBufferContainer::VOBufferContainer(const VOBufferContainer& rkOther)
-    : m_vecHandle(rkOther.m_vecHandle),
-      m_pbBuffer(rkOther.m_pbBuffer),
-      m_uBufferSize(rkOther.m_uBufferSize),
-      m_uBufferCapacity(rkOther.m_uBufferCapacity)
+    : m_vecHandle(rkOther.m_vecHandle), m_pbBuffer(nullptr), m_uBufferSize(0), m_uBufferCapacity(0)
 {
-    if (m_uBufferCapacity != 0)
-    {
-        m_pbBuffer = static_cast<unsigned char*>(VOAllocateImage(m_uBufferCapacity));
-        memcpy(m_pbBuffer, rkOther.m_pbBuffer, m_uBufferSize);
-    }
+    _Buffer().CopyFrom(rkOther.m_pbBuffer, rkOther.m_uBufferSize, rkOther.m_uBufferCapacity);
 }
 
 VOBufferContainer& VOBufferContainer::operator=(const VOBufferContainer& rkOther)
@@ -47,13 +40,10 @@ VOBufferContainer& VOBufferContainer::operator=(const VOBufferContainer& rkOther
     if (this != &rkOther)
     {
         VOBufferContainer kCopy(rkOther);
-        Release();
+        std::swap(m_pbBuffer, kCopy.m_pbBuffer);
+        std::swap(m_uBufferSize, kCopy.m_uBufferSize);
+        std::swap(m_uBufferCapacity, kCopy.m_uBufferCapacity);
         m_vecHandle = kCopy.m_vecHandle;
-        m_pbBuffer = kCopy.m_pbBuffer;
-        m_uBufferSize = kCopy.m_uBufferSize;
-        m_uBufferCapacity = kCopy.m_uBufferCapacity;
-        kCopy.m_pbBuffer = nullptr;
-        kCopy.m_uBufferCapacity = 0;
     }
     return *this;
 }
@@ -137,35 +127,21 @@ int VOBufferContainer::ShrinkToFit()
 
 int VOBufferContainer::CleanUp()
 {
-    if (m_uBufferCapacity != 0)
-    {
-        memset(m_pbBuffer, 0, m_uBufferCapacity);
-    }
-    m_uBufferSize = 0;
+    _Buffer().Clean();
     m_vecHandle.Clean();
     return 1;
 }
 
 int VOBufferContainer::Release()
 {
-    if (m_pbBuffer != nullptr && m_uBufferCapacity != 0)
-    {
-        free(m_pbBuffer);
-    }
-    m_pbBuffer = nullptr;
-    m_uBufferSize = 0;
-    m_uBufferCapacity = 0;
+    _Buffer().Release();
     m_vecHandle.Release();
     return 1;
 }
 
 void VOBufferContainer::DropView()
 {
-    if (m_uBufferCapacity == 0)
-    {
-        m_pbBuffer = nullptr;
-        m_uBufferSize = 0;
-    }
+    _Buffer().DropView();
     m_vecHandle.DropView();
 }
 
@@ -175,23 +151,7 @@ int VOBufferContainer::_ResizeBufferCapacity(unsigned int uNewCapacity)
     {
         return CleanUp();
     }
-    const unsigned int uKept = m_uBufferSize < uNewCapacity ? m_uBufferSize : uNewCapacity;
-    if (m_uBufferCapacity != 0)
-    {
-        m_pbBuffer = static_cast<unsigned char*>(VOReallocateImage(m_pbBuffer, uNewCapacity));
-        memset(m_pbBuffer + uKept, 0, uNewCapacity - uKept);
-    }
-    else
-    {
-        const unsigned char* pbView = m_pbBuffer;
-        m_pbBuffer = static_cast<unsigned char*>(VOAllocateImage(uNewCapacity));
-        if (uKept != 0)
-        {
-            memcpy(m_pbBuffer, pbView, uKept);
-        }
-    }
-    m_uBufferCapacity = uNewCapacity;
-    m_uBufferSize = uKept;
+    _Buffer().SetCapacity(uNewCapacity);
     return 1;
 }
 
@@ -248,18 +208,13 @@ int VOBufferContainer::SetAlloc(BufferAlloc* pAlloc, int bCopy, unsigned long lo
     CleanUp();
     if (bCopy != 0)
     {
-        _ResizeBufferCapacity(uBufferSize);
-        if (uBufferSize != 0)
-        {
-            memcpy(m_pbBuffer, pbData, uBufferSize);
-        }
+        _Buffer().Copy(pbData, uBufferSize);
     }
     else
     {
         Release();
-        m_pbBuffer = pbData;
+        _Buffer().Take(pbData, uBufferSize);
     }
-    m_uBufferSize = uBufferSize;
 
     // The handles' image is checked on its own; when it is damaged the container is left with the buffer alone.
     return m_vecHandle.SetAlloc(reinterpret_cast<const VORecordVectorAlloc*>(pbData + uBufferSize), bCopy,

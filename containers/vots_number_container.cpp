@@ -22,12 +22,8 @@ VOTSNumberContainer::~VOTSNumberContainer()
 
 // A copy owns its numbers; the copy of a view is a view of the same image.
 VOTSNumberContainer::VOTSNumberContainer(const VOTSNumberContainer& rkOther)
-    : m_pArrNumber(rkOther.m_pArrNumber), m_uCapacity(0), m_uCount(rkOther.m_uCount)
 {
-    if (rkOther.m_uCapacity != 0)
-    {
-        _ResetNumberArrayCount(rkOther.m_uCapacity);
-    }
+    _Buffer().CopyFrom(rkOther.m_pArrNumber, rkOther.m_uCount, rkOther.m_uCapacity);
 }
 
 VOTSNumberContainer& VOTSNumberContainer::operator=(const VOTSNumberContainer& rkOther)
@@ -196,13 +192,7 @@ Exit0:
 
 int VOTSNumberContainer::CleanUp()
 {
-    if (m_uCapacity != 0)
-    {
-        free(m_pArrNumber);
-        m_pArrNumber = nullptr;
-    }
-    m_uCapacity = 0;
-    m_uCount = 0;
+    _Buffer().Release();
     return 1;
 }
 
@@ -214,11 +204,7 @@ int VOTSNumberContainer::ShrinkToFit()
 
 void VOTSNumberContainer::DropView()
 {
-    if (m_uCapacity == 0)
-    {
-        m_pArrNumber = nullptr;
-        m_uCount = 0;
-    }
+    _Buffer().DropView();
 }
 
 int VOTSNumberContainer::_ResetNumberArrayCount(unsigned int uNewCount)
@@ -227,19 +213,7 @@ int VOTSNumberContainer::_ResetNumberArrayCount(unsigned int uNewCount)
     {
         return CleanUp();
     }
-    const unsigned int uKept = std::min(m_uCount, uNewCount);
-    const size_t uBytes = static_cast<size_t>(uNewCount) * kNumberSize;
-    const unsigned char* pbView = m_pArrNumber;
-    unsigned char* pbNew = static_cast<unsigned char*>(m_uCapacity != 0 ? VOReallocateImage(m_pArrNumber, uBytes)
-                                                                        : VOAllocateImage(uBytes));
-    if (m_uCapacity == 0 && uKept != 0)
-    {
-        memcpy(pbNew, pbView, uKept * static_cast<size_t>(kNumberSize));
-    }
-    memset(pbNew + uKept * static_cast<size_t>(kNumberSize), 0xFE, uBytes - uKept * static_cast<size_t>(kNumberSize));
-    m_pArrNumber = pbNew;
-    m_uCapacity = uNewCount;
-    m_uCount = uKept;
+    _Buffer().SetCapacity(uNewCount);
     return 1;
 }
 

@@ -20,7 +20,7 @@
 
 #include <vector>
 
-#include "internal/vo_bytes.h"
+#include "internal/vo_image_buffer.h"
 
 class VOTSNumberContainer
 {
@@ -93,6 +93,11 @@ protected:
     void _Put(unsigned int uIndex, unsigned int uNumber)
     {
         VOStore(m_pArrNumber + uIndex * 4ull, uNumber);
+    }
+
+    VOImageBuffer<4, 0xFE> _Buffer()
+    {
+        return {m_pArrNumber, m_uCount, m_uCapacity};
     }
 
     unsigned char* m_pArrNumber = nullptr;  // numbers of 4 bytes, at any alignment in a view

@@ -1,8 +1,6 @@
 // VORecordVector: a growable array of flat records that either owns its memory or is a view of an image.
 //
-// Ownership is carried by the capacity: memory is released only when the capacity isn't zero, and a view has a
-// capacity of zero. Any growth turns a view into an owner. Records are handed out and stored by value, because
-// a view's records may lie at any byte offset.
+// Records are handed out and stored by value, because a view's records may lie at any byte offset.
 //
 // The image of N records of E bytes:
 //
@@ -14,9 +12,7 @@
 //   16+N*E  4      tail (written as zero, never read)
 #pragma once
 
-#include <stdlib.h>
-
-#include "vo_bytes.h"
+#include "vo_image_buffer.h"
 
 #pragma pack(push, 1)
 struct VORecordVectorAlloc
@@ -43,13 +39,15 @@ public:
     ~VORecordVector() { Release(); }
 
     // A copy owns a copy of the whole capacity; the copy of a view is a view of the same image.
-    VORecordVector(const VORecordVector& rkOther) { _CopyFrom(rkOther); }
+    VORecordVector(const VORecordVector& rkOther)
+    {
+        _Buffer().CopyFrom(rkOther.m_pRecord, rkOther.m_uCount, rkOther.m_uCapacity);
+    }
     VORecordVector& operator=(const VORecordVector& rkOther)
     {
         if (this != &rkOther)
         {
-            Release();
-            _CopyFrom(rkOther);
+            _Buffer().CopyFrom(rkOther.m_pRecord, rkOther.m_uCount, rkOther.m_uCapacity);
         }
         return *this;
     }
@@ -83,28 +81,10 @@ public:
         {
             return Clean();
         }
-        if (uNewCapacity == m_uCapacity)
+        if (uNewCapacity != m_uCapacity)
         {
-            return true;
+            _Buffer().SetCapacity(uNewCapacity);
         }
-        const unsigned int uKept = m_uCount < uNewCapacity ? m_uCount : uNewCapacity;
-        if (m_uCapacity != 0)
-        {
-            m_pRecord = static_cast<unsigned char*>(VOReallocateImage(m_pRecord, uNewCapacity * kRecordSize));
-            memset(m_pRecord + uKept * kRecordSize, 0, (uNewCapacity - uKept) * kRecordSize);
-        }
-        else
-        {
-            // The first block, or the copy of a view.
-            const unsigned char* pbView = m_pRecord;
-            m_pRecord = static_cast<unsigned char*>(VOAllocateImage(uNewCapacity * kRecordSize));
-            if (uKept != 0)
-            {
-                memcpy(m_pRecord, pbView, uKept * kRecordSize);
-            }
-        }
-        m_uCapacity = uNewCapacity;
-        m_uCount = uKept;
         return true;
     }
 
@@ -132,34 +112,18 @@ public:
 
     bool Clean()
     {
-        if (m_uCapacity != 0)
-        {
-            memset(m_pRecord, 0, m_uCapacity * kRecordSize);
-        }
-        m_uCount = 0;
+        _Buffer().Clean();
         return true;
     }
 
     bool Release()
     {
-        if (m_pRecord != nullptr && m_uCapacity != 0)
-        {
-            free(m_pRecord);
-        }
-        m_pRecord = nullptr;
-        m_uCapacity = 0;
-        m_uCount = 0;
+        _Buffer().Release();
         return true;
     }
 
     // Lets go of an image; memory of its own stays.
-    void DropView()
-    {
-        if (m_uCapacity == 0)
-        {
-            Release();
-        }
-    }
+    void DropView() { _Buffer().DropView(); }
 
     // The size of the image in bytes; more than kVOMaxImageSize when there can be no image.
     unsigned long long AllocSize() const { return sizeof(RecordVectorAlloc) + m_uCount * kRecordSize; }
@@ -204,21 +168,15 @@ public:
         }
 
         const unsigned char* pbData = reinterpret_cast<const unsigned char*>(pAlloc) + kDataOffset;
-        Clean();
         if (bCopy != 0)
         {
-            Reserve(kHead.uCount);
-            if (kHead.uCount != 0)
-            {
-                memcpy(m_pRecord, pbData, kHead.uDataBufSize);
-            }
+            Clean();
+            _Buffer().Copy(pbData, kHead.uCount);
         }
         else
         {
-            Release();
-            m_pRecord = const_cast<unsigned char*>(pbData);
+            _Buffer().Take(pbData, kHead.uCount);
         }
-        m_uCount = kHead.uCount;
         return true;
     }
 
@@ -233,20 +191,7 @@ protected:
         return Reserve(ullWanted < 0xFFFFFFFFu ? static_cast<unsigned int>(ullWanted) : 0xFFFFFFFFu);
     }
 
-    void _CopyFrom(const VORecordVector& rkOther)
-    {
-        if (rkOther.m_uCapacity == 0)
-        {
-            m_pRecord = rkOther.m_pRecord;
-        }
-        else
-        {
-            m_pRecord = static_cast<unsigned char*>(VOAllocateImage(rkOther.m_uCapacity * kRecordSize));
-            memcpy(m_pRecord, rkOther.m_pRecord, rkOther.m_uCapacity * kRecordSize);
-        }
-        m_uCapacity = rkOther.m_uCapacity;
-        m_uCount = rkOther.m_uCount;
-    }
+    VOImageBuffer<kRecordSize> _Buffer() { return {m_pRecord, m_uCount, m_uCapacity}; }
 
     unsigned char* m_pRecord = nullptr;  // the records, of kRecordSize bytes each
     unsigned int m_uCapacity = 0;        // in records; zero for a view

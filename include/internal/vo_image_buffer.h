@@ -1,0 +1,120 @@
+// The memory under a record vector, a pool and the number lists: either their own, or a view of an image.
+//
+// Ownership is carried by the capacity: memory is released only when the capacity isn't zero, and a view has a
+// capacity of zero. Any growth turns a view into an owner. The three variables are members of the class that has
+// the memory, so that what derives from it finds them there; this is what is done with them.
+#pragma once
+
+#include <stdlib.h>
+
+#include "vo_bytes.h"
+
+// kSize: bytes of an element. bFill: what new memory is filled with.
+template <unsigned long long kSize, unsigned char bFill = 0>
+class VOImageBuffer
+{
+public:
+    // Count and capacity in elements.
+    VOImageBuffer(unsigned char*& rpbData, unsigned int& ruCount, unsigned int& ruCapacity)
+        : m_rpbData(rpbData), m_ruCount(ruCount), m_ruCapacity(ruCapacity)
+    {
+    }
+
+    // Changes the capacity, which isn't zero afterwards, and cuts the count to it. Throws std::bad_alloc, with
+    // everything as it was.
+    void SetCapacity(unsigned int uNewCapacity)
+    {
+        const unsigned int uKept = m_ruCount < uNewCapacity ? m_ruCount : uNewCapacity;
+        if (m_ruCapacity == 0)
+        {
+            m_rpbData = _Allocate(m_rpbData, uKept, uNewCapacity);
+        }
+        else
+        {
+            m_rpbData = static_cast<unsigned char*>(VOReallocateImage(m_rpbData, uNewCapacity * kSize));
+            memset(m_rpbData + uKept * kSize, bFill, (uNewCapacity - uKept) * kSize);
+        }
+        m_ruCapacity = uNewCapacity;
+        m_ruCount = uKept;
+    }
+
+    // The copy of an owner owns memory of the same capacity, the copy of a view is a view of the same image. Throws
+    // std::bad_alloc, with everything as it was.
+    void CopyFrom(const unsigned char* pbData, unsigned int uCount, unsigned int uCapacity)
+    {
+        const unsigned char* const pbNew = uCapacity != 0 ? _Allocate(pbData, uCount, uCapacity) : pbData;
+        Take(pbNew, uCount);
+        m_ruCapacity = uCapacity;
+    }
+
+    // Becomes a view.
+    void Take(const unsigned char* pbImage, unsigned int uCount)
+    {
+        Release();
+        m_rpbData = const_cast<unsigned char*>(pbImage);
+        m_ruCount = uCount;
+    }
+
+    // Writes the elements of an image into memory of its own.
+    void Copy(const unsigned char* pbImage, unsigned int uCount)
+    {
+        if (uCount != 0)
+        {
+            if (uCount != m_ruCapacity)
+            {
+                SetCapacity(uCount);
+            }
+            memcpy(m_rpbData, pbImage, uCount * kSize);
+        }
+        m_ruCount = uCount;
+    }
+
+    // Forgets the elements; memory of its own stays, and is zero.
+    void Clean()
+    {
+        if (m_ruCapacity != 0)
+        {
+            memset(m_rpbData, 0, m_ruCapacity * kSize);
+        }
+        m_ruCount = 0;
+    }
+
+    void Release()
+    {
+        if (m_ruCapacity != 0)
+        {
+            free(m_rpbData);
+        }
+        m_rpbData = nullptr;
+        m_ruCapacity = 0;
+        m_ruCount = 0;
+    }
+
+    // Lets go of an image; memory of its own stays.
+    void DropView()
+    {
+        if (m_ruCapacity == 0)
+        {
+            Release();
+        }
+    }
+
+private:
+    static unsigned char* _Allocate(const unsigned char* pbFrom, unsigned int uCount, unsigned int uCapacity)
+    {
+        unsigned char* const pbNew = static_cast<unsigned char*>(VOAllocateImage(uCapacity * kSize));
+        if (uCount != 0)
+        {
+            memcpy(pbNew, pbFrom, uCount * kSize);
+        }
+        if (bFill != 0)
+        {
+            memset(pbNew + uCount * kSize, bFill, (uCapacity - uCount) * kSize);
+        }
+        return pbNew;
+    }
+
+    unsigned char*& m_rpbData;
+    unsigned int& m_ruCount;
+    unsigned int& m_ruCapacity;
+};
