@@ -52,6 +52,13 @@ make_fmt()
     build fmt "$work/fmt" install -- -DFMT_DOC=OFF -DFMT_TEST=OFF
 }
 
+versions_of_libarchive()
+{
+    local version
+    version=$(version_of libarchive-dev)
+    echo "libarchive ${version%%-*}, x86_64-w64-mingw32-gcc $(x86_64-w64-mingw32-gcc -dumpversion | grep -o '^[0-9]*')"
+}
+
 # Reads zip and tar with deflate, which is what a pak is; nothing else of it is wanted.
 make_libarchive()
 {
@@ -64,6 +71,9 @@ make_libarchive()
         XATTR ICONV WERROR; do
         options+=("-DENABLE_$feature=OFF")
     done
+    # Its own questions take minutes.
+    local answers=$root/cmake/libarchive-mingw-w64.cmake
+    if [[ $(head -n 1 "$answers") == "# $(versions_of_libarchive)" ]]; then options+=(-C "$answers"); fi
     build libarchive "$work/libarchive" archive_static -- "${options[@]}"
     # The archive takes zlib's objects in, so that whoever links it needs no second library.
     (cd "$work" && x86_64-w64-mingw32-ar -M) << END
@@ -89,7 +99,7 @@ make_header_only()
     cp -rL /usr/share/cmake/CLI11 /usr/share/cmake/nlohmann_json "$prefix/share/cmake/"
 }
 
-script=$(cat "$0" "$root/cmake/mingw-w64.cmake" | sha256sum | cut -c 1-16)
+script=$(cat "$0" "$root"/cmake/{mingw-w64,libarchive-mingw-w64}.cmake | sha256sum | cut -c 1-16)
 make_part()
 {
     local part=$1 made_from
