@@ -135,9 +135,8 @@ constexpr size_t STRSAFE_MAX_CCH = 0x7FFFFFFF;
 HRESULT StringCchCopyW(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFrom);
 #define StringCchCopy StringCchCopyW
 
-// Formats into uSize units; results as StringCchCopyW. The format language is the wide one of the Windows runtime, of
-// which there are: %s (VOWCHAR text; %hs narrow), %c, %d %i %u %x %X (with h, l (32 bits), ll, I64, z), %%; the flags
-// "-", "0", "+", " ", "#", a width and a precision, both also as "*". Left out: floating point, %p, %n.
+// Formats into uSize units; results as StringCchCopyW. Of the wide format language of the Windows runtime there are %s
+// (VOWCHAR text), %d and %%, without flags, width and precision; anything else is STRSAFE_E_INVALID_PARAMETER.
 HRESULT StringCchPrintfW(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFormat, ...);
 #define StringCchPrintf StringCchPrintfW
 

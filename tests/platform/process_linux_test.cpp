@@ -159,13 +159,10 @@ TEST(WideFormatOnLinux, RefusesWhatItDoesNotKnow)
     EXPECT_EQ(STRSAFE_E_INVALID_PARAMETER, StringCchPrintf(szText, 32, VOTEXT("a%f"), 1.0));
     EXPECT_EQ(Wide("a"), VOWString(szText));
     EXPECT_EQ(STRSAFE_E_INVALID_PARAMETER, StringCchPrintf(szText, 32, VOTEXT("a%")));
-    EXPECT_EQ(STRSAFE_E_INVALID_PARAMETER, StringCchPrintf(szText, 32, VOTEXT("%99999999999999999999d"), 1));
     EXPECT_EQ(-1, _stprintf_s(szText, 32, VOTEXT("b%q")));
     EXPECT_EQ(Wide(""), VOWString(szText));
-    EXPECT_EQ(S_OK, StringCchPrintf(szText, 32, VOTEXT("%zu"), size_t{1} << 40));
-    EXPECT_EQ(Wide("1099511627776"), VOWString(szText));
-    EXPECT_EQ(STRSAFE_E_INSUFFICIENT_BUFFER, StringCchPrintf(szText, 4, VOTEXT("%2000000000d"), 1));
-    EXPECT_EQ(Wide("   "), VOWString(szText));
+    EXPECT_EQ(STRSAFE_E_INVALID_PARAMETER, StringCchPrintf(szText, 32, VOTEXT("c%5d"), 1));
+    EXPECT_EQ(Wide("c"), VOWString(szText));
 }
 
 TEST(WideTextOnLinux, TakesNullPointersForNothing)
