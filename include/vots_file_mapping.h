@@ -221,6 +221,9 @@ protected:
     std::mutex m_InspectorLock;
 
 private:
+    // The container's answer, if it may be asked and is there; otherwise zero.
+    template <typename Question>
+    auto _Ask(const char* pszFunction, bool bMayAsk, Question kAsk) const -> decltype(kAsk());
     AssetNodeStateInfo* _StateInfo() const;
     static unsigned char* _LoadImage(const void* pvBlock, size_t uBlockSize, unsigned int& ruSize);
 };

@@ -30,74 +30,53 @@ unsigned int ChildInfoOf(const structAssetNode& tsNode, NodeType eNodeType)
 
 }  // namespace
 
-int VOTSFileMappingInspector::NormalizeAssetPath(const VOWCHAR* pszPath, unsigned int uSize, VOWCHAR* pszResult) const
+template <typename Question>
+auto VOTSFileMappingInspector::_Ask(const char* pszFunction, bool bMayAsk, Question kAsk) const -> decltype(kAsk())
 {
-    int nResult = 0;
-    if (LastErrorTypeASync() != ET_NONE)
+    decltype(kAsk()) kResult{};
+    if (bMayAsk)
     {
-        return 0;
+        VO_PROCESS_ERROR_IN(pszFunction, m_pkAssetNodeContainer);
+        kResult = kAsk();
     }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    nResult = m_pkAssetNodeContainer->NormailzeAssetPath(pszResult, pszPath, uSize, 0);
 
 Exit0:
-    return nResult;
+    return kResult;
+}
+
+int VOTSFileMappingInspector::NormalizeAssetPath(const VOWCHAR* pszPath, unsigned int uSize, VOWCHAR* pszResult) const
+{
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
+                [&] { return m_pkAssetNodeContainer->NormailzeAssetPath(pszResult, pszPath, uSize, 0); });
 }
 
 int VOTSFileMappingInspector::ReConstructContainer(VOTSAssetNodeContainer* pkToContainer) const
 {
-    int nResult = 0;
-    if (LastErrorTypeASync() != ET_NONE)
-    {
-        return 0;
-    }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    nResult = m_pkAssetNodeContainer->ReConstructContainer(pkToContainer);
-
-Exit0:
-    return nResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
+                [&] { return m_pkAssetNodeContainer->ReConstructContainer(pkToContainer); });
 }
 
 unsigned int VOTSFileMappingInspector::GetAssetNodeCount() const
 {
-    unsigned int uResult = 0;
-    if (LastErrorTypeASync() != ET_NONE)
-    {
-        return 0;
-    }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    uResult = m_pkAssetNodeContainer->GetAssetNodeCount();
-
-Exit0:
-    return uResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
+                [&] { return m_pkAssetNodeContainer->GetAssetNodeCount(); });
 }
 
 int VOTSFileMappingInspector::GetAssetNode(unsigned int uAssetIndex, structAssetNode& tsNode) const
 {
-    int nResult = 0;
-    if (LastErrorTypeASync() != ET_NONE)
-    {
-        return 0;
-    }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    nResult = m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode);
-
-Exit0:
-    return nResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
+                [&] { return m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode); });
 }
 
 int VOTSFileMappingInspector::GetAssetNode(const VOWCHAR* pszPath, structAssetNode& tsNode) const
 {
-    int nResult = 0;
-    if (LastErrorTypeASync() != ET_NONE)
-    {
-        return 0;
-    }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    nResult = m_pkAssetNodeContainer->FindAssetNode(pszPath, tsNode);
-
-Exit0:
-    return nResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
+                [&] { return m_pkAssetNodeContainer->FindAssetNode(pszPath, tsNode); });
 }
 
 unsigned int VOTSFileMappingInspector::GetAssetIndexOfParent(unsigned int uAssetIndex, NodeType eNodeType) const
@@ -196,67 +175,43 @@ Exit0:
 
 const VOWCHAR* VOTSFileMappingInspector::GetString(void* hString) const
 {
-    const VOWCHAR* pszResult = nullptr;
-    if (LastErrorTypeASync() != ET_NONE)
-    {
-        return nullptr;
-    }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    pszResult = m_pkAssetNodeContainer->GetString(hString);
-
-Exit0:
-    return pszResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
+                [&] { return m_pkAssetNodeContainer->GetString(hString); });
 }
 
 int VOTSFileMappingInspector::GetAssetPath(unsigned int uAssetIndex, unsigned int nBufferSize, VOWCHAR* pszResult) const
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    nResult = m_pkAssetNodeContainer->GetAssetPath(uAssetIndex, nBufferSize, pszResult);
-
-Exit0:
-    return nResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, true,
+                [&] { return m_pkAssetNodeContainer->GetAssetPath(uAssetIndex, nBufferSize, pszResult); });
 }
 
 int VOTSFileMappingInspector::GetAssetAbsolutePath(unsigned int uAssetIndex, unsigned int nBufferSize,
                                                    VOWCHAR* pszResult) const
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    nResult = m_pkAssetNodeContainer->GetAssetAbsolutePath(uAssetIndex, nBufferSize, pszResult);
-
-Exit0:
-    return nResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, true,
+                [&] { return m_pkAssetNodeContainer->GetAssetAbsolutePath(uAssetIndex, nBufferSize, pszResult); });
 }
 
 const VOWCHAR* VOTSFileMappingInspector::GetAssetRootPath() const
 {
-    const VOWCHAR* pszResult = nullptr;
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    pszResult = m_pkAssetNodeContainer->GetRootPath();
-
-Exit0:
-    return pszResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, true, [&] { return m_pkAssetNodeContainer->GetRootPath(); });
 }
 
 const VOWCHAR* VOTSFileMappingInspector::GetAssetRootName() const
 {
-    const VOWCHAR* pszResult = nullptr;
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    pszResult = m_pkAssetNodeContainer->GetRootName();
-
-Exit0:
-    return pszResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, true, [&] { return m_pkAssetNodeContainer->GetRootName(); });
 }
 
 int VOTSFileMappingInspector::GetClassifyTypeByName(const VOWCHAR* pszClassifyName, int& nResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    nFound = m_pkAssetNodeContainer->GetClassifyTypeByName(pszClassifyName, nResult);
-
-Exit0:
-    return nFound;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, true,
+                [&] { return m_pkAssetNodeContainer->GetClassifyTypeByName(pszClassifyName, nResult); });
 }
 
 int VOTSFileMappingInspector::GetClassifyExtension(int nClassifyType, std::vector<VOWString>& vecExtension) const
@@ -280,20 +235,14 @@ Exit0:
 
 int VOTSFileMappingInspector::GetClassifyTypeColor(int nClassifyType, LUMTrayService::Color& rkResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    nFound = m_pkAssetNodeContainer->GetClassifyTypeColor(nClassifyType, rkResult);
-
-Exit0:
-    return nFound;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, true,
+                [&] { return m_pkAssetNodeContainer->GetClassifyTypeColor(nClassifyType, rkResult); });
 }
 
 int VOTSFileMappingInspector::GetClassifyBackgroundColor(int nClassifyType, LUMTrayService::Color& rkResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    nFound = m_pkAssetNodeContainer->GetClassifyBackgroundColor(nClassifyType, rkResult);
-
-Exit0:
-    return nFound;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _Ask(pszFunction, true,
+                [&] { return m_pkAssetNodeContainer->GetClassifyBackgroundColor(nClassifyType, rkResult); });
 }
