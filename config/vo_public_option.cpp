@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "diagnostics/check.h"
+#include "platform/vo_shared_word.h"
 
 namespace
 {
@@ -12,13 +13,9 @@ void CopyRecord(VOPublicOptionRecord* pTo, const void* pvView, size_t uViewSize)
 {
     constexpr size_t kWords = sizeof(VOPublicOptionRecord) / sizeof(unsigned long long);
     unsigned long long auWord[kWords] = {};
-    // A view is only read, and begins at a page.
-    unsigned long long* const puView = static_cast<unsigned long long*>(const_cast<void*>(pvView));
+    const unsigned long long* const puView = static_cast<const unsigned long long*>(pvView);  // it begins at a page
     const size_t uWords = std::min(uViewSize / sizeof(unsigned long long), kWords);
-    for (size_t i = 0; i < uWords; ++i)
-    {
-        auWord[i] = std::atomic_ref<unsigned long long>(puView[i]).load(std::memory_order_relaxed);
-    }
+    VOLoadWords(auWord, puView, uWords);
     // The rest of a section that is too short, so that its version is seen.
     const size_t uRest = std::min(uViewSize, sizeof(auWord)) - uWords * sizeof(unsigned long long);
     memcpy(reinterpret_cast<unsigned char*>(auWord) + uWords * sizeof(unsigned long long), puView + uWords, uRest);

@@ -1,5 +1,4 @@
-// The reading side of the event sections. Their words are written by other processes at any time: each is read once,
-// and what was read is checked and used.
+// The reading side of the event sections.
 #include "fileevent/detect_thread.h"
 
 #include <algorithm>
@@ -20,11 +19,6 @@ namespace
 
 constexpr unsigned int kSlots = 2;
 constexpr unsigned int kSectionNameSize = 100;
-
-unsigned long long SharedTime(unsigned long long& rullTime)
-{
-    return std::atomic_ref<unsigned long long>(rullTime).load(std::memory_order_acquire);
-}
 
 // Kept (VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet): the view of a data section without content stays
 // mapped. Only the latest one of each source does, so that a process that meets such sections again and again doesn't
@@ -110,12 +104,12 @@ bool TSThreadProcDetect::FindsTime(enumAssetFrom eaf, unsigned long long& rullLa
         return false;
     }
     FileEventStateInfo* const pStateInfo = StateInfo(eaf);
-    const unsigned int uSlot = pStateInfo != nullptr ? VOSharedWord(pStateInfo->uActiveSlot) : kSlots;
+    const unsigned int uSlot = pStateInfo != nullptr ? VOLoadWord(pStateInfo->uActiveSlot) : kSlots;
     if (uSlot >= kSlots)
     {
         return false;
     }
-    rullLatestTime = SharedTime(pStateInfo->ullUpdateTime[uSlot]);
+    rullLatestTime = VOLoadWord(pStateInfo->ullUpdateTime[uSlot]);
     if (rullLastTime == kNoTime)
     {
         rullLastTime = rullLatestTime;
@@ -159,11 +153,11 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     {
         return ET_STATE_UNAVAILABLE;
     }
-    if (VOSharedWord(pStateInfo->bEnable) == 0 || FILEEVENT_MAPPING_VIEW_STRING(eaf) == nullptr)
+    if (VOLoadWord(pStateInfo->bEnable) == 0 || FILEEVENT_MAPPING_VIEW_STRING(eaf) == nullptr)
     {
         return ET_SOURCE_DISABLED;
     }
-    uSlot = VOSharedWord(pStateInfo->uActiveSlot);
+    uSlot = VOLoadWord(pStateInfo->uActiveSlot);
     if (uSlot >= kSlots)
     {
         VO_PROCESS_ERROR_FALSE;
@@ -176,7 +170,7 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
 
     // Read before the section is opened: a publisher writes the time behind the image, so what is copied below is never
     // older than this, and no event is passed over.
-    ullImageTime = SharedTime(pStateInfo->ullUpdateTime[uSlot]);
+    ullImageTime = VOLoadWord(pStateInfo->ullUpdateTime[uSlot]);
     kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, szName);
     if (kSection.hSection == nullptr)
     {

@@ -129,7 +129,7 @@ int VOTSFileEventMappingAssemble::_SetupInspector()
     for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
     {
         VO_PROCESS_ERROR(NULL == m_pArrInspector[i]);
-        if (VOSharedWord(pMappingState->arrStateInfo[i].bEnable) != 0)
+        if (VOLoadWord(pMappingState->arrStateInfo[i].bEnable) != 0)
         {
             m_pArrInspector[i] = new VOTSFileEventMappingInspector(static_cast<enumAssetFrom>(i));
         }

@@ -3,20 +3,11 @@
 
 #include "diagnostics/check.h"
 #include "fileevent/detect_thread.h"
+#include "platform/vo_shared_word.h"
 #include "vots_file_event.h"
 
 using LUMTrayService::enumAssetFrom;
 using LUMTrayService::structFileEventNode;
-
-namespace
-{
-
-std::atomic_ref<int> Shared(int& rnFlag)
-{
-    return std::atomic_ref<int>(rnFlag);
-}
-
-}  // namespace
 
 const VOWCHAR* VOFileEventMappingViewString(enumAssetFrom eaf)
 {
@@ -81,7 +72,7 @@ void VOTSFileEventMappingInspector::_AskToEnd()
     const std::lock_guard<std::mutex> kGuard(m_DetectLock);
     if (m_hDetectThread != nullptr)
     {
-        Shared(m_bRunning).store(0);
+        VOStoreWord(m_bRunning, 0);
         _ResumeOnce();
     }
 }
@@ -205,7 +196,7 @@ int VOTSFileEventMappingInspector::CreateDetectThread()
     {
         return 1;
     }
-    Shared(m_bRunning).store(1);
+    VOStoreWord(m_bRunning, 1);
     m_bResumedToEnd = false;
     m_hDetectThread = ::CreateThread(nullptr, 0, &ThreadProc_DetectFileEvnet, this, 0, nullptr);
     VO_PROCESS_ERROR(m_hDetectThread);
@@ -219,7 +210,7 @@ int VOTSFileEventMappingInspector::DestroyDetectThread()
 {
     if (m_hDetectThread != nullptr)
     {
-        Shared(m_bRunning).store(0);
+        VOStoreWord(m_bRunning, 0);
         // The thread uses this object to its last line, so a wait that fails is no end.
         while (::WaitForSingleObject(m_hDetectThread, INFINITE) != WAIT_OBJECT_0)
         {
@@ -241,14 +232,14 @@ VOULONG VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet(void* pInspect
     // Nobody signals it: it is there for its time-out.
     hWaitObj = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
     VO_PROCESS_ERROR(hWaitObj);
-    while (Shared(pkInspector->m_bRunning).load() != 0)
+    while (VOLoadWord(pkInspector->m_bRunning) != 0)
     {
         const DWORD uWaited = ::WaitForSingleObject(hWaitObj, g_uVODetectPause);
         if (uWaited != WAIT_OBJECT_0 && uWaited != WAIT_TIMEOUT)
         {
             continue;
         }
-        if (Shared(pkInspector->m_bRunning).load() == 0)
+        if (VOLoadWord(pkInspector->m_bRunning) == 0)
         {
             break;
         }

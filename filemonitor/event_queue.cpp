@@ -88,12 +88,12 @@ int VOTSFileMonitorManager::_HoldOrRewriteHead()
         return 0;
     }
     const bool bAlone = m_vecFileEvents.size() < 2;
-    const int nCount = LoadFlag(m_nSpecialEventCount);
+    const int nCount = VOLoadWord(m_nSpecialEventCount);
     const bool bHeld = (nCount & 1) != 0;
     if (bHeld || bAlone)
     {
         // Counts on for the life of the object, wrapping around where an int ends.
-        StoreFlag(m_nSpecialEventCount, static_cast<int>(static_cast<unsigned>(nCount) + 1));
+        VOStoreWord(m_nSpecialEventCount, static_cast<int>(static_cast<unsigned>(nCount) + 1));
     }
     if (!bHeld && bAlone)
     {

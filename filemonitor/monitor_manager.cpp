@@ -1,7 +1,6 @@
 // The life of a monitor: what it opens and makes, in which order, and how it is stopped.
 #include "vots_file_monitor.h"
 
-#include <atomic>
 #include <new>
 #include <utility>
 
@@ -71,19 +70,13 @@ void VOTSFileMonitorManager::_SetRootPath(const VOWCHAR* pszRootPath)
     // A null path copies nothing, and leaves the empty root.
     VOWCHAR tszRoot[MAX_PATH] = {};
     (void)::lstrcpynW(tszRoot, pszRootPath, MAX_PATH);
-    for (size_t i = 0; i < MAX_PATH; ++i)
-    {
-        std::atomic_ref<VOWCHAR>(m_tszRootPath[i]).store(tszRoot[i], std::memory_order_relaxed);
-    }
+    VOStoreWords(m_tszRootPath, tszRoot, MAX_PATH);
 }
 
 VOWString VOTSFileMonitorManager::_RootPath()
 {
     VOWCHAR tszRoot[MAX_PATH] = {};
-    for (size_t i = 0; i < MAX_PATH - 1; ++i)
-    {
-        tszRoot[i] = std::atomic_ref<VOWCHAR>(m_tszRootPath[i]).load(std::memory_order_relaxed);
-    }
+    VOLoadWords(tszRoot, m_tszRootPath, MAX_PATH - 1);
     return tszRoot;
 }
 
@@ -96,7 +89,7 @@ int VOTSFileMonitorManager::UnInit()
     {
         if (hThread != nullptr)
         {
-            StoreFlag(m_nExitThread, 1);
+            VOStoreWord(m_nExitThread, 1);
             LetGo(hThread);
         }
     }
@@ -170,7 +163,7 @@ int VOTSFileMonitorManager::DestroyFileMonitorThread()
 {
     if (m_hFileMonitorThread != nullptr)
     {
-        StoreFlag(m_nExitThread, 1);
+        VOStoreWord(m_nExitThread, 1);
         LetGo(m_hFileMonitorThread);
         ::SetEvent(m_overLapped.hEvent);
         ::WaitForSingleObject(m_hFileMonitorThread, INFINITE);
@@ -203,7 +196,7 @@ int VOTSFileMonitorManager::DestoryFileEventProcessThread()
 {
     if (m_hFileEventThread != nullptr)
     {
-        StoreFlag(m_nExitThread, 1);
+        VOStoreWord(m_nExitThread, 1);
         LetGo(m_hFileEventThread);
         ::WaitForSingleObject(m_hFileEventThread, INFINITE);
         ::CloseHandle(m_hFileEventThread);
@@ -277,7 +270,7 @@ int VOTSFileMonitorManager::AddFilterDir(const VOWCHAR* pszDir)
     FlagGuard kGuard(m_nFilterBusy);
     kGuard.Acquire();
     m_vecFilterDir.push_back(std::move(strDir));
-    if (LoadFlag(m_nFiltersShown) != 0)
+    if (VOLoadWord(m_nFiltersShown) != 0)
     {
         try
         {
@@ -314,6 +307,6 @@ bool VOTSFileMonitorManager::_ShowFilters()
     {
         return false;
     }
-    StoreFlag(m_nFiltersShown, 1);
+    VOStoreWord(m_nFiltersShown, 1);
     return true;
 }

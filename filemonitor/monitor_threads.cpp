@@ -5,7 +5,7 @@
 
 #include "diagnostics/check.h"
 #include "filemonitor/change_events.h"
-#include "filemonitor/shared_flag.h"
+#include "platform/vo_shared_word.h"
 #include "vots_file_monitor.h"
 
 namespace
@@ -40,15 +40,15 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
 {
     ChangeEvents kEvents([]() -> unsigned long long { return ::GetTickCount64(); });
     bool bPending = false;
-    while (LoadFlag(m_nExitThread) == 0)
+    while (VOLoadWord(m_nExitThread) == 0)
     {
         DWORD uBytes = 0;
         bPending = ::ReadDirectoryChangesW(m_hFileMonitorHandle, pszNotify, kNotifyBufferSize, TRUE, kNotifyFilter,
                                            &uBytes, &m_overLapped, nullptr) != FALSE;
         // The read has reset the event, and with it a wake-up that came between the look above and here: so the flag is
         // looked at once more before the wait.
-        if (!bPending || LoadFlag(m_nExitThread) != 0 ||
-            ::WaitForSingleObject(m_overLapped.hEvent, INFINITE) != WAIT_OBJECT_0 || LoadFlag(m_nExitThread) != 0)
+        if (!bPending || VOLoadWord(m_nExitThread) != 0 ||
+            ::WaitForSingleObject(m_overLapped.hEvent, INFINITE) != WAIT_OBJECT_0 || VOLoadWord(m_nExitThread) != 0)
         {
             continue;
         }
@@ -87,16 +87,16 @@ Exit0:
 void VOTSFileMonitorManager::_DeliverEvents()
 {
     FILE_MONITOR_EVENT kEvent;
-    while (LoadFlag(m_nExitThread) == 0)
+    while (VOLoadWord(m_nExitThread) == 0)
     {
-        if (LoadFlag(m_nFiltersShown) == 0 && !_ShowFilters())
+        if (VOLoadWord(m_nFiltersShown) == 0 && !_ShowFilters())
         {
             // A thread that a derived class made, and no memory for its filters yet.
             ::Sleep(kIdleSleep);
             continue;
         }
         // What was taken in spite of a hold is dropped.
-        if (PopEvent(kEvent) == 0 || (LoadFlag(m_nSpecialEventCount) & 1) != 0)
+        if (PopEvent(kEvent) == 0 || (VOLoadWord(m_nSpecialEventCount) & 1) != 0)
         {
             ::Sleep(kIdleSleep);
         }

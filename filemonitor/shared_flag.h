@@ -1,23 +1,18 @@
-// Plain integers that threads share: their type and place are fixed, their accesses are atomic.
+// Flags that threads share, and the guard of one that says "busy".
 #pragma once
 
-#include <atomic>
 #include <thread>
+
+#include "platform/vo_shared_word.h"
 
 inline int LoadFlag(const int& nFlag)
 {
-    return std::atomic_ref<int>(const_cast<int&>(nFlag)).load(std::memory_order_acquire);
+    return VOLoadWord(nFlag);
 }
 
 inline void StoreFlag(int& nFlag, int nValue)
 {
-    std::atomic_ref<int>(nFlag).store(nValue, std::memory_order_release);
-}
-
-// Sets a busy flag; false when somebody else has it.
-inline bool TakeFlag(int& nFlag)
-{
-    return std::atomic_ref<int>(nFlag).exchange(1, std::memory_order_acquire) == 0;
+    VOStoreWord(nFlag, nValue);
 }
 
 // Owns a busy flag once it has been taken, to the end of the scope, however that is left.
@@ -31,13 +26,13 @@ public:
     {
         if (m_bHeld)
         {
-            StoreFlag(m_rnBusy, 0);
+            VOStoreWord(m_rnBusy, 0);
         }
     }
 
     bool TryAcquire()
     {
-        m_bHeld = TakeFlag(m_rnBusy);
+        m_bHeld = VOExchangeWord(m_rnBusy, 1) == 0;
         return m_bHeld;
     }
 

@@ -1,25 +1,18 @@
-// The update state section as a reader sees it. Its words are written by other processes at any time: each is read
-// once, through an atomic reference, and what was read is what is used.
+// The update state section as a reader sees it.
 #pragma once
 
 #include <string.h>
 
 #include <algorithm>
-#include <atomic>
 
+#include "platform/vo_shared_word.h"
 #include "vots_file_mapping.h"
-
-inline unsigned int VOSharedWord(const unsigned int& ruWord)
-{
-    return std::atomic_ref<unsigned int>(const_cast<unsigned int&>(ruWord)).load(std::memory_order_acquire);
-}
 
 // The reader count is stepped plainly, not interlocked: so all readers of this protocol do, and a publisher bounds its
 // wait for the count.
 inline void VOStepSharedWord(unsigned int& ruWord, int nStep)
 {
-    std::atomic_ref<unsigned int> kWord(ruWord);
-    kWord.store(kWord.load(std::memory_order_acquire) + static_cast<unsigned int>(nStep), std::memory_order_release);
+    VOStoreWord(ruWord, VOLoadWord(ruWord) + static_cast<unsigned int>(nStep));
 }
 
 // A reader's announcement that it is inside a data section: taken back in any case at the end of the scope.

@@ -213,7 +213,7 @@ int VOTSFileMappingAssemble::_SetupInspector()
     {
         VO_PROCESS_ERROR(NULL == m_pArrInspector[i]);
         const AssetNodeStateInfo& rkStateInfo = pMappingState->arrStateInfo[i];
-        if (VOSharedWord(rkStateInfo.bEnable) != 0 && VOSharedWord(rkStateInfo.uUpdateCount) != 0)
+        if (VOLoadWord(rkStateInfo.bEnable) != 0 && VOLoadWord(rkStateInfo.uUpdateCount) != 0)
         {
             m_pArrInspector[i] = new VOTSFileMappingInspector(static_cast<enumAssetFrom>(i));
         }

@@ -1,7 +1,5 @@
 // The life of an inspector: opening, loading, closing, and the error values.
-#include <atomic>
 #include <memory>
-#include <type_traits>
 
 #include "diagnostics/check.h"
 #include "mapping/section_view.h"
@@ -28,24 +26,6 @@ const VOWCHAR* VOAssetNodeMappingViewString(enumAssetFrom eaf)
     };
     return static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT ? s_arrName[eaf] : nullptr;
 }
-
-namespace
-{
-
-// The members that are read without the lock.
-template <typename T>
-T Load(const T& rkMember)
-{
-    return std::atomic_ref<T>(const_cast<T&>(rkMember)).load();
-}
-
-template <typename T>
-void Store(T& rkMember, std::type_identity_t<T> kValue)
-{
-    std::atomic_ref<T>(rkMember).store(kValue);
-}
-
-}  // namespace
 
 VOTSFileMappingInspector::VOTSFileMappingInspector(enumAssetFrom eaf)
     : m_eaf(eaf),
@@ -93,7 +73,7 @@ int VOTSFileMappingInspector::CloseMapping()
 
 void VOTSFileMappingInspector::SetInspectMode(SyncMode eSyncMode)
 {
-    Store(m_eSyncMode, eSyncMode);
+    VOStoreWord(m_eSyncMode, eSyncMode);
 }
 
 enumAssetFrom VOTSFileMappingInspector::AssetFrom() const
@@ -103,28 +83,28 @@ enumAssetFrom VOTSFileMappingInspector::AssetFrom() const
 
 ErrorType VOTSFileMappingInspector::LastErrorType() const
 {
-    if (Load(m_hMappingState) == nullptr && Load(m_pMappingState) == nullptr)
+    if (VOLoadWord(m_hMappingState) == nullptr && VOLoadWord(m_pMappingState) == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
     }
-    if (Load(m_pAssetNodeAlloc) == nullptr)
+    if (VOLoadWord(m_pAssetNodeAlloc) == nullptr)
     {
         return ET_DATA_UNAVAILABLE;
     }
-    return VOSharedWord(_StateInfo()->uUpdateCount) == Load(m_uUpdateCount) ? ET_NONE : ET_DATA_OUTDATED;
+    return VOLoadWord(_StateInfo()->uUpdateCount) == VOLoadWord(m_uUpdateCount) ? ET_NONE : ET_DATA_OUTDATED;
 }
 
 ErrorType VOTSFileMappingInspector::LastErrorTypeASync() const
 {
     const ErrorType eResult = LastErrorType();
-    return Load(m_eSyncMode) != SM_ASYNC || eResult < ET_DATA_OUTDATED ? eResult : ET_NONE;
+    return VOLoadWord(m_eSyncMode) != SM_ASYNC || eResult < ET_DATA_OUTDATED ? eResult : ET_NONE;
 }
 
 // The record of this source in the section; an empty pointer for what is no source at all.
 AssetNodeStateInfo* VOTSFileMappingInspector::_StateInfo() const
 {
     return static_cast<unsigned int>(m_eaf) < LUMTrayService::ASSETTYPE_COUNT
-               ? &Load(m_pMappingState)->arrStateInfo[m_eaf]
+               ? &VOLoadWord(m_pMappingState)->arrStateInfo[m_eaf]
                : nullptr;
 }
 
@@ -151,8 +131,8 @@ ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
     void* pvView = nullptr;
     HANDLE hMappingState = nullptr;
     kSection.Detach(pvView, hMappingState);
-    Store(m_hMappingState, hMappingState);
-    Store(m_pMappingState, static_cast<AssetNodeUpdateState*>(pvView));
+    VOStoreWord(m_hMappingState, hMappingState);
+    VOStoreWord(m_pMappingState, static_cast<AssetNodeUpdateState*>(pvView));
     return ET_NONE;
 }
 
@@ -161,12 +141,12 @@ int VOTSFileMappingInspector::UnMappingView_UpdateState()
     if (m_pMappingState != nullptr)
     {
         ::UnmapViewOfFile(m_pMappingState);
-        Store(m_pMappingState, nullptr);
+        VOStoreWord(m_pMappingState, nullptr);
     }
     if (m_hMappingState != nullptr)
     {
         ::CloseHandle(m_hMappingState);
-        Store(m_hMappingState, nullptr);
+        VOStoreWord(m_hMappingState, nullptr);
     }
     return 1;
 }
@@ -208,11 +188,11 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
         return ET_STATE_UNAVAILABLE;
     }
     pStateInfo = _StateInfo();
-    if (pStateInfo == nullptr || VOSharedWord(pStateInfo->bEnable) == 0)
+    if (pStateInfo == nullptr || VOLoadWord(pStateInfo->bEnable) == 0)
     {
         return ET_SOURCE_DISABLED;
     }
-    if (VOSharedWord(pStateInfo->uUpdateCount) == m_uUpdateCount)
+    if (VOLoadWord(pStateInfo->uUpdateCount) == m_uUpdateCount)
     {
         return ET_NONE;
     }
@@ -234,13 +214,13 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     }
     // The count is taken anew, and from inside: a publisher doesn't move it while a reader is there, so it is the one
     // of the data. A publication that comes as soon as the reader has left shows as a change.
-    uUpdateCount = VOSharedWord(pStateInfo->uUpdateCount);
+    uUpdateCount = VOLoadWord(pStateInfo->uUpdateCount);
     kSection.Close();
     kReading.TakeBack();
 
     // Before the image, so that whoever asks meanwhile doesn't find an image with an old count.
-    Store(m_uUpdateCount, uUpdateCount);
-    Store(m_pAssetNodeAlloc, reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage));
+    VOStoreWord(m_uUpdateCount, uUpdateCount);
+    VOStoreWord(m_pAssetNodeAlloc, reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage));
     if (!m_pkAssetNodeContainer->SetAlloc(m_pAssetNodeAlloc, 0, uImageSize))
     {
         VO_PROCESS_ERROR(FALSE);
@@ -264,7 +244,7 @@ int VOTSFileMappingInspector::UnMappingView_AssetNodes()
     {
         VO_CHECK_ERROR(m_pkAssetNodeContainer->CleanUp());
     }
-    free(std::atomic_ref(m_pAssetNodeAlloc).exchange(nullptr));
-    Store(m_uUpdateCount, 0);
+    free(VOExchangeWord(m_pAssetNodeAlloc, nullptr));
+    VOStoreWord(m_uUpdateCount, 0);
     return 1;
 }

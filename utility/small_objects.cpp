@@ -1,17 +1,6 @@
-#include <atomic>
-
 #include "diagnostics/check.h"
+#include "platform/vo_shared_word.h"
 #include "vo_small_objects.h"
-
-namespace
-{
-
-std::atomic_ref<unsigned int> Shared(const unsigned int& ruCount)
-{
-    return std::atomic_ref<unsigned int>(const_cast<unsigned int&>(ruCount));
-}
-
-}  // namespace
 
 // ---------------------------------------------------------------------------------------------------------------------
 // VOStackLock
@@ -59,7 +48,7 @@ ZRecoverState::~ZRecoverState()
     if (m_pnTarget != nullptr)
     {
         // Other threads may read the integer meanwhile.
-        std::atomic_ref<int>(*m_pnTarget).store(m_nRecoverValue, std::memory_order_release);
+        VOStoreWord(*m_pnTarget, m_nRecoverValue);
     }
 }
 
@@ -72,7 +61,7 @@ ZRef::ZRef(const ZRef& rkOther) : m_uRefCount(rkOther.RefCount()) {}
 
 ZRef& ZRef::operator=(const ZRef& rkOther)
 {
-    Shared(m_uRefCount).store(rkOther.RefCount());
+    VOStoreWord(m_uRefCount, rkOther.RefCount());
     return *this;
 }
 
@@ -80,12 +69,12 @@ ZRef::~ZRef() = default;
 
 unsigned int ZRef::AddRef()
 {
-    return Shared(m_uRefCount).fetch_add(1) + 1;
+    return VOAddToWord(m_uRefCount, 1);
 }
 
 void ZRef::Release()
 {
-    if (Shared(m_uRefCount).fetch_sub(1) == 1)
+    if (VOAddToWord(m_uRefCount, -1) == 0)
     {
         delete this;
     }
@@ -93,7 +82,7 @@ void ZRef::Release()
 
 unsigned int ZRef::RefCount() const
 {
-    return Shared(m_uRefCount).load();
+    return VOLoadWord(m_uRefCount);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------

@@ -102,14 +102,14 @@ bool Publisher::_TakeState(std::string* pstrError)
     {
         for (AssetNodeStateInfo& kRecord : pkState->arrStateInfo)
         {
-            StoreWord(kRecord.bEnable, 0u);
-            StoreWord(kRecord.uUpdateCount, 0u);
+            VOStoreWord(kRecord.bEnable, 0);
+            VOStoreWord(kRecord.uUpdateCount, 0);
         }
         StoreVersion(pkState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION);
     }
     AssetNodeStateInfo& kNone = _Record(AF_ERROR);
-    StoreWord(kNone.bEnable, 0u);
-    StoreWord(kNone.uUpdateCount, 0u);
+    VOStoreWord(kNone.bEnable, 0);
+    VOStoreWord(kNone.uUpdateCount, 0);
     return true;
 }
 
@@ -124,9 +124,9 @@ bool Publisher::PublishSource(const SourceImage& kImage, std::string* pstrError)
         return false;
     }
     AssetNodeStateInfo& kRecord = _Record(kImage.eaf);
-    const unsigned uNext = LoadWord(kRecord.uUpdateCount) + 1;
-    StoreWord(kRecord.uUpdateCount, uNext != 0 ? uNext : 1u);
-    StoreWord(kRecord.bEnable, 1u);
+    const unsigned uNext = VOLoadWord(kRecord.uUpdateCount) + 1;
+    VOStoreWord(kRecord.uUpdateCount, uNext != 0 ? uNext : 1);
+    VOStoreWord(kRecord.bEnable, 1);
     return true;
 }
 
@@ -134,10 +134,10 @@ bool Publisher::PublishSource(const SourceImage& kImage, std::string* pstrError)
 void Publisher::_WithdrawSource(enumAssetFrom eaf)
 {
     AssetNodeStateInfo& kRecord = _Record(eaf);
-    if (LoadWord(kRecord.bEnable) != 0)
+    if (VOLoadWord(kRecord.bEnable) != 0)
     {
         _WaitForReaders(eaf);
-        StoreWord(kRecord.bEnable, 0u);
+        VOStoreWord(kRecord.bEnable, 0);
     }
     WithdrawSection(ASSETNODE_MAPPING_VIEW_STRING(eaf), &m_akData[eaf]);
 }

@@ -2,9 +2,11 @@
 
 #include <string.h>
 
+#include <iterator>
+
 #include "platform/vo_platform.h"
 #include "platform/vo_process.h"
-#include "publish/shared_words.h"
+#include "platform/vo_shared_word.h"
 
 using namespace LUMTrayService;
 
@@ -45,10 +47,7 @@ void ServeStatusSection::Set(enumAssetFrom eaf, const SourceStatus& kStatus)
     memcpy(aullWords, &kStatus, sizeof(aullWords));
     unsigned long long* const pullTo =
         reinterpret_cast<unsigned long long*>(&static_cast<ServeStatus*>(m_kSection.Data())->akSources[eaf]);
-    for (size_t i = 0; i < kWords; ++i)
-    {
-        StoreWord(pullTo[i], aullWords[i]);
-    }
+    VOStoreWords(pullTo, aullWords, kWords);
 }
 
 bool ReadServeStatus(ServeStatus* pkStatus)
@@ -59,12 +58,8 @@ bool ReadServeStatus(ServeStatus* pkStatus)
                        memcmp(pvView, kVersion, sizeof(kVersion)) == 0;
     if (bRead)
     {
-        const unsigned long long* const pullFrom = static_cast<const unsigned long long*>(pvView);
         unsigned long long aullWords[sizeof(ServeStatus) / sizeof(unsigned long long)];
-        for (size_t i = 0; i < sizeof(aullWords) / sizeof(aullWords[0]); ++i)
-        {
-            aullWords[i] = LoadWord(const_cast<unsigned long long&>(pullFrom[i]));
-        }
+        VOLoadWords(aullWords, static_cast<const unsigned long long*>(pvView), std::size(aullWords));
         memcpy(static_cast<void*>(pkStatus), aullWords, sizeof(*pkStatus));
     }
     if (pvView != nullptr)

@@ -4,11 +4,10 @@
 #include <stddef.h>
 #include <string.h>
 
-#include <atomic>
-
 #include "platform/vo_platform.h"
 #include "platform/vo_process.h"
 #include "platform/vo_section_publisher.h"
+#include "platform/vo_shared_word.h"
 
 namespace lum
 {
@@ -16,13 +15,13 @@ namespace lum
 template <typename T>
 T LoadWord(T& rWord)
 {
-    return std::atomic_ref<T>(rWord).load(std::memory_order_acquire);
+    return VOLoadWord(rWord);
 }
 
 template <typename T>
 void StoreWord(T& rWord, T value)
 {
-    std::atomic_ref<T>(rWord).store(value, std::memory_order_release);
+    VOStoreWord(rWord, value);
 }
 
 // A version text, in words that a reader can't see before what was stored earlier.
@@ -32,10 +31,7 @@ void StoreVersion(char (&szVersion)[uSize], const char (&szText)[uSize])
     static_assert(uSize % sizeof(unsigned) == 0);
     unsigned auWords[uSize / sizeof(unsigned)];
     memcpy(auWords, szText, uSize);
-    for (size_t i = 0; i < uSize / sizeof(unsigned); ++i)
-    {
-        StoreWord(reinterpret_cast<unsigned*>(szVersion)[i], auWords[i]);
-    }
+    VOStoreWords(reinterpret_cast<unsigned*>(szVersion), auWords, uSize / sizeof(unsigned));
 }
 
 // Waits until a reader count is 0, at most two seconds. A load takes a fraction of it even for a large index; whoever
@@ -46,11 +42,11 @@ inline void WaitForReaders(unsigned& rReaderCount, unsigned* puLeft)
 {
     constexpr unsigned kWait = 2000;  // milliseconds
     constexpr unsigned kPoll = 10;
-    unsigned uReaders = LoadWord(rReaderCount);
+    unsigned uReaders = VOLoadWord(rReaderCount);
     for (unsigned uWaited = 0; uReaders != 0 && uReaders != *puLeft && uWaited < kWait; uWaited += kPoll)
     {
         VOSleepMilliseconds(kPoll);
-        uReaders = LoadWord(rReaderCount);
+        uReaders = VOLoadWord(rReaderCount);
     }
     *puLeft = uReaders;
 }
