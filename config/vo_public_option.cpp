@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "diagnostics/check.h"
+#include "platform/vo_section_view.h"
 #include "platform/vo_shared_word.h"
 
 namespace
@@ -50,18 +51,14 @@ VOPublicOption::~VOPublicOption() = default;
 void VOPublicOption::Sync()
 {
     VOPublicOptionRecord kPublished;
-    size_t uViewSize = 0;
-    const void* pOptionMemory = nullptr;
-    const HANDLE hSection = OpenFileMappingW(FILE_MAP_READ, FALSE, kVOPublicOptionSection);
-    if (hSection == nullptr)
+    VOSectionView kSection;
+    if (kSection.OpenHandle(kVOPublicOptionSection, FILE_MAP_READ) == nullptr)
     {
         return;
     }
-    pOptionMemory = MapViewOfFile(hSection, FILE_MAP_READ, 0, 0, 0);
-    VO_PROCESS_ERROR(pOptionMemory);
+    VO_PROCESS_ERROR_AS("pOptionMemory", kSection.Map());
 
-    uViewSize = VOViewSize(pOptionMemory);
-    CopyRecord(&kPublished, pOptionMemory, uViewSize);
+    CopyRecord(&kPublished, kSection.Data(), kSection.Size());
     if (strncmp(kPublished.szVersion, kszVOPublicOptionVersion, sizeof(kPublished.szVersion)) != 0)
     {
         VO_PROCESS_ERROR_FALSE;
@@ -71,20 +68,16 @@ void VOPublicOption::Sync()
     {
         VO_PROCESS_ERROR_FALSE;
     }
-    if (uViewSize < sizeof(kPublished))
+    if (kSection.Size() < sizeof(kPublished))
     {
         // In here, so that a whole section traces the check of its key alone.
-        VO_PROCESS_ERROR(uViewSize >= sizeof(kPublished));
+        VO_PROCESS_ERROR_AS("uViewSize >= sizeof(kPublished)", false);
     }
     TerminateTexts(&kPublished);
     m_kOption = kPublished;
 
 Exit0:
-    if (pOptionMemory != nullptr)
-    {
-        UnmapViewOfFile(pOptionMemory);
-    }
-    CloseHandle(hSection);
+    return;
 }
 
 int VOPublicOption::SetOptionKey(const char* pszKey)

@@ -5,7 +5,6 @@
 #include <new>
 #include <utility>
 
-#include "mapping/section_view.h"
 #include "mapping/update_state.h"
 
 using LUMTrayService::enumAssetFrom;
@@ -26,7 +25,7 @@ constexpr unsigned int kSectionNameSize = 100;
 void LeaveMapped(enumAssetFrom eaf, VOSectionView& rkSection)
 {
     static std::atomic<void*> s_apvView[LUMTrayService::ASSETTYPE_COUNT] = {};
-    void* const pvBefore = s_apvView[eaf].exchange(std::exchange(rkSection.pvView, nullptr));
+    void* const pvBefore = s_apvView[eaf].exchange(rkSection.DetachView());
     if (pvBefore != nullptr)
     {
         ::UnmapViewOfFile(pvBefore);
@@ -37,7 +36,6 @@ void LeaveMapped(enumAssetFrom eaf, VOSectionView& rkSection)
 
 TSThreadProcDetect::~TSThreadProcDetect()
 {
-    CloseState();
     m_pkReader.reset();
     free(m_pBuffer);
 }
@@ -45,39 +43,19 @@ TSThreadProcDetect::~TSThreadProcDetect()
 bool TSThreadProcDetect::OpenState()
 {
     static_assert(sizeof(FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == sizeof(FileEventUpdateState::szVersion));
-    VOSectionView kSection;
-    const bool bOpen = kSection.Open(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_WRITE) &&
-                       kSection.Size() >= sizeof(FileEventUpdateState) &&
-                       memcmp(kSection.pvView, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION,
-                              sizeof(FileEventUpdateState::szVersion)) == 0;
-    CloseState();
-    if (bOpen)
+    m_kState.Open(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_WRITE);
+    if (m_kState.Size() < sizeof(FileEventUpdateState) ||
+        !m_kState.BeginsWith(FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION))
     {
-        void* pvView = nullptr;
-        kSection.Detach(pvView, m_hMappingState);
-        m_pMappingState = static_cast<FileEventUpdateState*>(pvView);
+        m_kState.Close();
     }
-    return bOpen;
-}
-
-void TSThreadProcDetect::CloseState()
-{
-    if (m_pMappingState != nullptr)
-    {
-        ::UnmapViewOfFile(m_pMappingState);
-        m_pMappingState = nullptr;
-    }
-    if (m_hMappingState != nullptr)
-    {
-        ::CloseHandle(m_hMappingState);
-        m_hMappingState = nullptr;
-    }
+    return m_kState.Data() != nullptr;
 }
 
 FileEventStateInfo* TSThreadProcDetect::StateInfo(enumAssetFrom eaf) const
 {
-    return m_pMappingState != nullptr && static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT
-               ? &m_pMappingState->arrStateInfo[eaf]
+    return m_kState.Data() != nullptr && static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT
+               ? &static_cast<FileEventUpdateState*>(m_kState.Data())->arrStateInfo[eaf]
                : nullptr;
 }
 
@@ -171,17 +149,15 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     // Read before the section is opened: a publisher writes the time behind the image, so what is copied below is never
     // older than this, and no event is passed over.
     ullImageTime = VOLoadWord(pStateInfo->ullUpdateTime[uSlot]);
-    kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, szName);
-    if (kSection.hSection == nullptr)
+    if (kSection.OpenHandle(szName, FILE_MAP_READ) == nullptr)
     {
         return ET_DATA_UNAVAILABLE;
     }
-    kSection.pvView = ::MapViewOfFile(kSection.hSection, FILE_MAP_READ, 0, 0, 0);
+    pFileEventAlloc = static_cast<const VOTSFileEventContainer::ContainerAlloc*>(kSection.Map());
     if (kSection.Size() < sizeof(*pFileEventAlloc))
     {
         VO_PROCESS_ERROR(FALSE);
     }
-    pFileEventAlloc = static_cast<const VOTSFileEventContainer::ContainerAlloc*>(kSection.pvView);
     uDataBufSize = VOLoad<VOTSFileEventContainer::ContainerAlloc>(pFileEventAlloc).uDataBufSize;
     if (uDataBufSize == 0)
     {

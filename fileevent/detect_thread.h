@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "diagnostics/check.h"
+#include "platform/vo_section_view.h"
 #include "vots_file_event.h"
 
 // Milliseconds between two looks of every detect thread, 500. Not exported: tests that link the library's objects let
@@ -38,7 +39,6 @@ struct TSThreadProcDetect
     // Opens the update state section anew, and lets go of the one opened before. False, with nothing held, when there
     // is none of this version.
     bool OpenState();
-    void CloseState();
 
     // The record of a source in the open section; an empty pointer for what is no source.
     FileEventStateInfo* StateInfo(LUMTrayService::enumAssetFrom eaf) const;
@@ -49,10 +49,9 @@ struct TSThreadProcDetect
                                                                FileEventStateInfo* pStateInfo,
                                                                VOTSFileEventContainer* pkFileEventReader);
 
-    unsigned char* m_pBuffer = nullptr;               // owned; the copy of the image
-    unsigned int m_uBufferSize = 0;                   // its capacity, which never shrinks
-    unsigned long long m_ullImageTime = 0;            // the published time of the image that was copied last
-    FileEventUpdateState* m_pMappingState = nullptr;  // the latest view, shared with all processes
-    HANDLE m_hMappingState = nullptr;
+    unsigned char* m_pBuffer = nullptr;                  // owned; the copy of the image
+    unsigned int m_uBufferSize = 0;                      // its capacity, which never shrinks
+    unsigned long long m_ullImageTime = 0;               // the published time of the image that was copied last
+    VOSectionView m_kState;                              // the update state section, shared with all processes
     std::unique_ptr<VOTSFileEventContainer> m_pkReader;  // reads the copy in place
 };

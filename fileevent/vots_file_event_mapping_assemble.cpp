@@ -2,8 +2,8 @@
 #include <utility>
 
 #include "diagnostics/check.h"
-#include "mapping/section_view.h"
 #include "mapping/update_state.h"
+#include "platform/vo_section_view.h"
 #include "vots_file_event.h"
 
 using LUMTrayService::enumAssetFrom;
@@ -108,19 +108,14 @@ Exit0:
 int VOTSFileEventMappingAssemble::_SetupInspector()
 {
     int nResult = 0;
-    HANDLE hMappingState = nullptr;
-    FileEventUpdateState* pMappingState = nullptr;
+    const FileEventUpdateState* pMappingState = nullptr;
     bool bOfThisVersion = false;
     VOSectionView kSection;
-    hMappingState = kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_FILEEVENT_UPDATESTATE_NAME);
-    VO_PROCESS_ERROR(hMappingState);
-    kSection.pvView = ::MapViewOfFile(hMappingState, FILE_MAP_READ, 0, 0, 0);
-    pMappingState = static_cast<FileEventUpdateState*>(kSection.pvView);
+    VO_PROCESS_ERROR_AS("hMappingState", kSection.OpenHandle(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_READ));
+    pMappingState = static_cast<const FileEventUpdateState*>(kSection.Map());
 
     // One too short is as good as none, unless its version says already that it is another one.
-    bOfThisVersion =
-        kSection.Size() >= sizeof(pMappingState->szVersion) &&
-        memcmp(pMappingState, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pMappingState->szVersion)) == 0;
+    bOfThisVersion = kSection.BeginsWith(FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION);
     VO_PROCESS_ERROR_AS("pMappingState", kSection.Size() >= (bOfThisVersion ? sizeof(FileEventUpdateState)
                                                                             : sizeof(pMappingState->szVersion)));
     VO_PROCESS_ERROR_AS("::strcmp(pMappingState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == 0",

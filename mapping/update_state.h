@@ -1,10 +1,6 @@
 // The update state section as a reader sees it.
 #pragma once
 
-#include <string.h>
-
-#include <algorithm>
-
 #include "platform/vo_shared_word.h"
 #include "vots_file_mapping.h"
 
@@ -42,13 +38,3 @@ public:
 private:
     unsigned int* m_puReaderCount = nullptr;
 };
-
-// What ::strcmp of the section's start with the version text says, for a section of any size: behind its end it counts
-// as zero, as the rest of a page is.
-inline bool VOUpdateStateVersionMatches(const void* pvSection, size_t uSectionSize)
-{
-    char szVersion[sizeof(AssetNodeUpdateState::szVersion)] = {};
-    static_assert(sizeof(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == sizeof(szVersion));
-    memcpy(szVersion, pvSection, std::min(uSectionSize, sizeof(szVersion)));
-    return memcmp(szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(szVersion)) == 0;
-}

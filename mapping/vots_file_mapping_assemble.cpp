@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "diagnostics/check.h"
-#include "mapping/section_view.h"
 #include "mapping/update_state.h"
+#include "platform/vo_section_view.h"
 #include "vots_file_mapping.h"
 
 using LUMTrayService::enumAssetFrom;
@@ -193,18 +193,14 @@ Exit0:
 int VOTSFileMappingAssemble::_SetupInspector()
 {
     int nResult = 0;
-    HANDLE hMappingState = nullptr;
     const AssetNodeUpdateState* pMappingState = nullptr;
-    size_t uSize = 0;
     VOSectionView kSection;
-    hMappingState = kSection.hSection = ::OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_ASSETNODE_UPDATESTATE_NAME);
-    VO_PROCESS_ERROR(hMappingState);
-    kSection.pvView = ::MapViewOfFile(hMappingState, FILE_MAP_READ, 0, 0, 0);
-    pMappingState = static_cast<const AssetNodeUpdateState*>(kSection.pvView);
-    VO_PROCESS_ERROR_AS("pMappingState", pMappingState && (uSize = kSection.Size()) != 0);
+    VO_PROCESS_ERROR_AS("hMappingState", kSection.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ));
+    pMappingState = static_cast<const AssetNodeUpdateState*>(kSection.Map());
+    VO_PROCESS_ERROR_AS("pMappingState", kSection.Size() != 0);
     VO_PROCESS_ERROR_AS("::strcmp(pMappingState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == 0",
-                        VOUpdateStateVersionMatches(pMappingState, uSize));
-    if (uSize < sizeof(AssetNodeUpdateState))
+                        kSection.BeginsWith(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION));
+    if (kSection.Size() < sizeof(AssetNodeUpdateState))
     {
         VO_PROCESS_ERROR_FALSE;
     }

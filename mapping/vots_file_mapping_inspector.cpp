@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "diagnostics/check.h"
-#include "mapping/section_view.h"
 #include "mapping/update_state.h"
+#include "platform/vo_section_view.h"
 #include "utility/block_format.h"
 #include "vots_file_mapping.h"
 
@@ -114,25 +114,17 @@ ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
     {
         return ET_NONE;
     }
-    VOSectionView kSection;
-    size_t uSize = 0;
-    if (!kSection.Open(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE) || (uSize = kSection.Size()) == 0)
-    {
-        return ET_STATE_UNAVAILABLE;
-    }
-    if (!VOUpdateStateVersionMatches(kSection.pvView, uSize))
+    VOSectionView kSection(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE);
+    if (kSection.Size() != 0 && !kSection.BeginsWith(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION))
     {
         return ET_VERSION_MISMATCH;
     }
-    if (uSize < sizeof(AssetNodeUpdateState))
+    if (kSection.Size() < sizeof(AssetNodeUpdateState))
     {
         return ET_STATE_UNAVAILABLE;
     }
-    void* pvView = nullptr;
-    HANDLE hMappingState = nullptr;
-    kSection.Detach(pvView, hMappingState);
-    VOStoreWord(m_hMappingState, hMappingState);
-    VOStoreWord(m_pMappingState, static_cast<AssetNodeUpdateState*>(pvView));
+    VOStoreWord(m_hMappingState, kSection.DetachHandle());
+    VOStoreWord(m_pMappingState, static_cast<AssetNodeUpdateState*>(kSection.DetachView()));
     return ET_NONE;
 }
 
@@ -206,7 +198,7 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     kReading.Announce(pStateInfo->uReaderCount);
     if (kSection.Open(ASSETNODE_MAPPING_VIEW_STRING(m_eaf), FILE_MAP_READ))
     {
-        pbImage = _LoadImage(kSection.pvView, kSection.Size(), uImageSize);
+        pbImage = _LoadImage(kSection.Data(), kSection.Size(), uImageSize);
     }
     if (pbImage == nullptr)
     {

@@ -5,8 +5,8 @@
 #include <set>
 #include <utility>
 
-#include "platform/vo_platform.h"
 #include "platform/vo_section_publisher.h"
+#include "platform/vo_section_view.h"
 
 namespace
 {
@@ -30,14 +30,7 @@ struct InstanceLock
     InstanceLock& operator=(const InstanceLock&) = delete;
     ~InstanceLock()
     {
-        if (pProcessId != nullptr)
-        {
-            UnmapViewOfFile(pProcessId);
-        }
-        if (hProcessId != nullptr)
-        {
-            CloseHandle(hProcessId);
-        }
+        processId.Close();
         if (bOwned)
         {
             ReleaseMutex(hMutex);
@@ -57,8 +50,7 @@ struct InstanceLock
     bool bRegistered = false;
     HANDLE hMutex = nullptr;
     bool bOwned = false;
-    HANDLE hProcessId = nullptr;
-    void* pProcessId = nullptr;
+    VOSectionView processId;
 };
 
 bool Register(InstanceLock& lock, const VOWCHAR* pszName)
@@ -73,28 +65,22 @@ bool Register(InstanceLock& lock, const VOWCHAR* pszName)
 void WriteProcessId(InstanceLock& lock)
 {
     const DWORD uProcessId = GetCurrentProcessId();
-    lock.hProcessId = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(uProcessId),
-                                         (lock.strName + L"~process").c_str());
-    lock.pProcessId = lock.hProcessId != nullptr ? MapViewOfFile(lock.hProcessId, FILE_MAP_WRITE, 0, 0, 0) : nullptr;
-    if (lock.pProcessId != nullptr)
+    lock.processId.TakeHandle(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(uProcessId),
+                                                 (lock.strName + L"~process").c_str()),
+                              FILE_MAP_WRITE);
+    if (lock.processId.Map() != nullptr)
     {
-        memcpy(lock.pProcessId, &uProcessId, sizeof(uProcessId));
+        memcpy(lock.processId.Data(), &uProcessId, sizeof(uProcessId));
     }
 }
 
 uint32_t ReadProcessId(const VOWString& strName)
 {
     DWORD uProcessId = 0;
-    const HANDLE hProcessId = OpenFileMappingW(FILE_MAP_READ, FALSE, (strName + L"~process").c_str());
-    const void* const pView = hProcessId != nullptr ? MapViewOfFile(hProcessId, FILE_MAP_READ, 0, 0, 0) : nullptr;
-    if (pView != nullptr)
+    const VOSectionView section((strName + L"~process").c_str(), FILE_MAP_READ);
+    if (section.Data() != nullptr)
     {
-        memcpy(&uProcessId, pView, sizeof(uProcessId));
-        UnmapViewOfFile(pView);
-    }
-    if (hProcessId != nullptr)
-    {
-        CloseHandle(hProcessId);
+        memcpy(&uProcessId, section.Data(), sizeof(uProcessId));
     }
     return uProcessId;
 }

@@ -7,30 +7,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/vo_platform.h"
+#include "platform/vo_section_view.h"
 
 namespace
 {
 struct PublishedSection
 {
-    PublishedSection() = default;
-    PublishedSection(const PublishedSection&) = delete;
-    PublishedSection& operator=(const PublishedSection&) = delete;
-    ~PublishedSection()
-    {
-        if (pView != nullptr)
-        {
-            UnmapViewOfFile(pView);
-        }
-        if (hSection != nullptr)
-        {
-            CloseHandle(hSection);
-        }
-    }
-
-    VOWString strName;
-    HANDLE hSection = nullptr;
-    void* pView = nullptr;
+    VOSectionView view;
     size_t uSize = 0;  // bytes that hold the content
     bool bExisted = false;
 };
@@ -46,12 +29,11 @@ bool Open(PublishedSection& section, const VOWCHAR* pszName, size_t uSize, size_
 {
     const DWORD uProtect = PAGE_READWRITE | (uReserve != 0 ? static_cast<DWORD>(SEC_RESERVE) : 0);
     const uint64_t ullWhole = std::max(uSize, uReserve);
-    section.strName = pszName;
-    section.hSection = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, uProtect, static_cast<DWORD>(ullWhole >> 32),
-                                          static_cast<DWORD>(ullWhole), pszName);
-    section.bExisted = section.hSection != nullptr && GetLastError() == ERROR_ALREADY_EXISTS;
-    section.pView = section.hSection != nullptr ? MapViewOfFile(section.hSection, FILE_MAP_WRITE, 0, 0, 0) : nullptr;
-    return section.pView != nullptr;
+    const HANDLE hSection =
+        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, uProtect, static_cast<DWORD>(ullWhole >> 32),
+                           static_cast<DWORD>(ullWhole), pszName);
+    section.bExisted = hSection != nullptr && GetLastError() == ERROR_ALREADY_EXISTS;
+    return section.view.TakeHandle(hSection, FILE_MAP_WRITE) != nullptr && section.view.Map() != nullptr;
 }
 
 // The view's whole length, committed or not.
@@ -70,15 +52,15 @@ size_t WholeLength(const void* pView)
 // Makes sure that uSize bytes from the start may be touched.
 bool Commit(const PublishedSection& section, size_t uSize)
 {
-    if (VOViewSize(section.pView) >= uSize)
+    if (section.view.Size() >= uSize)
     {
         return true;
     }
-    if (WholeLength(section.pView) < uSize)
+    if (WholeLength(section.view.Data()) < uSize)
     {
         return FailWith(ERROR_NOT_ENOUGH_MEMORY);
     }
-    return VirtualAlloc(section.pView, uSize, MEM_COMMIT, PAGE_READWRITE) != nullptr;
+    return VirtualAlloc(section.view.Data(), uSize, MEM_COMMIT, PAGE_READWRITE) != nullptr;
 }
 
 // Room in the section of that name for the content, and for what it may grow to.
@@ -111,7 +93,7 @@ bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
     {
         return false;
     }
-    pHolding->uSize = pHolding->bExisted ? VOViewSize(pHolding->pView) : uSize;
+    pHolding->uSize = pHolding->bExisted ? VOViewSize(pHolding->view.Data()) : uSize;
     m_pHolding = std::move(pHolding);
     return true;
 }
@@ -143,9 +125,10 @@ bool VOPublishedSection::Replace(const VOWCHAR* pszName, size_t uSize, const Wri
     {
         return false;
     }
-    const size_t uCommitted = VOViewSize(pHolding->pView);
-    memcpy(pHolding->pView, pContent.get(), uSize);
-    memset(static_cast<char*>(pHolding->pView) + uSize, 0, uCommitted - uSize);
+    char* const pData = static_cast<char*>(pHolding->view.Data());
+    const size_t uCommitted = VOViewSize(pData);
+    memcpy(pData, pContent.get(), uSize);
+    memset(pData + uSize, 0, uCommitted - uSize);
     pHolding->uSize = uSize;
     m_pHolding = std::move(pHolding);
     return true;
@@ -163,7 +146,7 @@ bool VOPublishedSection::Replace(const VOWCHAR* pszName, const void* pBytes, siz
 
 void* VOPublishedSection::Data() const
 {
-    return m_pHolding ? m_pHolding->pView : nullptr;
+    return m_pHolding ? m_pHolding->view.Data() : nullptr;
 }
 
 size_t VOPublishedSection::Size() const

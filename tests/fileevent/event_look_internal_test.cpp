@@ -247,12 +247,11 @@ TEST_F(EventLook, WithoutAStateSectionNothingIsHeldAndNothingSaid)
 {
     m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
     EXPECT_TRUE(Look());
-    EXPECT_NE(nullptr, m_kDetect.m_hMappingState);
+    EXPECT_NE(nullptr, m_kDetect.m_kState.Data());
     m_kPublisher.DropState();
-    m_kDetect.CloseState();
+    m_kDetect.m_kState.Close();
     EXPECT_FALSE(Look());
-    EXPECT_EQ(nullptr, m_kDetect.m_hMappingState);
-    EXPECT_EQ(nullptr, m_kDetect.m_pMappingState);
+    EXPECT_EQ(nullptr, m_kDetect.m_kState.Data());
     EXPECT_EQ(0u, m_kLog.Count());
 }
 
@@ -263,8 +262,7 @@ TEST_F(EventLook, AStateSectionOfAnotherVersionIsPassedOverInSilence)
         m_kPublisher.PutState(EmptyState(pszVersion));
         m_kPublisher.SetEnabled(AF_SOURCE, 1);
         EXPECT_FALSE(Look()) << pszVersion;
-        EXPECT_EQ(nullptr, m_kDetect.m_hMappingState);
-        EXPECT_EQ(nullptr, m_kDetect.m_pMappingState);
+        EXPECT_EQ(nullptr, m_kDetect.m_kState.Data());
     }
     EXPECT_EQ(0u, m_kLog.Count());
     EXPECT_EQ(kAllTime, m_ullLastTime);
@@ -284,7 +282,7 @@ TEST_F(EventLook, AStateSectionThatEndsEarlyIsPassedOver)
     {
         m_kPublisher.PutState(Bytes(vecState.begin(), vecState.begin() + nSize));
         EXPECT_FALSE(Look()) << nSize;
-        EXPECT_EQ(nullptr, m_kDetect.m_hMappingState);
+        EXPECT_EQ(nullptr, m_kDetect.m_kState.Data());
     }
     EXPECT_EQ(0u, m_kLog.Count());
 }

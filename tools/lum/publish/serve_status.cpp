@@ -4,8 +4,8 @@
 
 #include <iterator>
 
-#include "platform/vo_platform.h"
 #include "platform/vo_process.h"
+#include "platform/vo_section_view.h"
 #include "platform/vo_shared_word.h"
 
 using namespace LUMTrayService;
@@ -52,25 +52,15 @@ void ServeStatusSection::Set(enumAssetFrom eaf, const SourceStatus& kStatus)
 
 bool ReadServeStatus(ServeStatus* pkStatus)
 {
-    HANDLE hSection = OpenFileMappingW(FILE_MAP_READ, 0, LUM_SERVE_STATUS_NAME);
-    void* const pvView = hSection != nullptr ? MapViewOfFile(hSection, FILE_MAP_READ, 0, 0, 0) : nullptr;
-    const bool bRead = pvView != nullptr && VOViewSize(pvView) >= sizeof(ServeStatus) &&
-                       memcmp(pvView, kVersion, sizeof(kVersion)) == 0;
-    if (bRead)
+    const VOSectionView kSection(LUM_SERVE_STATUS_NAME, FILE_MAP_READ);
+    if (kSection.Size() < sizeof(ServeStatus) || !kSection.BeginsWith(kVersion))
     {
-        unsigned long long aullWords[sizeof(ServeStatus) / sizeof(unsigned long long)];
-        VOLoadWords(aullWords, static_cast<const unsigned long long*>(pvView), std::size(aullWords));
-        memcpy(static_cast<void*>(pkStatus), aullWords, sizeof(*pkStatus));
+        return false;
     }
-    if (pvView != nullptr)
-    {
-        UnmapViewOfFile(pvView);
-    }
-    if (hSection != nullptr)
-    {
-        CloseHandle(hSection);
-    }
-    return bRead;
+    unsigned long long aullWords[sizeof(ServeStatus) / sizeof(unsigned long long)];
+    VOLoadWords(aullWords, static_cast<const unsigned long long*>(kSection.Data()), std::size(aullWords));
+    memcpy(static_cast<void*>(pkStatus), aullWords, sizeof(*pkStatus));
+    return true;
 }
 
 }  // namespace lum

@@ -4,9 +4,9 @@
 #include <stddef.h>
 #include <string.h>
 
-#include "platform/vo_platform.h"
 #include "platform/vo_process.h"
 #include "platform/vo_section_publisher.h"
+#include "platform/vo_section_view.h"
 #include "platform/vo_shared_word.h"
 
 namespace lum
@@ -56,12 +56,8 @@ inline void WithdrawSection(const VOWCHAR* pszName, VOPublishedSection* pkSectio
 {
     if (pkSection->Data() == nullptr)
     {
-        HANDLE hSection = OpenFileMappingW(FILE_MAP_READ, 0, pszName);
-        const bool bThere = hSection != nullptr || GetLastError() != ERROR_FILE_NOT_FOUND;
-        if (hSection != nullptr)
-        {
-            CloseHandle(hSection);
-        }
+        const bool bThere =
+            VOSectionView().OpenHandle(pszName, FILE_MAP_READ) != nullptr || GetLastError() != ERROR_FILE_NOT_FOUND;
         if (bThere)
         {
             pkSection->OpenOrCreate(pszName, 1);

@@ -4,7 +4,7 @@
 
 #include "base/console.h"
 #include "base/sources.h"
-#include "platform/vo_platform.h"
+#include "platform/vo_section_view.h"
 #include "publish/event_publisher.h"
 #include "scan/source_index.h"
 #include "vo_utility.h"
@@ -63,13 +63,11 @@ EventStream::~EventStream()
 bool EventStream::Open(std::optional<enumAssetFrom> eaf, std::string* pstrError)
 {
     // Asked first: the library would report the missing section as an error.
-    HANDLE hState = OpenFileMappingW(FILE_MAP_READ, 0, FILEMAPPING_FILEEVENT_UPDATESTATE_NAME);
-    if (hState == nullptr)
+    if (VOSectionView().OpenHandle(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_READ) == nullptr)
     {
         *pstrError = kNothingPublished;
         return false;
     }
-    CloseHandle(hState);
     m_pkAssemble = VOTSFileEventMappingAssemble::Instance();
     for (const enumAssetFrom eafOne : AllSources())
     {
