@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "mapping/update_state.h"
+#include "mapping/section_visit.h"
 
 using LUMTrayService::enumAssetFrom;
 using LUMTrayService::structFileEventNode;
@@ -124,9 +124,7 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     unsigned long long ullImageSize = 0;
     unsigned long long ullImageTime = 0;
 
-    // Given back from the last line up, in any case: the announcement, then the section.
-    VOSectionView kSection;
-    VOReaderAnnouncement kReading;
+    VOSectionVisit kVisit;
     if (pStateInfo == nullptr || pkFileEventReader == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
@@ -143,18 +141,17 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     StringCchPrintf(szName, kSectionNameSize, VOTEXT("%s%d"), FILEEVENT_MAPPING_VIEW_STRING(eaf),
                     static_cast<int>(uSlot));
 
-    // From here to the end of copying the publisher sees that somebody is inside this slot.
-    kReading.Announce(pStateInfo->uReaderCount[uSlot]);
+    kVisit.Enter(pStateInfo->uReaderCount[uSlot]);
 
-    // Read before the section is opened: a publisher writes the time behind the image, so what is copied below is never
-    // older than this, and no event is passed over.
+    // Loaded before the section is opened: a publisher writes the time behind the image, so what is copied below is
+    // never older than this, and no event is passed over.
     ullImageTime = VOLoadWord(pStateInfo->ullUpdateTime[uSlot]);
-    if (kSection.OpenHandle(szName, FILE_MAP_READ) == nullptr)
+    if (kVisit.OpenHandle(szName, FILE_MAP_READ) == nullptr)
     {
         return ET_DATA_UNAVAILABLE;
     }
-    pFileEventAlloc = static_cast<const VOTSFileEventContainer::ContainerAlloc*>(kSection.Map());
-    if (kSection.Size() < sizeof(*pFileEventAlloc))
+    pFileEventAlloc = static_cast<const VOTSFileEventContainer::ContainerAlloc*>(kVisit.Map());
+    if (kVisit.Size() < sizeof(*pFileEventAlloc))
     {
         VO_PROCESS_ERROR(FALSE);
     }
@@ -162,12 +159,12 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     if (uDataBufSize == 0)
     {
         // No failure for the caller, who goes on with what was copied before.
-        LeaveMapped(eaf, kSection);
+        LeaveMapped(eaf, kVisit);
         eResult = ET_NONE;
     }
     VO_PROCESS_ERROR_AS("pFileEventAlloc && pFileEventAlloc->uDataBufSize", uDataBufSize != 0);
     ullImageSize = sizeof(*pFileEventAlloc) + static_cast<unsigned long long>(uDataBufSize);
-    if (ullImageSize > kSection.Size() || ullImageSize > kVOMaxImageSize)
+    if (ullImageSize > kVisit.Size() || ullImageSize > kVOMaxImageSize)
     {
         VO_PROCESS_ERROR(FALSE);
     }
@@ -183,8 +180,7 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     }
     memcpy(m_pBuffer, pFileEventAlloc, static_cast<size_t>(ullImageSize));
     memset(m_pBuffer + ullImageSize, 0, static_cast<size_t>(m_uBufferSize - ullImageSize));
-    kSection.Close();
-    kReading.TakeBack();
+    kVisit.Leave();
 
     if (!pkFileEventReader->SetAlloc(reinterpret_cast<VOTSFileEventContainer::ContainerAlloc*>(m_pBuffer), 0,
                                      ullImageSize))

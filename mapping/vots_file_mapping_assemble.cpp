@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "diagnostics/check.h"
-#include "mapping/update_state.h"
 #include "platform/vo_section_view.h"
+#include "platform/vo_shared_word.h"
 #include "vots_file_mapping.h"
 
 using LUMTrayService::enumAssetFrom;

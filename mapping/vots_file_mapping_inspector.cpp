@@ -2,8 +2,7 @@
 #include <memory>
 
 #include "diagnostics/check.h"
-#include "mapping/update_state.h"
-#include "platform/vo_section_view.h"
+#include "mapping/section_visit.h"
 #include "utility/block_format.h"
 #include "vots_file_mapping.h"
 
@@ -169,12 +168,11 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     unsigned int uImageSize = 0;
     unsigned int uUpdateCount = 0;
 
-    // What a load gives back when memory runs out in the middle of it, from the last line up: the announcement, the
-    // image with what is attached to it, the section. A load that fails otherwise does the same at its end.
-    VOSectionView kSection;
+    // What a load gives back when memory runs out in the middle of it, from the last line up: the visit, then the image
+    // with what is attached to it. A load that fails otherwise does the same at its end.
     const auto DropImage = [](VOTSFileMappingInspector* pkInspector) { pkInspector->UnMappingView_AssetNodes(); };
     std::unique_ptr<VOTSFileMappingInspector, decltype(DropImage)> pkLoading(nullptr, DropImage);
-    VOReaderAnnouncement kReading;
+    VOSectionVisit kVisit;
     if (m_pMappingState == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
@@ -192,23 +190,18 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     VO_PROCESS_ERROR(ASSETNODE_MAPPING_VIEW_STRING(m_eaf));
     VO_PROCESS_ERROR(UnMappingView_AssetNodes());
 
-    // From here to the end of reading the publisher sees that somebody is inside the data section.
     eResult = ET_DATA_UNAVAILABLE;
     pkLoading.reset(this);
-    kReading.Announce(pStateInfo->uReaderCount);
-    if (kSection.Open(ASSETNODE_MAPPING_VIEW_STRING(m_eaf), FILE_MAP_READ))
+    kVisit.Enter(pStateInfo->uReaderCount);
+    if (kVisit.Open(ASSETNODE_MAPPING_VIEW_STRING(m_eaf), FILE_MAP_READ))
     {
-        pbImage = _LoadImage(kSection.Data(), kSection.Size(), uImageSize);
+        pbImage = _LoadImage(kVisit.Data(), kVisit.Size(), uImageSize);
     }
     if (pbImage == nullptr)
     {
         VO_PROCESS_ERROR(FALSE);
     }
-    // The count is taken anew, and from inside: a publisher doesn't move it while a reader is there, so it is the one
-    // of the data. A publication that comes as soon as the reader has left shows as a change.
-    uUpdateCount = VOLoadWord(pStateInfo->uUpdateCount);
-    kSection.Close();
-    kReading.TakeBack();
+    uUpdateCount = kVisit.LeaveWith(pStateInfo->uUpdateCount);
 
     // Before the image, so that whoever asks meanwhile doesn't find an image with an old count.
     VOStoreWord(m_uUpdateCount, uUpdateCount);
@@ -224,7 +217,7 @@ Exit0:
     if (pkLoading != nullptr)
     {
         (void)pkLoading.release();
-        kReading.TakeBack();
+        kVisit.Leave();
         VO_CHECK_ERROR(UnMappingView_AssetNodes());
     }
     return eResult;
