@@ -1,9 +1,8 @@
 #include <memory>
-#include <utility>
 
 #include "diagnostics/check.h"
+#include "mapping/assemble_parts.h"
 #include "platform/vo_section_view.h"
-#include "platform/vo_shared_word.h"
 #include "vots_file_event.h"
 
 using LUMTrayService::enumAssetFrom;
@@ -18,43 +17,28 @@ VOTSFileEventMappingAssemble::~VOTSFileEventMappingAssemble() = default;
 VOTSFileEventMappingAssemble* VOTSFileEventMappingAssemble::Instance()
 {
     const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
-    if (ms_nRefCountOfInstance == 0)
+    if (!VOAddReference(ms_nRefCountOfInstance))
     {
-        VO_CHECK_ERROR(NULL == ms_pkInstance);
-        ms_pkInstance = new VOTSFileEventMappingAssemble;
+        VO_CHECK_ERROR_AS("NULL == ms_pkInstance", VOLoadWord(ms_pkInstance) == nullptr);
         // Without a publisher the object has no inspectors, and is sound all the same.
-        const auto Discard = [](VOTSFileEventMappingAssemble* pkInstance)
+        const auto End = [](VOTSFileEventMappingAssemble* pkInstance)
         {
             pkInstance->_CloseInspector();
             delete pkInstance;
-            ms_pkInstance = nullptr;
         };
-        std::unique_ptr<VOTSFileEventMappingAssemble, decltype(Discard)> pkNew(ms_pkInstance, Discard);
+        std::unique_ptr<VOTSFileEventMappingAssemble, decltype(End)> pkNew(new VOTSFileEventMappingAssemble, End);
         pkNew->_SetupInspector();
-        (void)pkNew.release();
+        VOStoreWord(ms_pkInstance, pkNew.release());
+        VOStoreWord(ms_nRefCountOfInstance, 1);
     }
-    ++ms_nRefCountOfInstance;
-    return ms_pkInstance;
+    return VOLoadWord(ms_pkInstance);
 }
 
 void VOTSFileEventMappingAssemble::Release()
 {
-    VOTSFileEventMappingAssemble* pkLast = nullptr;
-    {
-        // Callers keep this apart from Instance; the lock is for those that don't.
-        const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
-        if (ms_nRefCountOfInstance > 0)
-        {
-            --ms_nRefCountOfInstance;
-        }
-        if (ms_nRefCountOfInstance == 0)
-        {
-            pkLast = std::exchange(ms_pkInstance, nullptr);
-        }
-    }
+    VOTSFileEventMappingAssemble* const pkLast = VOGiveReferenceBack(ms_pkInstance, ms_nRefCountOfInstance);
     if (pkLast != nullptr)
     {
-        // Without the lock: this waits for threads whose listeners may ask for the instance.
         pkLast->_CloseInspector();
         delete pkLast;
     }
@@ -62,42 +46,27 @@ void VOTSFileEventMappingAssemble::Release()
 
 int VOTSFileEventMappingAssemble::Run()
 {
-    for (VOTSFileEventMappingInspector* const pkInspector : m_pArrInspector)
-    {
-        if (pkInspector != nullptr)
-        {
-            pkInspector->Run();
-        }
-    }
+    VOForEachInspector(m_pArrInspector, &VOTSFileEventMappingInspector::Run);
     return 1;
 }
 
 int VOTSFileEventMappingAssemble::Stop()
 {
     _AskToEnd();
-    for (VOTSFileEventMappingInspector* const pkInspector : m_pArrInspector)
-    {
-        if (pkInspector != nullptr)
-        {
-            pkInspector->Stop();
-        }
-    }
+    VOForEachInspector(m_pArrInspector, &VOTSFileEventMappingInspector::Stop);
     return 1;
 }
 
 int VOTSFileEventMappingAssemble::BindListener(enumAssetFrom eaf, IVOTSFileEventListener* piListener)
 {
-    // What is no source has no inspector either.
-    return static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT && m_pArrInspector[eaf] != nullptr
-               ? m_pArrInspector[eaf]->BindListener(piListener)
-               : 0;
+    VOTSFileEventMappingInspector* const pkInspector = VOInspectorOf(m_pArrInspector, eaf);
+    return pkInspector != nullptr ? pkInspector->BindListener(piListener) : 0;
 }
 
 int VOTSFileEventMappingAssemble::SuspendEvent(enumAssetFrom eaf, int bSuspend)
 {
     int nResult = 0;
-    VO_PROCESS_ERROR_AS("m_pArrInspector[(int)eaf]", static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT &&
-                                                         m_pArrInspector[eaf] != nullptr);
+    VO_PROCESS_ERROR_AS("m_pArrInspector[(int)eaf]", VOInspectorOf(m_pArrInspector, eaf));
     VO_PROCESS_ERROR(m_pArrInspector[(int)eaf]->SuspendEvent(bSuspend));
     nResult = 1;
 
@@ -139,26 +108,12 @@ Exit0:
 // the allocator's.
 void VOTSFileEventMappingAssemble::_AskToEnd()
 {
-    for (VOTSFileEventMappingInspector* const pkInspector : m_pArrInspector)
-    {
-        if (pkInspector != nullptr)
-        {
-            pkInspector->_AskToEnd();
-        }
-    }
+    VOForEachInspector(m_pArrInspector, &VOTSFileEventMappingInspector::_AskToEnd);
 }
 
 int VOTSFileEventMappingAssemble::_CloseInspector()
 {
     _AskToEnd();
-    for (VOTSFileEventMappingInspector*& rpkInspector : m_pArrInspector)
-    {
-        if (rpkInspector != nullptr)
-        {
-            rpkInspector->Stop();
-            delete rpkInspector;
-            rpkInspector = nullptr;
-        }
-    }
+    VOEndInspectors(m_pArrInspector, &VOTSFileEventMappingInspector::Stop);
     return 1;
 }

@@ -309,10 +309,11 @@ private:
 class VOBASE_API VOTSFileEventMappingAssemble
 {
 public:
-    // The one object of the process, counted; never null. Instance is thread-safe; callers keep Release apart
-    // from it. With the last Release all threads are stopped as by Stop, which is waited for, and the
-    // inspectors end; a listener must not be the one that calls it. A Release too many does nothing. Throws
-    // std::bad_alloc, with nothing counted, when there is no memory.
+    // The one object of the process, counted; never null. Both are thread-safe; Release takes no lock. With the
+    // last Release all threads are stopped as by Stop, which is waited for, and the inspectors end; a listener
+    // must not be the one that calls it. An Instance beside that Release makes a new object, and may log that
+    // the old one isn't gone yet. A Release too many does nothing. Throws std::bad_alloc, with nothing counted,
+    // when there is no memory.
     //
     // Kept (VOTSFileEventMappingAssemble::Instance): the update state section is looked at once, by the first
     // Instance; without one, or with another version, the object has no inspectors, and a line is logged. Tools

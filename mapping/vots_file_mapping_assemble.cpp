@@ -1,9 +1,8 @@
-#include <atomic>
 #include <memory>
 
 #include "diagnostics/check.h"
+#include "mapping/assemble_parts.h"
 #include "platform/vo_section_view.h"
-#include "platform/vo_shared_word.h"
 #include "vots_file_mapping.h"
 
 using LUMTrayService::enumAssetFrom;
@@ -16,59 +15,33 @@ std::mutex VOTSFileMappingAssemble::ms_InstanceLock;
 VOTSFileMappingAssemble::VOTSFileMappingAssemble() : m_pArrInspector() {}
 VOTSFileMappingAssemble::~VOTSFileMappingAssemble() = default;
 
-// Release doesn't take the lock, so the count and the pointer are read and written through atomic references. A count
-// is taken only from an object that has others, and what ends is the object that was there while its last count was
-// given back: threads that pair the two calls never meet an object that is no more.
 VOTSFileMappingAssemble* VOTSFileMappingAssemble::Instance()
 {
     const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
-    const std::atomic_ref<VOTSFileMappingAssemble*> kInstance(ms_pkInstance);
-    const std::atomic_ref<int> kRefCount(ms_nRefCountOfInstance);
-    int nRefCount = kRefCount;
-    while (nRefCount != 0 && !kRefCount.compare_exchange_weak(nRefCount, nRefCount + 1))
+    if (!VOAddReference(ms_nRefCountOfInstance))
     {
-    }
-    if (nRefCount == 0)
-    {
-        VO_CHECK_ERROR_AS("NULL == ms_pkInstance", kInstance == nullptr);
+        VO_CHECK_ERROR_AS("NULL == ms_pkInstance", VOLoadWord(ms_pkInstance) == nullptr);
         // Without a publisher the object has no inspectors, and is sound all the same.
-        const auto Discard = [kInstance](VOTSFileMappingAssemble* pkInstance)
+        const auto End = [](VOTSFileMappingAssemble* pkInstance)
         {
-            kInstance = nullptr;
             pkInstance->_CloseInspector();
             delete pkInstance;
         };
-        std::unique_ptr<VOTSFileMappingAssemble, decltype(Discard)> pkNew(new VOTSFileMappingAssemble, Discard);
-        kInstance = pkNew.get();
+        std::unique_ptr<VOTSFileMappingAssemble, decltype(End)> pkNew(new VOTSFileMappingAssemble, End);
         pkNew->_SetupInspector();
-        (void)pkNew.release();
-        kRefCount = 1;
+        VOStoreWord(ms_pkInstance, pkNew.release());
+        VOStoreWord(ms_nRefCountOfInstance, 1);
     }
-    return kInstance;
+    return VOLoadWord(ms_pkInstance);
 }
 
 void VOTSFileMappingAssemble::Release()
 {
-    const std::atomic_ref<VOTSFileMappingAssemble*> kInstance(ms_pkInstance);
-    const std::atomic_ref<int> kRefCount(ms_nRefCountOfInstance);
-    VOTSFileMappingAssemble* pkInstance = nullptr;
-    int nRefCount = kRefCount;
-    do
+    VOTSFileMappingAssemble* const pkLast = VOGiveReferenceBack(ms_pkInstance, ms_nRefCountOfInstance);
+    if (pkLast != nullptr)
     {
-        if (nRefCount <= 0)
-        {
-            return;
-        }
-        pkInstance = kInstance;
-    } while (!kRefCount.compare_exchange_weak(nRefCount, nRefCount - 1));
-
-    if (nRefCount == 1 && pkInstance != nullptr)
-    {
-        // Another one may stand there already.
-        VOTSFileMappingAssemble* pkExpected = pkInstance;
-        kInstance.compare_exchange_strong(pkExpected, nullptr);
-        pkInstance->_CloseInspector();
-        delete pkInstance;
+        pkLast->_CloseInspector();
+        delete pkLast;
     }
 }
 
@@ -164,8 +137,7 @@ int VOTSFileMappingAssemble::GetAssetNode(LUMTrayService::structAssetNode& tsNod
     VOTSFileMappingInspector* pkInspector = nullptr;
     if (eaf != LUMTrayService::AF_ERROR)
     {
-        // What is no source has no inspector either.
-        pkInspector = static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT ? m_pArrInspector[eaf] : nullptr;
+        pkInspector = VOInspectorOf(m_pArrInspector, eaf);
         VO_PROCESS_ERROR(pkInspector);
         nResult = pkInspector->GetAssetNode(pszPath, tsNode);
     }
@@ -222,14 +194,6 @@ Exit0:
 
 int VOTSFileMappingAssemble::_CloseInspector()
 {
-    for (VOTSFileMappingInspector*& rpkInspector : m_pArrInspector)
-    {
-        if (rpkInspector != nullptr)
-        {
-            rpkInspector->CloseMapping();
-            delete rpkInspector;
-            rpkInspector = nullptr;
-        }
-    }
+    VOEndInspectors(m_pArrInspector, &VOTSFileMappingInspector::CloseMapping);
     return 1;
 }

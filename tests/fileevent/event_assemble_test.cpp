@@ -1,10 +1,13 @@
 // The process-wide object over the event streams of all sources.
+#include <stdlib.h>
+
 #include <atomic>
 #include <chrono>
 #include <functional>
 #include <mutex>
 #include <thread>
 
+#include "diagnostics/fresh_process.h"
 #include "fileevent/event_section_tools.h"
 
 namespace
@@ -384,6 +387,60 @@ TEST_F(EventAssemble, InstanceIsMadeOnceByManyThreads)
     {
         EXPECT_EQ(OpenAssemble::Current(), rpkSeen.load());
     }
+}
+
+TEST_F(EventAssemble, OnManyThreadsAnObjectIsThereFromInstanceToRelease)
+{
+    Publisher kPublisher;
+    kPublisher.SetEnabled(AF_SOURCE, 1);
+    const LogCapture kLog;
+    std::atomic<int> nMisses = 0;
+    std::vector<std::thread> vecThreads;
+    for (int nThread = 0; nThread < 4; ++nThread)
+    {
+        vecThreads.emplace_back(
+            [&nMisses]
+            {
+                for (int nRound = 0; nRound < 300; ++nRound)
+                {
+                    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
+                    nMisses += (pkAssemble->*&OpenAssemble::m_pArrInspector)[AF_SOURCE] == nullptr ? 1 : 0;
+                    VOTSFileEventMappingAssemble::Release();
+                }
+            });
+    }
+    for (std::thread& rkThread : vecThreads)
+    {
+        rkThread.join();
+    }
+    EXPECT_EQ(0, nMisses);
+    EXPECT_EQ(0, OpenAssemble::References());
+    EXPECT_EQ(nullptr, OpenAssemble::Current());
+}
+
+TEST(EventAssembleDeathTest, ReleaseMayBeCalledFromAHookWhileInstanceReports)
+{
+    EXPECT_IN_FRESH_PROCESS({
+        static bool s_bCalled = false;
+        SetLogPrintfFunction(
+            [](VOLOG_PRIORITY, const char*)
+            {
+                s_bCalled = true;
+                VOTSFileEventMappingAssemble::Release();
+                return 0;
+            });
+        // Without an end, a thread that waits for itself would keep the test.
+        std::thread(
+            []
+            {
+                std::this_thread::sleep_for(std::chrono::seconds(20));
+                _Exit(3);
+            })
+            .detach();
+        CHECK_HERE(VOTSFileEventMappingAssemble::Instance() != nullptr);
+        CHECK_HERE(s_bCalled);
+        CHECK_HERE(OpenAssemble::References() == 1);
+    });
 }
 
 }  // namespace
