@@ -33,16 +33,13 @@ FILE* VOTakeStandardOutput();
 // VOTakeStandardOutput. -1 when it can't be run; otherwise what system() gives. From one thread at a time.
 int VORunCommand(const std::string& strCommand);
 
-// Columns of the terminal that standard output ends at; 0 when it isn't one.
-unsigned VOConsoleWidth();
-
 // Requests that come so close behind the first one are the first one, in milliseconds. Whoever passes a signal on sends
 // it to the process and to its group, so that it comes twice.
 inline constexpr uint32_t kVOSameStopRequest = 500;
 
 // From this call on, the first request to stop (SIGINT, SIGTERM or SIGHUP; Ctrl-C, Ctrl-Break or the closing of the
-// console on Windows) is noted instead of ending the process; a later one, kVOSameStopRequest or more behind it, ends it
-// at once. Calling it again changes nothing. False when the system refused.
+// console on Windows) is noted instead of ending the process; a later one, kVOSameStopRequest or more behind it, ends
+// it at once. Calling it again changes nothing. False when the system refused.
 bool VOHandleStopRequests();
 
 // True once a request was noted.

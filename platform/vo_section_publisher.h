@@ -7,11 +7,10 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #include <functional>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "vo_types.h"
 
@@ -79,7 +78,15 @@ public:
     // Puts new content of uSize bytes under the name, whether or not there was some before. uSize isn't 0. On failure
     // the section of that name is as it was, and so is this object.
     bool Replace(const VOWCHAR* pszName, size_t uSize, const Writer& fnWriter);
-    bool Replace(const VOWCHAR* pszName, const void* pBytes, size_t uSize);
+    bool Replace(const VOWCHAR* pszName, const void* pBytes, size_t uSize)
+    {
+        return Replace(pszName, uSize,
+                       [pBytes](void* pData, size_t uLength)
+                       {
+                           memcpy(pData, pBytes, uLength);
+                           return true;
+                       });
+    }
 
     // The content, and the bytes asked for (or taken over); null and 0 when nothing is held.
     void* Data() const;
@@ -102,10 +109,7 @@ private:
 // committed.
 constexpr size_t VO_SECTION_RESERVE = size_t{1} << 30;
 
-// Half-built objects that killed publishers of this user left in this name space. Replace and OpenOrCreate remove those
-// of their own section; a program removes all of them at its start. Objects still being built by a living process
-// aren't stale. On Windows there are none.
-std::vector<std::string> VOListStaleSectionObjects();
-
-// Removes them. Result: how many were removed.
+// Removes the half-built objects that killed publishers of this user left in this name space, and tells how many there
+// were. Replace and OpenOrCreate remove those of their own section; a program removes all of them at its start. Objects
+// still being built by a living process aren't stale. On Windows there are none.
 size_t VORemoveStaleSectionObjects();

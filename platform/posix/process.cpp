@@ -5,7 +5,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
-#include <sys/ioctl.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -141,12 +140,6 @@ FILE* VOTakeStandardOutput()
 int VORunCommand(const std::string& strCommand)
 {
     return system(strCommand.c_str());
-}
-
-unsigned VOConsoleWidth()
-{
-    winsize size = {};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 bool VOHandleStopRequests()

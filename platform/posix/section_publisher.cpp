@@ -2,7 +2,6 @@
 #include "platform/vo_section_publisher.h"
 
 #include <errno.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <utility>
@@ -21,8 +20,6 @@ struct PublishedObject
     ino_t uObject = 0;
     bool bExisted = false;
 };
-
-typedef std::function<bool(void* pData, size_t uSize)> Writer;
 
 // True when the name is free or stands for something of this user's. Being allowed to replace another user's object, as
 // the superuser is, is no reason to do it.
@@ -66,7 +63,7 @@ bool TakeOver(PublishedObject& holding, size_t uSize, bool* pbReplace)
 }
 
 // Builds an object, has it filled, and gives it the name. EEXIST without bReplace when the name is taken.
-bool Build(PublishedObject& holding, size_t uSize, const Writer* pfnWriter, bool bReplace)
+bool Build(PublishedObject& holding, size_t uSize, const VOPublishedSection::Writer* pfnWriter, bool bReplace)
 {
     TemporaryObject object;
     struct stat info;
@@ -159,16 +156,6 @@ bool VOPublishedSection::Replace(const VOWCHAR* pszName, size_t uSize, const Wri
     return true;
 }
 
-bool VOPublishedSection::Replace(const VOWCHAR* pszName, const void* pBytes, size_t uSize)
-{
-    return Replace(pszName, uSize,
-                   [pBytes](void* pData, size_t uLength)
-                   {
-                       memcpy(pData, pBytes, uLength);
-                       return true;
-                   });
-}
-
 void* VOPublishedSection::Data() const
 {
     return m_pHolding ? m_pHolding->mapping.Data() : nullptr;
@@ -205,11 +192,6 @@ bool VOPublishedSection::Withdraw()
 void VOPublishedSection::Detach()
 {
     m_pHolding.reset();
-}
-
-std::vector<std::string> VOListStaleSectionObjects()
-{
-    return ListStaleObjects(std::string());
 }
 
 size_t VORemoveStaleSectionObjects()

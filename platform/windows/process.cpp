@@ -132,16 +132,6 @@ int VORunCommand(const std::string& strCommand)
     return nResult;
 }
 
-unsigned VOConsoleWidth()
-{
-    CONSOLE_SCREEN_BUFFER_INFO info;
-    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) == FALSE)
-    {
-        return 0;
-    }
-    return static_cast<unsigned>(info.srWindow.Right - info.srWindow.Left + 1);
-}
-
 bool VOHandleStopRequests()
 {
     static const bool s_bHandled = RequestEvent() != nullptr && SetConsoleCtrlHandler(OnConsoleControl, TRUE) != FALSE;

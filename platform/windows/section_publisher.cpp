@@ -134,16 +134,6 @@ bool VOPublishedSection::Replace(const VOWCHAR* pszName, size_t uSize, const Wri
     return true;
 }
 
-bool VOPublishedSection::Replace(const VOWCHAR* pszName, const void* pBytes, size_t uSize)
-{
-    return Replace(pszName, uSize,
-                   [pBytes](void* pData, size_t uLength)
-                   {
-                       memcpy(pData, pBytes, uLength);
-                       return true;
-                   });
-}
-
 void* VOPublishedSection::Data() const
 {
     return m_pHolding ? m_pHolding->view.Data() : nullptr;
@@ -164,11 +154,6 @@ bool VOPublishedSection::Withdraw()
 void VOPublishedSection::Detach()
 {
     m_pHolding.reset();
-}
-
-std::vector<std::string> VOListStaleSectionObjects()
-{
-    return {};
 }
 
 size_t VORemoveStaleSectionObjects()

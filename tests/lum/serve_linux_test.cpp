@@ -272,7 +272,7 @@ TEST(LumKilled, AtAnyMomentTheNextPublisherTakesOverCleanly)
     LumServe kLast({"--source", strRoot});
     ASSERT_TRUE(kLast.Publishes()) << kLast.Process().Err();
     EXPECT_TRUE(RunLum({"tree"}).strOut.ends_with("20 folders, 400 files\n"));
-    EXPECT_TRUE(VOListStaleSectionObjects().empty());
+    EXPECT_EQ(0u, VORemoveStaleSectionObjects());
     EXPECT_EQ(kLast.Stop(), 0);
     EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 1);
 }

@@ -219,7 +219,7 @@ TEST(FailingSection, IsMadeCompletelyOrNotAtAll)
     };
     round.fnAfter = [&](bool bDone)
     {
-        EXPECT_TRUE(VOListStaleSectionObjects().empty());
+        EXPECT_EQ(0u, VORemoveStaleSectionObjects());
         // The last step opens what has its name already: when that fails, the section is there, whole.
         EXPECT_LE(CountObjects(strName), 1u);
         VOPublishedSection section;
@@ -249,7 +249,7 @@ TEST(FailingPublisher, LeavesTheOldContentOrTheNewOne)
     {
         const char* const pszExpected = bDone ? "new" : "old";
         EXPECT_STREQ(pszExpected, static_cast<const char*>(section.Data()));
-        EXPECT_TRUE(VOListStaleSectionObjects().empty());
+        EXPECT_EQ(0u, VORemoveStaleSectionObjects());
         VOPublishedSection reader;
         EXPECT_TRUE(reader.OpenOrCreate(strName.c_str(), 4));
         EXPECT_TRUE(reader.Existed());
@@ -288,7 +288,7 @@ TEST(FailingPublisher, TakesOverOrMakesASectionCompletelyOrNotAtAll)
             EXPECT_EQ(bDone, section.Data() != nullptr);
             EXPECT_EQ(bDone && bExists, section.Existed());
             EXPECT_STREQ(bDone && bExists ? "left" : "", bDone ? static_cast<const char*>(section.Data()) : "");
-            EXPECT_TRUE(VOListStaleSectionObjects().empty());
+            EXPECT_EQ(0u, VORemoveStaleSectionObjects());
             EXPECT_TRUE(!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS || CountObjects(strName) == (bDone || bExists ? 1u : 0u));
             EXPECT_TRUE(section.Withdraw());
             EXPECT_TRUE(earlier.Withdraw());

@@ -4,6 +4,7 @@
 
 #include <fstream>
 
+#include "platform/posix/section_object.h"
 #include "tests/platform/platform_test_support.h"
 
 namespace
@@ -100,7 +101,7 @@ TEST(LeftSection, ThatIsAFolderIsRefused)
     EXPECT_EQ(ERROR_ACCESS_DENIED, GetLastError());
     EXPECT_FALSE(section.Replace(name.Get(), "x", 1));
     EXPECT_EQ(ERROR_ACCESS_DENIED, GetLastError());
-    EXPECT_TRUE(VOListStaleSectionObjects().empty());
+    EXPECT_EQ(0u, VORemoveStaleSectionObjects());
     EXPECT_EQ(0, rmdir(ObjectPath(name).c_str()));
 }
 
@@ -169,7 +170,7 @@ TEST(ReplacedSection, LeavesNothingBehindWhenTheWriterThrows)
     EXPECT_THROW(section.Replace(name.Get(), 100, [](void*, size_t) -> bool { throw std::bad_alloc(); }),
                  std::bad_alloc);
     EXPECT_FALSE(IsThere(ObjectPath(name)));
-    EXPECT_TRUE(VOListStaleSectionObjects().empty());
+    EXPECT_EQ(0u, VORemoveStaleSectionObjects());
 }
 
 TEST(WithdrawnSection, LeavesTheNameToASuccessorThatHasTakenIt)
@@ -215,16 +216,15 @@ TEST(StaleObjects, AreThoseOfDeadPublishers)
     ChildProcess publisher("half-replace", name.Ascii());
     ASSERT_EQ("half way", publisher.ReadLine());
     // Its builder lives.
-    EXPECT_TRUE(VOListStaleSectionObjects().empty());
     EXPECT_EQ(0u, VORemoveStaleSectionObjects());
     publisher.Kill();
-    const std::vector<std::string> vecStale = VOListStaleSectionObjects();
+    const std::vector<std::string> vecStale = ListStaleObjects({});
     ASSERT_EQ(1u, vecStale.size());
     EXPECT_TRUE(vecStale[0].starts_with(ObjectPath(name) + "~")) << vecStale[0];
     EXPECT_TRUE(IsThere(vecStale[0]));
     EXPECT_EQ(1u, VORemoveStaleSectionObjects());
     EXPECT_FALSE(IsThere(vecStale[0]));
-    EXPECT_TRUE(VOListStaleSectionObjects().empty());
+    EXPECT_EQ(0u, VORemoveStaleSectionObjects());
 }
 
 TEST(StaleObjects, OfOneSectionAreRemovedByItsNextPublisher)
@@ -237,10 +237,10 @@ TEST(StaleObjects, OfOneSectionAreRemovedByItsNextPublisher)
     ASSERT_EQ("half way", second.ReadLine());
     first.Kill();
     second.Kill();
-    EXPECT_EQ(2u, VOListStaleSectionObjects().size());
+    EXPECT_EQ(2u, ListStaleObjects({}).size());
     VOPublishedSection section;
     ASSERT_TRUE(section.OpenOrCreate(name.Get(), 100));
-    const std::vector<std::string> vecStale = VOListStaleSectionObjects();
+    const std::vector<std::string> vecStale = ListStaleObjects({});
     ASSERT_EQ(1u, vecStale.size());
     EXPECT_TRUE(vecStale[0].starts_with(ObjectPath(other) + "~")) << vecStale[0];
     EXPECT_EQ(1u, VORemoveStaleSectionObjects());
@@ -253,7 +253,6 @@ TEST(StaleObjects, AreNeitherSectionsNorLocks)
     VOInstanceLock lock;
     ASSERT_TRUE(section.Replace(name.Get(), "x", 2));
     ASSERT_EQ(VOInstanceLock::Result::Acquired, lock.TryAcquire(name.Get()));
-    EXPECT_TRUE(VOListStaleSectionObjects().empty());
     EXPECT_EQ(0u, VORemoveStaleSectionObjects());
     EXPECT_TRUE(IsThere(ObjectPath(name)));
     EXPECT_TRUE(IsThere(ObjectPath(name) + "~lock"));

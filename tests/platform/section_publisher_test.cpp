@@ -226,5 +226,5 @@ TEST(KilledPublisher, NeverLeavesHalfASection)
     EXPECT_EQ("whole", ReadSection(name));
     ASSERT_TRUE(Replace(section, name, "whole again"));
     EXPECT_EQ("whole again", ReadSection(name));
-    EXPECT_TRUE(VOListStaleSectionObjects().empty());
+    EXPECT_EQ(0u, VORemoveStaleSectionObjects());
 }

@@ -149,7 +149,6 @@ int IgnoreStop(const VOWString&)
 int DescribeTerminal(const VOWString&)
 {
     SayLine(VOIsTerminal(stdout) ? "terminal" : "no terminal");
-    SayLine(std::to_string(VOConsoleWidth()));
     return 0;
 }
 
