@@ -1,7 +1,9 @@
-// The queries of an inspector: a guard in front of the container's own operations, and the choice of child lists.
+// The queries of an inspector: its error state, which stands in front of the container's own operations, and the choice
+// of child lists.
 #include <algorithm>
 
 #include "diagnostics/check.h"
+#include "platform/vo_shared_word.h"
 #include "vots_asset_node_classify_manager.h"
 #include "vots_asset_node_container_helper.h"
 #include "vots_file_mapping.h"
@@ -29,6 +31,33 @@ unsigned int ChildInfoOf(const structAssetNode& tsNode, NodeType eNodeType)
 }
 
 }  // namespace
+
+ErrorType VOTSFileMappingInspector::LastErrorType() const
+{
+    if (VOLoadWord(m_hMappingState) == nullptr && VOLoadWord(m_pMappingState) == nullptr)
+    {
+        return ET_STATE_UNAVAILABLE;
+    }
+    if (VOLoadWord(m_pAssetNodeAlloc) == nullptr)
+    {
+        return ET_DATA_UNAVAILABLE;
+    }
+    return VOLoadWord(_StateInfo()->uUpdateCount) == VOLoadWord(m_uUpdateCount) ? ET_NONE : ET_DATA_OUTDATED;
+}
+
+ErrorType VOTSFileMappingInspector::LastErrorTypeASync() const
+{
+    const ErrorType eResult = LastErrorType();
+    return VOLoadWord(m_eSyncMode) != SM_ASYNC || eResult < ET_DATA_OUTDATED ? eResult : ET_NONE;
+}
+
+// The record of this source in the section; an empty pointer for what is no source at all.
+AssetNodeStateInfo* VOTSFileMappingInspector::_StateInfo() const
+{
+    return static_cast<unsigned int>(m_eaf) < LUMTrayService::ASSETTYPE_COUNT
+               ? &VOLoadWord(m_pMappingState)->arrStateInfo[m_eaf]
+               : nullptr;
+}
 
 template <typename Question>
 auto VOTSFileMappingInspector::_Ask(const char* pszFunction, bool bMayAsk, Question kAsk) const -> decltype(kAsk())

@@ -1,4 +1,4 @@
-// The life of an inspector: opening, loading, closing, and the error values.
+// The life of an inspector: opening, loading, closing.
 #include <memory>
 
 #include "diagnostics/check.h"
@@ -78,33 +78,6 @@ void VOTSFileMappingInspector::SetInspectMode(SyncMode eSyncMode)
 enumAssetFrom VOTSFileMappingInspector::AssetFrom() const
 {
     return m_eaf;
-}
-
-ErrorType VOTSFileMappingInspector::LastErrorType() const
-{
-    if (VOLoadWord(m_hMappingState) == nullptr && VOLoadWord(m_pMappingState) == nullptr)
-    {
-        return ET_STATE_UNAVAILABLE;
-    }
-    if (VOLoadWord(m_pAssetNodeAlloc) == nullptr)
-    {
-        return ET_DATA_UNAVAILABLE;
-    }
-    return VOLoadWord(_StateInfo()->uUpdateCount) == VOLoadWord(m_uUpdateCount) ? ET_NONE : ET_DATA_OUTDATED;
-}
-
-ErrorType VOTSFileMappingInspector::LastErrorTypeASync() const
-{
-    const ErrorType eResult = LastErrorType();
-    return VOLoadWord(m_eSyncMode) != SM_ASYNC || eResult < ET_DATA_OUTDATED ? eResult : ET_NONE;
-}
-
-// The record of this source in the section; an empty pointer for what is no source at all.
-AssetNodeStateInfo* VOTSFileMappingInspector::_StateInfo() const
-{
-    return static_cast<unsigned int>(m_eaf) < LUMTrayService::ASSETTYPE_COUNT
-               ? &VOLoadWord(m_pMappingState)->arrStateInfo[m_eaf]
-               : nullptr;
 }
 
 ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
