@@ -17,6 +17,7 @@
 #include <memory>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "platform/fault_points.h"
 #include "platform/vo_native_names.h"
@@ -362,19 +363,6 @@ bool TemporaryObject::Publish(bool bReplace)
     }
     m_strPath.clear();
     return true;
-}
-
-std::vector<std::string> ListStaleObjects(const std::string& strFinalPath)
-{
-    std::vector<std::string> vecStale;
-    for (std::string& strPath : ListTemporaryObjects(strFinalPath))
-    {
-        if (LockLeftover(strPath).IsOpen())
-        {
-            vecStale.push_back(std::move(strPath));
-        }
-    }
-    return vecStale;
 }
 
 size_t RemoveStaleObjects(const std::string& strFinalPath)

@@ -17,7 +17,6 @@
 #include <sys/types.h>
 
 #include <string>
-#include <vector>
 
 #include "vo_types.h"
 
@@ -99,7 +98,6 @@ private:
     Descriptor m_descriptor;
 };
 
-// Paths of temporary objects of this user and name space that no living process builds any more. strFinalPath: only
-// those of one section; empty: all. RemoveStaleObjects gives the number removed.
-std::vector<std::string> ListStaleObjects(const std::string& strFinalPath);
+// Removes the temporary objects of this user and name space that no living process builds any more, and gives their
+// number. strFinalPath: only those of one section; empty: all.
 size_t RemoveStaleObjects(const std::string& strFinalPath);
