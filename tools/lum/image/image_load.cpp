@@ -4,13 +4,12 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <atomic>
-
 #include "base/console.h"
 #include "base/files.h"
 #include "base/sources.h"
 #include "image/byte_view.h"
-#include "platform/vo_platform.h"
+#include "platform/vo_section_view.h"
+#include "platform/vo_shared_word.h"
 #include "vo_utility.h"
 
 using namespace LUMTrayService;
@@ -28,40 +27,6 @@ constexpr uint64_t kMaxImage = 0xFFFFFFFFull;
 constexpr uint64_t kMaxExpansion = 256;
 constexpr uint64_t kExpansionSlack = 64;
 
-// A section, opened for as long as the object lives.
-class OpenSection
-{
-public:
-    OpenSection(const VOWCHAR* pszName, DWORD uAccess)
-        : m_hSection(OpenFileMappingW(uAccess, 0, pszName)),
-          m_pView(m_hSection != nullptr ? MapViewOfFile(m_hSection, uAccess, 0, 0, 0) : nullptr)
-    {
-    }
-
-    ~OpenSection()
-    {
-        if (m_pView != nullptr)
-        {
-            UnmapViewOfFile(m_pView);
-        }
-        if (m_hSection != nullptr)
-        {
-            CloseHandle(m_hSection);
-        }
-    }
-
-    OpenSection(const OpenSection&) = delete;
-    OpenSection& operator=(const OpenSection&) = delete;
-
-    bool Exists() const { return m_hSection != nullptr; }
-    unsigned char* Data() const { return static_cast<unsigned char*>(m_pView); }
-    uint64_t Size() const { return m_pView != nullptr ? VOViewSize(m_pView) : 0; }
-
-private:
-    HANDLE m_hSection;
-    void* m_pView;
-};
-
 // Announces a reader, so that a publisher leaves the data section alone meanwhile.
 class ReaderMark
 {
@@ -69,11 +34,10 @@ public:
     explicit ReaderMark(enumAssetFrom eaf) : m_kState(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE)
     {
         if (m_kState.Size() >= sizeof(AssetNodeUpdateState) &&
-            memcmp(m_kState.Data(), FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION,
-                   sizeof(AssetNodeUpdateState::szVersion)) == 0)
+            m_kState.BeginsWith(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION))
         {
-            m_puReaders = &reinterpret_cast<AssetNodeUpdateState*>(m_kState.Data())->arrStateInfo[eaf].uReaderCount;
-            std::atomic_ref<unsigned>(*m_puReaders).fetch_add(1);
+            m_puReaders = &static_cast<AssetNodeUpdateState*>(m_kState.Data())->arrStateInfo[eaf].uReaderCount;
+            VOAddToWord(*m_puReaders, 1);
         }
     }
 
@@ -81,7 +45,7 @@ public:
     {
         if (m_puReaders != nullptr)
         {
-            std::atomic_ref<unsigned>(*m_puReaders).fetch_sub(1);
+            VOAddToWord(*m_puReaders, -1);
         }
     }
 
@@ -89,7 +53,7 @@ public:
     ReaderMark& operator=(const ReaderMark&) = delete;
 
 private:
-    OpenSection m_kState;
+    VOSectionView m_kState;
     unsigned* m_puReaders = nullptr;
 };
 
@@ -146,14 +110,15 @@ bool LoadSectionImage(enumAssetFrom eaf, LoadedImage* pkResult, std::string* pst
     std::vector<unsigned char> vecBlock;
     {
         const ReaderMark kMark(eaf);
-        const OpenSection kSection(ASSETNODE_MAPPING_VIEW_STRING(eaf), FILE_MAP_READ);
-        if (!kSection.Exists())
+        VOSectionView kSection;
+        if (kSection.OpenHandle(ASSETNODE_MAPPING_VIEW_STRING(eaf), FILE_MAP_READ) == nullptr)
         {
             *pstrError = fmt::format("{}: there is no data section", SourceName(eaf));
             return false;
         }
         // A section may be larger than its block. What the head says is read once, and used only within the section.
-        const ByteView kBytes(kSection.Data(), kSection.Size());
+        kSection.Map();
+        const ByteView kBytes(static_cast<const unsigned char*>(kSection.Data()), kSection.Size());
         const uint64_t ullStream = kBytes.Long(8);
         const bool bWhole = kBytes.Has(kBlockHead, ullStream);
         const uint64_t ullSize = bWhole ? kBlockHead + ullStream : kBytes.Size();
@@ -190,13 +155,15 @@ bool LoadFileImage(const std::string& strNative, LoadedImage* pkResult, std::str
 
 bool LoadState(AssetNodeUpdateState* pkState, bool* pbMissing, std::string* pstrError)
 {
-    const OpenSection kSection(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ);
-    *pbMissing = !kSection.Exists() && GetLastError() == ERROR_FILE_NOT_FOUND;
-    if (!kSection.Exists())
+    VOSectionView kSection;
+    const bool bThere = kSection.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ) != nullptr;
+    *pbMissing = !bThere && GetLastError() == ERROR_FILE_NOT_FOUND;
+    if (!bThere)
     {
         *pstrError = *pbMissing ? kNothingPublished : "the update state section can't be opened";
         return false;
     }
+    kSection.Map();
     if (kSection.Size() < sizeof(AssetNodeUpdateState))
     {
         *pstrError =
