@@ -59,7 +59,7 @@ VOTSFileMonitorEventDispatcher::VOTSFileMonitorEventDispatcher() : m_blstEnable(
 VOTSFileMonitorEventDispatcher::VOTSFileMonitorEventDispatcher(const VOTSFileMonitorEventDispatcher& kOther)
     : VOTSFileMonitorEventListener_Adapter(kOther),
       m_listListeners(kOther.m_listListeners),
-      m_blstEnable(LoadFlag(kOther.m_blstEnable)),
+      m_blstEnable(VOLoadWord(kOther.m_blstEnable)),
       m_nListBusy(0),
       m_nWalks(0)
 {
@@ -72,7 +72,7 @@ VOTSFileMonitorEventDispatcher& VOTSFileMonitorEventDispatcher::operator=(const 
         FlagGuard kGuard(m_nListBusy);
         kGuard.Acquire();
         m_listListeners = kOther.m_listListeners;
-        StoreFlag(m_blstEnable, m_nWalks != 0 ? 0 : LoadFlag(kOther.m_blstEnable));
+        VOStoreWord(m_blstEnable, m_nWalks != 0 ? 0 : VOLoadWord(kOther.m_blstEnable));
     }
     return *this;
 }
@@ -87,7 +87,7 @@ int VOTSFileMonitorEventDispatcher::AddListener(IVOTSFileMonitorEventListener* p
     int nResult = 0;
     FlagGuard kGuard(m_nListBusy);
     VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon() && LoadFlag(m_blstEnable) != 0);
+    VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0);
     if (!_IsInList(pListener))
     {
         m_listListeners.push_back(pListener);
@@ -103,7 +103,7 @@ int VOTSFileMonitorEventDispatcher::RemoveListener(IVOTSFileMonitorEventListener
     int nResult = 0;
     FlagGuard kGuard(m_nListBusy);
     VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon() && LoadFlag(m_blstEnable) != 0);
+    VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0);
     if (_IsInList(pListener))
     {
         m_listListeners.remove(pListener);
@@ -123,7 +123,7 @@ int VOTSFileMonitorEventDispatcher::IsListenerExist(IVOTSFileMonitorEventListene
 // 0 while anybody walks, else 1. The caller has the guard.
 void VOTSFileMonitorEventDispatcher::_ShowWalks()
 {
-    StoreFlag(m_blstEnable, m_nWalks != 0 ? 0 : 1);
+    VOStoreWord(m_blstEnable, m_nWalks != 0 ? 0 : 1);
 }
 
 // The caller has the guard, and keeps it until it has changed the list: nothing comes in between. A search leaves the

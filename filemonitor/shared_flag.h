@@ -1,19 +1,9 @@
-// Flags that threads share, and the guard of one that says "busy".
+// The guard of a flag that says "busy".
 #pragma once
 
 #include <thread>
 
 #include "platform/vo_shared_word.h"
-
-inline int LoadFlag(const int& nFlag)
-{
-    return VOLoadWord(nFlag);
-}
-
-inline void StoreFlag(int& nFlag, int nValue)
-{
-    VOStoreWord(nFlag, nValue);
-}
 
 // Owns a busy flag once it has been taken, to the end of the scope, however that is left.
 class FlagGuard
