@@ -1,8 +1,6 @@
 // What a publisher of events does when one of a batch can't be entered.
 #include <stdlib.h>
 
-#include <deque>
-
 #include "platform/fault_points.h"
 #include "platform/vo_platform.h"
 #include "support/text.h"
@@ -15,18 +13,18 @@ namespace
 
 using namespace LUMTrayService;
 
-std::deque<lum::PublishedEvent> Batch()
+lum::Changes Batch()
 {
-    std::deque<lum::PublishedEvent> dequeEvents;
+    lum::Changes kChanges;
     for (int i = 0; i < 200; ++i)
     {
-        lum::PublishedEvent kEvent;
-        kEvent.uKind = 1;
-        kEvent.strPath = votest::Wide("path" + std::to_string(i));
-        kEvent.strPhysicalPath = votest::Wide("/root/path" + std::to_string(i));
-        dequeEvents.push_back(kEvent);
+        lum::Change kChange;
+        kChange.eKind = lum::ChangeKind::Added;
+        kChange.strPath = votest::Wide("path" + std::to_string(i));
+        kChange.strPhysicalPath = votest::Wide("/root/path" + std::to_string(i));
+        kChanges.push_back(kChange);
     }
-    return dequeEvents;
+    return kChanges;
 }
 
 // The paths in the image that readers are pointed to, in its order.
@@ -68,21 +66,21 @@ void TellABatchWhile(const char* pszCall, unsigned uEvery)
         std::string strError;
         lum::EventPublisher kPublisher;
         ASSERT_TRUE(kPublisher.Open({AF_SOURCE}, &strError)) << strError;
-        std::deque<lum::PublishedEvent> dequeEvents = Batch();
+        lum::Changes kChanges = Batch();
         bool bPublished = false;
         VOFaultArm(pszCall, uNth, false);
         try
         {
-            bPublished = kPublisher.Publish(AF_SOURCE, &dequeEvents, &strError);
+            bPublished = kPublisher.Publish(AF_SOURCE, &kChanges, &strError);
         }
         catch (const std::bad_alloc&)
         {
         }
         const bool bFired = VOFaultFired() != 0;
         VOFaultDisarm();
-        uInPart += !bPublished && !dequeEvents.empty() && dequeEvents.size() < 200 ? 1 : 0;
-        ASSERT_TRUE(bPublished || kPublisher.Publish(AF_SOURCE, &dequeEvents, &strError)) << strError;
-        EXPECT_TRUE(dequeEvents.empty());
+        uInPart += !bPublished && !kChanges.empty() && kChanges.size() < 200 ? 1 : 0;
+        ASSERT_TRUE(bPublished || kPublisher.Publish(AF_SOURCE, &kChanges, &strError)) << strError;
+        EXPECT_TRUE(kChanges.empty());
         const std::vector<VOWString> vecPaths = PublishedPaths();
         ASSERT_EQ(200u, vecPaths.size()) << "allocation " << uNth;
         for (size_t i = 0; i < vecPaths.size(); ++i)

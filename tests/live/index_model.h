@@ -20,9 +20,10 @@
 namespace livetest
 {
 
+using lum::Change;
 using lum::ChangeKind;
+using lum::Changes;
 using lum::FolderHints;
-using lum::IndexChange;
 using lum::IndexEntry;
 
 typedef std::set<std::string> Paths;
@@ -209,9 +210,9 @@ private:
 };
 
 // What the changes make of a set of paths. One that doesn't fit is a failure.
-inline void Apply(const std::vector<IndexChange>& vecChanges, Paths* psetPaths)
+inline void Apply(const Changes& kChanges, Paths* psetPaths)
 {
-    for (const IndexChange& kChange : vecChanges)
+    for (const Change& kChange : kChanges)
     {
         const std::string strSlash = kChange.bFolder ? "/" : "";
         const std::string strPath = Shown(kChange.strPath) + strSlash;

@@ -62,10 +62,10 @@ public:
         const auto kEnd = lum::LiveClock::now() + kTime;
         do
         {
-            std::vector<IndexChange> vecChanges;
-            EXPECT_TRUE(m_pkSource->Work(lum::LiveClock::now(), &vecChanges, &strError)) << strError;
-            Apply(vecChanges, &setTold);
-            for (const IndexChange& kChange : vecChanges)
+            Changes kChanges;
+            EXPECT_TRUE(m_pkSource->Work(lum::LiveClock::now(), &kChanges, &strError)) << strError;
+            Apply(kChanges, &setTold);
+            for (const Change& kChange : kChanges)
             {
                 uRemoved += kChange.eKind == ChangeKind::Removed ? 1 : 0;
                 uAdded += kChange.eKind == ChangeKind::Added ? 1 : 0;

@@ -56,14 +56,14 @@ public:
                 strFolder = lum::ParentPath(strFolder);
             }
             const FolderHints kHints = strFolder == kFirst.key() ? kFirst.mapped() : FolderHints();
-            bFollowed = kIndex.Compare(strFolder, kHints, &vecChanges, &vecMore, &strError);
+            bFollowed = kIndex.Compare(strFolder, kHints, &kChanges, &vecMore, &strError);
             for (const VOWString& strMore : vecMore)
             {
                 mapHints[strMore];
             }
         }
-        Apply({vecChanges.begin() + static_cast<ptrdiff_t>(m_uApplied), vecChanges.end()}, &setTold);
-        m_uApplied = vecChanges.size();
+        Apply({kChanges.begin() + static_cast<ptrdiff_t>(m_uApplied), kChanges.end()}, &setTold);
+        m_uApplied = kChanges.size();
         return bFollowed;
     }
 
@@ -86,7 +86,7 @@ public:
     std::vector<std::string> Told() const
     {
         std::vector<std::string> vecTold;
-        for (const IndexChange& kChange : vecChanges)
+        for (const Change& kChange : kChanges)
         {
             const char* const apszKinds[] = {"", "added ", "removed ", "renamed ", "modified "};
             vecTold.push_back(apszKinds[static_cast<unsigned>(kChange.eKind)] + Shown(kChange.strPath));
@@ -99,7 +99,7 @@ public:
     MemoryDisk kDisk;
     lum::SourceIndex kIndex{LUMTrayService::AF_SOURCE, VOTEXT("/root"), VOTEXT("root"), false};
     std::map<VOWString, FolderHints> mapHints;
-    std::vector<IndexChange> vecChanges;
+    Changes kChanges;
     std::string strError;
     Paths setTold;
 
@@ -459,7 +459,7 @@ TEST(SourceIndexFull, AComparisonThatCouldntDoItsWorkSaysSo)
         VOFaultArm(nullptr, uNth, true);
         try
         {
-            bCompared = kFollowed.kIndex.Compare({}, {}, &kFollowed.vecChanges, &vecMore, &kFollowed.strError);
+            bCompared = kFollowed.kIndex.Compare({}, {}, &kFollowed.kChanges, &vecMore, &kFollowed.strError);
         }
         catch (const std::bad_alloc&)
         {

@@ -153,23 +153,23 @@ bool ShowAChange(const std::string& strProgram, const std::string& strDirectory,
     {
         return false;
     }
-    std::optional<StreamEvent> kEvent;
-    while (!kEvent && !VOStopRequested() && std::chrono::steady_clock::now() - kStart < kPatience)
+    std::optional<Change> kChange;
+    while (!kChange && !VOStopRequested() && std::chrono::steady_clock::now() - kStart < kPatience)
     {
         if (!pkServer->Turn(kDemoTurn, pstrError))
         {
             return false;
         }
-        kEvent = kStream.Next(std::chrono::milliseconds(0));
+        kChange = kStream.Next(std::chrono::milliseconds(0));
     }
-    if (!kEvent)
+    if (!kChange)
     {
         *pstrError = "no event arrived";
         return false;
     }
     const auto kTook = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - kStart);
-    Tell(fmt::format("After {} ms a listener is told: {} {}", kTook.count(), EventKindName(kEvent->uKind),
-                     WrittenForm(kEvent->strPath, Escape::Controls)));
+    Tell(fmt::format("After {} ms a listener is told: {} {}", kTook.count(), NameOf(kChange->eKind),
+                     WrittenForm(kChange->strPath, Escape::Controls)));
     if (!RunAgain(strProgram, fmt::format("stat {}", kName)))
     {
         *pstrError = "the new file is not in the index";

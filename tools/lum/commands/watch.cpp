@@ -31,32 +31,32 @@ constexpr unsigned long long kMicrosecond = 1'000'000;
 // A request to stop is seen this soon.
 constexpr std::chrono::milliseconds kTurn(200);
 
-std::string TextOf(const StreamEvent& kEvent)
+std::string TextOf(const Change& kChange)
 {
-    const std::string strSlash = kEvent.bFolder ? "/" : "";
+    const std::string strSlash = kChange.bFolder ? "/" : "";
     std::string strLine =
-        fmt::format("{}  {:<16}{:<9} {}{}", LocalTime(static_cast<int64_t>(kEvent.ullTime / kMicrosecond)),
-                    SourceName(kEvent.eaf), EventKindName(kEvent.uKind), ShownText(kEvent.strPath), strSlash);
-    if (!kEvent.strNewName.empty())
+        fmt::format("{}  {:<16}{:<9} {}{}", LocalTime(static_cast<int64_t>(kChange.ullTime / kMicrosecond)),
+                    SourceName(kChange.eaf), NameOf(kChange.eKind), ShownText(kChange.strPath), strSlash);
+    if (!kChange.strNewName.empty())
     {
-        strLine += fmt::format(" -> {}{}", ShownText(kEvent.strNewName), strSlash);
+        strLine += fmt::format(" -> {}{}", ShownText(kChange.strNewName), strSlash);
     }
     return strLine + "\n";
 }
 
-std::string JsonLineOf(const StreamEvent& kEvent)
+std::string JsonLineOf(const Change& kChange)
 {
-    nlohmann::ordered_json kLine = {{"time_us", kEvent.ullTime},
-                                    {"from", SourceName(kEvent.eaf)},
-                                    {"kind", EventKindName(kEvent.uKind)},
-                                    {"folder", kEvent.bFolder},
-                                    {"path", JsonText(kEvent.strPath)}};
-    if (!kEvent.strNewName.empty())
+    nlohmann::ordered_json kLine = {{"time_us", kChange.ullTime},
+                                    {"from", SourceName(kChange.eaf)},
+                                    {"kind", NameOf(kChange.eKind)},
+                                    {"folder", kChange.bFolder},
+                                    {"path", JsonText(kChange.strPath)}};
+    if (!kChange.strNewName.empty())
     {
-        kLine["new_name"] = JsonText(kEvent.strNewName);
+        kLine["new_name"] = JsonText(kChange.strNewName);
     }
-    kLine["file"] = JsonText(kEvent.strPhysicalPath);
-    kLine["roots"] = kEvent.uRoots;
+    kLine["file"] = JsonText(kChange.strPhysicalPath);
+    kLine["roots"] = kChange.uRoots;
     return kLine.dump() + "\n";
 }
 
@@ -93,22 +93,22 @@ public:
         return !m_mapPrefixes.empty();
     }
 
-    bool Shows(const StreamEvent& kEvent) const
+    bool Shows(const Change& kChange) const
     {
-        const auto itPrefixes = m_mapPrefixes.find(kEvent.eaf);
+        const auto itPrefixes = m_mapPrefixes.find(kChange.eaf);
         const bool bPlace = itPrefixes != m_mapPrefixes.end() &&
                             std::any_of(itPrefixes->second.begin(), itPrefixes->second.end(),
-                                        [&](const VOWString& strPrefix) { return _IsUnder(kEvent, strPrefix); });
+                                        [&](const VOWString& strPrefix) { return _IsUnder(kChange, strPrefix); });
         return m_bAll || bPlace;
     }
 
 private:
-    static bool _IsUnder(const StreamEvent& kEvent, const VOWString& strPrefix)
+    static bool _IsUnder(const Change& kChange, const VOWString& strPrefix)
     {
-        const VOWString strPath = FoldAscii(kEvent.strPath);
-        const VOWString strNew = FoldAscii(JoinPath(ParentPath(kEvent.strPath), kEvent.strNewName));
+        const VOWString strPath = FoldAscii(kChange.strPath);
+        const VOWString strNew = FoldAscii(JoinPath(ParentPath(kChange.strPath), kChange.strNewName));
         return strPath == strPrefix || LiesIn(strPath, strPrefix) ||
-               (!kEvent.strNewName.empty() && (strNew == strPrefix || LiesIn(strNew, strPrefix)));
+               (!kChange.strNewName.empty() && (strNew == strPrefix || LiesIn(strNew, strPrefix)));
     }
 
     bool m_bAll = true;
@@ -116,13 +116,13 @@ private:
 };
 
 // What the event is about stands in the environment, so that no name is ever taken for a part of the command.
-void Execute(const std::string& strCommand, const StreamEvent& kEvent)
+void Execute(const std::string& strCommand, const Change& kChange)
 {
-    VOSetEnvironment("LUM_SOURCE", std::string(SourceName(kEvent.eaf)));
-    VOSetEnvironment("LUM_KIND", std::string(EventKindName(kEvent.uKind)));
-    VOSetEnvironment("LUM_PATH", VOToNativePath(kEvent.strPath));
-    VOSetEnvironment("LUM_NEW_NAME", VOToNativePath(kEvent.strNewName));
-    VOSetEnvironment("LUM_FILE", VOToNativePath(kEvent.strPhysicalPath));
+    VOSetEnvironment("LUM_SOURCE", std::string(SourceName(kChange.eaf)));
+    VOSetEnvironment("LUM_KIND", std::string(NameOf(kChange.eKind)));
+    VOSetEnvironment("LUM_PATH", VOToNativePath(kChange.strPath));
+    VOSetEnvironment("LUM_NEW_NAME", VOToNativePath(kChange.strNewName));
+    VOSetEnvironment("LUM_FILE", VOToNativePath(kChange.strPhysicalPath));
     if (VORunCommand(strCommand) == -1)
     {
         Complain(fmt::format("\"{}\" can't be run", strCommand));
@@ -155,13 +155,13 @@ int RunWatch(const WatchOptions& kOptions, Output* pkOutput)
     uint32_t uShown = 0;
     while (!VOStopRequested() && (!kOptions.uCount || uShown < *kOptions.uCount))
     {
-        const std::optional<StreamEvent> kEvent = kStream.Next(kTurn);
-        if (!kEvent || !kFilter.Shows(*kEvent))
+        const std::optional<Change> kChange = kStream.Next(kTurn);
+        if (!kChange || !kFilter.Shows(*kChange))
         {
             continue;
         }
         ++uShown;
-        pkOutput->Write(kOptions.bJson ? JsonLineOf(*kEvent) : TextOf(*kEvent));
+        pkOutput->Write(kOptions.bJson ? JsonLineOf(*kChange) : TextOf(*kChange));
         if (!pkOutput->Flush())
         {
             Complain("standard output can't be written");
@@ -169,7 +169,7 @@ int RunWatch(const WatchOptions& kOptions, Output* pkOutput)
         }
         if (kOptions.strExecute)
         {
-            Execute(*kOptions.strExecute, *kEvent);
+            Execute(*kOptions.strExecute, *kChange);
         }
     }
     return kExitFound;

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <deque>
 #include <set>
 
 #include "base/console.h"
@@ -34,11 +33,11 @@ constexpr auto kRetry = 5000ms;
 constexpr auto kTurn = 200ms;
 
 // What was added, or modified, since the last publication needn't be told as modified again.
-void DropRepetitions(std::vector<IndexChange>* pvecChanges)
+void DropRepetitions(Changes* pkChanges)
 {
     std::set<VOWString> setTold;
-    std::erase_if(*pvecChanges,
-                  [&setTold](const IndexChange& kChange)
+    std::erase_if(*pkChanges,
+                  [&setTold](const Change& kChange)
                   {
                       switch (kChange.eKind)
                       {
@@ -65,13 +64,12 @@ struct LiveServer::Served
     }
 
     LiveSource kSource;
-    std::vector<IndexChange> vecUntold;      // in the index, and not yet published
-    std::deque<PublishedEvent> dequeEvents;  // of what is in a published image, what couldn't be told yet
-    bool bImageDue = false;                  // what was last taken from the index isn't published
-    bool bEventsDue = false;                 // what was last appended isn't published
+    Changes kUntold;          // in the index; told once a published image has them
+    bool bImageDue = false;   // what was last taken from the index isn't published
+    bool bEventsDue = false;  // what was last appended isn't published
     LiveClock::time_point kNextPublication;
 
-    bool IsDue() const { return kSource.HasChanged() || !vecUntold.empty() || bImageDue || bEventsDue; }
+    bool IsDue() const { return kSource.HasChanged() || !kUntold.empty() || bImageDue || bEventsDue; }
 
     unsigned long long ullPublications = 0;
 };
@@ -164,7 +162,7 @@ bool LiveServer::Turn(std::chrono::milliseconds kLongest, std::string* pstrError
     }
     for (const std::unique_ptr<Served>& pkServed : m_vecSources)
     {
-        if (!pkServed->kSource.Work(LiveClock::now(), &pkServed->vecUntold, pstrError))
+        if (!pkServed->kSource.Work(LiveClock::now(), &pkServed->kUntold, pstrError))
         {
             return false;
         }
@@ -199,23 +197,11 @@ bool LiveServer::_Publish(Served* pkServed, std::string* pstrError)
         pkServed->bImageDue = false;
         ++pkServed->ullPublications;
     }
-    if (!pkServed->vecUntold.empty() || pkServed->bEventsDue)
+    if (!pkServed->kUntold.empty() || pkServed->bEventsDue)
     {
-        DropRepetitions(&pkServed->vecUntold);
-        for (IndexChange& rkChange : pkServed->vecUntold)
-        {
-            PublishedEvent kEvent;
-            kEvent.strPhysicalPath = rkSource.PhysicalPath(rkChange);
-            kEvent.uKind = static_cast<unsigned>(rkChange.eKind);
-            kEvent.uFlags = rkChange.bFolder ? kEventFolder : 0;
-            kEvent.uRoots = rkChange.uRoots;
-            kEvent.strPath = std::move(rkChange.strPath);
-            kEvent.strNewName = std::move(rkChange.strNewName);
-            pkServed->dequeEvents.push_back(std::move(kEvent));
-        }
-        pkServed->vecUntold.clear();
+        DropRepetitions(&pkServed->kUntold);
         pkServed->bEventsDue = true;
-        if (!m_kEvents.Publish(rkSource.From(), &pkServed->dequeEvents, pstrError))
+        if (!m_kEvents.Publish(rkSource.From(), &pkServed->kUntold, pstrError))
         {
             return false;
         }

@@ -246,13 +246,13 @@ void LiveSource::_DoubtAt(LiveClock::time_point kNow)
     m_kCompareAll = kNow + m_kDoubtDelay;
 }
 
-bool LiveSource::Work(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError)
+bool LiveSource::Work(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError)
 {
     if (m_vecWatched.empty())
     {
         return true;
     }
-    const size_t uBefore = pvecChanges->size();
+    const size_t uBefore = pkChanges->size();
     if (m_kNextLookAtRoots <= kNow)
     {
         _LookAtRoots(kNow);
@@ -298,23 +298,22 @@ bool LiveSource::Work(LiveClock::time_point kNow, std::vector<IndexChange>* pvec
         }
     }
     _AddRetries(kNow, &kHints.mapFolders);
-    bool bFollowed = _CompareFolders(std::move(kHints.mapFolders), pvecChanges, pstrError);
+    bool bFollowed = _CompareFolders(std::move(kHints.mapFolders), pkChanges, pstrError);
     if (bFollowed && m_kCompareAll && *m_kCompareAll <= kNow)
     {
-        bFollowed = _CompareAll(kNow, pvecChanges, pstrError);
+        bFollowed = _CompareAll(kNow, pkChanges, pstrError);
     }
     if (bFollowed && m_kNextAudit <= kNow)
     {
-        bFollowed = _Audit(kNow, pvecChanges, pstrError);
+        bFollowed = _Audit(kNow, pkChanges, pstrError);
     }
-    m_kCounts.ullChanges += pvecChanges->size() - uBefore;
+    m_kCounts.ullChanges += pkChanges->size() - uBefore;
     _Report(_KeepRetries(kNow), kMostNamed);
     return bFollowed && (!m_pkIndex->IsWorn() || _Renew(pstrError));
 }
 
 // Compares folders, and those that the comparisons ask for.
-bool LiveSource::_CompareFolders(HintedFolders mapFolders, std::vector<IndexChange>* pvecChanges,
-                                 std::string* pstrError)
+bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pkChanges, std::string* pstrError)
 {
     std::set<VOWString> setDone;
     while (!mapFolders.empty())
@@ -333,7 +332,7 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, std::vector<IndexChan
             continue;
         }
         std::vector<VOWString> vecMore;
-        if (!_CompareOne(strFolder, bHinted ? kFirst.mapped() : FolderHints(), pvecChanges, &vecMore, pstrError))
+        if (!_CompareOne(strFolder, bHinted ? kFirst.mapped() : FolderHints(), pkChanges, &vecMore, pstrError))
         {
             return false;
         }
@@ -349,11 +348,10 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, std::vector<IndexChan
 }
 
 // What is known of a folder that can't be read is kept for the time when it can.
-bool LiveSource::_CompareOne(const VOWString& strFolder, const FolderHints& kHints,
-                             std::vector<IndexChange>* pvecChanges, std::vector<VOWString>* pvecMore,
-                             std::string* pstrError)
+bool LiveSource::_CompareOne(const VOWString& strFolder, const FolderHints& kHints, Changes* pkChanges,
+                             std::vector<VOWString>* pvecMore, std::string* pstrError)
 {
-    if (!m_pkIndex->Compare(strFolder, kHints, pvecChanges, pvecMore, pstrError))
+    if (!m_pkIndex->Compare(strFolder, kHints, pkChanges, pvecMore, pstrError))
     {
         return false;
     }
@@ -420,7 +418,7 @@ std::vector<UnreadFolder> LiveSource::_KeepRetries(LiveClock::time_point kNow)
     return vecNews;
 }
 
-bool LiveSource::_CompareAll(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError)
+bool LiveSource::_CompareAll(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError)
 {
     m_kCompareAll.reset();
     HintedFolders mapFolders;
@@ -428,7 +426,7 @@ bool LiveSource::_CompareAll(LiveClock::time_point kNow, std::vector<IndexChange
     {
         mapFolders.try_emplace(std::move(strFolder));
     }
-    const bool bFollowed = _CompareFolders(std::move(mapFolders), pvecChanges, pstrError);
+    const bool bFollowed = _CompareFolders(std::move(mapFolders), pkChanges, pstrError);
     ++m_kCounts.ullDoubts;
     m_kCountUnwatched = m_kCountUnwatched.value_or(LiveClock::now() + kFirstCount);
     if (m_kCounts.uPolledRoots != 0)
@@ -439,9 +437,9 @@ bool LiveSource::_CompareAll(LiveClock::time_point kNow, std::vector<IndexChange
     return bFollowed;
 }
 
-bool LiveSource::_Audit(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError)
+bool LiveSource::_Audit(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError)
 {
-    const size_t uBefore = pvecChanges->size();
+    const size_t uBefore = pkChanges->size();
     if (m_dequeAudit.empty())
     {
         const std::vector<VOWString> vecFolders = m_pkIndex->Folders();
@@ -453,8 +451,8 @@ bool LiveSource::_Audit(LiveClock::time_point kNow, std::vector<IndexChange>* pv
         mapFolders.try_emplace(std::move(m_dequeAudit.front()));
         m_dequeAudit.pop_front();
     }
-    const bool bFollowed = _CompareFolders(std::move(mapFolders), pvecChanges, pstrError);
-    m_kCounts.ullAuditChanges += pvecChanges->size() - uBefore;
+    const bool bFollowed = _CompareFolders(std::move(mapFolders), pkChanges, pstrError);
+    m_kCounts.ullAuditChanges += pkChanges->size() - uBefore;
     const LiveClock::time_point kEnd = LiveClock::now();
     m_kNextAudit = kEnd + std::max<LiveClock::duration>(kAuditInterval, kAuditShare * (kEnd - kNow));
     if (m_dequeAudit.empty())
@@ -516,14 +514,6 @@ void LiveSource::_Report(const std::vector<UnreadFolder>& vecUnread, size_t uMos
 bool LiveSource::MakeImage(SourceImage* pkImage, std::string* pstrError)
 {
     return MakeSourceImage(m_kSpec.eaf, m_vecRoots[0], m_pkIndex.get(), pkImage, pstrError);
-}
-
-VOWString LiveSource::PhysicalPath(const IndexChange& kChange) const
-{
-    const VOWString strOther = m_pkLister->OtherRoot(kChange.uRoots);
-    const VOWString& strRoot = strOther.empty() ? m_vecRoots[0] : strOther;
-    return strRoot + VOTEXT("/") +
-           (kChange.strNewName.empty() ? kChange.strPath : JoinPath(ParentPath(kChange.strPath), kChange.strNewName));
 }
 
 }  // namespace lum

@@ -48,16 +48,13 @@ public:
     bool Open(bool bFollow, std::string* pstrError);
 
     // Does what is due: appends the changes found. False with a message when the index can't follow any more.
-    bool Work(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError);
+    bool Work(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError);
 
     // When Work has something to do without a new hint.
     LiveClock::time_point NextDue() const;
 
     // Makes the compressed image of the index as it is now.
     bool MakeImage(SourceImage* pkImage, std::string* pstrError);
-
-    // The path on the disk that a change is about, the new one of a rename.
-    VOWString PhysicalPath(const IndexChange& kChange) const;
 
     LUMTrayService::enumAssetFrom From() const { return m_kSpec.eaf; }
     bool HasChanged() const { return m_pkIndex->HasChanged(); }
@@ -82,15 +79,15 @@ private:
     void _CountUnwatched(bool bComplain);
     void _LookAtRoots(LiveClock::time_point kNow);
     void _Complain(const std::string& strText) const;
-    bool _CompareOne(const VOWString& strFolder, const FolderHints& kHints, std::vector<IndexChange>* pvecChanges,
+    bool _CompareOne(const VOWString& strFolder, const FolderHints& kHints, Changes* pkChanges,
                      std::vector<VOWString>* pvecMore, std::string* pstrError);
     void _AddRetries(LiveClock::time_point kNow, HintedFolders* pmapFolders);
     std::vector<UnreadFolder> _KeepRetries(LiveClock::time_point kNow);
     void _Report(const std::vector<UnreadFolder>& vecUnread, size_t uMost);
     void _DoubtAt(LiveClock::time_point kNow);
-    bool _CompareAll(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError);
-    bool _CompareFolders(HintedFolders mapFolders, std::vector<IndexChange>* pvecChanges, std::string* pstrError);
-    bool _Audit(LiveClock::time_point kNow, std::vector<IndexChange>* pvecChanges, std::string* pstrError);
+    bool _CompareAll(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError);
+    bool _CompareFolders(HintedFolders mapFolders, Changes* pkChanges, std::string* pstrError);
+    bool _Audit(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError);
     bool _Renew(std::string* pstrError);
 
     SourceSpec m_kSpec;

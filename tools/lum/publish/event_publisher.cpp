@@ -114,27 +114,20 @@ bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::str
     return true;
 }
 
-bool EventPublisher::Publish(enumAssetFrom eaf, std::deque<PublishedEvent>* pdequeEvents, std::string* pstrError)
+bool EventPublisher::Publish(enumAssetFrom eaf, Changes* pkChanges, std::string* pstrError)
 {
     Source& rkSource = m_akSources[eaf];
     _DropOldEvents(&rkSource);
-    while (!pdequeEvents->empty())
+    while (!pkChanges->empty())
     {
-        const PublishedEvent& kEvent = pdequeEvents->front();
-        VOTSFileEventContainer::Info kInfo;
-        kInfo.dwEventParam0 = kEvent.uKind;
-        kInfo.dwEventParam1 = kEvent.uFlags;
-        kInfo.dwEventParam2 = kEvent.uRoots;
-        kInfo.pszPath = kEvent.strPath.c_str();
-        kInfo.pszNewName = kEvent.strNewName.c_str();
-        kInfo.pszPhysicPath = kEvent.strPhysicalPath.c_str();
-        if (VO_FAULT_POINT("events.append") || rkSource.pkContainer->AppendEvent(kInfo, _NextTime()) == 0)
+        if (VO_FAULT_POINT("events.append") ||
+            rkSource.pkContainer->AppendEvent(EventOf(pkChanges->front()), _NextTime()) == 0)
         {
             *pstrError = fmt::format("the events of {} don't fit an image", SourceName(eaf));
             return false;
         }
         ++rkSource.uEvents;
-        pdequeEvents->pop_front();
+        pkChanges->pop_front();
     }
     return _PublishImage(eaf, pstrError);
 }

@@ -9,28 +9,15 @@
 #pragma once
 
 #include <array>
-#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "base/change.h"
 #include "platform/vo_section_publisher.h"
-#include "vots_file_event.h"
 
 namespace lum
 {
-
-struct PublishedEvent
-{
-    unsigned uKind = 0;   // ChangeKind
-    unsigned uFlags = 0;  // kEventFolder
-    unsigned uRoots = 0;
-    VOWString strPath;
-    VOWString strNewName;
-    VOWString strPhysicalPath;
-};
-
-constexpr unsigned kEventFolder = 1;
 
 class EventPublisher
 {
@@ -44,9 +31,10 @@ public:
     // one publisher calls it. False with a message; nothing is left published then.
     bool Open(const std::vector<LUMTrayService::enumAssetFrom>& vecSources, std::string* pstrError);
 
-    // Appends events of an enabled source, each of which leaves the queue as it gets in, and publishes its image. False
-    // with a message; what got in is published with the next ones then, and what is left in the queue is still to come.
-    bool Publish(LUMTrayService::enumAssetFrom eaf, std::deque<PublishedEvent>* pdequeEvents, std::string* pstrError);
+    // Appends changes of an enabled source as events, each of which leaves the queue as it gets in, and publishes its
+    // image. False with a message; what got in is published with the next ones then, and what is left in the queue is
+    // still to come.
+    bool Publish(LUMTrayService::enumAssetFrom eaf, Changes* pkChanges, std::string* pstrError);
 
     void Withdraw();
 

@@ -5,31 +5,11 @@
 #include "base/console.h"
 #include "base/sources.h"
 #include "platform/vo_section_view.h"
-#include "publish/event_publisher.h"
-#include "scan/source_index.h"
-#include "vo_utility.h"
 
 using namespace LUMTrayService;
 
 namespace lum
 {
-
-std::string_view EventKindName(unsigned uKind)
-{
-    switch (static_cast<ChangeKind>(uKind))
-    {
-        case ChangeKind::Added:
-            return "added";
-        case ChangeKind::Removed:
-            return "removed";
-        case ChangeKind::Renamed:
-            return "renamed";
-        case ChangeKind::Modified:
-            return "modified";
-        default:
-            return "event";
-    }
-}
 
 class EventStream::Listener : public IVOTSFileEventListener
 {
@@ -38,7 +18,7 @@ public:
 
     int OnFileEvent(const FileEventParam* pParam) override
     {
-        m_pkStream->_Take(*pParam);
+        m_pkStream->_Take(ChangeOf(*pParam));
         return 1;
     }
 
@@ -92,34 +72,25 @@ bool EventStream::Open(std::optional<enumAssetFrom> eaf, std::string* pstrError)
     return true;
 }
 
-void EventStream::_Take(const FileEventParam& kParam)
+void EventStream::_Take(Change kChange)
 {
-    StreamEvent kEvent;
-    kEvent.eaf = kParam.eaf;
-    kEvent.uKind = kParam.dwEventParam0;
-    kEvent.bFolder = (kParam.dwEventParam1 & kEventFolder) != 0;
-    kEvent.uRoots = kParam.dwEventParam2;
-    kEvent.strPath = VOTextOf(kParam.pszPath);
-    kEvent.strNewName = VOTextOf(kParam.pszNewName);
-    kEvent.strPhysicalPath = VOTextOf(kParam.pszPhysicPath);
-    kEvent.ullTime = kParam.ullTime;
     {
         const std::lock_guard<std::mutex> kGuard(m_kLock);
-        m_dequeEvents.push_back(std::move(kEvent));
+        m_kArrivals.push_back(std::move(kChange));
     }
     m_kArrived.notify_one();
 }
 
-std::optional<StreamEvent> EventStream::Next(std::chrono::milliseconds kTime)
+std::optional<Change> EventStream::Next(std::chrono::milliseconds kTime)
 {
     std::unique_lock<std::mutex> kGuard(m_kLock);
-    if (!m_kArrived.wait_for(kGuard, kTime, [this] { return !m_dequeEvents.empty(); }))
+    if (!m_kArrived.wait_for(kGuard, kTime, [this] { return !m_kArrivals.empty(); }))
     {
         return std::nullopt;
     }
-    StreamEvent kEvent = std::move(m_dequeEvents.front());
-    m_dequeEvents.pop_front();
-    return kEvent;
+    Change kChange = std::move(m_kArrivals.front());
+    m_kArrivals.pop_front();
+    return kChange;
 }
 
 }  // namespace lum

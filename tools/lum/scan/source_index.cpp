@@ -262,9 +262,8 @@ bool SourceIndex::_SetAttributes(unsigned uAssetID, const VOWString& strPath, co
     {
         return false;
     }
-    const VOWString strOtherRoot = m_pkLister->OtherRoot(kEntry.uRoots);
-    return strOtherRoot.empty() ||
-           m_pkContainer->SetAssetNodePhysicsPath(uAssetID, JoinPath(strOtherRoot, strPath).c_str()) != 0;
+    return m_pkLister->OtherRoot(kEntry.uRoots).empty() ||
+           m_pkContainer->SetAssetNodePhysicsPath(uAssetID, _PhysicalPath(strPath, kEntry.uRoots).c_str()) != 0;
 }
 
 bool SourceIndex::_SetType(unsigned uAssetID, const VOWString& strExtension)
@@ -298,10 +297,18 @@ void SourceIndex::_Changed(ChangeKind eKind, bool bFolder, const VOWString& strP
                            const VOWString& strNewName)
 {
     m_bChanged = true;
-    if (m_pvecChanges != nullptr)
+    if (m_pkChanges != nullptr)
     {
-        m_pvecChanges->push_back({eKind, bFolder, strPath, strNewName, uRoots});
+        const VOWString strNow = strNewName.empty() ? strPath : JoinPath(ParentPath(strPath), strNewName);
+        m_pkChanges->push_back({m_eaf, eKind, bFolder, uRoots, strPath, strNewName, _PhysicalPath(strNow, uRoots), 0});
     }
+}
+
+// The path on the disk, which only the lister knows where there are several roots.
+VOWString SourceIndex::_PhysicalPath(const VOWString& strPath, uint32_t uRoots) const
+{
+    const VOWString strOtherRoot = m_pkLister->OtherRoot(uRoots);
+    return JoinPath(strOtherRoot.empty() ? m_strRoot : strOtherRoot, strPath);
 }
 
 VOTSAssetNodeContainer::ContainerAlloc* SourceIndex::MakeImage()

@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/change.h"
 #include "base/index_keys.h"
 #include "scan/index_entry.h"
 #include "scan/type_table.h"
@@ -25,24 +26,6 @@ namespace lum
 {
 
 class Progress;
-
-// A difference that a comparison found between the index and its source.
-enum class ChangeKind : unsigned
-{
-    Added = 1,
-    Removed = 2,
-    Renamed = 3,
-    Modified = 4
-};
-
-struct IndexChange
-{
-    ChangeKind eKind;
-    bool bFolder;
-    VOWString strPath;     // relative to the root; of a rename the old one
-    VOWString strNewName;  // rename only: the new last component
-    uint32_t uRoots;       // the bits of the roots that have it, or had it last
-};
 
 // A folder whose listing failed, or told too little of what the folder holds. What was known of it stays.
 struct UnreadFolder
@@ -95,7 +78,7 @@ public:
     // times of folders, are brought up to date in passing; a time of access alone is no reason to do so. A folder that
     // can't be listed stays as it was, with all below it, and is an unread one. False with a message when the index is
     // full; a folder that isn't in the index is no failure.
-    bool Compare(const VOWString& strFolder, const FolderHints& kHints, std::vector<IndexChange>* pvecChanges,
+    bool Compare(const VOWString& strFolder, const FolderHints& kHints, Changes* pkChanges,
                  std::vector<VOWString>* pvecMore, std::string* pstrError);
 
     bool HasFolder(const VOWString& strFolder) const;
@@ -177,6 +160,7 @@ private:
                   const VOWString& strNewName = {});
 
     LUMTrayService::structAssetNode _Node(unsigned uAssetID) const;
+    VOWString _PhysicalPath(const VOWString& strPath, uint32_t uRoots) const;
     VOWString _Text(void* hString) const;
     VOWString _NameOf(const LUMTrayService::structAssetNode& kNode) const;
     VOWString _PathOf(unsigned uAssetID) const;
@@ -215,7 +199,7 @@ private:
     unsigned long long m_ullDropped = 0;  // entries of child lists that no folder has any more
     bool m_bChanged = true;
     std::vector<std::pair<uint32_t, uint32_t>> m_vecStamps;  // by id: what the records have no room for
-    std::vector<IndexChange>* m_pvecChanges = nullptr;       // where a comparison reports
+    Changes* m_pkChanges = nullptr;                          // where a comparison reports
     std::vector<PendingFolder> m_vecPending;
 
     std::map<VOWString, std::string> m_mapLeftOut;  // by path: why

@@ -122,7 +122,7 @@ bool SourceIndex::IsWorn() const
     return ullGone > kWornAtLeast && ullGone > m_uNodes;
 }
 
-bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& kHints, std::vector<IndexChange>* pvecChanges,
+bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& kHints, Changes* pkChanges,
                           std::vector<VOWString>* pvecMore, std::string* pstrError)
 {
     const unsigned uFolder = _FindNode(strFolder);
@@ -147,7 +147,7 @@ bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& kHints,
         pvecMore->push_back(ParentPath(strFolder));
     }
 
-    m_pvecChanges = pvecChanges;
+    m_pkChanges = pkChanges;
     for (const unsigned uChild : _ChildrenOf(uFolder))
     {
         kComparison.kGone.emplace(_NameOf(_Node(uChild)), uChild);
@@ -163,7 +163,7 @@ bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& kHints,
                            _EnterPending(nullptr, pstrError);
     m_vecPending.clear();
     m_mapDoubted.clear();
-    m_pvecChanges = nullptr;
+    m_pkChanges = nullptr;
     if (!bCompared && pstrError->empty())
     {
         *pstrError = "the index is full";
