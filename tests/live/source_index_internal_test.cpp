@@ -428,6 +428,21 @@ TEST(SourceIndexLeftOut, WhatIsTooLongIsEnteredWhenItsFolderGetsAShorterName)
     EXPECT_EQ(0u, kFollowed.kIndex.LeftOutCount());
 }
 
+TEST(SourceIndexLeftOut, WhatIsLeftOutAgainByAComparisonIsNoChangeOfTheIndex)
+{
+    Followed kFollowed({"d/", "d/" + std::string(300, 'l'), "d/x"});
+    EXPECT_EQ(1u, kFollowed.kIndex.LeftOutCount());
+    ReadImage(&kFollowed.kIndex).CheckEveryPathIsFound();
+    for (int nLook = 0; nLook < 2; ++nLook)
+    {
+        kFollowed.Touch("d");
+        ASSERT_TRUE(kFollowed.Follow()) << kFollowed.strError;
+        EXPECT_FALSE(kFollowed.kIndex.HasChanged());
+    }
+    EXPECT_EQ(Texts(), kFollowed.Told());
+    EXPECT_EQ(1u, kFollowed.kIndex.LeftOutCount());
+}
+
 TEST(SourceIndexFull, AListOfChildrenThatDoesntFitIsAFailureThatSaysSo)
 {
     Followed kFollowed({"a"});

@@ -33,11 +33,11 @@ std::optional<VOWString> LookupText(const VOWString& strRoot, const VOWString& s
     return strResult;
 }
 
-NameParts SplitFileName(const VOWString& strName)
+NameParts PartsOf(const VOWString& strName, bool bFolder)
 {
     const size_t uFirst = strName.find_first_not_of(VOWCHAR('.'));
     const size_t uDot = uFirst == VOWString::npos ? uFirst : strName.find(VOWCHAR('.'), uFirst);
-    if (uDot == VOWString::npos || strName.back() == '.')
+    if (bFolder || uDot == VOWString::npos || strName.back() == '.')
     {
         return {strName, VOWString()};
     }

@@ -29,9 +29,10 @@ struct NameParts
     VOWString strExtension;
 };
 
-// Splits a file's name at its first dot. A leading dot belongs to the base name (".x" is all base name, ".x.y" has the
-// extension y), and a name that ends in a dot is all base name, because a path couldn't be made of the parts otherwise.
-NameParts SplitFileName(const VOWString& strName);
+// Splits a file's name at its first dot; a folder's is all base name. A leading dot belongs to the base name (".x" is
+// all base name, ".x.y" has the extension y), and a name that ends in a dot is all base name, because a path couldn't
+// be made of the parts otherwise.
+NameParts PartsOf(const VOWString& strName, bool bFolder);
 
 // The text behind the last dot of an extension such as "tar.gz"; the extension itself when it has none.
 VOWString LastExtension(const VOWString& strExtension);

@@ -7,6 +7,7 @@
 
 #include "base/console.h"
 #include "base/text.h"
+#include "platform/fault_points.h"
 #include "platform/vo_process.h"
 #include "vots_asset_node_classify_manager.h"
 
@@ -71,7 +72,9 @@ bool SourceIndex::_EnterPending(Progress* pkProgress, std::string* pstrError)
         {
             _NoteVague(kFolder.strPath, false, vecEntries);
         }
-        if (!_EnterFolder(kFolder, vecEntries))
+        std::vector<unsigned> vecNodes(vecEntries.size(), kNoNode);
+        if (!_EnterEntries(kFolder, vecEntries, &vecNodes) ||
+            (kFolder.uAssetID != kNoNode && !_SetChildren(kFolder.uAssetID, vecNodes)))
         {
             *pstrError = fmt::format("{}: could not be entered, the index is full",
                                      WrittenForm(kFolder.strPath, Escape::Controls));
@@ -100,25 +103,27 @@ bool SourceIndex::_EnterRoot(uint32_t uRoots)
     return m_pkContainer->SetAssetNodeFolder(0, 1) != 0 && _SetAttributes(0, VOWString(), kRoot);
 }
 
-// Enters the children of a folder, and its lists at once: filling them child by child would cost the square.
-bool SourceIndex::_EnterFolder(const PendingFolder& kFolder, const std::vector<IndexEntry>& vecEntries)
+// Enters those entries of a folder that have no node yet. What is left of the nodes are the folder's children, in their
+// order. False when the index is full.
+bool SourceIndex::_EnterEntries(const PendingFolder& kFolder, const std::vector<IndexEntry>& vecEntries,
+                                std::vector<unsigned>* pvecNodes)
 {
-    std::vector<unsigned> vecChildren;
-    vecChildren.reserve(vecEntries.size());
-    for (const IndexEntry& kEntry : vecEntries)
+    for (size_t i = 0; i < vecEntries.size(); ++i)
     {
-        unsigned uAssetID = 0;
-        const Entered eEntered = _EnterNode(kFolder, kEntry, &uAssetID);
-        if (eEntered == Entered::Refused)
+        unsigned& ruNode = (*pvecNodes)[i];
+        if (ruNode == kNoNode && !_EnterNode(kFolder, vecEntries[i], &ruNode))
         {
             return false;
         }
-        if (eEntered == Entered::Yes)
-        {
-            vecChildren.push_back(uAssetID);
-        }
     }
-    return kFolder.uAssetID == kNoNode || m_pkContainer->SetAssetNodeChildIndex(kFolder.uAssetID, vecChildren) != 0;
+    std::erase(*pvecNodes, kNoNode);
+    return true;
+}
+
+// All at once: filling the lists child by child would cost the square.
+bool SourceIndex::_SetChildren(unsigned uAssetID, const std::vector<unsigned>& vecChildren)
+{
+    return !VO_FAULT_POINT("index.children") && m_pkContainer->SetAssetNodeChildIndex(uAssetID, vecChildren) != 0;
 }
 
 void SourceIndex::LeaveOut(const NotIndexed& kLeftOut)
@@ -135,16 +140,37 @@ void SourceIndex::LeaveOut(const NotIndexed& kLeftOut)
     }
 }
 
-// Names what is not in the index, and sees to it that what lies in it is named too.
-SourceIndex::Entered SourceIndex::_LeaveOut(const VOWString& strPath, const IndexEntry& kEntry,
-                                            const std::string& strReason)
+// Names what is not in the index, and sees to it that what lies in it is named too. Always true: that is no failure.
+bool SourceIndex::_LeaveOut(const VOWString& strPath, const IndexEntry& kEntry, const std::string& strReason)
 {
     LeaveOut({strPath, strReason});
     if (kEntry.bFolder)
     {
         m_vecPending.push_back({kNoNode, strPath, kEntry.uRoots});
     }
-    return Entered::LeftOut;
+    return true;
+}
+
+// What is known of what lies in a folder and isn't in the index; gives the folders that it was known of, that one
+// first.
+std::vector<VOWString> SourceIndex::_Forget(const VOWString& strPath)
+{
+    std::vector<VOWString> vecForgotten{strPath};
+    const VOWString strPrefix = strPath + VOTEXT("/");
+    auto itLeftOut = m_mapLeftOut.lower_bound(strPrefix);
+    while (itLeftOut != m_mapLeftOut.end() && itLeftOut->first.starts_with(strPrefix))
+    {
+        vecForgotten.push_back(ParentPath(itLeftOut->first));
+        itLeftOut = m_mapLeftOut.erase(itLeftOut);
+    }
+    m_mapUnread.erase(strPath);
+    auto itUnread = m_mapUnread.lower_bound(strPrefix);
+    while (itUnread != m_mapUnread.end() && itUnread->first.starts_with(strPrefix))
+    {
+        vecForgotten.push_back(itUnread->first);
+        itUnread = m_mapUnread.erase(itUnread);
+    }
+    return vecForgotten;
 }
 
 void SourceIndex::_SetUnread(const VOWString& strFolder, bool bEntered, const std::string& strReason)
@@ -166,8 +192,9 @@ void SourceIndex::_NoteVague(const VOWString& strFolder, bool bEntered, const st
     _SetUnread(strFolder, bEntered, "not everything that it holds can be looked at");
 }
 
-SourceIndex::Entered SourceIndex::_EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry,
-                                             unsigned* puAssetID)
+// Makes the node of an entry, unless it has to be left out; *puAssetID stays as it is then. False when the index is
+// full.
+bool SourceIndex::_EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry, unsigned* puAssetID)
 {
     const VOWString strPath = JoinPath(kFolder.strPath, kEntry.strName);
     if (kFolder.uAssetID == kNoNode || !kEntry.strRefusal.empty())
@@ -175,7 +202,8 @@ SourceIndex::Entered SourceIndex::_EnterNode(const PendingFolder& kFolder, const
         return _LeaveOut(strPath, kEntry,
                          kEntry.strRefusal.empty() ? "it lies in a folder that isn't indexed" : kEntry.strRefusal);
     }
-    switch (_RequestNode(strPath, puAssetID))
+    unsigned uNode = kNoNode;
+    switch (_RequestNode(strPath, &uNode))
     {
         case Requested::TooLong:
             return _LeaveOut(strPath, kEntry,
@@ -183,36 +211,31 @@ SourceIndex::Entered SourceIndex::_EnterNode(const PendingFolder& kFolder, const
         case Requested::Known:
             return _LeaveOut(strPath, kEntry, "the index can't tell it from another path");
         case Requested::Refused:
-            return Entered::Refused;
+            return false;
         default:
             break;
     }
-
-    const NameParts kParts = kEntry.bFolder ? NameParts{kEntry.strName, VOWString()} : SplitFileName(kEntry.strName);
-    if (!_SetNames(*puAssetID, kFolder.strPath, kParts))
+    const NameParts kParts = PartsOf(kEntry.strName, kEntry.bFolder);
+    if (!_SetNames(uNode, kFolder.strPath, kParts))
     {
-        _Unlink(*puAssetID);
-        m_pkContainer->RemoveAssetNode(*puAssetID);
+        _Unlink(uNode);
+        m_pkContainer->RemoveAssetNode(uNode);
         return _LeaveOut(strPath, kEntry, "the index can't tell its name from another one");
     }
-
-    if (m_pkContainer->SetAssetNodeFolder(*puAssetID, kEntry.bFolder ? 1 : 0) == 0 ||
-        m_pkContainer->SetAssetNodeParentIndex(*puAssetID, kFolder.uAssetID) == 0 ||
-        !_SetAttributes(*puAssetID, strPath, kEntry))
+    if (m_pkContainer->SetAssetNodeFolder(uNode, kEntry.bFolder ? 1 : 0) == 0 ||
+        m_pkContainer->SetAssetNodeParentIndex(uNode, kFolder.uAssetID) == 0 ||
+        !_SetAttributes(uNode, strPath, kEntry) || (!kEntry.bFolder && !_SetType(uNode, kParts.strExtension)))
     {
-        return Entered::Refused;
-    }
-    if (!kEntry.bFolder && !_SetType(*puAssetID, kParts.strExtension))
-    {
-        return Entered::Refused;
+        return false;
     }
     if (kEntry.bFolder)
     {
-        m_vecPending.push_back({*puAssetID, strPath, kEntry.uRoots});
+        m_vecPending.push_back({uNode, strPath, kEntry.uRoots});
     }
     ++m_uNodes;
     _Changed(ChangeKind::Added, kEntry.bFolder, strPath, kEntry.uRoots);
-    return Entered::Yes;
+    *puAssetID = uNode;
+    return true;
 }
 
 // The pool tells texts apart by their hashes alone, so that a text may come back as another one. Then the node would

@@ -117,36 +117,22 @@ private:
         Refused   // the index is full
     };
 
-    enum class Entered
-    {
-        Yes,
-        LeftOut,
-        Refused  // the index is full
-    };
-
     struct KnownType
     {
         int nNumber = -1;  // -1 for no type
         VOWString strName;
     };
 
-    typedef std::unordered_map<VOWString, unsigned> Children;  // ids by name
+    class Comparison;
     class OwnLister;
-
-    // A folder while it is compared: what stays, what has left it, and what has come.
-    struct Comparison
-    {
-        PendingFolder kFolder;
-        Children kThere;
-        Children kGone;
-        std::vector<const IndexEntry*> vecNew;
-    };
 
     bool _EnterRoot(uint32_t uRoots);
     bool _EnterPending(Progress* pkProgress, std::string* pstrError);
-    bool _EnterFolder(const PendingFolder& kFolder, const std::vector<IndexEntry>& vecEntries);
-    Entered _EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry, unsigned* puAssetID);
-    Entered _LeaveOut(const VOWString& strPath, const IndexEntry& kEntry, const std::string& strReason);
+    bool _EnterEntries(const PendingFolder& kFolder, const std::vector<IndexEntry>& vecEntries,
+                       std::vector<unsigned>* pvecNodes);
+    bool _EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry, unsigned* puAssetID);
+    bool _LeaveOut(const VOWString& strPath, const IndexEntry& kEntry, const std::string& strReason);
+    bool _SetChildren(unsigned uAssetID, const std::vector<unsigned>& vecChildren);
     void _SetUnread(const VOWString& strFolder, bool bEntered, const std::string& strReason);
     void _NoteVague(const VOWString& strFolder, bool bEntered, const std::vector<IndexEntry>& vecEntries);
     Requested _RequestNode(const VOWString& strPath, unsigned* puAssetID);
@@ -164,30 +150,23 @@ private:
     VOWString _Text(void* hString) const;
     VOWString _NameOf(const LUMTrayService::structAssetNode& kNode) const;
     VOWString _PathOf(unsigned uAssetID) const;
+    uint32_t _RootsOf(const LUMTrayService::structAssetNode& kNode) const
+    {
+        return m_bMergeSign ? kNode.uAssetMerge : 1;
+    }
+    bool _IsFolder(unsigned uAssetID) const { return _Node(uAssetID).bFolder != 0; }
+    std::vector<unsigned> _ListsOf(std::initializer_list<unsigned> kLists) const;
     std::vector<unsigned> _ChildrenOf(unsigned uAssetID) const;
     unsigned _FindKey(const VOWString& strForm) const;
     unsigned _FindNode(const VOWString& strPath) const;
     void _FoldersBelow(unsigned uFolder, const VOWString& strFolder, std::vector<VOWString>* pvecFolders) const;
-    void _Match(const std::vector<IndexEntry>& vecEntries, const FolderHints& kHints, Comparison* pkComparison,
-                std::vector<VOWString>* pvecMore);
-    void _FollowRenames(const FolderHints& kHints, Comparison* pkComparison, std::vector<VOWString>* pvecMore);
-    bool _RemoveGone(const Comparison& kComparison);
-    bool _EnterNew(const std::vector<IndexEntry>& vecEntries, Comparison* pkComparison);
-    void _DoubtLeftOut(const Comparison& kComparison);
-    void _ForgetBelow(const VOWString& strFolder, std::vector<VOWString>* pvecForgotten);
-    bool _Follow(const VOWString& strPath, const IndexEntry& kEntry, unsigned uAssetID, bool bWritten,
-                 std::vector<VOWString>* pvecMore);
-    bool _Rename(const VOWString& strFolder, const VOWString& strOldName, const IndexEntry& kEntry, unsigned uAssetID,
-                 std::vector<VOWString>* pvecMore);
-    void _TellGone(const VOWString& strPath, unsigned uAssetID);
-    bool _Remove(const VOWString& strPath, unsigned uAssetID);
+    std::vector<VOWString> _Forget(const VOWString& strPath);
 
     void _AddTwin(unsigned uTwin, unsigned uHolder);
     void _Unlink(unsigned uAssetID);
     bool _SettleOrphans();
     bool _CanMove(unsigned uAssetID, const VOWString& strNewPath) const;
     bool _Move(unsigned uAssetID, const VOWString& strNewFolder, const VOWString& strNewName);
-    bool _SetChildren(unsigned uAssetID, const std::vector<IndexEntry>& vecEntries, const Children& kChildren);
 
     LUMTrayService::enumAssetFrom m_eaf;
     VOWString m_strRoot;

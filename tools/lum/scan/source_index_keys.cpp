@@ -133,7 +133,7 @@ bool SourceIndex::_CanMove(unsigned uAssetID, const VOWString& strNewPath) const
     {
         return false;
     }
-    if (_Node(uAssetID).bFolder == 0)
+    if (!_IsFolder(uAssetID))
     {
         return true;
     }
@@ -147,8 +147,8 @@ bool SourceIndex::_CanMove(unsigned uAssetID, const VOWString& strNewPath) const
 bool SourceIndex::_Move(unsigned uAssetID, const VOWString& strNewFolder, const VOWString& strNewName)
 {
     const VOWString strNewPath = JoinPath(strNewFolder, strNewName);
-    const bool bFolder = _Node(uAssetID).bFolder != 0;
-    const NameParts kParts = bFolder ? NameParts{strNewName, VOWString()} : SplitFileName(strNewName);
+    const bool bFolder = _IsFolder(uAssetID);
+    const NameParts kParts = PartsOf(strNewName, bFolder);
     _Unlink(uAssetID);
     const unsigned uPlain = _FindKey(strNewPath);
     const bool bTwin = uPlain != kNoNode && uPlain != uAssetID;
