@@ -25,7 +25,7 @@ function(vobase_add_fuzzed_lum name library)
   file(GLOB sources CONFIGURE_DEPENDS ${lum}/image/*.cpp)
   list(REMOVE_ITEM sources ${lum}/image/image_load.cpp)
   set(fuzz ${PROJECT_SOURCE_DIR}/fuzz)
-  add_library(${name} STATIC ${sources} ${lum}/base/files.cpp ${lum}/base/text.cpp ${lum}/scan/path_list.cpp
+  add_library(${name} STATIC ${sources} ${lum}/base/files.cpp ${lum}/base/paths.cpp ${lum}/base/text.cpp ${lum}/scan/path_list.cpp
     ${lum}/scan/path_tree.cpp ${lum}/scan/type_table.cpp ${lum}/publish/option_file.cpp ${fuzz}/lum_image.cpp
     ${fuzz}/lum_texts.cpp ${fuzz}/quiet_console.cpp)
   target_include_directories(${name} PRIVATE ${lum} ${PROJECT_SOURCE_DIR})

@@ -12,7 +12,6 @@ namespace lum
 namespace
 {
 
-constexpr VOWCHAR kCarriedBackslash = 0xDC5C;
 constexpr VOWCHAR kCarriedByteBase = 0xDC00;
 
 bool IsHighSurrogate(VOWCHAR ch)
@@ -262,22 +261,19 @@ std::optional<VOWString> FromUtf8(std::string_view strText)
     return strResult;
 }
 
-VOWString FoldAscii(const VOWString& strText)
-{
-    VOWString strResult = strText;
-    for (VOWCHAR& ch : strResult)
-    {
-        if (ch >= 'A' && ch <= 'Z')
-        {
-            ch = static_cast<VOWCHAR>(ch - 'A' + 'a');
-        }
-    }
-    return strResult;
-}
-
 bool EqualButForAsciiCase(const VOWString& strFirst, const VOWString& strSecond)
 {
     return strFirst.size() == strSecond.size() && FoldAscii(strFirst) == FoldAscii(strSecond);
+}
+
+std::vector<VOWString> SplitAt(const VOWString& strText, const VOWCHAR* pszSeparators)
+{
+    std::vector<VOWString> vecParts;
+    for (size_t uAt = 0; uAt <= strText.size(); uAt += vecParts.back().size() + 1)
+    {
+        vecParts.push_back(strText.substr(uAt, strText.find_first_of(pszSeparators, uAt) - uAt));
+    }
+    return vecParts;
 }
 
 std::string LocalTime(int64_t nSeconds)

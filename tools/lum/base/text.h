@@ -14,11 +14,15 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "vo_types.h"
 
 namespace lum
 {
+
+// How a backslash that is part of a name is carried.
+constexpr VOWCHAR kCarriedBackslash = 0xDC5C;
 
 enum class Escape
 {
@@ -37,8 +41,19 @@ std::optional<VOWString> FromWrittenForm(const VOWString& strWritten);
 std::optional<VOWString> FromUtf8(std::string_view strText);
 
 // ASCII letters folded, as the index folds its keys.
-VOWString FoldAscii(const VOWString& strText);
+template <typename Char>
+std::basic_string<Char> FoldAscii(std::basic_string<Char> strText)
+{
+    for (Char& ch : strText)
+    {
+        ch = ch >= 'A' && ch <= 'Z' ? static_cast<Char>(ch - 'A' + 'a') : ch;
+    }
+    return strText;
+}
 bool EqualButForAsciiCase(const VOWString& strFirst, const VOWString& strSecond);
+
+// What stands between the separators, each of them one of these characters; empty parts too.
+std::vector<VOWString> SplitAt(const VOWString& strText, const VOWCHAR* pszSeparators);
 
 // Bytes that should be UTF-8, on a terminal: control characters, and all bytes of 0x80 and above where it isn't, are
 // escaped as above. Backslashes stay single.

@@ -77,9 +77,7 @@ int OnExample(const structAssetNode& kNode, void* pvSearch, int& bStop)
 bool FindExample(Example* pkExample, std::string* pstrError)
 {
     ReaderSession kSession;
-    ReaderOptions kOptions;
-    kOptions.eaf = AF_SOURCE;
-    if (kSession.Open(kOptions, pstrError) != ReaderSession::Opened::Yes)
+    if (kSession.Open(AF_SOURCE, pstrError) != ReaderSession::Opened::Yes)
     {
         return false;
     }

@@ -48,27 +48,6 @@ struct Walk
     const std::function<void(const NodeView&)>* pfnFound;
 };
 
-std::vector<VOWString> SplitList(const VOWString& strList)
-{
-    std::vector<VOWString> vecParts(1);
-    for (const VOWCHAR ch : strList)
-    {
-        if (ch != '|')
-        {
-            vecParts.back() += ch;
-        }
-        else if (!vecParts.back().empty())
-        {
-            vecParts.emplace_back();
-        }
-    }
-    if (vecParts.back().empty())
-    {
-        vecParts.pop_back();
-    }
-    return vecParts;
-}
-
 bool MakeFilter(const FindOptions& kOptions, Filter* pkFilter, std::string* pstrError)
 {
     if (kOptions.strName)
@@ -84,7 +63,8 @@ bool MakeFilter(const FindOptions& kOptions, Filter* pkFilter, std::string* pstr
     if (kOptions.strExtensions)
     {
         pkFilter->bExtensions = true;
-        pkFilter->vecExtensions = SplitList(VOFromNative(*kOptions.strExtensions));
+        pkFilter->vecExtensions = SplitAt(VOFromNative(*kOptions.strExtensions), VOTEXT("|"));
+        std::erase(pkFilter->vecExtensions, VOWString());
         if (pkFilter->vecExtensions.empty())
         {
             *pstrError = "--ext takes a list of extensions such as png|tga";
@@ -255,7 +235,7 @@ int RunFind(const FindOptions& kOptions, Output* pkOutput)
         return kExitError;
     }
     ReaderSession kSession;
-    if (!OpenOrComplain(kOptions, &kSession))
+    if (!OpenOrComplain(kOptions.eaf, &kSession))
     {
         return kExitError;
     }

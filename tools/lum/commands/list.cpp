@@ -86,7 +86,7 @@ void ShowJson(const std::vector<Listing>& vecListings, Output* pkOutput)
 int RunList(const ListOptions& kOptions, Output* pkOutput)
 {
     ReaderSession kSession;
-    if (!OpenOrComplain(kOptions, &kSession))
+    if (!OpenOrComplain(kOptions.eaf, &kSession))
     {
         return kExitError;
     }

@@ -42,7 +42,7 @@ std::vector<NodeView> Fetch(const std::string& strPath, const ReaderSession& kSe
 int RunStat(const StatOptions& kOptions, Output* pkOutput)
 {
     ReaderSession kSession;
-    if (!OpenOrComplain(kOptions, &kSession))
+    if (!OpenOrComplain(kOptions.eaf, &kSession))
     {
         return kExitError;
     }

@@ -130,7 +130,7 @@ int RunStatus(const ReaderOptions& kOptions, Output* pkOutput)
 {
     ReaderSession kSession;
     std::string strError;
-    const ReaderSession::Opened eOpened = kSession.Open(kOptions, &strError);
+    const ReaderSession::Opened eOpened = kSession.Open(kOptions.eaf, &strError);
     if (eOpened == ReaderSession::Opened::Failed)
     {
         Complain(strError);

@@ -183,7 +183,7 @@ unsigned DrawAll(const TreeOptions& kOptions, const ReaderSession& kSession, Tre
 int RunTree(const TreeOptions& kOptions, Output* pkOutput)
 {
     ReaderSession kSession;
-    if (!OpenOrComplain(kOptions, &kSession))
+    if (!OpenOrComplain(kOptions.eaf, &kSession))
     {
         return kExitError;
     }

@@ -97,7 +97,7 @@ void ShowTypesAsJson(const ReaderSession& kSession, Output* pkOutput)
 int RunTypes(const ReaderOptions& kOptions, Output* pkOutput)
 {
     ReaderSession kSession;
-    if (!OpenOrComplain(kOptions, &kSession))
+    if (!OpenOrComplain(kOptions.eaf, &kSession))
     {
         return kExitError;
     }

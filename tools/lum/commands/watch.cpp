@@ -8,6 +8,7 @@
 #include "base/console.h"
 #include "base/exit_code.h"
 #include "base/library_log.h"
+#include "base/paths.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "commands/commands.h"
@@ -18,7 +19,6 @@
 #include "reader/path_argument.h"
 #include "reader/session.h"
 #include "reader/text_view.h"
-#include "scan/index_entry.h"
 
 namespace lum
 {
@@ -73,9 +73,7 @@ public:
             return true;
         }
         ReaderSession kSession;
-        ReaderOptions kSource;
-        kSource.eaf = kOptions.eaf;
-        if (kSession.Open(kSource, pstrError) != ReaderSession::Opened::Yes)
+        if (kSession.Open(kOptions.eaf, pstrError) != ReaderSession::Opened::Yes)
         {
             return false;
         }

@@ -68,21 +68,13 @@ bool CheckText(const std::vector<unsigned char>& vecBytes, std::string* pstrErro
     return true;
 }
 
-std::string Folded(std::string_view strText)
-{
-    std::string strResult(strText);
-    std::transform(strResult.begin(), strResult.end(), strResult.begin(),
-                   [](char ch) { return ch >= 'A' && ch <= 'Z' ? static_cast<char>(ch - 'A' + 'a') : ch; });
-    return strResult;
-}
-
 // One line of the section: a key that is known, and there once, or a comment.
 bool CheckLine(const ZENTRY& kEntry, const std::set<std::string>& setKnown, std::set<std::string>* psetSeen,
                std::string* pstrError)
 {
     const std::string_view strLine = kEntry.pszText;
     const std::string_view strSaid = strLine.substr(0, strLine.find(';'));
-    const std::string strKey = Folded(strSaid.substr(0, strSaid.find('=')));
+    const std::string strKey = FoldAscii(std::string(strSaid.substr(0, strSaid.find('='))));
     if (strSaid.starts_with('#') || strSaid.find_first_not_of(" \t") == std::string_view::npos)
     {
         return true;
@@ -126,7 +118,7 @@ bool CheckLines(ZIniFile* pkFile, const std::set<std::string>& setKnown, std::st
                 *pstrError = fmt::format("\"{}\": a line with [ and ] is a section", pkEntry->pszText);
                 return false;
             }
-            if (Folded(pkEntry->pszText) == fmt::format("[{}]", kSection))
+            if (FoldAscii(std::string(pkEntry->pszText)) == fmt::format("[{}]", kSection))
             {
                 *pstrError = fmt::format("the section [{}] is there twice", kSection);
                 return false;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/paths.h"
+
 using namespace LUMTrayService;
 
 namespace lum
@@ -14,11 +16,11 @@ NodeView ViewOf(const ReaderSource& kSource, const structAssetNode& kNode)
     kView.eaf = kSource.From();
     kView.kNode = kNode;
     kView.strPath = kSource.PathOf(kNode);
-    kView.strName = kView.strPath.empty() ? kSource.RootName() : kView.strPath.substr(kView.strPath.rfind('/') + 1);
+    kView.strName = kView.strPath.empty() ? kSource.RootName() : LastPart(kView.strPath);
     kView.strAbsolute = kSource.TextOf(kNode.hStrPhysicsPath);
     if (kView.strAbsolute.empty())
     {
-        kView.strAbsolute = kSource.Root() + (kView.strPath.empty() ? VOTEXT("") : VOTEXT("/")) + kView.strPath;
+        kView.strAbsolute = kView.strPath.empty() ? kSource.Root() : kSource.Root() + VOTEXT("/") + kView.strPath;
     }
     kView.strTypeName = kSource.TextOf(kNode.hStrClassifyName);
     return kView;

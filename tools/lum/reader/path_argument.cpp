@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/paths.h"
 #include "base/text.h"
 #include "platform/vo_native_names.h"
 
@@ -11,47 +12,9 @@ namespace lum
 namespace
 {
 
-// A backslash that is part of a name.
-constexpr VOWCHAR kCarriedBackslash = 0xDC5C;
-
 bool IsSlash(VOWCHAR ch)
 {
     return ch == '/' || ch == '\\';
-}
-
-// Takes "." and ".." parts and double slashes out; none when ".." leads above the start.
-std::optional<VOWString> Collapse(const VOWString& strPath)
-{
-    std::vector<VOWString> vecParts;
-    size_t uStart = 0;
-    while (uStart <= strPath.size())
-    {
-        size_t uEnd = uStart;
-        while (uEnd < strPath.size() && !IsSlash(strPath[uEnd]))
-        {
-            ++uEnd;
-        }
-        const VOWString strPart = strPath.substr(uStart, uEnd - uStart);
-        uStart = uEnd + 1;
-        if (strPart == VOTEXT("..") && vecParts.empty())
-        {
-            return std::nullopt;
-        }
-        if (strPart == VOTEXT(".."))
-        {
-            vecParts.pop_back();
-        }
-        else if (!strPart.empty() && strPart != VOTEXT("."))
-        {
-            vecParts.push_back(strPart);
-        }
-    }
-    VOWString strResult;
-    for (const VOWString& strPart : vecParts)
-    {
-        strResult += (strResult.empty() ? VOTEXT("") : VOTEXT("/")) + strPart;
-    }
-    return strResult;
 }
 
 }  // namespace
@@ -72,8 +35,8 @@ std::vector<VOWString> ReadingsOf(const std::string& strArgument)
 
 std::optional<VOWString> RelativePath(const VOWString& strReading, const VOWString& strRoot)
 {
-    const std::optional<VOWString> strWhole = Collapse(strReading);
-    const std::optional<VOWString> strPlace = Collapse(strRoot);
+    const std::optional<VOWString> strWhole = CleanPath(strReading, ParentSteps::Followed);
+    const std::optional<VOWString> strPlace = CleanPath(strRoot, ParentSteps::Followed);
     const bool bSlash = !strReading.empty() && IsSlash(strReading[0]);
     const bool bDrive = strReading.size() > 2 && strReading[1] == ':' && IsSlash(strReading[2]);
     if (!strWhole || !strPlace || (!bSlash && !bDrive))

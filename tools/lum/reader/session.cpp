@@ -130,7 +130,7 @@ ReaderSession::~ReaderSession()
     }
 }
 
-ReaderSession::Opened ReaderSession::Open(const ReaderOptions& kOptions, std::string* pstrError)
+ReaderSession::Opened ReaderSession::Open(std::optional<enumAssetFrom> eafWanted, std::string* pstrError)
 {
     // Asked first, because the assemble object can't tell a missing section from one without sources.
     VOTSFileMappingInspector kProbe(AF_SOURCE);
@@ -150,7 +150,7 @@ ReaderSession::Opened ReaderSession::Open(const ReaderOptions& kOptions, std::st
     m_pkAssemble = VOTSFileMappingAssemble::Instance();
     for (const enumAssetFrom eaf : AllSources())
     {
-        if (m_pkAssemble->IsAssetTypeEnable(eaf) == 0 || (kOptions.eaf && *kOptions.eaf != eaf))
+        if (m_pkAssemble->IsAssetTypeEnable(eaf) == 0 || (eafWanted && *eafWanted != eaf))
         {
             continue;
         }
@@ -162,7 +162,7 @@ ReaderSession::Opened ReaderSession::Open(const ReaderOptions& kOptions, std::st
     }
     if (m_vecSources.empty())
     {
-        *pstrError = kOptions.eaf ? fmt::format("{} isn't published", SourceName(*kOptions.eaf)) : kNothingPublished;
+        *pstrError = eafWanted ? fmt::format("{} isn't published", SourceName(*eafWanted)) : kNothingPublished;
         return Opened::NothingPublished;
     }
     return Opened::Yes;
@@ -194,10 +194,10 @@ ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string*
     return Opened::Yes;
 }
 
-bool OpenOrComplain(const ReaderOptions& kOptions, ReaderSession* pkSession)
+bool OpenOrComplain(std::optional<enumAssetFrom> eafWanted, ReaderSession* pkSession)
 {
     std::string strError;
-    if (pkSession->Open(kOptions, &strError) != ReaderSession::Opened::Yes)
+    if (pkSession->Open(eafWanted, &strError) != ReaderSession::Opened::Yes)
     {
         Complain(strError);
         return false;

@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "commands/commands.h"
 #include "tray_service_types.h"
 #include "vo_types.h"
 #include "vots_file_mapping.h"
 
 namespace lum
 {
+
+class Output;
 
 // One published source whose image is loaded.
 class ReaderSource
@@ -63,7 +64,7 @@ public:
     ReaderSession& operator=(const ReaderSession&) = delete;
 
     // Opens one source, or all that are published.
-    Opened Open(const ReaderOptions& kOptions, std::string* pstrError);
+    Opened Open(std::optional<LUMTrayService::enumAssetFrom> eafWanted, std::string* pstrError);
 
     const std::vector<ReaderSource>& Sources() const { return m_vecSources; }
 
@@ -75,7 +76,7 @@ private:
 };
 
 // Opens the session of a command that needs data; false after a complaint.
-bool OpenOrComplain(const ReaderOptions& kOptions, ReaderSession* pkSession);
+bool OpenOrComplain(std::optional<LUMTrayService::enumAssetFrom> eafWanted, ReaderSession* pkSession);
 
 // The exit code of a command that is done: kExitFound or kExitNotFound, and kExitError after a complaint when the
 // library reported damage meanwhile, or when the result could not be written.

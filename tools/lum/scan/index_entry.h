@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "vo_types.h"
+#include "base/paths.h"
 
 namespace lum
 {
@@ -54,32 +54,5 @@ public:
     // The root of the file system under which an entry lies when that isn't the container's own root; empty otherwise.
     virtual VOWString OtherRoot(uint32_t /*uRoots*/) const { return {}; }
 };
-
-// "folder/name", and just the name under the root.
-inline VOWString JoinPath(const VOWString& strFolder, const VOWString& strName)
-{
-    return strFolder.empty() ? strName : strFolder + VOTEXT("/") + strName;
-}
-
-// The folder that a path lies in; empty for what lies under the root.
-inline VOWString ParentPath(const VOWString& strPath)
-{
-    const size_t uSlash = strPath.rfind(VOWCHAR('/'));
-    return uSlash == VOWString::npos ? VOWString() : strPath.substr(0, uSlash);
-}
-
-// Whether a path lies in a folder, at any depth. Everything lies in the root, and nothing in itself.
-inline bool LiesIn(const VOWString& strPath, const VOWString& strFolder)
-{
-    return strFolder.empty() ? !strPath.empty()
-                             : strPath.size() > strFolder.size() && strPath[strFolder.size()] == '/' &&
-                                   strPath.starts_with(strFolder);
-}
-
-// The last part of a path.
-inline VOWString LastPart(const VOWString& strPath)
-{
-    return strPath.substr(strPath.rfind(VOWCHAR('/')) + 1);
-}
 
 }  // namespace lum

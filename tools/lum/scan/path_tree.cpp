@@ -1,7 +1,5 @@
 #include "scan/path_tree.h"
 
-#include <algorithm>
-
 namespace lum
 {
 
@@ -86,27 +84,6 @@ bool PathTree::List(const VOWString& strFolder, uint32_t /*uRoots*/, std::vector
         }
     }
     return true;
-}
-
-std::optional<VOWString> CleanPath(const VOWString& strPath)
-{
-    VOWString strResult;
-    size_t uStart = 0;
-    while (uStart <= strPath.size())
-    {
-        const size_t uEnd = std::min(strPath.find_first_of(VOTEXT("/\\"), uStart), strPath.size());
-        const VOWString strPart = strPath.substr(uStart, uEnd - uStart);
-        uStart = uEnd + 1;
-        if (strPart == VOTEXT(".."))
-        {
-            return std::nullopt;
-        }
-        if (!strPart.empty() && strPart != VOTEXT("."))
-        {
-            strResult = JoinPath(strResult, strPart);
-        }
-    }
-    return strResult;
 }
 
 }  // namespace lum

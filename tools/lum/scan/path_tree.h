@@ -2,7 +2,6 @@
 #pragma once
 
 #include <map>
-#include <optional>
 #include <unordered_map>
 
 #include "scan/index_entry.h"
@@ -37,9 +36,5 @@ private:
     std::unordered_map<VOWString, Folder>
         m_mapFolders;  // by path; every folder but the root has an entry in its parent
 };
-
-// A path as an archive or a list has it, in the form of the index: "/" between the parts, no "." parts, nothing in
-// front and behind. Empty for the root itself; none for a path that has a ".." part.
-std::optional<VOWString> CleanPath(const VOWString& strPath);
 
 }  // namespace lum

@@ -56,45 +56,6 @@ constexpr BuiltInType kBuiltIn[] = {
     {15, VOTEXT("package"), VOTEXT("zip|7z|rar|tar|gz|bz2|xz|zst|tgz|pak|cab|iso"), 0x6E2C00, 0xFBEEE6},
 };
 
-// Cuts a line into its words.
-std::vector<VOWString> WordsOf(const VOWString& strLine)
-{
-    std::vector<VOWString> vecWords(1);
-    for (const VOWCHAR ch : strLine)
-    {
-        if (ch != ' ' && ch != '\t')
-        {
-            vecWords.back() += ch;
-        }
-        else if (!vecWords.back().empty())
-        {
-            vecWords.emplace_back();
-        }
-    }
-    if (vecWords.back().empty())
-    {
-        vecWords.pop_back();
-    }
-    return vecWords;
-}
-
-std::vector<VOWString> EntriesOf(const VOWString& strList)
-{
-    std::vector<VOWString> vecEntries(1);
-    for (const VOWCHAR ch : strList)
-    {
-        if (ch == '|')
-        {
-            vecEntries.emplace_back();
-        }
-        else
-        {
-            vecEntries.back() += ch;
-        }
-    }
-    return vecEntries;
-}
-
 bool ParseColor(const VOWString& strWord, Color* pkColor)
 {
     if (strWord.size() != 7 || strWord[0] != '#')
@@ -156,7 +117,7 @@ std::string CheckExtensions(const VOWString& strWord, Taken* pkTaken, ClassifyTy
     {
         return fmt::format("the extension list is longer than {} characters", LENGTH_OF_EXTENSIONS - 1);
     }
-    for (const VOWString& strEntry : EntriesOf(strWord))
+    for (const VOWString& strEntry : SplitAt(strWord, VOTEXT("|")))
     {
         const std::string strShown = WrittenForm(strEntry, Escape::Controls);
         if (strEntry.empty())
@@ -194,7 +155,8 @@ std::string CheckColors(const std::vector<VOWString>& vecWords, ClassifyType* pk
 
 std::string ParseType(const VOWString& strLine, Taken* pkTaken, ClassifyType* pkType)
 {
-    const std::vector<VOWString> vecWords = WordsOf(strLine);
+    std::vector<VOWString> vecWords = SplitAt(strLine, VOTEXT(" \t"));
+    std::erase(vecWords, VOWString());
     if (vecWords.size() < 3 || vecWords.size() > 5)
     {
         return fmt::format("expected \"number name ext|ext|ext #rrggbb #rrggbb\", found {} word{}", vecWords.size(),
