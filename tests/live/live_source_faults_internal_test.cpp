@@ -107,7 +107,7 @@ public:
         return setPaths;
     }
 
-    const lum::LiveCounts& Counts() const { return m_pkSource->Counts(); }
+    const lum::SourceStatus& Status() const { return m_pkSource->Status(); }
 
     std::string strError;
     Paths setTold;
@@ -155,13 +155,13 @@ TEST_F(LiveSourceFaults, WhileNothingCanBeListedNothingIsToldAndAfterwardsAllIs)
         kFollowed.Follow(1000ms);
         EXPECT_EQ(setBefore, kFollowed.setTold);
         EXPECT_EQ(setBefore, kFollowed.Indexed());
-        EXPECT_NE(0u, kFollowed.Counts().ullUnread);
+        EXPECT_NE(0u, kFollowed.Status().ullUnread);
         VOFaultDisarm();
         EXPECT_TRUE(kFollowed.FollowUntilRight());
         EXPECT_EQ(1u, kFollowed.uRemoved);
         EXPECT_EQ(2u, kFollowed.uAdded);
         EXPECT_EQ(kFollowed.setTold, kFollowed.Indexed());
-        EXPECT_EQ(0u, kFollowed.Counts().ullUnread);
+        EXPECT_EQ(0u, kFollowed.Status().ullUnread);
         const std::string strSaid = testing::internal::GetCapturedStderr();
         EXPECT_LE(std::count(strSaid.begin(), strSaid.end(), '\n'), 6) << strSaid;
         EXPECT_NE(std::string::npos, strSaid.find("it is tried again")) << strSaid;
@@ -281,7 +281,7 @@ TEST_F(LiveSourceFaults, AFirstScanNamesAFolderThatCantBeListedAndFillsItLater)
         VOFaultArm("directory.read", uNth, false);
         const bool bOpened = kFollowed.Open();
         VOFaultDisarm();
-        if (bOpened && kFollowed.Counts().ullUnread == 1)
+        if (bOpened && kFollowed.Status().ullUnread == 1)
         {
             break;
         }
@@ -315,12 +315,12 @@ TEST_F(LiveSourceFaults, ARootWhoseMonitorDidntStartIsPolledAndWatchedAsSoonAsIt
     VOFaultArm("CreateFileW", 1, false);
     EXPECT_TRUE(kFolder.Open()) << kFolder.strError;
     VOFaultDisarm();
-    EXPECT_EQ(1u, kFolder.Counts().uPolledRoots);
-    for (int i = 0; i < 200 && kFolder.Counts().uPolledRoots != 0; ++i)
+    EXPECT_EQ(1u, kFolder.Status().ullPolledRoots);
+    for (int i = 0; i < 200 && kFolder.Status().ullPolledRoots != 0; ++i)
     {
         kFolder.Follow(50ms);
     }
-    EXPECT_EQ(0u, kFolder.Counts().uPolledRoots);
+    EXPECT_EQ(0u, kFolder.Status().ullPolledRoots);
     kFolder.Write("later");
     EXPECT_TRUE(kFolder.FollowUntilRight());
     EXPECT_EQ(0u, kFolder.uRemoved);
@@ -361,7 +361,7 @@ TEST_F(LiveSourceFaults, AMonitorThatCantBeMadeIsLetGoOfAndTheTreePolled)
         VOFaultArm(pszCall, 1, false);
         EXPECT_TRUE(kFollowed.Open()) << pszCall;
         EXPECT_EQ(1u, VOFaultFired()) << pszCall;
-        EXPECT_EQ(1u, kFollowed.Counts().uPolledRoots) << pszCall;
+        EXPECT_EQ(1u, kFollowed.Status().ullPolledRoots) << pszCall;
     }
     VOFaultDisarm();
     kFollowed.Write("b");

@@ -18,7 +18,7 @@ public:
         {
             Make(strPath);
         }
-        EXPECT_TRUE(kIndex.Build({}, 1, &kDisk, nullptr, &strError)) << strError;
+        EXPECT_TRUE(kIndex.Build({}, &kDisk, nullptr, &strError)) << strError;
         setTold = ReadImage(&kIndex).Walked();
         kIndex.TakeLeftOut();
         kIndex.TakeUnread();

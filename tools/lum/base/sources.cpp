@@ -1,5 +1,9 @@
 #include "base/sources.h"
 
+#include <fmt/format.h>
+
+#include "base/console.h"
+
 #include <array>
 
 using namespace LUMTrayService;
@@ -51,6 +55,11 @@ std::vector<enumAssetFrom> AllSources()
         vecResult.push_back(static_cast<enumAssetFrom>(i));
     }
     return vecResult;
+}
+
+void Complain(enumAssetFrom eaf, std::string_view strText)
+{
+    Complain(fmt::format("{}: {}", SourceName(eaf), strText));
 }
 
 }  // namespace lum

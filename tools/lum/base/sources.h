@@ -22,4 +22,7 @@ std::vector<std::string> SourceNames();
 // All sources, in their order.
 std::vector<LUMTrayService::enumAssetFrom> AllSources();
 
+// One line on standard error that is about a source (see base/console.h).
+void Complain(LUMTrayService::enumAssetFrom eaf, std::string_view strText);
+
 }  // namespace lum

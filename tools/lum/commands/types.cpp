@@ -11,6 +11,7 @@
 #include "base/sources.h"
 #include "commands/commands.h"
 #include "image/image_check.h"
+#include "platform/vo_owners.h"
 #include "reader/json_view.h"
 #include "reader/session.h"
 #include "reader/text_view.h"
@@ -27,16 +28,12 @@ namespace
 // otherwise, and its image has the types in their order.
 std::vector<TypeReport> Fetch(const ReaderSource& kSource)
 {
-    struct Released
-    {
-        void operator()(void* pMemory) const { free(pMemory); }
-    };
     VOTSAssetNodeContainer kContainer;
     if (kSource.Inspector().ReConstructContainer(&kContainer) == 0)
     {
         return {};
     }
-    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, Released> pkImage(kContainer.GetAlloc());
+    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, VOFreeBlock> pkImage(kContainer.GetAlloc());
     if (pkImage == nullptr)
     {
         return {};

@@ -21,28 +21,21 @@ bool HintSignal::WaitFor(std::chrono::milliseconds kTime)
     return std::exchange(m_bNotified, false);
 }
 
-void HintPool::Touched(const VOWString& strPath, bool bWritten)
+void HintPool::Touched(const VOWString& strPath, bool bWritten, const VOWCHAR* pszNewName)
 {
     {
         const std::lock_guard<std::mutex> kGuard(m_kLock);
         ++m_kHints.uEvents;
         FolderHints& kFolder = m_kHints.mapFolders[ParentPath(strPath)];
+        const VOWString strName = LastPart(strPath);
+        if (pszNewName != nullptr)
+        {
+            kFolder.vecRenamed.emplace_back(strName, pszNewName);
+        }
         if (bWritten)
         {
-            kFolder.setWritten.insert(LastPart(strPath));
+            kFolder.setWritten.insert(pszNewName != nullptr ? pszNewName : strName);
         }
-    }
-    m_pkSignal->Notify();
-}
-
-void HintPool::Renamed(const VOWString& strPath, const VOWString& strNewName)
-{
-    {
-        const std::lock_guard<std::mutex> kGuard(m_kLock);
-        ++m_kHints.uEvents;
-        FolderHints& kFolder = m_kHints.mapFolders[ParentPath(strPath)];
-        kFolder.vecRenamed.emplace_back(LastPart(strPath), strNewName);
-        kFolder.setWritten.insert(strNewName);
     }
     m_pkSignal->Notify();
 }
@@ -68,53 +61,17 @@ HintListener::HintListener(const VOWString& strRoot, HintPool* pkPool)
     std::replace(m_strPrefix.begin(), m_strPrefix.end(), VOWCHAR('\\'), VOWCHAR('/'));
 }
 
-// False for what can't be placed.
-bool HintListener::_Relative(const VOWCHAR* pszFilePath, VOWString* pstrPath) const
+// What can't be placed is a doubt.
+void HintListener::_Touched(const VOWCHAR* pszFilePath, bool bWritten, const VOWCHAR* pszNewName) const
 {
     const VOWString strPath(pszFilePath);
-    if (!strPath.starts_with(m_strPrefix) || strPath.size() == m_strPrefix.size())
+    if (strPath.starts_with(m_strPrefix) && strPath.size() > m_strPrefix.size())
+    {
+        m_pkPool->Touched(strPath.substr(m_strPrefix.size()), bWritten, pszNewName);
+    }
+    else
     {
         m_pkPool->Doubt();
-        return false;
-    }
-    *pstrPath = strPath.substr(m_strPrefix.size());
-    return true;
-}
-
-void HintListener::OnFileMonitor_Add(const VOWCHAR* pszFilePath)
-{
-    VOWString strPath;
-    if (_Relative(pszFilePath, &strPath))
-    {
-        // What was there before has been made anew.
-        m_pkPool->Touched(strPath, true);
-    }
-}
-
-void HintListener::OnFileMonitor_Remove(const VOWCHAR* pszFilePath)
-{
-    VOWString strPath;
-    if (_Relative(pszFilePath, &strPath))
-    {
-        m_pkPool->Touched(strPath, false);
-    }
-}
-
-void HintListener::OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName)
-{
-    VOWString strPath;
-    if (_Relative(pszFilePath, &strPath))
-    {
-        m_pkPool->Renamed(strPath, pszNewFileName);
-    }
-}
-
-void HintListener::OnFileMonitor_Modified(const VOWCHAR* pszFilePath)
-{
-    VOWString strPath;
-    if (_Relative(pszFilePath, &strPath))
-    {
-        m_pkPool->Touched(strPath, true);
     }
 }
 

@@ -14,6 +14,8 @@
 namespace lum
 {
 
+typedef std::chrono::steady_clock LiveClock;
+
 // Folders by path, relative to the root.
 typedef std::map<VOWString, FolderHints> HintedFolders;
 
@@ -46,9 +48,8 @@ class HintPool
 public:
     explicit HintPool(HintSignal* pkSignal) : m_pkSignal(pkSignal) {}
 
-    // A path relative to the root.
-    void Touched(const VOWString& strPath, bool bWritten);
-    void Renamed(const VOWString& strPath, const VOWString& strNewName);
+    // A path relative to the root; one that was renamed comes with its new name.
+    void Touched(const VOWString& strPath, bool bWritten, const VOWCHAR* pszNewName = nullptr);
     void Doubt();
 
     Hints Take();
@@ -66,13 +67,17 @@ public:
     // strRoot as the monitor was given it.
     HintListener(const VOWString& strRoot, HintPool* pkPool);
 
-    void OnFileMonitor_Add(const VOWCHAR* pszFilePath) override;
-    void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) override;
-    void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) override;
-    void OnFileMonitor_Modified(const VOWCHAR* pszFilePath) override;
+    // What is added may be made anew in place of what was there before.
+    void OnFileMonitor_Add(const VOWCHAR* pszFilePath) override { _Touched(pszFilePath, true); }
+    void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) override { _Touched(pszFilePath, false); }
+    void OnFileMonitor_Modified(const VOWCHAR* pszFilePath) override { _Touched(pszFilePath, true); }
+    void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) override
+    {
+        _Touched(pszFilePath, true, pszNewFileName);
+    }
 
 private:
-    bool _Relative(const VOWCHAR* pszFilePath, VOWString* pstrPath) const;
+    void _Touched(const VOWCHAR* pszFilePath, bool bWritten, const VOWCHAR* pszNewName = nullptr) const;
 
     VOWString m_strPrefix;  // in front of the relative part of every path
     HintPool* m_pkPool;

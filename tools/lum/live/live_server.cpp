@@ -215,10 +215,9 @@ bool LiveServer::_Publish(Served* pkServed, std::string* pstrError)
 
 void LiveServer::_SetStatus(const Served& kServed)
 {
-    const LiveCounts& kCounts = kServed.kSource.Counts();
-    m_kStatus.Set(kServed.kSource.From(), {kCounts.ullHints, kCounts.ullChanges, kCounts.ullDoubts,
-                                           kCounts.ullAuditRounds, kCounts.ullAuditChanges, kCounts.ullUnwatched,
-                                           kCounts.uPolledRoots, kServed.ullPublications, kCounts.ullUnread});
+    SourceStatus kStatus = kServed.kSource.Status();
+    kStatus.ullPublications = kServed.ullPublications;
+    m_kStatus.Set(kServed.kSource.From(), kStatus);
 }
 
 // The images before the events: a tool that finds no image doesn't wait for events of it.

@@ -22,11 +22,9 @@ public:
     bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
               std::string* pstrReason) override;
 
+    uint32_t AllRoots() const override;
     bool DescribeRoot(IndexEntry* pkEntry) const override;
     VOWString OtherRoot(uint32_t uRoots) const override;
-
-    // The bits of all roots.
-    uint32_t AllRoots() const;
 
     // From now on a root that is gone is an empty one. Before, it is a wrong argument.
     void TolerateLostRoots() { m_bTolerant = true; }

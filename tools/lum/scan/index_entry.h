@@ -48,6 +48,9 @@ public:
     virtual bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
                       std::string* pstrReason) = 0;
 
+    // The bits of all roots.
+    virtual uint32_t AllRoots() const { return 1; }
+
     // The attributes of the root folder itself; false where a source has none.
     virtual bool DescribeRoot(IndexEntry* /*pkEntry*/) const { return false; }
 

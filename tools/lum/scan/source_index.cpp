@@ -25,8 +25,8 @@ SourceIndex::SourceIndex(enumAssetFrom eaf, const VOWString& strRoot, const VOWS
 {
 }
 
-bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, uint32_t uRoots, FolderLister* pkLister,
-                        Progress* pkProgress, std::string* pstrError)
+bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pkLister, Progress* pkProgress,
+                        std::string* pstrError)
 {
     m_pkLister = pkLister;
     if (!EnterTypes(vecTypes, m_pkContainer.get()))
@@ -34,13 +34,13 @@ bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, uint32_t uRoo
         *pstrError = "the table of types was refused";
         return false;
     }
-    if (!_EnterRoot(uRoots))
+    if (!_EnterRoot())
     {
         *pstrError = "the root folder could not be entered";
         return false;
     }
 
-    m_vecPending.push_back({0, VOWString(), uRoots});
+    m_vecPending.push_back({0, VOWString(), pkLister->AllRoots()});
     return _EnterPending(pkProgress, pstrError);
 }
 
@@ -88,7 +88,7 @@ bool SourceIndex::_EnterPending(Progress* pkProgress, std::string* pstrError)
     return true;
 }
 
-bool SourceIndex::_EnterRoot(uint32_t uRoots)
+bool SourceIndex::_EnterRoot()
 {
     structAssetNode kNode;
     int nExisted = 0;
@@ -99,7 +99,7 @@ bool SourceIndex::_EnterRoot(uint32_t uRoots)
     m_uNodes = 1;
     IndexEntry kRoot;
     m_pkLister->DescribeRoot(&kRoot);
-    kRoot.uRoots = uRoots;
+    kRoot.uRoots = m_pkLister->AllRoots();
     return m_pkContainer->SetAssetNodeFolder(0, 1) != 0 && _SetAttributes(0, VOWString(), kRoot);
 }
 

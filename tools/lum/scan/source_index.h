@@ -41,6 +41,15 @@ struct FolderHints
 {
     std::vector<std::pair<VOWString, VOWString>> vecRenamed;
     std::set<VOWString> setWritten;
+
+    bool IsEmpty() const { return vecRenamed.empty() && setWritten.empty(); }
+
+    // What became known later.
+    void Add(const FolderHints& kLater)
+    {
+        vecRenamed.insert(vecRenamed.end(), kLater.vecRenamed.begin(), kLater.vecRenamed.end());
+        setWritten.insert(kLater.setWritten.begin(), kLater.setWritten.end());
+    }
 };
 
 class SourceIndex
@@ -52,7 +61,7 @@ public:
 
     // Walks the whole source once. False with a message when the root can't be listed, the table of types is refused,
     // the index is full, or a stop was requested; the container is then of no use.
-    bool Build(const std::vector<ClassifyType>& vecTypes, uint32_t uRoots, FolderLister* pkLister, Progress* pkProgress,
+    bool Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pkLister, Progress* pkProgress,
                std::string* pstrError);
 
     // Nodes that are in the index now.
@@ -126,7 +135,7 @@ private:
     class Comparison;
     class OwnLister;
 
-    bool _EnterRoot(uint32_t uRoots);
+    bool _EnterRoot();
     bool _EnterPending(Progress* pkProgress, std::string* pstrError);
     bool _EnterEntries(const PendingFolder& kFolder, const std::vector<IndexEntry>& vecEntries,
                        std::vector<unsigned>* pvecNodes);

@@ -115,6 +115,8 @@ public:
         return true;
     }
 
+    uint32_t AllRoots() const override { return m_rkIndex._RootsOf(m_rkIndex._Node(0)); }
+
     VOWString OtherRoot(uint32_t uRoots) const override { return m_rkIndex.m_pkLister->OtherRoot(uRoots); }
 
 private:
@@ -148,7 +150,7 @@ bool SourceIndex::Renew(const std::vector<ClassifyType>& vecTypes, std::string* 
 {
     OwnLister kLister(*this);
     SourceIndex kFresh(m_eaf, m_strRoot, m_strRootName, m_bMergeSign);
-    if (!kFresh.Build(vecTypes, _RootsOf(_Node(0)), &kLister, nullptr, pstrError))
+    if (!kFresh.Build(vecTypes, &kLister, nullptr, pstrError))
     {
         return false;
     }

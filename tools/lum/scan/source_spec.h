@@ -1,13 +1,12 @@
-// From what the user named to an image that can be published.
+// What the user named as a source, and what lists it.
 #pragma once
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "publish/publisher.h"
-#include "scan/source_index.h"
-#include "scan/type_table.h"
+#include "scan/index_entry.h"
+#include "tray_service_types.h"
 
 namespace lum
 {
@@ -25,14 +24,8 @@ bool IsDirectorySource(LUMTrayService::enumAssetFrom eaf);
 // The root paths under which a source's index knows what the user named. False with a message.
 bool RootsOf(const SourceSpec& kSpec, std::vector<VOWString>* pvecRoots, std::string* pstrError);
 
-// The lister of a source, a DirectoryLister for directories, and the bits of its roots. Null with a message when what
-// it lists from can't be read.
+// The lister of a source, a DirectoryLister for directories. Null with a message when what it lists from can't be read.
 std::unique_ptr<FolderLister> MakeLister(const SourceSpec& kSpec, const std::vector<VOWString>& vecRoots,
-                                         uint32_t* puRoots, std::vector<NotIndexed>* pvecNotIndexed,
-                                         std::string* pstrError);
-
-// The compressed image of an index. False with a message when it doesn't fit one.
-bool MakeSourceImage(LUMTrayService::enumAssetFrom eaf, const VOWString& strRoot, SourceIndex* pkIndex,
-                     SourceImage* pkImage, std::string* pstrError);
+                                         std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError);
 
 }  // namespace lum

@@ -1,0 +1,43 @@
+// When what was compared is compared once more: a folder after its last hint, and the whole tree after a doubt.
+#pragma once
+
+#include <map>
+#include <optional>
+
+#include "live/change_hints.h"
+
+namespace lum
+{
+
+class Rechecks
+{
+public:
+    // Hints that have come.
+    void Note(LiveClock::time_point kNow, const Hints& kHints);
+
+    // The whole tree has to be compared, soon. Doubts that follow each other soon are dealt with more and more rarely.
+    void Doubt(LiveClock::time_point kNow);
+
+    // The whole tree has to be compared then.
+    void CompareAllAt(LiveClock::time_point kTime) { m_kCompareAll = kTime; }
+
+    // Adds the folders that are due.
+    void AddDue(LiveClock::time_point kNow, HintedFolders* pmapFolders);
+
+    // Whether the whole tree is due: true once.
+    bool TakeCompareAll(LiveClock::time_point kNow);
+
+    LiveClock::time_point NextDue() const;
+
+private:
+    static constexpr std::chrono::milliseconds kFirstDoubtDelay{1000};
+
+    std::map<VOWString, LiveClock::time_point> m_mapLookAgain;
+    std::optional<LiveClock::time_point> m_kCompareAll;
+    LiveClock::time_point m_kLastDoubt;
+    std::chrono::milliseconds m_kDoubtDelay = kFirstDoubtDelay;
+    LiveClock::time_point m_kLastHint;
+    size_t m_uBurst = 0;
+};
+
+}  // namespace lum
