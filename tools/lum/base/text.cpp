@@ -6,6 +6,8 @@
 #include <charconv>
 #include <iterator>
 
+#include "platform/vo_utf8.h"
+
 namespace lum
 {
 
@@ -14,73 +16,32 @@ namespace
 
 constexpr VOWCHAR kCarriedByteBase = 0xDC00;
 
-bool IsHighSurrogate(VOWCHAR ch)
-{
-    return ch >= 0xD800 && ch <= 0xDBFF;
-}
-
-bool IsLowSurrogate(VOWCHAR ch)
-{
-    return ch >= 0xDC00 && ch <= 0xDFFF;
-}
-
 bool IsBackslash(VOWCHAR ch)
 {
     return ch == '\\' || ch == kCarriedBackslash;
 }
 
-void AppendUtf8(std::string& strTo, uint32_t uCode)
+void AppendCharacter(std::string& strTo, uint32_t uCode, Escape eEscape)
 {
-    if (uCode < 0x80)
-    {
-        strTo += static_cast<char>(uCode);
-    }
-    else if (uCode < 0x800)
-    {
-        strTo += static_cast<char>(0xC0 | (uCode >> 6));
-        strTo += static_cast<char>(0x80 | (uCode & 0x3F));
-    }
-    else if (uCode < 0x10000)
-    {
-        strTo += static_cast<char>(0xE0 | (uCode >> 12));
-        strTo += static_cast<char>(0x80 | ((uCode >> 6) & 0x3F));
-        strTo += static_cast<char>(0x80 | (uCode & 0x3F));
-    }
-    else
-    {
-        strTo += static_cast<char>(0xF0 | (uCode >> 18));
-        strTo += static_cast<char>(0x80 | ((uCode >> 12) & 0x3F));
-        strTo += static_cast<char>(0x80 | ((uCode >> 6) & 0x3F));
-        strTo += static_cast<char>(0x80 | (uCode & 0x3F));
-    }
-}
-
-void AppendUnit(std::string& strTo, VOWCHAR ch, Escape eEscape)
-{
-    const unsigned uUnit = ch;
-    if (IsBackslash(ch))
+    if (uCode == '\\' || uCode == kCarriedBackslash)
     {
         strTo += "\\\\";
     }
-    else if (uUnit >= 0xDC80 && uUnit <= 0xDCFF)
+    else if (uCode >= 0xDC80 && uCode <= 0xDCFF)
     {
-        fmt::format_to(std::back_inserter(strTo), "\\x{:02x}", uUnit - kCarriedByteBase);
+        fmt::format_to(std::back_inserter(strTo), "\\x{:02x}", uCode - kCarriedByteBase);
     }
-    else if (IsHighSurrogate(ch) || IsLowSurrogate(ch))
+    else if (VOIsSurrogate(uCode) || (eEscape == Escape::Controls && uCode >= 0x80 && uCode < 0xA0))
     {
-        fmt::format_to(std::back_inserter(strTo), "\\u{:04x}", uUnit);
+        fmt::format_to(std::back_inserter(strTo), "\\u{:04x}", uCode);
     }
-    else if (eEscape == Escape::Controls && (uUnit < 0x20 || uUnit == 0x7F))
+    else if (eEscape == Escape::Controls && (uCode < 0x20 || uCode == 0x7F))
     {
-        fmt::format_to(std::back_inserter(strTo), "\\x{:02x}", uUnit);
-    }
-    else if (eEscape == Escape::Controls && uUnit >= 0x80 && uUnit < 0xA0)
-    {
-        fmt::format_to(std::back_inserter(strTo), "\\u{:04x}", uUnit);
+        fmt::format_to(std::back_inserter(strTo), "\\x{:02x}", uCode);
     }
     else
     {
-        AppendUtf8(strTo, uUnit);
+        VOAppendUtf8(strTo, uCode);
     }
 }
 
@@ -111,38 +72,6 @@ std::optional<unsigned> HexAt(const VOWString& strText, size_t uAt, size_t uDigi
     return uValue;
 }
 
-// The code point of a UTF-8 sequence at the start of strText, and its length; none for a wrong one.
-std::optional<uint32_t> DecodeUtf8(std::string_view strText, size_t& uLength)
-{
-    const auto byteAt = [&](size_t uAt) { return static_cast<unsigned char>(strText[uAt]); };
-    const unsigned uFirst = byteAt(0);
-    if (uFirst < 0x80)
-    {
-        uLength = 1;
-        return uFirst;
-    }
-    static constexpr uint32_t kSmallest[5] = {0, 0, 0x80, 0x800, 0x10000};
-    uLength = uFirst >= 0xF0 && uFirst < 0xF8 ? 4 : uFirst >= 0xE0 && uFirst < 0xF0 ? 3 : uFirst >= 0xC0 ? 2 : 0;
-    if (uLength == 0 || uFirst >= 0xF8 || strText.size() < uLength)
-    {
-        return std::nullopt;
-    }
-    uint32_t uCode = uFirst & (0x7Fu >> uLength);
-    for (size_t i = 1; i < uLength; ++i)
-    {
-        if ((byteAt(i) & 0xC0) != 0x80)
-        {
-            return std::nullopt;
-        }
-        uCode = (uCode << 6) | (byteAt(i) & 0x3Fu);
-    }
-    if (uCode < kSmallest[uLength] || uCode > 0x10FFFF || (uCode >= 0xD800 && uCode <= 0xDFFF))
-    {
-        return std::nullopt;
-    }
-    return uCode;
-}
-
 // Less than a day apart, so that the day of the year says which one is ahead, except over a turn of the year.
 int MinutesBetween(const tm& kLater, const tm& kEarlier)
 {
@@ -157,18 +86,9 @@ std::string WrittenForm(const VOWString& strText, Escape eEscape)
 {
     std::string strResult;
     strResult.reserve(strText.size());
-    for (size_t i = 0; i < strText.size(); ++i)
+    for (size_t uAt = 0; uAt < strText.size();)
     {
-        const VOWCHAR ch = strText[i];
-        if (IsHighSurrogate(ch) && i + 1 < strText.size() && IsLowSurrogate(strText[i + 1]))
-        {
-            AppendUtf8(strResult, 0x10000u + ((ch - 0xD800u) << 10) + (strText[i + 1] - 0xDC00u));
-            ++i;
-        }
-        else
-        {
-            AppendUnit(strResult, ch, eEscape);
-        }
+        AppendCharacter(strResult, VODecodeUtf16(strText, &uAt), eEscape);
     }
     return strResult;
 }
@@ -241,22 +161,14 @@ std::optional<VOWString> FromUtf8(std::string_view strText)
     strResult.reserve(strText.size());
     while (!strText.empty())
     {
-        size_t uLength = 0;
-        const std::optional<uint32_t> uCode = DecodeUtf8(strText, uLength);
-        if (!uCode)
+        uint32_t uCode = 0;
+        const size_t uBytes = VODecodeUtf8(strText, &uCode);
+        if (uBytes == 0 || VOIsSurrogate(uCode))
         {
             return std::nullopt;
         }
-        if (*uCode < 0x10000)
-        {
-            strResult += static_cast<VOWCHAR>(*uCode);
-        }
-        else
-        {
-            strResult += static_cast<VOWCHAR>(0xD800 + ((*uCode - 0x10000) >> 10));
-            strResult += static_cast<VOWCHAR>(0xDC00 + ((*uCode - 0x10000) & 0x3FF));
-        }
-        strText.remove_prefix(uLength);
+        VOAppendUtf16(strResult, uCode);
+        strText.remove_prefix(uBytes);
     }
     return strResult;
 }
