@@ -16,7 +16,7 @@ void FuzzLumImage(const uint8_t* pbData, size_t uSize)
     lum::Findings kFindings;
     const lum::ImageLayout kLayout = lum::ReadLayout(lum::ByteView(pbData, uSize), &kFindings);
     const lum::ImageReport kReport = lum::CheckImage(kLayout, &kFindings);
-    FUZZ_REQUIRE(kReport.ullSize == uSize);
+    FUZZ_REQUIRE(kLayout.kAll.Size() == uSize);
     FUZZ_REQUIRE(kReport.uFiles + kReport.uFolders + kReport.uRemovedNodes <= kReport.uNodes);
     // What lum finds nothing wrong with, a reader takes.
     if (kFindings.Count() == 0)

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <stdio.h>
 
+#include "base/exit_code.h"
 #include "base/log_file.h"
 #include "platform/vo_process.h"
 
@@ -48,6 +49,16 @@ bool Output::Flush()
         m_bFailed = true;
     }
     return !m_bFailed;
+}
+
+int Output::Finish(int nResult)
+{
+    if (!Flush())
+    {
+        Complain("standard output can't be written");
+        return kExitError;
+    }
+    return nResult;
 }
 
 void Complain(std::string_view strText)

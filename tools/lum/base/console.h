@@ -26,6 +26,10 @@ public:
     // Brings everything to standard output. False when some of it could not be written.
     bool Flush();
 
+    // The same at the end of a command: gives its exit code, and kExitError after a complaint when something is
+    // missing.
+    int Finish(int nResult);
+
 private:
     std::string m_strBuffer;
     bool m_bFailed = false;

@@ -21,12 +21,6 @@ constexpr unsigned long long kMaxFileSize = 0xFFFFFFFFull;
 constexpr size_t kChunk = 32 * 1024;
 constexpr unsigned long long kMaxTextFileSize = 256ull << 20;
 
-std::string ToNative(const fs::path& kPath)
-{
-    const std::u8string strPath = kPath.u8string();
-    return std::string(strPath.begin(), strPath.end());
-}
-
 bool HasParentSteps(const fs::path& kPath)
 {
     return std::any_of(kPath.begin(), kPath.end(), [](const fs::path& kPart) { return kPart == ".."; });
@@ -102,6 +96,12 @@ bool ParseLine(const std::string& strWhere, std::string_view strLine, unsigned u
 fs::path ToPath(std::string_view strNative)
 {
     return fs::path(std::u8string(strNative.begin(), strNative.end()));
+}
+
+std::string ToNative(const fs::path& kPath)
+{
+    const std::u8string strPath = kPath.u8string();
+    return std::string(strPath.begin(), strPath.end());
 }
 
 bool AbsolutePath(const std::string& strNative, VOWString* pstrResult, std::string* pstrError)

@@ -14,6 +14,9 @@ namespace lum
 // The path of a narrow name as vo_native_names.h has it.
 std::filesystem::path ToPath(std::string_view strNative);
 
+// And back.
+std::string ToNative(const std::filesystem::path& kPath);
+
 // The absolute form of a path, with "/" separators and no trailing one. Links are kept as they are named, except where
 // the path holds "..", which only the links' targets can answer. False with a message when the system has no answer.
 bool AbsolutePath(const std::string& strNative, VOWString* pstrResult, std::string* pstrError);

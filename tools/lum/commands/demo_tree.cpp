@@ -5,6 +5,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "base/files.h"
 #include "platform/vo_process.h"
 
 namespace lum
@@ -61,8 +62,7 @@ bool DemoTree::Make(std::string* pstrDirectory, std::string* pstrError)
             return false;
         }
     }
-    const std::u8string strRoot = kRoot.u8string();
-    pstrDirectory->assign(strRoot.begin(), strRoot.end());
+    *pstrDirectory = ToNative(kRoot);
     return true;
 }
 

@@ -1,6 +1,7 @@
 // lum find: the files and folders below a folder that meet all conditions, found in one walk of the library.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <functional>
 #include <nlohmann/json.hpp>
 
@@ -27,16 +28,13 @@ namespace
 // The library's limit for the text of a name filter.
 constexpr size_t kMaxNameFilter = 99;
 
-// The conditions, in the form in which nodes are compared with them.
+// The conditions, in the form in which nodes are compared with them where that isn't the one of the options.
 struct Filter
 {
+    const FindOptions& kOptions;
     std::optional<VOWString> strName;
     std::vector<VOWString> vecExtensions;
-    bool bExtensions = false;
-    std::optional<uint32_t> uMerge;
-    std::optional<std::string> strType;
     VOULONG dwType = 0;
-    bool bMatchCase = false;
 };
 
 // One walk over one source.
@@ -48,8 +46,9 @@ struct Walk
     const std::function<void(const NodeView&)>* pfnFound;
 };
 
-bool MakeFilter(const FindOptions& kOptions, Filter* pkFilter, std::string* pstrError)
+bool MakeFilter(Filter* pkFilter, std::string* pstrError)
 {
+    const FindOptions& kOptions = pkFilter->kOptions;
     if (kOptions.strName)
     {
         pkFilter->strName = VOFromNative(*kOptions.strName);
@@ -62,7 +61,6 @@ bool MakeFilter(const FindOptions& kOptions, Filter* pkFilter, std::string* pstr
     }
     if (kOptions.strExtensions)
     {
-        pkFilter->bExtensions = true;
         pkFilter->vecExtensions = SplitAt(VOFromNative(*kOptions.strExtensions), VOTEXT("|"));
         std::erase(pkFilter->vecExtensions, VOWString());
         if (pkFilter->vecExtensions.empty())
@@ -71,9 +69,6 @@ bool MakeFilter(const FindOptions& kOptions, Filter* pkFilter, std::string* pstr
             return false;
         }
     }
-    pkFilter->uMerge = kOptions.uMerge;
-    pkFilter->strType = kOptions.strType;
-    pkFilter->bMatchCase = kOptions.bMatchCase;
     const bool bBoth = kOptions.bFiles == kOptions.bFolders;
     pkFilter->dwType = (bBoth || kOptions.bFiles ? static_cast<VOULONG>(Inspector::NT_FILE) : 0) |
                        (bBoth || kOptions.bFolders ? static_cast<VOULONG>(Inspector::NT_FOLDER) : 0);
@@ -82,15 +77,13 @@ bool MakeFilter(const FindOptions& kOptions, Filter* pkFilter, std::string* pstr
 
 bool EqualExtension(const VOWString& strExtension, const Filter& kFilter)
 {
-    for (const VOWString& strWanted : kFilter.vecExtensions)
-    {
-        if ((kFilter.bMatchCase ? StrCmpW(strExtension.c_str(), strWanted.c_str())
-                                : StrCmpIW(strExtension.c_str(), strWanted.c_str())) == 0)
-        {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(kFilter.vecExtensions.begin(), kFilter.vecExtensions.end(),
+                       [&](const VOWString& strWanted)
+                       {
+                           return (kFilter.kOptions.bMatchCase
+                                       ? StrCmpW(strExtension.c_str(), strWanted.c_str())
+                                       : StrCmpIW(strExtension.c_str(), strWanted.c_str())) == 0;
+                       });
 }
 
 // The whole extension counts, and so does the part behind its last dot, as for the types.
@@ -106,10 +99,11 @@ int OnNode(const structAssetNode& kNode, void* pvWalk, int& /*bStop*/)
     const Walk& kWalk = *static_cast<const Walk*>(pvWalk);
     const Filter& kFilter = *kWalk.pkFilter;
     const VOULONG dwKind = static_cast<VOULONG>(kNode.bFolder != 0 ? Inspector::NT_FOLDER : Inspector::NT_FILE);
-    const bool bMeets = (kFilter.dwType & dwKind) != 0 &&
-                        (!kFilter.uMerge || (kNode.bFolder == 0 && (kNode.uAssetMerge & *kFilter.uMerge) != 0)) &&
-                        (!kWalk.nType || kNode.nClassifyType == *kWalk.nType) &&
-                        (!kFilter.bExtensions || HasExtension(*kWalk.pkSource, kNode, kFilter));
+    const bool bMeets =
+        (kFilter.dwType & dwKind) != 0 &&
+        (!kFilter.kOptions.uMerge || (kNode.bFolder == 0 && (kNode.uAssetMerge & *kFilter.kOptions.uMerge) != 0)) &&
+        (!kWalk.nType || kNode.nClassifyType == *kWalk.nType) &&
+        (!kFilter.kOptions.strExtensions || HasExtension(*kWalk.pkSource, kNode, kFilter));
     if (bMeets)
     {
         (*kWalk.pfnFound)(ViewOf(*kWalk.pkSource, kNode));
@@ -138,12 +132,12 @@ void WalkSource(const ReaderSource& kSource, unsigned uFrom, const Filter& kFilt
     const VOTSFileMappingInspector& kInspector = kSource.Inspector();
     if (kFilter.strName)
     {
-        kInspector.TraverseAssetNode_FileName(uFrom, kFilter.strName->c_str(), kFilter.bMatchCase ? 1 : 0,
+        kInspector.TraverseAssetNode_FileName(uFrom, kFilter.strName->c_str(), kFilter.kOptions.bMatchCase ? 1 : 0,
                                               kFilter.dwType, 1, &OnNode, pkWalk);
     }
-    else if (kFilter.uMerge)
+    else if (kFilter.kOptions.uMerge)
     {
-        kInspector.TraverseAssetNode_AssetMerge(uFrom, *kFilter.uMerge, 1, &OnNode, pkWalk);
+        kInspector.TraverseAssetNode_AssetMerge(uFrom, *kFilter.kOptions.uMerge, 1, &OnNode, pkWalk);
     }
     else
     {
@@ -160,20 +154,20 @@ std::optional<unsigned> StartOf(const ReaderSource& kSource, const std::string& 
 }
 
 // False when no source has the folder.
-bool WalkAll(const FindOptions& kOptions, const ReaderSession& kSession, const Filter& kFilter,
-             const std::function<void(const NodeView&)>& fnFound)
+bool WalkAll(const ReaderSession& kSession, const Filter& kFilter, const std::function<void(const NodeView&)>& fnFound)
 {
+    const FindOptions& kOptions = kFilter.kOptions;
     bool bStarted = false;
     bool bFile = false;
-    bool bTypeKnown = !kFilter.strType.has_value();
+    bool bTypeKnown = !kFilter.kOptions.strType.has_value();
     for (const ReaderSource& kSource : kSession.Sources())
     {
         const std::optional<unsigned> uFrom = StartOf(kSource, kOptions.strPath, &bFile);
         Walk kWalk{&kSource, &kFilter, std::nullopt, &fnFound};
-        kWalk.nType = kFilter.strType ? TypeOf(kSource, *kFilter.strType) : std::nullopt;
+        kWalk.nType = kFilter.kOptions.strType ? TypeOf(kSource, *kFilter.kOptions.strType) : std::nullopt;
         bTypeKnown = bTypeKnown || kWalk.nType.has_value();
         bStarted = bStarted || uFrom.has_value();
-        if (uFrom && (!kFilter.strType || kWalk.nType))
+        if (uFrom && (!kFilter.kOptions.strType || kWalk.nType))
         {
             WalkSource(kSource, *uFrom, kFilter, &kWalk);
         }
@@ -184,52 +178,30 @@ bool WalkAll(const FindOptions& kOptions, const ReaderSession& kSession, const F
     }
     if (!bTypeKnown)
     {
-        Complain(fmt::format("there is no type \"{}\"", *kFilter.strType));
+        Complain(fmt::format("there is no type \"{}\"", *kFilter.kOptions.strType));
     }
     return bStarted;
 }
 
-bool ShowText(const FindOptions& kOptions, const ReaderSession& kSession, const Filter& kFilter, Output* pkOutput)
+void ShowText(const NodeView& kView, bool bNull, bool bNameSource, Output* pkOutput)
 {
-    const bool bNameSource = kSession.Sources().size() > 1;
-    bool bFound = false;
-    WalkAll(kOptions, kSession, kFilter,
-            [&](const NodeView& kView)
-            {
-                bFound = true;
-                if (kOptions.bNull)
-                {
-                    pkOutput->Write(VOToNativePath(kView.strPath));
-                    pkOutput->Write(std::string_view("\0", 1));
-                    return;
-                }
-                pkOutput->Write(bNameSource ? fmt::format("{}\t", SourceName(kView.eaf)) : "");
-                pkOutput->Write(ShownText(kView.strPath) + "\n");
-            });
-    return bFound;
-}
-
-bool ShowJson(const FindOptions& kOptions, const ReaderSession& kSession, const Filter& kFilter, Output* pkOutput)
-{
-    bool bFound = false;
-    JsonList kList(pkOutput, "nodes");
-    WalkAll(kOptions, kSession, kFilter,
-            [&](const NodeView& kView)
-            {
-                bFound = true;
-                kList.Add(JsonOf(kView));
-            });
-    kList.End();
-    return bFound;
+    if (bNull)
+    {
+        pkOutput->Write(VOToNativePath(kView.strPath));
+        pkOutput->Write(std::string_view("\0", 1));
+        return;
+    }
+    pkOutput->Write(bNameSource ? fmt::format("{}\t", SourceName(kView.eaf)) : "");
+    pkOutput->Write(ShownText(kView.strPath) + "\n");
 }
 
 }  // namespace
 
 int RunFind(const FindOptions& kOptions, Output* pkOutput)
 {
-    Filter kFilter;
+    Filter kFilter{kOptions, {}, {}, 0};
     std::string strError;
-    if (!MakeFilter(kOptions, &kFilter, &strError))
+    if (!MakeFilter(&kFilter, &strError))
     {
         Complain(strError);
         return kExitError;
@@ -239,8 +211,29 @@ int RunFind(const FindOptions& kOptions, Output* pkOutput)
     {
         return kExitError;
     }
-    const bool bFound = kOptions.bJson ? ShowJson(kOptions, kSession, kFilter, pkOutput)
-                                       : ShowText(kOptions, kSession, kFilter, pkOutput);
+    bool bFound = false;
+    std::optional<JsonList> kList;
+    if (kOptions.bJson)
+    {
+        kList.emplace(pkOutput, "nodes");
+    }
+    WalkAll(kSession, kFilter,
+            [&](const NodeView& kView)
+            {
+                bFound = true;
+                if (kList)
+                {
+                    kList->Add(JsonOf(kView));
+                }
+                else
+                {
+                    ShowText(kView, kOptions.bNull, kSession.Sources().size() > 1, pkOutput);
+                }
+            });
+    if (kList)
+    {
+        kList->End();
+    }
     return Finish(bFound, pkOutput);
 }
 

@@ -41,31 +41,32 @@ nlohmann::ordered_json JsonOfTable(const TableReport& kTable)
             {"longest_probe", kTable.uLongestProbe}};
 }
 
-void ShowText(const LoadedImage& kImage, const ImageReport& kReport, const Findings& kFindings, Output* pkOutput)
+void ShowText(const LoadedImage& kImage, const ImageLayout& kLayout, const ImageReport& kReport,
+              const Findings& kFindings, Output* pkOutput)
 {
     const auto addLine = [&](const char* pszLabel, const std::string& strValue)
     { pkOutput->Write(fmt::format("{:<16}{}\n", fmt::format("{}:", pszLabel), strValue)); };
 
     addLine("image", kImage.ullBlockSize == 0
-                         ? fmt::format("{} bytes", kReport.ullSize)
-                         : fmt::format("{} bytes, compressed {}", kReport.ullSize, kImage.ullBlockSize));
+                         ? fmt::format("{} bytes", kLayout.kAll.Size())
+                         : fmt::format("{} bytes, compressed {}", kLayout.kAll.Size(), kImage.ullBlockSize));
     addLine("root", fmt::format("{} ({})", ShownText(kReport.strRootPath), ShownText(kReport.strRootName)));
-    addLine("string block", fmt::format("{} bytes", kReport.ullStringBlock));
+    addLine("string block", fmt::format("{} bytes", kLayout.kStringBlock.Size()));
     addLine("  strings", fmt::format("{}: {} with text, {} keys only, {} removed", kReport.uStrings, kReport.uWithText,
                                      kReport.uKeysOnly, kReport.uRemovedStrings));
     addLine("  texts", fmt::format("{} in {} bytes", kReport.uTexts, kReport.ullTextBytes));
     addLine("  primary", ShownTable(kReport.kPrimary));
     addLine("  conflict", ShownTable(kReport.kConflict));
-    addLine("node block", fmt::format("{} bytes", kReport.ullNodeBlock));
+    addLine("node block", fmt::format("{} bytes", kLayout.kNodeBlock.Size()));
     addLine("  nodes", fmt::format("{}: {} files, {} folders, {} removed", kReport.uNodes, kReport.uFiles,
                                    kReport.uFolders, kReport.uRemovedNodes));
     addLine("  without key", fmt::format("{}", kReport.uWithoutKey));
-    addLine("number block", fmt::format("{} bytes", kReport.ullNumberBlock));
+    addLine("number block", fmt::format("{} bytes", kLayout.kNumberBlock.Size()));
     addLine("  numbers", fmt::format("{}: {} in {} lists, {} holes, {} dead", kReport.uNumbers, kReport.uListed,
                                      kReport.uLists, kReport.uHoles, kReport.uDead));
-    addLine("key table", fmt::format("{} bytes", kReport.ullTableBlock));
+    addLine("key table", fmt::format("{} bytes", kLayout.kTableBlock.Size()));
     addLine("  keys", ShownTable(kReport.kKeys));
-    addLine("type block", fmt::format("{} bytes", kReport.ullTypeBlock));
+    addLine("type block", fmt::format("{} bytes", kLayout.kTypeBlock.Size()));
     addLine("  types", fmt::format("{}", kReport.vecTypes.size()));
     for (const Findings::Finding& kFinding : kFindings.First())
     {
@@ -87,19 +88,20 @@ nlohmann::ordered_json JsonOfFindings(const Findings& kFindings)
     return kJson;
 }
 
-void ShowJson(const LoadedImage& kImage, const ImageReport& kReport, const Findings& kFindings, Output* pkOutput)
+void ShowJson(const LoadedImage& kImage, const ImageLayout& kLayout, const ImageReport& kReport,
+              const Findings& kFindings, Output* pkOutput)
 {
     nlohmann::ordered_json kJson;
-    kJson["bytes"] = kReport.ullSize;
+    kJson["bytes"] = kLayout.kAll.Size();
     kJson["compressed"] =
         kImage.ullBlockSize == 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(kImage.ullBlockSize);
     kJson["root"] = JsonText(kReport.strRootPath);
     kJson["name"] = JsonText(kReport.strRootName);
-    kJson["blocks"] = {{"strings", kReport.ullStringBlock},
-                       {"nodes", kReport.ullNodeBlock},
-                       {"numbers", kReport.ullNumberBlock},
-                       {"keys", kReport.ullTableBlock},
-                       {"types", kReport.ullTypeBlock}};
+    kJson["blocks"] = {{"strings", kLayout.kStringBlock.Size()},
+                       {"nodes", kLayout.kNodeBlock.Size()},
+                       {"numbers", kLayout.kNumberBlock.Size()},
+                       {"keys", kLayout.kTableBlock.Size()},
+                       {"types", kLayout.kTypeBlock.Size()}};
     kJson["strings"] = {{"count", kReport.uStrings},
                         {"with_text", kReport.uWithText},
                         {"keys_only", kReport.uKeysOnly},
@@ -201,27 +203,23 @@ int RunImage(const ImageOptions& kOptions, Output* pkOutput)
     const ImageReport kReport = CheckImage(kLayout, &kFindings);
     if (kOptions.bJson)
     {
-        ShowJson(kImage, kReport, kFindings, pkOutput);
+        ShowJson(kImage, kLayout, kReport, kFindings, pkOutput);
     }
     else
     {
-        ShowText(kImage, kReport, kFindings, pkOutput);
+        ShowText(kImage, kLayout, kReport, kFindings, pkOutput);
     }
     if (kOptions.bDump)
     {
         DumpImage(kLayout, kOptions.uRecords, pkOutput);
     }
-    if (!pkOutput->Flush())
-    {
-        Complain("standard output can't be written");
-        return kExitError;
-    }
-    if (kFindings.Count() != 0)
+    const int nResult = pkOutput->Finish(kExitFound);
+    if (nResult == kExitFound && kFindings.Count() != 0)
     {
         Complain(fmt::format("the image is damaged in {} places", kFindings.Count()));
         return kExitError;
     }
-    return kExitFound;
+    return nResult;
 }
 
 }  // namespace lum

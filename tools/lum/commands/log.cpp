@@ -25,12 +25,6 @@ constexpr uint32_t kTurnMilliseconds = 100;
 
 constexpr size_t kChunk = 64 * 1024;
 
-std::string NameOf(const fs::path& kPath)
-{
-    const std::u8string strName = kPath.filename().u8string();
-    return std::string(strName.begin(), strName.end());
-}
-
 // The names in a folder that have a form, the newest first: in their forms, the order of texts is that of times. False
 // when the folder can't be listed.
 bool NewestFirst(const fs::path& kFolder, const std::regex& kForm, std::vector<std::string>* pvecNames)
@@ -39,7 +33,7 @@ bool NewestFirst(const fs::path& kFolder, const std::regex& kForm, std::vector<s
     pvecNames->clear();
     for (fs::directory_iterator it(kFolder, kError); !kError && it != fs::directory_iterator(); it.increment(kError))
     {
-        const std::string strName = NameOf(it->path());
+        const std::string strName = ToNative(it->path().filename());
         if (std::regex_match(strName, kForm))
         {
             pvecNames->push_back(strName);
@@ -159,11 +153,10 @@ int Follow(const fs::path& kFolder, LogReader* pkReader, Output* pkOutput)
         // A folder that is gone may come again; what was read of its file isn't printed twice.
         if (!PrintNews(kNewest.empty() ? pkReader->File() : kNewest, pkReader, pkOutput))
         {
-            Complain("standard output can't be written");
-            return kExitError;
+            break;
         }
     }
-    return kExitFound;
+    return pkOutput->Finish(kExitFound);
 }
 
 }  // namespace
@@ -192,17 +185,13 @@ int RunLog(const LogOptions& kOptions, Output* pkOutput)
     kReader.Start(kNewest);
     if (!kReader.ReadMore(&strText))
     {
-        Complain(fmt::format("{}/{}: can't be read", kOptions.strFolder, NameOf(kNewest)));
+        Complain(fmt::format("{}/{}: can't be read", kOptions.strFolder, ToNative(kNewest.filename())));
         return kExitError;
     }
     pkOutput->Write(
         std::string_view(strText).substr(kOptions.uLines ? StartOfLastLines(strText, *kOptions.uLines) : 0));
-    if (!pkOutput->Flush())
-    {
-        Complain("standard output can't be written");
-        return kExitError;
-    }
-    return kOptions.bFollow ? Follow(kFolder, &kReader, pkOutput) : kExitFound;
+    const int nResult = pkOutput->Finish(kExitFound);
+    return kOptions.bFollow && nResult == kExitFound ? Follow(kFolder, &kReader, pkOutput) : nResult;
 }
 
 }  // namespace lum

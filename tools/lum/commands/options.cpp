@@ -88,12 +88,7 @@ int RunOptions(const OptionsOptions& kOptions, Output* pkOutput)
     const nlohmann::ordered_json kJson = JsonOf(&kRecord);
     pkOutput->Write(kOptions.bJson ? kJson.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"
                                    : TextOf(kJson));
-    if (!pkOutput->Flush())
-    {
-        Complain("standard output can't be written");
-        return kExitError;
-    }
-    return kExitFound;
+    return pkOutput->Finish(kExitFound);
 }
 
 }  // namespace lum

@@ -162,15 +162,14 @@ int RunWatch(const WatchOptions& kOptions, Output* pkOutput)
         pkOutput->Write(kOptions.bJson ? JsonLineOf(*kChange) : TextOf(*kChange));
         if (!pkOutput->Flush())
         {
-            Complain("standard output can't be written");
-            return kExitError;
+            break;
         }
         if (kOptions.strExecute)
         {
             Execute(*kOptions.strExecute, *kChange);
         }
     }
-    return kExitFound;
+    return pkOutput->Finish(kExitFound);
 }
 
 }  // namespace lum

@@ -62,12 +62,6 @@ std::vector<TypeReport> TypesOf(const ImageLayout& kLayout, Findings* pkFindings
 ImageReport CheckImage(const ImageLayout& kLayout, Findings* pkFindings)
 {
     ImageReport kReport;
-    kReport.ullSize = kLayout.kAll.Size();
-    kReport.ullStringBlock = kLayout.kStringBlock.Size();
-    kReport.ullNodeBlock = kLayout.kNodeBlock.Size();
-    kReport.ullNumberBlock = kLayout.kNumberBlock.Size();
-    kReport.ullTableBlock = kLayout.kTableBlock.Size();
-    kReport.ullTypeBlock = kLayout.kTypeBlock.Size();
     CheckStrings(kLayout, &kReport, pkFindings);
     CheckNodes(kLayout, &kReport, pkFindings);
     kReport.vecTypes = TypesOf(kLayout, pkFindings);

@@ -28,13 +28,6 @@ struct TypeReport
 
 struct ImageReport
 {
-    uint64_t ullSize = 0;
-    uint64_t ullStringBlock = 0;
-    uint64_t ullNodeBlock = 0;
-    uint64_t ullNumberBlock = 0;
-    uint64_t ullTableBlock = 0;
-    uint64_t ullTypeBlock = 0;
-
     VOWString strRootPath;
     VOWString strRootName;
 

@@ -207,19 +207,14 @@ bool OpenOrComplain(std::optional<enumAssetFrom> eafWanted, ReaderSession* pkSes
 
 int Finish(bool bFound, Output* pkOutput)
 {
-    const bool bWritten = pkOutput->Flush();
+    pkOutput->Flush();
     const std::string strDamage = FirstLibraryError();
     if (!strDamage.empty())
     {
         Complain(fmt::format("the published index is damaged: {}", strDamage));
         return kExitError;
     }
-    if (!bWritten)
-    {
-        Complain("standard output can't be written");
-        return kExitError;
-    }
-    return bFound ? kExitFound : kExitNotFound;
+    return pkOutput->Finish(bFound ? kExitFound : kExitNotFound);
 }
 
 }  // namespace lum
