@@ -233,6 +233,41 @@ void AddServices(CLI::App* pkApp, AllOptions* pkOptions, Output* pkOutput, Comma
     pkCrash->group("");  // for tests; not in the help
 }
 
+// The exit code where there is nothing to run: a wrong command line, or one that asks for help or the version.
+std::optional<int> Parse(CLI::App* pkApp, std::vector<std::string> vecArguments, Output* pkOutput)
+{
+    const std::string strUnknown = UnknownCommand(*pkApp, vecArguments);
+    if (vecArguments.empty())
+    {
+        pkOutput->Write(pkApp->help());
+        return pkOutput->Flush() ? kExitFound : kExitError;
+    }
+    if (!strUnknown.empty())
+    {
+        Complain(strUnknown);
+        return kExitError;
+    }
+    std::reverse(vecArguments.begin(), vecArguments.end());
+    try
+    {
+        pkApp->parse(vecArguments);
+    }
+    catch (const CLI::Success& kAsked)
+    {
+        // Help, or the version.
+        std::ostringstream kText;
+        pkApp->exit(kAsked, kText, kText);
+        pkOutput->Write(kText.str());
+        return pkOutput->Flush() ? kExitFound : kExitError;
+    }
+    catch (const CLI::ParseError& kError)
+    {
+        Complain(UsageError(*pkApp, kError));
+        return kExitError;
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecArguments)
@@ -257,35 +292,8 @@ int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecAr
     AddServices(&kApp, &kOptions, &kOutput, &fnRun);
     AddDemo(&kApp, &kOptions.kDemo, &fnRun);
 
-    if (vecArguments.empty())
-    {
-        kOutput.Write(kApp.help());
-        return kOutput.Flush() ? kExitFound : kExitError;
-    }
-    if (const std::string strUnknown = UnknownCommand(kApp, vecArguments); !strUnknown.empty())
-    {
-        Complain(strUnknown);
-        return kExitError;
-    }
-    std::reverse(vecArguments.begin(), vecArguments.end());
-    try
-    {
-        kApp.parse(vecArguments);
-    }
-    catch (const CLI::Success& kAsked)
-    {
-        // Help, or the version.
-        std::ostringstream kText;
-        kApp.exit(kAsked, kText, kText);
-        kOutput.Write(kText.str());
-        return kOutput.Flush() ? kExitFound : kExitError;
-    }
-    catch (const CLI::ParseError& kError)
-    {
-        Complain(UsageError(kApp, kError));
-        return kExitError;
-    }
-    return fnRun();
+    const std::optional<int> nDone = Parse(&kApp, std::move(vecArguments), &kOutput);
+    return nDone ? *nDone : fnRun();
 }
 
 }  // namespace lum

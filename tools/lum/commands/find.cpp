@@ -153,21 +153,20 @@ std::optional<unsigned> StartOf(const ReaderSource& kSource, const std::string& 
     return kNode && kNode->bFolder != 0 ? std::optional<unsigned>(kNode->nAssetID) : std::nullopt;
 }
 
-// False when no source has the folder.
-bool WalkAll(const ReaderSession& kSession, const Filter& kFilter, const std::function<void(const NodeView&)>& fnFound)
+void WalkAll(const ReaderSession& kSession, const Filter& kFilter, const std::function<void(const NodeView&)>& fnFound)
 {
     const FindOptions& kOptions = kFilter.kOptions;
     bool bStarted = false;
     bool bFile = false;
-    bool bTypeKnown = !kFilter.kOptions.strType.has_value();
+    bool bTypeKnown = !kOptions.strType.has_value();
     for (const ReaderSource& kSource : kSession.Sources())
     {
         const std::optional<unsigned> uFrom = StartOf(kSource, kOptions.strPath, &bFile);
         Walk kWalk{&kSource, &kFilter, std::nullopt, &fnFound};
-        kWalk.nType = kFilter.kOptions.strType ? TypeOf(kSource, *kFilter.kOptions.strType) : std::nullopt;
+        kWalk.nType = kOptions.strType ? TypeOf(kSource, *kOptions.strType) : std::nullopt;
         bTypeKnown = bTypeKnown || kWalk.nType.has_value();
         bStarted = bStarted || uFrom.has_value();
-        if (uFrom && (!kFilter.kOptions.strType || kWalk.nType))
+        if (uFrom && (!kOptions.strType || kWalk.nType))
         {
             WalkSource(kSource, *uFrom, kFilter, &kWalk);
         }
@@ -178,9 +177,8 @@ bool WalkAll(const ReaderSession& kSession, const Filter& kFilter, const std::fu
     }
     if (!bTypeKnown)
     {
-        Complain(fmt::format("there is no type \"{}\"", *kFilter.kOptions.strType));
+        Complain(fmt::format("there is no type \"{}\"", *kOptions.strType));
     }
-    return bStarted;
 }
 
 void ShowText(const NodeView& kView, bool bNull, bool bNameSource, Output* pkOutput)

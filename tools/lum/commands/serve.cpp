@@ -8,9 +8,10 @@
 #include "base/text.h"
 #include "commands/commands.h"
 #include "live/live_server.h"
+#include "platform/vo_platform.h"
 #include "platform/vo_process.h"
+#include "platform/vo_section_publisher.h"
 #include "publish/option_file.h"
-#include "publish/option_publisher.h"
 
 using namespace LUMTrayService;
 
@@ -49,7 +50,7 @@ std::vector<SourceSpec> SpecsOf(const ServeOptions& kOptions)
     return vecSpecs;
 }
 
-bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, OptionPublisher* pkPublicOptions,
+bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, VOPublishedSection* pkPublicOptions,
                  std::string* pstrError)
 {
     const std::vector<SourceSpec> vecSpecs = SpecsOf(kOptions);
@@ -73,8 +74,9 @@ bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, OptionPubli
         return false;
     }
     // Only the one publisher that there is puts its options up.
-    if (kOptions.strOptions && !pkPublicOptions->Publish(kRecord, pstrError))
+    if (kOptions.strOptions && !pkPublicOptions->Replace(kVOPublicOptionSection, &kRecord, sizeof(kRecord)))
     {
+        *pstrError = fmt::format("the section of the public options can't be made (system error {})", GetLastError());
         pkServer->Withdraw();
         return false;
     }
@@ -113,7 +115,7 @@ int RunServe(const ServeOptions& kOptions)
         return kExitError;
     }
     LiveServer kServer(vecTypes, !kOptions.bOnce);
-    OptionPublisher kPublicOptions;
+    VOPublishedSection kPublicOptions;
     if (!StartServer(kOptions, &kServer, &kPublicOptions, &strError) || !kServer.Run(&strError))
     {
         Complain(strError);

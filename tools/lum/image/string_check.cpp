@@ -132,6 +132,31 @@ void CheckTargets(const ImageLayout& kLayout, const SlotTable& kTable, const cha
     }
 }
 
+// A lookup walks from the home slot over used slots. Going round twice, uRun is the length of the run of used slots in
+// front of the slot, as far as it matters.
+void CheckProbes(const SlotTable& kTable, const char* pszName, TableReport* pkReport, Findings* pkFindings)
+{
+    const uint32_t uSlots = pkReport->uSlots;
+    uint32_t uRun = 0;
+    for (uint64_t ullStep = 0; ullStep < 2ull * uSlots && pkReport->uUsed != 0; ++ullStep)
+    {
+        const uint32_t uSlot = static_cast<uint32_t>(ullStep) & (uSlots - 1);
+        if (kTable.Used(uSlot) == 0)
+        {
+            uRun = 0;
+            continue;
+        }
+        const uint32_t uDistance = (uSlot - HomeSlot(kTable.Key(uSlot), kTable.uKeySize, uSlots)) & (uSlots - 1);
+        if (ullStep >= uSlots && uDistance > uRun)
+        {
+            pkFindings->Add(kTable.kSlots.At(uSlot).Offset(),
+                            fmt::format("{}, slot {}: no lookup comes to its key", pszName, uSlot));
+        }
+        pkReport->uLongestProbe = std::max(pkReport->uLongestProbe, uDistance + 1);
+        ++uRun;
+    }
+}
+
 void CheckPool(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings)
 {
     pkReport->uTexts = kLayout.kTextHandles.uCount;
@@ -174,27 +199,7 @@ TableReport CheckTable(const SlotTable& kTable, const char* pszName, Findings* p
         pkFindings->Add(kTable.kSlots.kBytes.Offset(),
                         fmt::format("{}: {} used slots, and {} by its head", pszName, kReport.uUsed, kTable.uElements));
     }
-
-    // A lookup walks from the home slot over used slots. Going round twice, uRun is the length of the run of used slots
-    // in front of the slot, as far as it matters.
-    uint32_t uRun = 0;
-    for (uint64_t ullStep = 0; ullStep < 2ull * uSlots && kReport.uUsed != 0; ++ullStep)
-    {
-        const uint32_t uSlot = static_cast<uint32_t>(ullStep) & (uSlots - 1);
-        if (kTable.Used(uSlot) == 0)
-        {
-            uRun = 0;
-            continue;
-        }
-        const uint32_t uDistance = (uSlot - HomeSlot(kTable.Key(uSlot), kTable.uKeySize, uSlots)) & (uSlots - 1);
-        if (ullStep >= uSlots && uDistance > uRun)
-        {
-            pkFindings->Add(kTable.kSlots.At(uSlot).Offset(),
-                            fmt::format("{}, slot {}: no lookup comes to its key", pszName, uSlot));
-        }
-        kReport.uLongestProbe = std::max(kReport.uLongestProbe, uDistance + 1);
-        ++uRun;
-    }
+    CheckProbes(kTable, pszName, &kReport, pkFindings);
     return kReport;
 }
 

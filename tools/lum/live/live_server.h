@@ -26,7 +26,6 @@ public:
     bool Start(const std::vector<SourceSpec>& vecSpecs, std::string* pstrError);
 
     unsigned NodeCount() const;
-    size_t SourceCount() const { return m_vecSources.size(); }
 
     // Follows the sources until a stop is requested; then withdraws everything. False with a message when it can't go
     // on.
