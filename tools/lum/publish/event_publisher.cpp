@@ -70,17 +70,17 @@ bool EventPublisher::_TakeState(std::string* pstrError)
         memcmp(pkState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pkState->szVersion)) == 0;
     for (FileEventStateInfo& rkRecord : pkState->arrStateInfo)
     {
-        StoreWord(rkRecord.bEnable, 0u);
-        if (!bTaken || LoadWord(rkRecord.uActiveSlot) > 1)
+        VOStoreWord(rkRecord.bEnable, 0u);
+        if (!bTaken || VOLoadWord(rkRecord.uActiveSlot) > 1)
         {
-            StoreWord(rkRecord.uActiveSlot, 0u);
-            StoreWord(rkRecord.ullUpdateTime[0], 0ull);
-            StoreWord(rkRecord.ullUpdateTime[1], 0ull);
+            VOStoreWord(rkRecord.uActiveSlot, 0u);
+            VOStoreWord(rkRecord.ullUpdateTime[0], 0ull);
+            VOStoreWord(rkRecord.ullUpdateTime[1], 0ull);
         }
         for (unsigned long long& rullTime : rkRecord.ullUpdateTime)
         {
             // All ones is no time.
-            const unsigned long long ullTime = LoadWord(rullTime);
+            const unsigned long long ullTime = VOLoadWord(rullTime);
             m_ullLastTime = ullTime + 1 != 0 ? std::max(m_ullLastTime, ullTime) : m_ullLastTime;
         }
     }
@@ -109,7 +109,7 @@ bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::str
             Withdraw();
             return false;
         }
-        StoreWord(_Record(eaf).bEnable, 1u);
+        VOStoreWord(_Record(eaf).bEnable, 1u);
     }
     return true;
 }
@@ -176,7 +176,7 @@ bool EventPublisher::_PublishImage(enumAssetFrom eaf, std::string* pstrError)
 {
     Source& rkSource = m_akSources[eaf];
     FileEventStateInfo& rkRecord = _Record(eaf);
-    const unsigned uSlot = 1 - (LoadWord(rkRecord.uActiveSlot) & 1);
+    const unsigned uSlot = 1 - (VOLoadWord(rkRecord.uActiveSlot) & 1);
     const std::unique_ptr<VOTSFileEventContainer::ContainerAlloc, VOFreeBlock> pkImage(
         rkSource.pkContainer->GetAlloc());
     WaitForReaders(rkRecord.uReaderCount[uSlot], &rkSource.auLeftReaders[uSlot]);
@@ -187,15 +187,15 @@ bool EventPublisher::_PublishImage(enumAssetFrom eaf, std::string* pstrError)
             fmt::format("the event section of {} can't be made (system error {})", SourceName(eaf), GetLastError());
         return false;
     }
-    StoreWord(rkRecord.ullUpdateTime[uSlot], _NextTime());
-    StoreWord(rkRecord.uActiveSlot, uSlot);
+    VOStoreWord(rkRecord.ullUpdateTime[uSlot], _NextTime());
+    VOStoreWord(rkRecord.uActiveSlot, uSlot);
     return true;
 }
 
 void EventPublisher::_WithdrawSource(enumAssetFrom eaf)
 {
     FileEventStateInfo& rkRecord = _Record(eaf);
-    StoreWord(rkRecord.bEnable, 0u);
+    VOStoreWord(rkRecord.bEnable, 0u);
     for (unsigned uSlot = 0; uSlot < 2; ++uSlot)
     {
         Source& rkSource = m_akSources[eaf];

@@ -12,18 +12,6 @@
 namespace lum
 {
 
-template <typename T>
-T LoadWord(T& rWord)
-{
-    return VOLoadWord(rWord);
-}
-
-template <typename T>
-void StoreWord(T& rWord, T value)
-{
-    VOStoreWord(rWord, value);
-}
-
 // A version text, in words that a reader can't see before what was stored earlier.
 template <size_t uSize>
 void StoreVersion(char (&szVersion)[uSize], const char (&szText)[uSize])
