@@ -74,10 +74,9 @@ public:
         } while (lum::LiveClock::now() < kEnd);
     }
 
-    // Losses that follow soon upon each other make the source wait longer for the whole comparison, up to a minute.
     bool FollowUntilRight()
     {
-        for (int i = 0; i < 3000 && setTold != OnDisk(); ++i)
+        for (int i = 0; i < 600 && setTold != OnDisk(); ++i)
         {
             Follow(50ms);
         }

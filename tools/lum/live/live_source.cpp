@@ -25,10 +25,6 @@ namespace
 // Of many folders that can't be read, so many are named at once.
 constexpr size_t kMostNamed = 5;
 
-// A tree that is polled is compared this often at most, and for a twentieth of the time.
-constexpr auto kPollInterval = 2000ms;
-constexpr int kPollShare = 20;
-
 // The audit: so many folders at a time, and for a small part of the time. The first one comes soon: a folder may have
 // changed between the scan and the moment at which its monitor got to it.
 constexpr auto kFirstAudit = 1000ms;
@@ -177,11 +173,7 @@ bool LiveSource::_CompareAll(LiveClock::time_point kNow, Changes* pkChanges, std
     const bool bFollowed = _CompareFolders(std::move(mapFolders), pkChanges, pstrError);
     ++m_kStatus.ullDoubts;
     m_kWatched.CountSoon();
-    if (m_kWatched.Polled() != 0)
-    {
-        const LiveClock::time_point kEnd = LiveClock::now();
-        m_kRechecks.CompareAllAt(kEnd + std::max<LiveClock::duration>(kPollInterval, kPollShare * (kEnd - kNow)));
-    }
+    m_kRechecks.Compared(kNow, LiveClock::now(), m_kWatched.Polled() != 0);
     return bFollowed;
 }
 

@@ -18,9 +18,12 @@ constexpr auto kLookAgainAfter = 1500ms;
 constexpr size_t kBurst = 1000;
 constexpr auto kBurstPause = 2000ms;
 
-// After a first doubt the tree is compared a second later, with each further doubt that follows soon later still, and
-// no later than this.
-constexpr std::chrono::milliseconds kLastDoubtDelay = 60000ms;
+// So long after a doubt the whole tree is compared, and a polled tree after its last comparison. Comparing takes a
+// twentieth of the time at most, but a doubt waits for its turn no longer than the last value.
+constexpr std::chrono::milliseconds kDoubtDelay = 1000ms;
+constexpr std::chrono::milliseconds kPollInterval = 2000ms;
+constexpr int kCompareShare = 20;
+constexpr std::chrono::milliseconds kLongestRest = 60000ms;
 
 }  // namespace
 
@@ -44,14 +47,18 @@ void Rechecks::Note(LiveClock::time_point kNow, const Hints& kHints)
 
 void Rechecks::Doubt(LiveClock::time_point kNow)
 {
-    if (m_kCompareAll && *m_kCompareAll <= kNow + m_kDoubtDelay)
+    const LiveClock::time_point kDue = std::max(kNow + kDoubtDelay, m_kNotBefore);
+    m_kCompareAll = std::min(m_kCompareAll.value_or(kDue), kDue);
+}
+
+void Rechecks::Compared(LiveClock::time_point kBegin, LiveClock::time_point kEnd, bool bAgain)
+{
+    const LiveClock::duration kRest = kCompareShare * (kEnd - kBegin);
+    m_kNotBefore = kEnd + std::min<LiveClock::duration>(kRest, kLongestRest);
+    if (bAgain)
     {
-        return;
+        m_kCompareAll = kEnd + std::max<LiveClock::duration>(kRest, kPollInterval);
     }
-    const bool bSoon = m_kLastDoubt != LiveClock::time_point() && kNow - m_kLastDoubt < 4 * m_kDoubtDelay;
-    m_kDoubtDelay = bSoon ? std::min(2 * m_kDoubtDelay, kLastDoubtDelay) : kFirstDoubtDelay;
-    m_kLastDoubt = kNow;
-    m_kCompareAll = kNow + m_kDoubtDelay;
 }
 
 void Rechecks::AddDue(LiveClock::time_point kNow, HintedFolders* pmapFolders)

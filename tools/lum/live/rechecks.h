@@ -15,11 +15,11 @@ public:
     // Hints that have come.
     void Note(LiveClock::time_point kNow, const Hints& kHints);
 
-    // The whole tree has to be compared, soon. Doubts that follow each other soon are dealt with more and more rarely.
+    // The whole tree has to be compared, soon.
     void Doubt(LiveClock::time_point kNow);
 
-    // The whole tree has to be compared then.
-    void CompareAllAt(LiveClock::time_point kTime) { m_kCompareAll = kTime; }
+    // The whole tree has been compared, in this time; bAgain: it is polled, and has to be compared from time to time.
+    void Compared(LiveClock::time_point kBegin, LiveClock::time_point kEnd, bool bAgain);
 
     // Adds the folders that are due.
     void AddDue(LiveClock::time_point kNow, HintedFolders* pmapFolders);
@@ -30,12 +30,9 @@ public:
     LiveClock::time_point NextDue() const;
 
 private:
-    static constexpr std::chrono::milliseconds kFirstDoubtDelay{1000};
-
     std::map<VOWString, LiveClock::time_point> m_mapLookAgain;
     std::optional<LiveClock::time_point> m_kCompareAll;
-    LiveClock::time_point m_kLastDoubt;
-    std::chrono::milliseconds m_kDoubtDelay = kFirstDoubtDelay;
+    LiveClock::time_point m_kNotBefore;
     LiveClock::time_point m_kLastHint;
     size_t m_uBurst = 0;
 };
