@@ -28,6 +28,11 @@ VOBufferContainer::~VOBufferContainer()
     Release();
 }
 
+VOImageBuffer<1> VOBufferContainer::_Buffer()
+{
+    return {m_pbBuffer, m_uBufferSize, m_uBufferCapacity};
+}
+
 // A copy owns its own buffer; the copy of a view is a view of the same image.
 VOBufferContainer::VOBufferContainer(const VOBufferContainer& rkOther)
     : m_vecHandle(rkOther.m_vecHandle), m_pbBuffer(nullptr), m_uBufferSize(0), m_uBufferCapacity(0)

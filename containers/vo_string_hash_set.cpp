@@ -276,6 +276,11 @@ int VOStringHashSet::_SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, u
                                     bCopy, rkHead.uStringAllocBufSize);
 }
 
+VOStringHashSet::Lookup VOStringHashSet::_Lookup_C(const VOWCHAR* pszString) const
+{
+    return _Confirm_C(_Candidate_C(pszString));
+}
+
 VOStringHashSet::Lookup VOStringHashSet::_Candidate_C(const VOWCHAR* pszString) const
 {
     Lookup kLookup;

@@ -108,10 +108,7 @@ protected:
     // inside the pool itself is followed when the pool moves.
     unsigned char* _AddEntry(const unsigned char*& rpbSource, unsigned int uSize, void*& rhHandle);
 
-    VOImageBuffer<1> _Buffer()
-    {
-        return {m_pbBuffer, m_uBufferSize, m_uBufferCapacity};
-    }
+    VOImageBuffer<1> _Buffer();
 
     VORecordVector<void*> m_vecHandle;  // the handle of each entry, in the order of adding
     unsigned char* m_pbBuffer;

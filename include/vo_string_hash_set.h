@@ -229,10 +229,7 @@ private:
 
     // A Customer's lookup, and its two halves: first the string that the first hash names, then whether it is that
     // string or the other one. Between them a caller may have fetched what it keeps for the first one.
-    Lookup _Lookup_C(const VOWCHAR* pszString) const
-    {
-        return _Confirm_C(_Candidate_C(pszString));
-    }
+    Lookup _Lookup_C(const VOWCHAR* pszString) const;
     Lookup _Candidate_C(const VOWCHAR* pszString) const;
     Lookup _Confirm_C(Lookup kLookup) const;
     void* _LiveHandle(const Lookup& rkLookup) const;
