@@ -42,7 +42,8 @@ VOTSFileMonitorManager::VOTSFileMonitorManager()
       m_overLapped(),
       m_pFileMonitorEventDispatcher(nullptr),
       m_nFilterBusy(0),
-      m_nFiltersShown(0)
+      m_nFiltersShown(0),
+      m_uLosses(0)
 {
 }
 

@@ -53,6 +53,10 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
             continue;
         }
         bPending = false;
+        if (m_overLapped.InternalHigh == 0)
+        {
+            VOAddToWord(m_uLosses, 1);
+        }
         try
         {
             kEvents.Read(_RootPath(), pszNotify, kNotifyBufferSize,
@@ -72,6 +76,11 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
         ::CancelIoEx(m_hFileMonitorHandle, &m_overLapped);
         ::GetOverlappedResult(m_hFileMonitorHandle, &m_overLapped, &uBytes, TRUE);
     }
+}
+
+unsigned int VOTSFileMonitorManager::LostChanges() const
+{
+    return VOLoadWord(m_uLosses);
 }
 
 VOULONG VOTSFileMonitorManager::ThreadProc_FileEventDispatcher(void* lpParameter)

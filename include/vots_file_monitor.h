@@ -210,6 +210,11 @@ public:
     // doesn't give yet. Hosts that wait for a quiet queue wait for it too.
     int HasFileEvent() const;
 
+    // How often the system has lost changes so far, of whatever files: more came than its buffer held, or it was
+    // out of memory. No event tells of it. A host that must not miss a change compares what it knows with the
+    // whole directory when the number is another one than before. A look from any thread.
+    unsigned int LostChanges() const;
+
     // After Init only, before that 0 in silence; see VOTSFileMonitorEventDispatcher.
     int AddFileMonitorListener(IVOTSFileMonitorEventListener* piListener);
     int RemoveFileMonitorListener(IVOTSFileMonitorEventListener* piListener);
@@ -297,4 +302,5 @@ private:
     int m_nFilterBusy;                               // 1 while a thread appends to the filters or shows them
     int m_nFiltersShown;                             // 0 until the dispatch thread has been shown any
     VOPublished<std::vector<VOWString>> m_kFilters;  // what it goes by
+    unsigned int m_uLosses;                          // reads that completed without records
 };

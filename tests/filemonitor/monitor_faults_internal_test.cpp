@@ -1,5 +1,5 @@
-// Every call of the system that a monitor's start makes fails once: the stated log lines, what was made before stays,
-// and UnInit takes it down.
+// Every call of the system that a monitor's start makes fails once: the log lines, what was made before stays, and
+// UnInit takes it down.
 #include <atomic>
 #include <mutex>
 
@@ -124,6 +124,23 @@ TEST_F(FileMonitorFaults, AReadThatFailsIsMadeAgainInSilence)
     }
     m_kMonitor.UnInit();
     EXPECT_EQ(0u, kLog.Count());
+}
+
+TEST_F(FileMonitorFaults, WhatTheSystemLostIsCounted)
+{
+    ASSERT_EQ(1, m_kMonitor.Init(m_kFolder.Text().c_str()));
+    m_kMonitor.BeginThread();
+    VOFaultArm("inotify.overflow", 1, false);
+    EXPECT_EQ(0u, m_kMonitor.LostChanges());
+    EXPECT_TRUE(WaitFor(
+        [&]
+        {
+            m_kFolder.Write("a", "x");
+            return m_kMonitor.LostChanges() != 0;
+        }));
+    VOFaultDisarm();
+    EXPECT_EQ(1u, m_kMonitor.LostChanges());
+    m_kMonitor.UnInit();
 }
 
 TEST_F(FileMonitorFaults, APushWithoutMemoryLosesItsEventWithALogLineAndLetsGoOfTheQueue)

@@ -32,6 +32,9 @@ public:
     // Directories of the tree that aren't watched, and how that can be mended. It walks the tree.
     size_t CountUnwatched(std::string* pstrReason) const;
 
+    // How often changes were lost so far, which no hint tells.
+    unsigned Losses() const { return m_kMonitor.LostChanges(); }
+
 private:
     RootWatch(const VOWString& strRoot, HintPool* pkPool);
 

@@ -32,6 +32,7 @@ struct WatchedRoots::Root
 {
     VOWString strRoot;
     std::unique_ptr<RootWatch> pkWatch;  // none while it is polled
+    unsigned uLosses = 0;                // of pkWatch, that were dealt with
     bool bLost = false;
     bool bPolled = false;
     LiveClock::time_point kTryAgain;  // while pkWatch is none
@@ -58,6 +59,7 @@ void WatchedRoots::_Start(Root* pkRoot)
 {
     std::string strReason;
     pkRoot->bLost = false;
+    pkRoot->uLosses = 0;
     pkRoot->pkWatch = RootWatch::Start(pkRoot->strRoot, &m_kPool, &strReason);
     const bool bWatched = pkRoot->pkWatch != nullptr;
     pkRoot->kTryAgain = LiveClock::now() + pkRoot->kRetryDelay;
@@ -115,6 +117,11 @@ LiveClock::time_point WatchedRoots::NextDue() const
 // without a pause.
 void WatchedRoots::_LookAt(Root* pkRoot, LiveClock::time_point kNow)
 {
+    if (pkRoot->pkWatch != nullptr && pkRoot->pkWatch->Losses() != pkRoot->uLosses)
+    {
+        pkRoot->uLosses = pkRoot->pkWatch->Losses();
+        m_kPool.Doubt();
+    }
     const RootWatch::Presence ePresence = RootWatch::PresenceOf(pkRoot->strRoot);
     const bool bThere = ePresence == RootWatch::Presence::There;
     if (bThere && !pkRoot->bLost && pkRoot->pkWatch == nullptr && pkRoot->kTryAgain <= kNow)
