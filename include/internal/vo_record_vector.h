@@ -38,7 +38,7 @@ public:
     VORecordVector() = default;
     ~VORecordVector() { Release(); }
 
-    // A copy owns a copy of the whole capacity; the copy of a view is a view of the same image.
+    // A copy owns memory of the same capacity; the copy of a view is a view of the same image.
     VORecordVector(const VORecordVector& rkOther)
     {
         _Buffer().CopyFrom(rkOther.m_pRecord, rkOther.m_uCount, rkOther.m_uCapacity);
