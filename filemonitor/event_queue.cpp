@@ -8,6 +8,7 @@
 
 #include "diagnostics/check.h"
 #include "filemonitor/shared_flag.h"
+#include "platform/vo_shared_word.h"
 #include "vots_file_monitor.h"
 
 namespace
@@ -36,6 +37,7 @@ int VOTSFileMonitorManager::HasFileEvent() const
 int VOTSFileMonitorManager::PushEvent(FILE_MONITOR_EVENT& kEvent)
 {
     unsigned int uTimeCount = 0;
+    bool bQueued = false;
     FlagGuard kGuard(m_nEventQueueBusy);
     while (!kGuard.TryAcquire())
     {
@@ -46,6 +48,7 @@ int VOTSFileMonitorManager::PushEvent(FILE_MONITOR_EVENT& kEvent)
     try
     {
         m_vecFileEvents.push_back(kEvent);
+        bQueued = true;
     }
     catch (const std::bad_alloc&)
     {
@@ -53,7 +56,10 @@ int VOTSFileMonitorManager::PushEvent(FILE_MONITOR_EVENT& kEvent)
     }
 
 Exit0:
-    // Nobody can do anything about a lost event: the result is the same.
+    if (!bQueued)
+    {
+        VOAddToWord(m_uLosses, 1);
+    }
     return 0;
 }
 

@@ -43,6 +43,7 @@ VOTSFileMonitorManager::VOTSFileMonitorManager()
       m_pFileMonitorEventDispatcher(nullptr),
       m_nFilterBusy(0),
       m_nFiltersShown(0),
+      m_uWatching(0),
       m_uLosses(0)
 {
 }

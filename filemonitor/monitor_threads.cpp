@@ -45,6 +45,10 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
         DWORD uBytes = 0;
         bPending = ::ReadDirectoryChangesW(m_hFileMonitorHandle, pszNotify, kNotifyBufferSize, TRUE, kNotifyFilter,
                                            &uBytes, &m_overLapped, nullptr) != FALSE;
+        if (bPending)
+        {
+            VOStoreWord(m_uWatching, 1U);
+        }
         // The read has reset the event, and with it a wake-up that came between the look above and here: so the flag is
         // looked at once more before the wait.
         if (!bPending || VOLoadWord(m_nExitThread) != 0 ||
@@ -66,6 +70,7 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
         {
             // On a thread of its own this would end the process. The rest of the batch is lost, like what the system
             // couldn't hold.
+            VOAddToWord(m_uLosses, 1);
             VO_CHECK_ERROR(FALSE);
         }
     }
@@ -76,6 +81,11 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
         ::CancelIoEx(m_hFileMonitorHandle, &m_overLapped);
         ::GetOverlappedResult(m_hFileMonitorHandle, &m_overLapped, &uBytes, TRUE);
     }
+}
+
+bool VOTSFileMonitorManager::IsWatching() const
+{
+    return VOLoadWord(m_uWatching) != 0;
 }
 
 unsigned int VOTSFileMonitorManager::LostChanges() const

@@ -210,9 +210,15 @@ public:
     // doesn't give yet. Hosts that wait for a quiet queue wait for it too.
     int HasFileEvent() const;
 
-    // How often the system has lost changes so far, of whatever files: more came than its buffer held, or it was
-    // out of memory. No event tells of it. A host that must not miss a change compares what it knows with the
-    // whole directory when the number is another one than before. A look from any thread.
+    // Whether the root and what is below it are watched by now: the monitor thread, which BeginThread lets run,
+    // takes its time for a large tree. Events tell of no change from before that. A host that must not miss one
+    // compares what it knows with the whole directory when this has become true. A look from any thread.
+    bool IsWatching() const;
+
+    // How often changes have been lost so far, of whatever files: more came than the system's buffer held, there
+    // was no memory for them, or PushEvent lost an event. No event tells of it. A host that must not miss a change
+    // compares what it knows with the whole directory when the number is another one than before. A look from any
+    // thread.
     unsigned int LostChanges() const;
 
     // After Init only, before that 0 in silence; see VOTSFileMonitorEventDispatcher.
@@ -302,5 +308,6 @@ private:
     int m_nFilterBusy;                               // 1 while a thread appends to the filters or shows them
     int m_nFiltersShown;                             // 0 until the dispatch thread has been shown any
     VOPublished<std::vector<VOWString>> m_kFilters;  // what it goes by
-    unsigned int m_uLosses;                          // reads that completed without records
+    unsigned int m_uWatching;                        // 1 from the first read on
+    unsigned int m_uLosses;                          // reads without records, and batches and events that were lost
 };

@@ -97,6 +97,7 @@ TEST_F(FileMonitorFaults, APushThatNeverGetsTheQueueLosesItsEventAfter65535Round
     EXPECT_EQ((Texts{Line("uTimeCount < 0xFFFF", "PushEvent")}), kLog.Lines());
     EXPECT_EQ(1, m_kMonitor.m_nEventQueueBusy) << "the flag is its owner's";
     EXPECT_EQ(0, m_kMonitor.HasFileEvent());
+    EXPECT_EQ(1u, m_kMonitor.LostChanges());
 }
 
 TEST_F(FileMonitorFaults, AReadThatFailsIsMadeAgainInSilence)
@@ -105,10 +106,12 @@ TEST_F(FileMonitorFaults, AReadThatFailsIsMadeAgainInSilence)
     RecordingListener kListener;
     m_kMonitor.AddFileMonitorListener(&kListener);
     const votest::LogCapture kLog;
-    VOFaultArm("ReadDirectoryChangesW", 1, false);
+    VOFaultArm("ReadDirectoryChangesW", 1, true);
     m_kMonitor.BeginThread();
-    EXPECT_TRUE(WaitFor([] { return VOFaultHits() >= 2; })) << "the second one goes on";
+    EXPECT_TRUE(WaitFor([] { return VOFaultHits() >= 2; }));
+    EXPECT_FALSE(m_kMonitor.IsWatching());
     VOFaultDisarm();
+    EXPECT_TRUE(WaitFor([this] { return m_kMonitor.IsWatching(); })) << "a later one goes on";
     EXPECT_TRUE(WaitFor(
         [&]
         {
@@ -160,6 +163,7 @@ TEST_F(FileMonitorFaults, APushWithoutMemoryLosesItsEventWithALogLineAndLetsGoOf
         uLost += votest::NewFaults::Fired() ? 1 : 0;
     }
     EXPECT_LE(1u, uLost);
+    EXPECT_EQ(uLost, m_kMonitor.LostChanges());
     Event kPopped;
     EXPECT_EQ(1, m_kMonitor.PopEvent(kPopped));
     EXPECT_EQ(kEvent.strFilePath, kPopped.strFilePath);

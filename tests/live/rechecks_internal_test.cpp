@@ -54,11 +54,25 @@ TEST_F(RechecksTest, OfATreeThatIsQuicklyComparedEveryDoubtIsDealtWithAfterASeco
     }
 }
 
-TEST_F(RechecksTest, ADoubtDoesntPutOffTheOneBefore)
+TEST_F(RechecksTest, ADoubtDoesntPutOffTheOneBeforeAndIsntSettledByItsComparison)
 {
     m_kRechecks.Doubt(m_kStart);
     m_kRechecks.Doubt(m_kStart + 900ms);
     EXPECT_EQ(1000ms, DueAfter(m_kStart));
+    Compare(1ms);
+    EXPECT_EQ(1900ms, DueAfter(m_kStart));
+    Compare(1ms);
+    EXPECT_EQ(LiveClock::time_point::max(), m_kRechecks.NextDue());
+}
+
+TEST_F(RechecksTest, ADoubtJustBeforeAPolledTreeIsDueIsDealtWithASecondLater)
+{
+    m_kRechecks.Doubt(m_kStart);
+    const LiveClock::time_point kEnd = Compare(10ms, true);
+    m_kRechecks.Doubt(kEnd + 1900ms);
+    EXPECT_EQ(2000ms, DueAfter(kEnd));
+    Compare(1ms);
+    EXPECT_EQ(2900ms, DueAfter(kEnd));
 }
 
 TEST_F(RechecksTest, ComparingTakesATwentiethOfTheTimeButADoubtWaitsAMinuteAtMost)

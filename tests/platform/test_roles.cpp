@@ -2,6 +2,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <atomic>
 #include <thread>
 
 #include "tests/platform/platform_test_support.h"
@@ -141,7 +142,19 @@ int IgnoreStop(const VOWString&)
     SayLine("waiting");
     VOWaitForStopRequest(0xFFFFFFFFu);
     SayLine("noted");
-    WaitForParent();
+    std::atomic<bool> bLetGo{false};
+    std::thread listener(
+        [&bLetGo]
+        {
+            WaitForParent();
+            bLetGo = true;
+        });
+    // A sanitizer holds a signal back from a thread that reads, and not from one that sleeps.
+    while (!bLetGo)
+    {
+        VOSleepMilliseconds(10);
+    }
+    listener.join();
     return 0;
 }
 

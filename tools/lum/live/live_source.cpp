@@ -25,9 +25,7 @@ namespace
 // Of many folders that can't be read, so many are named at once.
 constexpr size_t kMostNamed = 5;
 
-// The audit: so many folders at a time, and for a small part of the time. The first one comes soon: a folder may have
-// changed between the scan and the moment at which its monitor got to it.
-constexpr auto kFirstAudit = 1000ms;
+// The audit: so many folders at a time, and for a small part of the time.
 constexpr auto kAuditPause = 60s;
 constexpr auto kAuditInterval = 200ms;
 constexpr size_t kAuditFolders = 16;
@@ -92,7 +90,7 @@ bool LiveSource::Open(bool bFollow, std::string* pstrError)
     }
     const LiveClock::time_point kNow = LiveClock::now();
     m_kWatched.CountSoon();
-    m_kNextAudit = kNow + kFirstAudit;
+    m_kNextAudit = kNow + kAuditPause;
     _Report(kNow, std::numeric_limits<size_t>::max());
     return true;
 }

@@ -47,6 +47,7 @@ void Rechecks::Note(LiveClock::time_point kNow, const Hints& kHints)
 
 void Rechecks::Doubt(LiveClock::time_point kNow)
 {
+    m_kLastDoubt = kNow;
     const LiveClock::time_point kDue = std::max(kNow + kDoubtDelay, m_kNotBefore);
     m_kCompareAll = std::min(m_kCompareAll.value_or(kDue), kDue);
 }
@@ -55,9 +56,15 @@ void Rechecks::Compared(LiveClock::time_point kBegin, LiveClock::time_point kEnd
 {
     const LiveClock::duration kRest = kCompareShare * (kEnd - kBegin);
     m_kNotBefore = kEnd + std::min<LiveClock::duration>(kRest, kLongestRest);
+    if (kBegin < m_kLastDoubt + kDoubtDelay)
+    {
+        // It was due for another reason, too early for what the doubt is about.
+        m_kCompareAll = std::max(m_kLastDoubt + kDoubtDelay, m_kNotBefore);
+    }
     if (bAgain)
     {
-        m_kCompareAll = kEnd + std::max<LiveClock::duration>(kRest, kPollInterval);
+        const LiveClock::time_point kDue = kEnd + std::max<LiveClock::duration>(kRest, kPollInterval);
+        m_kCompareAll = std::min(m_kCompareAll.value_or(kDue), kDue);
     }
 }
 

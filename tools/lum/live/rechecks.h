@@ -33,6 +33,7 @@ private:
     std::map<VOWString, LiveClock::time_point> m_mapLookAgain;
     std::optional<LiveClock::time_point> m_kCompareAll;
     LiveClock::time_point m_kNotBefore;
+    LiveClock::time_point m_kLastDoubt;
     LiveClock::time_point m_kLastHint;
     size_t m_uBurst = 0;
 };

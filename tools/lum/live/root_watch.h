@@ -32,6 +32,9 @@ public:
     // Directories of the tree that aren't watched, and how that can be mended. It walks the tree.
     size_t CountUnwatched(std::string* pstrReason) const;
 
+    // Whether the whole tree is watched by now; hints tell of no change from before.
+    bool IsWatching() const { return m_kMonitor.IsWatching(); }
+
     // How often changes were lost so far, which no hint tells.
     unsigned Losses() const { return m_kMonitor.LostChanges(); }
 

@@ -32,6 +32,7 @@ struct WatchedRoots::Root
 {
     VOWString strRoot;
     std::unique_ptr<RootWatch> pkWatch;  // none while it is polled
+    bool bWatching = false;              // that it has begun is known, and was dealt with
     unsigned uLosses = 0;                // of pkWatch, that were dealt with
     bool bLost = false;
     bool bPolled = false;
@@ -59,6 +60,7 @@ void WatchedRoots::_Start(Root* pkRoot)
 {
     std::string strReason;
     pkRoot->bLost = false;
+    pkRoot->bWatching = false;
     pkRoot->uLosses = 0;
     pkRoot->pkWatch = RootWatch::Start(pkRoot->strRoot, &m_kPool, &strReason);
     const bool bWatched = pkRoot->pkWatch != nullptr;
@@ -117,8 +119,10 @@ LiveClock::time_point WatchedRoots::NextDue() const
 // without a pause.
 void WatchedRoots::_LookAt(Root* pkRoot, LiveClock::time_point kNow)
 {
-    if (pkRoot->pkWatch != nullptr && pkRoot->pkWatch->Losses() != pkRoot->uLosses)
+    if (pkRoot->pkWatch != nullptr &&
+        (pkRoot->pkWatch->IsWatching() != pkRoot->bWatching || pkRoot->pkWatch->Losses() != pkRoot->uLosses))
     {
+        pkRoot->bWatching = pkRoot->pkWatch->IsWatching();
         pkRoot->uLosses = pkRoot->pkWatch->Losses();
         m_kPool.Doubt();
     }
@@ -127,11 +131,6 @@ void WatchedRoots::_LookAt(Root* pkRoot, LiveClock::time_point kNow)
     if (bThere && !pkRoot->bLost && pkRoot->pkWatch == nullptr && pkRoot->kTryAgain <= kNow)
     {
         _Start(pkRoot);
-        if (pkRoot->pkWatch != nullptr)
-        {
-            // For what has changed since the last comparison.
-            m_kPool.Doubt();
-        }
         return;
     }
     if (ePresence == RootWatch::Presence::Unknown || bThere != pkRoot->bLost)
