@@ -4,7 +4,7 @@
 #include <map>
 #include <mutex>
 
-#include "platform/vo_never_destroyed.h"
+#include "platform/vo_owners.h"
 
 namespace
 {

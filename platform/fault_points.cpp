@@ -6,7 +6,7 @@
 #include <set>
 
 #if !defined(_WIN32)
-#include "platform/posix/kernel_region.h"
+#include "platform/posix/kernel.h"
 #endif
 
 namespace

@@ -1,8 +1,13 @@
-// Deleters for what the C runtime hands out, for std::unique_ptr and std::shared_ptr.
+// Owners of objects with a life of their own: what the C runtime hands out, and statics that are never destroyed.
 #pragma once
 
 #include <stdio.h>
 #include <stdlib.h>
+
+#include <new>
+#include <utility>
+
+// Deleters for what the C runtime hands out, for std::unique_ptr and std::shared_ptr.
 
 // Closes a file of VOOpenFile.
 struct VOCloseFile
@@ -14,4 +19,27 @@ struct VOCloseFile
 struct VOFreeBlock
 {
     void operator()(void* pvBlock) const { free(pvBlock); }
+};
+
+// An object that is never destroyed, for function-local statics.
+//
+// What threads may still use while a process ends can't be destroyed with the other statics. It isn't kept on the heap
+// either: there it would be left behind when the library is unloaded, and here it goes with the library's own memory.
+// What the object itself keeps on the heap is its users' to give back before.
+template <typename T>
+class VONeverDestroyed
+{
+public:
+    template <typename... Arguments>
+    explicit VONeverDestroyed(Arguments&&... arguments)
+    {
+        new (m_abObject) T(std::forward<Arguments>(arguments)...);
+    }
+    VONeverDestroyed(const VONeverDestroyed&) = delete;
+    VONeverDestroyed& operator=(const VONeverDestroyed&) = delete;
+
+    T& Get() { return *std::launder(reinterpret_cast<T*>(m_abObject)); }
+
+private:
+    alignas(T) unsigned char m_abObject[sizeof(T)];
 };

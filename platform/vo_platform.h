@@ -326,7 +326,7 @@ ULONGLONG GetTickCount64();
 //
 // A directory is watched with everything below it, by inotify: one descriptor pair and one thread of this layer per
 // handle that has been read from, one watch per directory. What changes is told in records with paths relative to the
-// root, "\" between their components (names as vo_native_names.h carries them), in the order in which it happened:
+// root, "\" between their components (names as vo_text.h carries them), in the order in which it happened:
 //
 //   - A file or directory that is made or moved in is added, one that is deleted or moved out is removed. What a
 //     directory that comes in already holds is added too, each thing once. What a directory that is moved out held

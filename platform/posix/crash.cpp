@@ -1,6 +1,6 @@
 // Crashes are signals here. The handler hands over to a thread that was started before, and waits for it: nothing but
 // that thread does what isn't allowed in a handler.
-#include "platform/vo_crash.h"
+#include "platform/vo_process.h"
 
 #include <errno.h>
 #include <pthread.h>
@@ -13,7 +13,7 @@
 
 #include <atomic>
 
-#include "platform/posix/futex.h"
+#include "platform/posix/waits.h"
 #include "platform/vo_debug_help.h"
 
 namespace

@@ -16,9 +16,8 @@
 #include <vector>
 
 #include "platform/fault_points.h"
-#include "platform/posix/last_error.h"
-#include "platform/posix/loaded_modules.h"
-#include "platform/vo_never_destroyed.h"
+#include "platform/posix/kernel.h"
+#include "platform/vo_owners.h"
 
 namespace
 {

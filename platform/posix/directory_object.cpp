@@ -1,11 +1,11 @@
-#include "platform/posix/directory_object.h"
+#include "platform/posix/directory_changes.h"
 
 #include <string.h>
 
 #include <new>
 #include <utility>
 
-#include "platform/posix/kernel_region.h"
+#include "platform/posix/kernel.h"
 
 namespace
 {

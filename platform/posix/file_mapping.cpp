@@ -14,11 +14,9 @@
 #include <utility>
 
 #include "platform/fault_points.h"
-#include "platform/posix/handle_table.h"
-#include "platform/posix/kernel_region.h"
-#include "platform/posix/last_error.h"
+#include "platform/posix/kernel.h"
 #include "platform/posix/section_object.h"
-#include "platform/vo_never_destroyed.h"
+#include "platform/vo_owners.h"
 #include "platform/vo_platform.h"
 
 namespace

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "platform/fault_points.h"
-#include "platform/vo_native_names.h"
+#include "platform/vo_text.h"
 #include "platform/wide_scan.h"
 
 namespace

@@ -14,10 +14,8 @@
 #include <utility>
 
 #include "platform/fault_points.h"
-#include "platform/posix/last_error.h"
-#include "platform/posix/own_signal.h"
-#include "platform/posix/thread_object.h"
-#include "platform/posix/walker_signal.h"
+#include "platform/posix/kernel.h"
+#include "platform/posix/threads.h"
 #include "platform/vo_debug_help.h"
 
 // The caller's own registers can be had in no other way than by code that has no frame of its own.

@@ -1,16 +1,93 @@
+#include "platform/posix/threads.h"
+
 #include <errno.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <utility>
 
 #include "platform/fault_points.h"
-#include "platform/posix/kernel_region.h"
-#include "platform/posix/last_error.h"
-#include "platform/posix/library_life.h"
-#include "platform/posix/own_signal.h"
-#include "platform/posix/thread_object.h"
-#include "platform/posix/walker_signal.h"
+#include "platform/posix/kernel.h"
+
+// The C library's own, under the C++ language's destructors of thread-local objects. Nobody but it can hold a library
+// and let it go from a thread whose code lies in it.
+extern "C" int __cxa_thread_atexit_impl(void (*pfnDestructor)(void*), void* pvObject, void* pvLibrary);
+extern "C" __attribute__((visibility("hidden"))) void* __dso_handle;
+
+namespace
+{
+std::atomic<unsigned> s_uLiving{0};
+
+void Leave(void*)
+{
+    s_uLiving.fetch_sub(1);
+}
+}  // namespace
+
+void CallAtEndOfThread(EndOfThread pfnEnd, void* pvParameter)
+{
+    s_uLiving.fetch_add(1);
+    __cxa_thread_atexit_impl(Leave, nullptr, &__dso_handle);
+    __cxa_thread_atexit_impl(pfnEnd, pvParameter, &__dso_handle);
+}
+
+bool AnyThreadLives()
+{
+    return s_uLiving.load() != 0;
+}
+
+namespace
+{
+bool IsFree(int nSignal)
+{
+    struct sigaction action = {};
+    return sigaction(nSignal, nullptr, &action) == 0 && (action.sa_flags & SA_SIGINFO) == 0 &&
+           action.sa_handler == SIG_DFL;
+}
+}  // namespace
+
+int TakeOwnSignal(SignalHandler pfnHandler, bool bFromBelow, int nLeftOpen)
+{
+    const int nCount = SIGRTMAX - SIGRTMIN;
+    for (int i = 0; i < nCount; ++i)
+    {
+        const int nSignal = bFromBelow ? SIGRTMIN + i : SIGRTMAX - 1 - i;
+        if (!IsFree(nSignal))
+        {
+            continue;
+        }
+        struct sigaction action = {};
+        action.sa_sigaction = pfnHandler;
+        action.sa_flags = SA_SIGINFO | SA_RESTART;
+        sigfillset(&action.sa_mask);
+        if (nLeftOpen != 0)
+        {
+            sigdelset(&action.sa_mask, nLeftOpen);
+        }
+        if (sigaction(nSignal, &action, nullptr) == 0)
+        {
+            return nSignal;
+        }
+    }
+    return 0;
+}
+
+void GiveBackOwnSignal(int nSignal, SignalHandler pfnHandler)
+{
+    struct sigaction action = {};
+    if (nSignal == 0 || sigaction(nSignal, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) == 0 ||
+        action.sa_sigaction != pfnHandler)
+    {
+        return;
+    }
+    // What a thread has blocked is still under way, and its default would end the process: to be ignored drops it.
+    action = {};
+    action.sa_handler = SIG_IGN;
+    sigaction(nSignal, &action, nullptr);
+    action.sa_handler = SIG_DFL;
+    sigaction(nSignal, &action, nullptr);
+}
 
 namespace
 {

@@ -1,17 +1,25 @@
-// The tree as a whole: its life, its paths and its records.
 #include "platform/posix/watch_tree.h"
 
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
 #include <sys/inotify.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "platform/fault_points.h"
-#include "platform/posix/monotonic_clock.h"
-#include "platform/vo_native_names.h"
+#include "platform/posix/kernel.h"
+#include "platform/posix/threads.h"
+#include "platform/posix/waits.h"
+#include "platform/vo_text.h"
+
+// The tree as a whole: its life, its paths and its records.
 
 WatchTree::WatchTree(std::string strRoot, const FileIdentity& identity, DWORD uFilter, const std::atomic<bool>& bStop)
     : m_strRoot(std::move(strRoot)), m_identity(identity), m_uFilter(uFilter), m_bStop(bStop)
@@ -112,4 +120,203 @@ bool WatchTree::Look(const Node& parent, const std::string& strName, FileTrace* 
     const Descriptor root = OpenRoot();
     const Descriptor folder = root.IsOpen() ? OpenFolderBelow(root.Get(), strFolder) : Descriptor();
     return folder.IsOpen() && ReadTrace(folder.Get(), strName.c_str(), pTrace);
+}
+
+DirectoryWatcher::DirectoryWatcher(ChangeSink& sink, std::string strRoot, const FileIdentity& identity, DWORD uFilter)
+    : m_sink(sink), m_strRoot(std::move(strRoot)), m_identity(identity), m_uFilter(uFilter)
+{
+}
+
+DirectoryWatcher::~DirectoryWatcher()
+{
+    RequestStop();
+    if (m_bStarted)
+    {
+        pthread_join(m_thread, nullptr);
+    }
+}
+
+void DirectoryWatcher::RequestStop()
+{
+    m_bStop.store(true);
+    if (m_wakeUp.IsOpen())
+    {
+        const uint64_t ullOne = 1;
+        const ssize_t nWritten = write(m_wakeUp.Get(), &ullOne, sizeof(ullOne));
+        (void)nWritten;  // a counter at its end wakes as well
+    }
+}
+
+DWORD DirectoryWatcher::Start()
+{
+    m_wakeUp = Descriptor(VO_FAULT_POINT("watcher.wake") ? -1 : eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!m_wakeUp.IsOpen())
+    {
+        return ERROR_TOO_MANY_OPEN_FILES;
+    }
+    // The program's signals are for its own threads.
+    sigset_t allSignals;
+    sigset_t oldSignals;
+    sigfillset(&allSignals);
+    pthread_sigmask(SIG_SETMASK, &allSignals, &oldSignals);
+    const int nError = VO_FAULT_POINT("watcher.thread") ? EAGAIN : pthread_create(&m_thread, nullptr, Run, this);
+    pthread_sigmask(SIG_SETMASK, &oldSignals, nullptr);
+    if (nError != 0)
+    {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+    m_bStarted = true;
+    while (m_uReady.load() == 0)
+    {
+        FutexWait(m_uReady, 0, nullptr);
+    }
+    return m_uError.load();
+}
+
+// Nothing may leave the thread: it would take the process with it.
+void* DirectoryWatcher::Run(void* pThis)
+{
+    // Its code is the library's: nothing more to do at the end.
+    CallAtEndOfThread([](void*) {}, nullptr);
+    DirectoryWatcher* const pWatcher = static_cast<DirectoryWatcher*>(pThis);
+    try
+    {
+        pWatcher->Watch();
+    }
+    catch (const std::bad_alloc&)
+    {
+        pWatcher->SetReady(ERROR_NOT_ENOUGH_MEMORY);
+    }
+    return nullptr;
+}
+
+void DirectoryWatcher::SetReady(DWORD uError)
+{
+    m_uError.store(uError);
+    m_uReady.store(1);
+    FutexWakeAll(m_uReady);
+}
+
+void DirectoryWatcher::Watch()
+{
+    WatchTree tree(m_strRoot, m_identity, m_uFilter, m_bStop);
+    const int nError = tree.Open();
+    tree.TakeLost();  // nothing was told before
+    m_bLimited.store(tree.IsLimited());
+    SetReady(tree.IsGone() ? ERROR_ACCESS_DENIED : ErrorFromErrno(nError));
+    if (nError == 0)
+    {
+        Loop(tree);
+    }
+}
+
+void DirectoryWatcher::Loop(WatchTree& tree)
+{
+    bool bGoesOn = true;
+    while (bGoesOn && !m_bStop.load())
+    {
+        try
+        {
+            bGoesOn = Turn(tree);
+        }
+        catch (const std::bad_alloc&)
+        {
+            // The notices of this turn are spent and the tree may be half changed: both are made good by a new one.
+            tree.GiveUp();
+        }
+    }
+}
+
+// False when the watch has ended.
+bool DirectoryWatcher::Turn(WatchTree& tree)
+{
+    constexpr int MEMORY_PAUSE = 100;  // milliseconds until memory that wasn't there is asked for again
+    ChangeBatch batch;
+    if (tree.NeedsOpen())
+    {
+        Wait(-1, MEMORY_PAUSE);
+    }
+    else
+    {
+        Wait(tree.Inotify(), tree.Timeout());
+        tree.Process(&batch);
+        if (VO_FAULT_POINT("watcher.memory"))
+        {
+            throw std::bad_alloc();
+        }
+    }
+    bool bReopened = true;
+    if (tree.NeedsOpen())
+    {
+        // The loss is told when everything is watched again: what a reader finds on disk then is not to be missed.
+        bReopened = tree.Open() == 0;
+        batch = ChangeBatch();
+    }
+    if (!batch.IsEmpty())
+    {
+        m_sink.OnChanges(std::move(batch));
+    }
+    if (tree.TakeLost() && !m_bStop.load())
+    {
+        m_sink.OnLost();
+    }
+    if (tree.IsGone() || !bReopened)
+    {
+        m_sink.OnGone();
+        return false;
+    }
+    return true;
+}
+
+void DirectoryWatcher::Wait(int nInotify, int nMilliseconds)
+{
+    pollfd aDescriptors[2] = {{nInotify, POLLIN, 0}, {m_wakeUp.Get(), POLLIN, 0}};
+    poll(aDescriptors, 2, nMilliseconds);
+}
+
+namespace
+{
+constexpr size_t NAME_OFFSET = offsetof(FILE_NOTIFY_INFORMATION, FileName);
+static_assert(NAME_OFFSET == 12 && offsetof(FILE_NOTIFY_INFORMATION, FileNameLength) == 8);
+
+size_t RoundedUp(size_t uBytes)
+{
+    return (uBytes + 3) / 4 * 4;
+}
+}  // namespace
+
+size_t ChangeBatch::JoinedSize(size_t uFirst, size_t uSecond)
+{
+    return RoundedUp(uFirst) + uSecond;
+}
+
+size_t ChangeBatch::Continue(size_t uBytes)
+{
+    const size_t uOffset = RoundedUp(m_vecBytes.size());
+    if (!m_vecBytes.empty())
+    {
+        const DWORD uNext = static_cast<DWORD>(uOffset - m_uLast);
+        memcpy(m_vecBytes.data() + m_uLast, &uNext, sizeof(uNext));
+    }
+    m_vecBytes.resize(uOffset + uBytes);
+    return uOffset;
+}
+
+void ChangeBatch::Append(DWORD uAction, const VOWString& strName)
+{
+    const size_t uNameBytes = strName.size() * sizeof(VOWCHAR);
+    m_uLast = Continue(NAME_OFFSET + uNameBytes);
+    const DWORD aHeader[3] = {0, uAction, static_cast<DWORD>(uNameBytes)};
+    memcpy(m_vecBytes.data() + m_uLast, aHeader, sizeof(aHeader));
+    memcpy(m_vecBytes.data() + m_uLast + NAME_OFFSET, strName.data(), uNameBytes);
+}
+
+void ChangeBatch::Append(const ChangeBatch& batch)
+{
+    if (!batch.IsEmpty())
+    {
+        const size_t uOffset = Continue(batch.Size());
+        memcpy(m_vecBytes.data() + uOffset, batch.Data(), batch.Size());
+        m_uLast = uOffset + batch.m_uLast;
+    }
 }

@@ -1,3 +1,44 @@
+// A watched tree of directories, the thread that reads what the system tells of it, and the records it makes of that.
+#pragma once
+
+#include <pthread.h>
+#include <stdint.h>
+#include <sys/inotify.h>
+
+#include <atomic>
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/posix/files.h"
+
+// Change records as the reader gets them: a chain of FILE_NOTIFY_INFORMATION.
+class ChangeBatch
+{
+public:
+    void Append(DWORD uAction, const VOWString& strName);
+    void Append(const ChangeBatch& batch);
+
+    bool IsEmpty() const { return m_vecBytes.empty(); }
+    size_t Size() const { return m_vecBytes.size(); }
+    const unsigned char* Data() const { return m_vecBytes.data(); }
+
+    // The bytes of two batches of these sizes that are joined.
+    static size_t JoinedSize(size_t uFirst, size_t uSecond);
+
+private:
+    // Makes room for the next record and lets the last one point to it. Gives its offset.
+    size_t Continue(size_t uBytes);
+
+    std::vector<unsigned char> m_vecBytes;
+    size_t m_uLast = 0;  // offset of the last record
+};
+
 // A tree of directories under inotify, and what its notices mean.
 //
 // One node per directory, by parent and name, so that a path is always the current one. Of every other entry a trace is
@@ -13,24 +54,6 @@
 // where a directory that is listed again lacks what it had.
 //
 // All of it belongs to one thread.
-#pragma once
-
-#include <stdint.h>
-#include <sys/inotify.h>
-
-#include <atomic>
-#include <deque>
-#include <map>
-#include <memory>
-#include <set>
-#include <string>
-#include <string_view>
-#include <unordered_map>
-#include <vector>
-
-#include "platform/posix/change_batch.h"
-#include "platform/posix/folder_access.h"
-
 class WatchTree
 {
 public:
@@ -161,4 +184,55 @@ private:
     bool m_bLimited = false;
     bool m_bLost = false;
     bool m_bOverflow = false;
+};
+
+// The thread that turns the system's notices of a tree into change records.
+
+// Who gets the records; called by the watcher's thread.
+class ChangeSink
+{
+public:
+    virtual ~ChangeSink() = default;
+    virtual void OnChanges(ChangeBatch batch) = 0;
+    virtual void OnLost() = 0;  // changes were lost; the watch goes on
+    virtual void OnGone() = 0;  // the root is gone; the watch has ended
+};
+
+class DirectoryWatcher
+{
+public:
+    DirectoryWatcher(ChangeSink& sink, std::string strRoot, const FileIdentity& identity, DWORD uFilter);
+    // Ends the thread and waits for its end.
+    ~DirectoryWatcher();
+    DirectoryWatcher(const DirectoryWatcher&) = delete;
+    DirectoryWatcher& operator=(const DirectoryWatcher&) = delete;
+
+    // Starts the thread and returns when the whole tree is watched. 0, or an error value: then nothing is watched.
+    DWORD Start();
+
+    // Whether the limit of watches left directories out when the watch began.
+    bool IsLimited() const { return m_bLimited.load(); }
+
+    // Any thread: the watch is to end soon.
+    void RequestStop();
+
+private:
+    static void* Run(void* pThis);
+    void Watch();
+    void SetReady(DWORD uError);
+    void Loop(WatchTree& tree);
+    bool Turn(WatchTree& tree);
+    void Wait(int nInotify, int nMilliseconds);
+
+    ChangeSink& m_sink;
+    const std::string m_strRoot;
+    const FileIdentity m_identity;
+    const DWORD m_uFilter;
+    Descriptor m_wakeUp;
+    pthread_t m_thread{};
+    bool m_bStarted = false;
+    std::atomic<bool> m_bStop{false};
+    std::atomic<bool> m_bLimited{false};
+    std::atomic<uint32_t> m_uReady{0};  // a word to wait for: 1 when the tree is watched or can't be
+    std::atomic<DWORD> m_uError{0};
 };

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "platform/fault_points.h"
-#include "platform/posix/monotonic_clock.h"
+#include "platform/posix/waits.h"
 #include "platform/posix/watch_tree.h"
 
 namespace

@@ -1,6 +1,6 @@
 // Crashes are exceptions that nothing handles, and abort(). The filter hands over to a thread that was started before,
 // and waits for it: that thread has a whole stack, and the wait has an end.
-#include "platform/vo_crash.h"
+#include "platform/vo_process.h"
 
 #include <signal.h>
 #include <stdio.h>

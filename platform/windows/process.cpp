@@ -6,8 +6,8 @@
 
 #include <atomic>
 
-#include "platform/vo_native_names.h"
 #include "platform/vo_platform.h"
+#include "platform/vo_text.h"
 // It takes the system's types from the header above.
 #include <shellapi.h>
 
@@ -156,4 +156,14 @@ void VORequestStop()
 {
     s_bRequested.store(true);
     SetEvent(RequestEvent());
+}
+
+void VOEndProcess(const char* pszReason)
+{
+    fprintf(stderr, "VOBaseX64: %s; the process ends here\n", pszReason);
+    fflush(stderr);
+    // What the runtime's own range check ends with.
+    constexpr UINT kStackBufferOverrun = 0xC0000409u;
+    TerminateProcess(GetCurrentProcess(), kStackBufferOverrun);
+    abort();
 }

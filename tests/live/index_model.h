@@ -67,6 +67,7 @@ public:
         kEntry.strName = lum::LastPart(strPath);
         kEntry.bFolder = bFolder;
         kEntry.nWriteTime = ++nTime;
+        kEntry.uWriteFraction = 1;
         mapEntries[strPath] = kEntry;
     }
 

@@ -80,7 +80,7 @@ public:
         } while (lum::LiveClock::now() < kEnd);
     }
 
-    // What no hint tells, the audit finds: a round of it begins a minute after the end of the one before.
+    // Less than the audit would take: a hint or a doubt has to tell.
     bool FollowUntilRight(std::chrono::seconds kPatience = 30s)
     {
         for (int i = 0; i < 20 * kPatience.count() && setTold != OnDisk(); ++i)
@@ -281,7 +281,7 @@ TEST_F(LiveSourceFaults, AfterRandomChangesAndFailuresOfEveryCallIndexDiskAndTol
         {
             rkWriter.join();
         }
-        const bool bRight = kFollowed.FollowUntilRight(120s);
+        const bool bRight = kFollowed.FollowUntilRight();
         const std::string strSaid = testing::internal::GetCapturedStderr() + testing::internal::GetCapturedStdout();
         EXPECT_TRUE(bRight) << "failed:" << strFailed << "\nsaid:\n" << strSaid << kFollowed.Differences();
         EXPECT_EQ(kFollowed.setTold, kFollowed.Indexed());

@@ -312,6 +312,64 @@ TEST(SourceIndexTwins, AfterEveryRandomChangeIndexLookUpAndToldAgree)
     }
 }
 
+TEST(SourceIndexRenames, WhatWasRenamedIsKnownByItsLookWhenNobodyTellsOfIt)
+{
+    Followed kFollowed({"a", "d/", "d/x", "stays"});
+    const unsigned uFile = kFollowed.Id("a");
+    const unsigned uBelow = kFollowed.Id("d/x");
+    kFollowed.kDisk.Move(VOTEXT("a"), VOTEXT("b"));
+    kFollowed.kDisk.Move(VOTEXT("d"), VOTEXT("e"));
+    kFollowed.Touch("");
+    kFollowed.FollowAndCheck();
+    EXPECT_EQ((Texts{"renamed a", "renamed d"}), kFollowed.Told());
+    EXPECT_EQ(uFile, kFollowed.Id("b"));
+    EXPECT_EQ(uBelow, kFollowed.Id("e/x"));
+}
+
+TEST(SourceIndexRenames, WhatLooksLikeSomethingElseAsWellIsNone)
+{
+    const struct
+    {
+        const char* pszWhat;
+        void (*pfnPrepare)(std::map<VOWString, lum::IndexEntry>& rmapEntries);
+    } aCases[] = {
+        {"two that went",
+         [](auto& rmapEntries)
+         {
+             rmapEntries[VOTEXT("c")] = rmapEntries[VOTEXT("a")];
+             rmapEntries[VOTEXT("c")].strName = VOTEXT("c");
+         }},
+        {"whole seconds", [](auto& rmapEntries) { rmapEntries[VOTEXT("a")].uWriteFraction = 0; }},
+    };
+    for (const auto& kCase : aCases)
+    {
+        SCOPED_TRACE(kCase.pszWhat);
+        Followed kFollowed;
+        kFollowed.Make("a");
+        kCase.pfnPrepare(kFollowed.kDisk.mapEntries);
+        kFollowed.Touch("");
+        kFollowed.FollowAndCheck();
+        kFollowed.kDisk.Move(VOTEXT("a"), VOTEXT("b"));
+        kFollowed.kDisk.Remove(VOTEXT("c"));
+        kFollowed.Touch("");
+        kFollowed.FollowAndCheck();
+        const Texts vecTold = kFollowed.Told();
+        EXPECT_EQ(0, std::count(vecTold.begin(), vecTold.end(), "renamed a"));
+        EXPECT_EQ(1, std::count(vecTold.begin(), vecTold.end(), "removed a"));
+        EXPECT_EQ(1, std::count(vecTold.begin(), vecTold.end(), "added b"));
+    }
+}
+
+TEST(SourceIndexRenames, AnotherSizeIsAnotherFile)
+{
+    Followed kFollowed({"a"});
+    kFollowed.kDisk.Move(VOTEXT("a"), VOTEXT("b"));
+    kFollowed.kDisk.mapEntries[VOTEXT("b")].ullSize = 1;
+    kFollowed.Touch("");
+    kFollowed.FollowAndCheck();
+    EXPECT_EQ((Texts{"removed a", "added b"}), kFollowed.Told());
+}
+
 TEST(SourceIndexUnread, AFolderThatCantBeListedStaysAsItWasUntilItCan)
 {
     Followed kFollowed({"d/", "d/a", "d/s/", "d/s/b", "e"});

@@ -1,8 +1,8 @@
 // The lum program as a process, on Windows.
 #include <algorithm>
 
-#include "platform/vo_native_names.h"
 #include "platform/vo_platform.h"
+#include "platform/vo_text.h"
 #include "tests/lum_support/lum_process.h"
 #include "tests/lum_support/lum_test_support.h"
 

@@ -3,7 +3,7 @@
 #include <io.h>
 #include <stdio.h>
 
-#include "platform/vo_native_names.h"
+#include "platform/vo_text.h"
 #include "tests/platform/platform_test_support.h"
 
 struct ChildProcess::State

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <thread>
 
-#include "platform/posix/loaded_modules.h"
+#include "platform/posix/debug_help.h"
 #include "platform/vo_debug_help.h"
 #include "tests/platform/platform_test_support.h"
 #include "tests/support/sanitizers.h"

@@ -11,9 +11,9 @@
 #include <set>
 #include <thread>
 
-#include "platform/posix/directory_kind.h"
-#include "platform/vo_directory_watch.h"
-#include "platform/vo_native_names.h"
+#include "platform/posix/files.h"
+#include "platform/vo_directories.h"
+#include "platform/vo_text.h"
 #include "tests/platform/change_mirror.h"
 #include "tests/platform/change_reader.h"
 

@@ -1,8 +1,7 @@
 // Directory changes, as far as they are the same on every system.
 #include <fstream>
 
-#include "platform/vo_directory_kind.h"
-#include "platform/vo_directory_watch.h"
+#include "platform/vo_directories.h"
 #include "tests/platform/change_reader.h"
 
 namespace

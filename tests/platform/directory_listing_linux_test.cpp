@@ -6,7 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "platform/vo_directory_listing.h"
+#include "platform/vo_directories.h"
 #include "tests/platform/platform_test_support.h"
 
 namespace

@@ -1,5 +1,5 @@
 // Reading directories, against one contract on both systems.
-#include "platform/vo_directory_listing.h"
+#include "platform/vo_directories.h"
 
 #include <time.h>
 

@@ -1,5 +1,5 @@
 // What a Windows directory may hold beside files and folders.
-#include "platform/vo_directory_listing.h"
+#include "platform/vo_directories.h"
 #include "tests/platform/platform_test_support.h"
 
 namespace

@@ -11,7 +11,7 @@
 #include <set>
 #include <thread>
 
-#include "platform/vo_directory_listing.h"
+#include "platform/vo_directories.h"
 #include "platform/vo_memory.h"
 #include "platform/vo_platform.h"
 #include "platform/vo_process.h"

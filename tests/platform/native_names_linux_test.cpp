@@ -2,8 +2,8 @@
 #include <fstream>
 #include <random>
 
-#include "platform/vo_directory_listing.h"
-#include "platform/vo_native_names.h"
+#include "platform/vo_directories.h"
+#include "platform/vo_text.h"
 #include "tests/platform/platform_test_support.h"
 
 TEST(NativeBytes, ThatAreNotUtf8AreCarriedAsLoneSurrogates)

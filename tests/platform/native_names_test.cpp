@@ -1,5 +1,5 @@
 // Names between memory and the system, as far as both systems agree.
-#include "platform/vo_native_names.h"
+#include "platform/vo_text.h"
 
 #include "tests/platform/platform_test_support.h"
 

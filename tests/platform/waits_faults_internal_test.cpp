@@ -4,8 +4,7 @@
 #include <filesystem>
 
 #include "platform/fault_points.h"
-#include "platform/vo_directory_kind.h"
-#include "platform/vo_directory_watch.h"
+#include "platform/vo_directories.h"
 #include "tests/platform/change_reader.h"
 
 namespace fs = std::filesystem;

@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "base/log_file.h"
-#include "platform/vo_crash.h"
 #include "platform/vo_process.h"
 #include "vo_stack_walker.h"
 

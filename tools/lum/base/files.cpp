@@ -7,7 +7,7 @@
 #include <system_error>
 
 #include "base/text.h"
-#include "platform/vo_native_names.h"
+#include "platform/vo_text.h"
 
 namespace lum
 {

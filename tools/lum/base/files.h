@@ -11,7 +11,7 @@
 namespace lum
 {
 
-// The path of a narrow name as vo_native_names.h has it.
+// The path of a narrow name as vo_text.h has it.
 std::filesystem::path ToPath(std::string_view strNative);
 
 // And back.

@@ -7,8 +7,8 @@
 #include <system_error>
 
 #include "base/files.h"
-#include "platform/vo_native_names.h"
 #include "platform/vo_process.h"
+#include "platform/vo_text.h"
 #include "vo_log_output.h"
 
 namespace lum

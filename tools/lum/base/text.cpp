@@ -6,7 +6,7 @@
 #include <charconv>
 #include <iterator>
 
-#include "platform/vo_utf8.h"
+#include "platform/vo_text.h"
 
 namespace lum
 {

@@ -9,7 +9,6 @@
 #include "base/exit_code.h"
 #include "base/log_file.h"
 #include "commands/commands.h"
-#include "platform/vo_crash.h"
 #include "platform/vo_process.h"
 
 namespace lum

@@ -9,8 +9,8 @@
 #include "commands/commands.h"
 #include "commands/demo_tree.h"
 #include "live/live_server.h"
-#include "platform/vo_native_names.h"
 #include "platform/vo_process.h"
+#include "platform/vo_text.h"
 #include "reader/event_stream.h"
 #include "reader/session.h"
 

@@ -4,9 +4,7 @@
 
 #include <thread>
 
-#include "platform/vo_directory_kind.h"
-#include "platform/vo_directory_listing.h"
-#include "platform/vo_directory_watch.h"
+#include "platform/vo_directories.h"
 
 namespace lum
 {

@@ -12,7 +12,7 @@
 
 #include "base/files.h"
 #include "base/text.h"
-#include "platform/vo_native_names.h"
+#include "platform/vo_text.h"
 #include "z_ini_file.h"
 
 namespace lum

@@ -4,7 +4,7 @@
 
 #include "base/paths.h"
 #include "base/text.h"
-#include "platform/vo_native_names.h"
+#include "platform/vo_text.h"
 
 namespace lum
 {

@@ -12,7 +12,7 @@
 #include <memory>
 #include <type_traits>
 
-#include "platform/vo_native_names.h"
+#include "platform/vo_text.h"
 #include "tray_service_types.h"
 
 namespace lum

@@ -6,7 +6,7 @@
 #include <bit>
 
 #include "base/text.h"
-#include "platform/vo_directory_listing.h"
+#include "platform/vo_directories.h"
 #include "platform/vo_platform.h"
 #include "tray_service_types.h"
 

@@ -1,6 +1,8 @@
 // How an index follows its source: one folder at a time is listed again and compared.
 #include <algorithm>
 #include <iterator>
+#include <map>
+#include <tuple>
 #include <utility>
 
 #include "scan/source_index.h"
@@ -68,7 +70,8 @@ public:
     bool Run(const FolderHints& kHints, std::string* pstrError)
     {
         _Match(kHints.setWritten);
-        _FollowRenames(kHints.vecRenamed);
+        _FollowRenames(WholeRenames(kHints.vecRenamed));
+        _FollowRenames(_RenamesByTheLook());
         _DoubtLeftOut();
         if (!m_rkIndex._SettleOrphans() || !_RemoveGone() || !_Enter())
         {
@@ -83,7 +86,8 @@ private:
     size_t _Find(const VOWString& strName) const;
     void _Match(const std::set<VOWString>& setWritten);
     bool _Follow(const IndexEntry& kEntry, unsigned uNode, bool bWritten);
-    void _FollowRenames(const Renames& vecSteps);
+    Renames _RenamesByTheLook() const;
+    void _FollowRenames(const Renames& vecRenames);
     bool _Rename(const VOWString& strOldName, const IndexEntry& kEntry, unsigned uNode);
     void _DoubtLeftOut();
     bool _RemoveGone();
@@ -193,11 +197,48 @@ bool SourceIndex::Comparison::_Follow(const IndexEntry& kEntry, unsigned uNode, 
     return true;
 }
 
+// Renames that no hint has told of, or not yet: the one that has gone and the one that came which look the same. A time
+// of whole seconds may be what an archive has given to many files.
+Renames SourceIndex::Comparison::_RenamesByTheLook() const
+{
+    typedef std::tuple<bool, uint64_t, int64_t, int64_t, uint32_t> Look;
+    std::map<Look, std::pair<std::vector<VOWString>, std::vector<VOWString>>> mapLooks;
+    for (const auto& [strName, uNode] : m_mapGone)
+    {
+        const structAssetNode kNode = m_rkIndex._Node(uNode);
+        const Look kLook(kNode.bFolder != 0, kNode.ullFileSize, kNode.ftCreateTime, kNode.ftLastWriteTime,
+                         m_rkIndex.m_vecStamps[uNode].first);
+        mapLooks[kLook].first.push_back(strName);
+    }
+    for (size_t i = 0; i < m_vecEntries.size() && !mapLooks.empty(); ++i)
+    {
+        const IndexEntry& kEntry = m_vecEntries[i];
+        if (m_vecNodes[i] == kNoNode && kEntry.bDescribed && kEntry.strRefusal.empty() && kEntry.uWriteFraction != 0)
+        {
+            const auto itLook = mapLooks.find(
+                Look(kEntry.bFolder, kEntry.ullSize, kEntry.nCreateTime, kEntry.nWriteTime, kEntry.uWriteFraction));
+            if (itLook != mapLooks.end())
+            {
+                itLook->second.second.push_back(kEntry.strName);
+            }
+        }
+    }
+    Renames vecRenames;
+    for (const auto& [kLook, kNames] : mapLooks)
+    {
+        if (kNames.first.size() == 1 && kNames.second.size() == 1)
+        {
+            vecRenames.emplace_back(kNames.first[0], kNames.second[0]);
+        }
+    }
+    return vecRenames;
+}
+
 // What stays under another name. A rename keeps the node, and all below it, where they can have their new paths;
 // otherwise it is a removal and an addition.
-void SourceIndex::Comparison::_FollowRenames(const Renames& vecSteps)
+void SourceIndex::Comparison::_FollowRenames(const Renames& vecRenames)
 {
-    for (const auto& [strOld, strNew] : WholeRenames(vecSteps))
+    for (const auto& [strOld, strNew] : vecRenames)
     {
         const auto itOld = m_mapGone.find(strOld);
         const size_t uNew = _Find(strNew);

@@ -1,0 +1,453 @@
+#include <ctype.h>
+#include <elf.h>
+#include <pwd.h>
+#include <stdlib.h>
+#include <sys/uio.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "platform/fault_points.h"
+#include "platform/posix/debug_help.h"
+#include "platform/posix/kernel.h"
+#include "platform/vo_debug_help.h"
+
+std::string LoadedModule::FileName() const
+{
+    return strPath.substr(strPath.rfind('/') + 1);
+}
+
+std::string LoadedModule::ShortName() const
+{
+    const std::string strName = FileName();
+    const size_t uLibrary = strName.find(".so");
+    if (uLibrary != std::string::npos)
+    {
+        return strName.substr(0, uLibrary);
+    }
+    const size_t uDot = strName.rfind('.');
+    const bool bVersion = uDot != std::string::npos && isdigit(static_cast<unsigned char>(strName[uDot + 1])) != 0;
+    return bVersion ? strName : strName.substr(0, uDot);
+}
+
+pid_t ProcessOf(void* hProcess)
+{
+    const intptr_t nProcess = reinterpret_cast<intptr_t>(hProcess);
+    return nProcess == -1 ? getpid() : static_cast<pid_t>(nProcess);
+}
+
+namespace
+{
+struct CloseStream
+{
+    void operator()(FILE* pFile) const { fclose(pFile); }
+};
+
+// A line of the list of mappings: a part of a file.
+struct MapsLine
+{
+    unsigned long long ullBegin = 0;
+    unsigned long long ullEnd = 0;
+    unsigned long long ullOffset = 0;
+    bool bReadable = false;
+    bool bExecutable = false;
+    std::string strPath;
+};
+
+std::vector<MapsLine> ListMappings(pid_t nProcess)
+{
+    std::vector<MapsLine> vecMapping;
+    const std::string strMaps = "/proc/" + std::to_string(nProcess) + "/maps";
+    const std::unique_ptr<FILE, CloseStream> pFile(VO_FAULT_POINT("maps") ? nullptr : fopen(strMaps.c_str(), "re"));
+    char szLine[5000];
+    while (pFile != nullptr && fgets(szLine, sizeof(szLine), pFile.get()) != nullptr)
+    {
+        MapsLine mapping;
+        char szAccess[8] = "";
+        int nPath = 0;
+        szLine[strcspn(szLine, "\n")] = 0;
+        if (sscanf(szLine, "%llx-%llx %7s %llx %*s %*u %n", &mapping.ullBegin, &mapping.ullEnd, szAccess,
+                   &mapping.ullOffset, &nPath) >= 4 &&
+            szLine[nPath] == '/')
+        {
+            mapping.bReadable = szAccess[0] == 'r';
+            mapping.bExecutable = szAccess[0] != 0 && szAccess[1] != 0 && szAccess[2] == 'x';
+            mapping.strPath = szLine + nPath;
+            vecMapping.push_back(std::move(mapping));
+        }
+    }
+    return vecMapping;
+}
+
+// Bytes at the start of a mapped file: from the process, whose file may be gone, or else from the file, since to look
+// into another process takes more than to see its mappings.
+bool ReadStart(pid_t nProcess, const MapsLine& rkMapping, unsigned long long ullOffset, void* pTo, size_t uSize)
+{
+    const struct iovec local = {pTo, uSize};
+    const struct iovec remote = {reinterpret_cast<void*>(static_cast<uintptr_t>(rkMapping.ullBegin + ullOffset)),
+                                 uSize};
+    if (process_vm_readv(nProcess, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(uSize))
+    {
+        return true;
+    }
+    const std::unique_ptr<FILE, CloseStream> pFile(fopen(rkMapping.strPath.c_str(), "rbe"));
+    return pFile != nullptr && fseek(pFile.get(), static_cast<long>(ullOffset), SEEK_SET) == 0 &&
+           fread(pTo, 1, uSize, pFile.get()) == uSize;
+}
+
+constexpr unsigned long long PAGE = 4096;
+constexpr unsigned MOST_SEGMENTS = 256;
+constexpr unsigned long long ADDRESSES = 1ull << 47;  // of a process, at most
+
+// The segments that the loader loads, of an image whose first bytes are mapped here; empty when it is none.
+std::vector<Elf64_Phdr> ReadSegments(pid_t nProcess, const MapsLine& rkFirst)
+{
+    Elf64_Ehdr header;
+    std::vector<Elf64_Phdr> vecSegment;
+    if (!ReadStart(nProcess, rkFirst, 0, &header, sizeof(header)) || memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+        header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_phentsize != sizeof(Elf64_Phdr) ||
+        header.e_phnum > MOST_SEGMENTS || header.e_phoff > PAGE)
+    {
+        return vecSegment;
+    }
+    vecSegment.resize(header.e_phnum);
+    if (!ReadStart(nProcess, rkFirst, header.e_phoff, vecSegment.data(), vecSegment.size() * sizeof(Elf64_Phdr)))
+    {
+        vecSegment.clear();
+    }
+    std::erase_if(vecSegment, [](const Elf64_Phdr& rk)
+                  { return rk.p_type != PT_LOAD || rk.p_vaddr >= ADDRESSES || rk.p_memsz >= ADDRESSES; });
+    return vecSegment;
+}
+
+// Whether a mapping is the executable segment of an image that begins at ullBase.
+bool IsCodeOf(const MapsLine& rkMapping, const MapsLine& rkFirst, const Elf64_Phdr& rkSegment,
+              unsigned long long ullLowest)
+{
+    const unsigned long long ullAt = rkFirst.ullBegin + (rkSegment.p_vaddr & ~(PAGE - 1)) - ullLowest;
+    return (rkSegment.p_flags & PF_X) != 0 && rkMapping.bExecutable && rkMapping.strPath == rkFirst.strPath &&
+           ullAt >= rkMapping.ullBegin && ullAt < rkMapping.ullEnd &&
+           rkMapping.ullOffset + (ullAt - rkMapping.ullBegin) == (rkSegment.p_offset & ~(PAGE - 1));
+}
+
+// The module that begins with a mapping: what its own headers say, if its code lies where they say. A file that is
+// mapped to be read has the headers too, and no code.
+LoadedModule ModuleAt(pid_t nProcess, const std::vector<MapsLine>& rkAll, const MapsLine& rkFirst)
+{
+    LoadedModule module;
+    const std::vector<Elf64_Phdr> vecSegment = ReadSegments(nProcess, rkFirst);
+    unsigned long long ullLowest = ADDRESSES;
+    unsigned long long ullHighest = 0;
+    for (const Elf64_Phdr& rk : vecSegment)
+    {
+        ullLowest = std::min<unsigned long long>(ullLowest, rk.p_vaddr & ~(PAGE - 1));
+        ullHighest = std::max<unsigned long long>(ullHighest, (rk.p_vaddr + rk.p_memsz + PAGE - 1) & ~(PAGE - 1));
+    }
+    for (const Elf64_Phdr& rk : vecSegment)
+    {
+        if (std::any_of(rkAll.begin(), rkAll.end(),
+                        [&](const MapsLine& rkMapping) { return IsCodeOf(rkMapping, rkFirst, rk, ullLowest); }))
+        {
+            module.strPath = rkFirst.strPath;
+            module.ullBase = rkFirst.ullBegin;
+            module.ullEnd = rkFirst.ullBegin + (ullHighest - ullLowest);
+        }
+    }
+    return module;
+}
+}  // namespace
+
+std::vector<LoadedModule> ListModules(pid_t nProcess)
+{
+    std::vector<LoadedModule> vecModule;
+    const std::vector<MapsLine> vecMapping = ListMappings(nProcess);
+    for (const MapsLine& rkMapping : vecMapping)
+    {
+        const bool bInside = !vecModule.empty() && rkMapping.ullBegin < vecModule.back().ullEnd;
+        if (rkMapping.ullOffset == 0 && rkMapping.bReadable && !bInside)
+        {
+            LoadedModule module = ModuleAt(nProcess, vecMapping, rkMapping);
+            if (!module.strPath.empty())
+            {
+                vecModule.push_back(std::move(module));
+            }
+        }
+    }
+    return vecModule;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The tool help functions
+// ---------------------------------------------------------------------------------------------------------------------
+
+namespace
+{
+class ModuleSnapshot : public KernelObject
+{
+public:
+    explicit ModuleSnapshot(DWORD uProcess) : uProcessId(uProcess), vecModule(ListModules(static_cast<pid_t>(uProcess)))
+    {
+    }
+
+    const DWORD uProcessId;
+    const std::vector<LoadedModule> vecModule;
+    size_t uNext = 0;
+};
+}  // namespace
+
+HANDLE VOPosixModuleSnapshot(DWORD, DWORD uProcessId)
+{
+    const auto pSnapshot =
+        std::make_shared<ModuleSnapshot>(uProcessId != 0 ? uProcessId : static_cast<DWORD>(getpid()));
+    if (pSnapshot->vecModule.empty())
+    {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return INVALID_HANDLE_VALUE;
+    }
+    return HandleTable::Instance().Add(pSnapshot);
+}
+
+BOOL VOPosixModuleNext(HANDLE hSnapshot, VOModuleEntry* pEntry)
+{
+    const auto pSnapshot = HandleTable::Instance().Find<ModuleSnapshot>(hSnapshot);
+    if (pSnapshot == nullptr || pSnapshot->uNext >= pSnapshot->vecModule.size())
+    {
+        SetLastError(pSnapshot == nullptr ? ERROR_INVALID_HANDLE : ERROR_NO_MORE_FILES);
+        return FALSE;
+    }
+    const LoadedModule& rkModule = pSnapshot->vecModule[pSnapshot->uNext++];
+    *pEntry = {};
+    pEntry->uSize = sizeof(*pEntry);
+    pEntry->uProcessId = pSnapshot->uProcessId;
+    pEntry->pbBase = reinterpret_cast<unsigned char*>(static_cast<uintptr_t>(rkModule.ullBase));
+    pEntry->uBaseSize = static_cast<DWORD>(rkModule.ullEnd - rkModule.ullBase);
+    pEntry->hModule = pEntry->pbBase;
+    rkModule.FileName().copy(pEntry->szModule, sizeof(pEntry->szModule) - 1);
+    rkModule.strPath.copy(pEntry->szExePath, sizeof(pEntry->szExePath) - 1);
+    return TRUE;
+}
+
+BOOL VOPosixModuleFirst(HANDLE hSnapshot, VOModuleEntry* pEntry)
+{
+    const auto pSnapshot = HandleTable::Instance().Find<ModuleSnapshot>(hSnapshot);
+    if (pSnapshot != nullptr)
+    {
+        pSnapshot->uNext = 0;
+    }
+    return VOPosixModuleNext(hSnapshot, pEntry);
+}
+
+// The libraries that can be bound by name.
+
+namespace
+{
+struct Entry
+{
+    const char* pszName;
+    FARPROC pfnProcedure;
+};
+
+template <typename Function>
+FARPROC As(Function* pfnProcedure)
+{
+    return reinterpret_cast<FARPROC>(pfnProcedure);
+}
+
+struct Library
+{
+    const VOWCHAR* pszName;
+    const Entry* pEntry;
+    size_t uEntries;
+};
+
+const Entry s_akDebugHelp[] = {
+    {"SymCleanup", As(VOPosixSymCleanup)},
+    {"SymFunctionTableAccess64", As(VOPosixSymFunctionTableAccess64)},
+    {"SymGetLineFromAddr64", As(VOPosixSymGetLineFromAddr64)},
+    {"SymGetModuleBase64", As(VOPosixSymGetModuleBase64)},
+    {"SymGetModuleInfo64", As(VOPosixSymGetModuleInfo64)},
+    {"SymGetOptions", As(VOPosixSymGetOptions)},
+    {"SymGetSymFromAddr64", As(VOPosixSymGetSymFromAddr64)},
+    {"SymInitialize", As(VOPosixSymInitialize)},
+    {"SymLoadModule64", As(VOPosixSymLoadModule64)},
+    {"SymSetOptions", As(VOPosixSymSetOptions)},
+    {"StackWalk64", As(VOPosixStackWalk64)},
+    {"UnDecorateSymbolName", As(VOPosixUnDecorateSymbolName)},
+    {"SymGetSearchPath", As(VOPosixSymGetSearchPath)},
+};
+
+const Entry s_akToolHelp[] = {
+    {"CreateToolhelp32Snapshot", As(VOPosixModuleSnapshot)},
+    {"Module32First", As(VOPosixModuleFirst)},
+    {"Module32Next", As(VOPosixModuleNext)},
+};
+
+const Library s_akLibrary[] = {
+    {VOTEXT("dbghelp.dll"), s_akDebugHelp, std::size(s_akDebugHelp)},
+    {VOTEXT("kernel32.dll"), s_akToolHelp, std::size(s_akToolHelp)},
+};
+}  // namespace
+
+HMODULE LoadLibraryW(const VOWCHAR* pszName)
+{
+    for (const Library& rkLibrary : s_akLibrary)
+    {
+        if (StrCmpW(rkLibrary.pszName, pszName) == 0 && !VO_FAULT_POINT("LoadLibraryW"))
+        {
+            return const_cast<Library*>(&rkLibrary);
+        }
+    }
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return nullptr;
+}
+
+HMODULE VOLoadLibraryByPath(const char* pszPath)
+{
+    const std::string strPath = pszPath;
+    return LoadLibraryW(VOWString(strPath.begin(), strPath.end()).c_str());
+}
+
+BOOL FreeLibrary(HMODULE hModule)
+{
+    return hModule != nullptr;
+}
+
+FARPROC GetProcAddress(HMODULE hModule, const char* pszName)
+{
+    const Library* const pLibrary = static_cast<const Library*>(hModule);
+    for (size_t i = 0; pLibrary != nullptr && i < pLibrary->uEntries; ++i)
+    {
+        if (strcmp(pLibrary->pEntry[i].pszName, pszName) == 0 && !VO_FAULT_POINT("GetProcAddress"))
+        {
+            return pLibrary->pEntry[i].pfnProcedure;
+        }
+    }
+    SetLastError(ERROR_PROC_NOT_FOUND);
+    return nullptr;
+}
+
+// What a process knows of itself and of its system, for the stack walker.
+
+namespace
+{
+// Copies a text under the rules of the calls that say which size they need.
+DWORD GiveText(const std::string& strText, char* pszBuffer, DWORD uSize)
+{
+    if (strText.size() + 1 > uSize)
+    {
+        return static_cast<DWORD>(strText.size() + 1);
+    }
+    memcpy(pszBuffer, strText.c_str(), strText.size() + 1);
+    return static_cast<DWORD>(strText.size());
+}
+
+std::string LinkTarget(const char* pszPath)
+{
+    char szTarget[4096];
+    const ssize_t nLength = readlink(pszPath, szTarget, sizeof(szTarget));
+    return nLength > 0 ? std::string(szTarget, static_cast<size_t>(nLength)) : "";
+}
+}  // namespace
+
+DWORD GetEnvironmentVariableA(const char* pszName, char* pszBuffer, DWORD uSize)
+{
+    const char* const pszValue = getenv(pszName);
+    return pszValue != nullptr ? GiveText(pszValue, pszBuffer, uSize) : 0;
+}
+
+DWORD GetCurrentDirectoryA(DWORD uSize, char* pszBuffer)
+{
+    char szFolder[4096];
+    return getcwd(szFolder, sizeof(szFolder)) != nullptr ? GiveText(szFolder, pszBuffer, uSize) : 0;
+}
+
+DWORD GetModuleFileNameA(HMODULE hModule, char* pszBuffer, DWORD uSize)
+{
+    const std::string strProgram = hModule == nullptr && uSize != 0 ? LinkTarget("/proc/self/exe") : "";
+    if (strProgram.empty())
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    return GiveText(strProgram.substr(0, uSize - 1), pszBuffer, uSize);
+}
+
+BOOL GetUserNameA(char* pszBuffer, DWORD* puSize)
+{
+    struct passwd entry;
+    struct passwd* pFound = nullptr;
+    char szRoom[4096];
+    const bool bKnown = getpwuid_r(geteuid(), &entry, szRoom, sizeof(szRoom), &pFound) == 0 && pFound != nullptr;
+    const std::string strName = bKnown ? entry.pw_name : std::to_string(geteuid());
+    const DWORD uLength = GiveText(strName, pszBuffer, *puSize);
+    const BOOL bFits = uLength == strName.size();
+    *puSize = bFits ? uLength + 1 : uLength;
+    return bFits;
+}
+
+void OutputDebugStringA(const char* pszText)
+{
+    fputs(pszText, stderr);
+}
+
+BOOL ReadProcessMemory(HANDLE hProcess, const void* pAddress, void* pBuffer, SIZE_T uSize, SIZE_T* puRead)
+{
+    const intptr_t nProcess = reinterpret_cast<intptr_t>(hProcess);
+    const struct iovec local = {pBuffer, uSize};
+    const struct iovec remote = {const_cast<void*>(pAddress), uSize};
+    const pid_t nId = nProcess == -1 ? getpid() : static_cast<pid_t>(nProcess);
+    const ssize_t nRead = VO_FAULT_POINT("ReadProcessMemory") ? -1 : process_vm_readv(nId, &local, 1, &remote, 1, 0);
+    const bool bWhole = nRead >= 0 && static_cast<size_t>(nRead) == uSize;
+    if (puRead != nullptr)
+    {
+        *puRead = bWhole ? uSize : 0;
+    }
+    if (!bWhole)
+    {
+        SetLastError(nRead < 0 ? ErrorFromErrno(errno) : ERROR_INVALID_PARAMETER);
+    }
+    return bWhole;
+}
+
+unsigned long long VOFileVersion(const char* pszPath)
+{
+    char* const pszReal = realpath(pszPath, nullptr);
+    const std::string strReal = pszReal != nullptr ? pszReal : "";
+    free(pszReal);
+    const size_t uMark = strReal.rfind(".so.");
+    if (uMark == std::string::npos || strReal.find('/', uMark) != std::string::npos)
+    {
+        return 0;
+    }
+    unsigned long long ullVersion = 0;
+    const char* pszAt = strReal.c_str() + uMark + strlen(".so");
+    for (int nShift = 48; nShift >= 0 && *pszAt == '.'; nShift -= 16)
+    {
+        char* pszEnd = nullptr;
+        ullVersion |= (strtoull(pszAt + 1, &pszEnd, 10) & 0xFFFF) << nShift;
+        pszAt = pszEnd;
+    }
+    return ullVersion;
+}
+
+bool VOSystemVersion(VOSystemVersionInfo* pInfo)
+{
+    struct utsname system;
+    if (VO_FAULT_POINT("uname") || uname(&system) != 0)
+    {
+        return false;
+    }
+    *pInfo = {};
+    unsigned auPart[3] = {};
+    (void)sscanf(system.release, "%u.%u.%u", &auPart[0], &auPart[1], &auPart[2]);
+    pInfo->uMajor = auPart[0];
+    pInfo->uMinor = auPart[1];
+    pInfo->uBuild = auPart[2];
+    snprintf(pInfo->szServicePack, sizeof(pInfo->szServicePack), "%s", system.release);
+    pInfo->uProductType = 1;
+    return true;
+}

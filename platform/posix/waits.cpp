@@ -1,0 +1,248 @@
+#include "platform/posix/waits.h"
+
+#include <errno.h>
+#include <limits.h>
+#include <linux/futex.h>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <iterator>
+
+#include "platform/fault_points.h"
+#include "platform/posix/kernel.h"
+#include "platform/posix/threads.h"
+#include "platform/sanitizers.h"
+#include "platform/vo_platform.h"
+
+// Time and sleep.
+
+void Sleep(DWORD uMilliseconds)
+{
+    // It can't fail. Where it is to, it is over at once.
+    if (VO_FAULT_POINT("Sleep"))
+    {
+        return;
+    }
+    if (uMilliseconds == 0)
+    {
+        sched_yield();
+        return;
+    }
+    const Deadline deadline(uMilliseconds);
+    while (!deadline.IsOver())
+    {
+        if (deadline.Get() != nullptr)
+        {
+            clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, deadline.Get(), nullptr);
+        }
+        else
+        {
+            const timespec hour = {3600, 0};
+            nanosleep(&hour, nullptr);
+        }
+    }
+}
+
+ULONGLONG GetTickCount64()
+{
+    timespec now;
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<ULONGLONG>(now.tv_sec) * 1000 + static_cast<ULONGLONG>(now.tv_nsec) / 1000000;
+}
+
+static_assert(sizeof(std::atomic<uint32_t>) == sizeof(uint32_t), "the system waits for a plain word");
+
+Deadline::Deadline(uint32_t uMilliseconds) : m_bNever(uMilliseconds == INFINITE)
+{
+    clock_gettime(CLOCK_MONOTONIC, &m_time);
+    m_time.tv_sec += uMilliseconds / 1000;
+    m_time.tv_nsec += static_cast<long>(uMilliseconds % 1000) * 1000000;
+    if (m_time.tv_nsec >= 1000000000)
+    {
+        m_time.tv_nsec -= 1000000000;
+        ++m_time.tv_sec;
+    }
+}
+
+bool Deadline::IsOver() const
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return !m_bNever && (now.tv_sec != m_time.tv_sec ? now.tv_sec > m_time.tv_sec : now.tv_nsec >= m_time.tv_nsec);
+}
+
+void FutexWait(const std::atomic<uint32_t>& word, uint32_t uValue, const timespec* pDeadline)
+{
+    const int nError = errno;
+    // A deadline that is a point of time: an interrupted wait doesn't begin anew. There is always one, because the
+    // system goes on by itself, behind a signal, with a wait that has none.
+    timespec deadline = pDeadline != nullptr ? *pDeadline : timespec{4000000000, 0};
+    // The thread sanitizer puts a signal off to the next call that it knows, and it doesn't know this one: a thread has
+    // to come by now and then.
+    if (VO_THREAD_SANITIZER != 0)
+    {
+        deadline = *Deadline(10).Get();
+    }
+    syscall(SYS_futex, &word, FUTEX_WAIT_BITSET_PRIVATE, uValue, &deadline, nullptr, FUTEX_BITSET_MATCH_ANY);
+    errno = nError;
+}
+
+void FutexWakeAll(const std::atomic<uint32_t>& word)
+{
+    const int nError = errno;
+    syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
+    errno = nError;
+}
+
+// Waits.
+//
+// A waiter sleeps on a word of memory without holding anything, so it can be suspended there like anywhere else. Every
+// signal wakes all waiters: one that stands still must not keep to itself what another one could have had.
+
+bool Waitable::TryPass(uint32_t* puGeneration, CompletionList* pCompletions)
+{
+    const KernelLock guard(m_lock);
+    *puGeneration = m_uGeneration.load();
+    if (!m_bSignalled)
+    {
+        return false;
+    }
+    m_bSignalled = m_eReset == Reset::Manual;
+    pCompletions->swap(m_listCompletions);
+    return true;
+}
+
+bool Waitable::Wait(const Deadline& deadline)
+{
+    for (;;)
+    {
+        // Looked at before the object is: what is signalled in time counts, however late this thread comes to see it.
+        const bool bLast = deadline.IsOver();
+        uint32_t uGeneration = 0;
+        CompletionList completions;
+        if (TryPass(&uGeneration, &completions))
+        {
+            for (const std::weak_ptr<Completion>& pKept : completions)
+            {
+                if (const std::shared_ptr<Completion> pCompletion = pKept.lock())
+                {
+                    pCompletion->Deliver();
+                }
+            }
+            OnWaited();
+            return true;
+        }
+        if (bLast)
+        {
+            return false;
+        }
+        FutexWait(m_uGeneration, uGeneration, deadline.Get());
+    }
+}
+
+void Waitable::SignalLocked()
+{
+    m_bSignalled = true;
+    m_uGeneration.fetch_add(1);
+    FutexWakeAll(m_uGeneration);
+}
+
+void Waitable::Signal()
+{
+    const KernelLock guard(m_lock);
+    SignalLocked();
+}
+
+void Waitable::Signal(CompletionList completions)
+{
+    const KernelLock guard(m_lock);
+    m_listCompletions.splice(m_listCompletions.end(), completions);
+    SignalLocked();
+}
+
+void Waitable::Renew()
+{
+    CompletionList forgotten;  // released after the lock is given back
+    const KernelLock guard(m_lock);
+    m_bSignalled = false;
+    for (auto place = m_listCompletions.begin(); place != m_listCompletions.end();)
+    {
+        const auto next = std::next(place);
+        if (place->expired())
+        {
+            forgotten.splice(forgotten.end(), m_listCompletions, place);
+        }
+        place = next;
+    }
+}
+
+void Waitable::Unsignal()
+{
+    const KernelLock guard(m_lock);
+    m_bSignalled = false;
+}
+
+DWORD WaitForSingleObject(HANDLE hObject, DWORD uMilliseconds)
+{
+    const std::shared_ptr<Waitable> pObject = hObject == GetCurrentThread()
+                                                  ? std::shared_ptr<Waitable>(ThreadObject::Find(hObject))
+                                                  : HandleTable::Instance().Find<Waitable>(hObject);
+    if (VO_FAULT_POINT("WaitForSingleObject") || !pObject)
+    {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return WAIT_FAILED;
+    }
+    return pObject->Wait(Deadline(uMilliseconds)) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+}
+
+// Event objects.
+
+std::shared_ptr<Event> FindEvent(HANDLE hEvent)
+{
+    std::shared_ptr<Event> pEvent = HandleTable::Instance().Find<Event>(hEvent);
+    if (!pEvent)
+    {
+        SetLastError(ERROR_INVALID_HANDLE);
+    }
+    return pEvent;
+}
+
+HANDLE CreateEventW(void* pSecurity, BOOL bManualReset, BOOL bInitialState, const VOWCHAR* pszName)
+{
+    if (pSecurity != nullptr || pszName != nullptr)
+    {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    if (VO_FAULT_POINT("CreateEventW"))
+    {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    const Waitable::Reset eReset = bManualReset != FALSE ? Waitable::Reset::Manual : Waitable::Reset::Automatic;
+    return HandleTable::Instance().Add(std::make_shared<Event>(eReset, bInitialState != FALSE));
+}
+
+BOOL SetEvent(HANDLE hEvent)
+{
+    const std::shared_ptr<Event> pEvent = FindEvent(hEvent);
+    if (!pEvent)
+    {
+        return FALSE;
+    }
+    pEvent->Signal();
+    return TRUE;
+}
+
+BOOL ResetEvent(HANDLE hEvent)
+{
+    const std::shared_ptr<Event> pEvent = FindEvent(hEvent);
+    if (!pEvent)
+    {
+        return FALSE;
+    }
+    pEvent->Unsignal();
+    return TRUE;
+}
