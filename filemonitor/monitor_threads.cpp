@@ -40,6 +40,7 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
 {
     ChangeEvents kEvents([]() -> unsigned long long { return ::GetTickCount64(); });
     bool bPending = false;
+    bool bFailed = false;
     while (VOLoadWord(m_nExitThread) == 0)
     {
         DWORD uBytes = 0;
@@ -47,8 +48,11 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
                                            &uBytes, &m_overLapped, nullptr) != FALSE;
         if (bPending)
         {
+            // Between a read that failed and this one nobody may have watched.
+            VOAddToWord(m_uLosses, bFailed && VOLoadWord(m_uWatching) != 0 ? 1 : 0);
             VOStoreWord(m_uWatching, 1U);
         }
+        bFailed = !bPending;
         // The read has reset the event, and with it a wake-up that came between the look above and here: so the flag is
         // looked at once more before the wait.
         if (!bPending || VOLoadWord(m_nExitThread) != 0 ||

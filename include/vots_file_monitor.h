@@ -216,7 +216,7 @@ public:
     bool IsWatching() const;
 
     // How often changes have been lost so far, of whatever files: more came than the system's buffer held, there
-    // was no memory for them, or PushEvent lost an event. No event tells of it. A host that must not miss a change
+    // was no memory for them, the system watched no more for a while, or PushEvent lost an event. No event tells of it. A host that must not miss a change
     // compares what it knows with the whole directory when the number is another one than before. A look from any
     // thread.
     unsigned int LostChanges() const;

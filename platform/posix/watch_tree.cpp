@@ -230,11 +230,11 @@ void DirectoryWatcher::Loop(WatchTree& tree)
 // False when the watch has ended.
 bool DirectoryWatcher::Turn(WatchTree& tree)
 {
-    constexpr int MEMORY_PAUSE = 100;  // milliseconds until memory that wasn't there is asked for again
+    constexpr int RETRY_PAUSE = 100;  // milliseconds until what wasn't there is asked for again: memory, a descriptor
     ChangeBatch batch;
     if (tree.NeedsOpen())
     {
-        Wait(-1, MEMORY_PAUSE);
+        Wait(-1, RETRY_PAUSE);
     }
     else
     {
@@ -245,12 +245,15 @@ bool DirectoryWatcher::Turn(WatchTree& tree)
             throw std::bad_alloc();
         }
     }
-    bool bReopened = true;
     if (tree.NeedsOpen())
     {
         // The loss is told when everything is watched again: what a reader finds on disk then is not to be missed.
-        bReopened = tree.Open() == 0;
         batch = ChangeBatch();
+        if (tree.Open() != 0 && !tree.IsGone())
+        {
+            tree.GiveUp();
+            return true;
+        }
     }
     if (!batch.IsEmpty())
     {
@@ -260,7 +263,7 @@ bool DirectoryWatcher::Turn(WatchTree& tree)
     {
         m_sink.OnLost();
     }
-    if (tree.IsGone() || !bReopened)
+    if (tree.IsGone())
     {
         m_sink.OnGone();
         return false;

@@ -86,7 +86,8 @@ private:
     static constexpr uint32_t FOLDER_MASK =
         ENTRIES | IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB | IN_ONLYDIR | IN_EXCL_UNLINK;
     static constexpr uint32_t ROOT_MASK = FOLDER_MASK | IN_DELETE_SELF | IN_MOVE_SELF;
-    static constexpr int64_t RETRY_INTERVAL = 10000;  // milliseconds between looks at what couldn't be watched
+    static constexpr int64_t RETRY_INTERVAL =
+        10000;  // milliseconds between looks at what couldn't be watched or looked at
 
     struct Known
     {
@@ -162,6 +163,7 @@ private:
     void Tell(DWORD uAction, const Node& parent, const std::string& strName, bool bFolder, ChangeBatch* pBatch) const;
     void TellModified(const Node& parent, const std::string& strName, ChangeBatch* pBatch) const;
     bool Look(const Node& parent, const std::string& strName, FileTrace* pTrace);
+    bool LookOrDoubt(Node& parent, const std::string& strName, FileTrace* pTrace);
     std::string NativePath(const Node& node) const;
 
     const std::string m_strRoot;

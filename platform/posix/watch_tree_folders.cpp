@@ -89,9 +89,13 @@ void WatchTree::Enter(Node& parent, int nFolder, const char* pszName, bool bBefo
                       std::vector<Node*>* pvecFolders)
 {
     FileTrace trace;
-    if (!ReadTrace(nFolder, pszName, &trace) && errno == ENOENT)
+    if (!ReadTrace(nFolder, pszName, &trace))
     {
-        return;
+        if (errno == ENOENT)
+        {
+            return;
+        }
+        MarkUnwatched(parent);  // it may be a directory
     }
     const uint64_t uKey = KeyOf(pszName);
     const auto known = parent.mapKnown.find(uKey);
@@ -193,8 +197,24 @@ bool WatchTree::AddWatch(Node& node, int nFolder)
 void WatchTree::MarkUnwatched(Node& node)
 {
     m_bLost = true;
+    m_nRetryAt = m_setUnwatched.empty() ? MillisecondsNow() + RETRY_INTERVAL : m_nRetryAt;
     m_setUnwatched.insert(&node);
-    m_nRetryAt = MillisecondsNow() + RETRY_INTERVAL;
+}
+
+// What can't be looked at, though it may be there, has its directory listed again.
+bool WatchTree::LookOrDoubt(Node& parent, const std::string& strName, FileTrace* pTrace)
+{
+    if (Look(parent, strName, pTrace))
+    {
+        return true;
+    }
+    const int nError = errno;
+    if (!IsGoneError(nError))
+    {
+        MarkUnwatched(parent);
+    }
+    errno = nError;
+    return false;
 }
 
 void WatchTree::RetryUnwatched()
@@ -220,6 +240,7 @@ void WatchTree::RetryUnwatched()
         }
     }
     m_bLost = bLost || bEntered;
+    m_nRetryAt = MillisecondsNow() + RETRY_INTERVAL;
 }
 
 void WatchTree::FreshenBelow(const Node& top)
@@ -296,7 +317,7 @@ WatchTree::Seen WatchTree::Compare(Node& node)
         }
     }
     FileTrace trace;
-    if (!Look(*node.pParent, node.strName, &trace))
+    if (!LookOrDoubt(*node.pParent, node.strName, &trace))
     {
         return IsGoneError(errno) ? Seen::Missing : Seen::Same;
     }

@@ -176,7 +176,7 @@ void WatchTree::Handle(const Notice& notice, ChangeBatch* pBatch)
 void WatchTree::Arrive(Node& parent, const std::string& strName, bool bMoved, bool bFolder, ChangeBatch* pBatch)
 {
     FileTrace trace;
-    const bool bThere = Look(parent, strName, &trace);
+    const bool bThere = LookOrDoubt(parent, strName, &trace);
     const auto known = parent.mapKnown.find(KeyOf(strName));
     if (known != parent.mapKnown.end())
     {
@@ -271,7 +271,7 @@ void WatchTree::TouchedAttributes(Node& parent, const std::string& strName, Chan
 {
     FileTrace trace;
     Known& known = parent.mapKnown[KeyOf(strName)];
-    if (m_mapWritten.count({parent.nWatch, strName}) == 0 && Look(parent, strName, &trace) &&
+    if (m_mapWritten.count({parent.nWatch, strName}) == 0 && LookOrDoubt(parent, strName, &trace) &&
         trace.nWriteTime != known.nWriteTime)
     {
         known.nWriteTime = trace.nWriteTime;
@@ -283,7 +283,7 @@ void WatchTree::TouchedAttributes(Node& parent, const std::string& strName, Chan
 void WatchTree::Written(Node& parent, const std::string& strName, ChangeBatch* pBatch)
 {
     FileTrace trace;
-    if (!Look(parent, strName, &trace))
+    if (!LookOrDoubt(parent, strName, &trace))
     {
         return;
     }

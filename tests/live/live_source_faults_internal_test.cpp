@@ -9,6 +9,7 @@
 #include "live/index_model.h"
 #include "live/random_writer.h"
 #include "platform/fault_points.h"
+#include "platform/vo_directories.h"
 #include "support/new_faults.h"
 #include "support/temporary_folder.h"
 #include "tools/lum/live/live_source.h"
@@ -102,7 +103,7 @@ public:
         return kRead.Walked();
     }
 
-    // What was told and isn't there, and what is there and wasn't told, a line each.
+    // What was told and isn't there, and what is there and wasn't told, a line each; and what is known of the following.
     std::string Differences() const
     {
         const Paths setDisk = OnDisk();
@@ -114,7 +115,13 @@ public:
         {
             strResult += (setDisk.contains(strPath) ? "not told: " : "not there: ") + strPath + "\n";
         }
-        return strResult;
+        size_t uUnwatched = 0;
+        VOSystemError kError;
+        VOCountUnwatchedDirectories(m_kFolder.Text(), &uUnwatched, &kError);
+        const lum::SourceStatus& rkStatus = Status();
+        return strResult + "hints " + std::to_string(rkStatus.ullHints) + ", comparisons " +
+               std::to_string(rkStatus.ullDoubts) + ", polled " + std::to_string(rkStatus.ullPolledRoots) + ", unread " +
+               std::to_string(rkStatus.ullUnread) + ", unwatched " + std::to_string(uUnwatched);
     }
 
     Paths OnDisk() const
@@ -204,7 +211,7 @@ TEST_F(LiveSourceFaults, WhileNothingCanBeLookedAtNothingIsToldAsChangedAndNoRoo
     EXPECT_NE(0u, VOFaultFired());
     VOFaultDisarm();
     kFollowed.Write("d/c");
-    EXPECT_TRUE(kFollowed.FollowUntilRight());
+    EXPECT_TRUE(kFollowed.FollowUntilRight(10s));
     EXPECT_EQ(0u, kFollowed.uRemoved);
     EXPECT_EQ(std::string::npos, testing::internal::GetCapturedStderr().find("gone"));
 }
@@ -302,6 +309,34 @@ TEST_F(LiveSourceFaults, ALossOfTheSystemsIsFollowedByAComparisonOfEverything)
     EXPECT_EQ(1u, VOFaultFired());
     VOFaultDisarm();
     EXPECT_EQ(Paths({"d/", "d/a", "d/new"}), kFollowed.setTold);
+}
+
+TEST_F(LiveSourceFaults, AWatchThatCantBeginAnewAfterALossIsTriedAgain)
+{
+    for (const char* pszCall : {"inotify.open", "directory.open"})
+    {
+        SCOPED_TRACE(pszCall);
+        FollowedFolder kFollowed;
+        kFollowed.Write("d/a");
+        ASSERT_TRUE(kFollowed.OpenWatched()) << kFollowed.strError;
+        kFollowed.Follow(3000ms);  // nothing is looked at again after this
+        testing::internal::CaptureStderr();
+        VOFaultArm("watcher.memory", 1, false);
+        kFollowed.Write("d/b");
+        for (int i = 0; i < 1000 && VOFaultFired() == 0; ++i)
+        {
+            std::this_thread::sleep_for(1ms);
+        }
+        VOFaultArm(pszCall, 1, true);
+        std::this_thread::sleep_for(300ms);
+        EXPECT_NE(0u, VOFaultFired());
+        VOFaultDisarm();
+        EXPECT_TRUE(kFollowed.FollowUntilRight()) << kFollowed.Differences();
+        kFollowed.Follow(3000ms);
+        kFollowed.Write("d/c");
+        EXPECT_TRUE(kFollowed.FollowUntilRight(10s)) << kFollowed.Differences();
+        testing::internal::GetCapturedStderr();
+    }
 }
 
 TEST_F(LiveSourceFaults, WhatChangesBeforeAMonitorHasBegunIsFoundWhenItHas)

@@ -178,11 +178,12 @@ bool SourceIndex::Comparison::_Follow(const IndexEntry& kEntry, unsigned uNode, 
     }
     const bool bTimes = kNode.ftLastWriteTime != kEntry.nWriteTime || kNode.ftCreateTime != kEntry.nCreateTime;
     const bool bOther = kNode.ullFileSize != kEntry.ullSize || kNode.nFileAttribute != kEntry.uAttribute || bOtherRoots;
-    // The status changes with the mode as well, so that it counts only where a write is known of.
+    // The status changes with the mode as well, so that it counts only where a write is known of; until then it stays
+    // as it was, for a hint that is still to come.
     const auto [uFraction, uStatus] = m_rkIndex.m_vecStamps[uNode];
     const bool bRewritten = uFraction != kEntry.uWriteFraction || (bWritten && uStatus != kEntry.uStatusStamp);
     m_rkIndex.m_bChanged = m_rkIndex.m_bChanged || bOther || bTimes;
-    if (bOther || bTimes || bRewritten || uStatus != kEntry.uStatusStamp)
+    if (bOther || bTimes || bRewritten)
     {
         m_rkIndex._SetAttributes(uNode, strPath, kEntry);
     }
