@@ -2,6 +2,8 @@
 // tells of no changes in subfolders.)
 #include <signal.h>
 
+#include <fstream>
+
 #include "tests/live/event_replay_linux.h"
 #include "tests/support/sanitizers.h"
 
@@ -78,6 +80,32 @@ TEST(LumLive, AWriteThatNeitherSizeNorSecondShowsIsTold)
     kFolder.Write("a.txt", "2");
     fs::last_write_time(kFolder.Path() / "a.txt", kTime);
     EXPECT_TRUE(kWatch.WaitForTold("modified a.txt"));
+}
+
+// Writes that follow each other so fast are one event of the monitor, told at their first.
+TEST(LumLive, AFileThatIsWrittenAgainAndAgainIsRightInTheEnd)
+{
+    TemporaryFolder kFolder;
+    const std::string strFile = kFolder.Write("log.txt", "1");
+    LumServe kServe({"--source", kFolder.Name()}, LumServe::Mode::Follow);
+    ASSERT_TRUE(kServe.Publishes());
+    LumWatch kWatch;
+    ASSERT_TRUE(WaitUntil([] { return LumJson({"status"})["sources"][0]["publisher"]["whole_comparisons"] == 1; }));
+    for (int i = 0; i < 60; ++i)
+    {
+        std::ofstream(strFile, std::ios::app) << "a line\n";
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    const auto kSizeIsRight = [&] {
+        return LumJson({"stat", "log.txt"})["nodes"][0]["size"] == fs::file_size(strFile);
+    };
+    bool bRight = kSizeIsRight();
+    for (int i = 0; i < 100 && !bRight; ++i)  // long before the audit comes to it
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        bRight = kSizeIsRight();
+    }
+    EXPECT_TRUE(bRight);
 }
 
 TEST(LumLive, EveryFileOfABurstOf20000IsInTheIndex)

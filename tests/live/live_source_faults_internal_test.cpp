@@ -103,7 +103,8 @@ public:
         return kRead.Walked();
     }
 
-    // What was told and isn't there, and what is there and wasn't told, a line each; and what is known of the following.
+    // What was told and isn't there, and what is there and wasn't told, a line each; and what is known of the
+    // following.
     std::string Differences() const
     {
         const Paths setDisk = OnDisk();
@@ -120,8 +121,8 @@ public:
         VOCountUnwatchedDirectories(m_kFolder.Text(), &uUnwatched, &kError);
         const lum::SourceStatus& rkStatus = Status();
         return strResult + "hints " + std::to_string(rkStatus.ullHints) + ", comparisons " +
-               std::to_string(rkStatus.ullDoubts) + ", polled " + std::to_string(rkStatus.ullPolledRoots) + ", unread " +
-               std::to_string(rkStatus.ullUnread) + ", unwatched " + std::to_string(uUnwatched);
+               std::to_string(rkStatus.ullDoubts) + ", polled " + std::to_string(rkStatus.ullPolledRoots) +
+               ", unread " + std::to_string(rkStatus.ullUnread) + ", unwatched " + std::to_string(uUnwatched);
     }
 
     Paths OnDisk() const

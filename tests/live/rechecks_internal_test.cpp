@@ -8,7 +8,6 @@ namespace
 
 using namespace std::chrono_literals;
 
-using lum::HintedFolders;
 using lum::Hints;
 using lum::LiveClock;
 using lum::Rechecks;
@@ -108,12 +107,11 @@ TEST_F(RechecksTest, AFolderIsLookedAtOnceMoreBehindItsLastHint)
     m_kRechecks.Note(m_kStart, kHints);
     m_kRechecks.Note(m_kStart + 1s, kHints);
     EXPECT_EQ(2500ms, DueAfter(m_kStart));
-    HintedFolders mapDue;
-    m_kRechecks.AddDue(m_kStart + 2499ms, &mapDue);
-    EXPECT_TRUE(mapDue.empty());
-    m_kRechecks.AddDue(m_kStart + 2500ms, &mapDue);
-    EXPECT_EQ(1u, mapDue.count(VOTEXT("folder")));
+    EXPECT_TRUE(m_kRechecks.TakeDue(m_kStart + 2499ms).empty());
+    EXPECT_EQ(std::vector<VOWString>{VOTEXT("folder")}, m_kRechecks.TakeDue(m_kStart + 2500ms));
     EXPECT_EQ(LiveClock::time_point::max(), m_kRechecks.NextDue());
+    m_kRechecks.LookAgain(m_kStart + 3s, {VOTEXT("folder")});
+    EXPECT_EQ(4500ms, DueAfter(m_kStart));
 }
 
 TEST_F(RechecksTest, ALossAndABurstOfHintsAreDoubts)

@@ -326,6 +326,17 @@ TEST(SourceIndexRenames, WhatWasRenamedIsKnownByItsLookWhenNobodyTellsOfIt)
     EXPECT_EQ(uBelow, kFollowed.Id("e/x"));
 }
 
+TEST(SourceIndexRenames, BelowAFolderOfWhichNobodyToldEverythingIsLookedAt)
+{
+    Followed kFollowed({"d/", "d/in/", "d/in/x", "d/gone"});
+    kFollowed.kDisk.Move(VOTEXT("d"), VOTEXT("e"));
+    kFollowed.kDisk.Remove(VOTEXT("e/gone"));
+    kFollowed.Make("e/in/y");
+    kFollowed.Touch("");
+    kFollowed.FollowAndCheck();
+    EXPECT_EQ((Texts{"renamed d", "removed e/gone", "added e/in/y"}), kFollowed.Told());
+}
+
 TEST(SourceIndexRenames, WhatLooksLikeSomethingElseAsWellIsNone)
 {
     const struct

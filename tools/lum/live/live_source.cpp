@@ -112,11 +112,19 @@ bool LiveSource::Work(LiveClock::time_point kNow, Changes* pkChanges, std::strin
     m_kWatched.Work(kNow);
     Hints kHints = m_kWatched.TakeHints();
     m_kRechecks.Note(kNow, kHints);
-    m_kRechecks.AddDue(kNow, &kHints.mapFolders);
+    const std::vector<VOWString> vecAgain = m_kRechecks.TakeDue(kNow);
+    for (const VOWString& strFolder : vecAgain)
+    {
+        kHints.mapFolders.try_emplace(strFolder);
+    }
     m_kUnread.AddDue(kNow, &kHints.mapFolders);
     const bool bFollowed = _CompareFolders(std::move(kHints.mapFolders), pkChanges, pstrError) &&
                            (!m_kRechecks.TakeCompareAll(kNow) || _CompareAll(kNow, pkChanges, pstrError)) &&
                            (m_kNextAudit > kNow || _Audit(kNow, pkChanges, pstrError));
+    if (pkChanges->size() != uBefore)
+    {
+        m_kRechecks.LookAgain(kNow, vecAgain);
+    }
     m_kStatus.ullHints += kHints.uEvents;
     m_kStatus.ullChanges += pkChanges->size() - uBefore;
     _Report(kNow, kMostNamed);
@@ -129,7 +137,7 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pkChanges, s
     std::set<VOWString> setDone;
     while (!mapFolders.empty())
     {
-        const auto kFirst = mapFolders.extract(mapFolders.begin());
+        auto kFirst = mapFolders.extract(mapFolders.begin());
         VOWString strFolder = kFirst.key();
         // Of a folder that isn't known yet, the nearest one that is shows more.
         while (!m_pkIndex->HasFolder(strFolder) && !strFolder.empty())
@@ -156,6 +164,11 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pkChanges, s
             {
                 mapFolders.try_emplace(std::move(strMore));
             }
+        }
+        if (strFolder != kFirst.key() && !setDone.contains(kFirst.key()) && m_pkIndex->HasFolder(kFirst.key()))
+        {
+            // It is known by now: as a folder that had another name it was taken for what that one held.
+            mapFolders[kFirst.key()] = std::move(kFirst.mapped());
         }
     }
     return true;

@@ -11,7 +11,7 @@ namespace
 {
 
 // The monitor tells the first of many fast writes, and writes less than half a second apart are one event however long
-// they go on: this long after the last hint a folder is looked at once more.
+// they go on: this long after the last hint a folder is looked at once more, and again as long as that shows changes.
 constexpr auto kLookAgainAfter = 1500ms;
 
 // So many hints in a row may be part of more than a monitor's buffer held.
@@ -45,6 +45,14 @@ void Rechecks::Note(LiveClock::time_point kNow, const Hints& kHints)
     }
 }
 
+void Rechecks::LookAgain(LiveClock::time_point kNow, const std::vector<VOWString>& vecFolders)
+{
+    for (const VOWString& strFolder : vecFolders)
+    {
+        m_mapLookAgain[strFolder] = kNow + kLookAgainAfter;
+    }
+}
+
 void Rechecks::Doubt(LiveClock::time_point kNow)
 {
     m_kLastDoubt = kNow;
@@ -68,17 +76,19 @@ void Rechecks::Compared(LiveClock::time_point kBegin, LiveClock::time_point kEnd
     }
 }
 
-void Rechecks::AddDue(LiveClock::time_point kNow, HintedFolders* pmapFolders)
+std::vector<VOWString> Rechecks::TakeDue(LiveClock::time_point kNow)
 {
+    std::vector<VOWString> vecDue;
     std::erase_if(m_mapLookAgain,
                   [&](const auto& kAgain)
                   {
                       if (kAgain.second <= kNow)
                       {
-                          pmapFolders->try_emplace(kAgain.first);
+                          vecDue.push_back(kAgain.first);
                       }
                       return kAgain.second <= kNow;
                   });
+    return vecDue;
 }
 
 bool Rechecks::TakeCompareAll(LiveClock::time_point kNow)

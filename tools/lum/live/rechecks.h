@@ -3,6 +3,7 @@
 
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "live/change_hints.h"
 
@@ -21,8 +22,11 @@ public:
     // The whole tree has been compared, in this time; bAgain: it is polled, and has to be compared from time to time.
     void Compared(LiveClock::time_point kBegin, LiveClock::time_point kEnd, bool bAgain);
 
-    // Adds the folders that are due.
-    void AddDue(LiveClock::time_point kNow, HintedFolders* pmapFolders);
+    // Folders that are to be looked at once more, later.
+    void LookAgain(LiveClock::time_point kNow, const std::vector<VOWString>& vecFolders);
+
+    // The folders that are due: each once.
+    std::vector<VOWString> TakeDue(LiveClock::time_point kNow);
 
     // Whether the whole tree is due: true once.
     bool TakeCompareAll(LiveClock::time_point kNow);

@@ -70,8 +70,8 @@ public:
     bool Run(const FolderHints& kHints, std::string* pstrError)
     {
         _Match(kHints.setWritten);
-        _FollowRenames(WholeRenames(kHints.vecRenamed));
-        _FollowRenames(_RenamesByTheLook());
+        _FollowRenames(WholeRenames(kHints.vecRenamed), false);
+        _FollowRenames(_RenamesByTheLook(), true);
         _DoubtLeftOut();
         if (!m_rkIndex._SettleOrphans() || !_RemoveGone() || !_Enter())
         {
@@ -87,7 +87,8 @@ private:
     void _Match(const std::set<VOWString>& setWritten);
     bool _Follow(const IndexEntry& kEntry, unsigned uNode, bool bWritten);
     Renames _RenamesByTheLook() const;
-    void _FollowRenames(const Renames& vecRenames);
+    void _FollowRenames(const Renames& vecRenames, bool bGuessed);
+    void _LookBelow(const VOWString& strName, unsigned uFolder);
     bool _Rename(const VOWString& strOldName, const IndexEntry& kEntry, unsigned uNode);
     void _DoubtLeftOut();
     bool _RemoveGone();
@@ -237,7 +238,8 @@ Renames SourceIndex::Comparison::_RenamesByTheLook() const
 
 // What stays under another name. A rename keeps the node, and all below it, where they can have their new paths;
 // otherwise it is a removal and an addition.
-void SourceIndex::Comparison::_FollowRenames(const Renames& vecRenames)
+// Below a folder of which nobody told, hints may have come under either name.
+void SourceIndex::Comparison::_FollowRenames(const Renames& vecRenames, bool bGuessed)
 {
     for (const auto& [strOld, strNew] : vecRenames)
     {
@@ -252,8 +254,7 @@ void SourceIndex::Comparison::_FollowRenames(const Renames& vecRenames)
         if (ruNode != kNoNode && m_rkIndex._IsFolder(ruNode))
         {
             // A folder that was moved onto another one may hold anything.
-            m_pvecMore->push_back(_PathOf(strNew));
-            m_rkIndex._FoldersBelow(ruNode, _PathOf(strNew), m_pvecMore);
+            _LookBelow(strNew, ruNode);
         }
         else if (ruNode == kNoNode && kEntry.bDescribed && !m_mapGone.contains(strNew) &&
                  m_rkIndex._IsFolder(itOld->second) == kEntry.bFolder && _Rename(strOld, kEntry, itOld->second))
@@ -261,8 +262,18 @@ void SourceIndex::Comparison::_FollowRenames(const Renames& vecRenames)
             ruNode = itOld->second;
             m_mapGone.erase(itOld);
             m_bListChanged = true;
+            if (bGuessed && kEntry.bFolder)
+            {
+                _LookBelow(strNew, ruNode);
+            }
         }
     }
+}
+
+void SourceIndex::Comparison::_LookBelow(const VOWString& strName, unsigned uFolder)
+{
+    m_pvecMore->push_back(_PathOf(strName));
+    m_rkIndex._FoldersBelow(uFolder, _PathOf(strName), m_pvecMore);
 }
 
 bool SourceIndex::Comparison::_Rename(const VOWString& strOldName, const IndexEntry& kEntry, unsigned uNode)
