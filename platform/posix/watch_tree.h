@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/posix/files.h"
+#include "platform/vo_platform.h"
 
 // Change records as the reader gets them: a chain of FILE_NOTIFY_INFORMATION.
 class ChangeBatch
