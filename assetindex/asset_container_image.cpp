@@ -13,7 +13,7 @@
 // Where the blocks of an image lie, and how far each may reach.
 struct VOTSAssetNodeContainer::ImageBlocks
 {
-    ContainerAlloc kHead;
+    ContainerAlloc head;
     VOStringHashSet::StringHashSetAlloc* pStringPoolAlloc;
     VORecordVectorAlloc* pAssetNodeAlloc;
     VOTSNumberContainer::NumberAlloc* pAssetIndexAlloc;
@@ -64,11 +64,11 @@ VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
     if (bProvider)
     {
         const std::vector<std::pair<void*, unsigned int>> vecEntry = m_mapStringHandle2ParamIndex.Sorted();
-        const auto WalkEntries = [&vecEntry](auto&& kVisit)
+        const auto WalkEntries = [&vecEntry](auto&& visit)
         {
             for (const auto& [hStringParam, uAssetID] : vecEntry)
             {
-                kVisit(hStringParam, uAssetID);
+                visit(hStringParam, uAssetID);
             }
         };
         VO_PROCESS_ERROR_AS("pAssetMapTableAlloc", KeyTable::WriteAllocOfMap(pbBlock, vecEntry.size(), WalkEntries));
@@ -138,26 +138,26 @@ Exit0:
 VOTSAssetNodeContainer::ImageBlocks VOTSAssetNodeContainer::_BlocksOf(ContainerAlloc* pAlloc,
                                                                       const ContainerAlloc& rkHead)
 {
-    ImageBlocks kBlocks = {};
+    ImageBlocks blocks = {};
     unsigned char* pbBlock = reinterpret_cast<unsigned char*>(pAlloc) + offsetof(ContainerAlloc, abData);
-    kBlocks.kHead = rkHead;
-    kBlocks.pStringPoolAlloc = reinterpret_cast<VOStringHashSet::StringHashSetAlloc*>(pbBlock);
+    blocks.head = rkHead;
+    blocks.pStringPoolAlloc = reinterpret_cast<VOStringHashSet::StringHashSetAlloc*>(pbBlock);
     pbBlock += rkHead.uStringPoolBufSize;
-    kBlocks.pAssetNodeAlloc = reinterpret_cast<VORecordVectorAlloc*>(pbBlock);
+    blocks.pAssetNodeAlloc = reinterpret_cast<VORecordVectorAlloc*>(pbBlock);
     pbBlock += rkHead.uAssetNodeBufSize;
-    kBlocks.pAssetIndexAlloc = reinterpret_cast<VOTSNumberContainer::NumberAlloc*>(pbBlock);
+    blocks.pAssetIndexAlloc = reinterpret_cast<VOTSNumberContainer::NumberAlloc*>(pbBlock);
     pbBlock += rkHead.uAssetNodeIndexBufSize;
-    kBlocks.pAssetMapTableAlloc = reinterpret_cast<VOMapTableAlloc*>(pbBlock);
+    blocks.pAssetMapTableAlloc = reinterpret_cast<VOMapTableAlloc*>(pbBlock);
     pbBlock += rkHead.uAssetNodeMapTableBufSize;
-    kBlocks.pAssetClassifyAlloc = reinterpret_cast<VOTSAssetNodeClassifyManager::ContainerAlloc*>(pbBlock);
-    return kBlocks;
+    blocks.pAssetClassifyAlloc = reinterpret_cast<VOTSAssetNodeClassifyManager::ContainerAlloc*>(pbBlock);
+    return blocks;
 }
 
 // The steps that both roles share in front of the key table. Every block is held to the size that the head gives it.
 bool VOTSAssetNodeContainer::_SetBlocksBeforeKeys(const char* pszFunction, const ImageBlocks& rkBlocks, int bCopy)
 {
     bool bResult = false;
-    const ContainerAlloc& rkHead = rkBlocks.kHead;
+    const ContainerAlloc& rkHead = rkBlocks.head;
     CleanUp();
     m_hStrRootPath = rkHead.hStrRootPath;
     m_hStrRootName = rkHead.hStrRootName;
@@ -185,27 +185,27 @@ int VOTSAssetNodeContainer::_SetAlloc_P(ContainerAlloc* pAlloc, int bCopy, unsig
     VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     ContainerAlloc kHead = {};
-    ImageBlocks kBlocks = {};
+    ImageBlocks blocks = {};
     KeyTable mapTableReader;
-    KeyTable::Iterator kIterator;
+    KeyTable::Iterator iterator;
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Provider == m_eAssetRole);
     if (!_CheckImage(pszFunction, pAlloc, ullSize, kHead))
     {
         goto Exit0;
     }
-    kBlocks = _BlocksOf(pAlloc, kHead);
-    if (!_SetBlocksBeforeKeys(pszFunction, kBlocks, bCopy))
+    blocks = _BlocksOf(pAlloc, kHead);
+    if (!_SetBlocksBeforeKeys(pszFunction, blocks, bCopy))
     {
         goto Exit0;
     }
     VO_PROCESS_ERROR_AS("mapTableReader.SetAlloc(pAssetMapTableAlloc, bCopy)",
-                        mapTableReader.SetAlloc(kBlocks.pAssetMapTableAlloc, 0, kHead.uAssetNodeMapTableBufSize));
-    for (bool bMore = mapTableReader.GetFirst(kIterator); bMore; bMore = mapTableReader.GetNext(kIterator))
+                        mapTableReader.SetAlloc(blocks.pAssetMapTableAlloc, 0, kHead.uAssetNodeMapTableBufSize));
+    for (bool bMore = mapTableReader.GetFirst(iterator); bMore; bMore = mapTableReader.GetNext(iterator))
     {
-        m_mapStringHandle2ParamIndex.Insert(kIterator.kKey, kIterator.kValue);
+        m_mapStringHandle2ParamIndex.Insert(iterator.key, iterator.value);
     }
     VO_PROCESS_ERROR_AS("m_pkClassifyMgr->SetAlloc(pAssetClassifyAlloc, bCopy)",
-                        m_pkClassifyMgr->SetAlloc(kBlocks.pAssetClassifyAlloc, bCopy, kHead.uAssetClassifyBufSize));
+                        m_pkClassifyMgr->SetAlloc(blocks.pAssetClassifyAlloc, bCopy, kHead.uAssetClassifyBufSize));
     nResult = 1;
 
 Exit0:
@@ -222,22 +222,22 @@ int VOTSAssetNodeContainer::_SetAlloc_C(ContainerAlloc* pAlloc, int bCopy, unsig
     VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
     ContainerAlloc kHead = {};
-    ImageBlocks kBlocks = {};
+    ImageBlocks blocks = {};
     VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer == m_eAssetRole);
     if (!_CheckImage(pszFunction, pAlloc, ullSize, kHead))
     {
         goto Exit0;
     }
-    kBlocks = _BlocksOf(pAlloc, kHead);
-    if (!_SetBlocksBeforeKeys(pszFunction, kBlocks, bCopy))
+    blocks = _BlocksOf(pAlloc, kHead);
+    if (!_SetBlocksBeforeKeys(pszFunction, blocks, bCopy))
     {
         goto Exit0;
     }
-    VO_PROCESS_ERROR_AS("m_mapTableStringHandle2ParamIndex.SetAlloc(pAssetMapTableAlloc, bCopy)",
-                        m_mapTableStringHandle2ParamIndex.SetAlloc(kBlocks.pAssetMapTableAlloc, bCopy,
-                                                                   kHead.uAssetNodeMapTableBufSize));
+    VO_PROCESS_ERROR_AS(
+        "m_mapTableStringHandle2ParamIndex.SetAlloc(pAssetMapTableAlloc, bCopy)",
+        m_mapTableStringHandle2ParamIndex.SetAlloc(blocks.pAssetMapTableAlloc, bCopy, kHead.uAssetNodeMapTableBufSize));
     VO_PROCESS_ERROR_AS("m_pkClassifyMgr->SetAlloc(pAssetClassifyAlloc, bCopy)",
-                        m_pkClassifyMgr->SetAlloc(kBlocks.pAssetClassifyAlloc, bCopy, kHead.uAssetClassifyBufSize));
+                        m_pkClassifyMgr->SetAlloc(blocks.pAssetClassifyAlloc, bCopy, kHead.uAssetClassifyBufSize));
     nResult = 1;
 
 Exit0:

@@ -60,8 +60,8 @@ int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const V
 {
     VO_NAMED_FUNCTION(pszFunction);
     int nResult = 0;
-    VOTextCopy kBaseName;
-    VOTextCopy kExt;
+    VOTextCopy baseName;
+    VOTextCopy ext;
     struct
     {
         const VOWCHAR* pszText;
@@ -78,19 +78,19 @@ int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const V
     VO_PROCESS_ERROR(m_pkStringSet);
 
     // The first text may go into the pool as it lies; those behind it must outlast that.
-    arrPart[1].pszText = kBaseName.Take(szBaseName);
-    arrPart[2].pszText = kExt.Take(szExt);
-    for (const auto& kPart : arrPart)
+    arrPart[1].pszText = baseName.Take(szBaseName);
+    arrPart[2].pszText = ext.Take(szExt);
+    for (const auto& part : arrPart)
     {
-        _StoreField(uAssetID, kPart.uOffset, INVALID_HANDLE_VALUE);
+        _StoreField(uAssetID, part.uOffset, INVALID_HANDLE_VALUE);
     }
-    for (const auto& kPart : arrPart)
+    for (const auto& part : arrPart)
     {
-        if (VOHasText(kPart.pszText))
+        if (VOHasText(part.pszText))
         {
-            void* hndTmp = m_pkStringSet->Insert(kPart.pszText);
+            void* hndTmp = m_pkStringSet->Insert(part.pszText);
             VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hndTmp);
-            _StoreField(uAssetID, kPart.uOffset, hndTmp);
+            _StoreField(uAssetID, part.uOffset, hndTmp);
         }
     }
     nResult = 1;

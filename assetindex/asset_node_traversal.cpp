@@ -52,14 +52,14 @@ class VOTSAssetNodeContainerHelper::Walk
 public:
     Walk(const VOTSAssetNodeContainer* pkContainer, VOULONG dwType, TraverseAssetNodeFunction pFun, void* pvParam,
          int& bStop)
-        : m_pkContainer(pkContainer),
-          m_pkLists(pkContainer->m_pkAssetIndexContainer),
+        : m_pContainer(pkContainer),
+          m_pLists(pkContainer->m_pkAssetIndexContainer),
           m_dwType(dwType),
           m_pFun(pFun),
           m_pvParam(pvParam),
           m_bStop(bStop),
           m_ullVisitsLeft(LimitFor(pkContainer->GetAssetNodeCount())),
-          m_ullHolesLeft(LimitFor(m_pkLists->GetValueCount()))
+          m_ullHolesLeft(LimitFor(m_pLists->GetValueCount()))
     {
     }
 
@@ -69,7 +69,7 @@ public:
         structAssetNode tsNode;
         VO_WALK_CHECK("pFun", m_pFun);
         VO_WALK_CHECK("pkContainer->GetAssetNode(uAssetIndex, tsNode)",
-                      m_pkContainer->GetAssetNode(uAssetIndex, tsNode));
+                      m_pContainer->GetAssetNode(uAssetIndex, tsNode));
         if (_IsOnPath(uAssetIndex))
         {
             return VO_WALK_FAILS("!IsOnPath(uAssetIndex)");
@@ -89,7 +89,7 @@ public:
     }
 
     // Reports the next folder of the innermost level. False when the level is at its end.
-    bool Next(unsigned int& ruAssetIndex)
+    bool Next(unsigned int& uAssetIndex)
     {
         unsigned int uChildIndex = 0;
         structAssetNode tsChildNode;
@@ -101,7 +101,7 @@ public:
         {
             m_pFun(tsChildNode, m_pvParam, m_bStop);
         }
-        ruAssetIndex = tsChildNode.nAssetID;
+        uAssetIndex = tsChildNode.nAssetID;
         return true;
     }
 
@@ -148,28 +148,28 @@ private:
     // GetInfoNumberList, with its good case in place. Under a trace the operation itself runs, for its lines.
     bool _IsList(unsigned int uInfoID)
     {
-        if (uInfoID < m_pkLists->GetValueCount() && !VO_TRACE_IS_OPEN())
+        if (uInfoID < m_pLists->GetValueCount() && !VO_TRACE_IS_OPEN())
         {
             return true;
         }
         std::vector<unsigned int> vecChildIndex;
-        const bool bResult = m_pkContainer->GetInfoNumberList(uInfoID, vecChildIndex) != 0;
+        const bool bResult = m_pContainer->GetInfoNumberList(uInfoID, vecChildIndex) != 0;
         m_ullHolesLeft -= std::min<unsigned long long>(m_ullHolesLeft, vecChildIndex.size());
         return bResult;
     }
 
     // The next number of a list, and the place behind it. False at the list's end.
-    bool _NextChild(unsigned int& ruAt, unsigned int& ruChildIndex)
+    bool _NextChild(unsigned int& uAt, unsigned int& uChildIndex)
     {
         while (!m_bExhausted)
         {
-            ruChildIndex = m_pkLists->EntryAt(ruAt);
-            if (ruChildIndex == VOTSNumberContainer::kTerminator)
+            uChildIndex = m_pLists->EntryAt(uAt);
+            if (uChildIndex == VOTSNumberContainer::kTerminator)
             {
                 return false;
             }
-            ++ruAt;
-            if (ruChildIndex != VOTSNumberContainer::kHole)
+            ++uAt;
+            if (uChildIndex != VOTSNumberContainer::kHole)
             {
                 return true;
             }
@@ -193,14 +193,14 @@ private:
             return VO_WALK_FAILS("uVisitsLeft != 0");
         }
         --m_ullVisitsLeft;
-        if (uChildIndex < m_pkContainer->m_vecAssetNode.Count() && !VO_TRACE_IS_OPEN())
+        if (uChildIndex < m_pContainer->m_vecAssetNode.Count() && !VO_TRACE_IS_OPEN())
         {
-            memcpy(static_cast<void*>(&tsChildNode), m_pkContainer->m_vecAssetNode.Bytes(uChildIndex),
+            memcpy(static_cast<void*>(&tsChildNode), m_pContainer->m_vecAssetNode.Bytes(uChildIndex),
                    sizeof(tsChildNode));
             return true;
         }
         VO_WALK_CHECK("pkContainer->GetAssetNode(vecChildIndex[i], tsChildNode)",
-                      m_pkContainer->GetAssetNode(uChildIndex, tsChildNode));
+                      m_pContainer->GetAssetNode(uChildIndex, tsChildNode));
         return true;
     }
 
@@ -211,7 +211,7 @@ private:
             return uAssetIndex < m_vecOnPath.size() && m_vecOnPath[uAssetIndex];
         }
         return std::any_of(m_vecLevel.begin(), m_vecLevel.end(),
-                           [uAssetIndex](const Level& rkLevel) { return rkLevel.uAssetIndex == uAssetIndex; });
+                           [uAssetIndex](const Level& level) { return level.uAssetIndex == uAssetIndex; });
     }
 
     void _Push(unsigned int uAssetIndex, unsigned int uInfoID)
@@ -223,10 +223,10 @@ private:
         }
         else if (m_vecLevel.size() > kSearchedDepth)
         {
-            m_vecOnPath.resize(m_pkContainer->GetAssetNodeCount());
-            for (const Level& rkLevel : m_vecLevel)
+            m_vecOnPath.resize(m_pContainer->GetAssetNodeCount());
+            for (const Level& level : m_vecLevel)
             {
-                _Mark(rkLevel.uAssetIndex);
+                _Mark(level.uAssetIndex);
             }
         }
     }
@@ -240,8 +240,8 @@ private:
         m_vecOnPath[uAssetIndex] = true;
     }
 
-    const VOTSAssetNodeContainer* m_pkContainer;
-    const VOTSNumberContainer* m_pkLists;
+    const VOTSAssetNodeContainer* m_pContainer;
+    const VOTSNumberContainer* m_pLists;
     VOULONG m_dwType;
     TraverseAssetNodeFunction m_pFun;
     void* m_pvParam;
@@ -270,18 +270,18 @@ int VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(const VOTSAssetNodeC
         VO_LOG_LINE_(kWalkName, "VO_PROCESS_ERROR", "pkContainer");
         return 1;
     }
-    Walk kWalk(pkContainer, dwType, pFun, pvParam, bStop);
-    kWalk.Enter(uAssetIndex);
-    while (kWalk.HasLevel())
+    Walk walk(pkContainer, dwType, pFun, pvParam, bStop);
+    walk.Enter(uAssetIndex);
+    while (walk.HasLevel())
     {
         unsigned int uChildIndex = 0;
-        if (!kWalk.Next(uChildIndex))
+        if (!walk.Next(uChildIndex))
         {
-            kWalk.Leave();
+            walk.Leave();
         }
         else if (bSubAssetNode != 0)
         {
-            kWalk.Enter(uChildIndex);
+            walk.Enter(uChildIndex);
         }
     }
     return 1;

@@ -32,9 +32,9 @@ void CopyPart(VOWCHAR* pszResult, const VOWCHAR* pszPath, int nBegin, int nEnd)
 }  // namespace
 
 unsigned int VONormalizePath(VOWCHAR* pszResult, const VOWCHAR* pszPath, unsigned int uSize, bool bLower,
-                             bool& rbHasColon)
+                             bool& bHasColon)
 {
-    rbHasColon = false;
+    bHasColon = false;
     if (pszResult == nullptr || uSize == 0)
     {
         return 0;
@@ -42,7 +42,7 @@ unsigned int VONormalizePath(VOWCHAR* pszResult, const VOWCHAR* pszPath, unsigne
     unsigned int uLength = 0;
     if (pszPath != nullptr)
     {
-        uLength = VOFoldCopy(pszResult, pszPath, uSize, bLower, &rbHasColon);
+        uLength = VOFoldCopy(pszResult, pszPath, uSize, bLower, &bHasColon);
     }
     else
     {

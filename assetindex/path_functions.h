@@ -3,7 +3,7 @@
 
 #include "vo_types.h"
 
-// As VOTSAssetNodeContainerHelper::NormalizedPath; the result is the length, and rbHasColon tells whether ":" occurs,
+// As VOTSAssetNodeContainerHelper::NormalizedPath; the result is the length, and bHasColon tells whether ":" occurs,
 // which is what makes a path count as absolute.
 unsigned int VONormalizePath(VOWCHAR* pszResult, const VOWCHAR* pszPath, unsigned int uSize, bool bLower,
-                             bool& rbHasColon);
+                             bool& bHasColon);

@@ -31,16 +31,16 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(LUMTrayService::enumAssetRole eAs
       m_pkClassifyMgr(nullptr)
 {
     // Handed over when all are made, so that a failed allocation loses none.
-    auto pkAssetIndexContainer = std::make_unique<VOTSNumberContainer>();
-    auto pkClassifyMgr = std::make_unique<VOTSAssetNodeClassifyManager>();
+    auto pAssetIndexContainer = std::make_unique<VOTSNumberContainer>();
+    auto pClassifyMgr = std::make_unique<VOTSAssetNodeClassifyManager>();
     if (eAssetRole == LUMTrayService::AR_Provider || eAssetRole == LUMTrayService::AR_Customer)
     {
         m_pkStringSet = new VOStringHashSet(
             eAssetRole == LUMTrayService::AR_Provider ? VOStringHashSet::SHR_Provider : VOStringHashSet::SHR_Customer,
             VOStringHashSet::SHM_HashAndString);
     }
-    m_pkAssetIndexContainer = pkAssetIndexContainer.release();
-    m_pkClassifyMgr = pkClassifyMgr.release();
+    m_pkAssetIndexContainer = pAssetIndexContainer.release();
+    m_pkClassifyMgr = pClassifyMgr.release();
     VO_PROCESS_ERROR(m_pkStringSet);
     _SetRootPath(pszRootPath);
     _SetRootName(pszRootName);
@@ -73,29 +73,29 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(const VOTSAssetNodeContainer& rkO
     memcpy(m_tszRootPath, rkOther.m_tszRootPath, sizeof(m_tszRootPath));
     memcpy(m_tszRootName, rkOther.m_tszRootName, sizeof(m_tszRootName));
 
-    auto pkAssetIndexContainer = std::make_unique<VOTSNumberContainer>(*rkOther.m_pkAssetIndexContainer);
-    auto pkClassifyMgr = std::make_unique<VOTSAssetNodeClassifyManager>(*rkOther.m_pkClassifyMgr);
+    auto pAssetIndexContainer = std::make_unique<VOTSNumberContainer>(*rkOther.m_pkAssetIndexContainer);
+    auto pClassifyMgr = std::make_unique<VOTSAssetNodeClassifyManager>(*rkOther.m_pkClassifyMgr);
     m_pkStringSet = rkOther.m_pkStringSet != nullptr ? new VOStringHashSet(*rkOther.m_pkStringSet) : nullptr;
-    m_pkAssetIndexContainer = pkAssetIndexContainer.release();
-    m_pkClassifyMgr = pkClassifyMgr.release();
+    m_pkAssetIndexContainer = pAssetIndexContainer.release();
+    m_pkClassifyMgr = pClassifyMgr.release();
 }
 
 VOTSAssetNodeContainer& VOTSAssetNodeContainer::operator=(const VOTSAssetNodeContainer& rkOther)
 {
     if (this != &rkOther)
     {
-        VOTSAssetNodeContainer kCopy(rkOther);
-        std::swap(m_eAssetRole, kCopy.m_eAssetRole);
-        std::swap(m_pkStringSet, kCopy.m_pkStringSet);
-        std::swap(m_tszRootPath, kCopy.m_tszRootPath);
-        std::swap(m_hStrRootPath, kCopy.m_hStrRootPath);
-        std::swap(m_tszRootName, kCopy.m_tszRootName);
-        std::swap(m_hStrRootName, kCopy.m_hStrRootName);
-        m_vecAssetNode = kCopy.m_vecAssetNode;
-        std::swap(m_pkAssetIndexContainer, kCopy.m_pkAssetIndexContainer);
-        std::swap(m_pkClassifyMgr, kCopy.m_pkClassifyMgr);
-        m_mapStringHandle2ParamIndex = kCopy.m_mapStringHandle2ParamIndex;
-        m_mapTableStringHandle2ParamIndex = kCopy.m_mapTableStringHandle2ParamIndex;
+        VOTSAssetNodeContainer copy(rkOther);
+        std::swap(m_eAssetRole, copy.m_eAssetRole);
+        std::swap(m_pkStringSet, copy.m_pkStringSet);
+        std::swap(m_tszRootPath, copy.m_tszRootPath);
+        std::swap(m_hStrRootPath, copy.m_hStrRootPath);
+        std::swap(m_tszRootName, copy.m_tszRootName);
+        std::swap(m_hStrRootName, copy.m_hStrRootName);
+        m_vecAssetNode = copy.m_vecAssetNode;
+        std::swap(m_pkAssetIndexContainer, copy.m_pkAssetIndexContainer);
+        std::swap(m_pkClassifyMgr, copy.m_pkClassifyMgr);
+        m_mapStringHandle2ParamIndex = copy.m_mapStringHandle2ParamIndex;
+        m_mapTableStringHandle2ParamIndex = copy.m_mapTableStringHandle2ParamIndex;
     }
     return *this;
 }
@@ -186,9 +186,9 @@ int VOTSAssetNodeContainer::FindAssetNode(const VOWCHAR* pszPath, LUMTrayService
     else
     {
         // The slot of the key table comes while the string's record is read.
-        const VOStringHashSet::Lookup kCandidate = m_pkStringSet->_Candidate_C(tszNormailzeLowerPath);
-        m_mapTableStringHandle2ParamIndex.Prefetch(kCandidate.hString);
-        uParamIndex = _FindAssetParamIndex_C(m_pkStringSet->_LiveHandle(m_pkStringSet->_Confirm_C(kCandidate)));
+        const VOStringHashSet::Lookup candidate = m_pkStringSet->_Candidate_C(tszNormailzeLowerPath);
+        m_mapTableStringHandle2ParamIndex.Prefetch(candidate.hString);
+        uParamIndex = _FindAssetParamIndex_C(m_pkStringSet->_LiveHandle(m_pkStringSet->_Confirm_C(candidate)));
     }
     if (uParamIndex >= m_vecAssetNode.Count())
     {
@@ -207,12 +207,12 @@ unsigned int VOTSAssetNodeContainer::_FindAssetParamIndex_P(void* hStringParam) 
 
 unsigned int VOTSAssetNodeContainer::_FindAssetParamIndex_C(void* hStringParam) const
 {
-    KeyTable::Iterator kIterator;
-    if (hStringParam == INVALID_HANDLE_VALUE || !m_mapTableStringHandle2ParamIndex.Find(hStringParam, kIterator))
+    KeyTable::Iterator iterator;
+    if (hStringParam == INVALID_HANDLE_VALUE || !m_mapTableStringHandle2ParamIndex.Find(hStringParam, iterator))
     {
         return kNone;
     }
-    return kIterator.kValue;
+    return iterator.value;
 }
 
 int VOTSAssetNodeContainer::GetAssetNode(unsigned int uAssetID, LUMTrayService::structAssetNode& tsNode) const
@@ -285,22 +285,22 @@ int VOTSAssetNodeContainer::RemoveAssetNode(unsigned int uAssetID)
             continue;
         }
 
-        Removal& rkTop = vecRemoval.back();
-        uAssetID = rkTop.uAssetID;
+        Removal& top = vecRemoval.back();
+        uAssetID = top.uAssetID;
         const LUMTrayService::structAssetNode tsNode =
             VOLoad<LUMTrayService::structAssetNode>(m_vecAssetNode.Bytes(uAssetID));
-        if (rkTop.uNext < rkTop.vecChildIndex.size())
+        if (top.uNext < top.vecChildIndex.size())
         {
-            uAssetID = rkTop.vecChildIndex[rkTop.uNext++];
+            uAssetID = top.vecChildIndex[top.uNext++];
             bEnter = true;
         }
-        else if (rkTop.nListsTaken < 2)
+        else if (top.nListsTaken < 2)
         {
             // A copy of the list, because every child that goes makes a hole in the list itself.
-            const unsigned int uInfoID = rkTop.nListsTaken++ == 0 ? tsNode.nChildFileInfo : tsNode.nChildFolderInfo;
-            rkTop.vecChildIndex.clear();
-            rkTop.uNext = 0;
-            if (uInfoID != kNone && !m_pkAssetIndexContainer->GetNumberList(uInfoID, rkTop.vecChildIndex))
+            const unsigned int uInfoID = top.nListsTaken++ == 0 ? tsNode.nChildFileInfo : tsNode.nChildFolderInfo;
+            top.vecChildIndex.clear();
+            top.uNext = 0;
+            if (uInfoID != kNone && !m_pkAssetIndexContainer->GetNumberList(uInfoID, top.vecChildIndex))
             {
                 vecRemoval.pop_back();
                 VO_PROCESS_ERROR_AS("m_pkAssetIndexContainer->GetNumberList(uInfoID, vecChildIndex)", false);

@@ -24,17 +24,17 @@ int JoinPath(VOWCHAR* tszFullPath, const VOWCHAR* pszFromDir, const VOWCHAR* psz
                : -1;
 }
 
-// What the four Request operations begin with. False where they end, with rnResult: a node that was there already is
+// What the four Request operations begin with. False where they end, with nResult: a node that was there already is
 // left as it is, with success.
 bool BeginRequest(const char* pszFunction, structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
-                  const VOWCHAR* pszPath, int bFolder, VOWCHAR* szPathTmp, int& rnResult)
+                  const VOWCHAR* pszPath, int bFolder, VOWCHAR* szPathTmp, int& nResult)
 {
     bool bNew = false;
     int bInserted = 0;
-    rnResult = 0;
+    nResult = 0;
     VO_PROCESS_ERROR_IN(pszFunction, pkContainer);
     VO_PROCESS_ERROR_IN(pszFunction, pkContainer->RequestAssetNode(pszPath, tsNode, bInserted));
-    rnResult = bInserted != 0 ? 1 : 0;
+    nResult = bInserted != 0 ? 1 : 0;
     if (bInserted == 0)
     {
         VO_PROCESS_ERROR_IN(pszFunction, pkContainer->NormailzeAssetPath(szPathTmp, pszPath, MAX_PATH, FALSE));
@@ -273,19 +273,19 @@ int VOTSAssetNodeContainerHelper::GetAssetNodeFileAttribute(structAssetNode& tsN
     // All bytes become zero here, not the defaults of a node.
     memset(static_cast<void*>(&tsNode), 0, sizeof(tsNode));
 
-    struct _wfinddata64i32_t kFindData = {};
-    const intptr_t hFind = VOHasText(pszPath) ? _wfindfirst64i32(pszPath, &kFindData) : -1;
+    struct _wfinddata64i32_t findData = {};
+    const intptr_t hFind = VOHasText(pszPath) ? _wfindfirst64i32(pszPath, &findData) : -1;
     if (hFind != 0)
     {
         // A failed find comes as -1: then the fields are those of empty find data.
-        tsNode.ftCreateTime = kFindData.time_create;
-        tsNode.ftLastAccessTime = kFindData.time_access;
-        tsNode.ftLastWriteTime = kFindData.time_write;
-        tsNode.ullFileSize = kFindData.size;
+        tsNode.ftCreateTime = findData.time_create;
+        tsNode.ftLastAccessTime = findData.time_access;
+        tsNode.ftLastWriteTime = findData.time_write;
+        tsNode.ullFileSize = findData.size;
         tsNode.nFileAttribute = LUMTrayService::kFileAttributeLocal;
-        tsNode.nFileAttribute |= (kFindData.attrib & kSystemReadOnly) != 0 ? LUMTrayService::kFileAttributeReadOnly
-                                                                           : LUMTrayService::kFileAttributeWritable;
-        tsNode.nFileAttribute |= (kFindData.attrib & kSystemHidden) != 0 ? LUMTrayService::kFileAttributeHidden : 0;
+        tsNode.nFileAttribute |= (findData.attrib & kSystemReadOnly) != 0 ? LUMTrayService::kFileAttributeReadOnly
+                                                                          : LUMTrayService::kFileAttributeWritable;
+        tsNode.nFileAttribute |= (findData.attrib & kSystemHidden) != 0 ? LUMTrayService::kFileAttributeHidden : 0;
         if (hFind != -1)
         {
             _findclose(hFind);

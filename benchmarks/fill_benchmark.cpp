@@ -31,59 +31,59 @@ typedef std::unique_ptr<void, FreeBlock> Block;
 constexpr const VOWCHAR* kRootPath = VOTEXT("C:/Project");
 constexpr const VOWCHAR* kRootName = VOTEXT("Project");
 
-void CountNodes(benchmark::State& rkState, size_t uNodes)
+void CountNodes(benchmark::State& state, size_t uNodes)
 {
-    rkState.SetItemsProcessed(rkState.iterations() * static_cast<int64_t>(uNodes));
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(uNodes));
 }
 
-void Fill(benchmark::State& rkState)
+void Fill(benchmark::State& state)
 {
-    const AssetTree& rkTree = AssetTreeOf(static_cast<size_t>(rkState.range(0)));
-    for (auto _ : rkState)
+    const AssetTree& tree = AssetTreeOf(static_cast<size_t>(state.range(0)));
+    for (auto _ : state)
     {
-        VOTSAssetNodeContainer kProvider(LUMTrayService::AR_Provider, kRootPath, kRootName);
-        if (!FillProvider(kProvider, rkTree) || kProvider.GetAssetNodeCount() != rkTree.vecNode.size())
+        VOTSAssetNodeContainer provider(LUMTrayService::AR_Provider, kRootPath, kRootName);
+        if (!FillProvider(provider, tree) || provider.GetAssetNodeCount() != tree.vecNode.size())
         {
-            rkState.SkipWithError("not filled");
+            state.SkipWithError("not filled");
             break;
         }
     }
-    CountNodes(rkState, rkTree.vecNode.size());
+    CountNodes(state, tree.vecNode.size());
 }
 
-void FillOnStdMap(benchmark::State& rkState)
+void FillOnStdMap(benchmark::State& state)
 {
     void* pvModule = dlopen(VOBASE_STD_MAP_FILL, RTLD_NOW | RTLD_LOCAL);
     const auto pfnFill = reinterpret_cast<int (*)(const AssetTree*, unsigned int*)>(
         pvModule != nullptr ? dlsym(pvModule, "FillProviderOnStdMap") : nullptr);
     if (pfnFill == nullptr)
     {
-        rkState.SkipWithError("the module isn't there");
+        state.SkipWithError("the module isn't there");
         return;
     }
-    const AssetTree& rkTree = AssetTreeOf(static_cast<size_t>(rkState.range(0)));
-    for (auto _ : rkState)
+    const AssetTree& tree = AssetTreeOf(static_cast<size_t>(state.range(0)));
+    for (auto _ : state)
     {
         unsigned int uNodes = 0;
-        if (!pfnFill(&rkTree, &uNodes) || uNodes != rkTree.vecNode.size())
+        if (!pfnFill(&tree, &uNodes) || uNodes != tree.vecNode.size())
         {
-            rkState.SkipWithError("not filled");
+            state.SkipWithError("not filled");
             break;
         }
     }
-    CountNodes(rkState, rkTree.vecNode.size());
+    CountNodes(state, tree.vecNode.size());
 }
 
 #if defined(VOBASE_HAVE_LMDB)
-void FillLmdb(benchmark::State& rkState)
+void FillLmdb(benchmark::State& state)
 {
-    const AssetTree& rkTree = AssetTreeOf(static_cast<size_t>(rkState.range(0)));
-    for (auto _ : rkState)
+    const AssetTree& tree = AssetTreeOf(static_cast<size_t>(state.range(0)));
+    for (auto _ : state)
     {
-        const LmdbPeer kPeer(rkTree);
-        benchmark::DoNotOptimize(&kPeer);
+        const LmdbPeer peer(tree);
+        benchmark::DoNotOptimize(&peer);
     }
-    CountNodes(rkState, rkTree.vecNode.size());
+    CountNodes(state, tree.vecNode.size());
 }
 #endif
 
@@ -91,61 +91,61 @@ void FillLmdb(benchmark::State& rkState)
 VOTSAssetNodeContainer& FilledProvider(size_t uNodes)
 {
     static std::map<size_t, std::unique_ptr<VOTSAssetNodeContainer>> s_mapProvider;
-    std::unique_ptr<VOTSAssetNodeContainer>& rpkProvider = s_mapProvider[uNodes];
-    if (rpkProvider == nullptr)
+    std::unique_ptr<VOTSAssetNodeContainer>& pProvider = s_mapProvider[uNodes];
+    if (pProvider == nullptr)
     {
-        rpkProvider = std::make_unique<VOTSAssetNodeContainer>(LUMTrayService::AR_Provider, kRootPath, kRootName);
-        if (!FillProvider(*rpkProvider, AssetTreeOf(uNodes)))
+        pProvider = std::make_unique<VOTSAssetNodeContainer>(LUMTrayService::AR_Provider, kRootPath, kRootName);
+        if (!FillProvider(*pProvider, AssetTreeOf(uNodes)))
         {
             abort();
         }
     }
-    return *rpkProvider;
+    return *pProvider;
 }
 
 size_t SizeOf(const void* pvImage)
 {
-    VOTSAssetNodeContainer::ContainerAlloc kHead;
-    memcpy(&kHead, pvImage, sizeof(kHead));
-    return kHead.uDataBufSize + sizeof(kHead);
+    VOTSAssetNodeContainer::ContainerAlloc head;
+    memcpy(&head, pvImage, sizeof(head));
+    return head.uDataBufSize + sizeof(head);
 }
 
-void TakeImage(benchmark::State& rkState)
+void TakeImage(benchmark::State& state)
 {
-    VOTSAssetNodeContainer& rkProvider = FilledProvider(static_cast<size_t>(rkState.range(0)));
+    VOTSAssetNodeContainer& provider = FilledProvider(static_cast<size_t>(state.range(0)));
     size_t uSize = 0;
-    for (auto _ : rkState)
+    for (auto _ : state)
     {
-        const Block pvImage(rkProvider.GetAlloc());
+        const Block pvImage(provider.GetAlloc());
         uSize = SizeOf(pvImage.get());
     }
-    rkState.SetBytesProcessed(rkState.iterations() * static_cast<int64_t>(uSize));
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(uSize));
 }
 
 // The floor of an image: as many bytes copied into fresh memory.
-void CopyImage(benchmark::State& rkState)
+void CopyImage(benchmark::State& state)
 {
-    const Block pvImage(FilledProvider(static_cast<size_t>(rkState.range(0))).GetAlloc());
+    const Block pvImage(FilledProvider(static_cast<size_t>(state.range(0))).GetAlloc());
     const size_t uSize = SizeOf(pvImage.get());
-    for (auto _ : rkState)
+    for (auto _ : state)
     {
         const Block pvCopy(calloc(1, uSize));
         memcpy(pvCopy.get(), pvImage.get(), uSize);
         benchmark::DoNotOptimize(pvCopy.get());
     }
-    rkState.SetBytesProcessed(rkState.iterations() * static_cast<int64_t>(uSize));
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(uSize));
 }
 
 // Must not grow with the number of nodes.
-void AttachCustomer(benchmark::State& rkState)
+void AttachCustomer(benchmark::State& state)
 {
-    const Block pvImage(FilledProvider(static_cast<size_t>(rkState.range(0))).GetAlloc());
-    VOTSAssetNodeContainer kCustomer(LUMTrayService::AR_Customer);
-    for (auto _ : rkState)
+    const Block pvImage(FilledProvider(static_cast<size_t>(state.range(0))).GetAlloc());
+    VOTSAssetNodeContainer customer(LUMTrayService::AR_Customer);
+    for (auto _ : state)
     {
-        if (!kCustomer.SetAlloc(static_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pvImage.get()), 0))
+        if (!customer.SetAlloc(static_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pvImage.get()), 0))
         {
-            rkState.SkipWithError("not attached");
+            state.SkipWithError("not attached");
             break;
         }
     }
@@ -153,14 +153,14 @@ void AttachCustomer(benchmark::State& rkState)
 
 size_t PeakMemory()
 {
-    std::ifstream kStatus("/proc/self/status");
-    std::string kWord;
+    std::ifstream status("/proc/self/status");
+    std::string word;
     size_t uKiB = 0;
-    while (kStatus >> kWord)
+    while (status >> word)
     {
-        if (kWord == "VmHWM:")
+        if (word == "VmHWM:")
         {
-            kStatus >> uKiB;
+            status >> uKiB;
         }
     }
     return uKiB * 1024;
@@ -173,7 +173,7 @@ void ResetPeakMemory()
 
 // Runs a measurement in a child process and gives what it measured.
 template <typename Measure>
-double InChild(Measure&& kMeasure)
+double InChild(Measure&& measure)
 {
     int arrPipe[2];
     if (pipe(arrPipe) != 0)
@@ -185,7 +185,7 @@ double InChild(Measure&& kMeasure)
     {
         // What this process has freed must not serve the child unseen.
         malloc_trim(0);
-        const double dResult = kMeasure();
+        const double dResult = measure();
         const bool bWritten = write(arrPipe[1], &dResult, sizeof(dResult)) == sizeof(dResult);
         _exit(bWritten ? 0 : 1);
     }
@@ -198,35 +198,35 @@ double InChild(Measure&& kMeasure)
 }
 
 // Bytes per node: the peak while a Provider is filled.
-void MemoryOfFill(benchmark::State& rkState)
+void MemoryOfFill(benchmark::State& state)
 {
-    const AssetTree& rkTree = AssetTreeOf(static_cast<size_t>(rkState.range(0)));
-    for (auto _ : rkState)
+    const AssetTree& tree = AssetTreeOf(static_cast<size_t>(state.range(0)));
+    for (auto _ : state)
     {
-        rkState.counters["bytes_per_node"] = InChild(
-            [&rkTree]
+        state.counters["bytes_per_node"] = InChild(
+            [&tree]
             {
                 ResetPeakMemory();
                 const size_t uBefore = PeakMemory();
-                VOTSAssetNodeContainer kProvider(LUMTrayService::AR_Provider, kRootPath, kRootName);
-                FillProvider(kProvider, rkTree);
-                return static_cast<double>(PeakMemory() - uBefore) / static_cast<double>(rkTree.vecNode.size());
+                VOTSAssetNodeContainer provider(LUMTrayService::AR_Provider, kRootPath, kRootName);
+                FillProvider(provider, tree);
+                return static_cast<double>(PeakMemory() - uBefore) / static_cast<double>(tree.vecNode.size());
             });
     }
 }
 
 // What taking and compressing an image adds, in images.
-void MemoryOfImage(benchmark::State& rkState)
+void MemoryOfImage(benchmark::State& state)
 {
-    VOTSAssetNodeContainer& rkProvider = FilledProvider(static_cast<size_t>(rkState.range(0)));
-    for (auto _ : rkState)
+    VOTSAssetNodeContainer& provider = FilledProvider(static_cast<size_t>(state.range(0)));
+    for (auto _ : state)
     {
-        rkState.counters["images"] = InChild(
-            [&rkProvider]
+        state.counters["images"] = InChild(
+            [&provider]
             {
                 ResetPeakMemory();
                 const size_t uBefore = PeakMemory();
-                const Block pvImage(rkProvider.GetAlloc());
+                const Block pvImage(provider.GetAlloc());
                 const size_t uImage = SizeOf(pvImage.get());
                 unsigned char* pbBlock = nullptr;
                 unsigned int uBlock = 0;
@@ -237,9 +237,9 @@ void MemoryOfImage(benchmark::State& rkState)
     }
 }
 
-void Sizes(benchmark::internal::Benchmark* pkBenchmark)
+void Sizes(benchmark::internal::Benchmark* pBenchmark)
 {
-    pkBenchmark->Arg(10000)->Arg(100000)->Arg(1000000);
+    pBenchmark->Arg(10000)->Arg(100000)->Arg(1000000);
 }
 
 BENCHMARK(Fill)->Apply(Sizes)->Unit(benchmark::kMillisecond);

@@ -28,31 +28,31 @@ public:
 
 VOTSFileMonitorManager::FILE_MONITOR_EVENT AnEvent(size_t uNumber)
 {
-    VOTSFileMonitorManager::FILE_MONITOR_EVENT kEvent;
-    kEvent.nEventType = VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD;
-    kEvent.strFilePath = VOTEXT("C:/Project/content/environment/forest/textures/bark_");
+    VOTSFileMonitorManager::FILE_MONITOR_EVENT event;
+    event.nEventType = VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD;
+    event.strFilePath = VOTEXT("C:/Project/content/environment/forest/textures/bark_");
     for (const char ch : std::to_string(uNumber))
     {
-        kEvent.strFilePath += static_cast<VOWCHAR>(ch);
+        event.strFilePath += static_cast<VOWCHAR>(ch);
     }
-    return kEvent;
+    return event;
 }
 
 // One push and one pop beside so many events that stay.
-void PushAndPop(benchmark::State& rkState)
+void PushAndPop(benchmark::State& state)
 {
-    OpenMonitor kMonitor;
-    VOTSFileMonitorManager::FILE_MONITOR_EVENT kEvent;
-    for (size_t i = 0; i < static_cast<size_t>(rkState.range(0)); ++i)
+    OpenMonitor monitor;
+    VOTSFileMonitorManager::FILE_MONITOR_EVENT event;
+    for (size_t i = 0; i < static_cast<size_t>(state.range(0)); ++i)
     {
-        kEvent = AnEvent(i);
-        kMonitor.PushEvent(kEvent);
+        event = AnEvent(i);
+        monitor.PushEvent(event);
     }
-    kEvent = AnEvent(0);
-    for (auto _ : rkState)
+    event = AnEvent(0);
+    for (auto _ : state)
     {
-        kMonitor.PushEvent(kEvent);
-        benchmark::DoNotOptimize(kMonitor.PopEvent(kEvent));
+        monitor.PushEvent(event);
+        benchmark::DoNotOptimize(monitor.PopEvent(event));
     }
 }
 
@@ -67,116 +67,116 @@ public:
 class Folder
 {
 public:
-    Folder() : m_kPath(std::filesystem::temp_directory_path() / ("vobase_live_" + std::to_string(getpid())))
+    Folder() : m_path(std::filesystem::temp_directory_path() / ("vobase_live_" + std::to_string(getpid())))
     {
-        std::filesystem::create_directories(m_kPath);
+        std::filesystem::create_directories(m_path);
     }
-    ~Folder() { std::filesystem::remove_all(m_kPath); }
+    ~Folder() { std::filesystem::remove_all(m_path); }
     Folder(const Folder&) = delete;
     Folder& operator=(const Folder&) = delete;
 
-    const std::filesystem::path& Path() const { return m_kPath; }
+    const std::filesystem::path& Path() const { return m_path; }
 
 private:
-    std::filesystem::path m_kPath;
+    std::filesystem::path m_path;
 };
 
 // Events from the queue to a listener, through the dispatch thread.
-void QueueToListener(benchmark::State& rkState)
+void QueueToListener(benchmark::State& state)
 {
-    const Folder kFolder;
+    const Folder folder;
     const size_t uEvents = 100000;
     size_t uTold = 0;
-    for (auto _ : rkState)
+    for (auto _ : state)
     {
-        rkState.PauseTiming();
-        OpenMonitor kMonitor;
-        Counter kCounter;
-        kMonitor.Init(kFolder.Path().u16string().c_str());
-        kMonitor.AddFileMonitorListener(&kCounter);
+        state.PauseTiming();
+        OpenMonitor monitor;
+        Counter counter;
+        monitor.Init(folder.Path().u16string().c_str());
+        monitor.AddFileMonitorListener(&counter);
         for (size_t i = 0; i < uEvents; ++i)
         {
-            auto kEvent = AnEvent(i);
-            kMonitor.PushEvent(kEvent);
+            auto event = AnEvent(i);
+            monitor.PushEvent(event);
         }
-        rkState.ResumeTiming();
-        kMonitor.SuspendEventDispatcher(false);
-        while (kCounter.uCalls.load(std::memory_order_acquire) < uEvents)
+        state.ResumeTiming();
+        monitor.SuspendEventDispatcher(false);
+        while (counter.uCalls.load(std::memory_order_acquire) < uEvents)
         {
             std::this_thread::yield();
         }
-        rkState.PauseTiming();
-        uTold += kCounter.uCalls;
-        kMonitor.SuspendEventDispatcher(true);
-        kMonitor.RemoveFileMonitorListener(&kCounter);
-        kMonitor.UnInit();
-        rkState.ResumeTiming();
+        state.PauseTiming();
+        uTold += counter.uCalls;
+        monitor.SuspendEventDispatcher(true);
+        monitor.RemoveFileMonitorListener(&counter);
+        monitor.UnInit();
+        state.ResumeTiming();
     }
-    rkState.SetItemsProcessed(static_cast<int64_t>(uTold));
+    state.SetItemsProcessed(static_cast<int64_t>(uTold));
 }
 
 // From the making of a file to the listener's call. The dispatch thread looks twice a second.
-void ChangeToListener(benchmark::State& rkState)
+void ChangeToListener(benchmark::State& state)
 {
-    const Folder kFolder;
-    OpenMonitor kMonitor;
-    Counter kCounter;
-    kMonitor.Init(kFolder.Path().u16string().c_str());
-    kMonitor.AddFileMonitorListener(&kCounter);
-    kMonitor.BeginThread();
+    const Folder folder;
+    OpenMonitor monitor;
+    Counter counter;
+    monitor.Init(folder.Path().u16string().c_str());
+    monitor.AddFileMonitorListener(&counter);
+    monitor.BeginThread();
     // The first read begins the watch.
     std::this_thread::sleep_for(std::chrono::seconds(1));
     size_t uFile = 0;
-    for (auto _ : rkState)
+    for (auto _ : state)
     {
-        const size_t uBefore = kCounter.uCalls;
-        std::ofstream(kFolder.Path() / std::to_string(uFile++)) << "x";
-        while (kCounter.uCalls == uBefore)
+        const size_t uBefore = counter.uCalls;
+        std::ofstream(folder.Path() / std::to_string(uFile++)) << "x";
+        while (counter.uCalls == uBefore)
         {
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
     }
-    kMonitor.SuspendEventDispatcher(true);
-    kMonitor.RemoveFileMonitorListener(&kCounter);
-    kMonitor.UnInit();
+    monitor.SuspendEventDispatcher(true);
+    monitor.RemoveFileMonitorListener(&counter);
+    monitor.UnInit();
 }
 
 double CpuSeconds()
 {
-    rusage kUsage = {};
-    getrusage(RUSAGE_SELF, &kUsage);
-    return static_cast<double>(kUsage.ru_utime.tv_sec + kUsage.ru_stime.tv_sec) +
-           1e-6 * static_cast<double>(kUsage.ru_utime.tv_usec + kUsage.ru_stime.tv_usec);
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           1e-6 * static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
 }
 
 // What the detect threads of nine sources cost while nothing changes, as a share of a core.
-void DetectThreadsAtRest(benchmark::State& rkState)
+void DetectThreadsAtRest(benchmark::State& givenState)
 {
-    VOPublishedSection kState;
-    kState.OpenOrCreate(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, sizeof(FileEventUpdateState));
-    FileEventUpdateState* const pkState = static_cast<FileEventUpdateState*>(kState.Data());
-    memcpy(pkState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pkState->szVersion));
+    VOPublishedSection state;
+    state.OpenOrCreate(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, sizeof(FileEventUpdateState));
+    FileEventUpdateState* const pState = static_cast<FileEventUpdateState*>(state.Data());
+    memcpy(pState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pState->szVersion));
     std::vector<std::unique_ptr<VOTSFileEventMappingInspector>> vecInspectors;
     for (unsigned i = 1; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
     {
-        pkState->arrStateInfo[i].bEnable = 1;
+        pState->arrStateInfo[i].bEnable = 1;
         vecInspectors.push_back(
             std::make_unique<VOTSFileEventMappingInspector>(static_cast<LUMTrayService::enumAssetFrom>(i)));
         vecInspectors.back()->Run();
     }
     double fCpu = 0;
     double fTime = 0;
-    for (auto _ : rkState)
+    for (auto _ : givenState)
     {
         const double fStart = CpuSeconds();
         std::this_thread::sleep_for(std::chrono::seconds(5));
         fCpu += CpuSeconds() - fStart;
         fTime += 5;
     }
-    rkState.counters["core_share"] = fCpu / fTime;
-    for (const auto& pkInspector : vecInspectors)
+    givenState.counters["core_share"] = fCpu / fTime;
+    for (const auto& pInspector : vecInspectors)
     {
-        pkInspector->Stop();
+        pInspector->Stop();
     }
 }
 

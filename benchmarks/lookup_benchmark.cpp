@@ -26,18 +26,18 @@ struct FreeImage
 // A Customer attached to the image of a tree, kept for the life of the program.
 struct Attached
 {
-    std::unique_ptr<void, FreeImage> pkImage;
-    VOTSAssetNodeContainer kCustomer{LUMTrayService::AR_Customer};
+    std::unique_ptr<void, FreeImage> pImage;
+    VOTSAssetNodeContainer customer{LUMTrayService::AR_Customer};
 
-    explicit Attached(const AssetTree& rkTree)
+    explicit Attached(const AssetTree& tree)
     {
-        VOTSAssetNodeContainer kProvider(LUMTrayService::AR_Provider, VOTEXT("C:/Project"), VOTEXT("Project"));
-        if (!FillProvider(kProvider, rkTree))
+        VOTSAssetNodeContainer provider(LUMTrayService::AR_Provider, VOTEXT("C:/Project"), VOTEXT("Project"));
+        if (!FillProvider(provider, tree))
         {
             abort();
         }
-        pkImage.reset(kProvider.GetAlloc());
-        if (!kCustomer.SetAlloc(static_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pkImage.get()), 0))
+        pImage.reset(provider.GetAlloc());
+        if (!customer.SetAlloc(static_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pImage.get()), 0))
         {
             abort();
         }
@@ -48,25 +48,25 @@ template <typename T>
 const T& KeptFor(size_t uNodes)
 {
     static std::map<size_t, std::unique_ptr<T>> s_mapKept;
-    std::unique_ptr<T>& rpkKept = s_mapKept[uNodes];
-    if (rpkKept == nullptr)
+    std::unique_ptr<T>& pKept = s_mapKept[uNodes];
+    if (pKept == nullptr)
     {
-        rpkKept = std::make_unique<T>(AssetTreeOf(uNodes));
+        pKept = std::make_unique<T>(AssetTreeOf(uNodes));
     }
-    return *rpkKept;
+    return *pKept;
 }
 
 template <typename Find>
-void RunFind(benchmark::State& rkState, const std::vector<VOWString>& vecPath, bool bExpected, Find&& kFind)
+void RunFind(benchmark::State& state, const std::vector<VOWString>& vecPath, bool bExpected, Find&& find)
 {
     size_t uAt = 0;
-    for (auto _ : rkState)
+    for (auto _ : state)
     {
         structAssetNode tsNode;
-        const bool bFound = kFind(vecPath[uAt], tsNode);
+        const bool bFound = find(vecPath[uAt], tsNode);
         if (bFound != bExpected || (bFound && tsNode.ullFileSize != tsNode.nAssetID * 3ull))
         {
-            rkState.SkipWithError("wrong answer");
+            state.SkipWithError("wrong answer");
             break;
         }
         benchmark::DoNotOptimize(tsNode);
@@ -75,59 +75,59 @@ void RunFind(benchmark::State& rkState, const std::vector<VOWString>& vecPath, b
 }
 
 // A lookup in each of the systems, by the name that KeptFor keeps them under.
-bool FindIn(const Attached& rkAttached, const VOWString& kPath, structAssetNode& tsNode)
+bool FindIn(const Attached& attached, const VOWString& path, structAssetNode& tsNode)
 {
-    return rkAttached.kCustomer.FindAssetNode(kPath.c_str(), tsNode) != 0;
+    return attached.customer.FindAssetNode(path.c_str(), tsNode) != 0;
 }
 
 template <typename Peer>
-bool FindIn(const Peer& rkPeer, const VOWString& kPath, structAssetNode& tsNode)
+bool FindIn(const Peer& peer, const VOWString& path, structAssetNode& tsNode)
 {
-    return rkPeer.Find(kPath, tsNode);
+    return peer.Find(path, tsNode);
 }
 
 template <typename System>
-void RunFindHit(benchmark::State& rkState)
+void RunFindHit(benchmark::State& state)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
-    const System& rkSystem = KeptFor<System>(uNodes);
-    RunFind(rkState, AssetTreeOf(uNodes).vecHit, true,
-            [&](const VOWString& kPath, structAssetNode& tsNode) { return FindIn(rkSystem, kPath, tsNode); });
+    const size_t uNodes = static_cast<size_t>(state.range(0));
+    const System& system = KeptFor<System>(uNodes);
+    RunFind(state, AssetTreeOf(uNodes).vecHit, true,
+            [&](const VOWString& path, structAssetNode& tsNode) { return FindIn(system, path, tsNode); });
 }
 
 template <typename System>
-void RunFindMiss(benchmark::State& rkState)
+void RunFindMiss(benchmark::State& state)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
-    const System& rkSystem = KeptFor<System>(uNodes);
-    RunFind(rkState, AssetTreeOf(uNodes).vecMiss, false,
-            [&](const VOWString& kPath, structAssetNode& tsNode) { return FindIn(rkSystem, kPath, tsNode); });
+    const size_t uNodes = static_cast<size_t>(state.range(0));
+    const System& system = KeptFor<System>(uNodes);
+    RunFind(state, AssetTreeOf(uNodes).vecMiss, false,
+            [&](const VOWString& path, structAssetNode& tsNode) { return FindIn(system, path, tsNode); });
 }
 
-void FindHit(benchmark::State& rkState)
+void FindHit(benchmark::State& state)
 {
-    RunFindHit<Attached>(rkState);
+    RunFindHit<Attached>(state);
 }
 
-void FindMiss(benchmark::State& rkState)
+void FindMiss(benchmark::State& state)
 {
-    RunFindMiss<Attached>(rkState);
+    RunFindMiss<Attached>(state);
 }
 
 // The floor of a lookup: the path made fit, and hashed with both rows.
-void NormaliseAndHash(benchmark::State& rkState)
+void NormaliseAndHash(benchmark::State& state)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
+    const size_t uNodes = static_cast<size_t>(state.range(0));
     const std::vector<VOWString>& vecPath = AssetTreeOf(uNodes).vecHit;
-    const VOStringHash kHash;
+    const VOStringHash hash;
     size_t uAt = 0;
-    for (auto _ : rkState)
+    for (auto _ : state)
     {
         VOWCHAR szKey[MAX_PATH];
         unsigned int uHash0 = 0;
         unsigned int uHash1 = 0;
         VOTSAssetNodeContainerHelper::NormalizedPath(szKey, vecPath[uAt].c_str(), MAX_PATH, 1);
-        kHash.HashRows(szKey, uHash0, uHash1);
+        hash.HashRows(szKey, uHash0, uHash1);
         benchmark::DoNotOptimize(uHash0 ^ uHash1);
         uAt = uAt + 1 < vecPath.size() ? uAt + 1 : 0;
     }
@@ -150,45 +150,45 @@ unsigned long long ExpectedSum(size_t uNodes)
 }
 
 template <typename Walk>
-void RunWalk(benchmark::State& rkState, size_t uNodes, Walk&& kWalk)
+void RunWalk(benchmark::State& state, size_t uNodes, Walk&& walk)
 {
     const unsigned long long ullExpected = ExpectedSum(uNodes);
-    for (auto _ : rkState)
+    for (auto _ : state)
     {
-        if (kWalk() != ullExpected)
+        if (walk() != ullExpected)
         {
-            rkState.SkipWithError("wrong sum");
+            state.SkipWithError("wrong sum");
             break;
         }
     }
-    rkState.SetItemsProcessed(rkState.iterations() * static_cast<int64_t>(AssetTreeOf(uNodes).vecNode.size()));
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(AssetTreeOf(uNodes).vecNode.size()));
 }
 
-void WalkByTree(benchmark::State& rkState)
+void WalkByTree(benchmark::State& state)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
-    const VOTSAssetNodeContainer& rkCustomer = KeptFor<Attached>(uNodes).kCustomer;
-    RunWalk(rkState, uNodes,
+    const size_t uNodes = static_cast<size_t>(state.range(0));
+    const VOTSAssetNodeContainer& customer = KeptFor<Attached>(uNodes).customer;
+    RunWalk(state, uNodes,
             [&]
             {
                 unsigned long long ullSum = 0;
-                VOTSAssetNodeContainerHelper::TraverseAssetNode(&rkCustomer, 0, 3, 1, SumSizes, &ullSum);
+                VOTSAssetNodeContainerHelper::TraverseAssetNode(&customer, 0, 3, 1, SumSizes, &ullSum);
                 return ullSum;
             });
 }
 
-void WalkByIndex(benchmark::State& rkState)
+void WalkByIndex(benchmark::State& state)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
-    const VOTSAssetNodeContainer& rkCustomer = KeptFor<Attached>(uNodes).kCustomer;
-    RunWalk(rkState, uNodes,
+    const size_t uNodes = static_cast<size_t>(state.range(0));
+    const VOTSAssetNodeContainer& customer = KeptFor<Attached>(uNodes).customer;
+    RunWalk(state, uNodes,
             [&]
             {
                 unsigned long long ullSum = 0;
                 structAssetNode tsNode;
-                for (unsigned int i = 0; i < rkCustomer.GetAssetNodeCount(); ++i)
+                for (unsigned int i = 0; i < customer.GetAssetNodeCount(); ++i)
                 {
-                    rkCustomer.GetAssetNode(i, tsNode);
+                    customer.GetAssetNode(i, tsNode);
                     benchmark::DoNotOptimize(tsNode);
                     ullSum += tsNode.ullFileSize;
                 }
@@ -197,15 +197,15 @@ void WalkByIndex(benchmark::State& rkState)
 }
 
 // The floor of a walk: plain records in one array, copied one by one.
-void WalkPlainRecords(benchmark::State& rkState)
+void WalkPlainRecords(benchmark::State& state)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
+    const size_t uNodes = static_cast<size_t>(state.range(0));
     std::vector<structAssetNodeParam> vecParam(AssetTreeOf(uNodes).vecNode.size());
     for (size_t i = 0; i < vecParam.size(); ++i)
     {
         vecParam[i].tsNode.ullFileSize = i * 3ull;
     }
-    RunWalk(rkState, uNodes,
+    RunWalk(state, uNodes,
             [&]
             {
                 unsigned long long ullSum = 0;
@@ -221,25 +221,25 @@ void WalkPlainRecords(benchmark::State& rkState)
 
 #if defined(VOBASE_HAVE_LMDB)
 
-void FindHitLmdb(benchmark::State& rkState)
+void FindHitLmdb(benchmark::State& state)
 {
-    RunFindHit<LmdbPeer>(rkState);
+    RunFindHit<LmdbPeer>(state);
 }
 
-void FindMissLmdb(benchmark::State& rkState)
+void FindMissLmdb(benchmark::State& state)
 {
-    RunFindMiss<LmdbPeer>(rkState);
+    RunFindMiss<LmdbPeer>(state);
 }
 
-void WalkLmdb(benchmark::State& rkState)
+void WalkLmdb(benchmark::State& state)
 {
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
-    const LmdbPeer& rkPeer = KeptFor<LmdbPeer>(uNodes);
-    RunWalk(rkState, uNodes,
+    const size_t uNodes = static_cast<size_t>(state.range(0));
+    const LmdbPeer& peer = KeptFor<LmdbPeer>(uNodes);
+    RunWalk(state, uNodes,
             [&]
             {
                 unsigned long long ullSum = 0;
-                rkPeer.Walk([&](const structAssetNode& tsNode) { ullSum += tsNode.ullFileSize; });
+                peer.Walk([&](const structAssetNode& tsNode) { ullSum += tsNode.ullFileSize; });
                 return ullSum;
             });
 }
@@ -248,21 +248,21 @@ void WalkLmdb(benchmark::State& rkState)
 
 #if defined(VOBASE_HAVE_CDB)
 
-void FindHitCdb(benchmark::State& rkState)
+void FindHitCdb(benchmark::State& state)
 {
-    RunFindHit<CdbPeer>(rkState);
+    RunFindHit<CdbPeer>(state);
 }
 
-void FindMissCdb(benchmark::State& rkState)
+void FindMissCdb(benchmark::State& state)
 {
-    RunFindMiss<CdbPeer>(rkState);
+    RunFindMiss<CdbPeer>(state);
 }
 
 #endif
 
-void Sizes(benchmark::internal::Benchmark* pkBenchmark)
+void Sizes(benchmark::internal::Benchmark* pBenchmark)
 {
-    pkBenchmark->Arg(10000)->Arg(100000)->Arg(1000000);
+    pBenchmark->Arg(10000)->Arg(100000)->Arg(1000000);
 }
 
 BENCHMARK(NormaliseAndHash)->Apply(Sizes);

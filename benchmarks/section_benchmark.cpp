@@ -37,20 +37,20 @@ struct Published
     Block pbBlock;
     unsigned int uBlock = 0;
     VOPublishedSection kState;
-    VOPublishedSection kData;
+    VOPublishedSection data;
 
     explicit Published(size_t uNodes)
     {
-        VOTSAssetNodeContainer kProvider(LUMTrayService::AR_Provider, VOTEXT("C:/Project"), VOTEXT("Project"));
-        if (!FillProvider(kProvider, AssetTreeOf(uNodes)))
+        VOTSAssetNodeContainer provider(LUMTrayService::AR_Provider, VOTEXT("C:/Project"), VOTEXT("Project"));
+        if (!FillProvider(provider, AssetTreeOf(uNodes)))
         {
             abort();
         }
-        VOTSAssetNodeContainer::ContainerAlloc* pAlloc = kProvider.GetAlloc();
-        VOTSAssetNodeContainer::ContainerAlloc kHead;
-        memcpy(&kHead, pAlloc, sizeof(kHead));
+        VOTSAssetNodeContainer::ContainerAlloc* pAlloc = provider.GetAlloc();
+        VOTSAssetNodeContainer::ContainerAlloc head;
+        memcpy(&head, pAlloc, sizeof(head));
         pbImage.reset(reinterpret_cast<unsigned char*>(pAlloc));
-        uImage = static_cast<unsigned int>(kHead.uDataBufSize + sizeof(kHead));
+        uImage = static_cast<unsigned int>(head.uDataBufSize + sizeof(head));
 
         unsigned char* pbResult = nullptr;
         if (!VOCompressBuffer_lzo1x(&pbResult, &uBlock, pbImage.get(), uImage))
@@ -58,7 +58,7 @@ struct Published
             abort();
         }
         pbBlock.reset(pbResult);
-        if (!kData.Replace(ASSETNODE_MAPPING_VIEW_STRING(LUMTrayService::AF_SOURCE), pbBlock.get(), uBlock) ||
+        if (!data.Replace(ASSETNODE_MAPPING_VIEW_STRING(LUMTrayService::AF_SOURCE), pbBlock.get(), uBlock) ||
             !kState.OpenOrCreate(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, sizeof(AssetNodeUpdateState)))
         {
             abort();
@@ -69,102 +69,102 @@ struct Published
     }
 };
 
-Published& PublishedTree(benchmark::State& rkState)
+Published& PublishedTree(benchmark::State& state)
 {
     // One at a time: a name stands for one section.
-    static std::unique_ptr<Published> s_pkPublished;
+    static std::unique_ptr<Published> s_pPublished;
     static size_t s_uNodes = 0;
-    const size_t uNodes = static_cast<size_t>(rkState.range(0));
+    const size_t uNodes = static_cast<size_t>(state.range(0));
     if (s_uNodes != uNodes)
     {
-        s_pkPublished.reset();
-        s_pkPublished = std::make_unique<Published>(uNodes);
+        s_pPublished.reset();
+        s_pPublished = std::make_unique<Published>(uNodes);
         s_uNodes = uNodes;
     }
-    return *s_pkPublished;
+    return *s_pPublished;
 }
 
-void OpenToFirstAnswer(benchmark::State& rkState)
+void OpenToFirstAnswer(benchmark::State& state)
 {
-    PublishedTree(rkState);
-    const VOWString& rkPath = AssetTreeOf(static_cast<size_t>(rkState.range(0))).vecHit.front();
-    for (auto _ : rkState)
+    PublishedTree(state);
+    const VOWString& path = AssetTreeOf(static_cast<size_t>(state.range(0))).vecHit.front();
+    for (auto _ : state)
     {
-        VOTSFileMappingInspector kInspector(LUMTrayService::AF_SOURCE);
+        VOTSFileMappingInspector inspector(LUMTrayService::AF_SOURCE);
         structAssetNode tsNode;
-        if (kInspector.OpenMappingState() != ET_NONE || kInspector.OpenMappingData() != ET_NONE ||
-            !kInspector.GetAssetNode(rkPath.c_str(), tsNode))
+        if (inspector.OpenMappingState() != ET_NONE || inspector.OpenMappingData() != ET_NONE ||
+            !inspector.GetAssetNode(path.c_str(), tsNode))
         {
-            rkState.SkipWithError("no answer");
+            state.SkipWithError("no answer");
             break;
         }
-        kInspector.CloseMapping();
+        inspector.CloseMapping();
     }
 }
 
-void BareDecompress(benchmark::State& rkState)
+void BareDecompress(benchmark::State& state)
 {
-    const Published& rkPublished = PublishedTree(rkState);
-    const unsigned char* pbSection = static_cast<const unsigned char*>(rkPublished.kData.Data());
-    for (auto _ : rkState)
+    const Published& published = PublishedTree(state);
+    const unsigned char* pbSection = static_cast<const unsigned char*>(published.data.Data());
+    for (auto _ : state)
     {
-        const Block pbImage(static_cast<unsigned char*>(malloc(rkPublished.uImage)));
-        lzo_uint uSize = rkPublished.uImage;
-        if (lzo1x_decompress_safe(pbSection + kBlockHead, rkPublished.uBlock - 24, pbImage.get(), &uSize, nullptr) !=
+        const Block pbImage(static_cast<unsigned char*>(malloc(published.uImage)));
+        lzo_uint uSize = published.uImage;
+        if (lzo1x_decompress_safe(pbSection + kBlockHead, published.uBlock - 24, pbImage.get(), &uSize, nullptr) !=
                 LZO_E_OK ||
-            uSize != rkPublished.uImage)
+            uSize != published.uImage)
         {
-            rkState.SkipWithError("not decompressed");
+            state.SkipWithError("not decompressed");
             break;
         }
     }
 }
 
-void Decompress(benchmark::State& rkState)
+void Decompress(benchmark::State& state)
 {
-    const Published& rkPublished = PublishedTree(rkState);
-    for (auto _ : rkState)
+    const Published& published = PublishedTree(state);
+    for (auto _ : state)
     {
         unsigned char* pbResult = nullptr;
         unsigned int uSize = 0;
-        if (!VODeCompressBuffer_lzo1x(&pbResult, &uSize, rkPublished.pbBlock.get()) || uSize != rkPublished.uImage)
+        if (!VODeCompressBuffer_lzo1x(&pbResult, &uSize, published.pbBlock.get()) || uSize != published.uImage)
         {
-            rkState.SkipWithError("not decompressed");
+            state.SkipWithError("not decompressed");
             break;
         }
         free(pbResult);
     }
 }
 
-void Compress(benchmark::State& rkState)
+void Compress(benchmark::State& state)
 {
-    const Published& rkPublished = PublishedTree(rkState);
-    for (auto _ : rkState)
+    const Published& published = PublishedTree(state);
+    for (auto _ : state)
     {
         unsigned char* pbResult = nullptr;
         unsigned int uSize = 0;
-        if (!VOCompressBuffer_lzo1x(&pbResult, &uSize, rkPublished.pbImage.get(), rkPublished.uImage) ||
-            uSize != rkPublished.uBlock)
+        if (!VOCompressBuffer_lzo1x(&pbResult, &uSize, published.pbImage.get(), published.uImage) ||
+            uSize != published.uBlock)
         {
-            rkState.SkipWithError("not compressed");
+            state.SkipWithError("not compressed");
             break;
         }
         free(pbResult);
     }
 }
 
-void BareCompress(benchmark::State& rkState)
+void BareCompress(benchmark::State& state)
 {
-    const Published& rkPublished = PublishedTree(rkState);
+    const Published& published = PublishedTree(state);
     const Block pbWork(static_cast<unsigned char*>(malloc(LZO1X_1_MEM_COMPRESS)));
-    for (auto _ : rkState)
+    for (auto _ : state)
     {
-        const Block pbStream(static_cast<unsigned char*>(malloc(rkPublished.uImage + rkPublished.uImage / 16ull + 67)));
+        const Block pbStream(static_cast<unsigned char*>(malloc(published.uImage + published.uImage / 16ull + 67)));
         lzo_uint uSize = 0;
-        lzo1x_1_compress(rkPublished.pbImage.get(), rkPublished.uImage, pbStream.get(), &uSize, pbWork.get());
-        if (uSize + 24 != rkPublished.uBlock)
+        lzo1x_1_compress(published.pbImage.get(), published.uImage, pbStream.get(), &uSize, pbWork.get());
+        if (uSize + 24 != published.uBlock)
         {
-            rkState.SkipWithError("not compressed");
+            state.SkipWithError("not compressed");
             break;
         }
     }
@@ -177,30 +177,30 @@ int CountNode(const structAssetNode&, void* pvCount, int&)
 }
 
 // The name filter over a whole source, without regard to case.
-void FilterByName(benchmark::State& rkState)
+void FilterByName(benchmark::State& state)
 {
-    PublishedTree(rkState);
-    VOTSFileMappingInspector kInspector(LUMTrayService::AF_SOURCE);
-    kInspector.OpenMappingState();
-    kInspector.OpenMappingData();
-    for (auto _ : rkState)
+    PublishedTree(state);
+    VOTSFileMappingInspector inspector(LUMTrayService::AF_SOURCE);
+    inspector.OpenMappingState();
+    inspector.OpenMappingData();
+    for (auto _ : state)
     {
         unsigned int uCount = 0;
-        kInspector.TraverseAssetNode_FileName(0, VOTEXT("bridge"), 0, 3, 1, CountNode, &uCount);
+        inspector.TraverseAssetNode_FileName(0, VOTEXT("bridge"), 0, 3, 1, CountNode, &uCount);
         if (uCount == 0)
         {
-            rkState.SkipWithError("nothing found");
+            state.SkipWithError("nothing found");
             break;
         }
         benchmark::DoNotOptimize(uCount);
     }
-    rkState.SetItemsProcessed(rkState.iterations() * static_cast<int64_t>(kInspector.GetAssetNodeCount()));
-    kInspector.CloseMapping();
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(inspector.GetAssetNodeCount()));
+    inspector.CloseMapping();
 }
 
-void Sizes(benchmark::internal::Benchmark* pkBenchmark)
+void Sizes(benchmark::internal::Benchmark* pBenchmark)
 {
-    pkBenchmark->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+    pBenchmark->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
 }
 
 BENCHMARK(OpenToFirstAnswer)->Apply(Sizes);

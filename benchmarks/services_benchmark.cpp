@@ -90,11 +90,11 @@ uint64_t EncryptOneOpenSsl(uint64_t ullKey, uint64_t ullBlock)
 {
     DES_cblock abKey;
     DES_cblock abBlock;
-    DES_key_schedule kSchedule;
+    DES_key_schedule schedule;
     StoreBigEndian(abKey, ullKey);
     StoreBigEndian(abBlock, ullBlock);
-    DES_set_key_unchecked(&abKey, &kSchedule);
-    DES_ecb_encrypt(&abBlock, &abBlock, &kSchedule, DES_ENCRYPT);
+    DES_set_key_unchecked(&abKey, &schedule);
+    DES_ecb_encrypt(&abBlock, &abBlock, &schedule, DES_ENCRYPT);
     uint64_t ullResult;
     memcpy(&ullResult, abBlock, sizeof(ullResult));
     return Reversed(ullResult);
@@ -102,33 +102,33 @@ uint64_t EncryptOneOpenSsl(uint64_t ullKey, uint64_t ullBlock)
 #endif
 
 template <typename Encrypt>
-void EncryptMany(benchmark::State& rState, const Encrypt& fnEncrypt)
+void EncryptMany(benchmark::State& state, const Encrypt& fnEncrypt)
 {
-    const std::vector<uint64_t>& rkKeys = Keys();
+    const std::vector<uint64_t>& keys = Keys();
     uint64_t ullSum = 0;
     size_t uKey = 0;
-    for ([[maybe_unused]] auto kStep : rState)
+    for ([[maybe_unused]] auto step : state)
     {
-        ullSum ^= fnEncrypt(rkKeys[uKey], uKey);
+        ullSum ^= fnEncrypt(keys[uKey], uKey);
         uKey = (uKey + 1) % kKeys;
     }
     benchmark::DoNotOptimize(ullSum);
 }
 
-void CipherNewKey(benchmark::State& rState)
+void CipherNewKey(benchmark::State& state)
 {
-    EncryptMany(rState, EncryptOne);
+    EncryptMany(state, EncryptOne);
 }
 BENCHMARK(CipherNewKey);
 
 #if defined(VOBASE_HAVE_OPENSSL)
-void CipherNewKeyOpenSsl(benchmark::State& rState)
+void CipherNewKeyOpenSsl(benchmark::State& state)
 {
     for (uint64_t i = 0; i < 1000; ++i)
     {
         Require(EncryptOne(Keys()[i], i) == EncryptOneOpenSsl(Keys()[i], i), "the two ciphers differ");
     }
-    EncryptMany(rState, EncryptOneOpenSsl);
+    EncryptMany(state, EncryptOneOpenSsl);
 }
 BENCHMARK(CipherNewKeyOpenSsl);
 #endif
@@ -153,38 +153,38 @@ const std::vector<unsigned char>& Message()
     return s_vecMessage;
 }
 
-Digest Md5Of(const std::vector<unsigned char>& rkMessage)
+Digest Md5Of(const std::vector<unsigned char>& message)
 {
-    MD5State kState;
+    MD5State state;
     Digest vecDigest(16);
-    md5_init(&kState);
-    md5_append(&kState, rkMessage.data(), static_cast<int>(rkMessage.size()));
-    md5_finish(&kState, vecDigest.data());
+    md5_init(&state);
+    md5_append(&state, message.data(), static_cast<int>(message.size()));
+    md5_finish(&state, vecDigest.data());
     return vecDigest;
 }
 
-void Md5(benchmark::State& rState)
+void Md5(benchmark::State& state)
 {
-    for ([[maybe_unused]] auto kStep : rState)
+    for ([[maybe_unused]] auto step : state)
     {
         benchmark::DoNotOptimize(Md5Of(Message()));
     }
-    rState.SetBytesProcessed(static_cast<int64_t>(rState.iterations() * Message().size()));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * Message().size()));
 }
 BENCHMARK(Md5);
 
 #if defined(VOBASE_HAVE_OPENSSL)
-void Md5OpenSsl(benchmark::State& rState)
+void Md5OpenSsl(benchmark::State& state)
 {
     Digest vecDigest(16);
     MD5(Message().data(), Message().size(), vecDigest.data());
     Require(vecDigest == Md5Of(Message()), "the two digests differ");
-    for ([[maybe_unused]] auto kStep : rState)
+    for ([[maybe_unused]] auto step : state)
     {
         MD5(Message().data(), Message().size(), vecDigest.data());
         benchmark::DoNotOptimize(vecDigest.data());
     }
-    rState.SetBytesProcessed(static_cast<int64_t>(rState.iterations() * Message().size()));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * Message().size()));
 }
 BENCHMARK(Md5OpenSsl);
 #endif
@@ -198,7 +198,7 @@ constexpr size_t kKeysOfSection = 49;
 
 struct IniSample
 {
-    ZIniFile kIni;
+    ZIniFile ini;
     std::vector<std::pair<std::string, std::string>> vecKey;
 
     IniSample()
@@ -208,11 +208,11 @@ struct IniSample
             const std::string strSection = "section " + std::to_string(uLine / (kKeysOfSection + 1));
             if (uLine % (kKeysOfSection + 1) == 0)
             {
-                kIni.AddItem(tpSECTION, ("[" + strSection + "]").c_str());
+                ini.AddItem(tpSECTION, ("[" + strSection + "]").c_str());
                 continue;
             }
             const std::string strKey = "Setting" + std::to_string(uLine);
-            kIni.AddItem(tpKEYVALUE, (strKey + "=" + std::to_string(uLine) + " ; what it is for").c_str());
+            ini.AddItem(tpKEYVALUE, (strKey + "=" + std::to_string(uLine) + " ; what it is for").c_str());
             vecKey.emplace_back(strSection, strKey);
         }
     }
@@ -220,28 +220,28 @@ struct IniSample
 
 IniSample& Ini()
 {
-    static IniSample s_kSample;
-    return s_kSample;
+    static IniSample s_sample;
+    return s_sample;
 }
 
-void IniSweep(benchmark::State& rState)
+void IniSweep(benchmark::State& state)
 {
-    IniSample& rSample = Ini();
-    for ([[maybe_unused]] auto kStep : rState)
+    IniSample& sample = Ini();
+    for ([[maybe_unused]] auto step : state)
     {
         long long llSum = 0;
-        for (const auto& [strSection, strKey] : rSample.vecKey)
+        for (const auto& [strSection, strKey] : sample.vecKey)
         {
-            llSum += rSample.kIni.ReadInt(strSection.c_str(), strKey.c_str(), -1);
+            llSum += sample.ini.ReadInt(strSection.c_str(), strKey.c_str(), -1);
         }
         benchmark::DoNotOptimize(llSum);
     }
     // What a lookup copies is the one line that it found; what it passes are all lines in front of it.
     double fPassed = 0;
     double fCopied = 0;
-    for (const auto& [strSection, strKey] : rSample.vecKey)
+    for (const auto& [strSection, strKey] : sample.vecKey)
     {
-        for (const ZENTRY* pEntry = rSample.kIni.SectionBegin(); pEntry != nullptr; pEntry = pEntry->pNext)
+        for (const ZENTRY* pEntry = sample.ini.SectionBegin(); pEntry != nullptr; pEntry = pEntry->pNext)
         {
             fPassed += static_cast<double>(strlen(pEntry->pszText));
             if (strncmp(pEntry->pszText, strKey.c_str(), strKey.size()) == 0 && pEntry->pszText[strKey.size()] == '=')
@@ -251,31 +251,31 @@ void IniSweep(benchmark::State& rState)
             }
         }
     }
-    rState.counters["copied_share"] = fCopied / fPassed;
+    state.counters["copied_share"] = fCopied / fPassed;
 }
 BENCHMARK(IniSweep);
 
 // The same lines in the same order, each only touched.
-void IniBarePass(benchmark::State& rState)
+void IniBarePass(benchmark::State& state)
 {
-    IniSample& rSample = Ini();
+    IniSample& sample = Ini();
     std::vector<const ZENTRY*> vecTarget;
     long long llExpected = 0;
-    for (const auto& [strSection, strKey] : rSample.vecKey)
+    for (const auto& [strSection, strKey] : sample.vecKey)
     {
-        tgEFIND kFind;
-        Require(rSample.kIni.FindKey(strSection.c_str(), strKey.c_str(), &kFind) == 1, "a key isn't found");
-        Require(kFind.szKey == strKey, "another key is found");
-        vecTarget.push_back(kFind.pKeyEntry);
-        llExpected += atoi(kFind.szValue);
+        tgEFIND find;
+        Require(sample.ini.FindKey(strSection.c_str(), strKey.c_str(), &find) == 1, "a key isn't found");
+        Require(find.szKey == strKey, "another key is found");
+        vecTarget.push_back(find.pKeyEntry);
+        llExpected += atoi(find.szValue);
     }
     Require(llExpected > 0, "the values are wrong");
-    for ([[maybe_unused]] auto kStep : rState)
+    for ([[maybe_unused]] auto step : state)
     {
         unsigned int uSum = 0;
         for (const ZENTRY* pTarget : vecTarget)
         {
-            for (const ZENTRY* pEntry = rSample.kIni.SectionBegin(); pEntry != pTarget; pEntry = pEntry->pNext)
+            for (const ZENTRY* pEntry = sample.ini.SectionBegin(); pEntry != pTarget; pEntry = pEntry->pNext)
             {
                 uSum += static_cast<unsigned char>(pEntry->pszText[0]) + static_cast<unsigned char>(pEntry->cType);
             }

@@ -29,7 +29,7 @@ ZENTRY* ZIniMakeNode(ZIniChain* pChain)
         pChain->pAll->pAllPrev = pNode;
     }
     pChain->pAll = pNode;
-    return &pNode->kEntry;
+    return &pNode->entry;
 }
 
 void ZIniKill(ZENTRY* pEntry)
@@ -47,7 +47,7 @@ static void FreeNode(ZIniNode* pNode)
     {
         pNode->pAllNext->pAllPrev = pNode->pAllPrev;
     }
-    free(pNode->kEntry.pszText);
+    free(pNode->entry.pszText);
     free(pNode);
 }
 
@@ -55,21 +55,21 @@ void ZIniSweep(ZIniChain* pChain, const ZENTRY* pKeep)
 {
     for (ZIniNode* pNode = pChain->pAll; pNode != nullptr; pNode = pNode->pAllNext)
     {
-        ZENTRY& rkEntry = pNode->kEntry;
-        while (rkEntry.pNext != nullptr && ZIniNodeOf(rkEntry.pNext)->bDead)
+        ZENTRY& entry = pNode->entry;
+        while (entry.pNext != nullptr && ZIniNodeOf(entry.pNext)->bDead)
         {
-            rkEntry.pNext = rkEntry.pNext->pNext;
+            entry.pNext = entry.pNext->pNext;
         }
-        while (rkEntry.pPrev != nullptr && ZIniNodeOf(rkEntry.pPrev)->bDead)
+        while (entry.pPrev != nullptr && ZIniNodeOf(entry.pPrev)->bDead)
         {
-            rkEntry.pPrev = rkEntry.pPrev->pPrev;
+            entry.pPrev = entry.pPrev->pPrev;
         }
     }
     // Another object's pointers may name any entry of a shared chain.
     for (ZIniNode* pNode = pChain->uHolders == 1 ? pChain->pAll : nullptr; pNode != nullptr;)
     {
         ZIniNode* const pNextNode = pNode->pAllNext;
-        if (pNode->bDead && &pNode->kEntry != pKeep)
+        if (pNode->bDead && &pNode->entry != pKeep)
         {
             FreeNode(pNode);
         }
@@ -241,12 +241,12 @@ int ZIniFile::AddItemAt(ZENTRY* pEntry, char cType, const char* pszText)
 
 int ZIniFile::DeleteKey(const char* pSection, const char* pKey)
 {
-    tgEFIND kFind;
-    if (FindKey(pSection, pKey, &kFind) == 0)
+    tgEFIND find;
+    if (FindKey(pSection, pKey, &find) == 0)
     {
         return 0;
     }
-    ZENTRY* const pEntry = kFind.pKeyEntry;
+    ZENTRY* const pEntry = find.pKeyEntry;
     (pEntry->pPrev != nullptr ? pEntry->pPrev->pNext : m_pFirstEntry) = pEntry->pNext;
     if (pEntry->pNext != nullptr)
     {

@@ -13,7 +13,7 @@ struct ZIniChain;
 
 struct ZIniNode
 {
-    ZENTRY kEntry;  // first, so that an entry's address is its node's
+    ZENTRY entry;  // first, so that an entry's address is its node's
     ZIniChain* pChain;
     ZIniNode* pAllPrev;
     ZIniNode* pAllNext;

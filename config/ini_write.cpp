@@ -41,25 +41,25 @@ void ZIniFile::WriteDouble(const char* pSection, const char* pKey, double fValue
 
 void ZIniFile::WriteString(const char* pSection, const char* pKey, const char* pValue)
 {
-    tgEFIND kFind;
+    tgEFIND find;
     VO_PROCESS_ERROR(pSection && *pSection);
     VO_PROCESS_ERROR(pValue && *pValue);
 
-    if (FindKey(pSection, pKey, &kFind) != 0)
+    if (FindKey(pSection, pKey, &find) != 0)
     {
         // From the line itself: the fields of the result may be shorter than the key and the comment.
-        const char* const pszLine = kFind.pKeyEntry->pszText;
+        const char* const pszLine = find.pKeyEntry->pszText;
         const std::string_view strKey(pszLine, strcspn(pszLine, "="));
         char* const pszText = ZIniJoin(strKey, "=", pValue, pszLine + strcspn(pszLine, ";"));
         if (pszText != nullptr)
         {
-            FreeMem(kFind.pKeyEntry->pszText);
-            kFind.pKeyEntry->pszText = pszText;
+            FreeMem(find.pKeyEntry->pszText);
+            find.pKeyEntry->pszText = pszText;
         }
     }
-    else if (kFind.pSectionEntry != nullptr)
+    else if (find.pSectionEntry != nullptr)
     {
-        AddKey(kFind.pSectionEntry, pKey, pValue);
+        AddKey(find.pSectionEntry, pKey, pValue);
     }
     else
     {

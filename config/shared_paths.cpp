@@ -13,7 +13,7 @@ namespace
 // that a derived class has put into its list has one owner like any other.
 struct SharedPaths
 {
-    std::mutex kLock;
+    std::mutex lock;
     std::map<const char*, unsigned int> mapFurtherOwners;
 };
 
@@ -23,18 +23,18 @@ std::atomic<size_t> g_uListed{0};
 // Never destroyed: a list of static duration may end later than this would.
 SharedPaths& Paths()
 {
-    static VONeverDestroyed<SharedPaths> s_kPaths;
-    return s_kPaths.Get();
+    static VONeverDestroyed<SharedPaths> s_paths;
+    return s_paths.Get();
 }
 
 }  // namespace
 
 void VOSharePath(const char* pszPath)
 {
-    SharedPaths& rkPaths = Paths();
-    const std::lock_guard<std::mutex> kGuard(rkPaths.kLock);
-    ++rkPaths.mapFurtherOwners[pszPath];
-    g_uListed = rkPaths.mapFurtherOwners.size();
+    SharedPaths& paths = Paths();
+    const std::lock_guard<std::mutex> guard(paths.lock);
+    ++paths.mapFurtherOwners[pszPath];
+    g_uListed = paths.mapFurtherOwners.size();
 }
 
 bool VOLeavePath(const char* pszPath)
@@ -43,17 +43,17 @@ bool VOLeavePath(const char* pszPath)
     {
         return true;
     }
-    SharedPaths& rkPaths = Paths();
-    const std::lock_guard<std::mutex> kGuard(rkPaths.kLock);
-    const auto kPlace = rkPaths.mapFurtherOwners.find(pszPath);
-    if (kPlace == rkPaths.mapFurtherOwners.end())
+    SharedPaths& paths = Paths();
+    const std::lock_guard<std::mutex> guard(paths.lock);
+    const auto place = paths.mapFurtherOwners.find(pszPath);
+    if (place == paths.mapFurtherOwners.end())
     {
         return true;
     }
-    if (--kPlace->second == 0)
+    if (--place->second == 0)
     {
-        rkPaths.mapFurtherOwners.erase(kPlace);
-        g_uListed = rkPaths.mapFurtherOwners.size();
+        paths.mapFurtherOwners.erase(place);
+        g_uListed = paths.mapFurtherOwners.size();
     }
     return false;
 }

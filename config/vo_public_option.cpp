@@ -50,31 +50,31 @@ VOPublicOption::~VOPublicOption() = default;
 
 void VOPublicOption::Sync()
 {
-    VOPublicOptionRecord kPublished;
-    VOSectionView kSection;
-    if (kSection.OpenHandle(kVOPublicOptionSection, FILE_MAP_READ) == nullptr)
+    VOPublicOptionRecord published;
+    VOSectionView section;
+    if (section.OpenHandle(kVOPublicOptionSection, FILE_MAP_READ) == nullptr)
     {
         return;
     }
-    VO_PROCESS_ERROR_AS("pOptionMemory", kSection.Map());
+    VO_PROCESS_ERROR_AS("pOptionMemory", section.Map());
 
-    CopyRecord(&kPublished, kSection.Data(), kSection.Size());
-    if (strncmp(kPublished.szVersion, kszVOPublicOptionVersion, sizeof(kPublished.szVersion)) != 0)
+    CopyRecord(&published, section.Data(), section.Size());
+    if (strncmp(published.szVersion, kszVOPublicOptionVersion, sizeof(published.szVersion)) != 0)
     {
         VO_PROCESS_ERROR_FALSE;
     }
     if (m_kOption.szOptionKey[0] != 0 &&
-        strncmp(kPublished.szOptionKey, m_kOption.szOptionKey, sizeof(kPublished.szOptionKey)) != 0)
+        strncmp(published.szOptionKey, m_kOption.szOptionKey, sizeof(published.szOptionKey)) != 0)
     {
         VO_PROCESS_ERROR_FALSE;
     }
-    if (kSection.Size() < sizeof(kPublished))
+    if (section.Size() < sizeof(published))
     {
         // In here, so that a whole section traces the check of its key alone.
         VO_PROCESS_ERROR_AS("uViewSize >= sizeof(kPublished)", false);
     }
-    TerminateTexts(&kPublished);
-    m_kOption = kPublished;
+    TerminateTexts(&published);
+    m_kOption = published;
 
 Exit0:
     return;
@@ -146,9 +146,9 @@ IVOPublicOption* GetPublicOption()
 {
     static VOPublicOption* const s_pkOption = []
     {
-        VOPublicOption* const pkOption = new VOPublicOption;
-        pkOption->Sync();
-        return pkOption;
+        VOPublicOption* const pOption = new VOPublicOption;
+        pOption->Sync();
+        return pOption;
     }();
     return s_pkOption;
 }

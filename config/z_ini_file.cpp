@@ -273,9 +273,9 @@ static const char* FindValue(ZIniFile* pIniFile, const char* pSection, const cha
 
 int ZIniFile::ReadBool(const char* pSection, const char* pKey, int nDefault)
 {
-    tgEFIND kFind;
+    tgEFIND find;
     m_szReturnBuffer[0] = 0;
-    const char* const pszValue = FindValue(this, pSection, pKey, &kFind);
+    const char* const pszValue = FindValue(this, pSection, pKey, &find);
     if (pszValue == nullptr)
     {
         return nDefault != 0 ? 1 : 0;
@@ -286,8 +286,8 @@ int ZIniFile::ReadBool(const char* pSection, const char* pKey, int nDefault)
 
 int ZIniFile::ReadInt(const char* pSection, const char* pKey, int nDefault)
 {
-    tgEFIND kFind;
-    const char* const pszValue = FindValue(this, pSection, pKey, &kFind);
+    tgEFIND find;
+    const char* const pszValue = FindValue(this, pSection, pKey, &find);
     if (pszValue == nullptr)
     {
         return nDefault;
@@ -299,10 +299,10 @@ int ZIniFile::ReadInt(const char* pSection, const char* pKey, int nDefault)
 // The default makes a round trip through its text, so it has the digits that the format leaves it.
 double ZIniFile::ReadDouble(const char* pSection, const char* pKey, double fDefault, const char* pFormat)
 {
-    tgEFIND kFind;
+    tgEFIND find;
     char szDefault[kNumberTextSize];
     double fResult = 0.0;
-    const char* pszText = FindValue(this, pSection, pKey, &kFind);
+    const char* pszText = FindValue(this, pSection, pKey, &find);
     if (pszText != nullptr)
     {
         CopyCut(m_szReturnBuffer, sizeof(m_szReturnBuffer), pszText, strlen(pszText));
@@ -321,8 +321,8 @@ double ZIniFile::ReadDouble(const char* pSection, const char* pKey, double fDefa
 
 const char* ZIniFile::ReadString(const char* pSection, const char* pKey, const char* pDefault)
 {
-    tgEFIND kFind;
-    const char* const pszValue = pDefault != nullptr ? FindValue(this, pSection, pKey, &kFind) : nullptr;
+    tgEFIND find;
+    const char* const pszValue = pDefault != nullptr ? FindValue(this, pSection, pKey, &find) : nullptr;
     if (pszValue == nullptr)
     {
         return pDefault;
@@ -333,8 +333,8 @@ const char* ZIniFile::ReadString(const char* pSection, const char* pKey, const c
 
 int ZIniFile::ReadString(const char* pSection, const char* pKey, const char* pDefault, char* pValue, int nSize)
 {
-    tgEFIND kFind;
-    const char* pszText = FindValue(this, pSection, pKey, &kFind);
+    tgEFIND find;
+    const char* pszText = FindValue(this, pSection, pKey, &find);
     if (pszText == nullptr)
     {
         pszText = pDefault != nullptr ? pDefault : "";

@@ -55,8 +55,8 @@ ZMdlFile::ZMdlFile(const ZMdlFile& rkOther) : ZMdlFile()
 
 ZMdlFile& ZMdlFile::operator=(const ZMdlFile& rkOther)
 {
-    ZMdlFile kCopy(rkOther);
-    m_StrVertor.swap(kCopy.m_StrVertor);
+    ZMdlFile copy(rkOther);
+    m_StrVertor.swap(copy.m_StrVertor);
     return *this;
 }
 

@@ -38,10 +38,10 @@ struct VOHashIndex::Impl
     std::map<unsigned int, unsigned int> mapEntry;
     unsigned long long ullGeneration = 1;
 
-    bool Find(unsigned int uKey, unsigned int& ruRecord) const
+    bool Find(unsigned int uKey, unsigned int& uRecord) const
     {
         const auto cIter = mapEntry.find(uKey);
-        ruRecord = cIter != mapEntry.end() ? cIter->second : 0;
+        uRecord = cIter != mapEntry.end() ? cIter->second : 0;
         return cIter != mapEntry.end();
     }
     bool Insert(unsigned int uKey, unsigned int uRecord)
@@ -53,13 +53,13 @@ struct VOHashIndex::Impl
     void Clear() { *this = Impl{.mapEntry = {}, .ullGeneration = ullGeneration + 1}; }
     std::shared_ptr<const SortedEntries> Sorted() const
     {
-        std::shared_ptr<SortedEntries> pkSorted(new SortedEntries);
-        pkSorted->ullGeneration = ullGeneration;
+        std::shared_ptr<SortedEntries> pSorted(new SortedEntries);
+        pSorted->ullGeneration = ullGeneration;
         for (const auto& [uKey, uRecord] : mapEntry)
         {
-            pkSorted->vecEntry.push_back({uKey, uRecord});
+            pSorted->vecEntry.push_back({uKey, uRecord});
         }
-        return pkSorted;
+        return pSorted;
     }
 };
 
@@ -85,8 +85,8 @@ struct VOHashIndex::Impl
     unsigned long long ullGeneration = 1;  // steps with every change
 
     // The order as of some generation, shared with the walks that use it.
-    mutable std::mutex kSortedLock;
-    mutable std::shared_ptr<const SortedEntries> pkSorted;
+    mutable std::mutex sortedLock;
+    mutable std::shared_ptr<const SortedEntries> pSorted;
 
     Impl() = default;
     ~Impl() { free(pSlots); }
@@ -118,15 +118,15 @@ struct VOHashIndex::Impl
         return pSlots + ullSlot;
     }
 
-    bool Find(unsigned int uKey, unsigned int& ruRecord) const
+    bool Find(unsigned int uKey, unsigned int& uRecord) const
     {
         if (uCount == 0)
         {
             return false;
         }
-        const Slot kSlot = *SlotOf(uKey);
-        ruRecord = kSlot.ToEntry().uRecord;
-        return !kSlot.IsFree();
+        const Slot slot = *SlotOf(uKey);
+        uRecord = slot.ToEntry().uRecord;
+        return !slot.IsFree();
     }
 
     bool Insert(unsigned int uKey, unsigned int uRecord)
@@ -169,79 +169,79 @@ struct VOHashIndex::Impl
         ullSlots = 0;
         uCount = 0;
         ++ullGeneration;
-        pkSorted.reset();
+        pSorted.reset();
     }
 
     std::shared_ptr<const SortedEntries> Sorted() const
     {
-        const std::lock_guard<std::mutex> kGuard(kSortedLock);
-        if (pkSorted == nullptr || pkSorted->ullGeneration != ullGeneration)
+        const std::lock_guard<std::mutex> guard(sortedLock);
+        if (pSorted == nullptr || pSorted->ullGeneration != ullGeneration)
         {
-            std::shared_ptr<SortedEntries> pkNew(new SortedEntries);
-            pkNew->ullGeneration = ullGeneration;
-            pkNew->vecEntry.reserve(uCount);
+            std::shared_ptr<SortedEntries> pNew(new SortedEntries);
+            pNew->ullGeneration = ullGeneration;
+            pNew->vecEntry.reserve(uCount);
             for (unsigned long long i = 0; i < ullSlots; ++i)
             {
                 if (!pSlots[i].IsFree())
                 {
-                    pkNew->vecEntry.push_back(pSlots[i].ToEntry());
+                    pNew->vecEntry.push_back(pSlots[i].ToEntry());
                 }
             }
-            SortByKey(pkNew->vecEntry);
-            pkSorted = std::move(pkNew);
+            SortByKey(pNew->vecEntry);
+            pSorted = std::move(pNew);
         }
-        return pkSorted;
+        return pSorted;
     }
 
     // Radix sort, three passes of 11 bits: keys are evenly spread, and there may be millions.
-    static void SortByKey(std::vector<Entry>& rvecEntry)
+    static void SortByKey(std::vector<Entry>& vecEntry)
     {
         constexpr unsigned int kBits = 11;
         constexpr unsigned int kBuckets = 1u << kBits;
-        std::vector<Entry> vecOther(rvecEntry.size());
+        std::vector<Entry> vecOther(vecEntry.size());
         for (unsigned int uShift = 0; uShift < 32; uShift += kBits)
         {
             std::vector<size_t> vecStart(kBuckets + 1);
-            for (const Entry& kEntry : rvecEntry)
+            for (const Entry& entry : vecEntry)
             {
-                ++vecStart[((kEntry.uKey >> uShift) & (kBuckets - 1)) + 1];
+                ++vecStart[((entry.uKey >> uShift) & (kBuckets - 1)) + 1];
             }
             for (unsigned int i = 0; i < kBuckets; ++i)
             {
                 vecStart[i + 1] += vecStart[i];
             }
-            for (const Entry& kEntry : rvecEntry)
+            for (const Entry& entry : vecEntry)
             {
-                vecOther[vecStart[(kEntry.uKey >> uShift) & (kBuckets - 1)]++] = kEntry;
+                vecOther[vecStart[(entry.uKey >> uShift) & (kBuckets - 1)]++] = entry;
             }
-            rvecEntry.swap(vecOther);
+            vecEntry.swap(vecOther);
         }
     }
 };
 
 #endif
 
-VOHashIndex::VOHashIndex() : m_pkImpl(std::make_unique<Impl>()) {}
+VOHashIndex::VOHashIndex() : m_pImpl(std::make_unique<Impl>()) {}
 VOHashIndex::~VOHashIndex() = default;
-VOHashIndex::VOHashIndex(const VOHashIndex& rkOther) : m_pkImpl(std::make_unique<Impl>(*rkOther.m_pkImpl)) {}
+VOHashIndex::VOHashIndex(const VOHashIndex& rkOther) : m_pImpl(std::make_unique<Impl>(*rkOther.m_pImpl)) {}
 VOHashIndex& VOHashIndex::operator=(const VOHashIndex& rkOther)
 {
     if (this != &rkOther)
     {
-        m_pkImpl = std::make_unique<Impl>(*rkOther.m_pkImpl);
+        m_pImpl = std::make_unique<Impl>(*rkOther.m_pImpl);
     }
     return *this;
 }
 
 unsigned int VOHashIndex::Count() const
 {
-    return m_pkImpl->Count();
+    return m_pImpl->Count();
 }
 
 bool VOHashIndex::Find(unsigned int uKey, void*& rhHandle) const
 {
     unsigned int uRecord = 0;
-    if (!m_pkImpl->Find(uKey, uRecord))
+    if (!m_pImpl->Find(uKey, uRecord))
     {
         return false;
     }
@@ -251,57 +251,56 @@ bool VOHashIndex::Find(unsigned int uKey, void*& rhHandle) const
 
 bool VOHashIndex::Insert(unsigned int uKey, void* hHandle)
 {
-    return m_pkImpl->Insert(uKey, RecordOf(hHandle));
+    return m_pImpl->Insert(uKey, RecordOf(hHandle));
 }
 
 void VOHashIndex::Clear()
 {
-    m_pkImpl->Clear();
+    m_pImpl->Clear();
 }
 
 std::shared_ptr<const VOHashIndex::SortedEntries> VOHashIndex::Sorted() const
 {
-    return m_pkImpl->Sorted();
+    return m_pImpl->Sorted();
 }
 
-bool VOHashIndex::First(Position& rkPosition, void*& rhHandle) const
+bool VOHashIndex::First(Position& position, void*& rhHandle) const
 {
     if (Count() == 0)
     {
         return false;
     }
-    rkPosition.pkSorted = Sorted();
-    rkPosition.uAt = 0;
-    rhHandle = HandleOf(rkPosition.pkSorted->vecEntry[0].uRecord);
+    position.pSorted = Sorted();
+    position.uAt = 0;
+    rhHandle = HandleOf(position.pSorted->vecEntry[0].uRecord);
     return true;
 }
 
-bool VOHashIndex::Next(Position& rkPosition, void*& rhHandle) const
+bool VOHashIndex::Next(Position& position, void*& rhHandle) const
 {
-    if (rkPosition.pkSorted == nullptr || rkPosition.uAt >= rkPosition.pkSorted->vecEntry.size())
+    if (position.pSorted == nullptr || position.uAt >= position.pSorted->vecEntry.size())
     {
         return false;
     }
-    if (rkPosition.pkSorted->ullGeneration == m_pkImpl->ullGeneration)
+    if (position.pSorted->ullGeneration == m_pImpl->ullGeneration)
     {
-        ++rkPosition.uAt;
+        ++position.uAt;
     }
     else
     {
         // Keys were entered meanwhile: go on behind the current one in the order as it is now.
-        const unsigned int uKey = rkPosition.pkSorted->vecEntry[rkPosition.uAt].uKey;
-        rkPosition.pkSorted = Sorted();
-        const std::vector<Entry>& rvecEntry = rkPosition.pkSorted->vecEntry;
-        const auto cIter =
-            std::upper_bound(rvecEntry.begin(), rvecEntry.end(), uKey,
-                             [](unsigned int uLeft, const Entry& kRight) { return uLeft < kRight.uKey; });
-        rkPosition.uAt = static_cast<size_t>(cIter - rvecEntry.begin());
+        const unsigned int uKey = position.pSorted->vecEntry[position.uAt].uKey;
+        position.pSorted = Sorted();
+        const std::vector<Entry>& vecEntry = position.pSorted->vecEntry;
+        const auto cIter = std::upper_bound(vecEntry.begin(), vecEntry.end(), uKey,
+                                            [](unsigned int uLeft, const Entry& right) { return uLeft < right.uKey; });
+        position.uAt = static_cast<size_t>(cIter - vecEntry.begin());
     }
-    if (rkPosition.uAt >= rkPosition.pkSorted->vecEntry.size())
+    if (position.uAt >= position.pSorted->vecEntry.size())
     {
         return false;
     }
-    rhHandle = HandleOf(rkPosition.pkSorted->vecEntry[rkPosition.uAt].uRecord);
+    rhHandle = HandleOf(position.pSorted->vecEntry[position.uAt].uRecord);
     return true;
 }
 
@@ -343,32 +342,32 @@ struct VOHandleIndex::Impl
     }
 };
 
-VOHandleIndex::VOHandleIndex() : m_pkImpl(std::make_unique<Impl>()) {}
+VOHandleIndex::VOHandleIndex() : m_pImpl(std::make_unique<Impl>()) {}
 VOHandleIndex::~VOHandleIndex() = default;
-VOHandleIndex::VOHandleIndex(const VOHandleIndex& rkOther) : m_pkImpl(std::make_unique<Impl>(*rkOther.m_pkImpl)) {}
+VOHandleIndex::VOHandleIndex(const VOHandleIndex& rkOther) : m_pImpl(std::make_unique<Impl>(*rkOther.m_pImpl)) {}
 VOHandleIndex& VOHandleIndex::operator=(const VOHandleIndex& rkOther)
 {
     if (this != &rkOther)
     {
-        *m_pkImpl = *rkOther.m_pkImpl;
+        *m_pImpl = *rkOther.m_pImpl;
     }
     return *this;
 }
 
 unsigned int VOHandleIndex::Count() const
 {
-    return m_pkImpl->uCount;
+    return m_pImpl->uCount;
 }
 
 unsigned int VOHandleIndex::Find(void* hHandle) const
 {
     const unsigned long long ullKey = Impl::KeyOf(hHandle);
-    if (ullKey < m_pkImpl->vecNear.size())
+    if (ullKey < m_pImpl->vecNear.size())
     {
-        return m_pkImpl->vecNear[static_cast<size_t>(ullKey)];
+        return m_pImpl->vecNear[static_cast<size_t>(ullKey)];
     }
-    const auto cIter = m_pkImpl->mapFar.find(ullKey);
-    return cIter != m_pkImpl->mapFar.end() ? cIter->second : kNone;
+    const auto cIter = m_pImpl->mapFar.find(ullKey);
+    return cIter != m_pImpl->mapFar.end() ? cIter->second : kNone;
 }
 
 bool VOHandleIndex::Insert(void* hHandle, unsigned int uNumber)
@@ -378,16 +377,16 @@ bool VOHandleIndex::Insert(void* hHandle, unsigned int uNumber)
         return false;
     }
     const unsigned long long ullKey = Impl::KeyOf(hHandle);
-    m_pkImpl->ReachFor(ullKey);
-    if (ullKey < m_pkImpl->vecNear.size())
+    m_pImpl->ReachFor(ullKey);
+    if (ullKey < m_pImpl->vecNear.size())
     {
-        m_pkImpl->vecNear[static_cast<size_t>(ullKey)] = uNumber;
+        m_pImpl->vecNear[static_cast<size_t>(ullKey)] = uNumber;
     }
     else
     {
-        m_pkImpl->mapFar.emplace(ullKey, uNumber);
+        m_pImpl->mapFar.emplace(ullKey, uNumber);
     }
-    ++m_pkImpl->uCount;
+    ++m_pImpl->uCount;
     return true;
 }
 
@@ -398,35 +397,35 @@ bool VOHandleIndex::Erase(void* hHandle)
     {
         return false;
     }
-    if (ullKey < m_pkImpl->vecNear.size())
+    if (ullKey < m_pImpl->vecNear.size())
     {
-        m_pkImpl->vecNear[static_cast<size_t>(ullKey)] = kNone;
+        m_pImpl->vecNear[static_cast<size_t>(ullKey)] = kNone;
     }
     else
     {
-        m_pkImpl->mapFar.erase(ullKey);
+        m_pImpl->mapFar.erase(ullKey);
     }
-    --m_pkImpl->uCount;
+    --m_pImpl->uCount;
     return true;
 }
 
 void VOHandleIndex::Clear()
 {
-    *m_pkImpl = Impl();
+    *m_pImpl = Impl();
 }
 
 std::vector<std::pair<void*, unsigned int>> VOHandleIndex::Sorted() const
 {
     std::vector<std::pair<void*, unsigned int>> vecResult;
-    vecResult.reserve(m_pkImpl->uCount);
-    for (size_t uKey = 0; uKey < m_pkImpl->vecNear.size(); ++uKey)
+    vecResult.reserve(m_pImpl->uCount);
+    for (size_t uKey = 0; uKey < m_pImpl->vecNear.size(); ++uKey)
     {
-        if (m_pkImpl->vecNear[uKey] != kNone)
+        if (m_pImpl->vecNear[uKey] != kNone)
         {
-            vecResult.emplace_back(reinterpret_cast<void*>(uKey), m_pkImpl->vecNear[uKey]);
+            vecResult.emplace_back(reinterpret_cast<void*>(uKey), m_pImpl->vecNear[uKey]);
         }
     }
-    for (const auto& [ullKey, uNumber] : m_pkImpl->mapFar)
+    for (const auto& [ullKey, uNumber] : m_pImpl->mapFar)
     {
         vecResult.emplace_back(reinterpret_cast<void*>(static_cast<uintptr_t>(ullKey)), uNumber);
     }

@@ -44,11 +44,11 @@ VOBufferContainer& VOBufferContainer::operator=(const VOBufferContainer& rkOther
 {
     if (this != &rkOther)
     {
-        VOBufferContainer kCopy(rkOther);
-        std::swap(m_pbBuffer, kCopy.m_pbBuffer);
-        std::swap(m_uBufferSize, kCopy.m_uBufferSize);
-        std::swap(m_uBufferCapacity, kCopy.m_uBufferCapacity);
-        m_vecHandle = kCopy.m_vecHandle;
+        VOBufferContainer copy(rkOther);
+        std::swap(m_pbBuffer, copy.m_pbBuffer);
+        std::swap(m_uBufferSize, copy.m_uBufferSize);
+        std::swap(m_uBufferCapacity, copy.m_uBufferCapacity);
+        m_vecHandle = copy.m_vecHandle;
     }
     return *this;
 }
@@ -74,9 +74,9 @@ Exit0:
 unsigned char* VOBufferContainer::_AddEntry(const unsigned char*& rpbSource, unsigned int uSize, void*& rhHandle)
 {
     unsigned char* pbResult = nullptr;
-    const std::less<const unsigned char*> kBefore;
+    const std::less<const unsigned char*> before;
     const bool bInside =
-        m_pbBuffer != nullptr && !kBefore(rpbSource, m_pbBuffer) && kBefore(rpbSource, m_pbBuffer + m_uBufferSize);
+        m_pbBuffer != nullptr && !before(rpbSource, m_pbBuffer) && before(rpbSource, m_pbBuffer + m_uBufferSize);
     const size_t uInside = bInside ? static_cast<size_t>(rpbSource - m_pbBuffer) : 0;
     const unsigned long long ullStride = uSize + 1ull;
     const unsigned long long ullNewSize = m_uBufferSize + ullStride;

@@ -31,7 +31,7 @@ struct Mixer
 
 // Gives the words of the table in the order in which they are made: for each index down the five rows.
 template <typename Store>
-constexpr void MakeTable(Store&& kStore)
+constexpr void MakeTable(Store&& store)
 {
     unsigned int uSeed = 0x00100001;
     const auto NextHalf = [&uSeed]
@@ -44,7 +44,7 @@ constexpr void MakeTable(Store&& kStore)
         for (unsigned int uRow = 0; uRow < VOStringHash::kRowCount; ++uRow)
         {
             const unsigned int uHigh = NextHalf() << 16;
-            kStore(uRow, uIndex, uHigh | NextHalf());
+            store(uRow, uIndex, uHigh | NextHalf());
         }
     }
 }
@@ -116,7 +116,7 @@ VOStringHash::VOStringHash()
 unsigned int VOStringHash::HashA(const char* pszString, VOULONG dwHashType) const
 {
     unsigned int uResult = 0;
-    Mixer kMixer;
+    Mixer mixer;
     if (pszString == nullptr || dwHashType >= kRowCount)
     {
         VO_PROCESS_ERROR_FALSE;
@@ -126,9 +126,9 @@ unsigned int VOStringHash::HashA(const char* pszString, VOULONG dwHashType) cons
         // A byte from 0x80 up counts as negative: the word is one of the row before, and in front of the table zero.
         const int ch = static_cast<signed char>(*pszString);
         const int nWord = static_cast<int>(dwHashType * kRowSize) + ch;
-        kMixer.Step(nWord >= 0 ? m_auTable[nWord] : 0, static_cast<unsigned int>(ch));
+        mixer.Step(nWord >= 0 ? m_auTable[nWord] : 0, static_cast<unsigned int>(ch));
     }
-    uResult = kMixer.uSeed1;
+    uResult = mixer.uSeed1;
 
 Exit0:
     return uResult;
@@ -137,7 +137,7 @@ Exit0:
 unsigned int VOStringHash::HashW(const VOWCHAR* pszString, VOULONG dwHashType) const
 {
     unsigned int uResult = 0;
-    Mixer kMixer;
+    Mixer mixer;
     const unsigned int* puRow = m_auTable;
     const unsigned char* pbText = reinterpret_cast<const unsigned char*>(pszString);
     if (pszString == nullptr || dwHashType >= kRowCount)
@@ -154,11 +154,11 @@ unsigned int VOStringHash::HashW(const VOWCHAR* pszString, VOULONG dwHashType) c
         }
         if (ch > 0xFF)
         {
-            kMixer.Step(puRow[ch >> 8], ch >> 8);
+            mixer.Step(puRow[ch >> 8], ch >> 8);
         }
-        kMixer.Step(puRow[ch & 0xFF], ch & 0xFF);
+        mixer.Step(puRow[ch & 0xFF], ch & 0xFF);
     }
-    uResult = kMixer.uSeed1;
+    uResult = mixer.uSeed1;
 
 Exit0:
     return uResult;
@@ -171,7 +171,7 @@ unsigned int VOStringHash::Hash(const VOWCHAR* pszString, VOULONG dwHashType) co
 
 void VOStringHash::HashRows(const VOWCHAR* pszString, unsigned int& uHash0, unsigned int& uHash1)
 {
-    PairMixer kMixer;
+    PairMixer mixer;
     const unsigned char* pbText = reinterpret_cast<const unsigned char*>(pszString);
     uHash0 = 0;
     uHash1 = 0;
@@ -188,12 +188,12 @@ void VOStringHash::HashRows(const VOWCHAR* pszString, unsigned int& uHash0, unsi
         }
         if (ch > 0xFF)
         {
-            kMixer.Step(ch >> 8);
+            mixer.Step(ch >> 8);
         }
-        kMixer.Step(ch & 0xFF);
+        mixer.Step(ch & 0xFF);
     }
-    uHash0 = static_cast<unsigned int>(_mm_cvtsi128_si32(kMixer.seed1));
-    uHash1 = static_cast<unsigned int>(_mm_cvtsi128_si32(_mm_srli_epi64(kMixer.seed1, 32)));
+    uHash0 = static_cast<unsigned int>(_mm_cvtsi128_si32(mixer.seed1));
+    uHash1 = static_cast<unsigned int>(_mm_cvtsi128_si32(_mm_srli_epi64(mixer.seed1, 32)));
 
 Exit0:
     return;

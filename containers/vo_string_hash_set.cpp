@@ -53,10 +53,10 @@ VOStringHashSet& VOStringHashSet::operator=(const VOStringHashSet& rkOther)
         m_eHashMode = rkOther.m_eHashMode;
         m_eHashRole = rkOther.m_eHashRole;
         m_vecHashStringParam = rkOther.m_vecHashStringParam;
-        auto pkStringPool = std::unique_ptr<VOStringContainer>(
+        auto pStringPool = std::unique_ptr<VOStringContainer>(
             rkOther.m_pkStringPool != nullptr ? new VOStringContainer(*rkOther.m_pkStringPool) : nullptr);
         delete m_pkStringPool;
-        m_pkStringPool = pkStringPool.release();
+        m_pkStringPool = pStringPool.release();
         m_kStringHash = rkOther.m_kStringHash;
         m_mapHashString = rkOther.m_mapHashString;
         m_mapHashConflict = rkOther.m_mapHashConflict;
@@ -158,8 +158,8 @@ const VOWCHAR* VOStringHashSet::GetString(void* hString) const
     {
         return nullptr;
     }
-    const StringHashParam kParam = m_vecHashStringParam[uRecord];
-    return (kParam.dwState & kStateText) != 0 ? m_pkStringPool->Get(kParam.hString) : nullptr;
+    const StringHashParam param = m_vecHashStringParam[uRecord];
+    return (param.dwState & kStateText) != 0 ? m_pkStringPool->Get(param.hString) : nullptr;
 }
 
 // The handle of what a lookup found, unless it is removed.
@@ -226,15 +226,15 @@ int VOStringHashSet::WriteAlloc(unsigned char* pbTo) const
         m_mapTableHashConflict.WriteAlloc(pbPart + kHead.uMapTableBufSize);
         return 1;
     }
-    const auto WriteMap = [](unsigned char* pbTable, const VOHashIndex& rkMap)
+    const auto WriteMap = [](unsigned char* pbTable, const VOHashIndex& map)
     {
-        const auto pkSorted = rkMap.Sorted();
-        return HashTable::WriteAllocOfMap(pbTable, pkSorted->vecEntry.size(),
-                                          [&pkSorted](auto&& kVisit)
+        const auto pSorted = map.Sorted();
+        return HashTable::WriteAllocOfMap(pbTable, pSorted->vecEntry.size(),
+                                          [&pSorted](auto&& visit)
                                           {
-                                              for (const VOHashIndex::Entry& kEntry : pkSorted->vecEntry)
+                                              for (const VOHashIndex::Entry& entry : pSorted->vecEntry)
                                               {
-                                                  kVisit(kEntry.uKey, VOHashIndex::HandleOf(kEntry.uRecord));
+                                                  visit(entry.uKey, VOHashIndex::HandleOf(entry.uRecord));
                                               }
                                           });
     };
@@ -283,41 +283,41 @@ VOStringHashSet::Lookup VOStringHashSet::_Lookup_C(const VOWCHAR* pszString) con
 
 VOStringHashSet::Lookup VOStringHashSet::_Candidate_C(const VOWCHAR* pszString) const
 {
-    Lookup kLookup;
-    HashTable::Iterator kIterator;
-    m_kStringHash.HashRows(pszString, kLookup.uHash0, kLookup.uHash1);
-    kLookup.dwHashMask = kMaskPrimary;
-    kLookup.bFound = m_mapTableHashString.Find(kLookup.uHash0, kIterator);
-    kLookup.hString = kLookup.bFound ? kIterator.kValue : INVALID_HANDLE_VALUE;
-    return kLookup;
+    Lookup lookup;
+    HashTable::Iterator iterator;
+    m_kStringHash.HashRows(pszString, lookup.uHash0, lookup.uHash1);
+    lookup.dwHashMask = kMaskPrimary;
+    lookup.bFound = m_mapTableHashString.Find(lookup.uHash0, iterator);
+    lookup.hString = lookup.bFound ? iterator.value : INVALID_HANDLE_VALUE;
+    return lookup;
 }
 
-VOStringHashSet::Lookup VOStringHashSet::_Confirm_C(Lookup kLookup) const
+VOStringHashSet::Lookup VOStringHashSet::_Confirm_C(Lookup lookup) const
 {
-    kLookup.bFound = kLookup.bFound && _IsRecord(kLookup.hString);
-    if (kLookup.bFound && m_vecHashStringParam[NumberOf(kLookup.hString)].uHash1 != kLookup.uHash1)
+    lookup.bFound = lookup.bFound && _IsRecord(lookup.hString);
+    if (lookup.bFound && m_vecHashStringParam[NumberOf(lookup.hString)].uHash1 != lookup.uHash1)
     {
         // The second string of this first hash is taken unseen, as the Provider does.
-        HashTable::Iterator kIterator;
-        kLookup.dwHashMask |= kMaskConflict;
-        kLookup.bFound = m_mapTableHashConflict.Find(kLookup.uHash0, kIterator);
-        kLookup.hString = kIterator.kValue;
+        HashTable::Iterator iterator;
+        lookup.dwHashMask |= kMaskConflict;
+        lookup.bFound = m_mapTableHashConflict.Find(lookup.uHash0, iterator);
+        lookup.hString = iterator.value;
     }
-    return kLookup;
+    return lookup;
 }
 
 int VOStringHashSet::_FindHashString_C(const VOWCHAR* pszString, unsigned int& uHash0, unsigned int& uHash1,
                                        unsigned int&, VOULONG& dwHashMask, void*& hString) const
 {
-    const Lookup kLookup = _Lookup_C(pszString);
-    uHash0 = kLookup.uHash0;
-    uHash1 = kLookup.uHash1;
-    dwHashMask |= kLookup.dwHashMask;
-    if (kLookup.bFound)
+    const Lookup lookup = _Lookup_C(pszString);
+    uHash0 = lookup.uHash0;
+    uHash1 = lookup.uHash1;
+    dwHashMask |= lookup.dwHashMask;
+    if (lookup.bFound)
     {
-        hString = kLookup.hString;
+        hString = lookup.hString;
     }
-    return kLookup.bFound;
+    return lookup.bFound;
 }
 
 void* VOStringHashSet::_Find_C(const VOWCHAR* pszString) const
@@ -348,13 +348,13 @@ int VOStringHashSet::_CleanUp_C()
 
 int VOStringHashSet::_GetFirst_C(Iterator& rkIterator) const
 {
-    HashTable::Iterator kSlot;
-    if (!m_mapTableHashString.GetFirst(kSlot) || NumberOf(kSlot.kValue) >= m_vecHashStringParam.Count())
+    HashTable::Iterator slot;
+    if (!m_mapTableHashString.GetFirst(slot) || NumberOf(slot.value) >= m_vecHashStringParam.Count())
     {
         return 0;
     }
-    rkIterator.kSlot = kSlot;
-    rkIterator.hString = kSlot.kValue;
+    rkIterator.kSlot = slot;
+    rkIterator.hString = slot.value;
     rkIterator.uStage = 1;
     return 1;
 }
@@ -382,7 +382,7 @@ int VOStringHashSet::_HasNext_C(Iterator& rkIterator) const
         default:
             return 0;
     }
-    rkIterator.hString = rkIterator.kSlot.kValue;
+    rkIterator.hString = rkIterator.kSlot.value;
     return 1;
 }
 

@@ -11,48 +11,48 @@
 
 VOStringHashSet::Lookup VOStringHashSet::_Lookup_P(const VOWCHAR* pszString) const
 {
-    Lookup kLookup;
-    m_kStringHash.HashRows(pszString, kLookup.uHash0, kLookup.uHash1);
-    kLookup.dwHashMask = kMaskPrimary;
+    Lookup lookup;
+    m_kStringHash.HashRows(pszString, lookup.uHash0, lookup.uHash1);
+    lookup.dwHashMask = kMaskPrimary;
 
     void* hFirst = INVALID_HANDLE_VALUE;
-    if (!m_mapHashString.Find(kLookup.uHash0, hFirst) || !_IsRecord(hFirst))
+    if (!m_mapHashString.Find(lookup.uHash0, hFirst) || !_IsRecord(hFirst))
     {
-        return kLookup;
+        return lookup;
     }
-    if (m_vecHashStringParam[NumberOf(hFirst)].uHash1 == kLookup.uHash1)
+    if (m_vecHashStringParam[NumberOf(hFirst)].uHash1 == lookup.uHash1)
     {
-        kLookup.hString = hFirst;
-        kLookup.bFound = true;
-        return kLookup;
+        lookup.hString = hFirst;
+        lookup.bFound = true;
+        return lookup;
     }
 
     // The second string of this first hash is taken unseen: readers do the same, and the two must agree.
-    kLookup.dwHashMask |= kMaskConflict;
-    kLookup.bFound = m_mapHashConflict.Find(kLookup.uHash0, kLookup.hString) && _IsRecord(kLookup.hString);
-    return kLookup;
+    lookup.dwHashMask |= kMaskConflict;
+    lookup.bFound = m_mapHashConflict.Find(lookup.uHash0, lookup.hString) && _IsRecord(lookup.hString);
+    return lookup;
 }
 
 int VOStringHashSet::_FindHashString_P(const VOWCHAR* pszString, unsigned int& uHash0, unsigned int& uHash1,
                                        unsigned int&, VOULONG& dwHashMask, void*& hString) const
 {
-    const Lookup kLookup = _Lookup_P(pszString);
-    uHash0 = kLookup.uHash0;
-    uHash1 = kLookup.uHash1;
-    dwHashMask |= kLookup.dwHashMask;
-    if (kLookup.bFound)
+    const Lookup lookup = _Lookup_P(pszString);
+    uHash0 = lookup.uHash0;
+    uHash1 = lookup.uHash1;
+    dwHashMask |= lookup.dwHashMask;
+    if (lookup.bFound)
     {
-        hString = kLookup.hString;
+        hString = lookup.hString;
     }
-    return kLookup.bFound;
+    return lookup.bFound;
 }
 
 void* VOStringHashSet::_AddHashStringParam_P(void* hString, VOULONG dwHashMask, unsigned int uHash0,
                                              unsigned int uHash1, unsigned int)
 {
     const unsigned int uRecord = m_vecHashStringParam.Count();
-    const StringHashParam kParam = {hString, kStateKeyOnly, dwHashMask, uHash0, uHash1};
-    return m_vecHashStringParam.PushBack(kParam) ? HandleOf(uRecord) : INVALID_HANDLE_VALUE;
+    const StringHashParam param = {hString, kStateKeyOnly, dwHashMask, uHash0, uHash1};
+    return m_vecHashStringParam.PushBack(param) ? HandleOf(uRecord) : INVALID_HANDLE_VALUE;
 }
 
 int VOStringHashSet::_ResetHashStringParam(void* hString, VOULONG dwHashMask, VOULONG dwState, unsigned int uHash0,
@@ -72,11 +72,11 @@ void* VOStringHashSet::_AddString_P(const Lookup& rkLookup, void* hText, VOULONG
     void* hResult = _AddHashStringParam_P(hText, rkLookup.dwHashMask, rkLookup.uHash0, rkLookup.uHash1, 0);
     if (hResult != INVALID_HANDLE_VALUE)
     {
-        StringHashParam kParam;
-        _ResetHashStringParam(hText, rkLookup.dwHashMask, dwState, rkLookup.uHash0, rkLookup.uHash1, 0, &kParam);
-        m_vecHashStringParam.Set(NumberOf(hResult), kParam);
-        VOHashIndex& rkMap = (rkLookup.dwHashMask & kMaskConflict) != 0 ? m_mapHashConflict : m_mapHashString;
-        rkMap.Insert(rkLookup.uHash0, hResult);
+        StringHashParam param;
+        _ResetHashStringParam(hText, rkLookup.dwHashMask, dwState, rkLookup.uHash0, rkLookup.uHash1, 0, &param);
+        m_vecHashStringParam.Set(NumberOf(hResult), param);
+        VOHashIndex& map = (rkLookup.dwHashMask & kMaskConflict) != 0 ? m_mapHashConflict : m_mapHashString;
+        map.Insert(rkLookup.uHash0, hResult);
     }
     return hResult;
 }
@@ -103,7 +103,7 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
     void* hResult = INVALID_HANDLE_VALUE;
     const bool bKeepText = m_eHashMode == SHM_HashAndString;
     const VOULONG dwWanted = bKeepText ? kStateText : kStateKeyOnly;
-    Lookup kLookup;
+    Lookup lookup;
     if (m_pkStringPool == nullptr)
     {
         return INVALID_HANDLE_VALUE;
@@ -121,17 +121,17 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
         return HandleOf(m_uLastFound);
     }
 
-    kLookup = _Lookup_P(pszString);
-    if (!kLookup.bFound)
+    lookup = _Lookup_P(pszString);
+    if (!lookup.bFound)
     {
-        hResult = _AddString_P(kLookup, bKeepText ? m_pkStringPool->Add(pszString) : INVALID_HANDLE_VALUE, dwWanted);
+        hResult = _AddString_P(lookup, bKeepText ? m_pkStringPool->Add(pszString) : INVALID_HANDLE_VALUE, dwWanted);
     }
     else
     {
-        StringHashParam kParam = m_vecHashStringParam[NumberOf(kLookup.hString)];
-        if (kParam.dwState == dwWanted)
+        StringHashParam param = m_vecHashStringParam[NumberOf(lookup.hString)];
+        if (param.dwState == dwWanted)
         {
-            m_uLastFound = NumberOf(kLookup.hString);
+            m_uLastFound = NumberOf(lookup.hString);
             if (pbExist != nullptr)
             {
                 *pbExist = 1;
@@ -140,7 +140,7 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
         else
         {
             // A removed string's old text is used again; a key gets its text now.
-            void* hText = kParam.hString;
+            void* hText = param.hString;
             if (hText == INVALID_HANDLE_VALUE && bKeepText)
             {
                 hText = m_pkStringPool->Add(pszString);
@@ -149,10 +149,10 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
                     return INVALID_HANDLE_VALUE;
                 }
             }
-            _ResetHashStringParam(hText, kLookup.dwHashMask, dwWanted, kLookup.uHash0, kLookup.uHash1, 0, &kParam);
-            m_vecHashStringParam.Set(NumberOf(kLookup.hString), kParam);
+            _ResetHashStringParam(hText, lookup.dwHashMask, dwWanted, lookup.uHash0, lookup.uHash1, 0, &param);
+            m_vecHashStringParam.Set(NumberOf(lookup.hString), param);
         }
-        hResult = kLookup.hString;
+        hResult = lookup.hString;
     }
 
 Exit0:
@@ -162,7 +162,7 @@ Exit0:
 void* VOStringHashSet::_InsertKey_P(const VOWCHAR* pszString, int* pbExist)
 {
     void* hResult = INVALID_HANDLE_VALUE;
-    Lookup kLookup;
+    Lookup lookup;
     if (m_pkStringPool == nullptr)
     {
         return INVALID_HANDLE_VALUE;
@@ -171,26 +171,26 @@ void* VOStringHashSet::_InsertKey_P(const VOWCHAR* pszString, int* pbExist)
     {
         VO_PROCESS_ERROR_FALSE;
     }
-    kLookup = _Lookup_P(pszString);
-    if (!kLookup.bFound)
+    lookup = _Lookup_P(pszString);
+    if (!lookup.bFound)
     {
-        hResult = _AddString_P(kLookup, INVALID_HANDLE_VALUE, kStateKeyOnly);
+        hResult = _AddString_P(lookup, INVALID_HANDLE_VALUE, kStateKeyOnly);
     }
     else
     {
-        StringHashParam kParam = m_vecHashStringParam[NumberOf(kLookup.hString)];
-        if ((kParam.dwState & kStateRemoved) != 0)
+        StringHashParam param = m_vecHashStringParam[NumberOf(lookup.hString)];
+        if ((param.dwState & kStateRemoved) != 0)
         {
             // Revived as a key: its text stays in the pool, hidden by the state.
-            _ResetHashStringParam(kParam.hString, kLookup.dwHashMask, kStateKeyOnly, kLookup.uHash0, kLookup.uHash1, 0,
-                                  &kParam);
-            m_vecHashStringParam.Set(NumberOf(kLookup.hString), kParam);
+            _ResetHashStringParam(param.hString, lookup.dwHashMask, kStateKeyOnly, lookup.uHash0, lookup.uHash1, 0,
+                                  &param);
+            m_vecHashStringParam.Set(NumberOf(lookup.hString), param);
         }
         else if (pbExist != nullptr)
         {
             *pbExist = 1;
         }
-        hResult = kLookup.hString;
+        hResult = lookup.hString;
     }
 
 Exit0:
@@ -227,13 +227,13 @@ unsigned int VOStringHashSet::_Count_P() const
 
 int VOStringHashSet::_GetFirst_P(Iterator& rkIterator) const
 {
-    VOHashIndex::Position kPosition;
+    VOHashIndex::Position position;
     void* hFirst = INVALID_HANDLE_VALUE;
-    if (!m_mapHashString.First(kPosition, hFirst) || NumberOf(hFirst) >= m_vecHashStringParam.Count())
+    if (!m_mapHashString.First(position, hFirst) || NumberOf(hFirst) >= m_vecHashStringParam.Count())
     {
         return 0;
     }
-    rkIterator.kPosition = kPosition;
+    rkIterator.kPosition = position;
     rkIterator.hString = hFirst;
     rkIterator.uStage = 1;
     return 1;
@@ -292,17 +292,17 @@ int VOStringHashSet::_SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy, unsigned
         return 0;
     }
 
-    const auto ReadTable = [](const unsigned char* pbTable, unsigned int uSize, VOHashIndex& rkMap)
+    const auto ReadTable = [](const unsigned char* pbTable, unsigned int uSize, VOHashIndex& map)
     {
-        HashTable kReader;
-        if (!kReader.SetAlloc(reinterpret_cast<const VOMapTableAlloc*>(pbTable), 0, uSize))
+        HashTable reader;
+        if (!reader.SetAlloc(reinterpret_cast<const VOMapTableAlloc*>(pbTable), 0, uSize))
         {
             return 0;
         }
-        HashTable::Iterator kIterator;
-        for (bool bMore = kReader.GetFirst(kIterator); bMore; bMore = kReader.GetNext(kIterator))
+        HashTable::Iterator iterator;
+        for (bool bMore = reader.GetFirst(iterator); bMore; bMore = reader.GetNext(iterator))
         {
-            rkMap.Insert(kIterator.kKey, kIterator.kValue);
+            map.Insert(iterator.key, iterator.value);
         }
         return 1;
     };

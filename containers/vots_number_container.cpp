@@ -30,10 +30,10 @@ VOTSNumberContainer& VOTSNumberContainer::operator=(const VOTSNumberContainer& r
 {
     if (this != &rkOther)
     {
-        VOTSNumberContainer kCopy(rkOther);
-        std::swap(m_pArrNumber, kCopy.m_pArrNumber);
-        std::swap(m_uCapacity, kCopy.m_uCapacity);
-        std::swap(m_uCount, kCopy.m_uCount);
+        VOTSNumberContainer copy(rkOther);
+        std::swap(m_pArrNumber, copy.m_pArrNumber);
+        std::swap(m_uCapacity, copy.m_uCapacity);
+        std::swap(m_uCount, copy.m_uCount);
     }
     return *this;
 }

@@ -258,7 +258,7 @@ bool StackWalker::TakeThreadContext(void* hThread, CONTEXT& rContext)
 int StackWalker::ShowCallstack(void* hThread, const CONTEXT* pContext, ReadMemoryFunction pfnReadMemory,
                                void* pUserData)
 {
-    CONTEXT kContext;
+    CONTEXT context;
     m_bNoFrameKept = 1;
     m_nSummaryFrames = 0;
     m_szSummary[0] = 0;
@@ -277,20 +277,20 @@ int StackWalker::ShowCallstack(void* hThread, const CONTEXT* pContext, ReadMemor
     ms_pReadMemoryUserData = pUserData;
     if (pContext != nullptr)
     {
-        kContext = *pContext;
+        context = *pContext;
     }
     else if (VOIsCallingThread(hThread))
     {
         // Here and in no function that has returned when the walk begins: its frame would be gone.
-        memset(&kContext, 0, sizeof(kContext));
-        kContext.ContextFlags = kContextFlags;
-        RtlCaptureContext(&kContext);
+        memset(&context, 0, sizeof(context));
+        context.ContextFlags = kContextFlags;
+        RtlCaptureContext(&context);
     }
-    else if (!TakeThreadContext(hThread, kContext))
+    else if (!TakeThreadContext(hThread, context))
     {
         return 0;
     }
-    WalkFrames(hThread, kContext);
+    WalkFrames(hThread, context);
     if (pContext == nullptr)
     {
         VOResumeThread(hThread);
@@ -300,10 +300,10 @@ int StackWalker::ShowCallstack(void* hThread, const CONTEXT* pContext, ReadMemor
 
 void StackWalker::WalkFrames(void* hThread, CONTEXT& rContext)
 {
-    VODebugFrame kFrame = {};
-    kFrame.kPC = {rContext.Rip, 0, kVOFlatAddress};
-    kFrame.kFrame = {rContext.Rsp, 0, kVOFlatAddress};
-    kFrame.kStack = {rContext.Rsp, 0, kVOFlatAddress};
+    VODebugFrame frame = {};
+    frame.pC = {rContext.Rip, 0, kVOFlatAddress};
+    frame.frame = {rContext.Rsp, 0, kVOFlatAddress};
+    frame.stack = {rContext.Rsp, 0, kVOFlatAddress};
 
     // Too large for a stack that may be nearly used up when a program reports its crash.
     const std::unique_ptr<void, VOFreeBlock> pSymbol(VOTryAllocate(kSymbolRecordSize));
@@ -316,28 +316,28 @@ void StackWalker::WalkFrames(void* hThread, CONTEXT& rContext)
     for (unsigned long long ullFrame = 0;; ++ullFrame)
     {
         if (!Call<VOStackWalk64>(m_Internal.m_pfnStackWalk64)(
-                kMachineX64, m_hProcess, hThread, &kFrame, &rContext,
+                kMachineX64, m_hProcess, hThread, &frame, &rContext,
                 reinterpret_cast<VOReadMemoryRoutine>(&StackWalker::myReadProcMem),
                 Call<VOFunctionTableRoutine>(m_Internal.m_pfnSymFunctionTableAccess64),
                 Call<VOModuleBaseRoutine>(m_Internal.m_pfnSymGetModuleBase64), nullptr))
         {
-            OnDbgHelpErr("StackWalk64", GetLastError(), kFrame.kPC.ullOffset);
+            OnDbgHelpErr("StackWalk64", GetLastError(), frame.pC.ullOffset);
             return;
         }
         *pEntry = CallstackEntry();
-        pEntry->uAddress = kFrame.kPC.ullOffset;
+        pEntry->uAddress = frame.pC.ullOffset;
         // The only bound of a walk.
-        if (kFrame.kPC.ullOffset == kFrame.kReturn.ullOffset)
+        if (frame.pC.ullOffset == frame.giveBack.ullOffset)
         {
-            OnDbgHelpErr("StackWalk64-Endless-Callstack!", 0, kFrame.kPC.ullOffset);
+            OnDbgHelpErr("StackWalk64-Endless-Callstack!", 0, frame.pC.ullOffset);
             return;
         }
-        if (kFrame.kPC.ullOffset != 0)
+        if (frame.pC.ullOffset != 0)
         {
             DescribeFrame(*pEntry, pSymbol.get());
         }
         OnCallstackEntry(ullFrame == 0 ? eEntryFirst : eEntryNext, *pEntry);
-        if (kFrame.kReturn.ullOffset == 0)
+        if (frame.giveBack.ullOffset == 0)
         {
             OnCallstackEntry(eEntryLast, *pEntry);
             SetLastError(ERROR_SUCCESS);
@@ -370,15 +370,14 @@ void StackWalker::DescribeFrame(CallstackEntry& rEntry, void* pSymbolRecord)
 
     if (m_Internal.m_pfnSymGetLineFromAddr64 != nullptr)
     {
-        VODebugLine kLine = {};
+        VODebugLine line = {};
         DWORD uOffset = 0;
-        kLine.uSizeOfStruct = sizeof(kLine);
-        if (Call<VOSymGetLineFromAddr64>(m_Internal.m_pfnSymGetLineFromAddr64)(m_hProcess, ullAddress, &uOffset,
-                                                                               &kLine))
+        line.uSizeOfStruct = sizeof(line);
+        if (Call<VOSymGetLineFromAddr64>(m_Internal.m_pfnSymGetLineFromAddr64)(m_hProcess, ullAddress, &uOffset, &line))
         {
             rEntry.uLineOffset = uOffset;
-            rEntry.uLineNumber = kLine.uLineNumber;
-            CopyText(rEntry.szLineFileName, kLine.pszFileName, kTextSize - 1);
+            rEntry.uLineNumber = line.uLineNumber;
+            CopyText(rEntry.szLineFileName, line.pszFileName, kTextSize - 1);
         }
         else
         {
@@ -386,14 +385,14 @@ void StackWalker::DescribeFrame(CallstackEntry& rEntry, void* pSymbolRecord)
         }
     }
 
-    StackWalkerInternal::IMAGEHLP_MODULE64_V2 kModule;
-    if (m_Internal.GetModuleInfo(m_hProcess, ullAddress, &kModule) != 0)
+    StackWalkerInternal::IMAGEHLP_MODULE64_V2 loaded;
+    if (m_Internal.GetModuleInfo(m_hProcess, ullAddress, &loaded) != 0)
     {
-        rEntry.nSymType = kModule.SymType;
-        rEntry.pszSymTypeString = WalkedTypeText(kModule.SymType);
-        CopyText(rEntry.szModuleName, kModule.ModuleName, sizeof(kModule.ModuleName));
-        rEntry.uBaseOfImage = kModule.BaseOfImage;
-        CopyText(rEntry.szLoadedImageName, kModule.LoadedImageName, sizeof(kModule.LoadedImageName));
+        rEntry.nSymType = loaded.SymType;
+        rEntry.pszSymTypeString = WalkedTypeText(loaded.SymType);
+        CopyText(rEntry.szModuleName, loaded.ModuleName, sizeof(loaded.ModuleName));
+        rEntry.uBaseOfImage = loaded.BaseOfImage;
+        CopyText(rEntry.szLoadedImageName, loaded.LoadedImageName, sizeof(loaded.LoadedImageName));
     }
     else
     {

@@ -144,10 +144,10 @@ int StackWalkerInternal::Init(const char* pszSymPath)
         {&m_pfnSymGetSearchPath, "SymGetSearchPath", false},
     };
     bool bComplete = true;
-    for (const auto& rkFunction : akFunction)
+    for (const auto& function : akFunction)
     {
-        *rkFunction.ppfnBound = Bind(hLibrary, rkFunction.pszName);
-        bComplete = bComplete && (*rkFunction.ppfnBound != nullptr || !rkFunction.bRequired);
+        *function.ppfnBound = Bind(hLibrary, function.pszName);
+        bComplete = bComplete && (*function.ppfnBound != nullptr || !function.bRequired);
     }
     if (!bComplete)
     {
@@ -242,12 +242,12 @@ int StackWalkerInternal::GetModuleListTH32(void* hProcess, VOULONG dwProcessId)
         const HANDLE hSnapshot = pfnSnapshot(kVOSnapshotModules, dwProcessId);
         if (hSnapshot != INVALID_HANDLE_VALUE)
         {
-            VOModuleEntry kEntry = {};
-            kEntry.uSize = sizeof(kEntry);
-            for (BOOL bMore = pfnFirst(hSnapshot, &kEntry); bMore; bMore = pfnNext(hSnapshot, &kEntry))
+            VOModuleEntry entry = {};
+            entry.uSize = sizeof(entry);
+            for (BOOL bMore = pfnFirst(hSnapshot, &entry); bMore; bMore = pfnNext(hSnapshot, &entry))
             {
-                LoadModule(hProcess, kEntry.szExePath, kEntry.szModule, reinterpret_cast<uintptr_t>(kEntry.pbBase),
-                           kEntry.uBaseSize);
+                LoadModule(hProcess, entry.szExePath, entry.szModule, reinterpret_cast<uintptr_t>(entry.pbBase),
+                           entry.uBaseSize);
                 ++nModules;
             }
             CloseHandle(hSnapshot);
@@ -290,13 +290,13 @@ int StackWalkerInternal::GetModuleListPSAPI(void* hProcess)
         std::vector<char> vecName(kModuleListSize);
         for (const HMODULE hModule : vecModule)
         {
-            ModuleInfo kInfo = {};
+            ModuleInfo moduleInfo = {};
             vecFile[0] = vecName[0] = 0;
-            pfnInformation(hProcess, hModule, &kInfo, sizeof(kInfo));
+            pfnInformation(hProcess, hModule, &moduleInfo, sizeof(moduleInfo));
             pfnFile(hProcess, hModule, vecFile.data(), kModuleListSize);
             pfnBase(hProcess, hModule, vecName.data(), kModuleListSize);
             const DWORD uError = LoadModule(hProcess, vecFile.data(), vecName.data(),
-                                            reinterpret_cast<uintptr_t>(kInfo.pvBase), kInfo.uSize);
+                                            reinterpret_cast<uintptr_t>(moduleInfo.pvBase), moduleInfo.uSize);
             if (uError != ERROR_SUCCESS)
             {
                 m_pOwner->OnDbgHelpErr("LoadModule", uError, 0);
@@ -324,14 +324,14 @@ VOULONG StackWalkerInternal::LoadModule(void* hProcess, const char* pszImage, co
         uResult = GetLastError();
     }
     const unsigned long long ullVersion = (m_pOwner->m_nOptions & kFetchFileVersion) != 0 ? VOFileVersion(pszImage) : 0;
-    IMAGEHLP_MODULE64_V2 kModule;
+    IMAGEHLP_MODULE64_V2 loaded;
     const char* pszSymbolType = "-unknown-";
     const char* pszLoadedImage = "";
-    if (GetModuleInfo(hProcess, uBase, &kModule) != 0)
+    if (GetModuleInfo(hProcess, uBase, &loaded) != 0)
     {
-        pszSymbolType = ListedTypeText(kModule.SymType);
-        kModule.LoadedImageName[sizeof(kModule.LoadedImageName) - 1] = 0;
-        pszLoadedImage = kModule.LoadedImageName;
+        pszSymbolType = ListedTypeText(loaded.SymType);
+        loaded.LoadedImageName[sizeof(loaded.LoadedImageName) - 1] = 0;
+        pszLoadedImage = loaded.LoadedImageName;
     }
     m_pOwner->OnLoadModule(pszImage, pszModule, uBase, uSize, uResult, pszSymbolType, pszLoadedImage, ullVersion);
     return uResult;

@@ -59,15 +59,15 @@ bool Holds(const char* pszText, const char* pszWhat)
 void StackWalker::OnSymInit(const char* pszSearchPath, VOULONG uSymOptions, const char* pszUserName)
 {
     char szText[kReportSize];
-    VOSystemVersionInfo kVersion;
+    VOSystemVersionInfo version;
     FormatText(szText, "SymInit: Symbol-SearchPath: '%s', symOptions: %d, UserName: '%s'\n", pszSearchPath,
                static_cast<int>(uSymOptions), pszUserName);
     OnOutput(szText);
-    if (VOSystemVersion(&kVersion))
+    if (VOSystemVersion(&version))
     {
-        FormatText(szText, "OS-Version: %d.%d.%d (%s) 0x%x-0x%x\n", static_cast<int>(kVersion.uMajor),
-                   static_cast<int>(kVersion.uMinor), static_cast<int>(kVersion.uBuild), kVersion.szServicePack,
-                   kVersion.uSuiteMask, kVersion.uProductType);
+        FormatText(szText, "OS-Version: %d.%d.%d (%s) 0x%x-0x%x\n", static_cast<int>(version.uMajor),
+                   static_cast<int>(version.uMinor), static_cast<int>(version.uBuild), version.szServicePack,
+                   version.uSuiteMask, version.uProductType);
         OnOutput(szText);
     }
 }

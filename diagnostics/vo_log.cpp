@@ -17,7 +17,7 @@ std::atomic<VOLogHook> g_pTraceHook{nullptr};
 // The state behind SetTracePrintEnable, closed again when the library is unloaded.
 struct TraceConsole
 {
-    std::mutex kLock;
+    std::mutex lock;
     bool bEnable = false;
     bool bAttached = false;
     FILE* pStream = nullptr;
@@ -31,7 +31,7 @@ struct TraceConsole
     }
 };
 
-TraceConsole g_kTraceConsole;
+TraceConsole g_traceConsole;
 
 // Formats, calls the hook, and writes to standard output in any case. The buffer is this call's own: threads and
 // channels can't mix their texts, a hook may log, nothing is allocated, and no thread keeps anything of a library that
@@ -50,13 +50,13 @@ int Deliver(VOLogHook pHook, VOLOG_PRIORITY emPriority, const char* pszFormat, v
     return nResult;
 }
 
-int SetHook(std::atomic<VOLogHook>& rpHook, VOLogHook pFunction)
+int SetHook(std::atomic<VOLogHook>& pHook, VOLogHook pFunction)
 {
     if (pFunction == nullptr)
     {
         return 0;
     }
-    rpHook.store(pFunction);
+    pHook.store(pFunction);
     return 1;
 }
 
@@ -96,22 +96,22 @@ int SetTracePrintFunction(VOLogHook pFunction)
 
 void SetTracePrintEnable(int bAttachConsole, int bEnable)
 {
-    TraceConsole& rkConsole = g_kTraceConsole;
-    const std::lock_guard<std::mutex> kGuard(rkConsole.kLock);
-    rkConsole.bEnable = bEnable != 0;
+    TraceConsole& console = g_traceConsole;
+    const std::lock_guard<std::mutex> guard(console.lock);
+    console.bEnable = bEnable != 0;
     if (bAttachConsole != 0)
     {
         // A console that is attached already clears the flag as well: a second attach switches tracing off, and
         // hosts toggle with bAttachConsole zero.
-        rkConsole.bAttached = false;
-        if (rkConsole.pStream == nullptr && AttachConsole(ATTACH_PARENT_PROCESS))
+        console.bAttached = false;
+        if (console.pStream == nullptr && AttachConsole(ATTACH_PARENT_PROCESS))
         {
-            freopen_s(&rkConsole.pStream, "CONOUT$", "w", stdout);
-            freopen_s(&rkConsole.pStream, "CONOUT$", "w", stderr);
-            rkConsole.bAttached = true;
+            freopen_s(&console.pStream, "CONOUT$", "w", stdout);
+            freopen_s(&console.pStream, "CONOUT$", "w", stderr);
+            console.bAttached = true;
         }
     }
-    g_bVOTraceOpen.store(rkConsole.bAttached && rkConsole.bEnable);
+    g_bVOTraceOpen.store(console.bAttached && console.bEnable);
 }
 
 const VOWCHAR* GetLogPriorityString(VOLOG_PRIORITY emPriority)

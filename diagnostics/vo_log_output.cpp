@@ -135,8 +135,8 @@ int VOLogOutput::GetPriorityString(VOLOG_PRIORITY emPriority, char* pszBuffer, i
 int VOLogOutput::GetCurrentTimeString(char* pszBuffer, int nSize, int nFlags)
 {
     const time_t nNow = time(nullptr);
-    struct tm kNow = {};
-    localtime_s(&kNow, &nNow);
+    struct tm now = {};
+    localtime_s(&now, &nNow);
     if (pszBuffer == nullptr)
     {
         return 0;
@@ -145,7 +145,7 @@ int VOLogOutput::GetCurrentTimeString(char* pszBuffer, int nSize, int nFlags)
                                   : (nFlags & kDate) != 0      ? "%Y-%m-%d"
                                   : (nFlags & kTime) != 0      ? "%H-%M-%S"
                                                                : nullptr;
-    if (pszFormat != nullptr && nSize > 0 && strftime(pszBuffer, static_cast<size_t>(nSize), pszFormat, &kNow) == 0)
+    if (pszFormat != nullptr && nSize > 0 && strftime(pszBuffer, static_cast<size_t>(nSize), pszFormat, &now) == 0)
     {
         pszBuffer[0] = 0;
     }

@@ -5,12 +5,12 @@
 
 namespace
 {
-VOLogOutput* g_pkOutput = nullptr;
+VOLogOutput* g_pOutput = nullptr;
 
 // The log hook is a free function; it forwards to the writer.
 int ToFile(VOLOG_PRIORITY emPriority, const char* pszText)
 {
-    return g_pkOutput->OutputPrintf(emPriority, pszText);
+    return g_pOutput->OutputPrintf(emPriority, pszText);
 }
 }  // namespace
 
@@ -22,7 +22,7 @@ int main(int nCount, char** ppszArguments)
         fprintf(stderr, "usage: log_file FOLDER\n");
         return 2;
     }
-    g_pkOutput = &output;
+    g_pOutput = &output;
     SetLogPrintfFunction(&ToFile);
 
     // A line of the program's own, and one that a failed check of the library makes.

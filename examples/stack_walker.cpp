@@ -24,11 +24,11 @@ protected:
 };
 }  // namespace
 
-int ReportFromHere(ReportingWalker& rWalker);
-int ReportFromHere(ReportingWalker& rWalker)
+int ReportFromHere(ReportingWalker& walker);
+int ReportFromHere(ReportingWalker& walker)
 {
-    const int nResult = rWalker.ShowCallstack();
-    printf("summary: %s\n", rWalker.Summary());
+    const int nResult = walker.ShowCallstack();
+    printf("summary: %s\n", walker.Summary());
     return nResult;
 }
 

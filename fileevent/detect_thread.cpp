@@ -22,10 +22,10 @@ constexpr unsigned int kSectionNameSize = 100;
 // Kept (VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet): the view of a data section without content stays
 // mapped. Only the latest one of each source does, so that a process that meets such sections again and again doesn't
 // grow.
-void LeaveMapped(enumAssetFrom eaf, VOSectionView& rkSection)
+void LeaveMapped(enumAssetFrom eaf, VOSectionView& section)
 {
     static std::atomic<void*> s_apvView[LUMTrayService::ASSETTYPE_COUNT] = {};
-    void* const pvBefore = s_apvView[eaf].exchange(rkSection.DetachView());
+    void* const pvBefore = s_apvView[eaf].exchange(section.DetachView());
     if (pvBefore != nullptr)
     {
         ::UnmapViewOfFile(pvBefore);
@@ -36,36 +36,34 @@ void LeaveMapped(enumAssetFrom eaf, VOSectionView& rkSection)
 
 TSThreadProcDetect::~TSThreadProcDetect()
 {
-    m_pkReader.reset();
+    m_pReader.reset();
     free(m_pBuffer);
 }
 
 bool TSThreadProcDetect::OpenState()
 {
     static_assert(sizeof(FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == sizeof(FileEventUpdateState::szVersion));
-    m_kState.Open(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_WRITE);
-    if (m_kState.Size() < sizeof(FileEventUpdateState) ||
-        !m_kState.BeginsWith(FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION))
+    m_state.Open(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_WRITE);
+    if (m_state.Size() < sizeof(FileEventUpdateState) || !m_state.BeginsWith(FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION))
     {
-        m_kState.Close();
+        m_state.Close();
     }
-    return m_kState.Data() != nullptr;
+    return m_state.Data() != nullptr;
 }
 
 FileEventStateInfo* TSThreadProcDetect::StateInfo(enumAssetFrom eaf) const
 {
-    return m_kState.Data() != nullptr && static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT
-               ? &static_cast<FileEventUpdateState*>(m_kState.Data())->arrStateInfo[eaf]
+    return m_state.Data() != nullptr && static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT
+               ? &static_cast<FileEventUpdateState*>(m_state.Data())->arrStateInfo[eaf]
                : nullptr;
 }
 
-bool TSThreadProcDetect::Look(enumAssetFrom eaf, std::vector<structFileEventNode>& rvecEvent,
-                              unsigned long long& rullLastTime, unsigned long long& rullLatestTime)
+bool TSThreadProcDetect::Look(enumAssetFrom eaf, std::vector<structFileEventNode>& vecEvent,
+                              unsigned long long& ullLastTime, unsigned long long& ullLatestTime)
 {
     try
     {
-        return FindsTime(eaf, rullLastTime, rullLatestTime) &&
-               FindsEvents(eaf, rvecEvent, rullLastTime, rullLatestTime);
+        return FindsTime(eaf, ullLastTime, ullLatestTime) && FindsEvents(eaf, vecEvent, ullLastTime, ullLatestTime);
     }
     catch (const std::bad_alloc&)
     {
@@ -74,8 +72,8 @@ bool TSThreadProcDetect::Look(enumAssetFrom eaf, std::vector<structFileEventNode
     }
 }
 
-bool TSThreadProcDetect::FindsTime(enumAssetFrom eaf, unsigned long long& rullLastTime,
-                                   unsigned long long& rullLatestTime)
+bool TSThreadProcDetect::FindsTime(enumAssetFrom eaf, unsigned long long& ullLastTime,
+                                   unsigned long long& ullLatestTime)
 {
     if (!OpenState())
     {
@@ -87,34 +85,34 @@ bool TSThreadProcDetect::FindsTime(enumAssetFrom eaf, unsigned long long& rullLa
     {
         return false;
     }
-    rullLatestTime = VOLoadWord(pStateInfo->ullUpdateTime[uSlot]);
-    if (rullLastTime == kNoTime)
+    ullLatestTime = VOLoadWord(pStateInfo->ullUpdateTime[uSlot]);
+    if (ullLastTime == kNoTime)
     {
-        rullLastTime = rullLatestTime;
+        ullLastTime = ullLatestTime;
         return true;
     }
-    return rullLastTime < rullLatestTime;
+    return ullLastTime < ullLatestTime;
 }
 
-bool TSThreadProcDetect::FindsEvents(enumAssetFrom eaf, std::vector<structFileEventNode>& rvecEvent,
-                                     unsigned long long ullLastTime, unsigned long long& rullLatestTime)
+bool TSThreadProcDetect::FindsEvents(enumAssetFrom eaf, std::vector<structFileEventNode>& vecEvent,
+                                     unsigned long long ullLastTime, unsigned long long& ullLatestTime)
 {
-    if (m_pkReader == nullptr)
+    if (m_pReader == nullptr)
     {
-        m_pkReader = std::make_unique<VOTSFileEventContainer>(LUMTrayService::AR_Customer);
+        m_pReader = std::make_unique<VOTSFileEventContainer>(LUMTrayService::AR_Customer);
     }
     m_ullImageTime = 0;
-    if (MappingView_FileEvent(eaf, StateInfo(eaf), m_pkReader.get()) != ET_NONE ||
-        m_pkReader->GetEvent(rvecEvent, ullLastTime, kNoTime) == 0)
+    if (MappingView_FileEvent(eaf, StateInfo(eaf), m_pReader.get()) != ET_NONE ||
+        m_pReader->GetEvent(vecEvent, ullLastTime, kNoTime) == 0)
     {
         return false;
     }
-    rullLatestTime = std::max(rullLatestTime, m_ullImageTime);
+    ullLatestTime = std::max(ullLatestTime, m_ullImageTime);
     return true;
 }
 
 ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEventStateInfo* pStateInfo,
-                                                    VOTSFileEventContainer* pkFileEventReader)
+                                                    VOTSFileEventContainer* pFileEventReader)
 {
     ErrorType eResult = ET_DATA_UNAVAILABLE;
     const VOTSFileEventContainer::ContainerAlloc* pFileEventAlloc = nullptr;
@@ -124,8 +122,8 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     unsigned long long ullImageSize = 0;
     unsigned long long ullImageTime = 0;
 
-    VOSectionVisit kVisit;
-    if (pStateInfo == nullptr || pkFileEventReader == nullptr)
+    VOSectionVisit visit;
+    if (pStateInfo == nullptr || pFileEventReader == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
     }
@@ -141,17 +139,17 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     StringCchPrintf(szName, kSectionNameSize, VOTEXT("%s%d"), FILEEVENT_MAPPING_VIEW_STRING(eaf),
                     static_cast<int>(uSlot));
 
-    kVisit.Enter(pStateInfo->uReaderCount[uSlot]);
+    visit.Enter(pStateInfo->uReaderCount[uSlot]);
 
     // Loaded before the section is opened: a publisher writes the time behind the image, so what is copied below is
     // never older than this, and no event is passed over.
     ullImageTime = VOLoadWord(pStateInfo->ullUpdateTime[uSlot]);
-    if (kVisit.OpenHandle(szName, FILE_MAP_READ) == nullptr)
+    if (visit.OpenHandle(szName, FILE_MAP_READ) == nullptr)
     {
         return ET_DATA_UNAVAILABLE;
     }
-    pFileEventAlloc = static_cast<const VOTSFileEventContainer::ContainerAlloc*>(kVisit.Map());
-    if (kVisit.Size() < sizeof(*pFileEventAlloc))
+    pFileEventAlloc = static_cast<const VOTSFileEventContainer::ContainerAlloc*>(visit.Map());
+    if (visit.Size() < sizeof(*pFileEventAlloc))
     {
         VO_PROCESS_ERROR(FALSE);
     }
@@ -159,18 +157,18 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     if (uDataBufSize == 0)
     {
         // No failure for the caller, who goes on with what was copied before.
-        LeaveMapped(eaf, kVisit);
+        LeaveMapped(eaf, visit);
         eResult = ET_NONE;
     }
     VO_PROCESS_ERROR_AS("pFileEventAlloc && pFileEventAlloc->uDataBufSize", uDataBufSize != 0);
     ullImageSize = sizeof(*pFileEventAlloc) + static_cast<unsigned long long>(uDataBufSize);
-    if (ullImageSize > kVisit.Size() || ullImageSize > kVOMaxImageSize)
+    if (ullImageSize > visit.Size() || ullImageSize > kVOMaxImageSize)
     {
         VO_PROCESS_ERROR(FALSE);
     }
 
     // The reader lets go of the copy before it changes.
-    pkFileEventReader->CleanUp();
+    pFileEventReader->CleanUp();
     if (m_uBufferSize < ullImageSize)
     {
         free(std::exchange(m_pBuffer, nullptr));
@@ -180,10 +178,10 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     }
     memcpy(m_pBuffer, pFileEventAlloc, static_cast<size_t>(ullImageSize));
     memset(m_pBuffer + ullImageSize, 0, static_cast<size_t>(m_uBufferSize - ullImageSize));
-    kVisit.Leave();
+    visit.Leave();
 
-    if (!pkFileEventReader->SetAlloc(reinterpret_cast<VOTSFileEventContainer::ContainerAlloc*>(m_pBuffer), 0,
-                                     ullImageSize))
+    if (!pFileEventReader->SetAlloc(reinterpret_cast<VOTSFileEventContainer::ContainerAlloc*>(m_pBuffer), 0,
+                                    ullImageSize))
     {
         VO_PROCESS_ERROR(FALSE);
     }

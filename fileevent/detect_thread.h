@@ -25,16 +25,16 @@ struct TSThreadProcDetect
 
     // One look at the sections. True when there are events to deliver; ullLastTime becomes ullLatestTime once they are
     // delivered. Whatever fails, also for want of memory, is tried again by the next look.
-    bool Look(LUMTrayService::enumAssetFrom eaf, std::vector<LUMTrayService::structFileEventNode>& rvecEvent,
-              unsigned long long& rullLastTime, unsigned long long& rullLatestTime);
+    bool Look(LUMTrayService::enumAssetFrom eaf, std::vector<LUMTrayService::structFileEventNode>& vecEvent,
+              unsigned long long& ullLastTime, unsigned long long& ullLatestTime);
 
     // The two halves of a look: whether the published time has moved on, which makes it the first time seen where none
     // was known; and the events of the newest image since a time. The image may be newer than the look at the time:
-    // then rullLatestTime is raised to the image's, so that its events aren't found again.
-    bool FindsTime(LUMTrayService::enumAssetFrom eaf, unsigned long long& rullLastTime,
-                   unsigned long long& rullLatestTime);
-    bool FindsEvents(LUMTrayService::enumAssetFrom eaf, std::vector<LUMTrayService::structFileEventNode>& rvecEvent,
-                     unsigned long long ullLastTime, unsigned long long& rullLatestTime);
+    // then ullLatestTime is raised to the image's, so that its events aren't found again.
+    bool FindsTime(LUMTrayService::enumAssetFrom eaf, unsigned long long& ullLastTime,
+                   unsigned long long& ullLatestTime);
+    bool FindsEvents(LUMTrayService::enumAssetFrom eaf, std::vector<LUMTrayService::structFileEventNode>& vecEvent,
+                     unsigned long long ullLastTime, unsigned long long& ullLatestTime);
 
     // Opens the update state section anew, and lets go of the one opened before. False, with nothing held, when there
     // is none of this version.
@@ -47,11 +47,11 @@ struct TSThreadProcDetect
     // reader as they are, with ET_NONE.
     LUMTrayService::Inspector::ErrorType MappingView_FileEvent(LUMTrayService::enumAssetFrom eaf,
                                                                FileEventStateInfo* pStateInfo,
-                                                               VOTSFileEventContainer* pkFileEventReader);
+                                                               VOTSFileEventContainer* pFileEventReader);
 
-    unsigned char* m_pBuffer = nullptr;                  // owned; the copy of the image
-    unsigned int m_uBufferSize = 0;                      // its capacity, which never shrinks
-    unsigned long long m_ullImageTime = 0;               // the published time of the image that was copied last
-    VOSectionView m_kState;                              // the update state section, shared with all processes
-    std::unique_ptr<VOTSFileEventContainer> m_pkReader;  // reads the copy in place
+    unsigned char* m_pBuffer = nullptr;                 // owned; the copy of the image
+    unsigned int m_uBufferSize = 0;                     // its capacity, which never shrinks
+    unsigned long long m_ullImageTime = 0;              // the published time of the image that was copied last
+    VOSectionView m_state;                              // the update state section, shared with all processes
+    std::unique_ptr<VOTSFileEventContainer> m_pReader;  // reads the copy in place
 };

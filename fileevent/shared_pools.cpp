@@ -12,7 +12,7 @@ namespace
 // Only sets with more than one owner are listed, so that a container that was never copied allocates nothing here.
 struct SharedPools
 {
-    std::mutex kLock;
+    std::mutex lock;
     std::map<const VOStringHashSet*, unsigned int> mapFurtherOwners;
 };
 
@@ -27,45 +27,45 @@ SharedPools& Pools()
 }
 
 // Whether another owner is left.
-bool TakeOwner(const VOStringHashSet* pkStringSet)
+bool TakeOwner(const VOStringHashSet* pStringSet)
 {
     if (g_uListed == 0)
     {
         return false;
     }
-    SharedPools& rkPools = Pools();
-    const std::lock_guard<std::mutex> kGuard(rkPools.kLock);
-    const auto kPlace = rkPools.mapFurtherOwners.find(pkStringSet);
-    if (kPlace == rkPools.mapFurtherOwners.end())
+    SharedPools& pools = Pools();
+    const std::lock_guard<std::mutex> guard(pools.lock);
+    const auto place = pools.mapFurtherOwners.find(pStringSet);
+    if (place == pools.mapFurtherOwners.end())
     {
         return false;
     }
-    if (--kPlace->second == 0)
+    if (--place->second == 0)
     {
-        rkPools.mapFurtherOwners.erase(kPlace);
-        g_uListed = rkPools.mapFurtherOwners.size();
+        pools.mapFurtherOwners.erase(place);
+        g_uListed = pools.mapFurtherOwners.size();
     }
     return true;
 }
 
 }  // namespace
 
-VOStringHashSet* VOSharePool(VOStringHashSet* pkStringSet)
+VOStringHashSet* VOSharePool(VOStringHashSet* pStringSet)
 {
-    if (pkStringSet != nullptr)
+    if (pStringSet != nullptr)
     {
-        SharedPools& rkPools = Pools();
-        const std::lock_guard<std::mutex> kGuard(rkPools.kLock);
-        ++rkPools.mapFurtherOwners[pkStringSet];
-        g_uListed = rkPools.mapFurtherOwners.size();
+        SharedPools& pools = Pools();
+        const std::lock_guard<std::mutex> guard(pools.lock);
+        ++pools.mapFurtherOwners[pStringSet];
+        g_uListed = pools.mapFurtherOwners.size();
     }
-    return pkStringSet;
+    return pStringSet;
 }
 
-void VOReleasePool(VOStringHashSet* pkStringSet)
+void VOReleasePool(VOStringHashSet* pStringSet)
 {
-    if (pkStringSet != nullptr && !TakeOwner(pkStringSet))
+    if (pStringSet != nullptr && !TakeOwner(pStringSet))
     {
-        delete pkStringSet;
+        delete pStringSet;
     }
 }

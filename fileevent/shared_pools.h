@@ -5,7 +5,7 @@
 class VOStringHashSet;
 
 // One owner more; gives the set back. A null pointer stays one.
-VOStringHashSet* VOSharePool(VOStringHashSet* pkStringSet);
+VOStringHashSet* VOSharePool(VOStringHashSet* pStringSet);
 
 // One owner less; the last one deletes the set.
-void VOReleasePool(VOStringHashSet* pkStringSet);
+void VOReleasePool(VOStringHashSet* pStringSet);

@@ -56,9 +56,9 @@ VOTSFileEventContainer& VOTSFileEventContainer::operator=(const VOTSFileEventCon
     if (this != &rkOther)
     {
         // The steps that can fail come first. Two owners of one record array can't be: the records are copied.
-        VOTSFileEventContainer kCopy(rkOther);
-        m_vecFileEvent = kCopy.m_vecFileEvent;
-        std::swap(m_pkStringSet, kCopy.m_pkStringSet);
+        VOTSFileEventContainer copy(rkOther);
+        m_vecFileEvent = copy.m_vecFileEvent;
+        std::swap(m_pkStringSet, copy.m_pkStringSet);
         m_eAssetRole = rkOther.m_eAssetRole;
     }
     return *this;
@@ -68,8 +68,8 @@ int VOTSFileEventContainer::AppendEvent(const Info& info, unsigned long long ull
 {
     int nResult = 0;
     structFileEventNode node;
-    VOTextCopy kNewName;
-    VOTextCopy kPhysicPath;
+    VOTextCopy newName;
+    VOTextCopy physicPath;
     const VOWCHAR* pszNewName = nullptr;
     const VOWCHAR* pszPhysicPath = nullptr;
     node.dwEventParam0 = info.dwEventParam0;
@@ -78,8 +78,8 @@ int VOTSFileEventContainer::AppendEvent(const Info& info, unsigned long long ull
     node.ullTime = ullTime;
 
     // Both may be texts of the pool, which the path moves.
-    pszNewName = kNewName.Take(info.pszNewName);
-    pszPhysicPath = kPhysicPath.Take(info.pszPhysicPath);
+    pszNewName = newName.Take(info.pszNewName);
+    pszPhysicPath = physicPath.Take(info.pszPhysicPath);
     node.hstrPath = m_pkStringSet != nullptr ? m_pkStringSet->Insert(info.pszPath) : INVALID_HANDLE_VALUE;
     VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != node.hstrPath);
     if (pszNewName != nullptr)

@@ -16,19 +16,19 @@ VOTSFileEventMappingAssemble::~VOTSFileEventMappingAssemble() = default;
 
 VOTSFileEventMappingAssemble* VOTSFileEventMappingAssemble::Instance()
 {
-    const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
+    const std::lock_guard<std::mutex> guard(ms_InstanceLock);
     if (!VOAddReference(ms_nRefCountOfInstance))
     {
         VO_CHECK_ERROR_AS("NULL == ms_pkInstance", VOLoadWord(ms_pkInstance) == nullptr);
         // Without a publisher the object has no inspectors, and is sound all the same.
-        const auto End = [](VOTSFileEventMappingAssemble* pkInstance)
+        const auto End = [](VOTSFileEventMappingAssemble* pInstance)
         {
-            pkInstance->_CloseInspector();
-            delete pkInstance;
+            pInstance->_CloseInspector();
+            delete pInstance;
         };
-        std::unique_ptr<VOTSFileEventMappingAssemble, decltype(End)> pkNew(new VOTSFileEventMappingAssemble, End);
-        pkNew->_SetupInspector();
-        VOStoreWord(ms_pkInstance, pkNew.release());
+        std::unique_ptr<VOTSFileEventMappingAssemble, decltype(End)> pNew(new VOTSFileEventMappingAssemble, End);
+        pNew->_SetupInspector();
+        VOStoreWord(ms_pkInstance, pNew.release());
         VOStoreWord(ms_nRefCountOfInstance, 1);
     }
     return VOLoadWord(ms_pkInstance);
@@ -36,11 +36,11 @@ VOTSFileEventMappingAssemble* VOTSFileEventMappingAssemble::Instance()
 
 void VOTSFileEventMappingAssemble::Release()
 {
-    VOTSFileEventMappingAssemble* const pkLast = VOGiveReferenceBack(ms_pkInstance, ms_nRefCountOfInstance);
-    if (pkLast != nullptr)
+    VOTSFileEventMappingAssemble* const pLast = VOGiveReferenceBack(ms_pkInstance, ms_nRefCountOfInstance);
+    if (pLast != nullptr)
     {
-        pkLast->_CloseInspector();
-        delete pkLast;
+        pLast->_CloseInspector();
+        delete pLast;
     }
 }
 
@@ -79,14 +79,14 @@ int VOTSFileEventMappingAssemble::_SetupInspector()
     int nResult = 0;
     const FileEventUpdateState* pMappingState = nullptr;
     bool bOfThisVersion = false;
-    VOSectionView kSection;
-    VO_PROCESS_ERROR_AS("hMappingState", kSection.OpenHandle(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_READ));
-    pMappingState = static_cast<const FileEventUpdateState*>(kSection.Map());
+    VOSectionView section;
+    VO_PROCESS_ERROR_AS("hMappingState", section.OpenHandle(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_READ));
+    pMappingState = static_cast<const FileEventUpdateState*>(section.Map());
 
     // One too short is as good as none, unless its version says already that it is another one.
-    bOfThisVersion = kSection.BeginsWith(FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION);
-    VO_PROCESS_ERROR_AS("pMappingState", kSection.Size() >= (bOfThisVersion ? sizeof(FileEventUpdateState)
-                                                                            : sizeof(pMappingState->szVersion)));
+    bOfThisVersion = section.BeginsWith(FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION);
+    VO_PROCESS_ERROR_AS("pMappingState", section.Size() >= (bOfThisVersion ? sizeof(FileEventUpdateState)
+                                                                           : sizeof(pMappingState->szVersion)));
     VO_PROCESS_ERROR_AS("::strcmp(pMappingState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == 0",
                         bOfThisVersion);
 

@@ -50,7 +50,7 @@ VOTSFileEventMappingInspector::~VOTSFileEventMappingInspector()
 int VOTSFileEventMappingInspector::Run()
 {
     int nResult = 0;
-    const std::lock_guard<std::mutex> kGuard(m_DetectLock);
+    const std::lock_guard<std::mutex> guard(m_DetectLock);
     VO_PROCESS_ERROR(CreateDetectThread());
     nResult = 1;
 
@@ -60,7 +60,7 @@ Exit0:
 
 int VOTSFileEventMappingInspector::Stop()
 {
-    const std::lock_guard<std::mutex> kGuard(m_DetectLock);
+    const std::lock_guard<std::mutex> guard(m_DetectLock);
     _ResumeOnce();
     DestroyDetectThread();
     return 1;
@@ -69,7 +69,7 @@ int VOTSFileEventMappingInspector::Stop()
 // The first half of Stop.
 void VOTSFileEventMappingInspector::_AskToEnd()
 {
-    const std::lock_guard<std::mutex> kGuard(m_DetectLock);
+    const std::lock_guard<std::mutex> guard(m_DetectLock);
     if (m_hDetectThread != nullptr)
     {
         VOStoreWord(m_bRunning, 0);
@@ -92,9 +92,9 @@ void VOTSFileEventMappingInspector::_ResumeOnce()
 int VOTSFileEventMappingInspector::BindListener(IVOTSFileEventListener* piListener)
 {
     int nResult = 0;
-    std::unique_lock<std::mutex> kGuard(m_ListenerLock, std::defer_lock);
+    std::unique_lock<std::mutex> guard(m_ListenerLock, std::defer_lock);
     VO_PROCESS_ERROR(piListener);
-    kGuard.lock();
+    guard.lock();
     if (std::find(m_vecListener.begin(), m_vecListener.end(), piListener) == m_vecListener.end())
     {
         m_vecListener.push_back(piListener);
@@ -129,44 +129,44 @@ int VOTSFileEventMappingInspector::DispatchFileEvent(const structFileEventNode& 
                                                      VOTSFileEventContainer* pkContainer)
 {
     int nResult = 0;
-    FileEventParam kParam = {};
+    FileEventParam param = {};
     size_t uDead = 0;
-    std::unique_lock<std::mutex> kGuard(m_ListenerLock, std::defer_lock);
+    std::unique_lock<std::mutex> guard(m_ListenerLock, std::defer_lock);
     const VOWCHAR* pszPath = nullptr;
     VO_PROCESS_ERROR(pkContainer);
-    kGuard.lock();
+    guard.lock();
     VO_PROCESS_ERROR(node.hstrPath != INVALID_HANDLE_VALUE);
     pszPath = pkContainer->GetString(node.hstrPath);
     VO_PROCESS_ERROR(pszPath);
-    kParam.eaf = m_eaf;
-    kParam.dwEventParam0 = node.dwEventParam0;
-    kParam.dwEventParam1 = node.dwEventParam1;
-    kParam.dwEventParam2 = node.dwEventParam2;
-    kParam.pszPath = pszPath;
-    kParam.pszNewName = node.hstrNewName != INVALID_HANDLE_VALUE ? pkContainer->GetString(node.hstrNewName) : nullptr;
-    kParam.pszPhysicPath =
+    param.eaf = m_eaf;
+    param.dwEventParam0 = node.dwEventParam0;
+    param.dwEventParam1 = node.dwEventParam1;
+    param.dwEventParam2 = node.dwEventParam2;
+    param.pszPath = pszPath;
+    param.pszNewName = node.hstrNewName != INVALID_HANDLE_VALUE ? pkContainer->GetString(node.hstrNewName) : nullptr;
+    param.pszPhysicPath =
         node.hstrPhysicPath != INVALID_HANDLE_VALUE ? pkContainer->GetString(node.hstrPhysicPath) : nullptr;
-    kParam.ullTime = node.ullTime;
+    param.ullTime = node.ullTime;
 
-    for (IVOTSFileEventListener*& rpiListener : m_vecListener)
+    for (IVOTSFileEventListener*& piListener : m_vecListener)
     {
-        if (rpiListener == nullptr)
+        if (piListener == nullptr)
         {
             // Found dead by an earlier event.
             continue;
         }
-        const unsigned int uReferences = rpiListener->RefCount();
+        const unsigned int uReferences = piListener->RefCount();
         if (uReferences > 1)
         {
-            const FileEventParam kOne = kParam;
-            rpiListener->OnFileEvent(&kOne);
+            const FileEventParam one = param;
+            piListener->OnFileEvent(&one);
             continue;
         }
         // The tool has let go of it. What its release deletes must not be met again.
-        IVOTSFileEventListener* const piDead = rpiListener;
+        IVOTSFileEventListener* const piDead = piListener;
         if (uReferences == 1)
         {
-            rpiListener = nullptr;
+            piListener = nullptr;
         }
         piDead->Release();
         ++uDead;
@@ -224,7 +224,7 @@ int VOTSFileEventMappingInspector::DestroyDetectThread()
 VOULONG VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet(void* pInspector)
 {
     VOTSFileEventMappingInspector* const pkInspector = static_cast<VOTSFileEventMappingInspector*>(pInspector);
-    TSThreadProcDetect kDetect;
+    TSThreadProcDetect detect;
     unsigned long long ullLastTime = kNoTime;
     HANDLE hWaitObj = nullptr;
     VO_PROCESS_ERROR(pInspector);
@@ -245,11 +245,11 @@ VOULONG VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet(void* pInspect
         }
         std::vector<structFileEventNode> vecEvent;
         unsigned long long ullLatestTime = 0;
-        if (kDetect.Look(pkInspector->m_eaf, vecEvent, ullLastTime, ullLatestTime))
+        if (detect.Look(pkInspector->m_eaf, vecEvent, ullLastTime, ullLatestTime))
         {
-            for (const structFileEventNode& rkEvent : vecEvent)
+            for (const structFileEventNode& event : vecEvent)
             {
-                pkInspector->DispatchFileEvent(rkEvent, kDetect.m_pkReader.get());
+                pkInspector->DispatchFileEvent(event, detect.m_pReader.get());
             }
             ullLastTime = ullLatestTime;
         }

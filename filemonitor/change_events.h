@@ -15,30 +15,30 @@ public:
 
     // Reads all records of a buffer and passes on what isn't a repetition of the event just before.
     template <typename Push>
-    void Read(const VOWString& strRoot, const unsigned char* pBuffer, size_t uSize, Push kPush)
+    void Read(const VOWString& strRoot, const unsigned char* pBuffer, size_t uSize, Push push)
     {
-        ChangeRecordReader kReader(pBuffer, uSize);
-        ChangeRecord kRecord;
-        Event kEvent;
-        while (kReader.Next(&kRecord))
+        ChangeRecordReader reader(pBuffer, uSize);
+        ChangeRecord record;
+        Event event;
+        while (reader.Next(&record))
         {
-            if (_MakeEvent(strRoot, kRecord, &kEvent))
+            if (_MakeEvent(strRoot, record, &event))
             {
-                if (!(kEvent == m_kLastEvent))
+                if (!(event == m_lastEvent))
                 {
-                    kPush(kEvent);
+                    push(event);
                 }
                 // Also of what wasn't passed on: a run of repetitions is one event, however long it is.
-                m_kLastEvent = kEvent;
+                m_lastEvent = event;
             }
         }
     }
 
 private:
-    bool _MakeEvent(const VOWString& strRoot, const ChangeRecord& kRecord, Event* pkEvent);
+    bool _MakeEvent(const VOWString& strRoot, const ChangeRecord& record, Event* pEvent);
 
     Clock m_pfnTickCount;
     VOWString m_strCurrentPath;
     VOWString m_strOldPath;  // of the last first half of a rename, which may have come with an earlier read
-    Event m_kLastEvent;
+    Event m_lastEvent;
 };

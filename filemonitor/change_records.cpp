@@ -4,7 +4,7 @@
 
 #include "internal/vo_bytes.h"
 
-bool ChangeRecordReader::Next(ChangeRecord* pkRecord)
+bool ChangeRecordReader::Next(ChangeRecord* pGivenRecord)
 {
     constexpr size_t kNameOffset = offsetof(FILE_NOTIFY_INFORMATION, FileName);
     if (m_bEnded || m_uSize < kNameOffset || m_uOffset > m_uSize - kNameOffset)
@@ -15,15 +15,15 @@ bool ChangeRecordReader::Next(ChangeRecord* pkRecord)
     DWORD uNext = 0;
     DWORD uNameLength = 0;
     memcpy(&uNext, pRecord + offsetof(FILE_NOTIFY_INFORMATION, NextEntryOffset), sizeof(uNext));
-    memcpy(&pkRecord->uAction, pRecord + offsetof(FILE_NOTIFY_INFORMATION, Action), sizeof(pkRecord->uAction));
+    memcpy(&pGivenRecord->uAction, pRecord + offsetof(FILE_NOTIFY_INFORMATION, Action), sizeof(pGivenRecord->uAction));
     memcpy(&uNameLength, pRecord + offsetof(FILE_NOTIFY_INFORMATION, FileNameLength), sizeof(uNameLength));
 
     const size_t uThere = std::min<size_t>(uNameLength, m_uSize - m_uOffset - kNameOffset);
     VOWString strName(uThere / sizeof(VOWCHAR), VOWCHAR(0));
     memcpy(strName.data(), pRecord + kNameOffset, strName.size() * sizeof(VOWCHAR));
     strName.resize(std::min(strName.find(VOWCHAR(0)), strName.size()));
-    pkRecord->bNamed = uNameLength != 0;
-    pkRecord->strName = std::move(strName);
+    pGivenRecord->bNamed = uNameLength != 0;
+    pGivenRecord->strName = std::move(strName);
 
     m_uOffset += uNext;
     m_bEnded = uNext == 0;

@@ -20,7 +20,7 @@ public:
     ChangeRecordReader(const unsigned char* pBuffer, size_t uSize) : m_pBuffer(pBuffer), m_uSize(uSize) {}
 
     // False behind the last record.
-    bool Next(ChangeRecord* pkRecord);
+    bool Next(ChangeRecord* pRecord);
 
 private:
     const unsigned char* m_pBuffer;

@@ -18,32 +18,32 @@
 class VOTSFileMonitorEventDispatcher::Walk
 {
 public:
-    explicit Walk(VOTSFileMonitorEventDispatcher& rkDispatcher) : m_rkDispatcher(rkDispatcher)
+    explicit Walk(VOTSFileMonitorEventDispatcher& dispatcher) : m_dispatcher(dispatcher)
     {
-        FlagGuard kGuard(m_rkDispatcher.m_nListBusy);
-        kGuard.Acquire();
-        ++m_rkDispatcher.m_nWalks;
-        m_rkDispatcher._ShowWalks();
+        FlagGuard guard(m_dispatcher.m_nListBusy);
+        guard.Acquire();
+        ++m_dispatcher.m_nWalks;
+        m_dispatcher._ShowWalks();
     }
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
     ~Walk()
     {
-        FlagGuard kGuard(m_rkDispatcher.m_nListBusy);
-        kGuard.Acquire();
-        --m_rkDispatcher.m_nWalks;
-        m_rkDispatcher._ShowWalks();
+        FlagGuard guard(m_dispatcher.m_nListBusy);
+        guard.Acquire();
+        --m_dispatcher.m_nWalks;
+        m_dispatcher._ShowWalks();
     }
 
     // Calls the listeners one after the other. An entry that is null ends the walk.
     template <typename Call>
-    void Tell(const char* pszFunction, Call kCall)
+    void Tell(const char* pszFunction, Call call)
     {
         IVOTSFileMonitorEventListener* piListener = nullptr;
-        for (size_t i = 0; m_rkDispatcher._ListenerAt(i, &piListener); ++i)
+        for (size_t i = 0; m_dispatcher._ListenerAt(i, &piListener); ++i)
         {
             VO_PROCESS_ERROR_IN(pszFunction, piListener);
-            kCall(piListener);
+            call(piListener);
         }
 
 Exit0:
@@ -51,7 +51,7 @@ Exit0:
     }
 
 private:
-    VOTSFileMonitorEventDispatcher& m_rkDispatcher;
+    VOTSFileMonitorEventDispatcher& m_dispatcher;
 };
 
 VOTSFileMonitorEventDispatcher::VOTSFileMonitorEventDispatcher() : m_blstEnable(1), m_nListBusy(0), m_nWalks(0) {}
@@ -69,8 +69,8 @@ VOTSFileMonitorEventDispatcher& VOTSFileMonitorEventDispatcher::operator=(const 
 {
     if (this != &kOther)
     {
-        FlagGuard kGuard(m_nListBusy);
-        kGuard.Acquire();
+        FlagGuard guard(m_nListBusy);
+        guard.Acquire();
         m_listListeners = kOther.m_listListeners;
         VOStoreWord(m_blstEnable, m_nWalks != 0 ? 0 : VOLoadWord(kOther.m_blstEnable));
     }
@@ -85,9 +85,9 @@ VOTSFileMonitorEventDispatcher::~VOTSFileMonitorEventDispatcher()
 int VOTSFileMonitorEventDispatcher::AddListener(IVOTSFileMonitorEventListener* pListener)
 {
     int nResult = 0;
-    FlagGuard kGuard(m_nListBusy);
+    FlagGuard guard(m_nListBusy);
     VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0);
+    VO_PROCESS_ERROR_AS("m_blstEnable", guard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0);
     if (!_IsInList(pListener))
     {
         m_listListeners.push_back(pListener);
@@ -101,9 +101,9 @@ Exit0:
 int VOTSFileMonitorEventDispatcher::RemoveListener(IVOTSFileMonitorEventListener* pListener)
 {
     int nResult = 0;
-    FlagGuard kGuard(m_nListBusy);
+    FlagGuard guard(m_nListBusy);
     VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", kGuard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0);
+    VO_PROCESS_ERROR_AS("m_blstEnable", guard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0);
     if (_IsInList(pListener))
     {
         m_listListeners.remove(pListener);
@@ -116,8 +116,8 @@ Exit0:
 
 int VOTSFileMonitorEventDispatcher::IsListenerExist(IVOTSFileMonitorEventListener* pListener)
 {
-    FlagGuard kGuard(m_nListBusy);
-    return kGuard.AcquireSoon() && _IsInList(pListener) ? 1 : 0;
+    FlagGuard guard(m_nListBusy);
+    return guard.AcquireSoon() && _IsInList(pListener) ? 1 : 0;
 }
 
 // 0 while anybody walks, else 1. The caller has the guard.
@@ -137,8 +137,8 @@ bool VOTSFileMonitorEventDispatcher::_IsInList(const IVOTSFileMonitorEventListen
 // False behind the last entry.
 bool VOTSFileMonitorEventDispatcher::_ListenerAt(size_t uIndex, IVOTSFileMonitorEventListener** ppiListener)
 {
-    FlagGuard kGuard(m_nListBusy);
-    kGuard.Acquire();
+    FlagGuard guard(m_nListBusy);
+    guard.Acquire();
     if (uIndex >= m_listListeners.size())
     {
         return false;

@@ -38,8 +38,8 @@ int VOTSFileMonitorManager::PushEvent(FILE_MONITOR_EVENT& kEvent)
 {
     unsigned int uTimeCount = 0;
     bool bQueued = false;
-    FlagGuard kGuard(m_nEventQueueBusy);
-    while (!kGuard.TryAcquire())
+    FlagGuard guard(m_nEventQueueBusy);
+    while (!guard.TryAcquire())
     {
         VO_PROCESS_ERROR(uTimeCount < 0xFFFF);
         ::Sleep(1);
@@ -69,8 +69,8 @@ int VOTSFileMonitorManager::PopEvent(FILE_MONITOR_EVENT& kEvent)
     {
         return 0;
     }
-    FlagGuard kGuard(m_nEventQueueBusy);
-    if (!kGuard.TryAcquire() || m_vecFileEvents.empty())
+    FlagGuard guard(m_nEventQueueBusy);
+    if (!guard.TryAcquire() || m_vecFileEvents.empty())
     {
         return 0;
     }
@@ -80,8 +80,8 @@ int VOTSFileMonitorManager::PopEvent(FILE_MONITOR_EVENT& kEvent)
 
 int VOTSFileMonitorManager::SpecialEventHandle()
 {
-    FlagGuard kGuard(m_nEventQueueBusy);
-    return kGuard.TryAcquire() ? _HoldOrRewriteHead() : 0;
+    FlagGuard guard(m_nEventQueueBusy);
+    return guard.TryAcquire() ? _HoldOrRewriteHead() : 0;
 }
 
 // A program that saves a file by writing another one, deleting the target and renaming the other one to it has modified
@@ -110,9 +110,9 @@ int VOTSFileMonitorManager::_HoldOrRewriteHead()
     {
         return 0;
     }
-    FILE_MONITOR_EVENT kModified;
-    kModified.nEventType = FILE_MONITOR_EVENT_MODIFIED;
-    kModified.strFilePath = m_vecFileEvents.pop_front().strFilePath;
-    m_vecFileEvents.front() = std::move(kModified);
+    FILE_MONITOR_EVENT modified;
+    modified.nEventType = FILE_MONITOR_EVENT_MODIFIED;
+    modified.strFilePath = m_vecFileEvents.pop_front().strFilePath;
+    m_vecFileEvents.front() = std::move(modified);
     return 0;
 }

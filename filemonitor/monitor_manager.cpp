@@ -269,8 +269,8 @@ int VOTSFileMonitorManager::AddFilterDir(const VOWCHAR* pszDir)
     }
     VOWString strDir(pszDir);
     // Hosts' threads keep each other out.
-    FlagGuard kGuard(m_nFilterBusy);
-    kGuard.Acquire();
+    FlagGuard guard(m_nFilterBusy);
+    guard.Acquire();
     m_vecFilterDir.push_back(std::move(strDir));
     if (VOLoadWord(m_nFiltersShown) != 0)
     {
@@ -292,15 +292,15 @@ int VOTSFileMonitorManager::AddFilterDir(const VOWCHAR* pszDir)
 // already cost no memory, for this comes before a resumption, and a suspended thread may hold the allocator's lock.
 bool VOTSFileMonitorManager::_ShowFilters()
 {
-    FlagGuard kGuard(m_nFilterBusy);
-    if (!kGuard.AcquireSoon())
+    FlagGuard guard(m_nFilterBusy);
+    if (!guard.AcquireSoon())
     {
         return false;
     }
     try
     {
-        const VOPublished<std::vector<VOWString>>::Reading kShown(m_kFilters);
-        if (kShown.Get() == nullptr || *kShown.Get() != m_vecFilterDir)
+        const VOPublished<std::vector<VOWString>>::Reading shown(m_kFilters);
+        if (shown.Get() == nullptr || *shown.Get() != m_vecFilterDir)
         {
             m_kFilters.Publish(m_vecFilterDir);
         }

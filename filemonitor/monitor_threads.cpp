@@ -24,13 +24,13 @@ constexpr DWORD kIdleSleep = 500;  // milliseconds
 // lost changes, is taken for the one before.
 VOULONG VOTSFileMonitorManager::ThreadProc_FileMonitor(void* lpParameter)
 {
-    VOTSFileMonitorManager* const pkManager = static_cast<VOTSFileMonitorManager*>(lpParameter);
+    VOTSFileMonitorManager* const pManager = static_cast<VOTSFileMonitorManager*>(lpParameter);
     const std::unique_ptr<unsigned char[]> pOwner(new (std::nothrow) unsigned char[kNotifyBufferSize]);
     unsigned char* const pszNotify = pOwner.get();
     VO_PROCESS_ERROR(pszNotify);
     memset(pszNotify, 0, kNotifyBufferSize);
     VO_PROCESS_ERROR(lpParameter);
-    pkManager->_WatchDirectory(pszNotify);
+    pManager->_WatchDirectory(pszNotify);
 
 Exit0:
     return 0;
@@ -38,7 +38,7 @@ Exit0:
 
 void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
 {
-    ChangeEvents kEvents([]() -> unsigned long long { return ::GetTickCount64(); });
+    ChangeEvents events([]() -> unsigned long long { return ::GetTickCount64(); });
     bool bPending = false;
     bool bFailed = false;
     while (VOLoadWord(m_nExitThread) == 0)
@@ -67,8 +67,8 @@ void VOTSFileMonitorManager::_WatchDirectory(unsigned char* pszNotify)
         }
         try
         {
-            kEvents.Read(_RootPath(), pszNotify, kNotifyBufferSize,
-                         [this](FILE_MONITOR_EVENT& kEvent) { PushEvent(kEvent); });
+            events.Read(_RootPath(), pszNotify, kNotifyBufferSize,
+                        [this](FILE_MONITOR_EVENT& kEvent) { PushEvent(kEvent); });
         }
         catch (const std::bad_alloc&)
         {
@@ -99,9 +99,9 @@ unsigned int VOTSFileMonitorManager::LostChanges() const
 
 VOULONG VOTSFileMonitorManager::ThreadProc_FileEventDispatcher(void* lpParameter)
 {
-    VOTSFileMonitorManager* const pkManager = static_cast<VOTSFileMonitorManager*>(lpParameter);
+    VOTSFileMonitorManager* const pManager = static_cast<VOTSFileMonitorManager*>(lpParameter);
     VO_PROCESS_ERROR(lpParameter);
-    pkManager->_DeliverEvents();
+    pManager->_DeliverEvents();
 
 Exit0:
     return 0;
@@ -109,7 +109,7 @@ Exit0:
 
 void VOTSFileMonitorManager::_DeliverEvents()
 {
-    FILE_MONITOR_EVENT kEvent;
+    FILE_MONITOR_EVENT event;
     while (VOLoadWord(m_nExitThread) == 0)
     {
         if (VOLoadWord(m_nFiltersShown) == 0 && !_ShowFilters())
@@ -119,22 +119,22 @@ void VOTSFileMonitorManager::_DeliverEvents()
             continue;
         }
         // What was taken in spite of a hold is dropped.
-        if (PopEvent(kEvent) == 0 || (VOLoadWord(m_nSpecialEventCount) & 1) != 0)
+        if (PopEvent(event) == 0 || (VOLoadWord(m_nSpecialEventCount) & 1) != 0)
         {
             ::Sleep(kIdleSleep);
         }
-        else if (!_IsFiltered(kEvent.strFilePath))
+        else if (!_IsFiltered(event.strFilePath))
         {
-            _Deliver(kEvent);
+            _Deliver(event);
         }
     }
 }
 
 bool VOTSFileMonitorManager::_IsFiltered(const VOWString& strPath) const
 {
-    const VOPublished<std::vector<VOWString>>::Reading kFilters(m_kFilters);
-    return kFilters.Get() != nullptr &&
-           std::any_of(kFilters.Get()->begin(), kFilters.Get()->end(),
+    const VOPublished<std::vector<VOWString>>::Reading filters(m_kFilters);
+    return filters.Get() != nullptr &&
+           std::any_of(filters.Get()->begin(), filters.Get()->end(),
                        [&strPath](const VOWString& strFilter) { return strPath.starts_with(strFilter); });
 }
 
@@ -144,20 +144,20 @@ void VOTSFileMonitorManager::_Deliver(const FILE_MONITOR_EVENT& kEvent)
     {
         return;
     }
-    VOTSFileMonitorEventDispatcher& rkTo = *m_pFileMonitorEventDispatcher;
+    VOTSFileMonitorEventDispatcher& to = *m_pFileMonitorEventDispatcher;
     switch (kEvent.nEventType)
     {
         case FILE_MONITOR_EVENT_ADD:
-            rkTo.OnFileMonitor_Add(kEvent.strFilePath.c_str());
+            to.OnFileMonitor_Add(kEvent.strFilePath.c_str());
             break;
         case FILE_MONITOR_EVENT_REMOVE:
-            rkTo.OnFileMonitor_Remove(kEvent.strFilePath.c_str());
+            to.OnFileMonitor_Remove(kEvent.strFilePath.c_str());
             break;
         case FILE_MONITOR_EVENT_RENAME:
-            rkTo.OnFileMonitor_Rename(kEvent.strFilePath.c_str(), kEvent.strNewFileName.c_str());
+            to.OnFileMonitor_Rename(kEvent.strFilePath.c_str(), kEvent.strNewFileName.c_str());
             break;
         case FILE_MONITOR_EVENT_MODIFIED:
-            rkTo.OnFileMonitor_Modified(kEvent.strFilePath.c_str());
+            to.OnFileMonitor_Modified(kEvent.strFilePath.c_str());
             break;
         default:
             break;

@@ -9,20 +9,20 @@
 class FlagGuard
 {
 public:
-    explicit FlagGuard(int& rnBusy) : m_rnBusy(rnBusy) {}
+    explicit FlagGuard(int& nBusy) : m_nBusy(nBusy) {}
     FlagGuard(const FlagGuard&) = delete;
     FlagGuard& operator=(const FlagGuard&) = delete;
     ~FlagGuard()
     {
         if (m_bHeld)
         {
-            VOStoreWord(m_rnBusy, 0);
+            VOStoreWord(m_nBusy, 0);
         }
     }
 
     bool TryAcquire()
     {
-        m_bHeld = VOExchangeWord(m_rnBusy, 1) == 0;
+        m_bHeld = VOExchangeWord(m_nBusy, 1) == 0;
         return m_bHeld;
     }
 
@@ -47,6 +47,6 @@ public:
 private:
     static constexpr int kTries = 1000;
 
-    int& m_rnBusy;
+    int& m_nBusy;
     bool m_bHeld = false;
 };

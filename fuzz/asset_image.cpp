@@ -10,23 +10,23 @@ namespace
 typedef VOTSAssetNodeContainer::ContainerAlloc AssetAlloc;
 
 // Whoever flattens what was accepted can attach it again, in both roles, and sees the same nodes.
-void RequireSameAgain(VOTSAssetNodeContainer& rkContainer)
+void RequireSameAgain(VOTSAssetNodeContainer& container)
 {
-    const FuzzImage<AssetAlloc> kImage(rkContainer.GetAlloc(), &free);
-    FUZZ_REQUIRE(kImage != nullptr);
+    const FuzzImage<AssetAlloc> image(container.GetAlloc(), &free);
+    FUZZ_REQUIRE(image != nullptr);
     for (const LUMTrayService::enumAssetRole eRole : {AR_Customer, AR_Provider})
     {
-        VOTSAssetNodeContainer kAgain(eRole);
-        FUZZ_REQUIRE(kAgain.SetAlloc(kImage.get(), 0, FuzzImageSize(kImage)) != 0);
-        FUZZ_REQUIRE(kAgain.GetAssetNodeCount() == rkContainer.GetAssetNodeCount());
-        for (unsigned int uID = 0; uID < rkContainer.GetAssetNodeCount(); ++uID)
+        VOTSAssetNodeContainer again(eRole);
+        FUZZ_REQUIRE(again.SetAlloc(image.get(), 0, FuzzImageSize(image)) != 0);
+        FUZZ_REQUIRE(again.GetAssetNodeCount() == container.GetAssetNodeCount());
+        for (unsigned int uID = 0; uID < container.GetAssetNodeCount(); ++uID)
         {
             structAssetNode tsNode;
             structAssetNode tsAgain;
-            FUZZ_REQUIRE(rkContainer.GetAssetNode(uID, tsNode) != 0 && kAgain.GetAssetNode(uID, tsAgain) != 0);
+            FUZZ_REQUIRE(container.GetAssetNode(uID, tsNode) != 0 && again.GetAssetNode(uID, tsAgain) != 0);
             FUZZ_REQUIRE(FuzzSameNode(tsNode, tsAgain));
-            FUZZ_REQUIRE(FuzzText(rkContainer.GetString(tsNode.hStrBaseName)) ==
-                         FuzzText(kAgain.GetString(tsNode.hStrBaseName)));
+            FUZZ_REQUIRE(FuzzText(container.GetString(tsNode.hStrBaseName)) ==
+                         FuzzText(again.GetString(tsNode.hStrBaseName)));
         }
     }
 }
@@ -35,135 +35,132 @@ void RequireSameAgain(VOTSAssetNodeContainer& rkContainer)
 class Publisher
 {
 public:
-    Publisher(VOTSAssetNodeContainer& rkContainer, FuzzBytes& rkSteps) : m_rkContainer(rkContainer), m_rkSteps(rkSteps)
-    {
-    }
+    Publisher(VOTSAssetNodeContainer& container, FuzzBytes& steps) : m_container(container), m_steps(steps) {}
 
     void Step()
     {
         structAssetNode tsNode;
         int bInserted = 0;
-        const uint8_t uStep = m_rkSteps.Byte();
+        const uint8_t uStep = m_steps.Byte();
         switch (uStep % 20)
         {
             case 0:
             {
                 const VOWString strPath = Path();
-                if (m_rkContainer.RequestAssetNode(strPath.c_str(), tsNode, bInserted) != 0 && bInserted == 0)
+                if (m_container.RequestAssetNode(strPath.c_str(), tsNode, bInserted) != 0 && bInserted == 0)
                 {
                     structAssetNode tsFound;
-                    FUZZ_REQUIRE(m_rkContainer.GetAssetNodeCount() == tsNode.nAssetID + 1);
-                    FUZZ_REQUIRE(!m_bSound || (m_rkContainer.FindAssetNode(strPath.c_str(), tsFound) != 0 &&
+                    FUZZ_REQUIRE(m_container.GetAssetNodeCount() == tsNode.nAssetID + 1);
+                    FUZZ_REQUIRE(!m_bSound || (m_container.FindAssetNode(strPath.c_str(), tsFound) != 0 &&
                                                FuzzSameNode(tsFound, tsNode)));
                 }
                 break;
             }
             case 1:
-                (void)VOTSAssetNodeContainerHelper::RequestHttpFileNode(
-                    tsNode, &m_rkContainer, LUMTrayService::AF_PAKV4, Path().c_str(), uStep & 64);
+                (void)VOTSAssetNodeContainerHelper::RequestHttpFileNode(tsNode, &m_container, LUMTrayService::AF_PAKV4,
+                                                                        Path().c_str(), uStep & 64);
                 break;
             case 2:
             {
                 const unsigned int uID = Id();
-                FUZZ_REQUIRE(m_rkContainer.RedirectAssetNode(uID, Path().c_str()) == 0 ||
-                             uID < m_rkContainer.GetAssetNodeCount());
+                FUZZ_REQUIRE(m_container.RedirectAssetNode(uID, Path().c_str()) == 0 ||
+                             uID < m_container.GetAssetNodeCount());
                 break;
             }
             case 3:
             {
                 const VOWString strPath = Path();
-                if (m_rkContainer.RemoveAssetNode(strPath.c_str()) != 0)
+                if (m_container.RemoveAssetNode(strPath.c_str()) != 0)
                 {
-                    FUZZ_REQUIRE(!m_bSound || m_rkContainer.FindAssetNode(strPath.c_str(), tsNode) == 0);
+                    FUZZ_REQUIRE(!m_bSound || m_container.FindAssetNode(strPath.c_str(), tsNode) == 0);
                 }
                 break;
             }
             case 4:
-                (void)m_rkContainer.RemoveAssetNode(Id());
+                (void)m_container.RemoveAssetNode(Id());
                 break;
             case 5:
             {
                 const unsigned int uID = Id();
-                (void)m_rkContainer.InsertAssetNodeChildIndex(uID, Id());
+                (void)m_container.InsertAssetNodeChildIndex(uID, Id());
                 break;
             }
             case 6:
             {
                 const unsigned int uID = Id();
-                (void)m_rkContainer.RemoveAssetNodeChildIndex(uID, Id());
+                (void)m_container.RemoveAssetNodeChildIndex(uID, Id());
                 break;
             }
             case 7:
             {
                 const unsigned int uID = Id();
                 const std::vector<unsigned int> vecChildren = {Id(), Id(), Id()};
-                (void)m_rkContainer.SetAssetNodeChildIndex(uID, vecChildren);
+                (void)m_container.SetAssetNodeChildIndex(uID, vecChildren);
                 break;
             }
             case 8:
             {
                 const unsigned int uID = Id();
-                const unsigned int uFolders = m_rkSteps.Byte();
-                (void)m_rkContainer.SetAssetNodeChildIndex(uID, uFolders, m_rkSteps.Byte());
+                const unsigned int uFolders = m_steps.Byte();
+                (void)m_container.SetAssetNodeChildIndex(uID, uFolders, m_steps.Byte());
                 break;
             }
             case 9:
             {
                 const unsigned int uID = Id();
-                (void)m_rkContainer.SetAssetNodeParentIndex(uID, Id());
+                (void)m_container.SetAssetNodeParentIndex(uID, Id());
                 break;
             }
             case 10:
-                (void)m_rkContainer.SetAssetNodeFolder(Id(), uStep & 64);
+                (void)m_container.SetAssetNodeFolder(Id(), uStep & 64);
                 break;
             case 11:
             {
                 // Texts of the pool itself go in as well.
                 const unsigned int uID = Id();
                 const VOWString strName = Path();
-                const VOWCHAR* const pszOwn = m_rkContainer.GetAssetNode(Id(), tsNode) != 0
-                                                  ? m_rkContainer.GetString(tsNode.hStrBaseName)
-                                                  : nullptr;
-                (void)m_rkContainer.SetAssetNodeStripPath(uID, pszOwn, strName.c_str(), pszOwn);
+                const VOWCHAR* const pszOwn =
+                    m_container.GetAssetNode(Id(), tsNode) != 0 ? m_container.GetString(tsNode.hStrBaseName) : nullptr;
+                (void)m_container.SetAssetNodeStripPath(uID, pszOwn, strName.c_str(), pszOwn);
                 break;
             }
             case 12:
-                (void)m_rkContainer.SetAssetNodePhysicsPath(Id(), Path().c_str());
+                (void)m_container.SetAssetNodePhysicsPath(Id(), Path().c_str());
                 break;
             case 13:
-                (void)m_rkContainer.SetAssetNodeClassifyType(Id(), uStep, VOTEXT("T"));
+                (void)m_container.SetAssetNodeClassifyType(Id(), uStep, VOTEXT("T"));
                 break;
             case 14:
-                (void)m_rkContainer.SetAssetNodeFileAttribute(Id(), m_rkSteps.Byte(), -1, 2, 3, uStep);
+                (void)m_container.SetAssetNodeFileAttribute(Id(), m_steps.Byte(), -1, 2, 3, uStep);
                 break;
             case 15:
-                if (m_rkContainer.InsertClassifyType(uStep / 20, VOTEXT("T2"), VOTEXT("b|c"), {}, {}) != 0)
+                if (m_container.InsertClassifyType(uStep / 20, VOTEXT("T2"), VOTEXT("b|c"), {}, {}) != 0)
                 {
-                    FUZZ_REQUIRE(m_rkContainer.BuildUpExtensionsHash() != 0);
+                    FUZZ_REQUIRE(m_container.BuildUpExtensionsHash() != 0);
                 }
                 break;
             case 16:
-                (void)m_rkContainer.ShrinkToFit();
+                (void)m_container.ShrinkToFit();
                 break;
             case 17:
             {
-                VOTSAssetNodeContainer kCopy(m_rkContainer);
-                FUZZ_REQUIRE(kCopy.RequestAssetNode(VOTEXT("copy"), tsNode, bInserted) == 0 ||
-                             kCopy.GetAssetNodeCount() >= m_rkContainer.GetAssetNodeCount());
+                VOTSAssetNodeContainer copy(m_container);
+                FUZZ_REQUIRE(copy.RequestAssetNode(VOTEXT("copy"), tsNode, bInserted) == 0 ||
+                             copy.GetAssetNodeCount() >= m_container.GetAssetNodeCount());
                 break;
             }
             case 18:
                 if ((uStep & 64) != 0)
                 {
-                    FUZZ_REQUIRE(m_rkContainer.CleanUp() != 0);
-                    FUZZ_REQUIRE(m_rkContainer.GetAssetNodeCount() == 0);
+                    FUZZ_REQUIRE(m_container.CleanUp() != 0);
+                    FUZZ_REQUIRE(m_container.GetAssetNodeCount() == 0);
                     m_bSound = true;
                 }
                 break;
             default:
             {
-                VOTSAssetNodeContainer kTarget(AR_Provider, VOTEXT("C:/x"), nullptr);
-                (void)m_rkContainer.ReConstructContainer(&kTarget);
+                VOTSAssetNodeContainer target(AR_Provider, VOTEXT("C:/x"), nullptr);
+                (void)m_container.ReConstructContainer(&target);
                 break;
             }
         }
@@ -171,7 +168,7 @@ public:
 
 private:
     // Mostly an id that exists.
-    unsigned int Id() { return m_rkSteps.Byte() % (m_rkContainer.GetAssetNodeCount() + 2); }
+    unsigned int Id() { return m_steps.Byte() % (m_container.GetAssetNodeCount() + 2); }
 
     // A few that meet each other, and those of the container itself.
     VOWString Path()
@@ -179,17 +176,17 @@ private:
         static const VOWCHAR* const s_apszPath[] = {VOTEXT("d"),       VOTEXT("d/a"), VOTEXT("D\\a.b"),
                                                     VOTEXT("new/e.f"), VOTEXT("g"),   VOTEXT("C:/r/d/a"),
                                                     VOTEXT(""),        VOTEXT(":")};
-        const uint8_t uChoice = m_rkSteps.Byte();
+        const uint8_t uChoice = m_steps.Byte();
         VOWCHAR szPath[MAX_PATH];
-        if (uChoice >= 128 && m_rkContainer.GetAssetPath(uChoice % 128, MAX_PATH, szPath) != 0)
+        if (uChoice >= 128 && m_container.GetAssetPath(uChoice % 128, MAX_PATH, szPath) != 0)
         {
             return szPath;
         }
         return s_apszPath[uChoice % 8];
     }
 
-    VOTSAssetNodeContainer& m_rkContainer;
-    FuzzBytes& m_rkSteps;
+    VOTSAssetNodeContainer& m_container;
+    FuzzBytes& m_steps;
     bool m_bSound = false;  // all that is in the index came in by these steps
 };
 }  // namespace
@@ -197,37 +194,37 @@ private:
 void FuzzAssetImage(const uint8_t* pbData, size_t uSize)
 {
     AssetAlloc* const pAlloc = reinterpret_cast<AssetAlloc*>(const_cast<uint8_t*>(pbData));
-    VOTSAssetNodeContainer kView(AR_Customer);
-    if (kView.SetAlloc(pAlloc, 0, uSize) == 0)
+    VOTSAssetNodeContainer view(AR_Customer);
+    if (view.SetAlloc(pAlloc, 0, uSize) == 0)
     {
         // Refused in front of everything, or taken for empty: either way nothing in it may be touched wrongly.
-        FuzzAssetQueries(kView).AskAll();
+        FuzzAssetQueries(view).AskAll();
         return;
     }
-    FUZZ_REQUIRE(kView.GetAssetNodeCount() <= uSize / sizeof(structAssetNodeParam));
-    FuzzAssetQueries(kView).AskAll();
-    VOTSAssetNodeContainer kTarget(AR_Provider);
-    (void)kView.ReConstructContainer(&kTarget);
-    RequireSameAgain(kView);
+    FUZZ_REQUIRE(view.GetAssetNodeCount() <= uSize / sizeof(structAssetNodeParam));
+    FuzzAssetQueries(view).AskAll();
+    VOTSAssetNodeContainer target(AR_Provider);
+    (void)view.ReConstructContainer(&target);
+    RequireSameAgain(view);
 }
 
 void FuzzAssetProvider(const uint8_t* pbData, size_t uSize)
 {
-    FuzzBytes kInput(pbData, uSize);
-    FuzzBytes kSteps = kInput.TakeSteps();
-    VOTSAssetNodeContainer kPublisher(AR_Provider, VOTEXT("C:/r"), VOTEXT("r"));
-    AssetAlloc* const pAlloc = reinterpret_cast<AssetAlloc*>(const_cast<uint8_t*>(kInput.Data()));
-    if (kPublisher.SetAlloc(pAlloc, 1, kInput.Size()) == 0)
+    FuzzBytes input(pbData, uSize);
+    FuzzBytes steps = input.TakeSteps();
+    VOTSAssetNodeContainer publisher(AR_Provider, VOTEXT("C:/r"), VOTEXT("r"));
+    AssetAlloc* const pAlloc = reinterpret_cast<AssetAlloc*>(const_cast<uint8_t*>(input.Data()));
+    if (publisher.SetAlloc(pAlloc, 1, input.Size()) == 0)
     {
         // What a failed load leaves is empty after this, whatever it was.
-        FUZZ_REQUIRE(kPublisher.CleanUp() != 0 && kPublisher.GetAssetNodeCount() == 0);
+        FUZZ_REQUIRE(publisher.CleanUp() != 0 && publisher.GetAssetNodeCount() == 0);
         return;
     }
-    Publisher kSteppable(kPublisher, kSteps);
-    while (!kSteps.Empty())
+    Publisher steppable(publisher, steps);
+    while (!steps.Empty())
     {
-        kSteppable.Step();
+        steppable.Step();
     }
-    FuzzAssetQueries(kPublisher).AskAll();
-    RequireSameAgain(kPublisher);
+    FuzzAssetQueries(publisher).AskAll();
+    RequireSameAgain(publisher);
 }

@@ -20,9 +20,9 @@ class FuzzWalk
 public:
     static int Visit(const LUMTrayService::structAssetNode&, void* pvParam, int& bStop)
     {
-        FuzzWalk* const pkWalk = static_cast<FuzzWalk*>(pvParam);
-        FUZZ_REQUIRE(pkWalk->m_uVisits < kMostVisits);
-        bStop = ++pkWalk->m_uVisits == kMostVisits ? 1 : 0;
+        FuzzWalk* const pWalk = static_cast<FuzzWalk*>(pvParam);
+        FUZZ_REQUIRE(pWalk->m_uVisits < kMostVisits);
+        bStop = ++pWalk->m_uVisits == kMostVisits ? 1 : 0;
         return 0;
     }
 
@@ -43,26 +43,26 @@ inline bool FuzzSameNode(const LUMTrayService::structAssetNode& tsOne, const LUM
 class FuzzAssetQueries
 {
 public:
-    explicit FuzzAssetQueries(const VOTSAssetNodeContainer& rkContainer) : m_rkContainer(rkContainer) {}
+    explicit FuzzAssetQueries(const VOTSAssetNodeContainer& container) : m_container(container) {}
 
     void AskAll() const
     {
-        const unsigned int uCount = std::min(m_rkContainer.GetAssetNodeCount(), kMostNodes);
+        const unsigned int uCount = std::min(m_container.GetAssetNodeCount(), kMostNodes);
         for (unsigned int uID = 0; uID < uCount; ++uID)
         {
             AskNode(uID);
         }
         LUMTrayService::structAssetNode tsNode;
-        FUZZ_REQUIRE(m_rkContainer.GetAssetNode(m_rkContainer.GetAssetNodeCount(), tsNode) == 0);
-        FUZZ_REQUIRE(m_rkContainer.GetAssetNode(kFuzzNone, tsNode) == 0);
+        FUZZ_REQUIRE(m_container.GetAssetNode(m_container.GetAssetNodeCount(), tsNode) == 0);
+        FUZZ_REQUIRE(m_container.GetAssetNode(kFuzzNone, tsNode) == 0);
         AskPath(VOTEXT("d\\A"));
         AskPath(VOTEXT(""));
-        AskPath((FuzzText(m_rkContainer.GetRootPath()) + VOTEXT("/d/a.b")).c_str());
-        (void)FuzzText(m_rkContainer.GetRootName());
-        (void)FuzzText(m_rkContainer.GetString(FuzzHandle(uCount)));
+        AskPath((FuzzText(m_container.GetRootPath()) + VOTEXT("/d/a.b")).c_str());
+        (void)FuzzText(m_container.GetRootName());
+        (void)FuzzText(m_container.GetString(FuzzHandle(uCount)));
         int nType = 0;
-        (void)m_rkContainer.GetClassifyTypeByName(VOTEXT("T"), nType);
-        (void)m_rkContainer.GetClassifyTypeByExtension(VOTEXT("B"), nType);
+        (void)m_container.GetClassifyTypeByName(VOTEXT("T"), nType);
+        (void)m_container.GetClassifyTypeByExtension(VOTEXT("B"), nType);
     }
 
     // What is found has to be a node's record.
@@ -70,23 +70,23 @@ public:
     {
         VOWCHAR szNormal[MAX_PATH];
         LUMTrayService::structAssetNode tsNode;
-        const int nNormal = m_rkContainer.NormailzeAssetPath(szNormal, pszPath, MAX_PATH, 1);
+        const int nNormal = m_container.NormailzeAssetPath(szNormal, pszPath, MAX_PATH, 1);
         if (nNormal != 0)
         {
             FuzzLength(szNormal, MAX_PATH);
         }
-        if (m_rkContainer.FindAssetNode(pszPath, tsNode) == 0)
+        if (m_container.FindAssetNode(pszPath, tsNode) == 0)
         {
             return false;
         }
         FUZZ_REQUIRE(nNormal != 0);
         LUMTrayService::structAssetNode tsRecord;
         unsigned int uID = 0;
-        while (m_rkContainer.GetAssetNode(uID, tsRecord) != 0 && !FuzzSameNode(tsNode, tsRecord))
+        while (m_container.GetAssetNode(uID, tsRecord) != 0 && !FuzzSameNode(tsNode, tsRecord))
         {
             ++uID;
         }
-        FUZZ_REQUIRE(uID < m_rkContainer.GetAssetNodeCount());
+        FUZZ_REQUIRE(uID < m_container.GetAssetNodeCount());
         return true;
     }
 
@@ -97,9 +97,9 @@ private:
     void AskNode(unsigned int uID) const
     {
         LUMTrayService::structAssetNode tsNode;
-        FUZZ_REQUIRE(m_rkContainer.GetAssetNode(uID, tsNode) != 0);
-        (void)FuzzText(m_rkContainer.GetString(tsNode.hStrClassifyName));
-        (void)FuzzText(m_rkContainer.GetString(tsNode.hStrPhysicsPath));
+        FUZZ_REQUIRE(m_container.GetAssetNode(uID, tsNode) != 0);
+        (void)FuzzText(m_container.GetString(tsNode.hStrClassifyName));
+        (void)FuzzText(m_container.GetString(tsNode.hStrPhysicsPath));
         AskList(tsNode.nChildFileInfo);
         AskList(tsNode.nChildFolderInfo);
         AskRenderedPath(uID);
@@ -110,32 +110,32 @@ private:
     void AskList(unsigned int uInfoID) const
     {
         std::vector<unsigned int> vecNumber(1, 77);
-        if (m_rkContainer.GetInfoNumberList(uInfoID, vecNumber) == 0)
+        if (m_container.GetInfoNumberList(uInfoID, vecNumber) == 0)
         {
             FUZZ_REQUIRE(vecNumber.size() == 1);
             return;
         }
         const unsigned int uCount = static_cast<unsigned int>(vecNumber.size()) - 1;
-        FUZZ_REQUIRE(m_rkContainer.GetInfoNumberCount(uInfoID) == uCount);
-        FUZZ_REQUIRE(uCount == 0 || m_rkContainer.GetInfoNumberFromIndex(uInfoID, 0) == vecNumber[1]);
-        FUZZ_REQUIRE(uCount == 0 || m_rkContainer.GetInfoNumberFromIndex(uInfoID, uCount - 1) == vecNumber[uCount]);
-        FUZZ_REQUIRE(m_rkContainer.GetInfoNumberFromIndex(uInfoID, uCount) == kFuzzNone);
+        FUZZ_REQUIRE(m_container.GetInfoNumberCount(uInfoID) == uCount);
+        FUZZ_REQUIRE(uCount == 0 || m_container.GetInfoNumberFromIndex(uInfoID, 0) == vecNumber[1]);
+        FUZZ_REQUIRE(uCount == 0 || m_container.GetInfoNumberFromIndex(uInfoID, uCount - 1) == vecNumber[uCount]);
+        FUZZ_REQUIRE(m_container.GetInfoNumberFromIndex(uInfoID, uCount) == kFuzzNone);
     }
 
     void AskRenderedPath(unsigned int uID) const
     {
         VOWCHAR szPath[MAX_PATH];
-        if (m_rkContainer.GetAssetPath(uID, MAX_PATH, szPath) == 0)
+        if (m_container.GetAssetPath(uID, MAX_PATH, szPath) == 0)
         {
             return;
         }
         const size_t uLength = FuzzLength(szPath, MAX_PATH);
         VOWCHAR szSmall[kSmallBuffer];
-        FUZZ_REQUIRE((m_rkContainer.GetAssetPath(uID, kSmallBuffer, szSmall) != 0) == (uLength < kSmallBuffer));
+        FUZZ_REQUIRE((m_container.GetAssetPath(uID, kSmallBuffer, szSmall) != 0) == (uLength < kSmallBuffer));
         FUZZ_REQUIRE(FuzzLength(szSmall, kSmallBuffer) == std::min<size_t>(uLength, kSmallBuffer - 1));
         FUZZ_REQUIRE(memcmp(szSmall, szPath, std::min<size_t>(uLength, kSmallBuffer - 1) * sizeof(VOWCHAR)) == 0);
         VOWCHAR szWhole[MAX_PATH];
-        if (m_rkContainer.GetAssetAbsolutePath(uID, MAX_PATH, szWhole) != 0)
+        if (m_container.GetAssetAbsolutePath(uID, MAX_PATH, szWhole) != 0)
         {
             FUZZ_REQUIRE(FuzzLength(szWhole, MAX_PATH) >= uLength + 1);
         }
@@ -145,37 +145,37 @@ private:
     void AskType(int nType) const
     {
         VOWCHAR szText[std::max(LENGTH_OF_CLASSIFYNAME, LENGTH_OF_EXTENSIONS)];
-        LUMTrayService::Color kColor;
+        LUMTrayService::Color color;
         int nFound = 0;
-        (void)m_rkContainer.GetClassifyTypeColor(nType, kColor);
-        (void)m_rkContainer.GetClassifyBackgroundColor(nType, kColor);
-        if (m_rkContainer.GetClassifyName(nType, szText) != 0)
+        (void)m_container.GetClassifyTypeColor(nType, color);
+        (void)m_container.GetClassifyBackgroundColor(nType, color);
+        if (m_container.GetClassifyName(nType, szText) != 0)
         {
             FuzzLength(szText, LENGTH_OF_CLASSIFYNAME);
-            (void)m_rkContainer.GetClassifyTypeByName(szText, nFound);
+            (void)m_container.GetClassifyTypeByName(szText, nFound);
         }
-        if (m_rkContainer.GetClassifyExtensions(nType, szText) != 0)
+        if (m_container.GetClassifyExtensions(nType, szText) != 0)
         {
             szText[std::min<size_t>(FuzzLength(szText, LENGTH_OF_EXTENSIONS), 3)] = 0;
-            (void)m_rkContainer.GetClassifyTypeByExtension(szText, nFound);
+            (void)m_container.GetClassifyTypeByExtension(szText, nFound);
         }
     }
 
     void Walk(unsigned int uID) const
     {
-        FuzzWalk kWhole;
+        FuzzWalk whole;
         FUZZ_REQUIRE(
-            VOTSAssetNodeContainerHelper::TraverseAssetNode(&m_rkContainer, uID, 3, 1, &FuzzWalk::Visit, &kWhole) == 1);
-        FuzzWalk kFolders;
-        (void)VOTSAssetNodeContainerHelper::TraverseAssetNode(&m_rkContainer, uID, 2, 1, &FuzzWalk::Visit, &kFolders);
+            VOTSAssetNodeContainerHelper::TraverseAssetNode(&m_container, uID, 3, 1, &FuzzWalk::Visit, &whole) == 1);
+        FuzzWalk folders;
+        (void)VOTSAssetNodeContainerHelper::TraverseAssetNode(&m_container, uID, 2, 1, &FuzzWalk::Visit, &folders);
         // A walk that shows less than where it goes can't be stopped on the way.
-        if (kWhole.IsWhole())
+        if (whole.IsWhole())
         {
-            FuzzWalk kFiles;
-            (void)VOTSAssetNodeContainerHelper::TraverseAssetNode(&m_rkContainer, uID, 1, 1, &FuzzWalk::Visit, &kFiles);
-            FUZZ_REQUIRE(kFiles.Visits() <= kWhole.Visits());
+            FuzzWalk files;
+            (void)VOTSAssetNodeContainerHelper::TraverseAssetNode(&m_container, uID, 1, 1, &FuzzWalk::Visit, &files);
+            FUZZ_REQUIRE(files.Visits() <= whole.Visits());
         }
     }
 
-    const VOTSAssetNodeContainer& m_rkContainer;
+    const VOTSAssetNodeContainer& m_container;
 };

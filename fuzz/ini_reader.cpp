@@ -8,10 +8,10 @@
 
 namespace
 {
-size_t CountEntries(ZIniFile& rIni)
+size_t CountEntries(ZIniFile& ini)
 {
     size_t uEntries = 0;
-    for (const ZENTRY* pEntry = rIni.SectionBegin(); pEntry != nullptr; pEntry = pEntry->pNext)
+    for (const ZENTRY* pEntry = ini.SectionBegin(); pEntry != nullptr; pEntry = pEntry->pNext)
     {
         ++uEntries;
     }
@@ -19,10 +19,10 @@ size_t CountEntries(ZIniFile& rIni)
 }
 
 // Looks up and changes what the file itself names.
-void UseNames(ZIniFile& rIni, const uint8_t* pbData, size_t uSize)
+void UseNames(ZIniFile& ini, const uint8_t* pbData, size_t uSize)
 {
     std::vector<std::string> vecName = {"", "a", std::string(500, 'n')};
-    for (ZENTRY* pEntry = rIni.SectionBegin(); pEntry != nullptr && vecName.size() < 40; pEntry = pEntry->pNext)
+    for (ZENTRY* pEntry = ini.SectionBegin(); pEntry != nullptr && vecName.size() < 40; pEntry = pEntry->pNext)
     {
         char szName[300];
         szName[0] = 0;
@@ -33,31 +33,31 @@ void UseNames(ZIniFile& rIni, const uint8_t* pbData, size_t uSize)
     for (size_t i = 0; i < uSize && i < 60; ++i)
     {
         const char* const pszSection = vecName[pbData[i] % vecName.size()].c_str();
-        const std::string& rkName = vecName[pbData[uSize - 1 - i] % vecName.size()];
+        const std::string& name = vecName[pbData[uSize - 1 - i] % vecName.size()];
         char szValue[40];
         switch (i % 7)
         {
             case 0:
-                FUZZ_REQUIRE(strlen(rIni.ReadString(pszSection, rkName.c_str(), "default")) < 264);
+                FUZZ_REQUIRE(strlen(ini.ReadString(pszSection, name.c_str(), "default")) < 264);
                 break;
             case 1:
-                rIni.WriteString(pszSection, pbData[i] % 5 == 0 ? nullptr : rkName.c_str(), rkName.c_str());
+                ini.WriteString(pszSection, pbData[i] % 5 == 0 ? nullptr : name.c_str(), name.c_str());
                 break;
             case 2:
-                rIni.DeleteKey(pszSection, rkName.c_str());
+                ini.DeleteKey(pszSection, name.c_str());
                 break;
             case 3:
-                FUZZ_REQUIRE(rIni.ReadString(pszSection, rkName.c_str(), "d", szValue, sizeof(szValue)) == 1);
+                FUZZ_REQUIRE(ini.ReadString(pszSection, name.c_str(), "d", szValue, sizeof(szValue)) == 1);
                 break;
             case 4:
-                rIni.ReadDouble(pszSection, rkName.c_str(), 1.5, nullptr);
-                rIni.ReadInt(pszSection, rkName.c_str(), 7);
+                ini.ReadDouble(pszSection, name.c_str(), 1.5, nullptr);
+                ini.ReadInt(pszSection, name.c_str(), 7);
                 break;
             case 5:
-                FUZZ_REQUIRE(pbData[i] % 3 != 0 || rIni.DeleteSection(pszSection) == 1);
+                FUZZ_REQUIRE(pbData[i] % 3 != 0 || ini.DeleteSection(pszSection) == 1);
                 break;
             default:
-                rIni.AddItem(tpCOMMENT, rkName.c_str());
+                ini.AddItem(tpCOMMENT, name.c_str());
                 break;
         }
     }
@@ -66,21 +66,21 @@ void UseNames(ZIniFile& rIni, const uint8_t* pbData, size_t uSize)
 
 void FuzzIniReader(const uint8_t* pbData, size_t uSize)
 {
-    const FuzzFile kFile("a.ini", pbData, uSize);
-    ZIniFile kIni;
-    if (kIni.OpenIniFile(kFile.Path(), false) != 1)
+    const FuzzFile file("a.ini", pbData, uSize);
+    ZIniFile ini;
+    if (ini.OpenIniFile(file.Path(), false) != 1)
     {
-        FUZZ_REQUIRE(kIni.SectionBegin() == nullptr);
+        FUZZ_REQUIRE(ini.SectionBegin() == nullptr);
         return;
     }
-    for (ZENTRY* pEntry = kIni.SectionBegin(); pEntry != nullptr; pEntry = kIni.SectionNext(pEntry))
+    for (ZENTRY* pEntry = ini.SectionBegin(); pEntry != nullptr; pEntry = ini.SectionNext(pEntry))
     {
         FUZZ_REQUIRE(strlen(pEntry->pszText) <= 254);
     }
-    UseNames(kIni, pbData, uSize);
-    const FuzzFile kWritten("b.ini", "", 0);
-    const size_t uEntries = CountEntries(kIni);
-    FUZZ_REQUIRE(kIni.WriteIniFile(kWritten.Path()) == 1);
-    FUZZ_REQUIRE(CountEntries(kIni) == uEntries);
-    kIni.OpenIniFile(kWritten.Path(), false);
+    UseNames(ini, pbData, uSize);
+    const FuzzFile written("b.ini", "", 0);
+    const size_t uEntries = CountEntries(ini);
+    FUZZ_REQUIRE(ini.WriteIniFile(written.Path()) == 1);
+    FUZZ_REQUIRE(CountEntries(ini) == uEntries);
+    ini.OpenIniFile(written.Path(), false);
 }

@@ -13,25 +13,25 @@ constexpr uint32_t kDumped = 1;
 
 void FuzzLumImage(const uint8_t* pbData, size_t uSize)
 {
-    lum::Findings kFindings;
-    const lum::ImageLayout kLayout = lum::ReadLayout(lum::ByteView(pbData, uSize), &kFindings);
-    const lum::ImageReport kReport = lum::CheckImage(kLayout, &kFindings);
-    FUZZ_REQUIRE(kLayout.kAll.Size() == uSize);
-    FUZZ_REQUIRE(kReport.uFiles + kReport.uFolders + kReport.uRemovedNodes <= kReport.uNodes);
+    lum::Findings findings;
+    const lum::ImageLayout layout = lum::ReadLayout(lum::ByteView(pbData, uSize), &findings);
+    const lum::ImageReport report = lum::CheckImage(layout, &findings);
+    FUZZ_REQUIRE(layout.all.Size() == uSize);
+    FUZZ_REQUIRE(report.uFiles + report.uFolders + report.uRemovedNodes <= report.uNodes);
     // What lum finds nothing wrong with, a reader takes.
-    if (kFindings.Count() == 0)
+    if (findings.Count() == 0)
     {
-        VOTSAssetNodeContainer kView(LUMTrayService::AR_Customer);
+        VOTSAssetNodeContainer view(LUMTrayService::AR_Customer);
         FUZZ_REQUIRE(
-            kView.SetAlloc(reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(const_cast<uint8_t*>(pbData)), 0,
-                           uSize) != 0);
-        FUZZ_REQUIRE(kView.GetAssetNodeCount() == kReport.uNodes);
+            view.SetAlloc(reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(const_cast<uint8_t*>(pbData)), 0,
+                          uSize) != 0);
+        FUZZ_REQUIRE(view.GetAssetNodeCount() == report.uNodes);
     }
 }
 
 void FuzzLumDump(const uint8_t* pbData, size_t uSize)
 {
-    lum::Findings kFindings;
-    lum::Output kOutput;
-    lum::DumpImage(lum::ReadLayout(lum::ByteView(pbData, uSize), &kFindings), kDumped, &kOutput);
+    lum::Findings findings;
+    lum::Output output;
+    lum::DumpImage(lum::ReadLayout(lum::ByteView(pbData, uSize), &findings), kDumped, &output);
 }

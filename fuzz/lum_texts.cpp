@@ -19,25 +19,25 @@ bool LinesOf(const uint8_t* pbData, size_t uSize, std::vector<lum::TextLine>* pv
     const std::string_view strText(reinterpret_cast<const char*>(pbData), uSize);
     const bool bText = lum::SplitText(kName, strText, pvecLines, &strError);
     FUZZ_REQUIRE(bText == strError.empty());
-    for (const lum::TextLine& kLine : *pvecLines)
+    for (const lum::TextLine& line : *pvecLines)
     {
-        FUZZ_REQUIRE(!kLine.strText.empty() && kLine.uNumber >= 1 && kLine.uNumber <= uSize);
+        FUZZ_REQUIRE(!line.strText.empty() && line.uNumber >= 1 && line.uNumber <= uSize);
     }
     return bText;
 }
 
 // Everything below a folder; how many entries there are.
-size_t ListAll(lum::PathTree* pkTree, const VOWString& strFolder)
+size_t ListAll(lum::PathTree* pTree, const VOWString& strFolder)
 {
     std::vector<lum::IndexEntry> vecEntries;
     std::string strError;
-    FUZZ_REQUIRE(pkTree->List(strFolder, 1, &vecEntries, &strError));
+    FUZZ_REQUIRE(pTree->List(strFolder, 1, &vecEntries, &strError));
     size_t uCount = vecEntries.size();
-    for (const lum::IndexEntry& kEntry : vecEntries)
+    for (const lum::IndexEntry& entry : vecEntries)
     {
-        FUZZ_REQUIRE(!kEntry.strName.empty() && kEntry.strName != VOTEXT("..") && kEntry.strName != VOTEXT("."));
-        FUZZ_REQUIRE(kEntry.strName.find_first_of(VOTEXT("/\\")) == VOWString::npos);
-        uCount += kEntry.bFolder ? ListAll(pkTree, lum::JoinPath(strFolder, kEntry.strName)) : 0;
+        FUZZ_REQUIRE(!entry.strName.empty() && entry.strName != VOTEXT("..") && entry.strName != VOTEXT("."));
+        FUZZ_REQUIRE(entry.strName.find_first_of(VOTEXT("/\\")) == VOWString::npos);
+        uCount += entry.bFolder ? ListAll(pTree, lum::JoinPath(strFolder, entry.strName)) : 0;
     }
     return uCount;
 }
@@ -54,45 +54,45 @@ void FuzzLumTypes(const uint8_t* pbData, size_t uSize)
     }
     FUZZ_REQUIRE(vecTypes.size() == vecLines.size());
     // The library takes what lum lets through, and knows each type again.
-    VOTSAssetNodeContainer kContainer;
-    FUZZ_REQUIRE(lum::EnterTypes(vecTypes, &kContainer));
-    for (const lum::ClassifyType& kType : vecTypes)
+    VOTSAssetNodeContainer container;
+    FUZZ_REQUIRE(lum::EnterTypes(vecTypes, &container));
+    for (const lum::ClassifyType& type : vecTypes)
     {
         int nFound = -1;
-        FUZZ_REQUIRE(kContainer.GetClassifyTypeByName(kType.strName.c_str(), nFound) != 0);
-        FUZZ_REQUIRE(nFound == kType.nNumber);
-        const VOWString strFirst = kType.strExtensions.substr(0, kType.strExtensions.find(VOWCHAR('|')));
-        FUZZ_REQUIRE(kContainer.GetClassifyTypeByExtension(strFirst.c_str(), nFound) != 0);
+        FUZZ_REQUIRE(container.GetClassifyTypeByName(type.strName.c_str(), nFound) != 0);
+        FUZZ_REQUIRE(nFound == type.nNumber);
+        const VOWString strFirst = type.strExtensions.substr(0, type.strExtensions.find(VOWCHAR('|')));
+        FUZZ_REQUIRE(container.GetClassifyTypeByExtension(strFirst.c_str(), nFound) != 0);
     }
 }
 
 void FuzzLumPaths(const uint8_t* pbData, size_t uSize)
 {
     std::vector<lum::TextLine> vecLines;
-    lum::PathTree kTree;
+    lum::PathTree tree;
     std::string strError;
-    if (LinesOf(pbData, uSize, &vecLines) && lum::ReadPaths(kName, vecLines, &kTree, &strError))
+    if (LinesOf(pbData, uSize, &vecLines) && lum::ReadPaths(kName, vecLines, &tree, &strError))
     {
-        FUZZ_REQUIRE((ListAll(&kTree, VOWString()) != 0) == !vecLines.empty());
+        FUZZ_REQUIRE((ListAll(&tree, VOWString()) != 0) == !vecLines.empty());
     }
 }
 
 void FuzzLumOptions(const uint8_t* pbData, size_t uSize)
 {
-    const FuzzFile kFile("options.ini", pbData, uSize);
-    VOPublicOptionRecord kRecord;
+    const FuzzFile file("options.ini", pbData, uSize);
+    VOPublicOptionRecord record;
     std::string strError;
-    if (!lum::ReadOptionFile(kFile.Path(), &kRecord, &strError))
+    if (!lum::ReadOptionFile(file.Path(), &record, &strError))
     {
         FUZZ_REQUIRE(!strError.empty());
         return;
     }
-    FUZZ_REQUIRE(memcmp(kRecord.szVersion, kszVOPublicOptionVersion, sizeof(kRecord.szVersion)) == 0);
-    FUZZ_REQUIRE(memchr(kRecord.szOptionKey, 0, sizeof(kRecord.szOptionKey)) != nullptr);
-    for (const char* pszText : {kRecord.szOptionText1, kRecord.szOptionText2, kRecord.szOptionText3,
-                                kRecord.szOptionText4, kRecord.szOptionText5})
+    FUZZ_REQUIRE(memcmp(record.szVersion, kszVOPublicOptionVersion, sizeof(record.szVersion)) == 0);
+    FUZZ_REQUIRE(memchr(record.szOptionKey, 0, sizeof(record.szOptionKey)) != nullptr);
+    for (const char* pszText :
+         {record.szOptionText1, record.szOptionText2, record.szOptionText3, record.szOptionText4, record.szOptionText5})
     {
-        FUZZ_REQUIRE(memchr(pszText, 0, sizeof(kRecord.szOptionText1)) != nullptr);
+        FUZZ_REQUIRE(memchr(pszText, 0, sizeof(record.szOptionText1)) != nullptr);
     }
-    FUZZ_REQUIRE(memchr(kRecord.szOptionText6, 0, sizeof(kRecord.szOptionText6)) != nullptr);
+    FUZZ_REQUIRE(memchr(record.szOptionText6, 0, sizeof(record.szOptionText6)) != nullptr);
 }

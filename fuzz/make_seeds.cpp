@@ -15,13 +15,13 @@ int main(int nArguments, char** ppszArgument)
     }
     for (const auto& [strName, strBytes] : FuzzSeeds())
     {
-        const std::filesystem::path kPath = std::filesystem::path(ppszArgument[1]) / strName;
-        std::filesystem::create_directories(kPath.parent_path());
-        std::ofstream kFile(kPath, std::ios::binary);
-        kFile.write(strBytes.data(), static_cast<std::streamsize>(strBytes.size()));
-        if (!kFile.flush())
+        const std::filesystem::path path = std::filesystem::path(ppszArgument[1]) / strName;
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream file(path, std::ios::binary);
+        file.write(strBytes.data(), static_cast<std::streamsize>(strBytes.size()));
+        if (!file.flush())
         {
-            fprintf(stderr, "%s can't be written\n", kPath.string().c_str());
+            fprintf(stderr, "%s can't be written\n", path.string().c_str());
             return 1;
         }
     }

@@ -21,19 +21,19 @@ void FuzzOptionSection(const uint8_t* pbData, size_t uSize)
     {
         strSection.resize(1536, static_cast<char>(pbData[1]));
     }
-    VOPublishedSection kSection;
-    FUZZ_REQUIRE(kSection.Replace(kVOPublicOptionSection, strSection.data(), strSection.size()));
-    VOPublicOption kOption;
+    VOPublishedSection section;
+    FUZZ_REQUIRE(section.Replace(kVOPublicOptionSection, strSection.data(), strSection.size()));
+    VOPublicOption option;
     if ((pbData[0] & 4) != 0)
     {
-        kOption.SetOptionKey("the key");
+        option.SetOptionKey("the key");
     }
-    kOption.Sync();
-    for (const char* pszText : {kOption.GetOptionText1(), kOption.GetOptionText2(), kOption.GetOptionText3(),
-                                kOption.GetOptionText4(), kOption.GetOptionText5()})
+    option.Sync();
+    for (const char* pszText : {option.GetOptionText1(), option.GetOptionText2(), option.GetOptionText3(),
+                                option.GetOptionText4(), option.GetOptionText5()})
     {
         FUZZ_REQUIRE(strlen(pszText) < 260);
     }
-    FUZZ_REQUIRE(strlen(kOption.GetOptionText6()) < 100 && strlen(kOption.GetOptionKey()) < 100);
-    FUZZ_REQUIRE((pbData[0] & 4) == 0 || strcmp(kOption.GetOptionKey(), "the key") == 0);
+    FUZZ_REQUIRE(strlen(option.GetOptionText6()) < 100 && strlen(option.GetOptionKey()) < 100);
+    FUZZ_REQUIRE((pbData[0] & 4) == 0 || strcmp(option.GetOptionKey(), "the key") == 0);
 }

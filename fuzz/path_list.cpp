@@ -35,43 +35,43 @@ std::string WithShortLines(const uint8_t* pbData, size_t uSize)
     return strText;
 }
 
-void UsePaths(PathList& rList, size_t uSeed)
+void UsePaths(PathList& list, size_t uSeed)
 {
-    const int nCount = rList.GetPathCount();
+    const int nCount = list.GetPathCount();
     for (int i = 0; i < nCount; ++i)
     {
-        FUZZ_REQUIRE(strlen(rList.GetPathByIndex(i)) < 260);
+        FUZZ_REQUIRE(strlen(list.GetPathByIndex(i)) < 260);
     }
-    const FuzzFile kFile("w.mdl", "", 0);
-    FUZZ_REQUIRE(rList.WriteMdlFile(kFile.Path()) == 1);
+    const FuzzFile file("w.mdl", "", 0);
+    FUZZ_REQUIRE(list.WriteMdlFile(file.Path()) == 1);
     if (nCount > 0)
     {
         const int nPlace = static_cast<int>(uSeed % static_cast<size_t>(nCount));
-        FUZZ_REQUIRE(rList.ReplacePath(rList.GetPathByIndex(nPlace), nPlace) == 1);
-        FUZZ_REQUIRE(rList.RemovePathAt(nPlace) == 1);
-        FUZZ_REQUIRE(rList.GetPathCount() == nCount - 1);
+        FUZZ_REQUIRE(list.ReplacePath(list.GetPathByIndex(nPlace), nPlace) == 1);
+        FUZZ_REQUIRE(list.RemovePathAt(nPlace) == 1);
+        FUZZ_REQUIRE(list.GetPathCount() == nCount - 1);
     }
-    const PathList kCopy(rList);
-    FUZZ_REQUIRE(rList.ClearAll() == 1);
+    const PathList copy(list);
+    FUZZ_REQUIRE(list.ClearAll() == 1);
 }
 }  // namespace
 
 void FuzzPathListFile(const uint8_t* pbData, size_t uSize)
 {
     const std::string strText = WithShortLines(pbData, uSize);
-    const FuzzFile kFile("a.mdl", strText.data(), strText.size());
-    PathList kList;
-    FUZZ_REQUIRE(kList.OpenMdlFile(kFile.Path(), false) == 1);
-    UsePaths(kList, uSize);
+    const FuzzFile file("a.mdl", strText.data(), strText.size());
+    PathList list;
+    FUZZ_REQUIRE(list.OpenMdlFile(file.Path(), false) == 1);
+    UsePaths(list, uSize);
 }
 
 void FuzzPathListBuffer(const uint8_t* pbData, size_t uSize)
 {
     const std::string strText = WithShortLines(pbData, uSize);
     const std::vector<char> vecExact(strText.begin(), strText.end());
-    PathList kList;
-    FUZZ_REQUIRE(kList.OpenMdlFileByBuffer(vecExact.data(), static_cast<int>(vecExact.size())) == 1);
-    UsePaths(kList, uSize);
+    PathList list;
+    FUZZ_REQUIRE(list.OpenMdlFileByBuffer(vecExact.data(), static_cast<int>(vecExact.size())) == 1);
+    UsePaths(list, uSize);
 }
 
 // The first byte is the room for a line.
@@ -86,8 +86,8 @@ void FuzzBufferLine(const uint8_t* pbData, size_t uSize)
     vecText.push_back(0);
     std::vector<char> vecLine(std::max(1u, uRoom), 'x');
     char* pszAt = vecText.data();
-    PathList kList;
-    for (const char* pszBefore = pszAt; kList.GetBufferLine(&pszAt, uRoom, vecLine.data()) == 1; pszBefore = pszAt)
+    PathList list;
+    for (const char* pszBefore = pszAt; list.GetBufferLine(&pszAt, uRoom, vecLine.data()) == 1; pszBefore = pszAt)
     {
         FUZZ_REQUIRE(pszAt > pszBefore && pszAt <= &vecText.back());
         FUZZ_REQUIRE(strlen(vecLine.data()) < uRoom);

@@ -22,8 +22,8 @@ constexpr unsigned int kNoParent = 0xFFFFFFFFu;
 template <typename Alloc>
 std::string BytesOf(Alloc* pAlloc)
 {
-    const FuzzImage<Alloc> kImage(pAlloc, &free);
-    return std::string(reinterpret_cast<const char*>(kImage.get()), FuzzImageSize(kImage));
+    const FuzzImage<Alloc> image(pAlloc, &free);
+    return std::string(reinterpret_cast<const char*>(image.get()), FuzzImageSize(image));
 }
 
 std::string WordBytes(uint64_t ullValue, size_t uSize)
@@ -48,17 +48,17 @@ std::string AllSteps(unsigned int uFirst, unsigned int uCount)
     return strSteps;
 }
 
-unsigned int Add(VOTSAssetNodeContainer& rkContainer, const VOWCHAR* pszPath, bool bFolder, unsigned int uParent)
+unsigned int Add(VOTSAssetNodeContainer& container, const VOWCHAR* pszPath, bool bFolder, unsigned int uParent)
 {
     structAssetNode tsNode;
     int bInserted = 0;
-    FUZZ_REQUIRE(rkContainer.RequestAssetNode(pszPath, tsNode, bInserted) != 0 && bInserted == 0);
-    FUZZ_REQUIRE(rkContainer.SetAssetNodeFolder(tsNode.nAssetID, bFolder ? 1 : 0) != 0);
-    FUZZ_REQUIRE(VOTSAssetNodeContainerHelper::SetAssetNodeStripPath(tsNode, &rkContainer, pszPath) != 0);
+    FUZZ_REQUIRE(container.RequestAssetNode(pszPath, tsNode, bInserted) != 0 && bInserted == 0);
+    FUZZ_REQUIRE(container.SetAssetNodeFolder(tsNode.nAssetID, bFolder ? 1 : 0) != 0);
+    FUZZ_REQUIRE(VOTSAssetNodeContainerHelper::SetAssetNodeStripPath(tsNode, &container, pszPath) != 0);
     if (uParent != kNoParent)
     {
-        FUZZ_REQUIRE(rkContainer.SetAssetNodeParentIndex(tsNode.nAssetID, uParent) != 0);
-        FUZZ_REQUIRE(rkContainer.InsertAssetNodeChildIndex(uParent, tsNode.nAssetID) != 0);
+        FUZZ_REQUIRE(container.SetAssetNodeParentIndex(tsNode.nAssetID, uParent) != 0);
+        FUZZ_REQUIRE(container.InsertAssetNodeChildIndex(uParent, tsNode.nAssetID) != 0);
     }
     return tsNode.nAssetID;
 }
@@ -66,29 +66,29 @@ unsigned int Add(VOTSAssetNodeContainer& rkContainer, const VOWCHAR* pszPath, bo
 std::map<std::string, std::string> AssetImages()
 {
     std::map<std::string, std::string> mapImage;
-    VOTSAssetNodeContainer kEmpty(AR_Provider);
-    mapImage["empty"] = BytesOf(kEmpty.GetAlloc());
-    VOTSAssetNodeContainer kFile(AR_Provider);
-    Add(kFile, VOTEXT("a"), false, kNoParent);
-    mapImage["file"] = BytesOf(kFile.GetAlloc());
-    VOTSAssetNodeContainer kFolder(AR_Provider);
-    Add(kFolder, VOTEXT("d/a.b"), false, Add(kFolder, VOTEXT("d"), true, kNoParent));
-    mapImage["folder"] = BytesOf(kFolder.GetAlloc());
-    VOTSAssetNodeContainer kTyped(AR_Provider, VOTEXT("C:/r"), VOTEXT("r"));
-    FUZZ_REQUIRE(kTyped.InsertClassifyType(7, VOTEXT("T"), VOTEXT("b|c"), {}, {}) != 0);
-    FUZZ_REQUIRE(kTyped.BuildUpExtensionsHash() != 0);
-    FUZZ_REQUIRE(kTyped.SetAssetNodeClassifyType(Add(kTyped, VOTEXT("a.b"), false, kNoParent), 7, VOTEXT("T")) != 0);
-    mapImage["typed"] = BytesOf(kTyped.GetAlloc());
+    VOTSAssetNodeContainer empty(AR_Provider);
+    mapImage["empty"] = BytesOf(empty.GetAlloc());
+    VOTSAssetNodeContainer file(AR_Provider);
+    Add(file, VOTEXT("a"), false, kNoParent);
+    mapImage["file"] = BytesOf(file.GetAlloc());
+    VOTSAssetNodeContainer folder(AR_Provider);
+    Add(folder, VOTEXT("d/a.b"), false, Add(folder, VOTEXT("d"), true, kNoParent));
+    mapImage["folder"] = BytesOf(folder.GetAlloc());
+    VOTSAssetNodeContainer typed(AR_Provider, VOTEXT("C:/r"), VOTEXT("r"));
+    FUZZ_REQUIRE(typed.InsertClassifyType(7, VOTEXT("T"), VOTEXT("b|c"), {}, {}) != 0);
+    FUZZ_REQUIRE(typed.BuildUpExtensionsHash() != 0);
+    FUZZ_REQUIRE(typed.SetAssetNodeClassifyType(Add(typed, VOTEXT("a.b"), false, kNoParent), 7, VOTEXT("T")) != 0);
+    mapImage["typed"] = BytesOf(typed.GetAlloc());
     // A tree with a removed node, a hole in its list, and a folder in a folder.
-    VOTSAssetNodeContainer kTree(AR_Provider);
-    Add(kTree, VOTEXT("d"), true, kNoParent);
-    Add(kTree, VOTEXT("d/a"), false, 0);
-    Add(kTree, VOTEXT("d/e"), true, 0);
-    Add(kTree, VOTEXT("d/e/b"), false, 2);
-    FUZZ_REQUIRE(kTree.RemoveAssetNode(VOTEXT("d/a")) != 0);
-    FUZZ_REQUIRE(kTree.SetAssetNodePhysicsPath(3, VOTEXT("p")) != 0);
-    FUZZ_REQUIRE(kTree.SetAssetNodeAssetMergeSign(3, 5) != 0);
-    mapImage["tree"] = BytesOf(kTree.GetAlloc());
+    VOTSAssetNodeContainer tree(AR_Provider);
+    Add(tree, VOTEXT("d"), true, kNoParent);
+    Add(tree, VOTEXT("d/a"), false, 0);
+    Add(tree, VOTEXT("d/e"), true, 0);
+    Add(tree, VOTEXT("d/e/b"), false, 2);
+    FUZZ_REQUIRE(tree.RemoveAssetNode(VOTEXT("d/a")) != 0);
+    FUZZ_REQUIRE(tree.SetAssetNodePhysicsPath(3, VOTEXT("p")) != 0);
+    FUZZ_REQUIRE(tree.SetAssetNodeAssetMergeSign(3, 5) != 0);
+    mapImage["tree"] = BytesOf(tree.GetAlloc());
     return mapImage;
 }
 
@@ -123,50 +123,50 @@ std::string Section(uint8_t uFlags, const std::string& strData)
     return static_cast<char>(uFlags) + WordBytes(1, 4) + WordBytes(100, 4) + WordBytes(0, 4) + strData;
 }
 
-void AddAssetSeeds(Seeds& rmapSeed)
+void AddAssetSeeds(Seeds& mapSeed)
 {
     for (const auto& [strName, strImage] : AssetImages())
     {
-        rmapSeed["AssetImage/" + strName] = strImage;
-        rmapSeed["AssetProvider/" + strName] = WithSteps(AllSteps(strName.size() % 2 == 0 ? 0 : 4, 16), strImage);
-        rmapSeed["LumImage/" + strName] = strImage;
-        rmapSeed["LumDump/" + strName] = strImage;
-        rmapSeed["Section/" + strName] = Section(0, PlainBlock(strImage));
-        rmapSeed["Section/" + strName + "_packed"] = Section(0, CompressedBlock(strImage));
+        mapSeed["AssetImage/" + strName] = strImage;
+        mapSeed["AssetProvider/" + strName] = WithSteps(AllSteps(strName.size() % 2 == 0 ? 0 : 4, 16), strImage);
+        mapSeed["LumImage/" + strName] = strImage;
+        mapSeed["LumDump/" + strName] = strImage;
+        mapSeed["Section/" + strName] = Section(0, PlainBlock(strImage));
+        mapSeed["Section/" + strName + "_packed"] = Section(0, CompressedBlock(strImage));
     }
-    const std::string& rkTree = rmapSeed["AssetImage/tree"];
-    rmapSeed["Section/tree_new_tool"] = Section(2, PlainBlock(rkTree));
-    rmapSeed["Section/tree_other_version"] = Section(6, PlainBlock(rkTree));
-    rmapSeed["Section/tree_short"] = Section(1, PlainBlock(rkTree));
+    const std::string& tree = mapSeed["AssetImage/tree"];
+    mapSeed["Section/tree_new_tool"] = Section(2, PlainBlock(tree));
+    mapSeed["Section/tree_other_version"] = Section(6, PlainBlock(tree));
+    mapSeed["Section/tree_short"] = Section(1, PlainBlock(tree));
 }
 
-void AddEventSeeds(Seeds& rmapSeed)
+void AddEventSeeds(Seeds& mapSeed)
 {
-    VOTSFileEventContainer kEvents;
-    rmapSeed["EventImage/empty"] = WithSteps(AllSteps(0, 6), BytesOf(kEvents.GetAlloc()));
-    VOTSFileEventContainer::Info kInfo;
-    kInfo.pszPath = VOTEXT("d/a");
-    FUZZ_REQUIRE(kEvents.AppendEvent(kInfo, 5) != 0);
-    rmapSeed["EventImage/one"] = WithSteps(AllSteps(0, 5), BytesOf(kEvents.GetAlloc()));
-    kInfo.dwEventParam0 = 3;
-    kInfo.pszNewName = VOTEXT("b");
-    kInfo.pszPhysicPath = VOTEXT("d/a");
-    FUZZ_REQUIRE(kEvents.AppendEvent(kInfo, 2) != 0 && kEvents.AppendEvent(kInfo, 9) != 0);
-    rmapSeed["EventImage/three"] = WithSteps(AllSteps(1, 4), BytesOf(kEvents.GetAlloc()));
-    rmapSeed["EventImage/unchanged"] = WithSteps("", BytesOf(kEvents.GetAlloc()));
+    VOTSFileEventContainer events;
+    mapSeed["EventImage/empty"] = WithSteps(AllSteps(0, 6), BytesOf(events.GetAlloc()));
+    VOTSFileEventContainer::Info about;
+    about.pszPath = VOTEXT("d/a");
+    FUZZ_REQUIRE(events.AppendEvent(about, 5) != 0);
+    mapSeed["EventImage/one"] = WithSteps(AllSteps(0, 5), BytesOf(events.GetAlloc()));
+    about.dwEventParam0 = 3;
+    about.pszNewName = VOTEXT("b");
+    about.pszPhysicPath = VOTEXT("d/a");
+    FUZZ_REQUIRE(events.AppendEvent(about, 2) != 0 && events.AppendEvent(about, 9) != 0);
+    mapSeed["EventImage/three"] = WithSteps(AllSteps(1, 4), BytesOf(events.GetAlloc()));
+    mapSeed["EventImage/unchanged"] = WithSteps("", BytesOf(events.GetAlloc()));
 }
 
-void AddStringSeeds(Seeds& rmapSeed)
+void AddStringSeeds(Seeds& mapSeed)
 {
-    VOStringHashSet kSet;
-    rmapSeed["StringSet/empty"] = WithSteps(AllSteps(0, 16), BytesOf(kSet.GetAlloc()));
-    FUZZ_REQUIRE(kSet.Insert(VOTEXT("d")) != INVALID_HANDLE_VALUE);
-    rmapSeed["StringSet/one"] = WithSteps(AllSteps(8, 7), BytesOf(kSet.GetAlloc()));
-    FUZZ_REQUIRE(kSet.InsertKey(VOTEXT("d/a")) != INVALID_HANDLE_VALUE);
-    FUZZ_REQUIRE(kSet.Remove(kSet.Insert(VOTEXT("a"))) != 0);
-    FUZZ_REQUIRE(kSet.Insert(VOTEXT("new")) != INVALID_HANDLE_VALUE);
-    rmapSeed["StringSet/kinds"] = WithSteps(AllSteps(0, 7), BytesOf(kSet.GetAlloc()));
-    rmapSeed["StringSet/unchanged"] = WithSteps("", BytesOf(kSet.GetAlloc()));
+    VOStringHashSet set;
+    mapSeed["StringSet/empty"] = WithSteps(AllSteps(0, 16), BytesOf(set.GetAlloc()));
+    FUZZ_REQUIRE(set.Insert(VOTEXT("d")) != INVALID_HANDLE_VALUE);
+    mapSeed["StringSet/one"] = WithSteps(AllSteps(8, 7), BytesOf(set.GetAlloc()));
+    FUZZ_REQUIRE(set.InsertKey(VOTEXT("d/a")) != INVALID_HANDLE_VALUE);
+    FUZZ_REQUIRE(set.Remove(set.Insert(VOTEXT("a"))) != 0);
+    FUZZ_REQUIRE(set.Insert(VOTEXT("new")) != INVALID_HANDLE_VALUE);
+    mapSeed["StringSet/kinds"] = WithSteps(AllSteps(0, 7), BytesOf(set.GetAlloc()));
+    mapSeed["StringSet/unchanged"] = WithSteps("", BytesOf(set.GetAlloc()));
 }
 }  // namespace
 

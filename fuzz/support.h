@@ -72,10 +72,10 @@ public:
     // The next bytes, as far as there are any, as input of their own.
     FuzzBytes Take(size_t uSize)
     {
-        const FuzzBytes kPart(m_pbData, uSize < m_uSize ? uSize : m_uSize);
-        m_pbData += kPart.m_uSize;
-        m_uSize -= kPart.m_uSize;
-        return kPart;
+        const FuzzBytes part(m_pbData, uSize < m_uSize ? uSize : m_uSize);
+        m_pbData += part.m_uSize;
+        m_uSize -= part.m_uSize;
+        return part;
     }
 
     // Steps for a changing target: a byte says how many bytes of them there are.
@@ -85,12 +85,12 @@ private:
     template <typename T>
     T Get() const
     {
-        T kValue = 0;
+        T value = 0;
         if (m_uSize != 0)
         {
-            memcpy(&kValue, m_pbData, m_uSize < sizeof(T) ? m_uSize : sizeof(T));
+            memcpy(&value, m_pbData, m_uSize < sizeof(T) ? m_uSize : sizeof(T));
         }
-        return kValue;
+        return value;
     }
 
     const uint8_t* m_pbData;
@@ -103,9 +103,9 @@ using FuzzImage = std::unique_ptr<Alloc, decltype(&free)>;
 
 // How many bytes it has: a head and a tail lie around those that its size word counts.
 template <typename Alloc>
-size_t FuzzImageSize(const FuzzImage<Alloc>& rkImage)
+size_t FuzzImageSize(const FuzzImage<Alloc>& image)
 {
-    return rkImage->uDataBufSize + sizeof(Alloc);
+    return image->uDataBufSize + sizeof(Alloc);
 }
 
 // A text at any alignment; empty for an empty pointer.

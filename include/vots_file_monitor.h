@@ -216,9 +216,9 @@ public:
     bool IsWatching() const;
 
     // How often changes have been lost so far, of whatever files: more came than the system's buffer held, there
-    // was no memory for them, the system watched no more for a while, or PushEvent lost an event. No event tells of it. A host that must not miss a change
-    // compares what it knows with the whole directory when the number is another one than before. A look from any
-    // thread.
+    // was no memory for them, the system watched no more for a while, or PushEvent lost an event. No event tells of it.
+    // A host that must not miss a change compares what it knows with the whole directory when the number is another one
+    // than before. A look from any thread.
     unsigned int LostChanges() const;
 
     // After Init only, before that 0 in silence; see VOTSFileMonitorEventDispatcher.

@@ -12,10 +12,10 @@
 #include "tray_service_types.h"
 
 // One reference more to an object that has others; false when it has none.
-inline bool VOAddReference(int& rnRefCount)
+inline bool VOAddReference(int& nSharedCount)
 {
-    int nRefCount = VOLoadWord(rnRefCount);
-    while (nRefCount != 0 && !VOReplaceWord(rnRefCount, nRefCount, nRefCount + 1))
+    int nRefCount = VOLoadWord(nSharedCount);
+    while (nRefCount != 0 && !VOReplaceWord(nSharedCount, nRefCount, nRefCount + 1))
     {
     }
     return nRefCount != 0;
@@ -23,27 +23,27 @@ inline bool VOAddReference(int& rnRefCount)
 
 // One reference less. The object that has lost its last one, for the caller to end; null otherwise.
 template <typename Assemble>
-Assemble* VOGiveReferenceBack(Assemble*& rpkInstance, int& rnRefCount)
+Assemble* VOGiveReferenceBack(Assemble*& givenPInstance, int& nSharedCount)
 {
-    Assemble* pkInstance = nullptr;
-    int nRefCount = VOLoadWord(rnRefCount);
+    Assemble* pInstance = nullptr;
+    int nRefCount = VOLoadWord(nSharedCount);
     do
     {
         if (nRefCount <= 0)
         {
             return nullptr;
         }
-        pkInstance = VOLoadWord(rpkInstance);
-    } while (!VOReplaceWord(rnRefCount, nRefCount, nRefCount - 1));
+        pInstance = VOLoadWord(givenPInstance);
+    } while (!VOReplaceWord(nSharedCount, nRefCount, nRefCount - 1));
 
     if (nRefCount > 1)
     {
         return nullptr;
     }
     // Another one may stand there already.
-    Assemble* pkExpected = pkInstance;
-    VOReplaceWord(rpkInstance, pkExpected, nullptr);
-    return pkInstance;
+    Assemble* pExpected = pInstance;
+    VOReplaceWord(givenPInstance, pExpected, nullptr);
+    return pInstance;
 }
 
 // The inspector of a source; null for a source without one, and for what is no source.
@@ -56,28 +56,28 @@ Inspector* VOInspectorOf(Inspector* const (&rapkInspector)[LUMTrayService::ASSET
 
 // Calls an operation of each inspector, by ascending source.
 template <typename Inspector, typename Operation>
-void VOForEachInspector(Inspector* const (&rapkInspector)[LUMTrayService::ASSETTYPE_COUNT], Operation kOperation)
+void VOForEachInspector(Inspector* const (&rapkInspector)[LUMTrayService::ASSETTYPE_COUNT], Operation operation)
 {
     for (Inspector* const pkInspector : rapkInspector)
     {
         if (pkInspector != nullptr)
         {
-            std::invoke(kOperation, pkInspector);
+            std::invoke(operation, pkInspector);
         }
     }
 }
 
 // Ends all inspectors, each after its closing operation.
 template <typename Inspector, typename Operation>
-void VOEndInspectors(Inspector* (&rapkInspector)[LUMTrayService::ASSETTYPE_COUNT], Operation kClose)
+void VOEndInspectors(Inspector* (&rapkInspector)[LUMTrayService::ASSETTYPE_COUNT], Operation close)
 {
-    for (Inspector*& rpkInspector : rapkInspector)
+    for (Inspector*& pInspector : rapkInspector)
     {
-        if (rpkInspector != nullptr)
+        if (pInspector != nullptr)
         {
-            std::invoke(kClose, rpkInspector);
-            delete rpkInspector;
-            rpkInspector = nullptr;
+            std::invoke(close, pInspector);
+            delete pInspector;
+            pInspector = nullptr;
         }
     }
 }

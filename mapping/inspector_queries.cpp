@@ -62,15 +62,15 @@ AssetNodeStateInfo* VOTSFileMappingInspector::_StateInfo() const
 template <typename Question>
 auto VOTSFileMappingInspector::_Ask(const char* pszFunction, bool bMayAsk, Question kAsk) const -> decltype(kAsk())
 {
-    decltype(kAsk()) kResult{};
+    decltype(kAsk()) result{};
     if (bMayAsk)
     {
         VO_PROCESS_ERROR_IN(pszFunction, m_pkAssetNodeContainer);
-        kResult = kAsk();
+        result = kAsk();
     }
 
 Exit0:
-    return kResult;
+    return result;
 }
 
 int VOTSFileMappingInspector::NormalizeAssetPath(const VOWCHAR* pszPath, unsigned int uSize, VOWCHAR* pszResult) const

@@ -20,7 +20,7 @@ struct AssetMergeInfo
     unsigned int uAssetMerge;
     TraverseAssetNodeFunction pTraverseFun;
     void* pvParam;
-    const VOTSAssetNodeContainer* pkAssetNodeContainer;
+    const VOTSAssetNodeContainer* pAssetNodeContainer;
 };
 
 struct AssetNameInfo
@@ -29,7 +29,7 @@ struct AssetNameInfo
     int bMatchCase;
     TraverseAssetNodeFunction pTraverseFun;
     void* pvParam;
-    const VOTSAssetNodeContainer* pkAssetNodeContainer;
+    const VOTSAssetNodeContainer* pAssetNodeContainer;
 };
 static_assert(sizeof(AssetNameInfo) == 232 && offsetof(AssetNameInfo, bMatchCase) == 200);
 constexpr unsigned int kReadableUnits = offsetof(AssetNameInfo, pTraverseFun) / sizeof(VOWCHAR);
@@ -43,13 +43,13 @@ AssetNameInfo NameInfoOf(const VOWCHAR* pszSourceContext, int bMatchCase, Traver
     VOWCHAR szText[kContextBound] = {};
     StrCpyNW(szText, pszSourceContext, kContextBound);
 
-    AssetNameInfo kInfo;
-    memcpy(static_cast<void*>(&kInfo), szText, sizeof(kInfo));
-    kInfo.bMatchCase = bMatchCase;
-    kInfo.pTraverseFun = pFun;
-    kInfo.pvParam = pvParam;
-    kInfo.pkAssetNodeContainer = pkContainer;
-    return kInfo;
+    AssetNameInfo about;
+    memcpy(static_cast<void*>(&about), szText, sizeof(about));
+    about.bMatchCase = bMatchCase;
+    about.pTraverseFun = pFun;
+    about.pvParam = pvParam;
+    about.pAssetNodeContainer = pkContainer;
+    return about;
 }
 
 // The text as it reads from its field on: to its terminator, or to where the addresses begin. Those say nothing about
@@ -58,9 +58,9 @@ struct SourceContext
 {
     VOWCHAR szText[kReadableUnits + 1];
 
-    explicit SourceContext(const AssetNameInfo& rkInfo)
+    explicit SourceContext(const AssetNameInfo& about)
     {
-        memcpy(szText, static_cast<const void*>(&rkInfo), kReadableUnits * sizeof(VOWCHAR));
+        memcpy(szText, static_cast<const void*>(&about), kReadableUnits * sizeof(VOWCHAR));
         szText[kReadableUnits] = 0;
     }
 };
@@ -86,10 +86,10 @@ int VOTSFileMappingInspector::TraverseAssetNode_AssetMerge(unsigned int uAssetIn
                                                            void* pvParam) const
 {
     int bStop = 0;
-    AssetMergeInfo kInfo = {uAssetMerge, pFun, pvParam, m_pkAssetNodeContainer};
+    AssetMergeInfo about = {uAssetMerge, pFun, pvParam, m_pkAssetNodeContainer};
     VO_PROCESS_ERROR(m_pkAssetNodeContainer);
     VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
-        m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode, TraverseAssetNodeInernal_AssetMerge, &kInfo,
+        m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode, TraverseAssetNodeInernal_AssetMerge, &about,
         bStop));
 
 Exit0:
@@ -103,10 +103,10 @@ int VOTSFileMappingInspector::TraverseAssetNode_FileName(unsigned int uAssetInde
 {
     int nResult = 0;
     int bStop = 0;
-    AssetNameInfo kInfo = NameInfoOf(pszSourceContext, bMatchCase, pFun, pvParam, m_pkAssetNodeContainer);
+    AssetNameInfo about = NameInfoOf(pszSourceContext, bMatchCase, pFun, pvParam, m_pkAssetNodeContainer);
     VO_PROCESS_ERROR(m_pkAssetNodeContainer);
     VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
-        m_pkAssetNodeContainer, uAssetIndex, dwType, bSubAssetNode, TraverseAssetNodeInernal_FileName, &kInfo, bStop));
+        m_pkAssetNodeContainer, uAssetIndex, dwType, bSubAssetNode, TraverseAssetNodeInernal_FileName, &about, bStop));
     nResult = 1;
 
 Exit0:
@@ -119,10 +119,10 @@ int VOTSFileMappingInspector::TraverseAssetNode_Extension(unsigned int uAssetInd
 {
     int nResult = 0;
     int bStop = 0;
-    AssetNameInfo kInfo = NameInfoOf(pszSourceContext, bMatchCase, pFun, pvParam, m_pkAssetNodeContainer);
+    AssetNameInfo about = NameInfoOf(pszSourceContext, bMatchCase, pFun, pvParam, m_pkAssetNodeContainer);
     VO_PROCESS_ERROR(m_pkAssetNodeContainer);
     VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
-        m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode, TraverseAssetNodeInernal_Extension, &kInfo,
+        m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode, TraverseAssetNodeInernal_Extension, &about,
         bStop));
     nResult = 1;
 
@@ -156,15 +156,15 @@ int VOTSFileMappingInspector::TraverseAssetNodeInernal_FileName(const structAsse
     bool bHit = false;
     VO_PROCESS_ERROR(pvFileNameInfo);
     VO_PROCESS_ERROR(pvFileNameInfo->pTraverseFun);
-    VO_PROCESS_ERROR(pvFileNameInfo->pkAssetNodeContainer);
+    VO_PROCESS_ERROR(pvFileNameInfo->pAssetNodeContainer);
     VO_PROCESS_ERROR(tsNode.hStrBaseName != INVALID_HANDLE_VALUE);
-    pszAssetNodeName = pvFileNameInfo->pkAssetNodeContainer->GetString(tsNode.hStrBaseName);
+    pszAssetNodeName = pvFileNameInfo->pAssetNodeContainer->GetString(tsNode.hStrBaseName);
     VO_PROCESS_ERROR(pszAssetNodeName);
 
     {
-        const SourceContext kContext(*pvFileNameInfo);
-        bHit = (pvFileNameInfo->bMatchCase != 0 ? StrStrW(pszAssetNodeName, kContext.szText)
-                                                : StrStrIW(pszAssetNodeName, kContext.szText)) != nullptr;
+        const SourceContext context(*pvFileNameInfo);
+        bHit = (pvFileNameInfo->bMatchCase != 0 ? StrStrW(pszAssetNodeName, context.szText)
+                                                : StrStrIW(pszAssetNodeName, context.szText)) != nullptr;
     }
     if (bHit)
     {
@@ -186,9 +186,9 @@ int VOTSFileMappingInspector::TraverseAssetNodeInernal_Extension(const structAss
     VOWCHAR szTokens[kTokenBufferSize] = {};
     VO_PROCESS_ERROR(pvExtensionInfo);
     VO_PROCESS_ERROR(pvExtensionInfo->pTraverseFun);
-    VO_PROCESS_ERROR(pvExtensionInfo->pkAssetNodeContainer);
+    VO_PROCESS_ERROR(pvExtensionInfo->pAssetNodeContainer);
     VO_PROCESS_ERROR(tsNode.hStrExtension != INVALID_HANDLE_VALUE);
-    pszAssetExt = pvExtensionInfo->pkAssetNodeContainer->GetString(tsNode.hStrExtension);
+    pszAssetExt = pvExtensionInfo->pAssetNodeContainer->GetString(tsNode.hStrExtension);
     VO_PROCESS_ERROR_AS("pszAssetExt && *pszAssetExt", VOHasText(pszAssetExt));
     VO_PROCESS_ERROR_AS("pszSourceContext && *pszSourceContext", VOHasText(pvExtensionInfo->pszSourceContext));
 

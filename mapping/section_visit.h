@@ -11,9 +11,9 @@ public:
     ~VOSectionVisit() { Leave(); }
 
     // Before the section is opened.
-    void Enter(unsigned int& ruReaderCount)
+    void Enter(unsigned int& uReaderCount)
     {
-        m_puReaderCount = &ruReaderCount;
+        m_puReaderCount = &uReaderCount;
         _StepReaders(1);
     }
 
@@ -31,11 +31,11 @@ public:
     // publisher doesn't move it while a reader is there, so it is the one of the data. A publication that comes as soon
     // as the reader has left shows as a change.
     template <typename T>
-    T LeaveWith(const T& rkWord)
+    T LeaveWith(const T& word)
     {
-        const T kValue = VOLoadWord(rkWord);
+        const T value = VOLoadWord(word);
         Leave();
-        return kValue;
+        return value;
     }
 
 private:

@@ -17,19 +17,19 @@ VOTSFileMappingAssemble::~VOTSFileMappingAssemble() = default;
 
 VOTSFileMappingAssemble* VOTSFileMappingAssemble::Instance()
 {
-    const std::lock_guard<std::mutex> kGuard(ms_InstanceLock);
+    const std::lock_guard<std::mutex> guard(ms_InstanceLock);
     if (!VOAddReference(ms_nRefCountOfInstance))
     {
         VO_CHECK_ERROR_AS("NULL == ms_pkInstance", VOLoadWord(ms_pkInstance) == nullptr);
         // Without a publisher the object has no inspectors, and is sound all the same.
-        const auto End = [](VOTSFileMappingAssemble* pkInstance)
+        const auto End = [](VOTSFileMappingAssemble* pInstance)
         {
-            pkInstance->_CloseInspector();
-            delete pkInstance;
+            pInstance->_CloseInspector();
+            delete pInstance;
         };
-        std::unique_ptr<VOTSFileMappingAssemble, decltype(End)> pkNew(new VOTSFileMappingAssemble, End);
-        pkNew->_SetupInspector();
-        VOStoreWord(ms_pkInstance, pkNew.release());
+        std::unique_ptr<VOTSFileMappingAssemble, decltype(End)> pNew(new VOTSFileMappingAssemble, End);
+        pNew->_SetupInspector();
+        VOStoreWord(ms_pkInstance, pNew.release());
         VOStoreWord(ms_nRefCountOfInstance, 1);
     }
     return VOLoadWord(ms_pkInstance);
@@ -37,11 +37,11 @@ VOTSFileMappingAssemble* VOTSFileMappingAssemble::Instance()
 
 void VOTSFileMappingAssemble::Release()
 {
-    VOTSFileMappingAssemble* const pkLast = VOGiveReferenceBack(ms_pkInstance, ms_nRefCountOfInstance);
-    if (pkLast != nullptr)
+    VOTSFileMappingAssemble* const pLast = VOGiveReferenceBack(ms_pkInstance, ms_nRefCountOfInstance);
+    if (pLast != nullptr)
     {
-        pkLast->_CloseInspector();
-        delete pkLast;
+        pLast->_CloseInspector();
+        delete pLast;
     }
 }
 
@@ -50,11 +50,11 @@ namespace
 
 // Calls an operation of each inspector by ascending source, up to the first that doesn't give ET_NONE.
 template <typename Operation>
-ErrorType ForEachInspector(VOTSFileMappingInspector* const* ppInspector, Operation kOperation)
+ErrorType ForEachInspector(VOTSFileMappingInspector* const* ppInspector, Operation operation)
 {
     for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
     {
-        const ErrorType eResult = ppInspector[i] != nullptr ? (ppInspector[i]->*kOperation)() : ET_NONE;
+        const ErrorType eResult = ppInspector[i] != nullptr ? (ppInspector[i]->*operation)() : ET_NONE;
         if (eResult != ET_NONE)
         {
             return eResult;
@@ -119,13 +119,13 @@ Exit0:
 
 VOTSFileMappingInspector* VOTSFileMappingAssemble::GetFileMappingInspector(enumAssetFrom eaf) const
 {
-    VOTSFileMappingInspector* pkResult = nullptr;
+    VOTSFileMappingInspector* pResult = nullptr;
     VO_PROCESS_ERROR_AS("eaf >= 0 && eaf < LUMTrayService::ASSETTYPE_COUNT",
                         static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT);
-    pkResult = m_pArrInspector[eaf];
+    pResult = m_pArrInspector[eaf];
 
 Exit0:
-    return pkResult;
+    return pResult;
 }
 
 int VOTSFileMappingAssemble::GetAssetNode(LUMTrayService::structAssetNode& tsNode, const VOWCHAR* pszPath,
@@ -143,14 +143,14 @@ int VOTSFileMappingAssemble::GetAssetNode(LUMTrayService::structAssetNode& tsNod
     }
     else
     {
-        for (VOTSFileMappingInspector* const pkCandidate : m_pArrInspector)
+        for (VOTSFileMappingInspector* const pCandidate : m_pArrInspector)
         {
-            if (pkCandidate != nullptr && pkCandidate->GetAssetNode(pszPath, tsNode))
+            if (pCandidate != nullptr && pCandidate->GetAssetNode(pszPath, tsNode))
             {
                 ++uHits;
                 if (pvecInspector != nullptr)
                 {
-                    pvecInspector->push_back(pkCandidate);
+                    pvecInspector->push_back(pCandidate);
                 }
             }
         }
@@ -166,13 +166,13 @@ int VOTSFileMappingAssemble::_SetupInspector()
 {
     int nResult = 0;
     const AssetNodeUpdateState* pMappingState = nullptr;
-    VOSectionView kSection;
-    VO_PROCESS_ERROR_AS("hMappingState", kSection.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ));
-    pMappingState = static_cast<const AssetNodeUpdateState*>(kSection.Map());
-    VO_PROCESS_ERROR_AS("pMappingState", kSection.Size() != 0);
+    VOSectionView section;
+    VO_PROCESS_ERROR_AS("hMappingState", section.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ));
+    pMappingState = static_cast<const AssetNodeUpdateState*>(section.Map());
+    VO_PROCESS_ERROR_AS("pMappingState", section.Size() != 0);
     VO_PROCESS_ERROR_AS("::strcmp(pMappingState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == 0",
-                        kSection.BeginsWith(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION));
-    if (kSection.Size() < sizeof(AssetNodeUpdateState))
+                        section.BeginsWith(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION));
+    if (section.Size() < sizeof(AssetNodeUpdateState))
     {
         VO_PROCESS_ERROR_FALSE;
     }
@@ -180,8 +180,8 @@ int VOTSFileMappingAssemble::_SetupInspector()
     for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
     {
         VO_PROCESS_ERROR(NULL == m_pArrInspector[i]);
-        const AssetNodeStateInfo& rkStateInfo = pMappingState->arrStateInfo[i];
-        if (VOLoadWord(rkStateInfo.bEnable) != 0 && VOLoadWord(rkStateInfo.uUpdateCount) != 0)
+        const AssetNodeStateInfo& stateInfo = pMappingState->arrStateInfo[i];
+        if (VOLoadWord(stateInfo.bEnable) != 0 && VOLoadWord(stateInfo.uUpdateCount) != 0)
         {
             m_pArrInspector[i] = new VOTSFileMappingInspector(static_cast<enumAssetFrom>(i));
         }

@@ -45,26 +45,26 @@ VOTSFileMappingInspector::~VOTSFileMappingInspector()
 
 ErrorType VOTSFileMappingInspector::OpenMappingState()
 {
-    const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
+    const std::lock_guard<std::mutex> guard(m_InspectorLock);
     return MappingView_UpdateState();
 }
 
 ErrorType VOTSFileMappingInspector::OpenMappingData()
 {
-    const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
+    const std::lock_guard<std::mutex> guard(m_InspectorLock);
     return MappingView_AssetNodes();
 }
 
 ErrorType VOTSFileMappingInspector::ReMappingData()
 {
-    const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
+    const std::lock_guard<std::mutex> guard(m_InspectorLock);
     VO_CHECK_ERROR(UnMappingView_AssetNodes());
     return MappingView_AssetNodes();
 }
 
 int VOTSFileMappingInspector::CloseMapping()
 {
-    const std::lock_guard<std::mutex> kGuard(m_InspectorLock);
+    const std::lock_guard<std::mutex> guard(m_InspectorLock);
     VO_CHECK_ERROR(UnMappingView_AssetNodes());
     UnMappingView_UpdateState();
     return 1;
@@ -86,17 +86,17 @@ ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
     {
         return ET_NONE;
     }
-    VOSectionView kSection(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE);
-    if (kSection.Size() != 0 && !kSection.BeginsWith(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION))
+    VOSectionView section(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE);
+    if (section.Size() != 0 && !section.BeginsWith(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION))
     {
         return ET_VERSION_MISMATCH;
     }
-    if (kSection.Size() < sizeof(AssetNodeUpdateState))
+    if (section.Size() < sizeof(AssetNodeUpdateState))
     {
         return ET_STATE_UNAVAILABLE;
     }
-    VOStoreWord(m_hMappingState, kSection.DetachHandle());
-    VOStoreWord(m_pMappingState, static_cast<AssetNodeUpdateState*>(kSection.DetachView()));
+    VOStoreWord(m_hMappingState, section.DetachHandle());
+    VOStoreWord(m_pMappingState, static_cast<AssetNodeUpdateState*>(section.DetachView()));
     return ET_NONE;
 }
 
@@ -144,8 +144,8 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     // What a load gives back when memory runs out in the middle of it, from the last line up: the visit, then the image
     // with what is attached to it. A load that fails otherwise does the same at its end.
     const auto DropImage = [](VOTSFileMappingInspector* pkInspector) { pkInspector->UnMappingView_AssetNodes(); };
-    std::unique_ptr<VOTSFileMappingInspector, decltype(DropImage)> pkLoading(nullptr, DropImage);
-    VOSectionVisit kVisit;
+    std::unique_ptr<VOTSFileMappingInspector, decltype(DropImage)> pLoading(nullptr, DropImage);
+    VOSectionVisit visit;
     if (m_pMappingState == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
@@ -164,17 +164,17 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     VO_PROCESS_ERROR(UnMappingView_AssetNodes());
 
     eResult = ET_DATA_UNAVAILABLE;
-    pkLoading.reset(this);
-    kVisit.Enter(pStateInfo->uReaderCount);
-    if (kVisit.Open(ASSETNODE_MAPPING_VIEW_STRING(m_eaf), FILE_MAP_READ))
+    pLoading.reset(this);
+    visit.Enter(pStateInfo->uReaderCount);
+    if (visit.Open(ASSETNODE_MAPPING_VIEW_STRING(m_eaf), FILE_MAP_READ))
     {
-        pbImage = _LoadImage(kVisit.Data(), kVisit.Size(), uImageSize);
+        pbImage = _LoadImage(visit.Data(), visit.Size(), uImageSize);
     }
     if (pbImage == nullptr)
     {
         VO_PROCESS_ERROR(FALSE);
     }
-    uUpdateCount = kVisit.LeaveWith(pStateInfo->uUpdateCount);
+    uUpdateCount = visit.LeaveWith(pStateInfo->uUpdateCount);
 
     // Before the image, so that whoever asks meanwhile doesn't find an image with an old count.
     VOStoreWord(m_uUpdateCount, uUpdateCount);
@@ -183,14 +183,14 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     {
         VO_PROCESS_ERROR(FALSE);
     }
-    (void)pkLoading.release();
+    (void)pLoading.release();
     eResult = ET_NONE;
 
 Exit0:
-    if (pkLoading != nullptr)
+    if (pLoading != nullptr)
     {
-        (void)pkLoading.release();
-        kVisit.Leave();
+        (void)pLoading.release();
+        visit.Leave();
         VO_CHECK_ERROR(UnMappingView_AssetNodes());
     }
     return eResult;

@@ -76,14 +76,14 @@ void VOAppendUtf16(VOWString& strTo, uint32_t uCode)
 namespace
 {
 #if defined(_WIN32)
-constexpr bool CARRY_ANY_BYTES = false;  // file names are 16-bit text already
+constexpr bool kCarryAnyBytes = false;  // file names are 16-bit text already
 #else
-constexpr bool CARRY_ANY_BYTES = true;
+constexpr bool kCarryAnyBytes = true;
 #endif
 
-constexpr uint32_t ESCAPED_BYTE = 0xDC00;       // plus the byte, 0x80 to 0xFF
-constexpr uint32_t ESCAPED_BACKSLASH = 0xDC5C;  // a "\" that belongs to a name
-constexpr uint32_t REPLACEMENT = 0xFFFD;
+constexpr uint32_t kEscapedByte = 0xDC00;       // plus the byte, 0x80 to 0xFF
+constexpr uint32_t kEscapedBackslash = 0xDC5C;  // a "\" that belongs to a name
+constexpr uint32_t kReplacement = 0xFFFD;
 }  // namespace
 
 std::string VOToNativePath(const VOWString& strPath)
@@ -93,13 +93,13 @@ std::string VOToNativePath(const VOWString& strPath)
     for (size_t uAt = 0; uAt < strPath.size();)
     {
         const uint32_t uCode = VODecodeUtf16(strPath, &uAt);
-        if (CARRY_ANY_BYTES && uCode == '\\')
+        if (kCarryAnyBytes && uCode == '\\')
         {
             strNative.push_back('/');
         }
-        else if (CARRY_ANY_BYTES && (uCode == ESCAPED_BACKSLASH || (uCode >= 0xDC80 && uCode <= 0xDCFF)))
+        else if (kCarryAnyBytes && (uCode == kEscapedBackslash || (uCode >= 0xDC80 && uCode <= 0xDCFF)))
         {
-            strNative.push_back(static_cast<char>(uCode - ESCAPED_BYTE));
+            strNative.push_back(static_cast<char>(uCode - kEscapedByte));
         }
         else
         {
@@ -118,14 +118,14 @@ VOWString VOFromNative(std::string_view strPath)
         uint32_t uCode = 0;
         size_t uBytes = VODecodeUtf8(strPath, &uCode);
         // Surrogates are characters where the system's own names may hold them.
-        if (uBytes == 0 || (CARRY_ANY_BYTES && VOIsSurrogate(uCode)))
+        if (uBytes == 0 || (kCarryAnyBytes && VOIsSurrogate(uCode)))
         {
             uBytes = 1;
-            uCode = CARRY_ANY_BYTES ? ESCAPED_BYTE + static_cast<unsigned char>(strPath.front()) : REPLACEMENT;
+            uCode = kCarryAnyBytes ? kEscapedByte + static_cast<unsigned char>(strPath.front()) : kReplacement;
         }
-        else if (CARRY_ANY_BYTES && uCode == '\\')
+        else if (kCarryAnyBytes && uCode == '\\')
         {
-            uCode = ESCAPED_BACKSLASH;
+            uCode = kEscapedBackslash;
         }
         VOAppendUtf16(strText, uCode);
         strPath.remove_prefix(uBytes);

@@ -22,11 +22,11 @@ constexpr int kVOFlatAddress = 3;
 
 struct VODebugFrame
 {
-    VODebugAddress kPC;
-    VODebugAddress kReturn;
-    VODebugAddress kFrame;
-    VODebugAddress kStack;
-    VODebugAddress kBackingStore;
+    VODebugAddress pC;
+    VODebugAddress giveBack;
+    VODebugAddress frame;
+    VODebugAddress stack;
+    VODebugAddress backingStore;
     void* pvFunctionTable;
     unsigned long long aullParameters[4];
     int bFar;

@@ -40,7 +40,7 @@ void* VOAllocateZeroed(size_t uSize)
     {
         throw std::bad_alloc();
     }
-    if (uSize >= VO_HUGE_PAGE_THRESHOLD)
+    if (uSize >= kVOHugePageThreshold)
     {
         AdviseHugePages(pBlock, uSize);
     }
@@ -54,7 +54,7 @@ void* VOReallocate(void* pBlock, size_t uSize)
     {
         throw std::bad_alloc();
     }
-    if (uSize >= VO_HUGE_PAGE_THRESHOLD)
+    if (uSize >= kVOHugePageThreshold)
     {
         AdviseHugePages(pNew, uSize);
     }

@@ -10,7 +10,7 @@
 // Allocates uSize bytes, all zero. The caller owns them and releases them with the runtime's free(). Throws
 // std::bad_alloc when there is no memory. A size of 0 gives a block that can be freed and not touched.
 //
-// Blocks of VO_HUGE_PAGE_THRESHOLD bytes and more are put on huge pages where the system has them: an index is read at
+// Blocks of kVOHugePageThreshold bytes and more are put on huge pages where the system has them: an index is read at
 // random, and with small pages most of its lookups would miss the processor's address cache.
 void* VOAllocateZeroed(size_t uSize);
 
@@ -22,7 +22,7 @@ void* VOTryAllocate(size_t uSize);
 // was.
 void* VOReallocate(void* pBlock, size_t uSize);
 
-constexpr size_t VO_HUGE_PAGE_THRESHOLD = 4u << 20;
+constexpr size_t kVOHugePageThreshold = 4u << 20;
 
 // Starts to load the cache line at an address that will be read soon. Any address may be given.
 inline void VOPrefetch(const void* pAddress)

@@ -128,10 +128,10 @@ VOWCHAR* StrStrIW(const VOWCHAR* pszIn, const VOWCHAR* pszWhat);
 // *ppszContext. Each unit of pszDelimiters separates; empty tokens don't occur. Null when there are no more.
 VOWCHAR* wcstok_s(VOWCHAR* pszText, const VOWCHAR* pszDelimiters, VOWCHAR** ppszContext);
 
-constexpr size_t STRSAFE_MAX_CCH = 0x7FFFFFFF;
+constexpr size_t kStrsafeMaxCch = 0x7FFFFFFF;
 
 // Copies pszFrom whole: S_OK. STRSAFE_E_INSUFFICIENT_BUFFER when it doesn't fit in uSize units: pszTo then holds the
-// cut text, terminated. STRSAFE_E_INVALID_PARAMETER for uSize 0 or above STRSAFE_MAX_CCH, with nothing written.
+// cut text, terminated. STRSAFE_E_INVALID_PARAMETER for uSize 0 or above kStrsafeMaxCch, with nothing written.
 HRESULT StringCchCopyW(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFrom);
 #define StringCchCopy StringCchCopyW
 

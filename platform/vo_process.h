@@ -66,7 +66,7 @@ struct VOCrash
 // Makes the report. It runs on a thread of its own, which stands ready from the start, while the thread that crashed
 // waits: the crash may have left locks taken (the allocator's, a stream's), so that the report may hang, and may crash
 // itself.
-typedef void (*VOCrashReport)(const VOCrash& rkCrash);
+typedef void (*VOCrashReport)(const VOCrash& crash);
 
 // From this call on, a crash of any thread is reported before the process ends of it. Linux: SIGSEGV, SIGBUS, SIGFPE,
 // SIGILL and SIGABRT, of the program's own or sent to it. Windows: every exception that nothing handles, and abort().

@@ -55,7 +55,7 @@ private:
 //
 // Linux: replacing builds a new object under a temporary name and renames it over the old one. A reader that is inside
 // the old one keeps it whole; a failure leaves the old one in place.
-// Windows: the section is reserved large at its first creation (at least VO_SECTION_RESERVE bytes), committed as it
+// Windows: the section is reserved large at its first creation (at least kVOSectionReserve bytes), committed as it
 // grows, and overwritten; a reader that is inside sees the change, so the publisher waits for its readers first. The
 // writer fills a private buffer, so that a failing writer leaves the old content.
 class VOPublishedSection
@@ -107,7 +107,7 @@ private:
 
 // The least address space a section that can be replaced takes on Windows. Readers map all of it, and touch what is
 // committed.
-constexpr size_t VO_SECTION_RESERVE = size_t{1} << 30;
+constexpr size_t kVOSectionReserve = size_t{1} << 30;
 
 // Removes the half-built objects that killed publishers of this user left in this name space, and tells how many there
 // were. Replace and OpenOrCreate remove those of their own section; a program removes all of them at its start. Objects

@@ -13,57 +13,57 @@
 #include <type_traits>
 
 template <typename T>
-T VOLoadWord(const T& rkWord)
+T VOLoadWord(const T& word)
 {
     static_assert(std::atomic_ref<T>::is_always_lock_free, "a lock isn't shared with other processes");
-    return std::atomic_ref<T>(const_cast<T&>(rkWord)).load(std::memory_order_acquire);
+    return std::atomic_ref<T>(const_cast<T&>(word)).load(std::memory_order_acquire);
 }
 
 template <typename T>
-void VOStoreWord(T& rWord, std::type_identity_t<T> kValue)
+void VOStoreWord(T& word, std::type_identity_t<T> kValue)
 {
-    std::atomic_ref<T>(rWord).store(kValue, std::memory_order_release);
+    std::atomic_ref<T>(word).store(kValue, std::memory_order_release);
 }
 
-// Adds in one step, and gives the new value. VOAddToWord(rWord, -1) takes away.
+// Adds in one step, and gives the new value. VOAddToWord(word, -1) takes away.
 template <typename T>
-T VOAddToWord(T& rWord, int nStep)
+T VOAddToWord(T& word, int nStep)
 {
     static_assert(std::is_unsigned_v<T>, "a count may go round the end of its range");
-    const T kStep = static_cast<T>(nStep);
-    return static_cast<T>(std::atomic_ref<T>(rWord).fetch_add(kStep, std::memory_order_acq_rel) + kStep);
+    const T step = static_cast<T>(nStep);
+    return static_cast<T>(std::atomic_ref<T>(word).fetch_add(step, std::memory_order_acq_rel) + step);
 }
 
 // Stores in one step with the load of the value before, which it gives.
 template <typename T>
-T VOExchangeWord(T& rWord, std::type_identity_t<T> kValue)
+T VOExchangeWord(T& word, std::type_identity_t<T> kValue)
 {
-    return std::atomic_ref<T>(rWord).exchange(kValue, std::memory_order_acq_rel);
+    return std::atomic_ref<T>(word).exchange(kValue, std::memory_order_acq_rel);
 }
 
-// Stores if the word is as expected; otherwise false, with rExpected what it is.
+// Stores if the word is as expected; otherwise false, with expected what it is.
 template <typename T>
-bool VOReplaceWord(T& rWord, std::type_identity_t<T>& rExpected, std::type_identity_t<T> kValue)
+bool VOReplaceWord(T& word, std::type_identity_t<T>& expected, std::type_identity_t<T> kValue)
 {
-    return std::atomic_ref<T>(rWord).compare_exchange_strong(rExpected, kValue, std::memory_order_acq_rel,
-                                                             std::memory_order_acquire);
+    return std::atomic_ref<T>(word).compare_exchange_strong(expected, kValue, std::memory_order_acq_rel,
+                                                            std::memory_order_acquire);
 }
 
 // Copies of several words: each is of one moment, and two of them may be of two.
 template <typename T>
-void VOLoadWords(T* pTo, const T* pkWords, size_t uCount)
+void VOLoadWords(T* pTo, const T* pWords, size_t uCount)
 {
     for (size_t i = 0; i < uCount; ++i)
     {
-        pTo[i] = VOLoadWord(pkWords[i]);
+        pTo[i] = VOLoadWord(pWords[i]);
     }
 }
 
 template <typename T>
-void VOStoreWords(T* pWords, const T* pkFrom, size_t uCount)
+void VOStoreWords(T* pWords, const T* pFrom, size_t uCount)
 {
     for (size_t i = 0; i < uCount; ++i)
     {
-        VOStoreWord(pWords[i], pkFrom[i]);
+        VOStoreWord(pWords[i], pFrom[i]);
     }
 }

@@ -49,7 +49,7 @@ inline void VOStoreUnit(VOWCHAR* pUnit, VOWCHAR cUnit)
 
 #if VO_WIDE_SCAN_BLOCKS
 
-constexpr unsigned VO_WIDE_SCAN_UNITS = 8;
+constexpr unsigned kVOWideScanUnits = 8;
 
 // How many whole blocks from pUnit on lie in one page (of 4 KiB: the smallest there is).
 inline size_t VOBlocksInPage(const VOWCHAR* pUnit)
@@ -94,7 +94,7 @@ inline size_t VOWideLength(const VOWCHAR* pszText, size_t uMost = SIZE_MAX)
                 uLength += VOUnitsBeforeZero(uZeroBytes);
                 return uLength < uMost ? uLength : uMost;
             }
-            uLength += VO_WIDE_SCAN_UNITS;
+            uLength += kVOWideScanUnits;
             if (uLength >= uMost)
             {
                 return uMost;
@@ -142,9 +142,9 @@ struct VOBlockFold
 inline __m128i VOKeepUnits(__m128i block, unsigned uUnits)
 {
     // To keep n units, the mask is the 16 bytes from place 16 - 2 * n on.
-    static constexpr unsigned char aKeep[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+    static constexpr unsigned char kKeep[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
                                                 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-    return _mm_and_si128(block, _mm_loadu_si128(reinterpret_cast<const __m128i*>(aKeep + 16 - 2 * uUnits)));
+    return _mm_and_si128(block, _mm_loadu_si128(reinterpret_cast<const __m128i*>(kKeep + 16 - 2 * uUnits)));
 }
 
 // Writes the first uUnits units of a block, of which there are fewer than 8, and nothing behind them.
@@ -176,7 +176,7 @@ inline unsigned VOFoldCopyBlocks(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigne
 {
     VOBlockFold fold(bLower);
     const size_t uInPage = VOBlocksInPage(pszFrom + uLength);
-    const size_t uInTarget = (uCapacity - uLength - 1) / VO_WIDE_SCAN_UNITS;
+    const size_t uInTarget = (uCapacity - uLength - 1) / kVOWideScanUnits;
     for (size_t uBlocks = uInPage < uInTarget ? uInPage : uInTarget; uBlocks > 0; --uBlocks)
     {
         const __m128i block = VOLoadBlock(pszFrom + uLength);
@@ -188,9 +188,9 @@ inline unsigned VOFoldCopyBlocks(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigne
             // block that ends with them: folding units a second time changes nothing.
             const unsigned uUnits = VOUnitsBeforeZero(uZeroBytes);
             uLength += uUnits;
-            if (uLength >= VO_WIDE_SCAN_UNITS && uUnits != 0)
+            if (uLength >= kVOWideScanUnits && uUnits != 0)
             {
-                const unsigned uLast = uLength - VO_WIDE_SCAN_UNITS;
+                const unsigned uLast = uLength - kVOWideScanUnits;
                 _mm_storeu_si128(reinterpret_cast<__m128i*>(pszTo + uLast), fold.Apply(VOLoadBlock(pszFrom + uLast)));
             }
             else if (uUnits != 0)
@@ -201,7 +201,7 @@ inline unsigned VOFoldCopyBlocks(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigne
             break;
         }
         _mm_storeu_si128(reinterpret_cast<__m128i*>(pszTo + uLength), fold.Apply(block));
-        uLength += VO_WIDE_SCAN_UNITS;
+        uLength += kVOWideScanUnits;
     }
     *pbHasColon = *pbHasColon || fold.HasColon();
     return uLength;

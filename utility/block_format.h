@@ -15,7 +15,7 @@ static_assert(sizeof(VOCompressedBlockHead) == 16 && offsetof(VOCompressedBlockH
 constexpr unsigned int kVOBlockTailSize = 8;
 
 // VODeCompressBuffer_lzo1x, and under its name, for a block whose head was read once and checked by the caller, who
-// vouches for kHead.uCompressedSize bytes at pbStream. What the head claims beyond what its stream can give is not
+// vouches for head.uCompressedSize bytes at pbStream. What the head claims beyond what its stream can give is not
 // allocated: the head isn't trusted, and the caller goes by *puBuffSize alone.
-int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, const VOCompressedBlockHead& kHead,
+int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, const VOCompressedBlockHead& head,
                              const unsigned char* pbStream);

@@ -106,33 +106,33 @@ Exit0:
 int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, unsigned char* pbuffDeCompress)
 {
     int nResult = 0;
-    Output kOutput;
+    Output output;
     int nRetLzo = lzo_init();
     VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
     VO_PROCESS_ERROR(ppbuffResult && puBuffSize);
     VO_PROCESS_ERROR(pbuffDeCompress);
-    nRetLzo = kOutput.Decompress(VOLoad<VOCompressedBlockHead>(pbuffDeCompress),
-                                 pbuffDeCompress + sizeof(VOCompressedBlockHead), true);
+    nRetLzo = output.Decompress(VOLoad<VOCompressedBlockHead>(pbuffDeCompress),
+                                pbuffDeCompress + sizeof(VOCompressedBlockHead), true);
     VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-    kOutput.Give(ppbuffResult, puBuffSize);
+    output.Give(ppbuffResult, puBuffSize);
     nResult = 1;
 
 Exit0:
     return nResult;
 }
 
-int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, const VOCompressedBlockHead& kHead,
+int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, const VOCompressedBlockHead& head,
                              const unsigned char* pbStream)
 {
     int nResult = 0;
-    Output kOutput;
+    Output output;
     int nRetLzo = lzo_init();
     VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
     VO_PROCESS_ERROR(ppbuffResult && puBuffSize);
     VO_PROCESS_ERROR_AS("pbuffDeCompress", pbStream);
-    nRetLzo = kOutput.Decompress(kHead, pbStream, false);
+    nRetLzo = output.Decompress(head, pbStream, false);
     VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-    kOutput.Give(ppbuffResult, puBuffSize);
+    output.Give(ppbuffResult, puBuffSize);
     nResult = 1;
 
 Exit0:

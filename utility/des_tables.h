@@ -81,7 +81,7 @@ typedef std::array<std::array<uint32_t, 64>, kBoxes> BoxTable;
 
 constexpr BoxTable MakeBoxTable()
 {
-    BoxTable kTable{};
+    BoxTable table{};
     uint32_t auPlace[33] = {};  // where P puts a bit
     for (unsigned int uBit = 0; uBit < 32; ++uBit)
     {
@@ -96,11 +96,11 @@ constexpr BoxTable MakeBoxTable()
             const unsigned int uOutput = kSBox[uBox][uRow * 16 + (uInput >> 1 & 15)];
             for (unsigned int uBit = 0; uBit < 4; ++uBit)
             {
-                kTable[uBox][uInput] |= (uOutput >> (3 - uBit) & 1) != 0 ? auPlace[uBox * 4 + uBit + 1] : 0;
+                table[uBox][uInput] |= (uOutput >> (3 - uBit) & 1) != 0 ? auPlace[uBox * 4 + uBit + 1] : 0;
             }
         }
     }
-    return kTable;
+    return table;
 }
 
 // A round's key: low word for the S-boxes 1, 7, 5, 3, high word for 2, 8, 6, 4, as a half block is looked at.
@@ -121,7 +121,7 @@ struct KeyTable
 
 constexpr KeyTable MakeKeyTable()
 {
-    KeyTable kTable{};
+    KeyTable table{};
     Schedule aBit[65] = {};  // the schedule of a key in which this bit alone is set
     unsigned int uTurned = 0;
     for (unsigned int uRound = 0; uRound < kRounds; ++uRound)
@@ -145,7 +145,7 @@ constexpr KeyTable MakeKeyTable()
                 for (unsigned int uBit = 0; uBit < 4; ++uBit)
                 {
                     const uint64_t ullPart = aBit[uByte * 8 + uBit + 1][uRound];
-                    kTable.aUpper[uByte][uValue][uRound] |= (uValue >> (3 - uBit) & 1) != 0 ? ullPart : 0;
+                    table.aUpper[uByte][uValue][uRound] |= (uValue >> (3 - uBit) & 1) != 0 ? ullPart : 0;
                 }
             }
             for (unsigned int uValue = 0; uValue < 8; ++uValue)
@@ -153,12 +153,12 @@ constexpr KeyTable MakeKeyTable()
                 for (unsigned int uBit = 0; uBit < 3; ++uBit)
                 {
                     const uint64_t ullPart = aBit[uByte * 8 + uBit + 5][uRound];
-                    kTable.aLower[uByte][uValue][uRound] |= (uValue >> (2 - uBit) & 1) != 0 ? ullPart : 0;
+                    table.aLower[uByte][uValue][uRound] |= (uValue >> (2 - uBit) & 1) != 0 ? ullPart : 0;
                 }
             }
         }
     }
-    return kTable;
+    return table;
 }
 
 }  // namespace vodes

@@ -22,38 +22,38 @@ Schedule MakeSchedule(const char* pszKey)
         apUpper[uByte] = kKeyTable.aUpper[uByte][uChar >> 4].data();
         apLower[uByte] = kKeyTable.aLower[uByte][uChar >> 1 & 7].data();
     }
-    Schedule kSchedule;
+    Schedule schedule;
     for (unsigned int i = 0; i < kRounds; ++i)
     {
-        kSchedule[i] = (apUpper[0][i] | apLower[0][i]) | (apUpper[1][i] | apLower[1][i]) |
-                       (apUpper[2][i] | apLower[2][i]) | (apUpper[3][i] | apLower[3][i]) |
-                       (apUpper[4][i] | apLower[4][i]) | (apUpper[5][i] | apLower[5][i]) |
-                       (apUpper[6][i] | apLower[6][i]) | (apUpper[7][i] | apLower[7][i]);
+        schedule[i] = (apUpper[0][i] | apLower[0][i]) | (apUpper[1][i] | apLower[1][i]) |
+                      (apUpper[2][i] | apLower[2][i]) | (apUpper[3][i] | apLower[3][i]) |
+                      (apUpper[4][i] | apLower[4][i]) | (apUpper[5][i] | apLower[5][i]) |
+                      (apUpper[6][i] | apLower[6][i]) | (apUpper[7][i] | apLower[7][i]);
     }
-    return kSchedule;
+    return schedule;
 }
 
-// Exchanges the bits of ruLow under the mask with those of ruHigh that lie nShift higher.
-inline void Exchange(uint32_t& ruHigh, uint32_t& ruLow, int nShift, uint32_t uMask)
+// Exchanges the bits of uLow under the mask with those of uHigh that lie nShift higher.
+inline void Exchange(uint32_t& uHigh, uint32_t& uLow, int nShift, uint32_t uMask)
 {
-    const uint32_t uDifference = ((ruHigh >> nShift) ^ ruLow) & uMask;
-    ruLow ^= uDifference;
-    ruHigh ^= uDifference << nShift;
+    const uint32_t uDifference = ((uHigh >> nShift) ^ uLow) & uMask;
+    uLow ^= uDifference;
+    uHigh ^= uDifference << nShift;
 }
 
-// One round: what the half block ruTo gets from the other one.
-inline void Round(uint32_t& ruTo, uint32_t uFrom, uint64_t ullKey)
+// One round: what the half block uTo gets from the other one.
+inline void Round(uint32_t& uTo, uint32_t uFrom, uint64_t ullKey)
 {
     const uint32_t uEven = uFrom ^ static_cast<uint32_t>(ullKey);
     const uint32_t uOdd = std::rotl(uFrom, kOddBoxTurn) ^ static_cast<uint32_t>(ullKey >> 32);
-    ruTo ^= (kBoxTable[0][uEven & 63] ^ kBoxTable[6][uEven >> 8 & 63]) ^
-            (kBoxTable[4][uEven >> 16 & 63] ^ kBoxTable[2][uEven >> 24 & 63]) ^
-            (kBoxTable[1][uOdd & 63] ^ kBoxTable[7][uOdd >> 8 & 63]) ^
-            (kBoxTable[5][uOdd >> 16 & 63] ^ kBoxTable[3][uOdd >> 24 & 63]);
+    uTo ^= (kBoxTable[0][uEven & 63] ^ kBoxTable[6][uEven >> 8 & 63]) ^
+           (kBoxTable[4][uEven >> 16 & 63] ^ kBoxTable[2][uEven >> 24 & 63]) ^
+           (kBoxTable[1][uOdd & 63] ^ kBoxTable[7][uOdd >> 8 & 63]) ^
+           (kBoxTable[5][uOdd >> 16 & 63] ^ kBoxTable[3][uOdd >> 24 & 63]);
 }
 
 // The block through the cipher. nFirst and nStep say in which order the rounds' keys are taken.
-uint64_t Transform(uint64_t ullBlock, const Schedule& kSchedule, unsigned int uFirst, unsigned int uStep)
+uint64_t Transform(uint64_t ullBlock, const Schedule& schedule, unsigned int uFirst, unsigned int uStep)
 {
     uint32_t uLeft = static_cast<uint32_t>(ullBlock >> 32);
     uint32_t uRight = static_cast<uint32_t>(ullBlock);
@@ -70,8 +70,8 @@ uint64_t Transform(uint64_t ullBlock, const Schedule& kSchedule, unsigned int uF
 
     for (unsigned int i = 0; i < kRounds; i += 2, uFirst += 2 * uStep)
     {
-        Round(uLeft, uRight, kSchedule[uFirst % kRounds]);
-        Round(uRight, uLeft, kSchedule[(uFirst + uStep) % kRounds]);
+        Round(uLeft, uRight, schedule[uFirst % kRounds]);
+        Round(uRight, uLeft, schedule[(uFirst + uStep) % kRounds]);
     }
 
     // The halves in swapped order, and the inverse of the above.

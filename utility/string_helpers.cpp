@@ -111,10 +111,10 @@ VOWCHAR VOTCHAR_TOLOWER(VOWCHAR ch)
 
 VOWString VOTextOf(const VOWCHAR* pszText)
 {
-    VOWString kResult(static_cast<size_t>(lstrlenW(pszText)), VOWCHAR(0));
-    if (!kResult.empty())
+    VOWString result(static_cast<size_t>(lstrlenW(pszText)), VOWCHAR(0));
+    if (!result.empty())
     {
-        memcpy(kResult.data(), pszText, kResult.size() * sizeof(VOWCHAR));
+        memcpy(result.data(), pszText, result.size() * sizeof(VOWCHAR));
     }
-    return kResult;
+    return result;
 }

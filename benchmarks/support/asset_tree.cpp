@@ -23,30 +23,30 @@ const char* Pick(const char* const (&arrText)[N], size_t uIndex)
     return arrText[uIndex % N];
 }
 
-VOWString Wide(const std::string& kText)
+VOWString Wide(const std::string& text)
 {
-    return VOWString(kText.begin(), kText.end());
+    return VOWString(text.begin(), text.end());
 }
 
-uint32_t AddNode(AssetTree& rkTree, const std::string& kPath, uint32_t uParent, bool bFolder)
+uint32_t AddNode(AssetTree& tree, const std::string& path, uint32_t uParent, bool bFolder)
 {
-    const uint32_t uNode = static_cast<uint32_t>(rkTree.vecNode.size());
-    rkTree.vecNode.push_back({Wide(kPath), uParent, bFolder});
-    rkTree.vecChildren.emplace_back();
+    const uint32_t uNode = static_cast<uint32_t>(tree.vecNode.size());
+    tree.vecNode.push_back({Wide(path), uParent, bFolder});
+    tree.vecChildren.emplace_back();
     if (uNode != 0)
     {
-        rkTree.vecChildren[uParent].push_back(uNode);
+        tree.vecChildren[uParent].push_back(uNode);
     }
     return uNode;
 }
 
 // The path as somebody types it: letters in any case, either slash.
-VOWString Asked(const VOWString& kPath, std::mt19937& rkRandom)
+VOWString Asked(const VOWString& path, std::mt19937& random)
 {
-    VOWString kAsked = kPath;
-    for (VOWCHAR& ch : kAsked)
+    VOWString asked = path;
+    for (VOWCHAR& ch : asked)
     {
-        const uint32_t uBits = rkRandom();
+        const uint32_t uBits = random();
         const bool bLetter = (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z');
         if (bLetter && (uBits & 3) == 0)
         {
@@ -57,47 +57,47 @@ VOWString Asked(const VOWString& kPath, std::mt19937& rkRandom)
             ch = '\\';
         }
     }
-    return kAsked;
+    return asked;
 }
 
 AssetTree MakeTree(size_t uNodes)
 {
-    AssetTree kTree;
-    std::mt19937 kRandom(12345);
-    AddNode(kTree, "", 0, true);
-    for (size_t uArea = 0; kTree.vecNode.size() < uNodes; ++uArea)
+    AssetTree tree;
+    std::mt19937 random(12345);
+    AddNode(tree, "", 0, true);
+    for (size_t uArea = 0; tree.vecNode.size() < uNodes; ++uArea)
     {
-        const std::string kArea = std::string(Pick(kAreas, uArea)) + "_" + std::to_string(uArea);
-        const uint32_t uAreaNode = AddNode(kTree, kArea, 0, true);
-        for (size_t uThing = 0; uThing < 30 && kTree.vecNode.size() < uNodes; ++uThing)
+        const std::string area = std::string(Pick(kAreas, uArea)) + "_" + std::to_string(uArea);
+        const uint32_t uAreaNode = AddNode(tree, area, 0, true);
+        for (size_t uThing = 0; uThing < 30 && tree.vecNode.size() < uNodes; ++uThing)
         {
-            const std::string kThingName = std::string(Pick(kThings, uArea + uThing)) + "_" + std::to_string(uThing);
-            const std::string kThing = kArea + "/" + kThingName;
-            const uint32_t uThingNode = AddNode(kTree, kThing, uAreaNode, true);
+            const std::string thingName = std::string(Pick(kThings, uArea + uThing)) + "_" + std::to_string(uThing);
+            const std::string thing = area + "/" + thingName;
+            const uint32_t uThingNode = AddNode(tree, thing, uAreaNode, true);
             for (const char* pszKind : kKinds)
             {
-                const std::string kFolder = kThing + "/" + pszKind;
-                const uint32_t uFolder = AddNode(kTree, kFolder, uThingNode, true);
-                for (size_t uFile = 0; uFile < kFilesPerFolder && kTree.vecNode.size() < uNodes; ++uFile)
+                const std::string folder = thing + "/" + pszKind;
+                const uint32_t uFolder = AddNode(tree, folder, uThingNode, true);
+                for (size_t uFile = 0; uFile < kFilesPerFolder && tree.vecNode.size() < uNodes; ++uFile)
                 {
                     const uint32_t uFileNode =
-                        AddNode(kTree,
-                                kFolder + "/" + kThingName + "_" + Pick(kParts, uFile) + "_" +
-                                    std::to_string(kRandom() % 10000 + uFile * 10000) + "." + Pick(kExtensions, uFile),
+                        AddNode(tree,
+                                folder + "/" + thingName + "_" + Pick(kParts, uFile) + "_" +
+                                    std::to_string(random() % 10000 + uFile * 10000) + "." + Pick(kExtensions, uFile),
                                 uFolder, false);
-                    kTree.vecHit.push_back(Asked(kTree.vecNode[uFileNode].kPath, kRandom));
+                    tree.vecHit.push_back(Asked(tree.vecNode[uFileNode].path, random));
                 }
             }
         }
     }
-    std::shuffle(kTree.vecHit.begin(), kTree.vecHit.end(), kRandom);
-    for (const VOWString& kHit : kTree.vecHit)
+    std::shuffle(tree.vecHit.begin(), tree.vecHit.end(), random);
+    for (const VOWString& hit : tree.vecHit)
     {
-        VOWString kMiss = kHit;
-        kMiss[kMiss.size() / 2] = '~';
-        kTree.vecMiss.push_back(std::move(kMiss));
+        VOWString miss = hit;
+        miss[miss.size() / 2] = '~';
+        tree.vecMiss.push_back(std::move(miss));
     }
-    return kTree;
+    return tree;
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ struct AssetTree
 {
     struct Node
     {
-        VOWString kPath;  // relative, with "/", in its own case
+        VOWString path;  // relative, with "/", in its own case
         uint32_t uParent;
         bool bFolder;
     };

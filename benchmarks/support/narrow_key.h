@@ -8,10 +8,10 @@ struct NarrowKey
     char szKey[MAX_PATH];
     size_t uLength = 0;
 
-    explicit NarrowKey(const VOWString& kPath)
+    explicit NarrowKey(const VOWString& path)
     {
         VOWCHAR szWide[MAX_PATH];
-        VOTSAssetNodeContainerHelper::NormalizedPath(szWide, kPath.c_str(), MAX_PATH, 1);
+        VOTSAssetNodeContainerHelper::NormalizedPath(szWide, path.c_str(), MAX_PATH, 1);
         while (szWide[uLength] != 0)
         {
             szKey[uLength] = static_cast<char>(szWide[uLength]);

@@ -15,24 +15,24 @@
 class CdbPeer
 {
 public:
-    explicit CdbPeer(const AssetTree& rkTree)
+    explicit CdbPeer(const AssetTree& tree)
     {
-        m_kPath = "/dev/shm/vobase_benchmark_cdb_" + std::to_string(reinterpret_cast<uintptr_t>(this));
-        m_nFile = open(m_kPath.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
-        cdb_make kMake;
-        cdb_make_start(&kMake, m_nFile);
-        for (uint32_t uNode = 1; uNode < rkTree.vecNode.size(); ++uNode)
+        m_path = "/dev/shm/vobase_benchmark_cdb_" + std::to_string(reinterpret_cast<uintptr_t>(this));
+        m_nFile = open(m_path.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+        cdb_make make;
+        cdb_make_start(&make, m_nFile);
+        for (uint32_t uNode = 1; uNode < tree.vecNode.size(); ++uNode)
         {
-            const NarrowKey kKey(rkTree.vecNode[uNode].kPath);
+            const NarrowKey key(tree.vecNode[uNode].path);
             LUMTrayService::structAssetNode tsNode;
             tsNode.nAssetID = uNode;
             tsNode.ullFileSize = uNode * 3ull;
-            if (cdb_make_add(&kMake, kKey.szKey, static_cast<unsigned>(kKey.uLength), &tsNode, sizeof(tsNode)) != 0)
+            if (cdb_make_add(&make, key.szKey, static_cast<unsigned>(key.uLength), &tsNode, sizeof(tsNode)) != 0)
             {
                 abort();
             }
         }
-        if (cdb_make_finish(&kMake) != 0 || cdb_init(&m_kCdb, m_nFile) != 0)
+        if (cdb_make_finish(&make) != 0 || cdb_init(&m_cdb, m_nFile) != 0)
         {
             abort();
         }
@@ -40,27 +40,27 @@ public:
 
     ~CdbPeer()
     {
-        cdb_free(&m_kCdb);
+        cdb_free(&m_cdb);
         close(m_nFile);
-        unlink(m_kPath.c_str());
+        unlink(m_path.c_str());
     }
 
     CdbPeer(const CdbPeer&) = delete;
     CdbPeer& operator=(const CdbPeer&) = delete;
 
-    bool Find(const VOWString& kPath, LUMTrayService::structAssetNode& tsNode) const
+    bool Find(const VOWString& path, LUMTrayService::structAssetNode& tsNode) const
     {
-        const NarrowKey kKey(kPath);
-        if (cdb_find(&m_kCdb, kKey.szKey, static_cast<unsigned>(kKey.uLength)) <= 0)
+        const NarrowKey key(path);
+        if (cdb_find(&m_cdb, key.szKey, static_cast<unsigned>(key.uLength)) <= 0)
         {
             return false;
         }
-        memcpy(static_cast<void*>(&tsNode), cdb_getdata(&m_kCdb), sizeof(tsNode));
+        memcpy(static_cast<void*>(&tsNode), cdb_getdata(&m_cdb), sizeof(tsNode));
         return true;
     }
 
 private:
-    mutable cdb m_kCdb = {};
+    mutable cdb m_cdb = {};
     int m_nFile = -1;
-    std::string m_kPath;
+    std::string m_path;
 };

@@ -6,35 +6,35 @@
 #include "vots_asset_node_container.h"
 #include "vots_asset_node_container_helper.h"
 
-inline bool FillProvider(VOTSAssetNodeContainer& rkContainer, const AssetTree& rkTree)
+inline bool FillProvider(VOTSAssetNodeContainer& container, const AssetTree& tree)
 {
-    for (uint32_t uNode = 0; uNode < rkTree.vecNode.size(); ++uNode)
+    for (uint32_t uNode = 0; uNode < tree.vecNode.size(); ++uNode)
     {
-        const AssetTree::Node& rkNode = rkTree.vecNode[uNode];
+        const AssetTree::Node& node = tree.vecNode[uNode];
         LUMTrayService::structAssetNode tsNode;
         int bInserted = 0;
-        if (!rkContainer.RequestAssetNode(rkNode.kPath.c_str(), tsNode, bInserted) || bInserted != 0 ||
+        if (!container.RequestAssetNode(node.path.c_str(), tsNode, bInserted) || bInserted != 0 ||
             tsNode.nAssetID != uNode)
         {
             return false;
         }
-        tsNode.bFolder = rkNode.bFolder;
-        rkContainer.SetAssetNodeFolder(uNode, rkNode.bFolder);
-        rkContainer.SetAssetNodeAssetFrom(uNode, LUMTrayService::AF_SOURCE);
+        tsNode.bFolder = node.bFolder;
+        container.SetAssetNodeFolder(uNode, node.bFolder);
+        container.SetAssetNodeAssetFrom(uNode, LUMTrayService::AF_SOURCE);
         if (uNode == 0)
         {
             continue;
         }
-        rkContainer.SetAssetNodeParentIndex(uNode, rkNode.uParent);
-        if (!VOTSAssetNodeContainerHelper::SetAssetNodeStripPath(tsNode, &rkContainer, rkNode.kPath.c_str()))
+        container.SetAssetNodeParentIndex(uNode, node.uParent);
+        if (!VOTSAssetNodeContainerHelper::SetAssetNodeStripPath(tsNode, &container, node.path.c_str()))
         {
             return false;
         }
-        rkContainer.SetAssetNodeFileAttribute(uNode, uNode * 3ull, uNode, uNode, uNode, 0x14);
+        container.SetAssetNodeFileAttribute(uNode, uNode * 3ull, uNode, uNode, uNode, 0x14);
     }
-    for (uint32_t uNode = 0; uNode < rkTree.vecNode.size(); ++uNode)
+    for (uint32_t uNode = 0; uNode < tree.vecNode.size(); ++uNode)
     {
-        if (!rkTree.vecChildren[uNode].empty() && !rkContainer.SetAssetNodeChildIndex(uNode, rkTree.vecChildren[uNode]))
+        if (!tree.vecChildren[uNode].empty() && !container.SetAssetNodeChildIndex(uNode, tree.vecChildren[uNode]))
         {
             return false;
         }

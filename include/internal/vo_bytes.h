@@ -12,9 +12,9 @@ template <typename T>
 inline T VOLoad(const void* pvFrom)
 {
     static_assert(std::is_trivially_copyable_v<T>, "images hold flat values only");
-    T kValue;
-    memcpy(&kValue, pvFrom, sizeof(T));
-    return kValue;
+    T value;
+    memcpy(&value, pvFrom, sizeof(T));
+    return value;
 }
 
 template <typename T>

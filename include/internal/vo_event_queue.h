@@ -38,7 +38,7 @@ public:
     typedef typename Items::const_reverse_iterator const_reverse_iterator;
 
     VOEventQueue() = default;
-    VOEventQueue(std::initializer_list<T> kItems) : m_vecItems(kItems) { _Counted(); }
+    VOEventQueue(std::initializer_list<T> items) : m_vecItems(items) { _Counted(); }
     VOEventQueue(const VOEventQueue& kOther) : m_vecItems(kOther.begin(), kOther.end()) { _Counted(); }
     VOEventQueue& operator=(const VOEventQueue& kOther)
     {
@@ -48,9 +48,9 @@ public:
         }
         return *this;
     }
-    VOEventQueue& operator=(std::initializer_list<T> kItems)
+    VOEventQueue& operator=(std::initializer_list<T> items)
     {
-        assign(kItems.begin(), kItems.end());
+        assign(items.begin(), items.end());
         return *this;
     }
     ~VOEventQueue() = default;
@@ -99,17 +99,17 @@ public:
     }
     void shrink_to_fit() { _Renew(size()); }
 
-    void push_back(T kItem)
+    void push_back(T item)
     {
         _MakeRoom(1);
-        m_vecItems.push_back(std::move(kItem));
+        m_vecItems.push_back(std::move(item));
         _Counted();
     }
 
     template <typename... Arguments>
-    T& emplace_back(Arguments&&... kArguments)
+    T& emplace_back(Arguments&&... arguments)
     {
-        push_back(T(std::forward<Arguments>(kArguments)...));
+        push_back(T(std::forward<Arguments>(arguments)...));
         return back();
     }
 
@@ -122,7 +122,7 @@ public:
     // Takes the first value out. There has to be one.
     T pop_front()
     {
-        T kFirst = std::exchange(front(), T());
+        T first = std::exchange(front(), T());
         ++m_uGone;
         _Counted();
         if (empty() && m_uGone > kKeptPlaces && !m_bReserved)
@@ -131,26 +131,26 @@ public:
             Items().swap(m_vecItems);
             m_uGone = 0;
         }
-        return kFirst;
+        return first;
     }
 
-    iterator insert(const_iterator iterBefore, T kItem)
+    iterator insert(const_iterator iterBefore, T item)
     {
         const ptrdiff_t nIndex = iterBefore - cbegin();
-        push_back(std::move(kItem));
+        push_back(std::move(item));
         std::rotate(begin() + nIndex, end() - 1, end());
         return begin() + nIndex;
     }
 
     template <typename... Arguments>
-    iterator emplace(const_iterator iterBefore, Arguments&&... kArguments)
+    iterator emplace(const_iterator iterBefore, Arguments&&... arguments)
     {
-        return insert(iterBefore, T(std::forward<Arguments>(kArguments)...));
+        return insert(iterBefore, T(std::forward<Arguments>(arguments)...));
     }
 
-    iterator insert(const_iterator iterBefore, size_t uCount, const T& kItem)
+    iterator insert(const_iterator iterBefore, size_t uCount, const T& item)
     {
-        return _Insert(iterBefore, Items(uCount, kItem));
+        return _Insert(iterBefore, Items(uCount, item));
     }
 
     template <typename Iterator, typename = typename std::iterator_traits<Iterator>::iterator_category>
@@ -159,9 +159,9 @@ public:
         return _Insert(iterBefore, Items(iterFirst, iterEnd));
     }
 
-    iterator insert(const_iterator iterBefore, std::initializer_list<T> kItems)
+    iterator insert(const_iterator iterBefore, std::initializer_list<T> items)
     {
-        return _Insert(iterBefore, Items(kItems));
+        return _Insert(iterBefore, Items(items));
     }
 
     iterator erase(const_iterator iterItem) { return erase(iterItem, iterItem + 1); }
@@ -175,11 +175,11 @@ public:
 
     void resize(size_t uCount) { resize(uCount, T()); }
 
-    void resize(size_t uCount, const T& kItem)
+    void resize(size_t uCount, const T& item)
     {
         if (uCount > size())
         {
-            _Insert(cend(), Items(uCount - size(), kItem));
+            _Insert(cend(), Items(uCount - size(), item));
         }
         else
         {
@@ -193,19 +193,19 @@ public:
         Items vecItems(iterFirst, iterEnd);
         swap(vecItems);
     }
-    void assign(size_t uCount, const T& kItem)
+    void assign(size_t uCount, const T& item)
     {
-        Items vecItems(uCount, kItem);
+        Items vecItems(uCount, item);
         swap(vecItems);
     }
-    void assign(std::initializer_list<T> kItems) { assign(kItems.begin(), kItems.end()); }
+    void assign(std::initializer_list<T> items) { assign(items.begin(), items.end()); }
 
     // With a plain vector.
-    void swap(std::vector<T>& rvecOther)
+    void swap(std::vector<T>& vecOther)
     {
         m_vecItems.erase(m_vecItems.begin(), begin());
         m_uGone = 0;
-        m_vecItems.swap(rvecOther);
+        m_vecItems.swap(vecOther);
         _Counted();
     }
 
@@ -265,7 +265,7 @@ private:
 };
 
 template <typename T>
-bool operator==(const VOEventQueue<T>& kLeft, const VOEventQueue<T>& kRight)
+bool operator==(const VOEventQueue<T>& left, const VOEventQueue<T>& right)
 {
-    return std::equal(kLeft.begin(), kLeft.end(), kRight.begin(), kRight.end());
+    return std::equal(left.begin(), left.end(), right.begin(), right.end());
 }

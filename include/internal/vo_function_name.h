@@ -59,12 +59,12 @@ public:
                 m_uWord = ch == ':' ? m_uLength : m_uWord;
             }
         }
-        VOFunctionNameText<N> kName;
+        VOFunctionNameText<N> name;
         for (std::size_t i = 0; i < m_uLength && i + 1 < N; ++i)
         {
-            kName.szText[i] = m_szName[i];
+            name.szText[i] = m_szName[i];
         }
-        return kName;
+        return name;
     }
 
 private:

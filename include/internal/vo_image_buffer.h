@@ -9,14 +9,14 @@
 
 #include "vo_bytes.h"
 
-// kSize: bytes of an element. bFill: what new memory is filled with.
-template <unsigned long long kSize, unsigned char bFill = 0>
+// size: bytes of an element. bFill: what new memory is filled with.
+template <unsigned long long size, unsigned char bFill = 0>
 class VOImageBuffer
 {
 public:
     // Count and capacity in elements.
-    VOImageBuffer(unsigned char*& rpbData, unsigned int& ruCount, unsigned int& ruCapacity)
-        : m_rpbData(rpbData), m_ruCount(ruCount), m_ruCapacity(ruCapacity)
+    VOImageBuffer(unsigned char*& rpbData, unsigned int& uCount, unsigned int& uCapacity)
+        : m_rpbData(rpbData), m_uCount(uCount), m_uCapacity(uCapacity)
     {
     }
 
@@ -24,18 +24,18 @@ public:
     // everything as it was.
     void SetCapacity(unsigned int uNewCapacity)
     {
-        const unsigned int uKept = m_ruCount < uNewCapacity ? m_ruCount : uNewCapacity;
-        if (m_ruCapacity == 0)
+        const unsigned int uKept = m_uCount < uNewCapacity ? m_uCount : uNewCapacity;
+        if (m_uCapacity == 0)
         {
             m_rpbData = _Allocate(m_rpbData, uKept, uNewCapacity);
         }
         else
         {
-            m_rpbData = static_cast<unsigned char*>(VOReallocateImage(m_rpbData, uNewCapacity * kSize));
-            memset(m_rpbData + uKept * kSize, bFill, (uNewCapacity - uKept) * kSize);
+            m_rpbData = static_cast<unsigned char*>(VOReallocateImage(m_rpbData, uNewCapacity * size));
+            memset(m_rpbData + uKept * size, bFill, (uNewCapacity - uKept) * size);
         }
-        m_ruCapacity = uNewCapacity;
-        m_ruCount = uKept;
+        m_uCapacity = uNewCapacity;
+        m_uCount = uKept;
     }
 
     // The copy of an owner owns memory of the same capacity, the copy of a view is a view of the same image. Throws
@@ -44,7 +44,7 @@ public:
     {
         const unsigned char* const pbNew = uCapacity != 0 ? _Allocate(pbData, uCount, uCapacity) : pbData;
         Take(pbNew, uCount);
-        m_ruCapacity = uCapacity;
+        m_uCapacity = uCapacity;
     }
 
     // Becomes a view.
@@ -52,7 +52,7 @@ public:
     {
         Release();
         m_rpbData = const_cast<unsigned char*>(pbImage);
-        m_ruCount = uCount;
+        m_uCount = uCount;
     }
 
     // Writes the elements of an image into memory of its own.
@@ -60,40 +60,40 @@ public:
     {
         if (uCount != 0)
         {
-            if (uCount != m_ruCapacity)
+            if (uCount != m_uCapacity)
             {
                 SetCapacity(uCount);
             }
-            memcpy(m_rpbData, pbImage, uCount * kSize);
+            memcpy(m_rpbData, pbImage, uCount * size);
         }
-        m_ruCount = uCount;
+        m_uCount = uCount;
     }
 
     // Forgets the elements; memory of its own stays, and is zero.
     void Clean()
     {
-        if (m_ruCapacity != 0)
+        if (m_uCapacity != 0)
         {
-            memset(m_rpbData, 0, m_ruCapacity * kSize);
+            memset(m_rpbData, 0, m_uCapacity * size);
         }
-        m_ruCount = 0;
+        m_uCount = 0;
     }
 
     void Release()
     {
-        if (m_ruCapacity != 0)
+        if (m_uCapacity != 0)
         {
             free(m_rpbData);
         }
         m_rpbData = nullptr;
-        m_ruCapacity = 0;
-        m_ruCount = 0;
+        m_uCapacity = 0;
+        m_uCount = 0;
     }
 
     // Lets go of an image; memory of its own stays.
     void DropView()
     {
-        if (m_ruCapacity == 0)
+        if (m_uCapacity == 0)
         {
             Release();
         }
@@ -102,19 +102,19 @@ public:
 private:
     static unsigned char* _Allocate(const unsigned char* pbFrom, unsigned int uCount, unsigned int uCapacity)
     {
-        unsigned char* const pbNew = static_cast<unsigned char*>(VOAllocateImage(uCapacity * kSize));
+        unsigned char* const pbNew = static_cast<unsigned char*>(VOAllocateImage(uCapacity * size));
         if (uCount != 0)
         {
-            memcpy(pbNew, pbFrom, uCount * kSize);
+            memcpy(pbNew, pbFrom, uCount * size);
         }
         if (bFill != 0)
         {
-            memset(pbNew + uCount * kSize, bFill, (uCapacity - uCount) * kSize);
+            memset(pbNew + uCount * size, bFill, (uCapacity - uCount) * size);
         }
         return pbNew;
     }
 
     unsigned char*& m_rpbData;
-    unsigned int& m_ruCount;
-    unsigned int& m_ruCapacity;
+    unsigned int& m_uCount;
+    unsigned int& m_uCapacity;
 };

@@ -37,8 +37,8 @@
 template <typename K, typename V>
 struct VOMapTableSlot
 {
-    K kKey;
-    V kValue;
+    K key;
+    V value;
     unsigned int bUsed;
 };
 
@@ -47,11 +47,11 @@ struct VOMapTableAlloc
     char szVersion[8];
     unsigned int uElementCount;
     unsigned int uSlotVectorSize;
-    VORecordVectorAlloc kSlots;
+    VORecordVectorAlloc slots;
     unsigned char abTail[4];
 };
 #pragma pack(pop)
-static_assert(sizeof(VOMapTableAlloc) == 40 && offsetof(VOMapTableAlloc, kSlots) == 16);
+static_assert(sizeof(VOMapTableAlloc) == 40 && offsetof(VOMapTableAlloc, slots) == 16);
 
 template <typename K, typename V>
 class VOMapTable
@@ -63,20 +63,20 @@ public:
 
     struct Iterator
     {
-        K kKey = K();
-        V kValue = V();
+        K key = K();
+        V value = V();
         unsigned int uSlot = 0;
     };
 
     VOMapTable() = default;
 
     // Flattens a sorted map.
-    explicit VOMapTable(const std::map<K, V>& rkMap)
+    explicit VOMapTable(const std::map<K, V>& map)
     {
-        const unsigned long long ullSlots = SlotCountFor(rkMap.size());
+        const unsigned long long ullSlots = SlotCountFor(map.size());
         m_vecSlot.Resize(static_cast<unsigned int>(ullSlots));
-        m_uElementCount = static_cast<unsigned int>(rkMap.size());
-        if (!PlaceAll(m_vecSlot.Bytes(0), ullSlots, _WalkOf(rkMap)))
+        m_uElementCount = static_cast<unsigned int>(map.size());
+        if (!PlaceAll(m_vecSlot.Bytes(0), ullSlots, _WalkOf(map)))
         {
             CleanUp();
         }
@@ -86,10 +86,10 @@ public:
     unsigned int SlotCount() const { return m_vecSlot.Count(); }
 
     // FNV-1a over the bytes of the key from the lowest to the highest, reduced to its low 32 bits.
-    static unsigned int HashOfKey(K kKey)
+    static unsigned int HashOfKey(K key)
     {
         unsigned long long ullBits = 0;
-        memcpy(&ullBits, &kKey, sizeof(K));
+        memcpy(&ullBits, &key, sizeof(K));
         unsigned long long ullHash = 0xCBF29CE484222325ull;
         for (size_t i = 0; i < sizeof(K); ++i)
         {
@@ -100,25 +100,25 @@ public:
     }
 
     // True and the entry if the key is in the table.
-    bool Find(K kKey, Iterator& rkIterator) const
+    bool Find(K key, Iterator& rkIterator) const
     {
         const unsigned int uSlots = m_vecSlot.Count();
         if (uSlots == 0)
         {
             return false;
         }
-        const unsigned int uHome = HashOfKey(kKey) & (uSlots - 1);
+        const unsigned int uHome = HashOfKey(key) & (uSlots - 1);
         unsigned int uSlot = uHome;
         do
         {
-            const Slot kSlot = m_vecSlot[uSlot];
-            if (kSlot.bUsed == 0)
+            const Slot slot = m_vecSlot[uSlot];
+            if (slot.bUsed == 0)
             {
                 return false;
             }
-            if (kSlot.kKey == kKey)
+            if (slot.key == key)
             {
-                _Give(kSlot, uSlot, rkIterator);
+                _Give(slot, uSlot, rkIterator);
                 return true;
             }
             uSlot = uSlot + 1 < uSlots ? uSlot + 1 : 0;
@@ -127,11 +127,11 @@ public:
     }
 
     // Has the place fetched where the search for a key begins.
-    void Prefetch(K kKey) const
+    void Prefetch(K key) const
     {
         if (m_vecSlot.Count() != 0)
         {
-            VO_PREFETCH_(m_vecSlot.Bytes(HashOfKey(kKey) & (m_vecSlot.Count() - 1)));
+            VO_PREFETCH_(m_vecSlot.Bytes(HashOfKey(key) & (m_vecSlot.Count() - 1)));
         }
     }
 
@@ -154,7 +154,7 @@ public:
     void WriteAlloc(unsigned char* pbTo) const
     {
         _WriteHead(pbTo, m_vecSlot.Count(), m_vecSlot.Count());
-        m_vecSlot.WriteAlloc(pbTo + offsetof(MapTableAlloc, kSlots));
+        m_vecSlot.WriteAlloc(pbTo + offsetof(MapTableAlloc, slots));
     }
     MapTableAlloc* GetAlloc() const
     {
@@ -168,15 +168,15 @@ public:
     }
 
     // The image of a sorted map, at once; an empty pointer when it doesn't fit one.
-    static MapTableAlloc* GetAlloc(const std::map<K, V>& rkMap)
+    static MapTableAlloc* GetAlloc(const std::map<K, V>& map)
     {
-        const unsigned long long ullSize = AllocSizeOf(SlotCountFor(rkMap.size()));
+        const unsigned long long ullSize = AllocSizeOf(SlotCountFor(map.size()));
         if (ullSize > kVOMaxImageSize)
         {
             return nullptr;
         }
         unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(ullSize));
-        if (!WriteAllocOfMap(pbAlloc, rkMap.size(), _WalkOf(rkMap)))
+        if (!WriteAllocOfMap(pbAlloc, map.size(), _WalkOf(map)))
         {
             free(pbAlloc);
             return nullptr;
@@ -184,7 +184,7 @@ public:
         return reinterpret_cast<MapTableAlloc*>(pbAlloc);
     }
 
-    // The steps of the above, for a map of any form. kWalk(visit) calls visit(key, value) in ascending key order.
+    // The steps of the above, for a map of any form. walk(visit) calls visit(key, value) in ascending key order.
     static unsigned long long SlotCountFor(unsigned long long ullCount)
     {
         const unsigned long long n = static_cast<unsigned long long>(static_cast<float>(ullCount) / 0.75f);
@@ -195,60 +195,60 @@ public:
         return sizeof(MapTableAlloc) + ullSlots * sizeof(Slot);
     }
     template <typename Walk>
-    static bool WriteAllocOfMap(unsigned char* pbTo, unsigned long long ullCount, Walk&& kWalk)
+    static bool WriteAllocOfMap(unsigned char* pbTo, unsigned long long ullCount, Walk&& walk)
     {
         const unsigned long long ullSlots = SlotCountFor(ullCount);
         _WriteHead(pbTo, static_cast<unsigned int>(ullCount), static_cast<unsigned int>(ullSlots));
-        const VORecordVectorAlloc kSlots = {VO_IMAGE_VERSION_1_0,
-                                            static_cast<unsigned int>(ullSlots),
-                                            static_cast<unsigned int>(ullSlots * sizeof(Slot)),
-                                            {}};
-        VOStore(pbTo + offsetof(MapTableAlloc, kSlots), kSlots);
-        return PlaceAll(pbTo + offsetof(MapTableAlloc, kSlots) + VORecordVector<Slot>::kDataOffset, ullSlots, kWalk);
+        const VORecordVectorAlloc slots = {VO_IMAGE_VERSION_1_0,
+                                           static_cast<unsigned int>(ullSlots),
+                                           static_cast<unsigned int>(ullSlots * sizeof(Slot)),
+                                           {}};
+        VOStore(pbTo + offsetof(MapTableAlloc, slots), slots);
+        return PlaceAll(pbTo + offsetof(MapTableAlloc, slots) + VORecordVector<Slot>::kDataOffset, ullSlots, walk);
     }
 
     // Places all entries into ullSlots zeroed slots.
     template <typename Walk>
-    static bool PlaceAll(unsigned char* pbSlots, unsigned long long ullSlots, Walk&& kWalk)
+    static bool PlaceAll(unsigned char* pbSlots, unsigned long long ullSlots, Walk&& walk)
     {
         // Homes lie all over the table: each is asked for kAhead entries before its entry is placed.
         constexpr unsigned int kAhead = 16;
         struct Waiting
         {
-            Slot kSlot;
+            Slot slot;
             unsigned char* pbHome;
         };
         Waiting arrWaiting[kAhead] = {};
         unsigned long long ullMet = 0;
         const unsigned long long ullMask = ullSlots - 1;
         std::vector<Slot> vecDisplaced;
-        const auto PlaceOldest = [&](const Waiting& kWaiting)
+        const auto PlaceOldest = [&](const Waiting& waiting)
         {
-            if (kWaiting.pbHome != nullptr && VOLoad<Slot>(kWaiting.pbHome).bUsed == 0)
+            if (waiting.pbHome != nullptr && VOLoad<Slot>(waiting.pbHome).bUsed == 0)
             {
-                VOStore(kWaiting.pbHome, kWaiting.kSlot);
+                VOStore(waiting.pbHome, waiting.slot);
             }
-            else if (kWaiting.pbHome != nullptr)
+            else if (waiting.pbHome != nullptr)
             {
-                vecDisplaced.push_back(kWaiting.kSlot);
+                vecDisplaced.push_back(waiting.slot);
             }
         };
-        kWalk(
-            [&](K kKey, V kValue)
+        walk(
+            [&](K key, V kValue)
             {
-                unsigned char* pbHome = pbSlots + (HashOfKey(kKey) & ullMask) * sizeof(Slot);
+                unsigned char* pbHome = pbSlots + (HashOfKey(key) & ullMask) * sizeof(Slot);
                 VO_PREFETCH_(pbHome);
-                Waiting& rkWaiting = arrWaiting[ullMet++ % kAhead];
-                PlaceOldest(rkWaiting);
-                rkWaiting = {{kKey, kValue, 1}, pbHome};
+                Waiting& oneWaiting = arrWaiting[ullMet++ % kAhead];
+                PlaceOldest(oneWaiting);
+                oneWaiting = {{key, kValue, 1}, pbHome};
             });
         for (unsigned int i = 0; i < kAhead; ++i)
         {
             PlaceOldest(arrWaiting[ullMet++ % kAhead]);
         }
-        for (const Slot& kSlot : vecDisplaced)
+        for (const Slot& slot : vecDisplaced)
         {
-            const unsigned long long ullHome = HashOfKey(kSlot.kKey) & ullMask;
+            const unsigned long long ullHome = HashOfKey(slot.key) & ullMask;
             unsigned long long ullSlot = (ullHome + 1) & ullMask;
             while (ullSlot != ullHome && VOLoad<Slot>(pbSlots + ullSlot * sizeof(Slot)).bUsed != 0)
             {
@@ -258,7 +258,7 @@ public:
             {
                 return false;
             }
-            VOStore(pbSlots + ullSlot * sizeof(Slot), kSlot);
+            VOStore(pbSlots + ullSlot * sizeof(Slot), slot);
         }
         return true;
     }
@@ -273,7 +273,7 @@ public:
         }
         const MapTableAlloc kHead = VOLoad<MapTableAlloc>(pAlloc);
         const unsigned long long ullAround = sizeof(MapTableAlloc) - sizeof(VORecordVectorAlloc);
-        const unsigned char* pbSlots = reinterpret_cast<const unsigned char*>(pAlloc) + offsetof(MapTableAlloc, kSlots);
+        const unsigned char* pbSlots = reinterpret_cast<const unsigned char*>(pAlloc) + offsetof(MapTableAlloc, slots);
         if (!VOIsVersion(kHead.szVersion, VO_IMAGE_VERSION_1_0) ||
             !m_vecSlot.SetAlloc(reinterpret_cast<const VORecordVectorAlloc*>(pbSlots), bCopy,
                                 ullLimit == kVOUnbounded ? kVOUnbounded : ullLimit - ullAround))
@@ -285,13 +285,13 @@ public:
     }
 
 protected:
-    static auto _WalkOf(const std::map<K, V>& rkMap)
+    static auto _WalkOf(const std::map<K, V>& map)
     {
-        return [&rkMap](auto&& kVisit)
+        return [&map](auto&& visit)
         {
-            for (const auto& [kKey, kValue] : rkMap)
+            for (const auto& [key, value] : map)
             {
-                kVisit(kKey, kValue);
+                visit(key, value);
             }
         };
     }
@@ -306,8 +306,8 @@ protected:
 
     static void _Give(const Slot& kSlot, unsigned int uSlot, Iterator& rkIterator)
     {
-        rkIterator.kKey = kSlot.kKey;
-        rkIterator.kValue = kSlot.kValue;
+        rkIterator.key = kSlot.key;
+        rkIterator.value = kSlot.value;
         rkIterator.uSlot = uSlot;
     }
 
@@ -315,10 +315,10 @@ protected:
     {
         for (unsigned int uSlot = uFrom; uSlot < m_vecSlot.Count(); ++uSlot)
         {
-            const Slot kSlot = m_vecSlot[uSlot];
-            if (kSlot.bUsed != 0)
+            const Slot slot = m_vecSlot[uSlot];
+            if (slot.bUsed != 0)
             {
-                _Give(kSlot, uSlot, rkIterator);
+                _Give(slot, uSlot, rkIterator);
                 return true;
             }
         }

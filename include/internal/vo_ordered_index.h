@@ -25,7 +25,7 @@ public:
     };
     struct Position
     {
-        std::shared_ptr<const SortedEntries> pkSorted;
+        std::shared_ptr<const SortedEntries> pSorted;
         size_t uAt = 0;
     };
 
@@ -42,8 +42,8 @@ public:
     void Clear();
 
     // Walk in ascending key order. A walk sees the keys that are inserted ahead of it.
-    bool First(Position& rkPosition, void*& rhHandle) const;
-    bool Next(Position& rkPosition, void*& rhHandle) const;
+    bool First(Position& position, void*& rhHandle) const;
+    bool Next(Position& position, void*& rhHandle) const;
 
     // All entries in ascending key order.
     std::shared_ptr<const SortedEntries> Sorted() const;
@@ -52,7 +52,7 @@ public:
 
 private:
     struct Impl;
-    std::unique_ptr<Impl> m_pkImpl;
+    std::unique_ptr<Impl> m_pImpl;
 };
 
 // From a handle, a small integer, to an unsigned number. An array indexed by the handle; keys far beyond the
@@ -86,5 +86,5 @@ public:
 
 private:
     struct Impl;
-    std::unique_ptr<Impl> m_pkImpl;
+    std::unique_ptr<Impl> m_pImpl;
 };

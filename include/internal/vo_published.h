@@ -17,21 +17,21 @@ public:
     class Reading
     {
     public:
-        explicit Reading(const VOPublished& kFrom) : m_kFrom(kFrom)
+        explicit Reading(const VOPublished& from) : m_from(from)
         {
             // First the announcement, then the look: a publisher that doesn't see the one has been seen by the other.
-            m_kFrom.m_uReaders.fetch_add(1);
-            m_pkValue = m_kFrom.m_pkNewest.load();
+            m_from.m_uReaders.fetch_add(1);
+            m_pValue = m_from.m_pNewest.load();
         }
         Reading(const Reading&) = delete;
         Reading& operator=(const Reading&) = delete;
-        ~Reading() { m_kFrom.m_uReaders.fetch_sub(1); }
+        ~Reading() { m_from.m_uReaders.fetch_sub(1); }
 
-        const T* Get() const { return m_pkValue; }
+        const T* Get() const { return m_pValue; }
 
     private:
-        const VOPublished& m_kFrom;
-        const T* m_pkValue;
+        const VOPublished& m_from;
+        const T* m_pValue;
     };
 
     VOPublished() = default;
@@ -49,7 +49,7 @@ public:
     void Publish(T kValue)
     {
         m_vecKept.push_back(std::make_unique<const T>(std::move(kValue)));
-        m_pkNewest.store(m_vecKept.back().get());
+        m_pNewest.store(m_vecKept.back().get());
         if (m_uReaders.load() == 0)
         {
             m_vecKept.erase(m_vecKept.begin(), m_vecKept.end() - 1);
@@ -59,14 +59,14 @@ public:
 private:
     void _CopyFrom(const VOPublished& kOther)
     {
-        const Reading kReading(kOther);
-        if (kReading.Get() != nullptr)
+        const Reading reading(kOther);
+        if (reading.Get() != nullptr)
         {
-            Publish(*kReading.Get());
+            Publish(*reading.Get());
         }
     }
 
     std::vector<std::unique_ptr<const T>> m_vecKept;  // the newest last, in front of it what may still be read
-    std::atomic<const T*> m_pkNewest{nullptr};
+    std::atomic<const T*> m_pNewest{nullptr};
     mutable std::atomic<unsigned> m_uReaders{0};
 };

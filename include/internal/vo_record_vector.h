@@ -57,19 +57,19 @@ public:
 
     // The record at uIndex, which must be below Count().
     T operator[](unsigned int uIndex) const { return VOLoad<T>(Bytes(uIndex)); }
-    void Set(unsigned int uIndex, const T& kRecord) { VOStore(Bytes(uIndex), kRecord); }
+    void Set(unsigned int uIndex, const T& record) { VOStore(Bytes(uIndex), record); }
 
     // The bytes of the record at uIndex, at any alignment, valid until the vector grows or is released.
     const unsigned char* Bytes(unsigned int uIndex) const { return m_pRecord + uIndex * kRecordSize; }
     unsigned char* Bytes(unsigned int uIndex) { return m_pRecord + uIndex * kRecordSize; }
 
-    bool PushBack(const T& kRecord)
+    bool PushBack(const T& record)
     {
         if (m_uCount >= m_uCapacity && !_Grow())
         {
             return false;
         }
-        VOStore(Bytes(m_uCount), kRecord);
+        VOStore(Bytes(m_uCount), record);
         ++m_uCount;
         return true;
     }

@@ -50,9 +50,9 @@ pid_t ThisThread()
 }
 
 // True for a signal that the same instruction raises again when it is repeated.
-bool ComesAgain(const siginfo_t& rkInfo)
+bool ComesAgain(const siginfo_t& about)
 {
-    return rkInfo.si_code > 0 && !(rkInfo.si_signo == SIGBUS && rkInfo.si_code == BUS_MCEERR_AO);
+    return about.si_code > 0 && !(about.si_signo == SIGBUS && about.si_code == BUS_MCEERR_AO);
 }
 
 const char* Meaning(int nSignal)
@@ -72,20 +72,20 @@ const char* Meaning(int nSignal)
     }
 }
 
-void Describe(const siginfo_t& rkInfo, VOCrash* pCrash)
+void Describe(const siginfo_t& about, VOCrash* pCrash)
 {
-    if (ComesAgain(rkInfo))
+    if (ComesAgain(about))
     {
-        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s at %p", Meaning(rkInfo.si_signo), rkInfo.si_addr);
+        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s at %p", Meaning(about.si_signo), about.si_addr);
     }
-    else if (rkInfo.si_code == SI_USER && rkInfo.si_pid != s_nProcess)
+    else if (about.si_code == SI_USER && about.si_pid != s_nProcess)
     {
-        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s, sent by process %d", Meaning(rkInfo.si_signo),
-                       static_cast<int>(rkInfo.si_pid));
+        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s, sent by process %d", Meaning(about.si_signo),
+                       static_cast<int>(about.si_pid));
     }
     else
     {
-        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s", Meaning(rkInfo.si_signo));
+        (void)snprintf(pCrash->szWhat, sizeof(pCrash->szWhat), "%s", Meaning(about.si_signo));
     }
     pCrash->uThreadId = static_cast<uint32_t>(s_nCrashed.load());
     pCrash->pContext = &s_crash_context;

@@ -81,7 +81,7 @@ std::shared_ptr<Session> FindSession(HANDLE hProcess)
 }
 
 // Local debug files only: a report of a crash must not wait for a server.
-const Dwfl_Callbacks CALLBACKS = {dwfl_linux_proc_find_elf, dwfl_build_id_find_debuginfo, nullptr, nullptr};
+const Dwfl_Callbacks kCallbacks = {dwfl_linux_proc_find_elf, dwfl_build_id_find_debuginfo, nullptr, nullptr};
 
 bool ReadWord(Dwfl*, Dwarf_Addr ullAddress, Dwarf_Word* pullWord, void* pvSession)
 {
@@ -112,7 +112,7 @@ bool AnyThread(Dwfl*, pid_t, void* pvSession, void** ppvThread)
     return true;
 }
 
-const Dwfl_Thread_Callbacks THREAD_CALLBACKS = {NoThread, AnyThread, ReadWord, SetRegisters, nullptr, nullptr};
+const Dwfl_Thread_Callbacks kThreadCallbacks = {NoThread, AnyThread, ReadWord, SetRegisters, nullptr, nullptr};
 
 int TakeFrame(Dwfl_Frame* pFrame, void* pvWalk)
 {
@@ -128,43 +128,43 @@ int TakeFrame(Dwfl_Frame* pFrame, void* pvWalk)
 }
 
 // Takes all frames of a stack.
-void TakeFrames(Session& rSession, HANDLE hProcess, const CONTEXT* pContext, VOReadMemoryRoutine pfnRead)
+void TakeFrames(Session& session, HANDLE hProcess, const CONTEXT* pContext, VOReadMemoryRoutine pfnRead)
 {
     Walk walk = {hProcess, pContext, pfnRead, {}};
-    rSession.pWalk = &walk;
-    dwfl_getthread_frames(rSession.pDwfl.get(), rSession.nProcess, TakeFrame, &walk);
-    rSession.pWalk = nullptr;
+    session.pWalk = &walk;
+    dwfl_getthread_frames(session.pDwfl.get(), session.nProcess, TakeFrame, &walk);
+    session.pWalk = nullptr;
     if (walk.vecFrame.empty() && pContext->Rip != 0)
     {
         // Where nothing is known of the code, its place still is.
         walk.vecFrame.push_back({pContext->Rip, true});
     }
-    rSession.vecFrame = std::move(walk.vecFrame);
-    rSession.uNextFrame = 0;
-    rSession.vecReturns.clear();
-    for (const Frame& rkFrame : rSession.vecFrame)
+    session.vecFrame = std::move(walk.vecFrame);
+    session.uNextFrame = 0;
+    session.vecReturns.clear();
+    for (const Frame& frame : session.vecFrame)
     {
-        if (!rkFrame.bActivation)
+        if (!frame.bActivation)
         {
-            rSession.vecReturns.push_back(rkFrame.ullPC);
+            session.vecReturns.push_back(frame.ullPC);
         }
     }
-    std::sort(rSession.vecReturns.begin(), rSession.vecReturns.end());
+    std::sort(session.vecReturns.begin(), session.vecReturns.end());
 }
 
 // A return address belongs to the call in front of it: what is looked up lies before it by so much.
-unsigned BehindCall(const Session& rkSession, unsigned long long ullAddress)
+unsigned BehindCall(const Session& session, unsigned long long ullAddress)
 {
-    return std::binary_search(rkSession.vecReturns.begin(), rkSession.vecReturns.end(), ullAddress) ? 1 : 0;
+    return std::binary_search(session.vecReturns.begin(), session.vecReturns.end(), ullAddress) ? 1 : 0;
 }
 
-const LoadedModule* FindModule(const Session& rkSession, unsigned long long ullAddress)
+const LoadedModule* FindModule(const Session& session, unsigned long long ullAddress)
 {
-    for (const LoadedModule& rkModule : rkSession.vecModule)
+    for (const LoadedModule& loaded : session.vecModule)
     {
-        if (ullAddress >= rkModule.ullBase && ullAddress < rkModule.ullEnd)
+        if (ullAddress >= loaded.ullBase && ullAddress < loaded.ullEnd)
         {
-            return &rkModule;
+            return &loaded;
         }
     }
     return nullptr;
@@ -200,11 +200,11 @@ BOOL VOPosixSymInitialize(HANDLE hProcess, const char* pszSearchPath, BOOL)
     auto pSession = std::make_shared<Session>();
     pSession->nProcess = ProcessOf(hProcess);
     pSession->strSearchPath = pszSearchPath != nullptr ? pszSearchPath : "";
-    pSession->pDwfl.reset(VO_FAULT_POINT("SymInitialize") ? nullptr : dwfl_begin(&CALLBACKS));
+    pSession->pDwfl.reset(VO_FAULT_POINT("SymInitialize") ? nullptr : dwfl_begin(&kCallbacks));
     Dwfl* const pDwfl = pSession->pDwfl.get();
     if (pDwfl == nullptr || dwfl_linux_proc_report(pDwfl, pSession->nProcess) != 0 ||
         dwfl_report_end(pDwfl, nullptr, nullptr) != 0 ||
-        !dwfl_attach_state(pDwfl, nullptr, pSession->nProcess, &THREAD_CALLBACKS, pSession.get()))
+        !dwfl_attach_state(pDwfl, nullptr, pSession->nProcess, &kThreadCallbacks, pSession.get()))
     {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
@@ -483,9 +483,9 @@ BOOL VOPosixStackWalk64(DWORD, HANDLE hProcess, HANDLE, VODebugFrame* pFrame, vo
         SetLastError(ERROR_INVALID_ADDRESS);
         return FALSE;
     }
-    pFrame->kPC.ullOffset = pSession->vecFrame[pSession->uNextFrame++].ullPC;
+    pFrame->pC.ullOffset = pSession->vecFrame[pSession->uNextFrame++].ullPC;
     const bool bMore = pSession->uNextFrame < pSession->vecFrame.size();
-    pFrame->kReturn.ullOffset = bMore ? pSession->vecFrame[pSession->uNextFrame].ullPC : 0;
+    pFrame->giveBack.ullOffset = bMore ? pSession->vecFrame[pSession->uNextFrame].ullPC : 0;
     pFrame->bVirtual = TRUE;
     return TRUE;
 }

@@ -85,76 +85,74 @@ std::vector<MapsLine> ListMappings(pid_t nProcess)
 
 // Bytes at the start of a mapped file: from the process, whose file may be gone, or else from the file, since to look
 // into another process takes more than to see its mappings.
-bool ReadStart(pid_t nProcess, const MapsLine& rkMapping, unsigned long long ullOffset, void* pTo, size_t uSize)
+bool ReadStart(pid_t nProcess, const MapsLine& mapping, unsigned long long ullOffset, void* pTo, size_t uSize)
 {
     const struct iovec local = {pTo, uSize};
-    const struct iovec remote = {reinterpret_cast<void*>(static_cast<uintptr_t>(rkMapping.ullBegin + ullOffset)),
-                                 uSize};
+    const struct iovec remote = {reinterpret_cast<void*>(static_cast<uintptr_t>(mapping.ullBegin + ullOffset)), uSize};
     if (process_vm_readv(nProcess, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(uSize))
     {
         return true;
     }
-    const std::unique_ptr<FILE, CloseStream> pFile(fopen(rkMapping.strPath.c_str(), "rbe"));
+    const std::unique_ptr<FILE, CloseStream> pFile(fopen(mapping.strPath.c_str(), "rbe"));
     return pFile != nullptr && fseek(pFile.get(), static_cast<long>(ullOffset), SEEK_SET) == 0 &&
            fread(pTo, 1, uSize, pFile.get()) == uSize;
 }
 
-constexpr unsigned long long PAGE = 4096;
-constexpr unsigned MOST_SEGMENTS = 256;
-constexpr unsigned long long ADDRESSES = 1ull << 47;  // of a process, at most
+constexpr unsigned long long kPage = 4096;
+constexpr unsigned kMostSegments = 256;
+constexpr unsigned long long kAddresses = 1ull << 47;  // of a process, at most
 
 // The segments that the loader loads, of an image whose first bytes are mapped here; empty when it is none.
-std::vector<Elf64_Phdr> ReadSegments(pid_t nProcess, const MapsLine& rkFirst)
+std::vector<Elf64_Phdr> ReadSegments(pid_t nProcess, const MapsLine& first)
 {
     Elf64_Ehdr header;
     std::vector<Elf64_Phdr> vecSegment;
-    if (!ReadStart(nProcess, rkFirst, 0, &header, sizeof(header)) || memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+    if (!ReadStart(nProcess, first, 0, &header, sizeof(header)) || memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
         header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_phentsize != sizeof(Elf64_Phdr) ||
-        header.e_phnum > MOST_SEGMENTS || header.e_phoff > PAGE)
+        header.e_phnum > kMostSegments || header.e_phoff > kPage)
     {
         return vecSegment;
     }
     vecSegment.resize(header.e_phnum);
-    if (!ReadStart(nProcess, rkFirst, header.e_phoff, vecSegment.data(), vecSegment.size() * sizeof(Elf64_Phdr)))
+    if (!ReadStart(nProcess, first, header.e_phoff, vecSegment.data(), vecSegment.size() * sizeof(Elf64_Phdr)))
     {
         vecSegment.clear();
     }
     std::erase_if(vecSegment, [](const Elf64_Phdr& rk)
-                  { return rk.p_type != PT_LOAD || rk.p_vaddr >= ADDRESSES || rk.p_memsz >= ADDRESSES; });
+                  { return rk.p_type != PT_LOAD || rk.p_vaddr >= kAddresses || rk.p_memsz >= kAddresses; });
     return vecSegment;
 }
 
 // Whether a mapping is the executable segment of an image that begins at ullBase.
-bool IsCodeOf(const MapsLine& rkMapping, const MapsLine& rkFirst, const Elf64_Phdr& rkSegment,
-              unsigned long long ullLowest)
+bool IsCodeOf(const MapsLine& mapping, const MapsLine& first, const Elf64_Phdr& segment, unsigned long long ullLowest)
 {
-    const unsigned long long ullAt = rkFirst.ullBegin + (rkSegment.p_vaddr & ~(PAGE - 1)) - ullLowest;
-    return (rkSegment.p_flags & PF_X) != 0 && rkMapping.bExecutable && rkMapping.strPath == rkFirst.strPath &&
-           ullAt >= rkMapping.ullBegin && ullAt < rkMapping.ullEnd &&
-           rkMapping.ullOffset + (ullAt - rkMapping.ullBegin) == (rkSegment.p_offset & ~(PAGE - 1));
+    const unsigned long long ullAt = first.ullBegin + (segment.p_vaddr & ~(kPage - 1)) - ullLowest;
+    return (segment.p_flags & PF_X) != 0 && mapping.bExecutable && mapping.strPath == first.strPath &&
+           ullAt >= mapping.ullBegin && ullAt < mapping.ullEnd &&
+           mapping.ullOffset + (ullAt - mapping.ullBegin) == (segment.p_offset & ~(kPage - 1));
 }
 
 // The module that begins with a mapping: what its own headers say, if its code lies where they say. A file that is
 // mapped to be read has the headers too, and no code.
-LoadedModule ModuleAt(pid_t nProcess, const std::vector<MapsLine>& rkAll, const MapsLine& rkFirst)
+LoadedModule ModuleAt(pid_t nProcess, const std::vector<MapsLine>& all, const MapsLine& first)
 {
     LoadedModule module;
-    const std::vector<Elf64_Phdr> vecSegment = ReadSegments(nProcess, rkFirst);
-    unsigned long long ullLowest = ADDRESSES;
+    const std::vector<Elf64_Phdr> vecSegment = ReadSegments(nProcess, first);
+    unsigned long long ullLowest = kAddresses;
     unsigned long long ullHighest = 0;
     for (const Elf64_Phdr& rk : vecSegment)
     {
-        ullLowest = std::min<unsigned long long>(ullLowest, rk.p_vaddr & ~(PAGE - 1));
-        ullHighest = std::max<unsigned long long>(ullHighest, (rk.p_vaddr + rk.p_memsz + PAGE - 1) & ~(PAGE - 1));
+        ullLowest = std::min<unsigned long long>(ullLowest, rk.p_vaddr & ~(kPage - 1));
+        ullHighest = std::max<unsigned long long>(ullHighest, (rk.p_vaddr + rk.p_memsz + kPage - 1) & ~(kPage - 1));
     }
     for (const Elf64_Phdr& rk : vecSegment)
     {
-        if (std::any_of(rkAll.begin(), rkAll.end(),
-                        [&](const MapsLine& rkMapping) { return IsCodeOf(rkMapping, rkFirst, rk, ullLowest); }))
+        if (std::any_of(all.begin(), all.end(),
+                        [&](const MapsLine& mapping) { return IsCodeOf(mapping, first, rk, ullLowest); }))
         {
-            module.strPath = rkFirst.strPath;
-            module.ullBase = rkFirst.ullBegin;
-            module.ullEnd = rkFirst.ullBegin + (ullHighest - ullLowest);
+            module.strPath = first.strPath;
+            module.ullBase = first.ullBegin;
+            module.ullEnd = first.ullBegin + (ullHighest - ullLowest);
         }
     }
     return module;
@@ -165,12 +163,12 @@ std::vector<LoadedModule> ListModules(pid_t nProcess)
 {
     std::vector<LoadedModule> vecModule;
     const std::vector<MapsLine> vecMapping = ListMappings(nProcess);
-    for (const MapsLine& rkMapping : vecMapping)
+    for (const MapsLine& mapping : vecMapping)
     {
-        const bool bInside = !vecModule.empty() && rkMapping.ullBegin < vecModule.back().ullEnd;
-        if (rkMapping.ullOffset == 0 && rkMapping.bReadable && !bInside)
+        const bool bInside = !vecModule.empty() && mapping.ullBegin < vecModule.back().ullEnd;
+        if (mapping.ullOffset == 0 && mapping.bReadable && !bInside)
         {
-            LoadedModule module = ModuleAt(nProcess, vecMapping, rkMapping);
+            LoadedModule module = ModuleAt(nProcess, vecMapping, mapping);
             if (!module.strPath.empty())
             {
                 vecModule.push_back(std::move(module));
@@ -219,15 +217,15 @@ BOOL VOPosixModuleNext(HANDLE hSnapshot, VOModuleEntry* pEntry)
         SetLastError(pSnapshot == nullptr ? ERROR_INVALID_HANDLE : ERROR_NO_MORE_FILES);
         return FALSE;
     }
-    const LoadedModule& rkModule = pSnapshot->vecModule[pSnapshot->uNext++];
+    const LoadedModule& loaded = pSnapshot->vecModule[pSnapshot->uNext++];
     *pEntry = {};
     pEntry->uSize = sizeof(*pEntry);
     pEntry->uProcessId = pSnapshot->uProcessId;
-    pEntry->pbBase = reinterpret_cast<unsigned char*>(static_cast<uintptr_t>(rkModule.ullBase));
-    pEntry->uBaseSize = static_cast<DWORD>(rkModule.ullEnd - rkModule.ullBase);
+    pEntry->pbBase = reinterpret_cast<unsigned char*>(static_cast<uintptr_t>(loaded.ullBase));
+    pEntry->uBaseSize = static_cast<DWORD>(loaded.ullEnd - loaded.ullBase);
     pEntry->hModule = pEntry->pbBase;
-    rkModule.FileName().copy(pEntry->szModule, sizeof(pEntry->szModule) - 1);
-    rkModule.strPath.copy(pEntry->szExePath, sizeof(pEntry->szExePath) - 1);
+    loaded.FileName().copy(pEntry->szModule, sizeof(pEntry->szModule) - 1);
+    loaded.strPath.copy(pEntry->szExePath, sizeof(pEntry->szExePath) - 1);
     return TRUE;
 }
 
@@ -264,7 +262,7 @@ struct Library
     size_t uEntries;
 };
 
-const Entry s_akDebugHelp[] = {
+const Entry kDebugHelp[] = {
     {"SymCleanup", As(VOPosixSymCleanup)},
     {"SymFunctionTableAccess64", As(VOPosixSymFunctionTableAccess64)},
     {"SymGetLineFromAddr64", As(VOPosixSymGetLineFromAddr64)},
@@ -280,25 +278,25 @@ const Entry s_akDebugHelp[] = {
     {"SymGetSearchPath", As(VOPosixSymGetSearchPath)},
 };
 
-const Entry s_akToolHelp[] = {
+const Entry kToolHelp[] = {
     {"CreateToolhelp32Snapshot", As(VOPosixModuleSnapshot)},
     {"Module32First", As(VOPosixModuleFirst)},
     {"Module32Next", As(VOPosixModuleNext)},
 };
 
-const Library s_akLibrary[] = {
-    {VOTEXT("dbghelp.dll"), s_akDebugHelp, std::size(s_akDebugHelp)},
-    {VOTEXT("kernel32.dll"), s_akToolHelp, std::size(s_akToolHelp)},
+const Library kLibraries[] = {
+    {VOTEXT("dbghelp.dll"), kDebugHelp, std::size(kDebugHelp)},
+    {VOTEXT("kernel32.dll"), kToolHelp, std::size(kToolHelp)},
 };
 }  // namespace
 
 HMODULE LoadLibraryW(const VOWCHAR* pszName)
 {
-    for (const Library& rkLibrary : s_akLibrary)
+    for (const Library& library : kLibraries)
     {
-        if (StrCmpW(rkLibrary.pszName, pszName) == 0 && !VO_FAULT_POINT("LoadLibraryW"))
+        if (StrCmpW(library.pszName, pszName) == 0 && !VO_FAULT_POINT("LoadLibraryW"))
         {
-            return const_cast<Library*>(&rkLibrary);
+            return const_cast<Library*>(&library);
         }
     }
     SetLastError(ERROR_MOD_NOT_FOUND);

@@ -10,17 +10,17 @@
 namespace
 {
 // What OVERLAPPED::Internal says.
-constexpr uintptr_t STATUS_READ = 0;
-constexpr uintptr_t STATUS_READ_PENDING = 0x103;
-constexpr uintptr_t STATUS_CHANGES_LOST = 0x10C;  // a success, with nothing in the buffer
-constexpr uintptr_t STATUS_ROOT_GONE = 0xC0000056;
-constexpr uintptr_t STATUS_READ_CANCELLED = 0xC0000120;
-constexpr uintptr_t STATUS_REFUSED = 0xC0000008;
+constexpr uintptr_t kStatusRead = 0;
+constexpr uintptr_t kStatusReadPending = 0x103;
+constexpr uintptr_t kStatusChangesLost = 0x10C;  // a success, with nothing in the buffer
+constexpr uintptr_t kStatusRootGone = 0xC0000056;
+constexpr uintptr_t kStatusReadCancelled = 0xC0000120;
+constexpr uintptr_t kStatusRefused = 0xC0000008;
 
 // How far a watch has come.
-constexpr uint32_t NOT_WATCHED = 0;
-constexpr uint32_t BEGINS = 1;
-constexpr uint32_t WATCHED = 2;
+constexpr uint32_t kNotWatched = 0;
+constexpr uint32_t kBegins = 1;
+constexpr uint32_t kWatched = 2;
 }  // namespace
 
 // One call of ReadDirectoryChangesW.
@@ -90,7 +90,7 @@ private:
 };
 
 DirectoryObject::DirectoryObject(std::string strPath, const FileIdentity& identity, bool bFolder)
-    : m_strPath(std::move(strPath)), m_identity(identity), m_bFolder(bFolder), m_uWatch(NOT_WATCHED)
+    : m_strPath(std::move(strPath)), m_identity(identity), m_bFolder(bFolder), m_uWatch(kNotWatched)
 {
 }
 
@@ -99,15 +99,15 @@ DirectoryObject::~DirectoryObject() = default;
 // Begins the watch with the first read. Others who read meanwhile wait for it.
 DWORD DirectoryObject::EnsureWatched(DWORD uLength, DWORD uFilter)
 {
-    uint32_t uExpected = NOT_WATCHED;
-    while (!m_uWatch.compare_exchange_strong(uExpected, BEGINS))
+    uint32_t uExpected = kNotWatched;
+    while (!m_uWatch.compare_exchange_strong(uExpected, kBegins))
     {
-        if (uExpected == WATCHED)
+        if (uExpected == kWatched)
         {
             return ERROR_SUCCESS;
         }
-        FutexWait(m_uWatch, BEGINS, nullptr);
-        uExpected = NOT_WATCHED;
+        FutexWait(m_uWatch, kBegins, nullptr);
+        uExpected = kNotWatched;
     }
     bool bClosed = false;
     {
@@ -125,7 +125,7 @@ DWORD DirectoryObject::EnsureWatched(DWORD uLength, DWORD uFilter)
     {
         m_pWatcher.reset();
     }
-    m_uWatch.store(uError == ERROR_SUCCESS ? WATCHED : NOT_WATCHED);
+    m_uWatch.store(uError == ERROR_SUCCESS ? kWatched : kNotWatched);
     FutexWakeAll(m_uWatch);
     return uError;
 }
@@ -162,13 +162,13 @@ DWORD DirectoryObject::Read(void* pBuffer, DWORD uLength, DWORD uFilter, OVERLAP
     ReadList delivered;  // released after the lock is given back
     Taken taken;
     pEvent->Renew();
-    pOverlapped->Internal = STATUS_READ_PENDING;
+    pOverlapped->Internal = kStatusReadPending;
     pOverlapped->InternalHigh = 0;
     {
         const KernelLock guard(m_lock);
         if (m_bClosed || (m_bGone && m_listKept.empty() && !m_bLost))
         {
-            pOverlapped->Internal = STATUS_REFUSED;
+            pOverlapped->Internal = kStatusRefused;
             return m_bClosed ? ERROR_INVALID_HANDLE : ERROR_ACCESS_DENIED;
         }
         for (auto place = m_listUndelivered.begin(); place != m_listUndelivered.end();)
@@ -223,15 +223,15 @@ void DirectoryObject::Finish(Taken taken)
     }
     if (taken.bLost || changes.Size() > pRead->Length())
     {
-        DirectoryRead::Complete(pRead, STATUS_CHANGES_LOST, ChangeBatch());
+        DirectoryRead::Complete(pRead, kStatusChangesLost, ChangeBatch());
     }
     else if (changes.IsEmpty() && taken.bGone)
     {
-        DirectoryRead::Complete(pRead, STATUS_ROOT_GONE, ChangeBatch());
+        DirectoryRead::Complete(pRead, kStatusRootGone, ChangeBatch());
     }
     else
     {
-        DirectoryRead::Complete(pRead, STATUS_READ, std::move(changes));
+        DirectoryRead::Complete(pRead, kStatusRead, std::move(changes));
     }
 }
 
@@ -321,14 +321,14 @@ DWORD DirectoryObject::Result(OVERLAPPED* pOverlapped, DWORD* puBytes, bool bWai
     *puBytes = static_cast<DWORD>(pOverlapped->InternalHigh);
     switch (pOverlapped->Internal)
     {
-        case STATUS_READ:
-        case STATUS_CHANGES_LOST:
+        case kStatusRead:
+        case kStatusChangesLost:
             return ERROR_SUCCESS;
-        case STATUS_READ_PENDING:
+        case kStatusReadPending:
             return ERROR_IO_INCOMPLETE;
-        case STATUS_READ_CANCELLED:
+        case kStatusReadCancelled:
             return ERROR_OPERATION_ABORTED;
-        case STATUS_ROOT_GONE:
+        case kStatusRootGone:
             return ERROR_ACCESS_DENIED;
         default:
             return ERROR_INVALID_HANDLE;
@@ -352,7 +352,7 @@ bool DirectoryObject::Cancel(const OVERLAPPED* pOverlapped)
     }
     for (const std::shared_ptr<DirectoryRead>& pRead : cancelled)
     {
-        DirectoryRead::Complete(pRead, STATUS_READ_CANCELLED, ChangeBatch());
+        DirectoryRead::Complete(pRead, kStatusReadCancelled, ChangeBatch());
     }
     return !cancelled.empty();
 }
@@ -363,9 +363,9 @@ void DirectoryObject::OnClosed()
         const KernelLock guard(m_lock);
         m_bClosed = true;
     }
-    while (m_uWatch.load() == BEGINS)
+    while (m_uWatch.load() == kBegins)
     {
-        FutexWait(m_uWatch, BEGINS, nullptr);
+        FutexWait(m_uWatch, kBegins, nullptr);
     }
     m_pWatcher.reset();
     ReadList pending;
@@ -381,6 +381,6 @@ void DirectoryObject::OnClosed()
     }
     for (const std::shared_ptr<DirectoryRead>& pRead : pending)
     {
-        DirectoryRead::Complete(pRead, STATUS_READ_CANCELLED, ChangeBatch());
+        DirectoryRead::Complete(pRead, kStatusReadCancelled, ChangeBatch());
     }
 }

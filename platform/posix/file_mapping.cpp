@@ -221,7 +221,7 @@ HANDLE CreateFileMappingW(HANDLE hFile, void* pSecurity, DWORD uProtect, DWORD u
         return nullptr;
     }
     // Somebody else may make the object, or remove it, between two of these steps: then they begin again.
-    for (int nAttempt = 0; nAttempt < NAME_ATTEMPTS; ++nAttempt)
+    for (int nAttempt = 0; nAttempt < kNameAttempts; ++nAttempt)
     {
         HANDLE hSection = OpenByPath(strPath, true);
         if (hSection != nullptr)

@@ -63,7 +63,7 @@ uint32_t FileAttributes(const FileStatus& status, std::string_view strName)
 namespace
 {
 // Nothing stays open behind a find of one path; this value only says that it was found.
-constexpr intptr_t FOUND = 1;
+constexpr intptr_t kFound = 1;
 }  // namespace
 
 intptr_t _wfindfirst64i32(const VOWCHAR* pszPath, _wfinddata64i32_t* pData)
@@ -90,7 +90,7 @@ intptr_t _wfindfirst64i32(const VOWCHAR* pszPath, _wfinddata64i32_t* pData)
     pData->time_write = status.nWriteTime;
     pData->size = static_cast<unsigned>(status.ullSize);
     StringCchCopyW(pData->name, sizeof(pData->name) / sizeof(pData->name[0]), VOFromNative(strName).c_str());
-    return FOUND;
+    return kFound;
 }
 
 int _findclose(intptr_t hFind)
@@ -138,7 +138,7 @@ public:
         while (uRead < uSize && Fill())
         {
             char ch = m_achBuffer[m_uAt];
-            if (ch == END_MARK)
+            if (ch == kEndMark)
             {
                 m_bEnd = true;
                 m_uAt = m_uEnd;
@@ -155,7 +155,7 @@ public:
     }
 
 private:
-    static constexpr char END_MARK = 0x1A;
+    static constexpr char kEndMark = 0x1A;
 
     // True when a byte is there.
     bool Fill()

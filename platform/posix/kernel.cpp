@@ -119,17 +119,17 @@ LastErrorKey& Key()
 
 DWORD GetLastError()
 {
-    const LastErrorKey& rkKey = Key();
-    return rkKey.bReady.load() ? static_cast<DWORD>(reinterpret_cast<uintptr_t>(pthread_getspecific(rkKey.key)))
-                               : ERROR_SUCCESS;
+    const LastErrorKey& key = Key();
+    return key.bReady.load() ? static_cast<DWORD>(reinterpret_cast<uintptr_t>(pthread_getspecific(key.key)))
+                             : ERROR_SUCCESS;
 }
 
 void SetLastError(DWORD uError)
 {
-    const LastErrorKey& rkKey = Key();
-    if (rkKey.bReady.load())
+    const LastErrorKey& key = Key();
+    if (key.bReady.load())
     {
-        pthread_setspecific(rkKey.key, reinterpret_cast<const void*>(static_cast<uintptr_t>(uError)));
+        pthread_setspecific(key.key, reinterpret_cast<const void*>(static_cast<uintptr_t>(uError)));
     }
 }
 

@@ -188,7 +188,7 @@ void VORequestStop()
 
 namespace
 {
-constexpr const char* CONSOLE_DEVICE = "/dev/tty";
+constexpr const char* kConsoleDevice = "/dev/tty";
 }
 
 BOOL AttachConsole(DWORD uProcess)
@@ -198,7 +198,7 @@ BOOL AttachConsole(DWORD uProcess)
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    const int nTerminal = VO_FAULT_POINT("AttachConsole") ? -1 : open(CONSOLE_DEVICE, O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const int nTerminal = VO_FAULT_POINT("AttachConsole") ? -1 : open(kConsoleDevice, O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (nTerminal < 0)
     {
         SetLastError(ERROR_INVALID_HANDLE);
@@ -219,7 +219,7 @@ errno_t freopen_s(FILE** ppResult, const char* pszName, const char* pszMode, FIL
     {
         return EMFILE;
     }
-    const char* const pszPath = strcmp(pszName, "CONOUT$") == 0 ? CONSOLE_DEVICE : pszName;
+    const char* const pszPath = strcmp(pszName, "CONOUT$") == 0 ? kConsoleDevice : pszName;
     // Tried aside first: a failing freopen would leave the stream closed.
     FILE* const pTrial = fopen(pszPath, pszMode);
     if (pTrial == nullptr)

@@ -27,8 +27,8 @@ namespace
 {
 // Where the C library keeps shared memory objects. They are named as files here, because an object that takes over
 // another's name does so by a rename, for which there is no call of the shared memory interface.
-constexpr const char* OBJECT_DIRECTORY = "/dev/shm/";
-constexpr size_t LONGEST_NAME = 255;
+constexpr const char* kObjectDirectory = "/dev/shm/";
+constexpr size_t kLongestName = 255;
 
 std::string EncodePart(std::string_view strBytes)
 {
@@ -117,7 +117,7 @@ std::vector<std::string> ListTemporaryObjects(const std::string& strFinalPath)
 {
     const std::string strPrefix = ObjectPrefix();
     std::vector<std::string> vecPaths;
-    const std::unique_ptr<DIR, int (*)(DIR*)> pDirectory(opendir(OBJECT_DIRECTORY), closedir);
+    const std::unique_ptr<DIR, int (*)(DIR*)> pDirectory(opendir(kObjectDirectory), closedir);
     if (!pDirectory)
     {
         return vecPaths;
@@ -132,11 +132,11 @@ std::vector<std::string> ListTemporaryObjects(const std::string& strFinalPath)
         }
         // A further "." would make it an object of another name space.
         const std::string_view strSection = strName.substr(strPrefix.size(), uMark - strPrefix.size());
-        const std::string strSectionPath = OBJECT_DIRECTORY + std::string(strName.substr(0, uMark));
+        const std::string strSectionPath = kObjectDirectory + std::string(strName.substr(0, uMark));
         if (strSection.find('.') == std::string_view::npos && IsTemporarySuffix(strName.substr(uMark + 1)) &&
             (strFinalPath.empty() || strFinalPath == strSectionPath))
         {
-            vecPaths.push_back(OBJECT_DIRECTORY + std::string(strName));
+            vecPaths.push_back(kObjectDirectory + std::string(strName));
         }
     }
     return vecPaths;
@@ -201,12 +201,12 @@ std::string SectionObjectPath(const VOWCHAR* pszName, const char* pszSuffix)
         strName.push_back(cUnit == '\\' ? VOWCHAR{0xDC5C} : cUnit);  // a name has no separators
     }
     const std::string strObject = ObjectPrefix() + EncodePart(VOToNativePath(strName)) + pszSuffix;
-    if (strName.empty() || strObject.size() > LONGEST_NAME)
+    if (strName.empty() || strObject.size() > kLongestName)
     {
         errno = strName.empty() ? EINVAL : ENAMETOOLONG;
         return std::string();
     }
-    return OBJECT_DIRECTORY + strObject;
+    return kObjectDirectory + strObject;
 }
 
 bool CheckSectionObject(const struct stat& info)
@@ -266,7 +266,7 @@ bool TemporaryObject::Create(const std::string& strFinalPath, size_t uSize)
 {
     static std::atomic<unsigned> s_uNumber{0};
     m_strFinalPath = strFinalPath;
-    for (int nAttempt = 0; nAttempt < NAME_ATTEMPTS; ++nAttempt)
+    for (int nAttempt = 0; nAttempt < kNameAttempts; ++nAttempt)
     {
         if (CreateLocked(strFinalPath + "~" + std::to_string(getpid()) + "-" + std::to_string(++s_uNumber)))
         {
@@ -285,7 +285,7 @@ bool TemporaryObject::Create(const std::string& strFinalPath, size_t uSize)
 // locked.
 bool TemporaryObject::CreateLocked(const std::string& strPath)
 {
-    if (strPath.size() - strlen(OBJECT_DIRECTORY) > LONGEST_NAME)
+    if (strPath.size() - strlen(kObjectDirectory) > kLongestName)
     {
         return FailWith(ENAMETOOLONG);
     }

@@ -21,7 +21,7 @@
 #include "vo_types.h"
 
 // How often a step is made again because another process came between. Two of them that go on like this are out to.
-constexpr int NAME_ATTEMPTS = 100;
+constexpr int kNameAttempts = 100;
 
 // Closes a descriptor at the end of its life.
 class Descriptor

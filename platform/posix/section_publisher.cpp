@@ -113,7 +113,7 @@ bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
     bool bHeld = false;
     bool bAgain = true;
     std::unique_ptr<Holding> pHolding;
-    for (int nAttempt = 0; bAgain && nAttempt < NAME_ATTEMPTS; ++nAttempt)
+    for (int nAttempt = 0; bAgain && nAttempt < kNameAttempts; ++nAttempt)
     {
         bool bReplace = false;
         pHolding = std::make_unique<Holding>();
@@ -292,7 +292,7 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
         SetLastError(ErrorFromErrno(errno));
         return Result::Error;
     }
-    for (int nAttempt = 0; nAttempt < NAME_ATTEMPTS; ++nAttempt)
+    for (int nAttempt = 0; nAttempt < kNameAttempts; ++nAttempt)
     {
         pHolding->descriptor = OpenLockFile(pHolding->strPath);
         const int nDescriptor = pHolding->descriptor.Get();

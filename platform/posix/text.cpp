@@ -230,7 +230,7 @@ VOWCHAR* wcstok_s(VOWCHAR* pszText, const VOWCHAR* pszDelimiters, VOWCHAR** ppsz
 
 HRESULT StringCchCopyW(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFrom)
 {
-    if (pszTo == nullptr || pszFrom == nullptr || uSize == 0 || uSize > STRSAFE_MAX_CCH)
+    if (pszTo == nullptr || pszFrom == nullptr || uSize == 0 || uSize > kStrsafeMaxCch)
     {
         return STRSAFE_E_INVALID_PARAMETER;
     }
@@ -345,7 +345,7 @@ bool Format(Output& output, const VOWCHAR* pszFormat, Arguments& arguments)
 
 HRESULT StringCchPrintfW(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFormat, ...)
 {
-    if (pszTo == nullptr || pszFormat == nullptr || uSize == 0 || uSize > STRSAFE_MAX_CCH)
+    if (pszTo == nullptr || pszFormat == nullptr || uSize == 0 || uSize > kStrsafeMaxCch)
     {
         return STRSAFE_E_INVALID_PARAMETER;
     }
@@ -364,7 +364,7 @@ HRESULT StringCchPrintfW(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFormat,
 
 int swprintf_s(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFormat, ...)
 {
-    if (pszTo == nullptr || pszFormat == nullptr || uSize == 0 || uSize > STRSAFE_MAX_CCH)
+    if (pszTo == nullptr || pszFormat == nullptr || uSize == 0 || uSize > kStrsafeMaxCch)
     {
         errno = EINVAL;
         return -1;

@@ -55,7 +55,7 @@ static_assert(offsetof(CONTEXT, Rdi) == 64 && offsetof(CONTEXT, R8) == 72 && off
 
 namespace
 {
-constexpr DWORD FAILED_CALL = static_cast<DWORD>(-1);
+constexpr DWORD kFailedCall = static_cast<DWORD>(-1);
 
 // Where the one suspended thread of this process is. Odd values are its own.
 enum Phase : int
@@ -230,9 +230,9 @@ DWORD VOSuspendThread(HANDLE hThread)
     if (nThread <= 0)
     {
         SetLastError(ERROR_INVALID_HANDLE);
-        return FAILED_CALL;
+        return kFailedCall;
     }
-    return (IsOwnThread(nThread) ? StopOwnThread(nThread) : StopOtherThread(nThread)) ? 0 : FAILED_CALL;
+    return (IsOwnThread(nThread) ? StopOwnThread(nThread) : StopOtherThread(nThread)) ? 0 : kFailedCall;
 }
 
 bool VOGetThreadContext(HANDLE hThread, CONTEXT* pContext)
@@ -286,7 +286,7 @@ DWORD VOResumeThread(HANDLE hThread)
     if (!s_nPhase.compare_exchange_strong(nStands, PHASE_RELEASED))
     {
         SetLastError(ERROR_INVALID_HANDLE);
-        return FAILED_CALL;
+        return kFailedCall;
     }
     // The next one may be asked as soon as this one has gone on.
     Futex(FUTEX_WAKE, 0x7FFFFFFF, nullptr);

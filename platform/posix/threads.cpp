@@ -92,14 +92,14 @@ void GiveBackOwnSignal(int nSignal, SignalHandler pfnHandler)
 namespace
 {
 // What the word of a thread says.
-constexpr uint32_t RUNS = 0;
-constexpr uint32_t ASKED_TO_STAND = 1;
-constexpr uint32_t STANDS = 2;
+constexpr uint32_t kRuns = 0;
+constexpr uint32_t kAskedToStand = 1;
+constexpr uint32_t kStands = 2;
 
-constexpr DWORD MAXIMUM_SUSPENDS = 127;  // as on Windows
-constexpr DWORD CALL_FAILED = static_cast<DWORD>(-1);
+constexpr DWORD kMaximumSuspends = 127;  // as on Windows
+constexpr DWORD kCallFailed = static_cast<DWORD>(-1);
 
-constexpr DWORD THREAD_WITHOUT_MEMORY = static_cast<DWORD>(-1);  // in place of a thread's number
+constexpr DWORD kThreadWithoutMemory = static_cast<DWORD>(-1);  // in place of a thread's number
 }  // namespace
 
 // What a thread keeps of itself; released when it ends.
@@ -153,12 +153,12 @@ const ucontext_t* ThreadObject::InterruptedContext()
 }
 
 ThreadObject::ThreadObject(bool bSuspended)
-    : Waitable(Reset::Manual, false), m_uSuspendCount(bSuspended ? 1 : 0), m_uStand(bSuspended ? ASKED_TO_STAND : RUNS)
+    : Waitable(Reset::Manual, false), m_uSuspendCount(bSuspended ? 1 : 0), m_uStand(bSuspended ? kAskedToStand : kRuns)
 {
 }
 
 ThreadObject::ThreadObject(pthread_t thread)
-    : Waitable(Reset::Manual, false), m_thread(thread), m_uStand(RUNS), m_bJoined(true)
+    : Waitable(Reset::Manual, false), m_thread(thread), m_uStand(kRuns), m_bJoined(true)
 {
 }
 
@@ -241,7 +241,7 @@ int ThreadObject::Start(const std::shared_ptr<ThreadObject>& pThread, LPTHREAD_S
     {
         FutexWait(uThreadId, 0, nullptr);
     }
-    if (uThreadId.load() == THREAD_WITHOUT_MEMORY)
+    if (uThreadId.load() == kThreadWithoutMemory)
     {
         pThread->JoinOnce();
         return EAGAIN;
@@ -262,7 +262,7 @@ void* ThreadObject::Run(void* pRecord)
     std::atomic<DWORD>& uThreadId = *pCurrent->puThreadId;
     if (pthread_setspecific(s_process.key, pCurrent) != 0)
     {
-        uThreadId.store(THREAD_WITHOUT_MEMORY);
+        uThreadId.store(kThreadWithoutMemory);
         FutexWakeAll(uThreadId);
         return nullptr;
     }
@@ -326,7 +326,7 @@ void ThreadObject::OnSignal(int /*nSignal*/, siginfo_t* /*pInfo*/, void* pvConte
 void ThreadObject::StandStillIfAsked()
 {
     const Record* const pCurrent = Current();
-    if (pCurrent != nullptr && pCurrent->pThread->m_uStand.load() != RUNS)
+    if (pCurrent != nullptr && pCurrent->pThread->m_uStand.load() != kRuns)
     {
         pCurrent->pThread->StandStill();
     }
@@ -334,22 +334,22 @@ void ThreadObject::StandStillIfAsked()
 
 void ThreadObject::StandStill()
 {
-    for (uint32_t uState = m_uStand.load(); uState != RUNS; uState = m_uStand.load())
+    for (uint32_t uState = m_uStand.load(); uState != kRuns; uState = m_uStand.load())
     {
-        if (uState == ASKED_TO_STAND && m_uStand.compare_exchange_strong(uState, STANDS))
+        if (uState == kAskedToStand && m_uStand.compare_exchange_strong(uState, kStands))
         {
             FutexWakeAll(m_uStand);
         }
-        FutexWait(m_uStand, STANDS, nullptr);
+        FutexWait(m_uStand, kStands, nullptr);
     }
 }
 
 void ThreadObject::WaitUntilItStands()
 {
     // Ends as well when somebody has resumed it meanwhile.
-    while (m_uStand.load() == ASKED_TO_STAND)
+    while (m_uStand.load() == kAskedToStand)
     {
-        FutexWait(m_uStand, ASKED_TO_STAND, nullptr);
+        FutexWait(m_uStand, kAskedToStand, nullptr);
     }
 }
 
@@ -362,16 +362,16 @@ DWORD ThreadObject::Suspend()
     {
         const KernelLock guard(m_lock);
         uPrevious = m_uSuspendCount;
-        if (m_bEnded || uPrevious == MAXIMUM_SUSPENDS)
+        if (m_bEnded || uPrevious == kMaximumSuspends)
         {
             uError = m_bEnded ? ERROR_ACCESS_DENIED : ERROR_SIGNAL_REFUSED;
         }
         else if (uPrevious == 0)
         {
-            m_uStand.store(ASKED_TO_STAND);
+            m_uStand.store(kAskedToStand);
             if (!bSelf && pthread_kill(m_thread, s_process.nSignal) != 0)
             {
-                m_uStand.store(RUNS);
+                m_uStand.store(kRuns);
                 FutexWakeAll(m_uStand);
                 uError = ERROR_NOT_ENOUGH_MEMORY;  // the system has no room for one more signal
             }
@@ -381,7 +381,7 @@ DWORD ThreadObject::Suspend()
     if (uError != ERROR_SUCCESS)
     {
         SetLastError(uError);  // without the lock: the first error of a thread may allocate
-        return CALL_FAILED;
+        return kCallFailed;
     }
     if (!bSelf)  // a thread that has suspended itself has stood when it left the lock
     {
@@ -396,7 +396,7 @@ DWORD ThreadObject::Resume()
     const DWORD uPrevious = m_uSuspendCount;
     if (uPrevious > 0 && --m_uSuspendCount == 0)
     {
-        m_uStand.store(RUNS);
+        m_uStand.store(kRuns);
         FutexWakeAll(m_uStand);
     }
     return uPrevious;
@@ -431,7 +431,7 @@ DWORD SuspendThread(HANDLE hThread)
     if (VO_FAULT_POINT("SuspendThread") || !pThread)
     {
         SetLastError(ERROR_INVALID_HANDLE);
-        return CALL_FAILED;
+        return kCallFailed;
     }
     return pThread->Suspend();
 }
@@ -442,7 +442,7 @@ DWORD ResumeThread(HANDLE hThread)
     if (!pThread)
     {
         SetLastError(ERROR_INVALID_HANDLE);
-        return CALL_FAILED;
+        return kCallFailed;
     }
     return pThread->Resume();
 }

@@ -66,7 +66,7 @@ int WatchTree::Timeout() const
     {
         nAt = std::min(nAt, nDue);
     }
-    return nAt == INT64_MAX ? -1 : static_cast<int>(std::clamp<int64_t>(nAt - MillisecondsNow(), 0, RETRY_INTERVAL));
+    return nAt == INT64_MAX ? -1 : static_cast<int>(std::clamp<int64_t>(nAt - MillisecondsNow(), 0, kRetryInterval));
 }
 
 void WatchTree::Tell(DWORD uAction, const Node& parent, const std::string& strName, bool bFolder,
@@ -230,11 +230,11 @@ void DirectoryWatcher::Loop(WatchTree& tree)
 // False when the watch has ended.
 bool DirectoryWatcher::Turn(WatchTree& tree)
 {
-    constexpr int RETRY_PAUSE = 100;  // milliseconds until what wasn't there is asked for again: memory, a descriptor
+    constexpr int kRetryPause = 100;  // milliseconds until what wasn't there is asked for again: memory, a descriptor
     ChangeBatch batch;
     if (tree.NeedsOpen())
     {
-        Wait(-1, RETRY_PAUSE);
+        Wait(-1, kRetryPause);
     }
     else
     {
@@ -279,8 +279,8 @@ void DirectoryWatcher::Wait(int nInotify, int nMilliseconds)
 
 namespace
 {
-constexpr size_t NAME_OFFSET = offsetof(FILE_NOTIFY_INFORMATION, FileName);
-static_assert(NAME_OFFSET == 12 && offsetof(FILE_NOTIFY_INFORMATION, FileNameLength) == 8);
+constexpr size_t kNameOffset = offsetof(FILE_NOTIFY_INFORMATION, FileName);
+static_assert(kNameOffset == 12 && offsetof(FILE_NOTIFY_INFORMATION, FileNameLength) == 8);
 
 size_t RoundedUp(size_t uBytes)
 {
@@ -308,10 +308,10 @@ size_t ChangeBatch::Continue(size_t uBytes)
 void ChangeBatch::Append(DWORD uAction, const VOWString& strName)
 {
     const size_t uNameBytes = strName.size() * sizeof(VOWCHAR);
-    m_uLast = Continue(NAME_OFFSET + uNameBytes);
+    m_uLast = Continue(kNameOffset + uNameBytes);
     const DWORD aHeader[3] = {0, uAction, static_cast<DWORD>(uNameBytes)};
     memcpy(m_vecBytes.data() + m_uLast, aHeader, sizeof(aHeader));
-    memcpy(m_vecBytes.data() + m_uLast + NAME_OFFSET, strName.data(), uNameBytes);
+    memcpy(m_vecBytes.data() + m_uLast + kNameOffset, strName.data(), uNameBytes);
 }
 
 void ChangeBatch::Append(const ChangeBatch& batch)

@@ -83,11 +83,11 @@ public:
     void GiveUp() { m_bOverflow = m_bLost = true; }
 
 private:
-    static constexpr uint32_t ENTRIES = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
-    static constexpr uint32_t FOLDER_MASK =
-        ENTRIES | IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB | IN_ONLYDIR | IN_EXCL_UNLINK;
-    static constexpr uint32_t ROOT_MASK = FOLDER_MASK | IN_DELETE_SELF | IN_MOVE_SELF;
-    static constexpr int64_t RETRY_INTERVAL =
+    static constexpr uint32_t kEntries = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+    static constexpr uint32_t kFolderMask =
+        kEntries | IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB | IN_ONLYDIR | IN_EXCL_UNLINK;
+    static constexpr uint32_t kRootMask = kFolderMask | IN_DELETE_SELF | IN_MOVE_SELF;
+    static constexpr int64_t kRetryInterval =
         10000;  // milliseconds between looks at what couldn't be watched or looked at
 
     struct Known

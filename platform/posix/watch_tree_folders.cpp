@@ -12,7 +12,7 @@
 namespace
 {
 // What has gone is told a moment after it isn't found any more.
-constexpr int64_t REMOVAL_HOLD = 50;
+constexpr int64_t kRemovalHold = 50;
 
 bool IsGoneError(int nError)
 {
@@ -157,7 +157,7 @@ WatchTree::Node& WatchTree::AddFolder(Node& parent, const std::string& strName)
 
 bool WatchTree::AddWatch(Node& node, int nFolder)
 {
-    const uint32_t uMask = node.pParent != nullptr ? FOLDER_MASK : ROOT_MASK;
+    const uint32_t uMask = node.pParent != nullptr ? kFolderMask : kRootMask;
     int nWatch = -1;
     if (VO_FAULT_POINT("inotify.watch"))
     {
@@ -197,7 +197,7 @@ bool WatchTree::AddWatch(Node& node, int nFolder)
 void WatchTree::MarkUnwatched(Node& node)
 {
     m_bLost = true;
-    m_nRetryAt = m_setUnwatched.empty() ? MillisecondsNow() + RETRY_INTERVAL : m_nRetryAt;
+    m_nRetryAt = m_setUnwatched.empty() ? MillisecondsNow() + kRetryInterval : m_nRetryAt;
     m_setUnwatched.insert(&node);
 }
 
@@ -240,7 +240,7 @@ void WatchTree::RetryUnwatched()
         }
     }
     m_bLost = bLost || bEntered;
-    m_nRetryAt = MillisecondsNow() + RETRY_INTERVAL;
+    m_nRetryAt = MillisecondsNow() + kRetryInterval;
 }
 
 void WatchTree::FreshenBelow(const Node& top)
@@ -286,7 +286,7 @@ bool WatchTree::Verify()
     }
     else if (m_nMissingUntil == 0)
     {
-        m_nMissingUntil = MillisecondsNow() + REMOVAL_HOLD;
+        m_nMissingUntil = MillisecondsNow() + kRemovalHold;
     }
     else if (MillisecondsNow() >= m_nMissingUntil)
     {

@@ -12,17 +12,17 @@
 namespace
 {
 // The system queues both halves of a rename in one go, a moment apart.
-constexpr int64_t RENAME_HOLD = 50;
-constexpr int64_t QUIET_AFTER_WRITE = 1000;
+constexpr int64_t kRenameHold = 50;
+constexpr int64_t kQuietAfterWrite = 1000;
 
-constexpr size_t MOST_NOTICES = 100000;  // that are taken in one go
-constexpr size_t MOST_LOOKED_AT = 4096;  // for the second half of a rename
+constexpr size_t kMostNotices = 100000;  // that are taken in one go
+constexpr size_t kMostLookedAt = 4096;   // for the second half of a rename
 }  // namespace
 
 void WatchTree::ReadNotices()
 {
     alignas(inotify_event) char aBuffer[16384];
-    while (m_queNotices.size() < MOST_NOTICES)
+    while (m_queNotices.size() < kMostNotices)
     {
         const ssize_t nBytes = read(m_inotify.Get(), aBuffer, sizeof(aBuffer));
         if (nBytes <= 0)
@@ -51,7 +51,7 @@ void WatchTree::ReadNotices()
 WatchTree::Pair WatchTree::FindPair(size_t* puIndex) const
 {
     const Notice& from = m_queNotices.front();
-    for (size_t uIndex = 1; uIndex < m_queNotices.size() && uIndex < MOST_LOOKED_AT; ++uIndex)
+    for (size_t uIndex = 1; uIndex < m_queNotices.size() && uIndex < kMostLookedAt; ++uIndex)
     {
         const Notice& notice = m_queNotices[uIndex];
         if ((notice.uMask & IN_MOVED_TO) != 0 && notice.uCookie == from.uCookie)
@@ -60,12 +60,12 @@ WatchTree::Pair WatchTree::FindPair(size_t* puIndex) const
             return notice.nWatch == from.nWatch ? Pair::Found : Pair::None;
         }
         // The system holds the directory from the first half to the second: nothing else can come or go in between.
-        if (notice.nWatch == from.nWatch && (notice.uMask & (ENTRIES | IN_IGNORED)) != 0)
+        if (notice.nWatch == from.nWatch && (notice.uMask & (kEntries | IN_IGNORED)) != 0)
         {
             return Pair::None;
         }
     }
-    return m_queNotices.size() < MOST_LOOKED_AT ? Pair::MayCome : Pair::None;
+    return m_queNotices.size() < kMostLookedAt ? Pair::MayCome : Pair::None;
 }
 
 void WatchTree::Process(ChangeBatch* pBatch)
@@ -100,7 +100,7 @@ void WatchTree::ProcessNotices(ChangeBatch* pBatch)
             ePair = FindPair(&uPair);
             if (ePair == Pair::MayCome)
             {
-                m_nHoldUntil = m_nHoldUntil != 0 ? m_nHoldUntil : MillisecondsNow() + RENAME_HOLD;
+                m_nHoldUntil = m_nHoldUntil != 0 ? m_nHoldUntil : MillisecondsNow() + kRenameHold;
                 if (MillisecondsNow() < m_nHoldUntil)
                 {
                     break;
@@ -291,7 +291,7 @@ void WatchTree::Written(Node& parent, const std::string& strName, ChangeBatch* p
     if (trace.nWriteTime == trace.nChangeTime)
     {
         // As a write leaves it: its writer will close it, or has none when the file was cut by name.
-        m_mapWritten[{parent.nWatch, strName}] = MillisecondsNow() + QUIET_AFTER_WRITE;
+        m_mapWritten[{parent.nWatch, strName}] = MillisecondsNow() + kQuietAfterWrite;
     }
     else if (trace.nWriteTime != known.nWriteTime)
     {

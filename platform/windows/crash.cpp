@@ -78,7 +78,7 @@ DWORD WINAPI ReporterThread(void*)
     return 0;
 }
 
-void MakeReport(DWORD uCode, ULONG_PTR uAddress, const CONTEXT& rkContext)
+void MakeReport(DWORD uCode, ULONG_PTR uAddress, const CONTEXT& context)
 {
     if (GetCurrentThreadId() == s_uReporter)
     {
@@ -92,7 +92,7 @@ void MakeReport(DWORD uCode, ULONG_PTR uAddress, const CONTEXT& rkContext)
     s_uCode = uCode;
     s_uAddress = uAddress;
     s_uThread = GetCurrentThreadId();
-    s_context = rkContext;
+    s_context = context;
     SetEvent(s_hAsked);
     if (WaitForSingleObject(s_hDone, s_uMilliseconds.load()) != WAIT_OBJECT_0)
     {
@@ -102,13 +102,13 @@ void MakeReport(DWORD uCode, ULONG_PTR uAddress, const CONTEXT& rkContext)
 
 LONG WINAPI OnException(EXCEPTION_POINTERS* pPointers)
 {
-    const EXCEPTION_RECORD& rkRecord = *pPointers->ExceptionRecord;
+    const EXCEPTION_RECORD& record = *pPointers->ExceptionRecord;
     const bool bAccess =
-        rkRecord.ExceptionCode == EXCEPTION_ACCESS_VIOLATION || rkRecord.ExceptionCode == EXCEPTION_IN_PAGE_ERROR;
-    const ULONG_PTR uAddress = bAccess && rkRecord.NumberParameters >= 2
-                                   ? rkRecord.ExceptionInformation[1]
-                                   : reinterpret_cast<ULONG_PTR>(rkRecord.ExceptionAddress);
-    MakeReport(rkRecord.ExceptionCode, uAddress, *pPointers->ContextRecord);
+        record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION || record.ExceptionCode == EXCEPTION_IN_PAGE_ERROR;
+    const ULONG_PTR uAddress = bAccess && record.NumberParameters >= 2
+                                   ? record.ExceptionInformation[1]
+                                   : reinterpret_cast<ULONG_PTR>(record.ExceptionAddress);
+    MakeReport(record.ExceptionCode, uAddress, *pPointers->ContextRecord);
     return EXCEPTION_CONTINUE_SEARCH;
 }
 

@@ -68,7 +68,7 @@ bool Commit(const PublishedSection& section, size_t uSize)
 // Room in the section of that name for the content, and for what it may grow to.
 size_t ReserveFor(size_t uSize)
 {
-    return std::max(VO_SECTION_RESERVE, uSize + uSize / 2);
+    return std::max(kVOSectionReserve, uSize + uSize / 2);
 }
 }  // namespace
 

@@ -57,9 +57,9 @@ inline const std::string kBadID = "uAssetID < m_vecAssetNode.Count()";
 inline const std::string kRole = "LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole";
 inline const std::string kState = "param.dwParamState != AssetParamState::APS_Deleted";
 
-inline bool HasLine(const Lines& rkLines, const std::string& strLine)
+inline bool HasLine(const Lines& lines, const std::string& strLine)
 {
-    for (const std::string& strOne : rkLines)
+    for (const std::string& strOne : lines)
     {
         if (strOne == strLine)
         {
@@ -69,9 +69,9 @@ inline bool HasLine(const Lines& rkLines, const std::string& strLine)
     return false;
 }
 
-inline bool HasText(const Lines& rkLines, const std::string& strPart)
+inline bool HasText(const Lines& lines, const std::string& strPart)
 {
-    for (const std::string& strOne : rkLines)
+    for (const std::string& strOne : lines)
     {
         if (strOne.find(strPart) != std::string::npos)
         {
@@ -96,8 +96,8 @@ template <unsigned int N = MAX_PATH>
 struct WideBuffer
 {
     static constexpr VOWCHAR kSentinel = 0x2620;
-    static constexpr size_t kGuard = 8;
-    VOWCHAR szText[N + kGuard];
+    static constexpr size_t guard = 8;
+    VOWCHAR szText[N + guard];
 
     WideBuffer()
     {
@@ -122,7 +122,7 @@ struct WideBuffer
 
     bool UntouchedFrom(size_t uFrom) const
     {
-        for (size_t i = uFrom; i < N + kGuard; ++i)
+        for (size_t i = uFrom; i < N + guard; ++i)
         {
             if (szText[i] != kSentinel)
             {
@@ -150,9 +150,9 @@ inline unsigned long long ValueOf(void* hHandle)
 // ---------------------------------------------------------------------------------------------------------------------
 
 // The image of a container, as bytes; empty if there is none.
-inline Bytes ImageOf(VOTSAssetNodeContainer& rkContainer)
+inline Bytes ImageOf(VOTSAssetNodeContainer& container)
 {
-    VOTSAssetNodeContainer::ContainerAlloc* pAlloc = rkContainer.GetAlloc();
+    VOTSAssetNodeContainer::ContainerAlloc* pAlloc = container.GetAlloc();
     if (pAlloc == nullptr)
     {
         return Bytes();
@@ -165,13 +165,13 @@ struct BlockOffsets
 {
     size_t uStrings, uNodes, uNumbers, uTable, uClassify, uTail;
 
-    explicit BlockOffsets(const Bytes& rkImage)
+    explicit BlockOffsets(const Bytes& image)
         : uStrings(52),
-          uNodes(uStrings + ReadU32(rkImage, 8)),
-          uNumbers(uNodes + ReadU32(rkImage, 12)),
-          uTable(uNumbers + ReadU32(rkImage, 16)),
-          uClassify(uTable + ReadU32(rkImage, 20)),
-          uTail(uClassify + ReadU32(rkImage, 24))
+          uNodes(uStrings + ReadU32(image, 8)),
+          uNumbers(uNodes + ReadU32(image, 12)),
+          uTable(uNumbers + ReadU32(image, 16)),
+          uClassify(uTable + ReadU32(image, 20)),
+          uTail(uClassify + ReadU32(image, 24))
     {
     }
 
@@ -216,96 +216,96 @@ public:
 };
 
 // The node of an id; a default record, and a test failure, if there is none.
-inline structAssetNode NodeOf(const VOTSAssetNodeContainer& rkContainer, unsigned int uAssetID)
+inline structAssetNode NodeOf(const VOTSAssetNodeContainer& container, unsigned int uAssetID)
 {
     structAssetNode tsNode;
-    EXPECT_NE(0, rkContainer.GetAssetNode(uAssetID, tsNode)) << "there is no node " << uAssetID;
+    EXPECT_NE(0, container.GetAssetNode(uAssetID, tsNode)) << "there is no node " << uAssetID;
     return tsNode;
 }
 
 // Requests a node that must not be there yet, and gives its id.
-inline unsigned int NewNode(VOTSAssetNodeContainer& rkContainer, const VOWCHAR* pszPath)
+inline unsigned int NewNode(VOTSAssetNodeContainer& container, const VOWCHAR* pszPath)
 {
     structAssetNode tsNode;
     int bInserted = 7;
-    EXPECT_NE(0, rkContainer.RequestAssetNode(pszPath, tsNode, bInserted));
+    EXPECT_NE(0, container.RequestAssetNode(pszPath, tsNode, bInserted));
     EXPECT_EQ(0, bInserted) << "the node was there already";
     return tsNode.nAssetID;
 }
 
-inline unsigned int NewFolder(VOTSAssetNodeContainer& rkContainer, const VOWCHAR* pszPath)
+inline unsigned int NewFolder(VOTSAssetNodeContainer& container, const VOWCHAR* pszPath)
 {
-    const unsigned int uID = NewNode(rkContainer, pszPath);
-    EXPECT_NE(0, rkContainer.SetAssetNodeFolder(uID, 1));
+    const unsigned int uID = NewNode(container, pszPath);
+    EXPECT_NE(0, container.SetAssetNodeFolder(uID, 1));
     return uID;
 }
 
 // The id under which a path is found, kNone for a miss.
-inline unsigned int FoundID(const VOTSAssetNodeContainer& rkContainer, const VOWCHAR* pszPath)
+inline unsigned int FoundID(const VOTSAssetNodeContainer& container, const VOWCHAR* pszPath)
 {
     structAssetNode tsNode;
-    return rkContainer.FindAssetNode(pszPath, tsNode) != 0 ? tsNode.nAssetID : kNone;
+    return container.FindAssetNode(pszPath, tsNode) != 0 ? tsNode.nAssetID : kNone;
 }
 
 // A node's state and key, read from the container's image: they aren't handed out any other way.
-inline unsigned int StateOf(VOTSAssetNodeContainer& rkContainer, unsigned int uAssetID)
+inline unsigned int StateOf(VOTSAssetNodeContainer& container, unsigned int uAssetID)
 {
-    const Bytes vecImage = ImageOf(rkContainer);
+    const Bytes vecImage = ImageOf(container);
     return ReadU32(vecImage, BlockOffsets(vecImage).Record(uAssetID) + 116);
 }
 
-inline unsigned long long KeyOf(VOTSAssetNodeContainer& rkContainer, unsigned int uAssetID)
+inline unsigned long long KeyOf(VOTSAssetNodeContainer& container, unsigned int uAssetID)
 {
-    const Bytes vecImage = ImageOf(rkContainer);
+    const Bytes vecImage = ImageOf(container);
     return ReadU64(vecImage, BlockOffsets(vecImage).Record(uAssetID) + 108);
 }
 
-inline IDs ListOf(const VOTSAssetNodeContainer& rkContainer, unsigned int uInfoID)
+inline IDs ListOf(const VOTSAssetNodeContainer& container, unsigned int uInfoID)
 {
     IDs vecResult;
     if (uInfoID != kNone)
     {
-        EXPECT_NE(0, rkContainer.GetInfoNumberList(uInfoID, vecResult));
+        EXPECT_NE(0, container.GetInfoNumberList(uInfoID, vecResult));
     }
     return vecResult;
 }
 
-inline IDs FilesOf(const VOTSAssetNodeContainer& rkContainer, unsigned int uAssetID)
+inline IDs FilesOf(const VOTSAssetNodeContainer& container, unsigned int uAssetID)
 {
-    return ListOf(rkContainer, NodeOf(rkContainer, uAssetID).nChildFileInfo);
+    return ListOf(container, NodeOf(container, uAssetID).nChildFileInfo);
 }
 
-inline IDs FoldersOf(const VOTSAssetNodeContainer& rkContainer, unsigned int uAssetID)
+inline IDs FoldersOf(const VOTSAssetNodeContainer& container, unsigned int uAssetID)
 {
-    return ListOf(rkContainer, NodeOf(rkContainer, uAssetID).nChildFolderInfo);
+    return ListOf(container, NodeOf(container, uAssetID).nChildFolderInfo);
 }
 
-inline void Link(VOTSAssetNodeContainer& rkContainer, unsigned int uParent, unsigned int uChild)
+inline void Link(VOTSAssetNodeContainer& container, unsigned int uParent, unsigned int uChild)
 {
-    EXPECT_NE(0, rkContainer.SetAssetNodeParentIndex(uChild, uParent));
-    EXPECT_NE(0, rkContainer.InsertAssetNodeChildIndex(uParent, uChild));
+    EXPECT_NE(0, container.SetAssetNodeParentIndex(uChild, uParent));
+    EXPECT_NE(0, container.InsertAssetNodeChildIndex(uParent, uChild));
 }
 
 // Makes a node with its names and links it below a parent (kNone for none).
-inline unsigned int AddLinked(VOTSAssetNodeContainer& rkContainer, const VOWCHAR* pszPath, bool bFolder,
+inline unsigned int AddLinked(VOTSAssetNodeContainer& container, const VOWCHAR* pszPath, bool bFolder,
                               unsigned int uParent)
 {
-    const unsigned int uID = NewNode(rkContainer, pszPath);
-    EXPECT_NE(0, rkContainer.SetAssetNodeFolder(uID, bFolder ? 1 : 0));
-    structAssetNode tsNode = NodeOf(rkContainer, uID);
-    EXPECT_NE(0, VOTSAssetNodeContainerHelper::SetAssetNodeStripPath(tsNode, &rkContainer, pszPath));
+    const unsigned int uID = NewNode(container, pszPath);
+    EXPECT_NE(0, container.SetAssetNodeFolder(uID, bFolder ? 1 : 0));
+    structAssetNode tsNode = NodeOf(container, uID);
+    EXPECT_NE(0, VOTSAssetNodeContainerHelper::SetAssetNodeStripPath(tsNode, &container, pszPath));
     if (uParent != kNone)
     {
-        Link(rkContainer, uParent, uID);
+        Link(container, uParent, uID);
     }
     return uID;
 }
 
 // The rendered path of a node; a mark that no path is when that fails.
-inline VOWString PathOf(const VOTSAssetNodeContainer& rkContainer, unsigned int uAssetID)
+inline VOWString PathOf(const VOTSAssetNodeContainer& container, unsigned int uAssetID)
 {
-    WideBuffer<> kBuffer;
-    return rkContainer.GetAssetPath(uAssetID, MAX_PATH, kBuffer.szText) != 0 ? kBuffer.Text() : VOTEXT("<no path>");
+    WideBuffer<> buffer;
+    return container.GetAssetPath(uAssetID, MAX_PATH, buffer.szText) != 0 ? buffer.Text() : VOTEXT("<no path>");
 }
 
 }  // namespace assettest

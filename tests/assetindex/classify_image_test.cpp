@@ -9,9 +9,9 @@ typedef VOTSAssetNodeClassifyManager::ContainerAlloc ClassifyImage;
 
 Color ColorOf(unsigned int uValue)
 {
-    Color kColor;
-    kColor.uValue = uValue;
-    return kColor;
+    Color color;
+    color.uValue = uValue;
+    return color;
 }
 
 std::vector<ModelType> SomeTypes()
@@ -21,26 +21,26 @@ std::vector<ModelType> SomeTypes()
             {0, VOWString(49, VOTEXT('\x4E2D')), VOWString(99, VOTEXT('z')), 1, 2}};
 }
 
-void Fill(VOTSAssetNodeClassifyManager& rkManager, const std::vector<ModelType>& rkTypes)
+void Fill(VOTSAssetNodeClassifyManager& manager, const std::vector<ModelType>& types)
 {
-    for (const ModelType& rkType : rkTypes)
+    for (const ModelType& type : types)
     {
-        ASSERT_NE(0, rkManager.InsertClassifyType(rkType.nType, rkType.strName.c_str(), rkType.strExtensions.c_str(),
-                                                  ColorOf(rkType.uColor), ColorOf(rkType.uBackground)));
+        ASSERT_NE(0, manager.InsertClassifyType(type.nType, type.strName.c_str(), type.strExtensions.c_str(),
+                                                ColorOf(type.uColor), ColorOf(type.uBackground)));
     }
-    ASSERT_NE(0, rkManager.BuildUpExtensionsHash());
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
 }
 
-Bytes ModelImage(const std::vector<ModelType>& rkTypes)
+Bytes ModelImage(const std::vector<ModelType>& types)
 {
-    ModelContainer kModel;
-    kModel.vecTypes = rkTypes;
-    return kModel.ClassifyImage();
+    ModelContainer model;
+    model.vecTypes = types;
+    return model.ClassifyImage();
 }
 
-Bytes TableImageOf(const VOTSAssetNodeClassifyManager& rkManager)
+Bytes TableImageOf(const VOTSAssetNodeClassifyManager& manager)
 {
-    ClassifyImage* pAlloc = rkManager.GetAlloc();
+    ClassifyImage* pAlloc = manager.GetAlloc();
     if (pAlloc == nullptr)
     {
         return Bytes();
@@ -48,77 +48,77 @@ Bytes TableImageOf(const VOTSAssetNodeClassifyManager& rkManager)
     return votest::TakeBytes(pAlloc, ReadU32(votest::CopyBytes(pAlloc, 8), 4) + size_t{12});
 }
 
-void ExpectTypes(const VOTSAssetNodeClassifyManager& rkManager, const std::vector<ModelType>& rkTypes)
+void ExpectTypes(const VOTSAssetNodeClassifyManager& manager, const std::vector<ModelType>& types)
 {
-    for (const ModelType& rkType : rkTypes)
+    for (const ModelType& type : types)
     {
-        WideBuffer<LENGTH_OF_CLASSIFYNAME> kName;
-        EXPECT_NE(0, rkManager.GetClassifyName(rkType.nType, kName.szText));
-        EXPECT_EQ(rkType.strName, kName.Text());
-        WideBuffer<LENGTH_OF_EXTENSIONS> kList;
-        EXPECT_NE(0, rkManager.GetClassifyExtensions(rkType.nType, kList.szText));
-        EXPECT_EQ(rkType.strExtensions, kList.Text());
-        Color kColor;
-        EXPECT_NE(0, rkManager.GetClassifyTypeColor(rkType.nType, kColor));
-        EXPECT_EQ(rkType.uColor, kColor.uValue);
-        EXPECT_NE(0, rkManager.GetClassifyBackgroundColor(rkType.nType, kColor));
-        EXPECT_EQ(rkType.uBackground, kColor.uValue);
+        WideBuffer<LENGTH_OF_CLASSIFYNAME> name;
+        EXPECT_NE(0, manager.GetClassifyName(type.nType, name.szText));
+        EXPECT_EQ(type.strName, name.Text());
+        WideBuffer<LENGTH_OF_EXTENSIONS> list;
+        EXPECT_NE(0, manager.GetClassifyExtensions(type.nType, list.szText));
+        EXPECT_EQ(type.strExtensions, list.Text());
+        Color color;
+        EXPECT_NE(0, manager.GetClassifyTypeColor(type.nType, color));
+        EXPECT_EQ(type.uColor, color.uValue);
+        EXPECT_NE(0, manager.GetClassifyBackgroundColor(type.nType, color));
+        EXPECT_EQ(type.uBackground, color.uValue);
         int nType = -77;
-        EXPECT_NE(0, rkManager.GetClassifyTypeByName(rkType.strName.c_str(), nType));
-        EXPECT_EQ(rkType.nType, nType);
-        const VOWString strFirst = rkType.strExtensions.substr(0, rkType.strExtensions.find(VOTEXT('|')));
-        EXPECT_NE(0, rkManager.GetClassifyTypeByExtension(strFirst.c_str(), nType));
-        EXPECT_EQ(rkType.nType, nType);
+        EXPECT_NE(0, manager.GetClassifyTypeByName(type.strName.c_str(), nType));
+        EXPECT_EQ(type.nType, nType);
+        const VOWString strFirst = type.strExtensions.substr(0, type.strExtensions.find(VOTEXT('|')));
+        EXPECT_NE(0, manager.GetClassifyTypeByExtension(strFirst.c_str(), nType));
+        EXPECT_EQ(type.nType, nType);
     }
 }
 
 // Every query, for the numbers and names of some types, with results that stay in their buffers.
-void QueryAll(const VOTSAssetNodeClassifyManager& rkManager)
+void QueryAll(const VOTSAssetNodeClassifyManager& manager)
 {
     for (const int nType : {7, -2, 0, 5, 0x7FFFFFFF})
     {
-        WideBuffer<LENGTH_OF_CLASSIFYNAME> kName;
-        if (rkManager.GetClassifyName(nType, kName.szText) != 0)
+        WideBuffer<LENGTH_OF_CLASSIFYNAME> name;
+        if (manager.GetClassifyName(nType, name.szText) != 0)
         {
-            EXPECT_TRUE(kName.InBounds());
-            EXPECT_NE(VOWString(VOTEXT("<not terminated>")), kName.Text());
+            EXPECT_TRUE(name.InBounds());
+            EXPECT_NE(VOWString(VOTEXT("<not terminated>")), name.Text());
         }
-        WideBuffer<LENGTH_OF_EXTENSIONS> kList;
-        if (rkManager.GetClassifyExtensions(nType, kList.szText) != 0)
+        WideBuffer<LENGTH_OF_EXTENSIONS> list;
+        if (manager.GetClassifyExtensions(nType, list.szText) != 0)
         {
-            EXPECT_TRUE(kList.InBounds());
-            EXPECT_NE(VOWString(VOTEXT("<not terminated>")), kList.Text());
+            EXPECT_TRUE(list.InBounds());
+            EXPECT_NE(VOWString(VOTEXT("<not terminated>")), list.Text());
         }
-        Color kColor;
-        (void)rkManager.GetClassifyTypeColor(nType, kColor);
-        (void)rkManager.GetClassifyBackgroundColor(nType, kColor);
+        Color color;
+        (void)manager.GetClassifyTypeColor(nType, color);
+        (void)manager.GetClassifyBackgroundColor(nType, color);
     }
     int nResult = 0;
-    (void)rkManager.GetClassifyTypeByName(VOTEXT("Model"), nResult);
-    (void)rkManager.GetClassifyTypeByExtension(VOTEXT("dds"), nResult);
+    (void)manager.GetClassifyTypeByName(VOTEXT("Model"), nResult);
+    (void)manager.GetClassifyTypeByExtension(VOTEXT("dds"), nResult);
 }
 
 TEST(ClassifyImage, AnEmptyTableGivesAnImageOf32BytesThatLoads)
 {
-    VOTSAssetNodeClassifyManager kEmpty;
-    const Bytes vecImage = TableImageOf(kEmpty);
+    VOTSAssetNodeClassifyManager empty;
+    const Bytes vecImage = TableImageOf(empty);
     EXPECT_TRUE(
         SameBytes(votest::FromHex("00000000 14000000 7665722E312E3000 00000000 00000000 00000000 00000000"), vecImage));
 
-    const MisalignedBlock kImage(vecImage);
-    VOTSAssetNodeClassifyManager kManager;
-    Fill(kManager, SomeTypes());
-    EXPECT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 1));
+    const MisalignedBlock image(vecImage);
+    VOTSAssetNodeClassifyManager manager;
+    Fill(manager, SomeTypes());
+    EXPECT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), 1));
     int nType = 0;
-    EXPECT_EQ(0, kManager.GetClassifyTypeByName(VOTEXT("Model"), nType));
-    EXPECT_EQ(0, kManager.GetClassifyTypeByExtension(VOTEXT("mdl"), nType));
+    EXPECT_EQ(0, manager.GetClassifyTypeByName(VOTEXT("Model"), nType));
+    EXPECT_EQ(0, manager.GetClassifyTypeByExtension(VOTEXT("mdl"), nType));
 }
 
 TEST(ClassifyImage, OneTypeIsWrittenByteForByte)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, kManager.InsertClassifyType(0x01020304, VOTEXT("Ab"), VOTEXT("x|y"), ColorOf(0xA1A2A3A4),
-                                             ColorOf(0xB1B2B3B4)));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, manager.InsertClassifyType(0x01020304, VOTEXT("Ab"), VOTEXT("x|y"), ColorOf(0xA1A2A3A4),
+                                            ColorOf(0xB1B2B3B4)));
     const Bytes vecExpected = ByteBuilder()
                                   .Hex(
                                       "01000000 # types\n"
@@ -135,22 +135,22 @@ TEST(ClassifyImage, OneTypeIsWrittenByteForByte)
                                       "00000000 00000000 # tails\n")
                                   .Result();
     ASSERT_EQ(344u, vecExpected.size());
-    EXPECT_TRUE(SameBytes(vecExpected, TableImageOf(kManager)));
+    EXPECT_TRUE(SameBytes(vecExpected, TableImageOf(manager)));
 }
 
 TEST(ClassifyImage, TypesAreWrittenInTheOrderOfInsertion)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    Fill(kManager, SomeTypes());
-    EXPECT_TRUE(SameBytes(ModelImage(SomeTypes()), TableImageOf(kManager)));
+    VOTSAssetNodeClassifyManager manager;
+    Fill(manager, SomeTypes());
+    EXPECT_TRUE(SameBytes(ModelImage(SomeTypes()), TableImageOf(manager)));
 }
 
 TEST(ClassifyImage, TheContainersWayToMeasureItIsTheInnerBlockPlus12)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    Fill(kManager, SomeTypes());
-    EXPECT_EQ(32u + 312u * 3, kManager.AllocSize());
-    EXPECT_EQ(ReadU32(TableImageOf(kManager), 4) + 12ull, kManager.AllocSize());
+    VOTSAssetNodeClassifyManager manager;
+    Fill(manager, SomeTypes());
+    EXPECT_EQ(32u + 312u * 3, manager.AllocSize());
+    EXPECT_EQ(ReadU32(TableImageOf(manager), 4) + 12ull, manager.AllocSize());
 }
 
 TEST(ClassifyImage, ItLoadsAtEveryMisalignmentCopiedAndInPlace)
@@ -160,70 +160,70 @@ TEST(ClassifyImage, ItLoadsAtEveryMisalignmentCopiedAndInPlace)
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kImage(vecImage, uMisalignment);
-            VOTSAssetNodeClassifyManager kManager;
-            LogCapture kLog;
-            ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), bCopy));
-            ExpectTypes(kManager, SomeTypes());
-            EXPECT_TRUE(SameBytes(vecImage, TableImageOf(kManager)));
-            EXPECT_THAT(kLog.Lines(), IsEmpty());
-            EXPECT_TRUE(SameBytes(vecImage, kImage.Current())) << "the image was written to";
+            const MisalignedBlock image(vecImage, uMisalignment);
+            VOTSAssetNodeClassifyManager manager;
+            LogCapture log;
+            ASSERT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), bCopy));
+            ExpectTypes(manager, SomeTypes());
+            EXPECT_TRUE(SameBytes(vecImage, TableImageOf(manager)));
+            EXPECT_THAT(log.Lines(), IsEmpty());
+            EXPECT_TRUE(SameBytes(vecImage, image.Current())) << "the image was written to";
         }
     }
 }
 
 TEST(ClassifyImage, ACopyOutlivesTheImage)
 {
-    VOTSAssetNodeClassifyManager kManager;
+    VOTSAssetNodeClassifyManager manager;
     {
-        const MisalignedBlock kImage(ModelImage(SomeTypes()), 3);
-        ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 1));
+        const MisalignedBlock image(ModelImage(SomeTypes()), 3);
+        ASSERT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), 1));
     }
-    ExpectTypes(kManager, SomeTypes());
+    ExpectTypes(manager, SomeTypes());
 }
 
 TEST(ClassifyImage, AViewReadsItsTextsOutOfTheImage)
 {
-    const MisalignedBlock kImage(ModelImage(SomeTypes()), 1);
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 0));
+    const MisalignedBlock image(ModelImage(SomeTypes()), 1);
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), 0));
     // The first letter of the first name, and the first colour.
-    kImage.Data()[24 + 4] = 'P';
-    kImage.Data()[24 + 304] = 0x99;
-    WideBuffer<LENGTH_OF_CLASSIFYNAME> kName;
-    ASSERT_NE(0, kManager.GetClassifyName(7, kName.szText));
-    EXPECT_EQ(VOWString(VOTEXT("Pexture")), kName.Text());
-    Color kColor;
-    ASSERT_NE(0, kManager.GetClassifyTypeColor(7, kColor));
-    EXPECT_EQ(0x11223399u, kColor.uValue);
+    image.Data()[24 + 4] = 'P';
+    image.Data()[24 + 304] = 0x99;
+    WideBuffer<LENGTH_OF_CLASSIFYNAME> name;
+    ASSERT_NE(0, manager.GetClassifyName(7, name.szText));
+    EXPECT_EQ(VOWString(VOTEXT("Pexture")), name.Text());
+    Color color;
+    ASSERT_NE(0, manager.GetClassifyTypeColor(7, color));
+    EXPECT_EQ(0x11223399u, color.uValue);
 }
 
 TEST(ClassifyImage, AnImageReplacesWhatWasThere)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    Fill(kManager, {{99, VOTEXT("Old"), VOTEXT("old"), 1, 2}});
-    const MisalignedBlock kImage(ModelImage(SomeTypes()));
-    ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 1));
+    VOTSAssetNodeClassifyManager manager;
+    Fill(manager, {{99, VOTEXT("Old"), VOTEXT("old"), 1, 2}});
+    const MisalignedBlock image(ModelImage(SomeTypes()));
+    ASSERT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), 1));
     int nType = 0;
-    EXPECT_EQ(0, kManager.GetClassifyTypeByName(VOTEXT("Old"), nType));
-    EXPECT_EQ(0, kManager.GetClassifyTypeByExtension(VOTEXT("old"), nType));
-    ExpectTypes(kManager, SomeTypes());
+    EXPECT_EQ(0, manager.GetClassifyTypeByName(VOTEXT("Old"), nType));
+    EXPECT_EQ(0, manager.GetClassifyTypeByExtension(VOTEXT("old"), nType));
+    ExpectTypes(manager, SomeTypes());
 }
 
 TEST(ClassifyImage, AViewGrowsIntoACopyAndLeavesTheImageAlone)
 {
     const Bytes vecBytes = ModelImage(SomeTypes());
-    VOTSAssetNodeClassifyManager kManager;
+    VOTSAssetNodeClassifyManager manager;
     {
-        const MisalignedBlock kImage(vecBytes, 5);
-        ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 0));
-        ASSERT_NE(0, kManager.InsertClassifyType(50, VOTEXT("New"), VOTEXT("new"), Color(), Color()));
-        EXPECT_TRUE(SameBytes(vecBytes, kImage.Current()));
+        const MisalignedBlock image(vecBytes, 5);
+        ASSERT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), 0));
+        ASSERT_NE(0, manager.InsertClassifyType(50, VOTEXT("New"), VOTEXT("new"), Color(), Color()));
+        EXPECT_TRUE(SameBytes(vecBytes, image.Current()));
     }
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    ExpectTypes(kManager, SomeTypes());
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    ExpectTypes(manager, SomeTypes());
     int nType = 0;
-    EXPECT_NE(0, kManager.GetClassifyTypeByExtension(VOTEXT("NEW"), nType));
+    EXPECT_NE(0, manager.GetClassifyTypeByExtension(VOTEXT("NEW"), nType));
     EXPECT_EQ(50, nType);
 }
 
@@ -231,23 +231,23 @@ TEST(ClassifyImage, OfTwoRecordsWithOneNumberTheFirstIsKept)
 {
     std::vector<ModelType> vecTypes = SomeTypes();
     vecTypes[1].nType = 7;
-    const MisalignedBlock kImage(ModelImage(vecTypes));
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 0));
-    WideBuffer<LENGTH_OF_CLASSIFYNAME> kName;
-    ASSERT_NE(0, kManager.GetClassifyName(7, kName.szText));
-    EXPECT_EQ(VOWString(VOTEXT("Texture")), kName.Text());
+    const MisalignedBlock image(ModelImage(vecTypes));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), 0));
+    WideBuffer<LENGTH_OF_CLASSIFYNAME> name;
+    ASSERT_NE(0, manager.GetClassifyName(7, name.szText));
+    EXPECT_EQ(VOWString(VOTEXT("Texture")), name.Text());
 }
 
 TEST(ClassifyImage, OfTwoRecordsWithOneNameTheSmallerNumberIsFound)
 {
     std::vector<ModelType> vecTypes = SomeTypes();
     vecTypes[2].strName = VOTEXT("tEXTURE");
-    const MisalignedBlock kImage(ModelImage(vecTypes));
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 0));
+    const MisalignedBlock image(ModelImage(vecTypes));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), 0));
     int nType = -77;
-    EXPECT_NE(0, kManager.GetClassifyTypeByName(VOTEXT("texture"), nType));
+    EXPECT_NE(0, manager.GetClassifyTypeByName(VOTEXT("texture"), nType));
     EXPECT_EQ(0, nType);
 }
 
@@ -256,28 +256,28 @@ TEST(ClassifyImage, ARecordBehindTheNumberOfDistinctNumbersIsLoggedByAllQueriesB
     // Three records and two numbers: the index of the third is no smaller than the size of the map.
     std::vector<ModelType> vecTypes = SomeTypes();
     vecTypes[1].nType = 7;
-    const MisalignedBlock kImage(ModelImage(vecTypes));
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 0));
+    const MisalignedBlock image(ModelImage(vecTypes));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), 0));
     const std::string strCheck = "cIter->second < m_mapClassifyType2ParamIndex.size()";
     const std::string strClass = "VOTSAssetNodeClassifyManager::";
-    LogCapture kLog;
-    WideBuffer<LENGTH_OF_EXTENSIONS> kText;
-    Color kColor;
+    LogCapture log;
+    WideBuffer<LENGTH_OF_EXTENSIONS> text;
+    Color color;
     int nType = -77;
-    EXPECT_EQ(0, kManager.GetClassifyName(0, kText.szText));
-    EXPECT_EQ(0, kManager.GetClassifyExtensions(0, kText.szText));
-    EXPECT_EQ(0, kManager.GetClassifyBackgroundColor(0, kColor));
-    EXPECT_EQ(0, kManager.GetClassifyTypeByName(VOTEXT("Texture"), nType)) << "0 comes before 7";
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError(strCheck, strClass + "GetClassifyName"),
-                                          ProcessError(strCheck, strClass + "GetClassifyExtensions"),
-                                          ProcessError(strCheck, strClass + "GetClassifyBackgroundColor"),
-                                          ProcessError(strCheck, strClass + "GetClassifyTypeByName")));
-    EXPECT_TRUE(kText.Untouched());
-    kLog.Clear();
-    EXPECT_NE(0, kManager.GetClassifyTypeColor(0, kColor));
-    EXPECT_EQ(1u, kColor.uValue);
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    EXPECT_EQ(0, manager.GetClassifyName(0, text.szText));
+    EXPECT_EQ(0, manager.GetClassifyExtensions(0, text.szText));
+    EXPECT_EQ(0, manager.GetClassifyBackgroundColor(0, color));
+    EXPECT_EQ(0, manager.GetClassifyTypeByName(VOTEXT("Texture"), nType)) << "0 comes before 7";
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError(strCheck, strClass + "GetClassifyName"),
+                                         ProcessError(strCheck, strClass + "GetClassifyExtensions"),
+                                         ProcessError(strCheck, strClass + "GetClassifyBackgroundColor"),
+                                         ProcessError(strCheck, strClass + "GetClassifyTypeByName")));
+    EXPECT_TRUE(text.Untouched());
+    log.Clear();
+    EXPECT_NE(0, manager.GetClassifyTypeColor(0, color));
+    EXPECT_EQ(1u, color.uValue);
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST(ClassifyImage, TheOuterCountAndSizeAreNotLookedAt)
@@ -285,20 +285,20 @@ TEST(ClassifyImage, TheOuterCountAndSizeAreNotLookedAt)
     Bytes vecImage = ModelImage(SomeTypes());
     WriteU32(vecImage, 0, 0xDEADBEEF);
     WriteU32(vecImage, 4, 0xDEADBEEF);
-    const MisalignedBlock kImage(vecImage);
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 1));
-    ExpectTypes(kManager, SomeTypes());
+    const MisalignedBlock image(vecImage);
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, manager.SetAlloc(image.As<ClassifyImage>(), 1));
+    ExpectTypes(manager, SomeTypes());
 }
 
 TEST(ClassifyImage, ANullImageIsLoggedAndLeavesTheTable)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    Fill(kManager, SomeTypes());
-    LogCapture kLog;
-    EXPECT_EQ(0, kManager.SetAlloc(nullptr, 1));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pAlloc", "VOTSAssetNodeClassifyManager::SetAlloc")));
-    ExpectTypes(kManager, SomeTypes());
+    VOTSAssetNodeClassifyManager manager;
+    Fill(manager, SomeTypes());
+    LogCapture log;
+    EXPECT_EQ(0, manager.SetAlloc(nullptr, 1));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("pAlloc", "VOTSAssetNodeClassifyManager::SetAlloc")));
+    ExpectTypes(manager, SomeTypes());
 }
 
 TEST(ClassifyImage, AnotherVersionInTheInnerBlockLeavesTheTableEmpty)
@@ -307,17 +307,17 @@ TEST(ClassifyImage, AnotherVersionInTheInnerBlockLeavesTheTableEmpty)
     {
         Bytes vecImage = ModelImage(SomeTypes());
         vecImage[8 + uByte] ^= 0x01;
-        const MisalignedBlock kImage(vecImage);
-        VOTSAssetNodeClassifyManager kManager;
-        Fill(kManager, SomeTypes());
-        LogCapture kLog;
-        EXPECT_EQ(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 1));
-        EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("m_vecAssetNodeClassifyParam.SetAlloc(pParamAlloc, bCopy)",
-                                                           "VOTSAssetNodeClassifyManager::SetAlloc")));
+        const MisalignedBlock image(vecImage);
+        VOTSAssetNodeClassifyManager manager;
+        Fill(manager, SomeTypes());
+        LogCapture log;
+        EXPECT_EQ(0, manager.SetAlloc(image.As<ClassifyImage>(), 1));
+        EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("m_vecAssetNodeClassifyParam.SetAlloc(pParamAlloc, bCopy)",
+                                                          "VOTSAssetNodeClassifyManager::SetAlloc")));
         int nType = 0;
-        EXPECT_EQ(0, kManager.GetClassifyTypeByName(VOTEXT("Model"), nType));
-        EXPECT_EQ(0, kManager.GetClassifyTypeByExtension(VOTEXT("mdl"), nType));
-        EXPECT_EQ(32u, TableImageOf(kManager).size());
+        EXPECT_EQ(0, manager.GetClassifyTypeByName(VOTEXT("Model"), nType));
+        EXPECT_EQ(0, manager.GetClassifyTypeByExtension(VOTEXT("mdl"), nType));
+        EXPECT_EQ(32u, TableImageOf(manager).size());
     }
 }
 
@@ -327,9 +327,9 @@ TEST(ClassifyImage, AByteCountThatIsNot312TimesTheCountIsRefused)
     {
         Bytes vecImage = ModelImage(SomeTypes());
         WriteU32(vecImage, 20, uBytes);
-        const MisalignedBlock kImage(vecImage);
-        VOTSAssetNodeClassifyManager kManager;
-        EXPECT_EQ(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 1)) << uBytes;
+        const MisalignedBlock image(vecImage);
+        VOTSAssetNodeClassifyManager manager;
+        EXPECT_EQ(0, manager.SetAlloc(image.As<ClassifyImage>(), 1)) << uBytes;
     }
 }
 
@@ -339,12 +339,12 @@ TEST(ClassifyImage, ACountWhoseProductOverflows32BitsIsRefused)
     Bytes vecImage = ModelImage(SomeTypes());
     WriteU32(vecImage, 16, 0x20000000);
     WriteU32(vecImage, 20, 0);
-    const MisalignedBlock kImage(vecImage);
+    const MisalignedBlock image(vecImage);
     for (const int bCopy : {0, 1})
     {
-        VOTSAssetNodeClassifyManager kManager;
-        EXPECT_EQ(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), bCopy));
-        QueryAll(kManager);
+        VOTSAssetNodeClassifyManager manager;
+        EXPECT_EQ(0, manager.SetAlloc(image.As<ClassifyImage>(), bCopy));
+        QueryAll(manager);
     }
 }
 
@@ -357,14 +357,14 @@ TEST(ClassifyImage, TextsWithoutAnEndStayInsideTheirFields)
     }
     for (const int bCopy : {0, 1})
     {
-        const MisalignedBlock kImage(vecImage, 1);
-        VOTSAssetNodeClassifyManager kManager;
-        (void)kManager.SetAlloc(kImage.As<ClassifyImage>(), bCopy, vecImage.size());
-        QueryAll(kManager);
+        const MisalignedBlock image(vecImage, 1);
+        VOTSAssetNodeClassifyManager manager;
+        (void)manager.SetAlloc(image.As<ClassifyImage>(), bCopy, vecImage.size());
+        QueryAll(manager);
         int nType = 0;
-        (void)kManager.GetClassifyTypeByName(VOWString(60, VOTEXT('\x7171')).c_str(), nType);
+        (void)manager.GetClassifyTypeByName(VOWString(60, VOTEXT('\x7171')).c_str(), nType);
         // The other types aren't harmed.
-        if (kManager.GetClassifyTypeByExtension(VOTEXT("mdl"), nType) != 0)
+        if (manager.GetClassifyTypeByExtension(VOTEXT("mdl"), nType) != 0)
         {
             EXPECT_EQ(-2, nType);
         }
@@ -377,10 +377,10 @@ TEST(ClassifyImage, EveryCutIsRefusedWhenTheLengthIsKnown)
     // Without the last tail word everything that is read is still there.
     for (size_t uSize = 0; uSize + 8 < vecImage.size(); ++uSize)
     {
-        const MisalignedBlock kImage(Bytes(vecImage.begin(), vecImage.begin() + static_cast<ptrdiff_t>(uSize)));
-        VOTSAssetNodeClassifyManager kManager;
-        EXPECT_EQ(0, kManager.SetAlloc(kImage.As<ClassifyImage>(), 0, uSize)) << uSize;
-        QueryAll(kManager);
+        const MisalignedBlock image(Bytes(vecImage.begin(), vecImage.begin() + static_cast<ptrdiff_t>(uSize)));
+        VOTSAssetNodeClassifyManager manager;
+        EXPECT_EQ(0, manager.SetAlloc(image.As<ClassifyImage>(), 0, uSize)) << uSize;
+        QueryAll(manager);
     }
 }
 
@@ -393,29 +393,29 @@ TEST(ClassifyImage, EveryFlippedBitGivesARefusalOrAnAnswer)
         {
             Bytes vecDamaged = vecImage;
             vecDamaged[uByte] = static_cast<unsigned char>(vecDamaged[uByte] ^ (1 << nBit));
-            const MisalignedBlock kImage(vecDamaged, uByte % 16);
-            VOTSAssetNodeClassifyManager kManager;
-            const int nResult = kManager.SetAlloc(kImage.As<ClassifyImage>(), nBit % 2, vecImage.size());
+            const MisalignedBlock image(vecDamaged, uByte % 16);
+            VOTSAssetNodeClassifyManager manager;
+            const int nResult = manager.SetAlloc(image.As<ClassifyImage>(), nBit % 2, vecImage.size());
             const bool bHead = uByte >= 8 && uByte < 24;
             EXPECT_EQ(bHead ? 0 : 1, nResult != 0 ? 1 : 0) << "byte " << uByte << " bit " << nBit;
-            QueryAll(kManager);
+            QueryAll(manager);
         }
     }
 }
 
 TEST(ClassifyImage, CopiesOfATableAreIndependentOfIt)
 {
-    VOTSAssetNodeClassifyManager kAssigned;
-    Fill(kAssigned, {{99, VOTEXT("Old"), VOTEXT("old"), 1, 2}});
+    VOTSAssetNodeClassifyManager assigned;
+    Fill(assigned, {{99, VOTEXT("Old"), VOTEXT("old"), 1, 2}});
     {
-        VOTSAssetNodeClassifyManager kManager;
-        Fill(kManager, SomeTypes());
-        const VOTSAssetNodeClassifyManager kCopy(kManager);
-        kAssigned = kManager;
-        ASSERT_NE(0, kManager.CleanUp());
-        ExpectTypes(kCopy, SomeTypes());
+        VOTSAssetNodeClassifyManager manager;
+        Fill(manager, SomeTypes());
+        const VOTSAssetNodeClassifyManager copy(manager);
+        assigned = manager;
+        ASSERT_NE(0, manager.CleanUp());
+        ExpectTypes(copy, SomeTypes());
     }
-    ExpectTypes(kAssigned, SomeTypes());
+    ExpectTypes(assigned, SomeTypes());
 }
 
 }  // namespace

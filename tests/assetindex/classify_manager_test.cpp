@@ -17,359 +17,359 @@ public:
 
 Color Paint(unsigned int uValue)
 {
-    Color kColor;
-    kColor.uValue = uValue;
-    return kColor;
+    Color color;
+    color.uValue = uValue;
+    return color;
 }
 
-int Insert(VOTSAssetNodeClassifyManager& rkManager, int nType, const VOWString& strName, const VOWString& strExtensions)
+int Insert(VOTSAssetNodeClassifyManager& manager, int nType, const VOWString& strName, const VOWString& strExtensions)
 {
-    return rkManager.InsertClassifyType(nType, strName.c_str(), strExtensions.c_str(), Paint(1), Paint(2));
+    return manager.InsertClassifyType(nType, strName.c_str(), strExtensions.c_str(), Paint(1), Paint(2));
 }
 
 // The type of an extension; -77 for a miss.
-int TypeOf(const VOTSAssetNodeClassifyManager& rkManager, const VOWString& strExtension)
+int TypeOf(const VOTSAssetNodeClassifyManager& manager, const VOWString& strExtension)
 {
     int nType = -77;
-    return rkManager.GetClassifyTypeByExtension(strExtension.c_str(), nType) != 0 ? nType : -77;
+    return manager.GetClassifyTypeByExtension(strExtension.c_str(), nType) != 0 ? nType : -77;
 }
 
-int TypeOfName(const VOTSAssetNodeClassifyManager& rkManager, const VOWString& strName)
+int TypeOfName(const VOTSAssetNodeClassifyManager& manager, const VOWString& strName)
 {
     int nType = -77;
-    return rkManager.GetClassifyTypeByName(strName.c_str(), nType) != 0 ? nType : -77;
+    return manager.GetClassifyTypeByName(strName.c_str(), nType) != 0 ? nType : -77;
 }
 
 TEST(ClassifyManager, ANameHasAtMost49Characters)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    EXPECT_NE(0, Insert(kManager, 1, VOWString(49, VOTEXT('n')), VOTEXT("a")));
-    EXPECT_EQ(0, Insert(kManager, 2, VOWString(50, VOTEXT('m')), VOTEXT("b")));
+    VOTSAssetNodeClassifyManager manager;
+    EXPECT_NE(0, Insert(manager, 1, VOWString(49, VOTEXT('n')), VOTEXT("a")));
+    EXPECT_EQ(0, Insert(manager, 2, VOWString(50, VOTEXT('m')), VOTEXT("b")));
 
-    WideBuffer<LENGTH_OF_CLASSIFYNAME> kName;
-    ASSERT_NE(0, kManager.GetClassifyName(1, kName.szText));
-    EXPECT_EQ(VOWString(49, VOTEXT('n')), kName.Text());
-    EXPECT_TRUE(kName.InBounds());
+    WideBuffer<LENGTH_OF_CLASSIFYNAME> name;
+    ASSERT_NE(0, manager.GetClassifyName(1, name.szText));
+    EXPECT_EQ(VOWString(49, VOTEXT('n')), name.Text());
+    EXPECT_TRUE(name.InBounds());
 }
 
 TEST(ClassifyManager, AnExtensionListHasAtMost99Characters)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    EXPECT_NE(0, Insert(kManager, 1, VOTEXT("one"), VOWString(99, VOTEXT('e'))));
-    EXPECT_EQ(0, Insert(kManager, 2, VOTEXT("two"), VOWString(100, VOTEXT('f'))));
+    VOTSAssetNodeClassifyManager manager;
+    EXPECT_NE(0, Insert(manager, 1, VOTEXT("one"), VOWString(99, VOTEXT('e'))));
+    EXPECT_EQ(0, Insert(manager, 2, VOTEXT("two"), VOWString(100, VOTEXT('f'))));
 
-    WideBuffer<LENGTH_OF_EXTENSIONS> kExtensions;
-    ASSERT_NE(0, kManager.GetClassifyExtensions(1, kExtensions.szText));
-    EXPECT_EQ(VOWString(99, VOTEXT('e')), kExtensions.Text());
-    EXPECT_TRUE(kExtensions.InBounds());
+    WideBuffer<LENGTH_OF_EXTENSIONS> extensions;
+    ASSERT_NE(0, manager.GetClassifyExtensions(1, extensions.szText));
+    EXPECT_EQ(VOWString(99, VOTEXT('e')), extensions.Text());
+    EXPECT_TRUE(extensions.InBounds());
 }
 
 TEST(ClassifyManager, ATextThatDoesNotFitIsLoggedAndLeavesTheTableAsItWas)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 1, VOTEXT("one"), VOTEXT("a")));
-    LogCapture kLog;
-    EXPECT_EQ(0, Insert(kManager, 2, VOWString(50, VOTEXT('m')), VOTEXT("b")));
-    ASSERT_EQ(1u, kLog.Count());
-    EXPECT_EQ(0u, kLog.Lines()[0].find("VO_PROCESS_ERROR(S_OK == ::StringCchCopy(")) << kLog.Lines()[0];
-    kLog.Clear();
-    EXPECT_EQ(0, Insert(kManager, 2, VOTEXT("two"), VOWString(100, VOTEXT('b'))));
-    ASSERT_EQ(1u, kLog.Count());
-    EXPECT_EQ(0u, kLog.Lines()[0].find("VO_PROCESS_ERROR(S_OK == ::StringCchCopy(")) << kLog.Lines()[0];
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 1, VOTEXT("one"), VOTEXT("a")));
+    LogCapture log;
+    EXPECT_EQ(0, Insert(manager, 2, VOWString(50, VOTEXT('m')), VOTEXT("b")));
+    ASSERT_EQ(1u, log.Count());
+    EXPECT_EQ(0u, log.Lines()[0].find("VO_PROCESS_ERROR(S_OK == ::StringCchCopy(")) << log.Lines()[0];
+    log.Clear();
+    EXPECT_EQ(0, Insert(manager, 2, VOTEXT("two"), VOWString(100, VOTEXT('b'))));
+    ASSERT_EQ(1u, log.Count());
+    EXPECT_EQ(0u, log.Lines()[0].find("VO_PROCESS_ERROR(S_OK == ::StringCchCopy(")) << log.Lines()[0];
 
-    EXPECT_EQ(-77, TypeOfName(kManager, VOTEXT("two")));
+    EXPECT_EQ(-77, TypeOfName(manager, VOTEXT("two")));
     // The number wasn't taken either.
-    EXPECT_NE(0, Insert(kManager, 2, VOTEXT("two"), VOTEXT("b")));
+    EXPECT_NE(0, Insert(manager, 2, VOTEXT("two"), VOTEXT("b")));
 }
 
 TEST(ClassifyManager, AnEmptyOrMissingNameOrListIsRefusedWithALogLine)
 {
-    VOTSAssetNodeClassifyManager kManager;
+    VOTSAssetNodeClassifyManager manager;
     for (const int nCase : {0, 1, 2, 3})
     {
-        LogCapture kLog;
+        LogCapture log;
         const VOWCHAR* pszName = nCase == 0 ? nullptr : nCase == 1 ? VOTEXT("") : VOTEXT("name");
         const VOWCHAR* pszList = nCase == 2 ? nullptr : nCase == 3 ? VOTEXT("") : VOTEXT("list");
-        EXPECT_EQ(0, kManager.InsertClassifyType(1, pszName, pszList, Color(), Color())) << nCase;
-        ASSERT_EQ(1u, kLog.Count()) << nCase;
-        EXPECT_EQ(0u, kLog.Lines()[0].find("VO_PROCESS_ERROR(")) << kLog.Lines()[0];
-        EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "InsertClassifyType\n"));
+        EXPECT_EQ(0, manager.InsertClassifyType(1, pszName, pszList, Color(), Color())) << nCase;
+        ASSERT_EQ(1u, log.Count()) << nCase;
+        EXPECT_EQ(0u, log.Lines()[0].find("VO_PROCESS_ERROR(")) << log.Lines()[0];
+        EXPECT_TRUE(HasText(log.Lines(), kManagerClass + "InsertClassifyType\n"));
     }
-    EXPECT_NE(0, Insert(kManager, 1, VOTEXT("name"), VOTEXT("list")));
+    EXPECT_NE(0, Insert(manager, 1, VOTEXT("name"), VOTEXT("list")));
 }
 
 TEST(ClassifyManager, ANumberIsTakenOnceAndASecondTryIsSilent)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 1, VOTEXT("one"), VOTEXT("a")));
-    LogCapture kLog;
-    EXPECT_EQ(0, Insert(kManager, 1, VOTEXT("two"), VOTEXT("b")));
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
-    EXPECT_EQ(-77, TypeOfName(kManager, VOTEXT("two")));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 1, VOTEXT("one"), VOTEXT("a")));
+    LogCapture log;
+    EXPECT_EQ(0, Insert(manager, 1, VOTEXT("two"), VOTEXT("b")));
+    EXPECT_THAT(log.Lines(), IsEmpty());
+    EXPECT_EQ(-77, TypeOfName(manager, VOTEXT("two")));
 }
 
 TEST(ClassifyManager, ANameIsTakenOnceWhateverItsCaseAndASecondTryIsSilent)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 1, VOTEXT("Texture"), VOTEXT("a")));
-    LogCapture kLog;
-    EXPECT_EQ(0, Insert(kManager, 2, VOTEXT("tEXTURE"), VOTEXT("b")));
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 1, VOTEXT("Texture"), VOTEXT("a")));
+    LogCapture log;
+    EXPECT_EQ(0, Insert(manager, 2, VOTEXT("tEXTURE"), VOTEXT("b")));
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST(ClassifyManager, ExistAnswersForNumbersAndForNamesWithoutRegardToCase)
 {
-    OpenClassify kManager;
-    ASSERT_NE(0, Insert(kManager, -5, VOTEXT("Model"), VOTEXT("mdl")));
-    EXPECT_NE(0, kManager.Exist(-5));
-    EXPECT_EQ(0, kManager.Exist(5));
-    EXPECT_NE(0, kManager.Exist(VOTEXT("mODEL")));
-    EXPECT_EQ(0, kManager.Exist(VOTEXT("Mode")));
-    EXPECT_EQ(0, kManager.Exist(VOTEXT("Models")));
+    OpenClassify manager;
+    ASSERT_NE(0, Insert(manager, -5, VOTEXT("Model"), VOTEXT("mdl")));
+    EXPECT_NE(0, manager.Exist(-5));
+    EXPECT_EQ(0, manager.Exist(5));
+    EXPECT_NE(0, manager.Exist(VOTEXT("mODEL")));
+    EXPECT_EQ(0, manager.Exist(VOTEXT("Mode")));
+    EXPECT_EQ(0, manager.Exist(VOTEXT("Models")));
 }
 
 TEST(ClassifyManager, NewExtensionsAreFoundAfterTheNextBuildOnlyButNamesAtOnce)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 1, VOTEXT("one"), VOTEXT("png")));
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("png")));
-    EXPECT_EQ(1, TypeOfName(kManager, VOTEXT("one")));
-    EXPECT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_EQ(1, TypeOf(kManager, VOTEXT("png")));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 1, VOTEXT("one"), VOTEXT("png")));
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("png")));
+    EXPECT_EQ(1, TypeOfName(manager, VOTEXT("one")));
+    EXPECT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_EQ(1, TypeOf(manager, VOTEXT("png")));
 
-    ASSERT_NE(0, Insert(kManager, 2, VOTEXT("two"), VOTEXT("tga")));
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("tga")));
-    EXPECT_EQ(1, TypeOf(kManager, VOTEXT("png")));
+    ASSERT_NE(0, Insert(manager, 2, VOTEXT("two"), VOTEXT("tga")));
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("tga")));
+    EXPECT_EQ(1, TypeOf(manager, VOTEXT("png")));
 }
 
 TEST(ClassifyManager, BuildingTheExtensionsOfAnEmptyTableSucceeds)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    LogCapture kLog;
-    EXPECT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    VOTSAssetNodeClassifyManager manager;
+    LogCapture log;
+    EXPECT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST(ClassifyManager, EmptyEntriesOfAListVanishAndBlanksStay)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 4, VOTEXT("four"), VOTEXT("|png||tga| dds|bmp |")));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_EQ(4, TypeOf(kManager, VOTEXT("png")));
-    EXPECT_EQ(4, TypeOf(kManager, VOTEXT("tga")));
-    EXPECT_EQ(4, TypeOf(kManager, VOTEXT(" dds")));
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("dds")));
-    EXPECT_EQ(4, TypeOf(kManager, VOTEXT("bmp ")));
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("bmp")));
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("png|")));
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("|")));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 4, VOTEXT("four"), VOTEXT("|png||tga| dds|bmp |")));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_EQ(4, TypeOf(manager, VOTEXT("png")));
+    EXPECT_EQ(4, TypeOf(manager, VOTEXT("tga")));
+    EXPECT_EQ(4, TypeOf(manager, VOTEXT(" dds")));
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("dds")));
+    EXPECT_EQ(4, TypeOf(manager, VOTEXT("bmp ")));
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("bmp")));
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("png|")));
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("|")));
 }
 
 TEST(ClassifyManager, AListOfSeparatorsAloneHasNoExtension)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 4, VOTEXT("four"), VOTEXT("|||")));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("|||")));
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("|")));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 4, VOTEXT("four"), VOTEXT("|||")));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("|||")));
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("|")));
 }
 
 TEST(ClassifyManager, ExtensionsAreFoundInAnyCase)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 1, VOTEXT("one"), VOTEXT("PNG|tga")));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_EQ(1, TypeOf(kManager, VOTEXT("png")));
-    EXPECT_EQ(1, TypeOf(kManager, VOTEXT("PNG")));
-    EXPECT_EQ(1, TypeOf(kManager, VOTEXT("pNg")));
-    EXPECT_EQ(1, TypeOf(kManager, VOTEXT("TGA")));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 1, VOTEXT("one"), VOTEXT("PNG|tga")));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_EQ(1, TypeOf(manager, VOTEXT("png")));
+    EXPECT_EQ(1, TypeOf(manager, VOTEXT("PNG")));
+    EXPECT_EQ(1, TypeOf(manager, VOTEXT("pNg")));
+    EXPECT_EQ(1, TypeOf(manager, VOTEXT("TGA")));
 
     // The list itself keeps its case.
-    WideBuffer<LENGTH_OF_EXTENSIONS> kList;
-    ASSERT_NE(0, kManager.GetClassifyExtensions(1, kList.szText));
-    EXPECT_EQ(VOWString(VOTEXT("PNG|tga")), kList.Text());
+    WideBuffer<LENGTH_OF_EXTENSIONS> list;
+    ASSERT_NE(0, manager.GetClassifyExtensions(1, list.szText));
+    EXPECT_EQ(VOWString(VOTEXT("PNG|tga")), list.Text());
 }
 
 TEST(ClassifyManager, OfTwoTypesWithOneExtensionTheOneInsertedFirstHasIt)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 9, VOTEXT("first"), VOTEXT("png|tga")));
-    ASSERT_NE(0, Insert(kManager, 1, VOTEXT("second"), VOTEXT("TGA|dds")));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_EQ(9, TypeOf(kManager, VOTEXT("tga")));
-    EXPECT_EQ(1, TypeOf(kManager, VOTEXT("dds")));
-    EXPECT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_EQ(9, TypeOf(kManager, VOTEXT("tga")));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 9, VOTEXT("first"), VOTEXT("png|tga")));
+    ASSERT_NE(0, Insert(manager, 1, VOTEXT("second"), VOTEXT("TGA|dds")));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_EQ(9, TypeOf(manager, VOTEXT("tga")));
+    EXPECT_EQ(1, TypeOf(manager, VOTEXT("dds")));
+    EXPECT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_EQ(9, TypeOf(manager, VOTEXT("tga")));
 }
 
 TEST(ClassifyManager, OfTwoExtensionsWithOneHashTheOneInsertedFirstHasIt)
 {
     const std::vector<VOWString> vecTexts = votest::CollidingGroup(0);
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 5, VOTEXT("five"), vecTexts[0] + VOTEXT("|a")));
-    ASSERT_NE(0, Insert(kManager, 4, VOTEXT("four"), vecTexts[1] + VOTEXT("|b")));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_EQ(5, TypeOf(kManager, vecTexts[0]));
-    EXPECT_EQ(5, TypeOf(kManager, vecTexts[1])) << "no text is ever compared";
-    EXPECT_EQ(5, TypeOf(kManager, vecTexts[2])) << "not even one that is in no list";
-    EXPECT_EQ(4, TypeOf(kManager, VOTEXT("b")));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 5, VOTEXT("five"), vecTexts[0] + VOTEXT("|a")));
+    ASSERT_NE(0, Insert(manager, 4, VOTEXT("four"), vecTexts[1] + VOTEXT("|b")));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_EQ(5, TypeOf(manager, vecTexts[0]));
+    EXPECT_EQ(5, TypeOf(manager, vecTexts[1])) << "no text is ever compared";
+    EXPECT_EQ(5, TypeOf(manager, vecTexts[2])) << "not even one that is in no list";
+    EXPECT_EQ(4, TypeOf(manager, VOTEXT("b")));
 }
 
 TEST(ClassifyManager, AnUnknownExtensionIsASilentMissThatLeavesTheResult)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 1, VOTEXT("one"), VOTEXT("png")));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    LogCapture kLog;
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 1, VOTEXT("one"), VOTEXT("png")));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    LogCapture log;
     int nType = 123;
-    EXPECT_EQ(0, kManager.GetClassifyTypeByExtension(VOTEXT("pn"), nType));
+    EXPECT_EQ(0, manager.GetClassifyTypeByExtension(VOTEXT("pn"), nType));
     EXPECT_EQ(123, nType);
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST(ClassifyManager, AnEmptyOrMissingExtensionIsLogged)
 {
-    VOTSAssetNodeClassifyManager kManager;
+    VOTSAssetNodeClassifyManager manager;
     for (const VOWCHAR* pszExtension : {static_cast<const VOWCHAR*>(nullptr), static_cast<const VOWCHAR*>(VOTEXT(""))})
     {
-        LogCapture kLog;
+        LogCapture log;
         int nType = 123;
-        EXPECT_EQ(0, kManager.GetClassifyTypeByExtension(pszExtension, nType));
+        EXPECT_EQ(0, manager.GetClassifyTypeByExtension(pszExtension, nType));
         EXPECT_EQ(123, nType);
-        ASSERT_EQ(1u, kLog.Count());
-        EXPECT_TRUE(HasText(kLog.Lines(), "VO_PROCESS_ERROR("));
-        EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "GetClassifyTypeByExtension\n"));
+        ASSERT_EQ(1u, log.Count());
+        EXPECT_TRUE(HasText(log.Lines(), "VO_PROCESS_ERROR("));
+        EXPECT_TRUE(HasText(log.Lines(), kManagerClass + "GetClassifyTypeByExtension\n"));
     }
 }
 
 TEST(ClassifyManager, AnExtensionOfALookupIsCutTo99Characters)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 6, VOTEXT("six"), VOWString(99, VOTEXT('e'))));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    LogCapture kLog;
-    EXPECT_EQ(6, TypeOf(kManager, VOWString(99, VOTEXT('e'))));
-    EXPECT_EQ(6, TypeOf(kManager, VOWString(100, VOTEXT('E'))));
-    EXPECT_EQ(6, TypeOf(kManager, VOWString(3000, VOTEXT('e'))));
-    EXPECT_EQ(-77, TypeOf(kManager, VOWString(98, VOTEXT('e'))));
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 6, VOTEXT("six"), VOWString(99, VOTEXT('e'))));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    LogCapture log;
+    EXPECT_EQ(6, TypeOf(manager, VOWString(99, VOTEXT('e'))));
+    EXPECT_EQ(6, TypeOf(manager, VOWString(100, VOTEXT('E'))));
+    EXPECT_EQ(6, TypeOf(manager, VOWString(3000, VOTEXT('e'))));
+    EXPECT_EQ(-77, TypeOf(manager, VOWString(98, VOTEXT('e'))));
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST(ClassifyManager, ANameIsFoundInAnyCaseAndAMissIsSilent)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 3, VOTEXT("Texture"), VOTEXT("png")));
-    LogCapture kLog;
-    EXPECT_EQ(3, TypeOfName(kManager, VOTEXT("texture")));
-    EXPECT_EQ(3, TypeOfName(kManager, VOTEXT("TEXTURE")));
-    EXPECT_EQ(-77, TypeOfName(kManager, VOTEXT("Textur")));
-    EXPECT_EQ(-77, TypeOfName(kManager, VOTEXT("")));
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 3, VOTEXT("Texture"), VOTEXT("png")));
+    LogCapture log;
+    EXPECT_EQ(3, TypeOfName(manager, VOTEXT("texture")));
+    EXPECT_EQ(3, TypeOfName(manager, VOTEXT("TEXTURE")));
+    EXPECT_EQ(-77, TypeOfName(manager, VOTEXT("Textur")));
+    EXPECT_EQ(-77, TypeOfName(manager, VOTEXT("")));
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST(ClassifyManager, AMissingNameIsLogged)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    LogCapture kLog;
+    VOTSAssetNodeClassifyManager manager;
+    LogCapture log;
     int nType = 123;
-    EXPECT_EQ(0, kManager.GetClassifyTypeByName(nullptr, nType));
+    EXPECT_EQ(0, manager.GetClassifyTypeByName(nullptr, nType));
     EXPECT_EQ(123, nType);
-    ASSERT_EQ(1u, kLog.Count());
-    EXPECT_TRUE(HasText(kLog.Lines(), "VO_PROCESS_ERROR("));
-    EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "GetClassifyTypeByName\n"));
+    ASSERT_EQ(1u, log.Count());
+    EXPECT_TRUE(HasText(log.Lines(), "VO_PROCESS_ERROR("));
+    EXPECT_TRUE(HasText(log.Lines(), kManagerClass + "GetClassifyTypeByName\n"));
 }
 
 TEST(ClassifyManager, TheFirstColourIsTheTypesAndTheSecondItsBackground)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, kManager.InsertClassifyType(3, VOTEXT("t"), VOTEXT("e"), Paint(0x11223344), Paint(0xAABBCCDD)));
-    Color kColor;
-    ASSERT_NE(0, kManager.GetClassifyTypeColor(3, kColor));
-    EXPECT_EQ(0x11223344u, kColor.uValue);
-    ASSERT_NE(0, kManager.GetClassifyBackgroundColor(3, kColor));
-    EXPECT_EQ(0xAABBCCDDu, kColor.uValue);
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, manager.InsertClassifyType(3, VOTEXT("t"), VOTEXT("e"), Paint(0x11223344), Paint(0xAABBCCDD)));
+    Color color;
+    ASSERT_NE(0, manager.GetClassifyTypeColor(3, color));
+    EXPECT_EQ(0x11223344u, color.uValue);
+    ASSERT_NE(0, manager.GetClassifyBackgroundColor(3, color));
+    EXPECT_EQ(0xAABBCCDDu, color.uValue);
 }
 
 TEST(ClassifyManager, AnUnknownTypeIsASilentMissInAllFourQueries)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 3, VOTEXT("t"), VOTEXT("e")));
-    LogCapture kLog;
-    WideBuffer<LENGTH_OF_EXTENSIONS> kText;
-    Color kColor = Paint(42);
-    EXPECT_EQ(0, kManager.GetClassifyName(4, kText.szText));
-    EXPECT_EQ(0, kManager.GetClassifyExtensions(4, kText.szText));
-    EXPECT_EQ(0, kManager.GetClassifyTypeColor(4, kColor));
-    EXPECT_EQ(0, kManager.GetClassifyBackgroundColor(4, kColor));
-    EXPECT_TRUE(kText.Untouched());
-    EXPECT_EQ(42u, kColor.uValue);
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 3, VOTEXT("t"), VOTEXT("e")));
+    LogCapture log;
+    WideBuffer<LENGTH_OF_EXTENSIONS> text;
+    Color color = Paint(42);
+    EXPECT_EQ(0, manager.GetClassifyName(4, text.szText));
+    EXPECT_EQ(0, manager.GetClassifyExtensions(4, text.szText));
+    EXPECT_EQ(0, manager.GetClassifyTypeColor(4, color));
+    EXPECT_EQ(0, manager.GetClassifyBackgroundColor(4, color));
+    EXPECT_TRUE(text.Untouched());
+    EXPECT_EQ(42u, color.uValue);
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST(ClassifyManager, AMissingResultBufferIsLogged)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 3, VOTEXT("t"), VOTEXT("e")));
-    LogCapture kLog;
-    EXPECT_EQ(0, kManager.GetClassifyName(3, nullptr));
-    EXPECT_EQ(1u, kLog.Count());
-    EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "GetClassifyName\n"));
-    kLog.Clear();
-    EXPECT_EQ(0, kManager.GetClassifyExtensions(3, nullptr));
-    EXPECT_EQ(1u, kLog.Count());
-    EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "GetClassifyExtensions\n"));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 3, VOTEXT("t"), VOTEXT("e")));
+    LogCapture log;
+    EXPECT_EQ(0, manager.GetClassifyName(3, nullptr));
+    EXPECT_EQ(1u, log.Count());
+    EXPECT_TRUE(HasText(log.Lines(), kManagerClass + "GetClassifyName\n"));
+    log.Clear();
+    EXPECT_EQ(0, manager.GetClassifyExtensions(3, nullptr));
+    EXPECT_EQ(1u, log.Count());
+    EXPECT_TRUE(HasText(log.Lines(), kManagerClass + "GetClassifyExtensions\n"));
 }
 
 TEST(ClassifyManager, CleanUpEmptiesTheTableAndItsNumbersAndNamesAreFreeAgain)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    ASSERT_NE(0, Insert(kManager, 3, VOTEXT("t"), VOTEXT("e")));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_NE(0, kManager.CleanUp());
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("e")));
-    EXPECT_EQ(-77, TypeOfName(kManager, VOTEXT("t")));
-    ASSERT_NE(0, Insert(kManager, 3, VOTEXT("t"), VOTEXT("f")));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
-    EXPECT_EQ(3, TypeOf(kManager, VOTEXT("f")));
-    EXPECT_EQ(-77, TypeOf(kManager, VOTEXT("e")));
+    VOTSAssetNodeClassifyManager manager;
+    ASSERT_NE(0, Insert(manager, 3, VOTEXT("t"), VOTEXT("e")));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_NE(0, manager.CleanUp());
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("e")));
+    EXPECT_EQ(-77, TypeOfName(manager, VOTEXT("t")));
+    ASSERT_NE(0, Insert(manager, 3, VOTEXT("t"), VOTEXT("f")));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
+    EXPECT_EQ(3, TypeOf(manager, VOTEXT("f")));
+    EXPECT_EQ(-77, TypeOf(manager, VOTEXT("e")));
 }
 
 TEST(ClassifyManager, ManyTypesKeepTheirNamesListsAndColours)
 {
-    VOTSAssetNodeClassifyManager kManager;
+    VOTSAssetNodeClassifyManager manager;
     for (int i = 0; i < 300; ++i)
     {
         const VOWString strNumber = Wide(std::to_string(i));
         ASSERT_NE(0,
-                  kManager.InsertClassifyType(1000 - 3 * i, (VOTEXT("name") + strNumber).c_str(),
-                                              (VOTEXT("e") + strNumber + VOTEXT("|x") + strNumber).c_str(),
-                                              Paint(static_cast<unsigned>(i)), Paint(static_cast<unsigned>(i) + 1000)));
+                  manager.InsertClassifyType(1000 - 3 * i, (VOTEXT("name") + strNumber).c_str(),
+                                             (VOTEXT("e") + strNumber + VOTEXT("|x") + strNumber).c_str(),
+                                             Paint(static_cast<unsigned>(i)), Paint(static_cast<unsigned>(i) + 1000)));
     }
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
     for (int i = 0; i < 300; ++i)
     {
         const VOWString strNumber = Wide(std::to_string(i));
         const int nType = 1000 - 3 * i;
-        EXPECT_EQ(nType, TypeOf(kManager, VOTEXT("E") + strNumber));
-        EXPECT_EQ(nType, TypeOf(kManager, VOTEXT("x") + strNumber));
-        EXPECT_EQ(nType, TypeOfName(kManager, VOTEXT("NAME") + strNumber));
-        Color kColor;
-        EXPECT_NE(0, kManager.GetClassifyBackgroundColor(nType, kColor));
-        EXPECT_EQ(static_cast<unsigned>(i) + 1000, kColor.uValue);
+        EXPECT_EQ(nType, TypeOf(manager, VOTEXT("E") + strNumber));
+        EXPECT_EQ(nType, TypeOf(manager, VOTEXT("x") + strNumber));
+        EXPECT_EQ(nType, TypeOfName(manager, VOTEXT("NAME") + strNumber));
+        Color color;
+        EXPECT_NE(0, manager.GetClassifyBackgroundColor(nType, color));
+        EXPECT_EQ(static_cast<unsigned>(i) + 1000, color.uValue);
     }
 }
 
 TEST(ClassifyManager, TextsAtOddAddressesAreRead)
 {
-    VOTSAssetNodeClassifyManager kManager;
-    const votest::PlacedText kName(VOTEXT("Odd"));
-    const votest::PlacedText kList(VOTEXT("one|TWO"));
-    ASSERT_NE(0, kManager.InsertClassifyType(3, kName, kList, Color(), Color()));
-    ASSERT_NE(0, kManager.BuildUpExtensionsHash());
+    VOTSAssetNodeClassifyManager manager;
+    const votest::PlacedText name(VOTEXT("Odd"));
+    const votest::PlacedText list(VOTEXT("one|TWO"));
+    ASSERT_NE(0, manager.InsertClassifyType(3, name, list, Color(), Color()));
+    ASSERT_NE(0, manager.BuildUpExtensionsHash());
     int nType = 0;
-    EXPECT_NE(0, kManager.GetClassifyTypeByExtension(votest::PlacedText(VOTEXT("two")), nType));
+    EXPECT_NE(0, manager.GetClassifyTypeByExtension(votest::PlacedText(VOTEXT("two")), nType));
     EXPECT_EQ(3, nType);
-    EXPECT_NE(0, kManager.GetClassifyTypeByName(votest::PlacedText(VOTEXT("oDD")), nType));
+    EXPECT_NE(0, manager.GetClassifyTypeByName(votest::PlacedText(VOTEXT("oDD")), nType));
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -378,69 +378,69 @@ TEST(ClassifyManager, TextsAtOddAddressesAreRead)
 
 TEST(ExtensionStringEnable, OneWholeEntryOfTheListCountsWhereverItStands)
 {
-    OpenClassify kManager;
+    OpenClassify manager;
     const VOWCHAR* pszList = VOTEXT("png|TGA|dds");
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("png"), pszList));
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("tga"), pszList));
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("DDS"), pszList));
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("png"), VOTEXT("PNG")));
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("png"), pszList));
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("tga"), pszList));
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("DDS"), pszList));
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("png"), VOTEXT("PNG")));
 }
 
 TEST(ExtensionStringEnable, APartOfAnEntryDoesNotCount)
 {
-    OpenClassify kManager;
+    OpenClassify manager;
     const VOWCHAR* pszList = VOTEXT("png|tga|dds");
-    LogCapture kLog;
+    LogCapture log;
     for (const VOWCHAR* pszPart : {VOTEXT("pn"), VOTEXT("ng"), VOTEXT("g"), VOTEXT("tg"), VOTEXT("ga"), VOTEXT("ds"),
                                    VOTEXT("dd"), VOTEXT("bmp"), VOTEXT("pngx")})
     {
-        EXPECT_EQ(0, kManager.ExtensionStringEnable(pszPart, pszList)) << votest::Shown(pszPart);
+        EXPECT_EQ(0, manager.ExtensionStringEnable(pszPart, pszList)) << votest::Shown(pszPart);
     }
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST(ExtensionStringEnable, TheSearchGoesOnBehindAMatchThatDoesNotCount)
 {
-    OpenClassify kManager;
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("g"), VOTEXT("png|tga|g")));
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("g"), VOTEXT("png|g|tga")));
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("tga"), VOTEXT("tgax|xtga|tga")));
+    OpenClassify manager;
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("g"), VOTEXT("png|tga|g")));
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("g"), VOTEXT("png|g|tga")));
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("tga"), VOTEXT("tgax|xtga|tga")));
 }
 
 TEST(ExtensionStringEnable, AnEntryWithASeparatorIsSearchedLikeAnyOther)
 {
-    OpenClassify kManager;
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("png|tga"), VOTEXT("png|tga|dds")));
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("tga|dds"), VOTEXT("png|tga|dds")));
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("tga|dds"), VOTEXT("png|tga|dds|bmp")));
-    EXPECT_EQ(0, kManager.ExtensionStringEnable(VOTEXT("ga|dds"), VOTEXT("png|tga|dds")));
-    EXPECT_EQ(0, kManager.ExtensionStringEnable(VOTEXT("|tga"), VOTEXT("png|tga|dds")));
-    EXPECT_NE(0, kManager.ExtensionStringEnable(VOTEXT("|tga"), VOTEXT("png||tga|dds")));
+    OpenClassify manager;
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("png|tga"), VOTEXT("png|tga|dds")));
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("tga|dds"), VOTEXT("png|tga|dds")));
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("tga|dds"), VOTEXT("png|tga|dds|bmp")));
+    EXPECT_EQ(0, manager.ExtensionStringEnable(VOTEXT("ga|dds"), VOTEXT("png|tga|dds")));
+    EXPECT_EQ(0, manager.ExtensionStringEnable(VOTEXT("|tga"), VOTEXT("png|tga|dds")));
+    EXPECT_NE(0, manager.ExtensionStringEnable(VOTEXT("|tga"), VOTEXT("png||tga|dds")));
 }
 
 TEST(ExtensionStringEnable, AMatchBehindAnUncountedOneThatOverlapsItIsNotSeen)
 {
-    OpenClassify kManager;
+    OpenClassify manager;
     // "a|a" at 1 doesn't count ("xa|a|a"); the search goes on behind it and finds no further match.
-    EXPECT_EQ(0, kManager.ExtensionStringEnable(VOTEXT("a|a"), VOTEXT("xa|a|a")));
+    EXPECT_EQ(0, manager.ExtensionStringEnable(VOTEXT("a|a"), VOTEXT("xa|a|a")));
 }
 
 TEST(ExtensionStringEnable, MissingArgumentsAreLogged)
 {
-    OpenClassify kManager;
-    LogCapture kLog;
-    EXPECT_EQ(0, kManager.ExtensionStringEnable(nullptr, VOTEXT("png")));
-    EXPECT_EQ(1u, kLog.Count());
-    EXPECT_EQ(0, kManager.ExtensionStringEnable(VOTEXT("png"), nullptr));
-    EXPECT_EQ(2u, kLog.Count());
-    EXPECT_TRUE(HasText(kLog.Lines(), kManagerClass + "ExtensionStringEnable\n"));
+    OpenClassify manager;
+    LogCapture log;
+    EXPECT_EQ(0, manager.ExtensionStringEnable(nullptr, VOTEXT("png")));
+    EXPECT_EQ(1u, log.Count());
+    EXPECT_EQ(0, manager.ExtensionStringEnable(VOTEXT("png"), nullptr));
+    EXPECT_EQ(2u, log.Count());
+    EXPECT_TRUE(HasText(log.Lines(), kManagerClass + "ExtensionStringEnable\n"));
 }
 
 TEST(ExtensionStringEnable, AnEmptyExtensionOrListIsNotFound)
 {
-    OpenClassify kManager;
-    EXPECT_EQ(0, kManager.ExtensionStringEnable(VOTEXT(""), VOTEXT("png|tga")));
-    EXPECT_EQ(0, kManager.ExtensionStringEnable(VOTEXT("png"), VOTEXT("")));
+    OpenClassify manager;
+    EXPECT_EQ(0, manager.ExtensionStringEnable(VOTEXT(""), VOTEXT("png|tga")));
+    EXPECT_EQ(0, manager.ExtensionStringEnable(VOTEXT("png"), VOTEXT("")));
 }
 
 }  // namespace

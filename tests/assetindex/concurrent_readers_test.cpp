@@ -10,14 +10,14 @@ using namespace assettest;
 
 TEST(ConcurrentReaders, ManyThreadsReadOneCustomerAndOneImage)
 {
-    ModelContainer kModel = SampleModel(VOTEXT("C:/Root"), VOTEXT("Root Name"));
-    const MisalignedBlock kImage(kModel.Image(), 1);
-    VOTSAssetNodeContainer kShared(LUMTrayService::AR_Customer);
-    ASSERT_NE(0, kShared.SetAlloc(kImage.As<ContainerImage>(), 0));
-    votest::StdoutCapture kQuiet;
+    ModelContainer model = SampleModel(VOTEXT("C:/Root"), VOTEXT("Root Name"));
+    const MisalignedBlock image(model.Image(), 1);
+    VOTSAssetNodeContainer shared(LUMTrayService::AR_Customer);
+    ASSERT_NE(0, shared.SetAlloc(image.As<ContainerImage>(), 0));
+    votest::StdoutCapture quiet;
     std::vector<std::thread> vecThreads;
     std::atomic<int> nWrong{0};
-    const size_t uExpected = AskEverything(kShared);
+    const size_t uExpected = AskEverything(shared);
     for (int nThread = 0; nThread < 4; ++nThread)
     {
         vecThreads.emplace_back(
@@ -25,17 +25,17 @@ TEST(ConcurrentReaders, ManyThreadsReadOneCustomerAndOneImage)
             {
                 for (int i = 0; i < 20; ++i)
                 {
-                    VOTSAssetNodeContainer kOwn(LUMTrayService::AR_Customer);
-                    nWrong += kOwn.SetAlloc(kImage.As<ContainerImage>(), i % 2) != 0 ? 0 : 1;
-                    nWrong += AskEverything(kOwn) == uExpected ? 0 : 1;
-                    nWrong += AskEverything(kShared) == uExpected ? 0 : 1;
-                    nWrong += FoundID(kShared, VOTEXT("c:\\root\\dir\\foo.png")) == 1 ? 0 : 1;
+                    VOTSAssetNodeContainer own(LUMTrayService::AR_Customer);
+                    nWrong += own.SetAlloc(image.As<ContainerImage>(), i % 2) != 0 ? 0 : 1;
+                    nWrong += AskEverything(own) == uExpected ? 0 : 1;
+                    nWrong += AskEverything(shared) == uExpected ? 0 : 1;
+                    nWrong += FoundID(shared, VOTEXT("c:\\root\\dir\\foo.png")) == 1 ? 0 : 1;
                 }
             });
     }
-    for (std::thread& rkThread : vecThreads)
+    for (std::thread& thread : vecThreads)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(0, nWrong.load());
 }

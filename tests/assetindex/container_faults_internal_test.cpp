@@ -15,15 +15,15 @@ using LUMTrayService::AR_Provider;
 // A container of a chosen role, made by the body of a test.
 struct Held
 {
-    std::unique_ptr<VOTSAssetNodeContainer> pkContainer;
+    std::unique_ptr<VOTSAssetNodeContainer> pContainer;
 };
 
-void MakeSample(Held& rkHeld)
+void MakeSample(Held& held)
 {
-    rkHeld.pkContainer = std::make_unique<VOTSAssetNodeContainer>(AR_Provider, VOTEXT("C:/Root"), VOTEXT("Name"));
-    FillSample(*rkHeld.pkContainer);
+    held.pContainer = std::make_unique<VOTSAssetNodeContainer>(AR_Provider, VOTEXT("C:/Root"), VOTEXT("Name"));
+    FillSample(*held.pContainer);
     // Nothing has room: the next addition grows each part.
-    EXPECT_EQ(1, rkHeld.pkContainer->ShrinkToFit());
+    EXPECT_EQ(1, held.pContainer->ShrinkToFit());
 }
 
 typedef std::function<void(VOTSAssetNodeContainer&)> Step;
@@ -31,25 +31,24 @@ typedef std::function<void(VOTSAssetNodeContainer&)> Step;
 unsigned int FailEach(const std::function<void(Held&)>& fnMake, const Step& fnBody, const Step& fnCheck)
 {
     return votest::FailEachAllocation<Held>(
-        fnMake, [&](Held& rkHeld) { fnBody(*rkHeld.pkContainer); },
-        [&](Held& rkHeld) { fnCheck(*rkHeld.pkContainer); });
+        fnMake, [&](Held& held) { fnBody(*held.pContainer); }, [&](Held& held) { fnCheck(*held.pContainer); });
 }
 
 TEST(ContainerFaults, AnImageThatCannotBeMadeLeavesTheContainersAnswersAsTheyWere)
 {
-    const ModelContainer kModel = SampleModel(VOTEXT("C:/Root"), VOTEXT("Name"));
+    const ModelContainer model = SampleModel(VOTEXT("C:/Root"), VOTEXT("Name"));
     EXPECT_LE(1u, FailEach(
                       &MakeSample, [](VOTSAssetNodeContainer& rk) { free(rk.GetAlloc()); },
                       [&](VOTSAssetNodeContainer& rk)
                       {
-                          ExpectSame(rk, kModel);
-                          const MisalignedBlock kImage(ImageOf(rk), 1);
-                          VOTSAssetNodeContainer kCustomer(AR_Customer);
-                          EXPECT_NE(0, kCustomer.SetAlloc(kImage.As<ContainerImage>(), 0, kImage.Size()));
-                          ExpectSame(kCustomer, kModel);
-                          EXPECT_EQ(VOWString(VOTEXT("C:/Root")), ReadText(kCustomer.GetRootPath()));
-                          EXPECT_EQ(VOWString(VOTEXT("Name")), ReadText(kCustomer.GetRootName()));
-                          EXPECT_EQ(1u, FoundID(kCustomer, VOTEXT("c:/root/dir/foo.png")));
+                          ExpectSame(rk, model);
+                          const MisalignedBlock image(ImageOf(rk), 1);
+                          VOTSAssetNodeContainer customer(AR_Customer);
+                          EXPECT_NE(0, customer.SetAlloc(image.As<ContainerImage>(), 0, image.Size()));
+                          ExpectSame(customer, model);
+                          EXPECT_EQ(VOWString(VOTEXT("C:/Root")), ReadText(customer.GetRootPath()));
+                          EXPECT_EQ(VOWString(VOTEXT("Name")), ReadText(customer.GetRootName()));
+                          EXPECT_EQ(1u, FoundID(customer, VOTEXT("c:/root/dir/foo.png")));
                       }));
 }
 
@@ -59,9 +58,9 @@ TEST(ContainerFaults, AContainerThatCannotBeMadeLeavesNothingBehind)
     {
         EXPECT_LE(3u, votest::FailEachAllocation<Held>(
                           [](Held&) {},
-                          [eRole](Held& rkHeld)
-                          { rkHeld.pkContainer = std::make_unique<VOTSAssetNodeContainer>(eRole, VOTEXT("C:/Root")); },
-                          [](Held& rkHeld) { EXPECT_EQ(nullptr, rkHeld.pkContainer); }))
+                          [eRole](Held& held)
+                          { held.pContainer = std::make_unique<VOTSAssetNodeContainer>(eRole, VOTEXT("C:/Root")); },
+                          [](Held& held) { EXPECT_EQ(nullptr, held.pContainer); }))
             << "the container and its parts";
     }
 }
@@ -118,36 +117,36 @@ TEST(ContainerFaults, AChildThatCannotBeInsertedLeavesTheListAsItWas)
 
 TEST(ContainerFaults, ALoadThatFailsLeavesAContainerThatCanBeLoadedAgain)
 {
-    ModelContainer kModel = SampleModel(VOTEXT("C:/Root"), VOTEXT("Root Name"));
-    const Bytes vecImage = kModel.Image();
+    ModelContainer model = SampleModel(VOTEXT("C:/Root"), VOTEXT("Root Name"));
+    const Bytes vecImage = model.Image();
     for (const LUMTrayService::enumAssetRole eRole : {AR_Provider, AR_Customer})
     {
-        const MisalignedBlock kImage(vecImage, 1);
-        EXPECT_LE(1u, FailEach([eRole](Held& rkHeld)
-                               { rkHeld.pkContainer = std::make_unique<VOTSAssetNodeContainer>(eRole); },
-                               [&](VOTSAssetNodeContainer& rk) { (void)rk.SetAlloc(kImage.As<ContainerImage>(), 1); },
-                               [&](VOTSAssetNodeContainer& rk)
-                               {
-                                   (void)AskEverything(rk);
-                                   EXPECT_NE(0, rk.SetAlloc(kImage.As<ContainerImage>(), 1));
-                                   ExpectSame(rk, kModel);
-                                   EXPECT_EQ(1, rk.CleanUp());
-                               }));
+        const MisalignedBlock image(vecImage, 1);
+        EXPECT_LE(1u,
+                  FailEach([eRole](Held& held) { held.pContainer = std::make_unique<VOTSAssetNodeContainer>(eRole); },
+                           [&](VOTSAssetNodeContainer& rk) { (void)rk.SetAlloc(image.As<ContainerImage>(), 1); },
+                           [&](VOTSAssetNodeContainer& rk)
+                           {
+                               (void)AskEverything(rk);
+                               EXPECT_NE(0, rk.SetAlloc(image.As<ContainerImage>(), 1));
+                               ExpectSame(rk, model);
+                               EXPECT_EQ(1, rk.CleanUp());
+                           }));
     }
 }
 
 TEST(ContainerFaults, AShrinkThatFailsChangesNothing)
 {
-    Held kGrown;
-    MakeSample(kGrown);
-    (void)AddLinked(*kGrown.pkContainer, VOTEXT("Dir/more.txt"), false, 0);
-    const Bytes vecExpected = ImageOf(*kGrown.pkContainer);
+    Held grown;
+    MakeSample(grown);
+    (void)AddLinked(*grown.pContainer, VOTEXT("Dir/more.txt"), false, 0);
+    const Bytes vecExpected = ImageOf(*grown.pContainer);
     EXPECT_LE(1u, FailEach(
-                      [](Held& rkHeld)
+                      [](Held& held)
                       {
-                          MakeSample(rkHeld);
+                          MakeSample(held);
                           // Growth gives it something to shrink.
-                          (void)AddLinked(*rkHeld.pkContainer, VOTEXT("Dir/more.txt"), false, 0);
+                          (void)AddLinked(*held.pContainer, VOTEXT("Dir/more.txt"), false, 0);
                       },
                       [](VOTSAssetNodeContainer& rk) { (void)rk.ShrinkToFit(); },
                       [&](VOTSAssetNodeContainer& rk) { EXPECT_TRUE(SameBytes(vecExpected, ImageOf(rk))); }));

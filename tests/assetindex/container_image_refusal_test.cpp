@@ -20,27 +20,27 @@ std::string SetAllocOf(enumAssetRole eRole)
 
 Bytes SampleImage()
 {
-    ModelContainer kModel = SampleModel(VOTEXT("C:/Root"), VOTEXT("Root Name"));
-    return kModel.Image();
+    ModelContainer model = SampleModel(VOTEXT("C:/Root"), VOTEXT("Root Name"));
+    return model.Image();
 }
 
 // A container of a role that holds the sample already, and the image that it may be looking at.
 struct Loaded
 {
-    ModelContainer kModel = SampleModel(VOTEXT("D:/Old"), VOTEXT("Old Name"));
-    Bytes vecImage = kModel.Image();
-    MisalignedBlock kImage{vecImage, 1};
-    VOTSAssetNodeContainer kContainer;
+    ModelContainer model = SampleModel(VOTEXT("D:/Old"), VOTEXT("Old Name"));
+    Bytes vecImage = model.Image();
+    MisalignedBlock image{vecImage, 1};
+    VOTSAssetNodeContainer container;
 
-    explicit Loaded(enumAssetRole eRole) : kContainer(eRole)
+    explicit Loaded(enumAssetRole eRole) : container(eRole)
     {
-        EXPECT_NE(0, kContainer.SetAlloc(kImage.As<ContainerImage>(), 0));
+        EXPECT_NE(0, container.SetAlloc(image.As<ContainerImage>(), 0));
     }
     void ExpectUntouched() const
     {
-        ExpectSame(kContainer, kModel);
-        EXPECT_EQ(1u, FoundID(kContainer, VOTEXT("dir/foo.png")));
-        EXPECT_EQ(VOWString(VOTEXT("D:/Old")), ReadText(kContainer.GetRootPath()));
+        ExpectSame(container, model);
+        EXPECT_EQ(1u, FoundID(container, VOTEXT("dir/foo.png")));
+        EXPECT_EQ(VOWString(VOTEXT("D:/Old")), ReadText(container.GetRootPath()));
     }
 };
 
@@ -52,12 +52,12 @@ TEST(ContainerImageRefusal, AChangedByteOfTheVersionIsRefusedAndNothingIsTouched
         {
             Bytes vecImage = SampleImage();
             vecImage[uByte] ^= 0x20;
-            const MisalignedBlock kImage(vecImage);
-            Loaded kLoaded(eRole);
-            LogCapture kLog;
-            EXPECT_EQ(0, kLoaded.kContainer.SetAlloc(kImage.As<ContainerImage>(), 1)) << uByte;
-            EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError(kVersionCheck, SetAllocOf(eRole))));
-            kLoaded.ExpectUntouched();
+            const MisalignedBlock image(vecImage);
+            Loaded loaded(eRole);
+            LogCapture log;
+            EXPECT_EQ(0, loaded.container.SetAlloc(image.As<ContainerImage>(), 1)) << uByte;
+            EXPECT_THAT(log.Lines(), ElementsAre(ProcessError(kVersionCheck, SetAllocOf(eRole))));
+            loaded.ExpectUntouched();
         }
     }
 }
@@ -70,12 +70,12 @@ TEST(ContainerImageRefusal, ATotalThatIsOffByOneIsRefusedAndNothingIsTouched)
         {
             Bytes vecImage = SampleImage();
             WriteU32(vecImage, 48, ReadU32(vecImage, 48) + static_cast<unsigned int>(nOff));
-            const MisalignedBlock kImage(vecImage);
-            Loaded kLoaded(eRole);
-            LogCapture kLog;
-            EXPECT_EQ(0, kLoaded.kContainer.SetAlloc(kImage.As<ContainerImage>(), 1));
-            EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError(kSizeCheck, SetAllocOf(eRole))));
-            kLoaded.ExpectUntouched();
+            const MisalignedBlock image(vecImage);
+            Loaded loaded(eRole);
+            LogCapture log;
+            EXPECT_EQ(0, loaded.container.SetAlloc(image.As<ContainerImage>(), 1));
+            EXPECT_THAT(log.Lines(), ElementsAre(ProcessError(kSizeCheck, SetAllocOf(eRole))));
+            loaded.ExpectUntouched();
         }
     }
 }
@@ -88,12 +88,12 @@ TEST(ContainerImageRefusal, SizesWhoseSumFitsOnlyIn32BitsAreRefusedAndNothingIsT
         // Two sizes grow by half of 2^32 each: the sum modulo 2^32 is the old one.
         WriteU32(vecImage, 16, ReadU32(vecImage, 16) + 0x80000000u);
         WriteU32(vecImage, 20, ReadU32(vecImage, 20) + 0x80000000u);
-        const MisalignedBlock kImage(vecImage);
-        Loaded kLoaded(eRole);
-        LogCapture kLog;
-        EXPECT_EQ(0, kLoaded.kContainer.SetAlloc(kImage.As<ContainerImage>(), 1, vecImage.size()));
-        EXPECT_NE(0u, kLog.Count());
-        kLoaded.ExpectUntouched();
+        const MisalignedBlock image(vecImage);
+        Loaded loaded(eRole);
+        LogCapture log;
+        EXPECT_EQ(0, loaded.container.SetAlloc(image.As<ContainerImage>(), 1, vecImage.size()));
+        EXPECT_NE(0u, log.Count());
+        loaded.ExpectUntouched();
     }
 }
 
@@ -101,11 +101,11 @@ TEST(ContainerImageRefusal, ANullImageIsRefusedAndNothingIsTouched)
 {
     for (const enumAssetRole eRole : {AR_Provider, AR_Customer})
     {
-        Loaded kLoaded(eRole);
-        LogCapture kLog;
-        EXPECT_EQ(0, kLoaded.kContainer.SetAlloc(nullptr, 1));
-        EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pAlloc", SetAllocOf(eRole))));
-        kLoaded.ExpectUntouched();
+        Loaded loaded(eRole);
+        LogCapture log;
+        EXPECT_EQ(0, loaded.container.SetAlloc(nullptr, 1));
+        EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("pAlloc", SetAllocOf(eRole))));
+        loaded.ExpectUntouched();
     }
 }
 
@@ -126,23 +126,23 @@ TEST(ContainerImageRefusal, ABrokenInnerBlockIsNamedInTheLog)
          "m_mapTableStringHandle2ParamIndex.SetAlloc(pAssetMapTableAlloc, bCopy)"},
         {&BlockOffsets::uClassify, 8, "m_pkClassifyMgr->SetAlloc(pAssetClassifyAlloc, bCopy)", nullptr},
     };
-    for (const Case& rkCase : aCases)
+    for (const Case& one : aCases)
     {
         for (const enumAssetRole eRole : {AR_Provider, AR_Customer})
         {
             Bytes vecImage = SampleImage();
-            vecImage[BlockOffsets(vecImage).*rkCase.puBlock + rkCase.uByte] ^= 1;
-            const MisalignedBlock kImage(vecImage);
-            VOTSAssetNodeContainer kContainer(eRole);
-            LogCapture kLog;
-            EXPECT_EQ(0, kContainer.SetAlloc(kImage.As<ContainerImage>(), 1)) << rkCase.pszCheck;
+            vecImage[BlockOffsets(vecImage).*one.puBlock + one.uByte] ^= 1;
+            const MisalignedBlock image(vecImage);
+            VOTSAssetNodeContainer container(eRole);
+            LogCapture log;
+            EXPECT_EQ(0, container.SetAlloc(image.As<ContainerImage>(), 1)) << one.pszCheck;
             const char* pszCheck =
-                eRole == AR_Customer && rkCase.pszCustomerCheck != nullptr ? rkCase.pszCustomerCheck : rkCase.pszCheck;
-            EXPECT_TRUE(HasLine(kLog.Lines(), ProcessError(pszCheck, SetAllocOf(eRole)))) << pszCheck;
+                eRole == AR_Customer && one.pszCustomerCheck != nullptr ? one.pszCustomerCheck : one.pszCheck;
+            EXPECT_TRUE(HasLine(log.Lines(), ProcessError(pszCheck, SetAllocOf(eRole)))) << pszCheck;
             // It must be taken as empty, but it must be sound.
-            (void)AskEverything(kContainer);
-            EXPECT_EQ(1, kContainer.CleanUp());
-            EXPECT_EQ(0u, kContainer.GetAssetNodeCount());
+            (void)AskEverything(container);
+            EXPECT_EQ(1, container.CleanUp());
+            EXPECT_EQ(0u, container.GetAssetNodeCount());
         }
     }
 }
@@ -151,78 +151,78 @@ TEST(ContainerImageRefusal, AfterAFailedLoadTheNextOneSucceeds)
 {
     for (const enumAssetRole eRole : {AR_Provider, AR_Customer})
     {
-        ModelContainer kModel = SampleModel(VOTEXT("C:/Root"), VOTEXT("Root Name"));
-        const Bytes vecGood = kModel.Image();
-        const MisalignedBlock kGood(vecGood);
-        VOTSAssetNodeContainer kContainer(eRole);
+        ModelContainer model = SampleModel(VOTEXT("C:/Root"), VOTEXT("Root Name"));
+        const Bytes vecGood = model.Image();
+        const MisalignedBlock good(vecGood);
+        VOTSAssetNodeContainer container(eRole);
         for (size_t uByte = 52; uByte < vecGood.size(); uByte += 37)
         {
             Bytes vecBad = vecGood;
             vecBad[uByte] ^= 0xFF;
-            const MisalignedBlock kBad(vecBad, 3);
-            (void)kContainer.SetAlloc(kBad.As<ContainerImage>(), 0, vecBad.size());
-            ASSERT_NE(0, kContainer.SetAlloc(kGood.As<ContainerImage>(), 1, vecGood.size())) << uByte;
-            ExpectSame(kContainer, kModel);
-            ASSERT_EQ(1, kContainer.CleanUp());
+            const MisalignedBlock bad(vecBad, 3);
+            (void)container.SetAlloc(bad.As<ContainerImage>(), 0, vecBad.size());
+            ASSERT_NE(0, container.SetAlloc(good.As<ContainerImage>(), 1, vecGood.size())) << uByte;
+            ExpectSame(container, model);
+            ASSERT_EQ(1, container.CleanUp());
         }
     }
 }
 
 TEST(ContainerImageRefusal, EveryCutIsRefusedAndNothingBehindItIsRead)
 {
-    QuietLoop kQuiet;
+    QuietLoop quiet;
     const Bytes vecImage = SampleImage();
     for (const enumAssetRole eRole : {AR_Provider, AR_Customer})
     {
         // Without the tail everything that is read is still there.
         for (size_t uSize = 0; uSize + 12 < vecImage.size(); ++uSize)
         {
-            kQuiet.Next();
-            const MisalignedBlock kImage(Bytes(vecImage.begin(), vecImage.begin() + static_cast<ptrdiff_t>(uSize)));
-            VOTSAssetNodeContainer kContainer(eRole);
-            EXPECT_EQ(0, kContainer.SetAlloc(kImage.As<ContainerImage>(), 0, uSize)) << uSize;
-            (void)AskEverything(kContainer);
+            quiet.Next();
+            const MisalignedBlock image(Bytes(vecImage.begin(), vecImage.begin() + static_cast<ptrdiff_t>(uSize)));
+            VOTSAssetNodeContainer container(eRole);
+            EXPECT_EQ(0, container.SetAlloc(image.As<ContainerImage>(), 0, uSize)) << uSize;
+            (void)AskEverything(container);
         }
     }
 }
 
 // Changes of an image's head and blocks that a checker may see or not: whatever SetAlloc answers, the container answers
 // without a fault, and a Provider can still be changed. How many of the two roles took the image.
-int TryDamaged(QuietLoop& rkQuiet, const Bytes& rkImage, size_t uMisalignment)
+int TryDamaged(QuietLoop& quiet, const Bytes& givenImage, size_t uMisalignment)
 {
-    rkQuiet.Next();
+    quiet.Next();
     int nTaken = 0;
     for (const enumAssetRole eRole : {AR_Customer, AR_Provider})
     {
-        const MisalignedBlock kImage(rkImage, uMisalignment);
-        VOTSAssetNodeContainer kContainer(eRole);
+        const MisalignedBlock image(givenImage, uMisalignment);
+        VOTSAssetNodeContainer container(eRole);
         const int nResult =
-            kContainer.SetAlloc(kImage.As<ContainerImage>(), static_cast<int>(uMisalignment % 2), rkImage.size());
+            container.SetAlloc(image.As<ContainerImage>(), static_cast<int>(uMisalignment % 2), givenImage.size());
         nTaken += nResult != 0 ? 1 : 0;
-        (void)AskEverything(kContainer);
+        (void)AskEverything(container);
         if (eRole == AR_Customer)
         {
-            EXPECT_TRUE(SameBytes(rkImage, kImage.Current())) << "the image was written to";
+            EXPECT_TRUE(SameBytes(givenImage, image.Current())) << "the image was written to";
         }
         else if (nResult != 0)
         {
             structAssetNode tsNode;
             int bInserted = 0;
-            (void)kContainer.RequestAssetNode(VOTEXT("Dir/Foo.PNG"), tsNode, bInserted);
-            (void)kContainer.RequestAssetNode(VOTEXT("entirely new"), tsNode, bInserted);
-            (void)VOTSAssetNodeContainerHelper::SetAssetNodeStripPath(tsNode, &kContainer, VOTEXT("Dir/entirely.new"));
-            (void)kContainer.SetAssetNodeParentIndex(tsNode.nAssetID, 0);
-            (void)kContainer.InsertAssetNodeChildIndex(0, tsNode.nAssetID);
-            (void)kContainer.RedirectAssetNode(3, VOTEXT("Dir/moved"));
-            (void)kContainer.RemoveAssetNodeChildIndex(0, 1);
-            (void)kContainer.SetAssetNodeChildIndex(3, IDs{1, 2, 5});
-            (void)kContainer.RemoveAssetNode(VOTEXT("Dir"));
-            (void)kContainer.BuildUpExtensionsHash();
-            (void)AskEverything(kContainer);
-            (void)ImageOf(kContainer);
-            (void)kContainer.ShrinkToFit();
+            (void)container.RequestAssetNode(VOTEXT("Dir/Foo.PNG"), tsNode, bInserted);
+            (void)container.RequestAssetNode(VOTEXT("entirely new"), tsNode, bInserted);
+            (void)VOTSAssetNodeContainerHelper::SetAssetNodeStripPath(tsNode, &container, VOTEXT("Dir/entirely.new"));
+            (void)container.SetAssetNodeParentIndex(tsNode.nAssetID, 0);
+            (void)container.InsertAssetNodeChildIndex(0, tsNode.nAssetID);
+            (void)container.RedirectAssetNode(3, VOTEXT("Dir/moved"));
+            (void)container.RemoveAssetNodeChildIndex(0, 1);
+            (void)container.SetAssetNodeChildIndex(3, IDs{1, 2, 5});
+            (void)container.RemoveAssetNode(VOTEXT("Dir"));
+            (void)container.BuildUpExtensionsHash();
+            (void)AskEverything(container);
+            (void)ImageOf(container);
+            (void)container.ShrinkToFit();
         }
-        EXPECT_EQ(1, kContainer.CleanUp());
+        EXPECT_EQ(1, container.CleanUp());
     }
     return nTaken;
 }
@@ -243,7 +243,7 @@ struct Tally
 
 TEST(ContainerImageDamage, EveryFlippedBitOfTheHeadGivesARefusalOrAnAnswer)
 {
-    QuietLoop kQuiet;
+    QuietLoop quiet;
     const Bytes vecImage = SampleImage();
     for (size_t uByte = 0; uByte < 52; ++uByte)
     {
@@ -253,15 +253,15 @@ TEST(ContainerImageDamage, EveryFlippedBitOfTheHeadGivesARefusalOrAnAnswer)
             vecDamaged[uByte] = static_cast<unsigned char>(vecDamaged[uByte] ^ (1 << nBit));
             // The version and every size are checked; the word of zeros and the two root handles are read as they are.
             const bool bChecked = uByte < 28 || uByte >= 48;
-            EXPECT_EQ(bChecked ? 0 : 2, TryDamaged(kQuiet, vecDamaged, uByte % 16)) << uByte << " bit " << nBit;
+            EXPECT_EQ(bChecked ? 0 : 2, TryDamaged(quiet, vecDamaged, uByte % 16)) << uByte << " bit " << nBit;
         }
     }
 }
 
 TEST(ContainerImageDamage, EveryByteOfTheBlocksChangedGivesARefusalOrAnAnswer)
 {
-    QuietLoop kQuiet;
-    Tally kTally;
+    QuietLoop quiet;
+    Tally tally;
     const Bytes vecImage = SampleImage();
     const size_t uClassify = BlockOffsets(vecImage).uClassify;
     for (size_t uByte = 52; uByte < vecImage.size(); ++uByte)
@@ -275,15 +275,15 @@ TEST(ContainerImageDamage, EveryByteOfTheBlocksChangedGivesARefusalOrAnAnswer)
         {
             Bytes vecDamaged = vecImage;
             vecDamaged[uByte] ^= byChange;
-            kTally.Count(TryDamaged(kQuiet, vecDamaged, uByte % 16));
+            tally.Count(TryDamaged(quiet, vecDamaged, uByte % 16));
         }
     }
-    EXPECT_TRUE(kTally.HasBoth());
+    EXPECT_TRUE(tally.HasBoth());
 }
 
 TEST(ContainerImageDamage, SizesThatMoveTheBordersBetweenBlocksGiveARefusalOrAnAnswer)
 {
-    QuietLoop kQuiet;
+    QuietLoop quiet;
     const Bytes vecImage = SampleImage();
     for (size_t uFrom = 8; uFrom <= 24; uFrom += 4)
     {
@@ -295,7 +295,7 @@ TEST(ContainerImageDamage, SizesThatMoveTheBordersBetweenBlocksGiveARefusalOrAnA
                 Bytes vecDamaged = vecImage;
                 WriteU32(vecDamaged, uFrom, ReadU32(vecDamaged, uFrom) - uMove);
                 WriteU32(vecDamaged, uTo, ReadU32(vecDamaged, uTo) + uMove);
-                EXPECT_EQ(uFrom == uTo ? 2 : 0, TryDamaged(kQuiet, vecDamaged, uMove % 16))
+                EXPECT_EQ(uFrom == uTo ? 2 : 0, TryDamaged(quiet, vecDamaged, uMove % 16))
                     << uFrom << " to " << uTo << " by " << uMove;
             }
         }
@@ -304,8 +304,8 @@ TEST(ContainerImageDamage, SizesThatMoveTheBordersBetweenBlocksGiveARefusalOrAnA
 
 TEST(ContainerImageDamage, EveryWordSetToAnExtremeGivesARefusalOrAnAnswer)
 {
-    QuietLoop kQuiet;
-    Tally kTally;
+    QuietLoop quiet;
+    Tally tally;
     const Bytes vecImage = SampleImage();
     for (size_t uAt = 8; uAt + 4 <= vecImage.size(); uAt += 2)
     {
@@ -317,44 +317,44 @@ TEST(ContainerImageDamage, EveryWordSetToAnExtremeGivesARefusalOrAnAnswer)
         {
             Bytes vecDamaged = vecImage;
             WriteU32(vecDamaged, uAt, uValue);
-            kTally.Count(TryDamaged(kQuiet, vecDamaged, uAt % 16));
+            tally.Count(TryDamaged(quiet, vecDamaged, uAt % 16));
         }
     }
-    EXPECT_TRUE(kTally.HasBoth());
+    EXPECT_TRUE(tally.HasBoth());
 }
 
 TEST(ContainerImageDamage, RandomDamageGivesARefusalOrAnAnswer)
 {
-    QuietLoop kQuiet;
-    Tally kTally;
+    QuietLoop quiet;
+    Tally tally;
     const Bytes vecImage = SampleImage();
-    Random kRandom(20240611);
+    Random random(20240611);
     for (int nRound = 0; nRound < 3000; ++nRound)
     {
         Bytes vecDamaged = vecImage;
-        const size_t uChanges = 1 + kRandom.Below(6);
+        const size_t uChanges = 1 + random.Below(6);
         for (size_t i = 0; i < uChanges; ++i)
         {
-            const size_t uAt = 8 + kRandom.Below(vecDamaged.size() - 12);
-            switch (kRandom.Below(4))
+            const size_t uAt = 8 + random.Below(vecDamaged.size() - 12);
+            switch (random.Below(4))
             {
                 case 0:
-                    vecDamaged[uAt] = static_cast<unsigned char>(kRandom.Word());
+                    vecDamaged[uAt] = static_cast<unsigned char>(random.Word());
                     break;
                 case 1:
-                    WriteU32(vecDamaged, uAt, kRandom.Word() % 300);
+                    WriteU32(vecDamaged, uAt, random.Word() % 300);
                     break;
                 case 2:
-                    WriteU32(vecDamaged, uAt, ReadU32(vecDamaged, 8 + kRandom.Below(vecDamaged.size() - 12)));
+                    WriteU32(vecDamaged, uAt, ReadU32(vecDamaged, 8 + random.Below(vecDamaged.size() - 12)));
                     break;
                 default:
                     vecDamaged[uAt] = static_cast<unsigned char>(vecDamaged[uAt] + 1);
                     break;
             }
         }
-        kTally.Count(TryDamaged(kQuiet, vecDamaged, kRandom.Below(16)));
+        tally.Count(TryDamaged(quiet, vecDamaged, random.Below(16)));
     }
-    EXPECT_TRUE(kTally.HasBoth());
+    EXPECT_TRUE(tally.HasBoth());
 }
 
 }  // namespace

@@ -214,10 +214,10 @@ const Case kaCases[] = {
 };
 
 // The sound image with the lines of a case in it.
-Bytes CaseImageOf(const Case& rkCase)
+Bytes CaseImageOf(const Case& one)
 {
     Bytes vecImage = votest::FromHex(kpszSound);
-    const std::string strLines = rkCase.pszLines;
+    const std::string strLines = one.pszLines;
     for (size_t uBegin = 0; uBegin < strLines.size();)
     {
         const size_t uEnd = std::min(strLines.find(';', uBegin), strLines.size());
@@ -246,31 +246,31 @@ void ExpectAnswer(const char* pszExpected, const std::string& strActual)
 
 TEST(DamagedImages, TheSoundImageIsTheOneOfSuchAContainer)
 {
-    VOTSAssetNodeContainer kContainer;
-    AddLinked(kContainer, VOTEXT("d"), true, kNone);
-    AddLinked(kContainer, VOTEXT("d/a"), false, 0);
-    EXPECT_TRUE(SameBytes(votest::FromHex(kpszSound), ImageOf(kContainer)));
+    VOTSAssetNodeContainer container;
+    AddLinked(container, VOTEXT("d"), true, kNone);
+    AddLinked(container, VOTEXT("d/a"), false, 0);
+    EXPECT_TRUE(SameBytes(votest::FromHex(kpszSound), ImageOf(container)));
 }
 
 TEST(DamagedImages, EachCaseIsRefusedOrAnswersAsItMust)
 {
-    for (const Case& rkCase : kaCases)
+    for (const Case& one : kaCases)
     {
         for (const LUMTrayService::enumAssetRole eRole : {AR_Customer, AR_Provider})
         {
-            SCOPED_TRACE(std::string(rkCase.pszName) + (eRole == AR_Customer ? ", Customer" : ", Provider"));
-            const Bytes vecImage = CaseImageOf(rkCase);
-            const MisalignedBlock kImage(vecImage, 1);
-            VOTSAssetNodeContainer kContainer(eRole);
-            const int nResult = kContainer.SetAlloc(kImage.As<ContainerImage>(), 0, vecImage.size());
-            EXPECT_EQ(rkCase.bRefused, nResult == 0);
-            if (!rkCase.bRefused && nResult != 0)
+            SCOPED_TRACE(std::string(one.pszName) + (eRole == AR_Customer ? ", Customer" : ", Provider"));
+            const Bytes vecImage = CaseImageOf(one);
+            const MisalignedBlock image(vecImage, 1);
+            VOTSAssetNodeContainer container(eRole);
+            const int nResult = container.SetAlloc(image.As<ContainerImage>(), 0, vecImage.size());
+            EXPECT_EQ(one.bRefused, nResult == 0);
+            if (!one.bRefused && nResult != 0)
             {
-                ExpectAnswer(rkCase.pszFolder, IdText(FoundID(kContainer, VOTEXT("d"))));
-                ExpectAnswer(rkCase.pszFile, IdText(FoundID(kContainer, VOTEXT("d/a"))));
+                ExpectAnswer(one.pszFolder, IdText(FoundID(container, VOTEXT("d"))));
+                ExpectAnswer(one.pszFile, IdText(FoundID(container, VOTEXT("d/a"))));
                 IDs vecFiles;
                 std::string strFiles;
-                if (kContainer.GetInfoNumberList(NodeOf(kContainer, 0).nChildFileInfo, vecFiles) == 0)
+                if (container.GetInfoNumberList(NodeOf(container, 0).nChildFileInfo, vecFiles) == 0)
                 {
                     strFiles = "-";
                 }
@@ -278,11 +278,11 @@ TEST(DamagedImages, EachCaseIsRefusedOrAnswersAsItMust)
                 {
                     strFiles += (strFiles.empty() ? "" : " ") + IdText(uFile);
                 }
-                ExpectAnswer(rkCase.pszFiles, strFiles);
-                const VOWString strPath = PathOf(kContainer, 1);
-                ExpectAnswer(rkCase.pszPath, strPath == VOTEXT("<no path>") ? "-" : votest::Shown(strPath));
+                ExpectAnswer(one.pszFiles, strFiles);
+                const VOWString strPath = PathOf(container, 1);
+                ExpectAnswer(one.pszPath, strPath == VOTEXT("<no path>") ? "-" : votest::Shown(strPath));
             }
-            (void)AskEverything(kContainer);
+            (void)AskEverything(container);
         }
     }
 }

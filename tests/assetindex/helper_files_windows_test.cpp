@@ -9,9 +9,9 @@ typedef VOTSAssetNodeContainerHelper Helper;
 
 TEST(FileAttributeWindows, TheHiddenAttributeIsCarriedOver)
 {
-    TemporaryTree kTree;
-    kTree.MakeFile("a.txt", 1);
-    const VOWString strPath = kTree.Path("a.txt");
+    TemporaryTree tree;
+    tree.MakeFile("a.txt", 1);
+    const VOWString strPath = tree.Path("a.txt");
     ASSERT_NE(0, SetFileAttributesW(strPath.c_str(), FILE_ATTRIBUTE_HIDDEN));
     if ((GetFileAttributesW(strPath.c_str()) & FILE_ATTRIBUTE_HIDDEN) == 0)
     {
@@ -28,19 +28,19 @@ TEST(FileAttributeWindows, TheHiddenAttributeIsCarriedOver)
 
 TEST(FileAttributeWindows, AnAbsolutePathBelowTheRootIsMadeRelative)
 {
-    TemporaryTree kTree;
-    kTree.MakeFile("Dir/a", 9);
-    VOTSAssetNodeContainer kContainer(LUMTrayService::AR_Provider, kTree.Root().c_str(), nullptr);
-    VOWString strPath = kTree.Path("Dir/a");
+    TemporaryTree tree;
+    tree.MakeFile("Dir/a", 9);
+    VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, tree.Root().c_str(), nullptr);
+    VOWString strPath = tree.Path("Dir/a");
     for (VOWCHAR& rch : strPath)
     {
         rch = rch == VOTEXT('/') ? VOTEXT('\\') : rch;
     }
     structAssetNode tsNode;
-    EXPECT_EQ(1, Helper::RequestLocalAssetNode(tsNode, &kContainer, LUMTrayService::AF_SOURCE, strPath.c_str(), 0));
-    EXPECT_EQ(0u, FoundID(kContainer, VOTEXT("dir/a")));
-    EXPECT_EQ(VOWString(VOTEXT("Dir/a")), PathOf(kContainer, 0));
-    EXPECT_EQ(9u, +NodeOf(kContainer, 0).ullFileSize);
+    EXPECT_EQ(1, Helper::RequestLocalAssetNode(tsNode, &container, LUMTrayService::AF_SOURCE, strPath.c_str(), 0));
+    EXPECT_EQ(0u, FoundID(container, VOTEXT("dir/a")));
+    EXPECT_EQ(VOWString(VOTEXT("Dir/a")), PathOf(container, 0));
+    EXPECT_EQ(9u, +NodeOf(container, 0).ullFileSize);
 }
 
 }  // namespace

@@ -19,119 +19,119 @@ public:
     {
         if (m_uCalls++ % 100 == 0)
         {
-            m_kCapture.reset();
-            m_kCapture.emplace();
+            m_capture.reset();
+            m_capture.emplace();
         }
     }
 
 private:
     size_t m_uCalls = 0;
-    std::optional<votest::StdoutCapture> m_kCapture;
+    std::optional<votest::StdoutCapture> m_capture;
 };
 
 inline Color ColorOf(unsigned int uValue)
 {
-    Color kColor;
-    kColor.uValue = uValue;
-    return kColor;
+    Color color;
+    color.uValue = uValue;
+    return color;
 }
 
 // A small container with everything in it: root, types, nested folders, a removed node, a hole, a physics path.
-inline void FillSample(VOTSAssetNodeContainer& rkContainer)
+inline void FillSample(VOTSAssetNodeContainer& container)
 {
-    ASSERT_NE(0, rkContainer.InsertClassifyType(7, VOTEXT("Texture"), VOTEXT("png|TGA"), ColorOf(0x01020304),
-                                                ColorOf(0x05060708)));
-    ASSERT_NE(0, rkContainer.InsertClassifyType(-1, VOTEXT("Text"), VOTEXT("txt"), ColorOf(3), ColorOf(4)));
-    ASSERT_NE(0, rkContainer.BuildUpExtensionsHash());
-    AddLinked(rkContainer, VOTEXT("Dir"), true, kNone);
-    AddLinked(rkContainer, VOTEXT("Dir/Foo.PNG"), false, 0);
-    AddLinked(rkContainer, VOTEXT("Dir/gone.txt"), false, 0);
-    AddLinked(rkContainer, VOTEXT("Dir/Sub.d"), true, 0);
-    AddLinked(rkContainer, VOTEXT("Dir/Sub.d/\x4E2D.txt"), false, 3);
-    AddLinked(rkContainer, VOTEXT("README"), false, kNone);
-    AddLinked(rkContainer, VOTEXT("Dir/last.tga"), false, 0);
-    ASSERT_NE(0, rkContainer.RemoveAssetNode(2u));
-    ASSERT_NE(0, rkContainer.SetAssetNodeClassifyType(1, 7, VOTEXT("Texture")));
-    ASSERT_NE(0, rkContainer.SetAssetNodeFileAttribute(1, 5000000000ull, 11, -12, 13, 0x14));
-    ASSERT_NE(0, rkContainer.SetAssetNodeAssetFrom(1, LUMTrayService::AF_SOURCE));
-    ASSERT_NE(0, rkContainer.SetAssetNodeAssetMergeSign(4, 6));
-    ASSERT_NE(0, rkContainer.SetAssetNodePhysicsPath(5, VOTEXT("E:\\x.pak")));
+    ASSERT_NE(0, container.InsertClassifyType(7, VOTEXT("Texture"), VOTEXT("png|TGA"), ColorOf(0x01020304),
+                                              ColorOf(0x05060708)));
+    ASSERT_NE(0, container.InsertClassifyType(-1, VOTEXT("Text"), VOTEXT("txt"), ColorOf(3), ColorOf(4)));
+    ASSERT_NE(0, container.BuildUpExtensionsHash());
+    AddLinked(container, VOTEXT("Dir"), true, kNone);
+    AddLinked(container, VOTEXT("Dir/Foo.PNG"), false, 0);
+    AddLinked(container, VOTEXT("Dir/gone.txt"), false, 0);
+    AddLinked(container, VOTEXT("Dir/Sub.d"), true, 0);
+    AddLinked(container, VOTEXT("Dir/Sub.d/\x4E2D.txt"), false, 3);
+    AddLinked(container, VOTEXT("README"), false, kNone);
+    AddLinked(container, VOTEXT("Dir/last.tga"), false, 0);
+    ASSERT_NE(0, container.RemoveAssetNode(2u));
+    ASSERT_NE(0, container.SetAssetNodeClassifyType(1, 7, VOTEXT("Texture")));
+    ASSERT_NE(0, container.SetAssetNodeFileAttribute(1, 5000000000ull, 11, -12, 13, 0x14));
+    ASSERT_NE(0, container.SetAssetNodeAssetFrom(1, LUMTrayService::AF_SOURCE));
+    ASSERT_NE(0, container.SetAssetNodeAssetMergeSign(4, 6));
+    ASSERT_NE(0, container.SetAssetNodePhysicsPath(5, VOTEXT("E:\\x.pak")));
 }
 
 inline ModelContainer SampleModel(const VOWString& strRoot, const VOWString& strRootName)
 {
-    ModelContainer kModel;
-    kModel.strRoot = strRoot;
-    kModel.strRootName = strRootName;
-    kModel.vecTypes = {{7, VOTEXT("Texture"), VOTEXT("png|TGA"), 0x01020304, 0x05060708},
-                       {-1, VOTEXT("Text"), VOTEXT("txt"), 3, 4}};
-    kModel.Add(VOTEXT("Dir"), true, kNone);
-    kModel.Add(VOTEXT("Dir/Foo.PNG"), false, 0);
-    kModel.Add(VOTEXT("Dir/gone.txt"), false, 0);
-    kModel.Add(VOTEXT("Dir/Sub.d"), true, 0);
-    kModel.Add(VOTEXT("Dir/Sub.d/\x4E2D.txt"), false, 3);
-    kModel.Add(VOTEXT("README"), false, kNone);
-    kModel.Add(VOTEXT("Dir/last.tga"), false, 0);
-    EXPECT_TRUE(kModel.Remove(2));
-    kModel.vecNodes[1].nType = 7;
-    kModel.vecNodes[1].ullTypeName = kModel.kStrings.Insert(VOTEXT("Texture"));
-    kModel.vecNodes[1].ullSize = 5000000000ull;
-    kModel.vecNodes[1].ullCreate = 11;
-    kModel.vecNodes[1].ullAccess = static_cast<unsigned long long>(-12ll);
-    kModel.vecNodes[1].ullWrite = 13;
-    kModel.vecNodes[1].uAttribute = 0x14;
-    kModel.vecNodes[1].uFrom = 1;
-    kModel.vecNodes[4].uMerge = 6;
-    kModel.vecNodes[5].ullPhysics = kModel.kStrings.Insert(VOTEXT("E:\\x.pak"));
-    return kModel;
+    ModelContainer model;
+    model.strRoot = strRoot;
+    model.strRootName = strRootName;
+    model.vecTypes = {{7, VOTEXT("Texture"), VOTEXT("png|TGA"), 0x01020304, 0x05060708},
+                      {-1, VOTEXT("Text"), VOTEXT("txt"), 3, 4}};
+    model.Add(VOTEXT("Dir"), true, kNone);
+    model.Add(VOTEXT("Dir/Foo.PNG"), false, 0);
+    model.Add(VOTEXT("Dir/gone.txt"), false, 0);
+    model.Add(VOTEXT("Dir/Sub.d"), true, 0);
+    model.Add(VOTEXT("Dir/Sub.d/\x4E2D.txt"), false, 3);
+    model.Add(VOTEXT("README"), false, kNone);
+    model.Add(VOTEXT("Dir/last.tga"), false, 0);
+    EXPECT_TRUE(model.Remove(2));
+    model.vecNodes[1].nType = 7;
+    model.vecNodes[1].ullTypeName = model.strings.Insert(VOTEXT("Texture"));
+    model.vecNodes[1].ullSize = 5000000000ull;
+    model.vecNodes[1].ullCreate = 11;
+    model.vecNodes[1].ullAccess = static_cast<unsigned long long>(-12ll);
+    model.vecNodes[1].ullWrite = 13;
+    model.vecNodes[1].uAttribute = 0x14;
+    model.vecNodes[1].uFrom = 1;
+    model.vecNodes[4].uMerge = 6;
+    model.vecNodes[5].ullPhysics = model.strings.Insert(VOTEXT("E:\\x.pak"));
+    return model;
 }
 
 // The text of a model's string, for a handle that must have one.
-inline VOWString ModelText(const ModelContainer& rkModel, unsigned long long ullHandle)
+inline VOWString ModelText(const ModelContainer& model, unsigned long long ullHandle)
 {
-    return ReadText(rkModel.kStrings.kPool.vecData.data() + rkModel.kStrings.vecRecords[ullHandle].hString);
+    return ReadText(model.strings.pool.vecData.data() + model.strings.vecRecords[ullHandle].hString);
 }
 
 // Everything that a container answers, against a model.
-inline void ExpectSame(const VOTSAssetNodeContainer& rkContainer, const ModelContainer& rkModel)
+inline void ExpectSame(const VOTSAssetNodeContainer& container, const ModelContainer& model)
 {
-    ASSERT_EQ(rkModel.vecNodes.size(), rkContainer.GetAssetNodeCount());
-    for (unsigned int uID = 0; uID < rkModel.vecNodes.size(); ++uID)
+    ASSERT_EQ(model.vecNodes.size(), container.GetAssetNodeCount());
+    for (unsigned int uID = 0; uID < model.vecNodes.size(); ++uID)
     {
         structAssetNode tsNode;
-        ASSERT_NE(0, rkContainer.GetAssetNode(uID, tsNode));
-        ASSERT_TRUE(SameBytes(rkModel.vecNodes[uID].Node(), BytesOf(tsNode))) << "node " << uID;
-        for (const unsigned int uInfo : {rkModel.vecNodes[uID].uFiles, rkModel.vecNodes[uID].uFolders})
+        ASSERT_NE(0, container.GetAssetNode(uID, tsNode));
+        ASSERT_TRUE(SameBytes(model.vecNodes[uID].Node(), BytesOf(tsNode))) << "node " << uID;
+        for (const unsigned int uInfo : {model.vecNodes[uID].uFiles, model.vecNodes[uID].uFolders})
         {
-            if (uInfo < rkModel.kNumbers.vecNumbers.size())
+            if (uInfo < model.numbers.vecNumbers.size())
             {
-                const IDs vecExpected = rkModel.kNumbers.List(uInfo);
-                ASSERT_EQ(vecExpected, ListOf(rkContainer, uInfo));
-                ASSERT_EQ(vecExpected.size(), rkContainer.GetInfoNumberCount(uInfo));
+                const IDs vecExpected = model.numbers.List(uInfo);
+                ASSERT_EQ(vecExpected, ListOf(container, uInfo));
+                ASSERT_EQ(vecExpected.size(), container.GetInfoNumberCount(uInfo));
             }
         }
     }
-    for (size_t uHandle = 0; uHandle < rkModel.kStrings.vecRecords.size(); ++uHandle)
+    for (size_t uHandle = 0; uHandle < model.strings.vecRecords.size(); ++uHandle)
     {
-        const VOWCHAR* pszText = rkContainer.GetString(HandleOf(uHandle));
-        ASSERT_EQ(rkModel.kStrings.vecRecords[uHandle].dwState == 4, pszText != nullptr) << "string " << uHandle;
+        const VOWCHAR* pszText = container.GetString(HandleOf(uHandle));
+        ASSERT_EQ(model.strings.vecRecords[uHandle].dwState == 4, pszText != nullptr) << "string " << uHandle;
         if (pszText != nullptr)
         {
-            ASSERT_EQ(ModelText(rkModel, uHandle), ReadText(pszText));
+            ASSERT_EQ(ModelText(model, uHandle), ReadText(pszText));
         }
     }
-    for (const ModelType& rkType : rkModel.vecTypes)
+    for (const ModelType& type : model.vecTypes)
     {
-        WideBuffer<LENGTH_OF_CLASSIFYNAME> kName;
-        ASSERT_NE(0, rkContainer.GetClassifyName(rkType.nType, kName.szText));
-        EXPECT_EQ(rkType.strName, kName.Text());
+        WideBuffer<LENGTH_OF_CLASSIFYNAME> name;
+        ASSERT_NE(0, container.GetClassifyName(type.nType, name.szText));
+        EXPECT_EQ(type.strName, name.Text());
     }
 }
 
 // Asks a container everything, following whatever ids, handles and lists it hands out. The image may be damaged in any
 // way: nothing may be touched outside it, walks must end, and results must stay in their buffers. Gives the number of
 // answers.
-inline size_t AskEverything(const VOTSAssetNodeContainer& rkContainer)
+inline size_t AskEverything(const VOTSAssetNodeContainer& container)
 {
     struct Walk
     {
@@ -144,82 +144,82 @@ inline size_t AskEverything(const VOTSAssetNodeContainer& rkContainer)
         }
     };
     size_t uAnswers = 0;
-    const auto kAskText = [&](void* hString)
+    const auto askText = [&](void* hString)
     {
-        const VOWCHAR* pszText = rkContainer.GetString(hString);
+        const VOWCHAR* pszText = container.GetString(hString);
         uAnswers += pszText != nullptr ? 1 + ReadText(pszText).size() : 0;
     };
-    const auto kAskList = [&](unsigned int uInfo)
+    const auto askList = [&](unsigned int uInfo)
     {
         IDs vecIDs;
-        uAnswers += rkContainer.GetInfoNumberList(uInfo, vecIDs) != 0 ? 1 + vecIDs.size() : 0;
-        uAnswers += rkContainer.GetInfoNumberCount(uInfo);
-        uAnswers += rkContainer.GetInfoNumberFromIndex(uInfo, 1) != kNone ? 1 : 0;
+        uAnswers += container.GetInfoNumberList(uInfo, vecIDs) != 0 ? 1 + vecIDs.size() : 0;
+        uAnswers += container.GetInfoNumberCount(uInfo);
+        uAnswers += container.GetInfoNumberFromIndex(uInfo, 1) != kNone ? 1 : 0;
     };
 
-    const unsigned int uCount = rkContainer.GetAssetNodeCount();
+    const unsigned int uCount = container.GetAssetNodeCount();
     for (unsigned int uID = 0; uID < uCount + 2; ++uID)
     {
         structAssetNode tsNode;
-        if (rkContainer.GetAssetNode(uID, tsNode) == 0)
+        if (container.GetAssetNode(uID, tsNode) == 0)
         {
             continue;
         }
         for (void* hString : {tsNode.hStrComponent, tsNode.hStrBaseName, tsNode.hStrExtension, tsNode.hStrClassifyName,
                               tsNode.hStrPhysicsPath})
         {
-            kAskText(hString);
+            askText(hString);
         }
-        kAskList(tsNode.nChildFileInfo);
-        kAskList(tsNode.nChildFolderInfo);
-        WideBuffer<> kPath;
-        uAnswers += static_cast<size_t>(rkContainer.GetAssetPath(uID, MAX_PATH, kPath.szText));
-        uAnswers += static_cast<size_t>(rkContainer.GetAssetPath(uID, 4, kPath.szText));
-        uAnswers += static_cast<size_t>(rkContainer.GetAssetAbsolutePath(uID, MAX_PATH, kPath.szText));
-        EXPECT_TRUE(kPath.InBounds());
-        Walk kWalk;
-        (void)VOTSAssetNodeContainerHelper::TraverseAssetNode(&rkContainer, uID, 3, 1, &Walk::Visit, &kWalk);
-        uAnswers += kWalk.uVisits;
+        askList(tsNode.nChildFileInfo);
+        askList(tsNode.nChildFolderInfo);
+        WideBuffer<> path;
+        uAnswers += static_cast<size_t>(container.GetAssetPath(uID, MAX_PATH, path.szText));
+        uAnswers += static_cast<size_t>(container.GetAssetPath(uID, 4, path.szText));
+        uAnswers += static_cast<size_t>(container.GetAssetAbsolutePath(uID, MAX_PATH, path.szText));
+        EXPECT_TRUE(path.InBounds());
+        Walk walk;
+        (void)VOTSAssetNodeContainerHelper::TraverseAssetNode(&container, uID, 3, 1, &Walk::Visit, &walk);
+        uAnswers += walk.uVisits;
     }
     for (unsigned int uHandle = 0; uHandle < 64; ++uHandle)
     {
-        kAskText(HandleOf(uHandle));
-        kAskText(HandleOf(~0ull - uHandle));
+        askText(HandleOf(uHandle));
+        askText(HandleOf(~0ull - uHandle));
     }
     for (unsigned int uInfo = 0; uInfo < 64; ++uInfo)
     {
         IDs vecIDs;
-        if (rkContainer.GetInfoNumberList(uInfo, vecIDs) == 0)
+        if (container.GetInfoNumberList(uInfo, vecIDs) == 0)
         {
             break;
         }
-        kAskList(uInfo);
+        askList(uInfo);
     }
     for (const VOWCHAR* pszPath :
          {VOTEXT("dir"), VOTEXT("Dir/Foo.PNG"), VOTEXT("Dir/gone.txt"), VOTEXT("Dir/Sub.d/\x4E2D.txt"),
           VOTEXT("README"), VOTEXT("C:/Root/Dir"), VOTEXT("texture"), VOTEXT("none"), VOTEXT("")})
     {
         structAssetNode tsNode;
-        uAnswers += static_cast<size_t>(rkContainer.FindAssetNode(pszPath, tsNode));
-        WideBuffer<> kPath;
-        uAnswers += static_cast<size_t>(rkContainer.NormailzeAssetPath(kPath.szText, pszPath, MAX_PATH, 1));
+        uAnswers += static_cast<size_t>(container.FindAssetNode(pszPath, tsNode));
+        WideBuffer<> path;
+        uAnswers += static_cast<size_t>(container.NormailzeAssetPath(path.szText, pszPath, MAX_PATH, 1));
     }
-    uAnswers += ReadText(rkContainer.GetRootPath()).size() + ReadText(rkContainer.GetRootName()).size();
+    uAnswers += ReadText(container.GetRootPath()).size() + ReadText(container.GetRootName()).size();
     for (const int nType : {7, -1, 0})
     {
-        WideBuffer<LENGTH_OF_EXTENSIONS> kText;
-        Color kColor;
-        uAnswers += static_cast<size_t>(rkContainer.GetClassifyName(nType, kText.szText));
-        uAnswers += static_cast<size_t>(rkContainer.GetClassifyExtensions(nType, kText.szText));
-        uAnswers += static_cast<size_t>(rkContainer.GetClassifyTypeColor(nType, kColor));
-        uAnswers += static_cast<size_t>(rkContainer.GetClassifyBackgroundColor(nType, kColor));
-        EXPECT_TRUE(kText.InBounds());
+        WideBuffer<LENGTH_OF_EXTENSIONS> text;
+        Color color;
+        uAnswers += static_cast<size_t>(container.GetClassifyName(nType, text.szText));
+        uAnswers += static_cast<size_t>(container.GetClassifyExtensions(nType, text.szText));
+        uAnswers += static_cast<size_t>(container.GetClassifyTypeColor(nType, color));
+        uAnswers += static_cast<size_t>(container.GetClassifyBackgroundColor(nType, color));
+        EXPECT_TRUE(text.InBounds());
     }
     int nType = 0;
-    uAnswers += static_cast<size_t>(rkContainer.GetClassifyTypeByName(VOTEXT("Text"), nType));
-    uAnswers += static_cast<size_t>(rkContainer.GetClassifyTypeByExtension(VOTEXT("tga"), nType));
-    VOTSAssetNodeContainer kTarget;
-    uAnswers += static_cast<size_t>(rkContainer.ReConstructContainer(&kTarget));
+    uAnswers += static_cast<size_t>(container.GetClassifyTypeByName(VOTEXT("Text"), nType));
+    uAnswers += static_cast<size_t>(container.GetClassifyTypeByExtension(VOTEXT("tga"), nType));
+    VOTSAssetNodeContainer target;
+    uAnswers += static_cast<size_t>(container.ReConstructContainer(&target));
     return uAnswers;
 }
 

@@ -23,78 +23,78 @@ struct ModelStrings
 {
     typedef votest::StringRecord Record;
     std::vector<Record> vecRecords;
-    votest::TextPool kPool;
+    votest::TextPool pool;
     std::map<uint32_t, uint64_t> mapPrimary, mapConflict;
 
-    unsigned long long Lookup(const VOWString& strText, Record& rkFresh) const
+    unsigned long long Lookup(const VOWString& strText, Record& fresh) const
     {
-        rkFresh.uHash0 = votest::ReferenceHash(strText, 0);
-        rkFresh.uHash1 = votest::ReferenceHash(strText, 1);
-        rkFresh.dwHashMask = 1;
-        const auto itPrimary = mapPrimary.find(rkFresh.uHash0);
+        fresh.uHash0 = votest::ReferenceHash(strText, 0);
+        fresh.uHash1 = votest::ReferenceHash(strText, 1);
+        fresh.dwHashMask = 1;
+        const auto itPrimary = mapPrimary.find(fresh.uHash0);
         if (itPrimary == mapPrimary.end())
         {
             return kInvalid;
         }
-        if (vecRecords[itPrimary->second].uHash1 == rkFresh.uHash1)
+        if (vecRecords[itPrimary->second].uHash1 == fresh.uHash1)
         {
             return itPrimary->second;
         }
-        rkFresh.dwHashMask = 3;
-        const auto itConflict = mapConflict.find(rkFresh.uHash0);
+        fresh.dwHashMask = 3;
+        const auto itConflict = mapConflict.find(fresh.uHash0);
         return itConflict == mapConflict.end() ? kInvalid : itConflict->second;
     }
 
-    unsigned long long Enter(Record& rkFresh)
+    unsigned long long Enter(Record& fresh)
     {
         const unsigned long long ullHandle = vecRecords.size();
-        vecRecords.push_back(rkFresh);
-        (rkFresh.dwHashMask == 3 ? mapConflict : mapPrimary).emplace(rkFresh.uHash0, ullHandle);
+        vecRecords.push_back(fresh);
+        (fresh.dwHashMask == 3 ? mapConflict : mapPrimary).emplace(fresh.uHash0, ullHandle);
         return ullHandle;
     }
 
     unsigned long long Insert(const VOWString& strText)
     {
-        Record kFresh;
-        kFresh.dwState = 4;
-        const unsigned long long ullFound = Lookup(strText, kFresh);
+        Record fresh;
+        fresh.dwState = 4;
+        const unsigned long long ullFound = Lookup(strText, fresh);
         if (ullFound == kInvalid)
         {
-            kFresh.hString = kPool.Add(strText);
-            return Enter(kFresh);
+            fresh.hString = pool.Add(strText);
+            return Enter(fresh);
         }
-        Record& rkRecord = vecRecords[ullFound];
-        if (rkRecord.dwState != 4)
+        Record& record = vecRecords[ullFound];
+        if (record.dwState != 4)
         {
-            kFresh.hString = rkRecord.hString == kInvalid ? kPool.Add(strText) : rkRecord.hString;
-            rkRecord = kFresh;
+            fresh.hString = record.hString == kInvalid ? pool.Add(strText) : record.hString;
+            record = fresh;
         }
         return ullFound;
     }
 
-    unsigned long long InsertKey(const VOWString& strText, bool& rbExist)
+    unsigned long long InsertKey(const VOWString& strText, bool& bExist)
     {
-        Record kFresh;
-        const unsigned long long ullFound = Lookup(strText, kFresh);
-        rbExist = false;
+        Record fresh;
+        const unsigned long long ullFound = Lookup(strText, fresh);
+        bExist = false;
         if (ullFound == kInvalid)
         {
-            return Enter(kFresh);
+            return Enter(fresh);
         }
-        Record& rkRecord = vecRecords[ullFound];
-        rbExist = rkRecord.dwState != 2;
-        if (!rbExist)
+        Record& record = vecRecords[ullFound];
+        bExist = record.dwState != 2;
+        if (!bExist)
         {
-            kFresh.hString = rkRecord.hString;
-            rkRecord = kFresh;
+            fresh.hString = record.hString;
+            record = fresh;
         }
         return ullFound;
     }
 
     unsigned long long Find(const VOWString& strText) const
     {
-        Record kFresh;
-        const unsigned long long ullFound = Lookup(strText, kFresh);
+        Record fresh;
+        const unsigned long long ullFound = Lookup(strText, fresh);
         return ullFound == kInvalid || (vecRecords[ullFound].dwState & 2) != 0 ? kInvalid : ullFound;
     }
 
@@ -102,7 +102,7 @@ struct ModelStrings
     {
         return votest::StringSetImage(
             votest::RecordVectorImage(vecRecords.size(), votest::StringRecordBytes(vecRecords)),
-            votest::StringImage(kPool), votest::TableImage(mapPrimary), votest::TableImage(mapConflict));
+            votest::StringImage(pool), votest::TableImage(mapPrimary), votest::TableImage(mapConflict));
     }
 };
 
@@ -112,20 +112,20 @@ struct ModelNumbers
     static constexpr unsigned int kHole = 0xFFFFFFFEu;
     std::vector<unsigned int> vecNumbers;
 
-    unsigned int InsertList(const std::vector<unsigned int>& rkList)
+    unsigned int InsertList(const std::vector<unsigned int>& list)
     {
         const unsigned int uIndex = static_cast<unsigned int>(vecNumbers.size());
-        vecNumbers.insert(vecNumbers.end(), rkList.begin(), rkList.end());
+        vecNumbers.insert(vecNumbers.end(), list.begin(), list.end());
         vecNumbers.push_back(kEnd);
         return uIndex;
     }
-    bool InsertOne(unsigned int uIndex, unsigned int uNumber, unsigned int& ruResult)
+    bool InsertOne(unsigned int uIndex, unsigned int uNumber, unsigned int& uResult)
     {
         if (uIndex >= vecNumbers.size())
         {
             return false;
         }
-        ruResult = uIndex;
+        uResult = uIndex;
         std::vector<unsigned int> vecList;
         for (size_t i = uIndex; i < vecNumbers.size() && vecNumbers[i] != kEnd && vecNumbers[i] != uNumber; ++i)
         {
@@ -137,7 +137,7 @@ struct ModelNumbers
             vecList.push_back(vecNumbers[i]);
         }
         vecList.push_back(uNumber);
-        ruResult = InsertList(vecList);
+        uResult = InsertList(vecList);
         return true;
     }
     std::vector<unsigned int> List(unsigned int uIndex) const
@@ -250,8 +250,8 @@ struct ModelContainer
 {
     VOWString strRoot, strRootName;
     unsigned long long ullRoot = kInvalid, ullRootName = kInvalid;
-    ModelStrings kStrings;
-    ModelNumbers kNumbers;
+    ModelStrings strings;
+    ModelNumbers numbers;
     std::vector<ModelNode> vecNodes;
     std::map<uint64_t, uint32_t> mapIndex;
     std::vector<ModelType> vecTypes;
@@ -272,7 +272,7 @@ struct ModelContainer
         return strResult.substr(strRoot.size() + 1);
     }
 
-    bool Request(const VOWString& strPath, unsigned int& ruID, bool& rbWasThere)
+    bool Request(const VOWString& strPath, unsigned int& uGivenID, bool& bWasThere)
     {
         const std::optional<VOWString> strKey = Relative(strPath, true);
         if (!strKey)
@@ -280,19 +280,19 @@ struct ModelContainer
             return false;
         }
         bool bExist = false;
-        const unsigned long long ullKey = kStrings.InsertKey(*strKey, bExist);
+        const unsigned long long ullKey = strings.InsertKey(*strKey, bExist);
         const auto it = mapIndex.find(ullKey);
-        rbWasThere = bExist && it != mapIndex.end();
-        if (rbWasThere)
+        bWasThere = bExist && it != mapIndex.end();
+        if (bWasThere)
         {
-            ruID = it->second;
+            uGivenID = it->second;
             return true;
         }
-        ModelNode kNode;
-        kNode.uID = ruID = static_cast<unsigned int>(vecNodes.size());
-        kNode.ullKey = ullKey;
-        vecNodes.push_back(kNode);
-        mapIndex[ullKey] = ruID;
+        ModelNode node;
+        node.uID = uGivenID = static_cast<unsigned int>(vecNodes.size());
+        node.ullKey = ullKey;
+        vecNodes.push_back(node);
+        mapIndex[ullKey] = uGivenID;
         return true;
     }
 
@@ -300,7 +300,7 @@ struct ModelContainer
     unsigned int Find(const VOWString& strPath) const
     {
         const std::optional<VOWString> strKey = Relative(strPath, true);
-        const unsigned long long ullKey = strKey ? kStrings.Find(*strKey) : kInvalid;
+        const unsigned long long ullKey = strKey ? strings.Find(*strKey) : kInvalid;
         const auto it = mapIndex.find(ullKey);
         return ullKey == kInvalid || it == mapIndex.end() ? kNone : it->second;
     }
@@ -319,7 +319,7 @@ struct ModelContainer
             {
                 continue;
             }
-            for (const unsigned int uChild : kNumbers.List(uInfo))
+            for (const unsigned int uChild : numbers.List(uInfo))
             {
                 if (!Remove(uChild))
                 {
@@ -329,7 +329,7 @@ struct ModelContainer
         }
         const unsigned int uParent = vecNodes[uID].uParent;
         return uParent == kNone ||
-               kNumbers.Remove(vecNodes[uID].bFolder != 0 ? vecNodes[uParent].uFolders : vecNodes[uParent].uFiles, uID);
+               numbers.Remove(vecNodes[uID].bFolder != 0 ? vecNodes[uParent].uFolders : vecNodes[uParent].uFiles, uID);
     }
 
     bool Redirect(unsigned int uID, const VOWString& strPath)
@@ -345,7 +345,7 @@ struct ModelContainer
             return false;
         }
         bool bExist = false;
-        const unsigned long long ullKey = kStrings.InsertKey(*strKey, bExist);
+        const unsigned long long ullKey = strings.InsertKey(*strKey, bExist);
         mapIndex.emplace(ullKey, uID);
         vecNodes[uID].ullKey = ullKey;
         return true;
@@ -353,38 +353,38 @@ struct ModelContainer
 
     void SetNames(unsigned int uID, const VOWString& strDir, const VOWString& strBase, const VOWString& strExt)
     {
-        ModelNode& rkNode = vecNodes[uID];
-        rkNode.ullComponent = strDir.empty() ? kInvalid : kStrings.Insert(strDir);
-        rkNode.ullBaseName = strBase.empty() ? kInvalid : kStrings.Insert(strBase);
-        rkNode.ullExtension = strExt.empty() ? kInvalid : kStrings.Insert(strExt);
+        ModelNode& node = vecNodes[uID];
+        node.ullComponent = strDir.empty() ? kInvalid : strings.Insert(strDir);
+        node.ullBaseName = strBase.empty() ? kInvalid : strings.Insert(strBase);
+        node.ullExtension = strExt.empty() ? kInvalid : strings.Insert(strExt);
     }
 
-    void SetChildren(unsigned int uID, const std::vector<unsigned int>& rkChildren)
+    void SetChildren(unsigned int uID, const std::vector<unsigned int>& children)
     {
         std::vector<unsigned int> vecFiles, vecFolders;
-        for (const unsigned int uChild : rkChildren)
+        for (const unsigned int uChild : children)
         {
             (vecNodes[uChild].bFolder != 0 ? vecFolders : vecFiles).push_back(uChild);
         }
-        vecNodes[uID].uFiles = vecFiles.empty() ? kNone : kNumbers.InsertList(vecFiles);
-        vecNodes[uID].uFolders = vecFolders.empty() ? kNone : kNumbers.InsertList(vecFolders);
+        vecNodes[uID].uFiles = vecFiles.empty() ? kNone : numbers.InsertList(vecFiles);
+        vecNodes[uID].uFolders = vecFolders.empty() ? kNone : numbers.InsertList(vecFolders);
     }
 
     bool InsertChild(unsigned int uID, unsigned int uChild)
     {
-        unsigned int& ruInfo = vecNodes[uChild].bFolder != 0 ? vecNodes[uID].uFolders : vecNodes[uID].uFiles;
-        if (ruInfo == kNone)
+        unsigned int& uInfo = vecNodes[uChild].bFolder != 0 ? vecNodes[uID].uFolders : vecNodes[uID].uFiles;
+        if (uInfo == kNone)
         {
-            ruInfo = kNumbers.InsertList({uChild});
+            uInfo = numbers.InsertList({uChild});
             return true;
         }
-        return kNumbers.InsertOne(ruInfo, uChild, ruInfo);
+        return numbers.InsertOne(uInfo, uChild, uInfo);
     }
 
     bool RemoveChild(unsigned int uID, unsigned int uChild)
     {
         const unsigned int uInfo = vecNodes[uChild].bFolder != 0 ? vecNodes[uID].uFolders : vecNodes[uID].uFiles;
-        return uInfo != kNone && kNumbers.Remove(uInfo, uChild);
+        return uInfo != kNone && numbers.Remove(uInfo, uChild);
     }
 
     // A node with its parent, names and place in the parent's list, in the steps that AddLinked takes.
@@ -412,28 +412,28 @@ struct ModelContainer
     {
         if (ullRoot == kInvalid && !strRoot.empty())
         {
-            ullRoot = kStrings.Insert(strRoot);
+            ullRoot = strings.Insert(strRoot);
         }
         if (ullRootName == kInvalid && !strRootName.empty())
         {
-            ullRootName = kStrings.Insert(strRootName);
+            ullRootName = strings.Insert(strRootName);
         }
     }
 
     Bytes ClassifyImage() const
     {
-        ByteBuilder kRecords;
-        for (const ModelType& rkType : vecTypes)
+        ByteBuilder records;
+        for (const ModelType& type : vecTypes)
         {
-            kRecords.U32(static_cast<uint32_t>(rkType.nType))
-                .Units(rkType.strName)
-                .Zeros(100 - 2 * rkType.strName.size())
-                .Units(rkType.strExtensions)
-                .Zeros(200 - 2 * rkType.strExtensions.size())
-                .U32(rkType.uColor)
-                .U32(rkType.uBackground);
+            records.U32(static_cast<uint32_t>(type.nType))
+                .Units(type.strName)
+                .Zeros(100 - 2 * type.strName.size())
+                .Units(type.strExtensions)
+                .Zeros(200 - 2 * type.strExtensions.size())
+                .U32(type.uColor)
+                .U32(type.uBackground);
         }
-        const Bytes vecVector = votest::RecordVectorImage(vecTypes.size(), kRecords.Result());
+        const Bytes vecVector = votest::RecordVectorImage(vecTypes.size(), records.Result());
         return ByteBuilder()
             .U32(static_cast<uint32_t>(vecTypes.size()))
             .U32(static_cast<uint32_t>(vecVector.size()))
@@ -451,28 +451,28 @@ struct ModelContainer
     // Without entering the root strings first.
     Bytes ImageAsItIs() const
     {
-        ByteBuilder kRecords;
-        for (const ModelNode& rkNode : vecNodes)
+        ByteBuilder records;
+        for (const ModelNode& node : vecNodes)
         {
-            kRecords.Append(rkNode.Record());
+            records.Append(node.Record());
         }
-        const std::array<Bytes, 5> aBlocks = {kStrings.Image(),
-                                              votest::RecordVectorImage(vecNodes.size(), kRecords.Result()),
-                                              kNumbers.Image(), votest::TableImage(mapIndex), ClassifyImage()};
-        ByteBuilder kImage;
-        kImage.Version("ver.1.4");
+        const std::array<Bytes, 5> aBlocks = {strings.Image(),
+                                              votest::RecordVectorImage(vecNodes.size(), records.Result()),
+                                              numbers.Image(), votest::TableImage(mapIndex), ClassifyImage()};
+        ByteBuilder image;
+        image.Version("ver.1.4");
         size_t uTotal = 0;
-        for (const Bytes& rkBlock : aBlocks)
+        for (const Bytes& block : aBlocks)
         {
-            kImage.U32(static_cast<uint32_t>(rkBlock.size()));
-            uTotal += rkBlock.size();
+            image.U32(static_cast<uint32_t>(block.size()));
+            uTotal += block.size();
         }
-        kImage.U32(0).U64(ullRoot).U64(ullRootName).U32(static_cast<uint32_t>(uTotal));
-        for (const Bytes& rkBlock : aBlocks)
+        image.U32(0).U64(ullRoot).U64(ullRootName).U32(static_cast<uint32_t>(uTotal));
+        for (const Bytes& block : aBlocks)
         {
-            kImage.Append(rkBlock);
+            image.Append(block);
         }
-        return kImage.U32(0).Result();
+        return image.U32(0).Result();
     }
 };
 

@@ -16,47 +16,47 @@ constexpr unsigned int kNodes = 4000;
 
 ModelContainer LargeModel()
 {
-    ModelContainer kModel;
-    kModel.strRoot = VOTEXT("C:/Root");
-    kModel.strRootName = VOTEXT("Name");
-    kModel.vecTypes = {{7, VOTEXT("Texture"), VOTEXT("png|TGA"), 1, 2}};
-    kModel.Add(VOTEXT("Dir"), true, kNone);
+    ModelContainer model;
+    model.strRoot = VOTEXT("C:/Root");
+    model.strRootName = VOTEXT("Name");
+    model.vecTypes = {{7, VOTEXT("Texture"), VOTEXT("png|TGA"), 1, 2}};
+    model.Add(VOTEXT("Dir"), true, kNone);
     IDs vecChildren;
     for (unsigned int uID = 1; uID < kNodes; ++uID)
     {
-        kModel.Add(VOTEXT("Dir/Some longer name ") + Wide(std::to_string(uID)) + VOTEXT(".png"), false, kNone);
+        model.Add(VOTEXT("Dir/Some longer name ") + Wide(std::to_string(uID)) + VOTEXT(".png"), false, kNone);
         vecChildren.push_back(uID);
     }
-    kModel.SetChildren(0, vecChildren);
-    return kModel;
+    model.SetChildren(0, vecChildren);
+    return model;
 }
 
 TEST(LookupCost, ALookupOnACustomerAllocatesNothing)
 {
-    const MisalignedBlock kImage(LargeModel().Image(), 1);
-    VOTSAssetNodeContainer kCustomer(AR_Customer);
-    ASSERT_NE(0, kCustomer.SetAlloc(kImage.As<ContainerImage>(), 0));
+    const MisalignedBlock image(LargeModel().Image(), 1);
+    VOTSAssetNodeContainer customer(AR_Customer);
+    ASSERT_NE(0, customer.SetAlloc(image.As<ContainerImage>(), 0));
     structAssetNode tsNode;
-    WideBuffer<> kPath;
+    WideBuffer<> path;
     int nType = 0;
-    Color kColor;
+    Color color;
     int nFound = 0;
     size_t uAllocations = 0;
     {
-        const votest::AllocationCounter kCounter;
-        nFound += kCustomer.FindAssetNode(VOTEXT("dir/SOME longer name 3999.png"), tsNode);
-        nFound += kCustomer.FindAssetNode(VOTEXT("c:\\root\\dir"), tsNode);
-        nFound += kCustomer.FindAssetNode(VOTEXT("dir/none"), tsNode);
-        nFound += kCustomer.FindAssetNode(VOTEXT("D:/none"), tsNode);
-        nFound += kCustomer.GetAssetNode(17, tsNode);
-        nFound += kCustomer.GetAssetPath(17, MAX_PATH, kPath.szText);
-        nFound += kCustomer.GetAssetAbsolutePath(17, MAX_PATH, kPath.szText);
-        nFound += kCustomer.GetString(tsNode.hStrBaseName) != nullptr ? 1 : 0;
-        nFound += kCustomer.GetInfoNumberFromIndex(0, 5) != kNone ? 1 : 0;
-        nFound += kCustomer.GetInfoNumberCount(0) != 0 ? 1 : 0;
-        nFound += kCustomer.GetClassifyTypeByExtension(VOTEXT("PNG"), nType);
-        nFound += kCustomer.GetClassifyTypeColor(7, kColor);
-        uAllocations = kCounter.Count();
+        const votest::AllocationCounter counter;
+        nFound += customer.FindAssetNode(VOTEXT("dir/SOME longer name 3999.png"), tsNode);
+        nFound += customer.FindAssetNode(VOTEXT("c:\\root\\dir"), tsNode);
+        nFound += customer.FindAssetNode(VOTEXT("dir/none"), tsNode);
+        nFound += customer.FindAssetNode(VOTEXT("D:/none"), tsNode);
+        nFound += customer.GetAssetNode(17, tsNode);
+        nFound += customer.GetAssetPath(17, MAX_PATH, path.szText);
+        nFound += customer.GetAssetAbsolutePath(17, MAX_PATH, path.szText);
+        nFound += customer.GetString(tsNode.hStrBaseName) != nullptr ? 1 : 0;
+        nFound += customer.GetInfoNumberFromIndex(0, 5) != kNone ? 1 : 0;
+        nFound += customer.GetInfoNumberCount(0) != 0 ? 1 : 0;
+        nFound += customer.GetClassifyTypeByExtension(VOTEXT("PNG"), nType);
+        nFound += customer.GetClassifyTypeColor(7, color);
+        uAllocations = counter.Count();
     }
     EXPECT_EQ(10, nFound);
     EXPECT_EQ(0u, uAllocations);
@@ -64,11 +64,11 @@ TEST(LookupCost, ALookupOnACustomerAllocatesNothing)
 
 TEST(LookupCost, TheCounterSeesAnAllocation)
 {
-    VOTSAssetNodeContainer kProvider;
-    NewNode(kProvider, VOTEXT("a"));
-    const votest::AllocationCounter kCounter;
-    free(kProvider.GetAlloc());
-    EXPECT_NE(0u, kCounter.Count());
+    VOTSAssetNodeContainer provider;
+    NewNode(provider, VOTEXT("a"));
+    const votest::AllocationCounter counter;
+    free(provider.GetAlloc());
+    EXPECT_NE(0u, counter.Count());
 }
 
 // Forbids every page that lies wholly in a range of bytes.
@@ -84,37 +84,36 @@ void Forbid(unsigned char* pbBegin, unsigned char* pbEnd)
 }
 
 // In a child process: attaches to an image whose insides can't be touched. The exit code tells how far it came.
-int AttachInChild(const Bytes& rkImage, bool bWithSize)
+int AttachInChild(const Bytes& image, bool bWithSize)
 {
     const pid_t nChild = fork();
     if (nChild == 0)
     {
         signal(SIGSEGV, SIG_DFL);
         signal(SIGBUS, SIG_DFL);
-        void* pvMemory =
-            mmap(nullptr, rkImage.size() + 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void* pvMemory = mmap(nullptr, image.size() + 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         unsigned char* pbImage = static_cast<unsigned char*>(pvMemory) + 1;
-        memcpy(pbImage, rkImage.data(), rkImage.size());
+        memcpy(pbImage, image.data(), image.size());
 
-        const BlockOffsets kBlocks(rkImage);
-        const size_t uParams = kBlocks.uStrings + 28;
-        const size_t uPool = uParams + ReadU32(rkImage, kBlocks.uStrings + 8);
-        const size_t uPrimary = uPool + ReadU32(rkImage, kBlocks.uStrings + 12);
-        const size_t uHandles = uPool + 12 + 20 + ReadU32(rkImage, uPool + 12 + 8);
-        const size_t uConflict = uPrimary + ReadU32(rkImage, kBlocks.uStrings + 16);
+        const BlockOffsets blocks(image);
+        const size_t uParams = blocks.uStrings + 28;
+        const size_t uPool = uParams + ReadU32(image, blocks.uStrings + 8);
+        const size_t uPrimary = uPool + ReadU32(image, blocks.uStrings + 12);
+        const size_t uHandles = uPool + 12 + 20 + ReadU32(image, uPool + 12 + 8);
+        const size_t uConflict = uPrimary + ReadU32(image, blocks.uStrings + 16);
         // Behind each head, up to the next one.
         Forbid(pbImage + uParams + 16, pbImage + uPool);
         Forbid(pbImage + uPool + 32, pbImage + uHandles);
         Forbid(pbImage + uHandles + 16, pbImage + uPrimary);
         Forbid(pbImage + uPrimary + 32, pbImage + uConflict);
-        Forbid(pbImage + kBlocks.uNodes + 16, pbImage + kBlocks.uNumbers);
-        Forbid(pbImage + kBlocks.uNumbers + 8, pbImage + kBlocks.uTable);
-        Forbid(pbImage + kBlocks.uTable + 32, pbImage + kBlocks.uClassify);
+        Forbid(pbImage + blocks.uNodes + 16, pbImage + blocks.uNumbers);
+        Forbid(pbImage + blocks.uNumbers + 8, pbImage + blocks.uTable);
+        Forbid(pbImage + blocks.uTable + 32, pbImage + blocks.uClassify);
 
-        VOTSAssetNodeContainer kCustomer(AR_Customer);
+        VOTSAssetNodeContainer customer(AR_Customer);
         ContainerImage* pAlloc = reinterpret_cast<ContainerImage*>(pbImage);
-        const int nResult = bWithSize ? kCustomer.SetAlloc(pAlloc, 0, rkImage.size()) : kCustomer.SetAlloc(pAlloc, 0);
-        _exit(nResult != 0 && kCustomer.GetAssetNodeCount() == kNodes ? 0 : 1);
+        const int nResult = bWithSize ? customer.SetAlloc(pAlloc, 0, image.size()) : customer.SetAlloc(pAlloc, 0);
+        _exit(nResult != 0 && customer.GetAssetNodeCount() == kNodes ? 0 : 1);
     }
     int nStatus = -1;
     waitpid(nChild, &nStatus, 0);

@@ -10,44 +10,44 @@ constexpr const VOWCHAR* kpszNotTouched = VOTEXT("<not touched>");
 
 VOWString Normal(const VOWString& strPath, unsigned int uSize = MAX_PATH, int bLower = 0)
 {
-    WideBuffer<> kBuffer;
-    EXPECT_EQ(1, Helper::NormalizedPath(kBuffer.szText, strPath.c_str(), uSize, bLower));
-    EXPECT_TRUE(kBuffer.UntouchedFrom(uSize)) << "written behind " << uSize;
-    return kBuffer.Text();
+    WideBuffer<> buffer;
+    EXPECT_EQ(1, Helper::NormalizedPath(buffer.szText, strPath.c_str(), uSize, bLower));
+    EXPECT_TRUE(buffer.UntouchedFrom(uSize)) << "written behind " << uSize;
+    return buffer.Text();
 }
 
 // Each gives the result's text, or <not touched> when nothing was written; the result value goes to *pnResult.
 VOWString Dir(const VOWString& strPath, int* pnResult = nullptr)
 {
-    WideBuffer<> kBuffer;
-    const int nResult = Helper::ParseDir(kBuffer.szText, strPath.c_str(), static_cast<int>(strPath.size()));
+    WideBuffer<> buffer;
+    const int nResult = Helper::ParseDir(buffer.szText, strPath.c_str(), static_cast<int>(strPath.size()));
     EXPECT_EQ(nResult, Helper::ParseDir(nullptr, strPath.c_str(), static_cast<int>(strPath.size())));
     if (pnResult != nullptr)
     {
         *pnResult = nResult;
     }
-    return kBuffer.Untouched() ? VOWString(kpszNotTouched) : kBuffer.Text();
+    return buffer.Untouched() ? VOWString(kpszNotTouched) : buffer.Text();
 }
 
 VOWString Extension(const VOWString& strPath)
 {
-    WideBuffer<> kBuffer;
-    EXPECT_EQ(1, Helper::ParseExtension(kBuffer.szText, strPath.c_str(), static_cast<int>(strPath.size())));
+    WideBuffer<> buffer;
+    EXPECT_EQ(1, Helper::ParseExtension(buffer.szText, strPath.c_str(), static_cast<int>(strPath.size())));
     EXPECT_EQ(1, Helper::ParseExtension(nullptr, strPath.c_str(), static_cast<int>(strPath.size())));
-    return kBuffer.Untouched() ? VOWString(kpszNotTouched) : kBuffer.Text();
+    return buffer.Untouched() ? VOWString(kpszNotTouched) : buffer.Text();
 }
 
 VOWString BaseName(const VOWString& strPath, const VOWCHAR* pszExt, int* pnResult = nullptr)
 {
-    WideBuffer<> kBuffer;
+    WideBuffer<> buffer;
     const int nLength = static_cast<int>(strPath.size());
-    const int nResult = Helper::ParseBaseName(kBuffer.szText, strPath.c_str(), nLength, pszExt);
+    const int nResult = Helper::ParseBaseName(buffer.szText, strPath.c_str(), nLength, pszExt);
     EXPECT_EQ(nResult, Helper::ParseBaseName(nullptr, strPath.c_str(), nLength, pszExt));
     if (pnResult != nullptr)
     {
         *pnResult = nResult;
     }
-    return kBuffer.Untouched() ? VOWString(kpszNotTouched) : kBuffer.Text();
+    return buffer.Untouched() ? VOWString(kpszNotTouched) : buffer.Text();
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -122,22 +122,22 @@ TEST(NormalizedPath, TheCutComesBeforeTheTrimOfSlashes)
 
 TEST(NormalizedPath, APathOfSlashesOnlyAndAnEmptyPathGiveAnEmptyText)
 {
-    for (const VOWString& rkPath : {VOWString(), VOWString(VOTEXT("/")), VOWString(VOTEXT("\\")),
-                                    VOWString(VOTEXT("\\/\\/")), VOWString(400, VOTEXT('\\'))})
+    for (const VOWString& path : {VOWString(), VOWString(VOTEXT("/")), VOWString(VOTEXT("\\")),
+                                  VOWString(VOTEXT("\\/\\/")), VOWString(400, VOTEXT('\\'))})
     {
         // The words in front of the buffer would be slashes to a trim that runs on.
         struct
         {
             VOWCHAR aBefore[4];
             VOWCHAR szResult[MAX_PATH];
-        } kGuarded;
-        for (VOWCHAR& rch : kGuarded.aBefore)
+        } guarded;
+        for (VOWCHAR& rch : guarded.aBefore)
         {
             rch = VOTEXT('/');
         }
-        EXPECT_EQ(1, Helper::NormalizedPath(kGuarded.szResult, rkPath.c_str(), MAX_PATH, 0));
-        EXPECT_EQ(0, kGuarded.szResult[0]);
-        for (const VOWCHAR ch : kGuarded.aBefore)
+        EXPECT_EQ(1, Helper::NormalizedPath(guarded.szResult, path.c_str(), MAX_PATH, 0));
+        EXPECT_EQ(0, guarded.szResult[0]);
+        for (const VOWCHAR ch : guarded.aBefore)
         {
             EXPECT_EQ(VOTEXT('/'), ch);
         }
@@ -148,29 +148,29 @@ TEST(NormalizedPath, NothingBehindTheTerminatorIsTouchedInPlaceEither)
 {
     for (const char* pszPath : {"A", "A\\B", "A\\B\\C", "A\\BCDEFG", "A\\BCDEFGHIJKLMN\\OPQRSTUVW"})
     {
-        WideBuffer<40> kBuffer;
+        WideBuffer<40> buffer;
         const VOWString strPath = Wide(pszPath);
-        memcpy(kBuffer.szText, strPath.c_str(), (strPath.size() + 1) * sizeof(VOWCHAR));
-        EXPECT_EQ(1, Helper::NormalizedPath(kBuffer.szText, kBuffer.szText, MAX_PATH, 1));
-        EXPECT_EQ(strPath.size(), kBuffer.Text().size());
-        EXPECT_EQ(VOTEXT('a'), kBuffer.szText[0]);
-        EXPECT_TRUE(kBuffer.UntouchedFrom(strPath.size() + 1)) << pszPath;
+        memcpy(buffer.szText, strPath.c_str(), (strPath.size() + 1) * sizeof(VOWCHAR));
+        EXPECT_EQ(1, Helper::NormalizedPath(buffer.szText, buffer.szText, MAX_PATH, 1));
+        EXPECT_EQ(strPath.size(), buffer.Text().size());
+        EXPECT_EQ(VOTEXT('a'), buffer.szText[0]);
+        EXPECT_TRUE(buffer.UntouchedFrom(strPath.size() + 1)) << pszPath;
     }
 }
 
 TEST(NormalizedPath, EveryTrailingSlashBecomesZero)
 {
-    WideBuffer<> kBuffer;
-    EXPECT_EQ(1, Helper::NormalizedPath(kBuffer.szText, VOTEXT("a\\//"), MAX_PATH, 0));
-    EXPECT_EQ(VOWString(VOTEXT("a\0\0\0\0"), 5), VOWString(kBuffer.szText, 5));
-    EXPECT_TRUE(kBuffer.UntouchedFrom(5));
+    WideBuffer<> buffer;
+    EXPECT_EQ(1, Helper::NormalizedPath(buffer.szText, VOTEXT("a\\//"), MAX_PATH, 0));
+    EXPECT_EQ(VOWString(VOTEXT("a\0\0\0\0"), 5), VOWString(buffer.szText, 5));
+    EXPECT_TRUE(buffer.UntouchedFrom(5));
 }
 
 TEST(NormalizedPath, ASizeOfZeroWritesNothing)
 {
-    WideBuffer<> kBuffer;
-    EXPECT_EQ(1, Helper::NormalizedPath(kBuffer.szText, VOTEXT("abc/"), 0, 1));
-    EXPECT_TRUE(kBuffer.Untouched());
+    WideBuffer<> buffer;
+    EXPECT_EQ(1, Helper::NormalizedPath(buffer.szText, VOTEXT("abc/"), 0, 1));
+    EXPECT_TRUE(buffer.Untouched());
 }
 
 TEST(NormalizedPath, ReadsNothingBehindTheTerminatorAtAnyAddress)
@@ -179,10 +179,10 @@ TEST(NormalizedPath, ReadsNothingBehindTheTerminatorAtAnyAddress)
     {
         for (size_t uMisalignment = 0; uMisalignment < 16; ++uMisalignment)
         {
-            const votest::PlacedText kPath(VOWString(uLength, VOTEXT('Z')), uMisalignment);
-            WideBuffer<> kBuffer;
-            ASSERT_EQ(1, Helper::NormalizedPath(kBuffer.szText, kPath, MAX_PATH, 1));
-            ASSERT_EQ(VOWString(uLength, VOTEXT('z')), kBuffer.Text());
+            const votest::PlacedText path(VOWString(uLength, VOTEXT('Z')), uMisalignment);
+            WideBuffer<> buffer;
+            ASSERT_EQ(1, Helper::NormalizedPath(buffer.szText, path, MAX_PATH, 1));
+            ASSERT_EQ(VOWString(uLength, VOTEXT('z')), buffer.Text());
         }
     }
 }
@@ -223,13 +223,13 @@ TEST(ParseDir, ASlashAtTheFrontAloneGivesNone)
 TEST(ParseDir, TheScanBeginsAtThePositionOfTheLength)
 {
     const VOWCHAR* const pszPath = VOTEXT("a/b/c");
-    WideBuffer<> kDir;
-    EXPECT_EQ(1, Helper::ParseDir(kDir.szText, pszPath, 3));
-    EXPECT_EQ(VOWString(VOTEXT("a/b")), kDir.Text());
-    EXPECT_EQ(1, Helper::ParseDir(kDir.szText, pszPath, 2));
-    EXPECT_EQ(VOWString(VOTEXT("a")), kDir.Text());
-    EXPECT_EQ(1, Helper::ParseDir(kDir.szText, pszPath, 1));
-    EXPECT_EQ(VOWString(VOTEXT("a")), kDir.Text());
+    WideBuffer<> dir;
+    EXPECT_EQ(1, Helper::ParseDir(dir.szText, pszPath, 3));
+    EXPECT_EQ(VOWString(VOTEXT("a/b")), dir.Text());
+    EXPECT_EQ(1, Helper::ParseDir(dir.szText, pszPath, 2));
+    EXPECT_EQ(VOWString(VOTEXT("a")), dir.Text());
+    EXPECT_EQ(1, Helper::ParseDir(dir.szText, pszPath, 1));
+    EXPECT_EQ(VOWString(VOTEXT("a")), dir.Text());
     EXPECT_EQ(0, Helper::ParseDir(nullptr, pszPath, 0));
     EXPECT_EQ(0, Helper::ParseDir(nullptr, VOTEXT("/a"), 0));
     EXPECT_EQ(0, Helper::ParseDir(nullptr, pszPath, -1));
@@ -323,14 +323,14 @@ TEST(ParseBaseName, AnExtensionLongerThanThePathGivesZero)
 
 TEST(PathFunctions, NamesAtOddAddressesAreRead)
 {
-    const votest::PlacedText kPath(VOTEXT("dir/base.ext"), 1);
-    WideBuffer<> kDir, kBase, kExt;
-    EXPECT_EQ(1, Helper::ParseDir(kDir.szText, kPath, 12));
-    EXPECT_EQ(VOWString(VOTEXT("dir")), kDir.Text());
-    EXPECT_EQ(1, Helper::ParseExtension(kExt.szText, kPath, 12));
-    EXPECT_EQ(VOWString(VOTEXT("ext")), kExt.Text());
-    EXPECT_EQ(1, Helper::ParseBaseName(kBase.szText, kPath, 12, votest::PlacedText(VOTEXT("ext"), 3)));
-    EXPECT_EQ(VOWString(VOTEXT("base")), kBase.Text());
+    const votest::PlacedText path(VOTEXT("dir/base.ext"), 1);
+    WideBuffer<> dir, base, ext;
+    EXPECT_EQ(1, Helper::ParseDir(dir.szText, path, 12));
+    EXPECT_EQ(VOWString(VOTEXT("dir")), dir.Text());
+    EXPECT_EQ(1, Helper::ParseExtension(ext.szText, path, 12));
+    EXPECT_EQ(VOWString(VOTEXT("ext")), ext.Text());
+    EXPECT_EQ(1, Helper::ParseBaseName(base.szText, path, 12, votest::PlacedText(VOTEXT("ext"), 3)));
+    EXPECT_EQ(VOWString(VOTEXT("base")), base.Text());
 }
 
 }  // namespace

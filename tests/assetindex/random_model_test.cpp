@@ -13,15 +13,15 @@ using LUMTrayService::AR_Provider;
 class RandomRun
 {
 public:
-    explicit RandomRun(uint64_t ullSeed) : m_kRandom(ullSeed), m_pkContainer(NewProvider())
+    explicit RandomRun(uint64_t ullSeed) : m_random(ullSeed), m_pContainer(NewProvider())
     {
-        m_kModel.strRoot = kpszRoot;
-        m_kModel.strRootName = VOTEXT("Name");
+        m_model.strRoot = kpszRoot;
+        m_model.strRootName = VOTEXT("Name");
     }
 
     void Step()
     {
-        switch (m_kRandom.Below(16))
+        switch (m_random.Below(16))
         {
             case 0:
             case 1:
@@ -70,30 +70,30 @@ public:
     // loaded from it, as a copy, as a view, or not at all.
     void RoundTrip()
     {
-        const Bytes vecImage = ImageOf(*m_pkContainer);
-        ASSERT_TRUE(SameBytes(m_kModel.Image(), vecImage));
+        const Bytes vecImage = ImageOf(*m_pContainer);
+        ASSERT_TRUE(SameBytes(m_model.Image(), vecImage));
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kImage(vecImage, m_kRandom.Below(16));
-            VOTSAssetNodeContainer kCustomer(AR_Customer);
-            ASSERT_NE(0, kCustomer.SetAlloc(kImage.As<ContainerImage>(), bCopy, vecImage.size()));
-            ExpectSame(kCustomer, m_kModel);
+            const MisalignedBlock image(vecImage, m_random.Below(16));
+            VOTSAssetNodeContainer customer(AR_Customer);
+            ASSERT_NE(0, customer.SetAlloc(image.As<ContainerImage>(), bCopy, vecImage.size()));
+            ExpectSame(customer, m_model);
             for (int i = 0; i < 20; ++i)
             {
                 const VOWString strPath = SomePath();
-                ASSERT_EQ(m_kModel.Find(strPath), FoundID(kCustomer, strPath.c_str())) << votest::Shown(strPath);
+                ASSERT_EQ(m_model.Find(strPath), FoundID(customer, strPath.c_str())) << votest::Shown(strPath);
             }
         }
-        const size_t uForm = m_kRandom.Below(3);
+        const size_t uForm = m_random.Below(3);
         if (uForm < 2)
         {
-            std::unique_ptr<VOTSAssetNodeContainer> pkLoaded = NewProvider();
-            std::unique_ptr<MisalignedBlock> pkImage = std::make_unique<MisalignedBlock>(vecImage, m_kRandom.Below(16));
-            ASSERT_NE(0, pkLoaded->SetAlloc(pkImage->As<ContainerImage>(), static_cast<int>(uForm)));
-            ExpectSame(*pkLoaded, m_kModel);
-            m_pkContainer = std::move(pkLoaded);
+            std::unique_ptr<VOTSAssetNodeContainer> pLoaded = NewProvider();
+            std::unique_ptr<MisalignedBlock> pImage = std::make_unique<MisalignedBlock>(vecImage, m_random.Below(16));
+            ASSERT_NE(0, pLoaded->SetAlloc(pImage->As<ContainerImage>(), static_cast<int>(uForm)));
+            ExpectSame(*pLoaded, m_model);
+            m_pContainer = std::move(pLoaded);
             // A copy needs the image no longer.
-            m_pkImage = uForm == 1 ? nullptr : std::move(pkImage);
+            m_pImage = uForm == 1 ? nullptr : std::move(pImage);
         }
     }
 
@@ -110,42 +110,42 @@ private:
                                                     VOTEXT("Dir.x"),  VOTEXT("f.txt"), VOTEXT("F.TXT"),
                                                     VOTEXT("\x4E2D"), VOTEXT("\x00C4")};
         VOWString strPath;
-        const size_t uParts = 1 + m_kRandom.Below(3);
+        const size_t uParts = 1 + m_random.Below(3);
         for (size_t i = 0; i < uParts; ++i)
         {
-            strPath += i == 0 ? VOTEXT("") : m_kRandom.Percent(30) ? VOTEXT("\\") : VOTEXT("/");
-            strPath += s_apszPart[m_kRandom.Below(8)];
+            strPath += i == 0 ? VOTEXT("") : m_random.Percent(30) ? VOTEXT("\\") : VOTEXT("/");
+            strPath += s_apszPart[m_random.Below(8)];
         }
-        if (m_kRandom.Percent(30))
+        if (m_random.Percent(30))
         {
-            strPath += Wide(std::to_string(m_kRandom.Below(40)));
+            strPath += Wide(std::to_string(m_random.Below(40)));
         }
-        if (m_kRandom.Percent(10))
+        if (m_random.Percent(10))
         {
-            strPath = (m_kRandom.Percent(80) ? VOTEXT("c:\\ROOT\\") : VOTEXT("D:/Root/")) + strPath;
+            strPath = (m_random.Percent(80) ? VOTEXT("c:\\ROOT\\") : VOTEXT("D:/Root/")) + strPath;
         }
-        return m_kRandom.Percent(5) ? strPath + VOTEXT("/") : strPath;
+        return m_random.Percent(5) ? strPath + VOTEXT("/") : strPath;
     }
 
     // Mostly an id that exists, and often one of a few, so that lists grow and shrink.
     unsigned int SomeID()
     {
-        const size_t uCount = m_kModel.vecNodes.size();
-        if (uCount > 12 && m_kRandom.Percent(60))
+        const size_t uCount = m_model.vecNodes.size();
+        if (uCount > 12 && m_random.Percent(60))
         {
-            return static_cast<unsigned int>(m_kRandom.Below(12));
+            return static_cast<unsigned int>(m_random.Below(12));
         }
-        return static_cast<unsigned int>(m_kRandom.Below(uCount + (m_kRandom.Percent(5) ? 2 : 0) + (uCount == 0)));
+        return static_cast<unsigned int>(m_random.Below(uCount + (m_random.Percent(5) ? 2 : 0) + (uCount == 0)));
     }
-    bool Exists(unsigned int uID) const { return uID < m_kModel.vecNodes.size(); }
+    bool Exists(unsigned int uID) const { return uID < m_model.vecNodes.size(); }
 
     void ExpectNode(unsigned int uID)
     {
         structAssetNode tsNode;
-        ASSERT_EQ(Exists(uID), m_pkContainer->GetAssetNode(uID, tsNode) != 0);
+        ASSERT_EQ(Exists(uID), m_pContainer->GetAssetNode(uID, tsNode) != 0);
         if (Exists(uID))
         {
-            ASSERT_TRUE(SameBytes(m_kModel.vecNodes[uID].Node(), BytesOf(tsNode))) << "node " << uID;
+            ASSERT_TRUE(SameBytes(m_model.vecNodes[uID].Node(), BytesOf(tsNode))) << "node " << uID;
         }
     }
 
@@ -154,19 +154,19 @@ private:
         const VOWString strPath = SomePath();
         unsigned int uID = kNone;
         bool bWasThere = false;
-        const bool bExpected = m_kModel.Request(strPath, uID, bWasThere);
+        const bool bExpected = m_model.Request(strPath, uID, bWasThere);
         structAssetNode tsNode;
         int bInserted = 7;
-        ASSERT_EQ(bExpected, m_pkContainer->RequestAssetNode(strPath.c_str(), tsNode, bInserted) != 0);
+        ASSERT_EQ(bExpected, m_pContainer->RequestAssetNode(strPath.c_str(), tsNode, bInserted) != 0);
         if (bExpected)
         {
             ASSERT_EQ(uID, tsNode.nAssetID) << votest::Shown(strPath);
             ASSERT_EQ(bWasThere ? 1 : 0, bInserted);
-            ASSERT_TRUE(SameBytes(m_kModel.vecNodes[uID].Node(), BytesOf(tsNode)));
-            if (!bWasThere && m_kRandom.Percent(40))
+            ASSERT_TRUE(SameBytes(m_model.vecNodes[uID].Node(), BytesOf(tsNode)));
+            if (!bWasThere && m_random.Percent(40))
             {
-                m_kModel.vecNodes[uID].bFolder = 1;
-                ASSERT_NE(0, m_pkContainer->SetAssetNodeFolder(uID, 1));
+                m_model.vecNodes[uID].bFolder = 1;
+                ASSERT_NE(0, m_pContainer->SetAssetNodeFolder(uID, 1));
             }
         }
     }
@@ -174,51 +174,51 @@ private:
     void Find()
     {
         const VOWString strPath = SomePath();
-        ASSERT_EQ(m_kModel.Find(strPath), FoundID(*m_pkContainer, strPath.c_str())) << votest::Shown(strPath);
+        ASSERT_EQ(m_model.Find(strPath), FoundID(*m_pContainer, strPath.c_str())) << votest::Shown(strPath);
     }
 
     void RemoveByPath()
     {
         const VOWString strPath = SomePath();
-        const unsigned int uID = m_kModel.Find(strPath);
-        const bool bExpected = uID != kNone && m_kModel.Remove(uID);
-        ASSERT_EQ(bExpected, m_pkContainer->RemoveAssetNode(strPath.c_str()) != 0) << votest::Shown(strPath);
+        const unsigned int uID = m_model.Find(strPath);
+        const bool bExpected = uID != kNone && m_model.Remove(uID);
+        ASSERT_EQ(bExpected, m_pContainer->RemoveAssetNode(strPath.c_str()) != 0) << votest::Shown(strPath);
     }
 
     void RemoveByID()
     {
         const unsigned int uID = SomeID();
-        const bool bExpected = m_kModel.Remove(uID);
-        ASSERT_EQ(bExpected, m_pkContainer->RemoveAssetNode(uID) != 0) << uID;
+        const bool bExpected = m_model.Remove(uID);
+        ASSERT_EQ(bExpected, m_pContainer->RemoveAssetNode(uID) != 0) << uID;
     }
 
     void Redirect()
     {
         const unsigned int uID = SomeID();
         const VOWString strPath = SomePath();
-        const bool bExpected = m_kModel.Redirect(uID, strPath);
-        ASSERT_EQ(bExpected, m_pkContainer->RedirectAssetNode(uID, strPath.c_str()) != 0) << votest::Shown(strPath);
+        const bool bExpected = m_model.Redirect(uID, strPath);
+        ASSERT_EQ(bExpected, m_pContainer->RedirectAssetNode(uID, strPath.c_str()) != 0) << votest::Shown(strPath);
     }
 
     void SetWords()
     {
         const unsigned int uID = SomeID();
-        const unsigned int uWord = m_kRandom.Word();
-        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeAssetMergeSign(uID, uWord) != 0);
-        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeAssetFrom(
+        const unsigned int uWord = m_random.Word();
+        ASSERT_EQ(Exists(uID), m_pContainer->SetAssetNodeAssetMergeSign(uID, uWord) != 0);
+        ASSERT_EQ(Exists(uID), m_pContainer->SetAssetNodeAssetFrom(
                                    uID, static_cast<LUMTrayService::enumAssetFrom>(uWord % 10)) != 0);
-        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeFileAttribute(uID, uWord * 7ull, -1ll * uWord, uWord + 1ll,
-                                                                        uWord + 2ll, ~uWord) != 0);
+        ASSERT_EQ(Exists(uID), m_pContainer->SetAssetNodeFileAttribute(uID, uWord * 7ull, -1ll * uWord, uWord + 1ll,
+                                                                       uWord + 2ll, ~uWord) != 0);
         if (Exists(uID))
         {
-            ModelNode& rkNode = m_kModel.vecNodes[uID];
-            rkNode.uMerge = uWord;
-            rkNode.uFrom = uWord % 10;
-            rkNode.ullSize = uWord * 7ull;
-            rkNode.ullCreate = static_cast<unsigned long long>(-1ll * uWord);
-            rkNode.ullAccess = uWord + 1ull;
-            rkNode.ullWrite = uWord + 2ull;
-            rkNode.uAttribute = ~uWord;
+            ModelNode& node = m_model.vecNodes[uID];
+            node.uMerge = uWord;
+            node.uFrom = uWord % 10;
+            node.ullSize = uWord * 7ull;
+            node.ullCreate = static_cast<unsigned long long>(-1ll * uWord);
+            node.ullAccess = uWord + 1ull;
+            node.ullWrite = uWord + 2ull;
+            node.uAttribute = ~uWord;
         }
         ExpectNode(uID);
     }
@@ -226,15 +226,15 @@ private:
     void SetNames()
     {
         const unsigned int uID = SomeID();
-        const VOWString strDir = m_kRandom.Percent(70) ? SomePath() : VOWString();
-        const VOWString strBase = m_kRandom.Percent(90) ? SomePath() : VOWString();
-        const VOWString strExt = m_kRandom.Percent(50) ? SomePath() : VOWString();
-        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeStripPath(
-                                   uID, strDir.empty() && m_kRandom.Percent(50) ? nullptr : strDir.c_str(),
+        const VOWString strDir = m_random.Percent(70) ? SomePath() : VOWString();
+        const VOWString strBase = m_random.Percent(90) ? SomePath() : VOWString();
+        const VOWString strExt = m_random.Percent(50) ? SomePath() : VOWString();
+        ASSERT_EQ(Exists(uID), m_pContainer->SetAssetNodeStripPath(
+                                   uID, strDir.empty() && m_random.Percent(50) ? nullptr : strDir.c_str(),
                                    strBase.c_str(), strExt.c_str()) != 0);
         if (Exists(uID))
         {
-            m_kModel.SetNames(uID, strDir, strBase, strExt);
+            m_model.SetNames(uID, strDir, strBase, strExt);
         }
         ExpectNode(uID);
     }
@@ -243,13 +243,13 @@ private:
     {
         const unsigned int uID = SomeID();
         const VOWString strText = SomePath();
-        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodePhysicsPath(uID, strText.c_str()) != 0);
-        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeClassifyType(uID, -3, VOTEXT("type name")) != 0);
+        ASSERT_EQ(Exists(uID), m_pContainer->SetAssetNodePhysicsPath(uID, strText.c_str()) != 0);
+        ASSERT_EQ(Exists(uID), m_pContainer->SetAssetNodeClassifyType(uID, -3, VOTEXT("type name")) != 0);
         if (Exists(uID))
         {
-            m_kModel.vecNodes[uID].ullPhysics = m_kModel.kStrings.Insert(strText);
-            m_kModel.vecNodes[uID].nType = -3;
-            m_kModel.vecNodes[uID].ullTypeName = m_kModel.kStrings.Insert(VOTEXT("type name"));
+            m_model.vecNodes[uID].ullPhysics = m_model.strings.Insert(strText);
+            m_model.vecNodes[uID].nType = -3;
+            m_model.vecNodes[uID].ullTypeName = m_model.strings.Insert(VOTEXT("type name"));
         }
         ExpectNode(uID);
     }
@@ -260,10 +260,10 @@ private:
         const unsigned int uParent = SomeID();
         if (Exists(uParent))
         {
-            ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeParentIndex(uID, uParent) != 0);
+            ASSERT_EQ(Exists(uID), m_pContainer->SetAssetNodeParentIndex(uID, uParent) != 0);
             if (Exists(uID))
             {
-                m_kModel.vecNodes[uID].uParent = uParent;
+                m_model.vecNodes[uID].uParent = uParent;
             }
         }
     }
@@ -272,7 +272,7 @@ private:
     {
         const unsigned int uID = SomeID();
         IDs vecChildren;
-        for (size_t i = m_kRandom.Below(5); i > 0; --i)
+        for (size_t i = m_random.Below(5); i > 0; --i)
         {
             const unsigned int uChild = SomeID();
             if (Exists(uChild))
@@ -280,10 +280,10 @@ private:
                 vecChildren.push_back(uChild);
             }
         }
-        ASSERT_EQ(Exists(uID), m_pkContainer->SetAssetNodeChildIndex(uID, vecChildren) != 0);
+        ASSERT_EQ(Exists(uID), m_pContainer->SetAssetNodeChildIndex(uID, vecChildren) != 0);
         if (Exists(uID))
         {
-            m_kModel.SetChildren(uID, vecChildren);
+            m_model.SetChildren(uID, vecChildren);
         }
         ExpectNode(uID);
     }
@@ -292,19 +292,18 @@ private:
     {
         const unsigned int uID = SomeID();
         const unsigned int uChild = SomeID();
-        const bool bInsert = m_kRandom.Percent(65);
+        const bool bInsert = m_random.Percent(65);
         const bool bBoth = Exists(uID) && Exists(uChild);
-        const bool bExpected =
-            bBoth && (bInsert ? m_kModel.InsertChild(uID, uChild) : m_kModel.RemoveChild(uID, uChild));
-        const int nResult = bInsert ? m_pkContainer->InsertAssetNodeChildIndex(uID, uChild)
-                                    : m_pkContainer->RemoveAssetNodeChildIndex(uID, uChild);
+        const bool bExpected = bBoth && (bInsert ? m_model.InsertChild(uID, uChild) : m_model.RemoveChild(uID, uChild));
+        const int nResult = bInsert ? m_pContainer->InsertAssetNodeChildIndex(uID, uChild)
+                                    : m_pContainer->RemoveAssetNodeChildIndex(uID, uChild);
         ASSERT_EQ(bExpected, nResult != 0);
         ExpectNode(uID);
         if (bBoth)
         {
-            for (const unsigned int uInfo : {m_kModel.vecNodes[uID].uFiles, m_kModel.vecNodes[uID].uFolders})
+            for (const unsigned int uInfo : {m_model.vecNodes[uID].uFiles, m_model.vecNodes[uID].uFolders})
             {
-                ASSERT_EQ(uInfo == kNone ? IDs() : m_kModel.kNumbers.List(uInfo), ListOf(*m_pkContainer, uInfo));
+                ASSERT_EQ(uInfo == kNone ? IDs() : m_model.numbers.List(uInfo), ListOf(*m_pContainer, uInfo));
             }
         }
     }
@@ -313,13 +312,13 @@ private:
     {
         const unsigned int uID = SomeID();
         ExpectNode(uID);
-        ASSERT_EQ(m_kModel.vecNodes.size(), m_pkContainer->GetAssetNodeCount());
+        ASSERT_EQ(m_model.vecNodes.size(), m_pContainer->GetAssetNodeCount());
     }
 
-    Random m_kRandom;
-    ModelContainer m_kModel;
-    std::unique_ptr<MisalignedBlock> m_pkImage;  // what the container may be looking at: it goes after it
-    std::unique_ptr<VOTSAssetNodeContainer> m_pkContainer;
+    Random m_random;
+    ModelContainer m_model;
+    std::unique_ptr<MisalignedBlock> m_pImage;  // what the container may be looking at: it goes after it
+    std::unique_ptr<VOTSAssetNodeContainer> m_pContainer;
 };
 
 class RandomModel : public testing::TestWithParam<int>
@@ -328,16 +327,16 @@ class RandomModel : public testing::TestWithParam<int>
 
 TEST_P(RandomModel, ContainerAndModelAgreeAfterEveryStepAndInEveryForm)
 {
-    QuietLoop kQuiet;
-    RandomRun kRun(static_cast<uint64_t>(GetParam()));
+    QuietLoop quiet;
+    RandomRun run(static_cast<uint64_t>(GetParam()));
     for (int nStep = 1; nStep <= 3000; ++nStep)
     {
-        kQuiet.Next();
-        kRun.Step();
+        quiet.Next();
+        run.Step();
         ASSERT_FALSE(HasFatalFailure()) << "step " << nStep;
         if (nStep % 300 == 0)
         {
-            kRun.RoundTrip();
+            run.RoundTrip();
             ASSERT_FALSE(HasFatalFailure()) << "after step " << nStep;
         }
     }

@@ -108,24 +108,24 @@ TEST(SharedRecords, EveryFieldOfANodeLiesWhereTheTableOfTheFormatPutsIt)
 
 TEST(SharedRecords, TheStoredRecordIsTheNodeThenItsKeyThenItsState)
 {
-    structAssetNodeParam kParam;
-    kParam.tsNode.nAssetID = 5;
-    kParam.hStringParam = HandleOf(0x0102030405060708);
-    kParam.dwParamState = APS_Deleted;
-    Bytes vecExpected = BytesOf(kParam.tsNode);
+    structAssetNodeParam param;
+    param.tsNode.nAssetID = 5;
+    param.hStringParam = HandleOf(0x0102030405060708);
+    param.dwParamState = APS_Deleted;
+    Bytes vecExpected = BytesOf(param.tsNode);
     const Bytes vecRest = votest::FromHex("0807060504030201 02000000");
     vecExpected.insert(vecExpected.end(), vecRest.begin(), vecRest.end());
-    EXPECT_TRUE(SameBytes(vecExpected, votest::CopyBytes(&kParam, sizeof(kParam))));
+    EXPECT_TRUE(SameBytes(vecExpected, votest::CopyBytes(&param, sizeof(param))));
 }
 
 TEST(SharedRecords, AHandedOutNodeIsASnapshot)
 {
-    VOTSAssetNodeContainer kContainer;
-    const unsigned int uID = NewNode(kContainer, VOTEXT("a"));
-    const structAssetNode tsBefore = NodeOf(kContainer, uID);
-    ASSERT_NE(0, kContainer.SetAssetNodeAssetMergeSign(uID, 77));
+    VOTSAssetNodeContainer container;
+    const unsigned int uID = NewNode(container, VOTEXT("a"));
+    const structAssetNode tsBefore = NodeOf(container, uID);
+    ASSERT_NE(0, container.SetAssetNodeAssetMergeSign(uID, 77));
     EXPECT_EQ(0u, tsBefore.uAssetMerge);
-    EXPECT_EQ(77u, NodeOf(kContainer, uID).uAssetMerge);
+    EXPECT_EQ(77u, NodeOf(container, uID).uAssetMerge);
 }
 
 }  // namespace

@@ -15,10 +15,10 @@ namespace assettest
 class TemporaryTree
 {
 public:
-    std::filesystem::path At(const std::string& strRelative) const { return m_kFolder.Path() / strRelative; }
+    std::filesystem::path At(const std::string& strRelative) const { return m_folder.Path() / strRelative; }
 
     // The root as a container takes it.
-    VOWString Root() const { return Wide(m_kFolder.Path().generic_string()); }
+    VOWString Root() const { return Wide(m_folder.Path().generic_string()); }
     VOWString Path(const std::string& strRelative) const { return Root() + VOTEXT('/') + Wide(strRelative); }
 
     void MakeFolder(const std::string& strRelative) const { std::filesystem::create_directories(At(strRelative)); }
@@ -33,8 +33,8 @@ public:
 
     void SetWritten(const std::string& strRelative, long long llWritten) const
     {
-        const std::chrono::sys_seconds kTime{std::chrono::seconds(llWritten)};
-        std::filesystem::last_write_time(At(strRelative), std::chrono::file_clock::from_sys(kTime));
+        const std::chrono::sys_seconds time{std::chrono::seconds(llWritten)};
+        std::filesystem::last_write_time(At(strRelative), std::chrono::file_clock::from_sys(time));
     }
 
     void MakeReadOnly(const std::string& strRelative) const
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    votest::TemporaryFolder m_kFolder;
+    votest::TemporaryFolder m_folder;
 };
 
 }  // namespace assettest

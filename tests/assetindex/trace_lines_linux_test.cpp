@@ -38,13 +38,13 @@ int Ignore(const structAssetNode&, void*, int&)
 
 void WalkUnderTrace()
 {
-    VOTSAssetNodeContainer kTree;
-    AddLinked(kTree, VOTEXT("top"), true, kNone);
-    AddLinked(kTree, VOTEXT("top/file"), false, 0);
-    AddLinked(kTree, VOTEXT("top/d"), true, 0);
+    VOTSAssetNodeContainer tree;
+    AddLinked(tree, VOTEXT("top"), true, kNone);
+    AddLinked(tree, VOTEXT("top/file"), false, 0);
+    AddLinked(tree, VOTEXT("top/d"), true, 0);
     Lines vecExpected;
-    const auto Expect = [&vecExpected](const Lines& rkLines)
-    { vecExpected.insert(vecExpected.end(), rkLines.begin(), rkLines.end()); };
+    const auto Expect = [&vecExpected](const Lines& lines)
+    { vecExpected.insert(vecExpected.end(), lines.begin(), lines.end()); };
     Expect({TraceLines::Line("pFun", kInnerWalk)});
     Expect(GetNode("pkContainer->GetAssetNode(uAssetIndex, tsNode)"));
     Expect(GetList("pkContainer->GetInfoNumberList(tsNode.nChildFileInfo, vecChildIndex)"));
@@ -55,7 +55,7 @@ void WalkUnderTrace()
     Expect(GetNode("pkContainer->GetAssetNode(uAssetIndex, tsNode)"));
     CHECK_HERE(
         vecExpected ==
-        TraceLines::Of([&] { VOTSAssetNodeContainerHelper::TraverseAssetNode(&kTree, 0, 3, 1, &Ignore, nullptr); }));
+        TraceLines::Of([&] { VOTSAssetNodeContainerHelper::TraverseAssetNode(&tree, 0, 3, 1, &Ignore, nullptr); }));
 }
 
 TEST(TraceLinesDeathTest, AWalkShowsTheChecksOfWhatItAsksFor)
@@ -65,24 +65,24 @@ TEST(TraceLinesDeathTest, AWalkShowsTheChecksOfWhatItAsksFor)
 
 void FillUnderTrace()
 {
-    VOTSAssetNodeContainer kTree;
+    VOTSAssetNodeContainer tree;
     structAssetNode tsNode;
     int bInserted = 0;
-    const auto Has = [](const Lines& rkLines, const std::string& strLine)
-    { return std::find(rkLines.begin(), rkLines.end(), strLine) != rkLines.end(); };
+    const auto Has = [](const Lines& lines, const std::string& strLine)
+    { return std::find(lines.begin(), lines.end(), strLine) != lines.end(); };
 
-    const Lines vecRequest = TraceLines::Of([&] { kTree.RequestAssetNode(VOTEXT("top"), tsNode, bInserted); });
+    const Lines vecRequest = TraceLines::Of([&] { tree.RequestAssetNode(VOTEXT("top"), tsNode, bInserted); });
     CHECK_HERE(Has(vecRequest, TraceLines::Line("_AddFileDataParam(hStringParam, tsNode, uParamIndex)",
                                                 kContainer + "RequestAssetNode")));
     CHECK_HERE(!HasText(vecRequest, "VOStringHash"));
 
-    AddLinked(kTree, VOTEXT("top/file"), false, kNone);
-    const Lines vecChildren = TraceLines::Of([&] { kTree.SetAssetNodeChildIndex(0, {1}); });
+    AddLinked(tree, VOTEXT("top/file"), false, kNone);
+    const Lines vecChildren = TraceLines::Of([&] { tree.SetAssetNodeChildIndex(0, {1}); });
     CHECK_HERE(Has(vecChildren, TraceLines::Line("uNeedSize != 0", kNumbers + "InsertNumber")));
     CHECK_HERE(Has(vecChildren,
                    TraceLines::Line("_ResetNumberArrayCount((m_uCount + uNeedSize) * 2)", kNumbers + "InsertNumber")));
     CHECK_HERE(!HasText(vecChildren, "_InsertList"));
-    CHECK_HERE(TraceLines::Of([&] { kTree.FindAssetNode(VOTEXT("top"), tsNode); }).size() == 4);
+    CHECK_HERE(TraceLines::Of([&] { tree.FindAssetNode(VOTEXT("top"), tsNode); }).size() == 4);
 }
 
 TEST(TraceLinesDeathTest, FillingShowsTheChecksUnderTheirOwnNames)

@@ -28,38 +28,38 @@ const std::string kNoEntry = CheckLine("VO_PROCESS_ERROR", "pEntry", "ZIniFile::
 
 TEST(IniFaults, OpeningWithoutMemoryGives0AndAnEmptyObject)
 {
-    const TemporaryFiles kFiles;
-    const std::string strPath = kFiles.Write("a.ini", "[a]\nx=1\n");
+    const TemporaryFiles files;
+    const std::string strPath = files.Write("a.ini", "[a]\nx=1\n");
     // A text and an entry for each line, and the chain.
     EXPECT_EQ(5u, FailEachTry(
                       [&](unsigned uNth)
                       {
-                          const LogCapture kLog;
-                          Ini kIni;
-                          const int nResult = kIni.OpenIniFile(strPath.c_str(), false);
+                          const LogCapture log;
+                          Ini ini;
+                          const int nResult = ini.OpenIniFile(strPath.c_str(), false);
                           if (VOFaultFired() == 0)
                           {
                               EXPECT_EQ(1, nResult);
                               return;
                           }
                           EXPECT_EQ(0, nResult);
-                          EXPECT_EQ(nullptr, kIni.m_pFirstEntry);
-                          EXPECT_EQ(nullptr, kIni.m_pLastEntry);
+                          EXPECT_EQ(nullptr, ini.m_pFirstEntry);
+                          EXPECT_EQ(nullptr, ini.m_pLastEntry);
                           const bool bText = uNth == 1 || uNth == 4;
-                          EXPECT_EQ(bText ? Texts{} : Texts{kNoEntry}, kLog.Lines()) << uNth;
+                          EXPECT_EQ(bText ? Texts{} : Texts{kNoEntry}, log.Lines()) << uNth;
                       }));
 }
 
 TEST(IniFaults, ANewEntryWithoutMemoryFreesTheWholeChainAndLogs)
 {
-    Ini kIni("[a]\nx=1\n");
-    const LogCapture kLog;
+    Ini ini("[a]\nx=1\n");
+    const LogCapture log;
     VOFaultArm("VOTryAllocate", 1, false);
-    EXPECT_EQ(nullptr, kIni.MakeNewEntry());
+    EXPECT_EQ(nullptr, ini.MakeNewEntry());
     VOFaultDisarm();
-    EXPECT_EQ(nullptr, kIni.m_pFirstEntry);
-    EXPECT_EQ(nullptr, kIni.m_pLastEntry);
-    EXPECT_EQ((Texts{kNoEntry}), kLog.Lines());
+    EXPECT_EQ(nullptr, ini.m_pFirstEntry);
+    EXPECT_EQ(nullptr, ini.m_pLastEntry);
+    EXPECT_EQ((Texts{kNoEntry}), log.Lines());
 }
 
 TEST(IniFaults, AddSectionAndKeyNamesTheItemThatFailed)
@@ -74,12 +74,12 @@ TEST(IniFaults, AddSectionAndKeyNamesTheItemThatFailed)
         EXPECT_EQ(6u, FailEachTry(
                           [&](unsigned uNth)
                           {
-                              Ini kIni;
+                              Ini ini;
                               VOFaultDisarm();
-                              ASSERT_EQ(1, kIni.AddItem(tpSECTION, "[a]"));
+                              ASSERT_EQ(1, ini.AddItem(tpSECTION, "[a]"));
                               VOFaultArm("VOTryAllocate", uNth, false);
-                              const LogCapture kLog;
-                              const int nResult = kIni.AddSectionAndKey("s", pszKey, "v");
+                              const LogCapture log;
+                              const int nResult = ini.AddSectionAndKey("s", pszKey, "v");
                               if (VOFaultFired() == 0)
                               {
                                   EXPECT_EQ(1, nResult);
@@ -87,7 +87,7 @@ TEST(IniFaults, AddSectionAndKeyNamesTheItemThatFailed)
                               }
                               EXPECT_EQ(0, nResult);
                               EXPECT_EQ(CheckLine("VO_PROCESS_ERROR", vecItem.at(uNth - 1), strFunction),
-                                        kLog.Lines().back());
+                                        log.Lines().back());
                           }));
     }
 }
@@ -99,18 +99,18 @@ TEST(IniFaults, AChangeWithoutMemoryLeavesTheLinesAsTheyWere)
         FailEachTry(
             [](unsigned uNth)
             {
-                Ini kIni;
+                Ini ini;
                 VOFaultDisarm();
-                kIni.AddItem(tpSECTION, "[a]");
-                kIni.AddItem(tpKEYVALUE, "x=1");
+                ini.AddItem(tpSECTION, "[a]");
+                ini.AddItem(tpKEYVALUE, "x=1");
                 VOFaultArm("VOTryAllocate", uNth, false);
-                kIni.WriteString("a", "x", "2");
-                const Texts vecChanged = kIni.Lines();
-                kIni.WriteString("a", "new", "3");
+                ini.WriteString("a", "x", "2");
+                const Texts vecChanged = ini.Lines();
+                ini.WriteString("a", "new", "3");
                 if (VOFaultFired() != 0)
                 {
                     const bool bFirst = vecChanged == Texts{"s:[a]", "k:x=1"};
-                    EXPECT_EQ(bFirst ? (Texts{"s:[a]", "k:new=3", "k:x=1"}) : (Texts{"s:[a]", "k:x=2"}), kIni.Lines());
+                    EXPECT_EQ(bFirst ? (Texts{"s:[a]", "k:new=3", "k:x=1"}) : (Texts{"s:[a]", "k:x=2"}), ini.Lines());
                 }
             }));
 }
@@ -121,16 +121,16 @@ TEST(IniFaults, AFileThatCantBeOpenedOrReadEndsCleanly)
     {
         GTEST_SKIP() << "the calls are the system's own here";
     }
-    const LogCapture kLog;
-    const TemporaryFiles kFiles;
-    const std::string strPath = kFiles.Write("a.ini", "[a]\nx=1\n");
-    Ini kIni;
+    const LogCapture log;
+    const TemporaryFiles files;
+    const std::string strPath = files.Write("a.ini", "[a]\nx=1\n");
+    Ini ini;
     VOFaultArm("VOOpenFile", 1, false);
-    EXPECT_EQ(0, kIni.OpenIniFile(strPath.c_str(), false));
-    EXPECT_EQ((Texts{CheckLine("VO_PROCESS_ERROR", "pIniFile", "ZIniFile::OpenIniFile")}), kLog.Lines());
+    EXPECT_EQ(0, ini.OpenIniFile(strPath.c_str(), false));
+    EXPECT_EQ((Texts{CheckLine("VO_PROCESS_ERROR", "pIniFile", "ZIniFile::OpenIniFile")}), log.Lines());
     VOFaultArm("read", 1, true);
-    EXPECT_EQ(1, kIni.OpenIniFile(strPath.c_str(), false));
-    EXPECT_EQ(Texts{}, kIni.Lines());
+    EXPECT_EQ(1, ini.OpenIniFile(strPath.c_str(), false));
+    EXPECT_EQ(Texts{}, ini.Lines());
     VOFaultDisarm();
 }
 
@@ -140,13 +140,13 @@ TEST(IniFaults, AttributesThatCantBeReadOrSetDoNotStopTheWriting)
     {
         GTEST_SKIP() << "the calls are the system's own here";
     }
-    const TemporaryFiles kFiles;
-    const std::string strPath = kFiles.Write("a.ini", "[a]\n");
+    const TemporaryFiles files;
+    const std::string strPath = files.Write("a.ini", "[a]\n");
     for (const char* pszCall : {"GetFileAttributesA", "SetFileAttributesA"})
     {
-        Ini kIni("[b]\n");
+        Ini ini("[b]\n");
         VOFaultArm(pszCall, 1, true);
-        EXPECT_EQ(1, kIni.WriteIniFile(strPath.c_str())) << pszCall;
+        EXPECT_EQ(1, ini.WriteIniFile(strPath.c_str())) << pszCall;
         EXPECT_LT(0u, VOFaultFired()) << pszCall;
         VOFaultDisarm();
         EXPECT_EQ("[b]\r\n", TemporaryFiles::Read(strPath)) << pszCall;

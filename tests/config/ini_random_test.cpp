@@ -91,10 +91,10 @@ public:
         const std::string strLine = pstrKey != nullptr ? *pstrKey + "=" + strValue : strValue;
         if (nKey != NONE)
         {
-            const std::string& rkOld = At(nKey).strText;
-            const size_t uComment = rkOld.find(';');
-            At(nKey).strText = rkOld.substr(0, rkOld.find('=')) + "=" + strValue +
-                               (uComment != std::string::npos ? rkOld.substr(uComment) : "");
+            const std::string& old = At(nKey).strText;
+            const size_t uComment = old.find(';');
+            At(nKey).strText = old.substr(0, old.find('=')) + "=" + strValue +
+                               (uComment != std::string::npos ? old.substr(uComment) : "");
         }
         else if (nSection != NONE)
         {
@@ -216,77 +216,77 @@ const Texts KEYS = {"k", "K2", "other", "x y", "z", "Other"};
 const Texts VALUES = {"1", "some text", " 2 ", "v;c", "a[1]", "w=3"};
 
 // One random edit, on both.
-void PlayOneEdit(Random& rRandom, Ini& rIni, Model& rModel)
+void PlayOneEdit(Random& random, Ini& ini, Model& model)
 {
-    const std::string& rkSection = SECTIONS[rRandom.Below(SECTIONS.size())];
-    const std::string& rkKey = KEYS[rRandom.Below(KEYS.size())];
-    const std::string& rkValue = VALUES[rRandom.Below(VALUES.size())];
-    const size_t uKind = rRandom.Below(100);
+    const std::string& section = SECTIONS[random.Below(SECTIONS.size())];
+    const std::string& key = KEYS[random.Below(KEYS.size())];
+    const std::string& value = VALUES[random.Below(VALUES.size())];
+    const size_t uKind = random.Below(100);
     if (uKind < 45)
     {
-        rIni.WriteString(rkSection.c_str(), rkKey.c_str(), rkValue.c_str());
-        rModel.WriteString(rkSection, &rkKey, rkValue);
+        ini.WriteString(section.c_str(), key.c_str(), value.c_str());
+        model.WriteString(section, &key, value);
     }
     else if (uKind < 55)
     {
-        rIni.WriteString(rkSection.c_str(), nullptr, rkValue.c_str());
-        rModel.WriteString(rkSection, nullptr, rkValue);
+        ini.WriteString(section.c_str(), nullptr, value.c_str());
+        model.WriteString(section, nullptr, value);
     }
     else if (uKind < 75)
     {
-        ASSERT_EQ(rModel.DeleteKey(rkSection, rkKey) ? 1 : 0, rIni.DeleteKey(rkSection.c_str(), rkKey.c_str()));
+        ASSERT_EQ(model.DeleteKey(section, key) ? 1 : 0, ini.DeleteKey(section.c_str(), key.c_str()));
     }
     else if (uKind < 83)
     {
-        ASSERT_EQ(1, rIni.DeleteSection(rkSection.c_str()));
-        rModel.DeleteSection(rkSection);
+        ASSERT_EQ(1, ini.DeleteSection(section.c_str()));
+        model.DeleteSection(section);
     }
     else if (uKind < 88)
     {
-        ASSERT_EQ(1, rIni.AddItem(tpCOMMENT, "; appended"));
-        rModel.Append(tpCOMMENT, "; appended");
+        ASSERT_EQ(1, ini.AddItem(tpCOMMENT, "; appended"));
+        model.Append(tpCOMMENT, "; appended");
     }
-    else if (rIni.m_pFirstEntry != nullptr)
+    else if (ini.m_pFirstEntry != nullptr)
     {
-        const size_t uPlace = rRandom.Below(12);
-        ZENTRY* pEntry = rIni.m_pFirstEntry;
+        const size_t uPlace = random.Below(12);
+        ZENTRY* pEntry = ini.m_pFirstEntry;
         for (size_t i = 0; i < uPlace && pEntry->pNext != nullptr; ++i)
         {
             pEntry = pEntry->pNext;
         }
-        ASSERT_EQ(1, rIni.AddItemAt(pEntry, tpKEYVALUE, (rkKey + "=" + rkValue).c_str()));
-        rModel.InsertBehind(rModel.EntryAt(uPlace), tpKEYVALUE, rkKey + "=" + rkValue);
+        ASSERT_EQ(1, ini.AddItemAt(pEntry, tpKEYVALUE, (key + "=" + value).c_str()));
+        model.InsertBehind(model.EntryAt(uPlace), tpKEYVALUE, key + "=" + value);
     }
 }
 }  // namespace
 
 TEST(IniRandom, ThousandsOfEditScriptsLeaveTheLinesOfTheModel)
 {
-    const TemporaryFiles kFiles;
-    const std::string strPath = kFiles.Path("a.ini");
-    Random kRandom(71001);
+    const TemporaryFiles files;
+    const std::string strPath = files.Path("a.ini");
+    Random random(71001);
     for (int nScript = 0; nScript < 2500; ++nScript)
     {
-        Ini kIni;
-        Model kModel;
-        if (kRandom.Percent(80))
+        Ini ini;
+        Model model;
+        if (random.Percent(80))
         {
             const std::string strStart = "[a]\nk=1 ; one\nother=2\n[B]\nK2=v\n;c\nz=1\n[d]\n";
-            ASSERT_EQ(1, kIni.OpenIniFile(kFiles.Write("start.ini", strStart).c_str(), false));
+            ASSERT_EQ(1, ini.OpenIniFile(files.Write("start.ini", strStart).c_str(), false));
             for (const auto& [cType, pszText] :
                  {std::pair{tpSECTION, "[a]"}, std::pair{tpKEYVALUE, "k=1 ; one"}, std::pair{tpKEYVALUE, "other=2"},
                   std::pair{tpSECTION, "[B]"}, std::pair{tpKEYVALUE, "K2=v"}, std::pair{tpCOMMENT, ";c"},
                   std::pair{tpKEYVALUE, "z=1"}, std::pair{tpSECTION, "[d]"}})
             {
-                kModel.Append(static_cast<char>(cType), pszText);
+                model.Append(static_cast<char>(cType), pszText);
             }
         }
-        for (size_t uLeft = 1 + kRandom.Below(40); uLeft > 0; --uLeft)
+        for (size_t uLeft = 1 + random.Below(40); uLeft > 0; --uLeft)
         {
-            PlayOneEdit(kRandom, kIni, kModel);
-            ASSERT_EQ(kModel.Lines(), kIni.Lines()) << "script " << nScript;
+            PlayOneEdit(random, ini, model);
+            ASSERT_EQ(model.Lines(), ini.Lines()) << "script " << nScript;
         }
-        ASSERT_EQ(1, kIni.WriteIniFile(strPath.c_str()));
-        ASSERT_EQ(kModel.Written(), TemporaryFiles::Read(strPath)) << "script " << nScript;
+        ASSERT_EQ(1, ini.WriteIniFile(strPath.c_str()));
+        ASSERT_EQ(model.Written(), TemporaryFiles::Read(strPath)) << "script " << nScript;
     }
 }

@@ -12,16 +12,16 @@ struct Opened
 {
     explicit Opened(const std::string& strBytes)
     {
-        const TemporaryFiles kFiles;
-        strPath = kFiles.Write("a.ini", strBytes);
-        const LogCapture kLog;
-        StdoutCapture kStdout;
-        nResult = kIni.OpenIniFile(strPath.c_str(), true);
-        strPrinted = kStdout.Text();
-        uLogLines = kLog.Count();
+        const TemporaryFiles files;
+        strPath = files.Write("a.ini", strBytes);
+        const LogCapture log;
+        StdoutCapture printed;
+        nResult = ini.OpenIniFile(strPath.c_str(), true);
+        strPrinted = printed.Text();
+        uLogLines = log.Count();
     }
 
-    Ini kIni;
+    Ini ini;
     std::string strPath;
     int nResult = -1;
     std::string strPrinted;
@@ -38,24 +38,24 @@ std::string Refusal(const std::string& strPath)
 
 TEST(IniOpen, EachLineBecomesAnEntryOfItsKind)
 {
-    const Ini kIni("[main]\nname=1\n; a remark\njust text\n[other]\n");
-    EXPECT_EQ((Texts{"s:[main]", "k:name=1", "c:; a remark", "c:just text", "s:[other]"}), kIni.Lines());
+    const Ini ini("[main]\nname=1\n; a remark\njust text\n[other]\n");
+    EXPECT_EQ((Texts{"s:[main]", "k:name=1", "c:; a remark", "c:just text", "s:[other]"}), ini.Lines());
 }
 
 TEST(IniOpen, EntriesAreLinkedBothWaysAndTheLastOneIsTheTail)
 {
-    const Ini kIni("[main]\na=1\nb=2\n");
-    EXPECT_EQ(nullptr, kIni.m_pFirstEntry->pPrev);
-    EXPECT_EQ(kIni.m_pFirstEntry, kIni.Entry("a=1")->pPrev);
-    EXPECT_EQ(kIni.Entry("a=1"), kIni.Entry("b=2")->pPrev);
-    EXPECT_EQ(kIni.Entry("b=2"), kIni.m_pLastEntry);
-    EXPECT_EQ(nullptr, kIni.m_pLastEntry->pNext);
+    const Ini ini("[main]\na=1\nb=2\n");
+    EXPECT_EQ(nullptr, ini.m_pFirstEntry->pPrev);
+    EXPECT_EQ(ini.m_pFirstEntry, ini.Entry("a=1")->pPrev);
+    EXPECT_EQ(ini.Entry("a=1"), ini.Entry("b=2")->pPrev);
+    EXPECT_EQ(ini.Entry("b=2"), ini.m_pLastEntry);
+    EXPECT_EQ(nullptr, ini.m_pLastEntry->pNext);
 }
 
 TEST(IniOpen, AByteOrderMarkInFrontOfTheFirstSectionIsGone)
 {
-    const Ini kIni("\xEF\xBB\xBF[main]\r\na=1\r\n");
-    EXPECT_EQ((Texts{"s:[main]", "k:a=1"}), kIni.Lines());
+    const Ini ini("\xEF\xBB\xBF[main]\r\na=1\r\n");
+    EXPECT_EQ((Texts{"s:[main]", "k:a=1"}), ini.Lines());
 }
 
 TEST(IniOpen, AllThatStandsInFrontOfTheFirstBracketOfTheFirstLineIsDropped)
@@ -66,12 +66,12 @@ TEST(IniOpen, AllThatStandsInFrontOfTheFirstBracketOfTheFirstLineIsDropped)
 
 TEST(IniOpen, AnEmptyFileOpensAndHasNoEntries)
 {
-    Opened kOpened("");
-    EXPECT_EQ(1, kOpened.nResult);
-    EXPECT_EQ(nullptr, kOpened.kIni.SectionBegin());
-    EXPECT_EQ(nullptr, kOpened.kIni.m_pLastEntry);
-    EXPECT_EQ("", kOpened.strPrinted);
-    EXPECT_EQ(0u, kOpened.uLogLines);
+    Opened opened("");
+    EXPECT_EQ(1, opened.nResult);
+    EXPECT_EQ(nullptr, opened.ini.SectionBegin());
+    EXPECT_EQ(nullptr, opened.ini.m_pLastEntry);
+    EXPECT_EQ("", opened.strPrinted);
+    EXPECT_EQ(0u, opened.uLogLines);
 }
 
 TEST(IniOpen, AFirstLineWithoutABracketIsRefusedWithItsTextInGbk)
@@ -79,19 +79,19 @@ TEST(IniOpen, AFirstLineWithoutABracketIsRefusedWithItsTextInGbk)
     for (const char* pszBytes :
          {"key=value\n[main]\n", "\n[main]\n", "\r\n[main]\r\n", "ab\rc[main]\n", "key=value", "x"})
     {
-        Opened kOpened(pszBytes);
-        EXPECT_EQ(0, kOpened.nResult) << pszBytes;
-        EXPECT_EQ(Refusal(kOpened.strPath), kOpened.strPrinted) << pszBytes;
-        EXPECT_EQ(0u, kOpened.uLogLines) << pszBytes;
-        EXPECT_EQ(nullptr, kOpened.kIni.SectionBegin()) << pszBytes;
+        Opened opened(pszBytes);
+        EXPECT_EQ(0, opened.nResult) << pszBytes;
+        EXPECT_EQ(Refusal(opened.strPath), opened.strPrinted) << pszBytes;
+        EXPECT_EQ(0u, opened.uLogLines) << pszBytes;
+        EXPECT_EQ(nullptr, opened.ini.SectionBegin()) << pszBytes;
     }
 }
 
 TEST(IniOpen, AFirstLineOf254CharactersWithoutABracketIsRefused)
 {
-    Opened kOpened(std::string(254, 'x') + "[main]\n");
-    EXPECT_EQ(0, kOpened.nResult);
-    EXPECT_EQ(Refusal(kOpened.strPath), kOpened.strPrinted);
+    Opened opened(std::string(254, 'x') + "[main]\n");
+    EXPECT_EQ(0, opened.nResult);
+    EXPECT_EQ(Refusal(opened.strPath), opened.strPrinted);
 }
 
 TEST(IniOpen, TheFirstLineMayEndTheFileWithoutALineEnd)
@@ -148,74 +148,74 @@ TEST(IniOpen, TextBehindAZeroByteIsNotSeen)
 
 TEST(IniOpen, WhatTheObjectHeldIsGoneWhateverComesOfTheFile)
 {
-    const LogCapture kLog;
-    const TemporaryFiles kFiles;
-    for (const std::string& strPath : {kFiles.Path("none.ini"), std::string(), kFiles.Write("b.ini", "no bracket\n")})
+    const LogCapture log;
+    const TemporaryFiles files;
+    for (const std::string& strPath : {files.Path("none.ini"), std::string(), files.Write("b.ini", "no bracket\n")})
     {
-        Ini kIni("[main]\na=1\n");
-        StdoutCapture kStdout;
-        EXPECT_EQ(0, kIni.OpenIniFile(strPath.c_str(), false));
-        EXPECT_EQ(nullptr, kIni.m_pFirstEntry);
-        EXPECT_EQ(nullptr, kIni.m_pLastEntry);
+        Ini ini("[main]\na=1\n");
+        StdoutCapture printed;
+        EXPECT_EQ(0, ini.OpenIniFile(strPath.c_str(), false));
+        EXPECT_EQ(nullptr, ini.m_pFirstEntry);
+        EXPECT_EQ(nullptr, ini.m_pLastEntry);
     }
-    Ini kIni("[main]\na=1\n");
-    EXPECT_EQ(1, kIni.OpenIniFile(kFiles.Write("c.ini", "[c]\n").c_str(), false));
-    EXPECT_EQ((Texts{"s:[c]"}), kIni.Lines());
+    Ini ini("[main]\na=1\n");
+    EXPECT_EQ(1, ini.OpenIniFile(files.Write("c.ini", "[c]\n").c_str(), false));
+    EXPECT_EQ((Texts{"s:[c]"}), ini.Lines());
 }
 
 TEST(IniOpen, AMissingNameFailsItsCheck)
 {
-    const LogCapture kLog;
-    Ini kIni;
-    EXPECT_EQ(0, kIni.OpenIniFile(nullptr, false));
-    EXPECT_EQ(0, kIni.OpenIniFile("", false));
+    const LogCapture log;
+    Ini ini;
+    EXPECT_EQ(0, ini.OpenIniFile(nullptr, false));
+    EXPECT_EQ(0, ini.OpenIniFile("", false));
     const std::string strLine = CheckLine("VO_PROCESS_ERROR", "pFileName && pFileName[0]", "ZIniFile::OpenIniFile");
-    EXPECT_EQ((Texts{strLine, strLine}), kLog.Lines());
+    EXPECT_EQ((Texts{strLine, strLine}), log.Lines());
 }
 
 TEST(IniOpen, AFileThatIsMissingOrAFolderFailsItsCheck)
 {
-    const LogCapture kLog;
-    const TemporaryFiles kFiles;
-    Ini kIni;
-    EXPECT_EQ(0, kIni.OpenIniFile(kFiles.Path("none.ini").c_str(), false));
-    EXPECT_EQ(0, kIni.OpenIniFile(kFiles.Folder().generic_string().c_str(), false));
+    const LogCapture log;
+    const TemporaryFiles files;
+    Ini ini;
+    EXPECT_EQ(0, ini.OpenIniFile(files.Path("none.ini").c_str(), false));
+    EXPECT_EQ(0, ini.OpenIniFile(files.Folder().generic_string().c_str(), false));
     const std::string strLine = CheckLine("VO_PROCESS_ERROR", "pIniFile", "ZIniFile::OpenIniFile");
-    EXPECT_EQ((Texts{strLine, strLine}), kLog.Lines());
+    EXPECT_EQ((Texts{strLine, strLine}), log.Lines());
 }
 
 TEST(IniOpen, APathMayHaveBackslashes)
 {
-    const TemporaryFiles kFiles;
-    std::string strPath = kFiles.Write("a.ini", "[main]\n");
+    const TemporaryFiles files;
+    std::string strPath = files.Write("a.ini", "[main]\n");
     const size_t uSlash = strPath.rfind('/');
     strPath[uSlash] = '\\';
-    Ini kIni;
-    EXPECT_EQ(1, kIni.OpenIniFile(strPath.c_str(), false));
-    EXPECT_EQ((Texts{"s:[main]"}), kIni.Lines());
+    Ini ini;
+    EXPECT_EQ(1, ini.OpenIniFile(strPath.c_str(), false));
+    EXPECT_EQ((Texts{"s:[main]"}), ini.Lines());
 }
 
 TEST(IniOpen, FilesOfRandomBytesAreReadOrRefusedAndNothingElse)
 {
-    Random kRandom(71000);
+    Random random(71000);
     for (int i = 0; i < 200; ++i)
     {
-        std::string strBytes = kRandom.Percent(70) ? "[" : "";
-        for (size_t uLeft = kRandom.Below(2000); uLeft > 0; --uLeft)
+        std::string strBytes = random.Percent(70) ? "[" : "";
+        for (size_t uLeft = random.Below(2000); uLeft > 0; --uLeft)
         {
             static const char s_achOften[] = "[]=;\r\n\0 ";
-            strBytes.push_back(kRandom.Percent(40) ? s_achOften[kRandom.Below(sizeof(s_achOften))]
-                                                   : static_cast<char>(kRandom.Word()));
+            strBytes.push_back(random.Percent(40) ? s_achOften[random.Below(sizeof(s_achOften))]
+                                                  : static_cast<char>(random.Word()));
         }
         // A byte that ends text on one of the systems.
         std::replace(strBytes.begin(), strBytes.end(), '\x1A', 'z');
-        const TemporaryFiles kFiles;
-        const std::string strPath = kFiles.Write("r.ini", strBytes);
-        StdoutCapture kStdout;
-        Ini kIni;
-        const int nResult = kIni.OpenIniFile(strPath.c_str(), false);
-        EXPECT_EQ(nResult == 0, kStdout.Text() == Refusal(strPath));
-        for (const ZENTRY* pEntry = kIni.m_pFirstEntry; pEntry != nullptr; pEntry = pEntry->pNext)
+        const TemporaryFiles files;
+        const std::string strPath = files.Write("r.ini", strBytes);
+        StdoutCapture printed;
+        Ini ini;
+        const int nResult = ini.OpenIniFile(strPath.c_str(), false);
+        EXPECT_EQ(nResult == 0, printed.Text() == Refusal(strPath));
+        for (const ZENTRY* pEntry = ini.m_pFirstEntry; pEntry != nullptr; pEntry = pEntry->pNext)
         {
             ASSERT_LE(strlen(pEntry->pszText), 254u);
             ASSERT_TRUE(pEntry->cType >= tpSECTION && pEntry->cType <= tpCOMMENT);
@@ -225,168 +225,168 @@ TEST(IniOpen, FilesOfRandomBytesAreReadOrRefusedAndNothingElse)
 
 TEST(IniFind, SectionAndKeyNamesAreComparedWithoutCase)
 {
-    Ini kIni("[MAIN]\nkey=1\n[other]\nkey=2\n");
-    EXPECT_EQ(kIni.m_pFirstEntry, kIni.FindSection("Main"));
-    EXPECT_EQ(1, kIni.ReadInt("Main", "Key", 0));
-    EXPECT_EQ(2, kIni.ReadInt("OTHER", "KEY", 0));
+    Ini ini("[MAIN]\nkey=1\n[other]\nkey=2\n");
+    EXPECT_EQ(ini.m_pFirstEntry, ini.FindSection("Main"));
+    EXPECT_EQ(1, ini.ReadInt("Main", "Key", 0));
+    EXPECT_EQ(2, ini.ReadInt("OTHER", "KEY", 0));
 }
 
 TEST(IniFind, OnlyTheLettersOfAsciiHaveACase)
 {
-    Ini kIni("[m\xE4in]\nk\xE4y=1\n[@`{]\n");
-    EXPECT_NE(nullptr, kIni.FindSection("M\xE4IN"));
-    EXPECT_EQ(nullptr, kIni.FindSection("M\xC4IN"));
-    EXPECT_EQ(nullptr, kIni.FindSection("`@["));
-    EXPECT_NE(nullptr, kIni.FindSection("@`{"));
+    Ini ini("[m\xE4in]\nk\xE4y=1\n[@`{]\n");
+    EXPECT_NE(nullptr, ini.FindSection("M\xE4IN"));
+    EXPECT_EQ(nullptr, ini.FindSection("M\xC4IN"));
+    EXPECT_EQ(nullptr, ini.FindSection("`@["));
+    EXPECT_NE(nullptr, ini.FindSection("@`{"));
 }
 
 TEST(IniFind, ASectionIsFoundByItsWholeTextOnly)
 {
-    Ini kIni("[main] ; remark\n[ma]\n[main]x\n[]\n[main]\n");
-    EXPECT_EQ(kIni.Entry("[main]"), kIni.FindSection("main"));
-    EXPECT_EQ(kIni.Entry("[]"), kIni.FindSection(""));
-    EXPECT_EQ(nullptr, kIni.FindSection("mai"));
-    EXPECT_EQ(nullptr, kIni.FindSection("main] ; remar"));
-    EXPECT_EQ(nullptr, kIni.FindSection(nullptr));
+    Ini ini("[main] ; remark\n[ma]\n[main]x\n[]\n[main]\n");
+    EXPECT_EQ(ini.Entry("[main]"), ini.FindSection("main"));
+    EXPECT_EQ(ini.Entry("[]"), ini.FindSection(""));
+    EXPECT_EQ(nullptr, ini.FindSection("mai"));
+    EXPECT_EQ(nullptr, ini.FindSection("main] ; remar"));
+    EXPECT_EQ(nullptr, ini.FindSection(nullptr));
 }
 
 TEST(IniFind, TheFirstOfTwoSectionsOfOneNameWins)
 {
-    Ini kIni("[a]\nx=1\n[a]\ny=2\n");
-    EXPECT_EQ(kIni.m_pFirstEntry, kIni.FindSection("a"));
-    EXPECT_EQ(7, kIni.ReadInt("a", "y", 7));
+    Ini ini("[a]\nx=1\n[a]\ny=2\n");
+    EXPECT_EQ(ini.m_pFirstEntry, ini.FindSection("a"));
+    EXPECT_EQ(7, ini.ReadInt("a", "y", 7));
 }
 
 TEST(IniFind, AKeyIsFoundWithWhatItsLineHolds)
 {
-    Ini kIni("[main]\nfirst=x\nNaMe=some=thing ;remark; more\n");
-    tgEFIND kFind = UsedFind();
-    EXPECT_EQ(1, kIni.FindKey("main", "name", &kFind));
-    EXPECT_EQ(kIni.m_pFirstEntry, kFind.pSectionEntry);
-    EXPECT_EQ(kIni.m_pLastEntry, kFind.pKeyEntry);
-    EXPECT_STREQ("NaMe", kFind.szKey);
-    EXPECT_STREQ("some=thing ", kFind.szValue);
-    EXPECT_STREQ(";remark; more", kFind.szComment);
+    Ini ini("[main]\nfirst=x\nNaMe=some=thing ;remark; more\n");
+    tgEFIND find = UsedFind();
+    EXPECT_EQ(1, ini.FindKey("main", "name", &find));
+    EXPECT_EQ(ini.m_pFirstEntry, find.pSectionEntry);
+    EXPECT_EQ(ini.m_pLastEntry, find.pKeyEntry);
+    EXPECT_STREQ("NaMe", find.szKey);
+    EXPECT_STREQ("some=thing ", find.szValue);
+    EXPECT_STREQ(";remark; more", find.szComment);
 }
 
 TEST(IniFind, AMissingSectionNullsThePointersAndLeavesTheTexts)
 {
-    Ini kIni("[main]\na=1\n");
-    tgEFIND kFind = UsedFind();
-    EXPECT_EQ(0, kIni.FindKey("other", "a", &kFind));
-    EXPECT_EQ(nullptr, kFind.pSectionEntry);
-    EXPECT_EQ(nullptr, kFind.pKeyEntry);
-    EXPECT_EQ('x', kFind.szKey[0]);
-    EXPECT_EQ('x', kFind.szValue[0]);
-    EXPECT_EQ('x', kFind.szComment[0]);
+    Ini ini("[main]\na=1\n");
+    tgEFIND find = UsedFind();
+    EXPECT_EQ(0, ini.FindKey("other", "a", &find));
+    EXPECT_EQ(nullptr, find.pSectionEntry);
+    EXPECT_EQ(nullptr, find.pKeyEntry);
+    EXPECT_EQ('x', find.szKey[0]);
+    EXPECT_EQ('x', find.szValue[0]);
+    EXPECT_EQ('x', find.szComment[0]);
 }
 
 TEST(IniFind, ASectionThatIsTheLastEntryHasNoKeysAndEmptiesTheTexts)
 {
-    Ini kIni("[main]\n");
-    tgEFIND kFind = UsedFind();
-    EXPECT_EQ(0, kIni.FindKey("main", "a", &kFind));
-    EXPECT_EQ(kIni.m_pFirstEntry, kFind.pSectionEntry);
-    EXPECT_EQ(nullptr, kFind.pKeyEntry);
-    EXPECT_STREQ("", kFind.szKey);
-    EXPECT_STREQ("", kFind.szValue);
-    EXPECT_STREQ("", kFind.szComment);
+    Ini ini("[main]\n");
+    tgEFIND find = UsedFind();
+    EXPECT_EQ(0, ini.FindKey("main", "a", &find));
+    EXPECT_EQ(ini.m_pFirstEntry, find.pSectionEntry);
+    EXPECT_EQ(nullptr, find.pKeyEntry);
+    EXPECT_STREQ("", find.szKey);
+    EXPECT_STREQ("", find.szValue);
+    EXPECT_STREQ("", find.szComment);
 }
 
 TEST(IniFind, AFailedSearchHoldsWhatTheLastLineItLookedAtHeld)
 {
-    Ini kIni("[main]\na=1 ;one\nb=2 ;two\n;three\n[other]\nc=3\n");
-    tgEFIND kFind = UsedFind();
-    EXPECT_EQ(0, kIni.FindKey("main", "none", &kFind));
-    EXPECT_EQ(nullptr, kFind.pKeyEntry);
-    EXPECT_STREQ("b", kFind.szKey);
-    EXPECT_STREQ("", kFind.szValue);
-    EXPECT_STREQ(";two", kFind.szComment);
+    Ini ini("[main]\na=1 ;one\nb=2 ;two\n;three\n[other]\nc=3\n");
+    tgEFIND find = UsedFind();
+    EXPECT_EQ(0, ini.FindKey("main", "none", &find));
+    EXPECT_EQ(nullptr, find.pKeyEntry);
+    EXPECT_STREQ("b", find.szKey);
+    EXPECT_STREQ("", find.szValue);
+    EXPECT_STREQ(";two", find.szComment);
 }
 
 TEST(IniFind, ALineWithoutACommentLeavesNoneOfTheLineInFrontOfIt)
 {
-    Ini kIni("[main]\na=1 ;one\nb=2\n");
-    tgEFIND kFind = UsedFind();
-    EXPECT_EQ(1, kIni.FindKey("main", "b", &kFind));
-    EXPECT_STREQ("", kFind.szComment);
+    Ini ini("[main]\na=1 ;one\nb=2\n");
+    tgEFIND find = UsedFind();
+    EXPECT_EQ(1, ini.FindKey("main", "b", &find));
+    EXPECT_STREQ("", find.szComment);
 }
 
 TEST(IniFind, KeysOfASectionEndAtTheNextSectionEntry)
 {
-    Ini kIni("[main]\na=1\npath=a[1]\nb=2\n[other]\nc=3\n");
-    EXPECT_EQ(1, kIni.ReadInt("main", "a", 0));
-    EXPECT_EQ(0, kIni.ReadInt("main", "b", 0));
-    EXPECT_EQ(0, kIni.ReadInt("main", "path", 0));
-    EXPECT_EQ(0, kIni.ReadInt("main", "c", 0));
+    Ini ini("[main]\na=1\npath=a[1]\nb=2\n[other]\nc=3\n");
+    EXPECT_EQ(1, ini.ReadInt("main", "a", 0));
+    EXPECT_EQ(0, ini.ReadInt("main", "b", 0));
+    EXPECT_EQ(0, ini.ReadInt("main", "path", 0));
+    EXPECT_EQ(0, ini.ReadInt("main", "c", 0));
 }
 
 TEST(IniFind, BlanksAroundTheEqualsSignBelongToKeyAndValue)
 {
-    Ini kIni("[main]\nname = value\n");
-    EXPECT_STREQ("none", kIni.ReadString("main", "name", "none"));
-    EXPECT_STREQ(" value", kIni.ReadString("main", "name ", "none"));
+    Ini ini("[main]\nname = value\n");
+    EXPECT_STREQ("none", ini.ReadString("main", "name", "none"));
+    EXPECT_STREQ(" value", ini.ReadString("main", "name ", "none"));
 }
 
 TEST(IniFind, TheFirstOfTwoEqualKeysWins)
 {
-    Ini kIni("[main]\na=1\nA=2\n");
-    EXPECT_EQ(1, kIni.ReadInt("main", "a", 0));
+    Ini ini("[main]\na=1\nA=2\n");
+    EXPECT_EQ(1, ini.ReadInt("main", "a", 0));
 }
 
 TEST(IniFind, AKeyIsComparedInFull)
 {
-    Ini kIni("[main]\nabc=1\n=2\n");
-    EXPECT_EQ(0, kIni.ReadInt("main", "ab", 0));
-    EXPECT_EQ(0, kIni.ReadInt("main", "abcd", 0));
-    EXPECT_EQ(0, kIni.ReadInt("main", "abc=1", 0));
-    EXPECT_EQ(2, kIni.ReadInt("main", "", 0));
+    Ini ini("[main]\nabc=1\n=2\n");
+    EXPECT_EQ(0, ini.ReadInt("main", "ab", 0));
+    EXPECT_EQ(0, ini.ReadInt("main", "abcd", 0));
+    EXPECT_EQ(0, ini.ReadInt("main", "abc=1", 0));
+    EXPECT_EQ(2, ini.ReadInt("main", "", 0));
 }
 
 TEST(IniFind, AValueOfMoreThan127CharactersRunsOnIntoTheRoomOfTheComment)
 {
     const std::string strValue(240, 'v');
-    Ini kIni("[main]\nk=" + strValue + ";c\n");
-    tgEFIND kFind = UsedFind();
-    ASSERT_EQ(1, kIni.FindKey("main", "k", &kFind));
-    EXPECT_EQ(strValue.substr(0, 128), std::string(kFind.szValue, 128));
-    EXPECT_EQ(strValue.substr(128), kFind.szComment);
-    EXPECT_EQ(strValue, kIni.ReadString("main", "k", ""));
+    Ini ini("[main]\nk=" + strValue + ";c\n");
+    tgEFIND find = UsedFind();
+    ASSERT_EQ(1, ini.FindKey("main", "k", &find));
+    EXPECT_EQ(strValue.substr(0, 128), std::string(find.szValue, 128));
+    EXPECT_EQ(strValue.substr(128), find.szComment);
+    EXPECT_EQ(strValue, ini.ReadString("main", "k", ""));
 }
 
 TEST(IniFind, NamesLongerThanAnyBufferOverrunNothing)
 {
     const std::string strLong(5000, 'n');
-    Ini kIni("[main]\na=1\n");
-    tgEFIND kFind;
-    EXPECT_EQ(nullptr, kIni.FindSection(strLong.c_str()));
-    EXPECT_EQ(0, kIni.FindKey("main", strLong.c_str(), &kFind));
-    kIni.WriteString(strLong.c_str(), strLong.c_str(), strLong.c_str());
-    ASSERT_EQ(1, kIni.FindKey(strLong.c_str(), strLong.c_str(), &kFind));
-    EXPECT_EQ(std::string(127, 'n'), kFind.szKey);
-    EXPECT_EQ(std::string(255, 'n'), kFind.szComment);
-    EXPECT_EQ(std::string(263, 'n'), kIni.ReadString(strLong.c_str(), strLong.c_str(), ""));
-    kIni.WriteString(strLong.c_str(), strLong.c_str(), "short");
-    EXPECT_EQ(strLong + "=short", kIni.m_pLastEntry->pszText);
-    EXPECT_EQ(1, kIni.DeleteKey(strLong.c_str(), strLong.c_str()));
+    Ini ini("[main]\na=1\n");
+    tgEFIND find;
+    EXPECT_EQ(nullptr, ini.FindSection(strLong.c_str()));
+    EXPECT_EQ(0, ini.FindKey("main", strLong.c_str(), &find));
+    ini.WriteString(strLong.c_str(), strLong.c_str(), strLong.c_str());
+    ASSERT_EQ(1, ini.FindKey(strLong.c_str(), strLong.c_str(), &find));
+    EXPECT_EQ(std::string(127, 'n'), find.szKey);
+    EXPECT_EQ(std::string(255, 'n'), find.szComment);
+    EXPECT_EQ(std::string(263, 'n'), ini.ReadString(strLong.c_str(), strLong.c_str(), ""));
+    ini.WriteString(strLong.c_str(), strLong.c_str(), "short");
+    EXPECT_EQ(strLong + "=short", ini.m_pLastEntry->pszText);
+    EXPECT_EQ(1, ini.DeleteKey(strLong.c_str(), strLong.c_str()));
 }
 
 TEST(IniFind, EmptyPointersFindNothing)
 {
-    Ini kIni("[main]\na=1\n");
-    tgEFIND kFind = UsedFind();
-    EXPECT_EQ(0, kIni.FindKey(nullptr, "a", &kFind));
-    EXPECT_EQ(nullptr, kFind.pSectionEntry);
-    EXPECT_EQ(0, kIni.FindKey("main", nullptr, &kFind));
-    EXPECT_EQ(kIni.m_pFirstEntry, kFind.pSectionEntry);
-    EXPECT_EQ(0, kIni.FindKey("main", "a", nullptr));
+    Ini ini("[main]\na=1\n");
+    tgEFIND find = UsedFind();
+    EXPECT_EQ(0, ini.FindKey(nullptr, "a", &find));
+    EXPECT_EQ(nullptr, find.pSectionEntry);
+    EXPECT_EQ(0, ini.FindKey("main", nullptr, &find));
+    EXPECT_EQ(ini.m_pFirstEntry, find.pSectionEntry);
+    EXPECT_EQ(0, ini.FindKey("main", "a", nullptr));
 }
 
 TEST(IniSections, IterationGoesByTheTextAndNotByTheType)
 {
-    Ini kIni("[main]\n  [one]\n# [two]\n;[three]\nk=[\nx#[four]\n[five];#\n");
+    Ini ini("[main]\n  [one]\n# [two]\n;[three]\nk=[\nx#[four]\n[five];#\n");
     Texts vecText;
-    for (ZENTRY* pEntry = kIni.SectionBegin(); pEntry != nullptr; pEntry = kIni.SectionNext(pEntry))
+    for (ZENTRY* pEntry = ini.SectionBegin(); pEntry != nullptr; pEntry = ini.SectionNext(pEntry))
     {
         vecText.push_back(pEntry->pszText);
     }
@@ -395,50 +395,50 @@ TEST(IniSections, IterationGoesByTheTextAndNotByTheType)
 
 TEST(IniSections, TheNextOfNothingIsNothingAndALogLine)
 {
-    const LogCapture kLog;
-    Ini kIni;
-    EXPECT_EQ(nullptr, kIni.SectionNext(nullptr));
-    EXPECT_EQ((Texts{CheckLine("VO_PROCESS_ERROR", "pEnty", "ZIniFile::SectionNext")}), kLog.Lines());
+    const LogCapture log;
+    Ini ini;
+    EXPECT_EQ(nullptr, ini.SectionNext(nullptr));
+    EXPECT_EQ((Texts{CheckLine("VO_PROCESS_ERROR", "pEnty", "ZIniFile::SectionNext")}), log.Lines());
 }
 
 TEST(IniSections, TheNameOfAnEntryIsItsTextWithoutItsEnds)
 {
-    const Ini kIni("[name]\n");
+    const Ini ini("[name]\n");
     char szName[8] = "xxxxxxx";
-    kIni.m_pFirstEntry->GetEntryName(szName, 7);
+    ini.m_pFirstEntry->GetEntryName(szName, 7);
     EXPECT_STREQ("name", szName);
 }
 
 TEST(IniSections, ANameThatDoesNotFitLeavesTheBufferAlone)
 {
-    const Ini kIni("[name]\n");
+    const Ini ini("[name]\n");
     char szName[8] = "xxxxxxx";
-    kIni.m_pFirstEntry->GetEntryName(szName, 6);
+    ini.m_pFirstEntry->GetEntryName(szName, 6);
     EXPECT_STREQ("xxxxxxx", szName);
-    kIni.m_pFirstEntry->GetEntryName(szName, 0);
-    kIni.m_pFirstEntry->GetEntryName(szName, -1);
+    ini.m_pFirstEntry->GetEntryName(szName, 0);
+    ini.m_pFirstEntry->GetEntryName(szName, -1);
     EXPECT_STREQ("xxxxxxx", szName);
 }
 
 TEST(IniSections, TheNameOfATextOfOneCharacterOrNoneIsEmpty)
 {
-    Ini kIni;
+    Ini ini;
     for (const char* pszText : {"", "["})
     {
-        ASSERT_EQ(1, kIni.AddItem(tpSECTION, pszText));
+        ASSERT_EQ(1, ini.AddItem(tpSECTION, pszText));
         char szName[4] = "xxx";
-        kIni.m_pLastEntry->GetEntryName(szName, 3);
+        ini.m_pLastEntry->GetEntryName(szName, 3);
         EXPECT_STREQ("", szName);
     }
 }
 
 TEST(IniOpen, TheNameMayBeATextOfTheObjectItself)
 {
-    const TemporaryFiles kFiles;
-    const std::string strBase = kFiles.Write("base.ini", "[base]\na=1\n");
-    Ini kIni("[main]\n" + strBase + "\n");
-    EXPECT_EQ(1, kIni.OpenIniFile(kIni.Entry(strBase)->pszText));
-    EXPECT_EQ((Texts{"s:[base]", "k:a=1"}), kIni.Lines());
+    const TemporaryFiles files;
+    const std::string strBase = files.Write("base.ini", "[base]\na=1\n");
+    Ini ini("[main]\n" + strBase + "\n");
+    EXPECT_EQ(1, ini.OpenIniFile(ini.Entry(strBase)->pszText));
+    EXPECT_EQ((Texts{"s:[base]", "k:a=1"}), ini.Lines());
 }
 
 TEST(IniOpen, TheFileEndsAtItsEndMark)

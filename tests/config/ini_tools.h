@@ -26,16 +26,16 @@ public:
     // Opened with these bytes.
     explicit Ini(const std::string& strBytes)
     {
-        const TemporaryFiles kFiles;
-        EXPECT_EQ(1, OpenIniFile(kFiles.Write("a.ini", strBytes).c_str(), false)) << strBytes;
+        const TemporaryFiles files;
+        EXPECT_EQ(1, OpenIniFile(files.Write("a.ini", strBytes).c_str(), false)) << strBytes;
     }
 
     // The bytes that WriteIniFile writes.
     std::string Written()
     {
-        const TemporaryFiles kFiles;
-        EXPECT_EQ(1, WriteIniFile(kFiles.Path("b.ini").c_str()));
-        return TemporaryFiles::Read(kFiles.Path("b.ini"));
+        const TemporaryFiles files;
+        EXPECT_EQ(1, WriteIniFile(files.Path("b.ini").c_str()));
+        return TemporaryFiles::Read(files.Path("b.ini"));
     }
 
     // Every entry as "s:text", "k:text", "c:text" or "?:text".
@@ -70,9 +70,9 @@ typedef std::vector<std::string> Texts;
 // What a search leaves where it writes nothing.
 inline tgEFIND UsedFind()
 {
-    tgEFIND kFind;
-    memset(&kFind, 'x', sizeof(kFind));
-    kFind.szKey[127] = kFind.szValue[127] = kFind.szComment[255] = 0;
-    return kFind;
+    tgEFIND find;
+    memset(&find, 'x', sizeof(find));
+    find.szKey[127] = find.szValue[127] = find.szComment[255] = 0;
+    return find;
 }
 }  // namespace initest

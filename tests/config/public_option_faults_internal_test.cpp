@@ -16,25 +16,25 @@ TEST(PublicOptionFaults, AViewThatCantBeMadeLogsAndKeepsTheRecord)
     Bytes vecSection(1536, 0);
     memcpy(vecSection.data(), "version.0.4", 11);
     memcpy(vecSection.data() + 112, "text", 4);
-    VOPublishedSection kSection;
-    ASSERT_TRUE(kSection.Replace(VOTEXT("fileMappingPublicOptionName"), vecSection.data(), vecSection.size()));
-    VOPublicOption kOption;
+    VOPublishedSection section;
+    ASSERT_TRUE(section.Replace(VOTEXT("fileMappingPublicOptionName"), vecSection.data(), vecSection.size()));
+    VOPublicOption option;
     {
-        const LogCapture kLog;
+        const LogCapture log;
         VOFaultArm("MapViewOfFile", 1, false);
-        kOption.Sync();
+        option.Sync();
         EXPECT_EQ(1u, VOFaultFired());
         VOFaultDisarm();
         EXPECT_EQ((std::vector<std::string>{CheckLine("VO_PROCESS_ERROR", "pOptionMemory", "VOPublicOption::Sync")}),
-                  kLog.Lines());
-        EXPECT_STREQ("", kOption.GetOptionText1());
+                  log.Lines());
+        EXPECT_STREQ("", option.GetOptionText1());
     }
-    const LogCapture kLog;
+    const LogCapture log;
     VOFaultArm("OpenFileMappingW", 1, false);
-    kOption.Sync();
+    option.Sync();
     EXPECT_EQ(1u, VOFaultFired());
     VOFaultDisarm();
-    EXPECT_EQ(0u, kLog.Count());
-    kOption.Sync();
-    EXPECT_STREQ("text", kOption.GetOptionText1());
+    EXPECT_EQ(0u, log.Count());
+    option.Sync();
+    EXPECT_STREQ("text", option.GetOptionText1());
 }

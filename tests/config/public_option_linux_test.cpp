@@ -15,13 +15,13 @@ Texts LinesOfSync(size_t uSize, const std::string& strStart)
 {
     Bytes vecSection(1536, 'x');
     std::copy(strStart.begin(), strStart.end(), vecSection.begin());
-    VOPublishedSection kSection;
-    EXPECT_TRUE(kSection.Replace(VOTEXT("fileMappingPublicOptionName"), vecSection.data(), uSize));
-    const LogCapture kLog;
-    VOPublicOption kOption;
-    kOption.Sync();
-    EXPECT_EQ(uSize == 1536 && kLog.Count() == 0, kOption.GetOptionText1()[0] == 'x');
-    return kLog.Lines();
+    VOPublishedSection section;
+    EXPECT_TRUE(section.Replace(VOTEXT("fileMappingPublicOptionName"), vecSection.data(), uSize));
+    const LogCapture log;
+    VOPublicOption option;
+    option.Sync();
+    EXPECT_EQ(uSize == 1536 && log.Count() == 0, option.GetOptionText1()[0] == 'x');
+    return log.Lines();
 }
 }  // namespace
 
@@ -47,8 +47,8 @@ TEST(PublicOptionOnLinux, TheVersionOfAShortSectionIsLookedAtFirst)
 
 TEST(PublicOptionOnLinux, AnOverLongKeyBecomesTheEmptyKey)
 {
-    VOPublicOption kOption;
-    kOption.SetOptionKey("before");
-    EXPECT_EQ(1, kOption.SetOptionKey(std::string(100, 'k').c_str()));
-    EXPECT_STREQ("", kOption.GetOptionKey());
+    VOPublicOption option;
+    option.SetOptionKey("before");
+    EXPECT_EQ(1, option.SetOptionKey(std::string(100, 'k').c_str()));
+    EXPECT_STREQ("", option.GetOptionKey());
 }

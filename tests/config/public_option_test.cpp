@@ -64,57 +64,57 @@ struct Fields
 class Section
 {
 public:
-    explicit Section(const Bytes& rkBytes) { Put(rkBytes); }
+    explicit Section(const Bytes& bytes) { Put(bytes); }
 
-    void Put(const Bytes& rkBytes) { EXPECT_TRUE(m_kSection.Replace(SECTION, rkBytes.data(), rkBytes.size())); }
+    void Put(const Bytes& bytes) { EXPECT_TRUE(m_section.Replace(SECTION, bytes.data(), bytes.size())); }
 
-    unsigned char* Data() const { return static_cast<unsigned char*>(m_kSection.Data()); }
+    unsigned char* Data() const { return static_cast<unsigned char*>(m_section.Data()); }
 
 private:
-    VOPublishedSection m_kSection;
+    VOPublishedSection m_section;
 };
 
 const std::string REFUSED = "VO_PROCESS_ERROR_FALSE at line # in VOPublicOption::Sync\n";
 
 void EmptyAtFirstAndFilledBySync()
 {
-    const LogCapture kLog;
-    IVOPublicOption* const pkOption = GetPublicOption();
-    CHECK_HERE(pkOption != nullptr);
-    CHECK_HERE(std::string(pkOption->GetOptionKey()).empty());
-    CHECK_HERE(std::string(pkOption->GetOptionText1()).empty());
-    CHECK_HERE(std::string(pkOption->GetOptionText2()).empty());
-    CHECK_HERE(std::string(pkOption->GetOptionText3()).empty());
-    CHECK_HERE(pkOption->GetOptionValue1() == 0);
-    CHECK_HERE(pkOption->GetOptionValue2() == 0);
-    CHECK_HERE(std::string(pkOption->GetOptionText4()).empty());
-    CHECK_HERE(std::string(pkOption->GetOptionText5()).empty());
-    CHECK_HERE(std::string(pkOption->GetOptionText6()).empty());
-    CHECK_HERE(pkOption->GetOptionValue3() == 0);
-    CHECK_HERE(pkOption->GetOptionValue4() == 0);
-    CHECK_HERE(kLog.Count() == 0);
+    const LogCapture log;
+    IVOPublicOption* const pOption = GetPublicOption();
+    CHECK_HERE(pOption != nullptr);
+    CHECK_HERE(std::string(pOption->GetOptionKey()).empty());
+    CHECK_HERE(std::string(pOption->GetOptionText1()).empty());
+    CHECK_HERE(std::string(pOption->GetOptionText2()).empty());
+    CHECK_HERE(std::string(pOption->GetOptionText3()).empty());
+    CHECK_HERE(pOption->GetOptionValue1() == 0);
+    CHECK_HERE(pOption->GetOptionValue2() == 0);
+    CHECK_HERE(std::string(pOption->GetOptionText4()).empty());
+    CHECK_HERE(std::string(pOption->GetOptionText5()).empty());
+    CHECK_HERE(std::string(pOption->GetOptionText6()).empty());
+    CHECK_HERE(pOption->GetOptionValue3() == 0);
+    CHECK_HERE(pOption->GetOptionValue4() == 0);
+    CHECK_HERE(log.Count() == 0);
 
-    const Section kSection(Fields().Record());
-    CHECK_HERE(GetPublicOption() == pkOption);
-    CHECK_HERE(std::string(pkOption->GetOptionText1()).empty());
-    pkOption->Sync();
-    CHECK_HERE(std::string(pkOption->GetOptionText1()) == "text one");
-    CHECK_HERE(kLog.Count() == 0);
+    const Section section(Fields().Record());
+    CHECK_HERE(GetPublicOption() == pOption);
+    CHECK_HERE(std::string(pOption->GetOptionText1()).empty());
+    pOption->Sync();
+    CHECK_HERE(std::string(pOption->GetOptionText1()) == "text one");
+    CHECK_HERE(log.Count() == 0);
 }
 
 void FirstCallTakesTheSection()
 {
-    Section kSection(Fields().Record());
+    Section section(Fields().Record());
     CHECK_HERE(std::string(GetPublicOption()->GetOptionText1()) == "text one");
-    Fields kOther;
-    kOther.strText1 = "other";
-    kSection.Put(kOther.Record());
+    Fields other;
+    other.strText1 = "other";
+    section.Put(other.Record());
     CHECK_HERE(std::string(GetPublicOption()->GetOptionText1()) == "text one");
 }
 
 void ManyFirstCalls()
 {
-    const Section kSection(Fields().Record());
+    const Section section(Fields().Record());
     std::atomic<int> nWrong = 0;
     std::vector<std::thread> vecThread;
     for (int i = 0; i < 8; ++i)
@@ -122,9 +122,9 @@ void ManyFirstCalls()
         vecThread.emplace_back([&]
                                { nWrong += std::string(GetPublicOption()->GetOptionText6()) == "text six" ? 0 : 1; });
     }
-    for (std::thread& rkThread : vecThread)
+    for (std::thread& thread : vecThread)
     {
-        rkThread.join();
+        thread.join();
     }
     CHECK_HERE(nWrong == 0);
 }
@@ -153,149 +153,149 @@ TEST(PublicOption, ANewObjectIsAllZeroItsVersionToo)
 
 TEST(PublicOption, SyncTakesEveryByteOfTheSection)
 {
-    const LogCapture kLog;
-    const Section kSection(Fields().Record());
-    Option kOption;
-    kOption.Sync();
-    EXPECT_TRUE(SameBytes(Fields().Record(), kOption.Record()));
-    EXPECT_STREQ("version.0.4", kOption.m_kOption.szVersion);
-    EXPECT_STREQ("the key", kOption.GetOptionKey());
-    EXPECT_STREQ("text one", kOption.GetOptionText1());
-    EXPECT_STREQ("text two", kOption.GetOptionText2());
-    EXPECT_STREQ("text three", kOption.GetOptionText3());
-    EXPECT_EQ(0x11223344, kOption.GetOptionValue1());
-    EXPECT_EQ(-2, kOption.GetOptionValue2());
-    EXPECT_STREQ("text four", kOption.GetOptionText4());
-    EXPECT_STREQ("text five", kOption.GetOptionText5());
-    EXPECT_STREQ("text six", kOption.GetOptionText6());
-    EXPECT_EQ(0x0102030405060708, kOption.GetOptionValue3());
-    EXPECT_EQ(-3, kOption.GetOptionValue4());
-    EXPECT_EQ(0u, kLog.Count());
+    const LogCapture log;
+    const Section section(Fields().Record());
+    Option option;
+    option.Sync();
+    EXPECT_TRUE(SameBytes(Fields().Record(), option.Record()));
+    EXPECT_STREQ("version.0.4", option.m_kOption.szVersion);
+    EXPECT_STREQ("the key", option.GetOptionKey());
+    EXPECT_STREQ("text one", option.GetOptionText1());
+    EXPECT_STREQ("text two", option.GetOptionText2());
+    EXPECT_STREQ("text three", option.GetOptionText3());
+    EXPECT_EQ(0x11223344, option.GetOptionValue1());
+    EXPECT_EQ(-2, option.GetOptionValue2());
+    EXPECT_STREQ("text four", option.GetOptionText4());
+    EXPECT_STREQ("text five", option.GetOptionText5());
+    EXPECT_STREQ("text six", option.GetOptionText6());
+    EXPECT_EQ(0x0102030405060708, option.GetOptionValue3());
+    EXPECT_EQ(-3, option.GetOptionValue4());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(PublicOption, WithoutASectionSyncIsSilentAndKeepsTheRecord)
 {
-    Option kOption;
+    Option option;
     {
-        const Section kSection(Fields().Record());
-        kOption.Sync();
+        const Section section(Fields().Record());
+        option.Sync();
     }
-    const LogCapture kLog;
-    kOption.Sync();
-    EXPECT_TRUE(SameBytes(Fields().Record(), kOption.Record()));
-    EXPECT_EQ(0u, kLog.Count());
+    const LogCapture log;
+    option.Sync();
+    EXPECT_TRUE(SameBytes(Fields().Record(), option.Record()));
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(PublicOption, AnotherVersionIsRefusedWithOneLogLineAndTheRecordStays)
 {
-    Fields kFields;
+    Fields fields;
     for (const char* pszVersion : {"version.0.3", "version.0.44", "version.0.", "Version.0.4", ""})
     {
-        kFields.strVersion = pszVersion;
-        const Section kSection(kFields.Record());
-        const LogCapture kLog;
-        Option kOption;
-        kOption.SetOptionKey("kept");
-        const Bytes vecBefore = kOption.Record();
-        kOption.Sync();
-        EXPECT_TRUE(SameBytes(vecBefore, kOption.Record())) << pszVersion;
-        EXPECT_EQ((Texts{REFUSED}), kLog.Lines()) << pszVersion;
+        fields.strVersion = pszVersion;
+        const Section section(fields.Record());
+        const LogCapture log;
+        Option option;
+        option.SetOptionKey("kept");
+        const Bytes vecBefore = option.Record();
+        option.Sync();
+        EXPECT_TRUE(SameBytes(vecBefore, option.Record())) << pszVersion;
+        EXPECT_EQ((Texts{REFUSED}), log.Lines()) << pszVersion;
     }
 }
 
 TEST(PublicOption, AnotherKeyThanTheOneDemandedIsRefused)
 {
-    Fields kFields;
+    Fields fields;
     for (const char* pszKey : {"abd", "ab", "abcd", "ABC", ""})
     {
-        kFields.strKey = pszKey;
-        const Section kSection(kFields.Record());
-        const LogCapture kLog;
-        Option kOption;
-        EXPECT_EQ(1, kOption.SetOptionKey("abc"));
-        const Bytes vecBefore = kOption.Record();
-        kOption.Sync();
-        EXPECT_TRUE(SameBytes(vecBefore, kOption.Record())) << pszKey;
-        EXPECT_EQ((Texts{REFUSED}), kLog.Lines()) << pszKey;
+        fields.strKey = pszKey;
+        const Section section(fields.Record());
+        const LogCapture log;
+        Option option;
+        EXPECT_EQ(1, option.SetOptionKey("abc"));
+        const Bytes vecBefore = option.Record();
+        option.Sync();
+        EXPECT_TRUE(SameBytes(vecBefore, option.Record())) << pszKey;
+        EXPECT_EQ((Texts{REFUSED}), log.Lines()) << pszKey;
     }
 }
 
 TEST(PublicOption, TheSameKeyIsAccepted)
 {
-    Fields kFields;
-    kFields.strKey = "abc";
-    const Section kSection(kFields.Record());
-    Option kOption;
-    kOption.SetOptionKey("abc");
-    kOption.Sync();
-    EXPECT_STREQ("abc", kOption.GetOptionKey());
-    EXPECT_STREQ("text one", kOption.GetOptionText1());
+    Fields fields;
+    fields.strKey = "abc";
+    const Section section(fields.Record());
+    Option option;
+    option.SetOptionKey("abc");
+    option.Sync();
+    EXPECT_STREQ("abc", option.GetOptionKey());
+    EXPECT_STREQ("text one", option.GetOptionText1());
 }
 
 TEST(PublicOption, AnEmptyKeyTakesAnySectionAndBecomesItsKey)
 {
-    Fields kFields;
-    Section kSection(kFields.Record());
-    Option kOption;
-    kOption.Sync();
-    EXPECT_STREQ("the key", kOption.GetOptionKey());
-    kFields.strKey = "other";
-    kSection.Put(kFields.Record());
-    const LogCapture kLog;
-    kOption.Sync();
-    EXPECT_STREQ("the key", kOption.GetOptionKey());
-    EXPECT_EQ((Texts{REFUSED}), kLog.Lines());
-    kOption.SetOptionKey("");
-    kOption.Sync();
-    EXPECT_STREQ("other", kOption.GetOptionKey());
+    Fields fields;
+    Section section(fields.Record());
+    Option option;
+    option.Sync();
+    EXPECT_STREQ("the key", option.GetOptionKey());
+    fields.strKey = "other";
+    section.Put(fields.Record());
+    const LogCapture log;
+    option.Sync();
+    EXPECT_STREQ("the key", option.GetOptionKey());
+    EXPECT_EQ((Texts{REFUSED}), log.Lines());
+    option.SetOptionKey("");
+    option.Sync();
+    EXPECT_STREQ("other", option.GetOptionKey());
 }
 
 TEST(PublicOption, AKeyOf99CharactersIsTheLongest)
 {
-    Option kOption;
-    EXPECT_EQ(1, kOption.SetOptionKey(std::string(99, 'k').c_str()));
-    EXPECT_EQ(std::string(99, 'k'), kOption.GetOptionKey());
-    EXPECT_EQ(1, kOption.SetOptionKey(nullptr));
-    EXPECT_STREQ("", kOption.GetOptionKey());
+    Option option;
+    EXPECT_EQ(1, option.SetOptionKey(std::string(99, 'k').c_str()));
+    EXPECT_EQ(std::string(99, 'k'), option.GetOptionKey());
+    EXPECT_EQ(1, option.SetOptionKey(nullptr));
+    EXPECT_STREQ("", option.GetOptionKey());
 }
 
 TEST(PublicOption, TextsThatFillTheirFieldsEndWithThem)
 {
-    Fields kFields;
-    kFields.strKey = std::string(100, 'k');
-    kFields.strText1 = kFields.strText2 = kFields.strText3 = std::string(260, 't');
-    kFields.strText4 = kFields.strText5 = std::string(260, 't');
-    kFields.strText6 = std::string(100, 't');
-    const Section kSection(kFields.Record());
-    Option kOption;
-    kOption.Sync();
-    EXPECT_EQ(std::string(99, 'k'), kOption.GetOptionKey());
-    EXPECT_EQ(std::string(259, 't'), kOption.GetOptionText1());
-    EXPECT_EQ(std::string(259, 't'), kOption.GetOptionText3());
-    EXPECT_EQ(std::string(99, 't'), kOption.GetOptionText6());
-    EXPECT_EQ(0x11223344, kOption.GetOptionValue1());
+    Fields fields;
+    fields.strKey = std::string(100, 'k');
+    fields.strText1 = fields.strText2 = fields.strText3 = std::string(260, 't');
+    fields.strText4 = fields.strText5 = std::string(260, 't');
+    fields.strText6 = std::string(100, 't');
+    const Section section(fields.Record());
+    Option option;
+    option.Sync();
+    EXPECT_EQ(std::string(99, 'k'), option.GetOptionKey());
+    EXPECT_EQ(std::string(259, 't'), option.GetOptionText1());
+    EXPECT_EQ(std::string(259, 't'), option.GetOptionText3());
+    EXPECT_EQ(std::string(99, 't'), option.GetOptionText6());
+    EXPECT_EQ(0x11223344, option.GetOptionValue1());
 }
 
 TEST(PublicOption, ASectionWhoseWriterIsAtWorkGivesARecordAndNoFault)
 {
-    Fields kFields;
-    const Section kSection(kFields.Record());
+    Fields fields;
+    const Section section(fields.Record());
     std::atomic<bool> bStop = false;
-    std::thread kWriter(
+    std::thread writer(
         [&]
         {
             for (unsigned long long ullValue = 0; !bStop; ++ullValue)
             {
-                unsigned char* const pbValue = kSection.Data() + 1520;
+                unsigned char* const pbValue = section.Data() + 1520;
                 std::atomic_ref<unsigned long long>(*reinterpret_cast<unsigned long long*>(pbValue)).store(ullValue);
             }
         });
-    Option kOption;
+    Option option;
     for (int i = 0; i < 500; ++i)
     {
-        kOption.Sync();
-        EXPECT_STREQ("text one", kOption.GetOptionText1());
+        option.Sync();
+        EXPECT_STREQ("text one", option.GetOptionText1());
     }
     bStop = true;
-    kWriter.join();
+    writer.join();
 }

@@ -21,46 +21,46 @@ namespace
 {
 using votest::ImageOf;
 
-Bytes ImageOf(const VOTSNumberContainer& rkNumbers)
+Bytes ImageOf(const VOTSNumberContainer& numbers)
 {
-    const size_t uSize = static_cast<size_t>(rkNumbers.AllocSize());
-    return TakeBytes(rkNumbers.GetAlloc(), uSize);
+    const size_t uSize = static_cast<size_t>(numbers.AllocSize());
+    return TakeBytes(numbers.GetAlloc(), uSize);
 }
 
-void FillStrings(VOStringContainer& rkStrings)
+void FillStrings(VOStringContainer& strings)
 {
-    rkStrings.Add(VOTEXT("first"));
-    rkStrings.Add(VOTEXT("second"));
+    strings.Add(VOTEXT("first"));
+    strings.Add(VOTEXT("second"));
 }
 
-void FillSet(VOStringHashSet& rkSet)
+void FillSet(VOStringHashSet& set)
 {
-    rkSet.Insert(VOTEXT("first"));
-    rkSet.Insert(VOTEXT("second"));
+    set.Insert(VOTEXT("first"));
+    set.Insert(VOTEXT("second"));
 }
 
-void FillNumbers(VOTSNumberContainer& rkNumbers)
+void FillNumbers(VOTSNumberContainer& numbers)
 {
     unsigned int uIndex = 0;
-    rkNumbers.InsertNumber({1, 2, 3}, uIndex);
+    numbers.InsertNumber({1, 2, 3}, uIndex);
 }
 
 template <typename T>
 Bytes ImageAfter(void (*pfnFill)(T&))
 {
-    T kContainer;
-    pfnFill(kContainer);
-    return ImageOf(kContainer);
+    T container;
+    pfnFill(container);
+    return ImageOf(container);
 }
 
-void ExpectFirstAndSecond(const VOStringHashSet& rkSet)
+void ExpectFirstAndSecond(const VOStringHashSet& set)
 {
-    EXPECT_EQ(2u, rkSet.Count());
-    EXPECT_EQ(nullptr, rkSet.Find(VOTEXT("first")));  // handle 0
-    EXPECT_EQ(reinterpret_cast<void*>(uintptr_t{1}), rkSet.Find(VOTEXT("second")));
-    EXPECT_EQ(VOTEXT("first"), ReadText(rkSet.GetString(nullptr)));
-    EXPECT_EQ(VOTEXT("second"), ReadText(rkSet.GetString(reinterpret_cast<void*>(uintptr_t{1}))));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, rkSet.Find(VOTEXT("third")));
+    EXPECT_EQ(2u, set.Count());
+    EXPECT_EQ(nullptr, set.Find(VOTEXT("first")));  // handle 0
+    EXPECT_EQ(reinterpret_cast<void*>(uintptr_t{1}), set.Find(VOTEXT("second")));
+    EXPECT_EQ(VOTEXT("first"), ReadText(set.GetString(nullptr)));
+    EXPECT_EQ(VOTEXT("second"), ReadText(set.GetString(reinterpret_cast<void*>(uintptr_t{1}))));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("third")));
 }
 }  // namespace
 
@@ -68,17 +68,17 @@ TEST(AllocationFaults, AFailedAddLeavesATextPoolAsItWas)
 {
     const Bytes vecBefore = ImageAfter(&FillStrings);
     const unsigned uFailed = FailEachAllocation<VOStringContainer>(
-        [](VOStringContainer& rkStrings)
+        [](VOStringContainer& strings)
         {
-            FillStrings(rkStrings);
-            rkStrings.ShrinkToFit();
+            FillStrings(strings);
+            strings.ShrinkToFit();
         },
-        [](VOStringContainer& rkStrings) { rkStrings.Add(VOTEXT("third")); },
-        [&](VOStringContainer& rkStrings)
+        [](VOStringContainer& strings) { strings.Add(VOTEXT("third")); },
+        [&](VOStringContainer& strings)
         {
-            EXPECT_TRUE(SameBytes(vecBefore, ImageOf(rkStrings)));
-            rkStrings.Add(VOTEXT("third"));
-            EXPECT_EQ(VOTEXT("third"), ReadText(rkStrings.Get(2u)));
+            EXPECT_TRUE(SameBytes(vecBefore, ImageOf(strings)));
+            strings.Add(VOTEXT("third"));
+            EXPECT_EQ(VOTEXT("third"), ReadText(strings.Get(2u)));
         });
     EXPECT_LE(2u, uFailed) << "the bytes and the handles";
 }
@@ -88,18 +88,18 @@ TEST(AllocationFaults, AFailedShrinkLeavesATextPoolsTextsAsTheyWere)
     const Bytes vecBefore = ImageAfter(&FillStrings);
     const unsigned uFailed = FailEachAllocation<VOStringContainer>(
         &FillStrings,
-        [](VOStringContainer& rkStrings)
+        [](VOStringContainer& strings)
         {
-            rkStrings.Add(VOTEXT("third"));
-            rkStrings.Clean();
-            FillStrings(rkStrings);
-            rkStrings.ShrinkToFit();
+            strings.Add(VOTEXT("third"));
+            strings.Clean();
+            FillStrings(strings);
+            strings.ShrinkToFit();
         },
-        [&](VOStringContainer& rkStrings)
+        [&](VOStringContainer& strings)
         {
-            rkStrings.Release();
-            FillStrings(rkStrings);
-            EXPECT_TRUE(SameBytes(vecBefore, ImageOf(rkStrings)));
+            strings.Release();
+            FillStrings(strings);
+            EXPECT_TRUE(SameBytes(vecBefore, ImageOf(strings)));
         });
     EXPECT_GE(uFailed, 2u);
 }
@@ -110,31 +110,31 @@ TEST(AllocationFaults, AFailedImageLeavesEveryContainerAsItWas)
     const Bytes vecSet = ImageAfter(&FillSet);
     const Bytes vecNumbers = ImageAfter(&FillNumbers);
     EXPECT_LE(1u, FailEachAllocation<VOStringContainer>(
-                      &FillStrings, [](VOStringContainer& rkStrings) { free(rkStrings.GetAlloc()); },
-                      [&](VOStringContainer& rkStrings) { EXPECT_TRUE(SameBytes(vecStrings, ImageOf(rkStrings))); }));
+                      &FillStrings, [](VOStringContainer& strings) { free(strings.GetAlloc()); },
+                      [&](VOStringContainer& strings) { EXPECT_TRUE(SameBytes(vecStrings, ImageOf(strings))); }));
     EXPECT_LE(1u, FailEachAllocation<VOStringHashSet>(
-                      &FillSet, [](VOStringHashSet& rkSet) { free(rkSet.GetAlloc()); },
-                      [&](VOStringHashSet& rkSet) { EXPECT_TRUE(SameBytes(vecSet, ImageOf(rkSet))); }));
+                      &FillSet, [](VOStringHashSet& set) { free(set.GetAlloc()); },
+                      [&](VOStringHashSet& set) { EXPECT_TRUE(SameBytes(vecSet, ImageOf(set))); }));
     EXPECT_LE(1u, FailEachAllocation<VOTSNumberContainer>(
-                      &FillNumbers, [](VOTSNumberContainer& rkNumbers) { free(rkNumbers.GetAlloc()); },
-                      [&](VOTSNumberContainer& rkNumbers) { EXPECT_TRUE(SameBytes(vecNumbers, ImageOf(rkNumbers))); }));
+                      &FillNumbers, [](VOTSNumberContainer& numbers) { free(numbers.GetAlloc()); },
+                      [&](VOTSNumberContainer& numbers) { EXPECT_TRUE(SameBytes(vecNumbers, ImageOf(numbers))); }));
 }
 
 TEST(AllocationFaults, AFailedInsertLeavesASetsAnswersAsTheyWere)
 {
     const unsigned uFailed = FailEachAllocation<VOStringHashSet>(
-        [](VOStringHashSet& rkSet)
+        [](VOStringHashSet& set)
         {
-            FillSet(rkSet);
-            rkSet.ShrinkToFit();
+            FillSet(set);
+            set.ShrinkToFit();
         },
-        [](VOStringHashSet& rkSet) { rkSet.Insert(VOTEXT("third")); },
-        [](VOStringHashSet& rkSet)
+        [](VOStringHashSet& set) { set.Insert(VOTEXT("third")); },
+        [](VOStringHashSet& set)
         {
-            ExpectFirstAndSecond(rkSet);
-            EXPECT_EQ(2u, reinterpret_cast<uintptr_t>(rkSet.Insert(VOTEXT("third"))));
-            EXPECT_EQ(VOTEXT("third"), ReadText(rkSet.GetString(rkSet.Find(VOTEXT("third")))));
-            EXPECT_EQ(3u, rkSet.Count());
+            ExpectFirstAndSecond(set);
+            EXPECT_EQ(2u, reinterpret_cast<uintptr_t>(set.Insert(VOTEXT("third"))));
+            EXPECT_EQ(VOTEXT("third"), ReadText(set.GetString(set.Find(VOTEXT("third")))));
+            EXPECT_EQ(3u, set.Count());
         });
     EXPECT_LE(3u, uFailed) << "the text, its handle, and the record";
 }
@@ -142,84 +142,83 @@ TEST(AllocationFaults, AFailedInsertLeavesASetsAnswersAsTheyWere)
 TEST(AllocationFaults, AFailedInsertKeyLeavesASetsAnswersAsTheyWere)
 {
     EXPECT_LE(1u, FailEachAllocation<VOStringHashSet>(
-                      [](VOStringHashSet& rkSet)
+                      [](VOStringHashSet& set)
                       {
-                          FillSet(rkSet);
-                          rkSet.ShrinkToFit();
+                          FillSet(set);
+                          set.ShrinkToFit();
                       },
-                      [](VOStringHashSet& rkSet) { rkSet.InsertKey(VOTEXT("third")); }, &ExpectFirstAndSecond));
+                      [](VOStringHashSet& set) { set.InsertKey(VOTEXT("third")); }, &ExpectFirstAndSecond));
 }
 
 TEST(AllocationFaults, AFailedCopyOfAnImageLeavesASetThatCanBeCleanedAndUsed)
 {
-    const MisalignedBlock kImage(ImageAfter(&FillSet), 1);
+    const MisalignedBlock image(ImageAfter(&FillSet), 1);
     for (const VOStringHashSet::StringHashRole eRole : {VOStringHashSet::SHR_Provider, VOStringHashSet::SHR_Customer})
     {
         struct State
         {
-            std::unique_ptr<VOStringHashSet> pkSet;
+            std::unique_ptr<VOStringHashSet> pSet;
         };
-        auto* pAlloc = kImage.As<VOStringHashSet::StringHashSetAlloc>();
-        const unsigned uFailed = FailEachAllocation<State>(
-            [eRole](State& rkState) { rkState.pkSet = std::make_unique<VOStringHashSet>(eRole); },
-            [&](State& rkState) { rkState.pkSet->SetAlloc(pAlloc, 1, kImage.Size()); },
-            [&](State& rkState)
-            {
-                EXPECT_EQ(1, rkState.pkSet->CleanUp());
-                EXPECT_EQ(0u, rkState.pkSet->Count());
-                ASSERT_EQ(1, rkState.pkSet->SetAlloc(pAlloc, 0, kImage.Size()));
-                ExpectFirstAndSecond(*rkState.pkSet);
-            });
+        auto* pAlloc = image.As<VOStringHashSet::StringHashSetAlloc>();
+        const unsigned uFailed =
+            FailEachAllocation<State>([eRole](State& state) { state.pSet = std::make_unique<VOStringHashSet>(eRole); },
+                                      [&](State& state) { state.pSet->SetAlloc(pAlloc, 1, image.Size()); },
+                                      [&](State& state)
+                                      {
+                                          EXPECT_EQ(1, state.pSet->CleanUp());
+                                          EXPECT_EQ(0u, state.pSet->Count());
+                                          ASSERT_EQ(1, state.pSet->SetAlloc(pAlloc, 0, image.Size()));
+                                          ExpectFirstAndSecond(*state.pSet);
+                                      });
         EXPECT_LE(3u, uFailed) << "the records, the texts, and their handles";
     }
 }
 
 TEST(AllocationFaults, AFailedCopyOfASetLeavesTheSourceAsItWas)
 {
-    EXPECT_LE(3u,
-              FailEachAllocation<VOStringHashSet>(
-                  &FillSet, [](VOStringHashSet& rkSet) { const VOStringHashSet kCopy(rkSet); }, &ExpectFirstAndSecond));
+    EXPECT_LE(3u, FailEachAllocation<VOStringHashSet>(
+                      &FillSet, [](VOStringHashSet& set) { const VOStringHashSet copy(set); }, &ExpectFirstAndSecond));
 }
 
 TEST(AllocationFaults, AFailedAssignmentLeavesBothSetsSound)
 {
     struct State
     {
-        VOStringHashSet kFrom;
-        VOStringHashSet kTo;
+        VOStringHashSet from;
+        VOStringHashSet to;
     };
     EXPECT_LE(3u, FailEachAllocation<State>(
-                      [](State& rkState)
+                      [](State& state)
                       {
-                          FillSet(rkState.kFrom);
-                          rkState.kTo.Insert(VOTEXT("other"));
+                          FillSet(state.from);
+                          state.to.Insert(VOTEXT("other"));
                       },
-                      [](State& rkState) { rkState.kTo = rkState.kFrom; },
-                      [](State& rkState)
+                      [](State& state) { state.to = state.from; },
+                      [](State& state)
                       {
-                          ExpectFirstAndSecond(rkState.kFrom);
-                          EXPECT_EQ(1, rkState.kTo.CleanUp());
-                          FillSet(rkState.kTo);
-                          ExpectFirstAndSecond(rkState.kTo);
+                          ExpectFirstAndSecond(state.from);
+                          EXPECT_EQ(1, state.to.CleanUp());
+                          FillSet(state.to);
+                          ExpectFirstAndSecond(state.to);
                       }));
 }
 
 TEST(AllocationFaults, AFailedInsertionLeavesANumberContainerAsItWas)
 {
     const Bytes vecBefore = ImageAfter(&FillNumbers);
-    const auto fnMake = [](VOTSNumberContainer& rkNumbers)
+    const auto fnMake = [](VOTSNumberContainer& numbers)
     {
-        FillNumbers(rkNumbers);
-        rkNumbers.ShrinkToFit();
+        FillNumbers(numbers);
+        numbers.ShrinkToFit();
     };
-    const auto fnCheck = [&](VOTSNumberContainer& rkNumbers) { EXPECT_TRUE(SameBytes(vecBefore, ImageOf(rkNumbers))); };
+    const auto fnCheck = [&](VOTSNumberContainer& numbers) { EXPECT_TRUE(SameBytes(vecBefore, ImageOf(numbers))); };
     unsigned int uResult = 0;
     EXPECT_LE(1u, FailEachAllocation<VOTSNumberContainer>(
-                      fnMake, [&](VOTSNumberContainer& rkNumbers) { rkNumbers.InsertNumber(0, 4, uResult); }, fnCheck));
+                      fnMake, [&](VOTSNumberContainer& numbers) { numbers.InsertNumber(0, 4, uResult); }, fnCheck));
     EXPECT_LE(1u, FailEachAllocation<VOTSNumberContainer>(
                       fnMake,
-                      [&](VOTSNumberContainer& rkNumbers) {
-                          rkNumbers.InsertNumber({7, 8}, uResult);
+                      [&](VOTSNumberContainer& numbers) {
+                          numbers.InsertNumber({7, 8}, uResult);
                       },
                       fnCheck));
 }
@@ -232,31 +231,31 @@ TEST(AllocationFaults, AFailedBlockLeavesTheOutputsUntouched)
         unsigned int uSize = 4711;
     };
     const auto fnMake = [](State&) {};
-    const auto fnCheck = [](State& rkState)
+    const auto fnCheck = [](State& state)
     {
-        EXPECT_EQ(nullptr, rkState.pbResult);
-        EXPECT_EQ(4711u, rkState.uSize);
+        EXPECT_EQ(nullptr, state.pbResult);
+        EXPECT_EQ(4711u, state.uSize);
     };
     Bytes vecSource(1000, 'x');
     EXPECT_LE(2u, FailEachAllocation<State>(
                       fnMake,
-                      [&](State& rkState)
+                      [&](State& state)
                       {
-                          VOCompressBuffer_lzo1x(&rkState.pbResult, &rkState.uSize, vecSource.data(), 1000);
-                          free(rkState.pbResult);
+                          VOCompressBuffer_lzo1x(&state.pbResult, &state.uSize, vecSource.data(), 1000);
+                          free(state.pbResult);
                       },
                       fnCheck))
         << "the block and the work memory";
 
-    State kBlock;
-    ASSERT_EQ(1, VOCompressBuffer_lzo1x(&kBlock.pbResult, &kBlock.uSize, vecSource.data(), 1000));
+    State block;
+    ASSERT_EQ(1, VOCompressBuffer_lzo1x(&block.pbResult, &block.uSize, vecSource.data(), 1000));
     EXPECT_LE(1u, FailEachAllocation<State>(
                       fnMake,
-                      [&](State& rkState)
+                      [&](State& state)
                       {
-                          VODeCompressBuffer_lzo1x(&rkState.pbResult, &rkState.uSize, kBlock.pbResult);
-                          free(rkState.pbResult);
+                          VODeCompressBuffer_lzo1x(&state.pbResult, &state.uSize, block.pbResult);
+                          free(state.pbResult);
                       },
                       fnCheck));
-    free(kBlock.pbResult);
+    free(block.pbResult);
 }

@@ -30,77 +30,77 @@ const char* const kNoEntries = R"(
     00 00 00 00
 )";
 
-void AddTwoEntries(OpenBuffer& rkBuffer)
+void AddTwoEntries(OpenBuffer& buffer)
 {
-    rkBuffer.AddBytes({'a', 'b', 'c'}, 0);
-    rkBuffer.AddBytes({0xFF}, 0x7E);
+    buffer.AddBytes({'a', 'b', 'c'}, 0);
+    buffer.AddBytes({0xFF}, 0x7E);
 }
 
-int Set(VOBufferContainer& rkBuffer, const MisalignedBlock& rkImage, int bCopy)
+int Set(VOBufferContainer& buffer, const MisalignedBlock& image, int bCopy)
 {
-    return rkBuffer.SetAlloc(rkImage.As<VOBufferContainer::BufferAlloc>(), bCopy, rkImage.Size());
+    return buffer.SetAlloc(image.As<VOBufferContainer::BufferAlloc>(), bCopy, image.Size());
 }
 
-void ExpectTwoEntries(const VOBufferContainer& rkBuffer)
+void ExpectTwoEntries(const VOBufferContainer& buffer)
 {
-    ASSERT_EQ(2u, rkBuffer.Count());
-    EXPECT_TRUE(SameBytes({'a', 'b', 'c', 0}, CopyBytes(rkBuffer.Get(0u), 4)));
-    EXPECT_TRUE(SameBytes({0xFF, 0x7E}, CopyBytes(rkBuffer.Get(Handle(4)), 2)));
+    ASSERT_EQ(2u, buffer.Count());
+    EXPECT_TRUE(SameBytes({'a', 'b', 'c', 0}, CopyBytes(buffer.Get(0u), 4)));
+    EXPECT_TRUE(SameBytes({0xFF, 0x7E}, CopyBytes(buffer.Get(Handle(4)), 2)));
 }
 }  // namespace
 
 TEST(BufferImage, ItsBytesAreExactlyTheFormats)
 {
-    OpenBuffer kBuffer;
-    AddTwoEntries(kBuffer);
-    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), ImageOf(kBuffer)));
+    OpenBuffer buffer;
+    AddTwoEntries(buffer);
+    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), ImageOf(buffer)));
 }
 
 TEST(BufferImage, OfAnEmptyContainerIs44BytesAndCanBeTakenAgain)
 {
-    OpenBuffer kBuffer;
-    const Bytes vecImage = ImageOf(kBuffer);
+    OpenBuffer buffer;
+    const Bytes vecImage = ImageOf(buffer);
     EXPECT_EQ(44u, vecImage.size());
     EXPECT_TRUE(SameBytes(FromHex(kNoEntries), vecImage));
     for (const int bCopy : {0, 1})
     {
-        OpenBuffer kTarget;
-        const MisalignedBlock kImage(vecImage, 3);
-        EXPECT_EQ(1, Set(kTarget, kImage, bCopy));
-        EXPECT_EQ(0u, kTarget.Count());
-        EXPECT_EQ(nullptr, kTarget.Get(0u));
-        EXPECT_TRUE(SameBytes(vecImage, ImageOf(kTarget)));
+        OpenBuffer target;
+        const MisalignedBlock image(vecImage, 3);
+        EXPECT_EQ(1, Set(target, image, bCopy));
+        EXPECT_EQ(0u, target.Count());
+        EXPECT_EQ(nullptr, target.Get(0u));
+        EXPECT_TRUE(SameBytes(vecImage, ImageOf(target)));
     }
 }
 
 TEST(BufferImage, MakingOneLeavesTheContainerAsItWas)
 {
-    OpenBuffer kBuffer;
-    AddTwoEntries(kBuffer);
-    const unsigned char* pbBuffer = kBuffer.Buffer();
-    ImageOf(kBuffer);
-    EXPECT_EQ(pbBuffer, kBuffer.Buffer());
-    EXPECT_EQ(8u, kBuffer.Capacity());
-    ExpectTwoEntries(kBuffer);
+    OpenBuffer buffer;
+    AddTwoEntries(buffer);
+    const unsigned char* pbBuffer = buffer.Buffer();
+    ImageOf(buffer);
+    EXPECT_EQ(pbBuffer, buffer.Buffer());
+    EXPECT_EQ(8u, buffer.Capacity());
+    ExpectTwoEntries(buffer);
 }
 
 TEST(BufferImage, SpareCapacityIsNotPartOfIt)
 {
-    OpenBuffer kBuffer;
-    AddTwoEntries(kBuffer);
-    kBuffer._ResizeBufferCapacity(4096);
-    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), ImageOf(kBuffer)));
+    OpenBuffer buffer;
+    AddTwoEntries(buffer);
+    buffer._ResizeBufferCapacity(4096);
+    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), ImageOf(buffer)));
 }
 
 TEST(BufferImage, AllocSizeIsItsSizeAndWriteAllocWritesIt)
 {
-    OpenBuffer kBuffer;
-    EXPECT_EQ(44u, kBuffer.AllocSize());
-    AddTwoEntries(kBuffer);
-    ASSERT_EQ(66u, kBuffer.AllocSize());
-    const MisalignedBlock kImage(Bytes(66, 0), 5);
-    kBuffer.WriteAlloc(kImage.Data());
-    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), kImage.Current()));
+    OpenBuffer buffer;
+    EXPECT_EQ(44u, buffer.AllocSize());
+    AddTwoEntries(buffer);
+    ASSERT_EQ(66u, buffer.AllocSize());
+    const MisalignedBlock image(Bytes(66, 0), 5);
+    buffer.WriteAlloc(image.Data());
+    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), image.Current()));
 }
 
 TEST(BufferImage, IsTakenAtEveryMisalignmentAsACopyAndAsAView)
@@ -109,178 +109,178 @@ TEST(BufferImage, IsTakenAtEveryMisalignmentAsACopyAndAsAView)
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kImage(FromHex(kTwoEntries), uMisalignment);
-            OpenBuffer kBuffer;
-            ASSERT_EQ(1, Set(kBuffer, kImage, bCopy)) << uMisalignment;
-            ExpectTwoEntries(kBuffer);
-            EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), ImageOf(kBuffer)));
-            EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), kImage.Current()));
+            const MisalignedBlock image(FromHex(kTwoEntries), uMisalignment);
+            OpenBuffer buffer;
+            ASSERT_EQ(1, Set(buffer, image, bCopy)) << uMisalignment;
+            ExpectTwoEntries(buffer);
+            EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), ImageOf(buffer)));
+            EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), image.Current()));
         }
     }
 }
 
 TEST(BufferImage, ACopyFitsExactlyAndOutlivesTheImage)
 {
-    OpenBuffer kBuffer;
+    OpenBuffer buffer;
     {
-        const MisalignedBlock kImage(FromHex(kTwoEntries), 1);
-        ASSERT_EQ(1, Set(kBuffer, kImage, 1));
+        const MisalignedBlock image(FromHex(kTwoEntries), 1);
+        ASSERT_EQ(1, Set(buffer, image, 1));
     }
-    EXPECT_EQ(6u, kBuffer.Capacity());
-    EXPECT_EQ(2u, kBuffer.HandleCapacity());
-    ExpectTwoEntries(kBuffer);
+    EXPECT_EQ(6u, buffer.Capacity());
+    EXPECT_EQ(2u, buffer.HandleCapacity());
+    ExpectTwoEntries(buffer);
 }
 
 TEST(BufferImage, AViewPointsIntoTheImageAndOwnsNothing)
 {
-    const MisalignedBlock kImage(FromHex(kTwoEntries), 1);
-    OpenBuffer kBuffer;
-    ASSERT_EQ(1, Set(kBuffer, kImage, 0));
-    EXPECT_EQ(kImage.Data() + 20, kBuffer.Buffer());
-    EXPECT_EQ(0u, kBuffer.Capacity());
-    EXPECT_EQ(0u, kBuffer.HandleCapacity());
-    EXPECT_EQ(6u, kBuffer.Used());
+    const MisalignedBlock image(FromHex(kTwoEntries), 1);
+    OpenBuffer buffer;
+    ASSERT_EQ(1, Set(buffer, image, 0));
+    EXPECT_EQ(image.Data() + 20, buffer.Buffer());
+    EXPECT_EQ(0u, buffer.Capacity());
+    EXPECT_EQ(0u, buffer.HandleCapacity());
+    EXPECT_EQ(6u, buffer.Used());
 }
 
 TEST(BufferImage, ReleaseOfAViewDoesNotReleaseTheImage)
 {
-    const MisalignedBlock kImage(FromHex(kTwoEntries), 1);
+    const MisalignedBlock image(FromHex(kTwoEntries), 1);
     {
-        OpenBuffer kBuffer;
-        ASSERT_EQ(1, Set(kBuffer, kImage, 0));
-        EXPECT_EQ(1, kBuffer.Release());
-        EXPECT_EQ(nullptr, kBuffer.Buffer());
-        EXPECT_EQ(0u, kBuffer.Count());
-        ASSERT_EQ(1, Set(kBuffer, kImage, 0));  // and the destructor doesn't either
+        OpenBuffer buffer;
+        ASSERT_EQ(1, Set(buffer, image, 0));
+        EXPECT_EQ(1, buffer.Release());
+        EXPECT_EQ(nullptr, buffer.Buffer());
+        EXPECT_EQ(0u, buffer.Count());
+        ASSERT_EQ(1, Set(buffer, image, 0));  // and the destructor doesn't either
     }
-    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), kImage.Current()));
+    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), image.Current()));
 }
 
 TEST(BufferImage, CleanUpOfAViewOnlyResetsItsCounts)
 {
-    const MisalignedBlock kImage(FromHex(kTwoEntries), 1);
-    OpenBuffer kBuffer;
-    ASSERT_EQ(1, Set(kBuffer, kImage, 0));
-    EXPECT_EQ(1, kBuffer.CleanUp());
-    EXPECT_EQ(0u, kBuffer.Count());
-    EXPECT_EQ(0u, kBuffer.Used());
-    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), kImage.Current()));
+    const MisalignedBlock image(FromHex(kTwoEntries), 1);
+    OpenBuffer buffer;
+    ASSERT_EQ(1, Set(buffer, image, 0));
+    EXPECT_EQ(1, buffer.CleanUp());
+    EXPECT_EQ(0u, buffer.Count());
+    EXPECT_EQ(0u, buffer.Used());
+    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), image.Current()));
 }
 
 TEST(BufferImage, AddToAViewMakesAPrivateCopyAndLeavesTheImageAlone)
 {
-    const MisalignedBlock kImage(FromHex(kTwoEntries), 1);
-    OpenBuffer kBuffer;
-    ASSERT_EQ(1, Set(kBuffer, kImage, 0));
-    EXPECT_EQ(6u, Number(kBuffer.AddBytes({9, 8, 7})));
-    EXPECT_EQ(3u, kBuffer.Count());
-    EXPECT_NE(kImage.Data() + 20, kBuffer.Buffer());
-    EXPECT_GE(kBuffer.Capacity(), 10u);
-    EXPECT_TRUE(SameBytes({'a', 'b', 'c', 0}, CopyBytes(kBuffer.Get(Handle(0)), 4)));
-    EXPECT_TRUE(SameBytes({0xFF, 0x7E}, CopyBytes(kBuffer.Get(Handle(4)), 2)));
-    EXPECT_TRUE(SameBytes({9, 8, 7}, CopyBytes(kBuffer.Get(Handle(6)), 3)));
-    EXPECT_EQ(kBuffer.Get(Handle(4)), kBuffer.Get(1u));
-    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), kImage.Current()));
+    const MisalignedBlock image(FromHex(kTwoEntries), 1);
+    OpenBuffer buffer;
+    ASSERT_EQ(1, Set(buffer, image, 0));
+    EXPECT_EQ(6u, Number(buffer.AddBytes({9, 8, 7})));
+    EXPECT_EQ(3u, buffer.Count());
+    EXPECT_NE(image.Data() + 20, buffer.Buffer());
+    EXPECT_GE(buffer.Capacity(), 10u);
+    EXPECT_TRUE(SameBytes({'a', 'b', 'c', 0}, CopyBytes(buffer.Get(Handle(0)), 4)));
+    EXPECT_TRUE(SameBytes({0xFF, 0x7E}, CopyBytes(buffer.Get(Handle(4)), 2)));
+    EXPECT_TRUE(SameBytes({9, 8, 7}, CopyBytes(buffer.Get(Handle(6)), 3)));
+    EXPECT_EQ(buffer.Get(Handle(4)), buffer.Get(1u));
+    EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), image.Current()));
 }
 
 TEST(BufferImage, AViewsFirstGrowthKeepsAllBytesAlsoWhenTheNewEntryIsSmall)
 {
     // The growth formula alone would give (0 + 2) * 2 = 4 bytes here, fewer than the view already holds.
-    OpenBuffer kSource;
+    OpenBuffer source;
     for (unsigned char i = 0; i < 100; ++i)
     {
-        kSource.AddBytes({i, i, i}, i);
+        source.AddBytes({i, i, i}, i);
     }
-    const Bytes vecImage = ImageOf(kSource);
-    const MisalignedBlock kImage(vecImage, 7);
-    OpenBuffer kBuffer;
-    ASSERT_EQ(1, Set(kBuffer, kImage, 0));
-    EXPECT_EQ(400u, Number(kBuffer.AddBytes({200})));
-    ASSERT_EQ(101u, kBuffer.Count());
+    const Bytes vecImage = ImageOf(source);
+    const MisalignedBlock image(vecImage, 7);
+    OpenBuffer buffer;
+    ASSERT_EQ(1, Set(buffer, image, 0));
+    EXPECT_EQ(400u, Number(buffer.AddBytes({200})));
+    ASSERT_EQ(101u, buffer.Count());
     for (unsigned char i = 0; i < 100; ++i)
     {
-        ASSERT_TRUE(SameBytes({i, i, i, i}, CopyBytes(kBuffer.Get(Handle(4u * i)), 4))) << int{i};
-        ASSERT_EQ(4u * i, kBuffer.HandleAt(i));
+        ASSERT_TRUE(SameBytes({i, i, i, i}, CopyBytes(buffer.Get(Handle(4u * i)), 4))) << int{i};
+        ASSERT_EQ(4u * i, buffer.HandleAt(i));
     }
-    EXPECT_EQ(200, kBuffer.Get(100u)[0]);
-    EXPECT_TRUE(SameBytes(vecImage, kImage.Current()));
+    EXPECT_EQ(200, buffer.Get(100u)[0]);
+    EXPECT_TRUE(SameBytes(vecImage, image.Current()));
 }
 
 TEST(BufferImage, ShrinkToFitOfAViewGivesAPrivateCopyThatFits)
 {
-    OpenBuffer kBuffer;
+    OpenBuffer buffer;
     {
-        const MisalignedBlock kImage(FromHex(kTwoEntries), 1);
-        ASSERT_EQ(1, Set(kBuffer, kImage, 0));
-        EXPECT_EQ(1, kBuffer.ShrinkToFit());
-        EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), kImage.Current()));
+        const MisalignedBlock image(FromHex(kTwoEntries), 1);
+        ASSERT_EQ(1, Set(buffer, image, 0));
+        EXPECT_EQ(1, buffer.ShrinkToFit());
+        EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), image.Current()));
     }
-    EXPECT_EQ(6u, kBuffer.Capacity());
-    EXPECT_EQ(2u, kBuffer.HandleCapacity());
-    ExpectTwoEntries(kBuffer);
+    EXPECT_EQ(6u, buffer.Capacity());
+    EXPECT_EQ(2u, buffer.HandleCapacity());
+    ExpectTwoEntries(buffer);
 }
 
 TEST(BufferImage, TakingOneReplacesWhatTheContainerHeld)
 {
     for (const int bCopy : {0, 1})
     {
-        OpenBuffer kBuffer;
-        kBuffer.AddBytes(Bytes(100, 1));
-        const MisalignedBlock kImage(FromHex(kTwoEntries), 1);
-        ASSERT_EQ(1, Set(kBuffer, kImage, bCopy));
-        ExpectTwoEntries(kBuffer);
-        EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), ImageOf(kBuffer)));
+        OpenBuffer buffer;
+        buffer.AddBytes(Bytes(100, 1));
+        const MisalignedBlock image(FromHex(kTwoEntries), 1);
+        ASSERT_EQ(1, Set(buffer, image, bCopy));
+        ExpectTwoEntries(buffer);
+        EXPECT_TRUE(SameBytes(FromHex(kTwoEntries), ImageOf(buffer)));
     }
 }
 
 TEST(BufferImage, AnEmptyPointerIsRefusedInSilenceAndTheContainerUntouched)
 {
-    const LogCapture kLog;
-    OpenBuffer kBuffer;
-    AddTwoEntries(kBuffer);
-    EXPECT_EQ(0, kBuffer.SetAlloc(nullptr, 1));
-    EXPECT_EQ(0, kBuffer.SetAlloc(nullptr, 0));
-    ExpectTwoEntries(kBuffer);
-    EXPECT_EQ(0u, kLog.Count());
+    const LogCapture log;
+    OpenBuffer buffer;
+    AddTwoEntries(buffer);
+    EXPECT_EQ(0, buffer.SetAlloc(nullptr, 1));
+    EXPECT_EQ(0, buffer.SetAlloc(nullptr, 0));
+    ExpectTwoEntries(buffer);
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(BufferImage, OneChangedByteInTheVersionIsRefusedAndTheContainerUntouched)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     for (size_t uByte = 0; uByte < 8; ++uByte)
     {
         for (const int bCopy : {0, 1})
         {
             Bytes vecImage = FromHex(kNoEntries);
             vecImage[uByte] ^= 0x20;
-            const MisalignedBlock kImage(vecImage);
-            OpenBuffer kBuffer;
-            AddTwoEntries(kBuffer);
-            const unsigned char* pbBuffer = kBuffer.Buffer();
-            EXPECT_EQ(0, Set(kBuffer, kImage, bCopy)) << uByte;
-            EXPECT_EQ(pbBuffer, kBuffer.Buffer());
-            ExpectTwoEntries(kBuffer);
+            const MisalignedBlock image(vecImage);
+            OpenBuffer buffer;
+            AddTwoEntries(buffer);
+            const unsigned char* pbBuffer = buffer.Buffer();
+            EXPECT_EQ(0, Set(buffer, image, bCopy)) << uByte;
+            EXPECT_EQ(pbBuffer, buffer.Buffer());
+            ExpectTwoEntries(buffer);
         }
     }
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(BufferImage, ATotalThatIsOffByOneIsRefusedAndTheContainerUntouched)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     for (const uint32_t uTotal : {0x29u, 0x2Bu})
     {
         Bytes vecImage = FromHex(kTwoEntries);
         WriteU32(vecImage, 16, uTotal);
-        const MisalignedBlock kImage(vecImage);
-        OpenBuffer kBuffer;
-        kBuffer.AddBytes({5}, 6);
-        EXPECT_EQ(0, Set(kBuffer, kImage, 1));
-        EXPECT_EQ(0, Set(kBuffer, kImage, 0));
-        EXPECT_TRUE(SameBytes({5, 6}, kBuffer.UsedBytes()));
-        EXPECT_EQ(1u, kBuffer.Count());
+        const MisalignedBlock image(vecImage);
+        OpenBuffer buffer;
+        buffer.AddBytes({5}, 6);
+        EXPECT_EQ(0, Set(buffer, image, 1));
+        EXPECT_EQ(0, Set(buffer, image, 0));
+        EXPECT_TRUE(SameBytes({5, 6}, buffer.UsedBytes()));
+        EXPECT_EQ(1u, buffer.Count());
     }
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(BufferImage, ATotalThatOnlyAgreesAfterA32BitOverflowIsRefused)
@@ -289,39 +289,39 @@ TEST(BufferImage, ATotalThatOnlyAgreesAfterA32BitOverflowIsRefused)
     Bytes vecImage = FromHex(kTwoEntries);
     WriteU32(vecImage, 8, 0xFFFFFFFF);
     WriteU32(vecImage, 12, 0x2B);
-    const MisalignedBlock kImage(vecImage);
-    OpenBuffer kBuffer;
-    EXPECT_EQ(0, Set(kBuffer, kImage, 1));
-    EXPECT_EQ(0, Set(kBuffer, kImage, 0));
-    EXPECT_EQ(0u, kBuffer.Count());
+    const MisalignedBlock image(vecImage);
+    OpenBuffer buffer;
+    EXPECT_EQ(0, Set(buffer, image, 1));
+    EXPECT_EQ(0, Set(buffer, image, 0));
+    EXPECT_EQ(0u, buffer.Count());
 }
 
 TEST(BufferImage, ABadHandleImageLeavesABufferWithoutHandles)
 {
     const std::vector<std::function<void(Bytes&)>> vecDamage = {
-        [](Bytes& rBytes) { rBytes[26] = 'x'; },          // its version
-        [](Bytes& rBytes) { WriteU32(rBytes, 34, 1); },   // its count
-        [](Bytes& rBytes) { WriteU32(rBytes, 38, 15); },  // its byte size
+        [](Bytes& bytes) { bytes[26] = 'x'; },          // its version
+        [](Bytes& bytes) { WriteU32(bytes, 34, 1); },   // its count
+        [](Bytes& bytes) { WriteU32(bytes, 38, 15); },  // its byte size
     };
-    const LogCapture kLog;
+    const LogCapture log;
     for (const auto& fnDamage : vecDamage)
     {
         for (const int bCopy : {0, 1})
         {
             Bytes vecImage = FromHex(kTwoEntries);
             fnDamage(vecImage);
-            const MisalignedBlock kImage(vecImage, 1);
-            OpenBuffer kBuffer;
-            kBuffer.AddBytes({5}, 6);
-            EXPECT_EQ(0, Set(kBuffer, kImage, bCopy));
-            EXPECT_EQ(0u, kBuffer.Count());
-            EXPECT_EQ(6u, kBuffer.Used());
-            EXPECT_EQ(nullptr, kBuffer.Get(0u));
-            ASSERT_NE(nullptr, kBuffer.Get(Handle(4)));
-            EXPECT_EQ(0xFF, kBuffer.Get(Handle(4))[0]);
+            const MisalignedBlock image(vecImage, 1);
+            OpenBuffer buffer;
+            buffer.AddBytes({5}, 6);
+            EXPECT_EQ(0, Set(buffer, image, bCopy));
+            EXPECT_EQ(0u, buffer.Count());
+            EXPECT_EQ(6u, buffer.Used());
+            EXPECT_EQ(nullptr, buffer.Get(0u));
+            ASSERT_NE(nullptr, buffer.Get(Handle(4)));
+            EXPECT_EQ(0xFF, buffer.Get(Handle(4))[0]);
         }
     }
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(BufferImage, TailsAreNotLookedAt)
@@ -331,26 +331,26 @@ TEST(BufferImage, TailsAreNotLookedAt)
     {
         vecImage[vecImage.size() - i] = 0xEE;
     }
-    const MisalignedBlock kImage(vecImage);
-    OpenBuffer kBuffer;
-    ASSERT_EQ(1, Set(kBuffer, kImage, 1));
-    ExpectTwoEntries(kBuffer);
+    const MisalignedBlock image(vecImage);
+    OpenBuffer buffer;
+    ASSERT_EQ(1, Set(buffer, image, 1));
+    ExpectTwoEntries(buffer);
 }
 
 TEST(BufferImage, AssigningOneToAnotherTakesTheFieldsAndLeavesTheData)
 {
     Bytes vecOther(64, 0xAB);
-    const MisalignedBlock kFrom(FromHex(kTwoEntries), 1);
-    const MisalignedBlock kTo(vecOther, 3);
-    *kTo.As<VOBufferContainer::BufferAlloc>() = *kFrom.As<VOBufferContainer::BufferAlloc>();
-    std::copy_n(kFrom.Data(), 20, vecOther.begin());
-    EXPECT_TRUE(SameBytes(vecOther, kTo.Current()));
+    const MisalignedBlock from(FromHex(kTwoEntries), 1);
+    const MisalignedBlock to(vecOther, 3);
+    *to.As<VOBufferContainer::BufferAlloc>() = *from.As<VOBufferContainer::BufferAlloc>();
+    std::copy_n(from.Data(), 20, vecOther.begin());
+    EXPECT_TRUE(SameBytes(vecOther, to.Current()));
 
     vecOther[8] = 0x5C;
-    const MisalignedBlock kLast(vecOther, 5);
-    *kTo.As<VOBufferContainer::BufferAlloc>() = std::move(*kLast.As<VOBufferContainer::BufferAlloc>());
-    EXPECT_TRUE(SameBytes(vecOther, kTo.Current()));
-    EXPECT_TRUE(SameBytes(vecOther, kLast.Current()));
+    const MisalignedBlock last(vecOther, 5);
+    *to.As<VOBufferContainer::BufferAlloc>() = std::move(*last.As<VOBufferContainer::BufferAlloc>());
+    EXPECT_TRUE(SameBytes(vecOther, to.Current()));
+    EXPECT_TRUE(SameBytes(vecOther, last.Current()));
 }
 
 TEST(BufferImage, AFieldOrderThatReadersRelyOn)

@@ -16,16 +16,16 @@ namespace
 constexpr int kThreads = 8;
 
 template <typename Body>
-void RunOnThreads(Body kBody)
+void RunOnThreads(Body body)
 {
     std::vector<std::thread> vecThread;
     for (int nThread = 0; nThread < kThreads; ++nThread)
     {
-        vecThread.emplace_back(kBody, nThread);
+        vecThread.emplace_back(body, nThread);
     }
-    for (std::thread& rkThread : vecThread)
+    for (std::thread& thread : vecThread)
     {
-        rkThread.join();
+        thread.join();
     }
 }
 
@@ -42,7 +42,7 @@ std::vector<VOWString> Texts()
 
 TEST(ConcurrentReaders, ManyThreadsHashWithOneObject)
 {
-    const VOStringHash kHash;
+    const VOStringHash hash;
     const std::vector<VOWString> vecText = Texts();
     std::atomic<int> nWrong = 0;
     RunOnThreads(
@@ -51,7 +51,7 @@ TEST(ConcurrentReaders, ManyThreadsHashWithOneObject)
             for (size_t i = 0; i < vecText.size(); ++i)
             {
                 const VOULONG dwRow = static_cast<VOULONG>((i + static_cast<size_t>(nThread)) % 5);
-                nWrong += kHash.HashW(vecText[i].c_str(), dwRow) != ReferenceHash(vecText[i], dwRow) ? 1 : 0;
+                nWrong += hash.HashW(vecText[i].c_str(), dwRow) != ReferenceHash(vecText[i], dwRow) ? 1 : 0;
             }
         });
     EXPECT_EQ(0, nWrong);
@@ -60,16 +60,16 @@ TEST(ConcurrentReaders, ManyThreadsHashWithOneObject)
 TEST(ConcurrentReaders, ManyThreadsSearchAndWalkOneCustomer)
 {
     const std::vector<VOWString> vecText = Texts();
-    VOStringHashSet kSource;
-    for (const VOWString& rkText : vecText)
+    VOStringHashSet source;
+    for (const VOWString& text : vecText)
     {
-        kSource.Insert(rkText.c_str());
+        source.Insert(text.c_str());
     }
     for (const int bCopy : {0, 1})
     {
-        const MisalignedBlock kImage(ImageOf(kSource), 1);
-        VOStringHashSet kSet(VOStringHashSet::SHR_Customer);
-        ASSERT_EQ(1, Set(kSet, kImage, bCopy));
+        const MisalignedBlock image(ImageOf(source), 1);
+        VOStringHashSet set(VOStringHashSet::SHR_Customer);
+        ASSERT_EQ(1, Set(set, image, bCopy));
         std::atomic<int> nWrong = 0;
         RunOnThreads(
             [&](int nThread)
@@ -77,12 +77,12 @@ TEST(ConcurrentReaders, ManyThreadsSearchAndWalkOneCustomer)
                 for (size_t i = 0; i < vecText.size(); ++i)
                 {
                     const size_t uText = (i + static_cast<size_t>(nThread) * 37) % vecText.size();
-                    nWrong += Number(kSet.Find(vecText[uText].c_str())) != uText ? 1 : 0;
-                    nWrong += ReadText(kSet.GetString(Handle(uText))) != vecText[uText] ? 1 : 0;
+                    nWrong += Number(set.Find(vecText[uText].c_str())) != uText ? 1 : 0;
+                    nWrong += ReadText(set.GetString(Handle(uText))) != vecText[uText] ? 1 : 0;
                 }
-                nWrong += WalkOf(kSet).size() != vecText.size() ? 1 : 0;
-                nWrong += kSet.Count() != vecText.size() ? 1 : 0;
-                free(kSet.GetAlloc());
+                nWrong += WalkOf(set).size() != vecText.size() ? 1 : 0;
+                nWrong += set.Count() != vecText.size() ? 1 : 0;
+                free(set.GetAlloc());
             });
         EXPECT_EQ(0, nWrong);
     }
@@ -91,10 +91,10 @@ TEST(ConcurrentReaders, ManyThreadsSearchAndWalkOneCustomer)
 TEST(ConcurrentReaders, ManyThreadsSearchAndWalkAProviderThatNobodyChanges)
 {
     const std::vector<VOWString> vecText = Texts();
-    VOStringHashSet kSet;
-    for (const VOWString& rkText : vecText)
+    VOStringHashSet set;
+    for (const VOWString& text : vecText)
     {
-        kSet.Insert(rkText.c_str());
+        set.Insert(text.c_str());
     }
     std::atomic<int> nWrong = 0;
     RunOnThreads(
@@ -102,10 +102,10 @@ TEST(ConcurrentReaders, ManyThreadsSearchAndWalkAProviderThatNobodyChanges)
         {
             for (size_t i = 0; i < vecText.size(); ++i)
             {
-                nWrong += Number(kSet.Find(vecText[i].c_str())) != i ? 1 : 0;
+                nWrong += Number(set.Find(vecText[i].c_str())) != i ? 1 : 0;
             }
-            nWrong += WalkOf(kSet).size() != vecText.size() ? 1 : 0;
-            free(kSet.GetAlloc());
+            nWrong += WalkOf(set).size() != vecText.size() ? 1 : 0;
+            free(set.GetAlloc());
         });
     EXPECT_EQ(0, nWrong);
 }
@@ -113,21 +113,21 @@ TEST(ConcurrentReaders, ManyThreadsSearchAndWalkAProviderThatNobodyChanges)
 TEST(ConcurrentReaders, ManyThreadsReadOneViewOfTexts)
 {
     const std::vector<VOWString> vecText = Texts();
-    VOStringContainer kSource;
-    for (const VOWString& rkText : vecText)
+    VOStringContainer source;
+    for (const VOWString& text : vecText)
     {
-        kSource.Add(rkText.c_str());
+        source.Add(text.c_str());
     }
-    const MisalignedBlock kImage(ImageOf(kSource), 1);
-    VOStringContainer kStrings;
-    ASSERT_EQ(1, kStrings.SetAlloc(kImage.As<VOStringContainer::StringAlloc>(), 0));
+    const MisalignedBlock image(ImageOf(source), 1);
+    VOStringContainer strings;
+    ASSERT_EQ(1, strings.SetAlloc(image.As<VOStringContainer::StringAlloc>(), 0));
     std::atomic<int> nWrong = 0;
     RunOnThreads(
         [&](int)
         {
-            for (unsigned int i = 0; i < kStrings.Count(); ++i)
+            for (unsigned int i = 0; i < strings.Count(); ++i)
             {
-                nWrong += ReadText(kStrings.Get(i)) != vecText[i] ? 1 : 0;
+                nWrong += ReadText(strings.Get(i)) != vecText[i] ? 1 : 0;
             }
         });
     EXPECT_EQ(0, nWrong);

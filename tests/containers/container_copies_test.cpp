@@ -14,197 +14,197 @@ namespace
 {
 Bytes SetImage()
 {
-    VOStringHashSet kSet;
-    kSet.Insert(VOTEXT("first"));
-    kSet.InsertKey(VOTEXT("key"));
-    kSet.Insert(CollidingGroup(0)[0].c_str());
-    kSet.Insert(CollidingGroup(0)[1].c_str());
-    return ImageOf(kSet);
+    VOStringHashSet set;
+    set.Insert(VOTEXT("first"));
+    set.InsertKey(VOTEXT("key"));
+    set.Insert(CollidingGroup(0)[0].c_str());
+    set.Insert(CollidingGroup(0)[1].c_str());
+    return ImageOf(set);
 }
 
-void ExpectSetAnswers(const VOStringHashSet& rkSet)
+void ExpectSetAnswers(const VOStringHashSet& set)
 {
-    EXPECT_EQ(4u, rkSet.Count());
-    EXPECT_EQ(0u, Number(rkSet.Find(VOTEXT("first"))));
-    EXPECT_EQ(VOTEXT("first"), ReadText(rkSet.GetString(Handle(0))));
-    EXPECT_EQ(3u, Number(rkSet.Find(CollidingGroup(0)[1].c_str())));
-    EXPECT_EQ(CollidingGroup(0)[1], ReadText(rkSet.GetString(Handle(3))));
-    EXPECT_EQ(4u, WalkOf(rkSet).size());
+    EXPECT_EQ(4u, set.Count());
+    EXPECT_EQ(0u, Number(set.Find(VOTEXT("first"))));
+    EXPECT_EQ(VOTEXT("first"), ReadText(set.GetString(Handle(0))));
+    EXPECT_EQ(3u, Number(set.Find(CollidingGroup(0)[1].c_str())));
+    EXPECT_EQ(CollidingGroup(0)[1], ReadText(set.GetString(Handle(3))));
+    EXPECT_EQ(4u, WalkOf(set).size());
 }
 }  // namespace
 
 TEST(ContainerCopies, ACopiedBufferOwnsItsBytes)
 {
-    auto pkSource = std::make_unique<OpenBuffer>();
-    pkSource->AddBytes({1, 2, 3});
-    OpenBuffer kConstructed(*pkSource);
-    OpenBuffer kAssigned;
-    kAssigned.AddBytes({9});
-    kAssigned = *pkSource;
-    pkSource->CleanUp();
-    pkSource.reset();
-    for (OpenBuffer* pkCopy : {&kConstructed, &kAssigned})
+    auto pSource = std::make_unique<OpenBuffer>();
+    pSource->AddBytes({1, 2, 3});
+    OpenBuffer constructed(*pSource);
+    OpenBuffer assigned;
+    assigned.AddBytes({9});
+    assigned = *pSource;
+    pSource->CleanUp();
+    pSource.reset();
+    for (OpenBuffer* pCopy : {&constructed, &assigned})
     {
-        ASSERT_EQ(1u, pkCopy->Count());
-        EXPECT_TRUE(SameBytes({1, 2, 3}, CopyBytes(pkCopy->Get(0u), 3)));
-        EXPECT_EQ(4u, Number(pkCopy->AddBytes({4})));
-        EXPECT_EQ(2u, pkCopy->Count());
+        ASSERT_EQ(1u, pCopy->Count());
+        EXPECT_TRUE(SameBytes({1, 2, 3}, CopyBytes(pCopy->Get(0u), 3)));
+        EXPECT_EQ(4u, Number(pCopy->AddBytes({4})));
+        EXPECT_EQ(2u, pCopy->Count());
     }
 }
 
 TEST(ContainerCopies, ACopiedBufferViewIsAViewOfTheSameImage)
 {
-    OpenBuffer kSource;
-    kSource.AddBytes({1, 2, 3});
-    const Bytes vecImage = ImageOf(kSource);
-    const MisalignedBlock kImage(vecImage, 1);
-    OpenBuffer kView;
-    ASSERT_EQ(1, kView.SetAlloc(kImage.As<VOBufferContainer::BufferAlloc>(), 0));
+    OpenBuffer source;
+    source.AddBytes({1, 2, 3});
+    const Bytes vecImage = ImageOf(source);
+    const MisalignedBlock image(vecImage, 1);
+    OpenBuffer view;
+    ASSERT_EQ(1, view.SetAlloc(image.As<VOBufferContainer::BufferAlloc>(), 0));
     {
-        OpenBuffer kCopy(kView);
-        EXPECT_EQ(kView.Buffer(), kCopy.Buffer());
-        EXPECT_EQ(0u, kCopy.Capacity());
-        kCopy.AddBytes({4});
-        EXPECT_NE(kView.Buffer(), kCopy.Buffer());
+        OpenBuffer copy(view);
+        EXPECT_EQ(view.Buffer(), copy.Buffer());
+        EXPECT_EQ(0u, copy.Capacity());
+        copy.AddBytes({4});
+        EXPECT_NE(view.Buffer(), copy.Buffer());
     }
-    EXPECT_TRUE(SameBytes({1, 2, 3}, CopyBytes(kView.Get(0u), 3)));
-    EXPECT_TRUE(SameBytes(vecImage, kImage.Current()));
+    EXPECT_TRUE(SameBytes({1, 2, 3}, CopyBytes(view.Get(0u), 3)));
+    EXPECT_TRUE(SameBytes(vecImage, image.Current()));
 }
 
 TEST(ContainerCopies, AssigningABufferToItselfChangesNothing)
 {
-    OpenBuffer kBuffer;
-    kBuffer.AddBytes({1, 2, 3});
-    OpenBuffer& rkSame = kBuffer;
-    kBuffer = rkSame;
-    ASSERT_EQ(1u, kBuffer.Count());
-    EXPECT_TRUE(SameBytes({1, 2, 3}, CopyBytes(kBuffer.Get(0u), 3)));
+    OpenBuffer buffer;
+    buffer.AddBytes({1, 2, 3});
+    OpenBuffer& same = buffer;
+    buffer = same;
+    ASSERT_EQ(1u, buffer.Count());
+    EXPECT_TRUE(SameBytes({1, 2, 3}, CopyBytes(buffer.Get(0u), 3)));
 }
 
 TEST(ContainerCopies, ACopiedTextPoolOwnsItsTexts)
 {
-    auto pkSource = std::make_unique<VOStringContainer>();
-    pkSource->Add(VOTEXT("text"));
-    VOStringContainer kConstructed(*pkSource);
-    VOStringContainer kAssigned;
-    kAssigned = *pkSource;
-    pkSource.reset();
-    EXPECT_EQ(VOTEXT("text"), ReadText(kConstructed.Get(0u)));
-    EXPECT_EQ(VOTEXT("text"), ReadText(kAssigned.Get(0u)));
-    kConstructed.Add(VOTEXT("more"));
-    EXPECT_EQ(1u, kAssigned.Count());
+    auto pSource = std::make_unique<VOStringContainer>();
+    pSource->Add(VOTEXT("text"));
+    VOStringContainer constructed(*pSource);
+    VOStringContainer assigned;
+    assigned = *pSource;
+    pSource.reset();
+    EXPECT_EQ(VOTEXT("text"), ReadText(constructed.Get(0u)));
+    EXPECT_EQ(VOTEXT("text"), ReadText(assigned.Get(0u)));
+    constructed.Add(VOTEXT("more"));
+    EXPECT_EQ(1u, assigned.Count());
 }
 
 TEST(ContainerCopies, ACopiedProviderLivesOnItsOwn)
 {
-    const MisalignedBlock kImage(SetImage(), 1);
-    auto pkSource = std::make_unique<VOStringHashSet>();
-    ASSERT_EQ(1, Set(*pkSource, kImage, 1));
-    VOStringHashSet kConstructed(*pkSource);
-    VOStringHashSet kAssigned;
-    kAssigned.Insert(VOTEXT("overwritten"));
-    kAssigned = *pkSource;
-    pkSource->Remove(Handle(0));
-    pkSource->Insert(VOTEXT("only in the source"));
-    ExpectSetAnswers(kConstructed);
-    ExpectSetAnswers(kAssigned);
-    pkSource.reset();
-    ExpectSetAnswers(kConstructed);
-    ExpectSetAnswers(kAssigned);
-    EXPECT_EQ(4u, Number(kConstructed.Insert(VOTEXT("new"))));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kAssigned.Find(VOTEXT("new")));
-    EXPECT_EQ(1, kAssigned.CleanUp());
-    EXPECT_EQ(5u, kConstructed.Count());
+    const MisalignedBlock image(SetImage(), 1);
+    auto pSource = std::make_unique<VOStringHashSet>();
+    ASSERT_EQ(1, Set(*pSource, image, 1));
+    VOStringHashSet constructed(*pSource);
+    VOStringHashSet assigned;
+    assigned.Insert(VOTEXT("overwritten"));
+    assigned = *pSource;
+    pSource->Remove(Handle(0));
+    pSource->Insert(VOTEXT("only in the source"));
+    ExpectSetAnswers(constructed);
+    ExpectSetAnswers(assigned);
+    pSource.reset();
+    ExpectSetAnswers(constructed);
+    ExpectSetAnswers(assigned);
+    EXPECT_EQ(4u, Number(constructed.Insert(VOTEXT("new"))));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, assigned.Find(VOTEXT("new")));
+    EXPECT_EQ(1, assigned.CleanUp());
+    EXPECT_EQ(5u, constructed.Count());
 }
 
 TEST(ContainerCopies, ACopiedCustomerLivesOnItsOwn)
 {
     for (const int bCopy : {0, 1})
     {
-        const MisalignedBlock kImage(SetImage(), 1);
-        auto pkSource = std::make_unique<VOStringHashSet>(VOStringHashSet::SHR_Customer);
-        ASSERT_EQ(1, Set(*pkSource, kImage, bCopy));
-        VOStringHashSet kConstructed(*pkSource);
-        VOStringHashSet kAssigned(VOStringHashSet::SHR_Customer);
-        kAssigned = *pkSource;
-        EXPECT_EQ(1, pkSource->CleanUp());
-        ExpectSetAnswers(kConstructed);
-        pkSource.reset();
-        ExpectSetAnswers(kConstructed);
-        ExpectSetAnswers(kAssigned);
-        EXPECT_TRUE(SameBytes(SetImage(), kImage.Current()));
+        const MisalignedBlock image(SetImage(), 1);
+        auto pSource = std::make_unique<VOStringHashSet>(VOStringHashSet::SHR_Customer);
+        ASSERT_EQ(1, Set(*pSource, image, bCopy));
+        VOStringHashSet constructed(*pSource);
+        VOStringHashSet assigned(VOStringHashSet::SHR_Customer);
+        assigned = *pSource;
+        EXPECT_EQ(1, pSource->CleanUp());
+        ExpectSetAnswers(constructed);
+        pSource.reset();
+        ExpectSetAnswers(constructed);
+        ExpectSetAnswers(assigned);
+        EXPECT_TRUE(SameBytes(SetImage(), image.Current()));
     }
 }
 
 TEST(ContainerCopies, ACopyTakesTheRoleOfItsSource)
 {
-    const MisalignedBlock kImage(SetImage(), 1);
-    VOStringHashSet kCustomer(VOStringHashSet::SHR_Customer);
-    ASSERT_EQ(1, Set(kCustomer, kImage, 1));
-    VOStringHashSet kSet;
-    kSet = kCustomer;
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Insert(VOTEXT("new")));
-    ExpectSetAnswers(kSet);
-    kSet = VOStringHashSet();
-    EXPECT_EQ(0u, Number(kSet.Insert(VOTEXT("new"))));
-    EXPECT_EQ(1u, kSet.Count());
+    const MisalignedBlock image(SetImage(), 1);
+    VOStringHashSet customer(VOStringHashSet::SHR_Customer);
+    ASSERT_EQ(1, Set(customer, image, 1));
+    VOStringHashSet set;
+    set = customer;
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Insert(VOTEXT("new")));
+    ExpectSetAnswers(set);
+    set = VOStringHashSet();
+    EXPECT_EQ(0u, Number(set.Insert(VOTEXT("new"))));
+    EXPECT_EQ(1u, set.Count());
 }
 
 TEST(ContainerCopies, AssigningASetToItselfChangesNothing)
 {
-    const MisalignedBlock kImage(SetImage(), 1);
+    const MisalignedBlock image(SetImage(), 1);
     for (const VOStringHashSet::StringHashRole eRole : {VOStringHashSet::SHR_Provider, VOStringHashSet::SHR_Customer})
     {
-        VOStringHashSet kSet(eRole);
-        ASSERT_EQ(1, Set(kSet, kImage, 1));
-        VOStringHashSet& rkSame = kSet;
-        kSet = rkSame;
-        ExpectSetAnswers(kSet);
+        VOStringHashSet set(eRole);
+        ASSERT_EQ(1, Set(set, image, 1));
+        VOStringHashSet& same = set;
+        set = same;
+        ExpectSetAnswers(set);
     }
 }
 
 TEST(ContainerCopies, AnImageIsTheWayToDuplicateASet)
 {
-    const MisalignedBlock kImage(SetImage(), 1);
-    VOStringHashSet kSource;
-    ASSERT_EQ(1, Set(kSource, kImage, 0));
-    VOStringHashSet kDuplicate;
-    VOStringHashSet::StringHashSetAlloc* pAlloc = kSource.GetAlloc();
-    ASSERT_EQ(1, kDuplicate.SetAlloc(pAlloc, 1));
+    const MisalignedBlock image(SetImage(), 1);
+    VOStringHashSet source;
+    ASSERT_EQ(1, Set(source, image, 0));
+    VOStringHashSet duplicate;
+    VOStringHashSet::StringHashSetAlloc* pAlloc = source.GetAlloc();
+    ASSERT_EQ(1, duplicate.SetAlloc(pAlloc, 1));
     free(pAlloc);
-    kSource.CleanUp();
-    ExpectSetAnswers(kDuplicate);
+    source.CleanUp();
+    ExpectSetAnswers(duplicate);
 }
 
 TEST(ContainerCopies, AWalkOfACopiedCursorGoesOnWhereItStood)
 {
-    const MisalignedBlock kImage(SetImage(), 1);
+    const MisalignedBlock image(SetImage(), 1);
     for (const VOStringHashSet::StringHashRole eRole : {VOStringHashSet::SHR_Provider, VOStringHashSet::SHR_Customer})
     {
-        VOStringHashSet kSet(eRole);
-        ASSERT_EQ(1, Set(kSet, kImage, 0));
-        VOStringHashSet::Iterator kFirst;
-        ASSERT_EQ(1, kSet.GetFirst(kFirst));
-        VOStringHashSet::Iterator kSecond = kFirst;
-        while (kSet.HasNext(kFirst) != 0)
+        VOStringHashSet set(eRole);
+        ASSERT_EQ(1, Set(set, image, 0));
+        VOStringHashSet::Iterator first;
+        ASSERT_EQ(1, set.GetFirst(first));
+        VOStringHashSet::Iterator second = first;
+        while (set.HasNext(first) != 0)
         {
-            ASSERT_EQ(1, kSet.HasNext(kSecond));
-            EXPECT_EQ(kFirst.hString, kSecond.hString);
+            ASSERT_EQ(1, set.HasNext(second));
+            EXPECT_EQ(first.hString, second.hString);
         }
-        EXPECT_EQ(0, kSet.HasNext(kSecond));
+        EXPECT_EQ(0, set.HasNext(second));
     }
 }
 
 TEST(ContainerCopies, ACursorOutlivesACleanUpOfItsSetWithoutHarm)
 {
-    const MisalignedBlock kImage(SetImage(), 1);
+    const MisalignedBlock image(SetImage(), 1);
     for (const VOStringHashSet::StringHashRole eRole : {VOStringHashSet::SHR_Provider, VOStringHashSet::SHR_Customer})
     {
-        VOStringHashSet kSet(eRole);
-        ASSERT_EQ(1, Set(kSet, kImage, 1));
-        VOStringHashSet::Iterator kIterator;
-        ASSERT_EQ(1, kSet.GetFirst(kIterator));
-        kSet.CleanUp();
-        EXPECT_EQ(0, kSet.HasNext(kIterator));
+        VOStringHashSet set(eRole);
+        ASSERT_EQ(1, Set(set, image, 1));
+        VOStringHashSet::Iterator iterator;
+        ASSERT_EQ(1, set.GetFirst(iterator));
+        set.CleanUp();
+        EXPECT_EQ(0, set.HasNext(iterator));
     }
 }

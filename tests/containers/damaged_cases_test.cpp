@@ -48,31 +48,31 @@ struct Change
 class DamagedSet
 {
 public:
-    DamagedSet(VOStringHashSet::StringHashRole eRole, const std::vector<Change>& rkChanges)
-        : m_kImage(Damaged(rkChanges), 1), m_kSet(eRole), m_bTaken(votest::Set(m_kSet, m_kImage, 0))
+    DamagedSet(VOStringHashSet::StringHashRole eRole, const std::vector<Change>& changes)
+        : m_image(Damaged(changes), 1), m_set(eRole), m_bTaken(votest::Set(m_set, m_image, 0))
     {
     }
 
-    VOStringHashSet& Set() { return m_kSet; }
+    VOStringHashSet& Set() { return m_set; }
     bool IsTaken() const { return m_bTaken != 0; }
 
-    static Bytes Damaged(const std::vector<Change>& rkChanges)
+    static Bytes Damaged(const std::vector<Change>& changes)
     {
         Bytes vecImage = FromHex(kGoodSet);
-        for (const Change& rkChange : rkChanges)
+        for (const Change& change : changes)
         {
-            const Bytes vecChange = FromHex(rkChange.pszBytes);
+            const Bytes vecChange = FromHex(change.pszBytes);
             for (size_t i = 0; i < vecChange.size(); ++i)
             {
-                vecImage.at(rkChange.uOffset + i) = vecChange[i];
+                vecImage.at(change.uOffset + i) = vecChange[i];
             }
         }
         return vecImage;
     }
 
 private:
-    MisalignedBlock m_kImage;
-    VOStringHashSet m_kSet;
+    MisalignedBlock m_image;
+    VOStringHashSet m_set;
     int m_bTaken;
 };
 
@@ -81,11 +81,11 @@ const VOStringHashSet::StringHashRole kBothRoles[] = {VOStringHashSet::SHR_Provi
 
 TEST(DamagedCases, TheImageOfTheseCasesIsThatOfItsTwoStrings)
 {
-    StringSetModel kModel;
+    StringSetModel model;
     bool bExist = false;
-    kModel.Insert(VOTEXT("abc"), bExist);
-    kModel.InsertKey(VOTEXT("a"), bExist);
-    EXPECT_TRUE(SameBytes(kModel.Image(), DamagedSet::Damaged({})));
+    model.Insert(VOTEXT("abc"), bExist);
+    model.InsertKey(VOTEXT("a"), bExist);
+    EXPECT_TRUE(SameBytes(model.Image(), DamagedSet::Damaged({})));
 }
 
 TEST(DamagedCases, ATextHandleBehindThePoolGivesNoText)
@@ -94,10 +94,10 @@ TEST(DamagedCases, ATextHandleBehindThePoolGivesNoText)
     {
         for (const char* pszHandle : {"09 00 00 00 00 00 00 00", "ff ff ff 7f 00 00 00 00", "fe ff ff ff ff ff ff ff"})
         {
-            DamagedSet kDamaged(eRole, {{44, pszHandle}});
-            ASSERT_TRUE(kDamaged.IsTaken());
-            EXPECT_EQ(nullptr, kDamaged.Set().GetString(Handle(0)));
-            EXPECT_EQ(0u, Number(kDamaged.Set().Find(VOTEXT("abc"))));
+            DamagedSet damaged(eRole, {{44, pszHandle}});
+            ASSERT_TRUE(damaged.IsTaken());
+            EXPECT_EQ(nullptr, damaged.Set().GetString(Handle(0)));
+            EXPECT_EQ(0u, Number(damaged.Set().Find(VOTEXT("abc"))));
         }
     }
 }
@@ -106,9 +106,9 @@ TEST(DamagedCases, ATextHandleAtThePoolsLastByteGivesNoTextThatReachesBehindIt)
 {
     for (const auto eRole : kBothRoles)
     {
-        DamagedSet kDamaged(eRole, {{44, "08 00 00 00 00 00 00 00"}});
-        ASSERT_TRUE(kDamaged.IsTaken());
-        EXPECT_EQ(nullptr, kDamaged.Set().GetString(Handle(0)));
+        DamagedSet damaged(eRole, {{44, "08 00 00 00 00 00 00 00"}});
+        ASSERT_TRUE(damaged.IsTaken());
+        EXPECT_EQ(nullptr, damaged.Set().GetString(Handle(0)));
     }
 }
 
@@ -116,9 +116,9 @@ TEST(DamagedCases, ATextWithoutAnEndGivesNoText)
 {
     for (const auto eRole : kBothRoles)
     {
-        DamagedSet kDamaged(eRole, {{128, "61 61 61 61 61 61 61 61 61"}});
-        ASSERT_TRUE(kDamaged.IsTaken());
-        EXPECT_EQ(nullptr, kDamaged.Set().GetString(Handle(0)));
+        DamagedSet damaged(eRole, {{128, "61 61 61 61 61 61 61 61 61"}});
+        ASSERT_TRUE(damaged.IsTaken());
+        EXPECT_EQ(nullptr, damaged.Set().GetString(Handle(0)));
     }
 }
 
@@ -126,10 +126,10 @@ TEST(DamagedCases, ATextStateWithoutATextGivesNoText)
 {
     for (const auto eRole : kBothRoles)
     {
-        DamagedSet kDamaged(eRole, {{76, "04 00 00 00"}});
-        ASSERT_TRUE(kDamaged.IsTaken());
-        EXPECT_EQ(nullptr, kDamaged.Set().GetString(Handle(1)));
-        EXPECT_EQ(1u, Number(kDamaged.Set().Find(VOTEXT("a"))));
+        DamagedSet damaged(eRole, {{76, "04 00 00 00"}});
+        ASSERT_TRUE(damaged.IsTaken());
+        EXPECT_EQ(nullptr, damaged.Set().GetString(Handle(1)));
+        EXPECT_EQ(1u, Number(damaged.Set().Find(VOTEXT("a"))));
     }
 }
 
@@ -138,10 +138,10 @@ TEST(DamagedCases, RemovedIsTestedByItsBitAlone)
     // Both bits set: not found, and the text still answers.
     for (const auto eRole : kBothRoles)
     {
-        DamagedSet kDamaged(eRole, {{52, "06 00 00 00"}});
-        ASSERT_TRUE(kDamaged.IsTaken());
-        EXPECT_EQ(INVALID_HANDLE_VALUE, kDamaged.Set().Find(VOTEXT("abc")));
-        EXPECT_EQ(VOTEXT("abc"), ReadText(kDamaged.Set().GetString(Handle(0))));
+        DamagedSet damaged(eRole, {{52, "06 00 00 00"}});
+        ASSERT_TRUE(damaged.IsTaken());
+        EXPECT_EQ(INVALID_HANDLE_VALUE, damaged.Set().Find(VOTEXT("abc")));
+        EXPECT_EQ(VOTEXT("abc"), ReadText(damaged.Set().GetString(Handle(0))));
     }
 }
 
@@ -151,11 +151,11 @@ TEST(DamagedCases, ATableValueBehindTheRecordsIsNotFollowed)
     {
         for (const char* pszValue : {"02 00 00 00 00 00 00 00", "ff ff ff 7f 00 00 00 00", "ff ff ff ff ff ff ff ff"})
         {
-            DamagedSet kDamaged(eRole, {{209, pszValue}});
-            if (kDamaged.IsTaken())
+            DamagedSet damaged(eRole, {{209, pszValue}});
+            if (damaged.IsTaken())
             {
-                EXPECT_EQ(INVALID_HANDLE_VALUE, kDamaged.Set().Find(VOTEXT("abc"))) << pszValue;
-                WalkOf(kDamaged.Set());
+                EXPECT_EQ(INVALID_HANDLE_VALUE, damaged.Set().Find(VOTEXT("abc"))) << pszValue;
+                WalkOf(damaged.Set());
             }
         }
     }
@@ -167,13 +167,13 @@ TEST(DamagedCases, AConflictValueBehindTheRecordsIsNotFollowed)
     // slot.
     for (const auto eRole : kBothRoles)
     {
-        DamagedSet kDamaged(
+        DamagedSet damaged(
             eRole,
             {{64, "00 00 00 00"}, {309, "ea c6 39 d8  99 00 00 00 00 00 00 00  01 00 00 00"}, {285, "01 00 00 00"}});
-        if (kDamaged.IsTaken())
+        if (damaged.IsTaken())
         {
-            EXPECT_EQ(INVALID_HANDLE_VALUE, kDamaged.Set().Find(VOTEXT("abc")));
-            WalkOf(kDamaged.Set());
+            EXPECT_EQ(INVALID_HANDLE_VALUE, damaged.Set().Find(VOTEXT("abc")));
+            WalkOf(damaged.Set());
         }
     }
 }
@@ -183,12 +183,12 @@ TEST(DamagedCases, ATableOfNoSlotsFindsNothing)
     // The primary table says 0 slots in 0 bytes; its part keeps its size.
     for (const auto eRole : kBothRoles)
     {
-        DamagedSet kDamaged(eRole, {{197, "00 00 00 00  00 00 00 00"}});
-        if (kDamaged.IsTaken())
+        DamagedSet damaged(eRole, {{197, "00 00 00 00  00 00 00 00"}});
+        if (damaged.IsTaken())
         {
-            EXPECT_EQ(INVALID_HANDLE_VALUE, kDamaged.Set().Find(VOTEXT("abc")));
-            VOStringHashSet::Iterator kIterator;
-            EXPECT_EQ(0, kDamaged.Set().GetFirst(kIterator));
+            EXPECT_EQ(INVALID_HANDLE_VALUE, damaged.Set().Find(VOTEXT("abc")));
+            VOStringHashSet::Iterator iterator;
+            EXPECT_EQ(0, damaged.Set().GetFirst(iterator));
         }
     }
 }
@@ -197,13 +197,13 @@ TEST(DamagedCases, NoRecordsUnderAFilledTableGiveNoStrings)
 {
     for (const auto eRole : kBothRoles)
     {
-        DamagedSet kDamaged(eRole, {{36, "00 00 00 00  00 00 00 00"}});
-        if (kDamaged.IsTaken())
+        DamagedSet damaged(eRole, {{36, "00 00 00 00  00 00 00 00"}});
+        if (damaged.IsTaken())
         {
-            EXPECT_EQ(INVALID_HANDLE_VALUE, kDamaged.Set().Find(VOTEXT("abc")));
-            EXPECT_EQ(nullptr, kDamaged.Set().GetString(Handle(0)));
-            VOStringHashSet::Iterator kIterator;
-            EXPECT_EQ(0, kDamaged.Set().GetFirst(kIterator));
+            EXPECT_EQ(INVALID_HANDLE_VALUE, damaged.Set().Find(VOTEXT("abc")));
+            EXPECT_EQ(nullptr, damaged.Set().GetString(Handle(0)));
+            VOStringHashSet::Iterator iterator;
+            EXPECT_EQ(0, damaged.Set().GetFirst(iterator));
         }
     }
 }
@@ -211,10 +211,10 @@ TEST(DamagedCases, NoRecordsUnderAFilledTableGiveNoStrings)
 TEST(DamagedCases, AnElementCountThatLiesIsOnlyReported)
 {
     // The walk goes by the slots.
-    DamagedSet kDamaged(VOStringHashSet::SHR_Customer, {{181, "ff ff ff ff"}});
-    ASSERT_TRUE(kDamaged.IsTaken());
-    EXPECT_EQ(0xFFFFFFFFu, kDamaged.Set().Count());
-    EXPECT_EQ(2u, WalkOf(kDamaged.Set()).size());
+    DamagedSet damaged(VOStringHashSet::SHR_Customer, {{181, "ff ff ff ff"}});
+    ASSERT_TRUE(damaged.IsTaken());
+    EXPECT_EQ(0xFFFFFFFFu, damaged.Set().Count());
+    EXPECT_EQ(2u, WalkOf(damaged.Set()).size());
 }
 
 TEST(DamagedCases, RecordsThatReachIntoTheNextPartAreRefusedOrReadInsideTheImage)
@@ -222,11 +222,11 @@ TEST(DamagedCases, RecordsThatReachIntoTheNextPartAreRefusedOrReadInsideTheImage
     // 12 records in 288 bytes: less than the image has, more than their part.
     for (const auto eRole : kBothRoles)
     {
-        DamagedSet kDamaged(eRole, {{36, "0c 00 00 00  20 01 00 00"}});
+        DamagedSet damaged(eRole, {{36, "0c 00 00 00  20 01 00 00"}});
         for (uint64_t ullHandle = 0; ullHandle < 14; ++ullHandle)
         {
-            ReadText(kDamaged.Set().GetString(Handle(ullHandle)));
+            ReadText(damaged.Set().GetString(Handle(ullHandle)));
         }
-        EXPECT_EQ(nullptr, kDamaged.Set().GetString(Handle(14)));
+        EXPECT_EQ(nullptr, damaged.Set().GetString(Handle(14)));
     }
 }

@@ -19,132 +19,132 @@ using namespace votest;
 namespace
 {
 // Takes a damaged image and uses whatever comes of it. Result: whether it was taken.
-typedef std::function<bool(const MisalignedBlock& rkImage, int bCopy)> Reader;
+typedef std::function<bool(const MisalignedBlock& image, int bCopy)> Reader;
 
 constexpr size_t kWalkLimit = 1000;
 
-void UseBuffer(VOBufferContainer& rkBuffer)
+void UseBuffer(VOBufferContainer& buffer)
 {
     unsigned char uSum = 0;
-    for (unsigned int i = 0; i < std::min(rkBuffer.Count(), 40u); ++i)
+    for (unsigned int i = 0; i < std::min(buffer.Count(), 40u); ++i)
     {
-        const unsigned char* pbEntry = rkBuffer.Get(i);
+        const unsigned char* pbEntry = buffer.Get(i);
         uSum = static_cast<unsigned char>(uSum + (pbEntry != nullptr ? *pbEntry : 0));
     }
     for (uint64_t ullHandle = 0; ullHandle < 80; ++ullHandle)
     {
-        const unsigned char* pbEntry = rkBuffer.Get(Handle(ullHandle));
+        const unsigned char* pbEntry = buffer.Get(Handle(ullHandle));
         uSum = static_cast<unsigned char>(uSum + (pbEntry != nullptr ? *pbEntry : 0));
     }
-    EXPECT_EQ(nullptr, rkBuffer.Get(INVALID_HANDLE_VALUE));
-    ImageOf(rkBuffer);
+    EXPECT_EQ(nullptr, buffer.Get(INVALID_HANDLE_VALUE));
+    ImageOf(buffer);
     const unsigned char abEntry[] = {uSum, 0};
-    EXPECT_NE(INVALID_HANDLE_VALUE, rkBuffer.Add(abEntry, 1));
-    EXPECT_EQ(1, rkBuffer.ShrinkToFit());
-    EXPECT_EQ(1, rkBuffer.CleanUp());
+    EXPECT_NE(INVALID_HANDLE_VALUE, buffer.Add(abEntry, 1));
+    EXPECT_EQ(1, buffer.ShrinkToFit());
+    EXPECT_EQ(1, buffer.CleanUp());
 }
 
-void UseStrings(VOStringContainer& rkStrings)
+void UseStrings(VOStringContainer& strings)
 {
-    for (unsigned int i = 0; i < std::min(rkStrings.Count(), 40u); ++i)
+    for (unsigned int i = 0; i < std::min(strings.Count(), 40u); ++i)
     {
-        ReadText(rkStrings.Get(i));
+        ReadText(strings.Get(i));
     }
     for (uint64_t ullHandle = 0; ullHandle < 80; ++ullHandle)
     {
-        ReadText(rkStrings.Get(Handle(ullHandle)));
+        ReadText(strings.Get(Handle(ullHandle)));
     }
-    ImageOf(rkStrings);
-    EXPECT_NE(INVALID_HANDLE_VALUE, rkStrings.Add(VOTEXT("more")));
-    EXPECT_EQ(1, rkStrings.ShrinkToFit());
-    EXPECT_EQ(1, rkStrings.Clean());
+    ImageOf(strings);
+    EXPECT_NE(INVALID_HANDLE_VALUE, strings.Add(VOTEXT("more")));
+    EXPECT_EQ(1, strings.ShrinkToFit());
+    EXPECT_EQ(1, strings.Clean());
 }
 
-void UseSet(VOStringHashSet& rkSet)
+void UseSet(VOStringHashSet& set)
 {
     // What a walk shows can be looked at, and a set that finds a string says so again.
-    const std::vector<uint64_t> vecHandle = WalkOf(rkSet, kWalkLimit);
+    const std::vector<uint64_t> vecHandle = WalkOf(set, kWalkLimit);
     EXPECT_LT(vecHandle.size(), kWalkLimit);
     for (const uint64_t ullHandle : vecHandle)
     {
-        ReadText(rkSet.GetString(Handle(ullHandle)));
+        ReadText(set.GetString(Handle(ullHandle)));
     }
     for (uint64_t ullHandle = 0; ullHandle < 20; ++ullHandle)
     {
-        const VOWString strText = ReadText(rkSet.GetString(Handle(ullHandle)));
-        EXPECT_EQ(rkSet.Find(strText.c_str()), rkSet.Find(strText.c_str()));
+        const VOWString strText = ReadText(set.GetString(Handle(ullHandle)));
+        EXPECT_EQ(set.Find(strText.c_str()), set.Find(strText.c_str()));
     }
     for (const char* pszText : {"", "a", "abc", "models/hero.mesh", "key", "gone", "bhgwyb", "znvdbd", "czypfe", "zz"})
     {
-        rkSet.Find(Wide(pszText).c_str());
+        set.Find(Wide(pszText).c_str());
     }
-    rkSet.Count();
-    VOStringHashSet::StringHashSetAlloc* pAlloc = rkSet.GetAlloc();
+    set.Count();
+    VOStringHashSet::StringHashSetAlloc* pAlloc = set.GetAlloc();
     free(pAlloc);
-    rkSet.Remove(Handle(1));
-    rkSet.Insert(VOTEXT("abc"));
-    rkSet.Insert(VOTEXT("czypfe"));
-    rkSet.InsertKey(VOTEXT("gone"));
-    rkSet.Insert(VOTEXT("something new"));
-    WalkOf(rkSet, kWalkLimit);
-    rkSet.ShrinkToFit();
-    EXPECT_EQ(1, rkSet.CleanUp());
+    set.Remove(Handle(1));
+    set.Insert(VOTEXT("abc"));
+    set.Insert(VOTEXT("czypfe"));
+    set.InsertKey(VOTEXT("gone"));
+    set.Insert(VOTEXT("something new"));
+    WalkOf(set, kWalkLimit);
+    set.ShrinkToFit();
+    EXPECT_EQ(1, set.CleanUp());
 }
 
-bool ReadBuffer(const MisalignedBlock& rkImage, int bCopy)
+bool ReadBuffer(const MisalignedBlock& image, int bCopy)
 {
-    OpenBuffer kBuffer;
-    const int bTaken = kBuffer.SetAlloc(rkImage.As<VOBufferContainer::BufferAlloc>(), bCopy, rkImage.Size());
-    UseBuffer(kBuffer);
+    OpenBuffer buffer;
+    const int bTaken = buffer.SetAlloc(image.As<VOBufferContainer::BufferAlloc>(), bCopy, image.Size());
+    UseBuffer(buffer);
     return bTaken != 0;
 }
 
-bool ReadStrings(const MisalignedBlock& rkImage, int bCopy)
+bool ReadStrings(const MisalignedBlock& image, int bCopy)
 {
-    VOStringContainer kStrings;
-    const int bTaken = kStrings.SetAlloc(rkImage.As<VOStringContainer::StringAlloc>(), bCopy, rkImage.Size());
-    UseStrings(kStrings);
+    VOStringContainer strings;
+    const int bTaken = strings.SetAlloc(image.As<VOStringContainer::StringAlloc>(), bCopy, image.Size());
+    UseStrings(strings);
     return bTaken != 0;
 }
 
 template <typename K, typename V>
-bool ReadTable(const MisalignedBlock& rkImage, int bCopy)
+bool ReadTable(const MisalignedBlock& image, int bCopy)
 {
     typedef VOMapTable<K, V> Table;
-    Table kTable;
-    const bool bTaken = kTable.SetAlloc(rkImage.As<const VOMapTableAlloc>(), bCopy, rkImage.Size());
-    typename Table::Iterator kIterator;
+    Table table;
+    const bool bTaken = table.SetAlloc(image.As<const VOMapTableAlloc>(), bCopy, image.Size());
+    typename Table::Iterator iterator;
     size_t uSeen = 0;
-    for (bool bMore = kTable.GetFirst(kIterator); bMore; bMore = kTable.GetNext(kIterator))
+    for (bool bMore = table.GetFirst(iterator); bMore; bMore = table.GetNext(iterator))
     {
-        EXPECT_LT(kIterator.uSlot, kTable.SlotCount());
+        EXPECT_LT(iterator.uSlot, table.SlotCount());
         ++uSeen;
     }
-    EXPECT_LE(uSeen, kTable.SlotCount());
+    EXPECT_LE(uSeen, table.SlotCount());
     for (unsigned int uKey = 0; uKey < 60; ++uKey)
     {
-        if (kTable.Find(uKey, kIterator))
+        if (table.Find(uKey, iterator))
         {
-            EXPECT_EQ(uKey, kIterator.kKey);
+            EXPECT_EQ(uKey, iterator.key);
         }
     }
-    free(kTable.GetAlloc());
+    free(table.GetAlloc());
     return bTaken;
 }
 
-bool ReadProvider(const MisalignedBlock& rkImage, int bCopy)
+bool ReadProvider(const MisalignedBlock& image, int bCopy)
 {
-    VOStringHashSet kSet(VOStringHashSet::SHR_Provider);
-    const int bTaken = Set(kSet, rkImage, bCopy);
-    UseSet(kSet);
+    VOStringHashSet set(VOStringHashSet::SHR_Provider);
+    const int bTaken = Set(set, image, bCopy);
+    UseSet(set);
     return bTaken != 0;
 }
 
-bool ReadCustomer(const MisalignedBlock& rkImage, int bCopy)
+bool ReadCustomer(const MisalignedBlock& image, int bCopy)
 {
-    VOStringHashSet kSet(VOStringHashSet::SHR_Customer);
-    const int bTaken = Set(kSet, rkImage, bCopy);
-    UseSet(kSet);
+    VOStringHashSet set(VOStringHashSet::SHR_Customer);
+    const int bTaken = Set(set, image, bCopy);
+    UseSet(set);
     return bTaken != 0;
 }
 
@@ -155,11 +155,11 @@ Bytes GoodBuffer()
 
 Bytes GoodStrings()
 {
-    TextPool kPool;
-    kPool.Add(VOTEXT("ab"));
-    kPool.Add(VOTEXT(""));
-    kPool.Add(VOTEXT("cd\u4E2D"));
-    return StringImage(kPool);
+    TextPool pool;
+    pool.Add(VOTEXT("ab"));
+    pool.Add(VOTEXT(""));
+    pool.Add(VOTEXT("cd\u4E2D"));
+    return StringImage(pool);
 }
 
 Bytes GoodTable()
@@ -174,15 +174,15 @@ Bytes GoodIndexTable()
 
 Bytes GoodSet()
 {
-    StringSetModel kModel;
+    StringSetModel model;
     bool bExist = false;
-    kModel.Insert(VOTEXT("abc"), bExist);
-    kModel.Insert(VOTEXT("models/hero.mesh"), bExist);
-    kModel.InsertKey(VOTEXT("key"), bExist);
-    kModel.Remove(kModel.Insert(VOTEXT("gone"), bExist));
-    kModel.Insert(CollidingGroup(0)[0], bExist);
-    kModel.Insert(CollidingGroup(0)[1], bExist);
-    return kModel.Image();
+    model.Insert(VOTEXT("abc"), bExist);
+    model.Insert(VOTEXT("models/hero.mesh"), bExist);
+    model.InsertKey(VOTEXT("key"), bExist);
+    model.Remove(model.Insert(VOTEXT("gone"), bExist));
+    model.Insert(CollidingGroup(0)[0], bExist);
+    model.Insert(CollidingGroup(0)[1], bExist);
+    return model.Image();
 }
 
 struct Format
@@ -204,21 +204,21 @@ const std::vector<Format>& Formats()
     return s_vecFormat;
 }
 
-bool Try(const Reader& rkReader, const Bytes& rkImage, int bCopy)
+bool Try(const Reader& reader, const Bytes& givenImage, int bCopy)
 {
-    const MisalignedBlock kImage(rkImage, 1);
-    return rkReader(kImage, bCopy);
+    const MisalignedBlock image(givenImage, 1);
+    return reader(image, bCopy);
 }
 }  // namespace
 
 TEST(DamagedImages, TheUndamagedOnesAreTaken)
 {
-    for (const Format& rkFormat : Formats())
+    for (const Format& format : Formats())
     {
-        for (const Reader& rkReader : rkFormat.vecReader)
+        for (const Reader& reader : format.vecReader)
         {
-            EXPECT_TRUE(Try(rkReader, rkFormat.pfnGood(), 0)) << rkFormat.pszName;
-            EXPECT_TRUE(Try(rkReader, rkFormat.pfnGood(), 1)) << rkFormat.pszName;
+            EXPECT_TRUE(Try(reader, format.pfnGood(), 0)) << format.pszName;
+            EXPECT_TRUE(Try(reader, format.pfnGood(), 1)) << format.pszName;
         }
     }
 }
@@ -226,19 +226,19 @@ TEST(DamagedImages, TheUndamagedOnesAreTaken)
 TEST(DamagedImages, EveryCutIsRefusedExceptInTheTail)
 {
     // No image is longer than its payload and the tails of 4 bytes around it; tails aren't looked at.
-    for (const Format& rkFormat : Formats())
+    for (const Format& format : Formats())
     {
-        const Bytes vecGood = rkFormat.pfnGood();
+        const Bytes vecGood = format.pfnGood();
         for (size_t uSize = 0; uSize < vecGood.size(); ++uSize)
         {
             const Bytes vecCut(vecGood.begin(), vecGood.begin() + static_cast<ptrdiff_t>(uSize));
-            for (const Reader& rkReader : rkFormat.vecReader)
+            for (const Reader& reader : format.vecReader)
             {
                 for (const int bCopy : {0, 1})
                 {
-                    const bool bTaken = Try(rkReader, vecCut, bCopy);
+                    const bool bTaken = Try(reader, vecCut, bCopy);
                     EXPECT_TRUE(!bTaken || uSize + 12 >= vecGood.size())
-                        << rkFormat.pszName << " cut to " << uSize << " of " << vecGood.size();
+                        << format.pszName << " cut to " << uSize << " of " << vecGood.size();
                 }
             }
         }
@@ -249,16 +249,16 @@ TEST(DamagedImages, EveryFlippedBitIsRefusedOrReadSafely)
 {
     size_t uTaken = 0;
     size_t uRefused = 0;
-    for (const Format& rkFormat : Formats())
+    for (const Format& format : Formats())
     {
-        const Bytes vecGood = rkFormat.pfnGood();
+        const Bytes vecGood = format.pfnGood();
         for (size_t uBit = 0; uBit < vecGood.size() * 8; ++uBit)
         {
             Bytes vecFlipped = vecGood;
             vecFlipped[uBit / 8] ^= static_cast<unsigned char>(1 << uBit % 8);
-            for (const Reader& rkReader : rkFormat.vecReader)
+            for (const Reader& reader : format.vecReader)
             {
-                ++(Try(rkReader, vecFlipped, static_cast<int>(uBit % 2)) ? uTaken : uRefused);
+                ++(Try(reader, vecFlipped, static_cast<int>(uBit % 2)) ? uTaken : uRefused);
             }
         }
     }
@@ -268,9 +268,9 @@ TEST(DamagedImages, EveryFlippedBitIsRefusedOrReadSafely)
 
 TEST(DamagedImages, EveryFlippedBitOfAVersionIsRefused)
 {
-    for (const Format& rkFormat : Formats())
+    for (const Format& format : Formats())
     {
-        const Bytes vecGood = rkFormat.pfnGood();
+        const Bytes vecGood = format.pfnGood();
         const std::string strVersion = "ver.1.";
         for (size_t uAt = 0; uAt + 8 <= vecGood.size(); ++uAt)
         {
@@ -282,9 +282,9 @@ TEST(DamagedImages, EveryFlippedBitOfAVersionIsRefused)
             {
                 Bytes vecFlipped = vecGood;
                 vecFlipped[uAt + uBit / 8] ^= static_cast<unsigned char>(1 << uBit % 8);
-                for (const Reader& rkReader : rkFormat.vecReader)
+                for (const Reader& reader : format.vecReader)
                 {
-                    EXPECT_FALSE(Try(rkReader, vecFlipped, 0)) << rkFormat.pszName << " at " << uAt << " bit " << uBit;
+                    EXPECT_FALSE(Try(reader, vecFlipped, 0)) << format.pszName << " at " << uAt << " bit " << uBit;
                 }
             }
         }
@@ -294,18 +294,18 @@ TEST(DamagedImages, EveryFlippedBitOfAVersionIsRefused)
 TEST(DamagedImages, WordsOfExtremeValuesAreRefusedOrReadSafely)
 {
     size_t uTaken = 0;
-    for (const Format& rkFormat : Formats())
+    for (const Format& format : Formats())
     {
-        const Bytes vecGood = rkFormat.pfnGood();
+        const Bytes vecGood = format.pfnGood();
         for (size_t uAt = 0; uAt + 4 <= vecGood.size(); ++uAt)
         {
             for (const uint32_t uValue : {0u, 1u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu})
             {
                 Bytes vecChanged = vecGood;
                 WriteU32(vecChanged, uAt, uValue);
-                for (const Reader& rkReader : rkFormat.vecReader)
+                for (const Reader& reader : format.vecReader)
                 {
-                    uTaken += Try(rkReader, vecChanged, static_cast<int>(uAt % 2)) ? 1 : 0;
+                    uTaken += Try(reader, vecChanged, static_cast<int>(uAt % 2)) ? 1 : 0;
                 }
             }
         }
@@ -316,9 +316,9 @@ TEST(DamagedImages, WordsOfExtremeValuesAreRefusedOrReadSafely)
 TEST(DamagedImages, SizesThatAgreeWithEachOtherButNotWithTheImageAreRefused)
 {
     // Both words that a head compares are changed alike, so that only the length of the image tells.
-    const auto fnShift = [](Bytes vecImage, std::initializer_list<size_t> kOffsets, uint32_t uBy)
+    const auto fnShift = [](Bytes vecImage, std::initializer_list<size_t> offsets, uint32_t uBy)
     {
-        for (const size_t uAt : kOffsets)
+        for (const size_t uAt : offsets)
         {
             WriteU32(vecImage, uAt, ReadU32(vecImage, uAt) + uBy);
         }
@@ -346,36 +346,36 @@ TEST(DamagedImages, SizesThatAgreeWithEachOtherButNotWithTheImageAreRefused)
 
 TEST(DamagedImages, ThousandsOfRandomVariantsAreRefusedOrReadSafely)
 {
-    Random kRandom(24001);
+    Random random(24001);
     size_t uRefused = 0;
     for (int i = 0; i < 6000; ++i)
     {
-        const Format& rkFormat = Formats()[kRandom.Below(Formats().size())];
-        Bytes vecImage = rkFormat.pfnGood();
-        for (size_t uChanges = 1 + kRandom.Below(4); uChanges > 0; --uChanges)
+        const Format& format = Formats()[random.Below(Formats().size())];
+        Bytes vecImage = format.pfnGood();
+        for (size_t uChanges = 1 + random.Below(4); uChanges > 0; --uChanges)
         {
-            const size_t uAt = kRandom.Below(vecImage.size());
-            switch (kRandom.Below(4))
+            const size_t uAt = random.Below(vecImage.size());
+            switch (random.Below(4))
             {
                 case 0:
-                    vecImage[uAt] ^= static_cast<unsigned char>(1 << kRandom.Below(8));
+                    vecImage[uAt] ^= static_cast<unsigned char>(1 << random.Below(8));
                     break;
                 case 1:
-                    vecImage[uAt] = static_cast<unsigned char>(kRandom.Word());
+                    vecImage[uAt] = static_cast<unsigned char>(random.Word());
                     break;
                 case 2:
-                    std::swap(vecImage[uAt], vecImage[kRandom.Below(vecImage.size())]);
+                    std::swap(vecImage[uAt], vecImage[random.Below(vecImage.size())]);
                     break;
                 default:
-                    if (kRandom.Percent(10))
+                    if (random.Percent(10))
                     {
                         vecImage.resize(std::max<size_t>(uAt, 1));
                     }
             }
         }
-        for (const Reader& rkReader : rkFormat.vecReader)
+        for (const Reader& reader : format.vecReader)
         {
-            uRefused += Try(rkReader, vecImage, static_cast<int>(kRandom.Below(2))) ? 0 : 1;
+            uRefused += Try(reader, vecImage, static_cast<int>(random.Below(2))) ? 0 : 1;
         }
     }
     EXPECT_NE(0u, uRefused);
@@ -384,32 +384,32 @@ TEST(DamagedImages, ThousandsOfRandomVariantsAreRefusedOrReadSafely)
 TEST(DamagedImages, ATableFullOfValuesBehindTheRecordsFindsNothing)
 {
     // Each slot is used and names a record that isn't there.
-    StringSetModel kModel;
+    StringSetModel model;
     bool bExist = false;
-    kModel.Insert(VOTEXT("abc"), bExist);
-    ByteBuilder kSlots;
+    model.Insert(VOTEXT("abc"), bExist);
+    ByteBuilder slots;
     for (int i = 0; i < 4; ++i)
     {
-        kSlots.U32(0xD839C6EA).U64(0xFFFFFFFFFFFFFFF0ull).U32(1);
+        slots.U32(0xD839C6EA).U64(0xFFFFFFFFFFFFFFF0ull).U32(1);
     }
-    const Bytes vecGood = kModel.Image();
+    const Bytes vecGood = model.Image();
     const size_t uPool = 28 + ReadU32(vecGood, 8);
     const size_t uPrimary = uPool + ReadU32(vecGood, 12);
     const Bytes vecImage =
         StringSetImage(CopyBytes(vecGood.data() + 28, ReadU32(vecGood, 8)),
-                       CopyBytes(vecGood.data() + uPool, ReadU32(vecGood, 12)), TableImage(4, kSlots.Result()),
+                       CopyBytes(vecGood.data() + uPool, ReadU32(vecGood, 12)), TableImage(4, slots.Result()),
                        CopyBytes(vecGood.data() + uPrimary + ReadU32(vecGood, 16), ReadU32(vecGood, 20)));
     for (const VOStringHashSet::StringHashRole eRole : {VOStringHashSet::SHR_Provider, VOStringHashSet::SHR_Customer})
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kImage(vecImage, 1);
-            VOStringHashSet kSet(eRole);
-            if (Set(kSet, kImage, bCopy) != 0)
+            const MisalignedBlock image(vecImage, 1);
+            VOStringHashSet set(eRole);
+            if (Set(set, image, bCopy) != 0)
             {
-                EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("abc")));
-                VOStringHashSet::Iterator kIterator;
-                EXPECT_EQ(0, kSet.GetFirst(kIterator));
+                EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("abc")));
+                VOStringHashSet::Iterator iterator;
+                EXPECT_EQ(0, set.GetFirst(iterator));
             }
         }
     }

@@ -14,40 +14,40 @@ using namespace votest;
 TEST(HugeViews, ARecordVectorWhoseImageWouldPass4GiBHasNone)
 {
     // 0xFFFFFFF8 bytes of records, and 20 more around them.
-    const MisalignedBlock kImage(ByteBuilder().Version("ver.1.0").U32(0x1FFFFFFF).U32(0xFFFFFFF8).Zeros(4).Result(), 1);
-    VORecordVector<void*> kVector;
-    ASSERT_TRUE(kVector.SetAlloc(kImage.As<const VORecordVectorAlloc>(), 0));
-    EXPECT_EQ(0x1FFFFFFFu, kVector.Count());
-    EXPECT_GT(kVector.AllocSize(), kVOMaxImageSize);
-    EXPECT_EQ(nullptr, kVector.GetAlloc());
+    const MisalignedBlock image(ByteBuilder().Version("ver.1.0").U32(0x1FFFFFFF).U32(0xFFFFFFF8).Zeros(4).Result(), 1);
+    VORecordVector<void*> vector;
+    ASSERT_TRUE(vector.SetAlloc(image.As<const VORecordVectorAlloc>(), 0));
+    EXPECT_EQ(0x1FFFFFFFu, vector.Count());
+    EXPECT_GT(vector.AllocSize(), kVOMaxImageSize);
+    EXPECT_EQ(nullptr, vector.GetAlloc());
 }
 
 TEST(HugeViews, ATableWhoseImageWouldPass4GiBHasNone)
 {
-    const MisalignedBlock kImage(ByteBuilder()
-                                     .Version("ver.1.0")
-                                     .U32(1)
-                                     .U32(4)
-                                     .Version("ver.1.0")
-                                     .U32(0x0FFFFFFF)
-                                     .U32(0xFFFFFFF0)
-                                     .Zeros(8)
-                                     .Result(),
-                                 1);
-    VOMapTable<unsigned int, unsigned long long> kTable;
-    ASSERT_TRUE(kTable.SetAlloc(kImage.As<const VOMapTableAlloc>(), 0));
-    EXPECT_EQ(0x0FFFFFFFu, kTable.SlotCount());
-    EXPECT_GT(kTable.AllocSize(), kVOMaxImageSize);
-    EXPECT_EQ(nullptr, kTable.GetAlloc());
+    const MisalignedBlock image(ByteBuilder()
+                                    .Version("ver.1.0")
+                                    .U32(1)
+                                    .U32(4)
+                                    .Version("ver.1.0")
+                                    .U32(0x0FFFFFFF)
+                                    .U32(0xFFFFFFF0)
+                                    .Zeros(8)
+                                    .Result(),
+                                1);
+    VOMapTable<unsigned int, unsigned long long> table;
+    ASSERT_TRUE(table.SetAlloc(image.As<const VOMapTableAlloc>(), 0));
+    EXPECT_EQ(0x0FFFFFFFu, table.SlotCount());
+    EXPECT_GT(table.AllocSize(), kVOMaxImageSize);
+    EXPECT_EQ(nullptr, table.GetAlloc());
 }
 
 TEST(HugeViews, ANumberContainerWhoseImageWouldPass4GiBHasNone)
 {
-    const MisalignedBlock kImage(ByteBuilder().U32(0x3FFFFFFF).U32(0xFFFFFFFC).Zeros(4).Result(), 1);
-    VOTSNumberContainer kNumbers;
-    ASSERT_EQ(1, kNumbers.SetAlloc(kImage.As<VOTSNumberContainer::NumberAlloc>(), 0));
-    EXPECT_EQ(0x3FFFFFFFu, kNumbers.GetValueCount());
-    const LogCapture kLog;
-    EXPECT_EQ(nullptr, kNumbers.GetAlloc());
-    EXPECT_EQ(1u, kLog.Count());
+    const MisalignedBlock image(ByteBuilder().U32(0x3FFFFFFF).U32(0xFFFFFFFC).Zeros(4).Result(), 1);
+    VOTSNumberContainer numbers;
+    ASSERT_EQ(1, numbers.SetAlloc(image.As<VOTSNumberContainer::NumberAlloc>(), 0));
+    EXPECT_EQ(0x3FFFFFFFu, numbers.GetValueCount());
+    const LogCapture log;
+    EXPECT_EQ(nullptr, numbers.GetAlloc());
+    EXPECT_EQ(1u, log.Count());
 }

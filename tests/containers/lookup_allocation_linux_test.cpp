@@ -15,54 +15,54 @@ namespace
 // Keeps the compiler from leaving out an allocation that nobody seems to use.
 const void* volatile s_pvSeen = nullptr;
 
-Bytes LargeSetImage(std::vector<VOWString>& rvecText)
+Bytes LargeSetImage(std::vector<VOWString>& vecText)
 {
-    VOStringHashSet kSet;
+    VOStringHashSet set;
     for (int i = 0; i < 2000; ++i)
     {
-        rvecText.push_back(Wide("assets/a rather long path of an asset/file_" + std::to_string(i) + ".dds"));
-        kSet.Insert(rvecText.back().c_str());
+        vecText.push_back(Wide("assets/a rather long path of an asset/file_" + std::to_string(i) + ".dds"));
+        set.Insert(vecText.back().c_str());
     }
-    return ImageOf(kSet);
+    return ImageOf(set);
 }
 }  // namespace
 
 TEST(LookupAllocation, TheCounterSeesWhatThisThreadTakes)
 {
-    AllocationCounter kCounter;
-    EXPECT_EQ(0u, kCounter.Count());
+    AllocationCounter counter;
+    EXPECT_EQ(0u, counter.Count());
     const std::vector<int> vecNumber(1000);
     s_pvSeen = vecNumber.data();
-    EXPECT_EQ(1u, kCounter.Count());
+    EXPECT_EQ(1u, counter.Count());
     void* pvBlock = malloc(10);
     s_pvSeen = pvBlock;
-    EXPECT_EQ(2u, kCounter.Count());
+    EXPECT_EQ(2u, counter.Count());
     free(pvBlock);
-    VOBufferContainer kBuffer;
-    kBuffer.Add(reinterpret_cast<const unsigned char*>("ab"), 1);
-    EXPECT_EQ(4u, kCounter.Count()) << "the byte pool and its handles";
+    VOBufferContainer buffer;
+    buffer.Add(reinterpret_cast<const unsigned char*>("ab"), 1);
+    EXPECT_EQ(4u, counter.Count()) << "the byte pool and its handles";
 }
 
 TEST(LookupAllocation, ACustomersLookupsTakeNothingFromTheHeap)
 {
     std::vector<VOWString> vecText;
-    const MisalignedBlock kImage(LargeSetImage(vecText), 1);
-    VOStringHashSet kSet(VOStringHashSet::SHR_Customer);
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
-    const AllocationCounter kCounter;
+    const MisalignedBlock image(LargeSetImage(vecText), 1);
+    VOStringHashSet set(VOStringHashSet::SHR_Customer);
+    ASSERT_EQ(1, Set(set, image, 0));
+    const AllocationCounter counter;
     size_t uFound = 0;
     for (size_t i = 0; i < vecText.size(); ++i)
     {
-        uFound += Number(kSet.Find(vecText[i].c_str())) == i && kSet.GetString(Handle(i)) != nullptr ? 1 : 0;
+        uFound += Number(set.Find(vecText[i].c_str())) == i && set.GetString(Handle(i)) != nullptr ? 1 : 0;
     }
-    kSet.Find(VOTEXT("unknown"));
-    VOStringHashSet::Iterator kIterator;
+    set.Find(VOTEXT("unknown"));
+    VOStringHashSet::Iterator iterator;
     size_t uWalked = 0;
-    for (int bMore = kSet.GetFirst(kIterator); bMore != 0; bMore = kSet.HasNext(kIterator))
+    for (int bMore = set.GetFirst(iterator); bMore != 0; bMore = set.HasNext(iterator))
     {
         ++uWalked;
     }
-    const size_t uAllocations = kCounter.Count();
+    const size_t uAllocations = counter.Count();
     EXPECT_EQ(0u, uAllocations);
     EXPECT_EQ(vecText.size(), uFound);
     EXPECT_EQ(vecText.size(), uWalked);
@@ -70,44 +70,44 @@ TEST(LookupAllocation, ACustomersLookupsTakeNothingFromTheHeap)
 
 TEST(LookupAllocation, AProvidersLookupsTakeNothingFromTheHeap)
 {
-    VOStringHashSet kSet;
-    kSet.Insert(VOTEXT("a text of some length that fits no small buffer of a string"));
-    const AllocationCounter kCounter;
-    kSet.Find(VOTEXT("a text of some length that fits no small buffer of a string"));
-    kSet.Find(VOTEXT("unknown"));
-    kSet.GetString(Handle(0));
-    EXPECT_EQ(0u, kCounter.Count());
+    VOStringHashSet set;
+    set.Insert(VOTEXT("a text of some length that fits no small buffer of a string"));
+    const AllocationCounter counter;
+    set.Find(VOTEXT("a text of some length that fits no small buffer of a string"));
+    set.Find(VOTEXT("unknown"));
+    set.GetString(Handle(0));
+    EXPECT_EQ(0u, counter.Count());
 }
 
 TEST(LookupAllocation, AttachingAViewTakesNothingFromTheHeap)
 {
     std::vector<VOWString> vecText;
-    const MisalignedBlock kImage(LargeSetImage(vecText), 1);
-    VOStringHashSet kSet(VOStringHashSet::SHR_Customer);
-    const AllocationCounter kCounter;
-    const int bTaken = Set(kSet, kImage, 0);
-    const size_t uAllocations = kCounter.Count();
+    const MisalignedBlock image(LargeSetImage(vecText), 1);
+    VOStringHashSet set(VOStringHashSet::SHR_Customer);
+    const AllocationCounter counter;
+    const int bTaken = Set(set, image, 0);
+    const size_t uAllocations = counter.Count();
     EXPECT_EQ(1, bTaken);
     EXPECT_EQ(0u, uAllocations);
 }
 
 TEST(LookupAllocation, HashingTakesNothingFromTheHeap)
 {
-    const VOStringHash kHash;
-    const AllocationCounter kCounter;
-    kHash.HashW(VOTEXT("assets/a rather long path of an asset/file.dds"), 0);
-    kHash.HashA("assets/a rather long path of an asset/file.dds", 0);
-    EXPECT_EQ(0u, kCounter.Count());
+    const VOStringHash hash;
+    const AllocationCounter counter;
+    hash.HashW(VOTEXT("assets/a rather long path of an asset/file.dds"), 0);
+    hash.HashA("assets/a rather long path of an asset/file.dds", 0);
+    EXPECT_EQ(0u, counter.Count());
 }
 
 TEST(LookupAllocation, AMillionEntriesCostTwoBlocksThatGrow)
 {
     // Doubling: far fewer allocations than entries.
-    VOStringContainer kStrings;
-    const AllocationCounter kCounter;
+    VOStringContainer strings;
+    const AllocationCounter counter;
     for (int i = 0; i < 100000; ++i)
     {
-        kStrings.Add(VOTEXT("text"));
+        strings.Add(VOTEXT("text"));
     }
-    EXPECT_LT(kCounter.Count(), 60u);
+    EXPECT_LT(counter.Count(), 60u);
 }

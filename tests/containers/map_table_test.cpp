@@ -75,16 +75,16 @@ Bytes TakeTable(VOMapTableAlloc* pAlloc)
 }
 
 template <typename T>
-bool LoadTable(T& rkTable, const MisalignedBlock& rkImage, int bCopy)
+bool LoadTable(T& table, const MisalignedBlock& image, int bCopy)
 {
-    return rkTable.SetAlloc(rkImage.As<const VOMapTableAlloc>(), bCopy, rkImage.Size());
+    return table.SetAlloc(image.As<const VOMapTableAlloc>(), bCopy, image.Size());
 }
 
 template <typename T>
-bool Has(const T& rkTable, unsigned int uKey)
+bool Has(const T& table, unsigned int uKey)
 {
-    typename T::Iterator kIterator;
-    return rkTable.Find(uKey, kIterator) && kIterator.kKey == uKey && kIterator.kValue == uKey * 0x11;
+    typename T::Iterator iterator;
+    return table.Find(uKey, iterator) && iterator.key == uKey && iterator.value == uKey * 0x11;
 }
 }  // namespace
 
@@ -113,10 +113,10 @@ TEST(MapTable, TheHashOfAKeyIsFnv1aOverItsBytes)
     // Of the key bytes 01 00 00 00 and 01 00 00 00 00 00 00 00.
     EXPECT_EQ(0x47985764u, Table::HashOfKey(1));
     EXPECT_EQ(0x1D2AEFA4u, IndexTable::HashOfKey(1));
-    Random kRandom(25100);
+    Random random(25100);
     for (int i = 0; i < 1000; ++i)
     {
-        const uint64_t ullKey = kRandom.Next();
+        const uint64_t ullKey = random.Next();
         EXPECT_EQ(ReferenceKeyHash(ullKey & 0xFFFFFFFFu, 4), Table::HashOfKey(static_cast<unsigned int>(ullKey)));
         EXPECT_EQ(ReferenceKeyHash(ullKey, 8), IndexTable::HashOfKey(ullKey));
     }
@@ -134,28 +134,28 @@ TEST(MapTable, OfAnEmptyMapHasOneFreeSlotAndAnImageOf56Bytes)
     EXPECT_EQ(56u, vecExpected.size());
     EXPECT_TRUE(SameBytes(vecExpected, TakeTable(Table::GetAlloc(mapEmpty))));
 
-    const MisalignedBlock kImage(vecExpected, 1);
-    Table kTable;
-    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
-    EXPECT_EQ(1u, kTable.SlotCount());
-    EXPECT_EQ(0u, kTable.Count());
-    Table::Iterator kIterator;
-    EXPECT_FALSE(kTable.GetFirst(kIterator));
+    const MisalignedBlock image(vecExpected, 1);
+    Table table;
+    ASSERT_TRUE(LoadTable(table, image, 0));
+    EXPECT_EQ(1u, table.SlotCount());
+    EXPECT_EQ(0u, table.Count());
+    Table::Iterator iterator;
+    EXPECT_FALSE(table.GetFirst(iterator));
     for (unsigned int uKey = 0; uKey < 100; ++uKey)
     {
-        EXPECT_FALSE(kTable.Find(uKey, kIterator));
+        EXPECT_FALSE(table.Find(uKey, iterator));
     }
 }
 
 TEST(MapTable, ANewTableHasNoSlotsAndFindsNothing)
 {
-    const Table kTable;
-    Table::Iterator kIterator;
-    EXPECT_EQ(0u, kTable.SlotCount());
-    EXPECT_EQ(0u, kTable.Count());
-    EXPECT_FALSE(kTable.Find(0, kIterator));
-    EXPECT_FALSE(kTable.GetFirst(kIterator));
-    EXPECT_FALSE(kTable.GetNext(kIterator));
+    const Table table;
+    Table::Iterator iterator;
+    EXPECT_EQ(0u, table.SlotCount());
+    EXPECT_EQ(0u, table.Count());
+    EXPECT_FALSE(table.Find(0, iterator));
+    EXPECT_FALSE(table.GetFirst(iterator));
+    EXPECT_FALSE(table.GetNext(iterator));
 }
 
 TEST(MapTable, DisplacedEntriesAreOnlyPlacedAfterAllPrimaryPlacements)
@@ -176,55 +176,55 @@ TEST(MapTable, IsReadInPlaceAtEveryMisalignmentWithBothKindsOfKey)
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kImage(FromHex(kFiveElements), uMisalignment);
-            const MisalignedBlock kIndexImage(FromHex(kFiveIndexElements), uMisalignment);
-            Table kTable;
-            IndexTable kIndexTable;
-            ASSERT_TRUE(LoadTable(kTable, kImage, bCopy));
-            ASSERT_TRUE(LoadTable(kIndexTable, kIndexImage, bCopy));
-            EXPECT_EQ(5u, kTable.Count());
+            const MisalignedBlock image(FromHex(kFiveElements), uMisalignment);
+            const MisalignedBlock indexImage(FromHex(kFiveIndexElements), uMisalignment);
+            Table table;
+            IndexTable indexTable;
+            ASSERT_TRUE(LoadTable(table, image, bCopy));
+            ASSERT_TRUE(LoadTable(indexTable, indexImage, bCopy));
+            EXPECT_EQ(5u, table.Count());
             for (const unsigned int uKey : {2u, 5u, 8u, 10u, 18u})
             {
-                EXPECT_TRUE(Has(kTable, uKey)) << uKey << " at " << uMisalignment;
-                EXPECT_TRUE(Has(kIndexTable, uKey)) << uKey << " at " << uMisalignment;
+                EXPECT_TRUE(Has(table, uKey)) << uKey << " at " << uMisalignment;
+                EXPECT_TRUE(Has(indexTable, uKey)) << uKey << " at " << uMisalignment;
             }
-            EXPECT_FALSE(Has(kTable, 1));
-            EXPECT_FALSE(Has(kIndexTable, 1));
+            EXPECT_FALSE(Has(table, 1));
+            EXPECT_FALSE(Has(indexTable, 1));
         }
     }
 }
 
 TEST(MapTable, KeysOfOneHomeSlotAreAllFoundWithTheLaterOnesBehindTheFirst)
 {
-    const Table kTable(FiveElements<unsigned int, unsigned long long>());
-    Table::Iterator kIterator;
-    ASSERT_TRUE(kTable.Find(2, kIterator));
-    EXPECT_EQ(7u, kIterator.uSlot);
-    ASSERT_TRUE(kTable.Find(10, kIterator));
-    EXPECT_EQ(1u, kIterator.uSlot);
-    EXPECT_EQ(10u, kIterator.kKey);
-    EXPECT_EQ(0xAAu, kIterator.kValue);
-    ASSERT_TRUE(kTable.Find(18, kIterator));
-    EXPECT_EQ(2u, kIterator.uSlot);
+    const Table table(FiveElements<unsigned int, unsigned long long>());
+    Table::Iterator iterator;
+    ASSERT_TRUE(table.Find(2, iterator));
+    EXPECT_EQ(7u, iterator.uSlot);
+    ASSERT_TRUE(table.Find(10, iterator));
+    EXPECT_EQ(1u, iterator.uSlot);
+    EXPECT_EQ(10u, iterator.key);
+    EXPECT_EQ(0xAAu, iterator.value);
+    ASSERT_TRUE(table.Find(18, iterator));
+    EXPECT_EQ(2u, iterator.uSlot);
 }
 
 TEST(MapTable, AKeyThatWasNeverEnteredIsNotFoundAndTheProbeEndsAtAFreeSlot)
 {
     // Key 26 belongs into slot 7 as well; key 3 into slot 6, which is free.
     Bytes vecImage = FromHex(kFiveElements);
-    const MisalignedBlock kImage(vecImage, 1);
-    Table kTable;
-    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
-    Table::Iterator kIterator;
-    EXPECT_FALSE(kTable.Find(26, kIterator));
-    EXPECT_FALSE(kTable.Find(3, kIterator));
+    const MisalignedBlock image(vecImage, 1);
+    Table table;
+    ASSERT_TRUE(LoadTable(table, image, 0));
+    Table::Iterator iterator;
+    EXPECT_FALSE(table.Find(26, iterator));
+    EXPECT_FALSE(table.Find(3, iterator));
 
     // An entry of key 26 behind the free slot 3 isn't reached.
     WriteU32(vecImage, 32 + 4 * 16, 26);
     WriteU32(vecImage, 32 + 4 * 16 + 12, 1);
-    const MisalignedBlock kBehind(vecImage, 1);
-    ASSERT_TRUE(LoadTable(kTable, kBehind, 1));
-    EXPECT_FALSE(kTable.Find(26, kIterator));
+    const MisalignedBlock behind(vecImage, 1);
+    ASSERT_TRUE(LoadTable(table, behind, 1));
+    EXPECT_FALSE(table.Find(26, iterator));
 }
 
 TEST(MapTable, AProbeOfAFullTableEndsWhenItIsBackAtTheHomeSlot)
@@ -235,37 +235,37 @@ TEST(MapTable, AProbeOfAFullTableEndsWhenItIsBackAtTheHomeSlot)
         WriteU32(vecImage, 32 + uSlot * 16, 1000);
         WriteU32(vecImage, 32 + uSlot * 16 + 12, 1);
     }
-    const MisalignedBlock kImage(vecImage, 1);
-    Table kTable;
-    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
-    Table::Iterator kIterator;
-    EXPECT_FALSE(kTable.Find(26, kIterator));
-    EXPECT_TRUE(Has(kTable, 18));
+    const MisalignedBlock image(vecImage, 1);
+    Table table;
+    ASSERT_TRUE(LoadTable(table, image, 0));
+    Table::Iterator iterator;
+    EXPECT_FALSE(table.Find(26, iterator));
+    EXPECT_TRUE(Has(table, 18));
 }
 
 TEST(MapTable, FindLeavesTheIteratorAloneWhenThereIsNothing)
 {
-    const Table kTable(FiveElements<unsigned int, unsigned long long>());
-    Table::Iterator kIterator;
-    kIterator.kKey = 77;
-    kIterator.kValue = 78;
-    kIterator.uSlot = 79;
-    EXPECT_FALSE(kTable.Find(26, kIterator));
-    EXPECT_EQ(77u, kIterator.kKey);
-    EXPECT_EQ(78u, kIterator.kValue);
-    EXPECT_EQ(79u, kIterator.uSlot);
+    const Table table(FiveElements<unsigned int, unsigned long long>());
+    Table::Iterator iterator;
+    iterator.key = 77;
+    iterator.value = 78;
+    iterator.uSlot = 79;
+    EXPECT_FALSE(table.Find(26, iterator));
+    EXPECT_EQ(77u, iterator.key);
+    EXPECT_EQ(78u, iterator.value);
+    EXPECT_EQ(79u, iterator.uSlot);
 }
 
 TEST(MapTable, TheWalkVisitsTheUsedSlotsInAscendingOrder)
 {
-    const Table kTable(FiveElements<unsigned int, unsigned long long>());
+    const Table table(FiveElements<unsigned int, unsigned long long>());
     std::vector<unsigned int> vecKey;
     std::vector<unsigned int> vecSlot;
-    Table::Iterator kIterator;
-    for (bool bMore = kTable.GetFirst(kIterator); bMore; bMore = kTable.GetNext(kIterator))
+    Table::Iterator iterator;
+    for (bool bMore = table.GetFirst(iterator); bMore; bMore = table.GetNext(iterator))
     {
-        vecKey.push_back(kIterator.kKey);
-        vecSlot.push_back(kIterator.uSlot);
+        vecKey.push_back(iterator.key);
+        vecSlot.push_back(iterator.uSlot);
     }
     EXPECT_EQ((std::vector<unsigned int>{5, 10, 18, 8, 2}), vecKey);
     EXPECT_EQ((std::vector<unsigned int>{0, 1, 2, 5, 7}), vecSlot);
@@ -274,32 +274,32 @@ TEST(MapTable, TheWalkVisitsTheUsedSlotsInAscendingOrder)
 TEST(MapTable, AReExportedTableSaysItsSlotCountWhereAProvidersSaysItsElements)
 {
     Bytes vecExpected = FromHex(kFiveElements);
-    const MisalignedBlock kImage(vecExpected, 1);
-    Table kTable;
-    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
-    EXPECT_EQ(5u, kTable.Count());
+    const MisalignedBlock image(vecExpected, 1);
+    Table table;
+    ASSERT_TRUE(LoadTable(table, image, 0));
+    EXPECT_EQ(5u, table.Count());
     WriteU32(vecExpected, 8, 8);
-    const Bytes vecAgain = TakeTable(kTable.GetAlloc());
+    const Bytes vecAgain = TakeTable(table.GetAlloc());
     EXPECT_TRUE(SameBytes(vecExpected, vecAgain));
 
-    const MisalignedBlock kAgain(vecAgain, 1);
-    ASSERT_TRUE(LoadTable(kTable, kAgain, 1));
-    EXPECT_EQ(8u, kTable.Count());
+    const MisalignedBlock again(vecAgain, 1);
+    ASSERT_TRUE(LoadTable(table, again, 1));
+    EXPECT_EQ(8u, table.Count());
 }
 
 TEST(MapTable, CleanUpSetsTheCountToZeroAndReleasesTheSlots)
 {
-    const MisalignedBlock kImage(FromHex(kFiveElements), 1);
+    const MisalignedBlock image(FromHex(kFiveElements), 1);
     for (const int bCopy : {0, 1})
     {
-        Table kTable;
-        ASSERT_TRUE(LoadTable(kTable, kImage, bCopy));
-        EXPECT_TRUE(kTable.CleanUp());
-        EXPECT_EQ(0u, kTable.Count());
-        EXPECT_EQ(0u, kTable.SlotCount());
-        EXPECT_FALSE(Has(kTable, 2));
+        Table table;
+        ASSERT_TRUE(LoadTable(table, image, bCopy));
+        EXPECT_TRUE(table.CleanUp());
+        EXPECT_EQ(0u, table.Count());
+        EXPECT_EQ(0u, table.SlotCount());
+        EXPECT_FALSE(Has(table, 2));
     }
-    EXPECT_TRUE(SameBytes(FromHex(kFiveElements), kImage.Current()));
+    EXPECT_TRUE(SameBytes(FromHex(kFiveElements), image.Current()));
 }
 
 TEST(MapTable, AnImageWithAWrongVersionAtEitherHeadIsRefusedAndTheTableUntouched)
@@ -310,12 +310,12 @@ TEST(MapTable, AnImageWithAWrongVersionAtEitherHeadIsRefusedAndTheTableUntouched
         {
             Bytes vecImage = FromHex(kFiveElements);
             vecImage[uHead + uByte] ^= 4;
-            const MisalignedBlock kImage(vecImage);
-            Table kTable(FirstKeys(2));
-            EXPECT_FALSE(LoadTable(kTable, kImage, 1));
-            EXPECT_FALSE(LoadTable(kTable, kImage, 0));
-            EXPECT_EQ(2u, kTable.Count());
-            EXPECT_EQ(4u, kTable.SlotCount());
+            const MisalignedBlock image(vecImage);
+            Table table(FirstKeys(2));
+            EXPECT_FALSE(LoadTable(table, image, 1));
+            EXPECT_FALSE(LoadTable(table, image, 0));
+            EXPECT_EQ(2u, table.Count());
+            EXPECT_EQ(4u, table.SlotCount());
         }
     }
 }
@@ -327,12 +327,12 @@ TEST(MapTable, AByteSizeThatIsNot16TimesTheSlotCountIsRefused)
     {
         Bytes vecImage = FromHex(kFiveElements);
         WriteU32(vecImage, uOffset, uValue);
-        const MisalignedBlock kImage(vecImage);
-        Table kTable;
-        EXPECT_FALSE(LoadTable(kTable, kImage, 1));
-        EXPECT_FALSE(LoadTable(kTable, kImage, 0));
-        EXPECT_FALSE(kTable.SetAlloc(nullptr, 1));
-        EXPECT_EQ(0u, kTable.Count());
+        const MisalignedBlock image(vecImage);
+        Table table;
+        EXPECT_FALSE(LoadTable(table, image, 1));
+        EXPECT_FALSE(LoadTable(table, image, 0));
+        EXPECT_FALSE(table.SetAlloc(nullptr, 1));
+        EXPECT_EQ(0u, table.Count());
     }
 }
 
@@ -340,68 +340,68 @@ TEST(MapTable, TheSizeOfTheSlotImageIsNotLookedAt)
 {
     Bytes vecImage = FromHex(kFiveElements);
     WriteU32(vecImage, 12, 3);
-    const MisalignedBlock kImage(vecImage);
-    Table kTable;
-    EXPECT_TRUE(LoadTable(kTable, kImage, 1));
-    EXPECT_TRUE(Has(kTable, 18));
+    const MisalignedBlock image(vecImage);
+    Table table;
+    EXPECT_TRUE(LoadTable(table, image, 1));
+    EXPECT_TRUE(Has(table, 18));
 }
 
 TEST(MapTable, TheElementCountIsTakenAsTheImageSaysIt)
 {
     Bytes vecImage = FromHex(kFiveElements);
     WriteU32(vecImage, 8, 4711);
-    const MisalignedBlock kImage(vecImage);
-    Table kTable;
-    EXPECT_TRUE(LoadTable(kTable, kImage, 0));
-    EXPECT_EQ(4711u, kTable.Count());
+    const MisalignedBlock image(vecImage);
+    Table table;
+    EXPECT_TRUE(LoadTable(table, image, 0));
+    EXPECT_EQ(4711u, table.Count());
 }
 
 TEST(MapTable, ATableWhoseSlotCountIsNoPowerOfTwoIsSearchedWithoutLeavingIt)
 {
     // 3 slots, all of them used: such a table is never made, but an image can say so.
-    ByteBuilder kSlots;
+    ByteBuilder slots;
     for (const uint32_t uKey : {2u, 5u, 8u})
     {
-        kSlots.U32(uKey).U64(uKey * 0x11).U32(1);
+        slots.U32(uKey).U64(uKey * 0x11).U32(1);
     }
-    const MisalignedBlock kImage(TableImage(3, kSlots.Result()), 1);
-    Table kTable;
-    ASSERT_TRUE(LoadTable(kTable, kImage, 0));
+    const MisalignedBlock image(TableImage(3, slots.Result()), 1);
+    Table table;
+    ASSERT_TRUE(LoadTable(table, image, 0));
     for (unsigned int uKey = 0; uKey < 200; ++uKey)
     {
-        Table::Iterator kIterator;
-        const bool bFound = kTable.Find(uKey, kIterator);
-        EXPECT_TRUE(!bFound || kIterator.uSlot < 3);
+        Table::Iterator iterator;
+        const bool bFound = table.Find(uKey, iterator);
+        EXPECT_TRUE(!bFound || iterator.uSlot < 3);
     }
 }
 
 TEST(MapTable, CopiesAreDeep)
 {
-    Table kSource(FiveElements<unsigned int, unsigned long long>());
-    Table kConstructed(kSource);
-    Table kAssigned;
-    kAssigned = kSource;
-    kSource.CleanUp();
-    EXPECT_EQ(5u, kConstructed.Count());
-    EXPECT_TRUE(Has(kConstructed, 18));
-    EXPECT_TRUE(Has(kAssigned, 18));
+    Table source(FiveElements<unsigned int, unsigned long long>());
+    Table constructed(source);
+    Table assigned;
+    assigned = source;
+    source.CleanUp();
+    EXPECT_EQ(5u, constructed.Count());
+    EXPECT_TRUE(Has(constructed, 18));
+    EXPECT_TRUE(Has(assigned, 18));
 }
 
 TEST(MapTable, RandomMapsOfManySizesBecomeTheReferenceTable)
 {
-    Random kRandom(25101);
+    Random random(25101);
     for (int i = 0; i < 300; ++i)
     {
         std::map<unsigned int, unsigned long long> mapKeys;
         std::map<uint32_t, uint64_t> mapModel;
         std::map<unsigned long long, unsigned int> mapIndex;
         std::map<uint64_t, uint32_t> mapIndexModel;
-        const size_t uCount = kRandom.Below(i % 10 == 0 ? 2000 : 60);
-        const uint32_t uMask = kRandom.Percent(50) ? 0xFFFFFFFF : 0x3FF;
+        const size_t uCount = random.Below(i % 10 == 0 ? 2000 : 60);
+        const uint32_t uMask = random.Percent(50) ? 0xFFFFFFFF : 0x3FF;
         while (mapKeys.size() < std::min<size_t>(uCount, uMask / 2))
         {
-            const uint32_t uKey = kRandom.Word() & uMask;
-            const uint64_t ullValue = kRandom.Next();
+            const uint32_t uKey = random.Word() & uMask;
+            const uint64_t ullValue = random.Next();
             mapKeys[uKey] = ullValue;
             mapModel[uKey] = ullValue;
             mapIndex[ullValue & (uint64_t{uMask} << 20 | uMask)] = uKey;
@@ -411,21 +411,21 @@ TEST(MapTable, RandomMapsOfManySizesBecomeTheReferenceTable)
         ASSERT_TRUE(SameBytes(TableImage(mapModel), vecImage));
         ASSERT_TRUE(SameBytes(TableImage(mapIndexModel), TakeTable(IndexTable::GetAlloc(mapIndex))));
 
-        const MisalignedBlock kImage(vecImage, kRandom.Below(16));
-        Table kTable;
-        ASSERT_TRUE(LoadTable(kTable, kImage, i % 2));
-        ASSERT_EQ(mapKeys.size(), kTable.Count());
+        const MisalignedBlock image(vecImage, random.Below(16));
+        Table table;
+        ASSERT_TRUE(LoadTable(table, image, i % 2));
+        ASSERT_EQ(mapKeys.size(), table.Count());
         for (const auto& [uKey, ullValue] : mapKeys)
         {
-            Table::Iterator kIterator;
-            ASSERT_TRUE(kTable.Find(uKey, kIterator));
-            ASSERT_EQ(ullValue, kIterator.kValue);
+            Table::Iterator iterator;
+            ASSERT_TRUE(table.Find(uKey, iterator));
+            ASSERT_EQ(ullValue, iterator.value);
         }
         for (int k = 0; k < 50; ++k)
         {
-            const uint32_t uKey = kRandom.Word() & uMask;
-            Table::Iterator kIterator;
-            ASSERT_EQ(mapKeys.count(uKey) != 0, kTable.Find(uKey, kIterator));
+            const uint32_t uKey = random.Word() & uMask;
+            Table::Iterator iterator;
+            ASSERT_EQ(mapKeys.count(uKey) != 0, table.Find(uKey, iterator));
         }
     }
 }

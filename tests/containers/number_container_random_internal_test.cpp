@@ -22,10 +22,10 @@ struct Model
 {
     Numbers vecArray;
 
-    unsigned int Append(const Numbers& rkList)
+    unsigned int Append(const Numbers& list)
     {
         const unsigned int uIndex = static_cast<unsigned int>(vecArray.size());
-        vecArray.insert(vecArray.end(), rkList.begin(), rkList.end());
+        vecArray.insert(vecArray.end(), list.begin(), list.end());
         vecArray.push_back(kEnd);
         return uIndex;
     }
@@ -87,104 +87,104 @@ struct Model
     }
 };
 
-Bytes RandomImageOf(const VOTSNumberContainer& rkNumbers)
+Bytes RandomImageOf(const VOTSNumberContainer& numbers)
 {
-    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(rkNumbers.GetAlloc());
+    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(numbers.GetAlloc());
     return TakeBytes(pbAlloc, pbAlloc == nullptr ? 0 : ReadU32(CopyBytes(pbAlloc, 8), 4) + 12);
 }
 
-int Set(VOTSNumberContainer& rkNumbers, const MisalignedBlock& rkImage, int bCopy)
+int Set(VOTSNumberContainer& numbers, const MisalignedBlock& image, int bCopy)
 {
-    return rkNumbers.SetAlloc(rkImage.As<VOTSNumberContainer::NumberAlloc>(), bCopy, rkImage.Size());
+    return numbers.SetAlloc(image.As<VOTSNumberContainer::NumberAlloc>(), bCopy, image.Size());
 }
 
-// One random operation on both; the indexes of the lists in use are kept in rvecIndex.
-void Step(VOTSNumberContainer& rkNumbers, Model& rkModel, Numbers& rvecIndex, Random& rRandom)
+// One random operation on both; the indexes of the lists in use are kept in vecIndex.
+void Step(VOTSNumberContainer& numbers, Model& model, Numbers& vecIndex, Random& random)
 {
-    const size_t uList = rvecIndex.empty() ? 0 : rRandom.Below(rvecIndex.size());
-    const unsigned int uNumber = static_cast<unsigned int>(rRandom.Below(12));
+    const size_t uList = vecIndex.empty() ? 0 : random.Below(vecIndex.size());
+    const unsigned int uNumber = static_cast<unsigned int>(random.Below(12));
     unsigned int uResult = 0;
-    switch (rvecIndex.empty() ? 0 : rRandom.Below(8))
+    switch (vecIndex.empty() ? 0 : random.Below(8))
     {
         case 0:
         {
-            Numbers vecList(rRandom.Below(5));
-            for (unsigned int& ruNumber : vecList)
+            Numbers vecList(random.Below(5));
+            for (unsigned int& uOldNumber : vecList)
             {
-                ruNumber = static_cast<unsigned int>(rRandom.Below(12));
+                uOldNumber = static_cast<unsigned int>(random.Below(12));
             }
-            ASSERT_EQ(1, rkNumbers.InsertNumber(vecList, uResult));
-            ASSERT_EQ(rkModel.Append(vecList), uResult);
-            rvecIndex.push_back(uResult);
+            ASSERT_EQ(1, numbers.InsertNumber(vecList, uResult));
+            ASSERT_EQ(model.Append(vecList), uResult);
+            vecIndex.push_back(uResult);
             break;
         }
         case 1:
         case 2:
         case 3:
-            ASSERT_EQ(1, rkNumbers.InsertNumber(rvecIndex[uList], uNumber, uResult));
-            ASSERT_EQ(rkModel.Insert(rvecIndex[uList], uNumber), uResult);
-            rvecIndex[uList] = uResult;
+            ASSERT_EQ(1, numbers.InsertNumber(vecIndex[uList], uNumber, uResult));
+            ASSERT_EQ(model.Insert(vecIndex[uList], uNumber), uResult);
+            vecIndex[uList] = uResult;
             break;
         case 4:
         case 5:
-            ASSERT_EQ(1, rkNumbers.RemoveNumber(rvecIndex[uList], uNumber));
-            rkModel.Remove(rvecIndex[uList], uNumber);
+            ASSERT_EQ(1, numbers.RemoveNumber(vecIndex[uList], uNumber));
+            model.Remove(vecIndex[uList], uNumber);
             break;
         case 6:
-            if (rRandom.Below(20) == 0)
+            if (random.Below(20) == 0)
             {
-                ASSERT_EQ(1, rkNumbers.ShrinkToFit());
+                ASSERT_EQ(1, numbers.ShrinkToFit());
             }
             break;
         default:
         {
-            const Numbers vecExpected = rkModel.List(rvecIndex[uList]);
-            const int nPosition = static_cast<int>(rRandom.Below(7));
+            const Numbers vecExpected = model.List(vecIndex[uList]);
+            const int nPosition = static_cast<int>(random.Below(7));
             unsigned int uGot = 4711;
             const bool bThere = static_cast<size_t>(nPosition) < vecExpected.size();
-            ASSERT_EQ(bThere ? 1 : 0, rkNumbers.GetNumber(rvecIndex[uList], nPosition, uGot));
+            ASSERT_EQ(bThere ? 1 : 0, numbers.GetNumber(vecIndex[uList], nPosition, uGot));
             ASSERT_EQ(bThere ? vecExpected[static_cast<size_t>(nPosition)] : 4711u, uGot);
         }
     }
 }
 
-void ExpectSame(const Model& rkModel, const VOTSNumberContainer& rkNumbers, const Numbers& rkIndexes)
+void ExpectSame(const Model& model, const VOTSNumberContainer& numbers, const Numbers& indexes)
 {
-    for (const unsigned int uIndex : rkIndexes)
+    for (const unsigned int uIndex : indexes)
     {
         Numbers vecList;
         unsigned int uCount = 0;
-        ASSERT_EQ(1, rkNumbers.GetNumberList(uIndex, vecList));
-        ASSERT_EQ(rkModel.List(uIndex), vecList);
-        ASSERT_EQ(1, rkNumbers.GetNumberCount(uIndex, uCount));
+        ASSERT_EQ(1, numbers.GetNumberList(uIndex, vecList));
+        ASSERT_EQ(model.List(uIndex), vecList);
+        ASSERT_EQ(1, numbers.GetNumberCount(uIndex, uCount));
         ASSERT_EQ(vecList.size(), uCount);
     }
 }
 
 // Uses everything that may be used on a container made from an image.
-void Exercise(VOTSNumberContainer& rkNumbers)
+void Exercise(VOTSNumberContainer& numbers)
 {
-    const unsigned int uLimit = std::min(rkNumbers.GetValueCount(), 64u);
+    const unsigned int uLimit = std::min(numbers.GetValueCount(), 64u);
     for (unsigned int uIndex = 0; uIndex < uLimit; ++uIndex)
     {
         Numbers vecList;
         unsigned int uCount = 0;
         unsigned int uNumber = 0;
-        ASSERT_EQ(1, rkNumbers.GetNumberList(uIndex, vecList));
-        ASSERT_EQ(1, rkNumbers.GetNumberCount(uIndex, uCount));
+        ASSERT_EQ(1, numbers.GetNumberList(uIndex, vecList));
+        ASSERT_EQ(1, numbers.GetNumberCount(uIndex, uCount));
         ASSERT_EQ(vecList.size(), uCount);
-        ASSERT_EQ(vecList.empty() ? 0 : 1, rkNumbers.GetNumber(uIndex, 0, uNumber));
+        ASSERT_EQ(vecList.empty() ? 0 : 1, numbers.GetNumber(uIndex, 0, uNumber));
     }
-    RandomImageOf(rkNumbers);
+    RandomImageOf(numbers);
     unsigned int uResult = 0;
     if (uLimit != 0)
     {
-        rkNumbers.RemoveNumber(0, 3);
-        rkNumbers.InsertNumber(0, 4, uResult);
-        rkNumbers.InsertNumber(uLimit - 1, 5, uResult);
+        numbers.RemoveNumber(0, 3);
+        numbers.InsertNumber(0, 4, uResult);
+        numbers.InsertNumber(uLimit - 1, 5, uResult);
     }
-    ASSERT_EQ(1, rkNumbers.InsertNumber({1, 2}, uResult));
-    ASSERT_EQ(1, rkNumbers.ShrinkToFit());
+    ASSERT_EQ(1, numbers.InsertNumber({1, 2}, uResult));
+    ASSERT_EQ(1, numbers.ShrinkToFit());
 }
 }  // namespace
 
@@ -193,13 +193,13 @@ TEST(NumberContainerRandom, ThousandsOfOperationsAgreeWithTheModel)
     for (uint64_t ullSeed = 1; ullSeed <= 5; ++ullSeed)
     {
         SCOPED_TRACE(testing::Message() << "seed " << ullSeed);
-        Random kRandom(ullSeed);
-        VOTSNumberContainer kNumbers;
-        Model kModel;
+        Random random(ullSeed);
+        VOTSNumberContainer numbers;
+        Model model;
         Numbers vecIndex;
         for (int i = 0; i < 4000; ++i)
         {
-            Step(kNumbers, kModel, vecIndex, kRandom);
+            Step(numbers, model, vecIndex, random);
             ASSERT_FALSE(HasFatalFailure()) << i;
             if (vecIndex.size() > 40)
             {
@@ -207,8 +207,8 @@ TEST(NumberContainerRandom, ThousandsOfOperationsAgreeWithTheModel)
             }
             if (i % 400 == 399)
             {
-                ExpectSame(kModel, kNumbers, vecIndex);
-                ASSERT_TRUE(SameBytes(NumberImage(kModel.vecArray), RandomImageOf(kNumbers)));
+                ExpectSame(model, numbers, vecIndex);
+                ASSERT_TRUE(SameBytes(NumberImage(model.vecArray), RandomImageOf(numbers)));
             }
         }
     }
@@ -218,42 +218,42 @@ TEST(NumberContainerRandom, AContainerThatIsReloadedFromItsImageAgreesWithTheMod
 {
     for (const int bCopy : {0, 1})
     {
-        Random kRandom(static_cast<uint64_t>(11 + bCopy));
-        Model kModel;
+        Random random(static_cast<uint64_t>(11 + bCopy));
+        Model model;
         Numbers vecIndex;
         Bytes vecImage = NumberImage({});
         for (int nRound = 0; nRound < 100; ++nRound)
         {
-            const MisalignedBlock kImage(vecImage, kRandom.Below(16));
-            VOTSNumberContainer kNumbers;
-            ASSERT_EQ(1, Set(kNumbers, kImage, bCopy));
-            ExpectSame(kModel, kNumbers, vecIndex);
+            const MisalignedBlock image(vecImage, random.Below(16));
+            VOTSNumberContainer numbers;
+            ASSERT_EQ(1, Set(numbers, image, bCopy));
+            ExpectSame(model, numbers, vecIndex);
             for (int i = 0; i < 20; ++i)
             {
-                Step(kNumbers, kModel, vecIndex, kRandom);
+                Step(numbers, model, vecIndex, random);
                 ASSERT_FALSE(HasFatalFailure()) << nRound;
             }
-            vecImage = RandomImageOf(kNumbers);
-            ASSERT_TRUE(SameBytes(NumberImage(kModel.vecArray), vecImage)) << nRound;
+            vecImage = RandomImageOf(numbers);
+            ASSERT_TRUE(SameBytes(NumberImage(model.vecArray), vecImage)) << nRound;
         }
     }
 }
 
 TEST(NumberContainerDamaged, EveryCutOfAnImageIsRefusedOrReadSafely)
 {
-    StdoutCapture kQuiet;
+    StdoutCapture quiet;
     const Bytes vecImage = NumberImage({1, 2, 3, kEnd, kHole, 4, kEnd});
     for (size_t uSize = 0; uSize <= vecImage.size(); ++uSize)
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kCut(Bytes(vecImage.begin(), vecImage.begin() + static_cast<ptrdiff_t>(uSize)), 1);
-            VOTSNumberContainer kNumbers;
-            const int bTaken = Set(kNumbers, kCut, bCopy);
+            const MisalignedBlock cut(Bytes(vecImage.begin(), vecImage.begin() + static_cast<ptrdiff_t>(uSize)), 1);
+            VOTSNumberContainer numbers;
+            const int bTaken = Set(numbers, cut, bCopy);
             EXPECT_TRUE(bTaken == 0 || uSize + 4 >= vecImage.size()) << uSize;
             if (bTaken != 0)
             {
-                Exercise(kNumbers);
+                Exercise(numbers);
             }
         }
     }
@@ -261,7 +261,7 @@ TEST(NumberContainerDamaged, EveryCutOfAnImageIsRefusedOrReadSafely)
 
 TEST(NumberContainerDamaged, EveryFlippedBitIsRefusedOrReadSafely)
 {
-    StdoutCapture kQuiet;
+    StdoutCapture quiet;
     const Bytes vecImage = NumberImage({1, 2, 3, kEnd, kHole, 4, kEnd});
     for (size_t uBit = 0; uBit < vecImage.size() * 8; ++uBit)
     {
@@ -269,13 +269,13 @@ TEST(NumberContainerDamaged, EveryFlippedBitIsRefusedOrReadSafely)
         {
             Bytes vecFlipped = vecImage;
             vecFlipped[uBit / 8] ^= static_cast<unsigned char>(1 << uBit % 8);
-            const MisalignedBlock kFlipped(vecFlipped, 1);
-            VOTSNumberContainer kNumbers;
-            const int bTaken = Set(kNumbers, kFlipped, bCopy);
+            const MisalignedBlock flipped(vecFlipped, 1);
+            VOTSNumberContainer numbers;
+            const int bTaken = Set(numbers, flipped, bCopy);
             EXPECT_EQ(uBit < 64 ? 0 : 1, bTaken) << uBit;
             if (bTaken != 0)
             {
-                Exercise(kNumbers);
+                Exercise(numbers);
             }
         }
     }

@@ -45,205 +45,205 @@ Bytes TwoRecords()
 }
 
 template <typename V>
-Bytes VectorImageOf(const V& rkVector)
+Bytes VectorImageOf(const V& vector)
 {
-    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(rkVector.GetAlloc());
+    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(vector.GetAlloc());
     return TakeBytes(pbAlloc, pbAlloc == nullptr ? 0 : ReadU32(CopyBytes(pbAlloc, 16), 12) + 20);
 }
 
 template <typename V>
-bool Load(V& rkVector, const MisalignedBlock& rkImage, int bCopy)
+bool Load(V& vector, const MisalignedBlock& image, int bCopy)
 {
-    return rkVector.SetAlloc(rkImage.As<const VORecordVectorAlloc>(), bCopy, rkImage.Size());
+    return vector.SetAlloc(image.As<const VORecordVectorAlloc>(), bCopy, image.Size());
 }
 
-void ExpectTwoRecords(const Vector& rkVector)
+void ExpectTwoRecords(const Vector& vector)
 {
-    ASSERT_EQ(2u, rkVector.Count());
-    EXPECT_EQ((Record{1, 2, 3}), rkVector[0]);
-    EXPECT_EQ((Record{0x04030201, 5, 6}), rkVector[1]);
+    ASSERT_EQ(2u, vector.Count());
+    EXPECT_EQ((Record{1, 2, 3}), vector[0]);
+    EXPECT_EQ((Record{0x04030201, 5, 6}), vector[1]);
 }
 
-void Fill(Vector& rkVector, unsigned int uCount)
+void Fill(Vector& vector, unsigned int uCount)
 {
     for (unsigned int i = 0; i < uCount; ++i)
     {
-        rkVector.PushBack({i, i + 1, i + 2});
+        vector.PushBack({i, i + 1, i + 2});
     }
 }
 }  // namespace
 
 TEST(RecordVector, PushBackOnAnEmptyVectorGivesTheCapacities2And6And14)
 {
-    Vector kVector;
+    Vector vector;
     std::vector<unsigned int> vecCapacity;
     for (unsigned int i = 0; i < 8; ++i)
     {
-        EXPECT_TRUE(kVector.PushBack({i, 0, 0}));
-        vecCapacity.push_back(kVector.Capacity());
+        EXPECT_TRUE(vector.PushBack({i, 0, 0}));
+        vecCapacity.push_back(vector.Capacity());
     }
     EXPECT_EQ((std::vector<unsigned int>{2, 2, 6, 6, 6, 6, 14, 14}), vecCapacity);
-    EXPECT_EQ(8u, kVector.Count());
+    EXPECT_EQ(8u, vector.Count());
     for (unsigned int i = 0; i < 8; ++i)
     {
-        EXPECT_EQ((Record{i, 0, 0}), kVector[i]);
+        EXPECT_EQ((Record{i, 0, 0}), vector[i]);
     }
 }
 
 TEST(RecordVector, ReserveOfZeroZeroesTheRecordsAndKeepsTheMemory)
 {
-    OpenVector kVector;
-    Fill(kVector, 3);
-    const unsigned char* pbArray = kVector.Array();
-    EXPECT_TRUE(kVector.Reserve(0));
-    EXPECT_EQ(0u, kVector.Count());
-    EXPECT_EQ(6u, kVector.Capacity());
-    EXPECT_EQ(pbArray, kVector.Array());
-    EXPECT_TRUE(SameBytes(Bytes(6 * 12, 0), kVector.AllBytes()));
+    OpenVector vector;
+    Fill(vector, 3);
+    const unsigned char* pbArray = vector.Array();
+    EXPECT_TRUE(vector.Reserve(0));
+    EXPECT_EQ(0u, vector.Count());
+    EXPECT_EQ(6u, vector.Capacity());
+    EXPECT_EQ(pbArray, vector.Array());
+    EXPECT_TRUE(SameBytes(Bytes(6 * 12, 0), vector.AllBytes()));
 }
 
 TEST(RecordVector, ReserveOfTheCurrentCapacityDoesNothing)
 {
-    OpenVector kVector;
-    Fill(kVector, 3);
-    const unsigned char* pbArray = kVector.Array();
-    EXPECT_TRUE(kVector.Reserve(6));
-    EXPECT_EQ(pbArray, kVector.Array());
-    EXPECT_EQ(3u, kVector.Count());
+    OpenVector vector;
+    Fill(vector, 3);
+    const unsigned char* pbArray = vector.Array();
+    EXPECT_TRUE(vector.Reserve(6));
+    EXPECT_EQ(pbArray, vector.Array());
+    EXPECT_EQ(3u, vector.Count());
 }
 
 TEST(RecordVector, ReserveMakesNewRecordsAllZeroWhateverTheirConstructorWouldDo)
 {
-    OpenVector kVector;
-    Fill(kVector, 1);
-    EXPECT_TRUE(kVector.Reserve(4));
+    OpenVector vector;
+    Fill(vector, 1);
+    EXPECT_TRUE(vector.Reserve(4));
     Bytes vecExpected = {0, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0};
     vecExpected.resize(48);
-    EXPECT_TRUE(SameBytes(vecExpected, kVector.AllBytes()));
-    EXPECT_EQ(1u, kVector.Count());
+    EXPECT_TRUE(SameBytes(vecExpected, vector.AllBytes()));
+    EXPECT_EQ(1u, vector.Count());
 }
 
 TEST(RecordVector, ReserveBelowTheCountCutsIt)
 {
-    Vector kVector;
-    Fill(kVector, 5);
-    EXPECT_TRUE(kVector.Reserve(2));
-    EXPECT_EQ(2u, kVector.Capacity());
-    ASSERT_EQ(2u, kVector.Count());
-    EXPECT_EQ((Record{1, 2, 3}), kVector[1]);
+    Vector vector;
+    Fill(vector, 5);
+    EXPECT_TRUE(vector.Reserve(2));
+    EXPECT_EQ(2u, vector.Capacity());
+    ASSERT_EQ(2u, vector.Count());
+    EXPECT_EQ((Record{1, 2, 3}), vector[1]);
 }
 
 TEST(RecordVector, ResizeGivesZeroedRecordsUpToTheNewCount)
 {
-    Vector kVector;
-    Fill(kVector, 1);
-    EXPECT_TRUE(kVector.Resize(3));
-    EXPECT_EQ(3u, kVector.Capacity());
-    ASSERT_EQ(3u, kVector.Count());
-    EXPECT_EQ((Record{0, 1, 2}), kVector[0]);
-    EXPECT_EQ((Record{0, 0, 0}), kVector[2]);
+    Vector vector;
+    Fill(vector, 1);
+    EXPECT_TRUE(vector.Resize(3));
+    EXPECT_EQ(3u, vector.Capacity());
+    ASSERT_EQ(3u, vector.Count());
+    EXPECT_EQ((Record{0, 1, 2}), vector[0]);
+    EXPECT_EQ((Record{0, 0, 0}), vector[2]);
 }
 
 TEST(RecordVector, ShrinkToFitCutsTheCapacityToTheCount)
 {
-    Vector kVector;
-    Fill(kVector, 3);
-    EXPECT_TRUE(kVector.ShrinkToFit());
-    EXPECT_EQ(3u, kVector.Capacity());
-    EXPECT_EQ((Record{2, 3, 4}), kVector[2]);
+    Vector vector;
+    Fill(vector, 3);
+    EXPECT_TRUE(vector.ShrinkToFit());
+    EXPECT_EQ(3u, vector.Capacity());
+    EXPECT_EQ((Record{2, 3, 4}), vector[2]);
 }
 
 TEST(RecordVector, ShrinkToFitWithoutRecordsKeepsTheMemory)
 {
-    Vector kVector;
-    Fill(kVector, 3);
-    EXPECT_TRUE(kVector.Clean());
-    EXPECT_TRUE(kVector.ShrinkToFit());
-    EXPECT_EQ(6u, kVector.Capacity());
+    Vector vector;
+    Fill(vector, 3);
+    EXPECT_TRUE(vector.Clean());
+    EXPECT_TRUE(vector.ShrinkToFit());
+    EXPECT_EQ(6u, vector.Capacity());
 }
 
 TEST(RecordVector, CleanZeroesUpToTheCapacity)
 {
-    OpenVector kVector;
-    Fill(kVector, 3);
-    EXPECT_TRUE(kVector.Clean());
-    EXPECT_EQ(0u, kVector.Count());
-    EXPECT_TRUE(SameBytes(Bytes(6 * 12, 0), kVector.AllBytes()));
+    OpenVector vector;
+    Fill(vector, 3);
+    EXPECT_TRUE(vector.Clean());
+    EXPECT_EQ(0u, vector.Count());
+    EXPECT_TRUE(SameBytes(Bytes(6 * 12, 0), vector.AllBytes()));
 }
 
 TEST(RecordVector, ReleaseSetsPointerCapacityAndCountToZero)
 {
-    OpenVector kVector;
-    Fill(kVector, 3);
-    EXPECT_TRUE(kVector.Release());
-    EXPECT_EQ(nullptr, kVector.Array());
-    EXPECT_EQ(0u, kVector.Capacity());
-    EXPECT_EQ(0u, kVector.Count());
-    EXPECT_TRUE(kVector.Release());
+    OpenVector vector;
+    Fill(vector, 3);
+    EXPECT_TRUE(vector.Release());
+    EXPECT_EQ(nullptr, vector.Array());
+    EXPECT_EQ(0u, vector.Capacity());
+    EXPECT_EQ(0u, vector.Count());
+    EXPECT_TRUE(vector.Release());
 }
 
 TEST(RecordVector, RemoveCopiesTheOneRecordBehindOntoTheRemovedOne)
 {
-    Vector kVector;
-    Fill(kVector, 5);
-    EXPECT_TRUE(kVector.Remove(1));
-    ASSERT_EQ(4u, kVector.Count());
-    EXPECT_EQ((Record{0, 1, 2}), kVector[0]);
-    EXPECT_EQ((Record{2, 3, 4}), kVector[1]);
-    EXPECT_EQ((Record{2, 3, 4}), kVector[2]);
-    EXPECT_EQ((Record{3, 4, 5}), kVector[3]);
+    Vector vector;
+    Fill(vector, 5);
+    EXPECT_TRUE(vector.Remove(1));
+    ASSERT_EQ(4u, vector.Count());
+    EXPECT_EQ((Record{0, 1, 2}), vector[0]);
+    EXPECT_EQ((Record{2, 3, 4}), vector[1]);
+    EXPECT_EQ((Record{2, 3, 4}), vector[2]);
+    EXPECT_EQ((Record{3, 4, 5}), vector[3]);
 }
 
 TEST(RecordVector, RemoveOfTheLastRecordResetsItToItsDefault)
 {
-    OpenVector kVector;
-    Fill(kVector, 2);
-    EXPECT_TRUE(kVector.Remove(1));
-    EXPECT_EQ(1u, kVector.Count());
+    OpenVector vector;
+    Fill(vector, 2);
+    EXPECT_TRUE(vector.Remove(1));
+    EXPECT_EQ(1u, vector.Count());
     const Bytes vecDefault = FromHex("d1 00 00 00 d2 00 00 00 d3 00 00 00");
-    EXPECT_TRUE(SameBytes(vecDefault, CopyBytes(kVector.Array() + 12, 12)));
+    EXPECT_TRUE(SameBytes(vecDefault, CopyBytes(vector.Array() + 12, 12)));
 }
 
 TEST(RecordVector, RemoveAtOrBehindTheCountIsFalse)
 {
-    Vector kVector;
-    EXPECT_FALSE(kVector.Remove(0));
-    Fill(kVector, 2);
-    EXPECT_FALSE(kVector.Remove(2));
-    EXPECT_FALSE(kVector.Remove(0xFFFFFFFFu));
-    EXPECT_EQ(2u, kVector.Count());
+    Vector vector;
+    EXPECT_FALSE(vector.Remove(0));
+    Fill(vector, 2);
+    EXPECT_FALSE(vector.Remove(2));
+    EXPECT_FALSE(vector.Remove(0xFFFFFFFFu));
+    EXPECT_EQ(2u, vector.Count());
 }
 
 TEST(RecordVector, TheRecordSizesOfThePublishedVectorsAreKnownFromTheBytes)
 {
-    VORecordVector<void*> kHandles;
-    kHandles.PushBack(nullptr);
-    EXPECT_EQ(28u, VectorImageOf(kHandles).size());
-    Vector kVector;
-    Fill(kVector, 3);
-    EXPECT_EQ(56u, VectorImageOf(kVector).size());
+    VORecordVector<void*> handles;
+    handles.PushBack(nullptr);
+    EXPECT_EQ(28u, VectorImageOf(handles).size());
+    Vector vector;
+    Fill(vector, 3);
+    EXPECT_EQ(56u, VectorImageOf(vector).size());
 }
 
 TEST(RecordVectorImage, ItsBytesAreExactlyTheFormats)
 {
-    Vector kVector;
-    kVector.PushBack({1, 2, 3});
-    kVector.PushBack({0x04030201, 5, 6});
-    EXPECT_TRUE(SameBytes(TwoRecords(), VectorImageOf(kVector)));
-    EXPECT_EQ(TwoRecords().size(), kVector.AllocSize());
+    Vector vector;
+    vector.PushBack({1, 2, 3});
+    vector.PushBack({0x04030201, 5, 6});
+    EXPECT_TRUE(SameBytes(TwoRecords(), VectorImageOf(vector)));
+    EXPECT_EQ(TwoRecords().size(), vector.AllocSize());
 }
 
 TEST(RecordVectorImage, OfNoRecordsIs20Bytes)
 {
-    const Vector kVector;
-    EXPECT_TRUE(SameBytes(RecordVectorImage(0, {}), VectorImageOf(kVector)));
+    const Vector vector;
+    EXPECT_TRUE(SameBytes(RecordVectorImage(0, {}), VectorImageOf(vector)));
     for (const int bCopy : {0, 1})
     {
-        Vector kTarget;
-        Fill(kTarget, 1);
-        const MisalignedBlock kImage(RecordVectorImage(0, {}), 1);
-        EXPECT_TRUE(Load(kTarget, kImage, bCopy));
-        EXPECT_EQ(0u, kTarget.Count());
+        Vector target;
+        Fill(target, 1);
+        const MisalignedBlock image(RecordVectorImage(0, {}), 1);
+        EXPECT_TRUE(Load(target, image, bCopy));
+        EXPECT_EQ(0u, target.Count());
     }
 }
 
@@ -253,55 +253,55 @@ TEST(RecordVectorImage, IsTakenAtEveryMisalignmentAsACopyAndAsAView)
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kImage(TwoRecords(), uMisalignment);
-            Vector kVector;
-            ASSERT_TRUE(Load(kVector, kImage, bCopy)) << uMisalignment;
-            ExpectTwoRecords(kVector);
-            EXPECT_EQ(bCopy != 0 ? 2u : 0u, kVector.Capacity());
-            EXPECT_TRUE(SameBytes(TwoRecords(), VectorImageOf(kVector)));
+            const MisalignedBlock image(TwoRecords(), uMisalignment);
+            Vector vector;
+            ASSERT_TRUE(Load(vector, image, bCopy)) << uMisalignment;
+            ExpectTwoRecords(vector);
+            EXPECT_EQ(bCopy != 0 ? 2u : 0u, vector.Capacity());
+            EXPECT_TRUE(SameBytes(TwoRecords(), VectorImageOf(vector)));
         }
     }
 }
 
 TEST(RecordVectorImage, PushBackOnAViewLeavesTheImageUnchangedAndTheVectorOwnsACopy)
 {
-    OpenVector kVector;
+    OpenVector vector;
     {
-        const MisalignedBlock kImage(TwoRecords(), 1);
-        ASSERT_TRUE(Load(kVector, kImage, 0));
-        EXPECT_EQ(kImage.Data() + 16, kVector.Array());
-        EXPECT_TRUE(kVector.PushBack({7, 8, 9}));
-        EXPECT_TRUE(SameBytes(TwoRecords(), kImage.Current()));
+        const MisalignedBlock image(TwoRecords(), 1);
+        ASSERT_TRUE(Load(vector, image, 0));
+        EXPECT_EQ(image.Data() + 16, vector.Array());
+        EXPECT_TRUE(vector.PushBack({7, 8, 9}));
+        EXPECT_TRUE(SameBytes(TwoRecords(), image.Current()));
     }
-    EXPECT_EQ(6u, kVector.Capacity());
-    ASSERT_EQ(3u, kVector.Count());
-    EXPECT_EQ((Record{1, 2, 3}), kVector[0]);
-    EXPECT_EQ((Record{0x04030201, 5, 6}), kVector[1]);
-    EXPECT_EQ((Record{7, 8, 9}), kVector[2]);
+    EXPECT_EQ(6u, vector.Capacity());
+    ASSERT_EQ(3u, vector.Count());
+    EXPECT_EQ((Record{1, 2, 3}), vector[0]);
+    EXPECT_EQ((Record{0x04030201, 5, 6}), vector[1]);
+    EXPECT_EQ((Record{7, 8, 9}), vector[2]);
 }
 
 TEST(RecordVectorImage, ShrinkToFitOfAViewOwnsAnExactCopy)
 {
-    Vector kVector;
+    Vector vector;
     {
-        const MisalignedBlock kImage(TwoRecords(), 1);
-        ASSERT_TRUE(Load(kVector, kImage, 0));
-        EXPECT_TRUE(kVector.ShrinkToFit());
+        const MisalignedBlock image(TwoRecords(), 1);
+        ASSERT_TRUE(Load(vector, image, 0));
+        EXPECT_TRUE(vector.ShrinkToFit());
     }
-    EXPECT_EQ(2u, kVector.Capacity());
-    ExpectTwoRecords(kVector);
+    EXPECT_EQ(2u, vector.Capacity());
+    ExpectTwoRecords(vector);
 }
 
 TEST(RecordVectorImage, CleanAndReleaseOfAViewDoNotTouchTheImage)
 {
-    const MisalignedBlock kImage(TwoRecords(), 1);
-    Vector kVector;
-    ASSERT_TRUE(Load(kVector, kImage, 0));
-    EXPECT_TRUE(kVector.Clean());
-    EXPECT_EQ(0u, kVector.Count());
-    ASSERT_TRUE(Load(kVector, kImage, 0));
-    EXPECT_TRUE(kVector.Release());
-    EXPECT_TRUE(SameBytes(TwoRecords(), kImage.Current()));
+    const MisalignedBlock image(TwoRecords(), 1);
+    Vector vector;
+    ASSERT_TRUE(Load(vector, image, 0));
+    EXPECT_TRUE(vector.Clean());
+    EXPECT_EQ(0u, vector.Count());
+    ASSERT_TRUE(Load(vector, image, 0));
+    EXPECT_TRUE(vector.Release());
+    EXPECT_TRUE(SameBytes(TwoRecords(), image.Current()));
 }
 
 TEST(RecordVectorImage, AByteSizeThatIsNotCountTimesRecordSizeIsRefusedAndTheVectorKeepsItsContents)
@@ -310,14 +310,14 @@ TEST(RecordVectorImage, AByteSizeThatIsNotCountTimesRecordSizeIsRefusedAndTheVec
     {
         Bytes vecImage = RecordVectorImage(2, Bytes(24, 9));
         WriteU32(vecImage, 12, uSize);
-        const MisalignedBlock kImage(vecImage);
+        const MisalignedBlock image(vecImage);
         for (const int bCopy : {0, 1})
         {
-            Vector kVector;
-            kVector.PushBack({1, 2, 3});
-            kVector.PushBack({0x04030201, 5, 6});
-            EXPECT_FALSE(Load(kVector, kImage, bCopy));
-            ExpectTwoRecords(kVector);
+            Vector vector;
+            vector.PushBack({1, 2, 3});
+            vector.PushBack({0x04030201, 5, 6});
+            EXPECT_FALSE(Load(vector, image, bCopy));
+            ExpectTwoRecords(vector);
         }
     }
 }
@@ -326,28 +326,28 @@ TEST(RecordVectorImage, AByteSizeThatAgreesOnlyAfterA32BitOverflowIsRefused)
 {
     // 0x15555556 records of 12 bytes are 0x100000008 bytes.
     Bytes vecImage = RecordVectorImage(0x15555556, Bytes(8, 9));
-    const MisalignedBlock kImage(vecImage);
-    Vector kVector;
-    EXPECT_FALSE(kVector.SetAlloc(kImage.As<const VORecordVectorAlloc>(), 1));
-    EXPECT_FALSE(kVector.SetAlloc(kImage.As<const VORecordVectorAlloc>(), 0));
-    EXPECT_EQ(0u, kVector.Count());
+    const MisalignedBlock image(vecImage);
+    Vector vector;
+    EXPECT_FALSE(vector.SetAlloc(image.As<const VORecordVectorAlloc>(), 1));
+    EXPECT_FALSE(vector.SetAlloc(image.As<const VORecordVectorAlloc>(), 0));
+    EXPECT_EQ(0u, vector.Count());
 }
 
 TEST(RecordVectorImage, AWrongVersionOrAnEmptyPointerIsRefusedAndTheVectorKeepsItsContents)
 {
-    Vector kVector;
-    kVector.PushBack({1, 2, 3});
-    kVector.PushBack({0x04030201, 5, 6});
-    EXPECT_FALSE(kVector.SetAlloc(nullptr, 1));
-    EXPECT_FALSE(kVector.SetAlloc(nullptr, 0));
+    Vector vector;
+    vector.PushBack({1, 2, 3});
+    vector.PushBack({0x04030201, 5, 6});
+    EXPECT_FALSE(vector.SetAlloc(nullptr, 1));
+    EXPECT_FALSE(vector.SetAlloc(nullptr, 0));
     for (size_t uByte = 0; uByte < 8; ++uByte)
     {
         Bytes vecImage = RecordVectorImage(0, {});
         vecImage[uByte] ^= 0x80;
-        const MisalignedBlock kImage(vecImage);
-        EXPECT_FALSE(Load(kVector, kImage, 1));
-        EXPECT_FALSE(Load(kVector, kImage, 0));
-        ExpectTwoRecords(kVector);
+        const MisalignedBlock image(vecImage);
+        EXPECT_FALSE(Load(vector, image, 1));
+        EXPECT_FALSE(Load(vector, image, 0));
+        ExpectTwoRecords(vector);
     }
 }
 
@@ -356,88 +356,88 @@ TEST(RecordVectorImage, AnImageThatReachesBehindItsLimitIsRefused)
     const Bytes vecImage = TwoRecords();
     for (size_t uSize = 0; uSize + 4 < vecImage.size(); ++uSize)
     {
-        const MisalignedBlock kCut(Bytes(vecImage.begin(), vecImage.begin() + static_cast<ptrdiff_t>(uSize)), 1);
-        Vector kVector;
-        EXPECT_FALSE(Load(kVector, kCut, 0)) << uSize;
-        EXPECT_FALSE(Load(kVector, kCut, 1)) << uSize;
-        EXPECT_EQ(0u, kVector.Count());
+        const MisalignedBlock cut(Bytes(vecImage.begin(), vecImage.begin() + static_cast<ptrdiff_t>(uSize)), 1);
+        Vector vector;
+        EXPECT_FALSE(Load(vector, cut, 0)) << uSize;
+        EXPECT_FALSE(Load(vector, cut, 1)) << uSize;
+        EXPECT_EQ(0u, vector.Count());
     }
 }
 
 TEST(RecordVector, CopiesOwnTheWholeCapacityOfTheirSource)
 {
-    OpenVector kSource;
-    Fill(kSource, 3);
-    Vector kConstructed(kSource);
-    Vector kAssigned;
-    Fill(kAssigned, 9);
-    kAssigned = kSource;
-    kSource.Set(0, {99, 99, 99});
-    for (Vector* pkCopy : {&kConstructed, &kAssigned})
+    OpenVector source;
+    Fill(source, 3);
+    Vector constructed(source);
+    Vector assigned;
+    Fill(assigned, 9);
+    assigned = source;
+    source.Set(0, {99, 99, 99});
+    for (Vector* pCopy : {&constructed, &assigned})
     {
-        EXPECT_EQ(6u, pkCopy->Capacity());
-        ASSERT_EQ(3u, pkCopy->Count());
-        EXPECT_EQ((Record{0, 1, 2}), (*pkCopy)[0]);
+        EXPECT_EQ(6u, pCopy->Capacity());
+        ASSERT_EQ(3u, pCopy->Count());
+        EXPECT_EQ((Record{0, 1, 2}), (*pCopy)[0]);
     }
-    kSource.Release();
-    EXPECT_EQ((Record{2, 3, 4}), kConstructed[2]);
+    source.Release();
+    EXPECT_EQ((Record{2, 3, 4}), constructed[2]);
 }
 
 TEST(RecordVector, TheCopyOfAViewIsAViewOfTheSameImage)
 {
-    const MisalignedBlock kImage(TwoRecords(), 1);
-    OpenVector kView;
-    ASSERT_TRUE(Load(kView, kImage, 0));
-    const OpenVector kCopy(kView);
-    EXPECT_EQ(kImage.Data() + 16, kCopy.Array());
-    EXPECT_EQ(0u, kCopy.Capacity());
-    ExpectTwoRecords(kCopy);
+    const MisalignedBlock image(TwoRecords(), 1);
+    OpenVector view;
+    ASSERT_TRUE(Load(view, image, 0));
+    const OpenVector copy(view);
+    EXPECT_EQ(image.Data() + 16, copy.Array());
+    EXPECT_EQ(0u, copy.Capacity());
+    ExpectTwoRecords(copy);
 }
 
 TEST(RecordVector, AssignmentToItselfChangesNothing)
 {
-    Vector kVector;
-    Fill(kVector, 3);
-    Vector& rkSame = kVector;
-    kVector = rkSame;
-    ASSERT_EQ(3u, kVector.Count());
-    EXPECT_EQ((Record{2, 3, 4}), kVector[2]);
+    Vector vector;
+    Fill(vector, 3);
+    Vector& same = vector;
+    vector = same;
+    ASSERT_EQ(3u, vector.Count());
+    EXPECT_EQ((Record{2, 3, 4}), vector[2]);
 }
 
 TEST(RecordVector, ThousandsOfRandomOperationsAgreeWithASimpleModel)
 {
-    Random kRandom(25001);
-    Vector kVector;
+    Random random(25001);
+    Vector vector;
     std::vector<Record> vecModel;
     for (int i = 0; i < 20000; ++i)
     {
-        switch (kRandom.Below(12))
+        switch (random.Below(12))
         {
             case 0:
-                kVector.ShrinkToFit();
+                vector.ShrinkToFit();
                 break;
             case 1:
-                if (kRandom.Below(50) == 0)
+                if (random.Below(50) == 0)
                 {
-                    kVector.Clean();
+                    vector.Clean();
                     vecModel.clear();
                 }
                 break;
             case 2:
             {
-                const MisalignedBlock kImage(VectorImageOf(kVector), kRandom.Below(16));
-                Vector kOther;
-                ASSERT_TRUE(Load(kOther, kImage, kRandom.Percent(50) ? 1 : 0));
-                kOther.PushBack({1, 1, 1});
-                kOther.Resize(kOther.Count() - 1);
-                kVector = kOther;
+                const MisalignedBlock image(VectorImageOf(vector), random.Below(16));
+                Vector other;
+                ASSERT_TRUE(Load(other, image, random.Percent(50) ? 1 : 0));
+                other.PushBack({1, 1, 1});
+                other.Resize(other.Count() - 1);
+                vector = other;
                 break;
             }
             case 3:
                 if (!vecModel.empty())
                 {
-                    const unsigned int uIndex = static_cast<unsigned int>(kRandom.Below(vecModel.size()));
-                    ASSERT_TRUE(kVector.Remove(uIndex));
+                    const unsigned int uIndex = static_cast<unsigned int>(random.Below(vecModel.size()));
+                    ASSERT_TRUE(vector.Remove(uIndex));
                     if (uIndex + 1 < vecModel.size())
                     {
                         vecModel[uIndex] = vecModel[uIndex + 1];
@@ -448,23 +448,23 @@ TEST(RecordVector, ThousandsOfRandomOperationsAgreeWithASimpleModel)
                 [[fallthrough]];
             default:
             {
-                const Record kRecord = {kRandom.Word(), kRandom.Word(), kRandom.Word()};
-                ASSERT_TRUE(kVector.PushBack(kRecord));
-                vecModel.push_back(kRecord);
+                const Record record = {random.Word(), random.Word(), random.Word()};
+                ASSERT_TRUE(vector.PushBack(record));
+                vecModel.push_back(record);
             }
         }
-        ASSERT_EQ(vecModel.size(), kVector.Count());
+        ASSERT_EQ(vecModel.size(), vector.Count());
         if (!vecModel.empty())
         {
-            const size_t uIndex = kRandom.Below(vecModel.size());
-            ASSERT_EQ(vecModel[uIndex], kVector[static_cast<unsigned int>(uIndex)]) << i;
+            const size_t uIndex = random.Below(vecModel.size());
+            ASSERT_EQ(vecModel[uIndex], vector[static_cast<unsigned int>(uIndex)]) << i;
         }
     }
     Bytes vecRecords;
-    for (const Record& rkRecord : vecModel)
+    for (const Record& record : vecModel)
     {
-        const Bytes vecRecord = ByteBuilder().U32(rkRecord.uFirst).U32(rkRecord.uSecond).U32(rkRecord.uThird).Result();
+        const Bytes vecRecord = ByteBuilder().U32(record.uFirst).U32(record.uSecond).U32(record.uThird).Result();
         vecRecords.insert(vecRecords.end(), vecRecord.begin(), vecRecord.end());
     }
-    EXPECT_TRUE(SameBytes(RecordVectorImage(vecModel.size(), vecRecords), VectorImageOf(kVector)));
+    EXPECT_TRUE(SameBytes(RecordVectorImage(vecModel.size(), vecRecords), VectorImageOf(vector)));
 }

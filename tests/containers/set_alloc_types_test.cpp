@@ -22,10 +22,10 @@ struct OpenContainer : VOTSAssetNodeContainer
 
 // Takes the image of one object into another, by a pointer to the operation.
 template <typename T, typename Alloc>
-int Take(T& rkFrom, int (T::*pfnSetAlloc)(Alloc*, int), T&& rkTo = T())
+int Take(T& from, int (T::*pfnSetAlloc)(Alloc*, int), T&& to = T())
 {
-    Alloc* pAlloc = rkFrom.GetAlloc();
-    const int nResult = (rkTo.*pfnSetAlloc)(pAlloc, 1);
+    Alloc* pAlloc = from.GetAlloc();
+    const int nResult = (to.*pfnSetAlloc)(pAlloc, 1);
     free(pAlloc);
     return nResult;
 }
@@ -33,26 +33,26 @@ int Take(T& rkFrom, int (T::*pfnSetAlloc)(Alloc*, int), T&& rkTo = T())
 
 TEST(SetAllocOfTwoArguments, CanBeNamedInEveryContainer)
 {
-    VOBufferContainer kBuffer;
-    VOStringContainer kTexts;
-    VOStringHashSet kSet;
-    VOTSAssetNodeClassifyManager kClassify;
-    VOTSAssetNodeContainer kContainer;
-    EXPECT_EQ(1, Take(kBuffer, &VOBufferContainer::SetAlloc));
-    EXPECT_EQ(1, Take(kTexts, &VOStringContainer::SetAlloc));
-    EXPECT_EQ(1, Take(kSet, &VOStringHashSet::SetAlloc));
-    EXPECT_EQ(1, Take(kClassify, &VOTSAssetNodeClassifyManager::SetAlloc));
-    EXPECT_EQ(1, Take(kContainer, &VOTSAssetNodeContainer::SetAlloc));
+    VOBufferContainer buffer;
+    VOStringContainer texts;
+    VOStringHashSet set;
+    VOTSAssetNodeClassifyManager classify;
+    VOTSAssetNodeContainer container;
+    EXPECT_EQ(1, Take(buffer, &VOBufferContainer::SetAlloc));
+    EXPECT_EQ(1, Take(texts, &VOStringContainer::SetAlloc));
+    EXPECT_EQ(1, Take(set, &VOStringHashSet::SetAlloc));
+    EXPECT_EQ(1, Take(classify, &VOTSAssetNodeClassifyManager::SetAlloc));
+    EXPECT_EQ(1, Take(container, &VOTSAssetNodeContainer::SetAlloc));
 }
 
 TEST(SetAllocOfTwoArguments, CanBeNamedForEachRoleByADerivedClass)
 {
-    VOStringHashSet kSet;
-    VOTSAssetNodeContainer kContainer;
+    VOStringHashSet set;
+    VOTSAssetNodeContainer container;
     typedef VOStringHashSet Set;
-    EXPECT_EQ(1, Take<Set>(kSet, &NamedSet::_SetAlloc_P));
-    EXPECT_EQ(1, Take<Set>(kSet, &NamedSet::_SetAlloc_C, Set(Set::SHR_Customer)));
-    EXPECT_EQ(1, Take<VOTSAssetNodeContainer>(kContainer, &OpenContainer::_SetAlloc_P));
-    EXPECT_EQ(1, Take<VOTSAssetNodeContainer>(kContainer, &OpenContainer::_SetAlloc_C,
+    EXPECT_EQ(1, Take<Set>(set, &NamedSet::_SetAlloc_P));
+    EXPECT_EQ(1, Take<Set>(set, &NamedSet::_SetAlloc_C, Set(Set::SHR_Customer)));
+    EXPECT_EQ(1, Take<VOTSAssetNodeContainer>(container, &OpenContainer::_SetAlloc_P));
+    EXPECT_EQ(1, Take<VOTSAssetNodeContainer>(container, &OpenContainer::_SetAlloc_C,
                                               VOTSAssetNodeContainer(LUMTrayService::AR_Customer)));
 }

@@ -25,23 +25,23 @@ VOWString Text(int nText)
 }
 
 // Enough strings that the next ones make the set's own tables grow.
-void Fill(VOStringHashSet& rkSet)
+void Fill(VOStringHashSet& set)
 {
     for (int i = 0; i < kTexts; ++i)
     {
-        rkSet.Insert(Text(i).c_str());
+        set.Insert(Text(i).c_str());
     }
-    rkSet.Insert(CollidingGroup(0)[0].c_str());
+    set.Insert(CollidingGroup(0)[0].c_str());
 }
 
-void ExpectFilled(const VOStringHashSet& rkSet)
+void ExpectFilled(const VOStringHashSet& set)
 {
     for (int i = 0; i < kTexts; ++i)
     {
-        ASSERT_EQ(static_cast<uint64_t>(i), Number(rkSet.Find(Text(i).c_str())));
-        ASSERT_EQ(Text(i), ReadText(rkSet.GetString(Handle(static_cast<uint64_t>(i)))));
+        ASSERT_EQ(static_cast<uint64_t>(i), Number(set.Find(Text(i).c_str())));
+        ASSERT_EQ(Text(i), ReadText(set.GetString(Handle(static_cast<uint64_t>(i)))));
     }
-    ASSERT_EQ(static_cast<uint64_t>(kTexts), Number(rkSet.Find(CollidingGroup(0)[0].c_str())));
+    ASSERT_EQ(static_cast<uint64_t>(kTexts), Number(set.Find(CollidingGroup(0)[0].c_str())));
 }
 }  // namespace
 
@@ -49,8 +49,8 @@ TEST(SetAllocationFaults, TheToolLetsOperatorNewFail)
 {
     const unsigned uFailed = FailEach<NewFaults, std::vector<std::string>>(
         [](std::vector<std::string>&) {},
-        [](std::vector<std::string>& rkTexts) { rkTexts.push_back(std::string(100, 'x')); },
-        [](std::vector<std::string>& rkTexts) { EXPECT_TRUE(rkTexts.empty()); });
+        [](std::vector<std::string>& texts) { texts.push_back(std::string(100, 'x')); },
+        [](std::vector<std::string>& texts) { EXPECT_TRUE(texts.empty()); });
     EXPECT_EQ(2u, uFailed);
 }
 
@@ -59,8 +59,8 @@ TEST(SetAllocationFaults, AFailedConstructionOfASetLeaksNothing)
     struct Nothing
     {
     };
-    EXPECT_LE(1u, FailEachAllocation<Nothing>([](Nothing&) {}, [](Nothing&) { const VOStringHashSet kSet; },
-                                              [](Nothing&) {}));
+    EXPECT_LE(
+        1u, FailEachAllocation<Nothing>([](Nothing&) {}, [](Nothing&) { const VOStringHashSet set; }, [](Nothing&) {}));
 }
 
 TEST(SetAllocationFaults, AFailedInsertEntersNothing)
@@ -70,26 +70,26 @@ TEST(SetAllocationFaults, AFailedInsertEntersNothing)
     for (int nNew = 0; nNew < 40; ++nNew)
     {
         uFailed += FailEachAllocation<VOStringHashSet>(
-            [nNew](VOStringHashSet& rkSet)
+            [nNew](VOStringHashSet& set)
             {
-                Fill(rkSet);
+                Fill(set);
                 for (int i = 0; i < nNew; ++i)
                 {
-                    rkSet.Insert(Text(1000 + i).c_str());
+                    set.Insert(Text(1000 + i).c_str());
                 }
             },
-            [](VOStringHashSet& rkSet) { rkSet.Insert(VOTEXT("one more")); },
-            [nNew](VOStringHashSet& rkSet)
+            [](VOStringHashSet& set) { set.Insert(VOTEXT("one more")); },
+            [nNew](VOStringHashSet& set)
             {
                 const unsigned int uBefore = static_cast<unsigned int>(kTexts + 1 + nNew);
-                ExpectFilled(rkSet);
-                EXPECT_EQ(uBefore, rkSet.Count());
-                EXPECT_EQ(INVALID_HANDLE_VALUE, rkSet.Find(VOTEXT("one more")));
-                EXPECT_EQ(uBefore, WalkOf(rkSet).size());
-                void* hText = rkSet.Insert(VOTEXT("one more"));
-                EXPECT_EQ(hText, rkSet.Find(VOTEXT("one more")));
-                EXPECT_EQ(VOTEXT("one more"), ReadText(rkSet.GetString(hText)));
-                EXPECT_EQ(uBefore + 1, rkSet.Count());
+                ExpectFilled(set);
+                EXPECT_EQ(uBefore, set.Count());
+                EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("one more")));
+                EXPECT_EQ(uBefore, WalkOf(set).size());
+                void* hText = set.Insert(VOTEXT("one more"));
+                EXPECT_EQ(hText, set.Find(VOTEXT("one more")));
+                EXPECT_EQ(VOTEXT("one more"), ReadText(set.GetString(hText)));
+                EXPECT_EQ(uBefore + 1, set.Count());
             });
     }
     EXPECT_LE(1u, uFailed);
@@ -98,13 +98,13 @@ TEST(SetAllocationFaults, AFailedInsertEntersNothing)
 TEST(SetAllocationFaults, AFailedInsertOfACollidingStringEntersNothing)
 {
     FailEachAllocation<VOStringHashSet>(
-        &Fill, [](VOStringHashSet& rkSet) { rkSet.Insert(CollidingGroup(0)[1].c_str()); },
-        [](VOStringHashSet& rkSet)
+        &Fill, [](VOStringHashSet& set) { set.Insert(CollidingGroup(0)[1].c_str()); },
+        [](VOStringHashSet& set)
         {
-            ExpectFilled(rkSet);
-            EXPECT_EQ(INVALID_HANDLE_VALUE, rkSet.Find(CollidingGroup(0)[1].c_str()));
-            void* hText = rkSet.Insert(CollidingGroup(0)[1].c_str());
-            EXPECT_EQ(hText, rkSet.Find(CollidingGroup(0)[1].c_str()));
+            ExpectFilled(set);
+            EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(CollidingGroup(0)[1].c_str()));
+            void* hText = set.Insert(CollidingGroup(0)[1].c_str());
+            EXPECT_EQ(hText, set.Find(CollidingGroup(0)[1].c_str()));
         });
 }
 
@@ -112,44 +112,43 @@ TEST(SetAllocationFaults, AFailedWalkLeavesTheSetAsItWas)
 {
     EXPECT_LE(1u, FailEachAllocation<VOStringHashSet>(
                       &Fill,
-                      [](VOStringHashSet& rkSet)
+                      [](VOStringHashSet& set)
                       {
-                          VOStringHashSet::Iterator kIterator;
-                          for (int bMore = rkSet.GetFirst(kIterator); bMore != 0; bMore = rkSet.HasNext(kIterator))
+                          VOStringHashSet::Iterator iterator;
+                          for (int bMore = set.GetFirst(iterator); bMore != 0; bMore = set.HasNext(iterator))
                           {
                           }
                       },
-                      [](VOStringHashSet& rkSet)
+                      [](VOStringHashSet& set)
                       {
-                          ExpectFilled(rkSet);
-                          EXPECT_EQ(static_cast<size_t>(kTexts + 1), WalkOf(rkSet).size());
+                          ExpectFilled(set);
+                          EXPECT_EQ(static_cast<size_t>(kTexts + 1), WalkOf(set).size());
                       }));
 }
 
 TEST(SetAllocationFaults, AFailedImageLeavesTheSetAsItWas)
 {
     EXPECT_LE(1u, FailEachAllocation<VOStringHashSet>(
-                      &Fill, [](VOStringHashSet& rkSet) { free(rkSet.GetAlloc()); },
-                      [](VOStringHashSet& rkSet) { ExpectFilled(rkSet); }));
+                      &Fill, [](VOStringHashSet& set) { free(set.GetAlloc()); },
+                      [](VOStringHashSet& set) { ExpectFilled(set); }));
 }
 
 TEST(SetAllocationFaults, AFailedLoadLeavesAProviderThatCanBeCleanedAndUsed)
 {
-    VOStringHashSet kSource;
-    Fill(kSource);
-    const MisalignedBlock kImage(ImageOf(kSource), 1);
+    VOStringHashSet source;
+    Fill(source);
+    const MisalignedBlock image(ImageOf(source), 1);
     for (const int bCopy : {0, 1})
     {
-        EXPECT_LE(1u,
-                  FailEachAllocation<VOStringHashSet>([](VOStringHashSet& rkSet) { rkSet.Insert(VOTEXT("before")); },
-                                                      [&](VOStringHashSet& rkSet) { Set(rkSet, kImage, bCopy); },
-                                                      [&](VOStringHashSet& rkSet)
-                                                      {
-                                                          EXPECT_EQ(1, rkSet.CleanUp());
-                                                          EXPECT_EQ(0u, rkSet.Count());
-                                                          ASSERT_EQ(1, Set(rkSet, kImage, bCopy));
-                                                          ExpectFilled(rkSet);
-                                                      }));
+        EXPECT_LE(1u, FailEachAllocation<VOStringHashSet>([](VOStringHashSet& set) { set.Insert(VOTEXT("before")); },
+                                                          [&](VOStringHashSet& set) { Set(set, image, bCopy); },
+                                                          [&](VOStringHashSet& set)
+                                                          {
+                                                              EXPECT_EQ(1, set.CleanUp());
+                                                              EXPECT_EQ(0u, set.Count());
+                                                              ASSERT_EQ(1, Set(set, image, bCopy));
+                                                              ExpectFilled(set);
+                                                          }));
     }
 }
 
@@ -157,25 +156,25 @@ TEST(SetAllocationFaults, AFailedCopyOrAssignmentLeavesBothSetsSound)
 {
     struct State
     {
-        VOStringHashSet kFrom;
-        VOStringHashSet kTo;
+        VOStringHashSet from;
+        VOStringHashSet to;
     };
-    const auto fnMake = [](State& rkState)
+    const auto fnMake = [](State& state)
     {
-        Fill(rkState.kFrom);
-        rkState.kTo.Insert(VOTEXT("other"));
+        Fill(state.from);
+        state.to.Insert(VOTEXT("other"));
     };
-    const auto fnCheck = [](State& rkState)
+    const auto fnCheck = [](State& state)
     {
-        ExpectFilled(rkState.kFrom);
-        EXPECT_EQ(1, rkState.kTo.CleanUp());
-        Fill(rkState.kTo);
-        ExpectFilled(rkState.kTo);
+        ExpectFilled(state.from);
+        EXPECT_EQ(1, state.to.CleanUp());
+        Fill(state.to);
+        ExpectFilled(state.to);
     };
     EXPECT_LE(1u, FailEachAllocation<State>(
-                      fnMake, [](State& rkState) { const VOStringHashSet kCopy(rkState.kFrom); }, fnCheck));
+                      fnMake, [](State& state) { const VOStringHashSet copy(state.from); }, fnCheck));
     EXPECT_LE(1u, FailEachAllocation<State>(
-                      fnMake, [](State& rkState) { rkState.kTo = rkState.kFrom; }, fnCheck));
+                      fnMake, [](State& state) { state.to = state.from; }, fnCheck));
 }
 
 TEST(SetAllocationFaults, AFailedTableImageLeaksNothing)

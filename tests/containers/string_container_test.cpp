@@ -27,24 +27,24 @@ const char* const kThreeTexts = R"(
     00 00 00 00
 )";
 
-void AddThreeTexts(VOStringContainer& rkStrings)
+void AddThreeTexts(VOStringContainer& strings)
 {
-    rkStrings.Add(VOTEXT("ab"));
-    rkStrings.Add(VOTEXT(""));
-    rkStrings.Add(VOTEXT("\u4E2D"));
+    strings.Add(VOTEXT("ab"));
+    strings.Add(VOTEXT(""));
+    strings.Add(VOTEXT("\u4E2D"));
 }
 
-void ExpectThreeTexts(const VOStringContainer& rkStrings)
+void ExpectThreeTexts(const VOStringContainer& strings)
 {
-    ASSERT_EQ(3u, rkStrings.Count());
-    EXPECT_EQ(VOTEXT("ab"), ReadText(rkStrings.Get(0u)));
-    EXPECT_EQ(VOTEXT(""), ReadText(rkStrings.Get(Handle(7))));
-    EXPECT_EQ(VOTEXT("\u4E2D"), ReadText(rkStrings.Get(Handle(10))));
+    ASSERT_EQ(3u, strings.Count());
+    EXPECT_EQ(VOTEXT("ab"), ReadText(strings.Get(0u)));
+    EXPECT_EQ(VOTEXT(""), ReadText(strings.Get(Handle(7))));
+    EXPECT_EQ(VOTEXT("\u4E2D"), ReadText(strings.Get(Handle(10))));
 }
 
-int Set(VOStringContainer& rkStrings, const MisalignedBlock& rkImage, int bCopy)
+int Set(VOStringContainer& strings, const MisalignedBlock& image, int bCopy)
 {
-    return rkStrings.SetAlloc(rkImage.As<VOStringContainer::StringAlloc>(), bCopy, rkImage.Size());
+    return strings.SetAlloc(image.As<VOStringContainer::StringAlloc>(), bCopy, image.Size());
 }
 
 Bytes ThreeTexts()
@@ -55,59 +55,59 @@ Bytes ThreeTexts()
 
 TEST(StringContainer, ATextTakesItsUnitsItsTerminatorAndOneByteMore)
 {
-    VOStringContainer kStrings;
-    EXPECT_EQ(0u, Number(kStrings.Add(VOTEXT("ab"))));
-    EXPECT_EQ(7u, kStrings.UsedSize());
-    EXPECT_EQ(7u, Number(kStrings.Add(VOTEXT("cde"))));
-    EXPECT_EQ(16u, kStrings.UsedSize());
-    EXPECT_EQ(2u, kStrings.Count());
+    VOStringContainer strings;
+    EXPECT_EQ(0u, Number(strings.Add(VOTEXT("ab"))));
+    EXPECT_EQ(7u, strings.UsedSize());
+    EXPECT_EQ(7u, Number(strings.Add(VOTEXT("cde"))));
+    EXPECT_EQ(16u, strings.UsedSize());
+    EXPECT_EQ(2u, strings.Count());
 }
 
 TEST(StringContainer, ATextAtAnOddOffsetReadsBackCorrectly)
 {
-    VOStringContainer kStrings;
-    kStrings.Add(VOTEXT("ab"));
-    void* hText = kStrings.Add(VOTEXT("odd \u4E2D text"));
+    VOStringContainer strings;
+    strings.Add(VOTEXT("ab"));
+    void* hText = strings.Add(VOTEXT("odd \u4E2D text"));
     EXPECT_EQ(7u, Number(hText));
-    EXPECT_EQ(VOTEXT("odd \u4E2D text"), ReadText(kStrings.Get(hText)));
-    EXPECT_EQ(kStrings.Get(hText), kStrings.Get(1u));
+    EXPECT_EQ(VOTEXT("odd \u4E2D text"), ReadText(strings.Get(hText)));
+    EXPECT_EQ(strings.Get(hText), strings.Get(1u));
 }
 
 TEST(StringContainer, TheEmptyTextIsATextLikeAnyOther)
 {
-    VOStringContainer kStrings;
-    const LogCapture kLog;
-    EXPECT_EQ(0u, Number(kStrings.Add(VOTEXT(""))));
-    EXPECT_EQ(3u, kStrings.UsedSize());
-    ASSERT_NE(nullptr, kStrings.Get(0u));
-    EXPECT_EQ(VOWString(), ReadText(kStrings.Get(0u)));
-    EXPECT_EQ(0u, kLog.Count());
+    VOStringContainer strings;
+    const LogCapture log;
+    EXPECT_EQ(0u, Number(strings.Add(VOTEXT(""))));
+    EXPECT_EQ(3u, strings.UsedSize());
+    ASSERT_NE(nullptr, strings.Get(0u));
+    EXPECT_EQ(VOWString(), ReadText(strings.Get(0u)));
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(StringContainer, EqualTextsAreStoredTwice)
 {
-    VOStringContainer kStrings;
-    EXPECT_NE(kStrings.Add(VOTEXT("x")), kStrings.Add(VOTEXT("x")));
-    EXPECT_EQ(2u, kStrings.Count());
+    VOStringContainer strings;
+    EXPECT_NE(strings.Add(VOTEXT("x")), strings.Add(VOTEXT("x")));
+    EXPECT_EQ(2u, strings.Count());
 }
 
 TEST(StringContainer, AddOfAnEmptyPointerIsRefusedWithTheBuffersLogLine)
 {
-    VOStringContainer kStrings;
-    const LogCapture kLog;
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kStrings.Add(nullptr));
-    EXPECT_EQ(std::vector<std::string>{CheckLine("VO_PROCESS_ERROR", "pbArr", "VOBufferContainer::Add")}, kLog.Lines());
-    EXPECT_EQ(0u, kStrings.Count());
+    VOStringContainer strings;
+    const LogCapture log;
+    EXPECT_EQ(INVALID_HANDLE_VALUE, strings.Add(nullptr));
+    EXPECT_EQ(std::vector<std::string>{CheckLine("VO_PROCESS_ERROR", "pbArr", "VOBufferContainer::Add")}, log.Lines());
+    EXPECT_EQ(0u, strings.Count());
 }
 
 TEST(StringContainer, TextIsTakenFromEveryMisalignment)
 {
     for (size_t uMisalignment = 0; uMisalignment < 16; ++uMisalignment)
     {
-        VOStringContainer kStrings;
-        const PlacedText kText(VOTEXT("textures/wall \u0100.dds"), uMisalignment);
-        void* hText = kStrings.Add(kText);
-        EXPECT_EQ(VOTEXT("textures/wall \u0100.dds"), ReadText(kStrings.Get(hText)));
+        VOStringContainer strings;
+        const PlacedText text(VOTEXT("textures/wall \u0100.dds"), uMisalignment);
+        void* hText = strings.Add(text);
+        EXPECT_EQ(VOTEXT("textures/wall \u0100.dds"), ReadText(strings.Get(hText)));
     }
 }
 
@@ -116,78 +116,78 @@ TEST(StringContainer, NoByteBehindTheCallersTextIsPublished)
     // What lies behind the terminator differs; the images don't.
     const VOWCHAR szFirst[] = {'a', 0, 'X', 'Y'};
     const VOWCHAR szSecond[] = {'a', 0, 'Z', 0};
-    VOStringContainer kFirst;
-    VOStringContainer kSecond;
-    kFirst.Add(szFirst);
-    kSecond.Add(szSecond);
-    EXPECT_TRUE(SameBytes(ImageOf(kFirst), ImageOf(kSecond)));
+    VOStringContainer first;
+    VOStringContainer second;
+    first.Add(szFirst);
+    second.Add(szSecond);
+    EXPECT_TRUE(SameBytes(ImageOf(first), ImageOf(second)));
 }
 
 TEST(StringContainer, GetOfWhatIsNotThereGivesAnEmptyPointer)
 {
-    VOStringContainer kStrings;
-    EXPECT_EQ(nullptr, kStrings.Get(0u));
-    EXPECT_EQ(nullptr, kStrings.Get(Handle(0)));
-    kStrings.Add(VOTEXT("ab"));
-    EXPECT_EQ(nullptr, kStrings.Get(INVALID_HANDLE_VALUE));
-    EXPECT_EQ(nullptr, kStrings.Get(Handle(7)));
-    EXPECT_EQ(nullptr, kStrings.Get(1u));
+    VOStringContainer strings;
+    EXPECT_EQ(nullptr, strings.Get(0u));
+    EXPECT_EQ(nullptr, strings.Get(Handle(0)));
+    strings.Add(VOTEXT("ab"));
+    EXPECT_EQ(nullptr, strings.Get(INVALID_HANDLE_VALUE));
+    EXPECT_EQ(nullptr, strings.Get(Handle(7)));
+    EXPECT_EQ(nullptr, strings.Get(1u));
 }
 
 TEST(StringContainer, GetOfAHandleInsideATextGivesItsRest)
 {
-    VOStringContainer kStrings;
-    kStrings.Add(VOTEXT("abc"));
-    EXPECT_EQ(VOTEXT("bc"), ReadText(kStrings.Get(Handle(2))));
+    VOStringContainer strings;
+    strings.Add(VOTEXT("abc"));
+    EXPECT_EQ(VOTEXT("bc"), ReadText(strings.Get(Handle(2))));
 }
 
 TEST(StringContainer, CleanForgetsTheTexts)
 {
-    VOStringContainer kStrings;
-    AddThreeTexts(kStrings);
-    EXPECT_EQ(1, kStrings.Clean());
-    EXPECT_EQ(0u, kStrings.Count());
-    EXPECT_EQ(0u, kStrings.UsedSize());
-    EXPECT_EQ(nullptr, kStrings.Get(0u));
-    EXPECT_EQ(0u, Number(kStrings.Add(VOTEXT("again"))));
+    VOStringContainer strings;
+    AddThreeTexts(strings);
+    EXPECT_EQ(1, strings.Clean());
+    EXPECT_EQ(0u, strings.Count());
+    EXPECT_EQ(0u, strings.UsedSize());
+    EXPECT_EQ(nullptr, strings.Get(0u));
+    EXPECT_EQ(0u, Number(strings.Add(VOTEXT("again"))));
 }
 
 TEST(StringContainer, ReleaseEmptiesItAndItCanBeFilledAgain)
 {
-    VOStringContainer kStrings;
-    AddThreeTexts(kStrings);
-    EXPECT_EQ(1, kStrings.Release());
-    EXPECT_EQ(0u, kStrings.Count());
-    AddThreeTexts(kStrings);
-    ExpectThreeTexts(kStrings);
+    VOStringContainer strings;
+    AddThreeTexts(strings);
+    EXPECT_EQ(1, strings.Release());
+    EXPECT_EQ(0u, strings.Count());
+    AddThreeTexts(strings);
+    ExpectThreeTexts(strings);
 }
 
 TEST(StringContainer, ShrinkToFitKeepsTheTexts)
 {
-    VOStringContainer kStrings;
-    EXPECT_EQ(1, kStrings.ShrinkToFit());
-    AddThreeTexts(kStrings);
-    EXPECT_EQ(1, kStrings.ShrinkToFit());
-    ExpectThreeTexts(kStrings);
+    VOStringContainer strings;
+    EXPECT_EQ(1, strings.ShrinkToFit());
+    AddThreeTexts(strings);
+    EXPECT_EQ(1, strings.ShrinkToFit());
+    ExpectThreeTexts(strings);
 }
 
 TEST(StringImage, ItsBytesAreExactlyTheFormats)
 {
-    VOStringContainer kStrings;
-    AddThreeTexts(kStrings);
-    EXPECT_TRUE(SameBytes(ThreeTexts(), ImageOf(kStrings)));
-    EXPECT_EQ(ThreeTexts().size(), kStrings.AllocSize());
+    VOStringContainer strings;
+    AddThreeTexts(strings);
+    EXPECT_TRUE(SameBytes(ThreeTexts(), ImageOf(strings)));
+    EXPECT_EQ(ThreeTexts().size(), strings.AllocSize());
 }
 
 TEST(StringImage, OfAnEmptyContainerIs60BytesAndCanBeTakenAgain)
 {
-    VOStringContainer kStrings;
-    const Bytes vecImage = ImageOf(kStrings);
+    VOStringContainer strings;
+    const Bytes vecImage = ImageOf(strings);
     EXPECT_TRUE(SameBytes(StringImage(TextPool()), vecImage));
     EXPECT_EQ(60u, vecImage.size());
-    const MisalignedBlock kImage(vecImage, 1);
-    EXPECT_EQ(1, Set(kStrings, kImage, 0));
-    EXPECT_EQ(0u, kStrings.Count());
+    const MisalignedBlock image(vecImage, 1);
+    EXPECT_EQ(1, Set(strings, image, 0));
+    EXPECT_EQ(0u, strings.Count());
 }
 
 TEST(StringImage, IsTakenAtEveryMisalignmentAsACopyAndAsAView)
@@ -196,91 +196,91 @@ TEST(StringImage, IsTakenAtEveryMisalignmentAsACopyAndAsAView)
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kImage(ThreeTexts(), uMisalignment);
-            VOStringContainer kStrings;
-            ASSERT_EQ(1, Set(kStrings, kImage, bCopy)) << uMisalignment;
-            ExpectThreeTexts(kStrings);
-            EXPECT_TRUE(SameBytes(ThreeTexts(), ImageOf(kStrings)));
-            EXPECT_TRUE(SameBytes(ThreeTexts(), kImage.Current()));
+            const MisalignedBlock image(ThreeTexts(), uMisalignment);
+            VOStringContainer strings;
+            ASSERT_EQ(1, Set(strings, image, bCopy)) << uMisalignment;
+            ExpectThreeTexts(strings);
+            EXPECT_TRUE(SameBytes(ThreeTexts(), ImageOf(strings)));
+            EXPECT_TRUE(SameBytes(ThreeTexts(), image.Current()));
         }
     }
 }
 
 TEST(StringImage, ACopyOutlivesTheImageAndAViewNeverReleasesIt)
 {
-    VOStringContainer kCopy;
+    VOStringContainer copy;
     {
-        const MisalignedBlock kImage(ThreeTexts(), 1);
-        ASSERT_EQ(1, Set(kCopy, kImage, 1));
-        VOStringContainer kView;
-        ASSERT_EQ(1, Set(kView, kImage, 0));
-        EXPECT_EQ(1, kView.Release());
-        ASSERT_EQ(1, Set(kView, kImage, 0));
+        const MisalignedBlock image(ThreeTexts(), 1);
+        ASSERT_EQ(1, Set(copy, image, 1));
+        VOStringContainer view;
+        ASSERT_EQ(1, Set(view, image, 0));
+        EXPECT_EQ(1, view.Release());
+        ASSERT_EQ(1, Set(view, image, 0));
     }
-    ExpectThreeTexts(kCopy);
+    ExpectThreeTexts(copy);
 }
 
 TEST(StringImage, AddToAViewKeepsAllHandlesAndLeavesTheImageAlone)
 {
-    const MisalignedBlock kImage(ThreeTexts(), 1);
-    VOStringContainer kStrings;
-    ASSERT_EQ(1, Set(kStrings, kImage, 0));
-    EXPECT_EQ(15u, Number(kStrings.Add(VOTEXT("z"))));
-    EXPECT_EQ(4u, kStrings.Count());
-    EXPECT_EQ(VOTEXT("ab"), ReadText(kStrings.Get(Handle(0))));
-    EXPECT_EQ(VOTEXT("\u4E2D"), ReadText(kStrings.Get(Handle(10))));
-    EXPECT_EQ(VOTEXT("z"), ReadText(kStrings.Get(3u)));
-    EXPECT_TRUE(SameBytes(ThreeTexts(), kImage.Current()));
+    const MisalignedBlock image(ThreeTexts(), 1);
+    VOStringContainer strings;
+    ASSERT_EQ(1, Set(strings, image, 0));
+    EXPECT_EQ(15u, Number(strings.Add(VOTEXT("z"))));
+    EXPECT_EQ(4u, strings.Count());
+    EXPECT_EQ(VOTEXT("ab"), ReadText(strings.Get(Handle(0))));
+    EXPECT_EQ(VOTEXT("\u4E2D"), ReadText(strings.Get(Handle(10))));
+    EXPECT_EQ(VOTEXT("z"), ReadText(strings.Get(3u)));
+    EXPECT_TRUE(SameBytes(ThreeTexts(), image.Current()));
 }
 
 TEST(StringImage, AnEmptyPointerOrAWrongVersionIsRefusedInSilenceAndTheContainerUntouched)
 {
-    const LogCapture kLog;
-    VOStringContainer kStrings;
-    AddThreeTexts(kStrings);
-    EXPECT_EQ(0, kStrings.SetAlloc(nullptr, 1));
+    const LogCapture log;
+    VOStringContainer strings;
+    AddThreeTexts(strings);
+    EXPECT_EQ(0, strings.SetAlloc(nullptr, 1));
     for (size_t uByte = 0; uByte < 8; ++uByte)
     {
         Bytes vecImage = StringImage(TextPool());
         vecImage[uByte] ^= 1;
-        const MisalignedBlock kImage(vecImage);
-        EXPECT_EQ(0, Set(kStrings, kImage, 1));
-        EXPECT_EQ(0, Set(kStrings, kImage, 0));
-        ExpectThreeTexts(kStrings);
+        const MisalignedBlock image(vecImage);
+        EXPECT_EQ(0, Set(strings, image, 1));
+        EXPECT_EQ(0, Set(strings, image, 0));
+        ExpectThreeTexts(strings);
     }
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(StringImage, AssigningOneToAnotherTakesTheFieldsAndLeavesTheImageInside)
 {
     Bytes vecOther(32, 0xAB);
-    const MisalignedBlock kFrom(ThreeTexts(), 1);
-    const MisalignedBlock kTo(vecOther, 3);
-    *kTo.As<VOStringContainer::StringAlloc>() = *kFrom.As<VOStringContainer::StringAlloc>();
-    std::copy_n(kFrom.Data(), 12, vecOther.begin());
-    EXPECT_TRUE(SameBytes(vecOther, kTo.Current()));
-    EXPECT_STREQ("ver.1.0", kTo.As<VOStringContainer::StringAlloc>()->szVersion);
+    const MisalignedBlock from(ThreeTexts(), 1);
+    const MisalignedBlock to(vecOther, 3);
+    *to.As<VOStringContainer::StringAlloc>() = *from.As<VOStringContainer::StringAlloc>();
+    std::copy_n(from.Data(), 12, vecOther.begin());
+    EXPECT_TRUE(SameBytes(vecOther, to.Current()));
+    EXPECT_STREQ("ver.1.0", to.As<VOStringContainer::StringAlloc>()->szVersion);
 }
 
 TEST(StringImage, TheSizeOfTheImageInsideIsNotCompared)
 {
     Bytes vecImage = ThreeTexts();
     WriteU32(vecImage, 8, 7);
-    const MisalignedBlock kImage(vecImage);
-    VOStringContainer kStrings;
-    ASSERT_EQ(1, Set(kStrings, kImage, 1));
-    ExpectThreeTexts(kStrings);
+    const MisalignedBlock image(vecImage);
+    VOStringContainer strings;
+    ASSERT_EQ(1, Set(strings, image, 1));
+    ExpectThreeTexts(strings);
 }
 
 TEST(StringImage, ABadImageInsideIsRefusedAfterTheContainerWasCleared)
 {
     Bytes vecImage = ThreeTexts();
     vecImage[12] ^= 1;
-    const MisalignedBlock kImage(vecImage);
-    VOStringContainer kStrings;
-    kStrings.Add(VOTEXT("before"));
-    EXPECT_EQ(0, Set(kStrings, kImage, 1));
-    EXPECT_EQ(0u, kStrings.Count());
+    const MisalignedBlock image(vecImage);
+    VOStringContainer strings;
+    strings.Add(VOTEXT("before"));
+    EXPECT_EQ(0, Set(strings, image, 1));
+    EXPECT_EQ(0u, strings.Count());
 }
 
 TEST(StringImage, ATextWithoutAnEndInsideThePoolIsNotHandedOut)
@@ -292,43 +292,43 @@ TEST(StringImage, ATextWithoutAnEndInsideThePoolIsNotHandedOut)
     }
     for (const int bCopy : {0, 1})
     {
-        const MisalignedBlock kImage(vecImage, 1);
-        VOStringContainer kStrings;
-        ASSERT_EQ(1, Set(kStrings, kImage, bCopy));
-        EXPECT_EQ(nullptr, kStrings.Get(2u));
-        EXPECT_EQ(nullptr, kStrings.Get(Handle(14)));
-        EXPECT_EQ(VOTEXT("ab"), ReadText(kStrings.Get(0u)));
+        const MisalignedBlock image(vecImage, 1);
+        VOStringContainer strings;
+        ASSERT_EQ(1, Set(strings, image, bCopy));
+        EXPECT_EQ(nullptr, strings.Get(2u));
+        EXPECT_EQ(nullptr, strings.Get(Handle(14)));
+        EXPECT_EQ(VOTEXT("ab"), ReadText(strings.Get(0u)));
     }
 }
 
 TEST(StringImage, ThousandsOfRandomTextsReadBackFromACopyAndAView)
 {
-    Random kRandom(22002);
-    VOStringContainer kStrings;
-    TextPool kPool;
+    Random random(22002);
+    VOStringContainer strings;
+    TextPool pool;
     std::vector<VOWString> vecText;
     for (int i = 0; i < 3000; ++i)
     {
-        VOWString strText(kRandom.Below(30), VOWCHAR{0});
+        VOWString strText(random.Below(30), VOWCHAR{0});
         for (VOWCHAR& rch : strText)
         {
-            rch = static_cast<VOWCHAR>(1 + kRandom.Below(0xFFFF));
+            rch = static_cast<VOWCHAR>(1 + random.Below(0xFFFF));
         }
-        const PlacedText kText(strText, kRandom.Below(16));
-        ASSERT_EQ(kPool.Add(strText), Number(kStrings.Add(kText)));
+        const PlacedText text(strText, random.Below(16));
+        ASSERT_EQ(pool.Add(strText), Number(strings.Add(text)));
         vecText.push_back(strText);
     }
-    EXPECT_TRUE(SameBytes(StringImage(kPool), ImageOf(kStrings)));
-    const MisalignedBlock kImage(ImageOf(kStrings), 5);
+    EXPECT_TRUE(SameBytes(StringImage(pool), ImageOf(strings)));
+    const MisalignedBlock image(ImageOf(strings), 5);
     for (const int bCopy : {0, 1})
     {
-        VOStringContainer kTarget;
-        ASSERT_EQ(1, Set(kTarget, kImage, bCopy));
-        ASSERT_EQ(3000u, kTarget.Count());
+        VOStringContainer target;
+        ASSERT_EQ(1, Set(target, image, bCopy));
+        ASSERT_EQ(3000u, target.Count());
         for (unsigned i = 0; i < 3000; ++i)
         {
-            ASSERT_EQ(vecText[i], ReadText(kTarget.Get(i))) << i;
-            ASSERT_EQ(vecText[i], ReadText(kTarget.Get(Handle(kPool.vecHandle[i])))) << i;
+            ASSERT_EQ(vecText[i], ReadText(target.Get(i))) << i;
+            ASSERT_EQ(vecText[i], ReadText(target.Get(Handle(pool.vecHandle[i])))) << i;
         }
     }
 }

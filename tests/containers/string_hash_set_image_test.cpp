@@ -86,8 +86,8 @@ const char* const kTwoStrings = R"(
 // A set with every kind of record, its model, and the texts that were used.
 struct Filled
 {
-    VOStringHashSet kSet;
-    StringSetModel kModel;
+    VOStringHashSet set;
+    StringSetModel model;
     std::vector<VOWString> vecText;
 
     Filled()
@@ -100,9 +100,9 @@ struct Filled
         InsertKey(VOTEXT("key only"));
         for (size_t uGroup = 0; uGroup < 3; ++uGroup)
         {
-            for (const VOWString& rkText : CollidingGroup(uGroup))
+            for (const VOWString& text : CollidingGroup(uGroup))
             {
-                Insert(rkText);
+                Insert(text);
             }
         }
         Remove(VOTEXT("models"));
@@ -115,103 +115,103 @@ struct Filled
     void Insert(const VOWString& strText)
     {
         bool bExist = false;
-        kSet.Insert(strText.c_str());
-        kModel.Insert(strText, bExist);
+        set.Insert(strText.c_str());
+        model.Insert(strText, bExist);
         vecText.push_back(strText);
     }
 
     void InsertKey(const VOWString& strText)
     {
         bool bExist = false;
-        kSet.InsertKey(strText.c_str());
-        kModel.InsertKey(strText, bExist);
+        set.InsertKey(strText.c_str());
+        model.InsertKey(strText, bExist);
         vecText.push_back(strText);
     }
 
     void Remove(const VOWString& strText)
     {
-        kSet.Remove(kSet.Find(strText.c_str()));
-        kModel.Remove(kModel.Find(strText));
+        set.Remove(set.Find(strText.c_str()));
+        model.Remove(model.Find(strText));
     }
 };
 }  // namespace
 
 TEST(StringSetImage, OfAnEmptySetIsExactlyTheFormatAndIsLoaded)
 {
-    const VOStringHashSet kSource;
-    EXPECT_TRUE(SameBytes(FromHex(kEmptySet), ImageOf(kSource)));
-    EXPECT_EQ(FromHex(kEmptySet).size(), kSource.AllocSize());
+    const VOStringHashSet source;
+    EXPECT_TRUE(SameBytes(FromHex(kEmptySet), ImageOf(source)));
+    EXPECT_EQ(FromHex(kEmptySet).size(), source.AllocSize());
     for (const int bCopy : {0, 1})
     {
-        const MisalignedBlock kImage(FromHex(kEmptySet), 1);
-        VOStringHashSet kSet(kCustomer);
-        ASSERT_EQ(1, Set(kSet, kImage, bCopy));
-        VOStringHashSet::Iterator kIterator;
-        EXPECT_EQ(0u, kSet.Count());
-        EXPECT_EQ(0, kSet.GetFirst(kIterator));
-        EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("")));
+        const MisalignedBlock image(FromHex(kEmptySet), 1);
+        VOStringHashSet set(kCustomer);
+        ASSERT_EQ(1, Set(set, image, bCopy));
+        VOStringHashSet::Iterator iterator;
+        EXPECT_EQ(0u, set.Count());
+        EXPECT_EQ(0, set.GetFirst(iterator));
+        EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("")));
     }
 }
 
 TEST(StringSetImage, OfTwoStringsIsExactlyTheFormat)
 {
-    VOStringHashSet kSet;
-    kSet.Insert(VOTEXT("abc"));
-    kSet.InsertKey(VOTEXT("a"));
-    EXPECT_TRUE(SameBytes(FromHex(kTwoStrings), ImageOf(kSet)));
+    VOStringHashSet set;
+    set.Insert(VOTEXT("abc"));
+    set.InsertKey(VOTEXT("a"));
+    EXPECT_TRUE(SameBytes(FromHex(kTwoStrings), ImageOf(set)));
 }
 
 TEST(StringSetImage, OfEveryKindOfRecordIsExactlyThatOfTheModel)
 {
-    const Filled kFilled;
-    EXPECT_TRUE(SameBytes(kFilled.kModel.Image(), ImageOf(kFilled.kSet)));
+    const Filled filled;
+    EXPECT_TRUE(SameBytes(filled.model.Image(), ImageOf(filled.set)));
 }
 
 TEST(StringSetImage, MakingOneLeavesTheSetAsItWas)
 {
-    const Filled kFilled;
-    ImageOf(kFilled.kSet);
-    ExpectSame(kFilled.kModel, kFilled.kSet, false, kFilled.vecText);
+    const Filled filled;
+    ImageOf(filled.set);
+    ExpectSame(filled.model, filled.set, false, filled.vecText);
 }
 
 TEST(StringSetImage, WriteAllocWritesTheImageIntoZeroedMemory)
 {
-    const Filled kFilled;
-    const MisalignedBlock kBlock(Bytes(static_cast<size_t>(kFilled.kSet.AllocSize()), 0), 3);
-    EXPECT_EQ(1, kFilled.kSet.WriteAlloc(kBlock.Data()));
-    EXPECT_TRUE(SameBytes(kFilled.kModel.Image(), kBlock.Current()));
+    const Filled filled;
+    const MisalignedBlock block(Bytes(static_cast<size_t>(filled.set.AllocSize()), 0), 3);
+    EXPECT_EQ(1, filled.set.WriteAlloc(block.Data()));
+    EXPECT_TRUE(SameBytes(filled.model.Image(), block.Current()));
 }
 
 TEST(StringSetImage, ACustomerGivesAllAnswersFromItAtEveryMisalignment)
 {
-    const Filled kFilled;
-    const Bytes vecImage = ImageOf(kFilled.kSet);
+    const Filled filled;
+    const Bytes vecImage = ImageOf(filled.set);
     for (size_t uMisalignment = 0; uMisalignment < 16; ++uMisalignment)
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kImage(vecImage, uMisalignment);
-            VOStringHashSet kSet(kCustomer);
-            ASSERT_EQ(1, Set(kSet, kImage, bCopy));
-            ExpectSame(kFilled.kModel, kSet, true, kFilled.vecText);
-            EXPECT_TRUE(SameBytes(vecImage, kImage.Current()));
+            const MisalignedBlock image(vecImage, uMisalignment);
+            VOStringHashSet set(kCustomer);
+            ASSERT_EQ(1, Set(set, image, bCopy));
+            ExpectSame(filled.model, set, true, filled.vecText);
+            EXPECT_TRUE(SameBytes(vecImage, image.Current()));
         }
     }
 }
 
 TEST(StringSetImage, AProviderGivesAllAnswersFromItAtEveryMisalignment)
 {
-    const Filled kFilled;
-    const Bytes vecImage = ImageOf(kFilled.kSet);
+    const Filled filled;
+    const Bytes vecImage = ImageOf(filled.set);
     for (size_t uMisalignment = 0; uMisalignment < 16; ++uMisalignment)
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kImage(vecImage, uMisalignment);
-            VOStringHashSet kSet(kProvider);
-            ASSERT_EQ(1, Set(kSet, kImage, bCopy));
-            ExpectSame(kFilled.kModel, kSet, false, kFilled.vecText);
-            EXPECT_TRUE(SameBytes(vecImage, ImageOf(kSet)));
+            const MisalignedBlock image(vecImage, uMisalignment);
+            VOStringHashSet set(kProvider);
+            ASSERT_EQ(1, Set(set, image, bCopy));
+            ExpectSame(filled.model, set, false, filled.vecText);
+            EXPECT_TRUE(SameBytes(vecImage, ImageOf(set)));
         }
     }
 }
@@ -219,224 +219,224 @@ TEST(StringSetImage, AProviderGivesAllAnswersFromItAtEveryMisalignment)
 TEST(StringSetImage, StringsOfOneFirstHashAreToldApartOnACustomerAsOnTheProvider)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(7);
-    VOStringHashSet kSource;
-    kSource.Insert(vecGroup[0].c_str());
-    kSource.Insert(vecGroup[1].c_str());
-    const MisalignedBlock kImage(ImageOf(kSource), 1);
-    VOStringHashSet kSet(kCustomer);
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
-    EXPECT_EQ(0u, Number(kSet.Find(vecGroup[0].c_str())));
-    EXPECT_EQ(1u, Number(kSet.Find(vecGroup[1].c_str())));
-    EXPECT_EQ(1u, Number(kSet.Find(vecGroup[2].c_str())));
-    EXPECT_EQ(vecGroup[1], ReadText(kSet.GetString(Handle(1))));
-    EXPECT_EQ(2u, kSet.Count());
+    VOStringHashSet source;
+    source.Insert(vecGroup[0].c_str());
+    source.Insert(vecGroup[1].c_str());
+    const MisalignedBlock image(ImageOf(source), 1);
+    VOStringHashSet set(kCustomer);
+    ASSERT_EQ(1, Set(set, image, 0));
+    EXPECT_EQ(0u, Number(set.Find(vecGroup[0].c_str())));
+    EXPECT_EQ(1u, Number(set.Find(vecGroup[1].c_str())));
+    EXPECT_EQ(1u, Number(set.Find(vecGroup[2].c_str())));
+    EXPECT_EQ(vecGroup[1], ReadText(set.GetString(Handle(1))));
+    EXPECT_EQ(2u, set.Count());
 }
 
 TEST(StringSetImage, ARemovedStringIsNotFoundOnACustomerButCountedAndShownByTheWalk)
 {
-    VOStringHashSet kSource;
-    kSource.Insert(VOTEXT("kept"));
-    void* hGone = kSource.Insert(VOTEXT("gone"));
-    kSource.Remove(hGone);
-    const MisalignedBlock kImage(ImageOf(kSource), 1);
-    VOStringHashSet kSet(kCustomer);
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("gone")));
-    EXPECT_EQ(2u, kSet.Count());
-    EXPECT_EQ(2u, WalkOf(kSet).size());
-    EXPECT_EQ(nullptr, kSet.GetString(hGone));
+    VOStringHashSet source;
+    source.Insert(VOTEXT("kept"));
+    void* hGone = source.Insert(VOTEXT("gone"));
+    source.Remove(hGone);
+    const MisalignedBlock image(ImageOf(source), 1);
+    VOStringHashSet set(kCustomer);
+    ASSERT_EQ(1, Set(set, image, 0));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("gone")));
+    EXPECT_EQ(2u, set.Count());
+    EXPECT_EQ(2u, WalkOf(set).size());
+    EXPECT_EQ(nullptr, set.GetString(hGone));
 }
 
 TEST(StringSetImage, ACustomerHasNoInsertNoRemoveAndNoShrinkToFit)
 {
-    const Filled kFilled;
-    const MisalignedBlock kImage(ImageOf(kFilled.kSet), 1);
-    VOStringHashSet kSet(kCustomer);
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
+    const Filled filled;
+    const MisalignedBlock image(ImageOf(filled.set), 1);
+    VOStringHashSet set(kCustomer);
+    ASSERT_EQ(1, Set(set, image, 0));
     int bExist = 5;
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Insert(VOTEXT("a"), &bExist));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.InsertKey(VOTEXT("new"), &bExist));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Insert(VOTEXT("a"), &bExist));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.InsertKey(VOTEXT("new"), &bExist));
     EXPECT_EQ(5, bExist);
-    EXPECT_EQ(0, kSet.Remove(Handle(0)));
-    EXPECT_EQ(0, kSet.ShrinkToFit());
-    ExpectSame(kFilled.kModel, kSet, true, kFilled.vecText);
+    EXPECT_EQ(0, set.Remove(Handle(0)));
+    EXPECT_EQ(0, set.ShrinkToFit());
+    ExpectSame(filled.model, set, true, filled.vecText);
 }
 
 TEST(StringSetImage, AfterCleanUpACustomerFindsNothingAndStillReadsTexts)
 {
-    const Filled kFilled;
-    const Bytes vecImage = ImageOf(kFilled.kSet);
+    const Filled filled;
+    const Bytes vecImage = ImageOf(filled.set);
     for (const int bCopy : {0, 1})
     {
-        const MisalignedBlock kImage(vecImage, 1);
-        VOStringHashSet kSet(kCustomer);
-        ASSERT_EQ(1, Set(kSet, kImage, bCopy));
-        EXPECT_EQ(1, kSet.CleanUp());
-        EXPECT_EQ(0u, kSet.Count());
-        EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("a")));
-        EXPECT_EQ(VOTEXT("models/hero.mesh"), ReadText(kSet.GetString(Handle(0))));
-        ASSERT_EQ(1, Set(kSet, kImage, bCopy));
-        ExpectSame(kFilled.kModel, kSet, true, kFilled.vecText);
+        const MisalignedBlock image(vecImage, 1);
+        VOStringHashSet set(kCustomer);
+        ASSERT_EQ(1, Set(set, image, bCopy));
+        EXPECT_EQ(1, set.CleanUp());
+        EXPECT_EQ(0u, set.Count());
+        EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("a")));
+        EXPECT_EQ(VOTEXT("models/hero.mesh"), ReadText(set.GetString(Handle(0))));
+        ASSERT_EQ(1, Set(set, image, bCopy));
+        ExpectSame(filled.model, set, true, filled.vecText);
     }
 }
 
 TEST(StringSetImage, ASecondImageReplacesTheFirst)
 {
-    const Filled kFilled;
-    const Bytes vecFirst = ImageOf(kFilled.kSet);
+    const Filled filled;
+    const Bytes vecFirst = ImageOf(filled.set);
     for (const VOStringHashSet::StringHashRole eRole : {kProvider, kCustomer})
     {
         for (const int bCopy : {0, 1})
         {
-            const MisalignedBlock kFirst(vecFirst, 1);
-            const MisalignedBlock kSecond(FromHex(kTwoStrings), 2);
-            VOStringHashSet kSet(eRole);
-            ASSERT_EQ(1, Set(kSet, kFirst, bCopy));
-            ASSERT_EQ(1, Set(kSet, kSecond, 1 - bCopy));
-            EXPECT_EQ(2u, kSet.Count());
-            EXPECT_EQ(0u, Number(kSet.Find(VOTEXT("abc"))));
-            EXPECT_EQ(VOTEXT("abc"), ReadText(kSet.GetString(Handle(0))));
-            EXPECT_EQ(nullptr, kSet.GetString(Handle(1)));
-            EXPECT_EQ(nullptr, kSet.GetString(Handle(2)));
-            EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("models/hero.mesh")));
+            const MisalignedBlock first(vecFirst, 1);
+            const MisalignedBlock second(FromHex(kTwoStrings), 2);
+            VOStringHashSet set(eRole);
+            ASSERT_EQ(1, Set(set, first, bCopy));
+            ASSERT_EQ(1, Set(set, second, 1 - bCopy));
+            EXPECT_EQ(2u, set.Count());
+            EXPECT_EQ(0u, Number(set.Find(VOTEXT("abc"))));
+            EXPECT_EQ(VOTEXT("abc"), ReadText(set.GetString(Handle(0))));
+            EXPECT_EQ(nullptr, set.GetString(Handle(1)));
+            EXPECT_EQ(nullptr, set.GetString(Handle(2)));
+            EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("models/hero.mesh")));
         }
     }
 }
 
 TEST(StringSetImage, ACopyOutlivesItsImage)
 {
-    const Filled kFilled;
+    const Filled filled;
     for (const VOStringHashSet::StringHashRole eRole : {kProvider, kCustomer})
     {
-        VOStringHashSet kSet(eRole);
+        VOStringHashSet set(eRole);
         {
-            const MisalignedBlock kImage(ImageOf(kFilled.kSet), 1);
-            ASSERT_EQ(1, Set(kSet, kImage, 1));
+            const MisalignedBlock image(ImageOf(filled.set), 1);
+            ASSERT_EQ(1, Set(set, image, 1));
         }
-        ExpectSame(kFilled.kModel, kSet, eRole == kCustomer, kFilled.vecText);
+        ExpectSame(filled.model, set, eRole == kCustomer, filled.vecText);
     }
 }
 
 TEST(StringSetImage, AViewedImageIsReleasedNeitherByCleanUpNorByTheDestructor)
 {
-    const Filled kFilled;
-    const Bytes vecImage = ImageOf(kFilled.kSet);
-    const MisalignedBlock kImage(vecImage, 1);
+    const Filled filled;
+    const Bytes vecImage = ImageOf(filled.set);
+    const MisalignedBlock image(vecImage, 1);
     for (const VOStringHashSet::StringHashRole eRole : {kProvider, kCustomer})
     {
-        VOStringHashSet kSet(eRole);
-        ASSERT_EQ(1, Set(kSet, kImage, 0));
-        EXPECT_EQ(1, kSet.CleanUp());
-        ASSERT_EQ(1, Set(kSet, kImage, 0));
+        VOStringHashSet set(eRole);
+        ASSERT_EQ(1, Set(set, image, 0));
+        EXPECT_EQ(1, set.CleanUp());
+        ASSERT_EQ(1, Set(set, image, 0));
     }
-    EXPECT_TRUE(SameBytes(vecImage, kImage.Current()));
+    EXPECT_TRUE(SameBytes(vecImage, image.Current()));
 }
 
 TEST(StringSetImage, AProviderGoesOnInsertingBehindTheLoadedRecords)
 {
     for (const int bCopy : {0, 1})
     {
-        Filled kFilled;
-        const Bytes vecImage = ImageOf(kFilled.kSet);
-        const MisalignedBlock kImage(vecImage, 1);
-        VOStringHashSet kSet;
-        ASSERT_EQ(1, Set(kSet, kImage, bCopy));
+        Filled filled;
+        const Bytes vecImage = ImageOf(filled.set);
+        const MisalignedBlock image(vecImage, 1);
+        VOStringHashSet set;
+        ASSERT_EQ(1, Set(set, image, bCopy));
         int bExist = 0;
-        EXPECT_EQ(0u, Number(kSet.Insert(VOTEXT("models/hero.mesh"), &bExist)));
+        EXPECT_EQ(0u, Number(set.Insert(VOTEXT("models/hero.mesh"), &bExist)));
         EXPECT_EQ(1, bExist);
         bool bModelExist = false;
-        const uint64_t ullNew = kFilled.kModel.Insert(VOTEXT("a new one"), bModelExist);
-        EXPECT_EQ(kFilled.kModel.RecordCount() - 1u, ullNew);
-        EXPECT_EQ(ullNew, Number(kSet.Insert(VOTEXT("a new one"))));
-        kFilled.vecText.push_back(VOTEXT("a new one"));
-        ExpectSame(kFilled.kModel, kSet, false, kFilled.vecText);
-        EXPECT_TRUE(SameBytes(kFilled.kModel.Image(), ImageOf(kSet)));
-        EXPECT_TRUE(SameBytes(vecImage, kImage.Current()));
+        const uint64_t ullNew = filled.model.Insert(VOTEXT("a new one"), bModelExist);
+        EXPECT_EQ(filled.model.RecordCount() - 1u, ullNew);
+        EXPECT_EQ(ullNew, Number(set.Insert(VOTEXT("a new one"))));
+        filled.vecText.push_back(VOTEXT("a new one"));
+        ExpectSame(filled.model, set, false, filled.vecText);
+        EXPECT_TRUE(SameBytes(filled.model.Image(), ImageOf(set)));
+        EXPECT_TRUE(SameBytes(vecImage, image.Current()));
     }
 }
 
 TEST(StringSetImage, AProvidersViewIsWrittenByRemoveAndByARevivalUntilItGrows)
 {
-    const MisalignedBlock kImage(FromHex(kTwoStrings), 1);
-    VOStringHashSet kSet;
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
+    const MisalignedBlock image(FromHex(kTwoStrings), 1);
+    VOStringHashSet set;
+    ASSERT_EQ(1, Set(set, image, 0));
     const size_t uState = 28 + 16 + 8;
-    EXPECT_EQ(1, kSet.Remove(Handle(0)));
-    EXPECT_EQ(2u, ReadU32(kImage.Current(), uState));
-    EXPECT_EQ(0u, Number(kSet.Insert(VOTEXT("abc"))));
-    EXPECT_EQ(4u, ReadU32(kImage.Current(), uState));
+    EXPECT_EQ(1, set.Remove(Handle(0)));
+    EXPECT_EQ(2u, ReadU32(image.Current(), uState));
+    EXPECT_EQ(0u, Number(set.Insert(VOTEXT("abc"))));
+    EXPECT_EQ(4u, ReadU32(image.Current(), uState));
 
-    kSet.Insert(VOTEXT("growth"));
-    EXPECT_EQ(1, kSet.Remove(Handle(0)));
-    EXPECT_EQ(4u, ReadU32(kImage.Current(), uState));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("abc")));
+    set.Insert(VOTEXT("growth"));
+    EXPECT_EQ(1, set.Remove(Handle(0)));
+    EXPECT_EQ(4u, ReadU32(image.Current(), uState));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("abc")));
 }
 
 TEST(StringSetImage, ACopyingProviderNeverWritesTheImage)
 {
-    const MisalignedBlock kImage(FromHex(kTwoStrings), 1);
-    VOStringHashSet kSet;
-    ASSERT_EQ(1, Set(kSet, kImage, 1));
-    EXPECT_EQ(1, kSet.Remove(Handle(0)));
-    EXPECT_TRUE(SameBytes(FromHex(kTwoStrings), kImage.Current()));
+    const MisalignedBlock image(FromHex(kTwoStrings), 1);
+    VOStringHashSet set;
+    ASSERT_EQ(1, Set(set, image, 1));
+    EXPECT_EQ(1, set.Remove(Handle(0)));
+    EXPECT_TRUE(SameBytes(FromHex(kTwoStrings), image.Current()));
 }
 
 TEST(StringSetImage, AReExportedCustomerSaysItsSlotTotalsAsElementCounts)
 {
-    const MisalignedBlock kImage(FromHex(kTwoStrings), 1);
-    VOStringHashSet kSet(kCustomer);
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
-    EXPECT_EQ(2u, kSet.Count());
+    const MisalignedBlock image(FromHex(kTwoStrings), 1);
+    VOStringHashSet set(kCustomer);
+    ASSERT_EQ(1, Set(set, image, 0));
+    EXPECT_EQ(2u, set.Count());
     Bytes vecExpected = FromHex(kTwoStrings);
     WriteU32(vecExpected, 28 + 0x44 + 0x4D + 8, 4);
     WriteU32(vecExpected, 28 + 0x44 + 0x4D + 0x68 + 8, 1);
-    const Bytes vecAgain = ImageOf(kSet);
+    const Bytes vecAgain = ImageOf(set);
     EXPECT_TRUE(SameBytes(vecExpected, vecAgain));
 
-    const MisalignedBlock kAgain(vecAgain, 1);
-    VOStringHashSet kSecond(kCustomer);
-    ASSERT_EQ(1, Set(kSecond, kAgain, 0));
-    EXPECT_EQ(5u, kSecond.Count());
-    EXPECT_EQ(0u, Number(kSecond.Find(VOTEXT("abc"))));
-    EXPECT_EQ(2u, WalkOf(kSecond).size());
+    const MisalignedBlock again(vecAgain, 1);
+    VOStringHashSet second(kCustomer);
+    ASSERT_EQ(1, Set(second, again, 0));
+    EXPECT_EQ(5u, second.Count());
+    EXPECT_EQ(0u, Number(second.Find(VOTEXT("abc"))));
+    EXPECT_EQ(2u, WalkOf(second).size());
 }
 
 TEST(StringSetImage, TheRoleDecidesWhichFormOfSetAllocServes)
 {
-    const MisalignedBlock kImage(FromHex(kTwoStrings), 1);
-    auto* pAlloc = kImage.As<VOStringHashSet::StringHashSetAlloc>();
-    OpenImageSet kWriter(kProvider);
-    OpenImageSet kReader(kCustomer);
-    EXPECT_EQ(0, kWriter._SetAlloc_C(pAlloc, 1));
-    EXPECT_EQ(0, kReader._SetAlloc_P(pAlloc, 1));
-    EXPECT_EQ(0u, kWriter.Count());
-    EXPECT_EQ(0u, kReader.Count());
-    EXPECT_EQ(1, kWriter._SetAlloc_P(pAlloc, 1));
-    EXPECT_EQ(1, kReader._SetAlloc_C(pAlloc, 1));
-    EXPECT_EQ(2u, kWriter.Count());
-    EXPECT_EQ(2u, kReader.Count());
+    const MisalignedBlock image(FromHex(kTwoStrings), 1);
+    auto* pAlloc = image.As<VOStringHashSet::StringHashSetAlloc>();
+    OpenImageSet writer(kProvider);
+    OpenImageSet reader(kCustomer);
+    EXPECT_EQ(0, writer._SetAlloc_C(pAlloc, 1));
+    EXPECT_EQ(0, reader._SetAlloc_P(pAlloc, 1));
+    EXPECT_EQ(0u, writer.Count());
+    EXPECT_EQ(0u, reader.Count());
+    EXPECT_EQ(1, writer._SetAlloc_P(pAlloc, 1));
+    EXPECT_EQ(1, reader._SetAlloc_C(pAlloc, 1));
+    EXPECT_EQ(2u, writer.Count());
+    EXPECT_EQ(2u, reader.Count());
 }
 
 TEST(StringSetImage, AHeaderThatIsWrongIsRefusedInSilenceBeforeTheSetIsCleaned)
 {
     const std::vector<std::function<void(Bytes&)>> vecDamage = {
-        [](Bytes& rBytes) { rBytes[4] ^= 1; },
-        [](Bytes& rBytes) { rBytes[7] = ' '; },
-        [](Bytes& rBytes) { WriteU32(rBytes, 24, ReadU32(rBytes, 24) + 1); },
-        [](Bytes& rBytes) { WriteU32(rBytes, 24, ReadU32(rBytes, 24) - 1); },
-        [](Bytes& rBytes) { WriteU32(rBytes, 8, ReadU32(rBytes, 8) + 1); },
-        [](Bytes& rBytes) { WriteU32(rBytes, 20, ReadU32(rBytes, 20) - 1); },
-        [](Bytes& rBytes) { std::fill(rBytes.begin() + 8, rBytes.begin() + 28, static_cast<unsigned char>(0)); },
+        [](Bytes& bytes) { bytes[4] ^= 1; },
+        [](Bytes& bytes) { bytes[7] = ' '; },
+        [](Bytes& bytes) { WriteU32(bytes, 24, ReadU32(bytes, 24) + 1); },
+        [](Bytes& bytes) { WriteU32(bytes, 24, ReadU32(bytes, 24) - 1); },
+        [](Bytes& bytes) { WriteU32(bytes, 8, ReadU32(bytes, 8) + 1); },
+        [](Bytes& bytes) { WriteU32(bytes, 20, ReadU32(bytes, 20) - 1); },
+        [](Bytes& bytes) { std::fill(bytes.begin() + 8, bytes.begin() + 28, static_cast<unsigned char>(0)); },
         // A sum that agrees only after a 32-bit overflow.
-        [](Bytes& rBytes)
+        [](Bytes& bytes)
         {
-            WriteU32(rBytes, 8, ReadU32(rBytes, 8) + 0x80000000u);
-            WriteU32(rBytes, 12, ReadU32(rBytes, 12) + 0x80000000u);
+            WriteU32(bytes, 8, ReadU32(bytes, 8) + 0x80000000u);
+            WriteU32(bytes, 12, ReadU32(bytes, 12) + 0x80000000u);
         },
     };
-    const LogCapture kLog;
-    const Filled kFilled;
-    const MisalignedBlock kGood(ImageOf(kFilled.kSet), 1);
+    const LogCapture log;
+    const Filled filled;
+    const MisalignedBlock good(ImageOf(filled.set), 1);
     for (const VOStringHashSet::StringHashRole eRole : {kProvider, kCustomer})
     {
         for (const auto& fnDamage : vecDamage)
@@ -445,16 +445,16 @@ TEST(StringSetImage, AHeaderThatIsWrongIsRefusedInSilenceBeforeTheSetIsCleaned)
             {
                 Bytes vecImage = FromHex(kTwoStrings);
                 fnDamage(vecImage);
-                const MisalignedBlock kImage(vecImage, 1);
-                VOStringHashSet kSet(eRole);
-                ASSERT_EQ(1, Set(kSet, kGood, 0));
-                EXPECT_EQ(0, Set(kSet, kImage, bCopy));
-                EXPECT_EQ(0, kSet.SetAlloc(nullptr, bCopy));
-                ExpectSame(kFilled.kModel, kSet, eRole == kCustomer, kFilled.vecText);
+                const MisalignedBlock image(vecImage, 1);
+                VOStringHashSet set(eRole);
+                ASSERT_EQ(1, Set(set, good, 0));
+                EXPECT_EQ(0, Set(set, image, bCopy));
+                EXPECT_EQ(0, set.SetAlloc(nullptr, bCopy));
+                ExpectSame(filled.model, set, eRole == kCustomer, filled.vecText);
             }
         }
     }
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(StringSetImage, APartThatIsWrongIsRefusedInSilenceAndTheSetCanBeCleanedAndUsedAgain)
@@ -463,47 +463,47 @@ TEST(StringSetImage, APartThatIsWrongIsRefusedInSilenceAndTheSetCanBeCleanedAndU
     const size_t uPool = uRecords + 0x44;
     const size_t uPrimary = uPool + 0x4D;
     const size_t uConflict = uPrimary + 0x68;
-    const LogCapture kLog;
+    const LogCapture log;
     for (const VOStringHashSet::StringHashRole eRole : {kProvider, kCustomer})
     {
         for (const size_t uPart : {uRecords, uPool, uPool + 12, uPrimary, uPrimary + 16, uConflict, uConflict + 16})
         {
             Bytes vecImage = FromHex(kTwoStrings);
             vecImage[uPart] ^= 1;
-            const MisalignedBlock kImage(vecImage, 1);
-            const MisalignedBlock kGood(FromHex(kTwoStrings), 1);
-            VOStringHashSet kSet(eRole);
-            EXPECT_EQ(0, Set(kSet, kImage, 0)) << uPart;
-            EXPECT_EQ(1, kSet.CleanUp());
-            EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("abc")));
-            ASSERT_EQ(1, Set(kSet, kGood, 0));
-            EXPECT_EQ(0u, Number(kSet.Find(VOTEXT("abc"))));
+            const MisalignedBlock image(vecImage, 1);
+            const MisalignedBlock good(FromHex(kTwoStrings), 1);
+            VOStringHashSet set(eRole);
+            EXPECT_EQ(0, Set(set, image, 0)) << uPart;
+            EXPECT_EQ(1, set.CleanUp());
+            EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("abc")));
+            ASSERT_EQ(1, Set(set, good, 0));
+            EXPECT_EQ(0u, Number(set.Find(VOTEXT("abc"))));
         }
     }
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(StringSetImage, ACustomersLookupReportsHashesAndMaskFromTheTables)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(8);
-    VOStringHashSet kSource;
-    kSource.Insert(vecGroup[0].c_str());
-    void* hSecond = kSource.Insert(vecGroup[1].c_str());
-    kSource.Remove(hSecond);
-    const MisalignedBlock kImage(ImageOf(kSource), 1);
-    OpenImageSet kSet(kCustomer);
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
+    VOStringHashSet source;
+    source.Insert(vecGroup[0].c_str());
+    void* hSecond = source.Insert(vecGroup[1].c_str());
+    source.Remove(hSecond);
+    const MisalignedBlock image(ImageOf(source), 1);
+    OpenImageSet set(kCustomer);
+    ASSERT_EQ(1, Set(set, image, 0));
     unsigned int uHash0 = 0;
     unsigned int uHash1 = 0;
     unsigned int uHash2 = 77;
     VOULONG dwHashMask = 0;
     void* hString = nullptr;
-    EXPECT_EQ(1, kSet._FindHashString_C(vecGroup[1].c_str(), uHash0, uHash1, uHash2, dwHashMask, hString));
+    EXPECT_EQ(1, set._FindHashString_C(vecGroup[1].c_str(), uHash0, uHash1, uHash2, dwHashMask, hString));
     EXPECT_EQ(hSecond, hString);
     EXPECT_EQ(3u, dwHashMask);
     EXPECT_EQ(77u, uHash2);
     dwHashMask = 4;
-    EXPECT_EQ(0, kSet._FindHashString_C(VOTEXT("unknown"), uHash0, uHash1, uHash2, dwHashMask, hString));
+    EXPECT_EQ(0, set._FindHashString_C(VOTEXT("unknown"), uHash0, uHash1, uHash2, dwHashMask, hString));
     EXPECT_EQ(5u, dwHashMask);
 }
 
@@ -518,17 +518,17 @@ TEST(StringSetImage, GetFirstOfATableValueBehindTheRecordsIs0AndLeavesTheCursorA
             WriteU64(vecImage, uSlots + uSlot * 16 + 4, 2);
         }
     }
-    const MisalignedBlock kImage(vecImage, 1);
-    VOStringHashSet kSet(kCustomer);
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
-    VOStringHashSet::Iterator kIterator;
-    kIterator.hString = Handle(99);
-    kIterator.uStage = 7;
-    EXPECT_EQ(0, kSet.GetFirst(kIterator));
-    EXPECT_EQ(99u, Number(kIterator.hString));
-    EXPECT_EQ(7u, kIterator.uStage);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("abc")));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("a")));
+    const MisalignedBlock image(vecImage, 1);
+    VOStringHashSet set(kCustomer);
+    ASSERT_EQ(1, Set(set, image, 0));
+    VOStringHashSet::Iterator iterator;
+    iterator.hString = Handle(99);
+    iterator.uStage = 7;
+    EXPECT_EQ(0, set.GetFirst(iterator));
+    EXPECT_EQ(99u, Number(iterator.hString));
+    EXPECT_EQ(7u, iterator.uStage);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("abc")));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("a")));
 }
 
 TEST(StringSetImage, ADuplicateKeyInAnImagesTableKeepsItsFirstValueOnAProvider)
@@ -549,17 +549,17 @@ TEST(StringSetImage, ADuplicateKeyInAnImagesTableKeepsItsFirstValueOnAProvider)
     WriteU64(vecImage, vecUsed[0] + 4, 0);
     WriteU32(vecImage, vecUsed[1], 0xD839C6EA);
     WriteU64(vecImage, vecUsed[1] + 4, 1);
-    const MisalignedBlock kImage(vecImage, 1);
-    VOStringHashSet kSet(kProvider);
-    ASSERT_EQ(1, Set(kSet, kImage, 0));
-    EXPECT_EQ(1u, kSet.Count());
-    EXPECT_EQ(0u, Number(kSet.Find(VOTEXT("abc"))));
+    const MisalignedBlock image(vecImage, 1);
+    VOStringHashSet set(kProvider);
+    ASSERT_EQ(1, Set(set, image, 0));
+    EXPECT_EQ(1u, set.Count());
+    EXPECT_EQ(0u, Number(set.Find(VOTEXT("abc"))));
 }
 
 TEST(StringSetImage, OfTwoSetsThatWereFilledAlikeIsTheSame)
 {
-    const Filled kFirst;
+    const Filled first;
     const std::vector<char> vecElsewhere(100000);
-    const Filled kSecond;
-    EXPECT_TRUE(SameBytes(ImageOf(kFirst.kSet), ImageOf(kSecond.kSet))) << "no address is in it";
+    const Filled second;
+    EXPECT_TRUE(SameBytes(ImageOf(first.set), ImageOf(second.set))) << "no address is in it";
 }

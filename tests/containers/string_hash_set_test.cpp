@@ -32,24 +32,24 @@ public:
 constexpr int kUntouched = 4711;
 
 // What the image says of a record: the state of a set that no public call tells.
-StringRecord RecordOf(const VOStringHashSet& rkSet, void* hString)
+StringRecord RecordOf(const VOStringHashSet& set, void* hString)
 {
-    const Bytes vecImage = ImageOf(rkSet);
+    const Bytes vecImage = ImageOf(set);
     const size_t uAt = 28 + 16 + 24 * static_cast<size_t>(Number(hString));
     return {ReadU64(vecImage, uAt), ReadU32(vecImage, uAt + 8), ReadU32(vecImage, uAt + 12),
             ReadU32(vecImage, uAt + 16), ReadU32(vecImage, uAt + 20)};
 }
 
-size_t PoolBytes(const VOStringHashSet& rkSet)
+size_t PoolBytes(const VOStringHashSet& set)
 {
     // The text pool is part 2; the byte pool begins 12 bytes into it and says its bytes in use at offset 8.
-    const Bytes vecImage = ImageOf(rkSet);
+    const Bytes vecImage = ImageOf(set);
     return ReadU32(vecImage, 28 + ReadU32(vecImage, 8) + 12 + 8);
 }
 
-VOWString TextOf(const VOStringHashSet& rkSet, void* hString)
+VOWString TextOf(const VOStringHashSet& set, void* hString)
 {
-    return ReadText(rkSet.GetString(hString));
+    return ReadText(set.GetString(hString));
 }
 }  // namespace
 
@@ -59,293 +59,293 @@ TEST(StringHashCollisions, TheTextsOfTheseTestsCollideAsTheyHaveTo)
     {
         const std::vector<VOWString> vecText = CollidingGroup(uGroup);
         std::vector<uint32_t> vecHash1;
-        for (const VOWString& rkText : vecText)
+        for (const VOWString& text : vecText)
         {
-            EXPECT_EQ(ReferenceHash(vecText[0], 0), ReferenceHash(rkText, 0)) << uGroup;
-            vecHash1.push_back(ReferenceHash(rkText, 1));
+            EXPECT_EQ(ReferenceHash(vecText[0], 0), ReferenceHash(text, 0)) << uGroup;
+            vecHash1.push_back(ReferenceHash(text, 1));
         }
         std::sort(vecHash1.begin(), vecHash1.end());
         EXPECT_EQ(vecHash1.end(), std::unique(vecHash1.begin(), vecHash1.end())) << uGroup;
     }
-    for (const auto& rkPair : TwinTexts())
+    for (const auto& pair : TwinTexts())
     {
-        EXPECT_EQ(ReferenceHash(Wide(rkPair[0]), 0), ReferenceHash(Wide(rkPair[1]), 0));
-        EXPECT_EQ(ReferenceHash(Wide(rkPair[0]), 1), ReferenceHash(Wide(rkPair[1]), 1));
+        EXPECT_EQ(ReferenceHash(Wide(pair[0]), 0), ReferenceHash(Wide(pair[1]), 0));
+        EXPECT_EQ(ReferenceHash(Wide(pair[0]), 1), ReferenceHash(Wide(pair[1]), 1));
     }
 }
 
 TEST(StringHashSet, InsertOfTheSameStringTwiceGivesTheSameHandleAndExistOnlyTheSecondTime)
 {
-    VOStringHashSet kSet;
+    VOStringHashSet set;
     int bExist = kUntouched;
-    void* hFirst = kSet.Insert(VOTEXT("text"), &bExist);
+    void* hFirst = set.Insert(VOTEXT("text"), &bExist);
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(hFirst, kSet.Insert(VOTEXT("text"), &bExist));
+    EXPECT_EQ(hFirst, set.Insert(VOTEXT("text"), &bExist));
     EXPECT_EQ(1, bExist);
-    EXPECT_EQ(1u, kSet.Count());
-    EXPECT_EQ(hFirst, kSet.Insert(VOTEXT("text")));
+    EXPECT_EQ(1u, set.Count());
+    EXPECT_EQ(hFirst, set.Insert(VOTEXT("text")));
 }
 
 TEST(StringHashSet, HandlesAreTheIndexesOfTheRecordsInTheOrderOfInsertion)
 {
-    VOStringHashSet kSet;
-    EXPECT_EQ(0u, Number(kSet.Insert(VOTEXT("one"))));
-    EXPECT_EQ(1u, Number(kSet.InsertKey(VOTEXT("two"))));
-    EXPECT_EQ(2u, Number(kSet.Insert(VOTEXT(""))));
-    EXPECT_EQ(3u, kSet.Count());
+    VOStringHashSet set;
+    EXPECT_EQ(0u, Number(set.Insert(VOTEXT("one"))));
+    EXPECT_EQ(1u, Number(set.InsertKey(VOTEXT("two"))));
+    EXPECT_EQ(2u, Number(set.Insert(VOTEXT(""))));
+    EXPECT_EQ(3u, set.Count());
 }
 
 TEST(StringHashSet, CaseIsNotFolded)
 {
-    VOStringHashSet kSet;
-    EXPECT_NE(kSet.Insert(VOTEXT("a")), kSet.Insert(VOTEXT("A")));
-    EXPECT_EQ(2u, kSet.Count());
+    VOStringHashSet set;
+    EXPECT_NE(set.Insert(VOTEXT("a")), set.Insert(VOTEXT("A")));
+    EXPECT_EQ(2u, set.Count());
 }
 
 TEST(StringHashSet, AnInsertedStringIsFoundAndReadBack)
 {
-    VOStringHashSet kSet;
-    void* hFirst = kSet.Insert(VOTEXT("ab"));
-    void* hOdd = kSet.Insert(VOTEXT("lies at an odd place"));
-    EXPECT_EQ(hFirst, kSet.Find(VOTEXT("ab")));
-    EXPECT_EQ(hOdd, kSet.Find(VOTEXT("lies at an odd place")));
-    EXPECT_EQ(VOTEXT("ab"), TextOf(kSet, hFirst));
-    EXPECT_EQ(VOTEXT("lies at an odd place"), TextOf(kSet, hOdd));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("unknown")));
+    VOStringHashSet set;
+    void* hFirst = set.Insert(VOTEXT("ab"));
+    void* hOdd = set.Insert(VOTEXT("lies at an odd place"));
+    EXPECT_EQ(hFirst, set.Find(VOTEXT("ab")));
+    EXPECT_EQ(hOdd, set.Find(VOTEXT("lies at an odd place")));
+    EXPECT_EQ(VOTEXT("ab"), TextOf(set, hFirst));
+    EXPECT_EQ(VOTEXT("lies at an odd place"), TextOf(set, hOdd));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("unknown")));
 }
 
 TEST(StringHashSet, TextIsTakenFromEveryMisalignment)
 {
-    VOStringHashSet kSet;
-    void* hText = kSet.Insert(VOTEXT("some text \u4E2D"));
+    VOStringHashSet set;
+    void* hText = set.Insert(VOTEXT("some text \u4E2D"));
     for (size_t uMisalignment = 0; uMisalignment < 16; ++uMisalignment)
     {
-        const PlacedText kText(VOTEXT("some text \u4E2D"), uMisalignment);
-        EXPECT_EQ(hText, kSet.Find(kText));
-        EXPECT_EQ(hText, kSet.Insert(kText));
-        EXPECT_EQ(hText, kSet.InsertKey(kText));
+        const PlacedText text(VOTEXT("some text \u4E2D"), uMisalignment);
+        EXPECT_EQ(hText, set.Find(text));
+        EXPECT_EQ(hText, set.Insert(text));
+        EXPECT_EQ(hText, set.InsertKey(text));
     }
-    EXPECT_EQ(1u, kSet.Count());
+    EXPECT_EQ(1u, set.Count());
 }
 
 TEST(StringHashSet, ARemovedStringIsNeitherFoundNorReadButStillCounted)
 {
-    VOStringHashSet kSet;
-    void* hText = kSet.Insert(VOTEXT("text"));
-    EXPECT_EQ(1, kSet.Remove(hText));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("text")));
-    EXPECT_EQ(nullptr, kSet.GetString(hText));
-    EXPECT_EQ(1u, kSet.Count());
-    EXPECT_EQ(2u, RecordOf(kSet, hText).dwState);
-    EXPECT_EQ(0u, RecordOf(kSet, hText).hString);
+    VOStringHashSet set;
+    void* hText = set.Insert(VOTEXT("text"));
+    EXPECT_EQ(1, set.Remove(hText));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("text")));
+    EXPECT_EQ(nullptr, set.GetString(hText));
+    EXPECT_EQ(1u, set.Count());
+    EXPECT_EQ(2u, RecordOf(set, hText).dwState);
+    EXPECT_EQ(0u, RecordOf(set, hText).hString);
 }
 
 TEST(StringHashSet, RemovingTwiceSucceedsTwice)
 {
-    VOStringHashSet kSet;
-    void* hText = kSet.Insert(VOTEXT("text"));
-    EXPECT_EQ(1, kSet.Remove(hText));
-    EXPECT_EQ(1, kSet.Remove(hText));
+    VOStringHashSet set;
+    void* hText = set.Insert(VOTEXT("text"));
+    EXPECT_EQ(1, set.Remove(hText));
+    EXPECT_EQ(1, set.Remove(hText));
 }
 
 TEST(StringHashSet, InsertOfARemovedStringUsesItsHandleAndItsTextOnceMore)
 {
-    VOStringHashSet kSet;
-    void* hText = kSet.Insert(VOTEXT("text"));
-    const size_t uPool = PoolBytes(kSet);
-    kSet.Remove(hText);
+    VOStringHashSet set;
+    void* hText = set.Insert(VOTEXT("text"));
+    const size_t uPool = PoolBytes(set);
+    set.Remove(hText);
     int bExist = kUntouched;
-    EXPECT_EQ(hText, kSet.Insert(VOTEXT("text"), &bExist));
+    EXPECT_EQ(hText, set.Insert(VOTEXT("text"), &bExist));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(uPool, PoolBytes(kSet));
-    EXPECT_EQ(VOTEXT("text"), TextOf(kSet, hText));
-    EXPECT_EQ(4u, RecordOf(kSet, hText).dwState);
+    EXPECT_EQ(uPool, PoolBytes(set));
+    EXPECT_EQ(VOTEXT("text"), TextOf(set, hText));
+    EXPECT_EQ(4u, RecordOf(set, hText).dwState);
 }
 
 TEST(StringHashSet, AKeyIsFoundAndHasNoTextUntilTheStringIsInserted)
 {
-    VOStringHashSet kSet;
+    VOStringHashSet set;
     int bExist = kUntouched;
-    void* hKey = kSet.InsertKey(VOTEXT("key"), &bExist);
+    void* hKey = set.InsertKey(VOTEXT("key"), &bExist);
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(hKey, kSet.Find(VOTEXT("key")));
-    EXPECT_EQ(nullptr, kSet.GetString(hKey));
-    EXPECT_EQ(0u, PoolBytes(kSet));
-    EXPECT_EQ(kInvalidHandle, RecordOf(kSet, hKey).hString);
-    EXPECT_EQ(0u, RecordOf(kSet, hKey).dwState);
+    EXPECT_EQ(hKey, set.Find(VOTEXT("key")));
+    EXPECT_EQ(nullptr, set.GetString(hKey));
+    EXPECT_EQ(0u, PoolBytes(set));
+    EXPECT_EQ(kInvalidHandle, RecordOf(set, hKey).hString);
+    EXPECT_EQ(0u, RecordOf(set, hKey).dwState);
 
-    EXPECT_EQ(hKey, kSet.Insert(VOTEXT("key"), &bExist));
+    EXPECT_EQ(hKey, set.Insert(VOTEXT("key"), &bExist));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(VOTEXT("key"), TextOf(kSet, hKey));
-    EXPECT_EQ(4u, RecordOf(kSet, hKey).dwState);
+    EXPECT_EQ(VOTEXT("key"), TextOf(set, hKey));
+    EXPECT_EQ(4u, RecordOf(set, hKey).dwState);
 }
 
 TEST(StringHashSet, InsertKeyOfAKeySetsExist)
 {
-    VOStringHashSet kSet;
-    void* hKey = kSet.InsertKey(VOTEXT("key"));
+    VOStringHashSet set;
+    void* hKey = set.InsertKey(VOTEXT("key"));
     int bExist = kUntouched;
-    EXPECT_EQ(hKey, kSet.InsertKey(VOTEXT("key"), &bExist));
+    EXPECT_EQ(hKey, set.InsertKey(VOTEXT("key"), &bExist));
     EXPECT_EQ(1, bExist);
 }
 
 TEST(StringHashSet, InsertKeyOfAStringWithTextSetsExistAndTheTextStays)
 {
-    VOStringHashSet kSet;
-    void* hText = kSet.Insert(VOTEXT("text"));
+    VOStringHashSet set;
+    void* hText = set.Insert(VOTEXT("text"));
     int bExist = kUntouched;
-    EXPECT_EQ(hText, kSet.InsertKey(VOTEXT("text"), &bExist));
+    EXPECT_EQ(hText, set.InsertKey(VOTEXT("text"), &bExist));
     EXPECT_EQ(1, bExist);
-    EXPECT_EQ(VOTEXT("text"), TextOf(kSet, hText));
-    EXPECT_EQ(4u, RecordOf(kSet, hText).dwState);
+    EXPECT_EQ(VOTEXT("text"), TextOf(set, hText));
+    EXPECT_EQ(4u, RecordOf(set, hText).dwState);
 }
 
 TEST(StringHashSet, InsertKeyOfARemovedStringHidesItsText)
 {
-    VOStringHashSet kSet;
-    void* hText = kSet.Insert(VOTEXT("text"));
-    kSet.Remove(hText);
+    VOStringHashSet set;
+    void* hText = set.Insert(VOTEXT("text"));
+    set.Remove(hText);
     int bExist = kUntouched;
-    EXPECT_EQ(hText, kSet.InsertKey(VOTEXT("text"), &bExist));
+    EXPECT_EQ(hText, set.InsertKey(VOTEXT("text"), &bExist));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(hText, kSet.Find(VOTEXT("text")));
-    EXPECT_EQ(nullptr, kSet.GetString(hText));
-    EXPECT_EQ(0u, RecordOf(kSet, hText).dwState);
-    EXPECT_EQ(0u, RecordOf(kSet, hText).hString);
+    EXPECT_EQ(hText, set.Find(VOTEXT("text")));
+    EXPECT_EQ(nullptr, set.GetString(hText));
+    EXPECT_EQ(0u, RecordOf(set, hText).dwState);
+    EXPECT_EQ(0u, RecordOf(set, hText).hString);
 
     // The hidden text comes back without a second copy.
-    const size_t uPool = PoolBytes(kSet);
-    EXPECT_EQ(hText, kSet.Insert(VOTEXT("text"), &bExist));
+    const size_t uPool = PoolBytes(set);
+    EXPECT_EQ(hText, set.Insert(VOTEXT("text"), &bExist));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(uPool, PoolBytes(kSet));
-    EXPECT_EQ(VOTEXT("text"), TextOf(kSet, hText));
+    EXPECT_EQ(uPool, PoolBytes(set));
+    EXPECT_EQ(VOTEXT("text"), TextOf(set, hText));
 }
 
 TEST(StringHashSet, InsertOfARemovedKeyAddsItsText)
 {
-    VOStringHashSet kSet;
-    void* hKey = kSet.InsertKey(VOTEXT("key"));
-    kSet.Remove(hKey);
+    VOStringHashSet set;
+    void* hKey = set.InsertKey(VOTEXT("key"));
+    set.Remove(hKey);
     int bExist = kUntouched;
-    EXPECT_EQ(hKey, kSet.Insert(VOTEXT("key"), &bExist));
+    EXPECT_EQ(hKey, set.Insert(VOTEXT("key"), &bExist));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(VOTEXT("key"), TextOf(kSet, hKey));
-    EXPECT_EQ(9u, PoolBytes(kSet));
+    EXPECT_EQ(VOTEXT("key"), TextOf(set, hKey));
+    EXPECT_EQ(9u, PoolBytes(set));
 }
 
 TEST(StringHashSet, RemoveOfTheInvalidHandleOrOfOneAtTheRecordCountIs0)
 {
-    VOStringHashSet kSet;
-    EXPECT_EQ(0, kSet.Remove(Handle(0)));
-    kSet.Insert(VOTEXT("text"));
-    EXPECT_EQ(0, kSet.Remove(INVALID_HANDLE_VALUE));
-    EXPECT_EQ(0, kSet.Remove(Handle(1)));
-    EXPECT_EQ(0u, Number(kSet.Find(VOTEXT("text"))));
+    VOStringHashSet set;
+    EXPECT_EQ(0, set.Remove(Handle(0)));
+    set.Insert(VOTEXT("text"));
+    EXPECT_EQ(0, set.Remove(INVALID_HANDLE_VALUE));
+    EXPECT_EQ(0, set.Remove(Handle(1)));
+    EXPECT_EQ(0u, Number(set.Find(VOTEXT("text"))));
 }
 
 TEST(StringHashSet, GetStringOfWhatIsNoRecordIsAnEmptyPointer)
 {
-    VOStringHashSet kSet;
-    EXPECT_EQ(nullptr, kSet.GetString(Handle(0)));
-    kSet.Insert(VOTEXT("text"));
-    EXPECT_EQ(nullptr, kSet.GetString(INVALID_HANDLE_VALUE));
-    EXPECT_EQ(nullptr, kSet.GetString(Handle(1)));
-    EXPECT_EQ(VOTEXT("text"), TextOf(kSet, Handle(0x500000000ull)));
+    VOStringHashSet set;
+    EXPECT_EQ(nullptr, set.GetString(Handle(0)));
+    set.Insert(VOTEXT("text"));
+    EXPECT_EQ(nullptr, set.GetString(INVALID_HANDLE_VALUE));
+    EXPECT_EQ(nullptr, set.GetString(Handle(1)));
+    EXPECT_EQ(VOTEXT("text"), TextOf(set, Handle(0x500000000ull)));
 }
 
 TEST(StringHashSet, AnEmptySetCounts0AndHasNoFirstEntry)
 {
-    const VOStringHashSet kSet;
-    VOStringHashSet::Iterator kIterator;
-    EXPECT_EQ(0u, kSet.Count());
-    EXPECT_EQ(0, kSet.GetFirst(kIterator));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("")));
+    const VOStringHashSet set;
+    VOStringHashSet::Iterator iterator;
+    EXPECT_EQ(0u, set.Count());
+    EXPECT_EQ(0, set.GetFirst(iterator));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("")));
 }
 
 TEST(StringHashSet, AnEmptyPointerIsNeitherInsertedNorFound)
 {
-    VOStringHashSet kSet;
+    VOStringHashSet set;
     int bExist = kUntouched;
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Insert(nullptr, &bExist));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.InsertKey(nullptr, &bExist));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(nullptr));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Insert(nullptr, &bExist));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.InsertKey(nullptr, &bExist));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(nullptr));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(0u, kSet.Count());
+    EXPECT_EQ(0u, set.Count());
 }
 
 TEST(StringHashSet, OrdinaryWorkLogsNothing)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     {
-        VOStringHashSet kSet;
-        void* hText = kSet.Insert(VOTEXT("text"));
-        kSet.InsertKey(VOTEXT("key"));
-        kSet.Find(VOTEXT("unknown"));
-        kSet.Remove(hText);
-        kSet.Remove(INVALID_HANDLE_VALUE);
-        kSet.GetString(hText);
-        kSet.ShrinkToFit();
-        WalkOf(kSet);
-        ImageOf(kSet);
-        kSet.SetAlloc(nullptr, 0);
-        kSet.CleanUp();
-        VOStringHashSet kCustomer(VOStringHashSet::SHR_Customer);
-        kCustomer.Insert(VOTEXT("text"));
-        kCustomer.Find(VOTEXT("text"));
-        kCustomer.Remove(hText);
-        kCustomer.CleanUp();
+        VOStringHashSet set;
+        void* hText = set.Insert(VOTEXT("text"));
+        set.InsertKey(VOTEXT("key"));
+        set.Find(VOTEXT("unknown"));
+        set.Remove(hText);
+        set.Remove(INVALID_HANDLE_VALUE);
+        set.GetString(hText);
+        set.ShrinkToFit();
+        WalkOf(set);
+        ImageOf(set);
+        set.SetAlloc(nullptr, 0);
+        set.CleanUp();
+        VOStringHashSet customer(VOStringHashSet::SHR_Customer);
+        customer.Insert(VOTEXT("text"));
+        customer.Find(VOTEXT("text"));
+        customer.Remove(hText);
+        customer.CleanUp();
     }
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(StringHashSet, InHashOnlyModeInsertKeepsNoTextAsInsertKeyDoes)
 {
-    VOStringHashSet kSet(VOStringHashSet::SHR_Provider, VOStringHashSet::SHM_HashOnly);
+    VOStringHashSet set(VOStringHashSet::SHR_Provider, VOStringHashSet::SHM_HashOnly);
     int bExist = kUntouched;
-    void* hText = kSet.Insert(VOTEXT("text"), &bExist);
+    void* hText = set.Insert(VOTEXT("text"), &bExist);
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(hText, kSet.Find(VOTEXT("text")));
-    EXPECT_EQ(nullptr, kSet.GetString(hText));
-    EXPECT_EQ(0u, RecordOf(kSet, hText).dwState);
-    EXPECT_EQ(0u, PoolBytes(kSet));
-    EXPECT_EQ(hText, kSet.Insert(VOTEXT("text"), &bExist));
+    EXPECT_EQ(hText, set.Find(VOTEXT("text")));
+    EXPECT_EQ(nullptr, set.GetString(hText));
+    EXPECT_EQ(0u, RecordOf(set, hText).dwState);
+    EXPECT_EQ(0u, PoolBytes(set));
+    EXPECT_EQ(hText, set.Insert(VOTEXT("text"), &bExist));
     EXPECT_EQ(1, bExist);
 
-    kSet.Remove(hText);
+    set.Remove(hText);
     bExist = kUntouched;
-    EXPECT_EQ(hText, kSet.Insert(VOTEXT("text"), &bExist));
+    EXPECT_EQ(hText, set.Insert(VOTEXT("text"), &bExist));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(0u, RecordOf(kSet, hText).dwState);
-    EXPECT_EQ(0u, PoolBytes(kSet));
+    EXPECT_EQ(0u, RecordOf(set, hText).dwState);
+    EXPECT_EQ(0u, PoolBytes(set));
 }
 
 TEST(StringHashSet, InHashOnlyModeInsertTakesTheTextStateOfALoadedStringAway)
 {
     // The wanted state is 0 in this mode, so a record with text counts as one in another state.
-    VOStringHashSet kSource;
-    kSource.Insert(VOTEXT("text"));
-    const MisalignedBlock kImage(ImageOf(kSource), 1);
-    VOStringHashSet kSet(VOStringHashSet::SHR_Provider, VOStringHashSet::SHM_HashOnly);
-    ASSERT_EQ(1, Set(kSet, kImage, 1));
+    VOStringHashSet source;
+    source.Insert(VOTEXT("text"));
+    const MisalignedBlock image(ImageOf(source), 1);
+    VOStringHashSet set(VOStringHashSet::SHR_Provider, VOStringHashSet::SHM_HashOnly);
+    ASSERT_EQ(1, Set(set, image, 1));
     int bExist = kUntouched;
-    EXPECT_EQ(0u, Number(kSet.Insert(VOTEXT("text"), &bExist)));
+    EXPECT_EQ(0u, Number(set.Insert(VOTEXT("text"), &bExist)));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(nullptr, kSet.GetString(Handle(0)));
-    EXPECT_EQ(0u, RecordOf(kSet, Handle(0)).dwState);
+    EXPECT_EQ(nullptr, set.GetString(Handle(0)));
+    EXPECT_EQ(0u, RecordOf(set, Handle(0)).dwState);
 }
 
 TEST(StringHashSet, TheWalkGoesUpTheFirstHashWithPrimaryRecordsFirstAndShowsAllStates)
 {
-    VOStringHashSet kSet;
+    VOStringHashSet set;
     const std::vector<VOWString> vecGroup = CollidingGroup(0);
     std::vector<std::pair<uint32_t, uint64_t>> vecExpected;
     for (const char* pszText : {"delta", "alpha", "charlie", "bravo", "echo"})
     {
-        vecExpected.push_back({ReferenceHash(Wide(pszText), 0), Number(kSet.Insert(Wide(pszText).c_str()))});
+        vecExpected.push_back({ReferenceHash(Wide(pszText), 0), Number(set.Insert(Wide(pszText).c_str()))});
     }
-    vecExpected.push_back({ReferenceHash(vecGroup[0], 0), Number(kSet.InsertKey(vecGroup[0].c_str()))});
-    void* hConflict = kSet.Insert(vecGroup[1].c_str());
-    kSet.Remove(kSet.Find(VOTEXT("alpha")));
+    vecExpected.push_back({ReferenceHash(vecGroup[0], 0), Number(set.InsertKey(vecGroup[0].c_str()))});
+    void* hConflict = set.Insert(vecGroup[1].c_str());
+    set.Remove(set.Find(VOTEXT("alpha")));
 
     std::sort(vecExpected.begin(), vecExpected.end());
     std::vector<uint64_t> vecHandle;
@@ -354,34 +354,34 @@ TEST(StringHashSet, TheWalkGoesUpTheFirstHashWithPrimaryRecordsFirstAndShowsAllS
         vecHandle.push_back(ullHandle);
     }
     vecHandle.push_back(Number(hConflict));
-    EXPECT_EQ(vecHandle, WalkOf(kSet));
+    EXPECT_EQ(vecHandle, WalkOf(set));
 }
 
 TEST(StringHashSet, HasNextStopsAtTheEndOfTheConflictMap)
 {
-    VOStringHashSet kSet;
+    VOStringHashSet set;
     const std::vector<VOWString> vecGroup = CollidingGroup(0);
-    kSet.Insert(vecGroup[0].c_str());
-    kSet.Insert(vecGroup[1].c_str());
-    VOStringHashSet::Iterator kIterator;
-    ASSERT_EQ(1, kSet.GetFirst(kIterator));
-    EXPECT_EQ(1u, kIterator.uStage);
-    EXPECT_EQ(0u, Number(kIterator.hString));
-    ASSERT_EQ(1, kSet.HasNext(kIterator));
-    EXPECT_EQ(2u, kIterator.uStage);
-    EXPECT_EQ(1u, Number(kIterator.hString));
-    EXPECT_EQ(0, kSet.HasNext(kIterator));
+    set.Insert(vecGroup[0].c_str());
+    set.Insert(vecGroup[1].c_str());
+    VOStringHashSet::Iterator iterator;
+    ASSERT_EQ(1, set.GetFirst(iterator));
+    EXPECT_EQ(1u, iterator.uStage);
+    EXPECT_EQ(0u, Number(iterator.hString));
+    ASSERT_EQ(1, set.HasNext(iterator));
+    EXPECT_EQ(2u, iterator.uStage);
+    EXPECT_EQ(1u, Number(iterator.hString));
+    EXPECT_EQ(0, set.HasNext(iterator));
 }
 
 TEST(StringHashSet, HasNextOfACursorInNoStageIs0)
 {
-    VOStringHashSet kSet;
-    kSet.Insert(VOTEXT("text"));
-    VOStringHashSet::Iterator kIterator;
-    EXPECT_EQ(0, kSet.HasNext(kIterator));
-    ASSERT_EQ(1, kSet.GetFirst(kIterator));
-    kIterator.uStage = 3;
-    EXPECT_EQ(0, kSet.HasNext(kIterator));
+    VOStringHashSet set;
+    set.Insert(VOTEXT("text"));
+    VOStringHashSet::Iterator iterator;
+    EXPECT_EQ(0, set.HasNext(iterator));
+    ASSERT_EQ(1, set.GetFirst(iterator));
+    iterator.uStage = 3;
+    EXPECT_EQ(0, set.HasNext(iterator));
 }
 
 TEST(StringHashSet, TwoStringsOfOneFirstHashAreToldApartThroughTheConflictMap)
@@ -389,153 +389,153 @@ TEST(StringHashSet, TwoStringsOfOneFirstHashAreToldApartThroughTheConflictMap)
     for (size_t uGroup = 0; uGroup < CollidingTexts().size(); ++uGroup)
     {
         const std::vector<VOWString> vecGroup = CollidingGroup(uGroup);
-        VOStringHashSet kSet;
-        void* hFirst = kSet.Insert(vecGroup[0].c_str());
-        void* hSecond = kSet.Insert(vecGroup[1].c_str());
+        VOStringHashSet set;
+        void* hFirst = set.Insert(vecGroup[0].c_str());
+        void* hSecond = set.Insert(vecGroup[1].c_str());
         EXPECT_NE(hFirst, hSecond);
-        EXPECT_EQ(2u, kSet.Count());
-        EXPECT_EQ(hFirst, kSet.Find(vecGroup[0].c_str()));
-        EXPECT_EQ(hSecond, kSet.Find(vecGroup[1].c_str()));
-        EXPECT_EQ(vecGroup[0], TextOf(kSet, hFirst));
-        EXPECT_EQ(vecGroup[1], TextOf(kSet, hSecond));
-        EXPECT_EQ(1u, RecordOf(kSet, hFirst).dwHashMask);
-        EXPECT_EQ(3u, RecordOf(kSet, hSecond).dwHashMask);
-        EXPECT_EQ(ReferenceHash(vecGroup[1], 1), RecordOf(kSet, hSecond).uHash1);
+        EXPECT_EQ(2u, set.Count());
+        EXPECT_EQ(hFirst, set.Find(vecGroup[0].c_str()));
+        EXPECT_EQ(hSecond, set.Find(vecGroup[1].c_str()));
+        EXPECT_EQ(vecGroup[0], TextOf(set, hFirst));
+        EXPECT_EQ(vecGroup[1], TextOf(set, hSecond));
+        EXPECT_EQ(1u, RecordOf(set, hFirst).dwHashMask);
+        EXPECT_EQ(3u, RecordOf(set, hSecond).dwHashMask);
+        EXPECT_EQ(ReferenceHash(vecGroup[1], 1), RecordOf(set, hSecond).uHash1);
     }
 }
 
 TEST(StringHashSet, ADerivedClassSeesItsRecordsMapsAndPool)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(0);
-    OpenSet kSet;
-    EXPECT_EQ(VOStringHashSet::SHR_Provider, kSet.m_eHashRole);
-    EXPECT_EQ(VOStringHashSet::SHM_HashAndString, kSet.m_eHashMode);
-    kSet.Insert(vecGroup[0].c_str());
-    kSet.Insert(vecGroup[1].c_str());
-    EXPECT_EQ(2u, kSet.m_vecHashStringParam.Count());
-    EXPECT_EQ(3u, kSet.m_vecHashStringParam[1].dwHashMask);
-    EXPECT_EQ(1u, kSet.m_mapHashString.Count());
-    EXPECT_EQ(1u, kSet.m_mapHashConflict.Count());
-    EXPECT_EQ(2u, kSet.m_pkStringPool->Count());
+    OpenSet set;
+    EXPECT_EQ(VOStringHashSet::SHR_Provider, set.m_eHashRole);
+    EXPECT_EQ(VOStringHashSet::SHM_HashAndString, set.m_eHashMode);
+    set.Insert(vecGroup[0].c_str());
+    set.Insert(vecGroup[1].c_str());
+    EXPECT_EQ(2u, set.m_vecHashStringParam.Count());
+    EXPECT_EQ(3u, set.m_vecHashStringParam[1].dwHashMask);
+    EXPECT_EQ(1u, set.m_mapHashString.Count());
+    EXPECT_EQ(1u, set.m_mapHashConflict.Count());
+    EXPECT_EQ(2u, set.m_pkStringPool->Count());
 }
 
 TEST(StringHashSet, AThirdStringOfOneFirstHashIsTakenForTheSecond)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(1);
-    VOStringHashSet kSet;
-    kSet.Insert(vecGroup[0].c_str());
-    void* hSecond = kSet.Insert(vecGroup[1].c_str());
-    const size_t uPool = PoolBytes(kSet);
+    VOStringHashSet set;
+    set.Insert(vecGroup[0].c_str());
+    void* hSecond = set.Insert(vecGroup[1].c_str());
+    const size_t uPool = PoolBytes(set);
     int bExist = kUntouched;
-    EXPECT_EQ(hSecond, kSet.Insert(vecGroup[2].c_str(), &bExist));
+    EXPECT_EQ(hSecond, set.Insert(vecGroup[2].c_str(), &bExist));
     EXPECT_EQ(1, bExist);
-    EXPECT_EQ(hSecond, kSet.Find(vecGroup[2].c_str()));
-    EXPECT_EQ(hSecond, kSet.Find(vecGroup[3].c_str()));
-    EXPECT_EQ(hSecond, kSet.InsertKey(vecGroup[3].c_str()));
-    EXPECT_EQ(2u, kSet.Count());
-    EXPECT_EQ(uPool, PoolBytes(kSet));
-    EXPECT_EQ(vecGroup[1], TextOf(kSet, hSecond));
+    EXPECT_EQ(hSecond, set.Find(vecGroup[2].c_str()));
+    EXPECT_EQ(hSecond, set.Find(vecGroup[3].c_str()));
+    EXPECT_EQ(hSecond, set.InsertKey(vecGroup[3].c_str()));
+    EXPECT_EQ(2u, set.Count());
+    EXPECT_EQ(uPool, PoolBytes(set));
+    EXPECT_EQ(vecGroup[1], TextOf(set, hSecond));
 }
 
 TEST(StringHashSet, AThirdStringThatRevivesTheSecondLeavesItsHashAndTheSecondsText)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(2);
-    VOStringHashSet kSet;
-    kSet.Insert(vecGroup[0].c_str());
-    void* hSecond = kSet.Insert(vecGroup[1].c_str());
-    kSet.Remove(hSecond);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(vecGroup[2].c_str()));
-    EXPECT_EQ(hSecond, kSet.Insert(vecGroup[2].c_str()));
-    EXPECT_EQ(vecGroup[1], TextOf(kSet, hSecond));
-    EXPECT_EQ(ReferenceHash(vecGroup[2], 1), RecordOf(kSet, hSecond).uHash1);
-    EXPECT_EQ(3u, RecordOf(kSet, hSecond).dwHashMask);
+    VOStringHashSet set;
+    set.Insert(vecGroup[0].c_str());
+    void* hSecond = set.Insert(vecGroup[1].c_str());
+    set.Remove(hSecond);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(vecGroup[2].c_str()));
+    EXPECT_EQ(hSecond, set.Insert(vecGroup[2].c_str()));
+    EXPECT_EQ(vecGroup[1], TextOf(set, hSecond));
+    EXPECT_EQ(ReferenceHash(vecGroup[2], 1), RecordOf(set, hSecond).uHash1);
+    EXPECT_EQ(3u, RecordOf(set, hSecond).dwHashMask);
 }
 
 TEST(StringHashSet, ARemovedFirstStringKeepsItsPlaceInThePrimaryMap)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(3);
-    VOStringHashSet kSet;
-    void* hFirst = kSet.Insert(vecGroup[0].c_str());
-    kSet.Remove(hFirst);
-    void* hSecond = kSet.Insert(vecGroup[1].c_str());
+    VOStringHashSet set;
+    void* hFirst = set.Insert(vecGroup[0].c_str());
+    set.Remove(hFirst);
+    void* hSecond = set.Insert(vecGroup[1].c_str());
     EXPECT_NE(hFirst, hSecond);
-    EXPECT_EQ(3u, RecordOf(kSet, hSecond).dwHashMask);
-    EXPECT_EQ(hFirst, kSet.Insert(vecGroup[0].c_str()));
-    EXPECT_EQ(hSecond, kSet.Find(vecGroup[1].c_str()));
+    EXPECT_EQ(3u, RecordOf(set, hSecond).dwHashMask);
+    EXPECT_EQ(hFirst, set.Insert(vecGroup[0].c_str()));
+    EXPECT_EQ(hSecond, set.Find(vecGroup[1].c_str()));
 }
 
 TEST(StringHashSet, TwoStringsThatAgreeInBothHashesAreOneString)
 {
-    for (const auto& rkPair : TwinTexts())
+    for (const auto& pair : TwinTexts())
     {
-        VOStringHashSet kSet;
-        void* hFirst = kSet.Insert(Wide(rkPair[0]).c_str());
+        VOStringHashSet set;
+        void* hFirst = set.Insert(Wide(pair[0]).c_str());
         int bExist = kUntouched;
-        EXPECT_EQ(hFirst, kSet.Insert(Wide(rkPair[1]).c_str(), &bExist));
+        EXPECT_EQ(hFirst, set.Insert(Wide(pair[1]).c_str(), &bExist));
         EXPECT_EQ(1, bExist);
-        EXPECT_EQ(hFirst, kSet.Find(Wide(rkPair[1]).c_str()));
-        EXPECT_EQ(Wide(rkPair[0]), TextOf(kSet, hFirst));
-        EXPECT_EQ(1u, kSet.Count());
+        EXPECT_EQ(hFirst, set.Find(Wide(pair[1]).c_str()));
+        EXPECT_EQ(Wide(pair[0]), TextOf(set, hFirst));
+        EXPECT_EQ(1u, set.Count());
     }
 }
 
 TEST(StringHashSet, CleanUpForgetsAllAndTheNextStringGetsHandle0)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(4);
-    VOStringHashSet kSet;
-    void* hFirst = kSet.Insert(vecGroup[0].c_str());
-    kSet.Insert(vecGroup[1].c_str());
-    EXPECT_EQ(1, kSet.CleanUp());
-    EXPECT_EQ(0u, kSet.Count());
-    EXPECT_EQ(nullptr, kSet.GetString(hFirst));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(vecGroup[0].c_str()));
-    EXPECT_TRUE(SameBytes(StringSetModel().Image(), ImageOf(kSet)));
-    EXPECT_EQ(0u, Number(kSet.Insert(vecGroup[1].c_str())));
-    EXPECT_EQ(1u, RecordOf(kSet, Handle(0)).dwHashMask);
+    VOStringHashSet set;
+    void* hFirst = set.Insert(vecGroup[0].c_str());
+    set.Insert(vecGroup[1].c_str());
+    EXPECT_EQ(1, set.CleanUp());
+    EXPECT_EQ(0u, set.Count());
+    EXPECT_EQ(nullptr, set.GetString(hFirst));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(vecGroup[0].c_str()));
+    EXPECT_TRUE(SameBytes(StringSetModel().Image(), ImageOf(set)));
+    EXPECT_EQ(0u, Number(set.Insert(vecGroup[1].c_str())));
+    EXPECT_EQ(1u, RecordOf(set, Handle(0)).dwHashMask);
 }
 
 TEST(StringHashSet, ShrinkToFitChangesNoAnswer)
 {
-    VOStringHashSet kSet;
-    EXPECT_EQ(1, kSet.ShrinkToFit());
-    void* hText = kSet.Insert(VOTEXT("text"));
-    const Bytes vecImage = ImageOf(kSet);
-    EXPECT_EQ(1, kSet.ShrinkToFit());
-    EXPECT_TRUE(SameBytes(vecImage, ImageOf(kSet)));
-    EXPECT_EQ(hText, kSet.Find(VOTEXT("text")));
-    EXPECT_EQ(1u, Number(kSet.Insert(VOTEXT("more"))));
+    VOStringHashSet set;
+    EXPECT_EQ(1, set.ShrinkToFit());
+    void* hText = set.Insert(VOTEXT("text"));
+    const Bytes vecImage = ImageOf(set);
+    EXPECT_EQ(1, set.ShrinkToFit());
+    EXPECT_TRUE(SameBytes(vecImage, ImageOf(set)));
+    EXPECT_EQ(hText, set.Find(VOTEXT("text")));
+    EXPECT_EQ(1u, Number(set.Insert(VOTEXT("more"))));
 }
 
 TEST(StringHashSet, ACustomerWithoutAnImageAnswersAsNotFound)
 {
-    VOStringHashSet kSet(VOStringHashSet::SHR_Customer);
+    VOStringHashSet set(VOStringHashSet::SHR_Customer);
     int bExist = kUntouched;
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Insert(VOTEXT("text"), &bExist));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.InsertKey(VOTEXT("text"), &bExist));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Insert(VOTEXT("text"), &bExist));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.InsertKey(VOTEXT("text"), &bExist));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Find(VOTEXT("text")));
-    EXPECT_EQ(0, kSet.Remove(Handle(0)));
-    EXPECT_EQ(0, kSet.ShrinkToFit());
-    EXPECT_EQ(0u, kSet.Count());
-    VOStringHashSet::Iterator kIterator;
-    EXPECT_EQ(0, kSet.GetFirst(kIterator));
-    EXPECT_EQ(1, kSet.CleanUp());
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Find(VOTEXT("text")));
+    EXPECT_EQ(0, set.Remove(Handle(0)));
+    EXPECT_EQ(0, set.ShrinkToFit());
+    EXPECT_EQ(0u, set.Count());
+    VOStringHashSet::Iterator iterator;
+    EXPECT_EQ(0, set.GetFirst(iterator));
+    EXPECT_EQ(1, set.CleanUp());
 }
 
 TEST(StringHashSet, FindHashStringTellsHashesAndMaskAndDoesNotLookAtTheState)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(5);
-    OpenSet kSet;
-    void* hFirst = kSet.Insert(vecGroup[0].c_str());
-    void* hSecond = kSet.Insert(vecGroup[1].c_str());
-    kSet.Remove(hFirst);
+    OpenSet set;
+    void* hFirst = set.Insert(vecGroup[0].c_str());
+    void* hSecond = set.Insert(vecGroup[1].c_str());
+    set.Remove(hFirst);
 
     unsigned int uHash0 = 0;
     unsigned int uHash1 = 0;
     unsigned int uHash2 = 77;
     VOULONG dwHashMask = 0;
     void* hString = nullptr;
-    EXPECT_EQ(1, kSet._FindHashString_P(vecGroup[0].c_str(), uHash0, uHash1, uHash2, dwHashMask, hString));
+    EXPECT_EQ(1, set._FindHashString_P(vecGroup[0].c_str(), uHash0, uHash1, uHash2, dwHashMask, hString));
     EXPECT_EQ(hFirst, hString);
     EXPECT_EQ(1u, dwHashMask);
     EXPECT_EQ(ReferenceHash(vecGroup[0], 0), uHash0);
@@ -543,13 +543,13 @@ TEST(StringHashSet, FindHashStringTellsHashesAndMaskAndDoesNotLookAtTheState)
     EXPECT_EQ(77u, uHash2);
 
     dwHashMask = 8;
-    EXPECT_EQ(1, kSet._FindHashString_P(vecGroup[1].c_str(), uHash0, uHash1, uHash2, dwHashMask, hString));
+    EXPECT_EQ(1, set._FindHashString_P(vecGroup[1].c_str(), uHash0, uHash1, uHash2, dwHashMask, hString));
     EXPECT_EQ(hSecond, hString);
     EXPECT_EQ(11u, dwHashMask);
 
     dwHashMask = 0;
     hString = Handle(5);
-    EXPECT_EQ(0, kSet._FindHashString_P(VOTEXT("unknown"), uHash0, uHash1, uHash2, dwHashMask, hString));
+    EXPECT_EQ(0, set._FindHashString_P(VOTEXT("unknown"), uHash0, uHash1, uHash2, dwHashMask, hString));
     EXPECT_EQ(1u, dwHashMask);
     EXPECT_EQ(5u, Number(hString));
     EXPECT_EQ(ReferenceHash(VOTEXT("unknown"), 1), uHash1);
@@ -558,68 +558,68 @@ TEST(StringHashSet, FindHashStringTellsHashesAndMaskAndDoesNotLookAtTheState)
 TEST(StringHashSet, FindHashStringGoesOnToTheConflictMapAlsoWhenThatHasNothing)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(6);
-    OpenSet kSet;
-    kSet.Insert(vecGroup[0].c_str());
+    OpenSet set;
+    set.Insert(vecGroup[0].c_str());
     unsigned int uHash0 = 0;
     unsigned int uHash1 = 0;
     unsigned int uHash2 = 0;
     VOULONG dwHashMask = 0;
     void* hString = nullptr;
-    EXPECT_EQ(0, kSet._FindHashString_P(vecGroup[1].c_str(), uHash0, uHash1, uHash2, dwHashMask, hString));
+    EXPECT_EQ(0, set._FindHashString_P(vecGroup[1].c_str(), uHash0, uHash1, uHash2, dwHashMask, hString));
     EXPECT_EQ(3u, dwHashMask);
 }
 
 TEST(StringHashSet, AddHashStringParamPushesARecordInState0)
 {
-    OpenSet kSet;
-    EXPECT_EQ(0u, Number(kSet._AddHashStringParam_P(Handle(9), 3, 0x11, 0x22, 0x33)));
-    EXPECT_EQ(1u, Number(kSet._AddHashStringParam_P(INVALID_HANDLE_VALUE, 1, 0x44, 0x55, 0x66)));
-    EXPECT_EQ(9u, RecordOf(kSet, Handle(0)).hString);
-    EXPECT_EQ(0u, RecordOf(kSet, Handle(0)).dwState);
-    EXPECT_EQ(3u, RecordOf(kSet, Handle(0)).dwHashMask);
-    EXPECT_EQ(0x11u, RecordOf(kSet, Handle(0)).uHash0);
-    EXPECT_EQ(0x22u, RecordOf(kSet, Handle(0)).uHash1);
-    EXPECT_EQ(0x44u, RecordOf(kSet, Handle(1)).uHash0);
-    EXPECT_EQ(0u, kSet.Count());
+    OpenSet set;
+    EXPECT_EQ(0u, Number(set._AddHashStringParam_P(Handle(9), 3, 0x11, 0x22, 0x33)));
+    EXPECT_EQ(1u, Number(set._AddHashStringParam_P(INVALID_HANDLE_VALUE, 1, 0x44, 0x55, 0x66)));
+    EXPECT_EQ(9u, RecordOf(set, Handle(0)).hString);
+    EXPECT_EQ(0u, RecordOf(set, Handle(0)).dwState);
+    EXPECT_EQ(3u, RecordOf(set, Handle(0)).dwHashMask);
+    EXPECT_EQ(0x11u, RecordOf(set, Handle(0)).uHash0);
+    EXPECT_EQ(0x22u, RecordOf(set, Handle(0)).uHash1);
+    EXPECT_EQ(0x44u, RecordOf(set, Handle(1)).uHash0);
+    EXPECT_EQ(0u, set.Count());
 }
 
 TEST(StringHashSet, ResetHashStringParamWritesAllFieldsOfTheGivenRecord)
 {
-    OpenSet kSet;
-    VOStringHashSet::StringHashParam kParam;
-    EXPECT_EQ(0, kSet._ResetHashStringParam(Handle(9), 3, 4, 0x11, 0x22, 0x33, nullptr));
-    EXPECT_EQ(1, kSet._ResetHashStringParam(Handle(9), 3, 4, 0x11, 0x22, 0x33, &kParam));
-    EXPECT_EQ(9u, Number(kParam.hString));
-    EXPECT_EQ(4u, kParam.dwState);
-    EXPECT_EQ(3u, kParam.dwHashMask);
-    EXPECT_EQ(0x11u, kParam.uHash0);
-    EXPECT_EQ(0x22u, kParam.uHash1);
+    OpenSet set;
+    VOStringHashSet::StringHashParam param;
+    EXPECT_EQ(0, set._ResetHashStringParam(Handle(9), 3, 4, 0x11, 0x22, 0x33, nullptr));
+    EXPECT_EQ(1, set._ResetHashStringParam(Handle(9), 3, 4, 0x11, 0x22, 0x33, &param));
+    EXPECT_EQ(9u, Number(param.hString));
+    EXPECT_EQ(4u, param.dwState);
+    EXPECT_EQ(3u, param.dwHashMask);
+    EXPECT_EQ(0x11u, param.uHash0);
+    EXPECT_EQ(0x22u, param.uHash1);
 }
 
 TEST(StringHashSet, InsertingOneStringAgainAndAgainGivesWhatALookupGives)
 {
     const std::vector<VOWString> vecGroup = CollidingGroup(9);
-    VOStringHashSet kSet;
-    void* hFirst = kSet.Insert(vecGroup[0].c_str());
-    void* hSecond = kSet.Insert(vecGroup[1].c_str());
+    VOStringHashSet set;
+    void* hFirst = set.Insert(vecGroup[0].c_str());
+    void* hSecond = set.Insert(vecGroup[1].c_str());
     for (int i = 0; i < 3; ++i)
     {
-        EXPECT_EQ(hSecond, kSet.Insert(vecGroup[1].c_str()));
-        EXPECT_EQ(hSecond, kSet.Insert(vecGroup[2].c_str()));
-        EXPECT_EQ(hFirst, kSet.Insert(vecGroup[0].c_str()));
-        EXPECT_EQ(hFirst, kSet.Insert(vecGroup[0].c_str()));
+        EXPECT_EQ(hSecond, set.Insert(vecGroup[1].c_str()));
+        EXPECT_EQ(hSecond, set.Insert(vecGroup[2].c_str()));
+        EXPECT_EQ(hFirst, set.Insert(vecGroup[0].c_str()));
+        EXPECT_EQ(hFirst, set.Insert(vecGroup[0].c_str()));
     }
-    kSet.Remove(hFirst);
+    set.Remove(hFirst);
     int bExist = kUntouched;
-    EXPECT_EQ(hFirst, kSet.Insert(vecGroup[0].c_str(), &bExist));
+    EXPECT_EQ(hFirst, set.Insert(vecGroup[0].c_str(), &bExist));
     EXPECT_EQ(kUntouched, bExist);
-    EXPECT_EQ(hFirst, kSet.Insert(vecGroup[0].c_str(), &bExist));
+    EXPECT_EQ(hFirst, set.Insert(vecGroup[0].c_str(), &bExist));
     EXPECT_EQ(1, bExist);
 
-    kSet.CleanUp();
+    set.CleanUp();
     bExist = kUntouched;
-    EXPECT_EQ(0u, Number(kSet.Insert(VOTEXT("other"), &bExist)));
-    EXPECT_EQ(1u, Number(kSet.Insert(vecGroup[0].c_str(), &bExist)));
+    EXPECT_EQ(0u, Number(set.Insert(VOTEXT("other"), &bExist)));
+    EXPECT_EQ(1u, Number(set.Insert(vecGroup[0].c_str(), &bExist)));
     EXPECT_EQ(kUntouched, bExist);
 }
 
@@ -640,10 +640,10 @@ TEST(StringHashSet, TextsThatOnlyALanguageTakesForEqualAreDifferentStrings)
     };
     for (const auto& [strFirst, strSecond] : vecPair)
     {
-        VOStringHashSet kSet;
-        void* hFirst = kSet.Insert(strFirst.c_str());
-        EXPECT_EQ(hFirst, kSet.Insert(strFirst.c_str()));
-        EXPECT_NE(hFirst, kSet.Insert(strSecond.c_str())) << Shown(strFirst) << " and " << Shown(strSecond);
-        EXPECT_EQ(2u, kSet.Count()) << Shown(strFirst) << " and " << Shown(strSecond);
+        VOStringHashSet set;
+        void* hFirst = set.Insert(strFirst.c_str());
+        EXPECT_EQ(hFirst, set.Insert(strFirst.c_str()));
+        EXPECT_NE(hFirst, set.Insert(strSecond.c_str())) << Shown(strFirst) << " and " << Shown(strSecond);
+        EXPECT_EQ(2u, set.Count()) << Shown(strFirst) << " and " << Shown(strSecond);
     }
 }

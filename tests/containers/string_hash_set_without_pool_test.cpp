@@ -25,73 +25,73 @@ public:
 
 TEST(StringHashSetWithoutPool, InsertsNothing)
 {
-    SetWithoutPool kSet;
-    kSet.DropPool();
-    const LogCapture kLog;
+    SetWithoutPool set;
+    set.DropPool();
+    const LogCapture log;
     int bExist = 7;
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.Insert(VOTEXT("text"), &bExist));
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kSet.InsertKey(VOTEXT("key"), &bExist));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.Insert(VOTEXT("text"), &bExist));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, set.InsertKey(VOTEXT("key"), &bExist));
     EXPECT_EQ(7, bExist);
-    EXPECT_EQ(0u, kSet.Count());
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, set.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(StringHashSetWithoutPool, FindsWhatItKnowsAndHasNoTexts)
 {
-    SetWithoutPool kSet;
-    void* hText = kSet.Insert(VOTEXT("text"));
-    ASSERT_NE(nullptr, kSet.GetString(hText));
-    kSet.DropPool();
-    EXPECT_EQ(hText, kSet.Find(VOTEXT("text")));
-    EXPECT_EQ(nullptr, kSet.GetString(hText));
+    SetWithoutPool set;
+    void* hText = set.Insert(VOTEXT("text"));
+    ASSERT_NE(nullptr, set.GetString(hText));
+    set.DropPool();
+    EXPECT_EQ(hText, set.Find(VOTEXT("text")));
+    EXPECT_EQ(nullptr, set.GetString(hText));
 }
 
 TEST(StringHashSetWithoutPool, CleansUpAndDoesNotShrink)
 {
-    SetWithoutPool kSet;
-    kSet.Insert(VOTEXT("text"));
-    kSet.DropPool();
-    const LogCapture kLog;
-    EXPECT_EQ(0, kSet.ShrinkToFit());
-    kSet.DropViews();
-    EXPECT_EQ(1u, kSet.Count());
-    EXPECT_EQ(1, kSet.CleanUp());
-    EXPECT_EQ(0u, kSet.Count());
-    EXPECT_EQ(0u, kLog.Count());
+    SetWithoutPool set;
+    set.Insert(VOTEXT("text"));
+    set.DropPool();
+    const LogCapture log;
+    EXPECT_EQ(0, set.ShrinkToFit());
+    set.DropViews();
+    EXPECT_EQ(1u, set.Count());
+    EXPECT_EQ(1, set.CleanUp());
+    EXPECT_EQ(0u, set.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(StringHashSetWithoutPool, GivesAndTakesNoImage)
 {
-    VOStringHashSet kSource;
-    kSource.Insert(VOTEXT("text"));
+    VOStringHashSet source;
+    source.Insert(VOTEXT("text"));
     for (const VOStringHashSet::StringHashRole eRole : {VOStringHashSet::SHR_Provider, VOStringHashSet::SHR_Customer})
     {
-        SetWithoutPool kSet(eRole);
-        kSet.DropPool();
-        EXPECT_EQ(nullptr, kSet.GetAlloc());
-        EXPECT_LT(kVOMaxImageSize, kSet.AllocSize());
-        VOStringHashSet::StringHashSetAlloc* pAlloc = kSource.GetAlloc();
-        EXPECT_EQ(0, kSet.SetAlloc(pAlloc, 1));
-        EXPECT_EQ(0, kSet.SetAlloc(pAlloc, 0));
+        SetWithoutPool set(eRole);
+        set.DropPool();
+        EXPECT_EQ(nullptr, set.GetAlloc());
+        EXPECT_LT(kVOMaxImageSize, set.AllocSize());
+        VOStringHashSet::StringHashSetAlloc* pAlloc = source.GetAlloc();
+        EXPECT_EQ(0, set.SetAlloc(pAlloc, 1));
+        EXPECT_EQ(0, set.SetAlloc(pAlloc, 0));
         free(pAlloc);
     }
 }
 
 TEST(StringHashSetWithoutPool, IsCopiedAsItIs)
 {
-    SetWithoutPool kSet;
-    void* hText = kSet.Insert(VOTEXT("text"));
-    SetWithoutPool kTarget;
-    kTarget.Insert(VOTEXT("other"));
-    SetWithoutPool kSource;
-    kSource.Insert(VOTEXT("third"));
-    kSet.DropPool();
-    const SetWithoutPool kCopy(kSet);
-    EXPECT_FALSE(kCopy.HasPool());
-    EXPECT_EQ(hText, kCopy.Find(VOTEXT("text")));
-    kTarget = kSet;
-    EXPECT_FALSE(kTarget.HasPool());
-    kTarget = kSource;
-    EXPECT_TRUE(kTarget.HasPool());
-    EXPECT_NE(nullptr, kTarget.GetString(kTarget.Find(VOTEXT("third"))));
+    SetWithoutPool set;
+    void* hText = set.Insert(VOTEXT("text"));
+    SetWithoutPool target;
+    target.Insert(VOTEXT("other"));
+    SetWithoutPool source;
+    source.Insert(VOTEXT("third"));
+    set.DropPool();
+    const SetWithoutPool copy(set);
+    EXPECT_FALSE(copy.HasPool());
+    EXPECT_EQ(hText, copy.Find(VOTEXT("text")));
+    target = set;
+    EXPECT_FALSE(target.HasPool());
+    target = source;
+    EXPECT_TRUE(target.HasPool());
+    EXPECT_NE(nullptr, target.GetString(target.Find(VOTEXT("third"))));
 }

@@ -15,11 +15,11 @@ const Lines kBufferAdd = {TraceLines::Line("pbArr", "VOBufferContainer::Add"),
 
 void AddUnderTrace()
 {
-    VOBufferContainer kBuffer;
-    VOStringContainer kTexts;
+    VOBufferContainer buffer;
+    VOStringContainer texts;
     const unsigned char abBytes[4] = {1, 2, 3, 4};
-    CHECK_HERE(TraceLines::Of([&] { kBuffer.Add(abBytes, 3); }) == kBufferAdd);
-    CHECK_HERE(TraceLines::Of([&] { kTexts.Add(VOTEXT("text")); }) == kBufferAdd);
+    CHECK_HERE(TraceLines::Of([&] { buffer.Add(abBytes, 3); }) == kBufferAdd);
+    CHECK_HERE(TraceLines::Of([&] { texts.Add(VOTEXT("text")); }) == kBufferAdd);
 }
 
 TEST(TraceLinesDeathTest, ATextIsAddedWithTheChecksOfTheBuffer)
@@ -29,22 +29,22 @@ TEST(TraceLinesDeathTest, ATextIsAddedWithTheChecksOfTheBuffer)
 
 void SetUnderTrace()
 {
-    VOStringHashSet kProvider;
-    VOStringHash kHash;
-    CHECK_HERE(TraceLines::Of([&] { kHash.HashA("a", 0); }).empty());
-    CHECK_HERE(TraceLines::Of([&] { kHash.HashW(VOTEXT("a"), 0); }).empty());
-    CHECK_HERE(TraceLines::Of([&] { kProvider.Insert(VOTEXT("text")); }) == kBufferAdd);
-    CHECK_HERE(TraceLines::Of([&] { kProvider.Insert(VOTEXT("text")); }).empty());
-    CHECK_HERE(TraceLines::Of([&] { kProvider.InsertKey(VOTEXT("key")); }).empty());
-    CHECK_HERE(TraceLines::Of([&] { kProvider.Find(VOTEXT("key")); }).empty());
+    VOStringHashSet provider;
+    VOStringHash hash;
+    CHECK_HERE(TraceLines::Of([&] { hash.HashA("a", 0); }).empty());
+    CHECK_HERE(TraceLines::Of([&] { hash.HashW(VOTEXT("a"), 0); }).empty());
+    CHECK_HERE(TraceLines::Of([&] { provider.Insert(VOTEXT("text")); }) == kBufferAdd);
+    CHECK_HERE(TraceLines::Of([&] { provider.Insert(VOTEXT("text")); }).empty());
+    CHECK_HERE(TraceLines::Of([&] { provider.InsertKey(VOTEXT("key")); }).empty());
+    CHECK_HERE(TraceLines::Of([&] { provider.Find(VOTEXT("key")); }).empty());
 
-    VOStringHashSet::StringHashSetAlloc* pAlloc = kProvider.GetAlloc();
-    VOStringHashSet kCustomer(VOStringHashSet::SHR_Customer);
-    CHECK_HERE(TraceLines::Of([&] { CHECK_HERE(kCustomer.SetAlloc(pAlloc, 1) == 1); }).empty());
-    CHECK_HERE(TraceLines::Of([&] { kCustomer.Find(VOTEXT("key")); }).empty());
-    CHECK_HERE(TraceLines::Of([&] { kCustomer.CleanUp(); }).empty());
+    VOStringHashSet::StringHashSetAlloc* pAlloc = provider.GetAlloc();
+    VOStringHashSet customer(VOStringHashSet::SHR_Customer);
+    CHECK_HERE(TraceLines::Of([&] { CHECK_HERE(customer.SetAlloc(pAlloc, 1) == 1); }).empty());
+    CHECK_HERE(TraceLines::Of([&] { customer.Find(VOTEXT("key")); }).empty());
+    CHECK_HERE(TraceLines::Of([&] { customer.CleanUp(); }).empty());
     free(pAlloc);
-    CHECK_HERE(TraceLines::Of([&] { kProvider.CleanUp(); }) ==
+    CHECK_HERE(TraceLines::Of([&] { provider.CleanUp(); }) ==
                Lines{TraceLines::Line("m_pkStringPool->Release()", "VOStringHashSet::_CleanUp_P")});
 }
 

@@ -13,15 +13,15 @@ using namespace votest;
 #define VOTEST_ZERO 0
 #define VOTEST_IDENTITY(value) (value)
 
-int PlainProcessError(int nValue, std::string& rstrSteps)
+int PlainProcessError(int nValue, std::string& strSteps)
 {
     int nResult = 0;
-    rstrSteps += "a";
+    strSteps += "a";
     VO_PROCESS_ERROR(nValue < 3);
-    rstrSteps += "b";
+    strSteps += "b";
     nResult = 1;
 Exit0:
-    rstrSteps += "c";
+    strSteps += "c";
     return nResult;
 }
 
@@ -55,10 +55,10 @@ Exit0:
     return nResult;
 }
 
-int PlainCheckError(int nValue, std::string& rstrSteps)
+int PlainCheckError(int nValue, std::string& strSteps)
 {
     VO_CHECK_ERROR(nValue < 3);
-    rstrSteps += "next";
+    strSteps += "next";
     return 1;
 }
 
@@ -125,9 +125,9 @@ int InAnAnonymousNamespace()
 }
 
 // The function that the last captured line names.
-std::string LastFunction(const LogCapture& rkLog)
+std::string LastFunction(const LogCapture& log)
 {
-    const std::string strLine = rkLog.Lines().back();
+    const std::string strLine = log.Lines().back();
     const std::string strMark = " at line # in ";
     const size_t uAt = strLine.find(strMark);
     return uAt == std::string::npos ? strLine
@@ -137,98 +137,98 @@ std::string LastFunction(const LogCapture& rkLog)
 
 TEST(CheckMacros, AFailingProcessErrorLogsAndRunsOnlyTheCleanUp)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     std::string strSteps;
     EXPECT_EQ(0, PlainProcessError(3, strSteps));
     EXPECT_EQ("ac", strSteps);
     EXPECT_EQ((std::vector<std::string>{CheckLine("VO_PROCESS_ERROR", "nValue < 3", "PlainProcessError")}),
-              kLog.Lines());
-    EXPECT_EQ(VOLOG_ERROR, kLog.Entries().at(0).emPriority);
+              log.Lines());
+    EXPECT_EQ(VOLOG_ERROR, log.Entries().at(0).emPriority);
 }
 
 TEST(CheckMacros, APassingProcessErrorLogsNothing)
 {
-    const LogCapture kLog;
-    StdoutCapture kStdout;
+    const LogCapture log;
+    StdoutCapture printed;
     std::string strSteps;
     EXPECT_EQ(1, PlainProcessError(2, strSteps));
     EXPECT_EQ("abc", strSteps);
-    EXPECT_EQ("", kStdout.Text());
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ("", printed.Text());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(CheckMacros, AComProcessErrorFailsWhenItsResultIsNegative)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     EXPECT_EQ(1, PlainComProcessError(0));
     EXPECT_EQ(1, PlainComProcessError(5));
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
     EXPECT_EQ(0, PlainComProcessError(-1));
     EXPECT_EQ((std::vector<std::string>{CheckLine("VO_COM_PROCESS_ERROR", "nValue", "PlainComProcessError")}),
-              kLog.Lines());
-    EXPECT_EQ(VOLOG_ERROR, kLog.Entries().at(0).emPriority);
+              log.Lines());
+    EXPECT_EQ(VOLOG_ERROR, log.Entries().at(0).emPriority);
 }
 
 TEST(CheckMacros, AComProcessErrorTakesAnEnumerationByItsNumber)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     EXPECT_EQ(1, AnyComProcessError(OLD_DONE));
     EXPECT_EQ(1, AnyComProcessError(NewResult::Done));
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
     EXPECT_EQ(0, AnyComProcessError(OLD_FAILED));
     EXPECT_EQ(0, AnyComProcessError(NewResult::Failed));
-    EXPECT_EQ(2u, kLog.Count());
+    EXPECT_EQ(2u, log.Count());
 }
 
 TEST(CheckMacros, AComProcessErrorNeverFailsForAnUnsignedResult)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     EXPECT_EQ(1, AnyComProcessError(0u));
     EXPECT_EQ(1, AnyComProcessError(0x80000000u));
     EXPECT_EQ(1, AnyComProcessError(true));
     EXPECT_EQ(0, AnyComProcessError(-1LL));
     EXPECT_EQ(0, AnyComProcessError(-0.5));
-    EXPECT_EQ(2u, kLog.Count());
+    EXPECT_EQ(2u, log.Count());
 }
 
 TEST(CheckMacros, AFailingCheckErrorLogsAndTheNextStatementRuns)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     std::string strSteps;
     EXPECT_EQ(1, PlainCheckError(3, strSteps));
     EXPECT_EQ("next", strSteps);
-    EXPECT_EQ((std::vector<std::string>{CheckLine("VO_CHECK_ERROR", "nValue < 3", "PlainCheckError")}), kLog.Lines());
+    EXPECT_EQ((std::vector<std::string>{CheckLine("VO_CHECK_ERROR", "nValue < 3", "PlainCheckError")}), log.Lines());
 }
 
 TEST(CheckMacros, APassingCheckErrorLogsNothing)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     std::string strSteps;
     EXPECT_EQ(1, PlainCheckError(2, strSteps));
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(CheckMacros, AProcessErrorFalseNamesNoExpressionAndGoesToTheCleanUp)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     EXPECT_EQ(1, PlainProcessErrorFalse(false));
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
     EXPECT_EQ(0, PlainProcessErrorFalse(true));
-    EXPECT_EQ((std::vector<std::string>{"VO_PROCESS_ERROR_FALSE at line # in PlainProcessErrorFalse\n"}), kLog.Lines());
-    EXPECT_EQ(VOLOG_ERROR, kLog.Entries().at(0).emPriority);
+    EXPECT_EQ((std::vector<std::string>{"VO_PROCESS_ERROR_FALSE at line # in PlainProcessErrorFalse\n"}), log.Lines());
+    EXPECT_EQ(VOLOG_ERROR, log.Entries().at(0).emPriority);
 }
 
 TEST(CheckMacros, TheLineNumberIsThatOfTheCheck)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     VO_CHECK_ERROR(VOTEST_ZERO);
     const int nLine = __LINE__ - 1;
-    EXPECT_NE(std::string::npos, kLog.Entries().at(0).strText.find(" at line " + std::to_string(nLine) + " in "));
+    EXPECT_NE(std::string::npos, log.Entries().at(0).strText.find(" at line " + std::to_string(nLine) + " in "));
 }
 
 TEST(CheckMacros, TheExpressionIsEvaluatedExactlyOnce)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     int nCalls = 0;
     VO_CHECK_ERROR(++nCalls);
     EXPECT_EQ(1, nCalls);
@@ -242,89 +242,89 @@ TEST(CheckMacros, TheExpressionIsEvaluatedExactlyOnce)
     ADD_FAILURE() << "control went on behind a failed check";
 Exit0:
     EXPECT_EQ(5, nCalls);
-    EXPECT_EQ(2u, kLog.Count());
+    EXPECT_EQ(2u, log.Count());
 }
 
 TEST(CheckMacros, TheTextOfAnExpressionIsTakenBeforeItsMacrosExpand)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     VO_CHECK_ERROR(VOTEST_ZERO);
     VO_CHECK_ERROR(VOTEST_IDENTITY(VOTEST_ZERO) != VOTEST_ZERO);
     VO_PROCESS_ERROR(VOTEST_ZERO);
     ADD_FAILURE() << "control went on behind a failed check";
 Exit0:
-    ASSERT_EQ(3u, kLog.Count());
-    EXPECT_EQ(0u, kLog.Lines()[0].find("VO_CHECK_ERROR(VOTEST_ZERO) at line # in "));
-    EXPECT_EQ(0u, kLog.Lines()[1].find("VO_CHECK_ERROR(VOTEST_IDENTITY(VOTEST_ZERO) != VOTEST_ZERO) at line # in "));
-    EXPECT_EQ(0u, kLog.Lines()[2].find("VO_PROCESS_ERROR(VOTEST_ZERO) at line # in "));
+    ASSERT_EQ(3u, log.Count());
+    EXPECT_EQ(0u, log.Lines()[0].find("VO_CHECK_ERROR(VOTEST_ZERO) at line # in "));
+    EXPECT_EQ(0u, log.Lines()[1].find("VO_CHECK_ERROR(VOTEST_IDENTITY(VOTEST_ZERO) != VOTEST_ZERO) at line # in "));
+    EXPECT_EQ(0u, log.Lines()[2].find("VO_PROCESS_ERROR(VOTEST_ZERO) at line # in "));
 }
 
 TEST(CheckMacros, AnExpressionWithSideEffectsIsPrintedAsItIsWritten)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     void* hHandle = nullptr;
     VO_CHECK_ERROR(INVALID_HANDLE_VALUE != (hHandle = INVALID_HANDLE_VALUE));
     EXPECT_EQ(INVALID_HANDLE_VALUE, hHandle);
-    EXPECT_EQ(0u, kLog.Lines().at(0).find(
+    EXPECT_EQ(0u, log.Lines().at(0).find(
                       "VO_CHECK_ERROR(INVALID_HANDLE_VALUE != (hHandle = INVALID_HANDLE_VALUE)) at line # in "));
 }
 
 TEST(CheckMacros, APercentSignInAnExpressionIsPrintedAsItIs)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     const int nValue = 4;
     VO_CHECK_ERROR(nValue % 2 == 1);
-    EXPECT_EQ(0u, kLog.Lines().at(0).find("VO_CHECK_ERROR(nValue % 2 == 1) at line # in "));
+    EXPECT_EQ(0u, log.Lines().at(0).find("VO_CHECK_ERROR(nValue % 2 == 1) at line # in "));
 }
 
 TEST(CheckMacros, PointersAndNumbersAreTruthValues)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     const char* pszText = "text";
     VO_CHECK_ERROR(pszText);
     VO_CHECK_ERROR(0x100000000ull);
     VO_CHECK_ERROR(-1);
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
     pszText = nullptr;
     VO_CHECK_ERROR(pszText);
-    EXPECT_EQ(1u, kLog.Count());
+    EXPECT_EQ(1u, log.Count());
 }
 
 TEST(CheckMacros, StandBelowAnIfWithoutBraces)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     bool bElse = false;
     if (VOTEST_ZERO != 0)
         VO_CHECK_ERROR(VOTEST_ZERO);
     else
         bElse = true;
     EXPECT_TRUE(bElse);
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(CheckMacros, FunctionsAreNamedWithTheirQualifiersAndNothingElse)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     {
-        votest_names::Outer kOuter;
-        EXPECT_EQ("votest_names::Outer::Outer", LastFunction(kLog));
-        kOuter.Virtual();
-        EXPECT_EQ("votest_names::Outer::Virtual", LastFunction(kLog));
+        votest_names::Outer outer;
+        EXPECT_EQ("votest_names::Outer::Outer", LastFunction(log));
+        outer.Virtual();
+        EXPECT_EQ("votest_names::Outer::Virtual", LastFunction(log));
         votest_names::Outer::Static(nullptr, {});
-        EXPECT_EQ("votest_names::Outer::Static", LastFunction(kLog));
-        kOuter.ReturnsAReference();
-        EXPECT_EQ("votest_names::Outer::ReturnsAReference", LastFunction(kLog));
+        EXPECT_EQ("votest_names::Outer::Static", LastFunction(log));
+        outer.ReturnsAReference();
+        EXPECT_EQ("votest_names::Outer::ReturnsAReference", LastFunction(log));
         votest_names::Outer::Inner()._Protected_P(1);
-        EXPECT_EQ("votest_names::Outer::Inner::_Protected_P", LastFunction(kLog));
+        EXPECT_EQ("votest_names::Outer::Inner::_Protected_P", LastFunction(log));
     }
-    EXPECT_EQ("votest_names::Outer::~Outer", LastFunction(kLog));
+    EXPECT_EQ("votest_names::Outer::~Outer", LastFunction(log));
     votest_names::Free();
-    EXPECT_EQ("votest_names::Free", LastFunction(kLog));
+    EXPECT_EQ("votest_names::Free", LastFunction(log));
 }
 
 TEST(CheckMacros, AFunctionInAnAnonymousNamespaceIsNamed)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     InAnAnonymousNamespace();
-    EXPECT_EQ("InAnAnonymousNamespace", LastFunction(kLog));
+    EXPECT_EQ("InAnAnonymousNamespace", LastFunction(log));
 }

@@ -32,43 +32,43 @@ int CountingHook(VOLOG_PRIORITY, const char*)
 
 void LogWithNothingConfigured()
 {
-    StdoutCapture kStdout;
+    StdoutCapture printed;
     CHECK_HERE(VOLogPrintf(VOLOG_ERROR, "text %d\n", 5) == 0);
-    CHECK_HERE(kStdout.Text() == "text 5\n");
+    CHECK_HERE(printed.Text() == "text 5\n");
 }
 
 void TraceWithNothingConfigured()
 {
-    StdoutCapture kStdout;
+    StdoutCapture printed;
     CHECK_HERE(VOTracePrintf(VOLOG_INFO, "text\n") == 1);
     CHECK_HERE(VOTracePrintf(VOLOG_INFO, "%s\n", reinterpret_cast<const char*>(uintptr_t{1})) == 1);
-    CHECK_HERE(kStdout.Text().empty());
+    CHECK_HERE(printed.Text().empty());
 }
 
 void RefuseEmptyHooks()
 {
     CHECK_HERE(SetLogPrintfFunction(nullptr) == 0);
     CHECK_HERE(SetTracePrintFunction(nullptr) == 0);
-    StdoutCapture kStdout;
+    StdoutCapture printed;
     CHECK_HERE(VOLogPrintf(VOLOG_ERROR, "text\n") == 0);
-    CHECK_HERE(kStdout.Text() == "text\n");
+    CHECK_HERE(printed.Text() == "text\n");
 }
 
 void EnableWithoutAttaching()
 {
     CHECK_HERE(SetTracePrintFunction(&CountingHook) == 1);
     SetTracePrintEnable(0, 1);
-    StdoutCapture kStdout;
+    StdoutCapture printed;
     CHECK_HERE(VOTracePrintf(VOLOG_INFO, "text\n") == 1);
     CHECK_HERE(s_nHookCalls == 0);
-    CHECK_HERE(kStdout.Text().empty());
+    CHECK_HERE(printed.Text().empty());
 }
 
 void FailACheckWithoutHooks()
 {
-    StdoutCapture kStdout;
+    StdoutCapture printed;
     CHECK_HERE(votest_fresh::FailingCheck() == 0);
-    const std::string strText = kStdout.Text();
+    const std::string strText = printed.Text();
     CHECK_HERE(strText.find("VO_PROCESS_ERROR(nResult) at line ") == 0);
     CHECK_HERE(strText.find(" in votest_fresh::FailingCheck\n") != std::string::npos);
     CHECK_HERE(strText.find("TracePrintf") == std::string::npos);

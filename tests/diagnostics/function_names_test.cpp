@@ -191,11 +191,11 @@ int AtTheTop()
 }
 
 // What the last captured line names, less the namespace of these tests.
-std::string Named(const LogCapture& rkLog)
+std::string Named(const LogCapture& log)
 {
     const std::string strMark = " at line # in ";
     const std::string strSpace = "votest_operators::";
-    const std::string strLine = rkLog.Lines().back();
+    const std::string strLine = log.Lines().back();
     std::string strName = strLine.substr(strLine.find(strMark) + strMark.size());
     strName.pop_back();
     return strName.compare(0, strSpace.size(), strSpace) == 0 ? strName.substr(strSpace.size()) : strName;
@@ -210,89 +210,89 @@ std::string Made(const char (&szPretty)[N])
 
 TEST(FunctionNames, AnOperatorHasItsSign)
 {
-    const LogCapture kLog;
-    Key kKey;
-    EXPECT_FALSE(kKey < kKey);
-    EXPECT_EQ("Key::operator<", Named(kLog));
-    EXPECT_FALSE(kKey > kKey);
-    EXPECT_EQ("Key::operator>", Named(kLog));
-    kKey.operator->();
-    EXPECT_EQ("Key::operator->", Named(kLog));
-    kKey << 1;
-    EXPECT_EQ("Key::operator<<", Named(kLog));
-    kKey(1);
-    EXPECT_EQ("Key::operator()", Named(kLog));
-    kKey.operator[](1);
-    EXPECT_EQ("Key::operator[]", Named(kLog));
-    EXPECT_FALSE(kKey == kKey);
-    EXPECT_EQ("operator==", Named(kLog));
+    const LogCapture log;
+    Key key;
+    EXPECT_FALSE(key < key);
+    EXPECT_EQ("Key::operator<", Named(log));
+    EXPECT_FALSE(key > key);
+    EXPECT_EQ("Key::operator>", Named(log));
+    key.operator->();
+    EXPECT_EQ("Key::operator->", Named(log));
+    key << 1;
+    EXPECT_EQ("Key::operator<<", Named(log));
+    key(1);
+    EXPECT_EQ("Key::operator()", Named(log));
+    key.operator[](1);
+    EXPECT_EQ("Key::operator[]", Named(log));
+    EXPECT_FALSE(key == key);
+    EXPECT_EQ("operator==", Named(log));
     (void)1.0_votest;
-    EXPECT_EQ("operator\"\"_votest", Named(kLog));
+    EXPECT_EQ("operator\"\"_votest", Named(log));
     delete new Key;
-    EXPECT_EQ("Key::operator new", Named(kLog));
+    EXPECT_EQ("Key::operator new", Named(log));
     delete[] new Key[2];
-    EXPECT_EQ("Key::operator new[]", Named(kLog));
-    kKey.operatorName();
-    EXPECT_EQ("Key::operatorName", Named(kLog));
+    EXPECT_EQ("Key::operator new[]", Named(log));
+    key.operatorName();
+    EXPECT_EQ("Key::operatorName", Named(log));
 }
 
 TEST(FunctionNames, AConversionHasItsType)
 {
-    const LogCapture kLog;
-    const Key kKey;
-    EXPECT_FALSE(kKey.operator bool());
-    EXPECT_EQ("Key::operator bool", Named(kLog));
-    EXPECT_EQ(nullptr, kKey.operator const char*());
-    EXPECT_EQ("Key::operator const char*", Named(kLog));
+    const LogCapture log;
+    const Key key;
+    EXPECT_FALSE(key.operator bool());
+    EXPECT_EQ("Key::operator bool", Named(log));
+    EXPECT_EQ(nullptr, key.operator const char*());
+    EXPECT_EQ("Key::operator const char*", Named(log));
 }
 
 TEST(FunctionNames, AResultThatStandsAroundTheNameIsNoPartOfIt)
 {
-    const LogCapture kLog;
-    Key kKey;
-    kKey.FunctionResult(1);
-    EXPECT_EQ("Key::FunctionResult", Named(kLog));
-    kKey.ArrayResult();
-    EXPECT_EQ("Key::ArrayResult", Named(kLog));
-    kKey.MemberResult();
-    EXPECT_EQ("Key::MemberResult", Named(kLog));
+    const LogCapture log;
+    Key key;
+    key.FunctionResult(1);
+    EXPECT_EQ("Key::FunctionResult", Named(log));
+    key.ArrayResult();
+    EXPECT_EQ("Key::ArrayResult", Named(log));
+    key.MemberResult();
+    EXPECT_EQ("Key::MemberResult", Named(log));
     Deduced();
-    EXPECT_EQ("Deduced", Named(kLog));
+    EXPECT_EQ("Deduced", Named(log));
 }
 
 TEST(FunctionNames, ATemplateIsNamedWithoutItsArguments)
 {
-    const LogCapture kLog;
-    Box<std::vector<int>> kBox;
-    EXPECT_EQ("Box::Box", Named(kLog));
-    kBox.Get({});
-    EXPECT_EQ("Box::Get", Named(kLog));
-    kBox.Many<char>({});
-    EXPECT_EQ("Box::Many", Named(kLog));
-    EXPECT_FALSE(kBox < kBox);
-    EXPECT_EQ("Box::operator<", Named(kLog));
+    const LogCapture log;
+    Box<std::vector<int>> box;
+    EXPECT_EQ("Box::Box", Named(log));
+    box.Get({});
+    EXPECT_EQ("Box::Get", Named(log));
+    box.Many<char>({});
+    EXPECT_EQ("Box::Many", Named(log));
+    EXPECT_FALSE(box < box);
+    EXPECT_EQ("Box::operator<", Named(log));
     FreeTemplate(1);
-    EXPECT_EQ("FreeTemplate", Named(kLog));
+    EXPECT_EQ("FreeTemplate", Named(log));
 }
 
 TEST(FunctionNames, ANamespaceWithoutANameIsLeftOut)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     AtTheTop();
-    EXPECT_EQ("AtTheTop", Named(kLog));
+    EXPECT_EQ("AtTheTop", Named(log));
     Hidden();
-    EXPECT_EQ("Hidden", Named(kLog));
+    EXPECT_EQ("Hidden", Named(log));
     Unseen().Function();
-    EXPECT_EQ("Unseen::Function", Named(kLog));
+    EXPECT_EQ("Unseen::Function", Named(log));
 }
 
 TEST(FunctionNames, WhatStandsInsideAFunctionHasItsNameInFront)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     Enclosing();
-    EXPECT_EQ("Enclosing::Local::Inside", Named(kLog));
+    EXPECT_EQ("Enclosing::Local::Inside", Named(log));
     WithALambda();
-    EXPECT_EQ("WithALambda::operator()", Named(kLog));
+    EXPECT_EQ("WithALambda::operator()", Named(log));
 }
 
 TEST(FunctionNames, TheSignaturesOfAllCompilersGiveOneName)

@@ -18,9 +18,9 @@ public:
 
 TEST(LogOutputOnLinux, LinesOfManyThreadsAreAllThereAndWhole)
 {
-    const TemporaryFiles kFiles;
-    BareWriter kWriter;
-    ASSERT_EQ(1, kWriter.Init(kFiles.Path("logs").c_str()));
+    const TemporaryFiles files;
+    BareWriter writer;
+    ASSERT_EQ(1, writer.Init(files.Path("logs").c_str()));
     const std::string strText(5000, 'x');
     std::vector<std::thread> vecThread;
     for (int nThread = 0; nThread < 4; ++nThread)
@@ -30,15 +30,15 @@ TEST(LogOutputOnLinux, LinesOfManyThreadsAreAllThereAndWhole)
             {
                 for (int i = 0; i < 50; ++i)
                 {
-                    EXPECT_EQ(1, kWriter.OutputPrintf(VOLOG_INFO, (strText + "\n").c_str()));
+                    EXPECT_EQ(1, writer.OutputPrintf(VOLOG_INFO, (strText + "\n").c_str()));
                 }
             });
     }
-    for (std::thread& rkThread : vecThread)
+    for (std::thread& thread : vecThread)
     {
-        rkThread.join();
+        thread.join();
     }
-    std::string strPath = kWriter.m_szLogFile;
+    std::string strPath = writer.m_szLogFile;
     std::replace(strPath.begin(), strPath.end(), '\\', '/');
     const std::string strBytes = TemporaryFiles::Read(strPath);
     const std::string strMark = ":[VOLOG-INFO]" + strText + "\n";

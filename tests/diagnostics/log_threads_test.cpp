@@ -18,16 +18,16 @@ constexpr int kThreads = 8;
 constexpr int kMessages = 200;
 
 template <typename Body>
-void RunOnThreads(Body kBody)
+void RunOnThreads(Body body)
 {
     std::vector<std::thread> vecThread;
     for (int nThread = 0; nThread < kThreads; ++nThread)
     {
-        vecThread.emplace_back(kBody, nThread);
+        vecThread.emplace_back(body, nThread);
     }
-    for (std::thread& rkThread : vecThread)
+    for (std::thread& thread : vecThread)
     {
-        rkThread.join();
+        thread.join();
     }
 }
 
@@ -59,8 +59,8 @@ int ReturnZero(VOLOG_PRIORITY, const char*)
 
 TEST(LogThreads, EveryMessageOfEveryThreadReachesHookAndStandardOutputWhole)
 {
-    const LogCapture kLog;
-    StdoutCapture kStdout;
+    const LogCapture log;
+    StdoutCapture printed;
     RunOnThreads(
         [](int nThread)
         {
@@ -71,13 +71,13 @@ TEST(LogThreads, EveryMessageOfEveryThreadReachesHookAndStandardOutputWhole)
             }
         });
     std::vector<std::string> vecHooked;
-    for (const LogEntry& rkEntry : kLog.Entries())
+    for (const LogEntry& entry : log.Entries())
     {
-        vecHooked.push_back(rkEntry.strText.substr(0, rkEntry.strText.size() - 1));
+        vecHooked.push_back(entry.strText.substr(0, entry.strText.size() - 1));
     }
     std::vector<std::string> vecWritten;
-    std::istringstream kWritten(kStdout.Text());
-    for (std::string strLine; std::getline(kWritten, strLine);)
+    std::istringstream written(printed.Text());
+    for (std::string strLine; std::getline(written, strLine);)
     {
         vecWritten.push_back(strLine);
     }
@@ -85,13 +85,13 @@ TEST(LogThreads, EveryMessageOfEveryThreadReachesHookAndStandardOutputWhole)
     std::sort(vecWritten.begin(), vecWritten.end());
     EXPECT_TRUE(AllMessages() == vecHooked);
     EXPECT_TRUE(AllMessages() == vecWritten);
-    EXPECT_TRUE(kLog.Traces().empty());
+    EXPECT_TRUE(log.Traces().empty());
 }
 
 TEST(LogThreads, MessagesOfOneThreadKeepTheirOrder)
 {
-    const LogCapture kLog;
-    StdoutCapture kQuiet;
+    const LogCapture log;
+    StdoutCapture quiet;
     RunOnThreads(
         [](int nThread)
         {
@@ -101,12 +101,12 @@ TEST(LogThreads, MessagesOfOneThreadKeepTheirOrder)
             }
         });
     std::vector<int> vecNext(kThreads, 0);
-    for (const LogEntry& rkEntry : kLog.Entries())
+    for (const LogEntry& entry : log.Entries())
     {
-        std::istringstream kText(rkEntry.strText);
+        std::istringstream text(entry.strText);
         size_t uThread = 0;
         int nMessage = -1;
-        kText >> uThread >> nMessage;
+        text >> uThread >> nMessage;
         ASSERT_LT(uThread, vecNext.size());
         EXPECT_EQ(vecNext[uThread]++, nMessage);
     }
@@ -115,8 +115,8 @@ TEST(LogThreads, MessagesOfOneThreadKeepTheirOrder)
 
 TEST(LogThreads, HooksAndSwitchesMayBeChangedWhileOthersReport)
 {
-    const LogCapture kLog;
-    StdoutCapture kQuiet;
+    const LogCapture log;
+    StdoutCapture quiet;
     RunOnThreads(
         [](int nThread)
         {

@@ -35,21 +35,21 @@ void LogAndEndWithoutFlushing()
 
 TEST(OversizedMessage, IsDeliveredEmptyToTheHookAndToStandardOutput)
 {
-    LogCapture kLog;
-    kLog.SetHookResult(4);
-    StdoutCapture kStdout;
+    LogCapture log;
+    log.SetHookResult(4);
+    StdoutCapture printed;
     EXPECT_EQ(4, VOLogPrintf(VOLOG_ERROR, "%s", std::string(1024, 'x').c_str()));
     EXPECT_EQ(4, VOLogPrintf(VOLOG_WARNING, "%s", std::string(100000, 'x').c_str()));
-    EXPECT_EQ("", kStdout.Text());
-    EXPECT_EQ((std::vector<LogEntry>{{VOLOG_ERROR, ""}, {VOLOG_WARNING, ""}}), kLog.Entries());
+    EXPECT_EQ("", printed.Text());
+    EXPECT_EQ((std::vector<LogEntry>{{VOLOG_ERROR, ""}, {VOLOG_WARNING, ""}}), log.Entries());
 }
 
 TEST(OversizedMessage, DoesNotDisturbTheNext)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     VOLogPrintf(VOLOG_ERROR, "%s", std::string(1024, 'x').c_str());
     VOLogPrintf(VOLOG_ERROR, "next\n");
-    EXPECT_EQ("next\n", kLog.Entries().at(1).strText);
+    EXPECT_EQ("next\n", log.Entries().at(1).strText);
 }
 
 TEST(LogFrontDeathTest, StandardOutputIsNotFlushedByAMessage)

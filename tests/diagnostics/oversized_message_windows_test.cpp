@@ -48,19 +48,19 @@ private:
 
 TEST(OversizedMessage, IsDeliveredEmptyWithAHostsOwnHandler)
 {
-    const HostHandler kHandler;
-    LogCapture kLog;
-    kLog.SetHookResult(4);
-    StdoutCapture kStdout;
+    const HostHandler handler;
+    LogCapture log;
+    log.SetHookResult(4);
+    StdoutCapture printed;
     EXPECT_EQ(4, VOLogPrintf(VOLOG_ERROR, "%s", std::string(1024, 'x').c_str()));
-    EXPECT_EQ("", kStdout.Text());
-    EXPECT_EQ((std::vector<LogEntry>{{VOLOG_ERROR, ""}}), kLog.Entries());
+    EXPECT_EQ("", printed.Text());
+    EXPECT_EQ((std::vector<LogEntry>{{VOLOG_ERROR, ""}}), log.Entries());
 }
 
 TEST(OversizedMessage, RunsTheHostsHandlerOnce)
 {
-    const HostHandler kHandler;
-    const LogCapture kLog;
+    const HostHandler handler;
+    const LogCapture log;
     VOLogPrintf(VOLOG_ERROR, "%s", std::string(1023, 'x').c_str());
     EXPECT_EQ(0, s_nHandlerCalls);
     VOLogPrintf(VOLOG_ERROR, "%s", std::string(1024, 'x').c_str());
@@ -80,9 +80,9 @@ TEST(OversizedMessageDeathTest, EndsTheProcessOfAHostWithoutAHandler)
 
 TEST(OversizedMessage, DoesNotDisturbTheNext)
 {
-    const HostHandler kHandler;
-    const LogCapture kLog;
+    const HostHandler handler;
+    const LogCapture log;
     VOLogPrintf(VOLOG_ERROR, "%s", std::string(1024, 'x').c_str());
     VOLogPrintf(VOLOG_ERROR, "next\n");
-    EXPECT_EQ("next\n", kLog.Entries().at(1).strText);
+    EXPECT_EQ("next\n", log.Entries().at(1).strText);
 }

@@ -9,11 +9,11 @@ using namespace walkertest;
 namespace
 {
 // Whether one of the lines reports a failed call.
-bool Reports(const Walker& rkWalker, const std::string& strCall)
+bool Reports(const Walker& walker, const std::string& strCall)
 {
-    for (const std::string& rkLine : rkWalker.vecOutput)
+    for (const std::string& line : walker.vecOutput)
     {
-        if (rkLine.find("ERROR: " + strCall + ", GetLastError: ") == 0)
+        if (line.find("ERROR: " + strCall + ", GetLastError: ") == 0)
         {
             return true;
         }
@@ -37,21 +37,21 @@ protected:
 
 TEST_F(StackWalkerFaults, WithoutTheLibraryAWalkGives0With1114AndTheSummaryIsReset)
 {
-    Walker kWalker;
-    kWalker.Enter("D3D11TranslateCreateDevice", "m");
-    kWalker.vecOutput.clear();
+    Walker walker;
+    walker.Enter("D3D11TranslateCreateDevice", "m");
+    walker.vecOutput.clear();
     VOFaultArm("LoadLibraryW", 1, true);
-    EXPECT_EQ(0, kWalker.ShowCallstack());
+    EXPECT_EQ(0, walker.ShowCallstack());
     EXPECT_EQ(1114u, GetLastError());
-    EXPECT_TRUE(Reports(kWalker, "Error while initializing dbghelp.dll"));
-    EXPECT_EQ(1u, kWalker.vecOutput.size());
-    EXPECT_EQ(1, kWalker.m_bNoFrameKept);
-    EXPECT_EQ(0, kWalker.m_nSummaryFrames);
-    EXPECT_EQ(0, kWalker.m_bD3D11Translate);
-    EXPECT_STREQ("", kWalker.m_szSummary);
-    EXPECT_STREQ("", kWalker.m_szFirstSourceFile);
+    EXPECT_TRUE(Reports(walker, "Error while initializing dbghelp.dll"));
+    EXPECT_EQ(1u, walker.vecOutput.size());
+    EXPECT_EQ(1, walker.m_bNoFrameKept);
+    EXPECT_EQ(0, walker.m_nSummaryFrames);
+    EXPECT_EQ(0, walker.m_bD3D11Translate);
+    EXPECT_STREQ("", walker.m_szSummary);
+    EXPECT_STREQ("", walker.m_szFirstSourceFile);
     VOFaultDisarm();
-    EXPECT_EQ(1, kWalker.ShowCallstack());
+    EXPECT_EQ(1, walker.ShowCallstack());
 }
 
 TEST_F(StackWalkerFaults, EachFunctionOfTheLibraryButTwoIsRequired)
@@ -59,10 +59,10 @@ TEST_F(StackWalkerFaults, EachFunctionOfTheLibraryButTwoIsRequired)
     int nMissed = 0;
     for (unsigned uNth = 1; uNth <= 13; ++uNth)
     {
-        Walker kWalker(0);
+        Walker walker(0);
         VOFaultArm("GetProcAddress", uNth, false);
         // The third is the line, the thirteenth the search path.
-        EXPECT_EQ(uNth == 3 || uNth == 13 ? 1 : 0, kWalker.LoadModules()) << uNth;
+        EXPECT_EQ(uNth == 3 || uNth == 13 ? 1 : 0, walker.LoadModules()) << uNth;
         nMissed += VOFaultFired() != 0 ? 1 : 0;
         VOFaultDisarm();
     }
@@ -71,56 +71,56 @@ TEST_F(StackWalkerFaults, EachFunctionOfTheLibraryButTwoIsRequired)
 
 TEST_F(StackWalkerFaults, AModuleListThatCantBeMadeGives0)
 {
-    Walker kWalker(0);
+    Walker walker(0);
     VOFaultArm("maps", 1, true);
-    EXPECT_EQ(0, kWalker.LoadModules());
-    EXPECT_EQ(0, kWalker.m_bModulesLoaded);
+    EXPECT_EQ(0, walker.LoadModules());
+    EXPECT_EQ(0, walker.m_bModulesLoaded);
 }
 
 TEST_F(StackWalkerFaults, NoMemoryForTheSearchPathIsError8)
 {
-    Walker kWalker;
+    Walker walker;
     VOFaultArm("VOTryAllocate", 1, false);
-    EXPECT_EQ(0, kWalker.LoadModules());
+    EXPECT_EQ(0, walker.LoadModules());
     EXPECT_EQ(8u, GetLastError());
-    EXPECT_EQ(0u, kWalker.vecOutput.size());
+    EXPECT_EQ(0u, walker.vecOutput.size());
 }
 
 TEST_F(StackWalkerFaults, WhatFailsAtAFrameIsReportedAndTheWalkGoesOn)
 {
     for (const char* pszCall : {"SymGetSymFromAddr64", "SymGetLineFromAddr64", "SymGetModuleInfo64"})
     {
-        Walker kWalker(0);
-        ASSERT_EQ(1, kWalker.LoadModules());
-        kWalker.vecOutput.clear();
+        Walker walker(0);
+        ASSERT_EQ(1, walker.LoadModules());
+        walker.vecOutput.clear();
         VOFaultArm(pszCall, 1, true);
-        EXPECT_EQ(1, kWalker.ShowCallstack()) << pszCall;
+        EXPECT_EQ(1, walker.ShowCallstack()) << pszCall;
         VOFaultDisarm();
-        EXPECT_TRUE(Reports(kWalker, pszCall)) << pszCall;
-        EXPECT_LT(3u, kWalker.vecType.size()) << pszCall;
+        EXPECT_TRUE(Reports(walker, pszCall)) << pszCall;
+        EXPECT_LT(3u, walker.vecType.size()) << pszCall;
     }
 }
 
 TEST_F(StackWalkerFaults, AFirstStepThatFailsIsReportedAndGives1)
 {
-    Walker kWalker(0);
-    ASSERT_EQ(1, kWalker.LoadModules());
-    kWalker.vecOutput.clear();
+    Walker walker(0);
+    ASSERT_EQ(1, walker.LoadModules());
+    walker.vecOutput.clear();
     VOFaultArm("StackWalk64", 1, true);
-    EXPECT_EQ(1, kWalker.ShowCallstack());
+    EXPECT_EQ(1, walker.ShowCallstack());
     VOFaultDisarm();
-    EXPECT_TRUE(Reports(kWalker, "StackWalk64"));
-    EXPECT_EQ(1u, kWalker.vecOutput.size());
-    EXPECT_EQ(1, kWalker.m_bNoFrameKept);
+    EXPECT_TRUE(Reports(walker, "StackWalk64"));
+    EXPECT_EQ(1u, walker.vecOutput.size());
+    EXPECT_EQ(1, walker.m_bNoFrameKept);
 }
 
 TEST_F(StackWalkerFaults, AStartOfTheLibraryThatFailsIsReportedAndTheListIsMade)
 {
-    Walker kWalker(0);
+    Walker walker(0);
     VOFaultArm("SymInitialize", 1, false);
-    EXPECT_EQ(1, kWalker.LoadModules());
+    EXPECT_EQ(1, walker.LoadModules());
     VOFaultDisarm();
-    EXPECT_TRUE(Reports(kWalker, "SymInitialize"));
+    EXPECT_TRUE(Reports(walker, "SymInitialize"));
 }
 
 TEST_F(StackWalkerFaults, AllocationsOfAWalkMayFail)
@@ -128,9 +128,9 @@ TEST_F(StackWalkerFaults, AllocationsOfAWalkMayFail)
     // The first ones each, then samples: a fresh walk reads a program's symbols, which takes its time.
     for (unsigned uNth = 1;; uNth += uNth < 6 ? 1 : 11)
     {
-        Walker kWalker;
+        Walker walker;
         VOFaultArm("VOTryAllocate", uNth, false);
-        kWalker.ShowCallstack();
+        walker.ShowCallstack();
         const bool bFired = VOFaultFired() != 0;
         VOFaultDisarm();
         if (!bFired)
@@ -143,29 +143,29 @@ TEST_F(StackWalkerFaults, AllocationsOfAWalkMayFail)
 
 TEST_F(StackWalkerFaults, ARecordOfAModuleThatCantBeHadIsError1114OrError8)
 {
-    StackWalkerInternal::IMAGEHLP_MODULE64_V2 kModule;
-    StackWalkerInternal kUnbound(nullptr, VOCurrentProcessHandle());
+    StackWalkerInternal::IMAGEHLP_MODULE64_V2 loaded;
+    StackWalkerInternal unbound(nullptr, VOCurrentProcessHandle());
     SetLastError(ERROR_SUCCESS);
-    EXPECT_EQ(0, kUnbound.GetModuleInfo(VOCurrentProcessHandle(), 1, &kModule));
+    EXPECT_EQ(0, unbound.GetModuleInfo(VOCurrentProcessHandle(), 1, &loaded));
     EXPECT_EQ(1114u, GetLastError());
 
-    Walker kOwner(0);
-    StackWalkerInternal kBound(&kOwner, VOCurrentProcessHandle());
-    ASSERT_EQ(1, kBound.Init(nullptr));
+    Walker owner(0);
+    StackWalkerInternal bound(&owner, VOCurrentProcessHandle());
+    ASSERT_EQ(1, bound.Init(nullptr));
     SetLastError(ERROR_SUCCESS);
-    EXPECT_EQ(0, kBound.GetModuleInfo(VOCurrentProcessHandle(), 1, &kModule));
+    EXPECT_EQ(0, bound.GetModuleInfo(VOCurrentProcessHandle(), 1, &loaded));
     EXPECT_EQ(1114u, GetLastError());
     VOFaultArm("VOTryAllocate", 1, false);
-    EXPECT_EQ(0, kBound.GetModuleInfo(VOCurrentProcessHandle(), 1, &kModule));
+    EXPECT_EQ(0, bound.GetModuleInfo(VOCurrentProcessHandle(), 1, &loaded));
     VOFaultDisarm();
     EXPECT_EQ(8u, GetLastError());
 }
 
 TEST_F(StackWalkerFaults, AWholeWalkLeavesTheLastError0)
 {
-    Walker kWalker(0);
-    ASSERT_EQ(1, kWalker.LoadModules());
+    Walker walker(0);
+    ASSERT_EQ(1, walker.LoadModules());
     SetLastError(ERROR_INVALID_HANDLE);
-    EXPECT_EQ(1, kWalker.ShowCallstack());
+    EXPECT_EQ(1, walker.ShowCallstack());
     EXPECT_EQ(0u, GetLastError());
 }

@@ -35,17 +35,17 @@ namespace walkertest_frames
 {
 VOULONG s_uLineOfCall = 0;
 
-__attribute__((noinline)) void Inner(Walker& rWalker)
+__attribute__((noinline)) void Inner(Walker& walker)
 {
     s_uLineOfCall = __LINE__ + 1;
-    rWalker.ShowCallstack();
+    walker.ShowCallstack();
     asm volatile("");
 }
 
 template <typename T>
-__attribute__((noinline)) T Outer(Walker& rWalker, T value)
+__attribute__((noinline)) T Outer(Walker& walker, T value)
 {
-    Inner(rWalker);
+    Inner(walker);
     asm volatile("");
     return value;
 }
@@ -61,9 +61,9 @@ __attribute__((noinline)) void CrashHere(int* pnNowhere)
 // A function with the name that the filter knows, and with parameters.
 namespace NOVR_Engine
 {
-__attribute__((noinline)) void GetDevice(Walker& rWalker, void (*)())
+__attribute__((noinline)) void GetDevice(Walker& walker, void (*)())
 {
-    rWalker.ShowCallstack();
+    walker.ShowCallstack();
     asm volatile("");
 }
 }  // namespace NOVR_Engine
@@ -96,13 +96,13 @@ void CrashAndReport()
         {
             CONTEXT context;
             VOContextOfFault(pvContext, &context);
-            Walker kWalker(0);
-            kWalker.ShowCallstack(VOCurrentThreadHandle(), &context);
-            for (const std::string& rkLine : kWalker.vecOutput)
+            Walker walker(0);
+            walker.ShowCallstack(VOCurrentThreadHandle(), &context);
+            for (const std::string& line : walker.vecOutput)
             {
-                fputs(rkLine.c_str(), stderr);
+                fputs(line.c_str(), stderr);
             }
-            fprintf(stderr, "summary %s\n", kWalker.m_szSummary);
+            fprintf(stderr, "summary %s\n", walker.m_szSummary);
             _exit(3);
         }
     };
@@ -117,45 +117,45 @@ void CrashAndReport()
 
 TEST(StackWalkerOnLinux, FramesHaveTheirNamesLinesAndModules)
 {
-    Walker kWalker;
-    walkertest_frames::Outer(kWalker, 5);
-    const int nInner = kWalker.FrameOf("Inner");
+    Walker walker;
+    walkertest_frames::Outer(walker, 5);
+    const int nInner = walker.FrameOf("Inner");
     ASSERT_NE(-1, nInner);
     const size_t uInner = static_cast<size_t>(nInner);
-    EXPECT_EQ("walkertest_frames::Inner", kWalker.vecName[uInner]);
-    EXPECT_EQ(walkertest_frames::s_uLineOfCall, kWalker.vecLine[uInner]);
-    EXPECT_EQ("diagnostics_tests", kWalker.vecModule[uInner]);
-    EXPECT_EQ("walkertest_frames::Outer<int>", kWalker.vecName[uInner + 1]);
-    EXPECT_NE(-1, kWalker.FrameOf("StackWalker::ShowCallstack"));
-    EXPECT_EQ("libVOBaseX64", kWalker.vecModule[static_cast<size_t>(kWalker.FrameOf("StackWalker::ShowCallstack"))]);
+    EXPECT_EQ("walkertest_frames::Inner", walker.vecName[uInner]);
+    EXPECT_EQ(walkertest_frames::s_uLineOfCall, walker.vecLine[uInner]);
+    EXPECT_EQ("diagnostics_tests", walker.vecModule[uInner]);
+    EXPECT_EQ("walkertest_frames::Outer<int>", walker.vecName[uInner + 1]);
+    EXPECT_NE(-1, walker.FrameOf("StackWalker::ShowCallstack"));
+    EXPECT_EQ("libVOBaseX64", walker.vecModule[static_cast<size_t>(walker.FrameOf("StackWalker::ShowCallstack"))]);
 }
 
 TEST(StackWalkerOnLinux, AWalkOfTheCallerBeginsInTheWalkItself)
 {
-    Walker kWalker;
-    walkertest_frames::Inner(kWalker);
-    ASSERT_LT(2u, kWalker.vecName.size());
-    EXPECT_EQ("StackWalker::ShowCallstack", kWalker.vecName[0]);
-    EXPECT_EQ("walkertest_frames::Inner", kWalker.vecName[1]);
+    Walker walker;
+    walkertest_frames::Inner(walker);
+    ASSERT_LT(2u, walker.vecName.size());
+    EXPECT_EQ("StackWalker::ShowCallstack", walker.vecName[0]);
+    EXPECT_EQ("walkertest_frames::Inner", walker.vecName[1]);
 }
 
 TEST(StackWalkerOnLinux, NamesAreWithoutTheVersionThatALinkerWroteBehindThem)
 {
-    Walker kWalker;
-    kWalker.ShowCallstack();
-    EXPECT_NE(-1, kWalker.FrameOf("main"));
-    EXPECT_EQ(-1, kWalker.FrameOf("@"));
+    Walker walker;
+    walker.ShowCallstack();
+    EXPECT_NE(-1, walker.FrameOf("main"));
+    EXPECT_EQ(-1, walker.FrameOf("@"));
 }
 
 TEST(StackWalkerOnLinux, ReportedNamesHaveNoParameters)
 {
-    Walker kWalker;
-    walkertest_frames::Outer(kWalker, 5);
+    Walker walker;
+    walkertest_frames::Outer(walker, 5);
     bool bFound = false;
-    for (const std::string& rkLine : kWalker.vecOutput)
+    for (const std::string& line : walker.vecOutput)
     {
-        EXPECT_EQ(std::string::npos, rkLine.find("walkertest_frames::Inner(")) << rkLine;
-        bFound = bFound || rkLine.find("): walkertest_frames::Inner\n") != std::string::npos;
+        EXPECT_EQ(std::string::npos, line.find("walkertest_frames::Inner(")) << line;
+        bFound = bFound || line.find("): walkertest_frames::Inner\n") != std::string::npos;
     }
     EXPECT_TRUE(bFound);
 }
@@ -176,20 +176,20 @@ TEST(StackWalkerOnLinux, AFunctionThatTheFilterNamesInFullIsLeftOutOfTheSummary)
     private:
         const char* m_pszModule;
     };
-    InModule kEngine("VO3DEngineDX11X64D");
-    NOVR_Engine::GetDevice(kEngine, nullptr);
-    EXPECT_NE(-1, kEngine.FrameOf("NOVR_Engine::GetDevice"));
-    EXPECT_EQ(nullptr, strstr(kEngine.m_szSummary, "GetDevice")) << kEngine.m_szSummary;
-    InModule kCommon("NVCommonX64D");
-    NOVR_Engine::GetDevice(kCommon, nullptr);
-    EXPECT_EQ(nullptr, strstr(kCommon.m_szSummary, "ShowCallstack")) << kCommon.m_szSummary;
-    EXPECT_NE(nullptr, strstr(kCommon.m_szSummary, "NOVR_Engine::GetDevice,NVCommonX64D|")) << kCommon.m_szSummary;
+    InModule engine("VO3DEngineDX11X64D");
+    NOVR_Engine::GetDevice(engine, nullptr);
+    EXPECT_NE(-1, engine.FrameOf("NOVR_Engine::GetDevice"));
+    EXPECT_EQ(nullptr, strstr(engine.m_szSummary, "GetDevice")) << engine.m_szSummary;
+    InModule common("NVCommonX64D");
+    NOVR_Engine::GetDevice(common, nullptr);
+    EXPECT_EQ(nullptr, strstr(common.m_szSummary, "ShowCallstack")) << common.m_szSummary;
+    EXPECT_NE(nullptr, strstr(common.m_szSummary, "NOVR_Engine::GetDevice,NVCommonX64D|")) << common.m_szSummary;
 }
 
 TEST(StackWalkerOnLinux, AnotherThreadIsWalkedWhereItStandsAndGoesOn)
 {
     s_bEnd = false;
-    std::thread kThread(WaitInside);
+    std::thread thread(WaitInside);
     while (s_nThread == 0)
     {
         std::this_thread::yield();
@@ -198,18 +198,18 @@ TEST(StackWalkerOnLinux, AnotherThreadIsWalkedWhereItStandsAndGoesOn)
         // It waits, and not only is about to.
         const std::lock_guard<std::mutex> guard(s_lock);
     }
-    Walker kWalker;
-    EXPECT_EQ(1, kWalker.ShowCallstack(ThreadHandle(s_nThread)));
-    EXPECT_EQ(1, kWalker.ShowCallstack(ThreadHandle(s_nThread)));
-    EXPECT_NE(-1, kWalker.FrameOf("WaitInside"));
-    EXPECT_EQ(-1, kWalker.FrameOf("ShowCallstack"));
+    Walker walker;
+    EXPECT_EQ(1, walker.ShowCallstack(ThreadHandle(s_nThread)));
+    EXPECT_EQ(1, walker.ShowCallstack(ThreadHandle(s_nThread)));
+    EXPECT_NE(-1, walker.FrameOf("WaitInside"));
+    EXPECT_EQ(-1, walker.FrameOf("ShowCallstack"));
     {
         const std::lock_guard<std::mutex> guard(s_lock);
         s_bEnd = true;
     }
     s_condition.notify_all();
-    kThread.join();
-    EXPECT_EQ(0, kWalker.ShowCallstack(ThreadHandle(s_nThread)));
+    thread.join();
+    EXPECT_EQ(0, walker.ShowCallstack(ThreadHandle(s_nThread)));
 }
 
 TEST(StackWalkerOnLinux, AnotherProcessIsWalked)
@@ -224,27 +224,27 @@ TEST(StackWalkerOnLinux, AnotherProcessIsWalked)
         (void)!read(anPipe[0], &chWord, 1);
         _exit(0);
     }
-    Walker kWalker(0, nullptr, static_cast<VOULONG>(nChild), ThreadHandle(nChild));
-    const int nResult = kWalker.ShowCallstack(ThreadHandle(nChild));
+    Walker walker(0, nullptr, static_cast<VOULONG>(nChild), ThreadHandle(nChild));
+    const int nResult = walker.ShowCallstack(ThreadHandle(nChild));
     close(anPipe[0]);
     close(anPipe[1]);
     int nStatus = 0;
     ASSERT_EQ(nChild, waitpid(nChild, &nStatus, 0));
     EXPECT_EQ(1, nResult);
-    EXPECT_LT(3u, kWalker.vecType.size());
-    EXPECT_NE(-1, kWalker.FrameOf("AnotherProcessIsWalked"));
+    EXPECT_LT(3u, walker.vecType.size());
+    EXPECT_NE(-1, walker.FrameOf("AnotherProcessIsWalked"));
     EXPECT_TRUE(WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0);
 }
 
 TEST(StackWalkerOnLinux, AGivenContextIsWalkedFromItsInstruction)
 {
-    Walker kWalker;
+    Walker walker;
     CONTEXT context = {};
     RtlCaptureContext(&context);
-    EXPECT_EQ(1, kWalker.ShowCallstack(VOCurrentThreadHandle(), &context));
-    EXPECT_EQ(context.Rip, kWalker.vecAddress.front());
-    EXPECT_NE(std::string::npos, kWalker.vecName.front().find("AGivenContextIsWalkedFromItsInstruction"));
-    EXPECT_EQ(-1, kWalker.FrameOf("ShowCallstack"));
+    EXPECT_EQ(1, walker.ShowCallstack(VOCurrentThreadHandle(), &context));
+    EXPECT_EQ(context.Rip, walker.vecAddress.front());
+    EXPECT_NE(std::string::npos, walker.vecName.front().find("AGivenContextIsWalkedFromItsInstruction"));
+    EXPECT_EQ(-1, walker.FrameOf("ShowCallstack"));
 }
 
 TEST(StackWalkerOnLinuxDeathTest, AProgramThatCrashesNamesTheFunctionAndTheLine)
@@ -323,41 +323,40 @@ std::vector<Image> LoadedImages()
 
 TEST(StackWalkerOnLinux, TheModulesAreWhatTheLoaderHasLoadedWithTheirSizes)
 {
-    ModuleList kFirst;
-    ASSERT_EQ(1, kFirst.LoadModules());
-    ModuleList kSecond;  // beside the first, which has files mapped for its own use
-    ASSERT_EQ(1, kSecond.LoadModules());
+    ModuleList first;
+    ASSERT_EQ(1, first.LoadModules());
+    ModuleList second;  // beside the first, which has files mapped for its own use
+    ASSERT_EQ(1, second.LoadModules());
     const std::vector<Image> vecImage = LoadedImages();
-    for (const ModuleList* pkList : {&kFirst, &kSecond})
+    for (const ModuleList* pList : {&first, &second})
     {
-        EXPECT_EQ(vecImage.size(), pkList->vecModule.size());
-        for (const Image& rkImage : vecImage)
+        EXPECT_EQ(vecImage.size(), pList->vecModule.size());
+        for (const Image& image : vecImage)
         {
             bool bFound = false;
-            for (const ReportedModule& rkModule : pkList->vecModule)
+            for (const ReportedModule& loaded : pList->vecModule)
             {
-                bFound =
-                    bFound || (rkModule.ullBase == rkImage.uBegin && rkModule.uSize == rkImage.uEnd - rkImage.uBegin);
+                bFound = bFound || (loaded.ullBase == image.uBegin && loaded.uSize == image.uEnd - image.uBegin);
             }
-            EXPECT_TRUE(bFound) << std::hex << rkImage.uBegin << "-" << rkImage.uEnd;
+            EXPECT_TRUE(bFound) << std::hex << image.uBegin << "-" << image.uEnd;
         }
     }
 }
 
 TEST(StackWalkerOnLinux, AnAddressOutsideOfAllModulesHasNoRecord)
 {
-    Walker kWalker;
-    ASSERT_EQ(1, kWalker.LoadModules());
-    StackWalkerInternal::IMAGEHLP_MODULE64_V2 kModule;
+    Walker walker;
+    ASSERT_EQ(1, walker.LoadModules());
+    StackWalkerInternal::IMAGEHLP_MODULE64_V2 loaded;
     const std::vector<char> vecHeap(100);
-    EXPECT_EQ(0, kWalker.m_Internal.GetModuleInfo(VOCurrentProcessHandle(), reinterpret_cast<uintptr_t>(vecHeap.data()),
-                                                  &kModule));
-    for (const Image& rkImage : LoadedImages())
+    EXPECT_EQ(0, walker.m_Internal.GetModuleInfo(VOCurrentProcessHandle(), reinterpret_cast<uintptr_t>(vecHeap.data()),
+                                                 &loaded));
+    for (const Image& image : LoadedImages())
     {
-        EXPECT_EQ(1, kWalker.m_Internal.GetModuleInfo(VOCurrentProcessHandle(), rkImage.uBegin, &kModule));
-        EXPECT_EQ(rkImage.uBegin, kModule.BaseOfImage);
-        EXPECT_EQ(1, kWalker.m_Internal.GetModuleInfo(VOCurrentProcessHandle(), rkImage.uEnd - 1, &kModule));
-        EXPECT_EQ(rkImage.uBegin, kModule.BaseOfImage);
+        EXPECT_EQ(1, walker.m_Internal.GetModuleInfo(VOCurrentProcessHandle(), image.uBegin, &loaded));
+        EXPECT_EQ(image.uBegin, loaded.BaseOfImage);
+        EXPECT_EQ(1, walker.m_Internal.GetModuleInfo(VOCurrentProcessHandle(), image.uEnd - 1, &loaded));
+        EXPECT_EQ(image.uBegin, loaded.BaseOfImage);
     }
 }
 
@@ -369,12 +368,12 @@ TEST(StackWalkerOnLinux, AProgramFileThatIsOnlyReadIsNoModule)
     void* const pvMapped = mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE, nFile, 0);
     close(nFile);
     ASSERT_NE(MAP_FAILED, pvMapped);
-    ModuleList kWalker;
-    EXPECT_EQ(1, kWalker.LoadModules());
+    ModuleList walker;
+    EXPECT_EQ(1, walker.LoadModules());
     munmap(pvMapped, 4096);
-    for (const ReportedModule& rkModule : kWalker.vecModule)
+    for (const ReportedModule& loaded : walker.vecModule)
     {
-        EXPECT_NE(strRead, rkModule.strPath);
+        EXPECT_NE(strRead, loaded.strPath);
     }
 }
 
@@ -391,21 +390,21 @@ TEST(StackWalkerOnLinux, AThreadThatTheLibraryHoldsSuspendedIsWalked)
     const auto Threads = []
     {
         std::vector<long> vecThread;
-        for (const auto& rkEntry : std::filesystem::directory_iterator("/proc/self/task"))
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
         {
-            vecThread.push_back(std::stol(rkEntry.path().filename().string()));
+            vecThread.push_back(std::stol(entry.path().filename().string()));
         }
         return vecThread;
     };
-    const votest::TemporaryFiles kFiles;
+    const votest::TemporaryFiles files;
     const std::vector<long> vecBefore = Threads();
-    VOTSFileMonitorManager kMonitor;
-    ASSERT_EQ(1, kMonitor.Init(kFiles.Folder().u16string().c_str()));
+    VOTSFileMonitorManager monitor;
+    ASSERT_EQ(1, monitor.Init(files.Folder().u16string().c_str()));
     std::vector<long> vecOwn = Threads();  // the two of the monitor
     std::erase_if(vecOwn, [&](long nThread)
                   { return std::find(vecBefore.begin(), vecBefore.end(), nThread) != vecBefore.end(); });
     ASSERT_EQ(2u, vecOwn.size());
-    ASSERT_EQ(1, kMonitor.BeginThread());
+    ASSERT_EQ(1, monitor.BeginThread());
     while (Threads().size() < vecBefore.size() + 3)  // the monitor thread has begun to watch
     {
         std::this_thread::yield();
@@ -415,30 +414,30 @@ TEST(StackWalkerOnLinux, AThreadThatTheLibraryHoldsSuspendedIsWalked)
     // A thread that hasn't come to run yet may be held in front of its procedure.
     for (int nTry = 0; nTry < 100 && !(bMonitor && bDispatcher); ++nTry)
     {
-        ASSERT_EQ(1, kMonitor.SuspendThread());
+        ASSERT_EQ(1, monitor.SuspendThread());
         for (const long nThread : vecOwn)
         {
-            Walker kWalker;
-            EXPECT_EQ(1, kWalker.ShowCallstack(ThreadHandle(nThread)));
-            bMonitor = bMonitor || kWalker.FrameOf("ThreadProc_FileMonitor") != -1;
-            bDispatcher = bDispatcher || kWalker.FrameOf("ThreadProc_FileEventDispatcher") != -1;
+            Walker walker;
+            EXPECT_EQ(1, walker.ShowCallstack(ThreadHandle(nThread)));
+            bMonitor = bMonitor || walker.FrameOf("ThreadProc_FileMonitor") != -1;
+            bDispatcher = bDispatcher || walker.FrameOf("ThreadProc_FileEventDispatcher") != -1;
         }
         if (!bMonitor || !bDispatcher)
         {
-            ASSERT_EQ(1, kMonitor.BeginThread());
+            ASSERT_EQ(1, monitor.BeginThread());
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
     }
     EXPECT_TRUE(bMonitor);
     EXPECT_TRUE(bDispatcher);
-    EXPECT_EQ(1, kMonitor.UnInit());
+    EXPECT_EQ(1, monitor.UnInit());
 }
 
 TEST(StackWalkerOnLinux, TheCallersOwnIdIsTheCaller)
 {
-    Walker kWalker;
-    EXPECT_EQ(1, kWalker.ShowCallstack(ThreadHandle(syscall(SYS_gettid))));
-    EXPECT_NE(-1, kWalker.FrameOf("TheCallersOwnIdIsTheCaller"));
+    Walker walker;
+    EXPECT_EQ(1, walker.ShowCallstack(ThreadHandle(syscall(SYS_gettid))));
+    EXPECT_NE(-1, walker.FrameOf("TheCallersOwnIdIsTheCaller"));
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -449,14 +448,14 @@ TEST(StackWalkerOnLinux, ALongValueOfTheEnvironmentIsInTheSearchPath)
 {
     const std::string strValue = "/" + std::string(1500, 's');
     setenv("_NT_ALTERNATE_SYMBOL_PATH", strValue.c_str(), 1);
-    Walker kWalker;
-    EXPECT_EQ(1, kWalker.LoadModules());
+    Walker walker;
+    EXPECT_EQ(1, walker.LoadModules());
     unsetenv("_NT_ALTERNATE_SYMBOL_PATH");
     bool bFound = false;
-    for (const std::string& rkLine : kWalker.vecOutput)
+    for (const std::string& line : walker.vecOutput)
     {
         // The report itself is cut.
-        bFound = bFound || rkLine.find(";" + strValue.substr(0, 500)) != std::string::npos;
+        bFound = bFound || line.find(";" + strValue.substr(0, 500)) != std::string::npos;
     }
     EXPECT_TRUE(bFound);
 }

@@ -10,15 +10,15 @@ using namespace walkertest;
 namespace
 {
 // The search path that a LoadModules reports, and "" when it reports none.
-std::string SearchPath(Walker& rWalker)
+std::string SearchPath(Walker& walker)
 {
     const std::string strMark = "Symbol-SearchPath: '";
-    for (const std::string& rkLine : rWalker.vecOutput)
+    for (const std::string& line : walker.vecOutput)
     {
-        const size_t uBegin = rkLine.find(strMark);
+        const size_t uBegin = line.find(strMark);
         if (uBegin != std::string::npos)
         {
-            return rkLine.substr(uBegin + strMark.size(), rkLine.find("', symOptions") - uBegin - strMark.size());
+            return line.substr(uBegin + strMark.size(), line.find("', symOptions") - uBegin - strMark.size());
         }
     }
     return "(not reported)";
@@ -51,18 +51,18 @@ TEST(StackWalker, AnObjectHasTheStatedOptions)
 TEST(StackWalker, APathSwitchesTheSearchPathOnWhateverTheOptionsSay)
 {
     std::string strPath = "some path";
-    const Walker kWalker(0, strPath.c_str());
+    const Walker walker(0, strPath.c_str());
     strPath = "changed";
-    EXPECT_EQ(16, kWalker.m_nOptions);
-    EXPECT_STREQ("some path", kWalker.m_pszSymPath);
+    EXPECT_EQ(16, walker.m_nOptions);
+    EXPECT_STREQ("some path", walker.m_pszSymPath);
 }
 
 TEST(StackWalker, TheSearchPathHasItsPartsInOrder)
 {
-    Walker kWalker(0, "first");
-    EXPECT_EQ(1, kWalker.LoadModules());
+    Walker walker(0, "first");
+    EXPECT_EQ(1, walker.LoadModules());
     const std::string strFolder = std::filesystem::current_path().string();
-    const std::string strPath = SearchPath(kWalker);
+    const std::string strPath = SearchPath(walker);
     EXPECT_EQ(0u, strPath.find("first;.;" + strFolder + ";")) << strPath;
     const size_t uServer = strPath.find(";SRV*");
     ASSERT_NE(std::string::npos, uServer) << strPath;
@@ -72,91 +72,91 @@ TEST(StackWalker, TheSearchPathHasItsPartsInOrder)
 
 TEST(StackWalker, WithoutOptionsAndPathNoSearchPathIsBuilt)
 {
-    Walker kWalker(0);
-    EXPECT_EQ(1, kWalker.LoadModules());
-    EXPECT_EQ(std::string::npos, SearchPath(kWalker).find("SRV*"));
-    EXPECT_EQ(std::string::npos, SearchPath(kWalker).find(".;"));
+    Walker walker(0);
+    EXPECT_EQ(1, walker.LoadModules());
+    EXPECT_EQ(std::string::npos, SearchPath(walker).find("SRV*"));
+    EXPECT_EQ(std::string::npos, SearchPath(walker).find(".;"));
 }
 
 TEST(StackWalker, LoadModulesListsThemOnce)
 {
-    Walker kWalker;
-    EXPECT_EQ(1, kWalker.LoadModules());
-    EXPECT_EQ(1, kWalker.m_bModulesLoaded);
-    const size_t uReported = kWalker.vecOutput.size();
+    Walker walker;
+    EXPECT_EQ(1, walker.LoadModules());
+    EXPECT_EQ(1, walker.m_bModulesLoaded);
+    const size_t uReported = walker.vecOutput.size();
     EXPECT_LT(3u, uReported);
     bool bLibrary = false;
-    for (const std::string& rkLine : kWalker.vecOutput)
+    for (const std::string& line : walker.vecOutput)
     {
         bLibrary =
-            bLibrary || (rkLine.find("VOBaseX64") != std::string::npos && rkLine.find("size: ") != std::string::npos);
+            bLibrary || (line.find("VOBaseX64") != std::string::npos && line.find("size: ") != std::string::npos);
     }
     EXPECT_TRUE(bLibrary);
-    EXPECT_EQ(1, kWalker.LoadModules());
-    EXPECT_EQ(uReported, kWalker.vecOutput.size());
+    EXPECT_EQ(1, walker.LoadModules());
+    EXPECT_EQ(uReported, walker.vecOutput.size());
 }
 
 TEST(StackWalker, AWalkOfTheCallerReportsFirstThenNextThenLastOnce)
 {
-    Walker kWalker;
-    EXPECT_EQ(1, kWalker.ShowCallstack());
-    ASSERT_LT(3u, kWalker.vecType.size());
-    EXPECT_EQ(StackWalker::eEntryFirst, kWalker.vecType.front());
-    EXPECT_EQ(StackWalker::eEntryLast, kWalker.vecType.back());
-    EXPECT_EQ(kWalker.vecAddress.back(), kWalker.vecAddress[kWalker.vecAddress.size() - 2]);
-    for (size_t i = 1; i + 1 < kWalker.vecType.size(); ++i)
+    Walker walker;
+    EXPECT_EQ(1, walker.ShowCallstack());
+    ASSERT_LT(3u, walker.vecType.size());
+    EXPECT_EQ(StackWalker::eEntryFirst, walker.vecType.front());
+    EXPECT_EQ(StackWalker::eEntryLast, walker.vecType.back());
+    EXPECT_EQ(walker.vecAddress.back(), walker.vecAddress[walker.vecAddress.size() - 2]);
+    for (size_t i = 1; i + 1 < walker.vecType.size(); ++i)
     {
-        EXPECT_EQ(StackWalker::eEntryNext, kWalker.vecType[i]);
+        EXPECT_EQ(StackWalker::eEntryNext, walker.vecType[i]);
     }
 }
 
 TEST(StackWalker, TheSummaryIsResetAtEachWalk)
 {
-    Walker kWalker;
-    kWalker.m_bD3D11Translate = 1;
-    EXPECT_EQ(1, kWalker.ShowCallstack());
-    EXPECT_EQ(0, kWalker.m_bD3D11Translate);
-    const std::string strFirst = kWalker.m_szSummary;
-    const int nFrames = kWalker.m_nSummaryFrames;
-    EXPECT_EQ(1, kWalker.ShowCallstack());
-    EXPECT_EQ(nFrames, kWalker.m_nSummaryFrames);
-    EXPECT_EQ(strFirst.size(), strlen(kWalker.m_szSummary));
+    Walker walker;
+    walker.m_bD3D11Translate = 1;
+    EXPECT_EQ(1, walker.ShowCallstack());
+    EXPECT_EQ(0, walker.m_bD3D11Translate);
+    const std::string strFirst = walker.m_szSummary;
+    const int nFrames = walker.m_nSummaryFrames;
+    EXPECT_EQ(1, walker.ShowCallstack());
+    EXPECT_EQ(nFrames, walker.m_nSummaryFrames);
+    EXPECT_EQ(strFirst.size(), strlen(walker.m_szSummary));
 }
 
 TEST(StackWalker, AGivenContextWhoseMemoryCantBeReadStillGives1)
 {
-    Walker kWalker;
+    Walker walker;
     CONTEXT context = {};
     context.Rip = 16;
     context.Rsp = 32;
-    EXPECT_EQ(1, kWalker.ShowCallstack(VOCurrentThreadHandle(), &context, RefuseReads));
-    EXPECT_GT(4u, kWalker.vecType.size());
+    EXPECT_EQ(1, walker.ShowCallstack(VOCurrentThreadHandle(), &context, RefuseReads));
+    EXPECT_GT(4u, walker.vecType.size());
 }
 
 TEST(StackWalker, AContextOfNothingGives1AndKeepsNoFrame)
 {
-    Walker kWalker;
+    Walker walker;
     const CONTEXT context = {};
-    EXPECT_EQ(1, kWalker.ShowCallstack(VOCurrentThreadHandle(), &context, RefuseReads));
-    EXPECT_EQ(1, kWalker.m_bNoFrameKept);
-    EXPECT_STREQ("", kWalker.m_szSummary);
+    EXPECT_EQ(1, walker.ShowCallstack(VOCurrentThreadHandle(), &context, RefuseReads));
+    EXPECT_EQ(1, walker.m_bNoFrameKept);
+    EXPECT_STREQ("", walker.m_szSummary);
 }
 
 TEST(StackWalker, TheCallersReaderIsAskedForTheMemory)
 {
-    Walker kWalker;
+    Walker walker;
     int nReads = 0;
-    EXPECT_EQ(1, kWalker.ShowCallstack(VOCurrentThreadHandle(), nullptr, CountReads, &nReads));
+    EXPECT_EQ(1, walker.ShowCallstack(VOCurrentThreadHandle(), nullptr, CountReads, &nReads));
     EXPECT_LT(0, nReads);
-    EXPECT_LT(3u, kWalker.vecType.size());
+    EXPECT_LT(3u, walker.vecType.size());
 }
 
 TEST(StackWalker, WithoutACallersReaderTheProcessIsRead)
 {
-    Walker kWalker;
+    Walker walker;
     int nReads = 0;
-    kWalker.ShowCallstack(VOCurrentThreadHandle(), nullptr, CountReads, &nReads);
-    kWalker.ShowCallstack();
+    walker.ShowCallstack(VOCurrentThreadHandle(), nullptr, CountReads, &nReads);
+    walker.ShowCallstack();
     const int nBefore = nReads;
     const unsigned long long ullValue = 0x1122334455667788;
     unsigned long long ullRead = 0;
@@ -171,56 +171,56 @@ TEST(StackWalker, WithoutACallersReaderTheProcessIsRead)
 
 TEST(StackWalker, AThreadThatIsNoneGives0)
 {
-    Walker kWalker;
-    EXPECT_EQ(0, kWalker.ShowCallstack(nullptr));
-    EXPECT_EQ(1, kWalker.m_bNoFrameKept);
+    Walker walker;
+    EXPECT_EQ(0, walker.ShowCallstack(nullptr));
+    EXPECT_EQ(1, walker.m_bNoFrameKept);
 }
 
 TEST(StackWalker, CopiesShareWhatTheyOwn)
 {
-    Walker kCopy(0);
+    Walker copy(0);
     {
-        Walker kWalker(0, "path");
-        EXPECT_EQ(1, kWalker.LoadModules());
-        kCopy = kWalker;
-        const Walker kThird(kWalker);
-        EXPECT_EQ(kWalker.m_pszSymPath, kThird.m_pszSymPath);
+        Walker walker(0, "path");
+        EXPECT_EQ(1, walker.LoadModules());
+        copy = walker;
+        const Walker third(walker);
+        EXPECT_EQ(walker.m_pszSymPath, third.m_pszSymPath);
     }
-    EXPECT_STREQ("path", kCopy.m_pszSymPath);
-    kCopy.vecOutput.clear();
-    EXPECT_EQ(1, kCopy.ShowCallstack());
-    EXPECT_LT(2u, kCopy.vecOutput.size());
+    EXPECT_STREQ("path", copy.m_pszSymPath);
+    copy.vecOutput.clear();
+    EXPECT_EQ(1, copy.ShowCallstack());
+    EXPECT_LT(2u, copy.vecOutput.size());
 }
 
 TEST(StackWalkerInternal, WithoutAnOwnerNothingIsBound)
 {
-    StackWalkerInternal kInternal(nullptr, VOCurrentProcessHandle());
-    EXPECT_EQ(0, kInternal.Init(nullptr));
-    StackWalkerInternal::IMAGEHLP_MODULE64_V2 kModule;
-    EXPECT_EQ(0, kInternal.GetModuleInfo(VOCurrentProcessHandle(), 1, &kModule));
+    StackWalkerInternal internal(nullptr, VOCurrentProcessHandle());
+    EXPECT_EQ(0, internal.Init(nullptr));
+    StackWalkerInternal::IMAGEHLP_MODULE64_V2 loaded;
+    EXPECT_EQ(0, internal.GetModuleInfo(VOCurrentProcessHandle(), 1, &loaded));
 }
 
 TEST(StackWalkerInternal, TheLastErrorSaysWhatFailed)
 {
-    StackWalkerInternal kInternal(nullptr, VOCurrentProcessHandle());
-    StackWalkerInternal::IMAGEHLP_MODULE64_V2 kModule;
-    EXPECT_EQ(0, kInternal.GetModuleInfo(VOCurrentProcessHandle(), 1, &kModule));
+    StackWalkerInternal internal(nullptr, VOCurrentProcessHandle());
+    StackWalkerInternal::IMAGEHLP_MODULE64_V2 loaded;
+    EXPECT_EQ(0, internal.GetModuleInfo(VOCurrentProcessHandle(), 1, &loaded));
     EXPECT_EQ(1114u, VOLastError());
-    Walker kWalker;
-    EXPECT_EQ(1, kWalker.ShowCallstack());
+    Walker walker;
+    EXPECT_EQ(1, walker.ShowCallstack());
     EXPECT_EQ(0u, VOLastError());
 }
 
 TEST(StackWalkerInternal, BeforeTheLibraryIsBoundNoModulesAreListed)
 {
-    Walker kWalker;
-    StackWalkerInternal kWithoutOwner(nullptr, VOCurrentProcessHandle());
-    EXPECT_EQ(0, kWithoutOwner.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
-    StackWalkerInternal kInternal(&kWalker, VOCurrentProcessHandle());
-    EXPECT_EQ(0, kInternal.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
-    EXPECT_TRUE(kWalker.vecOutput.empty());
-    ASSERT_EQ(1, kInternal.Init(nullptr));
-    EXPECT_EQ(1, kInternal.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
-    kInternal.PreInit(&kWalker, VOCurrentProcessHandle());
-    EXPECT_EQ(0, kInternal.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
+    Walker walker;
+    StackWalkerInternal withoutOwner(nullptr, VOCurrentProcessHandle());
+    EXPECT_EQ(0, withoutOwner.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
+    StackWalkerInternal internal(&walker, VOCurrentProcessHandle());
+    EXPECT_EQ(0, internal.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
+    EXPECT_TRUE(walker.vecOutput.empty());
+    ASSERT_EQ(1, internal.Init(nullptr));
+    EXPECT_EQ(1, internal.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
+    internal.PreInit(&walker, VOCurrentProcessHandle());
+    EXPECT_EQ(0, internal.LoadModules(VOCurrentProcessHandle(), StackWalker::CurrentProcessId()));
 }

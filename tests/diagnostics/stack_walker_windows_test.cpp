@@ -23,8 +23,8 @@ std::string Narrow(const std::wstring& strText)
 
 TEST(StackWalkerOnWindows, TheDebuggingToolsAreLoadedFromAFolderOfAnyName)
 {
-    const votest::TemporaryFolder kFolder;
-    const std::filesystem::path tools = kFolder.Path() / L"Tools \u20AC";
+    const votest::TemporaryFolder folder;
+    const std::filesystem::path tools = folder.Path() / L"Tools \u20AC";
     const std::string strLibrary = Narrow((tools / "library.dll").wstring());
     ASSERT_NE("", strLibrary);
     wchar_t szLibrary[MAX_PATH] = L"";

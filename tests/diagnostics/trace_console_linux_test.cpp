@@ -128,31 +128,31 @@ private:
     std::vector<std::pair<std::string, int>> m_vecFailed;
 };
 
-#define CHECK_KEPT(condition) kReport.Check((condition), #condition, __LINE__)
+#define CHECK_KEPT(condition) report.Check((condition), #condition, __LINE__)
 
-bool TracingRuns(Terminal& rTerminal)
+bool TracingRuns(Terminal& terminal)
 {
-    rTerminal.Read();
+    terminal.Read();
     const int nResult = VOTracePrintf(VOLOG_INFO, "probe\n");
-    return nResult == 0 && rTerminal.Read() == "probe\n";
+    return nResult == 0 && terminal.Read() == "probe\n";
 }
 
-bool TracingIsSilent(Terminal& rTerminal)
+bool TracingIsSilent(Terminal& terminal)
 {
-    rTerminal.Read();
+    terminal.Read();
     const int nResult = VOTracePrintf(VOLOG_INFO, "probe\n");
-    return nResult == 1 && rTerminal.Read().empty();
+    return nResult == 1 && terminal.Read().empty();
 }
 
 void WithoutATerminal()
 {
     CHECK_HERE(setsid() > 0);
-    const LogCapture kLog;
+    const LogCapture log;
     SetTracePrintEnable(1, 1);
     CHECK_HERE(VOTracePrintf(VOLOG_INFO, "%s\n", reinterpret_cast<const char*>(uintptr_t{1})) == 1);
     SetTracePrintEnable(0, 1);
     CHECK_HERE(VOTracePrintf(VOLOG_INFO, "text\n") == 1);
-    CHECK_HERE(kLog.Traces().empty());
+    CHECK_HERE(log.Traces().empty());
 }
 
 void ATerminalThatComesLater()
@@ -161,7 +161,7 @@ void ATerminalThatComesLater()
     SetTracePrintEnable(1, 1);
     CHECK_HERE(VOTracePrintf(VOLOG_INFO, "text\n") == 1);
     const KeptReport kKept;
-    KeptReport kReport;
+    KeptReport report;
     const int nMaster = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
     CHECK_KEPT(grantpt(nMaster) == 0 && unlockpt(nMaster) == 0);
     const int nSlave = open(ptsname(nMaster), O_RDWR);
@@ -172,74 +172,74 @@ void ATerminalThatComesLater()
 
 void OneAttachAndASecond()
 {
-    Terminal kTerminal;
-    KeptReport kReport;
-    CHECK_KEPT(TracingIsSilent(kTerminal));
+    Terminal terminal;
+    KeptReport report;
+    CHECK_KEPT(TracingIsSilent(terminal));
     SetTracePrintEnable(1, 1);
-    CHECK_KEPT(TracingRuns(kTerminal));
+    CHECK_KEPT(TracingRuns(terminal));
     SetTracePrintEnable(1, 1);
-    CHECK_KEPT(TracingIsSilent(kTerminal));
+    CHECK_KEPT(TracingIsSilent(terminal));
     SetTracePrintEnable(0, 1);
-    CHECK_KEPT(TracingIsSilent(kTerminal));
+    CHECK_KEPT(TracingIsSilent(terminal));
     SetTracePrintEnable(1, 1);
-    CHECK_KEPT(TracingIsSilent(kTerminal));
+    CHECK_KEPT(TracingIsSilent(terminal));
 }
 
 void PauseAndResume()
 {
-    Terminal kTerminal;
-    KeptReport kReport;
+    Terminal terminal;
+    KeptReport report;
     SetTracePrintEnable(1, 1);
-    CHECK_KEPT(TracingRuns(kTerminal));
+    CHECK_KEPT(TracingRuns(terminal));
     SetTracePrintEnable(0, 0);
-    CHECK_KEPT(TracingIsSilent(kTerminal));
+    CHECK_KEPT(TracingIsSilent(terminal));
     SetTracePrintEnable(0, 1);
-    CHECK_KEPT(TracingRuns(kTerminal));
+    CHECK_KEPT(TracingRuns(terminal));
 }
 
 void AttachFirstEnableLater()
 {
-    Terminal kTerminal;
-    KeptReport kReport;
+    Terminal terminal;
+    KeptReport report;
     SetTracePrintEnable(1, 0);
-    CHECK_KEPT(TracingIsSilent(kTerminal));
+    CHECK_KEPT(TracingIsSilent(terminal));
     SetTracePrintEnable(0, 1);
-    CHECK_KEPT(TracingRuns(kTerminal));
+    CHECK_KEPT(TracingRuns(terminal));
 }
 
 void BothStreamsEndUpOnTheTerminal()
 {
-    Terminal kTerminal;
-    KeptReport kReport;
+    Terminal terminal;
+    KeptReport report;
     SetTracePrintEnable(1, 0);
-    kTerminal.Read();
+    terminal.Read();
     printf("to standard output\n");
     fflush(stdout);
     fprintf(stderr, "to standard error\n");
-    CHECK_KEPT(kTerminal.Read() == "to standard output\nto standard error\n");
+    CHECK_KEPT(terminal.Read() == "to standard output\nto standard error\n");
     CHECK_KEPT(VOLogPrintf(VOLOG_ERROR, "a log line\n") == 0);
-    CHECK_KEPT(kTerminal.Read() == "a log line\n");
+    CHECK_KEPT(terminal.Read() == "a log line\n");
 }
 
 void TheTraceHook()
 {
-    Terminal kTerminal;
-    KeptReport kReport;
+    Terminal terminal;
+    KeptReport report;
     SetTracePrintEnable(1, 1);
-    LogCapture kLog;
-    kLog.SetHookResult(9);
+    LogCapture log;
+    log.SetHookResult(9);
     CHECK_KEPT(VOTracePrintf(VOLOG_INFO, "hooked %d\n", 1) == 9);
-    CHECK_KEPT(kLog.Traces() == (std::vector<LogEntry>{{VOLOG_INFO, "hooked 1\n"}}));
-    CHECK_KEPT(kLog.Count() == 0);
-    CHECK_KEPT(kTerminal.Read() == "hooked 1\n");
+    CHECK_KEPT(log.Traces() == (std::vector<LogEntry>{{VOLOG_INFO, "hooked 1\n"}}));
+    CHECK_KEPT(log.Count() == 0);
+    CHECK_KEPT(terminal.Read() == "hooked 1\n");
     CHECK_KEPT(SetTracePrintFunction(nullptr) == 0);
     CHECK_KEPT(VOTracePrintf(VOLOG_INFO, "still hooked\n") == 9);
 }
 
 void TheTraceLineComesFirst()
 {
-    Terminal kTerminal;
-    KeptReport kReport;
+    Terminal terminal;
+    KeptReport report;
     SetTracePrintEnable(1, 1);
     SetLogPrintfFunction(&NoteLog);
     SetTracePrintFunction(&NoteTrace);
@@ -263,15 +263,15 @@ void TheTraceLineComesFirst()
 
 void TheLibrarysOwnChecksAreTraced()
 {
-    Terminal kTerminal;
-    KeptReport kReport;
+    Terminal terminal;
+    KeptReport report;
     SetTracePrintEnable(1, 1);
-    const LogCapture kLog;
+    const LogCapture log;
     GetLogPriorityString(VOLOG_INFO);
-    CHECK_KEPT(kLog.Traces().size() == 1 && WithoutLineNumber(kLog.Traces()[0].strText) ==
-                                                "TracePrintf(emPriority < VOLOG_PRIORITY_MAX) at line # in "
-                                                "GetLogPriorityString\n");
-    CHECK_KEPT(kLog.Count() == 0);
+    CHECK_KEPT(log.Traces().size() == 1 && WithoutLineNumber(log.Traces()[0].strText) ==
+                                               "TracePrintf(emPriority < VOLOG_PRIORITY_MAX) at line # in "
+                                               "GetLogPriorityString\n");
+    CHECK_KEPT(log.Count() == 0);
 }
 
 std::string& SeenAfterTrace()
@@ -289,24 +289,24 @@ int TraceFromTheLogHook(VOLOG_PRIORITY, const char* pszText)
 
 void TheChannelsHaveTheirOwnBuffers()
 {
-    Terminal kTerminal;
-    KeptReport kReport;
+    Terminal terminal;
+    KeptReport report;
     SetTracePrintEnable(1, 1);
     SetLogPrintfFunction(&TraceFromTheLogHook);
     VOLogPrintf(VOLOG_ERROR, "the log text\n");
     CHECK_KEPT(SeenAfterTrace() == "the log text\n");
-    CHECK_KEPT(kTerminal.Read() == "a trace in between\nthe log text\n");
+    CHECK_KEPT(terminal.Read() == "a trace in between\nthe log text\n");
 }
 
 void AnOversizedTrace()
 {
-    Terminal kTerminal;
-    KeptReport kReport;
+    Terminal terminal;
+    KeptReport report;
     SetTracePrintEnable(1, 1);
-    const LogCapture kLog;
+    const LogCapture log;
     VOTracePrintf(VOLOG_INFO, "%s", std::string(1024, 'x').c_str());
-    CHECK_KEPT(kLog.Traces() == (std::vector<LogEntry>{{VOLOG_INFO, ""}}));
-    CHECK_KEPT(kTerminal.Read().empty());
+    CHECK_KEPT(log.Traces() == (std::vector<LogEntry>{{VOLOG_INFO, ""}}));
+    CHECK_KEPT(terminal.Read().empty());
 }
 }  // namespace
 

@@ -27,7 +27,7 @@ public:
 
     static int References() { return ms_nRefCountOfInstance; }
     static VOTSFileEventMappingAssemble* Current() { return ms_pkInstance; }
-    static void SetCurrent(VOTSFileEventMappingAssemble* pkInstance) { ms_pkInstance = pkInstance; }
+    static void SetCurrent(VOTSFileEventMappingAssemble* pInstance) { ms_pkInstance = pInstance; }
     std::vector<unsigned int> Sources() const
     {
         std::vector<unsigned int> vecSource;
@@ -57,39 +57,39 @@ protected:
 
 TEST_F(EventAssemble, WithoutAStateSectionThereIsAnObjectWithoutSources)
 {
-    LogCapture kLog;
-    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
-    ASSERT_NE(nullptr, pkAssemble);
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("hMappingState", kSetup)));
-    kLog.Clear();
-    EXPECT_EQ(1, pkAssemble->Run());
-    EXPECT_EQ(1, pkAssemble->Stop());
-    Record kRecord;
-    Held kListener(kRecord);
+    LogCapture log;
+    VOTSFileEventMappingAssemble* const pAssemble = VOTSFileEventMappingAssemble::Instance();
+    ASSERT_NE(nullptr, pAssemble);
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("hMappingState", kSetup)));
+    log.Clear();
+    EXPECT_EQ(1, pAssemble->Run());
+    EXPECT_EQ(1, pAssemble->Stop());
+    Record record;
+    Held listener(record);
     for (unsigned int uSource = 0; uSource < ASSETTYPE_COUNT; ++uSource)
     {
-        EXPECT_EQ(0, pkAssemble->BindListener(static_cast<enumAssetFrom>(uSource), kListener.Get()));
+        EXPECT_EQ(0, pAssemble->BindListener(static_cast<enumAssetFrom>(uSource), listener.Get()));
     }
-    EXPECT_EQ(1u, kListener.Get()->RefCount());
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(1u, listener.Get()->RefCount());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST_F(EventAssemble, TwoInstancesAreOneObjectAndOneReleaseLeavesItUsable)
 {
-    Publisher kPublisher;
-    kPublisher.SetEnabled(AF_SOURCE, 1);
-    VOTSFileEventMappingAssemble* const pkFirst = VOTSFileEventMappingAssemble::Instance();
-    EXPECT_EQ(pkFirst, VOTSFileEventMappingAssemble::Instance());
+    Publisher publisher;
+    publisher.SetEnabled(AF_SOURCE, 1);
+    VOTSFileEventMappingAssemble* const pFirst = VOTSFileEventMappingAssemble::Instance();
+    EXPECT_EQ(pFirst, VOTSFileEventMappingAssemble::Instance());
     EXPECT_EQ(2, OpenAssemble::References());
     VOTSFileEventMappingAssemble::Release();
     EXPECT_EQ(1, OpenAssemble::References());
-    Record kRecord;
-    Held kListener(kRecord);
-    EXPECT_EQ(1, pkFirst->BindListener(AF_SOURCE, kListener.Get()));
+    Record record;
+    Held listener(record);
+    EXPECT_EQ(1, pFirst->BindListener(AF_SOURCE, listener.Get()));
     VOTSFileEventMappingAssemble::Release();
     EXPECT_EQ(0, OpenAssemble::References());
     EXPECT_EQ(nullptr, OpenAssemble::Current());
-    EXPECT_EQ(1u, kListener.Get()->RefCount()) << "the inspector's reference went with it";
+    EXPECT_EQ(1u, listener.Get()->RefCount()) << "the inspector's reference went with it";
 }
 
 TEST_F(EventAssemble, AReleaseTooManyDoesNothing)
@@ -102,170 +102,170 @@ TEST_F(EventAssemble, AReleaseTooManyDoesNothing)
 
 TEST_F(EventAssemble, AnObjectThatIsThereWithoutAReferenceIsReported)
 {
-    Publisher kPublisher;
-    OpenAssemble kLeft;
-    OpenAssemble::SetCurrent(&kLeft);
-    LogCapture kLog;
-    EXPECT_NE(&kLeft, VOTSFileEventMappingAssemble::Instance());
-    EXPECT_THAT(kLog.Lines(),
+    Publisher publisher;
+    OpenAssemble left;
+    OpenAssemble::SetCurrent(&left);
+    LogCapture log;
+    EXPECT_NE(&left, VOTSFileEventMappingAssemble::Instance());
+    EXPECT_THAT(log.Lines(),
                 ElementsAre(votest::CheckLine("VO_CHECK_ERROR", "NULL == ms_pkInstance", kAssemble + "Instance")));
 }
 
 TEST_F(EventAssemble, ASectionOf336BytesWithOneEnabledSourceGivesOneInspectorAndRunStartsOneThread)
 {
-    Publisher kPublisher;
-    kPublisher.SetEnabled(AF_TARGET, 0x80000000u);
-    OpenAssemble kObject;
-    EXPECT_EQ(1, kObject._SetupInspector());
-    EXPECT_THAT(kObject.Sources(), ElementsAre(AF_TARGET));
-    EXPECT_EQ(1, kObject.Run());
+    Publisher publisher;
+    publisher.SetEnabled(AF_TARGET, 0x80000000u);
+    OpenAssemble object;
+    EXPECT_EQ(1, object._SetupInspector());
+    EXPECT_THAT(object.Sources(), ElementsAre(AF_TARGET));
+    EXPECT_EQ(1, object.Run());
     for (unsigned int uSource = 0; uSource < ASSETTYPE_COUNT; ++uSource)
     {
         // Resuming what isn't suspended tells whether there is a thread, and does nothing else.
-        EXPECT_EQ(uSource == AF_TARGET ? 1 : 0, kObject.SuspendEvent(static_cast<enumAssetFrom>(uSource), 0));
+        EXPECT_EQ(uSource == AF_TARGET ? 1 : 0, object.SuspendEvent(static_cast<enumAssetFrom>(uSource), 0));
     }
 }
 
 TEST_F(EventAssemble, EveryEnabledRecordGetsAnInspectorWhateverItsTimes)
 {
-    Publisher kPublisher;
+    Publisher publisher;
     for (unsigned int uSource = 0; uSource < ASSETTYPE_COUNT; ++uSource)
     {
-        kPublisher.SetEnabled(uSource, 1 + uSource);
+        publisher.SetEnabled(uSource, 1 + uSource);
     }
-    OpenAssemble kObject;
-    EXPECT_EQ(1, kObject._SetupInspector());
-    EXPECT_THAT(kObject.Sources(), ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9)) << "the record of no source as well";
+    OpenAssemble object;
+    EXPECT_EQ(1, object._SetupInspector());
+    EXPECT_THAT(object.Sources(), ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9)) << "the record of no source as well";
 }
 
 TEST_F(EventAssemble, ASourcePublishedLaterIsNotSeen)
 {
-    Publisher kPublisher;
-    kPublisher.SetEnabled(AF_SOURCE, 1);
-    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
-    kPublisher.SetEnabled(AF_TARGET, 1);
-    kPublisher.SetEnabled(AF_SOURCE, 0);
-    Record kRecord;
-    Held kListener(kRecord);
-    EXPECT_EQ(0, pkAssemble->BindListener(AF_TARGET, kListener.Get()));
-    EXPECT_EQ(1, pkAssemble->BindListener(AF_SOURCE, kListener.Get()));
+    Publisher publisher;
+    publisher.SetEnabled(AF_SOURCE, 1);
+    VOTSFileEventMappingAssemble* const pAssemble = VOTSFileEventMappingAssemble::Instance();
+    publisher.SetEnabled(AF_TARGET, 1);
+    publisher.SetEnabled(AF_SOURCE, 0);
+    Record record;
+    Held listener(record);
+    EXPECT_EQ(0, pAssemble->BindListener(AF_TARGET, listener.Get()));
+    EXPECT_EQ(1, pAssemble->BindListener(AF_SOURCE, listener.Get()));
     VOTSFileEventMappingAssemble::Release();
-    EXPECT_EQ(1, VOTSFileEventMappingAssemble::Instance()->BindListener(AF_TARGET, kListener.Get()));
+    EXPECT_EQ(1, VOTSFileEventMappingAssemble::Instance()->BindListener(AF_TARGET, listener.Get()));
 }
 
 TEST_F(EventAssemble, AnotherVersionIsReportedAndGivesNoSources)
 {
     for (const char* const pszVersion : {"version.1.4", "version.1.5x", ""})
     {
-        Publisher kPublisher(EmptyState(pszVersion));
-        kPublisher.SetEnabled(AF_SOURCE, 1);
-        OpenAssemble kObject;
-        LogCapture kLog;
-        EXPECT_EQ(0, kObject._SetupInspector());
-        EXPECT_THAT(kLog.Lines(),
+        Publisher publisher(EmptyState(pszVersion));
+        publisher.SetEnabled(AF_SOURCE, 1);
+        OpenAssemble object;
+        LogCapture log;
+        EXPECT_EQ(0, object._SetupInspector());
+        EXPECT_THAT(log.Lines(),
                     ElementsAre(ProcessError(
                         "::strcmp(pMappingState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == 0", kSetup)));
-        EXPECT_THAT(kObject.Sources(), IsEmpty());
+        EXPECT_THAT(object.Sources(), IsEmpty());
     }
 }
 
 TEST_F(EventAssemble, ASetUpWithInspectorsInPlaceStopsAtTheFirst)
 {
-    Publisher kPublisher;
-    kPublisher.SetEnabled(AF_SOURCE, 1);
-    kPublisher.SetEnabled(AF_MERGETARGET, 1);
-    OpenAssemble kObject;
-    ASSERT_EQ(1, kObject._SetupInspector());
-    delete std::exchange(kObject.m_pArrInspector[AF_MERGETARGET], nullptr);
-    LogCapture kLog;
-    EXPECT_EQ(0, kObject._SetupInspector());
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("NULL == m_pArrInspector[i]", kSetup)));
-    EXPECT_THAT(kObject.Sources(), ElementsAre(AF_SOURCE));
-    EXPECT_EQ(1, kObject._CloseInspector());
-    EXPECT_THAT(kObject.Sources(), IsEmpty());
+    Publisher publisher;
+    publisher.SetEnabled(AF_SOURCE, 1);
+    publisher.SetEnabled(AF_MERGETARGET, 1);
+    OpenAssemble object;
+    ASSERT_EQ(1, object._SetupInspector());
+    delete std::exchange(object.m_pArrInspector[AF_MERGETARGET], nullptr);
+    LogCapture log;
+    EXPECT_EQ(0, object._SetupInspector());
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("NULL == m_pArrInspector[i]", kSetup)));
+    EXPECT_THAT(object.Sources(), ElementsAre(AF_SOURCE));
+    EXPECT_EQ(1, object._CloseInspector());
+    EXPECT_THAT(object.Sources(), IsEmpty());
 }
 
 TEST_F(EventAssemble, BindingToASourceWithoutAnInspectorGives0AndTakesNoReference)
 {
-    Publisher kPublisher;
-    kPublisher.SetEnabled(AF_SOURCE, 1);
-    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
-    Record kRecord;
-    Held kListener(kRecord);
-    LogCapture kLog;
+    Publisher publisher;
+    publisher.SetEnabled(AF_SOURCE, 1);
+    VOTSFileEventMappingAssemble* const pAssemble = VOTSFileEventMappingAssemble::Instance();
+    Record record;
+    Held listener(record);
+    LogCapture log;
     for (const unsigned int uSource : {0u, 2u, 9u, 10u, 0x7FFFFFFFu, 0xFFFFFFFFu})
     {
-        EXPECT_EQ(0, pkAssemble->BindListener(static_cast<enumAssetFrom>(uSource), kListener.Get())) << uSource;
+        EXPECT_EQ(0, pAssemble->BindListener(static_cast<enumAssetFrom>(uSource), listener.Get())) << uSource;
     }
-    EXPECT_EQ(1u, kListener.Get()->RefCount());
-    EXPECT_EQ(0u, kLog.Count());
-    EXPECT_EQ(1, pkAssemble->BindListener(AF_SOURCE, kListener.Get()));
-    EXPECT_EQ(2u, kListener.Get()->RefCount());
+    EXPECT_EQ(1u, listener.Get()->RefCount());
+    EXPECT_EQ(0u, log.Count());
+    EXPECT_EQ(1, pAssemble->BindListener(AF_SOURCE, listener.Get()));
+    EXPECT_EQ(2u, listener.Get()->RefCount());
 }
 
 TEST_F(EventAssemble, SuspendingBeforeTheRunLogsTheSecondCheckAndGives0)
 {
-    Publisher kPublisher;
-    kPublisher.SetEnabled(AF_SOURCE, 1);
-    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
-    LogCapture kLog;
-    EXPECT_EQ(0, pkAssemble->SuspendEvent(AF_SOURCE, 1));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("m_pArrInspector[(int)eaf]->SuspendEvent(bSuspend)",
-                                                       kAssemble + "SuspendEvent")));
-    kLog.Clear();
+    Publisher publisher;
+    publisher.SetEnabled(AF_SOURCE, 1);
+    VOTSFileEventMappingAssemble* const pAssemble = VOTSFileEventMappingAssemble::Instance();
+    LogCapture log;
+    EXPECT_EQ(0, pAssemble->SuspendEvent(AF_SOURCE, 1));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("m_pArrInspector[(int)eaf]->SuspendEvent(bSuspend)",
+                                                      kAssemble + "SuspendEvent")));
+    log.Clear();
     for (const unsigned int uSource : {0u, 2u, 10u, 0xFFFFFFFFu})
     {
-        EXPECT_EQ(0, pkAssemble->SuspendEvent(static_cast<enumAssetFrom>(uSource), 1));
+        EXPECT_EQ(0, pAssemble->SuspendEvent(static_cast<enumAssetFrom>(uSource), 1));
     }
-    EXPECT_EQ(4u, kLog.Count());
-    EXPECT_EQ(ProcessError("m_pArrInspector[(int)eaf]", kAssemble + "SuspendEvent"), kLog.Lines()[3]);
+    EXPECT_EQ(4u, log.Count());
+    EXPECT_EQ(ProcessError("m_pArrInspector[(int)eaf]", kAssemble + "SuspendEvent"), log.Lines()[3]);
 }
 
 TEST_F(EventAssemble, RunsSuspendsAndStopsItsSources)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
-    kPublisher.Publish(AF_TARGET, ImageOfTimes({20}), 20);
-    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
+    publisher.Publish(AF_TARGET, ImageOfTimes({20}), 20);
+    VOTSFileEventMappingAssemble* const pAssemble = VOTSFileEventMappingAssemble::Instance();
     Record akRecord[2];
-    Held kSource(akRecord[0]);
-    Held kTarget(akRecord[1]);
-    EXPECT_EQ(1, pkAssemble->BindListener(AF_SOURCE, kSource.Get()));
-    EXPECT_EQ(1, pkAssemble->BindListener(AF_TARGET, kTarget.Get()));
-    EXPECT_EQ(1, pkAssemble->Run());
-    EXPECT_EQ(1, pkAssemble->Run()) << "a second time changes nothing";
+    Held source(akRecord[0]);
+    Held target(akRecord[1]);
+    EXPECT_EQ(1, pAssemble->BindListener(AF_SOURCE, source.Get()));
+    EXPECT_EQ(1, pAssemble->BindListener(AF_TARGET, target.Get()));
+    EXPECT_EQ(1, pAssemble->Run());
+    EXPECT_EQ(1, pAssemble->Run()) << "a second time changes nothing";
     EXPECT_TRUE(akRecord[0].WaitFor(1));
     EXPECT_TRUE(akRecord[1].WaitFor(1));
-    EXPECT_EQ(1, pkAssemble->SuspendEvent(AF_SOURCE, 1));
-    EXPECT_EQ(1, pkAssemble->SuspendEvent(AF_SOURCE, 0));
-    EXPECT_EQ(1, pkAssemble->Stop());
+    EXPECT_EQ(1, pAssemble->SuspendEvent(AF_SOURCE, 1));
+    EXPECT_EQ(1, pAssemble->SuspendEvent(AF_SOURCE, 0));
+    EXPECT_EQ(1, pAssemble->Stop());
     EXPECT_THAT(akRecord[0].Times(), ElementsAre(10));
     EXPECT_THAT(akRecord[1].Times(), ElementsAre(20));
-    LogCapture kLog;
-    EXPECT_EQ(0, pkAssemble->SuspendEvent(AF_SOURCE, 1));
-    EXPECT_EQ(1u, kLog.Count());
+    LogCapture log;
+    EXPECT_EQ(0, pAssemble->SuspendEvent(AF_SOURCE, 1));
+    EXPECT_EQ(1u, log.Count());
 }
 
 TEST_F(EventAssemble, TheLastReleaseStopsRunningThreadsAndLetsGoOfListeners)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
-    kPublisher.Publish(AF_TARGET, ImageOfTimes({10}), 10);
-    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
-    Record kRecord;
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
+    publisher.Publish(AF_TARGET, ImageOfTimes({10}), 10);
+    VOTSFileEventMappingAssemble* const pAssemble = VOTSFileEventMappingAssemble::Instance();
+    Record record;
     // A listener that asks for the instance itself mustn't keep the release from ending.
-    Held kListener(kRecord,
-                   [](const FileEventParam&)
-                   {
-                       (void)VOTSFileEventMappingAssemble::Instance();
-                       VOTSFileEventMappingAssemble::Release();
-                   });
-    EXPECT_EQ(1, pkAssemble->BindListener(AF_SOURCE, kListener.Get()));
-    EXPECT_EQ(1, pkAssemble->BindListener(AF_TARGET, kListener.Get()));
-    EXPECT_EQ(1, pkAssemble->Run());
-    EXPECT_TRUE(kRecord.WaitFor(1));
+    Held listener(record,
+                  [](const FileEventParam&)
+                  {
+                      (void)VOTSFileEventMappingAssemble::Instance();
+                      VOTSFileEventMappingAssemble::Release();
+                  });
+    EXPECT_EQ(1, pAssemble->BindListener(AF_SOURCE, listener.Get()));
+    EXPECT_EQ(1, pAssemble->BindListener(AF_TARGET, listener.Get()));
+    EXPECT_EQ(1, pAssemble->Run());
+    EXPECT_TRUE(record.WaitFor(1));
     VOTSFileEventMappingAssemble::Release();
-    EXPECT_EQ(1u, kListener.Get()->RefCount());
+    EXPECT_EQ(1u, listener.Get()->RefCount());
 }
 
 // Two sources: the listener of the second is stopped while it holds a lock that the listener of the first asks for.
@@ -274,23 +274,23 @@ class EventAssembleWithAHeldLock : public EventAssemble
 protected:
     void SetUp() override
     {
-        m_kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
-        m_kPublisher.Publish(AF_TARGET, ImageOfTimes({10}), 10);
-        m_pkAssemble = VOTSFileEventMappingAssemble::Instance();
-        ASSERT_EQ(1, m_pkAssemble->BindListener(AF_SOURCE, m_kAsking.Get()));
-        ASSERT_EQ(1, m_pkAssemble->BindListener(AF_TARGET, m_kHolding.Get()));
-        m_pkAssemble->Run();
+        m_publisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
+        m_publisher.Publish(AF_TARGET, ImageOfTimes({10}), 10);
+        m_pAssemble = VOTSFileEventMappingAssemble::Instance();
+        ASSERT_EQ(1, m_pAssemble->BindListener(AF_SOURCE, m_asking.Get()));
+        ASSERT_EQ(1, m_pAssemble->BindListener(AF_TARGET, m_holding.Get()));
+        m_pAssemble->Run();
         ASSERT_TRUE(WaitUntil([&] { return m_nHolding == 1 && m_nAsking == 1; }));
-        ASSERT_EQ(1, m_pkAssemble->SuspendEvent(AF_TARGET, 1));
+        ASSERT_EQ(1, m_pAssemble->SuspendEvent(AF_TARGET, 1));
         m_bLeave = true;
     }
 
     // Whether an operation ends although nobody else lets the suspended thread go.
     bool Ends(const std::function<void()>& fnOperation)
     {
-        const LogCapture kLog;
+        const LogCapture log;
         std::atomic<bool> bEnded{false};
-        std::thread kThread(
+        std::thread thread(
             [&]
             {
                 fnOperation();
@@ -303,40 +303,40 @@ protected:
         const bool bResult = bEnded;
         if (!bResult)
         {
-            m_pkAssemble->SuspendEvent(AF_TARGET, 0);
+            m_pAssemble->SuspendEvent(AF_TARGET, 0);
         }
-        kThread.join();
+        thread.join();
         return bResult;
     }
 
-    Publisher m_kPublisher;
-    std::mutex m_kLock;
+    Publisher m_publisher;
+    std::mutex m_lock;
     std::atomic<int> m_nHolding{0};
     std::atomic<int> m_nAsking{0};
     std::atomic<bool> m_bLeave{false};
-    Record m_kRecord;
-    Held m_kHolding{m_kRecord, [this](const FileEventParam&)
-                    {
-                        const std::lock_guard<std::mutex> kGuard(m_kLock);
-                        for (m_nHolding = 1; !m_bLeave; std::this_thread::yield())
-                        {
-                        }
-                    }};
-    Held m_kAsking{m_kRecord, [this](const FileEventParam&)
+    Record m_record;
+    Held m_holding{m_record, [this](const FileEventParam&)
                    {
-                       while (m_nHolding == 0)
+                       const std::lock_guard<std::mutex> guard(m_lock);
+                       for (m_nHolding = 1; !m_bLeave; std::this_thread::yield())
                        {
-                           std::this_thread::yield();
                        }
-                       m_nAsking = 1;
-                       const std::lock_guard<std::mutex> kGuard(m_kLock);
                    }};
-    VOTSFileEventMappingAssemble* m_pkAssemble = nullptr;
+    Held m_asking{m_record, [this](const FileEventParam&)
+                  {
+                      while (m_nHolding == 0)
+                      {
+                          std::this_thread::yield();
+                      }
+                      m_nAsking = 1;
+                      const std::lock_guard<std::mutex> guard(m_lock);
+                  }};
+    VOTSFileEventMappingAssemble* m_pAssemble = nullptr;
 };
 
 TEST_F(EventAssembleWithAHeldLock, StopLetsAllThreadsGoBeforeItWaitsForOne)
 {
-    EXPECT_TRUE(Ends([&] { m_pkAssemble->Stop(); }));
+    EXPECT_TRUE(Ends([&] { m_pAssemble->Stop(); }));
 }
 
 TEST_F(EventAssembleWithAHeldLock, TheLastReleaseLetsAllThreadsGoBeforeItWaitsForOne)
@@ -346,54 +346,54 @@ TEST_F(EventAssembleWithAHeldLock, TheLastReleaseLetsAllThreadsGoBeforeItWaitsFo
 
 TEST_F(EventAssemble, AThreadThatWasSuspendedTwiceStaysSoUntilItIsResumedOnceMore)
 {
-    Publisher kPublisher;
-    kPublisher.SetEnabled(AF_SOURCE, 1);
-    kPublisher.SetEnabled(AF_TARGET, 1);
-    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
-    pkAssemble->Run();
-    pkAssemble->SuspendEvent(AF_TARGET, 1);
-    pkAssemble->SuspendEvent(AF_TARGET, 1);
+    Publisher publisher;
+    publisher.SetEnabled(AF_SOURCE, 1);
+    publisher.SetEnabled(AF_TARGET, 1);
+    VOTSFileEventMappingAssemble* const pAssemble = VOTSFileEventMappingAssemble::Instance();
+    pAssemble->Run();
+    pAssemble->SuspendEvent(AF_TARGET, 1);
+    pAssemble->SuspendEvent(AF_TARGET, 1);
     std::atomic<int> nEnded{0};
     const auto Stop = [&]
     {
-        pkAssemble->Stop();
+        pAssemble->Stop();
         ++nEnded;
     };
-    std::thread kOne(Stop);
-    std::thread kOther(Stop);
+    std::thread one(Stop);
+    std::thread other(Stop);
     std::this_thread::sleep_for(std::chrono::milliseconds(1200));
     EXPECT_EQ(0, nEnded) << "two that stop don't resume it twice";
-    EXPECT_EQ(1, pkAssemble->SuspendEvent(AF_TARGET, 0));
-    kOne.join();
-    kOther.join();
+    EXPECT_EQ(1, pAssemble->SuspendEvent(AF_TARGET, 0));
+    one.join();
+    other.join();
 }
 
 TEST_F(EventAssemble, InstanceIsMadeOnceByManyThreads)
 {
-    Publisher kPublisher;
-    kPublisher.SetEnabled(AF_SOURCE, 1);
+    Publisher publisher;
+    publisher.SetEnabled(AF_SOURCE, 1);
     std::vector<std::thread> vecThreads;
     std::atomic<VOTSFileEventMappingAssemble*> apkSeen[4] = {};
-    for (auto& rpkSeen : apkSeen)
+    for (auto& pSeen : apkSeen)
     {
-        vecThreads.emplace_back([&rpkSeen] { rpkSeen = VOTSFileEventMappingAssemble::Instance(); });
+        vecThreads.emplace_back([&pSeen] { pSeen = VOTSFileEventMappingAssemble::Instance(); });
     }
-    for (std::thread& rkThread : vecThreads)
+    for (std::thread& thread : vecThreads)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(4, OpenAssemble::References());
-    for (auto& rpkSeen : apkSeen)
+    for (auto& pSeen : apkSeen)
     {
-        EXPECT_EQ(OpenAssemble::Current(), rpkSeen.load());
+        EXPECT_EQ(OpenAssemble::Current(), pSeen.load());
     }
 }
 
 TEST_F(EventAssemble, OnManyThreadsAnObjectIsThereFromInstanceToRelease)
 {
-    Publisher kPublisher;
-    kPublisher.SetEnabled(AF_SOURCE, 1);
-    const LogCapture kLog;
+    Publisher publisher;
+    publisher.SetEnabled(AF_SOURCE, 1);
+    const LogCapture log;
     std::atomic<int> nMisses = 0;
     std::vector<std::thread> vecThreads;
     for (int nThread = 0; nThread < 4; ++nThread)
@@ -403,15 +403,15 @@ TEST_F(EventAssemble, OnManyThreadsAnObjectIsThereFromInstanceToRelease)
             {
                 for (int nRound = 0; nRound < 300; ++nRound)
                 {
-                    VOTSFileEventMappingAssemble* const pkAssemble = VOTSFileEventMappingAssemble::Instance();
-                    nMisses += (pkAssemble->*&OpenAssemble::m_pArrInspector)[AF_SOURCE] == nullptr ? 1 : 0;
+                    VOTSFileEventMappingAssemble* const pAssemble = VOTSFileEventMappingAssemble::Instance();
+                    nMisses += (pAssemble->*&OpenAssemble::m_pArrInspector)[AF_SOURCE] == nullptr ? 1 : 0;
                     VOTSFileEventMappingAssemble::Release();
                 }
             });
     }
-    for (std::thread& rkThread : vecThreads)
+    for (std::thread& thread : vecThreads)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(0, nMisses);
     EXPECT_EQ(0, OpenAssemble::References());

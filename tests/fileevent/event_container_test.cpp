@@ -37,35 +37,35 @@ TEST(EventRecord, TheArgumentsOfAnAppendComeInTheirOrder)
 
 TEST(EventContainer, IsAProviderUnlessToldOtherwise)
 {
-    const OpenContainer kDefault;
-    EXPECT_EQ(AR_Provider, kDefault.m_eAssetRole);
-    EXPECT_NE(nullptr, kDefault.m_pkStringSet);
-    EXPECT_EQ(0u, kDefault.Count());
-    EXPECT_EQ(0u, kDefault.Capacity());
+    const OpenContainer usual;
+    EXPECT_EQ(AR_Provider, usual.m_eAssetRole);
+    EXPECT_NE(nullptr, usual.m_pkStringSet);
+    EXPECT_EQ(0u, usual.Count());
+    EXPECT_EQ(0u, usual.Capacity());
     EXPECT_EQ(AR_Customer, OpenContainer(AR_Customer).m_eAssetRole);
 }
 
 TEST(EventContainer, OfAnotherRoleHasNoPoolAndRefusesEverythingInTheLog)
 {
-    LogCapture kLog;
-    OpenContainer kContainer(static_cast<enumAssetRole>(7));
-    EXPECT_THAT(kLog.Lines(),
+    LogCapture log;
+    OpenContainer container(static_cast<enumAssetRole>(7));
+    EXPECT_THAT(log.Lines(),
                 ElementsAre(ProcessError("m_pkStringSet", "VOTSFileEventContainer::VOTSFileEventContainer")));
-    EXPECT_EQ(nullptr, kContainer.m_pkStringSet);
-    kLog.Clear();
-    EXPECT_EQ(nullptr, kContainer.GetString(nullptr));
-    EXPECT_EQ(0, kContainer.CleanUp());
-    EXPECT_EQ(nullptr, kContainer.GetAlloc());
-    EXPECT_EQ(0, kContainer.AppendEvent(InfoOf(VOTEXT("a")), 1));
-    EXPECT_THAT(kLog.Lines(),
+    EXPECT_EQ(nullptr, container.m_pkStringSet);
+    log.Clear();
+    EXPECT_EQ(nullptr, container.GetString(nullptr));
+    EXPECT_EQ(0, container.CleanUp());
+    EXPECT_EQ(nullptr, container.GetAlloc());
+    EXPECT_EQ(0, container.AppendEvent(InfoOf(VOTEXT("a")), 1));
+    EXPECT_THAT(log.Lines(),
                 ElementsAre(ProcessError("m_pkStringSet", kClass + "GetString"),
                             ProcessError("m_pkStringSet", kClass + "CleanUp"),
                             ProcessError("m_pkStringSet", kClass + "GetAlloc"),
                             ProcessError("INVALID_HANDLE_VALUE != node.hstrPath", kClass + "AppendEvent")));
-    const MisalignedBlock kImage(SampleModel().Image());
-    kLog.Clear();
-    EXPECT_EQ(0, kContainer.SetAlloc(kImage.As<EventImage>(), 1));
-    EXPECT_THAT(kLog.Lines(),
+    const MisalignedBlock image(SampleModel().Image());
+    log.Clear();
+    EXPECT_EQ(0, container.SetAlloc(image.As<EventImage>(), 1));
+    EXPECT_THAT(log.Lines(),
                 ElementsAre(ProcessError("m_pkStringSet", kClass + "CleanUp"),
                             ProcessError("m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy)", kClass + "SetAlloc")));
 }
@@ -76,120 +76,120 @@ TEST(EventContainer, OfAnotherRoleHasNoPoolAndRefusesEverythingInTheLog)
 
 TEST(AppendEvent, GrowsTheCapacityTo2Then6Then14)
 {
-    OpenContainer kContainer;
+    OpenContainer container;
     std::vector<unsigned int> vecCapacity;
     for (Time ullTime = 0; ullTime < 7; ++ullTime)
     {
-        EXPECT_EQ(1, kContainer.AppendEvent(InfoOf(VOTEXT("a")), ullTime));
-        vecCapacity.push_back(kContainer.Capacity());
+        EXPECT_EQ(1, container.AppendEvent(InfoOf(VOTEXT("a")), ullTime));
+        vecCapacity.push_back(container.Capacity());
     }
     EXPECT_THAT(vecCapacity, ElementsAre(2, 2, 6, 6, 6, 6, 14));
-    EXPECT_EQ(7u, kContainer.Count());
+    EXPECT_EQ(7u, container.Count());
 }
 
 TEST(AppendEvent, StoresTheValuesTheTextsAndTheTime)
 {
-    VOTSFileEventContainer kContainer;
-    EXPECT_EQ(1, kContainer.AppendEvent({11, 12, 13, VOTEXT("path"), VOTEXT("new"), VOTEXT("physic")}, 99));
-    const Events vecEvent = AllOf(kContainer);
+    VOTSFileEventContainer container;
+    EXPECT_EQ(1, container.AppendEvent({11, 12, 13, VOTEXT("path"), VOTEXT("new"), VOTEXT("physic")}, 99));
+    const Events vecEvent = AllOf(container);
     ASSERT_EQ(1u, vecEvent.size());
     EXPECT_EQ(11u, +vecEvent[0].dwEventParam0);
     EXPECT_EQ(12u, +vecEvent[0].dwEventParam1);
     EXPECT_EQ(13u, +vecEvent[0].dwEventParam2);
     EXPECT_EQ(99u, +vecEvent[0].ullTime);
-    EXPECT_EQ(VOWString(VOTEXT("path")), ReadText(kContainer.GetString(vecEvent[0].hstrPath)));
-    EXPECT_EQ(VOWString(VOTEXT("new")), ReadText(kContainer.GetString(vecEvent[0].hstrNewName)));
-    EXPECT_EQ(VOWString(VOTEXT("physic")), ReadText(kContainer.GetString(vecEvent[0].hstrPhysicPath)));
+    EXPECT_EQ(VOWString(VOTEXT("path")), ReadText(container.GetString(vecEvent[0].hstrPath)));
+    EXPECT_EQ(VOWString(VOTEXT("new")), ReadText(container.GetString(vecEvent[0].hstrNewName)));
+    EXPECT_EQ(VOWString(VOTEXT("physic")), ReadText(container.GetString(vecEvent[0].hstrPhysicPath)));
 }
 
 TEST(AppendEvent, WithoutOrWithAnEmptyNewNameOrPhysicPathStoresTheInvalidHandle)
 {
-    OpenContainer kContainer;
-    EXPECT_EQ(1, kContainer.AppendEvent(InfoOf(VOTEXT("a"), VOTEXT(""), VOTEXT("")), 1));
-    EXPECT_EQ(1, kContainer.AppendEvent(InfoOf(VOTEXT("a")), 1));
-    for (const structFileEventNode& rkEvent : AllOf(kContainer))
+    OpenContainer container;
+    EXPECT_EQ(1, container.AppendEvent(InfoOf(VOTEXT("a"), VOTEXT(""), VOTEXT("")), 1));
+    EXPECT_EQ(1, container.AppendEvent(InfoOf(VOTEXT("a")), 1));
+    for (const structFileEventNode& event : AllOf(container))
     {
-        EXPECT_EQ(0u, Number(rkEvent.hstrPath));
-        EXPECT_EQ(votest::kInvalidHandle, Number(rkEvent.hstrNewName));
-        EXPECT_EQ(votest::kInvalidHandle, Number(rkEvent.hstrPhysicPath));
+        EXPECT_EQ(0u, Number(event.hstrPath));
+        EXPECT_EQ(votest::kInvalidHandle, Number(event.hstrNewName));
+        EXPECT_EQ(votest::kInvalidHandle, Number(event.hstrPhysicPath));
     }
-    EXPECT_EQ(1u, kContainer.m_pkStringSet->Count()) << "the empty texts weren't entered";
+    EXPECT_EQ(1u, container.m_pkStringSet->Count()) << "the empty texts weren't entered";
 }
 
 TEST(AppendEvent, TakesAnEmptyPath)
 {
-    VOTSFileEventContainer kContainer;
-    EXPECT_EQ(1, kContainer.AppendEvent(InfoOf(VOTEXT("")), 1));
-    const VOWCHAR* const pszText = kContainer.GetString(AllOf(kContainer)[0].hstrPath);
+    VOTSFileEventContainer container;
+    EXPECT_EQ(1, container.AppendEvent(InfoOf(VOTEXT("")), 1));
+    const VOWCHAR* const pszText = container.GetString(AllOf(container)[0].hstrPath);
     ASSERT_NE(nullptr, pszText);
     EXPECT_EQ(VOWString(), ReadText(pszText));
 }
 
 TEST(AppendEvent, WithoutAPathFailsAndStoresNothing)
 {
-    OpenContainer kContainer;
-    LogCapture kLog;
-    EXPECT_EQ(0, kContainer.AppendEvent(InfoOf(nullptr, VOTEXT("new")), 1));
-    EXPECT_EQ(ProcessError("INVALID_HANDLE_VALUE != node.hstrPath", kClass + "AppendEvent"), kLog.Lines().back());
-    EXPECT_EQ(0u, kContainer.Count());
-    EXPECT_EQ(0u, kContainer.m_pkStringSet->Count()) << "it stops at the path";
+    OpenContainer container;
+    LogCapture log;
+    EXPECT_EQ(0, container.AppendEvent(InfoOf(nullptr, VOTEXT("new")), 1));
+    EXPECT_EQ(ProcessError("INVALID_HANDLE_VALUE != node.hstrPath", kClass + "AppendEvent"), log.Lines().back());
+    EXPECT_EQ(0u, container.Count());
+    EXPECT_EQ(0u, container.m_pkStringSet->Count()) << "it stops at the path";
 }
 
 TEST(AppendEvent, ToACustomerFailsAtThePath)
 {
-    OpenContainer kContainer(AR_Customer);
-    LogCapture kLog;
-    EXPECT_EQ(0, kContainer.AppendEvent(InfoOf(VOTEXT("a")), 1));
-    EXPECT_THAT(kLog.Lines(),
+    OpenContainer container(AR_Customer);
+    LogCapture log;
+    EXPECT_EQ(0, container.AppendEvent(InfoOf(VOTEXT("a")), 1));
+    EXPECT_THAT(log.Lines(),
                 ElementsAre(ProcessError("INVALID_HANDLE_VALUE != node.hstrPath", kClass + "AppendEvent")));
-    EXPECT_EQ(0u, kContainer.Count());
+    EXPECT_EQ(0u, container.Count());
 }
 
 TEST(AppendEvent, KeepsTheOrderOfAppendingWhateverTheTimes)
 {
-    VOTSFileEventContainer kContainer;
+    VOTSFileEventContainer container;
     for (const Time ullTime : std::vector<Time>{5, 1, kAllTime, 3, 3, 0})
     {
-        kContainer.AppendEvent(InfoOf(VOTEXT("a")), ullTime);
+        container.AppendEvent(InfoOf(VOTEXT("a")), ullTime);
     }
-    EXPECT_THAT(TimesOf(AllOf(kContainer)), ElementsAre(5, 1, kAllTime, 3, 3, 0));
+    EXPECT_THAT(TimesOf(AllOf(container)), ElementsAre(5, 1, kAllTime, 3, 3, 0));
 }
 
 TEST(AppendEvent, EntersEachTextOnce)
 {
-    OpenContainer kContainer;
-    kContainer.AppendEvent(InfoOf(VOTEXT("a"), VOTEXT("b"), VOTEXT("a")), 1);
-    kContainer.AppendEvent(InfoOf(VOTEXT("b"), VOTEXT("a"), VOTEXT("b")), 2);
-    EXPECT_EQ(2u, kContainer.m_pkStringSet->Count());
-    EXPECT_EQ(Number(AllOf(kContainer)[0].hstrPath), Number(AllOf(kContainer)[1].hstrNewName));
+    OpenContainer container;
+    container.AppendEvent(InfoOf(VOTEXT("a"), VOTEXT("b"), VOTEXT("a")), 1);
+    container.AppendEvent(InfoOf(VOTEXT("b"), VOTEXT("a"), VOTEXT("b")), 2);
+    EXPECT_EQ(2u, container.m_pkStringSet->Count());
+    EXPECT_EQ(Number(AllOf(container)[0].hstrPath), Number(AllOf(container)[1].hstrNewName));
 }
 
 TEST(AppendEvent, TakesTextsAtOddAddresses)
 {
-    const votest::PlacedText kPath(VOTEXT("dir/odd"));
-    const votest::PlacedText kName(VOTEXT("n"));
-    const votest::PlacedText kEmpty(VOTEXT(""));
-    VOTSFileEventContainer kContainer;
-    EXPECT_EQ(1, kContainer.AppendEvent(InfoOf(kPath, kName, kEmpty), 1));
-    EXPECT_EQ(VOWString(VOTEXT("dir/odd")), ReadText(kContainer.GetString(AllOf(kContainer)[0].hstrPath)));
-    EXPECT_EQ(votest::kInvalidHandle, Number(AllOf(kContainer)[0].hstrPhysicPath));
+    const votest::PlacedText path(VOTEXT("dir/odd"));
+    const votest::PlacedText name(VOTEXT("n"));
+    const votest::PlacedText empty(VOTEXT(""));
+    VOTSFileEventContainer container;
+    EXPECT_EQ(1, container.AppendEvent(InfoOf(path, name, empty), 1));
+    EXPECT_EQ(VOWString(VOTEXT("dir/odd")), ReadText(container.GetString(AllOf(container)[0].hstrPath)));
+    EXPECT_EQ(votest::kInvalidHandle, Number(AllOf(container)[0].hstrPhysicPath));
 }
 
 TEST(AppendEvent, TakesTextsOfThePoolItselfWhileThePoolGrows)
 {
-    VOTSFileEventContainer kContainer;
-    ASSERT_EQ(1, kContainer.AppendEvent({1, 2, 3, VOTEXT("path"), VOTEXT("new name"), VOTEXT("physic")}, 1));
+    VOTSFileEventContainer container;
+    ASSERT_EQ(1, container.AppendEvent({1, 2, 3, VOTEXT("path"), VOTEXT("new name"), VOTEXT("physic")}, 1));
     for (int i = 0; i < 12; ++i)
     {
         std::vector<structFileEventNode> vecEvent;
-        ASSERT_EQ(1, kContainer.GetEvent(vecEvent, 1, 1));
+        ASSERT_EQ(1, container.GetEvent(vecEvent, 1, 1));
         // Each path is longer than all that the pool holds, and moves it.
         const VOWString strPath(size_t{1000} << i, static_cast<VOWCHAR>('a' + i));
-        ASSERT_EQ(1, kContainer.AppendEvent({1, 2, 3, strPath.c_str(), kContainer.GetString(vecEvent[0].hstrNewName),
-                                             kContainer.GetString(vecEvent[0].hstrPhysicPath)},
-                                            2));
+        ASSERT_EQ(1, container.AppendEvent({1, 2, 3, strPath.c_str(), container.GetString(vecEvent[0].hstrNewName),
+                                            container.GetString(vecEvent[0].hstrPhysicPath)},
+                                           2));
         std::vector<structFileEventNode> vecLast;
-        kContainer.GetEvent(vecLast, 2, 2);
+        container.GetEvent(vecLast, 2, 2);
         ASSERT_EQ(size_t(i) + 1, vecLast.size());
         EXPECT_TRUE(vecEvent[0].hstrNewName == vecLast.back().hstrNewName);
         EXPECT_TRUE(vecEvent[0].hstrPhysicPath == vecLast.back().hstrPhysicPath);
@@ -198,16 +198,16 @@ TEST(AppendEvent, TakesTextsOfThePoolItselfWhileThePoolGrows)
 
 TEST(AppendEvent, TurnsAnAttachedImageIntoOwnMemory)
 {
-    const EventModel kSample = SampleModel();
-    const MisalignedBlock kImage(kSample.Image(), 1);
-    OpenContainer kContainer(AR_Provider);
-    ASSERT_EQ(1, kContainer.SetAlloc(kImage.As<EventImage>(), 0));
-    EXPECT_EQ(0u, kContainer.Capacity());
-    EXPECT_EQ(1, kContainer.AppendEvent(InfoOf(VOTEXT("more")), 40));
-    EXPECT_EQ(8u, kContainer.Capacity());
-    EXPECT_THAT(TimesOf(AllOf(kContainer)), ElementsAre(10, 20, 30, 40));
-    EXPECT_EQ(VOWString(VOTEXT("dir/a.png")), ReadText(kContainer.GetString(AllOf(kContainer)[0].hstrPath)));
-    EXPECT_TRUE(SameBytes(kSample.Image(), kImage.Current()));
+    const EventModel sample = SampleModel();
+    const MisalignedBlock image(sample.Image(), 1);
+    OpenContainer container(AR_Provider);
+    ASSERT_EQ(1, container.SetAlloc(image.As<EventImage>(), 0));
+    EXPECT_EQ(0u, container.Capacity());
+    EXPECT_EQ(1, container.AppendEvent(InfoOf(VOTEXT("more")), 40));
+    EXPECT_EQ(8u, container.Capacity());
+    EXPECT_THAT(TimesOf(AllOf(container)), ElementsAre(10, 20, 30, 40));
+    EXPECT_EQ(VOWString(VOTEXT("dir/a.png")), ReadText(container.GetString(AllOf(container)[0].hstrPath)));
+    EXPECT_TRUE(SameBytes(sample.Image(), image.Current()));
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -221,63 +221,63 @@ protected:
     {
         for (const Time ullTime : {30, 10, 20})
         {
-            m_kContainer.AppendEvent(InfoOf(VOTEXT("a")), ullTime);
+            m_container.AppendEvent(InfoOf(VOTEXT("a")), ullTime);
         }
     }
-    VOTSFileEventContainer m_kContainer;
+    VOTSFileEventContainer m_container;
     Events m_vecEvent;
 };
 
 TEST_F(GetEvent, IncludesBothBounds)
 {
-    EXPECT_EQ(1, m_kContainer.GetEvent(m_vecEvent, 10, 20));
+    EXPECT_EQ(1, m_container.GetEvent(m_vecEvent, 10, 20));
     EXPECT_THAT(TimesOf(m_vecEvent), ElementsAre(10, 20));
 }
 
 TEST_F(GetEvent, WithABeginEqualToAnEventsTimeReturnsThatEvent)
 {
-    EXPECT_EQ(1, m_kContainer.GetEvent(m_vecEvent, 30, kAllTime));
+    EXPECT_EQ(1, m_container.GetEvent(m_vecEvent, 30, kAllTime));
     EXPECT_THAT(TimesOf(m_vecEvent), ElementsAre(30));
     m_vecEvent.clear();
-    EXPECT_EQ(1, m_kContainer.GetEvent(m_vecEvent, 20, 20));
+    EXPECT_EQ(1, m_container.GetEvent(m_vecEvent, 20, 20));
     EXPECT_THAT(TimesOf(m_vecEvent), ElementsAre(20));
     m_vecEvent.clear();
-    EXPECT_EQ(0, m_kContainer.GetEvent(m_vecEvent, 31, kAllTime));
+    EXPECT_EQ(0, m_container.GetEvent(m_vecEvent, 31, kAllTime));
     EXPECT_THAT(m_vecEvent, IsEmpty());
 }
 
 TEST_F(GetEvent, WithABeginBehindTheEndFailsAndLogs)
 {
-    LogCapture kLog;
+    LogCapture log;
     m_vecEvent.resize(1);
-    EXPECT_EQ(0, m_kContainer.GetEvent(m_vecEvent, 11, 10));
+    EXPECT_EQ(0, m_container.GetEvent(m_vecEvent, 11, 10));
     EXPECT_EQ(1u, m_vecEvent.size());
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("endTime >= beginTime", kClass + "GetEvent")));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("endTime >= beginTime", kClass + "GetEvent")));
 }
 
 TEST_F(GetEvent, AppendsToWhatTheVectorHolds)
 {
-    EXPECT_EQ(1, m_kContainer.GetEvent(m_vecEvent, 10, 10));
-    EXPECT_EQ(1, m_kContainer.GetEvent(m_vecEvent, 30, 30));
+    EXPECT_EQ(1, m_container.GetEvent(m_vecEvent, 10, 10));
+    EXPECT_EQ(1, m_container.GetEvent(m_vecEvent, 30, 30));
     EXPECT_THAT(TimesOf(m_vecEvent), ElementsAre(10, 30));
 }
 
 TEST_F(GetEvent, IntoANonEmptyVectorWithNoMatchReturns1)
 {
     m_vecEvent.resize(1);
-    EXPECT_EQ(1, m_kContainer.GetEvent(m_vecEvent, 11, 19));
+    EXPECT_EQ(1, m_container.GetEvent(m_vecEvent, 11, 19));
     EXPECT_EQ(1u, m_vecEvent.size());
 }
 
 TEST_F(GetEvent, OfAnEmptyContainerReturns0WhateverTheVectorHolds)
 {
-    LogCapture kLog;
-    VOTSFileEventContainer kEmpty;
+    LogCapture log;
+    VOTSFileEventContainer empty;
     m_vecEvent.resize(1);
-    EXPECT_EQ(0, kEmpty.GetEvent(m_vecEvent, 0, kAllTime));
-    EXPECT_EQ(0u, kLog.Count());
-    EXPECT_EQ(0, kEmpty.GetEvent(m_vecEvent, 2, 1));
-    EXPECT_EQ(1u, kLog.Count()) << "the bounds are checked first";
+    EXPECT_EQ(0, empty.GetEvent(m_vecEvent, 0, kAllTime));
+    EXPECT_EQ(0u, log.Count());
+    EXPECT_EQ(0, empty.GetEvent(m_vecEvent, 2, 1));
+    EXPECT_EQ(1u, log.Count()) << "the bounds are checked first";
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -285,20 +285,20 @@ TEST_F(GetEvent, OfAnEmptyContainerReturns0WhateverTheVectorHolds)
 // ---------------------------------------------------------------------------------------------------------------------
 
 // A container with events at these times.
-void Fill(VOTSFileEventContainer& rkContainer, const std::vector<Time>& rkTimes)
+void Fill(VOTSFileEventContainer& container, const std::vector<Time>& times)
 {
-    for (const Time ullTime : rkTimes)
+    for (const Time ullTime : times)
     {
-        ASSERT_EQ(1, rkContainer.AppendEvent(InfoOf(VOTEXT("a")), ullTime));
+        ASSERT_EQ(1, container.AppendEvent(InfoOf(VOTEXT("a")), ullTime));
     }
 }
 
-std::vector<Time> TimesLeft(const std::vector<Time>& rkTimes, Time ullTime)
+std::vector<Time> TimesLeft(const std::vector<Time>& times, Time ullTime)
 {
-    VOTSFileEventContainer kContainer;
-    Fill(kContainer, rkTimes);
-    EXPECT_EQ(1, kContainer.RemoveEvent(ullTime));
-    return TimesOf(AllOf(kContainer));
+    VOTSFileEventContainer container;
+    Fill(container, times);
+    EXPECT_EQ(1, container.RemoveEvent(ullTime));
+    return TimesOf(AllOf(container));
 }
 
 TEST(RemoveEvent, OfTheFirstTwoOfFiveLeavesThreeTimesTheThird)
@@ -320,13 +320,13 @@ TEST(RemoveEvent, WithATimeAboveAllEventsEmptiesTheContainerWhateverTheirOrder)
 
 TEST(RemoveEvent, OfASingleEventAtItsTimeResetsTheRecord)
 {
-    OpenContainer kContainer;
-    kContainer.AppendEvent(InfoOf(VOTEXT("a")), 5);
-    EXPECT_EQ(1, kContainer.RemoveEvent(5));
-    EXPECT_EQ(0u, kContainer.Count());
-    EXPECT_EQ(2u, kContainer.Capacity());
-    const structFileEventNode kDefault;
-    EXPECT_TRUE(SameBytes(votest::CopyBytes(&kDefault, 44), votest::CopyBytes(kContainer.m_vecFileEvent.Bytes(0), 44)));
+    OpenContainer container;
+    container.AppendEvent(InfoOf(VOTEXT("a")), 5);
+    EXPECT_EQ(1, container.RemoveEvent(5));
+    EXPECT_EQ(0u, container.Count());
+    EXPECT_EQ(2u, container.Capacity());
+    const structFileEventNode usual;
+    EXPECT_TRUE(SameBytes(votest::CopyBytes(&usual, 44), votest::CopyBytes(container.m_vecFileEvent.Bytes(0), 44)));
 }
 
 TEST(RemoveEvent, OfTheLastEventAloneIsExact)
@@ -341,30 +341,30 @@ TEST(RemoveEvent, InTheMiddleDropsTheLastEventWhateverItsTime)
 
 TEST(RemoveEvent, OfAnEmptyContainerIsNoFailure)
 {
-    LogCapture kLog;
-    VOTSFileEventContainer kContainer;
-    EXPECT_EQ(1, kContainer.RemoveEvent(kAllTime));
-    EXPECT_EQ(0u, kLog.Count());
+    LogCapture log;
+    VOTSFileEventContainer container;
+    EXPECT_EQ(1, container.RemoveEvent(kAllTime));
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(RemoveEvent, LeavesTheTextsInThePool)
 {
-    OpenContainer kContainer;
-    kContainer.AppendEvent(InfoOf(VOTEXT("gone")), 5);
-    kContainer.RemoveEvent(5);
-    EXPECT_EQ(1u, kContainer.m_pkStringSet->Count());
-    EXPECT_EQ(VOWString(VOTEXT("gone")), ReadText(kContainer.GetString(nullptr)));
+    OpenContainer container;
+    container.AppendEvent(InfoOf(VOTEXT("gone")), 5);
+    container.RemoveEvent(5);
+    EXPECT_EQ(1u, container.m_pkStringSet->Count());
+    EXPECT_EQ(VOWString(VOTEXT("gone")), ReadText(container.GetString(nullptr)));
 }
 
 TEST(RemoveEvent, OnAnAttachedImageWritesNothingIntoIt)
 {
-    const EventModel kSample = SampleModel();
-    const MisalignedBlock kImage(kSample.Image(), 3);
-    VOTSFileEventContainer kContainer(AR_Customer);
-    ASSERT_EQ(1, kContainer.SetAlloc(kImage.As<EventImage>(), 0));
-    EXPECT_EQ(1, kContainer.RemoveEvent(10));
-    EXPECT_THAT(TimesOf(AllOf(kContainer)), ElementsAre(20, 20));
-    EXPECT_TRUE(SameBytes(kSample.Image(), kImage.Current()));
+    const EventModel sample = SampleModel();
+    const MisalignedBlock image(sample.Image(), 3);
+    VOTSFileEventContainer container(AR_Customer);
+    ASSERT_EQ(1, container.SetAlloc(image.As<EventImage>(), 0));
+    EXPECT_EQ(1, container.RemoveEvent(10));
+    EXPECT_THAT(TimesOf(AllOf(container)), ElementsAre(20, 20));
+    EXPECT_TRUE(SameBytes(sample.Image(), image.Current()));
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -373,87 +373,87 @@ TEST(RemoveEvent, OnAnAttachedImageWritesNothingIntoIt)
 
 TEST(EventCleanUp, ForgetsEventsAndTextsAndKeepsTheZeroedMemory)
 {
-    OpenContainer kContainer;
-    Fill(kContainer, {1, 2, 3});
-    EXPECT_EQ(1, kContainer.CleanUp());
-    EXPECT_EQ(0u, kContainer.Count());
-    EXPECT_EQ(6u, kContainer.Capacity());
-    EXPECT_EQ(Bytes(6 * 44, 0), votest::CopyBytes(kContainer.m_vecFileEvent.Bytes(0), 6 * 44));
-    EXPECT_EQ(0u, kContainer.m_pkStringSet->Count());
-    EXPECT_EQ(nullptr, kContainer.GetString(nullptr));
-    EXPECT_EQ(1, kContainer.AppendEvent(InfoOf(VOTEXT("b")), 4));
-    EXPECT_EQ(6u, kContainer.Capacity());
-    EXPECT_EQ(VOWString(VOTEXT("b")), ReadText(kContainer.GetString(AllOf(kContainer)[0].hstrPath)));
+    OpenContainer container;
+    Fill(container, {1, 2, 3});
+    EXPECT_EQ(1, container.CleanUp());
+    EXPECT_EQ(0u, container.Count());
+    EXPECT_EQ(6u, container.Capacity());
+    EXPECT_EQ(Bytes(6 * 44, 0), votest::CopyBytes(container.m_vecFileEvent.Bytes(0), 6 * 44));
+    EXPECT_EQ(0u, container.m_pkStringSet->Count());
+    EXPECT_EQ(nullptr, container.GetString(nullptr));
+    EXPECT_EQ(1, container.AppendEvent(InfoOf(VOTEXT("b")), 4));
+    EXPECT_EQ(6u, container.Capacity());
+    EXPECT_EQ(VOWString(VOTEXT("b")), ReadText(container.GetString(AllOf(container)[0].hstrPath)));
 }
 
 TEST(EventCleanUp, LetsGoOfAnAttachedImage)
 {
-    OpenContainer kContainer(AR_Customer);
+    OpenContainer container(AR_Customer);
     {
-        const MisalignedBlock kImage(SampleModel().Image(), 1);
-        ASSERT_EQ(1, kContainer.SetAlloc(kImage.As<EventImage>(), 0));
-        EXPECT_EQ(1, kContainer.CleanUp());
+        const MisalignedBlock image(SampleModel().Image(), 1);
+        ASSERT_EQ(1, container.SetAlloc(image.As<EventImage>(), 0));
+        EXPECT_EQ(1, container.CleanUp());
     }
-    EXPECT_THAT(AllOf(kContainer), IsEmpty());
-    EXPECT_EQ(0u, AskEverything(kContainer));
+    EXPECT_THAT(AllOf(container), IsEmpty());
+    EXPECT_EQ(0u, AskEverything(container));
 }
 
 TEST(EventGetString, GivesNothingForAHandleThatIsntLive)
 {
-    LogCapture kLog;
-    OpenContainer kContainer;
-    Fill(kContainer, {1});
-    EXPECT_EQ(VOWString(VOTEXT("a")), ReadText(kContainer.GetString(nullptr)));
-    EXPECT_EQ(nullptr, kContainer.GetString(reinterpret_cast<void*>(uintptr_t{1})));
-    EXPECT_EQ(nullptr, kContainer.GetString(INVALID_HANDLE_VALUE));
-    EXPECT_EQ(1, kContainer.m_pkStringSet->Remove(nullptr));
-    EXPECT_EQ(nullptr, kContainer.GetString(nullptr));
-    EXPECT_EQ(0u, kLog.Count());
+    LogCapture log;
+    OpenContainer container;
+    Fill(container, {1});
+    EXPECT_EQ(VOWString(VOTEXT("a")), ReadText(container.GetString(nullptr)));
+    EXPECT_EQ(nullptr, container.GetString(reinterpret_cast<void*>(uintptr_t{1})));
+    EXPECT_EQ(nullptr, container.GetString(INVALID_HANDLE_VALUE));
+    EXPECT_EQ(1, container.m_pkStringSet->Remove(nullptr));
+    EXPECT_EQ(nullptr, container.GetString(nullptr));
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(EventCopies, ShareThePoolAndHaveRecordsOfTheirOwn)
 {
-    OpenContainer kFirst;
-    Fill(kFirst, {1, 2});
+    OpenContainer first;
+    Fill(first, {1, 2});
     {
-        OpenContainer kCopy(kFirst);
-        EXPECT_EQ(kFirst.m_pkStringSet, kCopy.m_pkStringSet);
-        EXPECT_EQ(AR_Provider, kCopy.m_eAssetRole);
-        EXPECT_EQ(2u, kCopy.Capacity());
-        EXPECT_NE(kFirst.m_vecFileEvent.Bytes(0), kCopy.m_vecFileEvent.Bytes(0));
-        kCopy.AppendEvent(InfoOf(VOTEXT("by the copy")), 3);
-        EXPECT_THAT(TimesOf(AllOf(kCopy)), ElementsAre(1, 2, 3));
+        OpenContainer copy(first);
+        EXPECT_EQ(first.m_pkStringSet, copy.m_pkStringSet);
+        EXPECT_EQ(AR_Provider, copy.m_eAssetRole);
+        EXPECT_EQ(2u, copy.Capacity());
+        EXPECT_NE(first.m_vecFileEvent.Bytes(0), copy.m_vecFileEvent.Bytes(0));
+        copy.AppendEvent(InfoOf(VOTEXT("by the copy")), 3);
+        EXPECT_THAT(TimesOf(AllOf(copy)), ElementsAre(1, 2, 3));
     }
-    EXPECT_THAT(TimesOf(AllOf(kFirst)), ElementsAre(1, 2));
-    EXPECT_EQ(VOWString(VOTEXT("by the copy")), ReadText(kFirst.GetString(reinterpret_cast<void*>(uintptr_t{1}))));
+    EXPECT_THAT(TimesOf(AllOf(first)), ElementsAre(1, 2));
+    EXPECT_EQ(VOWString(VOTEXT("by the copy")), ReadText(first.GetString(reinterpret_cast<void*>(uintptr_t{1}))));
 }
 
 TEST(EventCopies, EndInAnyOrderAndTheLastOneTakesThePoolAlong)
 {
-    auto pkFirst = std::make_unique<OpenContainer>();
-    Fill(*pkFirst, {1});
-    OpenContainer kSecond(*pkFirst);
-    OpenContainer kThird;
-    Fill(kThird, {7, 8, 9});
-    kThird = kSecond;
-    EXPECT_EQ(pkFirst->m_pkStringSet, kThird.m_pkStringSet);
-    EXPECT_THAT(TimesOf(AllOf(kThird)), ElementsAre(1));
-    pkFirst.reset();
-    EXPECT_EQ(VOWString(VOTEXT("a")), ReadText(kSecond.GetString(nullptr)));
-    kSecond = OpenContainer();
-    EXPECT_EQ(VOWString(VOTEXT("a")), ReadText(kThird.GetString(nullptr)));
-    EXPECT_EQ(1, kThird.AppendEvent(InfoOf(VOTEXT("b")), 2));
-    EXPECT_THAT(AllOf(kSecond), IsEmpty());
+    auto pFirst = std::make_unique<OpenContainer>();
+    Fill(*pFirst, {1});
+    OpenContainer second(*pFirst);
+    OpenContainer third;
+    Fill(third, {7, 8, 9});
+    third = second;
+    EXPECT_EQ(pFirst->m_pkStringSet, third.m_pkStringSet);
+    EXPECT_THAT(TimesOf(AllOf(third)), ElementsAre(1));
+    pFirst.reset();
+    EXPECT_EQ(VOWString(VOTEXT("a")), ReadText(second.GetString(nullptr)));
+    second = OpenContainer();
+    EXPECT_EQ(VOWString(VOTEXT("a")), ReadText(third.GetString(nullptr)));
+    EXPECT_EQ(1, third.AppendEvent(InfoOf(VOTEXT("b")), 2));
+    EXPECT_THAT(AllOf(second), IsEmpty());
 }
 
 TEST(EventCopies, AssignmentToItselfChangesNothing)
 {
-    OpenContainer kContainer;
-    Fill(kContainer, {1, 2});
-    OpenContainer& rkSame = kContainer;
-    kContainer = rkSame;
-    EXPECT_THAT(TimesOf(AllOf(kContainer)), ElementsAre(1, 2));
-    EXPECT_EQ(VOWString(VOTEXT("a")), ReadText(kContainer.GetString(nullptr)));
+    OpenContainer container;
+    Fill(container, {1, 2});
+    OpenContainer& same = container;
+    container = same;
+    EXPECT_THAT(TimesOf(AllOf(container)), ElementsAre(1, 2));
+    EXPECT_EQ(VOWString(VOTEXT("a")), ReadText(container.GetString(nullptr)));
 }
 
 }  // namespace

@@ -14,24 +14,24 @@ class EventDamage : public testing::TestWithParam<int>
 {
 protected:
     // Attaches a variant as an image of so many bytes and asks everything; true when it was taken.
-    bool Try(const Bytes& rkImage)
+    bool Try(const Bytes& givenImage)
     {
         if (m_uTried++ % 200 == 0)
         {
-            m_kQuiet.reset();
-            m_kQuiet.emplace();
+            m_quiet.reset();
+            m_quiet.emplace();
         }
-        const MisalignedBlock kImage(rkImage, m_uTried % 8);
+        const MisalignedBlock image(givenImage, m_uTried % 8);
         bool bTaken = false;
         for (const enumAssetRole eRole : {AR_Customer, AR_Provider})
         {
-            VOTSFileEventContainer kContainer(eRole);
-            bTaken = kContainer.SetAlloc(kImage.As<EventImage>(), GetParam(), rkImage.size()) != 0;
-            (void)AskEverything(kContainer);
-            EXPECT_EQ(1, kContainer.CleanUp());
-            EXPECT_THAT(AllOf(kContainer), IsEmpty());
+            VOTSFileEventContainer container(eRole);
+            bTaken = container.SetAlloc(image.As<EventImage>(), GetParam(), givenImage.size()) != 0;
+            (void)AskEverything(container);
+            EXPECT_EQ(1, container.CleanUp());
+            EXPECT_THAT(AllOf(container), IsEmpty());
         }
-        EXPECT_TRUE(SameBytes(rkImage, kImage.Current()));
+        EXPECT_TRUE(SameBytes(givenImage, image.Current()));
         m_uTaken += bTaken ? 1 : 0;
         return bTaken;
     }
@@ -39,7 +39,7 @@ protected:
     const Bytes m_vecSound = SampleModel().Image();
     size_t m_uTried = 0;
     size_t m_uTaken = 0;
-    std::optional<votest::StdoutCapture> m_kQuiet;
+    std::optional<votest::StdoutCapture> m_quiet;
 };
 
 TEST_P(EventDamage, EveryCutIsRefused)
@@ -78,16 +78,16 @@ TEST_P(EventDamage, EveryWordThatLiesIsAnErrorOrAnAnswer)
 
 TEST_P(EventDamage, RandomChangesBehindASoundHeadAreAnErrorOrAnAnswer)
 {
-    Random kRandom(5);
+    Random random(5);
     for (int nVariant = 0; nVariant < 2000; ++nVariant)
     {
         Bytes vecImage = m_vecSound;
-        for (size_t i = 1 + kRandom.Below(4); i > 0; --i)
+        for (size_t i = 1 + random.Below(4); i > 0; --i)
         {
-            const size_t uAt = 20 + kRandom.Below(vecImage.size() - 24);
+            const size_t uAt = 20 + random.Below(vecImage.size() - 24);
             WriteU32(vecImage, uAt,
-                     kRandom.Percent(50) ? kRandom.Word() >> kRandom.Below(32)
-                                         : ReadU32(vecImage, 20 + kRandom.Below(vecImage.size() - 24)));
+                     random.Percent(50) ? random.Word() >> random.Below(32)
+                                        : ReadU32(vecImage, 20 + random.Below(vecImage.size() - 24)));
         }
         (void)Try(vecImage);
     }
@@ -95,7 +95,7 @@ TEST_P(EventDamage, RandomChangesBehindASoundHeadAreAnErrorOrAnAnswer)
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, EventDamage, testing::Values(0, 1),
-                         [](const testing::TestParamInfo<int>& rkInfo)
-                         { return std::string(rkInfo.param != 0 ? "ACopy" : "AView"); });
+                         [](const testing::TestParamInfo<int>& about)
+                         { return std::string(about.param != 0 ? "ACopy" : "AView"); });
 
 }  // namespace

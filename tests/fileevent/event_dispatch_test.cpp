@@ -11,24 +11,24 @@ const std::string kDispatch = kInspector + "DispatchFileEvent";
 class EventDispatch : public testing::Test
 {
 protected:
-    EventDispatch() : m_kImage(SampleModel().Image(), 1), m_kContainer(AR_Customer), m_kInspector(AF_PAKV4)
+    EventDispatch() : m_image(SampleModel().Image(), 1), m_container(AR_Customer), m_inspector(AF_PAKV4)
     {
-        EXPECT_EQ(1, m_kContainer.SetAlloc(m_kImage.As<EventImage>(), 0));
-        m_vecEvent = AllOf(m_kContainer);
+        EXPECT_EQ(1, m_container.SetAlloc(m_image.As<EventImage>(), 0));
+        m_vecEvent = AllOf(m_container);
     }
-    int Dispatch(size_t uEvent = 0) { return m_kInspector.DispatchFileEvent(m_vecEvent[uEvent], &m_kContainer); }
+    int Dispatch(size_t uEvent = 0) { return m_inspector.DispatchFileEvent(m_vecEvent[uEvent], &m_container); }
 
-    MisalignedBlock m_kImage;
-    VOTSFileEventContainer m_kContainer;
-    OpenInspector m_kInspector;
+    MisalignedBlock m_image;
+    VOTSFileEventContainer m_container;
+    OpenInspector m_inspector;
     Events m_vecEvent;
     Record m_akRecord[4];
 };
 
 TEST_F(EventDispatch, GivesAListenerEveryFieldOfTheEventAndTheSource)
 {
-    Held kListener(m_akRecord[0]);
-    EXPECT_EQ(1, m_kInspector.BindListener(kListener.Get()));
+    Held listener(m_akRecord[0]);
+    EXPECT_EQ(1, m_inspector.BindListener(listener.Get()));
     for (size_t uEvent = 0; uEvent < 3; ++uEvent)
     {
         EXPECT_EQ(1, Dispatch(uEvent));
@@ -46,8 +46,8 @@ TEST_F(EventDispatch, GivesAListenerEveryFieldOfTheEventAndTheSource)
 
 TEST_F(EventDispatch, ATextThatWasNotGivenArrivesAsNullAndNotAsAnEmptyText)
 {
-    Held kListener(m_akRecord[0]);
-    m_kInspector.BindListener(kListener.Get());
+    Held listener(m_akRecord[0]);
+    m_inspector.BindListener(listener.Get());
     for (size_t uEvent = 0; uEvent < 3; ++uEvent)
     {
         Dispatch(uEvent);
@@ -77,32 +77,32 @@ TEST_F(EventDispatch, TheParameterRecordHasItsFieldsInOrder)
 TEST_F(EventDispatch, ReachesListenersInTheOrderOfBinding)
 {
     std::vector<int> vecOrder;
-    Held kFirst(m_akRecord[0], [&](const FileEventParam&) { vecOrder.push_back(1); });
-    Held kSecond(m_akRecord[1], [&](const FileEventParam&) { vecOrder.push_back(2); });
-    m_kInspector.BindListener(kSecond.Get());
-    m_kInspector.BindListener(kFirst.Get());
+    Held first(m_akRecord[0], [&](const FileEventParam&) { vecOrder.push_back(1); });
+    Held second(m_akRecord[1], [&](const FileEventParam&) { vecOrder.push_back(2); });
+    m_inspector.BindListener(second.Get());
+    m_inspector.BindListener(first.Get());
     Dispatch();
     EXPECT_THAT(vecOrder, ElementsAre(2, 1));
 }
 
 TEST_F(EventDispatch, WithoutAContainerFailsBeforeTheLock)
 {
-    LogCapture kLog;
-    EXPECT_EQ(0, m_kInspector.DispatchFileEvent(m_vecEvent[0], nullptr));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pkContainer", kDispatch)));
+    LogCapture log;
+    EXPECT_EQ(0, m_inspector.DispatchFileEvent(m_vecEvent[0], nullptr));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("pkContainer", kDispatch)));
 }
 
 TEST_F(EventDispatch, OfAnEventWithoutAPathFailsAndGivesTheLockBack)
 {
-    Held kListener(m_akRecord[0]);
-    m_kInspector.BindListener(kListener.Get());
-    LogCapture kLog;
-    EXPECT_EQ(0, m_kInspector.DispatchFileEvent(structFileEventNode(), &m_kContainer));
+    Held listener(m_akRecord[0]);
+    m_inspector.BindListener(listener.Get());
+    LogCapture log;
+    EXPECT_EQ(0, m_inspector.DispatchFileEvent(structFileEventNode(), &m_container));
     structFileEventNode node;
     node.hstrPath = reinterpret_cast<void*>(uintptr_t{1000});
-    EXPECT_EQ(0, m_kInspector.DispatchFileEvent(node, &m_kContainer));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("node.hstrPath != INVALID_HANDLE_VALUE", kDispatch),
-                                          ProcessError("pszPath", kDispatch)));
+    EXPECT_EQ(0, m_inspector.DispatchFileEvent(node, &m_container));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("node.hstrPath != INVALID_HANDLE_VALUE", kDispatch),
+                                         ProcessError("pszPath", kDispatch)));
     EXPECT_EQ(0u, m_akRecord[0].Count());
     EXPECT_EQ(1, Dispatch());
     EXPECT_EQ(1u, m_akRecord[0].Count());
@@ -110,9 +110,9 @@ TEST_F(EventDispatch, OfAnEventWithoutAPathFailsAndGivesTheLockBack)
 
 TEST_F(EventDispatch, WithoutListenersIsNoFailure)
 {
-    LogCapture kLog;
+    LogCapture log;
     EXPECT_EQ(1, Dispatch());
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -121,36 +121,36 @@ TEST_F(EventDispatch, WithoutListenersIsNoFailure)
 
 TEST_F(EventDispatch, BindingTheSameListenerTwiceKeepsOneEntryAndOneReference)
 {
-    Held kListener(m_akRecord[0]);
-    EXPECT_EQ(1, m_kInspector.BindListener(kListener.Get()));
-    EXPECT_EQ(2u, kListener.Get()->RefCount());
-    EXPECT_EQ(1, m_kInspector.BindListener(kListener.Get()));
-    EXPECT_EQ(2u, kListener.Get()->RefCount());
-    EXPECT_EQ(1u, m_kInspector.m_vecListener.size());
+    Held listener(m_akRecord[0]);
+    EXPECT_EQ(1, m_inspector.BindListener(listener.Get()));
+    EXPECT_EQ(2u, listener.Get()->RefCount());
+    EXPECT_EQ(1, m_inspector.BindListener(listener.Get()));
+    EXPECT_EQ(2u, listener.Get()->RefCount());
+    EXPECT_EQ(1u, m_inspector.m_vecListener.size());
     Dispatch();
     EXPECT_EQ(1u, m_akRecord[0].Count());
 }
 
 TEST_F(EventDispatch, BindingNothingIsRefused)
 {
-    LogCapture kLog;
-    EXPECT_EQ(0, m_kInspector.BindListener(nullptr));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("piListener", kInspector + "BindListener")));
-    EXPECT_THAT(m_kInspector.m_vecListener, IsEmpty());
+    LogCapture log;
+    EXPECT_EQ(0, m_inspector.BindListener(nullptr));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("piListener", kInspector + "BindListener")));
+    EXPECT_THAT(m_inspector.m_vecListener, IsEmpty());
 }
 
 TEST_F(EventDispatch, TheInspectorsEndReleasesOneReferenceOfEach)
 {
-    Held kListener(m_akRecord[0]);
+    Held listener(m_akRecord[0]);
     {
-        OpenInspector kInspectorOfScope(AF_SOURCE);
-        kInspectorOfScope.BindListener(kListener.Get());
-        Held kLetGo(m_akRecord[1]);
-        kInspectorOfScope.BindListener(kLetGo.Get());
-        kLetGo.LetGo();
+        OpenInspector inspectorOfScope(AF_SOURCE);
+        inspectorOfScope.BindListener(listener.Get());
+        Held letGo(m_akRecord[1]);
+        inspectorOfScope.BindListener(letGo.Get());
+        letGo.LetGo();
         EXPECT_EQ(0, m_akRecord[1].Deleted());
     }
-    EXPECT_EQ(1u, kListener.Get()->RefCount());
+    EXPECT_EQ(1u, listener.Get()->RefCount());
     EXPECT_EQ(1, m_akRecord[1].Deleted());
 }
 
@@ -160,10 +160,10 @@ TEST_F(EventDispatch, TheInspectorsEndReleasesOneReferenceOfEach)
 
 TEST_F(EventDispatch, AListenerLetGoOfGetsNoMoreEventsAndIsDeletedAtTheNextOne)
 {
-    Held kListener(m_akRecord[0]);
-    m_kInspector.BindListener(kListener.Get());
+    Held listener(m_akRecord[0]);
+    m_inspector.BindListener(listener.Get());
     Dispatch();
-    kListener.LetGo();
+    listener.LetGo();
     EXPECT_EQ(0, m_akRecord[0].Deleted());
     EXPECT_EQ(1, Dispatch());
     EXPECT_EQ(1, m_akRecord[0].Deleted());
@@ -172,48 +172,48 @@ TEST_F(EventDispatch, AListenerLetGoOfGetsNoMoreEventsAndIsDeletedAtTheNextOne)
 
 TEST_F(EventDispatch, OfThreeListenersTheFirstOneDeadErasesTheEntryOfTheSecond)
 {
-    Held kA(m_akRecord[0]);
-    Held kB(m_akRecord[1]);
-    Held kC(m_akRecord[2]);
-    for (Held* const pkHeld : {&kA, &kB, &kC})
+    Held a(m_akRecord[0]);
+    Held b(m_akRecord[1]);
+    Held c(m_akRecord[2]);
+    for (Held* const pHeld : {&a, &b, &c})
     {
-        m_kInspector.BindListener(pkHeld->Get());
+        m_inspector.BindListener(pHeld->Get());
     }
-    kA.LetGo();
+    a.LetGo();
     EXPECT_EQ(1, Dispatch());
     EXPECT_EQ(1u, m_akRecord[1].Count()) << "this one event still reaches it";
     EXPECT_EQ(1u, m_akRecord[2].Count());
-    EXPECT_THAT(m_kInspector.m_vecListener, ElementsAre(nullptr, kC.Get()));
+    EXPECT_THAT(m_inspector.m_vecListener, ElementsAre(nullptr, c.Get()));
 
     EXPECT_EQ(1, Dispatch());
     EXPECT_EQ(1, Dispatch());
     EXPECT_EQ(0u, m_akRecord[0].Count());
     EXPECT_EQ(1u, m_akRecord[1].Count()) << "no more events";
     EXPECT_EQ(3u, m_akRecord[2].Count());
-    EXPECT_EQ(2u, kB.Get()->RefCount()) << "its reference is still held";
-    EXPECT_EQ(2u, kC.Get()->RefCount());
+    EXPECT_EQ(2u, b.Get()->RefCount()) << "its reference is still held";
+    EXPECT_EQ(2u, c.Get()->RefCount());
     EXPECT_EQ(1, m_akRecord[0].Deleted());
 
     // Bound anew it is found again; the second reference of its lost binding goes with the test.
-    EXPECT_EQ(1, m_kInspector.BindListener(kB.Get()));
-    EXPECT_EQ(3u, kB.Get()->RefCount());
+    EXPECT_EQ(1, m_inspector.BindListener(b.Get()));
+    EXPECT_EQ(3u, b.Get()->RefCount());
     EXPECT_EQ(1, Dispatch());
     EXPECT_EQ(2u, m_akRecord[1].Count());
-    kB.Get()->Release();
+    b.Get()->Release();
 }
 
 TEST_F(EventDispatch, OfThreeListenersTheSecondOneDeadIsTheOneErased)
 {
-    Held kA(m_akRecord[0]);
-    Held kB(m_akRecord[1]);
-    Held kC(m_akRecord[2]);
-    for (Held* const pkHeld : {&kA, &kB, &kC})
+    Held a(m_akRecord[0]);
+    Held b(m_akRecord[1]);
+    Held c(m_akRecord[2]);
+    for (Held* const pHeld : {&a, &b, &c})
     {
-        m_kInspector.BindListener(pkHeld->Get());
+        m_inspector.BindListener(pHeld->Get());
     }
-    kB.LetGo();
+    b.LetGo();
     Dispatch();
-    EXPECT_THAT(m_kInspector.m_vecListener, ElementsAre(kA.Get(), kC.Get()));
+    EXPECT_THAT(m_inspector.m_vecListener, ElementsAre(a.Get(), c.Get()));
     Dispatch();
     EXPECT_EQ(2u, m_akRecord[0].Count());
     EXPECT_EQ(2u, m_akRecord[2].Count());
@@ -221,64 +221,64 @@ TEST_F(EventDispatch, OfThreeListenersTheSecondOneDeadIsTheOneErased)
 
 TEST_F(EventDispatch, OfFourListenersTheFirstAndTheLastDeadEraseTheTwoBetween)
 {
-    Held kA(m_akRecord[0]);
-    Held kB(m_akRecord[1]);
-    Held kC(m_akRecord[2]);
-    Held kD(m_akRecord[3]);
-    for (Held* const pkHeld : {&kA, &kB, &kC, &kD})
+    Held a(m_akRecord[0]);
+    Held b(m_akRecord[1]);
+    Held c(m_akRecord[2]);
+    Held d(m_akRecord[3]);
+    for (Held* const pHeld : {&a, &b, &c, &d})
     {
-        m_kInspector.BindListener(pkHeld->Get());
+        m_inspector.BindListener(pHeld->Get());
     }
-    kA.LetGo();
-    kD.LetGo();
+    a.LetGo();
+    d.LetGo();
     Dispatch();
-    EXPECT_THAT(m_kInspector.m_vecListener, ElementsAre(nullptr, nullptr));
+    EXPECT_THAT(m_inspector.m_vecListener, ElementsAre(nullptr, nullptr));
     Dispatch();
     EXPECT_EQ(1u, m_akRecord[1].Count());
     EXPECT_EQ(1u, m_akRecord[2].Count());
-    EXPECT_EQ(2u, kB.Get()->RefCount());
-    EXPECT_EQ(2u, kC.Get()->RefCount());
-    kB.Get()->Release();
-    kC.Get()->Release();
+    EXPECT_EQ(2u, b.Get()->RefCount());
+    EXPECT_EQ(2u, c.Get()->RefCount());
+    b.Get()->Release();
+    c.Get()->Release();
 }
 
 TEST_F(EventDispatch, ASingleListenerFoundDeadLeavesAnEmptyEntry)
 {
-    Held kListener(m_akRecord[0]);
-    m_kInspector.BindListener(kListener.Get());
-    kListener.LetGo();
+    Held listener(m_akRecord[0]);
+    m_inspector.BindListener(listener.Get());
+    listener.LetGo();
     EXPECT_EQ(1, Dispatch());
-    EXPECT_THAT(m_kInspector.m_vecListener, ElementsAre(nullptr));
+    EXPECT_THAT(m_inspector.m_vecListener, ElementsAre(nullptr));
     EXPECT_EQ(1, Dispatch());
     EXPECT_EQ(1, m_akRecord[0].Deleted());
 
     // The next listener works beside it, and once it is dead as well the vector hasn't grown.
-    Held kNext(m_akRecord[1]);
-    EXPECT_EQ(1, m_kInspector.BindListener(kNext.Get()));
+    Held next(m_akRecord[1]);
+    EXPECT_EQ(1, m_inspector.BindListener(next.Get()));
     EXPECT_EQ(1, Dispatch());
     EXPECT_EQ(1u, m_akRecord[1].Count());
-    kNext.LetGo();
+    next.LetGo();
     EXPECT_EQ(1, Dispatch());
-    EXPECT_THAT(m_kInspector.m_vecListener, ElementsAre(nullptr));
+    EXPECT_THAT(m_inspector.m_vecListener, ElementsAre(nullptr));
 }
 
 TEST_F(EventDispatch, WhenAllAreDeadEveryPlaceThatTheVectorHasLeftIsErasedBehindTheFirst)
 {
     {
-        Held kA(m_akRecord[0]);
-        Held kB(m_akRecord[1]);
-        Held kC(m_akRecord[2]);
-        for (Held* const pkHeld : {&kA, &kB, &kC})
+        Held a(m_akRecord[0]);
+        Held b(m_akRecord[1]);
+        Held c(m_akRecord[2]);
+        for (Held* const pHeld : {&a, &b, &c})
         {
-            m_kInspector.BindListener(pkHeld->Get());
+            m_inspector.BindListener(pHeld->Get());
         }
     }
     EXPECT_EQ(1, Dispatch());
-    EXPECT_THAT(m_kInspector.m_vecListener, ElementsAre(nullptr));
-    for (const Record& rkRecord : {std::ref(m_akRecord[0]), std::ref(m_akRecord[1]), std::ref(m_akRecord[2])})
+    EXPECT_THAT(m_inspector.m_vecListener, ElementsAre(nullptr));
+    for (const Record& record : {std::ref(m_akRecord[0]), std::ref(m_akRecord[1]), std::ref(m_akRecord[2])})
     {
-        EXPECT_EQ(1, rkRecord.Deleted());
-        EXPECT_EQ(0u, rkRecord.Count());
+        EXPECT_EQ(1, record.Deleted());
+        EXPECT_EQ(0u, record.Count());
     }
 }
 
@@ -294,32 +294,32 @@ TEST_F(EventDispatch, ANewListenerAtTheOldAddressIsBound)
         static void* operator new(size_t, void* pvWhere) { return pvWhere; }
     };
     static_assert(sizeof(InPlace) == sizeof(Listener));
-    InPlace* const pkFirst = new (abMemory) InPlace(m_akRecord[0]);
-    m_kInspector.BindListener(pkFirst);
-    pkFirst->Release();
+    InPlace* const pFirst = new (abMemory) InPlace(m_akRecord[0]);
+    m_inspector.BindListener(pFirst);
+    pFirst->Release();
     Dispatch();
     ASSERT_EQ(1, m_akRecord[0].Deleted());
-    InPlace* const pkSecond = new (abMemory) InPlace(m_akRecord[1]);
-    EXPECT_EQ(1, m_kInspector.BindListener(pkSecond));
-    EXPECT_EQ(2u, pkSecond->RefCount());
+    InPlace* const pSecond = new (abMemory) InPlace(m_akRecord[1]);
+    EXPECT_EQ(1, m_inspector.BindListener(pSecond));
+    EXPECT_EQ(2u, pSecond->RefCount());
     Dispatch();
     EXPECT_EQ(1u, m_akRecord[1].Count());
-    pkSecond->Release();
+    pSecond->Release();
     Dispatch();
     EXPECT_EQ(1, m_akRecord[1].Deleted());
 }
 
 TEST_F(EventDispatch, AListenerMayLetGoOfItselfInsideACall)
 {
-    Held kListener(m_akRecord[0]);
-    Listener* const pkOther = new Listener(m_akRecord[1], [&](const FileEventParam&) { kListener.LetGo(); });
-    m_kInspector.BindListener(pkOther);
-    m_kInspector.BindListener(kListener.Get());
+    Held listener(m_akRecord[0]);
+    Listener* const pOther = new Listener(m_akRecord[1], [&](const FileEventParam&) { listener.LetGo(); });
+    m_inspector.BindListener(pOther);
+    m_inspector.BindListener(listener.Get());
     Dispatch();
     EXPECT_EQ(0u, m_akRecord[0].Count()) << "found dead in the same walk";
     EXPECT_EQ(1, m_akRecord[0].Deleted());
-    EXPECT_THAT(m_kInspector.m_vecListener, ElementsAre(pkOther));
-    pkOther->Release();
+    EXPECT_THAT(m_inspector.m_vecListener, ElementsAre(pOther));
+    pOther->Release();
 }
 
 }  // namespace

@@ -12,14 +12,14 @@ using namespace eventtest;
 
 struct Filled
 {
-    std::unique_ptr<OpenContainer> pkContainer;
+    std::unique_ptr<OpenContainer> pContainer;
 };
 
-void MakeSample(Filled& rkHeld)
+void MakeSample(Filled& held)
 {
-    rkHeld.pkContainer = std::make_unique<OpenContainer>();
-    const MisalignedBlock kImage(SampleModel().Image());
-    ASSERT_EQ(1, rkHeld.pkContainer->SetAlloc(kImage.As<EventImage>(), 1));
+    held.pContainer = std::make_unique<OpenContainer>();
+    const MisalignedBlock image(SampleModel().Image());
+    ASSERT_EQ(1, held.pContainer->SetAlloc(image.As<EventImage>(), 1));
 }
 
 typedef std::function<void(OpenContainer&)> Step;
@@ -27,29 +27,28 @@ typedef std::function<void(OpenContainer&)> Step;
 unsigned int FailEach(const Step& fnBody, const Step& fnCheck)
 {
     return votest::FailEachAllocation<Filled>(
-        &MakeSample, [&](Filled& rkHeld) { fnBody(*rkHeld.pkContainer); },
-        [&](Filled& rkHeld) { fnCheck(*rkHeld.pkContainer); });
+        &MakeSample, [&](Filled& held) { fnBody(*held.pContainer); }, [&](Filled& held) { fnCheck(*held.pContainer); });
 }
 
 TEST(EventFaults, AContainerThatCannotBeMadeLeavesNothingBehind)
 {
     for (const enumAssetRole eRole : {AR_Provider, AR_Customer})
     {
-        EXPECT_LE(2u, votest::FailEachAllocation<Filled>(
-                          [](Filled&) {},
-                          [eRole](Filled& rkHeld) { rkHeld.pkContainer = std::make_unique<OpenContainer>(eRole); },
-                          [](Filled& rkHeld) { EXPECT_EQ(nullptr, rkHeld.pkContainer); }));
+        EXPECT_LE(2u, votest::FailEachAllocation<Filled>([](Filled&) {},
+                                                         [eRole](Filled& held)
+                                                         { held.pContainer = std::make_unique<OpenContainer>(eRole); },
+                                                         [](Filled& held) { EXPECT_EQ(nullptr, held.pContainer); }));
     }
 }
 
 TEST(EventFaults, AnAppendThatFailsStoresNoEventAndSucceedsTheNextTime)
 {
-    const Info kInfo = InfoOf(VOTEXT("entirely new"), VOTEXT("new name"), VOTEXT("new physic path"));
-    EXPECT_LE(1u, FailEach([&](OpenContainer& rk) { (void)rk.AppendEvent(kInfo, 40); },
+    const Info about = InfoOf(VOTEXT("entirely new"), VOTEXT("new name"), VOTEXT("new physic path"));
+    EXPECT_LE(1u, FailEach([&](OpenContainer& rk) { (void)rk.AppendEvent(about, 40); },
                            [&](OpenContainer& rk)
                            {
                                EXPECT_EQ(AsModel(AllOf(rk)), SampleModel().vecEvents);
-                               EXPECT_EQ(1, rk.AppendEvent(kInfo, 50));
+                               EXPECT_EQ(1, rk.AppendEvent(about, 50));
                                EXPECT_THAT(TimesOf(AllOf(rk)), ElementsAre(10, 20, 30, 50));
                                EXPECT_EQ(VOWString(VOTEXT("new name")),
                                          ReadText(rk.GetString(AllOf(rk)[3].hstrNewName)));
@@ -68,15 +67,15 @@ TEST(EventFaults, AnImageThatCannotBeMadeLeavesTheContainerAsItWas)
 
 TEST(EventFaults, ALoadThatFailsLeavesAContainerThatCanBeLoadedAgain)
 {
-    EventModel kModel;
-    kModel.Append(InfoOf(VOTEXT("only")), 5);
-    const MisalignedBlock kImage(kModel.Image(), 1);
-    EXPECT_LE(1u, FailEach([&](OpenContainer& rk) { (void)rk.SetAlloc(kImage.As<EventImage>(), 1); },
+    EventModel model;
+    model.Append(InfoOf(VOTEXT("only")), 5);
+    const MisalignedBlock image(model.Image(), 1);
+    EXPECT_LE(1u, FailEach([&](OpenContainer& rk) { (void)rk.SetAlloc(image.As<EventImage>(), 1); },
                            [&](OpenContainer& rk)
                            {
                                (void)AskEverything(rk);
-                               EXPECT_EQ(1, rk.SetAlloc(kImage.As<EventImage>(), 1));
-                               ExpectSame(rk, kModel);
+                               EXPECT_EQ(1, rk.SetAlloc(image.As<EventImage>(), 1));
+                               ExpectSame(rk, model);
                            }));
 }
 
@@ -85,24 +84,24 @@ TEST(EventFaults, ACopyThatCannotBeMadeLeavesBothAsTheyWere)
     EXPECT_LE(2u, FailEach(
                       [](OpenContainer& rk)
                       {
-                          OpenContainer kCopy(rk);
-                          OpenContainer kOther;
-                          kOther = kCopy;
+                          OpenContainer copy(rk);
+                          OpenContainer other;
+                          other = copy;
                       },
                       [](OpenContainer& rk) { ExpectSame(rk, SampleModel()); }));
 }
 
 TEST(EventFaults, AnEventThatCannotBeRemovedFromAViewStays)
 {
-    const MisalignedBlock kImage(SampleModel().Image(), 1);
+    const MisalignedBlock image(SampleModel().Image(), 1);
     EXPECT_LE(1u, votest::FailEachAllocation<Filled>(
-                      [&](Filled& rkHeld)
+                      [&](Filled& held)
                       {
-                          rkHeld.pkContainer = std::make_unique<OpenContainer>(AR_Customer);
-                          ASSERT_EQ(1, rkHeld.pkContainer->SetAlloc(kImage.As<EventImage>(), 0));
+                          held.pContainer = std::make_unique<OpenContainer>(AR_Customer);
+                          ASSERT_EQ(1, held.pContainer->SetAlloc(image.As<EventImage>(), 0));
                       },
-                      [](Filled& rkHeld) { (void)rkHeld.pkContainer->RemoveEvent(30); },
-                      [](Filled& rkHeld) { ExpectSame(*rkHeld.pkContainer, SampleModel()); }));
+                      [](Filled& held) { (void)held.pContainer->RemoveEvent(30); },
+                      [](Filled& held) { ExpectSame(*held.pContainer, SampleModel()); }));
 }
 
 }  // namespace

@@ -37,18 +37,18 @@ TEST(EventImage, OfAnEmptyContainerHasAnEventBlockOf20Bytes)
                                   .Hex("00000000")
                                   .Result();
     ASSERT_EQ(224u + 44u, vecExpected.size());
-    VOTSFileEventContainer kContainer;
-    EXPECT_TRUE(SameBytes(vecExpected, ImageOf(kContainer)));
+    VOTSFileEventContainer container;
+    EXPECT_TRUE(SameBytes(vecExpected, ImageOf(container)));
     EXPECT_TRUE(SameBytes(vecExpected, EventModel().Image()));
 }
 
 TEST(EventImage, HoldsTheRecordsInTheirOrderBehindThePool)
 {
-    VOTSFileEventContainer kContainer;
-    ASSERT_EQ(1, kContainer.AppendEvent({0x11121314, 0x21222324, 0x31323334, VOTEXT("p"), VOTEXT("n"), VOTEXT("x")},
-                                        0x4142434445464748ull));
-    ASSERT_EQ(1, kContainer.AppendEvent({1, 2, 3, VOTEXT("n"), nullptr, nullptr}, 5));
-    const Bytes vecImage = ImageOf(kContainer);
+    VOTSFileEventContainer container;
+    ASSERT_EQ(1, container.AppendEvent({0x11121314, 0x21222324, 0x31323334, VOTEXT("p"), VOTEXT("n"), VOTEXT("x")},
+                                       0x4142434445464748ull));
+    ASSERT_EQ(1, container.AppendEvent({1, 2, 3, VOTEXT("n"), nullptr, nullptr}, 5));
+    const Bytes vecImage = ImageOf(container);
     const uint32_t uPool = ReadU32(vecImage, 8);
     EXPECT_EQ(uPool, ReadU32(vecImage, 20 + 24) + 32) << "the whole image of the pool";
     EXPECT_TRUE(SameBytes(votest::FromHex(R"(
@@ -64,26 +64,26 @@ TEST(EventImage, HoldsTheRecordsInTheirOrderBehindThePool)
 
 TEST(EventImage, IsTheModelsByteForByte)
 {
-    const EventModel kModel = SampleModel();
-    VOTSFileEventContainer kContainer;
-    ASSERT_EQ(1, kContainer.AppendEvent({1, 2, 3, VOTEXT("dir/a.png"), nullptr, nullptr}, 10));
-    ASSERT_EQ(1, kContainer.AppendEvent({4, 5, 6, VOTEXT("dir/b.png"), VOTEXT("c.png"), nullptr}, 20));
+    const EventModel model = SampleModel();
+    VOTSFileEventContainer container;
+    ASSERT_EQ(1, container.AppendEvent({1, 2, 3, VOTEXT("dir/a.png"), nullptr, nullptr}, 10));
+    ASSERT_EQ(1, container.AppendEvent({4, 5, 6, VOTEXT("dir/b.png"), VOTEXT("c.png"), nullptr}, 20));
     ASSERT_EQ(1,
-              kContainer.AppendEvent({7, 8, 0xFFFFFFFFu, VOTEXT("\x4E2D"), VOTEXT(""), VOTEXT("E:\\pak\\x.pak")}, 30));
-    EXPECT_TRUE(SameBytes(kModel.Image(), ImageOf(kContainer)));
-    EXPECT_TRUE(SameBytes(kModel.Image(), ImageOf(kContainer))) << "making one changes nothing";
-    ExpectSame(kContainer, kModel);
+              container.AppendEvent({7, 8, 0xFFFFFFFFu, VOTEXT("\x4E2D"), VOTEXT(""), VOTEXT("E:\\pak\\x.pak")}, 30));
+    EXPECT_TRUE(SameBytes(model.Image(), ImageOf(container)));
+    EXPECT_TRUE(SameBytes(model.Image(), ImageOf(container))) << "making one changes nothing";
+    ExpectSame(container, model);
 }
 
 TEST(EventImage, OfARunAfterRemovingHoldsTheTextsOfRemovedEvents)
 {
-    EventModel kModel = SampleModel();
-    VOTSFileEventContainer kContainer;
-    const MisalignedBlock kImage(kModel.Image());
-    ASSERT_EQ(1, kContainer.SetAlloc(kImage.As<EventImage>(), 1));
-    EXPECT_EQ(1, kContainer.RemoveEvent(30));
-    kModel.Remove(30);
-    EXPECT_TRUE(SameBytes(kModel.Image(), ImageOf(kContainer)));
+    EventModel model = SampleModel();
+    VOTSFileEventContainer container;
+    const MisalignedBlock image(model.Image());
+    ASSERT_EQ(1, container.SetAlloc(image.As<EventImage>(), 1));
+    EXPECT_EQ(1, container.RemoveEvent(30));
+    model.Remove(30);
+    EXPECT_TRUE(SameBytes(model.Image(), ImageOf(container)));
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -93,82 +93,82 @@ TEST(EventImage, OfARunAfterRemovingHoldsTheTextsOfRemovedEvents)
 class SetAlloc : public testing::TestWithParam<std::tuple<enumAssetRole, int>>
 {
 protected:
-    SetAlloc() : m_kContainer(std::get<0>(GetParam())), m_bCopy(std::get<1>(GetParam())) {}
+    SetAlloc() : m_container(std::get<0>(GetParam())), m_bCopy(std::get<1>(GetParam())) {}
 
     // Attaches what is to be replaced: one event of the time 77.
     void SetBefore()
     {
-        m_kBefore.Append(InfoOf(VOTEXT("before")), 77);
-        m_kBeforeImage = std::make_unique<MisalignedBlock>(m_kBefore.Image(), 2);
-        ASSERT_EQ(1, m_kContainer.SetAlloc(m_kBeforeImage->As<EventImage>(), m_bCopy));
-        m_kLog.Clear();
+        m_before.Append(InfoOf(VOTEXT("before")), 77);
+        m_beforeImage = std::make_unique<MisalignedBlock>(m_before.Image(), 2);
+        ASSERT_EQ(1, m_container.SetAlloc(m_beforeImage->As<EventImage>(), m_bCopy));
+        m_log.Clear();
     }
-    int Set(const MisalignedBlock& rkImage) { return m_kContainer.SetAlloc(rkImage.As<EventImage>(), m_bCopy); }
-    int SetBounded(const MisalignedBlock& rkImage, size_t uSize)
+    int Set(const MisalignedBlock& image) { return m_container.SetAlloc(image.As<EventImage>(), m_bCopy); }
+    int SetBounded(const MisalignedBlock& image, size_t uSize)
     {
-        return m_kContainer.SetAlloc(rkImage.As<EventImage>(), m_bCopy, uSize);
+        return m_container.SetAlloc(image.As<EventImage>(), m_bCopy, uSize);
     }
-    void ExpectUntouched() { ExpectSame(m_kContainer, m_kBefore); }
+    void ExpectUntouched() { ExpectSame(m_container, m_before); }
 
-    LogCapture m_kLog;
-    OpenContainer m_kContainer;
+    LogCapture m_log;
+    OpenContainer m_container;
     int m_bCopy;
-    EventModel m_kBefore;
-    std::unique_ptr<MisalignedBlock> m_kBeforeImage;
+    EventModel m_before;
+    std::unique_ptr<MisalignedBlock> m_beforeImage;
 };
 
 TEST_P(SetAlloc, TakesEventsAndTextsAtAnyAddress)
 {
-    const EventModel kModel = SampleModel();
+    const EventModel model = SampleModel();
     for (size_t uMisalignment = 0; uMisalignment < 9; ++uMisalignment)
     {
-        const MisalignedBlock kImage(kModel.Image(), uMisalignment);
-        ASSERT_EQ(1, Set(kImage)) << uMisalignment;
-        ExpectSame(m_kContainer, kModel);
-        EXPECT_EQ(m_bCopy != 0 ? 3u : 0u, m_kContainer.Capacity());
+        const MisalignedBlock image(model.Image(), uMisalignment);
+        ASSERT_EQ(1, Set(image)) << uMisalignment;
+        ExpectSame(m_container, model);
+        EXPECT_EQ(m_bCopy != 0 ? 3u : 0u, m_container.Capacity());
         EXPECT_EQ(m_bCopy == 0,
-                  m_kContainer.m_vecFileEvent.Bytes(0) == kImage.Data() + 20 + ReadU32(kModel.Image(), 8) + 16);
-        ASSERT_EQ(1, m_kContainer.CleanUp());
+                  m_container.m_vecFileEvent.Bytes(0) == image.Data() + 20 + ReadU32(model.Image(), 8) + 16);
+        ASSERT_EQ(1, m_container.CleanUp());
     }
-    EXPECT_EQ(0u, m_kLog.Count());
+    EXPECT_EQ(0u, m_log.Count());
 }
 
 TEST_P(SetAlloc, ReplacesTheWholeContent)
 {
     SetBefore();
-    const EventModel kModel = SampleModel();
-    const MisalignedBlock kImage(kModel.Image(), 1);
-    EXPECT_EQ(1, Set(kImage));
-    ExpectSame(m_kContainer, kModel);
-    const MisalignedBlock kEmpty(EventModel().Image(), 1);
-    EXPECT_EQ(1, Set(kEmpty));
-    ExpectSame(m_kContainer, EventModel());
+    const EventModel model = SampleModel();
+    const MisalignedBlock image(model.Image(), 1);
+    EXPECT_EQ(1, Set(image));
+    ExpectSame(m_container, model);
+    const MisalignedBlock empty(EventModel().Image(), 1);
+    EXPECT_EQ(1, Set(empty));
+    ExpectSame(m_container, EventModel());
 }
 
 TEST_P(SetAlloc, GoesRoundThroughAnImage)
 {
-    const EventModel kModel = SampleModel();
-    const MisalignedBlock kImage(kModel.Image(), 5);
-    ASSERT_EQ(1, Set(kImage));
+    const EventModel model = SampleModel();
+    const MisalignedBlock image(model.Image(), 5);
+    ASSERT_EQ(1, Set(image));
     if (std::get<0>(GetParam()) == AR_Provider)
     {
-        EXPECT_TRUE(SameBytes(kModel.Image(), ImageOf(m_kContainer)));
+        EXPECT_TRUE(SameBytes(model.Image(), ImageOf(m_container)));
     }
     else
     {
         // A reader's tables say their slots where a publisher's say their entries.
-        const MisalignedBlock kAgain(ImageOf(m_kContainer), 1);
-        VOTSFileEventContainer kSecond(AR_Customer);
-        ASSERT_EQ(1, kSecond.SetAlloc(kAgain.As<EventImage>(), 1));
-        ExpectSame(kSecond, kModel);
+        const MisalignedBlock again(ImageOf(m_container), 1);
+        VOTSFileEventContainer second(AR_Customer);
+        ASSERT_EQ(1, second.SetAlloc(again.As<EventImage>(), 1));
+        ExpectSame(second, model);
     }
 }
 
 TEST_P(SetAlloc, OfNothingIsRefusedWithTheContentUntouched)
 {
     SetBefore();
-    EXPECT_EQ(0, m_kContainer.SetAlloc(nullptr, m_bCopy));
-    EXPECT_THAT(m_kLog.Lines(), ElementsAre(ProcessError("pAlloc", kSetAlloc)));
+    EXPECT_EQ(0, m_container.SetAlloc(nullptr, m_bCopy));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(ProcessError("pAlloc", kSetAlloc)));
     ExpectUntouched();
 }
 
@@ -179,11 +179,11 @@ TEST_P(SetAlloc, OfAnotherVersionIsRefusedWithTheContentUntouched)
     {
         Bytes vecImage = SampleModel().Image();
         vecImage[uAt] ^= 1;
-        const MisalignedBlock kImage(vecImage, 1);
-        m_kLog.Clear();
-        EXPECT_EQ(0, Set(kImage)) << uAt;
-        EXPECT_THAT(m_kLog.Lines(), ElementsAre(ProcessError(
-                                        "::strcmp(pAlloc->szVersion, FILEEVENT_CAONTAINER_VERSION) == 0", kSetAlloc)));
+        const MisalignedBlock image(vecImage, 1);
+        m_log.Clear();
+        EXPECT_EQ(0, Set(image)) << uAt;
+        EXPECT_THAT(m_log.Lines(), ElementsAre(ProcessError(
+                                       "::strcmp(pAlloc->szVersion, FILEEVENT_CAONTAINER_VERSION) == 0", kSetAlloc)));
         ExpectUntouched();
     }
 }
@@ -197,10 +197,10 @@ TEST_P(SetAlloc, WithAWrongTotalFailsBeforeAnythingIsCleanedUp)
         {
             Bytes vecImage = SampleModel().Image();
             WriteU32(vecImage, uWord, ReadU32(vecImage, uWord) + uChange);
-            const MisalignedBlock kImage(vecImage, 1);
-            m_kLog.Clear();
-            EXPECT_EQ(0, Set(kImage)) << uWord;
-            EXPECT_THAT(m_kLog.Lines(),
+            const MisalignedBlock image(vecImage, 1);
+            m_log.Clear();
+            EXPECT_EQ(0, Set(image)) << uWord;
+            EXPECT_THAT(m_log.Lines(),
                         ElementsAre(ProcessError(
                             "pAlloc->uDataBufSize == pAlloc->uStringPoolSize+ pAlloc->uFileEventBufSize", kSetAlloc)));
             ExpectUntouched();
@@ -214,9 +214,9 @@ TEST_P(SetAlloc, WhoseSizesWrapIsRefusedWithTheContentUntouched)
     Bytes vecImage = SampleModel().Image();
     WriteU32(vecImage, 8, ReadU32(vecImage, 8) + 0x80000000u);
     WriteU32(vecImage, 12, ReadU32(vecImage, 12) + 0x80000000u);
-    const MisalignedBlock kImage(vecImage, 1);
-    EXPECT_EQ(0, Set(kImage));
-    EXPECT_EQ(1u, m_kLog.Count());
+    const MisalignedBlock image(vecImage, 1);
+    EXPECT_EQ(0, Set(image));
+    EXPECT_EQ(1u, m_log.Count());
     ExpectUntouched();
 }
 
@@ -225,28 +225,28 @@ TEST_P(SetAlloc, WithABadPoolFailsAndLeavesNoEvents)
     SetBefore();
     Bytes vecImage = SampleModel().Image();
     vecImage[20] ^= 1;
-    const MisalignedBlock kImage(vecImage, 1);
-    EXPECT_EQ(0, Set(kImage));
-    EXPECT_EQ(ProcessError("m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy)", kSetAlloc), m_kLog.Lines().back());
-    EXPECT_THAT(AllOf(m_kContainer), IsEmpty());
+    const MisalignedBlock image(vecImage, 1);
+    EXPECT_EQ(0, Set(image));
+    EXPECT_EQ(ProcessError("m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy)", kSetAlloc), m_log.Lines().back());
+    EXPECT_THAT(AllOf(m_container), IsEmpty());
 }
 
 TEST_P(SetAlloc, WithAWrongRecordCountFailsAfterThePoolHasBeenReplaced)
 {
-    const EventModel kModel = SampleModel();
-    const size_t uBlock = 20 + ReadU32(kModel.Image(), 8);
+    const EventModel model = SampleModel();
+    const size_t uBlock = 20 + ReadU32(model.Image(), 8);
     for (const size_t uAt : {uBlock + 6, uBlock + 8, uBlock + 12})
     {
         SetBefore();
-        Bytes vecImage = kModel.Image();
+        Bytes vecImage = model.Image();
         ++vecImage[uAt];
-        const MisalignedBlock kImage(vecImage, 1);
-        EXPECT_EQ(0, Set(kImage));
-        EXPECT_THAT(m_kLog.Lines(),
+        const MisalignedBlock image(vecImage, 1);
+        EXPECT_EQ(0, Set(image));
+        EXPECT_THAT(m_log.Lines(),
                     ElementsAre(ProcessError("m_vecFileEvent.SetAlloc(pFileEventAlloc, bCopy)", kSetAlloc)));
-        EXPECT_THAT(AllOf(m_kContainer), IsEmpty());
-        EXPECT_EQ(VOWString(VOTEXT("dir/a.png")), ReadText(m_kContainer.GetString(nullptr)));
-        EXPECT_EQ(1, m_kContainer.CleanUp());
+        EXPECT_THAT(AllOf(m_container), IsEmpty());
+        EXPECT_EQ(VOWString(VOTEXT("dir/a.png")), ReadText(m_container.GetString(nullptr)));
+        EXPECT_EQ(1, m_container.CleanUp());
     }
 }
 
@@ -256,50 +256,50 @@ TEST_P(SetAlloc, OfAnImageThatIsShorterThanItsHeadSaysIsRefusedWithTheContentUnt
     const Bytes vecWhole = SampleModel().Image();
     for (size_t uSize = 0; uSize < vecWhole.size(); ++uSize)
     {
-        m_kLog.Clear();
-        const MisalignedBlock kImage(Bytes(vecWhole.begin(), vecWhole.begin() + static_cast<std::ptrdiff_t>(uSize)), 1);
-        ASSERT_EQ(0, SetBounded(kImage, uSize)) << uSize;
-        ASSERT_EQ(1u, m_kLog.Count()) << uSize;
+        m_log.Clear();
+        const MisalignedBlock image(Bytes(vecWhole.begin(), vecWhole.begin() + static_cast<std::ptrdiff_t>(uSize)), 1);
+        ASSERT_EQ(0, SetBounded(image, uSize)) << uSize;
+        ASSERT_EQ(1u, m_log.Count()) << uSize;
     }
     ExpectUntouched();
-    const MisalignedBlock kImage(vecWhole, 1);
-    EXPECT_EQ(1, SetBounded(kImage, vecWhole.size()));
-    ExpectSame(m_kContainer, SampleModel());
+    const MisalignedBlock image(vecWhole, 1);
+    EXPECT_EQ(1, SetBounded(image, vecWhole.size()));
+    ExpectSame(m_container, SampleModel());
 }
 
 INSTANTIATE_TEST_SUITE_P(EventImage, SetAlloc,
                          testing::Combine(testing::Values(AR_Provider, AR_Customer), testing::Values(0, 1)),
-                         [](const testing::TestParamInfo<std::tuple<enumAssetRole, int>>& rkInfo)
+                         [](const testing::TestParamInfo<std::tuple<enumAssetRole, int>>& about)
                          {
-                             return std::string(std::get<0>(rkInfo.param) == AR_Provider ? "Provider" : "Customer") +
-                                    (std::get<1>(rkInfo.param) != 0 ? "Copy" : "View");
+                             return std::string(std::get<0>(about.param) == AR_Provider ? "Provider" : "Customer") +
+                                    (std::get<1>(about.param) != 0 ? "Copy" : "View");
                          });
 
 TEST(EventView, IsReadOnlyInEffect)
 {
-    const EventModel kModel = SampleModel();
-    const MisalignedBlock kImage(kModel.Image(), 1);
-    VOTSFileEventContainer kContainer(AR_Customer);
-    ASSERT_EQ(1, kContainer.SetAlloc(kImage.As<EventImage>(), 0));
-    (void)AskEverything(kContainer);
-    (void)ImageOf(kContainer);
-    (void)kContainer.AppendEvent(InfoOf(VOTEXT("x")), 1);
-    (void)kContainer.RemoveEvent(kAllTime);
-    (void)kContainer.CleanUp();
-    EXPECT_TRUE(SameBytes(kModel.Image(), kImage.Current()));
+    const EventModel model = SampleModel();
+    const MisalignedBlock image(model.Image(), 1);
+    VOTSFileEventContainer container(AR_Customer);
+    ASSERT_EQ(1, container.SetAlloc(image.As<EventImage>(), 0));
+    (void)AskEverything(container);
+    (void)ImageOf(container);
+    (void)container.AppendEvent(InfoOf(VOTEXT("x")), 1);
+    (void)container.RemoveEvent(kAllTime);
+    (void)container.CleanUp();
+    EXPECT_TRUE(SameBytes(model.Image(), image.Current()));
 }
 
 TEST(EventView, FollowsItsImageAndACopyDoesNot)
 {
-    const MisalignedBlock kImage(SampleModel().Image(), 1);
-    VOTSFileEventContainer kView(AR_Customer);
-    VOTSFileEventContainer kCopy(AR_Customer);
-    ASSERT_EQ(1, kView.SetAlloc(kImage.As<EventImage>(), 0));
-    ASSERT_EQ(1, kCopy.SetAlloc(kImage.As<EventImage>(), 1));
+    const MisalignedBlock image(SampleModel().Image(), 1);
+    VOTSFileEventContainer view(AR_Customer);
+    VOTSFileEventContainer copy(AR_Customer);
+    ASSERT_EQ(1, view.SetAlloc(image.As<EventImage>(), 0));
+    ASSERT_EQ(1, copy.SetAlloc(image.As<EventImage>(), 1));
     // The time of the first record.
-    kImage.Data()[20 + ReadU32(kImage.Current(), 8) + 16 + 36] = 99;
-    EXPECT_THAT(TimesOf(AllOf(kView)), ElementsAre(99, 20, 30));
-    EXPECT_THAT(TimesOf(AllOf(kCopy)), ElementsAre(10, 20, 30));
+    image.Data()[20 + ReadU32(image.Current(), 8) + 16 + 36] = 99;
+    EXPECT_THAT(TimesOf(AllOf(view)), ElementsAre(99, 20, 30));
+    EXPECT_THAT(TimesOf(AllOf(copy)), ElementsAre(10, 20, 30));
 }
 
 }  // namespace

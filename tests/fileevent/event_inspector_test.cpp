@@ -10,9 +10,9 @@ using namespace eventtest;
 
 typedef std::chrono::steady_clock Clock;
 
-long long MillisecondsSince(Clock::time_point kBegin)
+long long MillisecondsSince(Clock::time_point begin)
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - kBegin).count();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count();
 }
 
 // What a thread that was just created may have slept too short by the system's clock ticks.
@@ -20,157 +20,157 @@ constexpr long long kTick = 20;
 
 TEST(EventInspector, IsBuiltForItsSourceWithoutAThread)
 {
-    OpenInspector kBuilt(AF_MERGESRC);
-    EXPECT_EQ(AF_MERGESRC, kBuilt.m_eaf);
-    EXPECT_EQ(1, kBuilt.m_bRunning);
-    EXPECT_EQ(nullptr, kBuilt.m_hDetectThread);
-    EXPECT_THAT(kBuilt.m_vecListener, IsEmpty());
+    OpenInspector built(AF_MERGESRC);
+    EXPECT_EQ(AF_MERGESRC, built.m_eaf);
+    EXPECT_EQ(1, built.m_bRunning);
+    EXPECT_EQ(nullptr, built.m_hDetectThread);
+    EXPECT_THAT(built.m_vecListener, IsEmpty());
 }
 
 TEST(EventInspector, BeforeARunSuspendingGives0AndStoppingGives1)
 {
-    LogCapture kLog;
-    OpenInspector kBuilt(AF_SOURCE);
-    EXPECT_EQ(0, kBuilt.SuspendEvent(1));
-    EXPECT_EQ(0, kBuilt.SuspendEvent(0));
-    EXPECT_EQ(1, kBuilt.Stop());
-    EXPECT_EQ(1, kBuilt.DestroyDetectThread());
-    EXPECT_EQ(1, kBuilt.m_bRunning);
-    EXPECT_EQ(0u, kLog.Count());
+    LogCapture log;
+    OpenInspector built(AF_SOURCE);
+    EXPECT_EQ(0, built.SuspendEvent(1));
+    EXPECT_EQ(0, built.SuspendEvent(0));
+    EXPECT_EQ(1, built.Stop());
+    EXPECT_EQ(1, built.DestroyDetectThread());
+    EXPECT_EQ(1, built.m_bRunning);
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(EventInspector, TheThreadsProcedureNeedsAnInspector)
 {
-    LogCapture kLog;
+    LogCapture log;
     EXPECT_EQ(0u, OpenInspector::ThreadProc_DetectFileEvnet(nullptr));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pInspector", kInspector + "ThreadProc_DetectFileEvnet")));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("pInspector", kInspector + "ThreadProc_DetectFileEvnet")));
 }
 
 TEST(EventInspector, ASecondRunIsHarmless)
 {
-    StoppingInspector kRunning;
-    EXPECT_EQ(1, kRunning.Run());
-    void* const hThread = kRunning.m_hDetectThread;
+    StoppingInspector running;
+    EXPECT_EQ(1, running.Run());
+    void* const hThread = running.m_hDetectThread;
     EXPECT_NE(nullptr, hThread);
-    EXPECT_EQ(1, kRunning.Run());
-    EXPECT_EQ(hThread, kRunning.m_hDetectThread);
-    EXPECT_EQ(1, kRunning.CreateDetectThread());
-    EXPECT_EQ(hThread, kRunning.m_hDetectThread);
-    EXPECT_EQ(1, kRunning.Stop());
-    EXPECT_EQ(nullptr, kRunning.m_hDetectThread);
-    EXPECT_EQ(0, kRunning.m_bRunning);
-    EXPECT_EQ(1, kRunning.Stop());
+    EXPECT_EQ(1, running.Run());
+    EXPECT_EQ(hThread, running.m_hDetectThread);
+    EXPECT_EQ(1, running.CreateDetectThread());
+    EXPECT_EQ(hThread, running.m_hDetectThread);
+    EXPECT_EQ(1, running.Stop());
+    EXPECT_EQ(nullptr, running.m_hDetectThread);
+    EXPECT_EQ(0, running.m_bRunning);
+    EXPECT_EQ(1, running.Stop());
 }
 
 TEST(EventInspector, TheFirstDeliveryComes500MillisecondsAfterTheRunAtTheEarliest)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
-    Record kRecord;
-    Held kListener(kRecord);
-    StoppingInspector kRunning;
-    kRunning.BindListener(kListener.Get());
-    const Clock::time_point kBegin = Clock::now();
-    ASSERT_EQ(1, kRunning.Run());
-    ASSERT_TRUE(kRecord.WaitFor(1));
-    EXPECT_LE(500 - kTick, MillisecondsSince(kBegin));
-    EXPECT_THAT(kRecord.Times(), ElementsAre(10));
-    EXPECT_EQ(AF_SOURCE, kRecord.All()[0].eaf);
-    EXPECT_EQ(VOWString(VOTEXT("10")), kRecord.All()[0].strPath);
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
+    Record record;
+    Held listener(record);
+    StoppingInspector running;
+    running.BindListener(listener.Get());
+    const Clock::time_point begin = Clock::now();
+    ASSERT_EQ(1, running.Run());
+    ASSERT_TRUE(record.WaitFor(1));
+    EXPECT_LE(500 - kTick, MillisecondsSince(begin));
+    EXPECT_THAT(record.Times(), ElementsAre(10));
+    EXPECT_EQ(AF_SOURCE, record.All()[0].eaf);
+    EXPECT_EQ(VOWString(VOTEXT("10")), record.All()[0].strPath);
 }
 
 TEST(EventInspector, WithoutASectionTheThreadPollsAndPicksTheStreamUpOnceThereIsOne)
 {
-    LogCapture kLog;
-    Record kRecord;
-    Held kListener(kRecord);
-    StoppingInspector kRunning(AF_TARGET);
-    kRunning.BindListener(kListener.Get());
-    ASSERT_EQ(1, kRunning.Run());
+    LogCapture log;
+    Record record;
+    Held listener(record);
+    StoppingInspector running(AF_TARGET);
+    running.BindListener(listener.Get());
+    ASSERT_EQ(1, running.Run());
     VOSleepMilliseconds(700);
-    Publisher kPublisher;
-    kPublisher.Publish(AF_TARGET, ImageOfTimes({1, 2}), 10);
+    Publisher publisher;
+    publisher.Publish(AF_TARGET, ImageOfTimes({1, 2}), 10);
     Time ullTime = 20;
     EXPECT_TRUE(WaitUntil(
         [&]
         {
-            kPublisher.Publish(AF_TARGET, ImageOfTimes({1, 2, ullTime}), ullTime + 1);
+            publisher.Publish(AF_TARGET, ImageOfTimes({1, 2, ullTime}), ullTime + 1);
             ullTime += 2;
             VOSleepMilliseconds(100);
-            return kRecord.Count() != 0;
+            return record.Count() != 0;
         }));
-    kRunning.Stop();
-    EXPECT_LE(20u, kRecord.Times().front()) << "the first time seen is the base";
-    EXPECT_EQ(0u, kLog.Count());
+    running.Stop();
+    EXPECT_LE(20u, record.Times().front()) << "the first time seen is the base";
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(EventInspector, StopsWithinItsPauseAfterOneSuspension)
 {
-    StoppingInspector kRunning;
-    ASSERT_EQ(1, kRunning.Run());
-    ASSERT_EQ(1, kRunning.SuspendEvent(1));
-    EXPECT_EQ(1, kRunning.Stop());
-    EXPECT_EQ(nullptr, kRunning.m_hDetectThread);
+    StoppingInspector running;
+    ASSERT_EQ(1, running.Run());
+    ASSERT_EQ(1, running.SuspendEvent(1));
+    EXPECT_EQ(1, running.Stop());
+    EXPECT_EQ(nullptr, running.m_hDetectThread);
 }
 
 TEST(EventInspector, SuspendedTwiceItStopsOnceItHasBeenResumedOnceMore)
 {
-    StoppingInspector kRunning;
-    ASSERT_EQ(1, kRunning.Run());
-    ASSERT_EQ(1, kRunning.SuspendEvent(1));
-    ASSERT_EQ(1, kRunning.SuspendEvent(1));
+    StoppingInspector running;
+    ASSERT_EQ(1, running.Run());
+    ASSERT_EQ(1, running.SuspendEvent(1));
+    ASSERT_EQ(1, running.SuspendEvent(1));
     std::atomic<bool> bStopped{false};
-    std::thread kStopper(
+    std::thread stopper(
         [&]
         {
-            EXPECT_EQ(1, kRunning.Stop());
+            EXPECT_EQ(1, running.Stop());
             bStopped = true;
         });
-    ASSERT_TRUE(WaitUntil([&] { return std::atomic_ref<int>(kRunning.m_bRunning).load() == 0; }));
+    ASSERT_TRUE(WaitUntil([&] { return std::atomic_ref<int>(running.m_bRunning).load() == 0; }));
     VOSleepMilliseconds(700);
     EXPECT_FALSE(bStopped) << "one step isn't enough";
-    EXPECT_EQ(1, kRunning.SuspendEvent(0));
-    kStopper.join();
+    EXPECT_EQ(1, running.SuspendEvent(0));
+    stopper.join();
     EXPECT_TRUE(bStopped);
 }
 
 TEST(EventInspector, StopWaitsForTheListenerAtWork)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, ImageOfTimes({10, 11}), 10);
-    Record kRecord;
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, ImageOfTimes({10, 11}), 10);
+    Record record;
     std::atomic<bool> bInside{false};
     std::atomic<bool> bRelease{false};
     std::atomic<int> nFinished{0};
-    Held kListener(kRecord,
-                   [&](const FileEventParam&)
-                   {
-                       bInside = true;
-                       (void)WaitUntil([&] { return bRelease.load(); });
-                       ++nFinished;
-                   });
-    StoppingInspector kRunning;
-    kRunning.BindListener(kListener.Get());
-    ASSERT_EQ(1, kRunning.Run());
+    Held listener(record,
+                  [&](const FileEventParam&)
+                  {
+                      bInside = true;
+                      (void)WaitUntil([&] { return bRelease.load(); });
+                      ++nFinished;
+                  });
+    StoppingInspector running;
+    running.BindListener(listener.Get());
+    ASSERT_EQ(1, running.Run());
     ASSERT_TRUE(WaitUntil([&] { return bInside.load(); }));
-    std::thread kStopper([&] { EXPECT_EQ(1, kRunning.Stop()); });
-    ASSERT_TRUE(WaitUntil([&] { return std::atomic_ref<int>(kRunning.m_bRunning).load() == 0; }));
+    std::thread stopper([&] { EXPECT_EQ(1, running.Stop()); });
+    ASSERT_TRUE(WaitUntil([&] { return std::atomic_ref<int>(running.m_bRunning).load() == 0; }));
     EXPECT_EQ(0, nFinished);
     bRelease = true;
-    kStopper.join();
+    stopper.join();
     EXPECT_EQ(2, nFinished) << "the dispatch in progress is finished whole";
 }
 
 TEST(EventInspector, TwoInspectorsOfOneSourceBothGetItsEvents)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
     Record akRecord[2];
-    Held kFirst(akRecord[0]);
-    Held kSecond(akRecord[1]);
+    Held first(akRecord[0]);
+    Held second(akRecord[1]);
     StoppingInspector akRunning[2];
-    akRunning[0].BindListener(kFirst.Get());
-    akRunning[1].BindListener(kSecond.Get());
+    akRunning[0].BindListener(first.Get());
+    akRunning[1].BindListener(second.Get());
     ASSERT_EQ(1, akRunning[0].Run());
     ASSERT_EQ(1, akRunning[1].Run());
     EXPECT_TRUE(akRecord[0].WaitFor(1));

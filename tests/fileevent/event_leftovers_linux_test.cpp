@@ -11,8 +11,8 @@ using namespace eventtest;
 size_t MappedSections(const std::string& strName)
 {
     size_t uFound = 0;
-    std::ifstream kMaps("/proc/self/maps");
-    for (std::string strLine; std::getline(kMaps, strLine);)
+    std::ifstream maps("/proc/self/maps");
+    for (std::string strLine; std::getline(maps, strLine);)
     {
         uFound += strLine.find(strName) != std::string::npos ? 1 : 0;
     }
@@ -22,23 +22,23 @@ size_t MappedSections(const std::string& strName)
 TEST(EventLeftovers, OfSectionsWithoutContentOneViewRemainsMapped)
 {
     const std::string strName = "vo_fileMappingFileEventContainerName_pakv4";
-    Publisher kPublisher;
-    LogCapture kLog;
-    StoppingInspector kRunning(AF_PAKV4);
-    ASSERT_EQ(1, kRunning.Run());
+    Publisher publisher;
+    LogCapture log;
+    StoppingInspector running(AF_PAKV4);
+    ASSERT_EQ(1, running.Run());
     for (Time ullTime = 10; ullTime < 13; ++ullTime)
     {
-        kLog.Clear();
-        kPublisher.Publish(AF_PAKV4, Bytes(64, 0), ullTime);
-        ASSERT_TRUE(WaitUntil([&] { return kLog.Count() != 0; }));
-        ASSERT_TRUE(WaitUntil([&] { return kPublisher.Readers(AF_PAKV4, 0) + kPublisher.Readers(AF_PAKV4, 1) == 0; }));
+        log.Clear();
+        publisher.Publish(AF_PAKV4, Bytes(64, 0), ullTime);
+        ASSERT_TRUE(WaitUntil([&] { return log.Count() != 0; }));
+        ASSERT_TRUE(WaitUntil([&] { return publisher.Readers(AF_PAKV4, 0) + publisher.Readers(AF_PAKV4, 1) == 0; }));
     }
-    kPublisher.DropData(AF_PAKV4, 0);
-    kPublisher.DropData(AF_PAKV4, 1);
+    publisher.DropData(AF_PAKV4, 0);
+    publisher.DropData(AF_PAKV4, 1);
     EXPECT_EQ(1u, MappedSections(strName));
-    kRunning.Stop();
+    running.Stop();
     EXPECT_EQ(1u, MappedSections(strName));
-    EXPECT_EQ(0u, kPublisher.Readers(AF_PAKV4, 0) + kPublisher.Readers(AF_PAKV4, 1));
+    EXPECT_EQ(0u, publisher.Readers(AF_PAKV4, 0) + publisher.Readers(AF_PAKV4, 1));
 }
 
 }  // namespace

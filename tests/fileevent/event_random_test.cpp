@@ -13,64 +13,64 @@ TEST(EventRandom, RunsEqualTheModels)
     for (uint64_t ullSeed = 0; ullSeed < 40; ++ullSeed)
     {
         SCOPED_TRACE(ullSeed);
-        LogCapture kLog;
-        Random kRandom(ullSeed);
-        VOTSFileEventContainer kContainer;
-        EventModel kModel;
+        LogCapture log;
+        Random random(ullSeed);
+        VOTSFileEventContainer container;
+        EventModel model;
         for (int nStep = 0; nStep < 120; ++nStep)
         {
-            const Time ullTime = kRandom.Below(20);
-            switch (kRandom.Below(8))
+            const Time ullTime = random.Below(20);
+            switch (random.Below(8))
             {
                 case 0:
-                    EXPECT_EQ(1, kContainer.RemoveEvent(ullTime / 2));
-                    kModel.Remove(ullTime / 2);
+                    EXPECT_EQ(1, container.RemoveEvent(ullTime / 2));
+                    model.Remove(ullTime / 2);
                     break;
                 case 1:
                 {
-                    const Time ullEnd = ullTime + kRandom.Below(5);
+                    const Time ullEnd = ullTime + random.Below(5);
                     Events vecEvent;
-                    const int nResult = kContainer.GetEvent(vecEvent, ullTime, ullEnd);
-                    EXPECT_EQ(kModel.Get(ullTime, ullEnd), AsModel(vecEvent));
+                    const int nResult = container.GetEvent(vecEvent, ullTime, ullEnd);
+                    EXPECT_EQ(model.Get(ullTime, ullEnd), AsModel(vecEvent));
                     EXPECT_EQ(vecEvent.empty() ? 0 : 1, nResult);
                     break;
                 }
                 case 2:
                 {
                     // Through an image, copied or not, and on in a container that owns everything again.
-                    const MisalignedBlock kImage(ImageOf(kContainer), kRandom.Below(9));
-                    EXPECT_TRUE(SameBytes(kModel.Image(), kImage.Current()));
-                    VOTSFileEventContainer kReader(AR_Customer);
-                    EXPECT_EQ(1, kReader.SetAlloc(kImage.As<EventImage>(), kRandom.Percent(50) ? 1 : 0));
-                    ExpectSame(kReader, kModel);
-                    EXPECT_EQ(1, kContainer.SetAlloc(kImage.As<EventImage>(), 1));
+                    const MisalignedBlock image(ImageOf(container), random.Below(9));
+                    EXPECT_TRUE(SameBytes(model.Image(), image.Current()));
+                    VOTSFileEventContainer reader(AR_Customer);
+                    EXPECT_EQ(1, reader.SetAlloc(image.As<EventImage>(), random.Percent(50) ? 1 : 0));
+                    ExpectSame(reader, model);
+                    EXPECT_EQ(1, container.SetAlloc(image.As<EventImage>(), 1));
                     break;
                 }
                 case 3:
-                    if (kRandom.Percent(15))
+                    if (random.Percent(15))
                     {
-                        EXPECT_EQ(1, kContainer.CleanUp());
-                        kModel = EventModel();
+                        EXPECT_EQ(1, container.CleanUp());
+                        model = EventModel();
                     }
                     break;
                 default:
                 {
-                    const Info kInfo = {kRandom.Word(),
-                                        kRandom.Word(),
-                                        kRandom.Word(),
-                                        kapszText[1 + kRandom.Below(6)],
-                                        kapszText[kRandom.Below(7)],
-                                        kapszText[kRandom.Below(7)]};
-                    EXPECT_EQ(1, kContainer.AppendEvent(kInfo, ullTime));
-                    kModel.Append(kInfo, ullTime);
+                    const Info about = {random.Word(),
+                                        random.Word(),
+                                        random.Word(),
+                                        kapszText[1 + random.Below(6)],
+                                        kapszText[random.Below(7)],
+                                        kapszText[random.Below(7)]};
+                    EXPECT_EQ(1, container.AppendEvent(about, ullTime));
+                    model.Append(about, ullTime);
                     break;
                 }
             }
-            ASSERT_EQ(kModel.vecEvents, AsModel(AllOf(kContainer))) << nStep;
+            ASSERT_EQ(model.vecEvents, AsModel(AllOf(container))) << nStep;
         }
-        ExpectSame(kContainer, kModel);
-        EXPECT_TRUE(SameBytes(kModel.Image(), ImageOf(kContainer)));
-        EXPECT_EQ(0u, kLog.Count());
+        ExpectSame(container, model);
+        EXPECT_TRUE(SameBytes(model.Image(), ImageOf(container)));
+        EXPECT_EQ(0u, log.Count());
     }
 }
 

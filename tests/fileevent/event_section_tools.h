@@ -73,13 +73,10 @@ public:
     {
     };
     explicit Publisher(NoState) {}
-    explicit Publisher(const Bytes& rkState = EmptyState()) { PutState(rkState); }
+    explicit Publisher(const Bytes& state = EmptyState()) { PutState(state); }
 
-    void PutState(const Bytes& rkState)
-    {
-        ASSERT_TRUE(m_kState.Replace(kpszStateName, rkState.data(), rkState.size()));
-    }
-    void DropState() { EXPECT_TRUE(m_kState.Withdraw()); }
+    void PutState(const Bytes& state) { ASSERT_TRUE(m_state.Replace(kpszStateName, state.data(), state.size())); }
+    void DropState() { EXPECT_TRUE(m_state.Withdraw()); }
 
     // The words of a source's record by their offset in it.
     static constexpr unsigned int kEnable = 0;
@@ -105,14 +102,14 @@ public:
         std::atomic_ref<Time>(*At<Time>(uSource, 8 + 8 * uSlot)).store(ullTime);
     }
 
-    void PutData(unsigned int uSource, unsigned int uSlot, const Bytes& rkData)
+    void PutData(unsigned int uSource, unsigned int uSlot, const Bytes& data)
     {
-        ASSERT_TRUE(m_akData[uSource][uSlot].Replace(DataName(uSource, uSlot).c_str(), rkData.data(), rkData.size()));
+        ASSERT_TRUE(m_akData[uSource][uSlot].Replace(DataName(uSource, uSlot).c_str(), data.data(), data.size()));
     }
     void DropData(unsigned int uSource, unsigned int uSlot) { EXPECT_TRUE(m_akData[uSource][uSlot].Withdraw()); }
 
     // The whole protocol: the other slot, once nobody is inside; its section, its time, and the slot last.
-    void Publish(unsigned int uSource, const Bytes& rkImage, Time ullTime)
+    void Publish(unsigned int uSource, const Bytes& image, Time ullTime)
     {
         const unsigned int uSlot = 1 - Word(uSource, kActiveSlot);
         // Bounded, as a publisher's wait has to be: a reader that died inside leaves the count raised.
@@ -120,17 +117,17 @@ public:
         {
             VOSleepMilliseconds(1);
         }
-        PutData(uSource, uSlot, rkImage);
+        PutData(uSource, uSlot, image);
         SetTime(uSource, uSlot, ullTime);
         SetActiveSlot(uSource, uSlot);
         SetEnabled(uSource, 1);
     }
-    void Publish(unsigned int uSource, VOTSFileEventContainer& rkContainer, Time ullTime)
+    void Publish(unsigned int uSource, VOTSFileEventContainer& container, Time ullTime)
     {
-        Publish(uSource, ImageOf(rkContainer), ullTime);
+        Publish(uSource, ImageOf(container), ullTime);
     }
 
-    unsigned char* State() const { return static_cast<unsigned char*>(m_kState.Data()); }
+    unsigned char* State() const { return static_cast<unsigned char*>(m_state.Data()); }
 
 private:
     template <typename T>
@@ -139,24 +136,24 @@ private:
         return reinterpret_cast<T*>(State() + 16 + 32 * uSource + uOffset);
     }
 
-    VOPublishedSection m_kState;
+    VOPublishedSection m_state;
     VOPublishedSection m_akData[ASSETTYPE_COUNT][2];
 };
 
 // A container with one event for each time; the path is the time's digits.
-inline void AppendTimes(VOTSFileEventContainer& rkContainer, const std::vector<Time>& rkTimes)
+inline void AppendTimes(VOTSFileEventContainer& container, const std::vector<Time>& times)
 {
-    for (const Time ullTime : rkTimes)
+    for (const Time ullTime : times)
     {
-        ASSERT_EQ(1, rkContainer.AppendEvent(InfoOf(votest::Wide(std::to_string(ullTime)).c_str()), ullTime));
+        ASSERT_EQ(1, container.AppendEvent(InfoOf(votest::Wide(std::to_string(ullTime)).c_str()), ullTime));
     }
 }
 
-inline Bytes ImageOfTimes(const std::vector<Time>& rkTimes)
+inline Bytes ImageOfTimes(const std::vector<Time>& times)
 {
-    VOTSFileEventContainer kContainer;
-    AppendTimes(kContainer, rkTimes);
-    return ImageOf(kContainer);
+    VOTSFileEventContainer container;
+    AppendTimes(container, times);
+    return ImageOf(container);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -181,76 +178,76 @@ struct Received
 class Record
 {
 public:
-    void Add(const FileEventParam& rkParam)
+    void Add(const FileEventParam& param)
     {
-        const std::lock_guard<std::mutex> kGuard(m_pkData->kLock);
-        Received kReceived;
-        kReceived.eaf = rkParam.eaf;
-        kReceived.auValue[0] = rkParam.dwEventParam0;
-        kReceived.auValue[1] = rkParam.dwEventParam1;
-        kReceived.auValue[2] = rkParam.dwEventParam2;
-        kReceived.strPath = ReadText(rkParam.pszPath);
-        kReceived.bNewName = rkParam.pszNewName != nullptr;
-        kReceived.strNewName = ReadText(rkParam.pszNewName);
-        kReceived.bPhysicPath = rkParam.pszPhysicPath != nullptr;
-        kReceived.strPhysicPath = ReadText(rkParam.pszPhysicPath);
-        kReceived.ullTime = rkParam.ullTime;
-        m_pkData->vecReceived.push_back(kReceived);
+        const std::lock_guard<std::mutex> guard(m_pData->lock);
+        Received received;
+        received.eaf = param.eaf;
+        received.auValue[0] = param.dwEventParam0;
+        received.auValue[1] = param.dwEventParam1;
+        received.auValue[2] = param.dwEventParam2;
+        received.strPath = ReadText(param.pszPath);
+        received.bNewName = param.pszNewName != nullptr;
+        received.strNewName = ReadText(param.pszNewName);
+        received.bPhysicPath = param.pszPhysicPath != nullptr;
+        received.strPhysicPath = ReadText(param.pszPhysicPath);
+        received.ullTime = param.ullTime;
+        m_pData->vecReceived.push_back(received);
     }
     std::vector<Received> All() const
     {
-        const std::lock_guard<std::mutex> kGuard(m_pkData->kLock);
-        return m_pkData->vecReceived;
+        const std::lock_guard<std::mutex> guard(m_pData->lock);
+        return m_pData->vecReceived;
     }
     size_t Count() const
     {
-        const std::lock_guard<std::mutex> kGuard(m_pkData->kLock);
-        return m_pkData->vecReceived.size();
+        const std::lock_guard<std::mutex> guard(m_pData->lock);
+        return m_pData->vecReceived.size();
     }
     std::vector<Time> Times() const
     {
         std::vector<Time> vecTime;
-        for (const Received& rkReceived : All())
+        for (const Received& received : All())
         {
-            vecTime.push_back(rkReceived.ullTime);
+            vecTime.push_back(received.ullTime);
         }
         return vecTime;
     }
     // The time of the event received last; 0 before the first one.
     Time LastTime() const
     {
-        const std::lock_guard<std::mutex> kGuard(m_pkData->kLock);
-        return m_pkData->vecReceived.empty() ? 0 : m_pkData->vecReceived.back().ullTime;
+        const std::lock_guard<std::mutex> guard(m_pData->lock);
+        return m_pData->vecReceived.empty() ? 0 : m_pData->vecReceived.back().ullTime;
     }
     bool WaitFor(size_t uCount) const
     {
         return WaitUntil([&] { return Count() >= uCount; });
     }
 
-    void AddDeleted() { ++m_pkData->nDeleted; }
-    int Deleted() const { return m_pkData->nDeleted; }
+    void AddDeleted() { ++m_pData->nDeleted; }
+    int Deleted() const { return m_pData->nDeleted; }
 
 private:
     struct Data
     {
-        std::mutex kLock;
+        std::mutex lock;
         std::vector<Received> vecReceived;
         std::atomic<int> nDeleted{0};
     };
-    std::shared_ptr<Data> m_pkData = std::make_shared<Data>();
+    std::shared_ptr<Data> m_pData = std::make_shared<Data>();
 };
 
 class Listener : public IVOTSFileEventListener
 {
 public:
-    explicit Listener(const Record& rkRecord, std::function<void(const FileEventParam&)> fnOnEvent = nullptr)
-        : m_kRecord(rkRecord), m_fnOnEvent(std::move(fnOnEvent))
+    explicit Listener(const Record& record, std::function<void(const FileEventParam&)> fnOnEvent = nullptr)
+        : m_record(record), m_fnOnEvent(std::move(fnOnEvent))
     {
     }
-    ~Listener() override { m_kRecord.AddDeleted(); }
+    ~Listener() override { m_record.AddDeleted(); }
     int OnFileEvent(const FileEventParam* pParam) override
     {
-        m_kRecord.Add(*pParam);
+        m_record.Add(*pParam);
         if (m_fnOnEvent != nullptr)
         {
             m_fnOnEvent(*pParam);
@@ -260,7 +257,7 @@ public:
     using IVOTSFileEventListener::m_uRefCount;
 
 private:
-    Record m_kRecord;
+    Record m_record;
     std::function<void(const FileEventParam&)> m_fnOnEvent;
 };
 
@@ -268,8 +265,8 @@ private:
 class Held
 {
 public:
-    explicit Held(const Record& rkRecord, std::function<void(const FileEventParam&)> fnOnEvent = nullptr)
-        : m_pkListener(new Listener(rkRecord, std::move(fnOnEvent)))
+    explicit Held(const Record& record, std::function<void(const FileEventParam&)> fnOnEvent = nullptr)
+        : m_pListener(new Listener(record, std::move(fnOnEvent)))
     {
     }
     Held(const Held&) = delete;
@@ -277,15 +274,15 @@ public:
     ~Held() { LetGo(); }
     void LetGo()
     {
-        if (m_pkListener != nullptr)
+        if (m_pListener != nullptr)
         {
-            std::exchange(m_pkListener, nullptr)->Release();
+            std::exchange(m_pListener, nullptr)->Release();
         }
     }
-    Listener* Get() const { return m_pkListener; }
+    Listener* Get() const { return m_pListener; }
 
 private:
-    Listener* m_pkListener;
+    Listener* m_pListener;
 };
 
 class OpenInspector : public VOTSFileEventMappingInspector

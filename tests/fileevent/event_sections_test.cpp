@@ -31,19 +31,19 @@ TEST(EventSections, TheStateSectionIsWrittenByteForByte)
 {
     FileEventUpdateState kState = {};
     memcpy(kState.szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, 12);
-    ByteBuilder kExpected;
-    kExpected.Hex("76657273696F6E2E312E3500 00000000");
+    ByteBuilder expected;
+    expected.Hex("76657273696F6E2E312E3500 00000000");
     for (unsigned int uSource = 0; uSource < 10; ++uSource)
     {
         kState.arrStateInfo[uSource] = {0x01000000 + uSource,
                                         0x02000000 + uSource,
                                         {0x0300000000000000ull + uSource, 0x0400000000000000ull + uSource},
                                         {0x05000000 + uSource, 0x06000000 + uSource}};
-        kExpected.U32(0x01000000 + uSource).U32(0x02000000 + uSource);
-        kExpected.U64(0x0300000000000000ull + uSource).U64(0x0400000000000000ull + uSource);
-        kExpected.U32(0x05000000 + uSource).U32(0x06000000 + uSource);
+        expected.U32(0x01000000 + uSource).U32(0x02000000 + uSource);
+        expected.U64(0x0300000000000000ull + uSource).U64(0x0400000000000000ull + uSource);
+        expected.U32(0x05000000 + uSource).U32(0x06000000 + uSource);
     }
-    EXPECT_TRUE(SameBytes(kExpected.Result(), votest::CopyBytes(&kState, sizeof(kState))));
+    EXPECT_TRUE(SameBytes(expected.Result(), votest::CopyBytes(&kState, sizeof(kState))));
 }
 
 }  // namespace

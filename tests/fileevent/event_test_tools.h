@@ -77,27 +77,27 @@ public:
 };
 
 // All events in their order.
-inline Events AllOf(VOTSFileEventContainer& rkContainer)
+inline Events AllOf(VOTSFileEventContainer& container)
 {
     Events vecEvent;
-    (void)rkContainer.GetEvent(vecEvent, 0, kAllTime);
+    (void)container.GetEvent(vecEvent, 0, kAllTime);
     return vecEvent;
 }
 
-inline std::vector<Time> TimesOf(const Events& rkEvents)
+inline std::vector<Time> TimesOf(const Events& events)
 {
     std::vector<Time> vecTime;
-    for (const structFileEventNode& rkEvent : rkEvents)
+    for (const structFileEventNode& event : events)
     {
-        vecTime.push_back(+rkEvent.ullTime);
+        vecTime.push_back(+event.ullTime);
     }
     return vecTime;
 }
 
 // The whole image, its size taken from its own head.
-inline Bytes ImageOf(VOTSFileEventContainer& rkContainer)
+inline Bytes ImageOf(VOTSFileEventContainer& container)
 {
-    EventImage* const pAlloc = rkContainer.GetAlloc();
+    EventImage* const pAlloc = container.GetAlloc();
     if (pAlloc == nullptr)
     {
         return {};
@@ -126,19 +126,19 @@ class EventModel
 {
 public:
     std::vector<ModelEvent> vecEvents;
-    votest::StringSetModel kStrings;
+    votest::StringSetModel strings;
 
-    void Append(const Info& rkInfo, Time ullTime)
+    void Append(const Info& about, Time ullTime)
     {
-        ModelEvent kEvent;
-        kEvent.auValue[0] = rkInfo.dwEventParam0;
-        kEvent.auValue[1] = rkInfo.dwEventParam1;
-        kEvent.auValue[2] = rkInfo.dwEventParam2;
-        kEvent.ullPath = Enter(rkInfo.pszPath, true);
-        kEvent.ullNewName = Enter(rkInfo.pszNewName, false);
-        kEvent.ullPhysicPath = Enter(rkInfo.pszPhysicPath, false);
-        kEvent.ullTime = ullTime;
-        vecEvents.push_back(kEvent);
+        ModelEvent event;
+        event.auValue[0] = about.dwEventParam0;
+        event.auValue[1] = about.dwEventParam1;
+        event.auValue[2] = about.dwEventParam2;
+        event.ullPath = Enter(about.pszPath, true);
+        event.ullNewName = Enter(about.pszNewName, false);
+        event.ullPhysicPath = Enter(about.pszPhysicPath, false);
+        event.ullTime = ullTime;
+        vecEvents.push_back(event);
     }
 
     // Position by position from the last one: the record behind is copied onto a removed one, and the last one goes.
@@ -160,11 +160,11 @@ public:
     std::vector<ModelEvent> Get(Time ullBegin, Time ullEnd) const
     {
         std::vector<ModelEvent> vecFound;
-        for (const ModelEvent& rkEvent : vecEvents)
+        for (const ModelEvent& event : vecEvents)
         {
-            if (ullBegin <= rkEvent.ullTime && rkEvent.ullTime <= ullEnd)
+            if (ullBegin <= event.ullTime && event.ullTime <= ullEnd)
             {
-                vecFound.push_back(rkEvent);
+                vecFound.push_back(event);
             }
         }
         return vecFound;
@@ -172,28 +172,28 @@ public:
 
     Bytes Image() const
     {
-        ByteBuilder kRecords;
-        for (const ModelEvent& rkEvent : vecEvents)
+        ByteBuilder records;
+        for (const ModelEvent& event : vecEvents)
         {
-            kRecords.U32(rkEvent.auValue[2]).U64(rkEvent.ullPath).U64(rkEvent.ullPhysicPath).U64(rkEvent.ullNewName);
-            kRecords.U32(rkEvent.auValue[1]).U32(rkEvent.auValue[0]).U64(rkEvent.ullTime);
+            records.U32(event.auValue[2]).U64(event.ullPath).U64(event.ullPhysicPath).U64(event.ullNewName);
+            records.U32(event.auValue[1]).U32(event.auValue[0]).U64(event.ullTime);
         }
-        return ImageOfParts(kStrings.Image(), votest::RecordVectorImage(vecEvents.size(), kRecords.Result()));
+        return ImageOfParts(strings.Image(), votest::RecordVectorImage(vecEvents.size(), records.Result()));
     }
 
-    static Bytes ImageOfParts(const Bytes& rkPool, const Bytes& rkEvents)
+    static Bytes ImageOfParts(const Bytes& pool, const Bytes& events)
     {
-        ByteBuilder kImage;
-        kImage.Version("ver.0.0").U32(static_cast<uint32_t>(rkPool.size())).U32(static_cast<uint32_t>(rkEvents.size()));
-        kImage.U32(static_cast<uint32_t>(rkPool.size() + rkEvents.size())).Append(rkPool).Append(rkEvents).Zeros(4);
-        return kImage.Result();
+        ByteBuilder image;
+        image.Version("ver.0.0").U32(static_cast<uint32_t>(pool.size())).U32(static_cast<uint32_t>(events.size()));
+        image.U32(static_cast<uint32_t>(pool.size() + events.size())).Append(pool).Append(events).Zeros(4);
+        return image.Result();
     }
 
 private:
     uint64_t Enter(const VOWCHAR* pszText, bool bEmptyToo)
     {
         bool bExist = false;
-        return pszText != nullptr && (bEmptyToo || *pszText != 0) ? kStrings.Insert(pszText, bExist)
+        return pszText != nullptr && (bEmptyToo || *pszText != 0) ? strings.Insert(pszText, bExist)
                                                                   : votest::kInvalidHandle;
     }
 };
@@ -203,64 +203,64 @@ inline uint64_t Number(const void* hHandle)
     return static_cast<uint64_t>(reinterpret_cast<uintptr_t>(hHandle));
 }
 
-inline ModelEvent AsModel(const structFileEventNode& rkNode)
+inline ModelEvent AsModel(const structFileEventNode& node)
 {
-    return {{rkNode.dwEventParam0, rkNode.dwEventParam1, rkNode.dwEventParam2},
-            Number(rkNode.hstrPath),
-            Number(rkNode.hstrNewName),
-            Number(rkNode.hstrPhysicPath),
-            rkNode.ullTime};
+    return {{node.dwEventParam0, node.dwEventParam1, node.dwEventParam2},
+            Number(node.hstrPath),
+            Number(node.hstrNewName),
+            Number(node.hstrPhysicPath),
+            node.ullTime};
 }
 
-inline std::vector<ModelEvent> AsModel(const Events& rkEvents)
+inline std::vector<ModelEvent> AsModel(const Events& events)
 {
     std::vector<ModelEvent> vecEvents;
-    for (const structFileEventNode& rkEvent : rkEvents)
+    for (const structFileEventNode& event : events)
     {
-        vecEvents.push_back(AsModel(rkEvent));
+        vecEvents.push_back(AsModel(event));
     }
     return vecEvents;
 }
 
 // Checks that a container holds the model's events and texts.
-inline void ExpectSame(VOTSFileEventContainer& rkContainer, const EventModel& rkModel)
+inline void ExpectSame(VOTSFileEventContainer& container, const EventModel& model)
 {
-    EXPECT_EQ(rkModel.vecEvents, AsModel(AllOf(rkContainer)));
-    for (uint64_t ullHandle = 0; ullHandle < rkModel.kStrings.RecordCount() + 2; ++ullHandle)
+    EXPECT_EQ(model.vecEvents, AsModel(AllOf(container)));
+    for (uint64_t ullHandle = 0; ullHandle < model.strings.RecordCount() + 2; ++ullHandle)
     {
         VOWString strText;
-        const bool bText = rkModel.kStrings.GetString(ullHandle, strText);
-        const VOWCHAR* const pszText = rkContainer.GetString(reinterpret_cast<void*>(ullHandle));
+        const bool bText = model.strings.GetString(ullHandle, strText);
+        const VOWCHAR* const pszText = container.GetString(reinterpret_cast<void*>(ullHandle));
         ASSERT_EQ(bText, pszText != nullptr) << ullHandle;
         EXPECT_EQ(strText, ReadText(pszText)) << ullHandle;
     }
-    EXPECT_EQ(nullptr, rkContainer.GetString(INVALID_HANDLE_VALUE));
+    EXPECT_EQ(nullptr, container.GetString(INVALID_HANDLE_VALUE));
 }
 
 // Three events at the times 10, 20 and 30, with every kind of text.
 inline EventModel SampleModel()
 {
-    EventModel kModel;
-    kModel.Append({1, 2, 3, VOTEXT("dir/a.png"), nullptr, nullptr}, 10);
-    kModel.Append({4, 5, 6, VOTEXT("dir/b.png"), VOTEXT("c.png"), nullptr}, 20);
-    kModel.Append({7, 8, 0xFFFFFFFFu, VOTEXT("\x4E2D"), VOTEXT(""), VOTEXT("E:\\pak\\x.pak")}, 30);
-    return kModel;
+    EventModel model;
+    model.Append({1, 2, 3, VOTEXT("dir/a.png"), nullptr, nullptr}, 10);
+    model.Append({4, 5, 6, VOTEXT("dir/b.png"), VOTEXT("c.png"), nullptr}, 20);
+    model.Append({7, 8, 0xFFFFFFFFu, VOTEXT("\x4E2D"), VOTEXT(""), VOTEXT("E:\\pak\\x.pak")}, 30);
+    return model;
 }
 
 // Asks a container everything, whatever image it has. Gives the number of answers.
-inline size_t AskEverything(VOTSFileEventContainer& rkContainer)
+inline size_t AskEverything(VOTSFileEventContainer& container)
 {
     size_t uAnswers = 0;
-    for (const structFileEventNode& rkEvent : AllOf(rkContainer))
+    for (const structFileEventNode& event : AllOf(container))
     {
-        for (void* const hString : {rkEvent.hstrPath, rkEvent.hstrNewName, rkEvent.hstrPhysicPath})
+        for (void* const hString : {event.hstrPath, event.hstrNewName, event.hstrPhysicPath})
         {
-            uAnswers += ReadText(rkContainer.GetString(hString)).size() + 1;
+            uAnswers += ReadText(container.GetString(hString)).size() + 1;
         }
     }
     for (uintptr_t uHandle = 0; uHandle < 24; ++uHandle)
     {
-        uAnswers += ReadText(rkContainer.GetString(reinterpret_cast<void*>(uHandle))).size();
+        uAnswers += ReadText(container.GetString(reinterpret_cast<void*>(uHandle))).size();
     }
     return uAnswers;
 }

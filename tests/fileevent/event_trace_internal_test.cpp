@@ -17,15 +17,15 @@ protected:
     // The expressions traced by one function while an operation runs.
     std::vector<std::string> Traced(const std::string& strFunction, const std::function<void()>& fnOperation)
     {
-        const LogCapture kLog;
+        const LogCapture log;
         g_bVOTraceOpen = true;
         fnOperation();
         g_bVOTraceOpen = false;
         std::vector<std::string> vecExpressions;
-        for (const votest::LogEntry& rkEntry : kLog.Traces())
+        for (const votest::LogEntry& entry : log.Traces())
         {
             const std::string strHead = "TracePrintf(";
-            const std::string strText = votest::WithoutLineNumber(rkEntry.strText);
+            const std::string strText = votest::WithoutLineNumber(entry.strText);
             const std::string strTail = ") at line # in " + strFunction + "\n";
             if (strText.starts_with(strHead) && strText.ends_with(strTail))
             {
@@ -39,16 +39,16 @@ protected:
 
 TEST_F(EventTrace, AnAppendShowsOneCheckForEachText)
 {
-    VOTSFileEventContainer kContainer;
+    VOTSFileEventContainer container;
     EXPECT_THAT(Traced(kClass + "AppendEvent",
-                       [&] { EXPECT_EQ(1, kContainer.AppendEvent(InfoOf(VOTEXT("a"), VOTEXT("b"), VOTEXT("c")), 1)); }),
+                       [&] { EXPECT_EQ(1, container.AppendEvent(InfoOf(VOTEXT("a"), VOTEXT("b"), VOTEXT("c")), 1)); }),
                 ElementsAre("INVALID_HANDLE_VALUE != node.hstrPath", "INVALID_HANDLE_VALUE != node.hstrNewName",
                             "INVALID_HANDLE_VALUE != node.hstrPhysicPath"));
 }
 
 TEST_F(EventTrace, ASetUpShowsEachOfItsChecksOnce)
 {
-    Publisher kPublisher;
+    Publisher publisher;
     std::vector<std::string> vecExpected = {
         "hMappingState", "pMappingState",
         "::strcmp(pMappingState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION) == 0"};
@@ -59,16 +59,16 @@ TEST_F(EventTrace, ASetUpShowsEachOfItsChecksOnce)
 
 TEST_F(EventTrace, ACopyShowsTheCheckOfItsContent)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
-    TSThreadProcDetect kDetect;
-    VOTSFileEventContainer kReader(AR_Customer);
-    ASSERT_TRUE(kDetect.OpenState());
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, ImageOfTimes({10}), 10);
+    TSThreadProcDetect detect;
+    VOTSFileEventContainer reader(AR_Customer);
+    ASSERT_TRUE(detect.OpenState());
     EXPECT_THAT(Traced("TSThreadProcDetect::MappingView_FileEvent",
                        [&]
                        {
                            EXPECT_EQ(LUMTrayService::Inspector::ET_NONE,
-                                     kDetect.MappingView_FileEvent(AF_SOURCE, kDetect.StateInfo(AF_SOURCE), &kReader));
+                                     detect.MappingView_FileEvent(AF_SOURCE, detect.StateInfo(AF_SOURCE), &reader));
                        }),
                 ElementsAre("pFileEventAlloc && pFileEventAlloc->uDataBufSize"));
 }

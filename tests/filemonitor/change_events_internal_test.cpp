@@ -68,9 +68,9 @@ public:
     void Read(const std::vector<unsigned char>& vecBuffer)
     {
         // At its exact size, so that a read behind the end is seen.
-        const votest::MisalignedBlock kBlock(vecBuffer, 0);
-        m_kEvents.Read(m_strRoot, kBlock.As<const unsigned char>(), vecBuffer.size(),
-                       [this](const Event& kEvent) { vecEvents.push_back(kEvent); });
+        const votest::MisalignedBlock block(vecBuffer, 0);
+        m_events.Read(m_strRoot, block.As<const unsigned char>(), vecBuffer.size(),
+                      [this](const Event& event) { vecEvents.push_back(event); });
     }
     void Read(const std::vector<Record>& vecRecords) { Read(BufferOf(vecRecords)); }
 
@@ -78,12 +78,12 @@ public:
     std::vector<std::string> Told() const
     {
         std::vector<std::string> vecTold;
-        for (const Event& kEvent : vecEvents)
+        for (const Event& event : vecEvents)
         {
-            std::string strTold = std::to_string(kEvent.nEventType) + " " + votest::Shown(kEvent.strFilePath);
-            if (kEvent.nEventType == 3)
+            std::string strTold = std::to_string(event.nEventType) + " " + votest::Shown(event.strFilePath);
+            if (event.nEventType == 3)
             {
-                strTold += " " + votest::Shown(kEvent.strNewFilePath) + " " + votest::Shown(kEvent.strNewFileName);
+                strTold += " " + votest::Shown(event.strNewFilePath) + " " + votest::Shown(event.strNewFileName);
             }
             vecTold.push_back(strTold);
         }
@@ -94,42 +94,42 @@ public:
 
 private:
     VOWString m_strRoot;
-    ChangeEvents m_kEvents{Now};
+    ChangeEvents m_events{Now};
 };
 
 typedef std::vector<std::string> Texts;
 
 TEST(ChangeEvents, EachActionGivesItsEventWithForwardSlashesInTheWholePath)
 {
-    Fed kFed;
-    kFed.Read({{1, VOTEXT("sub\\a.txt")}, {2, VOTEXT("b")}, {3, VOTEXT("c")}, {4, VOTEXT("d")}, {5, VOTEXT("e\\f")}});
-    EXPECT_EQ((Texts{"1 C:/data/sub/a.txt", "2 C:/data/b", "4 C:/data/c", "3 C:/data/d C:/data/e/f f"}), kFed.Told());
-    for (const Event& kEvent : kFed.vecEvents)
+    Fed fed;
+    fed.Read({{1, VOTEXT("sub\\a.txt")}, {2, VOTEXT("b")}, {3, VOTEXT("c")}, {4, VOTEXT("d")}, {5, VOTEXT("e\\f")}});
+    EXPECT_EQ((Texts{"1 C:/data/sub/a.txt", "2 C:/data/b", "4 C:/data/c", "3 C:/data/d C:/data/e/f f"}), fed.Told());
+    for (const Event& event : fed.vecEvents)
     {
-        EXPECT_EQ(g_ullNow, kEvent.uTickCount);
+        EXPECT_EQ(g_ullNow, event.uTickCount);
     }
 }
 
 TEST(ChangeEvents, ARootWithATrailingSeparatorGivesADoubledOne)
 {
-    Fed kFed(VOTEXT("C:\\data\\"));
-    kFed.Read({{1, VOTEXT("a")}});
-    EXPECT_EQ((Texts{"1 C:/data//a"}), kFed.Told());
+    Fed fed(VOTEXT("C:\\data\\"));
+    fed.Read({{1, VOTEXT("a")}});
+    EXPECT_EQ((Texts{"1 C:/data//a"}), fed.Told());
 }
 
 TEST(ChangeEvents, OtherActionsAreIgnored)
 {
-    Fed kFed;
-    kFed.Read({{0, VOTEXT("a")}, {6, VOTEXT("b")}, {0xFFFFFFFF, VOTEXT("c")}, {1, VOTEXT("d")}});
-    EXPECT_EQ((Texts{"1 C:/data/d"}), kFed.Told());
+    Fed fed;
+    fed.Read({{0, VOTEXT("a")}, {6, VOTEXT("b")}, {0xFFFFFFFF, VOTEXT("c")}, {1, VOTEXT("d")}});
+    EXPECT_EQ((Texts{"1 C:/data/d"}), fed.Told());
 }
 
 TEST(ChangeEvents, ARecordWithoutANameIsAboutThePathBefore)
 {
-    Fed kFed;
-    kFed.Read({{1, VOTEXT("")}});
-    kFed.Read({{6, VOTEXT("a")}, {2, VOTEXT("")}});
-    EXPECT_EQ((Texts{"1 ", "2 C:/data/a"}), kFed.Told());
+    Fed fed;
+    fed.Read({{1, VOTEXT("")}});
+    fed.Read({{6, VOTEXT("a")}, {2, VOTEXT("")}});
+    EXPECT_EQ((Texts{"1 ", "2 C:/data/a"}), fed.Told());
 }
 
 TEST(ChangeEvents, AnOldNameAtTheEndOfOneReadAndItsNewNameInTheNextGiveOneRename)
@@ -138,103 +138,103 @@ TEST(ChangeEvents, AnOldNameAtTheEndOfOneReadAndItsNewNameInTheNextGiveOneRename
         {1, VOTEXT("before")}, {4, VOTEXT("old")}, {5, VOTEXT("new")}, {2, VOTEXT("behind")}};
     for (size_t uSplit = 0; uSplit <= vecRecords.size(); ++uSplit)
     {
-        Fed kFed;
+        Fed fed;
         const auto itSplit = vecRecords.begin() + static_cast<ptrdiff_t>(uSplit);
         if (uSplit > 0)
         {
-            kFed.Read(std::vector<Record>(vecRecords.begin(), itSplit));
+            fed.Read(std::vector<Record>(vecRecords.begin(), itSplit));
         }
         if (uSplit < vecRecords.size())
         {
-            kFed.Read(std::vector<Record>(itSplit, vecRecords.end()));
+            fed.Read(std::vector<Record>(itSplit, vecRecords.end()));
         }
-        EXPECT_EQ((Texts{"1 C:/data/before", "3 C:/data/old C:/data/new new", "2 C:/data/behind"}), kFed.Told())
+        EXPECT_EQ((Texts{"1 C:/data/before", "3 C:/data/old C:/data/new new", "2 C:/data/behind"}), fed.Told())
             << "split before record " << uSplit;
     }
 }
 
 TEST(ChangeEvents, ANewNameAloneIsToldWithThePreviousOldNameOrNone)
 {
-    Fed kFed;
-    kFed.Read({{5, VOTEXT("in")}, {4, VOTEXT("old")}, {5, VOTEXT("new")}, {5, VOTEXT("other")}});
+    Fed fed;
+    fed.Read({{5, VOTEXT("in")}, {4, VOTEXT("old")}, {5, VOTEXT("new")}, {5, VOTEXT("other")}});
     EXPECT_EQ((Texts{"3  C:/data/in in", "3 C:/data/old C:/data/new new", "3 C:/data/old C:/data/other other"}),
-              kFed.Told());
+              fed.Told());
 }
 
 TEST(ChangeEvents, AnOldNameAloneGivesNoEvent)
 {
-    Fed kFed;
-    kFed.Read({{4, VOTEXT("old")}, {1, VOTEXT("a")}});
-    EXPECT_EQ((Texts{"1 C:/data/a"}), kFed.Told());
+    Fed fed;
+    fed.Read({{4, VOTEXT("old")}, {1, VOTEXT("a")}});
+    EXPECT_EQ((Texts{"1 C:/data/a"}), fed.Told());
 }
 
 TEST(ChangeEvents, TheNewFileNameIsEmptyBehindATrailingSlash)
 {
-    Fed kFed;
-    kFed.Read({{4, VOTEXT("old")}, {5, VOTEXT("new\\")}});
-    EXPECT_EQ((Texts{"3 C:/data/old C:/data/new/ "}), kFed.Told());
+    Fed fed;
+    fed.Read({{4, VOTEXT("old")}, {5, VOTEXT("new\\")}});
+    EXPECT_EQ((Texts{"3 C:/data/old C:/data/new/ "}), fed.Told());
 }
 
 TEST(ChangeEvents, RepetitionsInARunAreOneEvent)
 {
-    Fed kFed;
-    kFed.Read({{3, VOTEXT("a")}, {3, VOTEXT("a")}, {3, VOTEXT("a")}});
-    EXPECT_EQ((Texts{"4 C:/data/a"}), kFed.Told());
+    Fed fed;
+    fed.Read({{3, VOTEXT("a")}, {3, VOTEXT("a")}, {3, VOTEXT("a")}});
+    EXPECT_EQ((Texts{"4 C:/data/a"}), fed.Told());
 }
 
 TEST(ChangeEvents, AModifiedAnAddAndAModifiedOfOnePathAreThreeEvents)
 {
-    Fed kFed;
-    kFed.Read({{3, VOTEXT("a")}, {1, VOTEXT("a")}, {3, VOTEXT("a")}});
-    EXPECT_EQ((Texts{"4 C:/data/a", "1 C:/data/a", "4 C:/data/a"}), kFed.Told());
+    Fed fed;
+    fed.Read({{3, VOTEXT("a")}, {1, VOTEXT("a")}, {3, VOTEXT("a")}});
+    EXPECT_EQ((Texts{"4 C:/data/a", "1 C:/data/a", "4 C:/data/a"}), fed.Told());
 }
 
 TEST(ChangeEvents, PathsInAnotherLetterCaseAreNoRepetition)
 {
-    Fed kFed;
-    kFed.Read({{3, VOTEXT("a")}, {3, VOTEXT("A")}});
-    EXPECT_EQ((Texts{"4 C:/data/a", "4 C:/data/A"}), kFed.Told());
+    Fed fed;
+    fed.Read({{3, VOTEXT("a")}, {3, VOTEXT("A")}});
+    EXPECT_EQ((Texts{"4 C:/data/a", "4 C:/data/A"}), fed.Told());
 }
 
 TEST(ChangeEvents, ASecondRenameWithTheSameOldPathAndLeafNameIsSuppressedWhateverItsFolder)
 {
-    Fed kFed;
-    kFed.Read({{4, VOTEXT("a")}, {5, VOTEXT("one\\b")}, {5, VOTEXT("other\\b")}});
-    EXPECT_EQ((Texts{"3 C:/data/a C:/data/one/b b"}), kFed.Told());
+    Fed fed;
+    fed.Read({{4, VOTEXT("a")}, {5, VOTEXT("one\\b")}, {5, VOTEXT("other\\b")}});
+    EXPECT_EQ((Texts{"3 C:/data/a C:/data/one/b b"}), fed.Told());
 }
 
 TEST(ChangeEvents, ABufferThatIsReadAgainIsToldAgain)
 {
-    Fed kFed;
+    Fed fed;
     const std::vector<unsigned char> vecBuffer = BufferOf({{1, VOTEXT("a")}, {2, VOTEXT("b")}});
-    kFed.Read(vecBuffer);
-    kFed.Read(vecBuffer);
-    EXPECT_EQ((Texts{"1 C:/data/a", "2 C:/data/b", "1 C:/data/a", "2 C:/data/b"}), kFed.Told());
+    fed.Read(vecBuffer);
+    fed.Read(vecBuffer);
+    EXPECT_EQ((Texts{"1 C:/data/a", "2 C:/data/b", "1 C:/data/a", "2 C:/data/b"}), fed.Told());
 }
 
 TEST(ChangeEvents, AFreshBufferHoldsNothing)
 {
-    Fed kFed;
-    kFed.Read(std::vector<unsigned char>(kBufferSize, 0));
-    EXPECT_TRUE(kFed.vecEvents.empty());
+    Fed fed;
+    fed.Read(std::vector<unsigned char>(kBufferSize, 0));
+    EXPECT_TRUE(fed.vecEvents.empty());
 }
 
 TEST(ChangeEvents, ANameOfAnyLengthIsKeptWhole)
 {
     for (const size_t uLength : {1u, 2u, 258u, 259u, 260u, 261u, 1000u})
     {
-        Fed kFed;
-        kFed.Read({{1, VOWString(uLength, VOWCHAR('n'))}});
-        ASSERT_EQ(1u, kFed.vecEvents.size());
-        EXPECT_EQ(VOWString(VOTEXT("C:/data/")) + VOWString(uLength, VOWCHAR('n')), kFed.vecEvents[0].strFilePath);
+        Fed fed;
+        fed.Read({{1, VOWString(uLength, VOWCHAR('n'))}});
+        ASSERT_EQ(1u, fed.vecEvents.size());
+        EXPECT_EQ(VOWString(VOTEXT("C:/data/")) + VOWString(uLength, VOWCHAR('n')), fed.vecEvents[0].strFilePath);
     }
 }
 
 TEST(ChangeEvents, ANameEndsAtItsFirstZero)
 {
-    Fed kFed;
-    kFed.Read({{1, VOWString(VOTEXT("a\0b"), 3)}});
-    EXPECT_EQ((Texts{"1 C:/data/a"}), kFed.Told());
+    Fed fed;
+    fed.Read({{1, VOWString(VOTEXT("a\0b"), 3)}});
+    EXPECT_EQ((Texts{"1 C:/data/a"}), fed.Told());
 }
 
 TEST(ChangeEvents, RecordsThatLieAboutTheirSizeEndInsideTheBuffer)
@@ -246,16 +246,16 @@ TEST(ChangeEvents, RecordsThatLieAboutTheirSizeEndInsideTheBuffer)
         {
             std::vector<unsigned char> vecBuffer = vecSound;
             vecBuffer[uWord + uBit / 8] ^= static_cast<unsigned char>(1u << uBit % 8);
-            Fed kFed;
-            kFed.Read(vecBuffer);
-            EXPECT_LE(kFed.vecEvents.size(), kBufferSize);
+            Fed fed;
+            fed.Read(vecBuffer);
+            EXPECT_LE(fed.vecEvents.size(), kBufferSize);
         }
     }
     for (size_t uCut = 0; uCut < 64; ++uCut)
     {
-        Fed kFed;
-        kFed.Read(std::vector<unsigned char>(vecSound.begin(), vecSound.begin() + static_cast<ptrdiff_t>(uCut)));
-        EXPECT_LE(kFed.vecEvents.size(), 3u);
+        Fed fed;
+        fed.Read(std::vector<unsigned char>(vecSound.begin(), vecSound.begin() + static_cast<ptrdiff_t>(uCut)));
+        EXPECT_LE(fed.vecEvents.size(), 3u);
     }
 }
 
@@ -263,13 +263,13 @@ TEST(ChangeEvents, RecordsThatLieAboutTheirSizeEndInsideTheBuffer)
 size_t EventsOfRecordsAt(const std::vector<unsigned>& vecTimes)
 {
     const unsigned long long ullStart = g_ullNow;
-    Fed kFed;
+    Fed fed;
     for (const unsigned uTime : vecTimes)
     {
         g_ullNow = ullStart + uTime;
-        kFed.Read({{3, VOTEXT("a")}});
+        fed.Read({{3, VOTEXT("a")}});
     }
-    return kFed.vecEvents.size();
+    return fed.vecEvents.size();
 }
 
 TEST(ChangeEvents, TwoModifiedRecordsWithin499MillisecondsAreOneEventAndWith500Two)
@@ -286,14 +286,14 @@ TEST(ChangeEvents, ThreeModifiedRecordsAt0And400And800AreOneEvent)
 
 TEST(ChangeEvents, AModifiedFolderGivesNothingAndDoesNotDisturbTheRecordsAroundIt)
 {
-    const TemporaryFolder kFolder;
-    std::filesystem::create_directory(kFolder.Path() / "folder");
-    std::ofstream(kFolder.Path() / "file") << "x";
-    Fed kFed(kFolder.Text());
-    kFed.Read({{3, VOTEXT("file")}, {3, VOTEXT("folder")}, {3, VOTEXT("file")}, {3, VOTEXT("gone")}});
-    ASSERT_EQ(2u, kFed.vecEvents.size());
-    EXPECT_TRUE(kFed.vecEvents[0].strFilePath.ends_with(VOTEXT("/file")));
-    EXPECT_TRUE(kFed.vecEvents[1].strFilePath.ends_with(VOTEXT("/gone"))) << "what isn't there counts as a file";
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.Path() / "folder");
+    std::ofstream(folder.Path() / "file") << "x";
+    Fed fed(folder.Text());
+    fed.Read({{3, VOTEXT("file")}, {3, VOTEXT("folder")}, {3, VOTEXT("file")}, {3, VOTEXT("gone")}});
+    ASSERT_EQ(2u, fed.vecEvents.size());
+    EXPECT_TRUE(fed.vecEvents[0].strFilePath.ends_with(VOTEXT("/file")));
+    EXPECT_TRUE(fed.vecEvents[1].strFilePath.ends_with(VOTEXT("/gone"))) << "what isn't there counts as a file";
 }
 
 }  // namespace

@@ -37,49 +37,49 @@ typedef std::vector<std::string> Texts;
 
 TEST(FileMonitorEventDispatcher, StartsEmptyAndOpenForChanges)
 {
-    OpenDispatcher kDispatcher;
-    EXPECT_TRUE(kDispatcher.m_listListeners.empty());
-    EXPECT_EQ(1, kDispatcher.m_blstEnable);
+    OpenDispatcher dispatcher;
+    EXPECT_TRUE(dispatcher.m_listListeners.empty());
+    EXPECT_EQ(1, dispatcher.m_blstEnable);
 }
 
 TEST(FileMonitorEventDispatcher, PassesEachKindOfEventToEveryListenerInTheOrderOfAdding)
 {
-    OpenDispatcher kDispatcher;
+    OpenDispatcher dispatcher;
     Texts vecOrder;
-    RecordingListener kFirst;
-    ActingListener kBetween([&] { vecOrder.push_back(std::to_string(kFirst.Calls().size())); });
-    RecordingListener kLast;
-    EXPECT_EQ(1, kDispatcher.AddListener(&kFirst));
-    EXPECT_EQ(1, kDispatcher.AddListener(&kBetween));
-    EXPECT_EQ(1, kDispatcher.AddListener(&kLast));
-    kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
-    kDispatcher.OnFileMonitor_Remove(VOTEXT("C:/b"));
-    kDispatcher.OnFileMonitor_Rename(VOTEXT("C:/c"), VOTEXT("d"));
-    kDispatcher.OnFileMonitor_Modified(VOTEXT("C:/e"));
+    RecordingListener first;
+    ActingListener between([&] { vecOrder.push_back(std::to_string(first.Calls().size())); });
+    RecordingListener last;
+    EXPECT_EQ(1, dispatcher.AddListener(&first));
+    EXPECT_EQ(1, dispatcher.AddListener(&between));
+    EXPECT_EQ(1, dispatcher.AddListener(&last));
+    dispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+    dispatcher.OnFileMonitor_Remove(VOTEXT("C:/b"));
+    dispatcher.OnFileMonitor_Rename(VOTEXT("C:/c"), VOTEXT("d"));
+    dispatcher.OnFileMonitor_Modified(VOTEXT("C:/e"));
     const Texts vecExpected{"Add C:/a", "Remove C:/b", "Rename C:/c d", "Modified C:/e"};
-    EXPECT_EQ(vecExpected, kFirst.Calls());
-    EXPECT_EQ(vecExpected, kLast.Calls());
+    EXPECT_EQ(vecExpected, first.Calls());
+    EXPECT_EQ(vecExpected, last.Calls());
     EXPECT_EQ((Texts{"1", "4"}), vecOrder);
-    kDispatcher.m_listListeners.clear();
+    dispatcher.m_listListeners.clear();
 }
 
 TEST(FileMonitorEventDispatcher, AListenerAddedTwiceIsCalledOncePerEvent)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kListener;
-    EXPECT_EQ(1, kDispatcher.AddListener(&kListener));
-    EXPECT_EQ(1, kDispatcher.AddListener(&kListener));
-    EXPECT_EQ(1u, kDispatcher.m_listListeners.size());
-    kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
-    EXPECT_EQ(1u, kListener.Calls().size());
-    kDispatcher.RemoveListener(&kListener);
+    OpenDispatcher dispatcher;
+    RecordingListener listener;
+    EXPECT_EQ(1, dispatcher.AddListener(&listener));
+    EXPECT_EQ(1, dispatcher.AddListener(&listener));
+    EXPECT_EQ(1u, dispatcher.m_listListeners.size());
+    dispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+    EXPECT_EQ(1u, listener.Calls().size());
+    dispatcher.RemoveListener(&listener);
 }
 
 TEST(FileMonitorEventDispatcher, AListenerThatTwoThreadsAddAtOnceStandsInTheListOnce)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kListener;
-    const votest::LogCapture kLog;
+    OpenDispatcher dispatcher;
+    RecordingListener listener;
+    const votest::LogCapture log;
     for (int i = 0; i < 2000; ++i)
     {
         std::atomic<int> nReady{0};
@@ -90,189 +90,189 @@ TEST(FileMonitorEventDispatcher, AListenerThatTwoThreadsAddAtOnceStandsInTheList
             {
                 std::this_thread::yield();
             }
-            nAdded += kDispatcher.AddListener(&kListener);
+            nAdded += dispatcher.AddListener(&listener);
         };
-        std::thread kOther(Add);
+        std::thread other(Add);
         Add();
-        kOther.join();
+        other.join();
         ASSERT_LE(1, nAdded) << "one of them was turned away by the other, not both";
-        ASSERT_EQ(1u, kDispatcher.m_listListeners.size());
-        ASSERT_EQ(1, kDispatcher.RemoveListener(&kListener));
+        ASSERT_EQ(1u, dispatcher.m_listListeners.size());
+        ASSERT_EQ(1, dispatcher.RemoveListener(&listener));
     }
 }
 
 TEST(FileMonitorEventDispatcher, RemovingAListenerThatWasNeverAddedReturns1)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kListener;
-    const votest::LogCapture kLog;
-    EXPECT_EQ(1, kDispatcher.RemoveListener(&kListener));
-    EXPECT_EQ(0u, kLog.Count());
+    OpenDispatcher dispatcher;
+    RecordingListener listener;
+    const votest::LogCapture log;
+    EXPECT_EQ(1, dispatcher.RemoveListener(&listener));
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(FileMonitorEventDispatcher, RemovingTakesOutEachEntryOfAListener)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kTwice;
-    RecordingListener kOther;
-    kDispatcher.m_listListeners = {&kTwice, &kOther, &kTwice};
-    EXPECT_EQ(1, kDispatcher.RemoveListener(&kTwice));
-    EXPECT_EQ(1u, kDispatcher.m_listListeners.size());
-    EXPECT_EQ(0, kDispatcher.IsListenerExist(&kTwice));
-    EXPECT_EQ(1, kDispatcher.IsListenerExist(&kOther));
-    EXPECT_EQ(1, kDispatcher.m_blstEnable);
-    kDispatcher.RemoveListener(&kOther);
+    OpenDispatcher dispatcher;
+    RecordingListener twice;
+    RecordingListener other;
+    dispatcher.m_listListeners = {&twice, &other, &twice};
+    EXPECT_EQ(1, dispatcher.RemoveListener(&twice));
+    EXPECT_EQ(1u, dispatcher.m_listListeners.size());
+    EXPECT_EQ(0, dispatcher.IsListenerExist(&twice));
+    EXPECT_EQ(1, dispatcher.IsListenerExist(&other));
+    EXPECT_EQ(1, dispatcher.m_blstEnable);
+    dispatcher.RemoveListener(&other);
 }
 
 TEST(FileMonitorEventDispatcher, ANullListenerIsRefusedBeforeTheFlagIsLookedAt)
 {
-    OpenDispatcher kDispatcher;
-    kDispatcher.m_blstEnable = 0;
-    const votest::LogCapture kLog;
-    EXPECT_EQ(0, kDispatcher.AddListener(nullptr));
-    EXPECT_EQ(0, kDispatcher.RemoveListener(nullptr));
+    OpenDispatcher dispatcher;
+    dispatcher.m_blstEnable = 0;
+    const votest::LogCapture log;
+    EXPECT_EQ(0, dispatcher.AddListener(nullptr));
+    EXPECT_EQ(0, dispatcher.RemoveListener(nullptr));
     EXPECT_EQ((Texts{DispatcherLine("pListener", "AddListener"), DispatcherLine("pListener", "RemoveListener")}),
-              kLog.Lines());
+              log.Lines());
 }
 
 TEST(FileMonitorEventDispatcher, AddListenerFromInsideAnEventReturns0AndLogsAndTheNextEventReachesTheSameListeners)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kNew;
-    RecordingListener kOld;
+    OpenDispatcher dispatcher;
+    RecordingListener fresh;
+    RecordingListener old;
     std::vector<int> vecResults;
-    ActingListener kActing(
+    ActingListener acting(
         [&]
         {
-            vecResults.push_back(kDispatcher.m_blstEnable);
-            vecResults.push_back(kDispatcher.AddListener(&kNew));
-            vecResults.push_back(kDispatcher.RemoveListener(&kOld));
+            vecResults.push_back(dispatcher.m_blstEnable);
+            vecResults.push_back(dispatcher.AddListener(&fresh));
+            vecResults.push_back(dispatcher.RemoveListener(&old));
         });
-    kDispatcher.AddListener(&kActing);
-    kDispatcher.AddListener(&kOld);
-    const votest::LogCapture kLog;
-    kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+    dispatcher.AddListener(&acting);
+    dispatcher.AddListener(&old);
+    const votest::LogCapture log;
+    dispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
     EXPECT_EQ((std::vector<int>{0, 0, 0}), vecResults);
     EXPECT_EQ((Texts{DispatcherLine("m_blstEnable", "AddListener"), DispatcherLine("m_blstEnable", "RemoveListener")}),
-              kLog.Lines());
-    EXPECT_EQ(1, kDispatcher.m_blstEnable);
-    kDispatcher.OnFileMonitor_Add(VOTEXT("C:/b"));
-    EXPECT_EQ(2u, kOld.Calls().size());
-    EXPECT_TRUE(kNew.Calls().empty());
-    kDispatcher.m_listListeners.clear();
+              log.Lines());
+    EXPECT_EQ(1, dispatcher.m_blstEnable);
+    dispatcher.OnFileMonitor_Add(VOTEXT("C:/b"));
+    EXPECT_EQ(2u, old.Calls().size());
+    EXPECT_TRUE(fresh.Calls().empty());
+    dispatcher.m_listListeners.clear();
 }
 
 TEST(FileMonitorEventDispatcher, AChangeFromAnotherThreadDuringAnEventIsRefused)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kNew;
+    OpenDispatcher dispatcher;
+    RecordingListener fresh;
     int nResult = 1;
-    ActingListener kActing([&] { std::thread([&] { nResult = kDispatcher.AddListener(&kNew); }).join(); });
-    kDispatcher.AddListener(&kActing);
-    const votest::LogCapture kLog;
-    kDispatcher.OnFileMonitor_Modified(VOTEXT("C:/a"));
+    ActingListener acting([&] { std::thread([&] { nResult = dispatcher.AddListener(&fresh); }).join(); });
+    dispatcher.AddListener(&acting);
+    const votest::LogCapture log;
+    dispatcher.OnFileMonitor_Modified(VOTEXT("C:/a"));
     EXPECT_EQ(0, nResult);
-    EXPECT_EQ(1u, kLog.Count());
-    kDispatcher.RemoveListener(&kActing);
+    EXPECT_EQ(1u, log.Count());
+    dispatcher.RemoveListener(&acting);
 }
 
 TEST(FileMonitorEventDispatcher, ANullEntryEndsTheWalkWithALogLine)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kBefore;
-    RecordingListener kBehind;
-    kDispatcher.m_listListeners = {&kBefore, nullptr, &kBehind};
-    const votest::LogCapture kLog;
-    kDispatcher.OnFileMonitor_Remove(VOTEXT("C:/a"));
-    EXPECT_EQ(1u, kBefore.Calls().size());
-    EXPECT_TRUE(kBehind.Calls().empty());
-    EXPECT_EQ((Texts{DispatcherLine("piListener", "OnFileMonitor_Remove")}), kLog.Lines());
-    EXPECT_EQ(1, kDispatcher.m_blstEnable);
-    kDispatcher.m_listListeners.clear();
+    OpenDispatcher dispatcher;
+    RecordingListener before;
+    RecordingListener behind;
+    dispatcher.m_listListeners = {&before, nullptr, &behind};
+    const votest::LogCapture log;
+    dispatcher.OnFileMonitor_Remove(VOTEXT("C:/a"));
+    EXPECT_EQ(1u, before.Calls().size());
+    EXPECT_TRUE(behind.Calls().empty());
+    EXPECT_EQ((Texts{DispatcherLine("piListener", "OnFileMonitor_Remove")}), log.Lines());
+    EXPECT_EQ(1, dispatcher.m_blstEnable);
+    dispatcher.m_listListeners.clear();
 }
 
 TEST(FileMonitorEventDispatcher, AnExceptionFromAListenerOpensTheListAgain)
 {
-    OpenDispatcher kDispatcher;
-    ActingListener kThrowing([] { throw std::runtime_error("listener"); });
-    kDispatcher.AddListener(&kThrowing);
-    EXPECT_THROW(kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a")), std::runtime_error);
-    EXPECT_EQ(1, kDispatcher.m_blstEnable);
-    EXPECT_EQ(1, kDispatcher.RemoveListener(&kThrowing));
+    OpenDispatcher dispatcher;
+    ActingListener throwing([] { throw std::runtime_error("listener"); });
+    dispatcher.AddListener(&throwing);
+    EXPECT_THROW(dispatcher.OnFileMonitor_Add(VOTEXT("C:/a")), std::runtime_error);
+    EXPECT_EQ(1, dispatcher.m_blstEnable);
+    EXPECT_EQ(1, dispatcher.RemoveListener(&throwing));
 }
 
 TEST(FileMonitorEventDispatcher, AnInnerEventLeavesTheListClosedForTheRestOfTheOuterOne)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kLast;
+    OpenDispatcher dispatcher;
+    RecordingListener last;
     int nDepth = 0;
     int nRemoved = -1;
-    ActingListener kNesting(
+    ActingListener nesting(
         [&]
         {
             if (++nDepth == 1)
             {
-                kDispatcher.OnFileMonitor_Modified(VOTEXT("C:/inner"));
-                nRemoved = kDispatcher.RemoveListener(&kLast);
+                dispatcher.OnFileMonitor_Modified(VOTEXT("C:/inner"));
+                nRemoved = dispatcher.RemoveListener(&last);
             }
         });
-    kDispatcher.AddListener(&kNesting);
-    kDispatcher.AddListener(&kLast);
-    const votest::LogCapture kLog;
-    kDispatcher.OnFileMonitor_Add(VOTEXT("C:/outer"));
+    dispatcher.AddListener(&nesting);
+    dispatcher.AddListener(&last);
+    const votest::LogCapture log;
+    dispatcher.OnFileMonitor_Add(VOTEXT("C:/outer"));
     EXPECT_EQ(0, nRemoved);
-    EXPECT_EQ((Texts{DispatcherLine("m_blstEnable", "RemoveListener")}), kLog.Lines());
-    EXPECT_EQ((Texts{"Modified C:/inner", "Add C:/outer"}), kLast.Calls());
-    EXPECT_EQ(1, kDispatcher.m_blstEnable);
-    EXPECT_EQ(1, kDispatcher.RemoveListener(&kLast));
-    kDispatcher.RemoveListener(&kNesting);
+    EXPECT_EQ((Texts{DispatcherLine("m_blstEnable", "RemoveListener")}), log.Lines());
+    EXPECT_EQ((Texts{"Modified C:/inner", "Add C:/outer"}), last.Calls());
+    EXPECT_EQ(1, dispatcher.m_blstEnable);
+    EXPECT_EQ(1, dispatcher.RemoveListener(&last));
+    dispatcher.RemoveListener(&nesting);
 }
 
 TEST(FileMonitorEventDispatcher, ASearchFromAListenersCallLeavesTheListClosed)
 {
-    OpenDispatcher kDispatcher;
+    OpenDispatcher dispatcher;
     int nFound = -1;
     int nRemoved = -1;
-    ActingListener* pkActing = nullptr;
-    ActingListener kActing(
+    ActingListener* pActing = nullptr;
+    ActingListener acting(
         [&]
         {
-            nFound = kDispatcher.IsListenerExist(pkActing);
-            nRemoved = kDispatcher.RemoveListener(pkActing);
+            nFound = dispatcher.IsListenerExist(pActing);
+            nRemoved = dispatcher.RemoveListener(pActing);
         });
-    pkActing = &kActing;
-    kDispatcher.AddListener(&kActing);
-    const votest::LogCapture kLog;
-    kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+    pActing = &acting;
+    dispatcher.AddListener(&acting);
+    const votest::LogCapture log;
+    dispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
     EXPECT_EQ(1, nFound);
     EXPECT_EQ(0, nRemoved);
-    EXPECT_EQ(1, kDispatcher.RemoveListener(&kActing));
+    EXPECT_EQ(1, dispatcher.RemoveListener(&acting));
 }
 
 TEST(FileMonitorEventDispatcher, AnAssignmentDuringAnEventLeavesTheListClosed)
 {
-    OpenDispatcher kDispatcher;
-    OpenDispatcher kOther;
+    OpenDispatcher dispatcher;
+    OpenDispatcher other;
     int nRemoved = -1;
-    ActingListener kActing(
+    ActingListener acting(
         [&]
         {
-            kDispatcher = kOther;
-            nRemoved = kDispatcher.RemoveListener(&kActing);
+            dispatcher = other;
+            nRemoved = dispatcher.RemoveListener(&acting);
         });
-    kDispatcher.AddListener(&kActing);
-    const votest::LogCapture kLog;
-    kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+    dispatcher.AddListener(&acting);
+    const votest::LogCapture log;
+    dispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
     EXPECT_EQ(0, nRemoved);
-    EXPECT_EQ(1, kDispatcher.m_blstEnable);
+    EXPECT_EQ(1, dispatcher.m_blstEnable);
 }
 
 TEST(FileMonitorEventDispatcher, TheEndOfOneThreadsEventLeavesTheListClosedForAnothers)
 {
-    OpenDispatcher kDispatcher;
+    OpenDispatcher dispatcher;
     std::atomic<int> nCalls{0};
     std::atomic<bool> bGoOn{false};
-    ActingListener kActing(
+    ActingListener acting(
         [&]
         {
             // Only the first call stays.
@@ -283,30 +283,30 @@ TEST(FileMonitorEventDispatcher, TheEndOfOneThreadsEventLeavesTheListClosedForAn
                 }
             }
         });
-    kDispatcher.AddListener(&kActing);
-    std::thread kStaying([&] { kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a")); });
+    dispatcher.AddListener(&acting);
+    std::thread staying([&] { dispatcher.OnFileMonitor_Add(VOTEXT("C:/a")); });
     while (nCalls == 0)
     {
         std::this_thread::yield();
     }
-    kDispatcher.OnFileMonitor_Modified(VOTEXT("C:/b"));
+    dispatcher.OnFileMonitor_Modified(VOTEXT("C:/b"));
     {
-        const votest::LogCapture kLog;
-        EXPECT_EQ(0, kDispatcher.RemoveListener(&kActing));
+        const votest::LogCapture log;
+        EXPECT_EQ(0, dispatcher.RemoveListener(&acting));
     }
     bGoOn = true;
-    kStaying.join();
-    EXPECT_EQ(1, kDispatcher.RemoveListener(&kActing));
+    staying.join();
+    EXPECT_EQ(1, dispatcher.RemoveListener(&acting));
 }
 
 TEST(FileMonitorEventDispatcher, AListenerThatHasBeenRemovedIsNotBeingCalledAndIsNotCalledAgain)
 {
-    OpenDispatcher kDispatcher;
+    OpenDispatcher dispatcher;
     std::atomic<bool> bThere{true};
     std::atomic<bool> bStarted{false};
     std::atomic<bool> bEnd{false};
     std::atomic<int> nLate{0};
-    ActingListener kComing(
+    ActingListener coming(
         [&]
         {
             for (int i = 0; i < 20; ++i)
@@ -314,109 +314,109 @@ TEST(FileMonitorEventDispatcher, AListenerThatHasBeenRemovedIsNotBeingCalledAndI
                 nLate += bThere ? 0 : 1;
             }
         });
-    std::thread kEventThread(
+    std::thread eventThread(
         [&]
         {
             for (bStarted = true; !bEnd;)
             {
-                kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+                dispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
             }
         });
     while (!bStarted)
     {
         std::this_thread::yield();
     }
-    const votest::LogCapture kLog;
+    const votest::LogCapture log;
     for (int i = 0; i < 5000; ++i)
     {
         bThere = true;
-        (void)kDispatcher.AddListener(&kComing);
-        while (kDispatcher.RemoveListener(&kComing) == 0)
+        (void)dispatcher.AddListener(&coming);
+        while (dispatcher.RemoveListener(&coming) == 0)
         {
         }
         bThere = false;
     }
     bEnd = true;
-    kEventThread.join();
+    eventThread.join();
     EXPECT_EQ(0, nLate);
 }
 
 TEST(FileMonitorEventDispatcher, ADestructorWithListenersLeftLogsAndDeletesNone)
 {
-    RecordingListener kListener;
-    const votest::LogCapture kLog;
+    RecordingListener listener;
+    const votest::LogCapture log;
     {
-        OpenDispatcher kDispatcher;
-        kDispatcher.AddListener(&kListener);
+        OpenDispatcher dispatcher;
+        dispatcher.AddListener(&listener);
     }
     EXPECT_EQ((Texts{votest::CheckLine("VO_CHECK_ERROR", "m_listListeners.size() == 0",
                                        "VOTSFileMonitorEventDispatcher::~VOTSFileMonitorEventDispatcher")}),
-              kLog.Lines());
-    kListener.OnFileMonitor_Add(VOTEXT("C:/still/there"));
-    EXPECT_EQ(1u, kListener.Calls().size());
+              log.Lines());
+    listener.OnFileMonitor_Add(VOTEXT("C:/still/there"));
+    EXPECT_EQ(1u, listener.Calls().size());
 }
 
 TEST(FileMonitorEventDispatcher, CopiesCarryTheListAndTheFlag)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kListener;
-    kDispatcher.AddListener(&kListener);
-    kDispatcher.m_blstEnable = 0;
-    OpenDispatcher kCopy(kDispatcher);
-    OpenDispatcher kAssigned;
-    kAssigned = kDispatcher;
-    for (OpenDispatcher* pkOne : {&kCopy, &kAssigned, &kDispatcher})
+    OpenDispatcher dispatcher;
+    RecordingListener listener;
+    dispatcher.AddListener(&listener);
+    dispatcher.m_blstEnable = 0;
+    OpenDispatcher copy(dispatcher);
+    OpenDispatcher assigned;
+    assigned = dispatcher;
+    for (OpenDispatcher* pOne : {&copy, &assigned, &dispatcher})
     {
-        EXPECT_EQ(1u, pkOne->m_listListeners.size());
-        EXPECT_EQ(0, pkOne->m_blstEnable);
-        pkOne->m_listListeners.clear();
+        EXPECT_EQ(1u, pOne->m_listListeners.size());
+        EXPECT_EQ(0, pOne->m_blstEnable);
+        pOne->m_listListeners.clear();
     }
 }
 
 TEST(FileMonitorEventDispatcher, ListenersComeAndGoWhileEventsRunOnAnotherThread)
 {
-    OpenDispatcher kDispatcher;
-    RecordingListener kSteady;
-    kDispatcher.AddListener(&kSteady);
+    OpenDispatcher dispatcher;
+    RecordingListener steady;
+    dispatcher.AddListener(&steady);
     constexpr size_t kEvents = 2000;
-    std::thread kEventThread(
+    std::thread eventThread(
         [&]
         {
             for (size_t i = 0; i < kEvents; ++i)
             {
-                kDispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
+                dispatcher.OnFileMonitor_Add(VOTEXT("C:/a"));
             }
         });
-    const votest::LogCapture kLog;
+    const votest::LogCapture log;
     size_t uRefused = 0;
     for (int i = 0; i < 2000; ++i)
     {
-        VOTSFileMonitorEventListener_Adapter kPassing;
-        uRefused += kDispatcher.AddListener(&kPassing) == 0;
-        while (kDispatcher.RemoveListener(&kPassing) == 0)
+        VOTSFileMonitorEventListener_Adapter passing;
+        uRefused += dispatcher.AddListener(&passing) == 0;
+        while (dispatcher.RemoveListener(&passing) == 0)
         {
             ++uRefused;
         }
     }
-    kEventThread.join();
-    EXPECT_EQ(kEvents, kSteady.Calls().size());
-    EXPECT_EQ(uRefused, kLog.Count());
-    while (kDispatcher.RemoveListener(&kSteady) == 0)
+    eventThread.join();
+    EXPECT_EQ(kEvents, steady.Calls().size());
+    EXPECT_EQ(uRefused, log.Count());
+    while (dispatcher.RemoveListener(&steady) == 0)
     {
     }
-    EXPECT_TRUE(kDispatcher.m_listListeners.empty());
+    EXPECT_TRUE(dispatcher.m_listListeners.empty());
 }
 
 TEST(FileMonitorEventDispatcher, TheAdapterDoesNothing)
 {
-    VOTSFileMonitorEventListener_Adapter kAdapter;
-    const votest::LogCapture kLog;
-    IVOTSFileMonitorEventListener& rkListener = kAdapter;
-    rkListener.OnFileMonitor_Add(nullptr);
-    rkListener.OnFileMonitor_Remove(nullptr);
-    rkListener.OnFileMonitor_Rename(nullptr, nullptr);
-    rkListener.OnFileMonitor_Modified(nullptr);
-    EXPECT_EQ(0u, kLog.Count());
+    VOTSFileMonitorEventListener_Adapter adapter;
+    const votest::LogCapture log;
+    IVOTSFileMonitorEventListener& listener = adapter;
+    listener.OnFileMonitor_Add(nullptr);
+    listener.OnFileMonitor_Remove(nullptr);
+    listener.OnFileMonitor_Rename(nullptr, nullptr);
+    listener.OnFileMonitor_Modified(nullptr);
+    EXPECT_EQ(0u, log.Count());
 }
 
 }  // namespace

@@ -9,36 +9,36 @@ namespace fs = std::filesystem;
 
 TEST(FileMonitorChanges, SubfoldersAreWatchedFromTheMomentTheyAreThere)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    RecordingListener kListener;
-    fs::create_directories(kFolder.Path() / "old");
-    ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    kMonitor.AddFileMonitorListener(&kListener);
-    kMonitor.BeginThread();
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    RecordingListener listener;
+    fs::create_directories(folder.Path() / "old");
+    ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
+    monitor.AddFileMonitorListener(&listener);
+    monitor.BeginThread();
     unsigned uSigns = 0;
     ASSERT_TRUE(WaitFor(
         [&]
         {
-            kFolder.Write("old/sign" + std::to_string(uSigns++));
-            return !kListener.Calls().empty();
+            folder.Write("old/sign" + std::to_string(uSigns++));
+            return !listener.Calls().empty();
         }));
-    fs::create_directories(kFolder.Path() / "new/deep");
-    kFolder.Write("new/deep/a.txt");
-    fs::rename(kFolder.Path() / "new", kFolder.Path() / "moved");
-    kFolder.Write("moved/deep/b.txt");
+    fs::create_directories(folder.Path() / "new/deep");
+    folder.Write("new/deep/a.txt");
+    fs::rename(folder.Path() / "new", folder.Path() / "moved");
+    folder.Write("moved/deep/b.txt");
     const auto Told = [&](const std::string& strCall)
     {
-        const std::vector<std::string> vecCalls = kListener.Calls();
+        const std::vector<std::string> vecCalls = listener.Calls();
         return std::find(vecCalls.begin(), vecCalls.end(), strCall) != vecCalls.end();
     };
-    EXPECT_TRUE(WaitFor([&] { return Told("Add " + kFolder.Shown("moved/deep/b.txt")); }));
-    EXPECT_TRUE(Told("Add " + kFolder.Shown("new")));
-    EXPECT_TRUE(Told("Add " + kFolder.Shown("new/deep/a.txt")) || Told("Add " + kFolder.Shown("moved/deep/a.txt")));
-    EXPECT_FALSE(Told("Modified " + kFolder.Shown("moved"))) << "folders are never modified";
-    kMonitor.SuspendFileMonitor(true);
-    EXPECT_TRUE(WaitFor([&] { return kMonitor.RemoveFileMonitorListener(&kListener) == 1; }));
-    kMonitor.UnInit();
+    EXPECT_TRUE(WaitFor([&] { return Told("Add " + folder.Shown("moved/deep/b.txt")); }));
+    EXPECT_TRUE(Told("Add " + folder.Shown("new")));
+    EXPECT_TRUE(Told("Add " + folder.Shown("new/deep/a.txt")) || Told("Add " + folder.Shown("moved/deep/a.txt")));
+    EXPECT_FALSE(Told("Modified " + folder.Shown("moved"))) << "folders are never modified";
+    monitor.SuspendFileMonitor(true);
+    EXPECT_TRUE(WaitFor([&] { return monitor.RemoveFileMonitorListener(&listener) == 1; }));
+    monitor.UnInit();
 }
 
 }  // namespace

@@ -16,23 +16,23 @@ class WatchedFolder
 public:
     explicit WatchedFolder(const VOWString& strSeparatorBehind = {})
     {
-        EXPECT_EQ(1, m_kMonitor.Init((m_kFolder.Text() + strSeparatorBehind).c_str()));
-        EXPECT_EQ(1, m_kMonitor.AddFileMonitorListener(&m_kListener));
-        m_kMonitor.BeginThread();
+        EXPECT_EQ(1, m_monitor.Init((m_folder.Text() + strSeparatorBehind).c_str()));
+        EXPECT_EQ(1, m_monitor.AddFileMonitorListener(&m_listener));
+        m_monitor.BeginThread();
         EXPECT_TRUE(WaitFor(
             [&]
             {
-                m_kFolder.Write("sign" + std::to_string(m_uSigns++));
-                return !m_kListener.Calls().empty();
+                m_folder.Write("sign" + std::to_string(m_uSigns++));
+                return !m_listener.Calls().empty();
             }));
         Settle();
-        m_kListener.Clear();
+        m_listener.Clear();
     }
     ~WatchedFolder()
     {
-        m_kMonitor.SuspendFileMonitor(true);
-        EXPECT_TRUE(WaitFor([&] { return m_kMonitor.RemoveFileMonitorListener(&m_kListener) == 1; }));
-        m_kMonitor.UnInit();
+        m_monitor.SuspendFileMonitor(true);
+        EXPECT_TRUE(WaitFor([&] { return m_monitor.RemoveFileMonitorListener(&m_listener) == 1; }));
+        m_monitor.UnInit();
     }
     WatchedFolder(const WatchedFolder&) = delete;
     WatchedFolder& operator=(const WatchedFolder&) = delete;
@@ -42,7 +42,7 @@ public:
     {
         Settle();
         Texts vecTold;
-        for (const std::string& strCall : m_kListener.Calls())
+        for (const std::string& strCall : m_listener.Calls())
         {
             if (strCall.find("/sign") == std::string::npos)
             {
@@ -55,20 +55,20 @@ public:
     void Settle()
     {
         const std::string strSign = "sign_last" + std::to_string(m_uSigns++);
-        m_kFolder.Write(strSign);
+        m_folder.Write(strSign);
         EXPECT_TRUE(WaitFor(
             [&]
             {
-                const Texts vecCalls = m_kListener.Calls();
-                return !vecCalls.empty() && vecCalls.back().ends_with(strSign) && m_kMonitor.HasFileEvent() == 0;
+                const Texts vecCalls = m_listener.Calls();
+                return !vecCalls.empty() && vecCalls.back().ends_with(strSign) && m_monitor.HasFileEvent() == 0;
             }));
     }
 
-    std::string Shown(const std::string& strRelative) const { return m_kFolder.Shown(strRelative); }
+    std::string Shown(const std::string& strRelative) const { return m_folder.Shown(strRelative); }
 
-    TemporaryFolder m_kFolder;
-    OpenMonitor m_kMonitor;
-    RecordingListener m_kListener;
+    TemporaryFolder m_folder;
+    OpenMonitor m_monitor;
+    RecordingListener m_listener;
 
 private:
     unsigned m_uSigns = 0;
@@ -81,54 +81,54 @@ bool Has(const Texts& vecTold, const std::string& strWanted)
 
 TEST(FileMonitorChanges, AFileThatIsMadeRenamedAndDeletedIsTold)
 {
-    WatchedFolder kWatched;
-    kWatched.m_kFolder.Write("a.txt");
-    fs::rename(kWatched.m_kFolder.Path() / "a.txt", kWatched.m_kFolder.Path() / "b.txt");
-    fs::remove(kWatched.m_kFolder.Path() / "b.txt");
-    const Texts vecTold = kWatched.Told();
-    EXPECT_TRUE(Has(vecTold, "Add " + kWatched.Shown("a.txt")));
-    EXPECT_TRUE(Has(vecTold, "Rename " + kWatched.Shown("a.txt") + " b.txt"));
-    EXPECT_TRUE(Has(vecTold, "Remove " + kWatched.Shown("b.txt")));
+    WatchedFolder watched;
+    watched.m_folder.Write("a.txt");
+    fs::rename(watched.m_folder.Path() / "a.txt", watched.m_folder.Path() / "b.txt");
+    fs::remove(watched.m_folder.Path() / "b.txt");
+    const Texts vecTold = watched.Told();
+    EXPECT_TRUE(Has(vecTold, "Add " + watched.Shown("a.txt")));
+    EXPECT_TRUE(Has(vecTold, "Rename " + watched.Shown("a.txt") + " b.txt"));
+    EXPECT_TRUE(Has(vecTold, "Remove " + watched.Shown("b.txt")));
 }
 
 TEST(FileMonitorChanges, AWriteIsTold)
 {
-    WatchedFolder kWatched;
-    kWatched.m_kFolder.Write("a.txt");
-    kWatched.Told();
-    kWatched.m_kListener.Clear();
-    kWatched.m_kFolder.Write("a.txt", "longer");
-    EXPECT_TRUE(Has(kWatched.Told(), "Modified " + kWatched.Shown("a.txt")));
+    WatchedFolder watched;
+    watched.m_folder.Write("a.txt");
+    watched.Told();
+    watched.m_listener.Clear();
+    watched.m_folder.Write("a.txt", "longer");
+    EXPECT_TRUE(Has(watched.Told(), "Modified " + watched.Shown("a.txt")));
 }
 
 TEST(FileMonitorChanges, ASaveThroughADeletionAndARenameIsOneModifiedOfTheTarget)
 {
-    WatchedFolder kWatched;
-    kWatched.m_kFolder.Write("scene.fbx");
-    kWatched.m_kFolder.Write("scene.tmp", "new");
-    kWatched.Told();
-    kWatched.m_kListener.Clear();
-    fs::remove(kWatched.m_kFolder.Path() / "scene.fbx");
-    fs::rename(kWatched.m_kFolder.Path() / "scene.tmp", kWatched.m_kFolder.Path() / "scene.fbx");
-    EXPECT_EQ((Texts{"Modified " + kWatched.Shown("scene.fbx")}), kWatched.Told());
+    WatchedFolder watched;
+    watched.m_folder.Write("scene.fbx");
+    watched.m_folder.Write("scene.tmp", "new");
+    watched.Told();
+    watched.m_listener.Clear();
+    fs::remove(watched.m_folder.Path() / "scene.fbx");
+    fs::rename(watched.m_folder.Path() / "scene.tmp", watched.m_folder.Path() / "scene.fbx");
+    EXPECT_EQ((Texts{"Modified " + watched.Shown("scene.fbx")}), watched.Told());
 }
 
 TEST(FileMonitorChanges, ChangesMadeWhileTheMonitorIsSuspendedArriveWhenItGoesOn)
 {
-    WatchedFolder kWatched;
-    EXPECT_EQ(1, kWatched.m_kMonitor.SuspendFileMonitor(true));
-    kWatched.m_kFolder.Write("late.txt");
+    WatchedFolder watched;
+    EXPECT_EQ(1, watched.m_monitor.SuspendFileMonitor(true));
+    watched.m_folder.Write("late.txt");
     std::this_thread::sleep_for(std::chrono::milliseconds(700));
-    EXPECT_TRUE(kWatched.m_kListener.Calls().empty());
-    EXPECT_EQ(1, kWatched.m_kMonitor.SuspendFileMonitor(false));
-    EXPECT_TRUE(Has(kWatched.Told(), "Add " + kWatched.Shown("late.txt")));
+    EXPECT_TRUE(watched.m_listener.Calls().empty());
+    EXPECT_EQ(1, watched.m_monitor.SuspendFileMonitor(false));
+    EXPECT_TRUE(Has(watched.Told(), "Add " + watched.Shown("late.txt")));
 }
 
 TEST(FileMonitorChanges, ARootWithABackslashGivesPathsWithForwardSlashes)
 {
-    WatchedFolder kWatched(VOTEXT("\\"));
-    kWatched.m_kFolder.Write("a.txt");
-    EXPECT_TRUE(Has(kWatched.Told(), "Add " + kWatched.Shown("/a.txt"))) << "the separator is doubled";
+    WatchedFolder watched(VOTEXT("\\"));
+    watched.m_folder.Write("a.txt");
+    EXPECT_TRUE(Has(watched.Told(), "Add " + watched.Shown("/a.txt"))) << "the separator is doubled";
 }
 
 }  // namespace

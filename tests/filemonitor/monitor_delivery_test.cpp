@@ -13,24 +13,24 @@ typedef std::vector<std::string> Texts;
 Texts Delivered(const std::vector<Event>& vecEvents, const std::vector<VOWString>& vecFilters = {},
                 int nSpecialEventCount = 0)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    RecordingListener kListener;
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    RecordingListener listener;
     for (const VOWString& strFilter : vecFilters)
     {
-        kMonitor.AddFilterDir(strFilter.c_str());
+        monitor.AddFilterDir(strFilter.c_str());
     }
-    EXPECT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    EXPECT_EQ(1, kMonitor.AddFileMonitorListener(&kListener));
-    kMonitor.m_nSpecialEventCount = nSpecialEventCount;
-    for (const Event& kEvent : vecEvents)
+    EXPECT_EQ(1, monitor.Init(folder.Text().c_str()));
+    EXPECT_EQ(1, monitor.AddFileMonitorListener(&listener));
+    monitor.m_nSpecialEventCount = nSpecialEventCount;
+    for (const Event& event : vecEvents)
     {
-        kMonitor.Push(kEvent);
+        monitor.Push(event);
     }
-    kMonitor.SuspendEventDispatcher(false);
-    EXPECT_TRUE(WaitFor([&] { return kMonitor.HasFileEvent() == 0; }));
-    kMonitor.UnInit();
-    return kListener.Calls();
+    monitor.SuspendEventDispatcher(false);
+    EXPECT_TRUE(WaitFor([&] { return monitor.HasFileEvent() == 0; }));
+    monitor.UnInit();
+    return listener.Calls();
 }
 
 TEST(FileMonitorDelivery, EachTypeReachesItsOperation)
@@ -50,20 +50,20 @@ TEST(FileMonitorDelivery, AnUnknownTypeIsToldToNoOne)
 TEST(FileMonitorDelivery, ALoneRemoveIsDeliveredOneRoundLate)
 {
     typedef std::chrono::steady_clock Clock;
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    RecordingListener kListener;
-    ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    ASSERT_EQ(1, kMonitor.AddFileMonitorListener(&kListener));
-    kMonitor.Push(MakeEvent(kRemove, VOTEXT("C:/x")));
-    const Clock::time_point kStart = Clock::now();
-    kMonitor.SuspendEventDispatcher(false);
-    EXPECT_TRUE(WaitFor([&] { return kListener.Calls() == Texts{"Remove C:/x"}; }));
-    EXPECT_LE(450, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - kStart).count())
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    RecordingListener listener;
+    ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
+    ASSERT_EQ(1, monitor.AddFileMonitorListener(&listener));
+    monitor.Push(MakeEvent(kRemove, VOTEXT("C:/x")));
+    const Clock::time_point start = Clock::now();
+    monitor.SuspendEventDispatcher(false);
+    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == Texts{"Remove C:/x"}; }));
+    EXPECT_LE(450, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count())
         << "a round is one sleep of 500 ms, less what a clock's step may take off";
-    EXPECT_EQ(2, kMonitor.m_nSpecialEventCount) << "held once, and the hold ended";
-    kMonitor.RemoveFileMonitorListener(&kListener);
-    kMonitor.UnInit();
+    EXPECT_EQ(2, monitor.m_nSpecialEventCount) << "held once, and the hold ended";
+    monitor.RemoveFileMonitorListener(&listener);
+    monitor.UnInit();
 }
 
 TEST(FileMonitorDelivery, ARemoveAndARenameToItAreOneModifiedAndTheSourceIsToldToNoOne)
@@ -109,13 +109,13 @@ TEST(FileMonitorDelivery, EventsTakenWhileTheHoldCountIsOddAreDropped)
 
 TEST(FileMonitorDelivery, WithoutListenersEventsAreTakenAndVanish)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    kMonitor.Push(MakeEvent(kAdd, VOTEXT("C:/a")));
-    kMonitor.SuspendEventDispatcher(false);
-    EXPECT_TRUE(WaitFor([&] { return kMonitor.HasFileEvent() == 0; }));
-    kMonitor.UnInit();
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
+    monitor.Push(MakeEvent(kAdd, VOTEXT("C:/a")));
+    monitor.SuspendEventDispatcher(false);
+    EXPECT_TRUE(WaitFor([&] { return monitor.HasFileEvent() == 0; }));
+    monitor.UnInit();
 }
 
 // A monitor with a running dispatch thread, whose events are those that a test pushes.
@@ -124,63 +124,63 @@ class FilteredMonitor : public testing::Test
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(1, m_kMonitor.Init(m_kFolder.Text().c_str()));
-        ASSERT_EQ(1, m_kMonitor.AddFileMonitorListener(&m_kListener));
+        ASSERT_EQ(1, m_monitor.Init(m_folder.Text().c_str()));
+        ASSERT_EQ(1, m_monitor.AddFileMonitorListener(&m_listener));
     }
-    void TearDown() override { m_kMonitor.UnInit(); }
+    void TearDown() override { m_monitor.UnInit(); }
 
     // The calls for this event and those before it; a second event tells when it has been delivered or dropped.
     Texts AfterAnEventOf(const VOWCHAR* pszPath)
     {
-        m_kListener.Clear();
-        m_kMonitor.Push(MakeEvent(kAdd, pszPath));
-        m_kMonitor.Push(MakeEvent(kAdd, VOTEXT("end")));
-        EXPECT_TRUE(WaitFor([&] { return !m_kListener.Calls().empty() && m_kListener.Calls().back() == "Add end"; }));
-        return m_kListener.Calls();
+        m_listener.Clear();
+        m_monitor.Push(MakeEvent(kAdd, pszPath));
+        m_monitor.Push(MakeEvent(kAdd, VOTEXT("end")));
+        EXPECT_TRUE(WaitFor([&] { return !m_listener.Calls().empty() && m_listener.Calls().back() == "Add end"; }));
+        return m_listener.Calls();
     }
 
-    const TemporaryFolder m_kFolder{};
-    OpenMonitor m_kMonitor;
-    RecordingListener m_kListener;
+    const TemporaryFolder m_folder{};
+    OpenMonitor m_monitor;
+    RecordingListener m_listener;
 };
 
 TEST_F(FilteredMonitor, HoldsToAFilterThatIsAddedWhileItRuns)
 {
-    m_kMonitor.SuspendEventDispatcher(false);
+    m_monitor.SuspendEventDispatcher(false);
     EXPECT_EQ((Texts{"Add C:/a", "Add end"}), AfterAnEventOf(VOTEXT("C:/a")));
-    EXPECT_EQ(1, m_kMonitor.AddFilterDir(VOTEXT("C:/a")));
+    EXPECT_EQ(1, m_monitor.AddFilterDir(VOTEXT("C:/a")));
     EXPECT_EQ((Texts{"Add end"}), AfterAnEventOf(VOTEXT("C:/a")));
 }
 
 TEST_F(FilteredMonitor, HoldsToWhatADerivedClassMadeOfTheFiltersFromTheNextResumptionOn)
 {
-    m_kMonitor.m_vecFilterDir = {VOTEXT("C:/a")};
-    m_kMonitor.SuspendEventDispatcher(false);
+    m_monitor.m_vecFilterDir = {VOTEXT("C:/a")};
+    m_monitor.SuspendEventDispatcher(false);
     EXPECT_EQ((Texts{"Add end"}), AfterAnEventOf(VOTEXT("C:/a")));
-    m_kMonitor.SuspendEventDispatcher(true);
-    m_kMonitor.m_vecFilterDir.clear();
-    m_kMonitor.m_vecFilterDir.push_back(VOTEXT("C:/b"));
-    m_kMonitor.SuspendEventDispatcher(false);
+    m_monitor.SuspendEventDispatcher(true);
+    m_monitor.m_vecFilterDir.clear();
+    m_monitor.m_vecFilterDir.push_back(VOTEXT("C:/b"));
+    m_monitor.SuspendEventDispatcher(false);
     EXPECT_EQ((Texts{"Add C:/a", "Add end"}), AfterAnEventOf(VOTEXT("C:/a")));
     EXPECT_EQ((Texts{"Add end"}), AfterAnEventOf(VOTEXT("C:/b")));
 }
 
 TEST_F(FilteredMonitor, FiltersComeAndGoWhileItDelivers)
 {
-    m_kMonitor.SuspendEventDispatcher(false);
+    m_monitor.SuspendEventDispatcher(false);
     for (int i = 0; i < 200; ++i)
     {
-        m_kMonitor.Push(MakeEvent(kAdd, VOTEXT("C:/a")));
-        m_kMonitor.AddFilterDir(VOTEXT("C:/a path that is long enough to have memory of its own"));
+        m_monitor.Push(MakeEvent(kAdd, VOTEXT("C:/a")));
+        m_monitor.AddFilterDir(VOTEXT("C:/a path that is long enough to have memory of its own"));
         if (i % 20 == 0)
         {
-            m_kMonitor.SuspendEventDispatcher(true);
-            m_kMonitor.m_vecFilterDir.clear();
-            m_kMonitor.SuspendEventDispatcher(false);
+            m_monitor.SuspendEventDispatcher(true);
+            m_monitor.m_vecFilterDir.clear();
+            m_monitor.SuspendEventDispatcher(false);
         }
     }
-    EXPECT_TRUE(WaitFor([&] { return m_kListener.Calls().size() == 200; }));
-    EXPECT_EQ(19u, m_kMonitor.m_vecFilterDir.size());
+    EXPECT_TRUE(WaitFor([&] { return m_listener.Calls().size() == 200; }));
+    EXPECT_EQ(19u, m_monitor.m_vecFilterDir.size());
 }
 
 }  // namespace

@@ -10,302 +10,302 @@ typedef std::vector<std::string> Texts;
 
 TEST(FileMonitorLife, AFreshObjectHoldsNothing)
 {
-    OpenMonitor kMonitor;
-    EXPECT_EQ(VOWCHAR(0), kMonitor.m_tszRootPath[0]);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kMonitor.m_hFileMonitorHandle);
-    EXPECT_EQ(nullptr, kMonitor.m_hFileMonitorThread);
-    EXPECT_FALSE(kMonitor.m_bFileMonitorSuspended);
-    EXPECT_EQ(nullptr, kMonitor.m_hFileEventThread);
-    EXPECT_FALSE(kMonitor.m_bFileEventSuspended);
-    EXPECT_EQ(0, kMonitor.m_nSpecialEventCount);
-    EXPECT_EQ(0, kMonitor.m_nEventQueueBusy);
-    EXPECT_EQ(0, kMonitor.m_nExitThread);
-    EXPECT_EQ(nullptr, kMonitor.m_pFileMonitorEventDispatcher);
+    OpenMonitor monitor;
+    EXPECT_EQ(VOWCHAR(0), monitor.m_tszRootPath[0]);
+    EXPECT_EQ(INVALID_HANDLE_VALUE, monitor.m_hFileMonitorHandle);
+    EXPECT_EQ(nullptr, monitor.m_hFileMonitorThread);
+    EXPECT_FALSE(monitor.m_bFileMonitorSuspended);
+    EXPECT_EQ(nullptr, monitor.m_hFileEventThread);
+    EXPECT_FALSE(monitor.m_bFileEventSuspended);
+    EXPECT_EQ(0, monitor.m_nSpecialEventCount);
+    EXPECT_EQ(0, monitor.m_nEventQueueBusy);
+    EXPECT_EQ(0, monitor.m_nExitThread);
+    EXPECT_EQ(nullptr, monitor.m_pFileMonitorEventDispatcher);
 }
 
 TEST(FileMonitorLife, InitMakesBothThreadsSuspendedAndUnInitTakesEverythingDown)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    const votest::LogCapture kLog;
-    EXPECT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    EXPECT_EQ(kFolder.Text(), VOWString(kMonitor.m_tszRootPath));
-    EXPECT_NE(INVALID_HANDLE_VALUE, kMonitor.m_hFileMonitorHandle);
-    EXPECT_NE(nullptr, kMonitor.m_hFileMonitorThread);
-    EXPECT_TRUE(kMonitor.m_bFileMonitorSuspended);
-    EXPECT_NE(nullptr, kMonitor.m_overLapped.hEvent);
-    EXPECT_NE(nullptr, kMonitor.m_hFileEventThread);
-    EXPECT_TRUE(kMonitor.m_bFileEventSuspended);
-    EXPECT_NE(nullptr, kMonitor.m_pFileMonitorEventDispatcher);
-    EXPECT_EQ(1, kMonitor.UnInit());
-    EXPECT_EQ(INVALID_HANDLE_VALUE, kMonitor.m_hFileMonitorHandle);
-    EXPECT_EQ(nullptr, kMonitor.m_hFileMonitorThread);
-    EXPECT_EQ(nullptr, kMonitor.m_overLapped.hEvent);
-    EXPECT_EQ(nullptr, kMonitor.m_hFileEventThread);
-    EXPECT_TRUE(kMonitor.m_bFileEventSuspended) << "left as it is";
-    EXPECT_EQ(nullptr, kMonitor.m_pFileMonitorEventDispatcher);
-    EXPECT_EQ(1, kMonitor.m_nExitThread);
-    EXPECT_EQ(0u, kLog.Count());
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    const votest::LogCapture log;
+    EXPECT_EQ(1, monitor.Init(folder.Text().c_str()));
+    EXPECT_EQ(folder.Text(), VOWString(monitor.m_tszRootPath));
+    EXPECT_NE(INVALID_HANDLE_VALUE, monitor.m_hFileMonitorHandle);
+    EXPECT_NE(nullptr, monitor.m_hFileMonitorThread);
+    EXPECT_TRUE(monitor.m_bFileMonitorSuspended);
+    EXPECT_NE(nullptr, monitor.m_overLapped.hEvent);
+    EXPECT_NE(nullptr, monitor.m_hFileEventThread);
+    EXPECT_TRUE(monitor.m_bFileEventSuspended);
+    EXPECT_NE(nullptr, monitor.m_pFileMonitorEventDispatcher);
+    EXPECT_EQ(1, monitor.UnInit());
+    EXPECT_EQ(INVALID_HANDLE_VALUE, monitor.m_hFileMonitorHandle);
+    EXPECT_EQ(nullptr, monitor.m_hFileMonitorThread);
+    EXPECT_EQ(nullptr, monitor.m_overLapped.hEvent);
+    EXPECT_EQ(nullptr, monitor.m_hFileEventThread);
+    EXPECT_TRUE(monitor.m_bFileEventSuspended) << "left as it is";
+    EXPECT_EQ(nullptr, monitor.m_pFileMonitorEventDispatcher);
+    EXPECT_EQ(1, monitor.m_nExitThread);
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(FileMonitorLife, AnEmptyRootFailsAtItsCheckAndLeavesADispatcher)
 {
-    OpenMonitor kMonitor;
-    const votest::LogCapture kLog;
-    EXPECT_EQ(0, kMonitor.Init(VOTEXT("")));
+    OpenMonitor monitor;
+    const votest::LogCapture log;
+    EXPECT_EQ(0, monitor.Init(VOTEXT("")));
     EXPECT_EQ(
         (Texts{Line("*m_tszRootPath", "CreateFileDirMonitorHandle"), Line("CreateFileDirMonitorHandle()", "Init")}),
-        kLog.Lines());
-    EXPECT_NE(nullptr, kMonitor.m_pFileMonitorEventDispatcher);
-    EXPECT_EQ(nullptr, kMonitor.m_hFileMonitorThread);
-    EXPECT_EQ(1, kMonitor.UnInit());
+        log.Lines());
+    EXPECT_NE(nullptr, monitor.m_pFileMonitorEventDispatcher);
+    EXPECT_EQ(nullptr, monitor.m_hFileMonitorThread);
+    EXPECT_EQ(1, monitor.UnInit());
 }
 
 TEST(FileMonitorLife, ANullRootIsAnEmptyOne)
 {
-    OpenMonitor kMonitor;
-    EXPECT_EQ(0, kMonitor.Init(nullptr));
-    EXPECT_EQ(1, kMonitor.UnInit());
+    OpenMonitor monitor;
+    EXPECT_EQ(0, monitor.Init(nullptr));
+    EXPECT_EQ(1, monitor.UnInit());
 }
 
 TEST(FileMonitorLife, ANullRootIsAnEmptyOneAlsoAfterAnInitThatFailed)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    EXPECT_EQ(0, kMonitor.Init((kFolder.Text() + VOTEXT("/not there")).c_str()));
-    EXPECT_EQ(1, kMonitor.UnInit());
-    const votest::LogCapture kLog;
-    EXPECT_EQ(0, kMonitor.Init(nullptr));
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    EXPECT_EQ(0, monitor.Init((folder.Text() + VOTEXT("/not there")).c_str()));
+    EXPECT_EQ(1, monitor.UnInit());
+    const votest::LogCapture log;
+    EXPECT_EQ(0, monitor.Init(nullptr));
     EXPECT_EQ(
         (Texts{Line("*m_tszRootPath", "CreateFileDirMonitorHandle"), Line("CreateFileDirMonitorHandle()", "Init")}),
-        kLog.Lines());
-    EXPECT_EQ(1, kMonitor.UnInit());
+        log.Lines());
+    EXPECT_EQ(1, monitor.UnInit());
 }
 
 TEST(FileMonitorLife, ARootThatCannotBeOpenedFailsWithTwoLogLinesAndNoThreads)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    const votest::LogCapture kLog;
-    EXPECT_EQ(0, kMonitor.Init((kFolder.Text() + VOTEXT("/missing")).c_str()));
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    const votest::LogCapture log;
+    EXPECT_EQ(0, monitor.Init((folder.Text() + VOTEXT("/missing")).c_str()));
     EXPECT_EQ((Texts{Line("INVALID_HANDLE_VALUE != m_hFileMonitorHandle", "CreateFileDirMonitorHandle"),
                      Line("CreateFileDirMonitorHandle()", "Init")}),
-              kLog.Lines());
-    EXPECT_EQ(nullptr, kMonitor.m_hFileMonitorThread);
-    EXPECT_EQ(nullptr, kMonitor.m_hFileEventThread);
-    EXPECT_EQ(1, kMonitor.UnInit());
+              log.Lines());
+    EXPECT_EQ(nullptr, monitor.m_hFileMonitorThread);
+    EXPECT_EQ(nullptr, monitor.m_hFileEventThread);
+    EXPECT_EQ(1, monitor.UnInit());
 }
 
 TEST(FileMonitorLife, ARootOf260CharactersIsCutTo259BeforeItIsOpened)
 {
-    OpenMonitor kMonitor;
-    EXPECT_EQ(0, kMonitor.Init(VOWString(260, VOWCHAR('r')).c_str()));
-    EXPECT_EQ(VOWString(259, VOWCHAR('r')), VOWString(kMonitor.m_tszRootPath));
-    EXPECT_EQ(1, kMonitor.UnInit());
+    OpenMonitor monitor;
+    EXPECT_EQ(0, monitor.Init(VOWString(260, VOWCHAR('r')).c_str()));
+    EXPECT_EQ(VOWString(259, VOWCHAR('r')), VOWString(monitor.m_tszRootPath));
+    EXPECT_EQ(1, monitor.UnInit());
 }
 
 TEST(FileMonitorLife, ASecondInitFailsAtTheFirstCheckAndChangesNothingButTheRoot)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    void* const hDirectory = kMonitor.m_hFileMonitorHandle;
-    void* const hThread = kMonitor.m_hFileMonitorThread;
-    const votest::LogCapture kLog;
-    EXPECT_EQ(0, kMonitor.Init(VOTEXT("elsewhere")));
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
+    void* const hDirectory = monitor.m_hFileMonitorHandle;
+    void* const hThread = monitor.m_hFileMonitorThread;
+    const votest::LogCapture log;
+    EXPECT_EQ(0, monitor.Init(VOTEXT("elsewhere")));
     EXPECT_EQ((Texts{Line("NULL == m_pFileMonitorEventDispatcher", "CreateFileMonitorDispatcher"),
                      Line("CreateFileMonitorDispatcher()", "Init")}),
-              kLog.Lines());
-    EXPECT_EQ(hDirectory, kMonitor.m_hFileMonitorHandle);
-    EXPECT_EQ(hThread, kMonitor.m_hFileMonitorThread);
-    EXPECT_EQ(VOWString(VOTEXT("elsewhere")), VOWString(kMonitor.m_tszRootPath));
-    kMonitor.UnInit();
+              log.Lines());
+    EXPECT_EQ(hDirectory, monitor.m_hFileMonitorHandle);
+    EXPECT_EQ(hThread, monitor.m_hFileMonitorThread);
+    EXPECT_EQ(VOWString(VOTEXT("elsewhere")), VOWString(monitor.m_tszRootPath));
+    monitor.UnInit();
 }
 
 TEST(FileMonitorLife, EachPieceRefusesToBeMadeTwice)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    const votest::LogCapture kLog;
-    EXPECT_EQ(0, kMonitor.CreateFileDirMonitorHandle());
-    EXPECT_EQ(0, kMonitor.CreateFileMonitorThread());
-    EXPECT_EQ(0, kMonitor.CreateFileEventProcessThread());
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
+    const votest::LogCapture log;
+    EXPECT_EQ(0, monitor.CreateFileDirMonitorHandle());
+    EXPECT_EQ(0, monitor.CreateFileMonitorThread());
+    EXPECT_EQ(0, monitor.CreateFileEventProcessThread());
     EXPECT_EQ((Texts{Line("INVALID_HANDLE_VALUE == m_hFileMonitorHandle", "CreateFileDirMonitorHandle"),
                      Line("NULL == m_hFileMonitorThread", "CreateFileMonitorThread"),
                      Line("NULL == m_hFileEventThread", "CreateFileEventProcessThread")}),
-              kLog.Lines());
-    kMonitor.UnInit();
+              log.Lines());
+    monitor.UnInit();
 }
 
 TEST(FileMonitorLife, WithoutThreadsBeginThreadReturns1AndSuspendFileMonitor0)
 {
-    OpenMonitor kMonitor;
-    const votest::LogCapture kLog;
-    EXPECT_EQ(1, kMonitor.BeginThread());
-    EXPECT_EQ(1, kMonitor.SuspendThread());
-    EXPECT_EQ(0, kMonitor.SuspendFileMonitor(true));
-    EXPECT_EQ(0, kMonitor.SuspendEventDispatcher(true));
-    EXPECT_FALSE(kMonitor.m_bFileMonitorSuspended);
-    EXPECT_EQ(0u, kLog.Count());
+    OpenMonitor monitor;
+    const votest::LogCapture log;
+    EXPECT_EQ(1, monitor.BeginThread());
+    EXPECT_EQ(1, monitor.SuspendThread());
+    EXPECT_EQ(0, monitor.SuspendFileMonitor(true));
+    EXPECT_EQ(0, monitor.SuspendEventDispatcher(true));
+    EXPECT_FALSE(monitor.m_bFileMonitorSuspended);
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(FileMonitorLife, UnInitOfANeverInitialisedObjectReturns1)
 {
-    OpenMonitor kMonitor;
-    EXPECT_EQ(1, kMonitor.UnInit());
-    EXPECT_EQ(0, kMonitor.m_nExitThread) << "there were no threads to end";
+    OpenMonitor monitor;
+    EXPECT_EQ(1, monitor.UnInit());
+    EXPECT_EQ(0, monitor.m_nExitThread) << "there were no threads to end";
 }
 
 TEST(FileMonitorLife, ListenersBeforeInitAreRefusedInSilence)
 {
-    OpenMonitor kMonitor;
-    RecordingListener kListener;
-    const votest::LogCapture kLog;
-    EXPECT_EQ(0, kMonitor.AddFileMonitorListener(&kListener));
-    EXPECT_EQ(0, kMonitor.RemoveFileMonitorListener(&kListener));
-    EXPECT_EQ(0u, kLog.Count());
+    OpenMonitor monitor;
+    RecordingListener listener;
+    const votest::LogCapture log;
+    EXPECT_EQ(0, monitor.AddFileMonitorListener(&listener));
+    EXPECT_EQ(0, monitor.RemoveFileMonitorListener(&listener));
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(FileMonitorLife, FiltersAreKeptAsTheyStandDuplicatesToo)
 {
-    OpenMonitor kMonitor;
+    OpenMonitor monitor;
     for (int i = 0; i < 100; ++i)
     {
-        EXPECT_EQ(1, kMonitor.AddFilterDir(i % 2 == 0 ? VOTEXT("C:\\Temp\\") : VOTEXT("c:/temp")));
+        EXPECT_EQ(1, monitor.AddFilterDir(i % 2 == 0 ? VOTEXT("C:\\Temp\\") : VOTEXT("c:/temp")));
     }
-    ASSERT_EQ(100u, kMonitor.m_vecFilterDir.size());
-    EXPECT_EQ(VOWString(VOTEXT("C:\\Temp\\")), kMonitor.m_vecFilterDir[98]);
-    EXPECT_EQ(VOWString(VOTEXT("c:/temp")), kMonitor.m_vecFilterDir[99]);
-    EXPECT_EQ(1, kMonitor.AddFilterDir(nullptr));
-    EXPECT_EQ(100u, kMonitor.m_vecFilterDir.size());
+    ASSERT_EQ(100u, monitor.m_vecFilterDir.size());
+    EXPECT_EQ(VOWString(VOTEXT("C:\\Temp\\")), monitor.m_vecFilterDir[98]);
+    EXPECT_EQ(VOWString(VOTEXT("c:/temp")), monitor.m_vecFilterDir[99]);
+    EXPECT_EQ(1, monitor.AddFilterDir(nullptr));
+    EXPECT_EQ(100u, monitor.m_vecFilterDir.size());
 }
 
 TEST(FileMonitorLife, TheFiltersCanBeReadAsAVector)
 {
-    OpenMonitor kMonitor;
-    EXPECT_TRUE(kMonitor.m_vecFilterDir.begin() == kMonitor.m_vecFilterDir.end());
+    OpenMonitor monitor;
+    EXPECT_TRUE(monitor.m_vecFilterDir.begin() == monitor.m_vecFilterDir.end());
     for (const VOWCHAR* pszDir : {VOTEXT("C:/a"), VOTEXT("C:\\b"), VOTEXT("C:/a")})
     {
-        EXPECT_EQ(1, kMonitor.AddFilterDir(pszDir));
+        EXPECT_EQ(1, monitor.AddFilterDir(pszDir));
     }
-    const auto& rkFilters = kMonitor.m_vecFilterDir;
+    const auto& filters = monitor.m_vecFilterDir;
     EXPECT_EQ((std::vector<VOWString>{VOTEXT("C:/a"), VOTEXT("C:\\b"), VOTEXT("C:/a")}),
-              std::vector<VOWString>(rkFilters.begin(), rkFilters.end()));
-    EXPECT_EQ(VOWString(VOTEXT("C:\\b")), rkFilters.at(1));
-    EXPECT_THROW(rkFilters.at(3), std::out_of_range);
-    EXPECT_EQ(rkFilters.front(), rkFilters.back());
+              std::vector<VOWString>(filters.begin(), filters.end()));
+    EXPECT_EQ(VOWString(VOTEXT("C:\\b")), filters.at(1));
+    EXPECT_THROW(filters.at(3), std::out_of_range);
+    EXPECT_EQ(filters.front(), filters.back());
 }
 
 TEST(FileMonitorLife, ADerivedClassCanReserveChangeEraseAndClearTheFilters)
 {
-    OpenMonitor kMonitor;
-    std::vector<VOWString>& rvecFilters = kMonitor.m_vecFilterDir;
-    rvecFilters.reserve(10);
-    kMonitor.AddFilterDir(VOTEXT("C:/a"));
-    kMonitor.AddFilterDir(VOTEXT("C:/b"));
-    rvecFilters[0] = VOTEXT("C:/c");
-    rvecFilters.erase(rvecFilters.begin() + 1);
-    EXPECT_EQ((std::vector<VOWString>{VOTEXT("C:/c")}), kMonitor.m_vecFilterDir);
-    rvecFilters.clear();
-    EXPECT_TRUE(kMonitor.m_vecFilterDir.empty());
+    OpenMonitor monitor;
+    std::vector<VOWString>& vecFilters = monitor.m_vecFilterDir;
+    vecFilters.reserve(10);
+    monitor.AddFilterDir(VOTEXT("C:/a"));
+    monitor.AddFilterDir(VOTEXT("C:/b"));
+    vecFilters[0] = VOTEXT("C:/c");
+    vecFilters.erase(vecFilters.begin() + 1);
+    EXPECT_EQ((std::vector<VOWString>{VOTEXT("C:/c")}), monitor.m_vecFilterDir);
+    vecFilters.clear();
+    EXPECT_TRUE(monitor.m_vecFilterDir.empty());
 }
 
 TEST(FileMonitorLife, SuspendingTwiceSuspendsOnceAndOneResumeIsEnough)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    RecordingListener kListener;
-    ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    ASSERT_EQ(1, kMonitor.AddFileMonitorListener(&kListener));
-    EXPECT_EQ(1, kMonitor.BeginThread());
-    EXPECT_FALSE(kMonitor.m_bFileEventSuspended);
-    EXPECT_EQ(1, kMonitor.SuspendEventDispatcher(true));
-    EXPECT_EQ(1, kMonitor.SuspendEventDispatcher(true));
-    EXPECT_TRUE(kMonitor.m_bFileEventSuspended);
-    kMonitor.Push(MakeEvent(VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD, VOTEXT("C:/a")));
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    RecordingListener listener;
+    ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
+    ASSERT_EQ(1, monitor.AddFileMonitorListener(&listener));
+    EXPECT_EQ(1, monitor.BeginThread());
+    EXPECT_FALSE(monitor.m_bFileEventSuspended);
+    EXPECT_EQ(1, monitor.SuspendEventDispatcher(true));
+    EXPECT_EQ(1, monitor.SuspendEventDispatcher(true));
+    EXPECT_TRUE(monitor.m_bFileEventSuspended);
+    monitor.Push(MakeEvent(VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD, VOTEXT("C:/a")));
     std::this_thread::sleep_for(std::chrono::milliseconds(1200));
-    EXPECT_TRUE(kListener.Calls().empty());
-    EXPECT_EQ(1, kMonitor.SuspendEventDispatcher(false));
-    EXPECT_FALSE(kMonitor.m_bFileEventSuspended);
-    EXPECT_TRUE(WaitFor([&] { return kListener.Calls() == Texts{"Add C:/a"}; }));
-    kMonitor.SuspendThread();
-    EXPECT_EQ(1, kMonitor.RemoveFileMonitorListener(&kListener));
-    kMonitor.UnInit();
+    EXPECT_TRUE(listener.Calls().empty());
+    EXPECT_EQ(1, monitor.SuspendEventDispatcher(false));
+    EXPECT_FALSE(monitor.m_bFileEventSuspended);
+    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == Texts{"Add C:/a"}; }));
+    monitor.SuspendThread();
+    EXPECT_EQ(1, monitor.RemoveFileMonitorListener(&listener));
+    monitor.UnInit();
 }
 
 TEST(FileMonitorLife, UnInitWhileBothThreadsAreSuspendedCompletes)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    kMonitor.BeginThread();
-    kMonitor.SuspendThread();
-    EXPECT_EQ(1, kMonitor.UnInit());
-    EXPECT_EQ(nullptr, kMonitor.m_hFileMonitorThread);
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
+    monitor.BeginThread();
+    monitor.SuspendThread();
+    EXPECT_EQ(1, monitor.UnInit());
+    EXPECT_EQ(nullptr, monitor.m_hFileMonitorThread);
 }
 
 TEST(FileMonitorLife, AMonitorThatIsStoppedAtAnyMomentOfItsStartEnds)
 {
-    const TemporaryFolder kFolder;
+    const TemporaryFolder folder;
     for (int i = 0; i < 300; ++i)
     {
-        OpenMonitor kMonitor;
-        ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-        kMonitor.SuspendFileMonitor(false);
+        OpenMonitor monitor;
+        ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
+        monitor.SuspendFileMonitor(false);
         std::this_thread::sleep_for(std::chrono::microseconds(i % 3 == 0 ? 0 : i));
-        EXPECT_EQ(1, kMonitor.UnInit());
+        EXPECT_EQ(1, monitor.UnInit());
     }
 }
 
 TEST(FileMonitorLife, AfterUnInitASecondInitSucceedsAndItsThreadsEndAtOnce)
 {
-    const TemporaryFolder kFolder;
-    OpenMonitor kMonitor;
-    RecordingListener kListener;
-    ASSERT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    kMonitor.BeginThread();
-    kMonitor.UnInit();
-    EXPECT_EQ(1, kMonitor.Init(kFolder.Text().c_str()));
-    EXPECT_EQ(1, kMonitor.m_nExitThread);
-    EXPECT_EQ(1, kMonitor.AddFileMonitorListener(&kListener));
-    EXPECT_EQ(1, kMonitor.BeginThread());
-    kMonitor.Push(MakeEvent(VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD, VOTEXT("C:/a")));
+    const TemporaryFolder folder;
+    OpenMonitor monitor;
+    RecordingListener listener;
+    ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
+    monitor.BeginThread();
+    monitor.UnInit();
+    EXPECT_EQ(1, monitor.Init(folder.Text().c_str()));
+    EXPECT_EQ(1, monitor.m_nExitThread);
+    EXPECT_EQ(1, monitor.AddFileMonitorListener(&listener));
+    EXPECT_EQ(1, monitor.BeginThread());
+    monitor.Push(MakeEvent(VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD, VOTEXT("C:/a")));
     std::this_thread::sleep_for(std::chrono::milliseconds(700));
-    EXPECT_TRUE(kListener.Calls().empty());
-    EXPECT_EQ(1, kMonitor.HasFileEvent());
-    EXPECT_EQ(1, kMonitor.RemoveFileMonitorListener(&kListener));
-    kMonitor.UnInit();
+    EXPECT_TRUE(listener.Calls().empty());
+    EXPECT_EQ(1, monitor.HasFileEvent());
+    EXPECT_EQ(1, monitor.RemoveFileMonitorListener(&listener));
+    monitor.UnInit();
 }
 
 TEST(FileMonitorLife, ThreadProceduresWithoutAMonitorLogAndEnd)
 {
-    const votest::LogCapture kLog;
+    const votest::LogCapture log;
     EXPECT_EQ(0u, OpenMonitor::ThreadProc_FileMonitor(nullptr));
     EXPECT_EQ(0u, OpenMonitor::ThreadProc_FileEventDispatcher(nullptr));
     EXPECT_EQ(
         (Texts{Line("lpParameter", "ThreadProc_FileMonitor"), Line("lpParameter", "ThreadProc_FileEventDispatcher")}),
-        kLog.Lines());
+        log.Lines());
 }
 
 TEST(FileMonitorLife, ACopyTakesTheQueueTheFiltersAndTheRoot)
 {
-    OpenMonitor kMonitor;
-    kMonitor.Init(VOTEXT(""));
-    kMonitor.Push(MakeEvent(VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD, VOTEXT("C:/a")));
-    kMonitor.AddFilterDir(VOTEXT("C:/b"));
-    OpenMonitor kCopy(kMonitor);
-    OpenMonitor kAssigned;
-    kAssigned = kMonitor;
-    Event kEvent;
-    kMonitor.PopEvent(kEvent);
-    for (OpenMonitor* pkOne : {&kCopy, &kAssigned})
+    OpenMonitor monitor;
+    monitor.Init(VOTEXT(""));
+    monitor.Push(MakeEvent(VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD, VOTEXT("C:/a")));
+    monitor.AddFilterDir(VOTEXT("C:/b"));
+    OpenMonitor copy(monitor);
+    OpenMonitor assigned;
+    assigned = monitor;
+    Event event;
+    monitor.PopEvent(event);
+    for (OpenMonitor* pOne : {&copy, &assigned})
     {
-        EXPECT_EQ(1u, pkOne->m_vecFileEvents.size());
-        EXPECT_EQ(1u, pkOne->m_vecFilterDir.size());
-        EXPECT_EQ(kMonitor.m_pFileMonitorEventDispatcher, pkOne->m_pFileMonitorEventDispatcher);
+        EXPECT_EQ(1u, pOne->m_vecFileEvents.size());
+        EXPECT_EQ(1u, pOne->m_vecFilterDir.size());
+        EXPECT_EQ(monitor.m_pFileMonitorEventDispatcher, pOne->m_pFileMonitorEventDispatcher);
     }
-    kMonitor.UnInit();
+    monitor.UnInit();
 }
 
 }  // namespace

@@ -11,23 +11,23 @@ TEST(FileMonitorMemory, AStartThatMissesOneAllocationEndsInAnErrorAndTheNextOneS
     for (unsigned uNth = 1;; ++uNth)
     {
         SCOPED_TRACE(uNth);
-        const monitortest::TemporaryFolder kFolder;
-        VOTSFileMonitorManager kMonitor;
+        const monitortest::TemporaryFolder folder;
+        VOTSFileMonitorManager monitor;
         bool bStarted = false;
         NewFaults::Arm(uNth);
         try
         {
-            bStarted = kMonitor.Init(kFolder.Text().c_str()) != 0 && kMonitor.BeginThread() != 0;
+            bStarted = monitor.Init(folder.Text().c_str()) != 0 && monitor.BeginThread() != 0;
         }
         catch (const std::bad_alloc&)
         {
         }
         NewFaults::Disarm();
         const bool bFired = NewFaults::Fired();
-        kMonitor.UnInit();
-        EXPECT_NE(0, kMonitor.Init(kFolder.Text().c_str()));
-        EXPECT_NE(0, kMonitor.BeginThread());
-        kMonitor.UnInit();
+        monitor.UnInit();
+        EXPECT_NE(0, monitor.Init(folder.Text().c_str()));
+        EXPECT_NE(0, monitor.BeginThread());
+        monitor.UnInit();
         if (!bFired)
         {
             EXPECT_TRUE(bStarted);

@@ -50,17 +50,17 @@ public:
     using VOTSFileMonitorManager::ThreadProc_FileEventDispatcher;
     using VOTSFileMonitorManager::ThreadProc_FileMonitor;
 
-    int Push(Event kEvent) { return PushEvent(kEvent); }
+    int Push(Event event) { return PushEvent(event); }
 };
 
 inline Event MakeEvent(int nType, const VOWString& strPath, const VOWString& strNewPath = {})
 {
-    Event kEvent;
-    kEvent.nEventType = nType;
-    kEvent.strFilePath = strPath;
-    kEvent.strNewFilePath = strNewPath;
-    kEvent.strNewFileName = strNewPath.substr(strNewPath.rfind(VOWCHAR('/')) + 1);
-    return kEvent;
+    Event event;
+    event.nEventType = nType;
+    event.strFilePath = strPath;
+    event.strNewFilePath = strNewPath;
+    event.strNewFileName = strNewPath.substr(strNewPath.rfind(VOWCHAR('/')) + 1);
+    return event;
 }
 
 // "Add C:/a", "Rename C:/a b", ...
@@ -77,25 +77,25 @@ public:
 
     std::vector<std::string> Calls() const
     {
-        const std::lock_guard<std::mutex> kGuard(m_kLock);
+        const std::lock_guard<std::mutex> guard(m_lock);
         return m_vecCalls;
     }
 
     void Clear()
     {
-        const std::lock_guard<std::mutex> kGuard(m_kLock);
+        const std::lock_guard<std::mutex> guard(m_lock);
         m_vecCalls.clear();
     }
 
 private:
     void _Note(const std::string& strCall, const VOWCHAR* pszPath, const VOWCHAR* pszName = nullptr)
     {
-        const std::lock_guard<std::mutex> kGuard(m_kLock);
+        const std::lock_guard<std::mutex> guard(m_lock);
         m_vecCalls.push_back(strCall + " " + votest::Shown(pszPath) +
                              (pszName != nullptr ? " " + votest::Shown(pszName) : ""));
     }
 
-    mutable std::mutex m_kLock;
+    mutable std::mutex m_lock;
     std::vector<std::string> m_vecCalls;
 };
 

@@ -20,9 +20,9 @@ typedef void (*Target)(const uint8_t*, size_t);
 std::vector<std::string> Corpus(const std::string& strTarget)
 {
     std::vector<std::string> vecInput;
-    for (const auto& kEntry : std::filesystem::directory_iterator(VOBASE_FUZZ_CORPUS "/" + strTarget))
+    for (const auto& entry : std::filesystem::directory_iterator(VOBASE_FUZZ_CORPUS "/" + strTarget))
     {
-        vecInput.push_back(TemporaryFiles::Read(kEntry.path().generic_string()));
+        vecInput.push_back(TemporaryFiles::Read(entry.path().generic_string()));
     }
     return vecInput;
 }
@@ -42,19 +42,19 @@ constexpr size_t kFewestSeeds = 3;
 size_t RunCorpus(const std::string& strTarget, Target pfnTarget)
 {
     const std::vector<std::string> vecCorpus = Corpus(strTarget);
-    Random kRandom(99000);
-    for (const std::string& rkInput : vecCorpus)
+    Random random(99000);
+    for (const std::string& input : vecCorpus)
     {
         // Thousands of log lines that nobody reads.
-        const StdoutCapture kQuiet;
-        Run(pfnTarget, rkInput);
+        const StdoutCapture quiet;
+        Run(pfnTarget, input);
         for (int i = 0; i < 40; ++i)
         {
-            Run(pfnTarget, rkInput.substr(0, kRandom.Below(rkInput.size() + 1)));
-            std::string strChanged = rkInput;
-            for (size_t uLeft = 1 + kRandom.Below(4); uLeft > 0 && !strChanged.empty(); --uLeft)
+            Run(pfnTarget, input.substr(0, random.Below(input.size() + 1)));
+            std::string strChanged = input;
+            for (size_t uLeft = 1 + random.Below(4); uLeft > 0 && !strChanged.empty(); --uLeft)
             {
-                strChanged[kRandom.Below(strChanged.size())] = static_cast<char>(kRandom.Word());
+                strChanged[random.Below(strChanged.size())] = static_cast<char>(random.Word());
             }
             Run(pfnTarget, strChanged);
         }

@@ -15,16 +15,16 @@ using namespace LUMTrayService;
 
 lum::Changes Batch()
 {
-    lum::Changes kChanges;
+    lum::Changes changes;
     for (int i = 0; i < 200; ++i)
     {
-        lum::Change kChange;
-        kChange.eKind = lum::ChangeKind::Added;
-        kChange.strPath = votest::Wide("path" + std::to_string(i));
-        kChange.strPhysicalPath = votest::Wide("/root/path" + std::to_string(i));
-        kChanges.push_back(kChange);
+        lum::Change change;
+        change.eKind = lum::ChangeKind::Added;
+        change.strPath = votest::Wide("path" + std::to_string(i));
+        change.strPhysicalPath = votest::Wide("/root/path" + std::to_string(i));
+        changes.push_back(change);
     }
-    return kChanges;
+    return changes;
 }
 
 // The paths in the image that readers are pointed to, in its order.
@@ -39,13 +39,13 @@ std::vector<VOWString> PublishedPaths()
     HANDLE hData = OpenFileMappingW(FILE_MAP_READ, 0, strName.c_str());
     void* const pvData = MapViewOfFile(hData, FILE_MAP_READ, 0, 0, 0);
     {
-        VOTSFileEventContainer kReader(AR_Customer);
-        EXPECT_EQ(1, kReader.SetAlloc(static_cast<VOTSFileEventContainer::ContainerAlloc*>(pvData), 1));
+        VOTSFileEventContainer reader(AR_Customer);
+        EXPECT_EQ(1, reader.SetAlloc(static_cast<VOTSFileEventContainer::ContainerAlloc*>(pvData), 1));
         std::vector<structFileEventNode> vecEvents;
-        kReader.GetEvent(vecEvents, 0, ~0ull);
-        for (const structFileEventNode& kEvent : vecEvents)
+        reader.GetEvent(vecEvents, 0, ~0ull);
+        for (const structFileEventNode& event : vecEvents)
         {
-            vecPaths.push_back(VOTextOf(kReader.GetString(kEvent.hstrPath)));
+            vecPaths.push_back(VOTextOf(reader.GetString(event.hstrPath)));
         }
     }
     for (const void* pvView : {pvState, static_cast<const void*>(pvData)})
@@ -64,23 +64,23 @@ void TellABatchWhile(const char* pszCall, unsigned uEvery)
     for (unsigned uNth = 1;; uNth += uEvery)
     {
         std::string strError;
-        lum::EventPublisher kPublisher;
-        ASSERT_TRUE(kPublisher.Open({AF_SOURCE}, &strError)) << strError;
-        lum::Changes kChanges = Batch();
+        lum::EventPublisher publisher;
+        ASSERT_TRUE(publisher.Open({AF_SOURCE}, &strError)) << strError;
+        lum::Changes changes = Batch();
         bool bPublished = false;
         VOFaultArm(pszCall, uNth, false);
         try
         {
-            bPublished = kPublisher.Publish(AF_SOURCE, &kChanges, &strError);
+            bPublished = publisher.Publish(AF_SOURCE, &changes, &strError);
         }
         catch (const std::bad_alloc&)
         {
         }
         const bool bFired = VOFaultFired() != 0;
         VOFaultDisarm();
-        uInPart += !bPublished && !kChanges.empty() && kChanges.size() < 200 ? 1 : 0;
-        ASSERT_TRUE(bPublished || kPublisher.Publish(AF_SOURCE, &kChanges, &strError)) << strError;
-        EXPECT_TRUE(kChanges.empty());
+        uInPart += !bPublished && !changes.empty() && changes.size() < 200 ? 1 : 0;
+        ASSERT_TRUE(bPublished || publisher.Publish(AF_SOURCE, &changes, &strError)) << strError;
+        EXPECT_TRUE(changes.empty());
         const std::vector<VOWString> vecPaths = PublishedPaths();
         ASSERT_EQ(200u, vecPaths.size()) << "allocation " << uNth;
         for (size_t i = 0; i < vecPaths.size(); ++i)

@@ -14,9 +14,9 @@ public:
     }
 
     // Applies what was told since the last time. Anything that doesn't fit is a failure.
-    const std::set<std::string>& Follow(const LumWatch& kWatch)
+    const std::set<std::string>& Follow(const LumWatch& watch)
     {
-        const std::vector<nlohmann::json> vecEvents = kWatch.Events();
+        const std::vector<nlohmann::json> vecEvents = watch.Events();
         for (; m_uApplied < vecEvents.size(); ++m_uApplied)
         {
             if (vecEvents[m_uApplied]["from"] == m_strSource)
@@ -28,28 +28,28 @@ public:
     }
 
 private:
-    void _Apply(const nlohmann::json& kEvent)
+    void _Apply(const nlohmann::json& event)
     {
-        const std::string strKind = kEvent["kind"];
-        const std::string strPath = kEvent["path"];
+        const std::string strKind = event["kind"];
+        const std::string strPath = event["path"];
         const std::string strParent = std::filesystem::path(strPath).parent_path().string();
         if (strKind == "added")
         {
-            EXPECT_TRUE(strParent.empty() || m_setPaths.contains(strParent)) << kEvent;
-            EXPECT_TRUE(m_setPaths.insert(strPath).second) << kEvent;
+            EXPECT_TRUE(strParent.empty() || m_setPaths.contains(strParent)) << event;
+            EXPECT_TRUE(m_setPaths.insert(strPath).second) << event;
         }
         else if (strKind == "removed")
         {
-            EXPECT_EQ(m_setPaths.erase(strPath), 1u) << kEvent;
+            EXPECT_EQ(m_setPaths.erase(strPath), 1u) << event;
         }
         else if (strKind == "renamed")
         {
-            EXPECT_TRUE(m_setPaths.contains(strPath)) << kEvent;
-            _Rename(strPath, (std::filesystem::path(strParent) / kEvent["new_name"].get<std::string>()).string());
+            EXPECT_TRUE(m_setPaths.contains(strPath)) << event;
+            _Rename(strPath, (std::filesystem::path(strParent) / event["new_name"].get<std::string>()).string());
         }
         else
         {
-            EXPECT_TRUE(m_setPaths.contains(strPath)) << kEvent;
+            EXPECT_TRUE(m_setPaths.contains(strPath)) << event;
         }
     }
 
@@ -75,16 +75,16 @@ class NoFilesLeft
 public:
     explicit NoFilesLeft(uint32_t uProcessId) : m_nProcess(static_cast<pid_t>(uProcessId))
     {
-        EXPECT_EQ(prlimit(m_nProcess, RLIMIT_NOFILE, nullptr, &m_kBefore), 0);
-        rlimit kNone = m_kBefore;
+        EXPECT_EQ(prlimit(m_nProcess, RLIMIT_NOFILE, nullptr, &m_before), 0);
+        rlimit kNone = m_before;
         kNone.rlim_cur = 4;
         EXPECT_EQ(prlimit(m_nProcess, RLIMIT_NOFILE, &kNone, nullptr), 0);
     }
-    ~NoFilesLeft() { EXPECT_EQ(prlimit(m_nProcess, RLIMIT_NOFILE, &m_kBefore, nullptr), 0); }
+    ~NoFilesLeft() { EXPECT_EQ(prlimit(m_nProcess, RLIMIT_NOFILE, &m_before, nullptr), 0); }
     NoFilesLeft(const NoFilesLeft&) = delete;
     NoFilesLeft& operator=(const NoFilesLeft&) = delete;
 
 private:
     pid_t m_nProcess;
-    rlimit m_kBefore = {};
+    rlimit m_before = {};
 };

@@ -51,11 +51,11 @@ public:
             *pstrReason = "can't be listed: for a test";
             return false;
         }
-        for (const auto& [strPath, kEntry] : mapEntries)
+        for (const auto& [strPath, entry] : mapEntries)
         {
             if (lum::ParentPath(strPath) == strFolder)
             {
-                pvecEntries->push_back(kEntry);
+                pvecEntries->push_back(entry);
             }
         }
         return true;
@@ -63,28 +63,28 @@ public:
 
     void Add(const VOWString& strPath, bool bFolder)
     {
-        IndexEntry kEntry;
-        kEntry.strName = lum::LastPart(strPath);
-        kEntry.bFolder = bFolder;
-        kEntry.nWriteTime = ++nTime;
-        kEntry.uWriteFraction = 1;
-        mapEntries[strPath] = kEntry;
+        IndexEntry entry;
+        entry.strName = lum::LastPart(strPath);
+        entry.bFolder = bFolder;
+        entry.nWriteTime = ++nTime;
+        entry.uWriteFraction = 1;
+        mapEntries[strPath] = entry;
     }
 
     void Remove(const VOWString& strPath)
     {
         std::erase_if(mapEntries,
-                      [&](const auto& kOne) { return kOne.first == strPath || lum::LiesIn(kOne.first, strPath); });
+                      [&](const auto& one) { return one.first == strPath || lum::LiesIn(one.first, strPath); });
     }
 
     void Move(const VOWString& strFrom, const VOWString& strTo)
     {
         std::map<VOWString, IndexEntry> mapMoved;
-        for (const auto& [strPath, kEntry] : mapEntries)
+        for (const auto& [strPath, entry] : mapEntries)
         {
             if (strPath == strFrom || lum::LiesIn(strPath, strFrom))
             {
-                mapMoved[strTo + strPath.substr(strFrom.size())] = kEntry;
+                mapMoved[strTo + strPath.substr(strFrom.size())] = entry;
             }
         }
         Remove(strFrom);
@@ -102,9 +102,9 @@ public:
     Paths All() const
     {
         Paths setPaths;
-        for (const auto& [strPath, kEntry] : mapEntries)
+        for (const auto& [strPath, entry] : mapEntries)
         {
-            setPaths.insert(Shown(strPath) + (kEntry.bFolder ? "/" : ""));
+            setPaths.insert(Shown(strPath) + (entry.bFolder ? "/" : ""));
         }
         return setPaths;
     }
@@ -118,12 +118,12 @@ public:
 class ReadImage
 {
 public:
-    explicit ReadImage(lum::SourceIndex* pkIndex) : ReadImage(pkIndex->MakeImage()) {}
+    explicit ReadImage(lum::SourceIndex* pIndex) : ReadImage(pIndex->MakeImage()) {}
 
     // Takes the image over.
-    explicit ReadImage(VOTSAssetNodeContainer::ContainerAlloc* pkImage) : m_pkImage(pkImage, &free)
+    explicit ReadImage(VOTSAssetNodeContainer::ContainerAlloc* pImage) : m_pImage(pImage, &free)
     {
-        EXPECT_EQ(1, m_kReader.SetAlloc(m_pkImage.get(), 0));
+        EXPECT_EQ(1, m_reader.SetAlloc(m_pImage.get(), 0));
     }
 
     // Every path by walking down the tree; folders with a slash behind.
@@ -137,17 +137,17 @@ public:
     // The id under a path as a reader looks it up: the plain key, and where that is another node's, the exact one.
     unsigned Find(const VOWString& strPath) const
     {
-        LUMTrayService::structAssetNode kNode;
-        if (m_kReader.FindAssetNode(strPath.c_str(), kNode) == 0)
+        LUMTrayService::structAssetNode node;
+        if (m_reader.FindAssetNode(strPath.c_str(), node) == 0)
         {
             return kNone;
         }
-        if (_PathOf(kNode) != strPath &&
-            (m_kReader.FindAssetNode(lum::ExactCaseForm(strPath).c_str(), kNode) == 0 || _PathOf(kNode) != strPath))
+        if (_PathOf(node) != strPath &&
+            (m_reader.FindAssetNode(lum::ExactCaseForm(strPath).c_str(), node) == 0 || _PathOf(node) != strPath))
         {
             return kNone;
         }
-        return kNode.nAssetID;
+        return node.nAssetID;
     }
 
     // Every walked path is found, and leads to the node that the walk came by.
@@ -158,67 +158,67 @@ public:
 private:
     VOWString _Text(void* hText) const
     {
-        return hText == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(m_kReader.GetString(hText));
+        return hText == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(m_reader.GetString(hText));
     }
 
-    VOWString _NameOf(const LUMTrayService::structAssetNode& kNode) const
+    VOWString _NameOf(const LUMTrayService::structAssetNode& node) const
     {
-        const VOWString strExtension = _Text(kNode.hStrExtension);
-        return _Text(kNode.hStrBaseName) + (strExtension.empty() ? VOWString() : VOTEXT(".") + strExtension);
+        const VOWString strExtension = _Text(node.hStrExtension);
+        return _Text(node.hStrBaseName) + (strExtension.empty() ? VOWString() : VOTEXT(".") + strExtension);
     }
 
-    VOWString _PathOf(const LUMTrayService::structAssetNode& kNode) const
+    VOWString _PathOf(const LUMTrayService::structAssetNode& node) const
     {
-        return lum::JoinPath(_Text(kNode.hStrComponent), _NameOf(kNode));
+        return lum::JoinPath(_Text(node.hStrComponent), _NameOf(node));
     }
 
     void _Walk(unsigned uFolder, const VOWString& strFolder, Paths* psetPaths) const
     {
-        LUMTrayService::structAssetNode kFolder;
+        LUMTrayService::structAssetNode folder;
         std::vector<unsigned> vecChildren;
-        EXPECT_EQ(1, m_kReader.GetAssetNode(uFolder, kFolder));
-        for (const unsigned uInfo : {kFolder.nChildFileInfo, kFolder.nChildFolderInfo})
+        EXPECT_EQ(1, m_reader.GetAssetNode(uFolder, folder));
+        for (const unsigned uInfo : {folder.nChildFileInfo, folder.nChildFolderInfo})
         {
             if (uInfo != kNone)
             {
-                m_kReader.GetInfoNumberList(uInfo, vecChildren);
+                m_reader.GetInfoNumberList(uInfo, vecChildren);
             }
         }
         for (const unsigned uChild : vecChildren)
         {
-            LUMTrayService::structAssetNode kChild;
-            EXPECT_EQ(1, m_kReader.GetAssetNode(uChild, kChild));
-            const VOWString strPath = lum::JoinPath(strFolder, _NameOf(kChild));
-            EXPECT_EQ(strPath, _PathOf(kChild));
-            EXPECT_EQ(uFolder, kChild.nParentID);
+            LUMTrayService::structAssetNode child;
+            EXPECT_EQ(1, m_reader.GetAssetNode(uChild, child));
+            const VOWString strPath = lum::JoinPath(strFolder, _NameOf(child));
+            EXPECT_EQ(strPath, _PathOf(child));
+            EXPECT_EQ(uFolder, child.nParentID);
             if (psetPaths == nullptr)
             {
                 EXPECT_EQ(uChild, Find(strPath)) << Shown(strPath);
             }
             else
             {
-                EXPECT_TRUE(psetPaths->insert(Shown(strPath) + (kChild.bFolder != 0 ? "/" : "")).second);
+                EXPECT_TRUE(psetPaths->insert(Shown(strPath) + (child.bFolder != 0 ? "/" : "")).second);
             }
-            if (kChild.bFolder != 0)
+            if (child.bFolder != 0)
             {
                 _Walk(uChild, strPath, psetPaths);
             }
         }
     }
 
-    std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, void (*)(void*)> m_pkImage;
-    VOTSAssetNodeContainer m_kReader{LUMTrayService::AR_Customer, nullptr, nullptr};
+    std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, void (*)(void*)> m_pImage;
+    VOTSAssetNodeContainer m_reader{LUMTrayService::AR_Customer, nullptr, nullptr};
 };
 
 // What the changes make of a set of paths. One that doesn't fit is a failure.
-inline void Apply(const Changes& kChanges, Paths* psetPaths)
+inline void Apply(const Changes& changes, Paths* psetPaths)
 {
-    for (const Change& kChange : kChanges)
+    for (const Change& change : changes)
     {
-        const std::string strSlash = kChange.bFolder ? "/" : "";
-        const std::string strPath = Shown(kChange.strPath) + strSlash;
-        const std::string strParent = Shown(lum::ParentPath(kChange.strPath));
-        switch (kChange.eKind)
+        const std::string strSlash = change.bFolder ? "/" : "";
+        const std::string strPath = Shown(change.strPath) + strSlash;
+        const std::string strParent = Shown(lum::ParentPath(change.strPath));
+        switch (change.eKind)
         {
             case ChangeKind::Added:
                 EXPECT_TRUE(strParent.empty() || psetPaths->contains(strParent + "/")) << strPath;
@@ -230,12 +230,12 @@ inline void Apply(const Changes& kChanges, Paths* psetPaths)
             case ChangeKind::Renamed:
             {
                 const std::string strNew =
-                    (strParent.empty() ? "" : strParent + "/") + Shown(kChange.strNewName) + strSlash;
+                    (strParent.empty() ? "" : strParent + "/") + Shown(change.strNewName) + strSlash;
                 Paths setMoved;
                 EXPECT_TRUE(psetPaths->contains(strPath)) << strPath;
                 for (const std::string& strOne : *psetPaths)
                 {
-                    const bool bMoves = strOne == strPath || (kChange.bFolder && strOne.starts_with(strPath));
+                    const bool bMoves = strOne == strPath || (change.bFolder && strOne.starts_with(strPath));
                     EXPECT_TRUE(setMoved.insert(bMoves ? strNew + strOne.substr(strPath.size()) : strOne).second);
                 }
                 psetPaths->swap(setMoved);

@@ -27,12 +27,12 @@ using namespace livetest;
 class FollowedFolder
 {
 public:
-    FollowedFolder() { m_kSpec = {LUMTrayService::AF_SOURCE, {m_kFolder.Path().string()}}; }
+    FollowedFolder() { m_spec = {LUMTrayService::AF_SOURCE, {m_folder.Path().string()}}; }
 
     bool Open()
     {
-        m_pkSource = std::make_unique<lum::LiveSource>(m_kSpec, m_vecTypes, &m_kSignal);
-        const bool bOpened = m_pkSource->Open(true, &strError);
+        m_pSource = std::make_unique<lum::LiveSource>(m_spec, m_vecTypes, &m_signal);
+        const bool bOpened = m_pSource->Open(true, &strError);
         setTold = bOpened ? Indexed() : Paths();
         return bOpened;
     }
@@ -46,7 +46,7 @@ public:
             nTry == 0 ? Write("probe") : static_cast<void>(fs::remove(Path() / "probe"));
             bWatched = FollowUntilRight();
         }
-        for (int i = 0; i < 600 && m_pkSource->Status().ullDoubts == 0; ++i)
+        for (int i = 0; i < 600 && m_pSource->Status().ullDoubts == 0; ++i)
         {
             Follow(50ms);
         }
@@ -57,27 +57,27 @@ public:
 
     void Write(const std::string& strPath, const std::string& strText = "x") const
     {
-        fs::create_directories((m_kFolder.Path() / strPath).parent_path());
-        std::ofstream(m_kFolder.Path() / strPath) << strText;
+        fs::create_directories((m_folder.Path() / strPath).parent_path());
+        std::ofstream(m_folder.Path() / strPath) << strText;
     }
 
-    const fs::path& Path() const { return m_kFolder.Path(); }
+    const fs::path& Path() const { return m_folder.Path(); }
 
     // Works for so long, as a server would.
-    void Follow(std::chrono::milliseconds kTime)
+    void Follow(std::chrono::milliseconds time)
     {
-        const auto kEnd = lum::LiveClock::now() + kTime;
+        const auto kEnd = lum::LiveClock::now() + time;
         do
         {
-            Changes kChanges;
-            EXPECT_TRUE(m_pkSource->Work(lum::LiveClock::now(), &kChanges, &strError)) << strError;
-            Apply(kChanges, &setTold);
-            for (const Change& kChange : kChanges)
+            Changes changes;
+            EXPECT_TRUE(m_pSource->Work(lum::LiveClock::now(), &changes, &strError)) << strError;
+            Apply(changes, &setTold);
+            for (const Change& change : changes)
             {
-                uRemoved += kChange.eKind == ChangeKind::Removed ? 1 : 0;
-                uAdded += kChange.eKind == ChangeKind::Added ? 1 : 0;
+                uRemoved += change.eKind == ChangeKind::Removed ? 1 : 0;
+                uAdded += change.eKind == ChangeKind::Added ? 1 : 0;
             }
-            m_kSignal.WaitFor(20ms);
+            m_signal.WaitFor(20ms);
         } while (lum::LiveClock::now() < kEnd);
     }
 
@@ -93,14 +93,14 @@ public:
 
     Paths Indexed()
     {
-        lum::SourceImage kImage;
-        EXPECT_TRUE(m_pkSource->MakeImage(&kImage, &strError)) << strError;
+        lum::SourceImage image;
+        EXPECT_TRUE(m_pSource->MakeImage(&image, &strError)) << strError;
         unsigned char* pbImage = nullptr;
         unsigned uSize = 0;
-        EXPECT_EQ(1, VODeCompressBuffer_lzo1x(&pbImage, &uSize, kImage.vecBlock.data()));
-        const ReadImage kRead(reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage));
-        kRead.CheckEveryPathIsFound();
-        return kRead.Walked();
+        EXPECT_EQ(1, VODeCompressBuffer_lzo1x(&pbImage, &uSize, image.vecBlock.data()));
+        const ReadImage read(reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage));
+        read.CheckEveryPathIsFound();
+        return read.Walked();
     }
 
     // What was told and isn't there, and what is there and wasn't told, a line each; and what is known of the
@@ -117,26 +117,26 @@ public:
             strResult += (setDisk.contains(strPath) ? "not told: " : "not there: ") + strPath + "\n";
         }
         size_t uUnwatched = 0;
-        VOSystemError kError;
-        VOCountUnwatchedDirectories(m_kFolder.Text(), &uUnwatched, &kError);
-        const lum::SourceStatus& rkStatus = Status();
-        return strResult + "hints " + std::to_string(rkStatus.ullHints) + ", comparisons " +
-               std::to_string(rkStatus.ullDoubts) + ", polled " + std::to_string(rkStatus.ullPolledRoots) +
-               ", unread " + std::to_string(rkStatus.ullUnread) + ", unwatched " + std::to_string(uUnwatched);
+        VOSystemError error;
+        VOCountUnwatchedDirectories(m_folder.Text(), &uUnwatched, &error);
+        const lum::SourceStatus& status = Status();
+        return strResult + "hints " + std::to_string(status.ullHints) + ", comparisons " +
+               std::to_string(status.ullDoubts) + ", polled " + std::to_string(status.ullPolledRoots) + ", unread " +
+               std::to_string(status.ullUnread) + ", unwatched " + std::to_string(uUnwatched);
     }
 
     Paths OnDisk() const
     {
         Paths setPaths;
-        for (const auto& kEntry : fs::recursive_directory_iterator(m_kFolder.Path()))
+        for (const auto& entry : fs::recursive_directory_iterator(m_folder.Path()))
         {
-            setPaths.insert(kEntry.path().lexically_relative(m_kFolder.Path()).generic_string() +
-                            (kEntry.is_directory() ? "/" : ""));
+            setPaths.insert(entry.path().lexically_relative(m_folder.Path()).generic_string() +
+                            (entry.is_directory() ? "/" : ""));
         }
         return setPaths;
     }
 
-    const lum::SourceStatus& Status() const { return m_pkSource->Status(); }
+    const lum::SourceStatus& Status() const { return m_pSource->Status(); }
 
     std::string strError;
     Paths setTold;
@@ -144,11 +144,11 @@ public:
     unsigned uAdded = 0;
 
 private:
-    votest::TemporaryFolder m_kFolder;
-    lum::SourceSpec m_kSpec;
+    votest::TemporaryFolder m_folder;
+    lum::SourceSpec m_spec;
     std::vector<lum::ClassifyType> m_vecTypes;
-    lum::HintSignal m_kSignal;
-    std::unique_ptr<lum::LiveSource> m_pkSource;
+    lum::HintSignal m_signal;
+    std::unique_ptr<lum::LiveSource> m_pSource;
 };
 
 class LiveSourceFaults : public testing::Test
@@ -169,28 +169,28 @@ TEST_F(LiveSourceFaults, WhileNothingCanBeListedNothingIsToldAndAfterwardsAllIs)
     for (const char* pszCall : {"directory.open", "directory.read"})
     {
         SCOPED_TRACE(pszCall);
-        FollowedFolder kFollowed;
+        FollowedFolder followed;
         for (int i = 0; i < 100; ++i)
         {
-            kFollowed.Write("d" + std::to_string(i % 10) + "/" + std::to_string(i));
+            followed.Write("d" + std::to_string(i % 10) + "/" + std::to_string(i));
         }
-        ASSERT_TRUE(kFollowed.OpenWatched()) << kFollowed.strError;
-        const Paths setBefore = kFollowed.setTold;
+        ASSERT_TRUE(followed.OpenWatched()) << followed.strError;
+        const Paths setBefore = followed.setTold;
         testing::internal::CaptureStderr();
         VOFaultArm(pszCall, 1, true);
-        kFollowed.Write("new");
-        kFollowed.Write("d1/new");
-        fs::remove(kFollowed.Path() / "d2/2");
-        kFollowed.Follow(1000ms);
-        EXPECT_EQ(setBefore, kFollowed.setTold);
-        EXPECT_EQ(setBefore, kFollowed.Indexed());
-        EXPECT_NE(0u, kFollowed.Status().ullUnread);
+        followed.Write("new");
+        followed.Write("d1/new");
+        fs::remove(followed.Path() / "d2/2");
+        followed.Follow(1000ms);
+        EXPECT_EQ(setBefore, followed.setTold);
+        EXPECT_EQ(setBefore, followed.Indexed());
+        EXPECT_NE(0u, followed.Status().ullUnread);
         VOFaultDisarm();
-        EXPECT_TRUE(kFollowed.FollowUntilRight());
-        EXPECT_EQ(1u, kFollowed.uRemoved);
-        EXPECT_EQ(2u, kFollowed.uAdded);
-        EXPECT_EQ(kFollowed.setTold, kFollowed.Indexed());
-        EXPECT_EQ(0u, kFollowed.Status().ullUnread);
+        EXPECT_TRUE(followed.FollowUntilRight());
+        EXPECT_EQ(1u, followed.uRemoved);
+        EXPECT_EQ(2u, followed.uAdded);
+        EXPECT_EQ(followed.setTold, followed.Indexed());
+        EXPECT_EQ(0u, followed.Status().ullUnread);
         const std::string strSaid = testing::internal::GetCapturedStderr();
         EXPECT_LE(std::count(strSaid.begin(), strSaid.end(), '\n'), 6) << strSaid;
         EXPECT_NE(std::string::npos, strSaid.find("it is tried again")) << strSaid;
@@ -199,21 +199,21 @@ TEST_F(LiveSourceFaults, WhileNothingCanBeListedNothingIsToldAndAfterwardsAllIs)
 
 TEST_F(LiveSourceFaults, WhileNothingCanBeLookedAtNothingIsToldAsChangedAndNoRootAsGone)
 {
-    FollowedFolder kFollowed;
-    kFollowed.Write("d/a");
-    kFollowed.Write("b");
-    ASSERT_TRUE(kFollowed.OpenWatched()) << kFollowed.strError;
-    const Paths setBefore = kFollowed.setTold;
+    FollowedFolder followed;
+    followed.Write("d/a");
+    followed.Write("b");
+    ASSERT_TRUE(followed.OpenWatched()) << followed.strError;
+    const Paths setBefore = followed.setTold;
     testing::internal::CaptureStderr();
     VOFaultArm("statx", 1, true);
-    kFollowed.Write("d/a", "longer");
-    kFollowed.Follow(1500ms);
-    EXPECT_EQ(setBefore, kFollowed.setTold);
+    followed.Write("d/a", "longer");
+    followed.Follow(1500ms);
+    EXPECT_EQ(setBefore, followed.setTold);
     EXPECT_NE(0u, VOFaultFired());
     VOFaultDisarm();
-    kFollowed.Write("d/c");
-    EXPECT_TRUE(kFollowed.FollowUntilRight(10s));
-    EXPECT_EQ(0u, kFollowed.uRemoved);
+    followed.Write("d/c");
+    EXPECT_TRUE(followed.FollowUntilRight(10s));
+    EXPECT_EQ(0u, followed.uRemoved);
     EXPECT_EQ(std::string::npos, testing::internal::GetCapturedStderr().find("gone"));
 }
 
@@ -223,28 +223,28 @@ TEST_F(LiveSourceFaults, WhicheverCallFailsOnceIndexDiskAndToldAgreeInTheEnd)
     const unsigned uPlaces = SoakTime(0s) < 60s ? 1 : 20;
     for (const char* pszCall : {"directory.open", "directory.read", "statx"})
     {
-        FollowedFolder kFollowed;
-        kFollowed.Write("d/a");
+        FollowedFolder followed;
+        followed.Write("d/a");
         testing::internal::CaptureStderr();
-        ASSERT_TRUE(kFollowed.OpenWatched()) << kFollowed.strError;
+        ASSERT_TRUE(followed.OpenWatched()) << followed.strError;
         for (unsigned uNth = 1; uNth <= uPlaces && !testing::Test::HasFailure(); ++uNth)
         {
             SCOPED_TRACE(testing::Message() << pszCall << " " << uNth);
             const std::string strRound = std::to_string(uNth);
-            kFollowed.Write("d/A" + strRound);
-            kFollowed.Write("D/s/b");
-            kFollowed.Write("gone/c");
-            EXPECT_TRUE(kFollowed.FollowUntilRight());
+            followed.Write("d/A" + strRound);
+            followed.Write("D/s/b");
+            followed.Write("gone/c");
+            EXPECT_TRUE(followed.FollowUntilRight());
             VOFaultArm(pszCall, uNth, false);
-            fs::remove(kFollowed.Path() / ("d/A" + strRound));
-            fs::rename(kFollowed.Path() / "D", kFollowed.Path() / ("e" + strRound));
-            fs::remove_all(kFollowed.Path() / "gone");
-            kFollowed.Write("n" + strRound + "/m/x");
-            kFollowed.Follow(100ms);
-            EXPECT_TRUE(kFollowed.FollowUntilRight());
+            fs::remove(followed.Path() / ("d/A" + strRound));
+            fs::rename(followed.Path() / "D", followed.Path() / ("e" + strRound));
+            fs::remove_all(followed.Path() / "gone");
+            followed.Write("n" + strRound + "/m/x");
+            followed.Follow(100ms);
+            EXPECT_TRUE(followed.FollowUntilRight());
             VOFaultDisarm();
-            EXPECT_EQ(kFollowed.OnDisk(), kFollowed.setTold);
-            EXPECT_EQ(kFollowed.setTold, kFollowed.Indexed());
+            EXPECT_EQ(followed.OnDisk(), followed.setTold);
+            EXPECT_EQ(followed.setTold, followed.Indexed());
         }
         testing::internal::GetCapturedStderr();
     }
@@ -258,10 +258,10 @@ TEST_F(LiveSourceFaults, AfterRandomChangesAndFailuresOfEveryCallIndexDiskAndTol
                                      "inotify.open",   "inotify.watch",  "inotify.overflow",
                                      "read",           "statfs",         "watcher.memory",
                                      "watcher.thread"};
-    std::mt19937 kRandom(20261122);
-    FollowedFolder kFollowed;
-    kFollowed.Write("d/a");
-    ASSERT_TRUE(kFollowed.OpenWatched()) << kFollowed.strError;
+    std::mt19937 random(20261122);
+    FollowedFolder followed;
+    followed.Write("d/a");
+    ASSERT_TRUE(followed.OpenWatched()) << followed.strError;
     unsigned uFired = 0;
     const auto kEnd = SoakClock::now() + SoakTime(4s);
     for (unsigned uPhase = 0; SoakClock::now() < kEnd && !testing::Test::HasFailure(); ++uPhase)
@@ -270,29 +270,29 @@ TEST_F(LiveSourceFaults, AfterRandomChangesAndFailuresOfEveryCallIndexDiskAndTol
         testing::internal::CaptureStderr();
         testing::internal::CaptureStdout();
         std::string strFailed;
-        const auto kPhaseEnd = SoakClock::now() + 1s;
+        const auto phaseEnd = SoakClock::now() + 1s;
         std::vector<std::thread> vecWriters;
         for (unsigned i = 1; i <= 2; ++i)
         {
-            vecWriters.emplace_back([&, i] { RandomWriter(kFollowed.Path(), 2 * uPhase + i).Run(kPhaseEnd); });
+            vecWriters.emplace_back([&, i] { RandomWriter(followed.Path(), 2 * uPhase + i).Run(phaseEnd); });
         }
-        while (SoakClock::now() < kPhaseEnd)
+        while (SoakClock::now() < phaseEnd)
         {
-            const char* const pszCall = apszCalls[kRandom() % std::size(apszCalls)];
-            VOFaultArm(pszCall, 1 + static_cast<unsigned>(kRandom() % 20), kRandom() % 3 == 0);
-            kFollowed.Follow(std::chrono::milliseconds(kRandom() % 300));
+            const char* const pszCall = apszCalls[random() % std::size(apszCalls)];
+            VOFaultArm(pszCall, 1 + static_cast<unsigned>(random() % 20), random() % 3 == 0);
+            followed.Follow(std::chrono::milliseconds(random() % 300));
             uFired += VOFaultFired();
             strFailed += VOFaultFired() != 0 ? std::string(" ") + pszCall : "";
             VOFaultDisarm();
         }
-        for (std::thread& rkWriter : vecWriters)
+        for (std::thread& writer : vecWriters)
         {
-            rkWriter.join();
+            writer.join();
         }
-        const bool bRight = kFollowed.FollowUntilRight();
+        const bool bRight = followed.FollowUntilRight();
         const std::string strSaid = testing::internal::GetCapturedStderr() + testing::internal::GetCapturedStdout();
-        EXPECT_TRUE(bRight) << "failed:" << strFailed << "\nsaid:\n" << strSaid << kFollowed.Differences();
-        EXPECT_EQ(kFollowed.setTold, kFollowed.Indexed());
+        EXPECT_TRUE(bRight) << "failed:" << strFailed << "\nsaid:\n" << strSaid << followed.Differences();
+        EXPECT_EQ(followed.setTold, followed.Indexed());
     }
     EXPECT_NE(0u, uFired);
 }
@@ -300,16 +300,16 @@ TEST_F(LiveSourceFaults, AfterRandomChangesAndFailuresOfEveryCallIndexDiskAndTol
 // The audit would find it as well, but only a minute after its last round.
 TEST_F(LiveSourceFaults, ALossOfTheSystemsIsFollowedByAComparisonOfEverything)
 {
-    FollowedFolder kFollowed;
-    kFollowed.Write("d/a");
-    ASSERT_TRUE(kFollowed.OpenWatched()) << kFollowed.strError;
-    kFollowed.Follow(3000ms);  // nothing is looked at again after this
+    FollowedFolder followed;
+    followed.Write("d/a");
+    ASSERT_TRUE(followed.OpenWatched()) << followed.strError;
+    followed.Follow(3000ms);  // nothing is looked at again after this
     VOFaultArm("inotify.overflow", 1, false);
-    kFollowed.Write("d/new");
-    EXPECT_TRUE(kFollowed.FollowUntilRight()) << kFollowed.Differences();
+    followed.Write("d/new");
+    EXPECT_TRUE(followed.FollowUntilRight()) << followed.Differences();
     EXPECT_EQ(1u, VOFaultFired());
     VOFaultDisarm();
-    EXPECT_EQ(Paths({"d/", "d/a", "d/new"}), kFollowed.setTold);
+    EXPECT_EQ(Paths({"d/", "d/a", "d/new"}), followed.setTold);
 }
 
 TEST_F(LiveSourceFaults, AWatchThatCantBeginAnewAfterALossIsTriedAgain)
@@ -317,13 +317,13 @@ TEST_F(LiveSourceFaults, AWatchThatCantBeginAnewAfterALossIsTriedAgain)
     for (const char* pszCall : {"inotify.open", "directory.open"})
     {
         SCOPED_TRACE(pszCall);
-        FollowedFolder kFollowed;
-        kFollowed.Write("d/a");
-        ASSERT_TRUE(kFollowed.OpenWatched()) << kFollowed.strError;
-        kFollowed.Follow(3000ms);  // nothing is looked at again after this
+        FollowedFolder followed;
+        followed.Write("d/a");
+        ASSERT_TRUE(followed.OpenWatched()) << followed.strError;
+        followed.Follow(3000ms);  // nothing is looked at again after this
         testing::internal::CaptureStderr();
         VOFaultArm("watcher.memory", 1, false);
-        kFollowed.Write("d/b");
+        followed.Write("d/b");
         for (int i = 0; i < 1000 && VOFaultFired() == 0; ++i)
         {
             std::this_thread::sleep_for(1ms);
@@ -332,42 +332,42 @@ TEST_F(LiveSourceFaults, AWatchThatCantBeginAnewAfterALossIsTriedAgain)
         std::this_thread::sleep_for(300ms);
         EXPECT_NE(0u, VOFaultFired());
         VOFaultDisarm();
-        EXPECT_TRUE(kFollowed.FollowUntilRight()) << kFollowed.Differences();
-        kFollowed.Follow(3000ms);
-        kFollowed.Write("d/c");
-        EXPECT_TRUE(kFollowed.FollowUntilRight(10s)) << kFollowed.Differences();
+        EXPECT_TRUE(followed.FollowUntilRight()) << followed.Differences();
+        followed.Follow(3000ms);
+        followed.Write("d/c");
+        EXPECT_TRUE(followed.FollowUntilRight(10s)) << followed.Differences();
         testing::internal::GetCapturedStderr();
     }
 }
 
 TEST_F(LiveSourceFaults, WhatChangesBeforeAMonitorHasBegunIsFoundWhenItHas)
 {
-    FollowedFolder kFollowed;
-    kFollowed.Write("d/a");
+    FollowedFolder followed;
+    followed.Write("d/a");
     VOFaultArm("ReadDirectoryChangesW", 1, true);
-    ASSERT_TRUE(kFollowed.Open()) << kFollowed.strError;
-    kFollowed.Follow(2500ms);
-    kFollowed.Write("d/new");
-    kFollowed.Follow(2500ms);
-    EXPECT_EQ(Paths({"d/", "d/a"}), kFollowed.setTold);
+    ASSERT_TRUE(followed.Open()) << followed.strError;
+    followed.Follow(2500ms);
+    followed.Write("d/new");
+    followed.Follow(2500ms);
+    EXPECT_EQ(Paths({"d/", "d/a"}), followed.setTold);
     VOFaultDisarm();
-    EXPECT_TRUE(kFollowed.FollowUntilRight()) << kFollowed.Differences();
-    EXPECT_EQ(Paths({"d/", "d/a", "d/new"}), kFollowed.setTold);
+    EXPECT_TRUE(followed.FollowUntilRight()) << followed.Differences();
+    EXPECT_EQ(Paths({"d/", "d/a", "d/new"}), followed.setTold);
 }
 
 TEST_F(LiveSourceFaults, AFirstScanNamesAFolderThatCantBeListedAndFillsItLater)
 {
-    FollowedFolder kFollowed;
-    kFollowed.Write("d/a");
+    FollowedFolder followed;
+    followed.Write("d/a");
     testing::internal::CaptureStderr();
     // The root is listed to see that it is one, looked at by its monitor, and scanned.
     unsigned uNth = 1;
     for (; uNth < 20; ++uNth)
     {
         VOFaultArm("directory.read", uNth, false);
-        const bool bOpened = kFollowed.Open();
+        const bool bOpened = followed.Open();
         VOFaultDisarm();
-        if (bOpened && kFollowed.Status().ullUnread == 1)
+        if (bOpened && followed.Status().ullUnread == 1)
         {
             break;
         }
@@ -375,48 +375,48 @@ TEST_F(LiveSourceFaults, AFirstScanNamesAFolderThatCantBeListedAndFillsItLater)
     ASSERT_LT(uNth, 20u);
     const std::string strSaid = testing::internal::GetCapturedStderr();
     EXPECT_NE(std::string::npos, strSaid.find("lum: source: not indexed: d: can't be listed: ")) << strSaid;
-    EXPECT_EQ(Paths{"d/"}, kFollowed.setTold);
-    EXPECT_TRUE(kFollowed.FollowUntilRight());
-    EXPECT_EQ((Paths{"d/", "d/a"}), kFollowed.setTold);
+    EXPECT_EQ(Paths{"d/"}, followed.setTold);
+    EXPECT_TRUE(followed.FollowUntilRight());
+    EXPECT_EQ((Paths{"d/", "d/a"}), followed.setTold);
 }
 
 TEST_F(LiveSourceFaults, ARootThatCantBeListedAtFirstIsAnErrorOfOneSentence)
 {
-    FollowedFolder kFollowed;
+    FollowedFolder followed;
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
     VOFaultArm("directory.open", 1, true);
-    EXPECT_FALSE(kFollowed.Open());
+    EXPECT_FALSE(followed.Open());
     VOFaultDisarm();
     EXPECT_EQ("", testing::internal::GetCapturedStdout());
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
-    EXPECT_TRUE(kFollowed.strError.ends_with("can't be listed: Too many open files")) << kFollowed.strError;
+    EXPECT_TRUE(followed.strError.ends_with("can't be listed: Too many open files")) << followed.strError;
 }
 
 // A destructor that waits for what was never there would not end.
 TEST_F(LiveSourceFaults, ARootWhoseMonitorDidntStartIsPolledAndWatchedAsSoonAsItCanBe)
 {
-    FollowedFolder kFolder;
-    kFolder.Write("file");
+    FollowedFolder folder;
+    folder.Write("file");
     VOFaultArm("CreateFileW", 1, false);
-    EXPECT_TRUE(kFolder.Open()) << kFolder.strError;
+    EXPECT_TRUE(folder.Open()) << folder.strError;
     VOFaultDisarm();
-    EXPECT_EQ(1u, kFolder.Status().ullPolledRoots);
-    for (int i = 0; i < 200 && kFolder.Status().ullPolledRoots != 0; ++i)
+    EXPECT_EQ(1u, folder.Status().ullPolledRoots);
+    for (int i = 0; i < 200 && folder.Status().ullPolledRoots != 0; ++i)
     {
-        kFolder.Follow(50ms);
+        folder.Follow(50ms);
     }
-    EXPECT_EQ(0u, kFolder.Status().ullPolledRoots);
-    kFolder.Write("later");
-    EXPECT_TRUE(kFolder.FollowUntilRight());
-    EXPECT_EQ(0u, kFolder.uRemoved);
+    EXPECT_EQ(0u, folder.Status().ullPolledRoots);
+    folder.Write("later");
+    EXPECT_TRUE(folder.FollowUntilRight());
+    EXPECT_EQ(0u, folder.uRemoved);
 }
 
 TEST(RootWatchFaults, AWatchWhoseMonitorHasNoDispatcherIsLetGoOf)
 {
-    const votest::TemporaryFolder kFolder;
-    lum::HintSignal kSignal;
-    lum::HintPool kPool(&kSignal);
+    const votest::TemporaryFolder folder;
+    lum::HintSignal signal;
+    lum::HintPool pool(&signal);
     unsigned uThrown = 0;
     // The first allocations are the watch's own, and then the dispatcher's.
     for (unsigned uNth = 1; uNth <= 20; ++uNth)
@@ -425,7 +425,7 @@ TEST(RootWatchFaults, AWatchWhoseMonitorHasNoDispatcherIsLetGoOf)
         votest::NewFaults::Arm(uNth);
         try
         {
-            lum::RootWatch::Start(kFolder.Text(), &kPool, &strReason);
+            lum::RootWatch::Start(folder.Text(), &pool, &strReason);
         }
         catch (const std::bad_alloc&)
         {
@@ -438,20 +438,20 @@ TEST(RootWatchFaults, AWatchWhoseMonitorHasNoDispatcherIsLetGoOf)
 
 TEST_F(LiveSourceFaults, AMonitorThatCantBeMadeIsLetGoOfAndTheTreePolled)
 {
-    FollowedFolder kFollowed;
-    kFollowed.Write("a");
+    FollowedFolder followed;
+    followed.Write("a");
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
     for (const char* pszCall : {"CreateFileW", "CreateThread", "CreateEventW"})
     {
         VOFaultArm(pszCall, 1, false);
-        EXPECT_TRUE(kFollowed.Open()) << pszCall;
+        EXPECT_TRUE(followed.Open()) << pszCall;
         EXPECT_EQ(1u, VOFaultFired()) << pszCall;
-        EXPECT_EQ(1u, kFollowed.Status().ullPolledRoots) << pszCall;
+        EXPECT_EQ(1u, followed.Status().ullPolledRoots) << pszCall;
     }
     VOFaultDisarm();
-    kFollowed.Write("b");
-    EXPECT_TRUE(kFollowed.FollowUntilRight());
+    followed.Write("b");
+    EXPECT_TRUE(followed.FollowUntilRight());
     testing::internal::GetCapturedStdout();
     testing::internal::GetCapturedStderr();
 }

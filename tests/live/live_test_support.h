@@ -25,18 +25,18 @@ inline bool WaitUntil(const std::function<bool()>& Holds)
 class LumWatch
 {
 public:
-    explicit LumWatch(std::vector<std::string> vecArguments = {}) : m_kProcess(Arguments(std::move(vecArguments)))
+    explicit LumWatch(std::vector<std::string> vecArguments = {}) : m_process(Arguments(std::move(vecArguments)))
     {
         // Its threads look twice a second, and take no event from before their first look.
         std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     }
 
-    LumProcess& Process() { return m_kProcess; }
+    LumProcess& Process() { return m_process; }
 
     std::vector<nlohmann::json> Events() const
     {
         std::vector<nlohmann::json> vecEvents;
-        const std::string strOut = m_kProcess.Out();
+        const std::string strOut = m_process.Out();
         for (const std::string& strLine : LinesOf(strOut.substr(0, strOut.rfind('\n') + 1)))
         {
             vecEvents.push_back(nlohmann::json::parse(strLine, nullptr, false));
@@ -48,13 +48,13 @@ public:
     std::vector<std::string> Told() const
     {
         std::vector<std::string> vecTold;
-        for (const nlohmann::json& kEvent : Events())
+        for (const nlohmann::json& event : Events())
         {
-            std::string strTold = kEvent["kind"].get<std::string>() + " " + kEvent["path"].get<std::string>() +
-                                  (kEvent["folder"].get<bool>() ? "/" : "");
-            if (kEvent.contains("new_name"))
+            std::string strTold = event["kind"].get<std::string>() + " " + event["path"].get<std::string>() +
+                                  (event["folder"].get<bool>() ? "/" : "");
+            if (event.contains("new_name"))
             {
-                strTold += " " + kEvent["new_name"].get<std::string>();
+                strTold += " " + event["new_name"].get<std::string>();
             }
             vecTold.push_back(strTold);
         }
@@ -78,7 +78,7 @@ private:
         return vecArguments;
     }
 
-    LumProcess m_kProcess;
+    LumProcess m_process;
 };
 
 // Everything in the index, by path.
@@ -96,12 +96,12 @@ inline std::set<std::string> IndexedPaths()
 }
 
 // Everything on the disk below a directory, by path.
-inline std::set<std::string> PathsOnDisk(const std::filesystem::path& kRoot)
+inline std::set<std::string> PathsOnDisk(const std::filesystem::path& root)
 {
     std::set<std::string> setPaths;
-    for (const auto& kEntry : std::filesystem::recursive_directory_iterator(kRoot))
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root))
     {
-        setPaths.insert(kEntry.path().lexically_relative(kRoot).generic_string());
+        setPaths.insert(entry.path().lexically_relative(root).generic_string());
     }
     return setPaths;
 }

@@ -14,141 +14,141 @@
 typedef std::chrono::steady_clock SoakClock;
 
 // How long random changes go on: as the environment says, or so long.
-inline std::chrono::seconds SoakTime(std::chrono::seconds kUnlessSaid)
+inline std::chrono::seconds SoakTime(std::chrono::seconds unlessSaid)
 {
     const char* pszSeconds = getenv("VOBASE_SOAK_SECONDS");
-    return pszSeconds != nullptr ? std::chrono::seconds(atoi(pszSeconds)) : kUnlessSaid;
+    return pszSeconds != nullptr ? std::chrono::seconds(atoi(pszSeconds)) : unlessSaid;
 }
 
 // Several of these change one tree until the time is over.
 class RandomWriter
 {
 public:
-    RandomWriter(std::filesystem::path kRoot, unsigned uSeed) : m_kRoot(std::move(kRoot)), m_kRandom(uSeed) {}
+    RandomWriter(std::filesystem::path root, unsigned uSeed) : m_root(std::move(root)), m_random(uSeed) {}
 
     void Run(SoakClock::time_point kEnd)
     {
         while (SoakClock::now() < kEnd)
         {
             // Other writers take things away at any moment.
-            std::error_code kIgnored;
+            std::error_code ignored;
             _Collect();
-            _Step(kIgnored);
-            std::this_thread::sleep_for(std::chrono::microseconds(m_kRandom() % 4000));
+            _Step(ignored);
+            std::this_thread::sleep_for(std::chrono::microseconds(m_random() % 4000));
         }
     }
 
 private:
     void _Collect()
     {
-        m_vecFolders.assign(1, m_kRoot);
+        m_vecFolders.assign(1, m_root);
         m_vecFiles.clear();
-        std::error_code kEnds;
-        for (std::filesystem::recursive_directory_iterator it(m_kRoot, kEnds), itEnd; !kEnds && it != itEnd;
-             it.increment(kEnds))
+        std::error_code ends;
+        for (std::filesystem::recursive_directory_iterator it(m_root, ends), itEnd; !ends && it != itEnd;
+             it.increment(ends))
         {
-            std::error_code kGone;
-            (it->is_directory(kGone) ? m_vecFolders : m_vecFiles).push_back(it->path());
+            std::error_code gone;
+            (it->is_directory(gone) ? m_vecFolders : m_vecFiles).push_back(it->path());
         }
     }
 
-    const std::filesystem::path& _Folder() { return m_vecFolders[m_kRandom() % m_vecFolders.size()]; }
+    const std::filesystem::path& _Folder() { return m_vecFolders[m_random() % m_vecFolders.size()]; }
     std::filesystem::path _File()
     {
-        return m_vecFiles.empty() ? m_kRoot / "none" : m_vecFiles[m_kRandom() % m_vecFiles.size()];
+        return m_vecFiles.empty() ? m_root / "none" : m_vecFiles[m_random() % m_vecFiles.size()];
     }
     // Half of the names differ from another one in case alone.
-    std::string _Name() { return (m_kRandom() % 2 == 0 ? "n" : "N") + std::to_string(m_kRandom() % 40); }
+    std::string _Name() { return (m_random() % 2 == 0 ? "n" : "N") + std::to_string(m_random() % 40); }
 
     // The same name, in the other case.
-    static std::filesystem::path _Twin(const std::filesystem::path& kPath)
+    static std::filesystem::path _Twin(const std::filesystem::path& path)
     {
-        std::string strName = kPath.filename().string();
+        std::string strName = path.filename().string();
         for (char& rch : strName)
         {
             rch = static_cast<char>(rch >= 'a' && rch <= 'z'   ? rch - 'a' + 'A'
                                     : rch >= 'A' && rch <= 'Z' ? rch - 'A' + 'a'
                                                                : rch);
         }
-        return kPath.parent_path() / strName;
+        return path.parent_path() / strName;
     }
 
-    void _Step(std::error_code& rkIgnored)
+    void _Step(std::error_code& ignored)
     {
-        const std::filesystem::path kFile = _File();
-        const std::filesystem::path kFolder = _Folder();
-        const bool bInside = kFolder != m_kRoot;
-        switch (m_vecFiles.size() > 2000 ? 10 : m_kRandom() % 14)
+        const std::filesystem::path file = _File();
+        const std::filesystem::path folder = _Folder();
+        const bool bInside = folder != m_root;
+        switch (m_vecFiles.size() > 2000 ? 10 : m_random() % 14)
         {
             case 0:
             case 1:
             case 2:
-                _Write(kFolder / (_Name() + ".txt"), std::string(m_kRandom() % 50, 'x'));
+                _Write(folder / (_Name() + ".txt"), std::string(m_random() % 50, 'x'));
                 break;
             case 3:
-                _Write(kFile, std::string(m_kRandom() % 100, 'y'));
+                _Write(file, std::string(m_random() % 100, 'y'));
                 break;
             case 4:
-                std::filesystem::create_directory(kFolder / _Name(), rkIgnored);
+                std::filesystem::create_directory(folder / _Name(), ignored);
                 break;
             case 5:
-                std::filesystem::rename(kFile, kFile.parent_path() / (_Name() + ".fbx"), rkIgnored);
+                std::filesystem::rename(file, file.parent_path() / (_Name() + ".fbx"), ignored);
                 break;
             case 6:
-                std::filesystem::rename(kFile, kFolder / kFile.filename(), rkIgnored);
+                std::filesystem::rename(file, folder / file.filename(), ignored);
                 break;
             case 7:
                 if (bInside)
                 {
-                    std::filesystem::rename(kFolder, kFolder.parent_path() / ("r" + _Name()), rkIgnored);
+                    std::filesystem::rename(folder, folder.parent_path() / ("r" + _Name()), ignored);
                 }
                 break;
             case 8:
                 if (bInside)
                 {
-                    std::filesystem::rename(kFolder, _Folder() / kFolder.filename(), rkIgnored);
+                    std::filesystem::rename(folder, _Folder() / folder.filename(), ignored);
                 }
                 break;
             case 9:
-                _Write(kFile.string() + "~", "saved");
-                std::filesystem::rename(kFile.string() + "~", kFile, rkIgnored);
+                _Write(file.string() + "~", "saved");
+                std::filesystem::rename(file.string() + "~", file, ignored);
                 break;
             case 10:
-                if (bInside && m_kRandom() % 2 != 0)
+                if (bInside && m_random() % 2 != 0)
                 {
-                    std::filesystem::remove_all(kFolder, rkIgnored);
+                    std::filesystem::remove_all(folder, ignored);
                     break;
                 }
-                std::filesystem::remove(kFile, rkIgnored);
+                std::filesystem::remove(file, ignored);
                 break;
             case 11:
-                std::filesystem::rename(kFile, _Twin(kFile), rkIgnored);
+                std::filesystem::rename(file, _Twin(file), ignored);
                 break;
             case 12:
                 if (bInside)
                 {
-                    std::filesystem::rename(kFolder, _Twin(kFolder), rkIgnored);
+                    std::filesystem::rename(folder, _Twin(folder), ignored);
                 }
                 break;
             default:
             {
-                const std::filesystem::path kDeep = kFolder / _Name() / "deep" / "er";
-                std::filesystem::create_directories(kDeep, rkIgnored);
-                for (unsigned i = m_kRandom() % 20; i > 0; --i)
+                const std::filesystem::path deep = folder / _Name() / "deep" / "er";
+                std::filesystem::create_directories(deep, ignored);
+                for (unsigned i = m_random() % 20; i > 0; --i)
                 {
-                    _Write(kDeep / ("b" + std::to_string(i) + ".tga"), "b");
+                    _Write(deep / ("b" + std::to_string(i) + ".tga"), "b");
                 }
             }
         }
     }
 
-    static void _Write(const std::filesystem::path& kFile, const std::string& strText)
+    static void _Write(const std::filesystem::path& file, const std::string& strText)
     {
-        std::ofstream(kFile) << strText;
+        std::ofstream(file) << strText;
     }
 
-    std::filesystem::path m_kRoot;
-    std::mt19937 m_kRandom;
+    std::filesystem::path m_root;
+    std::mt19937 m_random;
     std::vector<std::filesystem::path> m_vecFolders;
     std::vector<std::filesystem::path> m_vecFiles;
 };

@@ -15,8 +15,8 @@ namespace
 class Disturber
 {
 public:
-    Disturber(fs::path kSource, fs::path kTarget, uint32_t uServer)
-        : m_kSource(std::move(kSource)), m_kTarget(std::move(kTarget)), m_uServer(uServer)
+    Disturber(fs::path source, fs::path target, uint32_t uServer)
+        : m_source(std::move(source)), m_target(std::move(target)), m_uServer(uServer)
     {
     }
 
@@ -24,24 +24,24 @@ public:
     {
         for (; SoakClock::now() < kEnd; ++m_uStep)
         {
-            const auto kMoment = std::chrono::milliseconds(100 + m_kRandom() % 1200);
+            const auto moment = std::chrono::milliseconds(100 + m_random() % 1200);
             if (m_uStep % 3 == 0)
             {
                 _RenameLarge();
             }
             else if (m_uStep % 3 == 1 && !votest::kNeedsDescriptors)
             {
-                const NoFilesLeft kLimit(m_uServer);
-                std::this_thread::sleep_for(kMoment);
+                const NoFilesLeft limit(m_uServer);
+                std::this_thread::sleep_for(moment);
             }
             else
             {
-                const fs::path kAway = m_kTarget.string() + " away";
-                fs::rename(m_kTarget, kAway);
-                std::this_thread::sleep_for(kMoment);
-                fs::rename(kAway, m_kTarget);
+                const fs::path away = m_target.string() + " away";
+                fs::rename(m_target, away);
+                std::this_thread::sleep_for(moment);
+                fs::rename(away, m_target);
             }
-            std::this_thread::sleep_for(kMoment);
+            std::this_thread::sleep_for(moment);
         }
     }
 
@@ -50,31 +50,31 @@ private:
     void _RenameLarge()
     {
         const char* const apszNames[] = {"large", "LARGE", "Other"};
-        std::error_code kIgnored;
+        std::error_code ignored;
         for (const char* pszName : apszNames)
         {
-            if (fs::exists(m_kSource / pszName, kIgnored))
+            if (fs::exists(m_source / pszName, ignored))
             {
-                fs::rename(m_kSource / pszName, m_kSource / apszNames[m_kRandom() % 3], kIgnored);
+                fs::rename(m_source / pszName, m_source / apszNames[m_random() % 3], ignored);
                 return;
             }
         }
     }
 
-    fs::path m_kSource;
-    fs::path m_kTarget;
+    fs::path m_source;
+    fs::path m_target;
     uint32_t m_uServer;
     unsigned m_uStep = 0;
-    std::mt19937 m_kRandom{7};
+    std::mt19937 m_random{7};
 };
 
 std::set<std::string> IndexedOf(const std::string& strSource)
 {
     std::set<std::string> setPaths;
-    const json kFound = json::parse(RunLum({"find", "--from", strSource, "--json"}).strOut, nullptr, false);
-    for (const json& kNode : kFound.is_discarded() ? json::array() : kFound["nodes"])
+    const json found = json::parse(RunLum({"find", "--from", strSource, "--json"}).strOut, nullptr, false);
+    for (const json& node : found.is_discarded() ? json::array() : found["nodes"])
     {
-        setPaths.insert(kNode["path"].get<std::string>());
+        setPaths.insert(node["path"].get<std::string>());
     }
     return setPaths;
 }
@@ -93,65 +93,65 @@ std::string Difference(const std::set<std::string>& setFirst, const std::set<std
 
 TEST(LumLive, AfterManyRandomChangesIndexAndDiskAgreeAndTheEventsExplainEveryDifference)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     for (int i = 0; i < 200; ++i)
     {
-        kFolder.Write(
+        folder.Write(
             "source/d" + std::to_string(i % 10) + "/s" + std::to_string(i % 4) + "/f" + std::to_string(i) + ".png",
             std::string(static_cast<size_t>(i), 'x'));
-        kFolder.Write("target/t" + std::to_string(i % 10) + "/T" + std::to_string(i), "x");
+        folder.Write("target/t" + std::to_string(i % 10) + "/T" + std::to_string(i), "x");
     }
-    LumServe kServe({"--source", kFolder.Name("source"), "--target", kFolder.Name("target")}, LumServe::Mode::Follow);
-    ASSERT_TRUE(kServe.Publishes());
-    LumWatch kWatch;
-    Replay kReplay(IndexedOf("source"));
-    Replay kTargetReplay(IndexedOf("target"), "target");
+    LumServe serve({"--source", folder.Name("source"), "--target", folder.Name("target")}, LumServe::Mode::Follow);
+    ASSERT_TRUE(serve.Publishes());
+    LumWatch watch;
+    Replay replay(IndexedOf("source"));
+    Replay targetReplay(IndexedOf("target"), "target");
     const auto kEnd = SoakClock::now() + SoakTime(60s);
     for (unsigned uPhase = 0; SoakClock::now() < kEnd && !testing::Test::HasFailure(); ++uPhase)
     {
         for (int i = 0; i < 2000; ++i)
         {
-            kFolder.Write("source/large/l" + std::to_string(i % 20) + "/" + std::to_string(i), "x");
+            folder.Write("source/large/l" + std::to_string(i % 20) + "/" + std::to_string(i), "x");
         }
-        const auto kPhaseEnd = std::min(kEnd, SoakClock::now() + std::chrono::seconds(15));
+        const auto phaseEnd = std::min(kEnd, SoakClock::now() + std::chrono::seconds(15));
         std::vector<std::thread> vecThreads;
         for (unsigned uSeed = 1; uSeed <= 4; ++uSeed)
         {
             vecThreads.emplace_back([&, uSeed]
-                                    { RandomWriter(kFolder.Path() / "source", 4 * uPhase + uSeed).Run(kPhaseEnd); });
+                                    { RandomWriter(folder.Path() / "source", 4 * uPhase + uSeed).Run(phaseEnd); });
         }
-        Disturber(kFolder.Path() / "source", kFolder.Path() / "target", kServe.Process().ProcessId()).Run(kPhaseEnd);
-        for (std::thread& rkThread : vecThreads)
+        Disturber(folder.Path() / "source", folder.Path() / "target", serve.Process().ProcessId()).Run(phaseEnd);
+        for (std::thread& thread : vecThreads)
         {
-            rkThread.join();
+            thread.join();
         }
-        const std::set<std::string> setDisk = PathsOnDisk(kFolder.Path() / "source");
-        const std::set<std::string> setTarget = PathsOnDisk(kFolder.Path() / "target");
+        const std::set<std::string> setDisk = PathsOnDisk(folder.Path() / "source");
+        const std::set<std::string> setTarget = PathsOnDisk(folder.Path() / "target");
         EXPECT_TRUE(WaitUntil([&] { return IndexedOf("source") == setDisk; }))
             << Difference(IndexedOf("source"), setDisk);
         EXPECT_TRUE(WaitUntil([&] { return IndexedOf("target") == setTarget; }));
-        EXPECT_TRUE(WaitUntil([&] { return kReplay.Follow(kWatch) == setDisk; }))
-            << Difference(kReplay.Follow(kWatch), setDisk);
-        EXPECT_TRUE(WaitUntil([&] { return kTargetReplay.Follow(kWatch) == setTarget; }));
-        ASSERT_TRUE(kServe.Process().IsRunning()) << kServe.Process().Err();
+        EXPECT_TRUE(WaitUntil([&] { return replay.Follow(watch) == setDisk; }))
+            << Difference(replay.Follow(watch), setDisk);
+        EXPECT_TRUE(WaitUntil([&] { return targetReplay.Follow(watch) == setTarget; }));
+        ASSERT_TRUE(serve.Process().IsRunning()) << serve.Process().Err();
     }
-    const json kFound = LumJson({"find", "--from", "source", "--files"});
-    for (const json& kNode : kFound["nodes"])
+    const json found = LumJson({"find", "--from", "source", "--files"});
+    for (const json& node : found["nodes"])
     {
-        EXPECT_EQ(kNode["size"], fs::file_size(kFolder.Path() / "source" / kNode["path"].get<std::string>()))
-            << kNode["path"];
+        EXPECT_EQ(node["size"], fs::file_size(folder.Path() / "source" / node["path"].get<std::string>()))
+            << node["path"];
     }
     // Every path of the index is the one that a look-up of it gives.
     std::vector<std::string> vecStat = {"stat", "--from", "source"};
-    for (const json& kNode : kFound["nodes"])
+    for (const json& node : found["nodes"])
     {
-        vecStat.push_back(kNode["path"]);
+        vecStat.push_back(node["path"]);
     }
     vecStat.resize(std::min<size_t>(vecStat.size(), 2000));
-    const json kLookedUp = LumJson(vecStat);
-    ASSERT_EQ(kLookedUp["nodes"].size(), vecStat.size() - 3);
+    const json lookedUp = LumJson(vecStat);
+    ASSERT_EQ(lookedUp["nodes"].size(), vecStat.size() - 3);
     for (size_t i = 3; i < vecStat.size(); ++i)
     {
-        EXPECT_EQ(kLookedUp["nodes"][i - 3]["path"], vecStat[i]);
+        EXPECT_EQ(lookedUp["nodes"][i - 3]["path"], vecStat[i]);
     }
 }

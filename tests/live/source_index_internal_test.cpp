@@ -18,26 +18,26 @@ public:
         {
             Make(strPath);
         }
-        EXPECT_TRUE(kIndex.Build({}, &kDisk, nullptr, &strError)) << strError;
-        setTold = ReadImage(&kIndex).Walked();
-        kIndex.TakeLeftOut();
-        kIndex.TakeUnread();
+        EXPECT_TRUE(index.Build({}, &disk, nullptr, &strError)) << strError;
+        setTold = ReadImage(&index).Walked();
+        index.TakeLeftOut();
+        index.TakeUnread();
     }
 
     // "a" is a file, "a/" a folder.
     void Make(const std::string& strPath)
     {
         const bool bFolder = strPath.back() == '/';
-        kDisk.Add(Wide(bFolder ? strPath.substr(0, strPath.size() - 1) : strPath), bFolder);
+        disk.Add(Wide(bFolder ? strPath.substr(0, strPath.size() - 1) : strPath), bFolder);
     }
 
     // Moves within a folder, and hints at it.
     void Rename(const std::string& strFrom, const std::string& strTo)
     {
-        kDisk.Move(Wide(strFrom), Wide(strTo));
-        FolderHints& rkHints = mapHints[lum::ParentPath(Wide(strFrom))];
-        rkHints.vecRenamed.emplace_back(lum::LastPart(Wide(strFrom)), lum::LastPart(Wide(strTo)));
-        rkHints.setWritten.insert(lum::LastPart(Wide(strTo)));
+        disk.Move(Wide(strFrom), Wide(strTo));
+        FolderHints& hints = mapHints[lum::ParentPath(Wide(strFrom))];
+        hints.vecRenamed.emplace_back(lum::LastPart(Wide(strFrom)), lum::LastPart(Wide(strTo)));
+        hints.setWritten.insert(lum::LastPart(Wide(strTo)));
     }
 
     void Touch(const std::string& strFolder) { mapHints[Wide(strFolder)]; }
@@ -48,58 +48,58 @@ public:
         bool bFollowed = true;
         while (bFollowed && !mapHints.empty())
         {
-            const auto kFirst = mapHints.extract(mapHints.begin());
+            const auto first = mapHints.extract(mapHints.begin());
             std::vector<VOWString> vecMore;
-            VOWString strFolder = kFirst.key();
-            while (!kIndex.HasFolder(strFolder))
+            VOWString strFolder = first.key();
+            while (!index.HasFolder(strFolder))
             {
                 strFolder = lum::ParentPath(strFolder);
             }
-            const FolderHints kHints = strFolder == kFirst.key() ? kFirst.mapped() : FolderHints();
-            bFollowed = kIndex.Compare(strFolder, kHints, &kChanges, &vecMore, &strError);
+            const FolderHints hints = strFolder == first.key() ? first.mapped() : FolderHints();
+            bFollowed = index.Compare(strFolder, hints, &changes, &vecMore, &strError);
             for (const VOWString& strMore : vecMore)
             {
                 mapHints[strMore];
             }
         }
-        Apply({kChanges.begin() + static_cast<ptrdiff_t>(m_uApplied), kChanges.end()}, &setTold);
-        m_uApplied = kChanges.size();
+        Apply({changes.begin() + static_cast<ptrdiff_t>(m_uApplied), changes.end()}, &setTold);
+        m_uApplied = changes.size();
         return bFollowed;
     }
 
     // Index and told agree, and everything in the index is found.
     void Check()
     {
-        const ReadImage kImage(&kIndex);
-        kImage.CheckEveryPathIsFound();
-        EXPECT_EQ(setTold, kImage.Walked());
-        EXPECT_EQ(setTold.size() + 1, kIndex.NodeCount());
+        const ReadImage image(&index);
+        image.CheckEveryPathIsFound();
+        EXPECT_EQ(setTold, image.Walked());
+        EXPECT_EQ(setTold.size() + 1, index.NodeCount());
     }
 
     void FollowAndCheck()
     {
         EXPECT_TRUE(Follow()) << strError;
         Check();
-        EXPECT_EQ(kDisk.All(), setTold);
+        EXPECT_EQ(disk.All(), setTold);
     }
 
     std::vector<std::string> Told() const
     {
         std::vector<std::string> vecTold;
-        for (const Change& kChange : kChanges)
+        for (const Change& change : changes)
         {
             const char* const apszKinds[] = {"", "added ", "removed ", "renamed ", "modified "};
-            vecTold.push_back(apszKinds[static_cast<unsigned>(kChange.eKind)] + Shown(kChange.strPath));
+            vecTold.push_back(apszKinds[static_cast<unsigned>(change.eKind)] + Shown(change.strPath));
         }
         return vecTold;
     }
 
-    unsigned Id(const std::string& strPath) { return ReadImage(&kIndex).Find(Wide(strPath)); }
+    unsigned Id(const std::string& strPath) { return ReadImage(&index).Find(Wide(strPath)); }
 
-    MemoryDisk kDisk;
-    lum::SourceIndex kIndex{LUMTrayService::AF_SOURCE, VOTEXT("/root"), VOTEXT("root"), false};
+    MemoryDisk disk;
+    lum::SourceIndex index{LUMTrayService::AF_SOURCE, VOTEXT("/root"), VOTEXT("root"), false};
     std::map<VOWString, FolderHints> mapHints;
-    Changes kChanges;
+    Changes changes;
     std::string strError;
     Paths setTold;
 
@@ -113,166 +113,166 @@ TEST(SourceIndexTwins, AFileIsFoundWhenItsCaseTwinGoes)
 {
     for (const char* pszGone : {"A", "a"})
     {
-        Followed kFollowed({"A", "a"});
-        kFollowed.Check();
-        kFollowed.kDisk.Remove(Wide(pszGone));
-        kFollowed.Touch("");
-        kFollowed.FollowAndCheck();
-        EXPECT_EQ(Texts{std::string("removed ") + pszGone}, kFollowed.Told());
+        Followed followed({"A", "a"});
+        followed.Check();
+        followed.disk.Remove(Wide(pszGone));
+        followed.Touch("");
+        followed.FollowAndCheck();
+        EXPECT_EQ(Texts{std::string("removed ") + pszGone}, followed.Told());
     }
 }
 
 TEST(SourceIndexTwins, OfManyTwinsEachStaysFoundUntilItGoes)
 {
-    Followed kFollowed({"abc", "ABC", "Abc", "aBc", "abC", "aBC"});
+    Followed followed({"abc", "ABC", "Abc", "aBc", "abC", "aBC"});
     for (const char* pszGone : {"ABC", "aBC", "abc", "Abc", "abC", "aBc"})
     {
-        kFollowed.kDisk.Remove(Wide(pszGone));
-        kFollowed.Touch("");
-        kFollowed.FollowAndCheck();
+        followed.disk.Remove(Wide(pszGone));
+        followed.Touch("");
+        followed.FollowAndCheck();
     }
 }
 
 TEST(SourceIndexTwins, WhatLiesInAFolderIsFoundWhenTheFoldersTwinGoes)
 {
-    Followed kFollowed({"D/", "D/x", "D/s/", "D/s/y", "d/", "d/x", "d/X", "d/s/", "d/s/y", "d/S/", "d/S/y"});
-    kFollowed.kDisk.Remove(Wide("D"));
-    kFollowed.Touch("");
-    kFollowed.FollowAndCheck();
+    Followed followed({"D/", "D/x", "D/s/", "D/s/y", "d/", "d/x", "d/X", "d/s/", "d/s/y", "d/S/", "d/S/y"});
+    followed.disk.Remove(Wide("D"));
+    followed.Touch("");
+    followed.FollowAndCheck();
 }
 
 TEST(SourceIndexTwins, AFolderWithTwinsInItIsRenamedWhole)
 {
-    Followed kFollowed({"d/", "d/x", "d/X", "d/s/", "d/S/", "d/s/x", "d/S/x", "D/", "D/x"});
-    const unsigned uFile = kFollowed.Id("d/X");
-    kFollowed.Rename("d", "e");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ(Texts{"renamed d"}, kFollowed.Told());
-    EXPECT_EQ(uFile, kFollowed.Id("e/X"));
+    Followed followed({"d/", "d/x", "d/X", "d/s/", "d/S/", "d/s/x", "d/S/x", "D/", "D/x"});
+    const unsigned uFile = followed.Id("d/X");
+    followed.Rename("d", "e");
+    followed.FollowAndCheck();
+    EXPECT_EQ(Texts{"renamed d"}, followed.Told());
+    EXPECT_EQ(uFile, followed.Id("e/X"));
 }
 
 TEST(SourceIndexTwins, ARenameThatChangesTheCaseAloneKeepsTheNodes)
 {
-    Followed kFollowed({"d/", "d/x", "d/X", "f"});
-    const unsigned uFile = kFollowed.Id("d/X");
-    const unsigned uOther = kFollowed.Id("f");
-    kFollowed.Rename("d", "D");
-    kFollowed.Rename("f", "F");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ((Texts{"renamed d", "renamed f"}), kFollowed.Told());
-    EXPECT_EQ(uFile, kFollowed.Id("D/X"));
-    EXPECT_EQ(uOther, kFollowed.Id("F"));
+    Followed followed({"d/", "d/x", "d/X", "f"});
+    const unsigned uFile = followed.Id("d/X");
+    const unsigned uOther = followed.Id("f");
+    followed.Rename("d", "D");
+    followed.Rename("f", "F");
+    followed.FollowAndCheck();
+    EXPECT_EQ((Texts{"renamed d", "renamed f"}), followed.Told());
+    EXPECT_EQ(uFile, followed.Id("D/X"));
+    EXPECT_EQ(uOther, followed.Id("F"));
 }
 
 TEST(SourceIndexTwins, ARenameBesideATwinKeepsTheNode)
 {
-    Followed kFollowed({"a", "b", "d/", "d/x", "e/", "e/x", "e/X"});
-    const unsigned uFile = kFollowed.Id("b");
-    const unsigned uInside = kFollowed.Id("e/x");
-    kFollowed.Rename("b", "A");
-    kFollowed.Rename("e", "D");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ(uFile, kFollowed.Id("A"));
-    EXPECT_EQ(uInside, kFollowed.Id("D/x"));
+    Followed followed({"a", "b", "d/", "d/x", "e/", "e/x", "e/X"});
+    const unsigned uFile = followed.Id("b");
+    const unsigned uInside = followed.Id("e/x");
+    followed.Rename("b", "A");
+    followed.Rename("e", "D");
+    followed.FollowAndCheck();
+    EXPECT_EQ(uFile, followed.Id("A"));
+    EXPECT_EQ(uInside, followed.Id("D/x"));
 }
 
 TEST(SourceIndexTwins, ARenameOntoTheTwinLeavesOneFile)
 {
-    Followed kFollowed({"a", "A", "d/", "d/x", "d/s/", "d/s/y", "D/"});
-    kFollowed.Rename("a", "A");
-    kFollowed.Rename("d", "D");
-    kFollowed.FollowAndCheck();
+    Followed followed({"a", "A", "d/", "d/x", "d/s/", "d/s/y", "D/"});
+    followed.Rename("a", "A");
+    followed.Rename("d", "D");
+    followed.FollowAndCheck();
 }
 
 TEST(SourceIndexTwins, TwinsAreKeptApartWhenTheContainerIsMadeAnew)
 {
-    Followed kFollowed({"a", "A", "D/", "D/x", "d/", "d/x", "d/X"});
-    ASSERT_TRUE(kFollowed.kIndex.Renew({}, &kFollowed.strError));
-    kFollowed.Check();
-    kFollowed.kDisk.Remove(Wide("A"));
-    kFollowed.kDisk.Remove(Wide("D"));
-    kFollowed.Touch("");
-    kFollowed.FollowAndCheck();
+    Followed followed({"a", "A", "D/", "D/x", "d/", "d/x", "d/X"});
+    ASSERT_TRUE(followed.index.Renew({}, &followed.strError));
+    followed.Check();
+    followed.disk.Remove(Wide("A"));
+    followed.disk.Remove(Wide("D"));
+    followed.Touch("");
+    followed.FollowAndCheck();
 }
 
 // Names that are few and differ in case, so that twins come, go, move and lie in each other all the time.
 class RandomDisk
 {
 public:
-    explicit RandomDisk(uint64_t ullSeed) : m_kRandom(ullSeed) {}
+    explicit RandomDisk(uint64_t ullSeed) : m_random(ullSeed) {}
 
-    void Step(Followed* pkFollowed)
+    void Step(Followed* pFollowed)
     {
-        MemoryDisk& rkDisk = pkFollowed->kDisk;
-        const VOWString strFolder = _Folder(rkDisk);
+        MemoryDisk& givenDisk = pFollowed->disk;
+        const VOWString strFolder = _Folder(givenDisk);
         const VOWString strPath = lum::JoinPath(strFolder, _Name());
-        const bool bThere = rkDisk.mapEntries.contains(strPath);
-        switch (m_kRandom.Below(8))
+        const bool bThere = givenDisk.mapEntries.contains(strPath);
+        switch (m_random.Below(8))
         {
             case 0:
             case 1:
             case 2:
                 if (!bThere && std::count(strPath.begin(), strPath.end(), VOWCHAR('/')) < 5)
                 {
-                    rkDisk.Add(strPath, m_kRandom.Percent(50));
+                    givenDisk.Add(strPath, m_random.Percent(50));
                 }
                 break;
             case 3:
-                rkDisk.Remove(strPath);
+                givenDisk.Remove(strPath);
                 break;
             case 4:
-                if (bThere && !rkDisk.IsFolder(strPath))
+                if (bThere && !givenDisk.IsFolder(strPath))
                 {
-                    rkDisk.Add(strPath, false);
+                    givenDisk.Add(strPath, false);
                 }
                 break;
             case 5:
-                if (m_kRandom.Percent(20))
+                if (m_random.Percent(20))
                 {
-                    rkDisk.setUnreadable.insert(strFolder);
+                    givenDisk.setUnreadable.insert(strFolder);
                 }
                 return;
             default:
-                _Rename(strPath, lum::JoinPath(strFolder, _Name()), pkFollowed);
+                _Rename(strPath, lum::JoinPath(strFolder, _Name()), pFollowed);
         }
-        pkFollowed->mapHints[strFolder];
+        pFollowed->mapHints[strFolder];
     }
 
-    bool Percent(unsigned uPercent) { return m_kRandom.Percent(uPercent); }
+    bool Percent(unsigned uPercent) { return m_random.Percent(uPercent); }
 
 private:
     VOWString _Name()
     {
         const char* const apszNames[] = {"a", "A", "b", "B", "ab", "aB", "Ab", "AB"};
-        return Wide(apszNames[m_kRandom.Below(8)]);
+        return Wide(apszNames[m_random.Below(8)]);
     }
 
-    VOWString _Folder(const MemoryDisk& kDisk)
+    VOWString _Folder(const MemoryDisk& disk)
     {
         VOWString strFolder;
-        for (size_t uDeep = m_kRandom.Below(4); uDeep > 0; --uDeep)
+        for (size_t uDeep = m_random.Below(4); uDeep > 0; --uDeep)
         {
             const VOWString strNext = lum::JoinPath(strFolder, _Name());
-            strFolder = kDisk.IsFolder(strNext) ? strNext : strFolder;
+            strFolder = disk.IsFolder(strNext) ? strNext : strFolder;
         }
         return strFolder;
     }
 
     // As a system does it: a file goes over a file, a folder over an empty folder.
-    void _Rename(const VOWString& strFrom, const VOWString& strTo, Followed* pkFollowed)
+    void _Rename(const VOWString& strFrom, const VOWString& strTo, Followed* pFollowed)
     {
-        MemoryDisk& rkDisk = pkFollowed->kDisk;
-        const bool bThere = rkDisk.mapEntries.contains(strTo);
-        const bool bEmpty = std::none_of(rkDisk.mapEntries.begin(), rkDisk.mapEntries.end(),
-                                         [&](const auto& kOne) { return lum::LiesIn(kOne.first, strTo); });
-        if (strFrom != strTo && rkDisk.mapEntries.contains(strFrom) && bEmpty &&
-            (!bThere || rkDisk.IsFolder(strFrom) == rkDisk.IsFolder(strTo)))
+        MemoryDisk& givenDisk = pFollowed->disk;
+        const bool bThere = givenDisk.mapEntries.contains(strTo);
+        const bool bEmpty = std::none_of(givenDisk.mapEntries.begin(), givenDisk.mapEntries.end(),
+                                         [&](const auto& one) { return lum::LiesIn(one.first, strTo); });
+        if (strFrom != strTo && givenDisk.mapEntries.contains(strFrom) && bEmpty &&
+            (!bThere || givenDisk.IsFolder(strFrom) == givenDisk.IsFolder(strTo)))
         {
-            pkFollowed->Rename(Shown(strFrom), Shown(strTo));
+            pFollowed->Rename(Shown(strFrom), Shown(strTo));
         }
     }
 
-    votest::Random m_kRandom;
+    votest::Random m_random;
 };
 
 TEST(SourceIndexTwins, AfterEveryRandomChangeIndexLookUpAndToldAgree)
@@ -280,33 +280,33 @@ TEST(SourceIndexTwins, AfterEveryRandomChangeIndexLookUpAndToldAgree)
     for (uint64_t ullSeed = 1; ullSeed <= 30 && !testing::Test::HasFailure(); ++ullSeed)
     {
         SCOPED_TRACE(ullSeed);
-        RandomDisk kRandom(ullSeed);
-        Followed kFollowed;
+        RandomDisk random(ullSeed);
+        Followed followed;
         for (int nStep = 0; nStep < 400 && !testing::Test::HasFailure(); ++nStep)
         {
             SCOPED_TRACE(nStep);
-            kRandom.Step(&kFollowed);
-            if (kRandom.Percent(40))
+            random.Step(&followed);
+            if (random.Percent(40))
             {
                 continue;  // several changes are found at once
             }
-            ASSERT_TRUE(kFollowed.Follow()) << kFollowed.strError;
-            kFollowed.Check();
-            if (kRandom.Percent(10))
+            ASSERT_TRUE(followed.Follow()) << followed.strError;
+            followed.Check();
+            if (random.Percent(10))
             {
                 // Everything can be read again, and is looked at.
-                kFollowed.kDisk.setUnreadable.clear();
-                for (const VOWString& strFolder : kFollowed.kIndex.Folders())
+                followed.disk.setUnreadable.clear();
+                for (const VOWString& strFolder : followed.index.Folders())
                 {
-                    kFollowed.mapHints[strFolder];
+                    followed.mapHints[strFolder];
                 }
-                kFollowed.FollowAndCheck();
-                EXPECT_EQ(0u, kFollowed.kIndex.UnreadCount());
+                followed.FollowAndCheck();
+                EXPECT_EQ(0u, followed.index.UnreadCount());
             }
-            if (kRandom.Percent(2))
+            if (random.Percent(2))
             {
-                ASSERT_TRUE(kFollowed.kIndex.Renew({}, &kFollowed.strError));
-                kFollowed.Check();
+                ASSERT_TRUE(followed.index.Renew({}, &followed.strError));
+                followed.Check();
             }
         }
     }
@@ -314,27 +314,27 @@ TEST(SourceIndexTwins, AfterEveryRandomChangeIndexLookUpAndToldAgree)
 
 TEST(SourceIndexRenames, WhatWasRenamedIsKnownByItsLookWhenNobodyTellsOfIt)
 {
-    Followed kFollowed({"a", "d/", "d/x", "stays"});
-    const unsigned uFile = kFollowed.Id("a");
-    const unsigned uBelow = kFollowed.Id("d/x");
-    kFollowed.kDisk.Move(VOTEXT("a"), VOTEXT("b"));
-    kFollowed.kDisk.Move(VOTEXT("d"), VOTEXT("e"));
-    kFollowed.Touch("");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ((Texts{"renamed a", "renamed d"}), kFollowed.Told());
-    EXPECT_EQ(uFile, kFollowed.Id("b"));
-    EXPECT_EQ(uBelow, kFollowed.Id("e/x"));
+    Followed followed({"a", "d/", "d/x", "stays"});
+    const unsigned uFile = followed.Id("a");
+    const unsigned uBelow = followed.Id("d/x");
+    followed.disk.Move(VOTEXT("a"), VOTEXT("b"));
+    followed.disk.Move(VOTEXT("d"), VOTEXT("e"));
+    followed.Touch("");
+    followed.FollowAndCheck();
+    EXPECT_EQ((Texts{"renamed a", "renamed d"}), followed.Told());
+    EXPECT_EQ(uFile, followed.Id("b"));
+    EXPECT_EQ(uBelow, followed.Id("e/x"));
 }
 
 TEST(SourceIndexRenames, BelowAFolderOfWhichNobodyToldEverythingIsLookedAt)
 {
-    Followed kFollowed({"d/", "d/in/", "d/in/x", "d/gone"});
-    kFollowed.kDisk.Move(VOTEXT("d"), VOTEXT("e"));
-    kFollowed.kDisk.Remove(VOTEXT("e/gone"));
-    kFollowed.Make("e/in/y");
-    kFollowed.Touch("");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ((Texts{"renamed d", "removed e/gone", "added e/in/y"}), kFollowed.Told());
+    Followed followed({"d/", "d/in/", "d/in/x", "d/gone"});
+    followed.disk.Move(VOTEXT("d"), VOTEXT("e"));
+    followed.disk.Remove(VOTEXT("e/gone"));
+    followed.Make("e/in/y");
+    followed.Touch("");
+    followed.FollowAndCheck();
+    EXPECT_EQ((Texts{"renamed d", "removed e/gone", "added e/in/y"}), followed.Told());
 }
 
 TEST(SourceIndexRenames, WhatLooksLikeSomethingElseAsWellIsNone)
@@ -342,29 +342,29 @@ TEST(SourceIndexRenames, WhatLooksLikeSomethingElseAsWellIsNone)
     const struct
     {
         const char* pszWhat;
-        void (*pfnPrepare)(std::map<VOWString, lum::IndexEntry>& rmapEntries);
+        void (*pfnPrepare)(std::map<VOWString, lum::IndexEntry>& mapEntries);
     } aCases[] = {
         {"two that went",
-         [](auto& rmapEntries)
+         [](auto& mapEntries)
          {
-             rmapEntries[VOTEXT("c")] = rmapEntries[VOTEXT("a")];
-             rmapEntries[VOTEXT("c")].strName = VOTEXT("c");
+             mapEntries[VOTEXT("c")] = mapEntries[VOTEXT("a")];
+             mapEntries[VOTEXT("c")].strName = VOTEXT("c");
          }},
-        {"whole seconds", [](auto& rmapEntries) { rmapEntries[VOTEXT("a")].uWriteFraction = 0; }},
+        {"whole seconds", [](auto& mapEntries) { mapEntries[VOTEXT("a")].uWriteFraction = 0; }},
     };
-    for (const auto& kCase : aCases)
+    for (const auto& one : aCases)
     {
-        SCOPED_TRACE(kCase.pszWhat);
-        Followed kFollowed;
-        kFollowed.Make("a");
-        kCase.pfnPrepare(kFollowed.kDisk.mapEntries);
-        kFollowed.Touch("");
-        kFollowed.FollowAndCheck();
-        kFollowed.kDisk.Move(VOTEXT("a"), VOTEXT("b"));
-        kFollowed.kDisk.Remove(VOTEXT("c"));
-        kFollowed.Touch("");
-        kFollowed.FollowAndCheck();
-        const Texts vecTold = kFollowed.Told();
+        SCOPED_TRACE(one.pszWhat);
+        Followed followed;
+        followed.Make("a");
+        one.pfnPrepare(followed.disk.mapEntries);
+        followed.Touch("");
+        followed.FollowAndCheck();
+        followed.disk.Move(VOTEXT("a"), VOTEXT("b"));
+        followed.disk.Remove(VOTEXT("c"));
+        followed.Touch("");
+        followed.FollowAndCheck();
+        const Texts vecTold = followed.Told();
         EXPECT_EQ(0, std::count(vecTold.begin(), vecTold.end(), "renamed a"));
         EXPECT_EQ(1, std::count(vecTold.begin(), vecTold.end(), "removed a"));
         EXPECT_EQ(1, std::count(vecTold.begin(), vecTold.end(), "added b"));
@@ -373,156 +373,156 @@ TEST(SourceIndexRenames, WhatLooksLikeSomethingElseAsWellIsNone)
 
 TEST(SourceIndexRenames, AnotherSizeIsAnotherFile)
 {
-    Followed kFollowed({"a"});
-    kFollowed.kDisk.Move(VOTEXT("a"), VOTEXT("b"));
-    kFollowed.kDisk.mapEntries[VOTEXT("b")].ullSize = 1;
-    kFollowed.Touch("");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ((Texts{"removed a", "added b"}), kFollowed.Told());
+    Followed followed({"a"});
+    followed.disk.Move(VOTEXT("a"), VOTEXT("b"));
+    followed.disk.mapEntries[VOTEXT("b")].ullSize = 1;
+    followed.Touch("");
+    followed.FollowAndCheck();
+    EXPECT_EQ((Texts{"removed a", "added b"}), followed.Told());
 }
 
 TEST(SourceIndexUnread, AFolderThatCantBeListedStaysAsItWasUntilItCan)
 {
-    Followed kFollowed({"d/", "d/a", "d/s/", "d/s/b", "e"});
-    const Paths setBefore = kFollowed.setTold;
-    kFollowed.kDisk.setUnreadable = {Wide("d"), Wide("d/s"), Wide("")};
-    kFollowed.kDisk.Remove(Wide("d/a"));
-    kFollowed.Make("d/c");
+    Followed followed({"d/", "d/a", "d/s/", "d/s/b", "e"});
+    const Paths setBefore = followed.setTold;
+    followed.disk.setUnreadable = {Wide("d"), Wide("d/s"), Wide("")};
+    followed.disk.Remove(Wide("d/a"));
+    followed.Make("d/c");
     for (int nTry = 0; nTry < 2; ++nTry)
     {
-        kFollowed.Touch("");
-        kFollowed.Touch("d");
-        kFollowed.Touch("d/s");
-        ASSERT_TRUE(kFollowed.Follow()) << kFollowed.strError;
-        EXPECT_EQ(setBefore, kFollowed.setTold);
-        EXPECT_EQ(3u, kFollowed.kIndex.UnreadCount());
-        EXPECT_EQ(nTry == 0 ? 3u : 0u, kFollowed.kIndex.TakeUnread().size()) << "each is news once";
+        followed.Touch("");
+        followed.Touch("d");
+        followed.Touch("d/s");
+        ASSERT_TRUE(followed.Follow()) << followed.strError;
+        EXPECT_EQ(setBefore, followed.setTold);
+        EXPECT_EQ(3u, followed.index.UnreadCount());
+        EXPECT_EQ(nTry == 0 ? 3u : 0u, followed.index.TakeUnread().size()) << "each is news once";
     }
-    kFollowed.kDisk.setUnreadable.clear();
-    kFollowed.Touch("");
-    kFollowed.Touch("d");
-    kFollowed.Touch("d/s");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ((Texts{"removed d/a", "added d/c"}), kFollowed.Told());
-    EXPECT_EQ(0u, kFollowed.kIndex.UnreadCount());
+    followed.disk.setUnreadable.clear();
+    followed.Touch("");
+    followed.Touch("d");
+    followed.Touch("d/s");
+    followed.FollowAndCheck();
+    EXPECT_EQ((Texts{"removed d/a", "added d/c"}), followed.Told());
+    EXPECT_EQ(0u, followed.index.UnreadCount());
 }
 
 TEST(SourceIndexUnread, AFolderThatCantBeListedWhenItComesIsThereAndFilledLater)
 {
-    Followed kFollowed;
-    kFollowed.Make("d/");
-    kFollowed.Make("d/a");
-    kFollowed.kDisk.setUnreadable = {Wide("d")};
-    kFollowed.Touch("");
-    ASSERT_TRUE(kFollowed.Follow()) << kFollowed.strError;
-    EXPECT_EQ(Texts{"added d"}, kFollowed.Told());
-    ASSERT_TRUE(kFollowed.kIndex.IsUnread(Wide("d")));
-    EXPECT_FALSE(kFollowed.kIndex.TakeUnread().at(0).bEntered);
-    kFollowed.kDisk.setUnreadable.clear();
-    kFollowed.Touch("d");
-    kFollowed.FollowAndCheck();
+    Followed followed;
+    followed.Make("d/");
+    followed.Make("d/a");
+    followed.disk.setUnreadable = {Wide("d")};
+    followed.Touch("");
+    ASSERT_TRUE(followed.Follow()) << followed.strError;
+    EXPECT_EQ(Texts{"added d"}, followed.Told());
+    ASSERT_TRUE(followed.index.IsUnread(Wide("d")));
+    EXPECT_FALSE(followed.index.TakeUnread().at(0).bEntered);
+    followed.disk.setUnreadable.clear();
+    followed.Touch("d");
+    followed.FollowAndCheck();
 }
 
 TEST(SourceIndexUnread, AFolderThatGoesIsNoneThatCantBeRead)
 {
-    Followed kFollowed({"d/", "d/s/"});
-    kFollowed.kDisk.setUnreadable = {Wide("d"), Wide("d/s")};
-    kFollowed.Touch("d");
-    kFollowed.Touch("d/s");
-    ASSERT_TRUE(kFollowed.Follow()) << kFollowed.strError;
-    EXPECT_EQ(2u, kFollowed.kIndex.UnreadCount());
-    kFollowed.kDisk.Remove(Wide("d"));
-    kFollowed.Touch("");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ(0u, kFollowed.kIndex.UnreadCount());
+    Followed followed({"d/", "d/s/"});
+    followed.disk.setUnreadable = {Wide("d"), Wide("d/s")};
+    followed.Touch("d");
+    followed.Touch("d/s");
+    ASSERT_TRUE(followed.Follow()) << followed.strError;
+    EXPECT_EQ(2u, followed.index.UnreadCount());
+    followed.disk.Remove(Wide("d"));
+    followed.Touch("");
+    followed.FollowAndCheck();
+    EXPECT_EQ(0u, followed.index.UnreadCount());
 }
 
 TEST(SourceIndexUnread, WhatCantBeLookedAtKeepsWhatIsKnownOfIt)
 {
-    Followed kFollowed({"a", "d/", "d/x"});
-    IndexEntry kVague;
-    kVague.bDescribed = false;
+    Followed followed({"a", "d/", "d/x"});
+    IndexEntry vague;
+    vague.bDescribed = false;
     for (const char* pszName : {"a", "d", "new"})
     {
-        kVague.strName = Wide(pszName);
-        kFollowed.kDisk.mapEntries[Wide(pszName)] = kVague;
+        vague.strName = Wide(pszName);
+        followed.disk.mapEntries[Wide(pszName)] = vague;
     }
-    kFollowed.Touch("");
-    ASSERT_TRUE(kFollowed.Follow()) << kFollowed.strError;
-    EXPECT_EQ(Texts{"added new"}, kFollowed.Told()) << "the folder is one, and holds what it held";
-    EXPECT_TRUE(kFollowed.kIndex.IsUnread(Wide("")));
-    kFollowed.Make("a");
-    kFollowed.Make("d/");
-    kFollowed.Make("new/");
-    kFollowed.Touch("");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ(0u, kFollowed.kIndex.UnreadCount());
+    followed.Touch("");
+    ASSERT_TRUE(followed.Follow()) << followed.strError;
+    EXPECT_EQ(Texts{"added new"}, followed.Told()) << "the folder is one, and holds what it held";
+    EXPECT_TRUE(followed.index.IsUnread(Wide("")));
+    followed.Make("a");
+    followed.Make("d/");
+    followed.Make("new/");
+    followed.Touch("");
+    followed.FollowAndCheck();
+    EXPECT_EQ(0u, followed.index.UnreadCount());
 }
 
 TEST(SourceIndexLeftOut, AConflictThatArisesWhileFollowingIsNamedAndForgottenWhenItGoes)
 {
-    Followed kFollowed({"d/", "d/x"});
+    Followed followed({"d/", "d/x"});
     for (int nRound = 0; nRound < 2; ++nRound)
     {
-        IndexEntry kRefused;
-        kRefused.strName = Wide("d");
-        kRefused.strRefusal = "a file here, and a folder in an earlier directory";
+        IndexEntry refused;
+        refused.strName = Wide("d");
+        refused.strRefusal = "a file here, and a folder in an earlier directory";
         // Beside the folder of that name, as a lister of several directories gives it.
-        kFollowed.kDisk.mapEntries[Wide("d")].strName = Wide("d");
-        kFollowed.kDisk.mapEntries[VOWString(VOTEXT("\x01"))] = kRefused;
+        followed.disk.mapEntries[Wide("d")].strName = Wide("d");
+        followed.disk.mapEntries[VOWString(VOTEXT("\x01"))] = refused;
         for (int nLook = 0; nLook < 2; ++nLook)
         {
-            kFollowed.Touch("");
-            ASSERT_TRUE(kFollowed.Follow()) << kFollowed.strError;
-            const std::vector<lum::NotIndexed> vecLeftOut = kFollowed.kIndex.TakeLeftOut();
+            followed.Touch("");
+            ASSERT_TRUE(followed.Follow()) << followed.strError;
+            const std::vector<lum::NotIndexed> vecLeftOut = followed.index.TakeLeftOut();
             ASSERT_EQ(nLook == 0 ? 1u : 0u, vecLeftOut.size()) << "round " << nRound;
-            EXPECT_EQ(1u, kFollowed.kIndex.LeftOutCount());
+            EXPECT_EQ(1u, followed.index.LeftOutCount());
             EXPECT_TRUE(nLook != 0 || vecLeftOut[0].strPath == Wide("d"));
         }
-        kFollowed.kDisk.mapEntries.erase(VOWString(VOTEXT("\x01")));
-        kFollowed.Touch("");
-        kFollowed.FollowAndCheck();
-        EXPECT_EQ(0u, kFollowed.kIndex.LeftOutCount());
+        followed.disk.mapEntries.erase(VOWString(VOTEXT("\x01")));
+        followed.Touch("");
+        followed.FollowAndCheck();
+        EXPECT_EQ(0u, followed.index.LeftOutCount());
     }
-    EXPECT_EQ(Texts(), kFollowed.Told());
+    EXPECT_EQ(Texts(), followed.Told());
 }
 
 TEST(SourceIndexLeftOut, WhatIsTooLongIsEnteredWhenItsFolderGetsAShorterName)
 {
     const std::string strLong(150, 'l');
-    Followed kFollowed({strLong + "/", strLong + "/" + strLong, strLong + "/x"});
-    EXPECT_EQ(1u, kFollowed.kIndex.LeftOutCount());
-    kFollowed.Rename(strLong, "short");
-    kFollowed.FollowAndCheck();
-    EXPECT_EQ(0u, kFollowed.kIndex.LeftOutCount());
+    Followed followed({strLong + "/", strLong + "/" + strLong, strLong + "/x"});
+    EXPECT_EQ(1u, followed.index.LeftOutCount());
+    followed.Rename(strLong, "short");
+    followed.FollowAndCheck();
+    EXPECT_EQ(0u, followed.index.LeftOutCount());
 }
 
 TEST(SourceIndexLeftOut, WhatIsLeftOutAgainByAComparisonIsNoChangeOfTheIndex)
 {
-    Followed kFollowed({"d/", "d/" + std::string(300, 'l'), "d/x"});
-    EXPECT_EQ(1u, kFollowed.kIndex.LeftOutCount());
-    ReadImage(&kFollowed.kIndex).CheckEveryPathIsFound();
+    Followed followed({"d/", "d/" + std::string(300, 'l'), "d/x"});
+    EXPECT_EQ(1u, followed.index.LeftOutCount());
+    ReadImage(&followed.index).CheckEveryPathIsFound();
     for (int nLook = 0; nLook < 2; ++nLook)
     {
-        kFollowed.Touch("d");
-        ASSERT_TRUE(kFollowed.Follow()) << kFollowed.strError;
-        EXPECT_FALSE(kFollowed.kIndex.HasChanged());
+        followed.Touch("d");
+        ASSERT_TRUE(followed.Follow()) << followed.strError;
+        EXPECT_FALSE(followed.index.HasChanged());
     }
-    EXPECT_EQ(Texts(), kFollowed.Told());
-    EXPECT_EQ(1u, kFollowed.kIndex.LeftOutCount());
+    EXPECT_EQ(Texts(), followed.Told());
+    EXPECT_EQ(1u, followed.index.LeftOutCount());
 }
 
 TEST(SourceIndexFull, AListOfChildrenThatDoesntFitIsAFailureThatSaysSo)
 {
-    Followed kFollowed({"a"});
-    kFollowed.Make("d/");
-    kFollowed.Make("d/x");
-    kFollowed.Touch("");
+    Followed followed({"a"});
+    followed.Make("d/");
+    followed.Make("d/x");
+    followed.Touch("");
     VOFaultArm("index.children", 1, false);
-    EXPECT_FALSE(kFollowed.Follow());
+    EXPECT_FALSE(followed.Follow());
     EXPECT_EQ(1u, VOFaultFired());
     VOFaultDisarm();
-    EXPECT_EQ("the index is full", kFollowed.strError);
+    EXPECT_EQ("the index is full", followed.strError);
 }
 
 // Whatever allocation fails, the comparison says so or has done all of its work.
@@ -531,19 +531,19 @@ TEST(SourceIndexFull, AComparisonThatCouldntDoItsWorkSaysSo)
     unsigned uRefused = 0;
     for (unsigned uNth = 1;; ++uNth)
     {
-        Followed kFollowed({"d/"});
+        Followed followed({"d/"});
         for (int i = 0; i < 300; ++i)
         {
-            kFollowed.Make("n" + std::to_string(i) + "/");
-            kFollowed.Make("n" + std::to_string(i) + "/x");
+            followed.Make("n" + std::to_string(i) + "/");
+            followed.Make("n" + std::to_string(i) + "/x");
         }
-        kFollowed.Touch("");
+        followed.Touch("");
         std::vector<VOWString> vecMore;
         bool bCompared = false;
         VOFaultArm(nullptr, uNth, true);
         try
         {
-            bCompared = kFollowed.kIndex.Compare({}, {}, &kFollowed.kChanges, &vecMore, &kFollowed.strError);
+            bCompared = followed.index.Compare({}, {}, &followed.changes, &vecMore, &followed.strError);
         }
         catch (const std::bad_alloc&)
         {
@@ -555,9 +555,8 @@ TEST(SourceIndexFull, AComparisonThatCouldntDoItsWorkSaysSo)
             break;
         }
         uRefused += bCompared ? 0 : 1;
-        EXPECT_FALSE(bCompared && !kFollowed.kIndex.HasFolder(Wide("n299"))) << "allocation " << uNth;
-        EXPECT_FALSE(bCompared && ReadImage(&kFollowed.kIndex).Walked() != kFollowed.kDisk.All())
-            << "allocation " << uNth;
+        EXPECT_FALSE(bCompared && !followed.index.HasFolder(Wide("n299"))) << "allocation " << uNth;
+        EXPECT_FALSE(bCompared && ReadImage(&followed.index).Walked() != followed.disk.All()) << "allocation " << uNth;
     }
     EXPECT_NE(0u, uRefused);
 }

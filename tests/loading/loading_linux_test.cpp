@@ -72,8 +72,8 @@ public:
             const size_t uNames = At<Elf64_Shdr>(Header().e_shoff, rk.sh_link).sh_offset;
             for (size_t j = 0; j < rk.sh_size / sizeof(Elf64_Sym); ++j)
             {
-                const Elf64_Sym& rkSymbol = At<Elf64_Sym>(rk.sh_offset, j);
-                vecSymbol.emplace_back(m_strBytes.data() + uNames + rkSymbol.st_name, rkSymbol);
+                const Elf64_Sym& symbol = At<Elf64_Sym>(rk.sh_offset, j);
+                vecSymbol.emplace_back(m_strBytes.data() + uNames + symbol.st_name, symbol);
             }
         }
         return vecSymbol;
@@ -90,26 +90,26 @@ TEST(LoadingOnLinux, TheLibraryNeedsNoThreadLocalStorage)
     {
         GTEST_SKIP() << "a sanitizer brings its own";
     }
-    const LibraryFile kLibrary;
+    const LibraryFile library;
     uint64_t uFlags = 0;
     bool bDynamic = false;
-    for (const Elf64_Dyn& rk : kLibrary.Entries<Elf64_Dyn>(SHT_DYNAMIC))
+    for (const Elf64_Dyn& rk : library.Entries<Elf64_Dyn>(SHT_DYNAMIC))
     {
         bDynamic = bDynamic || rk.d_tag == DT_SYMTAB;
         uFlags |= rk.d_tag == DT_FLAGS ? rk.d_un.d_val : 0;
     }
     EXPECT_TRUE(bDynamic);
     EXPECT_EQ(0u, uFlags & DF_STATIC_TLS);
-    EXPECT_FALSE(kLibrary.HasSegment(PT_TLS));
+    EXPECT_FALSE(library.HasSegment(PT_TLS));
 }
 
 TEST(LoadingOnLinux, NoSymbolKeepsTheLibraryFromBeingUnloaded)
 {
-    const LibraryFile kLibrary;
+    const LibraryFile library;
     // Neither one that the loader keeps single in the process, nor one that the standard library's file, which stays,
     // could take from here.
     size_t uExported = 0;
-    for (const auto& [strName, rk] : kLibrary.Symbols())
+    for (const auto& [strName, rk] : library.Symbols())
     {
         EXPECT_NE(STB_GNU_UNIQUE, ELF64_ST_BIND(rk.st_info)) << strName;
         if (rk.st_shndx != SHN_UNDEF)
@@ -125,17 +125,17 @@ TEST(LoadingOnLinux, NoSymbolKeepsTheLibraryFromBeingUnloaded)
 
 TEST(LoadingOnLinux, APlugInThatGoesWhileAMonitorRunsLeavesTheLibraryUntilTheThreadsHaveEnded)
 {
-    const votest::TemporaryFiles kFiles;
+    const votest::TemporaryFiles files;
     EXPECT_EQ(
-        0, RunHost(std::string("running ") + LOADING_PLUGIN + " " + LOADING_LIBRARY + " " + kFiles.Folder().string()));
+        0, RunHost(std::string("running ") + LOADING_PLUGIN + " " + LOADING_LIBRARY + " " + files.Folder().string()));
 }
 
 TEST(LoadingOnLinux, WhatItTakesOfTheProcessIsGivenBackEachTime)
 {
     // There are some thirty signals that it could take, and it takes two for its threads.
-    const votest::TemporaryFiles kFiles;
-    EXPECT_EQ(0, RunHost(std::string("plugin ") + LOADING_PLUGIN + " " + LOADING_LIBRARY + " 20 " +
-                         kFiles.Folder().string()));
+    const votest::TemporaryFiles files;
+    EXPECT_EQ(
+        0, RunHost(std::string("plugin ") + LOADING_PLUGIN + " " + LOADING_LIBRARY + " 20 " + files.Folder().string()));
 }
 
 TEST(LoadingOnLinux, AnInterpreterLoadsIt)

@@ -15,7 +15,7 @@ TEST(Loading, ItIsLoadedAndUnloadedAgainAndAgainBetweenThreadsThatLogged)
 
 TEST(Loading, APlugInThatUsesItIsLoadedAndTakesItAlongWhenItGoes)
 {
-    const votest::TemporaryFiles kFiles;
+    const votest::TemporaryFiles files;
     EXPECT_EQ(0, RunHost("plugin " + Native(LOADING_PLUGIN) + " " + Native(LOADING_LIBRARY) + " 2 " +
-                         Native(kFiles.Folder().string())));
+                         Native(files.Folder().string())));
 }

@@ -19,8 +19,8 @@ inline std::string Native(const std::string& strPath)
 // Runs a command whose standard output isn't wanted. What it says on standard error is seen with the test.
 inline int RunCommand(const std::string& strCommand)
 {
-    const votest::TemporaryFiles kFiles;
-    const std::string strFull = strCommand + " > " + Native(kFiles.Path("output"));
+    const votest::TemporaryFiles files;
+    const std::string strFull = strCommand + " > " + Native(files.Path("output"));
     return system(strFull.c_str());
 }
 

@@ -38,22 +38,22 @@ uint32_t Crc32(const std::string& strBytes)
     return ~uCrc;
 }
 
-bool IsFolder(const ArchiveMember& kMember)
+bool IsFolder(const ArchiveMember& member)
 {
-    return kMember.strPath.ends_with("/");
+    return member.strPath.ends_with("/");
 }
 
-std::string TarHeader(const ArchiveMember& kMember)
+std::string TarHeader(const ArchiveMember& member)
 {
     std::string strHeader(512, '\0');
-    strHeader.replace(0, kMember.strPath.size(), kMember.strPath);
-    strHeader.replace(100, 7, Octal(kMember.uMode, 7));
+    strHeader.replace(0, member.strPath.size(), member.strPath);
+    strHeader.replace(100, 7, Octal(member.uMode, 7));
     strHeader.replace(108, 7, Octal(0, 7));
     strHeader.replace(116, 7, Octal(0, 7));
-    strHeader.replace(124, 11, Octal(kMember.strContent.size(), 11));
-    strHeader.replace(136, 11, Octal(static_cast<uint64_t>(kMember.nWritten), 11));
+    strHeader.replace(124, 11, Octal(member.strContent.size(), 11));
+    strHeader.replace(136, 11, Octal(static_cast<uint64_t>(member.nWritten), 11));
     strHeader.replace(148, 8, "        ");
-    strHeader[156] = IsFolder(kMember) ? '5' : '0';
+    strHeader[156] = IsFolder(member) ? '5' : '0';
     strHeader.replace(257, 8, std::string("ustar\00000", 8));
     uint32_t uSum = 0;
     for (const char ch : strHeader)
@@ -65,7 +65,7 @@ std::string TarHeader(const ArchiveMember& kMember)
 }
 
 // The fields that the local and the central header of a zip member share.
-std::string ZipFields(const ArchiveMember& kMember, bool bUtf8)
+std::string ZipFields(const ArchiveMember& member, bool bUtf8)
 {
     std::string strFields;
     Put16(&strFields, 20);
@@ -73,10 +73,10 @@ std::string ZipFields(const ArchiveMember& kMember, bool bUtf8)
     Put16(&strFields, 0);       // stored
     Put16(&strFields, 0);       // time 00:00
     Put16(&strFields, 0x2A21);  // date 2001-01-01
-    Put32(&strFields, Crc32(kMember.strContent));
-    Put32(&strFields, static_cast<uint32_t>(kMember.strContent.size()));
-    Put32(&strFields, static_cast<uint32_t>(kMember.strContent.size()));
-    Put16(&strFields, static_cast<uint32_t>(kMember.strPath.size()));
+    Put32(&strFields, Crc32(member.strContent));
+    Put32(&strFields, static_cast<uint32_t>(member.strContent.size()));
+    Put32(&strFields, static_cast<uint32_t>(member.strContent.size()));
+    Put16(&strFields, static_cast<uint32_t>(member.strPath.size()));
     Put16(&strFields, 0);
     return strFields;
 }
@@ -86,9 +86,9 @@ std::string ZipFields(const ArchiveMember& kMember, bool bUtf8)
 std::string MakeTar(const std::vector<ArchiveMember>& vecMembers)
 {
     std::string strTar;
-    for (const ArchiveMember& kMember : vecMembers)
+    for (const ArchiveMember& member : vecMembers)
     {
-        strTar += TarHeader(kMember) + kMember.strContent;
+        strTar += TarHeader(member) + member.strContent;
         strTar.resize((strTar.size() + 511) / 512 * 512);
     }
     strTar.resize(strTar.size() + 1024);
@@ -99,20 +99,20 @@ std::string MakeZip(const std::vector<ArchiveMember>& vecMembers, bool bUtf8)
 {
     std::string strZip;
     std::string strCentral;
-    for (const ArchiveMember& kMember : vecMembers)
+    for (const ArchiveMember& member : vecMembers)
     {
         const uint32_t uOffset = static_cast<uint32_t>(strZip.size());
-        strZip += "PK\x03\x04" + ZipFields(kMember, bUtf8) + kMember.strPath + kMember.strContent;
+        strZip += "PK\x03\x04" + ZipFields(member, bUtf8) + member.strPath + member.strContent;
 
         strCentral += "PK\x01\x02";
         Put16(&strCentral, 0x0314);  // made on Unix
-        strCentral += ZipFields(kMember, bUtf8);
+        strCentral += ZipFields(member, bUtf8);
         Put16(&strCentral, 0);
         Put16(&strCentral, 0);
         Put16(&strCentral, 0);
-        Put32(&strCentral, ((IsFolder(kMember) ? 0040000 : 0100000) | kMember.uMode) << 16);
+        Put32(&strCentral, ((IsFolder(member) ? 0040000 : 0100000) | member.uMode) << 16);
         Put32(&strCentral, uOffset);
-        strCentral += kMember.strPath;
+        strCentral += member.strPath;
     }
     const uint32_t uCentral = static_cast<uint32_t>(strZip.size());
     strZip += strCentral + "PK\x05\x06";

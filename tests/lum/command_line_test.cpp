@@ -3,12 +3,12 @@
 
 TEST(LumCommandLine, HelpNamesEveryCommandAndEndsWithZero)
 {
-    const LumResult kResult = RunLum({"--help"});
-    EXPECT_EQ(kResult.nExitCode, 0);
+    const LumResult result = RunLum({"--help"});
+    EXPECT_EQ(result.nExitCode, 0);
     for (const char* pszCommand :
          {"serve", "status", "ls", "tree", "find", "stat", "types", "image", "options", "log", "demo"})
     {
-        EXPECT_TRUE(Contains(kResult.strOut, std::string("\n  ") + pszCommand)) << pszCommand;
+        EXPECT_TRUE(Contains(result.strOut, std::string("\n  ") + pszCommand)) << pszCommand;
     }
 }
 
@@ -17,18 +17,18 @@ TEST(LumCommandLine, EveryCommandHasHelpOfItsOwn)
     for (const char* pszCommand :
          {"serve", "status", "ls", "tree", "find", "stat", "types", "image", "options", "log", "demo"})
     {
-        const LumResult kResult = RunLum({pszCommand, "--help"});
-        EXPECT_EQ(kResult.nExitCode, 0) << pszCommand;
-        EXPECT_TRUE(Contains(kResult.strOut, std::string("Usage: lum ") + pszCommand)) << kResult.strOut;
+        const LumResult result = RunLum({pszCommand, "--help"});
+        EXPECT_EQ(result.nExitCode, 0) << pszCommand;
+        EXPECT_TRUE(Contains(result.strOut, std::string("Usage: lum ") + pszCommand)) << result.strOut;
     }
 }
 
 TEST(LumCommandLine, VersionIsWrittenAndEndsWithZero)
 {
-    const LumResult kResult = RunLum({"--version"});
-    EXPECT_EQ(kResult.nExitCode, 0);
-    EXPECT_EQ(kResult.strOut.substr(0, 4), "lum ");
-    EXPECT_EQ(LinesOf(kResult.strOut).size(), 1u);
+    const LumResult result = RunLum({"--version"});
+    EXPECT_EQ(result.nExitCode, 0);
+    EXPECT_EQ(result.strOut.substr(0, 4), "lum ");
+    EXPECT_EQ(LinesOf(result.strOut).size(), 1u);
 }
 
 TEST(LumCommandLine, WrongUsageIsAnErrorWithAMessageAndNoResult)
@@ -61,20 +61,20 @@ TEST(LumCommandLine, WrongUsageIsAnErrorWithAMessageAndNoResult)
                                                             {"crash", "gently"}};
     for (const std::vector<std::string>& vecArguments : vecWrong)
     {
-        const LumResult kResult = RunLum(vecArguments);
+        const LumResult result = RunLum(vecArguments);
         const std::string strShown = testing::PrintToString(vecArguments);
-        EXPECT_EQ(kResult.nExitCode, 2) << strShown;
-        EXPECT_EQ(kResult.strOut, "") << strShown;
-        EXPECT_NE(kResult.strErr, "") << strShown;
+        EXPECT_EQ(result.nExitCode, 2) << strShown;
+        EXPECT_EQ(result.strOut, "") << strShown;
+        EXPECT_NE(result.strErr, "") << strShown;
     }
 }
 
 TEST(LumCommandLine, WithoutAnArgumentItShowsItsHelp)
 {
-    const LumResult kResult = RunLum({});
-    EXPECT_EQ(kResult.nExitCode, 0);
-    EXPECT_EQ(kResult.strOut, RunLum({"--help"}).strOut);
-    EXPECT_EQ(kResult.strErr, "");
+    const LumResult result = RunLum({});
+    EXPECT_EQ(result.nExitCode, 0);
+    EXPECT_EQ(result.strOut, RunLum({"--help"}).strOut);
+    EXPECT_EQ(result.strErr, "");
 }
 
 TEST(LumCommandLine, WhatIsWrongIsSaidInOneLineWithTheHelpThatTellsMore)
@@ -91,28 +91,28 @@ TEST(LumCommandLine, WhatIsWrongIsSaidInOneLineWithTheHelpThatTellsMore)
         {{"bo\ngus"}, "unknown command 'bo\\x0agus'; see 'lum --help'"}};
     for (const auto& [vecArguments, strMessage] : vecWrong)
     {
-        const LumResult kResult = RunLum(vecArguments);
-        EXPECT_EQ(kResult.nExitCode, 2);
-        EXPECT_EQ(kResult.strOut, "");
-        EXPECT_EQ(kResult.strErr, "lum: " + strMessage + "\n");
+        const LumResult result = RunLum(vecArguments);
+        EXPECT_EQ(result.nExitCode, 2);
+        EXPECT_EQ(result.strOut, "");
+        EXPECT_EQ(result.strErr, "lum: " + strMessage + "\n");
     }
 }
 
 TEST(LumCommandLine, ADirectoryThatIsntThereIsNamedInOneSentence)
 {
-    const LumResult kResult = RunLum({"serve", "--source", "/no/such/directory"});
-    EXPECT_EQ(kResult.nExitCode, 2);
-    EXPECT_EQ(kResult.strOut, "");
-    EXPECT_EQ(LinesOf(kResult.strErr).size(), 1u) << kResult.strErr;
-    EXPECT_TRUE(Contains(kResult.strErr, "/no/such/directory: can't be listed: ")) << kResult.strErr;
+    const LumResult result = RunLum({"serve", "--source", "/no/such/directory"});
+    EXPECT_EQ(result.nExitCode, 2);
+    EXPECT_EQ(result.strOut, "");
+    EXPECT_EQ(LinesOf(result.strErr).size(), 1u) << result.strErr;
+    EXPECT_TRUE(Contains(result.strErr, "/no/such/directory: can't be listed: ")) << result.strErr;
 }
 
 TEST(LumCommandLine, WithoutAPublisherStatusFindsNothing)
 {
-    const LumResult kResult = RunLum({"status"});
-    EXPECT_EQ(kResult.nExitCode, 1);
-    EXPECT_EQ(kResult.strOut, "");
-    EXPECT_EQ(kResult.strErr, "lum: nothing is published here; to publish a directory: lum serve --source DIR\n");
+    const LumResult result = RunLum({"status"});
+    EXPECT_EQ(result.nExitCode, 1);
+    EXPECT_EQ(result.strOut, "");
+    EXPECT_EQ(result.strErr, "lum: nothing is published here; to publish a directory: lum serve --source DIR\n");
 }
 
 TEST(LumCommandLine, WithoutAPublisherStatusInJsonHasNoSources)
@@ -125,10 +125,10 @@ TEST(LumCommandLine, WithoutAPublisherQuestionsAboutFilesCantBeAnswered)
     for (const std::vector<std::string>& vecArguments : std::vector<std::vector<std::string>>{
              {"ls"}, {"tree"}, {"find"}, {"stat", "x"}, {"types"}, {"ls", "--from", "pak"}, {"image"}})
     {
-        const LumResult kResult = RunLum(vecArguments);
-        EXPECT_EQ(kResult.nExitCode, 2) << vecArguments[0];
-        EXPECT_EQ(kResult.strOut, "") << vecArguments[0];
-        EXPECT_NE(kResult.strErr, "") << vecArguments[0];
+        const LumResult result = RunLum(vecArguments);
+        EXPECT_EQ(result.nExitCode, 2) << vecArguments[0];
+        EXPECT_EQ(result.strOut, "") << vecArguments[0];
+        EXPECT_NE(result.strErr, "") << vecArguments[0];
     }
 }
 

@@ -18,23 +18,23 @@ Crash RunCrash(const std::vector<std::string>& vecArguments)
 {
     std::vector<std::string> vecAll = {"crash"};
     vecAll.insert(vecAll.end(), vecArguments.begin(), vecArguments.end());
-    LumProcess kProcess(vecAll);
-    Crash kCrash;
-    EXPECT_TRUE(WaitUntil([&] { return !kProcess.IsRunning(); }));
-    kProcess.Wait();
-    kCrash.strErr = kProcess.Err();
-    kCrash.nSignal = kProcess.EndingSignal();
+    LumProcess process(vecAll);
+    Crash crash;
+    EXPECT_TRUE(WaitUntil([&] { return !process.IsRunning(); }));
+    process.Wait();
+    crash.strErr = process.Err();
+    crash.nSignal = process.EndingSignal();
     // "WriteToNowhere at line 29"
-    const std::string strOut = kProcess.Out();
+    const std::string strOut = process.Out();
     const std::string strAnnounced = "WriteToNowhere at line ";
     const size_t uAt = strOut.find(strAnnounced);
     EXPECT_NE(uAt, std::string::npos) << strOut;
     if (uAt != std::string::npos)
     {
-        kCrash.strFault = "crash.cpp (" + std::to_string(atoi(strOut.c_str() + uAt + strAnnounced.size())) +
-                          "): lum::(anonymous namespace)::WriteToNowhere";
+        crash.strFault = "crash.cpp (" + std::to_string(atoi(strOut.c_str() + uAt + strAnnounced.size())) +
+                         "): lum::(anonymous namespace)::WriteToNowhere";
     }
-    return kCrash;
+    return crash;
 }
 
 constexpr const char* kEnd = "lum: end of the report\n";
@@ -43,47 +43,47 @@ constexpr const char* kEnd = "lum: end of the report\n";
 
 TEST(LumCrash, AnInvalidAccessIsReportedWithTheFunctionAndItsLine)
 {
-    const Crash kCrash = RunCrash({"write"});
-    EXPECT_EQ(kCrash.nSignal, SIGSEGV);
-    EXPECT_TRUE(kCrash.strErr.starts_with("lum: crash: SIGSEGV (invalid access to memory) at 0x10\n")) << kCrash.strErr;
-    EXPECT_TRUE(Contains(kCrash.strErr, kCrash.strFault)) << kCrash.strErr;
-    EXPECT_TRUE(Contains(kCrash.strErr, ": main\n")) << kCrash.strErr;
-    EXPECT_TRUE(kCrash.strErr.ends_with(kEnd)) << kCrash.strErr;
+    const Crash crash = RunCrash({"write"});
+    EXPECT_EQ(crash.nSignal, SIGSEGV);
+    EXPECT_TRUE(crash.strErr.starts_with("lum: crash: SIGSEGV (invalid access to memory) at 0x10\n")) << crash.strErr;
+    EXPECT_TRUE(Contains(crash.strErr, crash.strFault)) << crash.strErr;
+    EXPECT_TRUE(Contains(crash.strErr, ": main\n")) << crash.strErr;
+    EXPECT_TRUE(crash.strErr.ends_with(kEnd)) << crash.strErr;
 }
 
 TEST(LumCrash, TheReportIsInTheLogFileToo)
 {
-    TemporaryFolder kFolder;
-    const Crash kCrash = RunCrash({"write", "--log", kFolder.Name()});
-    const std::string strLog = AllLogs(kFolder.Path());
+    TemporaryFolder folder;
+    const Crash crash = RunCrash({"write", "--log", folder.Name()});
+    const std::string strLog = AllLogs(folder.Path());
     EXPECT_TRUE(Contains(strLog, ":[VOLOG-ERROR]lum: crash: SIGSEGV (invalid access to memory) at 0x10\n")) << strLog;
-    EXPECT_TRUE(Contains(strLog, kCrash.strFault)) << strLog;
+    EXPECT_TRUE(Contains(strLog, crash.strFault)) << strLog;
     EXPECT_TRUE(strLog.ends_with(kEnd)) << strLog;
 }
 
 TEST(LumCrash, AnAbortEndsAsAnAbort)
 {
-    const Crash kCrash = RunCrash({"abort"});
-    EXPECT_EQ(kCrash.nSignal, SIGABRT);
-    EXPECT_TRUE(kCrash.strErr.starts_with("lum: crash: SIGABRT (aborted)\n")) << kCrash.strErr;
-    EXPECT_TRUE(Contains(kCrash.strErr, "lum::RunCrash")) << kCrash.strErr;
-    EXPECT_TRUE(kCrash.strErr.ends_with(kEnd)) << kCrash.strErr;
+    const Crash crash = RunCrash({"abort"});
+    EXPECT_EQ(crash.nSignal, SIGABRT);
+    EXPECT_TRUE(crash.strErr.starts_with("lum: crash: SIGABRT (aborted)\n")) << crash.strErr;
+    EXPECT_TRUE(Contains(crash.strErr, "lum::RunCrash")) << crash.strErr;
+    EXPECT_TRUE(crash.strErr.ends_with(kEnd)) << crash.strErr;
 }
 
 TEST(LumCrash, AStackThatIsUsedUpIsReported)
 {
-    const Crash kCrash = RunCrash({"stack"});
-    EXPECT_EQ(kCrash.nSignal, SIGSEGV);
-    EXPECT_TRUE(Contains(kCrash.strErr, "UseUpTheStack")) << kCrash.strErr;
-    EXPECT_TRUE(kCrash.strErr.ends_with(kEnd)) << kCrash.strErr;
+    const Crash crash = RunCrash({"stack"});
+    EXPECT_EQ(crash.nSignal, SIGSEGV);
+    EXPECT_TRUE(Contains(crash.strErr, "UseUpTheStack")) << crash.strErr;
+    EXPECT_TRUE(crash.strErr.ends_with(kEnd)) << crash.strErr;
 }
 
 TEST(LumCrash, ACrashOfAnotherThreadIsReportedWithThatThreadsStack)
 {
-    const Crash kCrash = RunCrash({"thread"});
-    EXPECT_EQ(kCrash.nSignal, SIGSEGV);
-    EXPECT_TRUE(Contains(kCrash.strErr, kCrash.strFault)) << kCrash.strErr;
-    EXPECT_FALSE(Contains(kCrash.strErr, ": main\n")) << kCrash.strErr;
+    const Crash crash = RunCrash({"thread"});
+    EXPECT_EQ(crash.nSignal, SIGSEGV);
+    EXPECT_TRUE(Contains(crash.strErr, crash.strFault)) << crash.strErr;
+    EXPECT_FALSE(Contains(crash.strErr, ": main\n")) << crash.strErr;
 }
 
 TEST(LumCrash, EverySignalOfACrashIsReportedAndEndsTheProcessItself)
@@ -92,43 +92,43 @@ TEST(LumCrash, EverySignalOfACrashIsReportedAndEndsTheProcessItself)
         {SIGSEGV, "SIGSEGV"}, {SIGBUS, "SIGBUS"}, {SIGFPE, "SIGFPE"}, {SIGILL, "SIGILL"}, {SIGABRT, "SIGABRT"}};
     for (const auto& [nSignal, pszName] : akSignals)
     {
-        LumProcess kProcess({"crash", "wait"});
-        ASSERT_TRUE(WaitUntil([&] { return Contains(kProcess.Out(), "WriteToNowhere"); }));
-        ASSERT_EQ(kill(static_cast<pid_t>(kProcess.ProcessId()), nSignal), 0);
-        ASSERT_TRUE(WaitUntil([&] { return !kProcess.IsRunning(); })) << pszName;
-        kProcess.Wait();
-        EXPECT_EQ(kProcess.EndingSignal(), nSignal);
-        EXPECT_TRUE(kProcess.Err().starts_with(std::string("lum: crash: ") + pszName + " (")) << kProcess.Err();
-        EXPECT_TRUE(Contains(kProcess.Err(), "), sent by process ")) << kProcess.Err();
-        EXPECT_TRUE(Contains(kProcess.Err(), "lum::RunCrash")) << kProcess.Err();
+        LumProcess process({"crash", "wait"});
+        ASSERT_TRUE(WaitUntil([&] { return Contains(process.Out(), "WriteToNowhere"); }));
+        ASSERT_EQ(kill(static_cast<pid_t>(process.ProcessId()), nSignal), 0);
+        ASSERT_TRUE(WaitUntil([&] { return !process.IsRunning(); })) << pszName;
+        process.Wait();
+        EXPECT_EQ(process.EndingSignal(), nSignal);
+        EXPECT_TRUE(process.Err().starts_with(std::string("lum: crash: ") + pszName + " (")) << process.Err();
+        EXPECT_TRUE(Contains(process.Err(), "), sent by process ")) << process.Err();
+        EXPECT_TRUE(Contains(process.Err(), "lum::RunCrash")) << process.Err();
     }
 }
 
 TEST(LumCrash, AReportThatHangsIsGivenUpAndTheSignalEndsTheProcess)
 {
-    const Crash kCrash = RunCrash({"hang"});
-    EXPECT_EQ(kCrash.nSignal, SIGSEGV);
-    EXPECT_TRUE(kCrash.strErr.ends_with("(the report takes too long and is given up)\n")) << kCrash.strErr;
+    const Crash crash = RunCrash({"hang"});
+    EXPECT_EQ(crash.nSignal, SIGSEGV);
+    EXPECT_TRUE(crash.strErr.ends_with("(the report takes too long and is given up)\n")) << crash.strErr;
 }
 
 TEST(LumCrash, AReportThatCrashesItselfEndsWithTheFirstSignal)
 {
-    const Crash kCrash = RunCrash({"twice"});
-    EXPECT_EQ(kCrash.nSignal, SIGSEGV) << "and not the abort of the report";
-    EXPECT_FALSE(Contains(kCrash.strErr, "given up")) << kCrash.strErr;
-    EXPECT_FALSE(Contains(kCrash.strErr, kEnd)) << kCrash.strErr;
+    const Crash crash = RunCrash({"twice"});
+    EXPECT_EQ(crash.nSignal, SIGSEGV) << "and not the abort of the report";
+    EXPECT_FALSE(Contains(crash.strErr, "given up")) << crash.strErr;
+    EXPECT_FALSE(Contains(crash.strErr, kEnd)) << crash.strErr;
 }
 
 TEST(LumCrash, AServerThatCrashesReportsIntoItsLog)
 {
-    TemporaryFolder kFolder;
-    LumServe kServe({"--source", kFolder.Name(), "--log", kFolder.Name("logs")});
-    ASSERT_TRUE(kServe.Publishes());
-    ASSERT_EQ(kill(static_cast<pid_t>(kServe.Process().ProcessId()), SIGSEGV), 0);
-    ASSERT_TRUE(WaitUntil([&] { return !kServe.Process().IsRunning(); }));
-    kServe.Process().Wait();
-    EXPECT_EQ(kServe.Process().EndingSignal(), SIGSEGV);
-    const std::string strLog = AllLogs(kFolder.Path() / "logs");
+    TemporaryFolder folder;
+    LumServe serve({"--source", folder.Name(), "--log", folder.Name("logs")});
+    ASSERT_TRUE(serve.Publishes());
+    ASSERT_EQ(kill(static_cast<pid_t>(serve.Process().ProcessId()), SIGSEGV), 0);
+    ASSERT_TRUE(WaitUntil([&] { return !serve.Process().IsRunning(); }));
+    serve.Process().Wait();
+    EXPECT_EQ(serve.Process().EndingSignal(), SIGSEGV);
+    const std::string strLog = AllLogs(folder.Path() / "logs");
     EXPECT_TRUE(Contains(strLog, "lum: crash: SIGSEGV")) << strLog;
     EXPECT_TRUE(Contains(strLog, ": main\n")) << strLog;
 }

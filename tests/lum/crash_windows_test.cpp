@@ -24,41 +24,41 @@ constexpr int kAccessViolation = static_cast<int>(0xC0000005u);
 
 TEST_F(LumCrash, AnInvalidAccessIsReportedAndTheExceptionEndsTheProcess)
 {
-    const LumResult kResult = RunLum({"crash", "write"});
-    EXPECT_EQ(kResult.nExitCode, kAccessViolation);
-    EXPECT_TRUE(kResult.strErr.starts_with("lum: crash: exception 0xC0000005 (invalid access to memory) at "))
-        << kResult.strErr;
-    EXPECT_TRUE(Contains(kResult.strErr, "WriteToNowhere") || Contains(kResult.strErr, " (lum): ")) << kResult.strErr;
-    EXPECT_TRUE(kResult.strErr.ends_with(kEnd)) << kResult.strErr;
+    const LumResult result = RunLum({"crash", "write"});
+    EXPECT_EQ(result.nExitCode, kAccessViolation);
+    EXPECT_TRUE(result.strErr.starts_with("lum: crash: exception 0xC0000005 (invalid access to memory) at "))
+        << result.strErr;
+    EXPECT_TRUE(Contains(result.strErr, "WriteToNowhere") || Contains(result.strErr, " (lum): ")) << result.strErr;
+    EXPECT_TRUE(result.strErr.ends_with(kEnd)) << result.strErr;
 }
 
 TEST_F(LumCrash, TheReportIsInTheLogFileToo)
 {
-    TemporaryFolder kFolder;
-    RunLum({"crash", "write", "--log", kFolder.Name()});
-    const std::string strLog = AllLogs(kFolder.Path());
+    TemporaryFolder folder;
+    RunLum({"crash", "write", "--log", folder.Name()});
+    const std::string strLog = AllLogs(folder.Path());
     EXPECT_TRUE(Contains(strLog, ":[VOLOG-ERROR]lum: crash: exception 0xC0000005")) << strLog;
     EXPECT_TRUE(strLog.ends_with(kEnd)) << strLog;
 }
 
 TEST_F(LumCrash, AnAbortIsReportedAndEndsAsAnAbort)
 {
-    const LumResult kResult = RunLum({"crash", "abort"});
-    EXPECT_EQ(kResult.nExitCode, 3);
-    EXPECT_TRUE(kResult.strErr.starts_with("lum: crash: SIGABRT (aborted)\n")) << kResult.strErr;
-    EXPECT_TRUE(kResult.strErr.ends_with(kEnd)) << kResult.strErr;
+    const LumResult result = RunLum({"crash", "abort"});
+    EXPECT_EQ(result.nExitCode, 3);
+    EXPECT_TRUE(result.strErr.starts_with("lum: crash: SIGABRT (aborted)\n")) << result.strErr;
+    EXPECT_TRUE(result.strErr.ends_with(kEnd)) << result.strErr;
 }
 
 TEST_F(LumCrash, ACrashOfAnotherThreadIsReported)
 {
-    const LumResult kResult = RunLum({"crash", "thread"});
-    EXPECT_EQ(kResult.nExitCode, kAccessViolation);
-    EXPECT_TRUE(Contains(kResult.strErr, kEnd)) << kResult.strErr;
+    const LumResult result = RunLum({"crash", "thread"});
+    EXPECT_EQ(result.nExitCode, kAccessViolation);
+    EXPECT_TRUE(Contains(result.strErr, kEnd)) << result.strErr;
 }
 
 TEST_F(LumCrash, AReportThatHangsIsGivenUp)
 {
-    const LumResult kResult = RunLum({"crash", "hang"});
-    EXPECT_EQ(kResult.nExitCode, kAccessViolation);
-    EXPECT_TRUE(Contains(kResult.strErr, "(the report takes too long and is given up)\n")) << kResult.strErr;
+    const LumResult result = RunLum({"crash", "hang"});
+    EXPECT_EQ(result.nExitCode, kAccessViolation);
+    EXPECT_TRUE(Contains(result.strErr, "(the report takes too long and is given up)\n")) << result.strErr;
 }

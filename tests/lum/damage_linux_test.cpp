@@ -11,9 +11,9 @@ void ExpectNoCrash(const std::string& strWhat)
 {
     for (const std::vector<std::string>& vecArguments : kReaderCommands)
     {
-        const LumResult kResult = RunLum(vecArguments);
-        EXPECT_TRUE(kResult.nExitCode >= 0 && kResult.nExitCode <= 2)
-            << strWhat << " " << vecArguments[0] << " " << kResult.nExitCode << " " << kResult.strErr;
+        const LumResult result = RunLum(vecArguments);
+        EXPECT_TRUE(result.nExitCode >= 0 && result.nExitCode <= 2)
+            << strWhat << " " << vecArguments[0] << " " << result.nExitCode << " " << result.strErr;
     }
 }
 
@@ -21,12 +21,12 @@ void ExpectNoCrash(const std::string& strWhat)
 
 TEST(LumDamage, ACutDataSectionIsRefused)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     const std::string strBlock = BlockOf(SmallImage());
     for (const size_t uSize :
          {size_t{1}, size_t{8}, size_t{15}, size_t{16}, size_t{17}, strBlock.size() / 2, strBlock.size() - 9})
     {
-        ASSERT_TRUE(kPublisher.PublishBlock(strBlock.substr(0, uSize)));
+        ASSERT_TRUE(publisher.PublishBlock(strBlock.substr(0, uSize)));
         EXPECT_EQ(RunLum({"find"}).nExitCode, 2) << uSize;
         EXPECT_EQ(RunLum({"status"}).nExitCode, 2) << uSize;
         EXPECT_EQ(RunLum({"image"}).nExitCode, 2) << uSize;
@@ -35,68 +35,68 @@ TEST(LumDamage, ACutDataSectionIsRefused)
 
 TEST(LumDamage, ACutStateSectionIsRefused)
 {
-    HandMadePublisher kPublisher;
-    ASSERT_TRUE(kPublisher.PublishImage(SmallImage()));
+    HandMadePublisher publisher;
+    ASSERT_TRUE(publisher.PublishImage(SmallImage()));
     for (const size_t uSize : {1u, 11u, 12u, 24u, 131u})
     {
-        ASSERT_TRUE(kPublisher.PublishState(GoodState().substr(0, uSize)));
+        ASSERT_TRUE(publisher.PublishState(GoodState().substr(0, uSize)));
         EXPECT_EQ(RunLum({"find"}).nExitCode, 2) << uSize;
         EXPECT_EQ(RunLum({"status"}).nExitCode, 2) << uSize;
         EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 2) << uSize;
     }
-    ASSERT_TRUE(kPublisher.PublishState(GoodState() + std::string(4000, '\xff')));
+    ASSERT_TRUE(publisher.PublishState(GoodState() + std::string(4000, '\xff')));
     EXPECT_EQ(RunLum({"find"}).nExitCode, 0);
 }
 
 TEST(LumDamage, RandomDamageOfAnImageNeverCrashesAReader)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     const std::string strGood = SmallImage();
-    std::mt19937 kRandom(4711);
+    std::mt19937 random(4711);
     for (unsigned i = 0; i < 40; ++i)
     {
         std::string strImage = strGood;
-        for (unsigned j = kRandom() % 4 + 1; j != 0; --j)
+        for (unsigned j = random() % 4 + 1; j != 0; --j)
         {
-            strImage[kRandom() % strImage.size()] = static_cast<char>(kRandom());
+            strImage[random() % strImage.size()] = static_cast<char>(random());
         }
-        ASSERT_TRUE(kPublisher.PublishImage(strImage));
+        ASSERT_TRUE(publisher.PublishImage(strImage));
         ExpectNoCrash("round " + std::to_string(i));
     }
 }
 
 TEST(LumDamage, RandomDamageOfABlockNeverCrashesAReader)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     const std::string strGood = BlockOf(SmallImage());
-    std::mt19937 kRandom(1174);
+    std::mt19937 random(1174);
     for (unsigned i = 0; i < 60; ++i)
     {
         std::string strBlock = strGood;
-        for (unsigned j = kRandom() % 3 + 1; j != 0; --j)
+        for (unsigned j = random() % 3 + 1; j != 0; --j)
         {
-            strBlock[kRandom() % strBlock.size()] = static_cast<char>(kRandom());
+            strBlock[random() % strBlock.size()] = static_cast<char>(random());
         }
-        ASSERT_TRUE(kPublisher.PublishBlock(strBlock));
-        const LumResult kResult = RunLum({"tree"});
-        EXPECT_TRUE(kResult.nExitCode >= 0 && kResult.nExitCode <= 2) << i << " " << kResult.strErr;
+        ASSERT_TRUE(publisher.PublishBlock(strBlock));
+        const LumResult result = RunLum({"tree"});
+        EXPECT_TRUE(result.nExitCode >= 0 && result.nExitCode <= 2) << i << " " << result.strErr;
     }
 }
 
 TEST(LumDamage, RandomDamageOfAnImageFileNeverCrashesTheInspector)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     const std::string strGood = SmallImage();
-    std::mt19937 kRandom(99);
+    std::mt19937 random(99);
     for (unsigned i = 0; i < 150; ++i)
     {
         std::string strImage = strGood;
-        for (unsigned j = kRandom() % 4 + 1; j != 0; --j)
+        for (unsigned j = random() % 4 + 1; j != 0; --j)
         {
-            SetWord(&strImage, kRandom() % (strImage.size() - 3), kRandom() >> (kRandom() % 32));
+            SetWord(&strImage, random() % (strImage.size() - 3), random() >> (random() % 32));
         }
-        const LumResult kResult =
-            RunLum({"image", "--file", kFolder.Write("image", strImage), "--dump", "--records", "50"});
-        EXPECT_TRUE(kResult.nExitCode == 0 || kResult.nExitCode == 2) << i << " " << kResult.strErr;
+        const LumResult result =
+            RunLum({"image", "--file", folder.Write("image", strImage), "--dump", "--records", "50"});
+        EXPECT_TRUE(result.nExitCode == 0 || result.nExitCode == 2) << i << " " << result.strErr;
     }
 }

@@ -9,9 +9,9 @@ void ExpectRefusal(const std::string& strWhat)
 {
     for (const std::vector<std::string>& vecArguments : kReaderCommands)
     {
-        const LumResult kResult = RunLum(vecArguments);
-        EXPECT_EQ(kResult.nExitCode, 2) << strWhat << " " << vecArguments[0];
-        EXPECT_NE(kResult.strErr, "") << strWhat << " " << vecArguments[0];
+        const LumResult result = RunLum(vecArguments);
+        EXPECT_EQ(result.nExitCode, 2) << strWhat << " " << vecArguments[0];
+        EXPECT_NE(result.strErr, "") << strWhat << " " << vecArguments[0];
     }
 }
 
@@ -19,8 +19,8 @@ void ExpectRefusal(const std::string& strWhat)
 
 TEST(LumDamage, AGoodHandMadeSectionIsRead)
 {
-    HandMadePublisher kPublisher;
-    ASSERT_TRUE(kPublisher.PublishImage(SmallImage()));
+    HandMadePublisher publisher;
+    ASSERT_TRUE(publisher.PublishImage(SmallImage()));
     EXPECT_EQ(RunLum({"find"}).strOut, "README\nShip\nShip/Hull.png\n");
     for (const std::vector<std::string>& vecArguments : kReaderCommands)
     {
@@ -30,24 +30,24 @@ TEST(LumDamage, AGoodHandMadeSectionIsRead)
 
 TEST(LumDamage, AStateSectionOfAnotherVersionIsRefused)
 {
-    HandMadePublisher kPublisher;
-    ASSERT_TRUE(kPublisher.PublishImage(SmallImage()));
+    HandMadePublisher publisher;
+    ASSERT_TRUE(publisher.PublishImage(SmallImage()));
     std::string strState = GoodState();
     strState[10] = '5';
-    ASSERT_TRUE(kPublisher.PublishState(strState));
+    ASSERT_TRUE(publisher.PublishState(strState));
     ExpectRefusal("another version");
     EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 2);
 }
 
 TEST(LumDamage, AnEnabledSourceWithoutItsDataSectionIsRefused)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     ExpectRefusal("no data section");
 }
 
 TEST(LumDamage, ABlockWhoseHeaderLiesIsRefused)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     const std::string strGood = BlockOf(SmallImage());
     for (const uint32_t uValue : {0u, 1u, 0x7FFFFFFFu, 0xFFFFFFFFu})
     {
@@ -59,7 +59,7 @@ TEST(LumDamage, ABlockWhoseHeaderLiesIsRefused)
             {
                 continue;
             }
-            ASSERT_TRUE(kPublisher.PublishBlock(strBlock));
+            ASSERT_TRUE(publisher.PublishBlock(strBlock));
             EXPECT_EQ(RunLum({"image"}).nExitCode, 2) << uAt << " " << uValue;
             // An announced size that is larger than the stream's own is a bound that does no harm to a reader.
             const bool bBound = uAt == 0 && uValue > WordAt(strGood, 0);
@@ -70,25 +70,25 @@ TEST(LumDamage, ABlockWhoseHeaderLiesIsRefused)
 
 TEST(LumDamage, ABlockWhoseStreamIsDamagedIsRefused)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     std::string strBlock = BlockOf(SmallImage());
     strBlock.replace(16, 64, std::string(64, '\xff'));
-    ASSERT_TRUE(kPublisher.PublishBlock(strBlock));
+    ASSERT_TRUE(publisher.PublishBlock(strBlock));
     ExpectRefusal("damaged stream");
 }
 
 TEST(LumDamage, AnImageOfAnotherVersionIsRefused)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     std::string strImage = SmallImage();
     strImage[6] = '9';
-    ASSERT_TRUE(kPublisher.PublishImage(strImage));
+    ASSERT_TRUE(publisher.PublishImage(strImage));
     ExpectRefusal("another image version");
 }
 
 TEST(LumDamage, AnImageWhoseInnerSizesLieIsRefused)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     const std::string strGood = SmallImage();
     // The sizes and counts of the outer head and of the first heads inside.
     for (const size_t uAt :
@@ -98,7 +98,7 @@ TEST(LumDamage, AnImageWhoseInnerSizesLieIsRefused)
         {
             std::string strImage = strGood;
             SetWord(&strImage, uAt, uValue);
-            ASSERT_TRUE(kPublisher.PublishImage(strImage));
+            ASSERT_TRUE(publisher.PublishImage(strImage));
             EXPECT_EQ(RunLum({"find"}).nExitCode, 2) << uAt << " " << uValue;
         }
     }
@@ -106,16 +106,16 @@ TEST(LumDamage, AnImageWhoseInnerSizesLieIsRefused)
 
 TEST(LumDamage, AnImageOfNothingIsRefused)
 {
-    HandMadePublisher kPublisher;
-    ASSERT_TRUE(kPublisher.PublishImage("x"));
+    HandMadePublisher publisher;
+    ASSERT_TRUE(publisher.PublishImage("x"));
     ExpectRefusal("one byte");
-    ASSERT_TRUE(kPublisher.PublishImage("ver.1.4"));
+    ASSERT_TRUE(publisher.PublishImage("ver.1.4"));
     ExpectRefusal("a version alone");
 }
 
 TEST(LumDamage, AFolderThatLiesInItselfEndsTheWalkWithAnError)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     std::string strImage = SmallImage();
     // Every number that is node 1, the folder, or node 2, its file, leads to the root or to the folder itself.
     const size_t uNodes = 52 + WordAt(strImage, 8);
@@ -130,7 +130,7 @@ TEST(LumDamage, AFolderThatLiesInItselfEndsTheWalkWithAnError)
     // The folder's list of files becomes its list of folders.
     const size_t uFolder = uNodes + 16 + 120;
     SetWord(&strImage, uFolder + 20, WordAt(strImage, uFolder + 16));
-    ASSERT_TRUE(kPublisher.PublishImage(strImage));
+    ASSERT_TRUE(publisher.PublishImage(strImage));
     EXPECT_EQ(RunLum({"tree"}).nExitCode, 2);
     EXPECT_EQ(RunLum({"tree", "--json"}).nExitCode, 2);
     EXPECT_EQ(RunLum({"find"}).nExitCode, 2);
@@ -139,11 +139,11 @@ TEST(LumDamage, AFolderThatLiesInItselfEndsTheWalkWithAnError)
 
 TEST(LumDamage, AChildThatDoesntExistIsAnError)
 {
-    HandMadePublisher kPublisher;
+    HandMadePublisher publisher;
     std::string strImage = SmallImage();
     const size_t uNumbers = 52 + WordAt(strImage, 8) + WordAt(strImage, 12);
     SetWord(&strImage, uNumbers + 8, 1000000);
-    ASSERT_TRUE(kPublisher.PublishImage(strImage));
+    ASSERT_TRUE(publisher.PublishImage(strImage));
     EXPECT_EQ(RunLum({"tree"}).nExitCode, 2);
     EXPECT_EQ(RunLum({"find"}).nExitCode, 2);
 }

@@ -11,16 +11,16 @@ namespace
 
 DiskEntry EntryOf(const std::string& strPath, const std::string& strName)
 {
-    struct statx kStat = {};
-    statx(AT_FDCWD, strPath.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &kStat);
-    DiskEntry kEntry;
-    kEntry.bFolder = S_ISDIR(kStat.stx_mode);
-    kEntry.ullSize = kEntry.bFolder ? 0 : kStat.stx_size;
-    kEntry.nWritten = kStat.stx_mtime.tv_sec;
-    kEntry.nAccessed = S_ISDIR(kStat.stx_mode) ? 0 : kStat.stx_atime.tv_sec;
-    kEntry.nCreated = (kStat.stx_mask & STATX_BTIME) != 0 ? kStat.stx_btime.tv_sec : kStat.stx_mtime.tv_sec;
-    kEntry.uAttributes = 0x10 | ((kStat.stx_mode & S_IWUSR) != 0 ? 0x04 : 0x01) | (strName[0] == '.' ? 0x08 : 0);
-    return kEntry;
+    struct statx stat = {};
+    statx(AT_FDCWD, strPath.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &stat);
+    DiskEntry entry;
+    entry.bFolder = S_ISDIR(stat.stx_mode);
+    entry.ullSize = entry.bFolder ? 0 : stat.stx_size;
+    entry.nWritten = stat.stx_mtime.tv_sec;
+    entry.nAccessed = S_ISDIR(stat.stx_mode) ? 0 : stat.stx_atime.tv_sec;
+    entry.nCreated = (stat.stx_mask & STATX_BTIME) != 0 ? stat.stx_btime.tv_sec : stat.stx_mtime.tv_sec;
+    entry.uAttributes = 0x10 | ((stat.stx_mode & S_IWUSR) != 0 ? 0x04 : 0x01) | (strName[0] == '.' ? 0x08 : 0);
+    return entry;
 }
 
 void WalkInto(const std::string& strRoot, const std::string& strFolder, DiskTree* pmapTree)
@@ -34,9 +34,9 @@ void WalkInto(const std::string& strRoot, const std::string& strFolder, DiskTree
             continue;
         }
         const std::string strPath = strFolder.empty() ? strName : strFolder + "/" + strName;
-        const DiskEntry kEntry = EntryOf(strRoot + "/" + strPath, strName);
-        pmapTree->emplace(strPath, kEntry);
-        if (kEntry.bFolder)
+        const DiskEntry entry = EntryOf(strRoot + "/" + strPath, strName);
+        pmapTree->emplace(strPath, entry);
+        if (entry.bFolder)
         {
             WalkInto(strRoot, strPath, pmapTree);
         }
@@ -47,38 +47,38 @@ void WalkInto(const std::string& strRoot, const std::string& strFolder, DiskTree
     }
 }
 
-void AddNode(const nlohmann::json& kNode, DiskTree* pmapTree)
+void AddNode(const nlohmann::json& node, DiskTree* pmapTree)
 {
-    DiskEntry kEntry;
-    kEntry.bFolder = kNode["folder"];
-    kEntry.ullSize = kNode["size"];
-    kEntry.nWritten = kNode["written"];
+    DiskEntry entry;
+    entry.bFolder = node["folder"];
+    entry.ullSize = node["size"];
+    entry.nWritten = node["written"];
     // Listing a folder is an access to it, so a folder's time of access moves with every walk.
-    kEntry.nAccessed = kEntry.bFolder ? 0 : static_cast<int64_t>(kNode["accessed"]);
-    kEntry.nCreated = kNode["created"];
-    kEntry.uAttributes = kNode["attributes"];
-    const std::string strPath = BytesOfWrittenForm(kNode["path"]);
-    const bool bNew = pmapTree->emplace(strPath, kEntry).second;
+    entry.nAccessed = entry.bFolder ? 0 : static_cast<int64_t>(node["accessed"]);
+    entry.nCreated = node["created"];
+    entry.uAttributes = node["attributes"];
+    const std::string strPath = BytesOfWrittenForm(node["path"]);
+    const bool bNew = pmapTree->emplace(strPath, entry).second;
     if (!bNew)
     {
-        pmapTree->emplace(strPath + " (twice)", kEntry);
+        pmapTree->emplace(strPath + " (twice)", entry);
     }
 }
 
-void AddNestedNodes(const nlohmann::json& kParent, DiskTree* pmapTree)
+void AddNestedNodes(const nlohmann::json& parent, DiskTree* pmapTree)
 {
-    for (const nlohmann::json& kNode : kParent["children"])
+    for (const nlohmann::json& node : parent["children"])
     {
-        AddNode(kNode, pmapTree);
-        AddNestedNodes(kNode, pmapTree);
+        AddNode(node, pmapTree);
+        AddNestedNodes(node, pmapTree);
     }
 }
 
-std::string Shown(const DiskEntry& kEntry)
+std::string Shown(const DiskEntry& entry)
 {
-    return std::string(kEntry.bFolder ? "folder" : "file") + " size " + std::to_string(kEntry.ullSize) + " written " +
-           std::to_string(kEntry.nWritten) + " accessed " + std::to_string(kEntry.nAccessed) + " created " +
-           std::to_string(kEntry.nCreated) + " attributes " + std::to_string(kEntry.uAttributes);
+    return std::string(entry.bFolder ? "folder" : "file") + " size " + std::to_string(entry.ullSize) + " written " +
+           std::to_string(entry.nWritten) + " accessed " + std::to_string(entry.nAccessed) + " created " +
+           std::to_string(entry.nCreated) + " attributes " + std::to_string(entry.uAttributes);
 }
 
 }  // namespace
@@ -112,28 +112,28 @@ std::string BytesOfWrittenForm(const std::string& strWritten)
     return strResult;
 }
 
-DiskTree TreeOfNodes(const nlohmann::json& kNodes)
+DiskTree TreeOfNodes(const nlohmann::json& nodes)
 {
     DiskTree mapTree;
-    for (const nlohmann::json& kNode : kNodes["nodes"])
+    for (const nlohmann::json& node : nodes["nodes"])
     {
-        AddNode(kNode, &mapTree);
+        AddNode(node, &mapTree);
     }
     return mapTree;
 }
 
-DiskTree TreeOfNestedNodes(const nlohmann::json& kRoot)
+DiskTree TreeOfNestedNodes(const nlohmann::json& root)
 {
     DiskTree mapTree;
-    AddNestedNodes(kRoot, &mapTree);
+    AddNestedNodes(root, &mapTree);
     return mapTree;
 }
 
 DiskTree WithoutAccessTimes(DiskTree mapTree)
 {
-    for (auto& [strPath, kEntry] : mapTree)
+    for (auto& [strPath, entry] : mapTree)
     {
-        kEntry.nAccessed = 0;
+        entry.nAccessed = 0;
     }
     return mapTree;
 }
@@ -142,19 +142,19 @@ std::string Difference(const DiskTree& mapExpected, const DiskTree& mapFound)
 {
     std::string strResult;
     size_t uShown = 0;
-    for (const auto& [strPath, kEntry] : mapExpected)
+    for (const auto& [strPath, entry] : mapExpected)
     {
         const auto itFound = mapFound.find(strPath);
         if (itFound == mapFound.end() && ++uShown < 10)
         {
             strResult += "missing: " + strPath + "\n";
         }
-        else if (itFound != mapFound.end() && itFound->second != kEntry && ++uShown < 10)
+        else if (itFound != mapFound.end() && itFound->second != entry && ++uShown < 10)
         {
-            strResult += strPath + ": " + Shown(itFound->second) + ", expected " + Shown(kEntry) + "\n";
+            strResult += strPath + ": " + Shown(itFound->second) + ", expected " + Shown(entry) + "\n";
         }
     }
-    for (const auto& [strPath, kEntry] : mapFound)
+    for (const auto& [strPath, entry] : mapFound)
     {
         if (!mapExpected.contains(strPath) && ++uShown < 10)
         {

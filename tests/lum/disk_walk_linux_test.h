@@ -30,10 +30,10 @@ DiskTree WalkDisk(const std::string& strRoot);
 std::string BytesOfWrittenForm(const std::string& strWritten);
 
 // The nodes of "lum find --json" or "lum stat --json".
-DiskTree TreeOfNodes(const nlohmann::json& kNodes);
+DiskTree TreeOfNodes(const nlohmann::json& nodes);
 
 // The nodes of "lum tree --json", without the root.
-DiskTree TreeOfNestedNodes(const nlohmann::json& kRoot);
+DiskTree TreeOfNestedNodes(const nlohmann::json& root);
 
 // Access times of a tree that others read at the same time change under a test.
 DiskTree WithoutAccessTimes(DiskTree mapTree);

@@ -47,18 +47,18 @@ enum : size_t
     kReadme = 4
 };
 
-json ImageJson(const TemporaryFolder& kFolder, const std::string& strImage, int nExpectedExit)
+json ImageJson(const TemporaryFolder& folder, const std::string& strImage, int nExpectedExit)
 {
-    return LumJson({"image", "--file", kFolder.Write("image", strImage)}, nExpectedExit);
+    return LumJson({"image", "--file", folder.Write("image", strImage)}, nExpectedExit);
 }
 
 // The first damage that is found in an image, which must be found.
-json FirstDamage(const TemporaryFolder& kFolder, const std::string& strImage)
+json FirstDamage(const TemporaryFolder& folder, const std::string& strImage)
 {
-    const json kJson = ImageJson(kFolder, strImage, 2);
-    const json kDamage = kJson.value("damage", json::array());
-    EXPECT_FALSE(kDamage.empty());
-    return kDamage.empty() ? json{{"offset", 0}, {"text", ""}} : kDamage[0];
+    const json parsed = ImageJson(folder, strImage, 2);
+    const json damage = parsed.value("damage", json::array());
+    EXPECT_FALSE(damage.empty());
+    return damage.empty() ? json{{"offset", 0}, {"text", ""}} : damage[0];
 }
 
 // A small image in which one word is another one.
@@ -73,71 +73,71 @@ std::string WithWord(size_t uAt, uint32_t uValue)
 
 TEST(LumImage, CountsWhatASmallImageHolds)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     const std::string strImage = SmallImage();
-    const json kJson = ImageJson(kFolder, strImage, 0);
-    EXPECT_EQ(kJson["bytes"], strImage.size());
-    EXPECT_EQ(kJson["compressed"], nullptr);
-    EXPECT_EQ(kJson["root"], "/data");
-    EXPECT_EQ(kJson["name"], "data");
-    EXPECT_EQ(kJson["blocks"]["strings"], WordAt(strImage, kStringBlockSize));
-    EXPECT_EQ(kJson["blocks"]["nodes"], 20 + 120 * 5);
-    EXPECT_EQ(kJson["blocks"]["types"], 32 + 312);
-    EXPECT_EQ(kJson["nodes"], json({{"count", 5}, {"files", 2}, {"folders", 2}, {"removed", 1}, {"without_key", 0}}));
+    const json parsed = ImageJson(folder, strImage, 0);
+    EXPECT_EQ(parsed["bytes"], strImage.size());
+    EXPECT_EQ(parsed["compressed"], nullptr);
+    EXPECT_EQ(parsed["root"], "/data");
+    EXPECT_EQ(parsed["name"], "data");
+    EXPECT_EQ(parsed["blocks"]["strings"], WordAt(strImage, kStringBlockSize));
+    EXPECT_EQ(parsed["blocks"]["nodes"], 20 + 120 * 5);
+    EXPECT_EQ(parsed["blocks"]["types"], 32 + 312);
+    EXPECT_EQ(parsed["nodes"], json({{"count", 5}, {"files", 2}, {"folders", 2}, {"removed", 1}, {"without_key", 0}}));
     // Three lists of one child each: the root's file and folder, and the folder's file, beside a hole.
-    EXPECT_EQ(kJson["numbers"], json({{"count", 7}, {"lists", 3}, {"listed", 3}, {"holes", 1}, {"dead", 0}}));
+    EXPECT_EQ(parsed["numbers"], json({{"count", 7}, {"lists", 3}, {"listed", 3}, {"holes", 1}, {"dead", 0}}));
     // Keys: "", "ship", "ship/hull.png", "ship/gone.tga", "readme". Texts: Ship, Hull, png, gone, tga, README, texture,
     // and the root's path and name.
-    EXPECT_EQ(kJson["strings"]["count"], 14);
-    EXPECT_EQ(kJson["strings"]["with_text"], 9);
-    EXPECT_EQ(kJson["strings"]["keys_only"], 5);
-    EXPECT_EQ(kJson["strings"]["removed"], 0);
-    EXPECT_EQ(kJson["strings"]["texts"], 9);
-    EXPECT_EQ(kJson["strings"]["primary"]["slots"], 32);
-    EXPECT_EQ(kJson["strings"]["primary"]["used"], 14);
-    EXPECT_EQ(kJson["strings"]["conflict"]["slots"], 1);
-    EXPECT_EQ(kJson["keys"]["slots"], 8);
-    EXPECT_EQ(kJson["keys"]["used"], 4);
-    EXPECT_EQ(kJson["keys"]["load"], 0.5);
-    EXPECT_EQ(kJson["types"], 1);
-    EXPECT_EQ(kJson["damage_count"], 0);
+    EXPECT_EQ(parsed["strings"]["count"], 14);
+    EXPECT_EQ(parsed["strings"]["with_text"], 9);
+    EXPECT_EQ(parsed["strings"]["keys_only"], 5);
+    EXPECT_EQ(parsed["strings"]["removed"], 0);
+    EXPECT_EQ(parsed["strings"]["texts"], 9);
+    EXPECT_EQ(parsed["strings"]["primary"]["slots"], 32);
+    EXPECT_EQ(parsed["strings"]["primary"]["used"], 14);
+    EXPECT_EQ(parsed["strings"]["conflict"]["slots"], 1);
+    EXPECT_EQ(parsed["keys"]["slots"], 8);
+    EXPECT_EQ(parsed["keys"]["used"], 4);
+    EXPECT_EQ(parsed["keys"]["load"], 0.5);
+    EXPECT_EQ(parsed["types"], 1);
+    EXPECT_EQ(parsed["damage_count"], 0);
 }
 
 TEST(LumImage, ReadsABlockAndASectionLikeTheImageItself)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     const std::string strImage = SmallImage();
-    json kPlain = ImageJson(kFolder, strImage, 0);
+    json plain = ImageJson(folder, strImage, 0);
     const std::string strBlock = BlockOf(strImage);
-    const json kFromBlock = ImageJson(kFolder, strBlock, 0);
-    EXPECT_EQ(kFromBlock["compressed"], strBlock.size());
+    const json fromBlock = ImageJson(folder, strBlock, 0);
+    EXPECT_EQ(fromBlock["compressed"], strBlock.size());
 
-    HandMadePublisher kPublisher;
-    ASSERT_TRUE(kPublisher.PublishImage(strImage));
-    const json kFromSection = LumJson({"image"});
-    EXPECT_EQ(kFromSection, kFromBlock);
-    EXPECT_EQ(LumJson({"image", "--section", "source"}), kFromBlock);
+    HandMadePublisher publisher;
+    ASSERT_TRUE(publisher.PublishImage(strImage));
+    const json fromSection = LumJson({"image"});
+    EXPECT_EQ(fromSection, fromBlock);
+    EXPECT_EQ(LumJson({"image", "--section", "source"}), fromBlock);
     EXPECT_EQ(RunLum({"image", "--section", "target"}).nExitCode, 2);
 
-    kPlain["compressed"] = strBlock.size();
-    EXPECT_EQ(kPlain, kFromBlock);
+    plain["compressed"] = strBlock.size();
+    EXPECT_EQ(plain, fromBlock);
 }
 
 TEST(LumImage, SavesTheImageThatWasPublished)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     const std::string strImage = SmallImage();
-    HandMadePublisher kPublisher;
-    ASSERT_TRUE(kPublisher.PublishImage(strImage));
-    EXPECT_EQ(RunLum({"image", "--save", kFolder.Name("saved")}).nExitCode, 0);
-    EXPECT_TRUE(ReadWholeFile(kFolder.Path() / "saved") == strImage);
-    EXPECT_EQ(RunLum({"image", "--save", kFolder.Name("no/such/folder")}).nExitCode, 2);
+    HandMadePublisher publisher;
+    ASSERT_TRUE(publisher.PublishImage(strImage));
+    EXPECT_EQ(RunLum({"image", "--save", folder.Name("saved")}).nExitCode, 0);
+    EXPECT_TRUE(ReadWholeFile(folder.Path() / "saved") == strImage);
+    EXPECT_EQ(RunLum({"image", "--save", folder.Name("no/such/folder")}).nExitCode, 2);
 }
 
 TEST(LumImage, TextNamesTheSameCounts)
 {
-    TemporaryFolder kFolder;
-    const std::string strOut = RunLum({"image", "--file", kFolder.Write("image", SmallImage())}).strOut;
+    TemporaryFolder folder;
+    const std::string strOut = RunLum({"image", "--file", folder.Write("image", SmallImage())}).strOut;
     EXPECT_TRUE(Contains(strOut, "  nodes:        5: 2 files, 2 folders, 1 removed\n")) << strOut;
     EXPECT_TRUE(Contains(strOut, "  numbers:      7: 3 in 3 lists, 1 holes, 0 dead\n")) << strOut;
     EXPECT_TRUE(Contains(strOut, "  strings:      14: 9 with text, 5 keys only, 0 removed\n")) << strOut;
@@ -147,26 +147,26 @@ TEST(LumImage, TextNamesTheSameCounts)
 
 TEST(LumImage, StateShowsEveryRecord)
 {
-    HandMadePublisher kPublisher;
-    const json kJson = LumJson({"image", "--state"});
-    EXPECT_EQ(kJson["version"], "version.2.4");
-    ASSERT_EQ(kJson["sources"].size(), 9u);
-    EXPECT_EQ(kJson["sources"][0], json({{"from", "source"}, {"enabled", true}, {"update_count", 7}, {"readers", 0}}));
-    EXPECT_EQ(kJson["sources"][8],
+    HandMadePublisher publisher;
+    const json parsed = LumJson({"image", "--state"});
+    EXPECT_EQ(parsed["version"], "version.2.4");
+    ASSERT_EQ(parsed["sources"].size(), 9u);
+    EXPECT_EQ(parsed["sources"][0], json({{"from", "source"}, {"enabled", true}, {"update_count", 7}, {"readers", 0}}));
+    EXPECT_EQ(parsed["sources"][8],
               json({{"from", "merge-target"}, {"enabled", false}, {"update_count", 0}, {"readers", 0}}));
 }
 
 TEST(LumImage, DumpShowsOffsetBytesTypeValueAndMeaning)
 {
-    TemporaryFolder kFolder;
-    const std::string strFile = kFolder.Write("image", SmallImage());
+    TemporaryFolder folder;
+    const std::string strFile = folder.Write("image", SmallImage());
     const std::string strOut = RunLum({"image", "--file", strFile, "--dump", "--records", "3"}).strOut;
-    const auto hasLine = [&](std::initializer_list<const char*> kParts)
+    const auto hasLine = [&](std::initializer_list<const char*> parts)
     {
         for (const std::string& strLine : LinesOf(strOut))
         {
             size_t uAt = 0;
-            for (const char* pszPart : kParts)
+            for (const char* pszPart : parts)
             {
                 uAt = uAt == std::string::npos ? uAt : strLine.find(pszPart, uAt);
             }
@@ -188,10 +188,10 @@ TEST(LumImage, DumpShowsOffsetBytesTypeValueAndMeaning)
 
 TEST(LumImage, DumpLinesLieInTheImageAndHaveItsBytes)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     const std::string strImage = SmallImage();
     const std::string strOut =
-        RunLum({"image", "--file", kFolder.Write("image", strImage), "--dump", "--records", "1000"}).strOut;
+        RunLum({"image", "--file", folder.Write("image", strImage), "--dump", "--records", "1000"}).strOut;
     size_t uLines = 0;
     for (const std::string& strLine : LinesOf(strOut))
     {
@@ -213,7 +213,7 @@ TEST(LumImage, DumpLinesLieInTheImageAndHaveItsBytes)
 
 TEST(LumImage, WhatIsNoImageIsRefusedWithAMessage)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     std::string strHugeSource = BlockOf(SmallImage());
     strHugeSource[5] = 1;  // more than 4 GiB
     std::string strHugeStream = BlockOf(SmallImage());
@@ -224,96 +224,96 @@ TEST(LumImage, WhatIsNoImageIsRefusedWithAMessage)
          {std::string(), std::string("x"), std::string(15, '\0'), std::string(200, '\0'), std::string(200, '\xff'),
           strHugeSource, strHugeStream, strWrongStream, BlockOf(SmallImage()).substr(0, 100)})
     {
-        const LumResult kResult = RunLum({"image", "--file", kFolder.Write("wrong", strWrong)});
-        EXPECT_EQ(kResult.nExitCode, 2);
-        EXPECT_TRUE(Contains(kResult.strErr, "neither an image nor a compressed one")) << kResult.strErr;
+        const LumResult result = RunLum({"image", "--file", folder.Write("wrong", strWrong)});
+        EXPECT_EQ(result.nExitCode, 2);
+        EXPECT_TRUE(Contains(result.strErr, "neither an image nor a compressed one")) << result.strErr;
     }
-    EXPECT_EQ(RunLum({"image", "--file", kFolder.Name("nowhere")}).nExitCode, 2);
-    EXPECT_EQ(RunLum({"image", "--file", kFolder.Name()}).nExitCode, 2);
+    EXPECT_EQ(RunLum({"image", "--file", folder.Name("nowhere")}).nExitCode, 2);
+    EXPECT_EQ(RunLum({"image", "--file", folder.Name()}).nExitCode, 2);
 }
 
 TEST(LumImage, AnImageOfAnotherVersionIsDamaged)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     std::string strImage = SmallImage();
     strImage[6] = '5';
-    const json kDamage = FirstDamage(kFolder, strImage);
-    EXPECT_EQ(kDamage["offset"], 0);
-    EXPECT_EQ(kDamage["text"], "image: the version is \"ver.1.5\", not \"ver.1.4\"");
+    const json damage = FirstDamage(folder, strImage);
+    EXPECT_EQ(damage["offset"], 0);
+    EXPECT_EQ(damage["text"], "image: the version is \"ver.1.5\", not \"ver.1.4\"");
 }
 
 TEST(LumImage, ABlockSizeThatLiesIsNamedAtItsPlace)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     const std::string strImage = SmallImage();
     for (const size_t uAt : {kStringBlockSize, kNodeBlockSize, kNumberBlockSize, kTableBlockSize, kTypeBlockSize})
     {
         for (const uint32_t uValue : {0u, 1u, WordAt(strImage, uAt) + 1, 0x7FFFFFFFu, 0xFFFFFFFFu})
         {
-            const json kDamage = FirstDamage(kFolder, WithWord(uAt, uValue));
-            EXPECT_EQ(kDamage["offset"], kTotalSize) << uAt << " " << uValue;
-            EXPECT_TRUE(Contains(kDamage["text"].get<std::string>(), "the five blocks have")) << uAt << " " << uValue;
+            const json damage = FirstDamage(folder, WithWord(uAt, uValue));
+            EXPECT_EQ(damage["offset"], kTotalSize) << uAt << " " << uValue;
+            EXPECT_TRUE(Contains(damage["text"].get<std::string>(), "the five blocks have")) << uAt << " " << uValue;
         }
     }
 }
 
 TEST(LumImage, ACutImageIsDamaged)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     const std::string strImage = SmallImage();
     for (size_t uSize = 4; uSize < strImage.size(); uSize += 97)
     {
-        ImageJson(kFolder, strImage.substr(0, uSize), 2);
+        ImageJson(folder, strImage.substr(0, uSize), 2);
     }
-    ImageJson(kFolder, strImage.substr(0, strImage.size() - 1), 2);
-    ImageJson(kFolder, strImage + "x", 2);
+    ImageJson(folder, strImage.substr(0, strImage.size() - 1), 2);
+    ImageJson(folder, strImage + "x", 2);
 }
 
 TEST(LumImage, ARecordThatLiesIsNamedAtItsPlace)
 {
-    TemporaryFolder kFolder;
-    const Blocks kBlocks(SmallImage());
+    TemporaryFolder folder;
+    const Blocks blocks(SmallImage());
     const struct
     {
         size_t uAt;
         uint32_t uValue;
         const char* pszText;
-    } akLies[] = {{kBlocks.Node(kHull) + 8, 7, "node 2: its id is 7"},
-                  {kBlocks.Node(kHull) + 116, 1, "node 2: 1 is no state"},
-                  {kBlocks.Node(kHull) + 76, 1000, "node 2: there is no string 1000"},
-                  {kBlocks.Node(kHull) + 108, 1000, "node 2: its key is no string"},
-                  {kBlocks.Node(kShip) + 16, 1000, "node 1: there is no list 1000"},
-                  {kBlocks.Node(kHull) + 12, 0, "node 1: its child 2 has another parent"},
-                  {kBlocks.Node(kHull) + 28, 1, "node 1: its child 2 is in the list of files"},
-                  {kBlocks.Node(kReadme) + 116, 2, "node 0: its child 4 isn't there"},
-                  {kBlocks.uNumbers + 8, 99, "its child 99 isn't there"},
-                  {kBlocks.uTable + 8, 9, "key table: 4 used slots, and 9 by its head"},
-                  {kBlocks.uStrings + 28 + 16 + 8, 3, "string 0: 3 is no state"},
-                  {kBlocks.uStrings + 28 + 16 + 24 + 8, 4, "string 1: "},
-                  {kBlocks.uTypes, 2, "types: 2 types, but 1 type records"}};
-    for (const auto& kLie : akLies)
+    } akLies[] = {{blocks.Node(kHull) + 8, 7, "node 2: its id is 7"},
+                  {blocks.Node(kHull) + 116, 1, "node 2: 1 is no state"},
+                  {blocks.Node(kHull) + 76, 1000, "node 2: there is no string 1000"},
+                  {blocks.Node(kHull) + 108, 1000, "node 2: its key is no string"},
+                  {blocks.Node(kShip) + 16, 1000, "node 1: there is no list 1000"},
+                  {blocks.Node(kHull) + 12, 0, "node 1: its child 2 has another parent"},
+                  {blocks.Node(kHull) + 28, 1, "node 1: its child 2 is in the list of files"},
+                  {blocks.Node(kReadme) + 116, 2, "node 0: its child 4 isn't there"},
+                  {blocks.uNumbers + 8, 99, "its child 99 isn't there"},
+                  {blocks.uTable + 8, 9, "key table: 4 used slots, and 9 by its head"},
+                  {blocks.uStrings + 28 + 16 + 8, 3, "string 0: 3 is no state"},
+                  {blocks.uStrings + 28 + 16 + 24 + 8, 4, "string 1: "},
+                  {blocks.uTypes, 2, "types: 2 types, but 1 type records"}};
+    for (const auto& lie : akLies)
     {
-        const json kJson = ImageJson(kFolder, WithWord(kLie.uAt, kLie.uValue), 2);
-        EXPECT_TRUE(Contains(kJson["damage"].dump(), kLie.pszText)) << kLie.pszText << "\n" << kJson["damage"].dump(1);
+        const json parsed = ImageJson(folder, WithWord(lie.uAt, lie.uValue), 2);
+        EXPECT_TRUE(Contains(parsed["damage"].dump(), lie.pszText)) << lie.pszText << "\n" << parsed["damage"].dump(1);
     }
 }
 
 TEST(LumImage, AListWithoutEndIsDamaged)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     std::string strImage = SmallImage();
-    const Blocks kBlocks(strImage);
-    const uint32_t uNumbers = WordAt(strImage, kBlocks.uNumbers);
-    SetWord(&strImage, kBlocks.uNumbers + 8 + 4 * (uNumbers - 1), 0xFFFFFFFE);
-    EXPECT_TRUE(Contains(ImageJson(kFolder, strImage, 2)["damage"].dump(), "has no end"));
+    const Blocks blocks(strImage);
+    const uint32_t uNumbers = WordAt(strImage, blocks.uNumbers);
+    SetWord(&strImage, blocks.uNumbers + 8 + 4 * (uNumbers - 1), 0xFFFFFFFE);
+    EXPECT_TRUE(Contains(ImageJson(folder, strImage, 2)["damage"].dump(), "has no end"));
 }
 
 TEST(LumImage, FoldersThatLieInEachOtherAreDamage)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     std::string strImage = SmallImage();
-    const Blocks kBlocks(strImage);
+    const Blocks blocks(strImage);
     // The root becomes the folder's child.
-    SetWord(&strImage, kBlocks.Node(kRoot) + 12, kShip);
-    EXPECT_TRUE(Contains(ImageJson(kFolder, strImage, 2)["damage"].dump(), "lead back to it"));
+    SetWord(&strImage, blocks.Node(kRoot) + 12, kShip);
+    EXPECT_TRUE(Contains(ImageJson(folder, strImage, 2)["damage"].dump(), "lead back to it"));
 }

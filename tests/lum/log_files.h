@@ -6,26 +6,26 @@
 
 #include "tests/lum_support/lum_test_support.h"
 
-inline std::vector<std::filesystem::path> LogFilesBelow(const std::filesystem::path& kFolder)
+inline std::vector<std::filesystem::path> LogFilesBelow(const std::filesystem::path& folder)
 {
     std::vector<std::filesystem::path> vecFiles;
-    std::error_code kError;
-    for (const auto& kEntry : std::filesystem::recursive_directory_iterator(kFolder, kError))
+    std::error_code error;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, error))
     {
-        if (kEntry.is_regular_file())
+        if (entry.is_regular_file())
         {
-            vecFiles.push_back(kEntry.path());
+            vecFiles.push_back(entry.path());
         }
     }
     return vecFiles;
 }
 
-inline std::string AllLogs(const std::filesystem::path& kFolder)
+inline std::string AllLogs(const std::filesystem::path& folder)
 {
     std::string strText;
-    for (const std::filesystem::path& kFile : LogFilesBelow(kFolder))
+    for (const std::filesystem::path& file : LogFilesBelow(folder))
     {
-        strText += ReadWholeFile(kFile);
+        strText += ReadWholeFile(file);
     }
     std::erase(strText, '\r');
     return strText;

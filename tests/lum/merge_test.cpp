@@ -13,16 +13,16 @@ class LumMerge : public testing::Test
 protected:
     void SetUp() override
     {
-        m_kFolder.Write("a/common/both.png", "12345");
-        m_kFolder.Write("a/common/only_a.png", "1");
-        m_kFolder.Write("a/clash", "a file");
-        m_kFolder.Write("b/common/both.png", "123");
-        m_kFolder.Write("b/common/only_b.png", "12");
-        m_kFolder.Write("b/clash/inside.png", "hidden by the file");
-        m_kFolder.Write("b/new/deep/x.tga", "1");
-        m_kFolder.Write("c/common/both.png", "1234567");
-        m_kFolder.Write("c/new/deep/y.tga", "1");
-        m_kFolder.Write("c/clash", "the file again");
+        m_folder.Write("a/common/both.png", "12345");
+        m_folder.Write("a/common/only_a.png", "1");
+        m_folder.Write("a/clash", "a file");
+        m_folder.Write("b/common/both.png", "123");
+        m_folder.Write("b/common/only_b.png", "12");
+        m_folder.Write("b/clash/inside.png", "hidden by the file");
+        m_folder.Write("b/new/deep/x.tga", "1");
+        m_folder.Write("c/common/both.png", "1234567");
+        m_folder.Write("c/new/deep/y.tga", "1");
+        m_folder.Write("c/clash", "the file again");
     }
 
     static std::set<std::string> Find(std::vector<std::string> vecArguments)
@@ -34,7 +34,7 @@ protected:
 
     static json Stat(const std::string& strPath) { return LumJson({"stat", strPath})["nodes"][0]; }
 
-    TemporaryFolder m_kFolder;
+    TemporaryFolder m_folder;
 };
 
 typedef std::set<std::string> Paths;
@@ -43,9 +43,9 @@ typedef std::set<std::string> Paths;
 
 TEST_F(LumMerge, EveryDirectoryHasABitInTheOrderOfTheArguments)
 {
-    const LumServe kServe({"--merge-source", m_kFolder.Name("a"), "--merge-source", m_kFolder.Name("b"),
-                           "--merge-source", m_kFolder.Name("c")});
-    ASSERT_TRUE(kServe.Publishes());
+    const LumServe serve({"--merge-source", m_folder.Name("a"), "--merge-source", m_folder.Name("b"), "--merge-source",
+                          m_folder.Name("c")});
+    ASSERT_TRUE(serve.Publishes());
     EXPECT_EQ(Stat("common/only_a.png")["merge"], 1);
     EXPECT_EQ(Stat("common/only_b.png")["merge"], 2);
     EXPECT_EQ(Stat("new/deep/y.tga")["merge"], 4);
@@ -57,21 +57,21 @@ TEST_F(LumMerge, EveryDirectoryHasABitInTheOrderOfTheArguments)
 
 TEST_F(LumMerge, AFileOfSeveralDirectoriesIsThatOfTheFirst)
 {
-    const LumServe kServe({"--merge-source", m_kFolder.Name("a"), "--merge-source", m_kFolder.Name("b")});
+    const LumServe serve({"--merge-source", m_folder.Name("a"), "--merge-source", m_folder.Name("b")});
     EXPECT_EQ(Stat("common/both.png")["size"], 5);
-    EXPECT_EQ(Stat("common/both.png")["absolute"], Forward(m_kFolder.Name("a")) + "/common/both.png");
+    EXPECT_EQ(Stat("common/both.png")["absolute"], Forward(m_folder.Name("a")) + "/common/both.png");
 }
 
 TEST_F(LumMerge, AFileThatTheFirstDirectoryLacksLiesInAnother)
 {
-    const LumServe kServe({"--merge-source", m_kFolder.Name("a"), "--merge-source", m_kFolder.Name("b")});
-    EXPECT_EQ(Stat("common/only_b.png")["absolute"], Forward(m_kFolder.Name("b")) + "/common/only_b.png");
+    const LumServe serve({"--merge-source", m_folder.Name("a"), "--merge-source", m_folder.Name("b")});
+    EXPECT_EQ(Stat("common/only_b.png")["absolute"], Forward(m_folder.Name("b")) + "/common/only_b.png");
 }
 
 TEST_F(LumMerge, FindByMaskGivesFilesThatHaveABitOfIt)
 {
-    const LumServe kServe({"--merge-source", m_kFolder.Name("a"), "--merge-source", m_kFolder.Name("b"),
-                           "--merge-source", m_kFolder.Name("c")});
+    const LumServe serve({"--merge-source", m_folder.Name("a"), "--merge-source", m_folder.Name("b"), "--merge-source",
+                          m_folder.Name("c")});
     EXPECT_EQ(Find({"--merge", "1"}), (Paths{"clash", "common/both.png", "common/only_a.png"}));
     EXPECT_EQ(Find({"--merge", "0x6"}),
               (Paths{"clash", "common/both.png", "common/only_b.png", "new/deep/x.tga", "new/deep/y.tga"}));
@@ -86,12 +86,12 @@ TEST_F(LumMerge, FindByMaskGivesFilesThatHaveABitOfIt)
 
 TEST_F(LumMerge, WhatIsAFileHereAndAFolderThereIsReportedWithWhatLiesInIt)
 {
-    LumServe kServe({"--merge-source", m_kFolder.Name("a"), "--merge-source", m_kFolder.Name("b"), "--merge-source",
-                     m_kFolder.Name("c")});
-    ASSERT_TRUE(kServe.Publishes());
+    LumServe serve({"--merge-source", m_folder.Name("a"), "--merge-source", m_folder.Name("b"), "--merge-source",
+                    m_folder.Name("c")});
+    ASSERT_TRUE(serve.Publishes());
     EXPECT_EQ(Stat("clash")["folder"], false);
     EXPECT_EQ(Stat("clash")["merge"], 5);
-    const std::string strErr = kServe.Process().Err();
+    const std::string strErr = serve.Process().Err();
     EXPECT_TRUE(Contains(strErr, "not indexed: clash: ")) << strErr;
     EXPECT_TRUE(Contains(strErr, "not indexed: clash/inside.png: ")) << strErr;
     EXPECT_TRUE(Contains(strErr, "merge-source: 2 not indexed\n")) << strErr;
@@ -99,11 +99,11 @@ TEST_F(LumMerge, WhatIsAFileHereAndAFolderThereIsReportedWithWhatLiesInIt)
 
 TEST_F(LumMerge, TheTwoMergeSourcesAreApart)
 {
-    const LumServe kServe({"--merge-source", m_kFolder.Name("a"), "--merge-target", m_kFolder.Name("b")});
-    const json kSources = LumJson({"status"})["sources"];
-    ASSERT_EQ(kSources.size(), 2u);
-    EXPECT_EQ(kSources[0]["from"], "merge-source");
-    EXPECT_EQ(kSources[1]["from"], "merge-target");
+    const LumServe serve({"--merge-source", m_folder.Name("a"), "--merge-target", m_folder.Name("b")});
+    const json sources = LumJson({"status"})["sources"];
+    ASSERT_EQ(sources.size(), 2u);
+    EXPECT_EQ(sources[0]["from"], "merge-source");
+    EXPECT_EQ(sources[1]["from"], "merge-target");
     EXPECT_EQ(LumJson({"stat", "common/only_b.png", "--from", "merge-target"})["nodes"][0]["merge"], 1);
     EXPECT_EQ(RunLum({"stat", "common/only_b.png", "--from", "merge-source"}).nExitCode, 1);
 }
@@ -113,11 +113,11 @@ TEST_F(LumMerge, ThirtyTwoDirectoriesUseAllBits)
     std::vector<std::string> vecArguments;
     for (unsigned i = 0; i < 32; ++i)
     {
-        m_kFolder.Write("many/" + std::to_string(i) + "/file" + std::to_string(i), "x");
-        vecArguments.insert(vecArguments.end(), {"--merge-source", m_kFolder.Name("many/" + std::to_string(i))});
+        m_folder.Write("many/" + std::to_string(i) + "/file" + std::to_string(i), "x");
+        vecArguments.insert(vecArguments.end(), {"--merge-source", m_folder.Name("many/" + std::to_string(i))});
     }
-    const LumServe kServe(vecArguments);
-    ASSERT_TRUE(kServe.Publishes());
+    const LumServe serve(vecArguments);
+    ASSERT_TRUE(serve.Publishes());
     EXPECT_EQ(Stat("file31")["merge"], 0x80000000u);
     EXPECT_EQ(Stat("/")["merge"], 0xFFFFFFFFu);
     EXPECT_EQ(Find({"--merge", "0x80000000"}), Paths{"file31"});

@@ -47,28 +47,28 @@ std::string Record(std::string_view strVersion)
 
 TEST(LumOptions, TheRecordOfAFileIsPublishedToTheByte)
 {
-    TemporaryFolder kFolder;
-    const std::string strFile = kFolder.Write("o.ini",
-                                              "[other]\n"
-                                              "text1=of another section\n"
-                                              "[options]\r\n"
-                                              "key=project\r\n"
-                                              "TEXT1=C:\\tools\\one; where the tools are\r\n"
-                                              "text2= a=b \n"
-                                              "; text3=nothing\n"
-                                              "#text3=nothing\n"
-                                              "\n"
-                                              "text4=\xE4\xBD\xA0\n"
-                                              "text5=five\n"
-                                              "text6=six\n"
-                                              "value1=-2\n"
-                                              "value2= 2147483647 ; the largest\n"
-                                              "value3=-9223372036854775808\n"
-                                              "value4=4294967296\n"
-                                              "[last]\n"
-                                              "unknown=1\n");
-    const LumServe kServe({"--options", strFile, "--source", kFolder.Name()});
-    ASSERT_TRUE(kServe.Publishes());
+    TemporaryFolder folder;
+    const std::string strFile = folder.Write("o.ini",
+                                             "[other]\n"
+                                             "text1=of another section\n"
+                                             "[options]\r\n"
+                                             "key=project\r\n"
+                                             "TEXT1=C:\\tools\\one; where the tools are\r\n"
+                                             "text2= a=b \n"
+                                             "; text3=nothing\n"
+                                             "#text3=nothing\n"
+                                             "\n"
+                                             "text4=\xE4\xBD\xA0\n"
+                                             "text5=five\n"
+                                             "text6=six\n"
+                                             "value1=-2\n"
+                                             "value2= 2147483647 ; the largest\n"
+                                             "value3=-9223372036854775808\n"
+                                             "value4=4294967296\n"
+                                             "[last]\n"
+                                             "unknown=1\n");
+    const LumServe serve({"--options", strFile, "--source", folder.Name()});
+    ASSERT_TRUE(serve.Publishes());
 
     std::string strExpected = Record("version.0.4");
     Put(&strExpected, 12, "project");
@@ -84,24 +84,24 @@ TEST(LumOptions, TheRecordOfAFileIsPublishedToTheByte)
 
 TEST(LumOptions, AFileOfJustTheSectionPublishesEmptyOptionsAndNeedsNoSource)
 {
-    TemporaryFolder kFolder;
-    LumServe kServe({"--options", kFolder.Write("o.ini", "[options]\n")});
-    EXPECT_EQ(kServe.Process().Out(), "serving 0 nodes of 0 sources\n");
+    TemporaryFolder folder;
+    LumServe serve({"--options", folder.Write("o.ini", "[options]\n")});
+    EXPECT_EQ(serve.Process().Out(), "serving 0 nodes of 0 sources\n");
     EXPECT_EQ(PublishedRecord(), Record("version.0.4"));
     EXPECT_EQ(RunLum({"options"}).nExitCode, 0);
 }
 
 TEST(LumOptions, WhatIsPublishedIsShownAsTextAndAsJson)
 {
-    TemporaryFolder kFolder;
-    const std::string strFile = kFolder.Write(
+    TemporaryFolder folder;
+    const std::string strFile = folder.Write(
         "o.ini", "[options]\nkey=k\ntext1=C:\\one\ntext3=a\tb\ntext4=\xFF\nvalue1=-7\nvalue3=9000000000\n");
-    const LumServe kServe({"--options", strFile});
-    ASSERT_TRUE(kServe.Publishes());
-    const LumResult kText = RunLum({"options"});
-    EXPECT_EQ(kText.nExitCode, 0);
-    EXPECT_EQ(kText.strErr, "");
-    EXPECT_EQ(kText.strOut,
+    const LumServe serve({"--options", strFile});
+    ASSERT_TRUE(serve.Publishes());
+    const LumResult text = RunLum({"options"});
+    EXPECT_EQ(text.nExitCode, 0);
+    EXPECT_EQ(text.strErr, "");
+    EXPECT_EQ(text.strOut,
               "key     k\ntext1   C:\\one\ntext2\ntext3   a\\x09b\ntext4   \\xff\ntext5\ntext6\n"
               "value1  -7\nvalue2  0\nvalue3  9000000000\nvalue4  0\n");
     EXPECT_EQ(LumJson({"options"}), json({{"key", "k"},
@@ -119,17 +119,17 @@ TEST(LumOptions, WhatIsPublishedIsShownAsTextAndAsJson)
 
 TEST(LumOptions, WithoutAnyPublishedThereIsNothingToShow)
 {
-    const LumResult kResult = RunLum({"options"});
-    EXPECT_EQ(kResult.nExitCode, 1);
-    EXPECT_EQ(kResult.strOut, "");
-    EXPECT_EQ(kResult.strErr, "lum: no options are published; to publish some: lum serve --options FILE\n");
+    const LumResult result = RunLum({"options"});
+    EXPECT_EQ(result.nExitCode, 1);
+    EXPECT_EQ(result.strOut, "");
+    EXPECT_EQ(result.strErr, "lum: no options are published; to publish some: lum serve --options FILE\n");
 }
 
 TEST(LumOptions, ADemandedKeyTakesOnlyItsOwnOptions)
 {
-    TemporaryFolder kFolder;
-    const LumServe kServe({"--options", kFolder.Write("o.ini", "[options]\nkey=abc\n")});
-    ASSERT_TRUE(kServe.Publishes());
+    TemporaryFolder folder;
+    const LumServe serve({"--options", folder.Write("o.ini", "[options]\nkey=abc\n")});
+    ASSERT_TRUE(serve.Publishes());
     EXPECT_EQ(RunLum({"options", "--key", "abc"}).nExitCode, 0);
     EXPECT_EQ(RunLum({"options", "--key", "abd"}).nExitCode, 2);
     EXPECT_EQ(RunLum({"options", "--key", "ABC"}).nExitCode, 2);
@@ -138,51 +138,51 @@ TEST(LumOptions, ADemandedKeyTakesOnlyItsOwnOptions)
 
 TEST(LumOptions, ARecordOfAnotherVersionIsAnError)
 {
-    VOPublishedSection kSection;
+    VOPublishedSection section;
     const std::string strRecord = Record("version.0.3");
-    ASSERT_TRUE(kSection.Replace(kSectionName, strRecord.data(), strRecord.size()));
-    const LumResult kResult = RunLum({"options"});
-    EXPECT_EQ(kResult.nExitCode, 2);
-    EXPECT_TRUE(Contains(kResult.strErr, "isn't this version")) << kResult.strErr;
+    ASSERT_TRUE(section.Replace(kSectionName, strRecord.data(), strRecord.size()));
+    const LumResult result = RunLum({"options"});
+    EXPECT_EQ(result.nExitCode, 2);
+    EXPECT_TRUE(Contains(result.strErr, "isn't this version")) << result.strErr;
 }
 
 TEST(LumOptions, ATextWithoutItsZeroEndsWithItsField)
 {
-    VOPublishedSection kSection;
+    VOPublishedSection section;
     std::string strRecord = Record("version.0.4");
     Put(&strRecord, 12, std::string(100, 'k'));
     Put(&strRecord, 1420, std::string(100, 's'));
-    ASSERT_TRUE(kSection.Replace(kSectionName, strRecord.data(), strRecord.size()));
-    const json kShown = LumJson({"options"});
-    EXPECT_EQ(kShown["key"], std::string(99, 'k'));
-    EXPECT_EQ(kShown["text6"], std::string(99, 's'));
-    EXPECT_EQ(kShown["text1"], "");
+    ASSERT_TRUE(section.Replace(kSectionName, strRecord.data(), strRecord.size()));
+    const json shown = LumJson({"options"});
+    EXPECT_EQ(shown["key"], std::string(99, 'k'));
+    EXPECT_EQ(shown["text6"], std::string(99, 's'));
+    EXPECT_EQ(shown["text1"], "");
 }
 
 TEST(LumOptions, TheLongestTextsFitAndLongerOnesAreRefused)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     const std::string strLongest = "[options]\nkey=" + std::string(99, 'k') + "\ntext1=" + std::string(248, 't') +
                                    "\ntext6=" + std::string(99, 's') + "\n";
     {
-        const LumServe kServe({"--options", kFolder.Write("o.ini", strLongest)});
-        ASSERT_TRUE(kServe.Publishes());
-        const json kShown = LumJson({"options"});
-        EXPECT_EQ(kShown["key"], std::string(99, 'k'));
-        EXPECT_EQ(kShown["text1"], std::string(248, 't'));
-        EXPECT_EQ(kShown["text6"], std::string(99, 's'));
+        const LumServe serve({"--options", folder.Write("o.ini", strLongest)});
+        ASSERT_TRUE(serve.Publishes());
+        const json shown = LumJson({"options"});
+        EXPECT_EQ(shown["key"], std::string(99, 'k'));
+        EXPECT_EQ(shown["text1"], std::string(248, 't'));
+        EXPECT_EQ(shown["text6"], std::string(99, 's'));
     }
     for (const std::string& strLine : {"key=" + std::string(100, 'k'), "text6=" + std::string(100, 's'),
                                        "text1=" + std::string(249, 't'), "; " + std::string(253, 'c')})
     {
-        const LumResult kResult = RunLum({"serve", "--options", kFolder.Write("o.ini", "[options]\n" + strLine)});
-        EXPECT_EQ(kResult.nExitCode, 2) << strLine;
+        const LumResult result = RunLum({"serve", "--options", folder.Write("o.ini", "[options]\n" + strLine)});
+        EXPECT_EQ(result.nExitCode, 2) << strLine;
     }
 }
 
 TEST(LumOptions, AWrongFileIsRefusedInOneLineAndNothingIsPublished)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     const std::vector<std::pair<std::string, std::string>> vecWrong = {
         {"", "is empty"},
         {"text1=a\n[options]\n", "the first line is no section"},
@@ -204,42 +204,42 @@ TEST(LumOptions, AWrongFileIsRefusedInOneLineAndNothingIsPublished)
         {"[options]\nvalue4=true\n", "\"value4\" is no whole number"}};
     for (const auto& [strContent, strMessage] : vecWrong)
     {
-        const std::string strFile = kFolder.Write("o.ini", strContent);
-        const LumResult kResult = RunLum({"serve", "--source", kFolder.Name(), "--options", strFile});
-        EXPECT_EQ(kResult.nExitCode, 2) << strContent;
-        EXPECT_EQ(kResult.strOut, "") << strContent;
-        EXPECT_EQ(LinesOf(kResult.strErr).size(), 1u) << kResult.strErr;
-        EXPECT_TRUE(Contains(kResult.strErr, strMessage)) << kResult.strErr;
+        const std::string strFile = folder.Write("o.ini", strContent);
+        const LumResult result = RunLum({"serve", "--source", folder.Name(), "--options", strFile});
+        EXPECT_EQ(result.nExitCode, 2) << strContent;
+        EXPECT_EQ(result.strOut, "") << strContent;
+        EXPECT_EQ(LinesOf(result.strErr).size(), 1u) << result.strErr;
+        EXPECT_TRUE(Contains(result.strErr, strMessage)) << result.strErr;
         EXPECT_EQ(PublishedRecord(), "") << strContent;
     }
-    for (const std::string& strFile : {kFolder.Name("nowhere"), kFolder.Name(), std::string()})
+    for (const std::string& strFile : {folder.Name("nowhere"), folder.Name(), std::string()})
     {
-        const LumResult kResult = RunLum({"serve", "--source", kFolder.Name(), "--options", strFile});
-        EXPECT_EQ(kResult.nExitCode, 2) << strFile;
-        EXPECT_EQ(LinesOf(kResult.strErr).size(), 1u) << kResult.strErr;
+        const LumResult result = RunLum({"serve", "--source", folder.Name(), "--options", strFile});
+        EXPECT_EQ(result.nExitCode, 2) << strFile;
+        EXPECT_EQ(LinesOf(result.strErr).size(), 1u) << result.strErr;
     }
     EXPECT_EQ(RunLum({"status"}).nExitCode, 1);
 }
 
 TEST(LumOptions, ASecondPublisherLeavesTheOptionsOfTheFirst)
 {
-    TemporaryFolder kFolder;
-    const LumServe kServe({"--options", kFolder.Write("one.ini", "[options]\ntext1=one\n")});
-    ASSERT_TRUE(kServe.Publishes());
-    EXPECT_EQ(RunLum({"serve", "--options", kFolder.Write("two.ini", "[options]\ntext1=two\n")}).nExitCode, 2);
+    TemporaryFolder folder;
+    const LumServe serve({"--options", folder.Write("one.ini", "[options]\ntext1=one\n")});
+    ASSERT_TRUE(serve.Publishes());
+    EXPECT_EQ(RunLum({"serve", "--options", folder.Write("two.ini", "[options]\ntext1=two\n")}).nExitCode, 2);
     EXPECT_EQ(LumJson({"options"})["text1"], "one");
 }
 
 TEST(LumOptions, TheEndOfServeWithdrawsThem)
 {
-    TemporaryFolder kFolder;
-    LumServe kServe({"--options", kFolder.Write("o.ini", "[options]\n")});
-    ASSERT_TRUE(kServe.Publishes());
+    TemporaryFolder folder;
+    LumServe serve({"--options", folder.Write("o.ini", "[options]\n")});
+    ASSERT_TRUE(serve.Publishes());
     EXPECT_NE(PublishedRecord(), "");
-    if (!kServe.Process().RequestStop())
+    if (!serve.Process().RequestStop())
     {
         GTEST_SKIP() << "a process can't be asked to stop here";
     }
-    EXPECT_EQ(kServe.Process().Wait(), 0);
+    EXPECT_EQ(serve.Process().Wait(), 0);
     EXPECT_EQ(PublishedRecord(), "");
 }

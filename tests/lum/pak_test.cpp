@@ -13,9 +13,9 @@ class LumPak : public testing::Test
 protected:
     void Serve(const std::string& strName, const std::string& strArchive)
     {
-        m_strArchive = m_kFolder.Write(strName, strArchive);
-        m_pkServe = std::make_unique<LumServe>(std::vector<std::string>{"--pak", m_strArchive});
-        ASSERT_TRUE(m_pkServe->Publishes()) << m_pkServe->Process().Err();
+        m_strArchive = m_folder.Write(strName, strArchive);
+        m_pServe = std::make_unique<LumServe>(std::vector<std::string>{"--pak", m_strArchive});
+        ASSERT_TRUE(m_pServe->Publishes()) << m_pServe->Process().Err();
     }
 
     static json Stat(const std::string& strPath) { return LumJson({"stat", "--from", "pak", strPath})["nodes"][0]; }
@@ -29,9 +29,9 @@ protected:
                 {".settings", "s", 1000000000, 0644}};
     }
 
-    TemporaryFolder m_kFolder;
+    TemporaryFolder m_folder;
     std::string m_strArchive;
-    std::unique_ptr<LumServe> m_pkServe;
+    std::unique_ptr<LumServe> m_pServe;
 };
 
 constexpr const char* kTree =
@@ -51,7 +51,7 @@ TEST_F(LumPak, TheTreeOfATarHasTheFoldersThatItsPathsImply)
     Serve("a.tar", MakeTar(Members()));
     const std::string strTree = RunLum({"tree"}).strOut;
     EXPECT_EQ(strTree.substr(strTree.find('\n') + 1), kTree);
-    EXPECT_EQ(m_pkServe->Process().Out(), "serving 8 nodes of 1 source\n");
+    EXPECT_EQ(m_pServe->Process().Out(), "serving 8 nodes of 1 source\n");
 }
 
 TEST_F(LumPak, TheTreeOfAZipHasTheFoldersThatItsPathsImply)
@@ -64,12 +64,12 @@ TEST_F(LumPak, TheTreeOfAZipHasTheFoldersThatItsPathsImply)
 TEST_F(LumPak, AttributesOfATarAreThoseOfItsEntries)
 {
     Serve("a.tar", MakeTar(Members()));
-    const json kShip = Stat("models/ship.fbx");
-    EXPECT_EQ(kShip["size"], 10);
-    EXPECT_EQ(kShip["written"], 1111111111);
-    EXPECT_EQ(kShip["attributes"], 0x01);
-    EXPECT_EQ(kShip["type_name"], "model");
-    EXPECT_EQ(kShip["absolute"], Forward(m_strArchive) + "/models/ship.fbx");
+    const json ship = Stat("models/ship.fbx");
+    EXPECT_EQ(ship["size"], 10);
+    EXPECT_EQ(ship["written"], 1111111111);
+    EXPECT_EQ(ship["attributes"], 0x01);
+    EXPECT_EQ(ship["type_name"], "model");
+    EXPECT_EQ(ship["absolute"], Forward(m_strArchive) + "/models/ship.fbx");
     EXPECT_EQ(Stat("textures/deep/hull.png")["attributes"], 0x04);
     EXPECT_EQ(Stat("models")["written"], 900000000);
     EXPECT_EQ(Stat("textures")["written"], 0);
@@ -90,7 +90,7 @@ TEST_F(LumPak, NamesOutsideAsciiAreTheSameInATarAndInAZip)
         "e/\xe6\xbc\xa2.png";
     Serve("a.tar", MakeTar({{strName, "x"}}));
     EXPECT_EQ(Stat(strName)["path"], strName);
-    m_pkServe.reset();
+    m_pServe.reset();
     Serve("a.zip", MakeZip({{strName, "x"}}));
     EXPECT_EQ(Stat(strName)["path"], strName);
 }
@@ -107,7 +107,7 @@ TEST_F(LumPak, WhatLeadsOutOfTheArchiveIsReported)
 {
     Serve("a.tar", MakeTar({{"good.png", "1"}, {"../bad.png", "1"}, {"x/../../worse.png", "1"}}));
     EXPECT_EQ(RunLum({"find"}).strOut, "good.png\n");
-    const std::string strErr = m_pkServe->Process().Err();
+    const std::string strErr = m_pServe->Process().Err();
     EXPECT_TRUE(Contains(strErr, "not indexed: ../bad.png: ")) << strErr;
     EXPECT_TRUE(Contains(strErr, "pak: 2 not indexed")) << strErr;
 }
@@ -137,13 +137,13 @@ TEST_F(LumPak, AFileThatIsAFolderTooIsReported)
 {
     Serve("a.tar", MakeTar({{"x", "1"}, {"x/inside.png", "1"}, {"y/inside.png", "1"}, {"y", "1"}}));
     EXPECT_EQ(RunLum({"find"}).strOut, "x\ny\ny/inside.png\n");
-    EXPECT_TRUE(Contains(m_pkServe->Process().Err(), "pak: 2 not indexed"));
+    EXPECT_TRUE(Contains(m_pServe->Process().Err(), "pak: 2 not indexed"));
 }
 
 TEST_F(LumPak, AnArchiveWithoutEntriesIsAnEmptyRoot)
 {
     Serve("a.tar", MakeTar({}));
-    EXPECT_EQ(m_pkServe->Process().Out(), "serving 1 node of 1 source\n");
+    EXPECT_EQ(m_pServe->Process().Out(), "serving 1 node of 1 source\n");
 }
 
 TEST_F(LumPak, ADamagedArchiveIsRefused)
@@ -158,10 +158,10 @@ TEST_F(LumPak, ADamagedArchiveIsRefused)
                                                  strZip.substr(0, strZip.size() / 2)};
     for (const std::string& strDamaged : vecDamaged)
     {
-        const std::string strArchive = m_kFolder.Write("damaged", strDamaged);
-        const LumResult kResult = RunLum({"serve", "--once", "--pak", strArchive});
-        EXPECT_EQ(kResult.nExitCode, 2) << strDamaged.size();
-        EXPECT_TRUE(Contains(kResult.strErr, "damaged: ")) << kResult.strErr;
+        const std::string strArchive = m_folder.Write("damaged", strDamaged);
+        const LumResult result = RunLum({"serve", "--once", "--pak", strArchive});
+        EXPECT_EQ(result.nExitCode, 2) << strDamaged.size();
+        EXPECT_TRUE(Contains(result.strErr, "damaged: ")) << result.strErr;
         EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 1);
     }
 }

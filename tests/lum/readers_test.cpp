@@ -15,37 +15,37 @@ class LumReaders : public testing::Test
 protected:
     void SetUp() override
     {
-        m_kSource.Write("README", "hello");
-        m_kSource.Write(".project", "settings");
-        m_kSource.Write("Models/Ship/Hull.fbx", "1234");
-        m_kSource.Write("Models/Ship/hull_low.FBX", "12");
-        m_kSource.Write("Models/notes.txt", "n");
-        m_kSource.Write("Textures/hull.png", "123456");
-        m_kSource.Write("Textures/deck.tar.gz", "gz");
-        m_kSource.Write("Textures/odd.zzz", "z");
-        m_kTarget.Write("README", "the target's");
-        m_kTarget.Write("out/ship.bin", "b");
+        m_source.Write("README", "hello");
+        m_source.Write(".project", "settings");
+        m_source.Write("Models/Ship/Hull.fbx", "1234");
+        m_source.Write("Models/Ship/hull_low.FBX", "12");
+        m_source.Write("Models/notes.txt", "n");
+        m_source.Write("Textures/hull.png", "123456");
+        m_source.Write("Textures/deck.tar.gz", "gz");
+        m_source.Write("Textures/odd.zzz", "z");
+        m_target.Write("README", "the target's");
+        m_target.Write("out/ship.bin", "b");
     }
 
     void ServeSource()
     {
-        m_pkServe = std::make_unique<LumServe>(std::vector<std::string>{"--source", m_kSource.Name()});
-        ASSERT_TRUE(m_pkServe->Publishes()) << m_pkServe->Process().Err();
+        m_pServe = std::make_unique<LumServe>(std::vector<std::string>{"--source", m_source.Name()});
+        ASSERT_TRUE(m_pServe->Publishes()) << m_pServe->Process().Err();
     }
 
     void ServeBoth()
     {
-        m_pkServe = std::make_unique<LumServe>(
-            std::vector<std::string>{"--source", m_kSource.Name(), "--target", m_kTarget.Name()});
-        ASSERT_TRUE(m_pkServe->Publishes()) << m_pkServe->Process().Err();
+        m_pServe = std::make_unique<LumServe>(
+            std::vector<std::string>{"--source", m_source.Name(), "--target", m_target.Name()});
+        ASSERT_TRUE(m_pServe->Publishes()) << m_pServe->Process().Err();
     }
 
     static std::set<std::string> Find(std::vector<std::string> vecArguments)
     {
         vecArguments.insert(vecArguments.begin(), "find");
-        const LumResult kResult = RunLum(vecArguments);
-        const std::vector<std::string> vecLines = LinesOf(kResult.strOut);
-        EXPECT_EQ(kResult.nExitCode, vecLines.empty() ? 1 : 0) << kResult.strErr;
+        const LumResult result = RunLum(vecArguments);
+        const std::vector<std::string> vecLines = LinesOf(result.strOut);
+        EXPECT_EQ(result.nExitCode, vecLines.empty() ? 1 : 0) << result.strErr;
         const std::set<std::string> setLines(vecLines.begin(), vecLines.end());
         EXPECT_EQ(setLines.size(), vecLines.size()) << "a line came twice";
         return setLines;
@@ -53,13 +53,13 @@ protected:
 
     static std::string PathOf(const std::string& strArgument)
     {
-        const json kJson = LumJson({"stat", strArgument});
-        return kJson["nodes"].size() == 1 ? kJson["nodes"][0]["path"].get<std::string>() : "?";
+        const json parsed = LumJson({"stat", strArgument});
+        return parsed["nodes"].size() == 1 ? parsed["nodes"][0]["path"].get<std::string>() : "?";
     }
 
-    TemporaryFolder m_kSource;
-    TemporaryFolder m_kTarget;
-    std::unique_ptr<LumServe> m_pkServe;
+    TemporaryFolder m_source;
+    TemporaryFolder m_target;
+    std::unique_ptr<LumServe> m_pServe;
 };
 
 typedef std::set<std::string> Paths;
@@ -69,17 +69,17 @@ typedef std::set<std::string> Paths;
 TEST_F(LumReaders, StatusCountsFilesFoldersAndBytes)
 {
     ServeBoth();
-    const json kJson = LumJson({"status"});
-    ASSERT_EQ(kJson["sources"].size(), 2u);
-    const json& kSource = kJson["sources"][0];
-    EXPECT_EQ(kSource["from"], "source");
-    EXPECT_EQ(kSource["number"], 1);
-    EXPECT_EQ(kSource["nodes"], 12);
-    EXPECT_EQ(kSource["files"], 8);
-    EXPECT_EQ(kSource["folders"], 3);
-    EXPECT_EQ(kSource["bytes"], 5 + 8 + 4 + 2 + 1 + 6 + 2 + 1);
-    EXPECT_EQ(kJson["sources"][1]["from"], "target");
-    EXPECT_EQ(kJson["sources"][1]["files"], 2);
+    const json parsed = LumJson({"status"});
+    ASSERT_EQ(parsed["sources"].size(), 2u);
+    const json& source = parsed["sources"][0];
+    EXPECT_EQ(source["from"], "source");
+    EXPECT_EQ(source["number"], 1);
+    EXPECT_EQ(source["nodes"], 12);
+    EXPECT_EQ(source["files"], 8);
+    EXPECT_EQ(source["folders"], 3);
+    EXPECT_EQ(source["bytes"], 5 + 8 + 4 + 2 + 1 + 6 + 2 + 1);
+    EXPECT_EQ(parsed["sources"][1]["from"], "target");
+    EXPECT_EQ(parsed["sources"][1]["files"], 2);
     EXPECT_EQ(LinesOf(RunLum({"status"}).strOut).size(), 2u);
     EXPECT_EQ(LinesOf(RunLum({"status", "--from", "target"}).strOut).size(), 1u);
 }
@@ -94,11 +94,11 @@ TEST_F(LumReaders, ListShowsNamesInOrderWithASlashBehindFolders)
 
 TEST_F(LumReaders, ListOfAFolderWithoutChildrenIsEmptyAndFound)
 {
-    std::filesystem::create_directory(m_kSource.Path() / "Empty");
+    std::filesystem::create_directory(m_source.Path() / "Empty");
     ServeSource();
-    const LumResult kResult = RunLum({"ls", "Empty"});
-    EXPECT_EQ(kResult.nExitCode, 0);
-    EXPECT_EQ(kResult.strOut, "");
+    const LumResult result = RunLum({"ls", "Empty"});
+    EXPECT_EQ(result.nExitCode, 0);
+    EXPECT_EQ(result.strOut, "");
 }
 
 TEST_F(LumReaders, LongListShowsKindSizeTypeAndName)
@@ -117,17 +117,17 @@ TEST_F(LumReaders, LongListShowsKindSizeTypeAndName)
 TEST_F(LumReaders, ListInJsonHoldsEveryEntry)
 {
     ServeSource();
-    const json kJson = LumJson({"ls", "Textures"});
-    ASSERT_EQ(kJson["listings"].size(), 1u);
-    const json& kListing = kJson["listings"][0];
-    EXPECT_EQ(kListing["from"], "source");
-    EXPECT_EQ(kListing["path"], "Textures");
-    EXPECT_EQ(kListing["folder"], true);
-    ASSERT_EQ(kListing["entries"].size(), 3u);
-    EXPECT_EQ(kListing["entries"][0]["path"], "Textures/deck.tar.gz");
-    EXPECT_EQ(kListing["entries"][1]["size"], 6);
-    EXPECT_EQ(kListing["entries"][1]["type_name"], "texture");
-    EXPECT_EQ(kListing["entries"][2]["type"], nullptr);
+    const json parsed = LumJson({"ls", "Textures"});
+    ASSERT_EQ(parsed["listings"].size(), 1u);
+    const json& listing = parsed["listings"][0];
+    EXPECT_EQ(listing["from"], "source");
+    EXPECT_EQ(listing["path"], "Textures");
+    EXPECT_EQ(listing["folder"], true);
+    ASSERT_EQ(listing["entries"].size(), 3u);
+    EXPECT_EQ(listing["entries"][0]["path"], "Textures/deck.tar.gz");
+    EXPECT_EQ(listing["entries"][1]["size"], 6);
+    EXPECT_EQ(listing["entries"][1]["type_name"], "texture");
+    EXPECT_EQ(listing["entries"][2]["type"], nullptr);
 }
 
 TEST_F(LumReaders, TreeDrawsFoldersWithTheirContentsBelow)
@@ -167,15 +167,15 @@ TEST_F(LumReaders, TreeOfFoldersLeavesFilesOut)
 TEST_F(LumReaders, TreeInJsonIsNestedAsTheFoldersAre)
 {
     ServeSource();
-    const json kJson = LumJson({"tree", "Models"});
-    ASSERT_EQ(kJson["trees"].size(), 1u);
-    const json& kModels = kJson["trees"][0];
-    EXPECT_EQ(kModels["path"], "Models");
-    ASSERT_EQ(kModels["children"].size(), 2u);
-    EXPECT_EQ(kModels["children"][0]["name"], "Ship");
-    ASSERT_EQ(kModels["children"][0]["children"].size(), 2u);
-    EXPECT_EQ(kModels["children"][0]["children"][1]["path"], "Models/Ship/hull_low.FBX");
-    EXPECT_EQ(kModels["children"][1]["children"].size(), 0u);
+    const json parsed = LumJson({"tree", "Models"});
+    ASSERT_EQ(parsed["trees"].size(), 1u);
+    const json& models = parsed["trees"][0];
+    EXPECT_EQ(models["path"], "Models");
+    ASSERT_EQ(models["children"].size(), 2u);
+    EXPECT_EQ(models["children"][0]["name"], "Ship");
+    ASSERT_EQ(models["children"][0]["children"].size(), 2u);
+    EXPECT_EQ(models["children"][0]["children"][1]["path"], "Models/Ship/hull_low.FBX");
+    EXPECT_EQ(models["children"][1]["children"].size(), 0u);
 }
 
 TEST_F(LumReaders, FindWithoutConditionsFindsEverythingBelowTheFolder)
@@ -230,9 +230,9 @@ TEST_F(LumReaders, FindByTypeTakesANameOrANumber)
 TEST_F(LumReaders, FindByAnUnknownTypeSaysSo)
 {
     ServeSource();
-    const LumResult kResult = RunLum({"find", "--type", "nonsense"});
-    EXPECT_EQ(kResult.nExitCode, 1);
-    EXPECT_TRUE(Contains(kResult.strErr, "nonsense"));
+    const LumResult result = RunLum({"find", "--type", "nonsense"});
+    EXPECT_EQ(result.nExitCode, 1);
+    EXPECT_TRUE(Contains(result.strErr, "nonsense"));
 }
 
 TEST_F(LumReaders, FindNeedsAllConditionsAtOnce)
@@ -256,33 +256,33 @@ TEST_F(LumReaders, FindRefusesANameThatIsTooLongOrEmpty)
     EXPECT_EQ(RunLum({"find", "--name", std::string(99, 'x')}).nExitCode, 1);
     for (const size_t uLength : {size_t{0}, size_t{100}, size_t{300}})
     {
-        const LumResult kResult = RunLum({"find", "--name", std::string(uLength, 'x')});
-        EXPECT_EQ(kResult.nExitCode, 2) << uLength;
-        EXPECT_TRUE(Contains(kResult.strErr, "99")) << kResult.strErr;
+        const LumResult result = RunLum({"find", "--name", std::string(uLength, 'x')});
+        EXPECT_EQ(result.nExitCode, 2) << uLength;
+        EXPECT_TRUE(Contains(result.strErr, "99")) << result.strErr;
     }
 }
 
 TEST_F(LumReaders, FindBelowAFileSaysThatItIsAFile)
 {
     ServeSource();
-    const LumResult kResult = RunLum({"find", "README"});
-    EXPECT_EQ(kResult.nExitCode, 1);
-    EXPECT_TRUE(Contains(kResult.strErr, "is a file"));
+    const LumResult result = RunLum({"find", "README"});
+    EXPECT_EQ(result.nExitCode, 1);
+    EXPECT_TRUE(Contains(result.strErr, "is a file"));
 }
 
 TEST_F(LumReaders, FindInJsonHoldsWholeNodes)
 {
     ServeSource();
-    const json kJson = LumJson({"find", "--ext", "png"});
-    ASSERT_EQ(kJson["nodes"].size(), 1u);
-    const json& kNode = kJson["nodes"][0];
-    EXPECT_EQ(kNode["from"], "source");
-    EXPECT_EQ(kNode["name"], "hull.png");
-    EXPECT_EQ(kNode["folder"], false);
-    EXPECT_EQ(kNode["size"], 6);
-    EXPECT_EQ(kNode["attributes"], 0x14);
-    EXPECT_EQ(kNode["type"], 2);
-    EXPECT_EQ(kNode["merge"], 0);
+    const json parsed = LumJson({"find", "--ext", "png"});
+    ASSERT_EQ(parsed["nodes"].size(), 1u);
+    const json& node = parsed["nodes"][0];
+    EXPECT_EQ(node["from"], "source");
+    EXPECT_EQ(node["name"], "hull.png");
+    EXPECT_EQ(node["folder"], false);
+    EXPECT_EQ(node["size"], 6);
+    EXPECT_EQ(node["attributes"], 0x14);
+    EXPECT_EQ(node["type"], 2);
+    EXPECT_EQ(node["merge"], 0);
 }
 
 TEST_F(LumReaders, NothingFoundInJsonIsAnEmptyList)
@@ -304,7 +304,7 @@ TEST_F(LumReaders, ZeroBytesEndPathsOnRequest)
 TEST_F(LumReaders, StatTakesPathsRelativeOrAbsoluteWithEitherSlashInAnyCase)
 {
     ServeSource();
-    const std::string strRoot = m_kSource.Name();
+    const std::string strRoot = m_source.Name();
     EXPECT_EQ(PathOf("Models/Ship/Hull.fbx"), "Models/Ship/Hull.fbx");
     EXPECT_EQ(PathOf("models/SHIP/hull.FBX"), "Models/Ship/Hull.fbx");
     EXPECT_EQ(PathOf("Models\\Ship\\Hull.fbx"), "Models/Ship/Hull.fbx");
@@ -322,20 +322,20 @@ TEST_F(LumReaders, StatMissesWhatIsntThere)
     ServeSource();
     for (const char* pszPath : {"nothing", "Models/nothing", "README/x", "..", "../x", "/nowhere/README", "Models/Shi"})
     {
-        const LumResult kResult = RunLum({"stat", pszPath});
-        EXPECT_EQ(kResult.nExitCode, 1) << pszPath;
-        EXPECT_EQ(kResult.strOut, "") << pszPath;
-        EXPECT_TRUE(Contains(kResult.strErr, "not in the index")) << kResult.strErr;
+        const LumResult result = RunLum({"stat", pszPath});
+        EXPECT_EQ(result.nExitCode, 1) << pszPath;
+        EXPECT_EQ(result.strOut, "") << pszPath;
+        EXPECT_TRUE(Contains(result.strErr, "not in the index")) << result.strErr;
     }
 }
 
 TEST_F(LumReaders, StatOfSeveralPathsShowsThoseThatAreThere)
 {
     ServeSource();
-    const json kJson = LumJson({"stat", "README", "nothing", "Models"}, 1);
-    ASSERT_EQ(kJson["nodes"].size(), 2u);
-    EXPECT_EQ(kJson["nodes"][0]["path"], "README");
-    EXPECT_EQ(kJson["nodes"][1]["path"], "Models");
+    const json parsed = LumJson({"stat", "README", "nothing", "Models"}, 1);
+    ASSERT_EQ(parsed["nodes"].size(), 2u);
+    EXPECT_EQ(parsed["nodes"][0]["path"], "README");
+    EXPECT_EQ(parsed["nodes"][1]["path"], "Models");
 }
 
 TEST_F(LumReaders, StatShowsEverythingAboutANode)
@@ -355,40 +355,40 @@ TEST_F(LumReaders, StatShowsEverythingAboutANode)
 TEST_F(LumReaders, AReadOnlyFileIsShownAsSuch)
 {
     namespace fs = std::filesystem;
-    const fs::path kFile = m_kSource.Path() / "README";
-    fs::permissions(kFile, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+    const fs::path file = m_source.Path() / "README";
+    fs::permissions(file, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                     fs::perm_options::remove);
     ServeSource();
     EXPECT_EQ(LumJson({"stat", "README"})["nodes"][0]["attributes"], 0x11);
-    fs::permissions(kFile, fs::perms::owner_write, fs::perm_options::add);
+    fs::permissions(file, fs::perms::owner_write, fs::perm_options::add);
 }
 
 TEST_F(LumReaders, APathInTwoSourcesIsShownForBoth)
 {
     ServeBoth();
-    const json kJson = LumJson({"stat", "README"});
-    ASSERT_EQ(kJson["nodes"].size(), 2u);
-    EXPECT_EQ(kJson["nodes"][0]["from"], "source");
-    EXPECT_EQ(kJson["nodes"][0]["size"], 5);
-    EXPECT_EQ(kJson["nodes"][1]["from"], "target");
-    EXPECT_EQ(kJson["nodes"][1]["size"], 12);
+    const json parsed = LumJson({"stat", "README"});
+    ASSERT_EQ(parsed["nodes"].size(), 2u);
+    EXPECT_EQ(parsed["nodes"][0]["from"], "source");
+    EXPECT_EQ(parsed["nodes"][0]["size"], 5);
+    EXPECT_EQ(parsed["nodes"][1]["from"], "target");
+    EXPECT_EQ(parsed["nodes"][1]["size"], 12);
 }
 
 TEST_F(LumReaders, OneSourceCanBePicked)
 {
     ServeBoth();
-    const json kJson = LumJson({"stat", "README", "--from", "target"});
-    ASSERT_EQ(kJson["nodes"].size(), 1u);
-    EXPECT_EQ(kJson["nodes"][0]["from"], "target");
+    const json parsed = LumJson({"stat", "README", "--from", "target"});
+    ASSERT_EQ(parsed["nodes"].size(), 1u);
+    EXPECT_EQ(parsed["nodes"][0]["from"], "target");
     EXPECT_EQ(RunLum({"ls", "--from", "target"}).strOut, "README\nout/\n");
 }
 
 TEST_F(LumReaders, ASourceThatIsntPublishedCantAnswer)
 {
     ServeSource();
-    const LumResult kResult = RunLum({"ls", "--from", "pak"});
-    EXPECT_EQ(kResult.nExitCode, 2);
-    EXPECT_TRUE(Contains(kResult.strErr, "pak isn't published"));
+    const LumResult result = RunLum({"ls", "--from", "pak"});
+    EXPECT_EQ(result.nExitCode, 2);
+    EXPECT_TRUE(Contains(result.strErr, "pak isn't published"));
     EXPECT_EQ(RunLum({"status", "--from", "pak"}).nExitCode, 1);
 }
 
@@ -402,9 +402,9 @@ TEST_F(LumReaders, WithSeveralSourcesEveryLineOfFindNamesItsOwn)
 TEST_F(LumReaders, AnAbsolutePathIsFoundInItsOwnSourceOnly)
 {
     ServeBoth();
-    const json kJson = LumJson({"stat", m_kTarget.Name("README")});
-    ASSERT_EQ(kJson["nodes"].size(), 1u);
-    EXPECT_EQ(kJson["nodes"][0]["from"], "target");
+    const json parsed = LumJson({"stat", m_target.Name("README")});
+    ASSERT_EQ(parsed["nodes"].size(), 1u);
+    EXPECT_EQ(parsed["nodes"][0]["from"], "target");
 }
 
 TEST_F(LumReaders, ListOfAFolderInTwoSourcesHasAHeadingForEach)
@@ -421,16 +421,16 @@ TEST_F(LumReaders, ListOfAFolderInTwoSourcesHasAHeadingForEach)
 TEST_F(LumReaders, TypesShowsTheBuiltInTable)
 {
     ServeSource();
-    const json kJson = LumJson({"types"});
-    ASSERT_EQ(kJson["sources"].size(), 1u);
-    const json& kTypes = kJson["sources"][0]["types"];
-    ASSERT_GE(kTypes.size(), 10u);
-    EXPECT_EQ(kTypes[0]["number"], 1);
-    EXPECT_EQ(kTypes[0]["name"], "model");
-    EXPECT_TRUE(Contains(kTypes[0]["extensions"].get<std::string>(), "fbx|obj"));
-    EXPECT_EQ(kTypes[0]["color"].get<std::string>().size(), 7u);
+    const json parsed = LumJson({"types"});
+    ASSERT_EQ(parsed["sources"].size(), 1u);
+    const json& types = parsed["sources"][0]["types"];
+    ASSERT_GE(types.size(), 10u);
+    EXPECT_EQ(types[0]["number"], 1);
+    EXPECT_EQ(types[0]["name"], "model");
+    EXPECT_TRUE(Contains(types[0]["extensions"].get<std::string>(), "fbx|obj"));
+    EXPECT_EQ(types[0]["color"].get<std::string>().size(), 7u);
     const std::vector<std::string> vecLines = LinesOf(RunLum({"types"}).strOut);
-    ASSERT_EQ(vecLines.size(), kTypes.size());
+    ASSERT_EQ(vecLines.size(), types.size());
     EXPECT_TRUE(vecLines[0].starts_with("1 model fbx|obj|"));
 }
 

@@ -27,24 +27,24 @@ public:
     StateSection()
     {
         m_hSection = OpenFileMappingW(FILE_MAP_WRITE, 0, FILEMAPPING_ASSETNODE_UPDATESTATE_NAME);
-        m_pkState = m_hSection == nullptr
-                        ? nullptr
-                        : static_cast<AssetNodeUpdateState*>(MapViewOfFile(m_hSection, FILE_MAP_WRITE, 0, 0, 0));
+        m_pState = m_hSection == nullptr
+                       ? nullptr
+                       : static_cast<AssetNodeUpdateState*>(MapViewOfFile(m_hSection, FILE_MAP_WRITE, 0, 0, 0));
     }
     ~StateSection()
     {
-        UnmapViewOfFile(m_pkState);
+        UnmapViewOfFile(m_pState);
         CloseHandle(m_hSection);
     }
     StateSection(const StateSection&) = delete;
     StateSection& operator=(const StateSection&) = delete;
 
-    bool IsOpen() const { return m_pkState != nullptr; }
-    AssetNodeStateInfo& Record(enumAssetFrom eaf) { return m_pkState->arrStateInfo[eaf]; }
+    bool IsOpen() const { return m_pState != nullptr; }
+    AssetNodeStateInfo& Record(enumAssetFrom eaf) { return m_pState->arrStateInfo[eaf]; }
 
 private:
     HANDLE m_hSection;
-    AssetNodeUpdateState* m_pkState;
+    AssetNodeUpdateState* m_pState;
 };
 
 bool DataSectionExists(enumAssetFrom eaf)
@@ -60,64 +60,64 @@ bool DataSectionExists(enumAssetFrom eaf)
 // Starts a publisher and kills it when it publishes.
 void ServeAndKill(const std::vector<std::string>& vecArguments)
 {
-    LumServe kServe(vecArguments);
-    ASSERT_TRUE(kServe.Publishes()) << kServe.Process().Err();
-    kServe.Process().Kill();
+    LumServe serve(vecArguments);
+    ASSERT_TRUE(serve.Publishes()) << serve.Process().Err();
+    serve.Process().Kill();
 }
 
 }  // namespace
 
 TEST(LumKilled, ItsSectionsStayAndTheNextPublisherTakesThemOver)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("old/a.txt", "1");
-    kFolder.Write("new/b.txt", "1");
-    ServeAndKill({"--source", kFolder.Name("old")});
+    TemporaryFolder folder;
+    folder.Write("old/a.txt", "1");
+    folder.Write("new/b.txt", "1");
+    ServeAndKill({"--source", folder.Name("old")});
     EXPECT_EQ(RunLum({"ls"}).strOut, "a.txt\n");
     EXPECT_EQ(LumJson({"image", "--state"})["sources"][0]["update_count"], 1);
 
-    LumServe kNext({"--source", kFolder.Name("new")});
-    ASSERT_TRUE(kNext.Publishes()) << kNext.Process().Err();
+    LumServe next({"--source", folder.Name("new")});
+    ASSERT_TRUE(next.Publishes()) << next.Process().Err();
     EXPECT_EQ(RunLum({"ls"}).strOut, "b.txt\n");
     EXPECT_EQ(LumJson({"image", "--state"})["sources"][0]["update_count"], 2);
-    EXPECT_EQ(kNext.Stop(), 0);
+    EXPECT_EQ(next.Stop(), 0);
     EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 1);
 }
 
 TEST(LumKilled, AReaderOfTheKilledOneSeesTheNextOne)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("old/a.txt", "1");
-    kFolder.Write("new/b.txt", "1");
-    ServeAndKill({"--source", kFolder.Name("old")});
-    VOTSFileMappingAssemble* pkAssemble = VOTSFileMappingAssemble::Instance();
-    ASSERT_EQ(pkAssemble->OpenMappingState(), Inspector::ET_NONE);
-    ASSERT_EQ(pkAssemble->OpenMappingData(), Inspector::ET_NONE);
-    structAssetNode kNode;
-    EXPECT_EQ(pkAssemble->GetAssetNode(kNode, VOTEXT("a.txt"), AF_SOURCE, nullptr), 1);
+    TemporaryFolder folder;
+    folder.Write("old/a.txt", "1");
+    folder.Write("new/b.txt", "1");
+    ServeAndKill({"--source", folder.Name("old")});
+    VOTSFileMappingAssemble* pAssemble = VOTSFileMappingAssemble::Instance();
+    ASSERT_EQ(pAssemble->OpenMappingState(), Inspector::ET_NONE);
+    ASSERT_EQ(pAssemble->OpenMappingData(), Inspector::ET_NONE);
+    structAssetNode node;
+    EXPECT_EQ(pAssemble->GetAssetNode(node, VOTEXT("a.txt"), AF_SOURCE, nullptr), 1);
     {
-        const LumServe kNext({"--source", kFolder.Name("new")});
-        EXPECT_EQ(pkAssemble->LastErrorType(), Inspector::ET_DATA_OUTDATED);
-        EXPECT_EQ(pkAssemble->ReMappingData(), Inspector::ET_NONE);
-        EXPECT_EQ(pkAssemble->GetAssetNode(kNode, VOTEXT("b.txt"), AF_SOURCE, nullptr), 1);
-        EXPECT_EQ(pkAssemble->GetAssetNode(kNode, VOTEXT("a.txt"), AF_SOURCE, nullptr), 0);
+        const LumServe next({"--source", folder.Name("new")});
+        EXPECT_EQ(pAssemble->LastErrorType(), Inspector::ET_DATA_OUTDATED);
+        EXPECT_EQ(pAssemble->ReMappingData(), Inspector::ET_NONE);
+        EXPECT_EQ(pAssemble->GetAssetNode(node, VOTEXT("b.txt"), AF_SOURCE, nullptr), 1);
+        EXPECT_EQ(pAssemble->GetAssetNode(node, VOTEXT("a.txt"), AF_SOURCE, nullptr), 0);
     }
-    EXPECT_EQ(pkAssemble->ReMappingData(), Inspector::ET_SOURCE_DISABLED);
+    EXPECT_EQ(pAssemble->ReMappingData(), Inspector::ET_SOURCE_DISABLED);
     VOTSFileMappingAssemble::Release();
 }
 
 TEST(LumKilled, SourcesThatTheNextOneDoesntServeAreWithdrawn)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("a.txt", "1");
-    ServeAndKill({"--source", kFolder.Name(), "--target", kFolder.Name(), "--merge-source", kFolder.Name()});
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    ServeAndKill({"--source", folder.Name(), "--target", folder.Name(), "--merge-source", folder.Name()});
     ASSERT_TRUE(DataSectionExists(AF_TARGET));
-    const LumServe kNext({"--merge-source", kFolder.Name()});
-    const json kSources = LumJson({"image", "--state"})["sources"];
-    EXPECT_EQ(kSources[0]["enabled"], false);
-    EXPECT_EQ(kSources[1]["enabled"], false);
-    EXPECT_EQ(kSources[7]["enabled"], true);
-    EXPECT_EQ(kSources[7]["update_count"], 2);
+    const LumServe next({"--merge-source", folder.Name()});
+    const json sources = LumJson({"image", "--state"})["sources"];
+    EXPECT_EQ(sources[0]["enabled"], false);
+    EXPECT_EQ(sources[1]["enabled"], false);
+    EXPECT_EQ(sources[7]["enabled"], true);
+    EXPECT_EQ(sources[7]["update_count"], 2);
     EXPECT_FALSE(DataSectionExists(AF_SOURCE));
     EXPECT_FALSE(DataSectionExists(AF_TARGET));
     EXPECT_TRUE(DataSectionExists(AF_MERGESRC));
@@ -125,32 +125,32 @@ TEST(LumKilled, SourcesThatTheNextOneDoesntServeAreWithdrawn)
 
 TEST(LumKilled, TheUpdateCountSkipsZero)
 {
-    TemporaryFolder kFolder;
-    ServeAndKill({"--source", kFolder.Name()});
+    TemporaryFolder folder;
+    ServeAndKill({"--source", folder.Name()});
     {
         StateSection kState;
         ASSERT_TRUE(kState.IsOpen());
         kState.Record(AF_SOURCE).uUpdateCount = 0xFFFFFFFF;
     }
-    const LumServe kNext({"--source", kFolder.Name()});
+    const LumServe next({"--source", folder.Name()});
     EXPECT_EQ(LumJson({"image", "--state"})["sources"][0]["update_count"], 1);
 }
 
 TEST(LumKilled, AReaderCountThatADeadReaderLeftDoesntStopTheNextOneAndStays)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("a.txt", "1");
-    ServeAndKill({"--source", kFolder.Name()});
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    ServeAndKill({"--source", folder.Name()});
     {
         StateSection kState;
         ASSERT_TRUE(kState.IsOpen());
         kState.Record(AF_SOURCE).uReaderCount = 3;
     }
-    LumServe kNext({"--source", kFolder.Name()});
-    ASSERT_TRUE(kNext.Publishes()) << kNext.Process().Err();
+    LumServe next({"--source", folder.Name()});
+    ASSERT_TRUE(next.Publishes()) << next.Process().Err();
     EXPECT_EQ(RunLum({"ls"}).strOut, "a.txt\n");
     EXPECT_EQ(LumJson({"image", "--state"})["sources"][0]["readers"], 3);
-    EXPECT_EQ(kNext.Stop(), 0);
+    EXPECT_EQ(next.Stop(), 0);
     EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 1);
 }
 
@@ -158,64 +158,64 @@ TEST(LumKilled, AReaderCountThatADeadReaderLeftDoesntStopTheNextOneAndStays)
 TEST(LumKilled, TheNextOneChangesNothingWhileAReaderIsInside)
 {
     constexpr std::chrono::milliseconds kWatched(1500);
-    TemporaryFolder kFolder;
-    kFolder.Write("a.txt", "1");
-    ServeAndKill({"--source", kFolder.Name()});
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    ServeAndKill({"--source", folder.Name()});
     StateSection kState;
     ASSERT_TRUE(kState.IsOpen());
     std::atomic_ref<unsigned> kReaders(kState.Record(AF_SOURCE).uReaderCount);
-    std::atomic_ref<unsigned> kCount(kState.Record(AF_SOURCE).uUpdateCount);
+    std::atomic_ref<unsigned> count(kState.Record(AF_SOURCE).uUpdateCount);
     kReaders.store(1);
     const auto tEnd = std::chrono::steady_clock::now() + kWatched;
-    LumProcess kNext({"serve", "--once", "--source", kFolder.Name()});
+    LumProcess next({"serve", "--once", "--source", folder.Name()});
     while (std::chrono::steady_clock::now() < tEnd)
     {
-        const unsigned uCount = kCount.load();
+        const unsigned uCount = count.load();
         const bool bInTime = std::chrono::steady_clock::now() < tEnd;
         ASSERT_TRUE(uCount == 1 || !bInTime);
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     kReaders.store(0);
-    while (kNext.IsRunning() && !Contains(kNext.Out(), "serving"))
+    while (next.IsRunning() && !Contains(next.Out(), "serving"))
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_EQ(kCount.load(), 2u);
+    EXPECT_EQ(count.load(), 2u);
     EXPECT_EQ(kReaders.load(), 0u);
-    EXPECT_TRUE(kNext.RequestStop());
-    EXPECT_EQ(kNext.Wait(), 0);
+    EXPECT_TRUE(next.RequestStop());
+    EXPECT_EQ(next.Wait(), 0);
 }
 
 TEST(LumKilled, WhoeverSeesTheNewCountSeesTheNewData)
 {
-    TemporaryFolder kFolder;
-    ServeAndKill({"--source", kFolder.Name()});
+    TemporaryFolder folder;
+    ServeAndKill({"--source", folder.Name()});
     VOTSFileMappingInspector kInspector(AF_SOURCE);
     ASSERT_EQ(kInspector.OpenMappingState(), Inspector::ET_NONE);
     ASSERT_EQ(kInspector.OpenMappingData(), Inspector::ET_NONE);
     for (unsigned i = 0; i < 25; ++i)
     {
         const std::string strName = "file" + std::to_string(i);
-        kFolder.Write(strName, "1");
-        LumProcess kNext({"serve", "--once", "--source", kFolder.Name()});
-        while (kNext.IsRunning() && kInspector.LastErrorType() == Inspector::ET_NONE)
+        folder.Write(strName, "1");
+        LumProcess next({"serve", "--once", "--source", folder.Name()});
+        while (next.IsRunning() && kInspector.LastErrorType() == Inspector::ET_NONE)
         {
         }
         ASSERT_EQ(kInspector.OpenMappingData(), Inspector::ET_NONE);
-        structAssetNode kNode;
-        EXPECT_EQ(kInspector.GetAssetNode(VOWString(strName.begin(), strName.end()).c_str(), kNode), 1) << strName;
-        kNext.Kill();
+        structAssetNode node;
+        EXPECT_EQ(kInspector.GetAssetNode(VOWString(strName.begin(), strName.end()).c_str(), node), 1) << strName;
+        next.Kill();
     }
     kInspector.CloseMapping();
-    LumServe kLast({"--source", kFolder.Name()});
-    EXPECT_EQ(kLast.Stop(), 0);
+    LumServe last({"--source", folder.Name()});
+    EXPECT_EQ(last.Stop(), 0);
 }
 
 TEST(LumKilled, AStateSectionOfAnotherVersionIsMadeAnew)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("a.txt", "1");
-    ServeAndKill({"--source", kFolder.Name(), "--target", kFolder.Name()});
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    ServeAndKill({"--source", folder.Name(), "--target", folder.Name()});
     {
         HANDLE hSection = OpenFileMappingW(FILE_MAP_WRITE, 0, FILEMAPPING_ASSETNODE_UPDATESTATE_NAME);
         void* pView = MapViewOfFile(hSection, FILE_MAP_WRITE, 0, 0, 0);
@@ -225,83 +225,83 @@ TEST(LumKilled, AStateSectionOfAnotherVersionIsMadeAnew)
         CloseHandle(hSection);
     }
     EXPECT_EQ(RunLum({"ls"}).nExitCode, 2);
-    const LumServe kNext({"--source", kFolder.Name()});
-    ASSERT_TRUE(kNext.Publishes());
+    const LumServe next({"--source", folder.Name()});
+    ASSERT_TRUE(next.Publishes());
     EXPECT_EQ(RunLum({"ls"}).strOut, "a.txt\n");
     EXPECT_EQ(LumJson({"image", "--state"})["sources"][1]["enabled"], false);
 }
 
 TEST(LumKilled, AStateSectionThatIsTooSmallIsMadeAnew)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("a.txt", "1");
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
     {
-        VOPublishedSection kSmall;
-        ASSERT_TRUE(kSmall.Replace(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, "version.2.4", 12));
+        VOPublishedSection smallSection;
+        ASSERT_TRUE(smallSection.Replace(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, "version.2.4", 12));
         EXPECT_EQ(RunLum({"ls"}).nExitCode, 2);
         EXPECT_EQ(RunLum({"status"}).nExitCode, 2);
         EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 2);
-        kSmall.Detach();
+        smallSection.Detach();
     }
-    const LumServe kNext({"--source", kFolder.Name()});
-    ASSERT_TRUE(kNext.Publishes());
+    const LumServe next({"--source", folder.Name()});
+    ASSERT_TRUE(next.Publishes());
     EXPECT_EQ(RunLum({"ls"}).strOut, "a.txt\n");
 }
 
 TEST(LumKilled, AtAnyMomentTheNextPublisherTakesOverCleanly)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     for (unsigned i = 0; i < 400; ++i)
     {
-        kFolder.Write("folder" + std::to_string(i % 20) + "/file" + std::to_string(i) + ".png", "x");
+        folder.Write("folder" + std::to_string(i % 20) + "/file" + std::to_string(i) + ".png", "x");
     }
-    const std::string strRoot = kFolder.Name();
-    std::mt19937 kRandom(20240229);
+    const std::string strRoot = folder.Name();
+    std::mt19937 random(20240229);
     const unsigned uRounds = 40;
     for (unsigned i = 0; i < uRounds; ++i)
     {
-        LumProcess kServe({"serve", "--once", "--source", strRoot, "--target", strRoot, "--merge-source", strRoot});
-        std::this_thread::sleep_for(std::chrono::microseconds(kRandom() % 40000));
-        kServe.Kill();
+        LumProcess serve({"serve", "--once", "--source", strRoot, "--target", strRoot, "--merge-source", strRoot});
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 40000));
+        serve.Kill();
         // Whatever is there now is whole, or it isn't there.
-        const LumResult kTree = RunLum({"tree", "--from", "source"});
-        EXPECT_TRUE(kTree.nExitCode == 0 || kTree.nExitCode == 2) << kTree.nExitCode;
-        EXPECT_TRUE(kTree.nExitCode != 0 || kTree.strOut.ends_with("20 folders, 400 files\n"));
-        EXPECT_FALSE(Contains(kTree.strErr, "damaged")) << kTree.strErr;
+        const LumResult tree = RunLum({"tree", "--from", "source"});
+        EXPECT_TRUE(tree.nExitCode == 0 || tree.nExitCode == 2) << tree.nExitCode;
+        EXPECT_TRUE(tree.nExitCode != 0 || tree.strOut.ends_with("20 folders, 400 files\n"));
+        EXPECT_FALSE(Contains(tree.strErr, "damaged")) << tree.strErr;
     }
-    LumServe kLast({"--source", strRoot});
-    ASSERT_TRUE(kLast.Publishes()) << kLast.Process().Err();
+    LumServe last({"--source", strRoot});
+    ASSERT_TRUE(last.Publishes()) << last.Process().Err();
     EXPECT_TRUE(RunLum({"tree"}).strOut.ends_with("20 folders, 400 files\n"));
     EXPECT_EQ(0u, VORemoveStaleSectionObjects());
-    EXPECT_EQ(kLast.Stop(), 0);
+    EXPECT_EQ(last.Stop(), 0);
     EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 1);
 }
 
 TEST(LumKilled, AReaderAtAnyMomentOfItLeavesThePublisherAlone)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("a.txt", "1");
-    LumServe kServe({"--source", kFolder.Name()});
-    std::mt19937 kRandom(7);
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    LumServe serve({"--source", folder.Name()});
+    std::mt19937 random(7);
     for (unsigned i = 0; i < 30; ++i)
     {
-        LumProcess kReader({"tree"});
-        std::this_thread::sleep_for(std::chrono::microseconds(kRandom() % 8000));
-        kReader.Kill();
+        LumProcess reader({"tree"});
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 8000));
+        reader.Kill();
     }
     EXPECT_EQ(RunLum({"ls"}).strOut, "a.txt\n");
-    EXPECT_EQ(kServe.Stop(), 0);
+    EXPECT_EQ(serve.Stop(), 0);
 }
 
 TEST(LumStopped, EitherSignalWithdrawsEverything)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     for (const int nSignal : {SIGINT, SIGTERM})
     {
-        LumServe kServe({"--source", kFolder.Name()});
-        ASSERT_TRUE(kServe.Publishes());
-        ASSERT_EQ(kill(static_cast<pid_t>(kServe.Process().ProcessId()), nSignal), 0);
-        EXPECT_EQ(kServe.Process().Wait(), 0);
+        LumServe serve({"--source", folder.Name()});
+        ASSERT_TRUE(serve.Publishes());
+        ASSERT_EQ(kill(static_cast<pid_t>(serve.Process().ProcessId()), nSignal), 0);
+        EXPECT_EQ(serve.Process().Wait(), 0);
         EXPECT_EQ(RunLum({"image", "--state"}).nExitCode, 1);
     }
 }
@@ -315,14 +315,14 @@ class LumPermissions : public testing::Test
 protected:
     void SetUp() override
     {
-        m_kFolder.Write("open/a.txt", "1");
-        m_kFolder.Write("closed/hidden.txt", "1");
-        m_kFolder.Write("closed/deeper/hidden.txt", "1");
-        chmod(m_kFolder.Name().c_str(), 0755);
-        chmod(m_kFolder.Name("closed").c_str(), 0);
+        m_folder.Write("open/a.txt", "1");
+        m_folder.Write("closed/hidden.txt", "1");
+        m_folder.Write("closed/deeper/hidden.txt", "1");
+        chmod(m_folder.Name().c_str(), 0755);
+        chmod(m_folder.Name("closed").c_str(), 0);
     }
 
-    void TearDown() override { chmod(m_kFolder.Name("closed").c_str(), 0755); }
+    void TearDown() override { chmod(m_folder.Name("closed").c_str(), 0755); }
 
     // The result of the body in a child process without privileges: 0 for true.
     template <typename Body>
@@ -340,7 +340,7 @@ protected:
         return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
     }
 
-    TemporaryFolder m_kFolder;
+    TemporaryFolder m_folder;
 };
 
 }  // namespace
@@ -350,11 +350,11 @@ TEST_F(LumPermissions, AFolderThatCantBeReadIsListedItselfAndReportedByName)
     const int nResult = AsPlainUser(
         [&]()
         {
-            LumServe kServe({"--source", m_kFolder.Name()});
-            const std::string strErr = kServe.Process().Err();
-            return kServe.Publishes() && RunLum({"find"}).strOut == "closed\nopen\nopen/a.txt\n" &&
+            LumServe serve({"--source", m_folder.Name()});
+            const std::string strErr = serve.Process().Err();
+            return serve.Publishes() && RunLum({"find"}).strOut == "closed\nopen\nopen/a.txt\n" &&
                    Contains(strErr, "not indexed: closed: can't be listed: ") &&
-                   Contains(strErr, "source: 1 not indexed\n") && kServe.Stop() == 0;
+                   Contains(strErr, "source: 1 not indexed\n") && serve.Stop() == 0;
         });
     EXPECT_EQ(nResult, 0);
 }
@@ -364,8 +364,8 @@ TEST_F(LumPermissions, ARootThatCantBeReadIsAnErrorAndNothingIsPublished)
     const int nResult = AsPlainUser(
         [&]()
         {
-            const LumResult kResult = RunLum({"serve", "--once", "--source", m_kFolder.Name("closed")});
-            return kResult.nExitCode == 2 && Contains(kResult.strErr, "can't be listed: ") &&
+            const LumResult result = RunLum({"serve", "--once", "--source", m_folder.Name("closed")});
+            return result.nExitCode == 2 && Contains(result.strErr, "can't be listed: ") &&
                    RunLum({"image", "--state"}).nExitCode == 1;
         });
     EXPECT_EQ(nResult, 0);
@@ -373,11 +373,11 @@ TEST_F(LumPermissions, ARootThatCantBeReadIsAnErrorAndNothingIsPublished)
 
 TEST_F(LumPermissions, AFileThatCantBeReadIsIndexedAllTheSame)
 {
-    chmod(m_kFolder.Name("open/a.txt").c_str(), 0);
+    chmod(m_folder.Name("open/a.txt").c_str(), 0);
     const int nResult = AsPlainUser(
         [&]()
         {
-            const LumServe kServe({"--source", m_kFolder.Name("open")});
+            const LumServe serve({"--source", m_folder.Name("open")});
             return RunLum({"find"}).strOut == "a.txt\n";
         });
     EXPECT_EQ(nResult, 0);

@@ -34,11 +34,11 @@ bool NothingIsPublished()
 json StateOf(const char* pszSource)
 {
     const json kState = LumJson({"image", "--state"});
-    for (const json& kSource : kState["sources"])
+    for (const json& source : kState["sources"])
     {
-        if (kSource["from"] == pszSource)
+        if (source["from"] == pszSource)
         {
-            return kSource;
+            return source;
         }
     }
     return json();
@@ -48,192 +48,192 @@ json StateOf(const char* pszSource)
 
 TEST(LumServing, TheReadyLineCountsNodesAndSources)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("a/b.txt", "1");
-    kFolder.Write("c.txt", "1");
-    LumServe kOne({"--source", kFolder.Name()});
-    EXPECT_EQ(kOne.Process().Out(), "serving 4 nodes of 1 source\n");
-    EXPECT_EQ(kOne.Process().Err(), "");
-    kOne.Stop();
-    LumServe kTwo({"--source", kFolder.Name(), "--target", kFolder.Name("a")});
-    EXPECT_EQ(kTwo.Process().Out(), "serving 6 nodes of 2 sources\n");
+    TemporaryFolder folder;
+    folder.Write("a/b.txt", "1");
+    folder.Write("c.txt", "1");
+    LumServe one({"--source", folder.Name()});
+    EXPECT_EQ(one.Process().Out(), "serving 4 nodes of 1 source\n");
+    EXPECT_EQ(one.Process().Err(), "");
+    one.Stop();
+    LumServe two({"--source", folder.Name(), "--target", folder.Name("a")});
+    EXPECT_EQ(two.Process().Out(), "serving 6 nodes of 2 sources\n");
 }
 
 TEST(LumServing, ASecondPublisherIsRefusedAndTheFirstGoesOn)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("first/a.txt", "1");
-    kFolder.Write("second/b.txt", "1");
-    LumServe kFirst({"--source", kFolder.Name("first")});
-    ASSERT_TRUE(kFirst.Publishes());
-    const json kBefore = StateOf("source");
+    TemporaryFolder folder;
+    folder.Write("first/a.txt", "1");
+    folder.Write("second/b.txt", "1");
+    LumServe first({"--source", folder.Name("first")});
+    ASSERT_TRUE(first.Publishes());
+    const json before = StateOf("source");
 
-    const LumResult kSecond = RunLum({"serve", "--once", "--source", kFolder.Name("second")});
-    EXPECT_EQ(kSecond.nExitCode, 2);
-    EXPECT_EQ(kSecond.strOut, "");
-    EXPECT_TRUE(Contains(kSecond.strErr, "another publisher is serving already")) << kSecond.strErr;
-    EXPECT_TRUE(Contains(kSecond.strErr, std::to_string(kFirst.Process().ProcessId()))) << kSecond.strErr;
+    const LumResult second = RunLum({"serve", "--once", "--source", folder.Name("second")});
+    EXPECT_EQ(second.nExitCode, 2);
+    EXPECT_EQ(second.strOut, "");
+    EXPECT_TRUE(Contains(second.strErr, "another publisher is serving already")) << second.strErr;
+    EXPECT_TRUE(Contains(second.strErr, std::to_string(first.Process().ProcessId()))) << second.strErr;
 
     EXPECT_EQ(RunLum({"ls"}).strOut, "a.txt\n");
-    EXPECT_EQ(StateOf("source"), kBefore);
+    EXPECT_EQ(StateOf("source"), before);
 }
 
 TEST(LumServing, TheDemonstrationDoesntDisturbAPublisherEither)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("a.txt", "1");
-    const LumServe kServe({"--source", kFolder.Name()});
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    const LumServe serve({"--source", folder.Name()});
     EXPECT_EQ(RunLum({"demo"}).nExitCode, 2);
     EXPECT_EQ(RunLum({"ls"}).strOut, "a.txt\n");
 }
 
 TEST(LumServing, StoppedItEndsWellAndLeavesNothing)
 {
-    TemporaryFolder kFolder;
-    LumServe kServe({"--source", kFolder.Name(), "--target", kFolder.Name()});
-    ASSERT_TRUE(kServe.Publishes());
+    TemporaryFolder folder;
+    LumServe serve({"--source", folder.Name(), "--target", folder.Name()});
+    ASSERT_TRUE(serve.Publishes());
     EXPECT_FALSE(NothingIsPublished());
-    if (!kServe.Process().RequestStop())
+    if (!serve.Process().RequestStop())
     {
         GTEST_SKIP() << "a process can't be asked to stop here";
     }
-    EXPECT_EQ(kServe.Process().Wait(), 0);
+    EXPECT_EQ(serve.Process().Wait(), 0);
     EXPECT_TRUE(NothingIsPublished());
     EXPECT_EQ(RunLum({"status"}).nExitCode, 1);
 }
 
 TEST(LumServing, WhatCantBeServedPublishesNothing)
 {
-    TemporaryFolder kFolder;
-    const std::string strFile = kFolder.Write("file", "no archive");
-    const std::string strWrongTypes = kFolder.Write("types", "1 one\n");
-    const std::string strWrongList = kFolder.Write("list", "a/../b\n");
-    const std::string strNowhere = kFolder.Name("nowhere");
+    TemporaryFolder folder;
+    const std::string strFile = folder.Write("file", "no archive");
+    const std::string strWrongTypes = folder.Write("types", "1 one\n");
+    const std::string strWrongList = folder.Write("list", "a/../b\n");
+    const std::string strNowhere = folder.Name("nowhere");
     const std::vector<std::vector<std::string>> vecWrong = {
         {"--source", strNowhere},
         {"--source", strFile},
         {"--source", ""},
-        {"--source", kFolder.Name(), "--target", strNowhere},
-        {"--source", kFolder.Name(), "--merge-source", kFolder.Name(), "--merge-source", strNowhere},
+        {"--source", folder.Name(), "--target", strNowhere},
+        {"--source", folder.Name(), "--merge-source", folder.Name(), "--merge-source", strNowhere},
         {"--pak", strNowhere},
-        {"--pak", kFolder.Name()},
+        {"--pak", folder.Name()},
         {"--pak", strFile},
         {"--http-source", strNowhere},
-        {"--http-source", kFolder.Name()},
-        {"--source", kFolder.Name(), "--http-pkg-target", strWrongList},
-        {"--source", kFolder.Name(), "--types", strNowhere},
-        {"--source", kFolder.Name(), "--types", strWrongTypes}};
+        {"--http-source", folder.Name()},
+        {"--source", folder.Name(), "--http-pkg-target", strWrongList},
+        {"--source", folder.Name(), "--types", strNowhere},
+        {"--source", folder.Name(), "--types", strWrongTypes}};
     for (std::vector<std::string> vecArguments : vecWrong)
     {
         vecArguments.insert(vecArguments.begin(), {"serve", "--once"});
-        const LumResult kResult = RunLum(vecArguments);
+        const LumResult result = RunLum(vecArguments);
         const std::string strShown = testing::PrintToString(vecArguments);
-        EXPECT_EQ(kResult.nExitCode, 2) << strShown;
-        EXPECT_EQ(kResult.strOut, "") << strShown;
-        EXPECT_NE(kResult.strErr, "") << strShown;
+        EXPECT_EQ(result.nExitCode, 2) << strShown;
+        EXPECT_EQ(result.strOut, "") << strShown;
+        EXPECT_NE(result.strErr, "") << strShown;
         EXPECT_TRUE(NothingIsPublished()) << strShown;
     }
 }
 
 TEST(LumServing, ARootThatTheIndexCantHoldIsRefused)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     std::string strLong;
-    while (kFolder.Name().size() + strLong.size() <= 260)
+    while (folder.Name().size() + strLong.size() <= 260)
     {
         strLong += "/" + std::string(40, 'r');
     }
-    std::error_code kError;
-    std::filesystem::create_directories(kFolder.Path() / strLong.substr(1), kError);
-    const LumResult kResult = RunLum({"serve", "--once", "--source", kFolder.Name(strLong.substr(1))});
-    EXPECT_EQ(kResult.nExitCode, 2);
-    EXPECT_TRUE(Contains(kResult.strErr, "root path is longer")) << kResult.strErr;
+    std::error_code error;
+    std::filesystem::create_directories(folder.Path() / strLong.substr(1), error);
+    const LumResult result = RunLum({"serve", "--once", "--source", folder.Name(strLong.substr(1))});
+    EXPECT_EQ(result.nExitCode, 2);
+    EXPECT_TRUE(Contains(result.strErr, "root path is longer")) << result.strErr;
 }
 
 TEST(LumServing, MoreMergeDirectoriesThanBitsAreRefused)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     std::vector<std::string> vecArguments = {"serve", "--once"};
     for (unsigned i = 0; i < 33; ++i)
     {
-        vecArguments.insert(vecArguments.end(), {"--merge-target", kFolder.Name()});
+        vecArguments.insert(vecArguments.end(), {"--merge-target", folder.Name()});
     }
-    const LumResult kResult = RunLum(vecArguments);
-    EXPECT_EQ(kResult.nExitCode, 2);
-    EXPECT_TRUE(Contains(kResult.strErr, "32")) << kResult.strErr;
+    const LumResult result = RunLum(vecArguments);
+    EXPECT_EQ(result.nExitCode, 2);
+    EXPECT_TRUE(Contains(result.strErr, "32")) << result.strErr;
 }
 
 TEST(LumServing, TwoReadersAtOnceSeeTheSame)
 {
-    TemporaryFolder kFolder;
+    TemporaryFolder folder;
     for (unsigned i = 0; i < 300; ++i)
     {
-        kFolder.Write("folder" + std::to_string(i % 7) + "/file" + std::to_string(i) + ".png", "x");
+        folder.Write("folder" + std::to_string(i % 7) + "/file" + std::to_string(i) + ".png", "x");
     }
-    const LumServe kServe({"--source", kFolder.Name()});
+    const LumServe serve({"--source", folder.Name()});
     const std::string strExpected = RunLum({"tree"}).strOut;
     ASSERT_TRUE(strExpected.ends_with("7 folders, 300 files\n"));
     for (unsigned i = 0; i < 10; ++i)
     {
-        LumProcess kFirst({"tree"});
-        LumProcess kSecond({"tree"});
-        EXPECT_EQ(kFirst.Wait(), 0);
-        EXPECT_EQ(kSecond.Wait(), 0);
-        EXPECT_EQ(kFirst.Out(), strExpected);
-        EXPECT_EQ(kSecond.Out(), strExpected);
+        LumProcess first({"tree"});
+        LumProcess second({"tree"});
+        EXPECT_EQ(first.Wait(), 0);
+        EXPECT_EQ(second.Wait(), 0);
+        EXPECT_EQ(first.Out(), strExpected);
+        EXPECT_EQ(second.Out(), strExpected);
     }
 }
 
 TEST(LumServing, TheRootOfTheIndexIsNodeZeroWithoutAName)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("a.txt", "1");
-    const LumServe kServe({"--source", kFolder.Name()});
-    const json kRoot = LumJson({"stat", "/"})["nodes"][0];
-    EXPECT_EQ(kRoot["id"], 0);
-    EXPECT_EQ(kRoot["path"], "");
-    EXPECT_EQ(kRoot["folder"], true);
-    EXPECT_EQ(kRoot["parent"], nullptr);
-    EXPECT_EQ(kRoot["name"], kFolder.Path().filename().string());
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    const LumServe serve({"--source", folder.Name()});
+    const json root = LumJson({"stat", "/"})["nodes"][0];
+    EXPECT_EQ(root["id"], 0);
+    EXPECT_EQ(root["path"], "");
+    EXPECT_EQ(root["folder"], true);
+    EXPECT_EQ(root["parent"], nullptr);
+    EXPECT_EQ(root["name"], folder.Path().filename().string());
     EXPECT_EQ(LumJson({"stat", "a.txt"})["nodes"][0]["parent"], 0);
 }
 
 TEST(LumServing, AnEmptyDirectoryIsServedAsOneNode)
 {
-    TemporaryFolder kFolder;
-    LumServe kServe({"--source", kFolder.Name()});
-    EXPECT_EQ(kServe.Process().Out(), "serving 1 node of 1 source\n");
+    TemporaryFolder folder;
+    LumServe serve({"--source", folder.Name()});
+    EXPECT_EQ(serve.Process().Out(), "serving 1 node of 1 source\n");
     EXPECT_EQ(RunLum({"find"}).nExitCode, 1);
     EXPECT_EQ(RunLum({"ls"}).nExitCode, 0);
 }
 
 TEST(LumDemo, RunsTheWholeRoadAndEndsCleanly)
 {
-    const LumResult kResult = RunLum({"demo"});
-    EXPECT_EQ(kResult.nExitCode, 0) << kResult.strErr;
+    const LumResult result = RunLum({"demo"});
+    EXPECT_EQ(result.nExitCode, 0) << result.strErr;
     for (const char* pszWanted : {"publishes 20 nodes", "$ lum status", "$ lum ls", "$ lum tree", "$ lum stat ",
                                   "$ lum find --type ", "7 folders, 12 files", "Withdrawn again"})
     {
-        EXPECT_TRUE(Contains(kResult.strOut, pszWanted)) << pszWanted;
+        EXPECT_TRUE(Contains(result.strOut, pszWanted)) << pszWanted;
     }
     EXPECT_TRUE(NothingIsPublished());
 }
 
 TEST(LumDemo, TakesADirectoryAndLeavesItAlone)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("models/boat.fbx", "1");
-    const LumResult kResult = RunLum({"demo", kFolder.Name()});
-    EXPECT_EQ(kResult.nExitCode, 0) << kResult.strErr;
-    EXPECT_TRUE(Contains(kResult.strOut, "$ lum stat models/boat.fbx"));
-    EXPECT_TRUE(Contains(kResult.strOut, "$ lum find --type model"));
-    EXPECT_EQ(ReadWholeFile(kFolder.Path() / "models" / "boat.fbx"), "1");
+    TemporaryFolder folder;
+    folder.Write("models/boat.fbx", "1");
+    const LumResult result = RunLum({"demo", folder.Name()});
+    EXPECT_EQ(result.nExitCode, 0) << result.strErr;
+    EXPECT_TRUE(Contains(result.strOut, "$ lum stat models/boat.fbx"));
+    EXPECT_TRUE(Contains(result.strOut, "$ lum find --type model"));
+    EXPECT_EQ(ReadWholeFile(folder.Path() / "models" / "boat.fbx"), "1");
 }
 
 TEST(LumDemo, OfADirectoryThatIsntThereFailsAndPublishesNothing)
 {
-    TemporaryFolder kFolder;
-    const LumResult kResult = RunLum({"demo", kFolder.Name("nowhere")});
-    EXPECT_EQ(kResult.nExitCode, 2);
+    TemporaryFolder folder;
+    const LumResult result = RunLum({"demo", folder.Name("nowhere")});
+    EXPECT_EQ(result.nExitCode, 2);
     EXPECT_TRUE(NothingIsPublished());
 }

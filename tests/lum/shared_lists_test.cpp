@@ -5,26 +5,26 @@
 TEST(LumTree, AListThatTwoFoldersShareIsDrawnInBoth)
 {
     using namespace mappingtest;
-    ModelContainer kModel = SourceModel();
-    const unsigned int uTwin = static_cast<unsigned int>(kModel.vecNodes.size());
-    kModel.Add(VOTEXT("top/twin"), true, kNone);
-    kModel.vecNodes.back().uFiles = kModel.vecNodes[6].uFiles;
-    kModel.vecNodes[0].uFolders = kModel.kNumbers.InsertList({6, uTwin, uTwin});
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, kModel);
-    const LumResult kTree = RunLum({"tree", "top"});
-    EXPECT_EQ(0, kTree.nExitCode) << kTree.strErr;
-    EXPECT_TRUE(kTree.strOut.ends_with("\n3 folders, 11 files\n")) << kTree.strOut;
+    ModelContainer model = SourceModel();
+    const unsigned int uTwin = static_cast<unsigned int>(model.vecNodes.size());
+    model.Add(VOTEXT("top/twin"), true, kNone);
+    model.vecNodes.back().uFiles = model.vecNodes[6].uFiles;
+    model.vecNodes[0].uFolders = model.numbers.InsertList({6, uTwin, uTwin});
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, model);
+    const LumResult tree = RunLum({"tree", "top"});
+    EXPECT_EQ(0, tree.nExitCode) << tree.strErr;
+    EXPECT_TRUE(tree.strOut.ends_with("\n3 folders, 11 files\n")) << tree.strOut;
 }
 
 TEST(LumTree, AFolderThatLiesInItselfIsDrawnOnceAndCalledDamage)
 {
     using namespace mappingtest;
-    ModelContainer kModel = SourceModel();
-    kModel.vecNodes[6].uFolders = kModel.kNumbers.InsertList({6});
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, kModel);
-    const LumResult kTree = RunLum({"tree", "top"});
-    EXPECT_EQ(2, kTree.nExitCode);
-    EXPECT_NE(std::string::npos, kTree.strErr.find("a folder lies in itself")) << kTree.strErr;
+    ModelContainer model = SourceModel();
+    model.vecNodes[6].uFolders = model.numbers.InsertList({6});
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, model);
+    const LumResult tree = RunLum({"tree", "top"});
+    EXPECT_EQ(2, tree.nExitCode);
+    EXPECT_NE(std::string::npos, tree.strErr.find("a folder lies in itself")) << tree.strErr;
 }

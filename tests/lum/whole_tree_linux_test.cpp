@@ -113,7 +113,7 @@ public:
         MakeLongPaths();
     }
 
-    std::string Root() const { return m_kFolder.Name(); }
+    std::string Root() const { return m_folder.Name(); }
 
     // Paths that an index can't hold, and what lies below them.
     const std::set<std::string>& TooLong() const { return m_setTooLong; }
@@ -203,7 +203,7 @@ private:
         m_setTooLong.insert("deep/" + std::string(200, 'd') + "/" + std::string(259 - strDeep.size() - 1, 'f'));
     }
 
-    TemporaryFolder m_kFolder;
+    TemporaryFolder m_folder;
     std::set<std::string> m_setTooLong;
 };
 
@@ -233,7 +233,7 @@ std::vector<std::string> SplitAtZeros(const std::string& strText)
 std::vector<std::string> PathsOf(const DiskTree& mapTree)
 {
     std::vector<std::string> vecResult;
-    for (const auto& [strPath, kEntry] : mapTree)
+    for (const auto& [strPath, entry] : mapTree)
     {
         vecResult.push_back(strPath);
     }
@@ -250,9 +250,9 @@ DiskTree StatAll(const std::vector<std::string>& vecPaths)
         vecArguments.insert(vecArguments.begin() + 1, "--json");
         vecArguments.insert(vecArguments.end(), vecPaths.begin() + static_cast<ptrdiff_t>(i),
                             vecPaths.begin() + static_cast<ptrdiff_t>(std::min(i + 4000, vecPaths.size())));
-        const LumResult kResult = RunLum(vecArguments);
-        EXPECT_EQ(kResult.nExitCode, 0) << kResult.strErr.substr(0, 1000);
-        mapResult.merge(TreeOfNodes(json::parse(kResult.strOut)));
+        const LumResult result = RunLum(vecArguments);
+        EXPECT_EQ(result.nExitCode, 0) << result.strErr.substr(0, 1000);
+        mapResult.merge(TreeOfNodes(json::parse(result.strOut)));
     }
     return mapResult;
 }
@@ -276,16 +276,16 @@ std::vector<std::string> ChildrenOnDisk(const DiskTree& mapTree, const std::stri
 
 TEST_F(LumWholeTree, FindSaysOfTheSystemsHeadersWhatTheDiskSays)
 {
-    const LumServe kServe({"--source", kHeaders});
-    ASSERT_TRUE(kServe.Publishes());
+    const LumServe serve({"--source", kHeaders});
+    ASSERT_TRUE(serve.Publishes());
     EXPECT_EQ(Difference(WithoutAccessTimes(WalkDisk(kHeaders)), WithoutAccessTimes(TreeOfNodes(LumJson({"find"})))),
               "");
 }
 
 TEST_F(LumWholeTree, FindWritesThePathsOfTheSystemsHeadersAsTheDiskHasThem)
 {
-    const LumServe kServe({"--source", kHeaders});
-    ASSERT_TRUE(kServe.Publishes());
+    const LumServe serve({"--source", kHeaders});
+    ASSERT_TRUE(serve.Publishes());
     std::vector<std::string> vecFound = LinesOf(RunLum({"find"}).strOut);
     std::sort(vecFound.begin(), vecFound.end());
     EXPECT_TRUE(vecFound == PathsOf(WalkDisk(kHeaders)));
@@ -293,8 +293,8 @@ TEST_F(LumWholeTree, FindWritesThePathsOfTheSystemsHeadersAsTheDiskHasThem)
 
 TEST_F(LumWholeTree, TreeSaysOfTheSystemsHeadersWhatTheDiskSays)
 {
-    const LumServe kServe({"--source", kHeaders});
-    ASSERT_TRUE(kServe.Publishes());
+    const LumServe serve({"--source", kHeaders});
+    ASSERT_TRUE(serve.Publishes());
     const DiskTree mapDisk = WalkDisk(kHeaders);
     EXPECT_EQ(
         Difference(WithoutAccessTimes(mapDisk), WithoutAccessTimes(TreeOfNestedNodes(LumJson({"tree"})["trees"][0]))),
@@ -305,21 +305,21 @@ TEST_F(LumWholeTree, TreeSaysOfTheSystemsHeadersWhatTheDiskSays)
 
 TEST_F(LumWholeTree, StatSaysOfEachOfTheSystemsHeadersWhatTheDiskSays)
 {
-    const LumServe kServe({"--source", kHeaders});
-    ASSERT_TRUE(kServe.Publishes());
+    const LumServe serve({"--source", kHeaders});
+    ASSERT_TRUE(serve.Publishes());
     const DiskTree mapDisk = WalkDisk(kHeaders);
     EXPECT_EQ(Difference(WithoutAccessTimes(mapDisk), WithoutAccessTimes(StatAll(PathsOf(mapDisk)))), "");
 }
 
 TEST_F(LumWholeTree, ListSaysOfFoldersOfTheSystemsHeadersWhatTheDiskSays)
 {
-    const LumServe kServe({"--source", kHeaders});
-    ASSERT_TRUE(kServe.Publishes());
+    const LumServe serve({"--source", kHeaders});
+    ASSERT_TRUE(serve.Publishes());
     const DiskTree mapDisk = WalkDisk(kHeaders);
     std::vector<std::string> vecFolders = {""};
-    for (const auto& [strPath, kEntry] : mapDisk)
+    for (const auto& [strPath, entry] : mapDisk)
     {
-        if (kEntry.bFolder)
+        if (entry.bFolder)
         {
             vecFolders.push_back(strPath);
         }
@@ -327,18 +327,18 @@ TEST_F(LumWholeTree, ListSaysOfFoldersOfTheSystemsHeadersWhatTheDiskSays)
     // Every tenth of them, the root first.
     for (size_t i = 0; i < vecFolders.size(); i += 10)
     {
-        const LumResult kResult = RunLum({"ls", "--", vecFolders[i].empty() ? "/" : vecFolders[i]});
-        EXPECT_EQ(kResult.nExitCode, 0) << vecFolders[i];
-        EXPECT_EQ(LinesOf(kResult.strOut), ChildrenOnDisk(mapDisk, vecFolders[i])) << vecFolders[i];
+        const LumResult result = RunLum({"ls", "--", vecFolders[i].empty() ? "/" : vecFolders[i]});
+        EXPECT_EQ(result.nExitCode, 0) << vecFolders[i];
+        EXPECT_EQ(LinesOf(result.strOut), ChildrenOnDisk(mapDisk, vecFolders[i])) << vecFolders[i];
     }
 }
 
 TEST(LumNastyTree, EveryCommandSaysOfEveryFileWhatTheDiskSays)
 {
-    const NastyTree kTree;
-    const LumServe kServe({"--source", kTree.Root()});
-    ASSERT_TRUE(kServe.Publishes());
-    const DiskTree mapDisk = kTree.Expected();
+    const NastyTree tree;
+    const LumServe serve({"--source", tree.Root()});
+    ASSERT_TRUE(serve.Publishes());
+    const DiskTree mapDisk = tree.Expected();
     ASSERT_GT(mapDisk.size(), 200u);
     EXPECT_EQ(Difference(mapDisk, TreeOfNodes(LumJson({"find"}))), "");
     EXPECT_EQ(Difference(mapDisk, TreeOfNestedNodes(LumJson({"tree"})["trees"][0])), "");
@@ -351,14 +351,14 @@ TEST(LumNastyTree, EveryCommandSaysOfEveryFileWhatTheDiskSays)
 
 TEST(LumNastyTree, ListShowsEveryFolderWhole)
 {
-    const NastyTree kTree;
-    const LumServe kServe({"--source", kTree.Root()});
-    ASSERT_TRUE(kServe.Publishes());
-    const DiskTree mapDisk = kTree.Expected();
+    const NastyTree tree;
+    const LumServe serve({"--source", tree.Root()});
+    ASSERT_TRUE(serve.Publishes());
+    const DiskTree mapDisk = tree.Expected();
     size_t uListed = 0;
-    for (const auto& [strPath, kEntry] : mapDisk)
+    for (const auto& [strPath, entry] : mapDisk)
     {
-        if (!kEntry.bFolder || strPath.starts_with("n/n/n"))
+        if (!entry.bFolder || strPath.starts_with("n/n/n"))
         {
             continue;
         }
@@ -378,23 +378,23 @@ TEST(LumNastyTree, ListShowsEveryFolderWhole)
 
 TEST(LumNastyTree, WhatIsTooLongIsReportedByNameAndCount)
 {
-    const NastyTree kTree;
-    LumServe kServe({"--source", kTree.Root()});
-    ASSERT_TRUE(kServe.Publishes());
-    const std::string strErr = kServe.Process().Err();
-    for (const std::string& strPath : kTree.TooLong())
+    const NastyTree tree;
+    LumServe serve({"--source", tree.Root()});
+    ASSERT_TRUE(serve.Publishes());
+    const std::string strErr = serve.Process().Err();
+    for (const std::string& strPath : tree.TooLong())
     {
         EXPECT_TRUE(Contains(strErr, "not indexed: " + strPath + ": ")) << strPath;
     }
-    EXPECT_TRUE(Contains(strErr, "source: " + std::to_string(kTree.TooLong().size()) + " not indexed\n")) << strErr;
-    EXPECT_EQ(LinesOf(strErr).size(), kTree.TooLong().size() + 1);
+    EXPECT_TRUE(Contains(strErr, "source: " + std::to_string(tree.TooLong().size()) + " not indexed\n")) << strErr;
+    EXPECT_EQ(LinesOf(strErr).size(), tree.TooLong().size() + 1);
 }
 
 TEST(LumNastyTree, TheWrittenFormOfAPathLeadsBackToIt)
 {
-    const NastyTree kTree;
-    const LumServe kServe({"--source", kTree.Root()});
-    ASSERT_TRUE(kServe.Publishes());
+    const NastyTree tree;
+    const LumServe serve({"--source", tree.Root()});
+    ASSERT_TRUE(serve.Publishes());
     // As printed for a terminal, where control characters are escaped as well.
     std::set<std::string> setWritten;
     std::set<std::string> setFound;
@@ -408,7 +408,7 @@ TEST(LumNastyTree, TheWrittenFormOfAPathLeadsBackToIt)
         }
     }
     ASSERT_GT(setWritten.size(), 15u);
-    for (const auto& [strPath, kEntry] : TreeOfNodes(json::parse(RunLum(vecArguments).strOut)))
+    for (const auto& [strPath, entry] : TreeOfNodes(json::parse(RunLum(vecArguments).strOut)))
     {
         setFound.insert(strPath);
     }
@@ -417,12 +417,12 @@ TEST(LumNastyTree, TheWrittenFormOfAPathLeadsBackToIt)
 
 TEST(LumNastyTree, APlainNameIsPrintedWithoutEscapes)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write(
+    TemporaryFolder folder;
+    folder.Write(
         "gr\xc3\xbc\xc3\x9f"
         "e \xf0\x9f\x9a\xa2.txt",
         "");
-    const LumServe kServe({"--source", kFolder.Name()});
+    const LumServe serve({"--source", folder.Name()});
     EXPECT_EQ(RunLum({"ls"}).strOut,
               "gr\xc3\xbc\xc3\x9f"
               "e \xf0\x9f\x9a\xa2.txt\n");
@@ -430,8 +430,8 @@ TEST(LumNastyTree, APlainNameIsPrintedWithoutEscapes)
 
 TEST(LumNastyTree, OfNamesThatDifferInCaseTheExactOneIsFoundFirst)
 {
-    const NastyTree kTree;
-    const LumServe kServe({"--source", kTree.Root()});
+    const NastyTree tree;
+    const LumServe serve({"--source", tree.Root()});
     for (const char* pszPath : {"xt_MARK.h", "xt_mark.h", "XT_MARK.h", "Xt_Mark.H", "sub/xt_mark.h", "SUB/xt_mark.h"})
     {
         EXPECT_EQ(LumJson({"stat", pszPath})["nodes"][0]["path"], pszPath);
@@ -442,44 +442,44 @@ TEST(LumNastyTree, OfNamesThatDifferInCaseTheExactOneIsFoundFirst)
 
 TEST(LumNastyTree, TheImageOfItIsSound)
 {
-    const NastyTree kTree;
-    const LumServe kServe({"--source", kTree.Root()});
-    const json kImage = LumJson({"image"});
-    EXPECT_EQ(kImage["damage_count"], 0);
-    EXPECT_EQ(kImage["nodes"]["count"], kTree.Expected().size() + 1);
-    EXPECT_EQ(kImage["nodes"]["without_key"], 0);
+    const NastyTree tree;
+    const LumServe serve({"--source", tree.Root()});
+    const json image = LumJson({"image"});
+    EXPECT_EQ(image["damage_count"], 0);
+    EXPECT_EQ(image["nodes"]["count"], tree.Expected().size() + 1);
+    EXPECT_EQ(image["nodes"]["without_key"], 0);
 }
 
 TEST(LumNastyTree, ADirectoryNamedThroughALinkIsServed)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("real/a.txt", "a");
-    ASSERT_EQ(symlink("real", kFolder.Name("link").c_str()), 0);
-    const LumServe kServe({"--source", kFolder.Name("link")});
+    TemporaryFolder folder;
+    folder.Write("real/a.txt", "a");
+    ASSERT_EQ(symlink("real", folder.Name("link").c_str()), 0);
+    const LumServe serve({"--source", folder.Name("link")});
     EXPECT_EQ(RunLum({"ls"}).strOut, "a.txt\n");
-    EXPECT_EQ(LumJson({"stat", "/"})["nodes"][0]["absolute"], kFolder.Name("link"));
+    EXPECT_EQ(LumJson({"stat", "/"})["nodes"][0]["absolute"], folder.Name("link"));
 }
 
 TEST(LumNastyTree, ARootWithAColonAndABackslashIsServed)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("od:d\\root/in:side.txt", "a");
-    kFolder.Write("od:d\\root/IN:side.txt", "abc");
-    const LumServe kServe({"--source", kFolder.Name("od:d\\root")});
+    TemporaryFolder folder;
+    folder.Write("od:d\\root/in:side.txt", "a");
+    folder.Write("od:d\\root/IN:side.txt", "abc");
+    const LumServe serve({"--source", folder.Name("od:d\\root")});
     EXPECT_EQ(LumJson({"stat", "in:side.txt"})["nodes"][0]["size"], 1);
     EXPECT_EQ(LumJson({"stat", "IN:side.txt"})["nodes"][0]["size"], 3);
-    EXPECT_EQ(LumJson({"stat", kFolder.Name("od:d\\root/in:side.txt")})["nodes"][0]["size"], 1);
+    EXPECT_EQ(LumJson({"stat", folder.Name("od:d\\root/in:side.txt")})["nodes"][0]["size"], 1);
 }
 
 TEST(LumNastyTree, ARelativeDirectoryIsServedByItsAbsolutePath)
 {
-    TemporaryFolder kFolder;
-    kFolder.Write("here/a.txt", "a");
-    const std::filesystem::path kBefore = std::filesystem::current_path();
-    std::filesystem::current_path(kFolder.Path() / "here");
+    TemporaryFolder folder;
+    folder.Write("here/a.txt", "a");
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Path() / "here");
     {
-        const LumServe kServe({"--source", "../here/."});
-        EXPECT_EQ(LumJson({"status"})["sources"][0]["root"], kFolder.Name("here"));
+        const LumServe serve({"--source", "../here/."});
+        EXPECT_EQ(LumJson({"status"})["sources"][0]["root"], folder.Name("here"));
     }
-    std::filesystem::current_path(kBefore);
+    std::filesystem::current_path(before);
 }

@@ -17,7 +17,7 @@ struct LumProcess::State
     bool bEnded = false;
     int nExitCode = -1;
     int nSignal = 0;
-    TemporaryFolder kFolder;  // holds what the process writes
+    TemporaryFolder folder;  // holds what the process writes
 };
 
 namespace
@@ -26,9 +26,9 @@ namespace
 // How often it is looked whether a process has ended.
 constexpr std::chrono::milliseconds kLook(1);
 
-int OpenForWriting(const std::filesystem::path& kFile)
+int OpenForWriting(const std::filesystem::path& file)
 {
-    return open(kFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    return open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
 }
 
 }  // namespace
@@ -43,8 +43,8 @@ LumProcess::LumProcess(const std::vector<std::string>& vecArguments) : m_pState(
         vecPointers.push_back(strWord.data());
     }
     vecPointers.push_back(nullptr);
-    const int nOut = OpenForWriting(m_pState->kFolder.Path() / "out");
-    const int nErr = OpenForWriting(m_pState->kFolder.Path() / "err");
+    const int nOut = OpenForWriting(m_pState->folder.Path() / "out");
+    const int nErr = OpenForWriting(m_pState->folder.Path() / "err");
     const int nIn = open("/dev/null", O_RDONLY | O_CLOEXEC);
     m_pState->nProcess = fork();
     if (m_pState->nProcess == 0)
@@ -118,12 +118,12 @@ int LumProcess::EndingSignal() const
 
 std::string LumProcess::Out() const
 {
-    return ReadWholeFile(m_pState->kFolder.Path() / "out");
+    return ReadWholeFile(m_pState->folder.Path() / "out");
 }
 
 std::string LumProcess::Err() const
 {
-    return ReadWholeFile(m_pState->kFolder.Path() / "err");
+    return ReadWholeFile(m_pState->folder.Path() / "err");
 }
 
 void UsePrivateNameSpace()

@@ -8,18 +8,18 @@
 
 struct LumProcess::State
 {
-    PROCESS_INFORMATION kProcess = {};
+    PROCESS_INFORMATION process = {};
     bool bKilled = false;
-    TemporaryFolder kFolder;  // holds what the process writes
+    TemporaryFolder folder;  // holds what the process writes
 };
 
 namespace
 {
 
-HANDLE OpenForWriting(const std::filesystem::path& kFile)
+HANDLE OpenForWriting(const std::filesystem::path& file)
 {
-    SECURITY_ATTRIBUTES kInherited = {sizeof(kInherited), nullptr, TRUE};
-    return CreateFileW(kFile.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &kInherited, CREATE_ALWAYS,
+    SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
+    return CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, CREATE_ALWAYS,
                        FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
@@ -51,13 +51,13 @@ std::string WithoutCarriageReturns(std::string strText)
 
 LumProcess::LumProcess(const std::vector<std::string>& vecArguments) : m_pState(new State)
 {
-    const HANDLE hOut = OpenForWriting(m_pState->kFolder.Path() / "out");
-    const HANDLE hErr = OpenForWriting(m_pState->kFolder.Path() / "err");
-    STARTUPINFOW kStartup = {};
-    kStartup.cb = sizeof(kStartup);
-    kStartup.dwFlags = STARTF_USESTDHANDLES;
-    kStartup.hStdOutput = hOut;
-    kStartup.hStdError = hErr;
+    const HANDLE hOut = OpenForWriting(m_pState->folder.Path() / "out");
+    const HANDLE hErr = OpenForWriting(m_pState->folder.Path() / "err");
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = hOut;
+    startup.hStdError = hErr;
     const std::wstring strProgram = VOFromNative(LUM_PROGRAM);
     std::wstring strCommandLine = Quoted(strProgram);
     for (const std::string& strArgument : vecArguments)
@@ -66,7 +66,7 @@ LumProcess::LumProcess(const std::vector<std::string>& vecArguments) : m_pState(
     }
     // A group of its own can be told to stop alone.
     CreateProcessW(strProgram.c_str(), strCommandLine.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP, nullptr,
-                   nullptr, &kStartup, &m_pState->kProcess);
+                   nullptr, &startup, &m_pState->process);
     CloseHandle(hOut);
     CloseHandle(hErr);
 }
@@ -74,27 +74,26 @@ LumProcess::LumProcess(const std::vector<std::string>& vecArguments) : m_pState(
 LumProcess::~LumProcess()
 {
     Kill();
-    if (m_pState->kProcess.hProcess != nullptr)
+    if (m_pState->process.hProcess != nullptr)
     {
-        CloseHandle(m_pState->kProcess.hThread);
-        CloseHandle(m_pState->kProcess.hProcess);
+        CloseHandle(m_pState->process.hThread);
+        CloseHandle(m_pState->process.hProcess);
     }
 }
 
 bool LumProcess::IsRunning()
 {
-    return m_pState->kProcess.hProcess != nullptr &&
-           WaitForSingleObject(m_pState->kProcess.hProcess, 0) == WAIT_TIMEOUT;
+    return m_pState->process.hProcess != nullptr && WaitForSingleObject(m_pState->process.hProcess, 0) == WAIT_TIMEOUT;
 }
 
 uint32_t LumProcess::ProcessId() const
 {
-    return m_pState->kProcess.dwProcessId;
+    return m_pState->process.dwProcessId;
 }
 
 bool LumProcess::RequestStop()
 {
-    return IsRunning() && GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_pState->kProcess.dwProcessId) != 0;
+    return IsRunning() && GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_pState->process.dwProcessId) != 0;
 }
 
 void LumProcess::Kill()
@@ -102,26 +101,26 @@ void LumProcess::Kill()
     if (IsRunning())
     {
         m_pState->bKilled = true;
-        TerminateProcess(m_pState->kProcess.hProcess, 1);
-        WaitForSingleObject(m_pState->kProcess.hProcess, INFINITE);
+        TerminateProcess(m_pState->process.hProcess, 1);
+        WaitForSingleObject(m_pState->process.hProcess, INFINITE);
     }
 }
 
 int LumProcess::Wait()
 {
     DWORD uExitCode = 0;
-    if (m_pState->kProcess.hProcess == nullptr || m_pState->bKilled)
+    if (m_pState->process.hProcess == nullptr || m_pState->bKilled)
     {
         return -1;
     }
-    if (WaitForSingleObject(m_pState->kProcess.hProcess,
+    if (WaitForSingleObject(m_pState->process.hProcess,
                             static_cast<DWORD>(std::chrono::milliseconds(kPatience).count())) == WAIT_TIMEOUT)
     {
         ADD_FAILURE() << "lum doesn't end; it wrote: " << Out() << Err();
         Kill();
         return -1;
     }
-    GetExitCodeProcess(m_pState->kProcess.hProcess, &uExitCode);
+    GetExitCodeProcess(m_pState->process.hProcess, &uExitCode);
     return static_cast<int>(uExitCode);
 }
 
@@ -132,12 +131,12 @@ int LumProcess::EndingSignal() const
 
 std::string LumProcess::Out() const
 {
-    return WithoutCarriageReturns(ReadWholeFile(m_pState->kFolder.Path() / "out"));
+    return WithoutCarriageReturns(ReadWholeFile(m_pState->folder.Path() / "out"));
 }
 
 std::string LumProcess::Err() const
 {
-    return WithoutCarriageReturns(ReadWholeFile(m_pState->kFolder.Path() / "err"));
+    return WithoutCarriageReturns(ReadWholeFile(m_pState->folder.Path() / "err"));
 }
 
 // The names of a session are all there is.

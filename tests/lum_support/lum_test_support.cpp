@@ -31,12 +31,12 @@ class NameSpaceEnvironment : public testing::Environment
 public:
     void SetUp() override { UsePrivateNameSpace(); }
 };
-[[maybe_unused]] const testing::Environment* const g_pkEnvironment =
+[[maybe_unused]] const testing::Environment* const g_pEnvironment =
     testing::AddGlobalTestEnvironment(new NameSpaceEnvironment);
 
-std::string NarrowPath(const fs::path& kPath)
+std::string NarrowPath(const fs::path& path)
 {
-    const std::u8string strPath = kPath.u8string();
+    const std::u8string strPath = path.u8string();
     return std::string(strPath.begin(), strPath.end());
 }
 
@@ -49,31 +49,31 @@ std::string TemporaryFolder::Name(std::string_view strRelative) const
 
 std::string TemporaryFolder::Write(std::string_view strRelative, std::string_view strContent) const
 {
-    const fs::path kFile = Path() / std::u8string(strRelative.begin(), strRelative.end());
-    fs::create_directories(kFile.parent_path());
-    WriteWholeFile(kFile, strContent);
+    const fs::path file = Path() / std::u8string(strRelative.begin(), strRelative.end());
+    fs::create_directories(file.parent_path());
+    WriteWholeFile(file, strContent);
     return Name(strRelative);
 }
 
-std::string ReadWholeFile(const fs::path& kFile)
+std::string ReadWholeFile(const fs::path& file)
 {
-    std::ifstream kStream(kFile, std::ios::binary);
-    std::ostringstream kContent;
-    kContent << kStream.rdbuf();
-    return kContent.str();
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream content;
+    content << stream.rdbuf();
+    return content.str();
 }
 
-void WriteWholeFile(const fs::path& kFile, std::string_view strContent)
+void WriteWholeFile(const fs::path& file, std::string_view strContent)
 {
-    std::ofstream kStream(kFile, std::ios::binary);
-    kStream.write(strContent.data(), static_cast<std::streamsize>(strContent.size()));
+    std::ofstream stream(file, std::ios::binary);
+    stream.write(strContent.data(), static_cast<std::streamsize>(strContent.size()));
 }
 
 std::vector<std::string> LinesOf(const std::string& strText)
 {
     std::vector<std::string> vecLines;
-    std::istringstream kStream(strText);
-    for (std::string strLine; std::getline(kStream, strLine);)
+    std::istringstream stream(strText);
+    for (std::string strLine; std::getline(stream, strLine);)
     {
         vecLines.push_back(strLine);
     }
@@ -82,12 +82,12 @@ std::vector<std::string> LinesOf(const std::string& strText)
 
 LumResult RunLum(const std::vector<std::string>& vecArguments)
 {
-    LumProcess kProcess(vecArguments);
-    LumResult kResult;
-    kResult.nExitCode = kProcess.Wait();
-    kResult.strOut = kProcess.Out();
-    kResult.strErr = kProcess.Err();
-    return kResult;
+    LumProcess process(vecArguments);
+    LumResult result;
+    result.nExitCode = process.Wait();
+    result.strOut = process.Out();
+    result.strErr = process.Err();
+    return result;
 }
 
 namespace
@@ -104,13 +104,13 @@ std::vector<std::string> ServeArguments(const std::vector<std::string>& vecArgum
     return vecAll;
 }
 
-bool WaitUntilPublished(LumProcess& kProcess)
+bool WaitUntilPublished(LumProcess& process)
 {
     const auto tEnd = std::chrono::steady_clock::now() + kPatience;
     while (std::chrono::steady_clock::now() < tEnd)
     {
-        const bool bRunning = kProcess.IsRunning();
-        if (Contains(kProcess.Out(), "serving "))
+        const bool bRunning = process.IsRunning();
+        if (Contains(process.Out(), "serving "))
         {
             return true;
         }
@@ -126,7 +126,7 @@ bool WaitUntilPublished(LumProcess& kProcess)
 }  // namespace
 
 LumServe::LumServe(const std::vector<std::string>& vecArguments, Mode eMode)
-    : m_kProcess(ServeArguments(vecArguments, eMode)), m_bPublishes(WaitUntilPublished(m_kProcess))
+    : m_process(ServeArguments(vecArguments, eMode)), m_bPublishes(WaitUntilPublished(m_process))
 {
 }
 
@@ -137,27 +137,27 @@ LumServe::~LumServe()
 
 int LumServe::Stop()
 {
-    if (m_kProcess.IsRunning() && !m_kProcess.RequestStop())
+    if (m_process.IsRunning() && !m_process.RequestStop())
     {
-        m_kProcess.Kill();
+        m_process.Kill();
     }
-    return m_kProcess.Wait();
+    return m_process.Wait();
 }
 
 nlohmann::json LumJson(std::vector<std::string> vecArguments, int nExpectedExit)
 {
     vecArguments.push_back("--json");
-    const LumResult kResult = RunLum(vecArguments);
-    EXPECT_EQ(kResult.nExitCode, nExpectedExit) << kResult.strErr;
-    nlohmann::json kJson = nlohmann::json::parse(kResult.strOut, nullptr, false);
-    EXPECT_FALSE(kJson.is_discarded()) << kResult.strOut.substr(0, 2000);
-    return kJson;
+    const LumResult result = RunLum(vecArguments);
+    EXPECT_EQ(result.nExitCode, nExpectedExit) << result.strErr;
+    nlohmann::json parsed = nlohmann::json::parse(result.strOut, nullptr, false);
+    EXPECT_FALSE(parsed.is_discarded()) << result.strOut.substr(0, 2000);
+    return parsed;
 }
 
 struct HandMadePublisher::Sections
 {
-    VOPublishedSection kState;
-    VOPublishedSection kData;
+    VOPublishedSection state;
+    VOPublishedSection data;
 };
 
 HandMadePublisher::HandMadePublisher() : m_pSections(new Sections)
@@ -169,7 +169,7 @@ HandMadePublisher::~HandMadePublisher() = default;
 
 bool HandMadePublisher::PublishBlock(const std::string& strBlock)
 {
-    return m_pSections->kData.Replace(ASSETNODE_MAPPING_VIEW_STRING(AF_SOURCE), strBlock.data(), strBlock.size());
+    return m_pSections->data.Replace(ASSETNODE_MAPPING_VIEW_STRING(AF_SOURCE), strBlock.data(), strBlock.size());
 }
 
 bool HandMadePublisher::PublishImage(const std::string& strImage)
@@ -179,7 +179,7 @@ bool HandMadePublisher::PublishImage(const std::string& strImage)
 
 bool HandMadePublisher::PublishState(const std::string& strBytes)
 {
-    return m_pSections->kState.Replace(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, strBytes.data(), strBytes.size());
+    return m_pSections->state.Replace(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, strBytes.data(), strBytes.size());
 }
 
 std::string GoodState()
@@ -205,36 +205,36 @@ std::string BlockOf(const std::string& strImage)
 
 std::string SmallImage()
 {
-    VOTSAssetNodeContainer kContainer(AR_Provider, VOTEXT("/data"), VOTEXT("data"));
-    kContainer.InsertClassifyType(4, VOTEXT("texture"), VOTEXT("png|tga"), Color{1}, Color{2});
-    kContainer.BuildUpExtensionsHash();
+    VOTSAssetNodeContainer container(AR_Provider, VOTEXT("/data"), VOTEXT("data"));
+    container.InsertClassifyType(4, VOTEXT("texture"), VOTEXT("png|tga"), Color{1}, Color{2});
+    container.BuildUpExtensionsHash();
     const auto request = [&](const VOWCHAR* pszPath, int bFolder)
     {
-        structAssetNode kNode;
+        structAssetNode node;
         int nExisted = 0;
-        kContainer.RequestAssetNode(pszPath, kNode, nExisted);
-        kContainer.SetAssetNodeFolder(kNode.nAssetID, bFolder);
-        return kNode.nAssetID;
+        container.RequestAssetNode(pszPath, node, nExisted);
+        container.SetAssetNodeFolder(node.nAssetID, bFolder);
+        return node.nAssetID;
     };
     const unsigned uRoot = request(VOTEXT(""), 1);
     const unsigned uFolder = request(VOTEXT("Ship"), 1);
     const unsigned uHull = request(VOTEXT("Ship/Hull.png"), 0);
     const unsigned uGone = request(VOTEXT("Ship/gone.tga"), 0);
     const unsigned uReadme = request(VOTEXT("README"), 0);
-    kContainer.SetAssetNodeStripPath(uFolder, nullptr, VOTEXT("Ship"), nullptr);
-    kContainer.SetAssetNodeStripPath(uHull, VOTEXT("Ship"), VOTEXT("Hull"), VOTEXT("png"));
-    kContainer.SetAssetNodeStripPath(uGone, VOTEXT("Ship"), VOTEXT("gone"), VOTEXT("tga"));
-    kContainer.SetAssetNodeStripPath(uReadme, nullptr, VOTEXT("README"), nullptr);
-    kContainer.SetAssetNodeClassifyType(uHull, 4, VOTEXT("texture"));
-    kContainer.SetAssetNodeParentIndex(uFolder, uRoot);
-    kContainer.SetAssetNodeParentIndex(uReadme, uRoot);
-    kContainer.SetAssetNodeParentIndex(uHull, uFolder);
-    kContainer.SetAssetNodeParentIndex(uGone, uFolder);
-    kContainer.SetAssetNodeChildIndex(uRoot, {uFolder, uReadme});
-    kContainer.SetAssetNodeChildIndex(uFolder, {uHull, uGone});
-    kContainer.RemoveAssetNode(uGone);
-    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, Released> pkImage(kContainer.GetAlloc());
-    return std::string(reinterpret_cast<const char*>(pkImage.get()), pkImage->uDataBufSize + 56);
+    container.SetAssetNodeStripPath(uFolder, nullptr, VOTEXT("Ship"), nullptr);
+    container.SetAssetNodeStripPath(uHull, VOTEXT("Ship"), VOTEXT("Hull"), VOTEXT("png"));
+    container.SetAssetNodeStripPath(uGone, VOTEXT("Ship"), VOTEXT("gone"), VOTEXT("tga"));
+    container.SetAssetNodeStripPath(uReadme, nullptr, VOTEXT("README"), nullptr);
+    container.SetAssetNodeClassifyType(uHull, 4, VOTEXT("texture"));
+    container.SetAssetNodeParentIndex(uFolder, uRoot);
+    container.SetAssetNodeParentIndex(uReadme, uRoot);
+    container.SetAssetNodeParentIndex(uHull, uFolder);
+    container.SetAssetNodeParentIndex(uGone, uFolder);
+    container.SetAssetNodeChildIndex(uRoot, {uFolder, uReadme});
+    container.SetAssetNodeChildIndex(uFolder, {uHull, uGone});
+    container.RemoveAssetNode(uGone);
+    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, Released> pImage(container.GetAlloc());
+    return std::string(reinterpret_cast<const char*>(pImage.get()), pImage->uDataBufSize + 56);
 }
 
 uint32_t WordAt(const std::string& strBytes, size_t uAt)

@@ -25,8 +25,8 @@ public:
     std::string Write(std::string_view strRelative, std::string_view strContent) const;
 };
 
-std::string ReadWholeFile(const std::filesystem::path& kFile);
-void WriteWholeFile(const std::filesystem::path& kFile, std::string_view strContent);
+std::string ReadWholeFile(const std::filesystem::path& file);
+void WriteWholeFile(const std::filesystem::path& file, std::string_view strContent);
 
 // The words of a text between line ends; no empty last one.
 std::vector<std::string> LinesOf(const std::string& strText);
@@ -48,13 +48,13 @@ public:
     ~LumServe();
 
     bool Publishes() const { return m_bPublishes; }
-    LumProcess& Process() { return m_kProcess; }
+    LumProcess& Process() { return m_process; }
 
     // Asks it to stop and waits. -1 where a process can't be asked.
     int Stop();
 
 private:
-    LumProcess m_kProcess;
+    LumProcess m_process;
     bool m_bPublishes;
 };
 

@@ -38,47 +38,47 @@ protected:
     }
     VOTSFileMappingAssemble& Opened()
     {
-        VOTSFileMappingAssemble& rkAssemble = *VOTSFileMappingAssemble::Instance();
-        EXPECT_EQ(ET_NONE, rkAssemble.OpenMappingState());
-        EXPECT_EQ(ET_NONE, rkAssemble.OpenMappingData());
-        return rkAssemble;
+        VOTSFileMappingAssemble& assemble = *VOTSFileMappingAssemble::Instance();
+        EXPECT_EQ(ET_NONE, assemble.OpenMappingState());
+        EXPECT_EQ(ET_NONE, assemble.OpenMappingData());
+        return assemble;
     }
 };
 
 TEST_F(AssembleTest, WithoutAStateSectionThereIsAnObjectWithoutSources)
 {
-    LogCapture kLog;
-    VOTSFileMappingAssemble* pkAssemble = VOTSFileMappingAssemble::Instance();
-    ASSERT_NE(nullptr, pkAssemble);
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("hMappingState", kAssemble + "_SetupInspector")));
-    EXPECT_EQ(ET_NONE, pkAssemble->OpenMappingState());
-    EXPECT_EQ(ET_NONE, pkAssemble->OpenMappingData());
-    EXPECT_EQ(ET_NONE, pkAssemble->ReMappingData());
-    EXPECT_EQ(ET_NONE, pkAssemble->LastErrorType());
-    EXPECT_EQ(ET_NONE, pkAssemble->LastErrorTypeASync());
-    EXPECT_EQ(1, pkAssemble->CloseMapping());
+    LogCapture log;
+    VOTSFileMappingAssemble* pAssemble = VOTSFileMappingAssemble::Instance();
+    ASSERT_NE(nullptr, pAssemble);
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("hMappingState", kAssemble + "_SetupInspector")));
+    EXPECT_EQ(ET_NONE, pAssemble->OpenMappingState());
+    EXPECT_EQ(ET_NONE, pAssemble->OpenMappingData());
+    EXPECT_EQ(ET_NONE, pAssemble->ReMappingData());
+    EXPECT_EQ(ET_NONE, pAssemble->LastErrorType());
+    EXPECT_EQ(ET_NONE, pAssemble->LastErrorTypeASync());
+    EXPECT_EQ(1, pAssemble->CloseMapping());
     structAssetNode tsNode;
     std::vector<VOTSFileMappingInspector*> vecInspectors;
-    EXPECT_EQ(1, pkAssemble->GetAssetNode(tsNode, VOTEXT("a"), AF_ERROR, &vecInspectors));
+    EXPECT_EQ(1, pAssemble->GetAssetNode(tsNode, VOTEXT("a"), AF_ERROR, &vecInspectors));
     EXPECT_THAT(vecInspectors, IsEmpty());
     for (unsigned int uSource = 0; uSource < ASSETTYPE_COUNT; ++uSource)
     {
-        EXPECT_EQ(0, pkAssemble->IsAssetTypeEnable(static_cast<enumAssetFrom>(uSource)));
-        EXPECT_EQ(nullptr, pkAssemble->GetFileMappingInspector(static_cast<enumAssetFrom>(uSource)));
+        EXPECT_EQ(0, pAssemble->IsAssetTypeEnable(static_cast<enumAssetFrom>(uSource)));
+        EXPECT_EQ(nullptr, pAssemble->GetFileMappingInspector(static_cast<enumAssetFrom>(uSource)));
     }
 }
 
 TEST_F(AssembleTest, TwoInstancesAreOneObjectAndOneReleaseLeavesItUsable)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    VOTSFileMappingAssemble& rkFirst = Opened();
-    EXPECT_EQ(&rkFirst, VOTSFileMappingAssemble::Instance());
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    VOTSFileMappingAssemble& first = Opened();
+    EXPECT_EQ(&first, VOTSFileMappingAssemble::Instance());
     EXPECT_EQ(2, OpenAssemble::References());
     VOTSFileMappingAssemble::Release();
     EXPECT_EQ(1, OpenAssemble::References());
     structAssetNode tsNode;
-    EXPECT_EQ(1, rkFirst.GetAssetNode(tsNode, VOTEXT("top"), AF_SOURCE, nullptr));
+    EXPECT_EQ(1, first.GetAssetNode(tsNode, VOTEXT("top"), AF_SOURCE, nullptr));
     VOTSFileMappingAssemble::Release();
     EXPECT_EQ(0, OpenAssemble::References());
     EXPECT_EQ(nullptr, OpenAssemble::Current());
@@ -99,170 +99,170 @@ TEST_F(AssembleTest, AReleaseTooManyDoesNothing)
 
 TEST_F(AssembleTest, TheLastReleaseClosesTheMappings)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
     Opened();
     VOTSFileMappingAssemble::Release();
-    EXPECT_EQ(0u, kPublisher.Readers(AF_SOURCE));
+    EXPECT_EQ(0u, publisher.Readers(AF_SOURCE));
     // A new object looks anew.
-    kPublisher.Publish(AF_TARGET, SourceModel());
+    publisher.Publish(AF_TARGET, SourceModel());
     EXPECT_NE(0, Opened().IsAssetTypeEnable(AF_TARGET));
 }
 
 TEST_F(AssembleTest, OneInspectorIsMadeForEachSourceThatIsEnabledAndHasACount)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    kPublisher.SetEnabled(AF_TARGET, 1);
-    kPublisher.SetCount(AF_PAKV4, 7);
-    kPublisher.Publish(AF_MERGESRC, SourceModel());
-    VOTSFileMappingAssemble& rkAssemble = *VOTSFileMappingAssemble::Instance();
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.SetEnabled(AF_TARGET, 1);
+    publisher.SetCount(AF_PAKV4, 7);
+    publisher.Publish(AF_MERGESRC, SourceModel());
+    VOTSFileMappingAssemble& assemble = *VOTSFileMappingAssemble::Instance();
     for (unsigned int uSource = 0; uSource < ASSETTYPE_COUNT; ++uSource)
     {
         const enumAssetFrom eaf = static_cast<enumAssetFrom>(uSource);
         const bool bExpected = eaf == AF_SOURCE || eaf == AF_MERGESRC;
-        EXPECT_EQ(bExpected, rkAssemble.IsAssetTypeEnable(eaf) != 0) << uSource;
-        ASSERT_EQ(bExpected, rkAssemble.GetFileMappingInspector(eaf) != nullptr) << uSource;
+        EXPECT_EQ(bExpected, assemble.IsAssetTypeEnable(eaf) != 0) << uSource;
+        ASSERT_EQ(bExpected, assemble.GetFileMappingInspector(eaf) != nullptr) << uSource;
         if (bExpected)
         {
-            EXPECT_EQ(eaf, rkAssemble.GetFileMappingInspector(eaf)->AssetFrom());
+            EXPECT_EQ(eaf, assemble.GetFileMappingInspector(eaf)->AssetFrom());
         }
     }
 }
 
 TEST_F(AssembleTest, WhatIsPublishedOrWithdrawnLaterIsNotSeenByTheObject)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    VOTSFileMappingAssemble& rkAssemble = *VOTSFileMappingAssemble::Instance();
-    kPublisher.Publish(AF_TARGET, SourceModel());
-    kPublisher.SetEnabled(AF_SOURCE, 0);
-    EXPECT_EQ(&rkAssemble, VOTSFileMappingAssemble::Instance());
-    EXPECT_EQ(0, rkAssemble.IsAssetTypeEnable(AF_TARGET));
-    EXPECT_NE(0, rkAssemble.IsAssetTypeEnable(AF_SOURCE));
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    VOTSFileMappingAssemble& assemble = *VOTSFileMappingAssemble::Instance();
+    publisher.Publish(AF_TARGET, SourceModel());
+    publisher.SetEnabled(AF_SOURCE, 0);
+    EXPECT_EQ(&assemble, VOTSFileMappingAssemble::Instance());
+    EXPECT_EQ(0, assemble.IsAssetTypeEnable(AF_TARGET));
+    EXPECT_NE(0, assemble.IsAssetTypeEnable(AF_SOURCE));
 }
 
 TEST_F(AssembleTest, AnotherVersionOfTheStateSectionIsLoggedAndGivesNoSources)
 {
-    Publisher kPublisher{EmptyState("version.2.3")};
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    LogCapture kLog;
-    VOTSFileMappingAssemble& rkAssemble = *VOTSFileMappingAssemble::Instance();
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError(
-                                  "::strcmp(pMappingState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == 0",
-                                  kAssemble + "_SetupInspector")));
-    EXPECT_EQ(0, rkAssemble.IsAssetTypeEnable(AF_SOURCE));
+    Publisher publisher{EmptyState("version.2.3")};
+    publisher.Publish(AF_SOURCE, SourceModel());
+    LogCapture log;
+    VOTSFileMappingAssemble& givenAssemble = *VOTSFileMappingAssemble::Instance();
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError(
+                                 "::strcmp(pMappingState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == 0",
+                                 kAssemble + "_SetupInspector")));
+    EXPECT_EQ(0, givenAssemble.IsAssetTypeEnable(AF_SOURCE));
 }
 
 TEST_F(AssembleTest, TheRecordOfNoSourceTakesPartLikeAnyOther)
 {
-    Publisher kPublisher;
-    kPublisher.SetCount(AF_ERROR, 1);
-    kPublisher.SetEnabled(AF_ERROR, 1);
-    LogCapture kLog;
-    VOTSFileMappingAssemble& rkAssemble = *VOTSFileMappingAssemble::Instance();
-    EXPECT_THAT(kLog.Lines(), ElementsAre(CheckError("LUMTrayService::enumAssetFrom::AF_ERROR != eaf",
-                                                     kInspector + "VOTSFileMappingInspector")));
-    EXPECT_NE(0, rkAssemble.IsAssetTypeEnable(AF_ERROR));
-    EXPECT_EQ(ET_NONE, rkAssemble.OpenMappingState());
-    EXPECT_EQ(ET_NONE, rkAssemble.OpenMappingData());
+    Publisher publisher;
+    publisher.SetCount(AF_ERROR, 1);
+    publisher.SetEnabled(AF_ERROR, 1);
+    LogCapture log;
+    VOTSFileMappingAssemble& assemble = *VOTSFileMappingAssemble::Instance();
+    EXPECT_THAT(log.Lines(), ElementsAre(CheckError("LUMTrayService::enumAssetFrom::AF_ERROR != eaf",
+                                                    kInspector + "VOTSFileMappingInspector")));
+    EXPECT_NE(0, assemble.IsAssetTypeEnable(AF_ERROR));
+    EXPECT_EQ(ET_NONE, assemble.OpenMappingState());
+    EXPECT_EQ(ET_NONE, assemble.OpenMappingData());
 }
 
 TEST_F(AssembleTest, ASecondSetUpIsLoggedAtTheFirstSlotThatIsTaken)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_TARGET, SourceModel());
-    OpenAssemble kAssembleObject;
-    ASSERT_EQ(1, kAssembleObject._SetupInspector());
-    VOTSFileMappingInspector* pkInspector = kAssembleObject.GetFileMappingInspector(AF_TARGET);
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    LogCapture kLog;
-    EXPECT_EQ(0, kAssembleObject._SetupInspector());
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("NULL == m_pArrInspector[i]", kAssemble + "_SetupInspector")));
-    EXPECT_EQ(pkInspector, kAssembleObject.GetFileMappingInspector(AF_TARGET));
-    EXPECT_NE(nullptr, kAssembleObject.GetFileMappingInspector(AF_SOURCE)) << "made before the failure";
-    EXPECT_EQ(1, kAssembleObject._CloseInspector());
+    Publisher publisher;
+    publisher.Publish(AF_TARGET, SourceModel());
+    OpenAssemble assembleObject;
+    ASSERT_EQ(1, assembleObject._SetupInspector());
+    VOTSFileMappingInspector* pInspector = assembleObject.GetFileMappingInspector(AF_TARGET);
+    publisher.Publish(AF_SOURCE, SourceModel());
+    LogCapture log;
+    EXPECT_EQ(0, assembleObject._SetupInspector());
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("NULL == m_pArrInspector[i]", kAssemble + "_SetupInspector")));
+    EXPECT_EQ(pInspector, assembleObject.GetFileMappingInspector(AF_TARGET));
+    EXPECT_NE(nullptr, assembleObject.GetFileMappingInspector(AF_SOURCE)) << "made before the failure";
+    EXPECT_EQ(1, assembleObject._CloseInspector());
     for (unsigned int uSource = 0; uSource < ASSETTYPE_COUNT; ++uSource)
     {
-        EXPECT_EQ(nullptr, kAssembleObject.GetFileMappingInspector(static_cast<enumAssetFrom>(uSource)));
+        EXPECT_EQ(nullptr, assembleObject.GetFileMappingInspector(static_cast<enumAssetFrom>(uSource)));
     }
-    EXPECT_EQ(1, kAssembleObject._SetupInspector());
+    EXPECT_EQ(1, assembleObject._SetupInspector());
 }
 
 TEST_F(AssembleTest, AValueThatIsNoSourceIsLoggedInBothQueries)
 {
-    Publisher kPublisher;
-    VOTSFileMappingAssemble& rkAssemble = *VOTSFileMappingAssemble::Instance();
+    Publisher publisher;
+    VOTSFileMappingAssemble& givenAssemble = *VOTSFileMappingAssemble::Instance();
     const std::string strCheck = "eaf >= 0 && eaf < LUMTrayService::ASSETTYPE_COUNT";
     for (const int nSource : {10, 11, -1, -2147483647 - 1, 2147483647})
     {
-        LogCapture kLog;
-        EXPECT_EQ(0, rkAssemble.IsAssetTypeEnable(static_cast<enumAssetFrom>(nSource)));
-        EXPECT_EQ(nullptr, rkAssemble.GetFileMappingInspector(static_cast<enumAssetFrom>(nSource)));
-        EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError(strCheck, kAssemble + "IsAssetTypeEnable"),
-                                              ProcessError(strCheck, kAssemble + "GetFileMappingInspector")))
+        LogCapture log;
+        EXPECT_EQ(0, givenAssemble.IsAssetTypeEnable(static_cast<enumAssetFrom>(nSource)));
+        EXPECT_EQ(nullptr, givenAssemble.GetFileMappingInspector(static_cast<enumAssetFrom>(nSource)));
+        EXPECT_THAT(log.Lines(), ElementsAre(ProcessError(strCheck, kAssemble + "IsAssetTypeEnable"),
+                                             ProcessError(strCheck, kAssemble + "GetFileMappingInspector")))
             << nSource;
     }
 }
 
 TEST_F(AssembleTest, TheFanOutOpensEverySource)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    kPublisher.Publish(AF_TARGET, SourceModel());
-    VOTSFileMappingAssemble& rkAssemble = *VOTSFileMappingAssemble::Instance();
-    EXPECT_EQ(ET_STATE_UNAVAILABLE, rkAssemble.LastErrorType());
-    EXPECT_EQ(ET_STATE_UNAVAILABLE, rkAssemble.OpenMappingData());
-    EXPECT_EQ(ET_NONE, rkAssemble.OpenMappingState());
-    EXPECT_EQ(ET_DATA_UNAVAILABLE, rkAssemble.LastErrorType());
-    EXPECT_EQ(ET_NONE, rkAssemble.OpenMappingData());
-    EXPECT_EQ(ET_NONE, rkAssemble.LastErrorType());
-    EXPECT_EQ(11u, rkAssemble.GetFileMappingInspector(AF_SOURCE)->GetAssetNodeCount());
-    EXPECT_EQ(11u, rkAssemble.GetFileMappingInspector(AF_TARGET)->GetAssetNodeCount());
-    EXPECT_EQ(1, rkAssemble.CloseMapping());
-    EXPECT_EQ(ET_STATE_UNAVAILABLE, rkAssemble.LastErrorType());
-    EXPECT_EQ(0u, rkAssemble.GetFileMappingInspector(AF_TARGET)->GetAssetNodeCount());
-    EXPECT_EQ(ET_NONE, rkAssemble.OpenMappingState()) << "it can be opened again";
-    EXPECT_EQ(ET_NONE, rkAssemble.OpenMappingData());
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.Publish(AF_TARGET, SourceModel());
+    VOTSFileMappingAssemble& assemble = *VOTSFileMappingAssemble::Instance();
+    EXPECT_EQ(ET_STATE_UNAVAILABLE, assemble.LastErrorType());
+    EXPECT_EQ(ET_STATE_UNAVAILABLE, assemble.OpenMappingData());
+    EXPECT_EQ(ET_NONE, assemble.OpenMappingState());
+    EXPECT_EQ(ET_DATA_UNAVAILABLE, assemble.LastErrorType());
+    EXPECT_EQ(ET_NONE, assemble.OpenMappingData());
+    EXPECT_EQ(ET_NONE, assemble.LastErrorType());
+    EXPECT_EQ(11u, assemble.GetFileMappingInspector(AF_SOURCE)->GetAssetNodeCount());
+    EXPECT_EQ(11u, assemble.GetFileMappingInspector(AF_TARGET)->GetAssetNodeCount());
+    EXPECT_EQ(1, assemble.CloseMapping());
+    EXPECT_EQ(ET_STATE_UNAVAILABLE, assemble.LastErrorType());
+    EXPECT_EQ(0u, assemble.GetFileMappingInspector(AF_TARGET)->GetAssetNodeCount());
+    EXPECT_EQ(ET_NONE, assemble.OpenMappingState()) << "it can be opened again";
+    EXPECT_EQ(ET_NONE, assemble.OpenMappingData());
 }
 
 TEST_F(AssembleTest, AFailingSourceStopsTheFanOut)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    kPublisher.Publish(AF_TARGET, SourceModel());
-    kPublisher.Publish(AF_PAKV4, SourceModel());
-    VOTSFileMappingAssemble& rkAssemble = *VOTSFileMappingAssemble::Instance();
-    ASSERT_EQ(ET_NONE, rkAssemble.OpenMappingState());
-    kPublisher.SetEnabled(AF_TARGET, 0);
-    EXPECT_EQ(ET_SOURCE_DISABLED, rkAssemble.OpenMappingData());
-    EXPECT_EQ(ET_NONE, rkAssemble.GetFileMappingInspector(AF_SOURCE)->LastErrorType());
-    EXPECT_EQ(ET_DATA_UNAVAILABLE, rkAssemble.GetFileMappingInspector(AF_TARGET)->LastErrorType());
-    EXPECT_EQ(ET_DATA_UNAVAILABLE, rkAssemble.GetFileMappingInspector(AF_PAKV4)->LastErrorType());
-    kPublisher.SetEnabled(AF_TARGET, 1);
-    EXPECT_EQ(ET_NONE, rkAssemble.OpenMappingData());
-    EXPECT_EQ(ET_NONE, rkAssemble.GetFileMappingInspector(AF_PAKV4)->LastErrorType());
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.Publish(AF_TARGET, SourceModel());
+    publisher.Publish(AF_PAKV4, SourceModel());
+    VOTSFileMappingAssemble& assemble = *VOTSFileMappingAssemble::Instance();
+    ASSERT_EQ(ET_NONE, assemble.OpenMappingState());
+    publisher.SetEnabled(AF_TARGET, 0);
+    EXPECT_EQ(ET_SOURCE_DISABLED, assemble.OpenMappingData());
+    EXPECT_EQ(ET_NONE, assemble.GetFileMappingInspector(AF_SOURCE)->LastErrorType());
+    EXPECT_EQ(ET_DATA_UNAVAILABLE, assemble.GetFileMappingInspector(AF_TARGET)->LastErrorType());
+    EXPECT_EQ(ET_DATA_UNAVAILABLE, assemble.GetFileMappingInspector(AF_PAKV4)->LastErrorType());
+    publisher.SetEnabled(AF_TARGET, 1);
+    EXPECT_EQ(ET_NONE, assemble.OpenMappingData());
+    EXPECT_EQ(ET_NONE, assemble.GetFileMappingInspector(AF_PAKV4)->LastErrorType());
 
-    kPublisher.SetEnabled(AF_SOURCE, 0);
-    EXPECT_EQ(ET_SOURCE_DISABLED, rkAssemble.ReMappingData());
-    EXPECT_EQ(ET_DATA_UNAVAILABLE, rkAssemble.GetFileMappingInspector(AF_SOURCE)->LastErrorType());
-    EXPECT_EQ(11u, rkAssemble.GetFileMappingInspector(AF_TARGET)->GetAssetNodeCount()) << "not reached";
+    publisher.SetEnabled(AF_SOURCE, 0);
+    EXPECT_EQ(ET_SOURCE_DISABLED, assemble.ReMappingData());
+    EXPECT_EQ(ET_DATA_UNAVAILABLE, assemble.GetFileMappingInspector(AF_SOURCE)->LastErrorType());
+    EXPECT_EQ(11u, assemble.GetFileMappingInspector(AF_TARGET)->GetAssetNodeCount()) << "not reached";
 }
 
 TEST_F(AssembleTest, TheFirstErrorByAscendingSourceIsGiven)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    kPublisher.Publish(AF_TARGET, SourceModel());
-    VOTSFileMappingAssemble& rkAssemble = Opened();
-    kPublisher.SetCount(AF_TARGET, 5000);
-    EXPECT_EQ(ET_DATA_OUTDATED, rkAssemble.LastErrorType());
-    EXPECT_EQ(ET_NONE, rkAssemble.LastErrorTypeASync());
-    rkAssemble.GetFileMappingInspector(AF_TARGET)->SetInspectMode(SM_SYNC);
-    EXPECT_EQ(ET_DATA_OUTDATED, rkAssemble.LastErrorTypeASync());
-    ASSERT_EQ(1, rkAssemble.GetFileMappingInspector(AF_SOURCE)->CloseMapping());
-    EXPECT_EQ(ET_STATE_UNAVAILABLE, rkAssemble.LastErrorType());
-    EXPECT_EQ(ET_STATE_UNAVAILABLE, rkAssemble.LastErrorTypeASync());
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.Publish(AF_TARGET, SourceModel());
+    VOTSFileMappingAssemble& assemble = Opened();
+    publisher.SetCount(AF_TARGET, 5000);
+    EXPECT_EQ(ET_DATA_OUTDATED, assemble.LastErrorType());
+    EXPECT_EQ(ET_NONE, assemble.LastErrorTypeASync());
+    assemble.GetFileMappingInspector(AF_TARGET)->SetInspectMode(SM_SYNC);
+    EXPECT_EQ(ET_DATA_OUTDATED, assemble.LastErrorTypeASync());
+    ASSERT_EQ(1, assemble.GetFileMappingInspector(AF_SOURCE)->CloseMapping());
+    EXPECT_EQ(ET_STATE_UNAVAILABLE, assemble.LastErrorType());
+    EXPECT_EQ(ET_STATE_UNAVAILABLE, assemble.LastErrorTypeASync());
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -274,34 +274,34 @@ class AssembleLookup : public AssembleTest
 protected:
     void SetUp() override
     {
-        ModelContainer kSource = SourceModel();
-        ModelContainer kTarget = OneFileModel(VOTEXT("only in target"));
-        kTarget.Add(VOTEXT("top"), false, kNone);
-        kTarget.vecNodes[1].uMerge = 0xBEEF;
-        m_kPublisher.Publish(AF_SOURCE, kSource);
-        m_kPublisher.Publish(AF_TARGET, kTarget);
-        m_pkAssemble = &Opened();
+        ModelContainer source = SourceModel();
+        ModelContainer target = OneFileModel(VOTEXT("only in target"));
+        target.Add(VOTEXT("top"), false, kNone);
+        target.vecNodes[1].uMerge = 0xBEEF;
+        m_publisher.Publish(AF_SOURCE, source);
+        m_publisher.Publish(AF_TARGET, target);
+        m_pAssemble = &Opened();
     }
-    Publisher m_kPublisher;
-    VOTSFileMappingAssemble* m_pkAssemble = nullptr;
+    Publisher m_publisher;
+    VOTSFileMappingAssemble* m_pAssemble = nullptr;
 };
 
 TEST_F(AssembleLookup, InOneSourceOneMeansFound)
 {
     structAssetNode tsNode;
     std::vector<VOTSFileMappingInspector*> vecInspectors;
-    EXPECT_EQ(1, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("TOP"), AF_TARGET, &vecInspectors));
+    EXPECT_EQ(1, m_pAssemble->GetAssetNode(tsNode, VOTEXT("TOP"), AF_TARGET, &vecInspectors));
     EXPECT_EQ(0xBEEFu, tsNode.uAssetMerge);
-    EXPECT_EQ(0, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("none"), AF_TARGET, &vecInspectors));
+    EXPECT_EQ(0, m_pAssemble->GetAssetNode(tsNode, VOTEXT("none"), AF_TARGET, &vecInspectors));
     EXPECT_THAT(vecInspectors, IsEmpty()) << "not used here";
 }
 
 TEST_F(AssembleLookup, InASourceWithoutAnInspectorItIsLogged)
 {
     structAssetNode tsNode;
-    LogCapture kLog;
-    EXPECT_EQ(0, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("top"), AF_PAKV4, nullptr));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pkInspector", kAssemble + "GetAssetNode")));
+    LogCapture log;
+    EXPECT_EQ(0, m_pAssemble->GetAssetNode(tsNode, VOTEXT("top"), AF_PAKV4, nullptr));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("pkInspector", kAssemble + "GetAssetNode")));
 }
 
 TEST_F(AssembleLookup, InAValueThatIsNoSourceItFailsWithoutReadingBehindTheTable)
@@ -309,9 +309,9 @@ TEST_F(AssembleLookup, InAValueThatIsNoSourceItFailsWithoutReadingBehindTheTable
     structAssetNode tsNode;
     for (const unsigned int uSource : {10u, 1000u, 0x7FFFFFFFu, 0xFFFFFFFFu})
     {
-        LogCapture kLog;
-        EXPECT_EQ(0, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("top"), static_cast<enumAssetFrom>(uSource), nullptr));
-        EXPECT_NE(0u, kLog.Count());
+        LogCapture log;
+        EXPECT_EQ(0, m_pAssemble->GetAssetNode(tsNode, VOTEXT("top"), static_cast<enumAssetFrom>(uSource), nullptr));
+        EXPECT_NE(0u, log.Count());
     }
 }
 
@@ -319,9 +319,9 @@ TEST_F(AssembleLookup, InAllSourcesAPathThatTwoHaveGivesOneAndBothInspectorsAndT
 {
     structAssetNode tsNode;
     std::vector<VOTSFileMappingInspector*> vecInspectors;
-    EXPECT_EQ(1, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("top"), AF_ERROR, &vecInspectors));
-    EXPECT_THAT(vecInspectors, ElementsAre(m_pkAssemble->GetFileMappingInspector(AF_SOURCE),
-                                           m_pkAssemble->GetFileMappingInspector(AF_TARGET)));
+    EXPECT_EQ(1, m_pAssemble->GetAssetNode(tsNode, VOTEXT("top"), AF_ERROR, &vecInspectors));
+    EXPECT_THAT(vecInspectors, ElementsAre(m_pAssemble->GetFileMappingInspector(AF_SOURCE),
+                                           m_pAssemble->GetFileMappingInspector(AF_TARGET)));
     EXPECT_EQ(0xBEEFu, tsNode.uAssetMerge);
 }
 
@@ -329,10 +329,10 @@ TEST_F(AssembleLookup, InAllSourcesAPathThatOneHasGivesZero)
 {
     structAssetNode tsNode;
     std::vector<VOTSFileMappingInspector*> vecInspectors;
-    EXPECT_EQ(0, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("top/d1"), AF_ERROR, &vecInspectors));
-    EXPECT_THAT(vecInspectors, ElementsAre(m_pkAssemble->GetFileMappingInspector(AF_SOURCE)));
+    EXPECT_EQ(0, m_pAssemble->GetAssetNode(tsNode, VOTEXT("top/d1"), AF_ERROR, &vecInspectors));
+    EXPECT_THAT(vecInspectors, ElementsAre(m_pAssemble->GetFileMappingInspector(AF_SOURCE)));
     EXPECT_EQ(6u, tsNode.nAssetID);
-    EXPECT_EQ(0, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("only in target"), AF_ERROR, nullptr));
+    EXPECT_EQ(0, m_pAssemble->GetAssetNode(tsNode, VOTEXT("only in target"), AF_ERROR, nullptr));
     EXPECT_EQ(0u, tsNode.nAssetID);
 }
 
@@ -340,34 +340,34 @@ TEST_F(AssembleLookup, InAllSourcesAPathThatNoneHasGivesOneAndAnEmptyVector)
 {
     structAssetNode tsNode;
     std::vector<VOTSFileMappingInspector*> vecInspectors;
-    LogCapture kLog;
-    EXPECT_EQ(1, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("none"), AF_ERROR, &vecInspectors));
+    LogCapture log;
+    EXPECT_EQ(1, m_pAssemble->GetAssetNode(tsNode, VOTEXT("none"), AF_ERROR, &vecInspectors));
     EXPECT_THAT(vecInspectors, IsEmpty());
-    EXPECT_EQ(1, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("none"), AF_ERROR, nullptr));
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    EXPECT_EQ(1, m_pAssemble->GetAssetNode(tsNode, VOTEXT("none"), AF_ERROR, nullptr));
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST_F(AssembleLookup, TheVectorIsAppendedTo)
 {
     structAssetNode tsNode;
     std::vector<VOTSFileMappingInspector*> vecInspectors = {nullptr};
-    EXPECT_EQ(0, m_pkAssemble->GetAssetNode(tsNode, VOTEXT("top/d1"), AF_ERROR, &vecInspectors));
+    EXPECT_EQ(0, m_pAssemble->GetAssetNode(tsNode, VOTEXT("top/d1"), AF_ERROR, &vecInspectors));
     EXPECT_EQ(2u, vecInspectors.size());
 }
 
 TEST_F(AssembleTest, InstanceFromManyThreadsGivesOneObject)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
     std::vector<std::thread> vecThreads;
     std::vector<VOTSFileMappingAssemble*> vecSeen(8, nullptr);
-    for (VOTSFileMappingAssemble*& rpkSeen : vecSeen)
+    for (VOTSFileMappingAssemble*& pSeen : vecSeen)
     {
-        vecThreads.emplace_back([&rpkSeen] { rpkSeen = VOTSFileMappingAssemble::Instance(); });
+        vecThreads.emplace_back([&pSeen] { pSeen = VOTSFileMappingAssemble::Instance(); });
     }
-    for (std::thread& rkThread : vecThreads)
+    for (std::thread& thread : vecThreads)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(8, OpenAssemble::References());
     EXPECT_EQ(std::vector<VOTSFileMappingAssemble*>(8, vecSeen[0]), vecSeen);
@@ -375,9 +375,9 @@ TEST_F(AssembleTest, InstanceFromManyThreadsGivesOneObject)
 
 TEST_F(AssembleTest, OnManyThreadsAnObjectIsThereFromInstanceToRelease)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    const LogCapture kLog;
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    const LogCapture log;
     std::atomic<int> nMisses = 0;
     std::vector<std::thread> vecThreads;
     for (int nThread = 0; nThread < 4; ++nThread)
@@ -387,15 +387,15 @@ TEST_F(AssembleTest, OnManyThreadsAnObjectIsThereFromInstanceToRelease)
             {
                 for (int nRound = 0; nRound < 300; ++nRound)
                 {
-                    const VOTSFileMappingAssemble* pkAssemble = VOTSFileMappingAssemble::Instance();
-                    nMisses += pkAssemble->GetFileMappingInspector(AF_SOURCE) == nullptr ? 1 : 0;
+                    const VOTSFileMappingAssemble* pAssemble = VOTSFileMappingAssemble::Instance();
+                    nMisses += pAssemble->GetFileMappingInspector(AF_SOURCE) == nullptr ? 1 : 0;
                     VOTSFileMappingAssemble::Release();
                 }
             });
     }
-    for (std::thread& rkThread : vecThreads)
+    for (std::thread& thread : vecThreads)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(0, nMisses);
     EXPECT_EQ(0, OpenAssemble::References());

@@ -59,57 +59,56 @@ bool Disarm(Fault eFault)
 }
 
 // Opens state and data with the Nth call failing.
-Outcome LoadWithFault(VOTSFileMappingInspector& rkReader, Fault eFault, unsigned int uNth)
+Outcome LoadWithFault(VOTSFileMappingInspector& reader, Fault eFault, unsigned int uNth)
 {
-    Outcome kOutcome;
+    Outcome outcome;
     Arm(eFault, uNth);
     try
     {
-        kOutcome.eState = rkReader.OpenMappingState();
-        kOutcome.eData = rkReader.OpenMappingData();
+        outcome.eState = reader.OpenMappingState();
+        outcome.eData = reader.OpenMappingData();
     }
     catch (const std::bad_alloc&)
     {
-        kOutcome.bThrown = true;
+        outcome.bThrown = true;
     }
-    kOutcome.bFired = Disarm(eFault);
-    return kOutcome;
+    outcome.bFired = Disarm(eFault);
+    return outcome;
 }
 
 TEST(InspectorFaults, ALoadWhoseNthCallFailsGivesAnErrorAndLeavesNothingBehind)
 {
-    QuietLoop kQuiet;
+    QuietLoop quiet;
     for (const Fault eFault : {Fault::Once, Fault::FromThenOn, Fault::New})
     {
-        Publisher kPublisher;
-        kPublisher.Publish(AF_SOURCE, SourceModel());
+        Publisher publisher;
+        publisher.Publish(AF_SOURCE, SourceModel());
         unsigned int uNth = 1;
         for (;; ++uNth)
         {
-            kQuiet.Next();
-            kPublisher.SetWord(AF_SOURCE, 2, 0);
-            ClosingInspector kReader;
-            const Outcome kOutcome = LoadWithFault(kReader, eFault, uNth);
-            EXPECT_EQ(0u, kPublisher.Readers(AF_SOURCE)) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
-            if (!kOutcome.bFired)
+            quiet.Next();
+            publisher.SetWord(AF_SOURCE, 2, 0);
+            ClosingInspector reader;
+            const Outcome outcome = LoadWithFault(reader, eFault, uNth);
+            EXPECT_EQ(0u, publisher.Readers(AF_SOURCE)) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
+            if (!outcome.bFired)
             {
-                EXPECT_EQ(ET_NONE, kOutcome.eState);
-                EXPECT_EQ(ET_NONE, kOutcome.eData);
+                EXPECT_EQ(ET_NONE, outcome.eState);
+                EXPECT_EQ(ET_NONE, outcome.eData);
                 break;
             }
-            if (!kOutcome.bThrown && kOutcome.eState != ET_NONE)
+            if (!outcome.bThrown && outcome.eState != ET_NONE)
             {
-                EXPECT_EQ(ET_STATE_UNAVAILABLE, kOutcome.eState)
-                    << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
-                EXPECT_EQ(ET_STATE_UNAVAILABLE, kOutcome.eData) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
+                EXPECT_EQ(ET_STATE_UNAVAILABLE, outcome.eState) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
+                EXPECT_EQ(ET_STATE_UNAVAILABLE, outcome.eData) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
             }
-            else if (!kOutcome.bThrown)
+            else if (!outcome.bThrown)
             {
-                EXPECT_EQ(ET_DATA_UNAVAILABLE, kOutcome.eData) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
+                EXPECT_EQ(ET_DATA_UNAVAILABLE, outcome.eData) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
             }
-            (void)AskEverything(kReader);
-            kReader.Load();
-            EXPECT_EQ(11u, kReader.GetAssetNodeCount())
+            (void)AskEverything(reader);
+            reader.Load();
+            EXPECT_EQ(11u, reader.GetAssetNodeCount())
                 << "after " << kFaultNames[static_cast<int>(eFault)] << " " << uNth << " failed";
         }
         EXPECT_LE(2u, uNth) << "no call could fail";
@@ -118,39 +117,39 @@ TEST(InspectorFaults, ALoadWhoseNthCallFailsGivesAnErrorAndLeavesNothingBehind)
 
 TEST(InspectorFaults, AReloadWhoseNthCallFailsDropsTheOldImageOrKeepsTheNewOne)
 {
-    QuietLoop kQuiet;
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
+    QuietLoop quiet;
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
     for (const Fault eFault : {Fault::Once, Fault::New})
     {
         for (unsigned int uNth = 1;; ++uNth)
         {
-            kQuiet.Next();
-            kPublisher.SetWord(AF_SOURCE, 2, 0);
-            ClosingInspector kReader;
-            kReader.Load();
+            quiet.Next();
+            publisher.SetWord(AF_SOURCE, 2, 0);
+            ClosingInspector reader;
+            reader.Load();
             ErrorType eResult = ET_NONE;
             Arm(eFault, uNth);
             try
             {
-                eResult = kReader.ReMappingData();
+                eResult = reader.ReMappingData();
             }
             catch (const std::bad_alloc&)
             {
                 eResult = ET_DATA_UNAVAILABLE;
             }
             const bool bFired = Disarm(eFault);
-            EXPECT_EQ(0u, kPublisher.Readers(AF_SOURCE)) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
+            EXPECT_EQ(0u, publisher.Readers(AF_SOURCE)) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
             EXPECT_EQ(bFired ? ET_DATA_UNAVAILABLE : ET_NONE, eResult)
                 << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
-            EXPECT_EQ(eResult, kReader.LastErrorType()) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
-            EXPECT_EQ(bFired ? 0u : 11u, kReader.GetAssetNodeCount())
+            EXPECT_EQ(eResult, reader.LastErrorType()) << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
+            EXPECT_EQ(bFired ? 0u : 11u, reader.GetAssetNodeCount())
                 << kFaultNames[static_cast<int>(eFault)] << " " << uNth;
             if (!bFired)
             {
                 break;
             }
-            EXPECT_EQ(ET_NONE, kReader.OpenMappingData())
+            EXPECT_EQ(ET_NONE, reader.OpenMappingData())
                 << "after " << kFaultNames[static_cast<int>(eFault)] << " " << uNth << " failed";
         }
     }
@@ -158,14 +157,14 @@ TEST(InspectorFaults, AReloadWhoseNthCallFailsDropsTheOldImageOrKeepsTheNewOne)
 
 TEST(AssembleFaults, ASetUpWhoseNthCallFailsGivesNoSourcesAndTheNextOneSucceeds)
 {
-    QuietLoop kQuiet;
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
+    QuietLoop quiet;
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
     for (const Fault eFault : {Fault::Once, Fault::New})
     {
         for (unsigned int uNth = 1;; ++uNth)
         {
-            kQuiet.Next();
+            quiet.Next();
             OpenAssemble kAssemble;
             Arm(eFault, uNth);
             int nResult = 0;

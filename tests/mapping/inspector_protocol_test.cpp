@@ -22,7 +22,7 @@ public:
     {
         Current() = nullptr;
         // Whoever captures next brings his own hook.
-        const LogCapture kTakeOver;
+        const LogCapture takeOver;
     }
     LogWatch(const LogWatch&) = delete;
     LogWatch& operator=(const LogWatch&) = delete;
@@ -46,49 +46,49 @@ private:
 
 TEST(ReaderCount, IsStillRaisedWhenAMissingSectionIsReported)
 {
-    Publisher kPublisher;
-    kPublisher.SetCount(AF_SOURCE, 5);
-    kPublisher.SetEnabled(AF_SOURCE, 1);
-    kPublisher.SetWord(AF_SOURCE, 2, 40);
-    ClosingInspector kReader;
-    ASSERT_EQ(ET_NONE, kReader.OpenMappingState());
+    Publisher publisher;
+    publisher.SetCount(AF_SOURCE, 5);
+    publisher.SetEnabled(AF_SOURCE, 1);
+    publisher.SetWord(AF_SOURCE, 2, 40);
+    ClosingInspector reader;
+    ASSERT_EQ(ET_NONE, reader.OpenMappingState());
     IDs vecSeen;
     {
-        const LogWatch kWatch([&](const std::string&) { vecSeen.push_back(kPublisher.Readers(AF_SOURCE)); });
-        EXPECT_EQ(ET_DATA_UNAVAILABLE, kReader.OpenMappingData());
+        const LogWatch watch([&](const std::string&) { vecSeen.push_back(publisher.Readers(AF_SOURCE)); });
+        EXPECT_EQ(ET_DATA_UNAVAILABLE, reader.OpenMappingData());
     }
     EXPECT_THAT(vecSeen, ElementsAre(41));
-    EXPECT_EQ(40u, kPublisher.Readers(AF_SOURCE));
+    EXPECT_EQ(40u, publisher.Readers(AF_SOURCE));
 }
 
 TEST(ReaderCount, IsRaisedWhileTheBlockIsRead)
 {
-    Publisher kPublisher;
-    kPublisher.PublishBlock(AF_SOURCE, BlockAround(votest::FromHex("FF414243"), 238));
-    ClosingInspector kReader;
-    ASSERT_EQ(ET_NONE, kReader.OpenMappingState());
+    Publisher publisher;
+    publisher.PublishBlock(AF_SOURCE, BlockAround(votest::FromHex("FF414243"), 238));
+    ClosingInspector reader;
+    ASSERT_EQ(ET_NONE, reader.OpenMappingState());
     IDs vecSeen;
     {
-        const LogWatch kWatch([&](const std::string&) { vecSeen.push_back(kPublisher.Readers(AF_SOURCE)); });
-        EXPECT_EQ(ET_DATA_UNAVAILABLE, kReader.OpenMappingData());
+        const LogWatch watch([&](const std::string&) { vecSeen.push_back(publisher.Readers(AF_SOURCE)); });
+        EXPECT_EQ(ET_DATA_UNAVAILABLE, reader.OpenMappingData());
     }
     EXPECT_LE(1u, vecSeen.size());
     EXPECT_EQ(IDs(vecSeen.size(), 1), vecSeen);
-    EXPECT_EQ(0u, kPublisher.Readers(AF_SOURCE));
+    EXPECT_EQ(0u, publisher.Readers(AF_SOURCE));
 }
 
 TEST(ReaderCount, IsLoweredBeforeTheImageIsAttached)
 {
     Bytes vecImage = SourceModel().Image();
     vecImage[6] ^= 1;
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, vecImage);
-    ClosingInspector kReader;
-    ASSERT_EQ(ET_NONE, kReader.OpenMappingState());
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, vecImage);
+    ClosingInspector reader;
+    ASSERT_EQ(ET_NONE, reader.OpenMappingState());
     IDs vecSeen;
     {
-        const LogWatch kWatch([&](const std::string&) { vecSeen.push_back(kPublisher.Readers(AF_SOURCE)); });
-        EXPECT_EQ(ET_DATA_UNAVAILABLE, kReader.OpenMappingData());
+        const LogWatch watch([&](const std::string&) { vecSeen.push_back(publisher.Readers(AF_SOURCE)); });
+        EXPECT_EQ(ET_DATA_UNAVAILABLE, reader.OpenMappingData());
     }
     EXPECT_LE(2u, vecSeen.size()) << "the container's line and the inspector's";
     EXPECT_EQ(IDs(vecSeen.size(), 0), vecSeen);
@@ -96,55 +96,55 @@ TEST(ReaderCount, IsLoweredBeforeTheImageIsAttached)
 
 TEST(ReaderCount, IsOneWordOfOneSourceAndNoOtherIsTouched)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_TARGET, SourceModel());
-    kPublisher.PublishBlock(AF_SOURCE, BlockAround(votest::FromHex("FF414243"), 238));
+    Publisher publisher;
+    publisher.Publish(AF_TARGET, SourceModel());
+    publisher.PublishBlock(AF_SOURCE, BlockAround(votest::FromHex("FF414243"), 238));
     IDs vecBefore;
     for (unsigned int uWord = 0; uWord < 30; ++uWord)
     {
-        vecBefore.push_back(kPublisher.Word(uWord / 3, uWord % 3));
+        vecBefore.push_back(publisher.Word(uWord / 3, uWord % 3));
     }
-    ClosingInspector kReader;
-    ASSERT_EQ(ET_NONE, kReader.OpenMappingState());
+    ClosingInspector reader;
+    ASSERT_EQ(ET_NONE, reader.OpenMappingState());
     {
-        const LogWatch kWatch(
+        const LogWatch watch(
             [&](const std::string&)
             {
                 for (unsigned int uWord = 0; uWord < 30; ++uWord)
                 {
                     const bool bReaders = uWord == 3 * AF_SOURCE + 2;
-                    EXPECT_EQ(vecBefore[uWord] + (bReaders ? 1 : 0), kPublisher.Word(uWord / 3, uWord % 3)) << uWord;
+                    EXPECT_EQ(vecBefore[uWord] + (bReaders ? 1 : 0), publisher.Word(uWord / 3, uWord % 3)) << uWord;
                 }
             });
-        EXPECT_EQ(ET_DATA_UNAVAILABLE, kReader.OpenMappingData());
+        EXPECT_EQ(ET_DATA_UNAVAILABLE, reader.OpenMappingData());
     }
     for (unsigned int uWord = 0; uWord < 30; ++uWord)
     {
-        EXPECT_EQ(vecBefore[uWord], kPublisher.Word(uWord / 3, uWord % 3)) << uWord;
+        EXPECT_EQ(vecBefore[uWord], publisher.Word(uWord / 3, uWord % 3)) << uWord;
     }
 }
 
 TEST(ReaderCount, ACountAtItsGreatestValueWrapsAndComesBack)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    kPublisher.SetWord(AF_SOURCE, 2, 0xFFFFFFFFu);
-    ClosingInspector kReader;
-    kReader.Load();
-    EXPECT_EQ(0xFFFFFFFFu, kPublisher.Readers(AF_SOURCE));
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.SetWord(AF_SOURCE, 2, 0xFFFFFFFFu);
+    ClosingInspector reader;
+    reader.Load();
+    EXPECT_EQ(0xFFFFFFFFu, publisher.Readers(AF_SOURCE));
 }
 
 TEST(UpdateCount, TheOldImageIsDroppedBeforeTheNewSectionIsOpened)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    ClosingInspector kReader;
-    kReader.Load();
-    kPublisher.PublishBlock(AF_SOURCE, BlockAround(votest::FromHex("FF414243"), 238));
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    ClosingInspector reader;
+    reader.Load();
+    publisher.PublishBlock(AF_SOURCE, BlockAround(votest::FromHex("FF414243"), 238));
     std::vector<ErrorType> vecSeen;
     {
-        const LogWatch kWatch([&](const std::string&) { vecSeen.push_back(kReader.LastErrorType()); });
-        EXPECT_EQ(ET_DATA_UNAVAILABLE, kReader.OpenMappingData());
+        const LogWatch watch([&](const std::string&) { vecSeen.push_back(reader.LastErrorType()); });
+        EXPECT_EQ(ET_DATA_UNAVAILABLE, reader.OpenMappingData());
     }
     EXPECT_LE(1u, vecSeen.size());
     EXPECT_EQ(std::vector<ErrorType>(vecSeen.size(), ET_DATA_UNAVAILABLE), vecSeen);
@@ -153,39 +153,38 @@ TEST(UpdateCount, TheOldImageIsDroppedBeforeTheNewSectionIsOpened)
 TEST(UpdateCount, AChangeWhileTheReaderIsInsideIsTakenOverAsIfItHadBeenRead)
 {
     // A large image, so that a second thread finds the reader inside.
-    ModelContainer kModel = OneFileModel(VOTEXT("file"));
-    kModel.kNumbers.InsertList(IDs(4000000, 7));
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, kModel);
+    ModelContainer model = OneFileModel(VOTEXT("file"));
+    model.numbers.InsertList(IDs(4000000, 7));
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, model);
     bool bCaught = false;
     for (int nTry = 0; nTry < 200 && !bCaught; ++nTry)
     {
         const unsigned int uCount = 1000 + 2 * static_cast<unsigned int>(nTry);
-        kPublisher.SetCount(AF_SOURCE, uCount);
-        ClosingInspector kReader;
-        ASSERT_EQ(ET_NONE, kReader.OpenMappingState());
+        publisher.SetCount(AF_SOURCE, uCount);
+        ClosingInspector reader;
+        ASSERT_EQ(ET_NONE, reader.OpenMappingState());
         std::atomic<bool> bDone{false};
-        std::thread kThread(
+        std::thread thread(
             [&]
             {
-                while (kPublisher.Readers(AF_SOURCE) == 0 && !bDone)
+                while (publisher.Readers(AF_SOURCE) == 0 && !bDone)
                 {
                 }
-                kPublisher.SetCount(AF_SOURCE, uCount + 1);
+                publisher.SetCount(AF_SOURCE, uCount + 1);
                 // Still inside: so the change came before the reader's second look at the count.
-                bCaught = kPublisher.Readers(AF_SOURCE) != 0;
+                bCaught = publisher.Readers(AF_SOURCE) != 0;
             });
-        EXPECT_EQ(ET_NONE, kReader.OpenMappingData());
+        EXPECT_EQ(ET_NONE, reader.OpenMappingData());
         bDone = true;
-        kThread.join();
+        thread.join();
         // Between its second look and its leaving the reader is inside too: such a change comes too late.
-        bCaught = bCaught && kReader.LastErrorType() == ET_NONE;
+        bCaught = bCaught && reader.LastErrorType() == ET_NONE;
         if (bCaught)
         {
-            EXPECT_EQ(ET_NONE, kReader.OpenMappingData());
-            kPublisher.SetCount(AF_SOURCE, uCount);
-            EXPECT_EQ(ET_DATA_OUTDATED, kReader.LastErrorType())
-                << "the count that was there before isn't the one kept";
+            EXPECT_EQ(ET_NONE, reader.OpenMappingData());
+            publisher.SetCount(AF_SOURCE, uCount);
+            EXPECT_EQ(ET_DATA_OUTDATED, reader.LastErrorType()) << "the count that was there before isn't the one kept";
         }
     }
     EXPECT_TRUE(bCaught);
@@ -197,11 +196,11 @@ TEST(UpdateCount, AChangeWhileTheReaderIsInsideIsTakenOverAsIfItHadBeenRead)
 
 TEST(InspectorThreads, TheFourOperationsOnOneInspectorFromManyThreadsLeaveTheCountExact)
 {
-    QuietLoop kQuiet;
-    kQuiet.Next();
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    ClosingInspector kReader;
+    QuietLoop quiet;
+    quiet.Next();
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    ClosingInspector reader;
     std::vector<std::thread> vecThreads;
     std::atomic<int> nUnexpected{0};
     for (unsigned int uThread = 0; uThread < 4; ++uThread)
@@ -209,45 +208,45 @@ TEST(InspectorThreads, TheFourOperationsOnOneInspectorFromManyThreadsLeaveTheCou
         vecThreads.emplace_back(
             [&, uThread]
             {
-                Random kRandom(uThread);
+                Random random(uThread);
                 for (int i = 0; i < 300; ++i)
                 {
                     ErrorType eResult = ET_NONE;
-                    switch (kRandom.Below(4))
+                    switch (random.Below(4))
                     {
                         case 0:
-                            eResult = kReader.OpenMappingState();
+                            eResult = reader.OpenMappingState();
                             break;
                         case 1:
-                            eResult = kReader.OpenMappingData();
+                            eResult = reader.OpenMappingData();
                             break;
                         case 2:
-                            eResult = kReader.ReMappingData();
+                            eResult = reader.ReMappingData();
                             break;
                         default:
-                            kReader.CloseMapping();
+                            reader.CloseMapping();
                             break;
                     }
                     nUnexpected += eResult == ET_NONE || eResult == ET_STATE_UNAVAILABLE ? 0 : 1;
                 }
             });
     }
-    for (std::thread& rkThread : vecThreads)
+    for (std::thread& thread : vecThreads)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(0, nUnexpected.load());
-    EXPECT_EQ(0u, kPublisher.Readers(AF_SOURCE));
-    kReader.Load();
-    EXPECT_EQ(11u, kReader.GetAssetNodeCount());
+    EXPECT_EQ(0u, publisher.Readers(AF_SOURCE));
+    reader.Load();
+    EXPECT_EQ(11u, reader.GetAssetNodeCount());
 }
 
 TEST(InspectorThreads, ManyThreadsQueryOneInspector)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    ClosingInspector kReader;
-    kReader.Load();
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    ClosingInspector reader;
+    reader.Load();
     std::vector<std::thread> vecThreads;
     std::atomic<int> nWrong{0};
     for (int nThread = 0; nThread < 4; ++nThread)
@@ -257,85 +256,85 @@ TEST(InspectorThreads, ManyThreadsQueryOneInspector)
             {
                 for (int i = 0; i < 300; ++i)
                 {
-                    WideBuffer<> kPath;
+                    WideBuffer<> path;
                     IDs vecIDs;
                     int nType = 0;
-                    nWrong += IdOf(kReader, VOTEXT("top/d1/inner.txt")) != 7 ? 1 : 0;
-                    nWrong += kReader.GetAssetPath(7, MAX_PATH, kPath.szText) != 0 ? 0 : 1;
-                    nWrong += kReader.GetAssetChildIndexList(0, 3, vecIDs) != 0 && vecIDs.size() == 7 ? 0 : 1;
-                    nWrong += kReader.GetClassifyTypeByName(VOTEXT("text"), nType) != 0 && nType == -1 ? 0 : 1;
-                    nWrong += kReader.LastErrorTypeASync() == ET_NONE ? 0 : 1;
+                    nWrong += IdOf(reader, VOTEXT("top/d1/inner.txt")) != 7 ? 1 : 0;
+                    nWrong += reader.GetAssetPath(7, MAX_PATH, path.szText) != 0 ? 0 : 1;
+                    nWrong += reader.GetAssetChildIndexList(0, 3, vecIDs) != 0 && vecIDs.size() == 7 ? 0 : 1;
+                    nWrong += reader.GetClassifyTypeByName(VOTEXT("text"), nType) != 0 && nType == -1 ? 0 : 1;
+                    nWrong += reader.LastErrorTypeASync() == ET_NONE ? 0 : 1;
                 }
             });
     }
-    for (std::thread& rkThread : vecThreads)
+    for (std::thread& thread : vecThreads)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(0, nWrong.load());
 }
 
 TEST(InspectorThreads, TheErrorStateAndTheModeCanBeUsedBesideReloads)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    ClosingInspector kReader;
-    kReader.Load();
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    ClosingInspector reader;
+    reader.Load();
     std::atomic<bool> bDone{false};
     std::atomic<int> nWrong{0};
-    std::thread kThread(
+    std::thread thread(
         [&]
         {
             while (!bDone)
             {
-                const ErrorType eState = kReader.LastErrorType();
+                const ErrorType eState = reader.LastErrorType();
                 nWrong += eState == ET_NONE || eState == ET_DATA_UNAVAILABLE || eState == ET_DATA_OUTDATED ? 0 : 1;
-                kReader.SetInspectMode(SM_SYNC);
-                (void)kReader.LastErrorTypeASync();
-                kReader.SetInspectMode(SM_ASYNC);
+                reader.SetInspectMode(SM_SYNC);
+                (void)reader.LastErrorTypeASync();
+                reader.SetInspectMode(SM_ASYNC);
             }
         });
     for (int i = 0; i < 300; ++i)
     {
-        EXPECT_EQ(ET_NONE, kReader.ReMappingData());
+        EXPECT_EQ(ET_NONE, reader.ReMappingData());
     }
     bDone = true;
-    kThread.join();
+    thread.join();
     EXPECT_EQ(0, nWrong.load());
 }
 
 TEST(InspectorThreads, AScribbledSectionNeverHarmsItsReader)
 {
-    QuietLoop kQuiet;
+    QuietLoop quiet;
     const Bytes vecBlock = LiteralBlock(SourceModel().Image());
-    Publisher kPublisher;
-    kPublisher.PublishBlock(AF_SOURCE, vecBlock);
+    Publisher publisher;
+    publisher.PublishBlock(AF_SOURCE, vecBlock);
     std::atomic<bool> bDone{false};
-    std::thread kThread(
+    std::thread thread(
         [&]
         {
             // Words of the block's head, stream and image change to and fro while the reader is at it.
-            Random kRandom(7);
+            Random random(7);
             while (!bDone)
             {
-                const size_t uAt = kRandom.Below(kRandom.Percent(50) ? 8 : vecBlock.size() / 4) * 4;
-                std::atomic_ref<unsigned int> kWord(*reinterpret_cast<unsigned int*>(kPublisher.Data(AF_SOURCE) + uAt));
-                kWord.store(kRandom.Word());
-                kWord.store(ReadU32(vecBlock, uAt));
+                const size_t uAt = random.Below(random.Percent(50) ? 8 : vecBlock.size() / 4) * 4;
+                std::atomic_ref<unsigned int> word(*reinterpret_cast<unsigned int*>(publisher.Data(AF_SOURCE) + uAt));
+                word.store(random.Word());
+                word.store(ReadU32(vecBlock, uAt));
             }
         });
-    ClosingInspector kReader;
-    EXPECT_EQ(ET_NONE, kReader.OpenMappingState());
+    ClosingInspector reader;
+    EXPECT_EQ(ET_NONE, reader.OpenMappingState());
     for (int i = 0; i < 400; ++i)
     {
-        kQuiet.Next();
-        const ErrorType eResult = kReader.ReMappingData();
+        quiet.Next();
+        const ErrorType eResult = reader.ReMappingData();
         EXPECT_TRUE(eResult == ET_NONE || eResult == ET_DATA_UNAVAILABLE) << eResult;
-        (void)AskEverything(kReader);
+        (void)AskEverything(reader);
     }
     bDone = true;
-    kThread.join();
-    EXPECT_EQ(0u, kPublisher.Readers(AF_SOURCE));
+    thread.join();
+    EXPECT_EQ(0u, publisher.Readers(AF_SOURCE));
 }
 
 }  // namespace

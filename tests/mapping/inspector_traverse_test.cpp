@@ -12,9 +12,9 @@ struct Visits
 
     static int Visit(const structAssetNode& tsNode, void* pvParam, int& bStop)
     {
-        Visits& rkVisits = *static_cast<Visits*>(pvParam);
-        rkVisits.vecIDs.push_back(tsNode.nAssetID);
-        bStop = rkVisits.vecIDs.size() >= rkVisits.uStopAt ? 1 : 0;
+        Visits& visits = *static_cast<Visits*>(pvParam);
+        visits.vecIDs.push_back(tsNode.nAssetID);
+        bStop = visits.vecIDs.size() >= visits.uStopAt ? 1 : 0;
         return 0;
     }
 };
@@ -24,39 +24,38 @@ class InspectorWalk : public testing::Test
 protected:
     void SetUp() override
     {
-        m_kPublisher.Publish(AF_SOURCE, SourceModel());
-        m_kReader.Load();
+        m_publisher.Publish(AF_SOURCE, SourceModel());
+        m_reader.Load();
     }
     IDs All(unsigned int uID, VOULONG dwType, int bSub) const
     {
-        Visits kVisits;
-        EXPECT_EQ(1, m_kReader.TraverseAssetNode(uID, dwType, bSub, &Visits::Visit, &kVisits));
-        return kVisits.vecIDs;
+        Visits visits;
+        EXPECT_EQ(1, m_reader.TraverseAssetNode(uID, dwType, bSub, &Visits::Visit, &visits));
+        return visits.vecIDs;
     }
     IDs Merge(unsigned int uID, unsigned int uMask, int bSub) const
     {
-        Visits kVisits;
-        EXPECT_EQ(0, m_kReader.TraverseAssetNode_AssetMerge(uID, uMask, bSub, &Visits::Visit, &kVisits));
-        return kVisits.vecIDs;
+        Visits visits;
+        EXPECT_EQ(0, m_reader.TraverseAssetNode_AssetMerge(uID, uMask, bSub, &Visits::Visit, &visits));
+        return visits.vecIDs;
     }
     IDs Name(const VOWString& strText, int bMatchCase, VOULONG dwType = 3, unsigned int uID = 0, int bSub = 1) const
     {
-        Visits kVisits;
-        const votest::PlacedText kText(strText);
-        EXPECT_EQ(1,
-                  m_kReader.TraverseAssetNode_FileName(uID, kText, bMatchCase, dwType, bSub, &Visits::Visit, &kVisits));
-        return kVisits.vecIDs;
+        Visits visits;
+        const votest::PlacedText text(strText);
+        EXPECT_EQ(1, m_reader.TraverseAssetNode_FileName(uID, text, bMatchCase, dwType, bSub, &Visits::Visit, &visits));
+        return visits.vecIDs;
     }
     IDs Extension(const VOWString& strText, int bMatchCase, unsigned int uID = 0, int bSub = 1) const
     {
-        Visits kVisits;
-        const votest::PlacedText kText(strText);
-        EXPECT_EQ(1, m_kReader.TraverseAssetNode_Extension(uID, kText, bMatchCase, bSub, &Visits::Visit, &kVisits));
-        return kVisits.vecIDs;
+        Visits visits;
+        const votest::PlacedText text(strText);
+        EXPECT_EQ(1, m_reader.TraverseAssetNode_Extension(uID, text, bMatchCase, bSub, &Visits::Visit, &visits));
+        return visits.vecIDs;
     }
 
-    Publisher m_kPublisher;
-    ClosingInspector m_kReader;
+    Publisher m_publisher;
+    ClosingInspector m_reader;
 };
 
 TEST_F(InspectorWalk, AllNodesComeInTheOrderOfTheHelpersWalk)
@@ -70,16 +69,16 @@ TEST_F(InspectorWalk, AllNodesComeInTheOrderOfTheHelpersWalk)
 
 TEST_F(InspectorWalk, ABadIdIsLoggedAndStillAWalk)
 {
-    LogCapture kLog;
+    LogCapture log;
     EXPECT_THAT(All(11, 3, 1), IsEmpty());
-    EXPECT_NE(0u, kLog.Count());
+    EXPECT_NE(0u, log.Count());
 }
 
 TEST_F(InspectorWalk, ANullCallbackIsLoggedAndStillAWalk)
 {
-    LogCapture kLog;
-    EXPECT_EQ(1, m_kReader.TraverseAssetNode(0, 3, 1, nullptr, nullptr));
-    EXPECT_THAT(kLog.Lines(),
+    LogCapture log;
+    EXPECT_EQ(1, m_reader.TraverseAssetNode(0, 3, 1, nullptr, nullptr));
+    EXPECT_THAT(log.Lines(),
                 ElementsAre(ProcessError("pFun", "VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal")));
 }
 
@@ -87,41 +86,41 @@ TEST_F(InspectorWalk, TheStopFlagEndsEveryWalk)
 {
     for (const size_t uStopAt : {size_t{1}, size_t{2}})
     {
-        Visits kAll, kMerge, kName, kExtension;
-        kAll.uStopAt = kMerge.uStopAt = kName.uStopAt = kExtension.uStopAt = uStopAt;
-        (void)m_kReader.TraverseAssetNode(0, 3, 1, &Visits::Visit, &kAll);
-        (void)m_kReader.TraverseAssetNode_AssetMerge(0, 1, 1, &Visits::Visit, &kMerge);
-        (void)m_kReader.TraverseAssetNode_FileName(0, VOTEXT("ab"), 0, 3, 1, &Visits::Visit, &kName);
-        (void)m_kReader.TraverseAssetNode_Extension(0, VOTEXT("png"), 0, 1, &Visits::Visit, &kExtension);
-        EXPECT_EQ(uStopAt, kAll.vecIDs.size());
-        EXPECT_EQ(uStopAt, kMerge.vecIDs.size());
-        EXPECT_EQ(uStopAt, kName.vecIDs.size());
-        EXPECT_EQ(uStopAt, kExtension.vecIDs.size());
+        Visits all, merge, name, extension;
+        all.uStopAt = merge.uStopAt = name.uStopAt = extension.uStopAt = uStopAt;
+        (void)m_reader.TraverseAssetNode(0, 3, 1, &Visits::Visit, &all);
+        (void)m_reader.TraverseAssetNode_AssetMerge(0, 1, 1, &Visits::Visit, &merge);
+        (void)m_reader.TraverseAssetNode_FileName(0, VOTEXT("ab"), 0, 3, 1, &Visits::Visit, &name);
+        (void)m_reader.TraverseAssetNode_Extension(0, VOTEXT("png"), 0, 1, &Visits::Visit, &extension);
+        EXPECT_EQ(uStopAt, all.vecIDs.size());
+        EXPECT_EQ(uStopAt, merge.vecIDs.size());
+        EXPECT_EQ(uStopAt, name.vecIDs.size());
+        EXPECT_EQ(uStopAt, extension.vecIDs.size());
     }
 }
 
 TEST_F(InspectorWalk, AListThatSeveralFoldersShareIsWalkedInEachByAllWalks)
 {
     // Forty folders with one list of two files.
-    ModelContainer kModel = SourceModel();
+    ModelContainer model = SourceModel();
     std::vector<unsigned int> vecFolders;
     for (unsigned int uFolder = 0; uFolder < 40; ++uFolder)
     {
         const VOWString strPath = VOTEXT("top/copy") + Wide(std::to_string(uFolder));
-        vecFolders.push_back(static_cast<unsigned int>(kModel.vecNodes.size()));
-        kModel.Add(strPath, true, kNone);
-        kModel.vecNodes.back().uFiles = kModel.vecNodes[6].uFiles;
+        vecFolders.push_back(static_cast<unsigned int>(model.vecNodes.size()));
+        model.Add(strPath, true, kNone);
+        model.vecNodes.back().uFiles = model.vecNodes[6].uFiles;
     }
-    kModel.vecNodes[0].uFolders = kModel.kNumbers.InsertList(vecFolders);
-    m_kPublisher.Publish(AF_SOURCE, kModel);
-    ASSERT_EQ(ET_NONE, m_kReader.ReMappingData());
-    LogCapture kLog;
+    model.vecNodes[0].uFolders = model.numbers.InsertList(vecFolders);
+    m_publisher.Publish(AF_SOURCE, model);
+    ASSERT_EQ(ET_NONE, m_reader.ReMappingData());
+    LogCapture log;
     EXPECT_EQ(5u + 40 * 3, All(0, 3, 1).size());
     EXPECT_EQ(2u + 40, Merge(0, 1, 1).size());
     EXPECT_EQ(1u + 40, Name(VOTEXT("ab"), 0).size());
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
     EXPECT_EQ(1u + 40, Extension(VOTEXT("txt|tga"), 1).size());
-    EXPECT_EQ(1u, kLog.Count()) << "the file without an extension";
+    EXPECT_EQ(1u, log.Count()) << "the file without an extension";
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -188,16 +187,16 @@ TEST_F(InspectorWalk, AnEmptyFileNameFilterVisitsNothing)
 
 TEST_F(InspectorWalk, ANodeWithoutABaseNameIsLoggedAndTheWalkGoesOn)
 {
-    ModelContainer kModel = SourceModel();
-    kModel.vecNodes[1].ullBaseName = kInvalid;
-    kModel.vecNodes[2].ullBaseName = kModel.vecNodes[7].ullKey;
-    m_kPublisher.Publish(AF_SOURCE, kModel);
-    ASSERT_EQ(ET_NONE, m_kReader.OpenMappingData());
-    LogCapture kLog;
+    ModelContainer model = SourceModel();
+    model.vecNodes[1].ullBaseName = kInvalid;
+    model.vecNodes[2].ullBaseName = model.vecNodes[7].ullKey;
+    m_publisher.Publish(AF_SOURCE, model);
+    ASSERT_EQ(ET_NONE, m_reader.OpenMappingData());
+    LogCapture log;
     EXPECT_THAT(Name(VOTEXT("o"), 0), ElementsAre(3));
     const std::string strFunction = kInspector + "TraverseAssetNodeInernal_FileName";
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("tsNode.hStrBaseName != INVALID_HANDLE_VALUE", strFunction),
-                                          ProcessError("pszAssetNodeName", strFunction)));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("tsNode.hStrBaseName != INVALID_HANDLE_VALUE", strFunction),
+                                         ProcessError("pszAssetNodeName", strFunction)));
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -232,83 +231,83 @@ TEST_F(InspectorWalk, ATokenWithALeadingDotNeverMatches)
 
 TEST_F(InspectorWalk, AListOfSeparatorsAloneMatchesNothingAndIsNoError)
 {
-    ModelContainer kModel = SourceModel();
-    ASSERT_TRUE(kModel.Remove(3));
-    m_kPublisher.Publish(AF_SOURCE, kModel);
-    ASSERT_EQ(ET_NONE, m_kReader.OpenMappingData());
-    LogCapture kLog;
+    ModelContainer model = SourceModel();
+    ASSERT_TRUE(model.Remove(3));
+    m_publisher.Publish(AF_SOURCE, model);
+    ASSERT_EQ(ET_NONE, m_reader.OpenMappingData());
+    LogCapture log;
     EXPECT_THAT(Extension(VOTEXT("|||"), 0), IsEmpty());
-    EXPECT_THAT(kLog.Lines(), IsEmpty());
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST_F(InspectorWalk, AFileWithoutAnExtensionCostsOneLineAtEachVisit)
 {
-    LogCapture kLog;
+    LogCapture log;
     (void)Extension(VOTEXT("png"), 0);
     (void)Extension(VOTEXT("png"), 0);
     const std::string strLine =
         ProcessError("tsNode.hStrExtension != INVALID_HANDLE_VALUE", kInspector + "TraverseAssetNodeInernal_Extension");
-    EXPECT_THAT(kLog.Lines(), ElementsAre(strLine, strLine));
+    EXPECT_THAT(log.Lines(), ElementsAre(strLine, strLine));
 }
 
 TEST_F(InspectorWalk, AnExtensionWithoutATextIsLogged)
 {
-    ModelContainer kModel = SourceModel();
-    kModel.vecNodes[3].ullExtension = kModel.vecNodes[7].ullKey;
-    m_kPublisher.Publish(AF_SOURCE, kModel);
-    ASSERT_EQ(ET_NONE, m_kReader.OpenMappingData());
-    LogCapture kLog;
+    ModelContainer model = SourceModel();
+    model.vecNodes[3].ullExtension = model.vecNodes[7].ullKey;
+    m_publisher.Publish(AF_SOURCE, model);
+    ASSERT_EQ(ET_NONE, m_reader.OpenMappingData());
+    LogCapture log;
     EXPECT_THAT(Extension(VOTEXT("tga"), 0), ElementsAre(5));
-    EXPECT_THAT(kLog.Lines(), ElementsAre(ProcessError("pszAssetExt && *pszAssetExt",
-                                                       kInspector + "TraverseAssetNodeInernal_Extension")));
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("pszAssetExt && *pszAssetExt",
+                                                      kInspector + "TraverseAssetNodeInernal_Extension")));
 }
 
 TEST_F(InspectorWalk, AnEmptyExtensionListIsLoggedAtEachFileWithAnExtensionAndVisitsNothing)
 {
-    LogCapture kLog;
+    LogCapture log;
     EXPECT_THAT(Extension(VOTEXT(""), 0), IsEmpty());
     const std::string strFunction = kInspector + "TraverseAssetNodeInernal_Extension";
     size_t uEmpty = 0;
-    for (const std::string& strLine : kLog.Lines())
+    for (const std::string& strLine : log.Lines())
     {
         uEmpty += strLine == ProcessError("pszSourceContext && *pszSourceContext", strFunction) ? 1 : 0;
     }
     EXPECT_EQ(6u, uEmpty);
-    EXPECT_EQ(7u, kLog.Count());
+    EXPECT_EQ(7u, log.Count());
 }
 
 TEST_F(InspectorWalk, MissingFilterTextsCountAsEmpty)
 {
-    Visits kVisits;
-    EXPECT_EQ(1, m_kReader.TraverseAssetNode_FileName(0, nullptr, 0, 3, 1, &Visits::Visit, &kVisits));
-    EXPECT_EQ(1, m_kReader.TraverseAssetNode_Extension(0, nullptr, 0, 1, &Visits::Visit, &kVisits));
-    EXPECT_THAT(kVisits.vecIDs, IsEmpty());
+    Visits visits;
+    EXPECT_EQ(1, m_reader.TraverseAssetNode_FileName(0, nullptr, 0, 3, 1, &Visits::Visit, &visits));
+    EXPECT_EQ(1, m_reader.TraverseAssetNode_Extension(0, nullptr, 0, 1, &Visits::Visit, &visits));
+    EXPECT_THAT(visits.vecIDs, IsEmpty());
 }
 
 TEST_F(InspectorWalk, AMissingCallbackIsLoggedAtEachNodeOfAFilteredWalk)
 {
-    LogCapture kLog;
-    EXPECT_EQ(0, m_kReader.TraverseAssetNode_AssetMerge(6, 1, 1, nullptr, nullptr));
-    EXPECT_EQ(1, m_kReader.TraverseAssetNode_FileName(6, VOTEXT("a"), 0, 3, 1, nullptr, nullptr));
-    EXPECT_EQ(1, m_kReader.TraverseAssetNode_Extension(6, VOTEXT("png"), 0, 1, nullptr, nullptr));
+    LogCapture log;
+    EXPECT_EQ(0, m_reader.TraverseAssetNode_AssetMerge(6, 1, 1, nullptr, nullptr));
+    EXPECT_EQ(1, m_reader.TraverseAssetNode_FileName(6, VOTEXT("a"), 0, 3, 1, nullptr, nullptr));
+    EXPECT_EQ(1, m_reader.TraverseAssetNode_Extension(6, VOTEXT("png"), 0, 1, nullptr, nullptr));
     const std::string strMerge =
         ProcessError("pvAssetMergeInfo->pTraverseFun", kInspector + "TraverseAssetNodeInernal_AssetMerge");
     const std::string strName =
         ProcessError("pvFileNameInfo->pTraverseFun", kInspector + "TraverseAssetNodeInernal_FileName");
     const std::string strExtension =
         ProcessError("pvExtensionInfo->pTraverseFun", kInspector + "TraverseAssetNodeInernal_Extension");
-    EXPECT_THAT(kLog.Lines(), ElementsAre(strMerge, strMerge, strName, strName, strExtension, strExtension));
+    EXPECT_THAT(log.Lines(), ElementsAre(strMerge, strMerge, strName, strName, strExtension, strExtension));
 }
 
 TEST_F(InspectorWalk, TheCallbacksCheckTheirContext)
 {
-    LogCapture kLog;
+    LogCapture log;
     structAssetNode tsNode;
     int bStop = 0;
     EXPECT_EQ(0, OpenInspector::TraverseAssetNodeInernal_AssetMerge(tsNode, nullptr, bStop));
     EXPECT_EQ(0, OpenInspector::TraverseAssetNodeInernal_FileName(tsNode, nullptr, bStop));
     EXPECT_EQ(0, OpenInspector::TraverseAssetNodeInernal_Extension(tsNode, nullptr, bStop));
-    EXPECT_THAT(kLog.Lines(),
+    EXPECT_THAT(log.Lines(),
                 ElementsAre(ProcessError("pvAssetMergeInfo", kInspector + "TraverseAssetNodeInernal_AssetMerge"),
                             ProcessError("pvFileNameInfo", kInspector + "TraverseAssetNodeInernal_FileName"),
                             ProcessError("pvExtensionInfo", kInspector + "TraverseAssetNodeInernal_Extension")));
@@ -317,11 +316,11 @@ TEST_F(InspectorWalk, TheCallbacksCheckTheirContext)
 TEST_F(InspectorWalk, FiltersOf99CharactersAreTakenWhole)
 {
     const VOWString strName(99, VOTEXT('n'));
-    ModelContainer kModel = SourceModel();
-    kModel.Add(VOTEXT("top/") + strName + VOTEXT(".png"), false, 0);
-    kModel.Add(VOTEXT("top/") + strName.substr(1) + VOTEXT(".png"), false, 0);
-    m_kPublisher.Publish(AF_SOURCE, kModel);
-    ASSERT_EQ(ET_NONE, m_kReader.OpenMappingData());
+    ModelContainer model = SourceModel();
+    model.Add(VOTEXT("top/") + strName + VOTEXT(".png"), false, 0);
+    model.Add(VOTEXT("top/") + strName.substr(1) + VOTEXT(".png"), false, 0);
+    m_publisher.Publish(AF_SOURCE, model);
+    ASSERT_EQ(ET_NONE, m_reader.OpenMappingData());
     EXPECT_THAT(Name(strName, 1), ElementsAre(11));
     const VOWString strList = VOWString(95, VOTEXT('x')) + VOTEXT("|tga");
     ASSERT_EQ(99u, strList.size());
@@ -373,11 +372,11 @@ TEST_F(InspectorWalk, NodesOfACallAreCopies)
             return 0;
         }
     };
-    Keep kKeep;
-    (void)m_kReader.TraverseAssetNode_FileName(0, VOTEXT("ab"), 0, 1, 1, &Keep::Visit, &kKeep);
-    ASSERT_EQ(2u, kKeep.vecNodes.size());
-    EXPECT_TRUE(SameBytes(SourceModel().vecNodes[1].Node(), BytesOf(kKeep.vecNodes[0])));
-    EXPECT_TRUE(SameBytes(SourceModel().vecNodes[8].Node(), BytesOf(kKeep.vecNodes[1])));
+    Keep keep;
+    (void)m_reader.TraverseAssetNode_FileName(0, VOTEXT("ab"), 0, 1, 1, &Keep::Visit, &keep);
+    ASSERT_EQ(2u, keep.vecNodes.size());
+    EXPECT_TRUE(SameBytes(SourceModel().vecNodes[1].Node(), BytesOf(keep.vecNodes[0])));
+    EXPECT_TRUE(SameBytes(SourceModel().vecNodes[8].Node(), BytesOf(keep.vecNodes[1])));
 }
 
 TEST_F(InspectorWalk, ALongTextIsReadUpToTheAddressesBehindItWhateverThoseAre)
@@ -387,13 +386,13 @@ TEST_F(InspectorWalk, ALongTextIsReadUpToTheAddressesBehindItWhateverThoseAre)
     VOWString strText(120, VOTEXT('q'));
     strText[102] = VOTEXT('r');
     const VOWString strRead = strText.substr(0, 100) + VOWString(2, 1) + VOTEXT("rq");
-    ModelContainer kModel;
-    kModel.Add(VOTEXT("top"), true, kNone);
-    kModel.Add(VOTEXT("top/") + strRead + VOTEXT(".x"), false, 0);
-    kModel.Add(VOTEXT("top/name.") + strRead, false, 0);
-    kModel.Add(VOTEXT("top/other.y"), false, 0);
-    m_kPublisher.Publish(AF_SOURCE, kModel);
-    ASSERT_EQ(ET_NONE, m_kReader.ReMappingData());
+    ModelContainer model;
+    model.Add(VOTEXT("top"), true, kNone);
+    model.Add(VOTEXT("top/") + strRead + VOTEXT(".x"), false, 0);
+    model.Add(VOTEXT("top/name.") + strRead, false, 0);
+    model.Add(VOTEXT("top/other.y"), false, 0);
+    m_publisher.Publish(AF_SOURCE, model);
+    ASSERT_EQ(ET_NONE, m_reader.ReMappingData());
     EXPECT_THAT(Name(strText, 0x00010001), ElementsAre(1));
     EXPECT_THAT(Extension(strText, 0x00010001), ElementsAre(2));
 }

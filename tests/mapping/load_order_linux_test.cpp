@@ -21,30 +21,30 @@ std::string TraceOf(const std::string& strExpression, const char* pszFunction)
 
 void LoadUnderWatch()
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    ClosingInspector kReader;
-    CHECK_HERE(kReader.OpenMappingState() == ET_NONE);
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    ClosingInspector reader;
+    CHECK_HERE(reader.OpenMappingState() == ET_NONE);
 
     // The count is moved when the reader is first seen inside.
     unsigned int uNewCount = 4321;
     std::vector<unsigned int> vecReaders;
     ErrorType eResult = ET_RESERVED;
-    const Lines vecLines = TraceLines::Of([&] { eResult = kReader.OpenMappingData(); },
+    const Lines vecLines = TraceLines::Of([&] { eResult = reader.OpenMappingData(); },
                                           [&](const std::string&)
                                           {
-                                              vecReaders.push_back(kPublisher.Readers(AF_SOURCE));
+                                              vecReaders.push_back(publisher.Readers(AF_SOURCE));
                                               if (vecReaders.back() != 0 && uNewCount != 0)
                                               {
-                                                  kPublisher.SetCount(AF_SOURCE, uNewCount);
+                                                  publisher.SetCount(AF_SOURCE, uNewCount);
                                                   uNewCount = 0;
                                               }
                                           });
     CHECK_HERE(eResult == ET_NONE);
     CHECK_HERE(uNewCount == 0);
-    CHECK_HERE(kReader.LastErrorType() == ET_NONE);
-    CHECK_HERE(kPublisher.Word(AF_SOURCE, 1) == 4321);
-    CHECK_HERE(kReader.GetAssetNodeCount() == 11);
+    CHECK_HERE(reader.LastErrorType() == ET_NONE);
+    CHECK_HERE(publisher.Word(AF_SOURCE, 1) == 4321);
+    CHECK_HERE(reader.GetAssetNodeCount() == 11);
 
     // The three checks before the count is raised, in their order; attaching after it is lowered.
     const auto Find = [&vecLines](const std::string& strText)
@@ -67,7 +67,7 @@ void LoadUnderWatch()
         CHECK_HERE(vecReaders[uStep] == 0 || (uStep > uUnmap && uStep < uAttach));
     }
     CHECK_HERE(bInside);
-    CHECK_HERE(kPublisher.Readers(AF_SOURCE) == 0);
+    CHECK_HERE(publisher.Readers(AF_SOURCE) == 0);
 }
 
 TEST(LoadOrderDeathTest, TheCountIsRaisedAfterTheChecksLoweredBeforeTheAttachAndAChangeInsideIsTakenOver)
@@ -98,27 +98,27 @@ void PublishAtTheFault(int)
 
 void LoadWhileOneIsPublishedAsTheReaderLeaves()
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    OpenState kReader;
-    CHECK_HERE(kReader.OpenMappingState() == ET_NONE);
-    g_pState = kReader.m_pMappingState;
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    OpenState reader;
+    CHECK_HERE(reader.OpenMappingState() == ET_NONE);
+    g_pState = reader.m_pMappingState;
     signal(SIGSEGV, &PublishAtTheFault);
 
     ErrorType eResult = ET_RESERVED;
-    TraceLines::Of([&] { eResult = kReader.OpenMappingData(); },
+    TraceLines::Of([&] { eResult = reader.OpenMappingData(); },
                    [&](const std::string&)
                    {
-                       if (g_nFaults == 0 && kPublisher.Readers(AF_SOURCE) != 0)
+                       if (g_nFaults == 0 && publisher.Readers(AF_SOURCE) != 0)
                        {
                            mprotect(g_pState, 4096, PROT_READ);
                        }
                    });
     CHECK_HERE(g_nFaults == 1);
     CHECK_HERE(eResult == ET_NONE);
-    CHECK_HERE(kReader.GetAssetNodeCount() == 11);
-    CHECK_HERE(kPublisher.Readers(AF_SOURCE) == 0);
-    CHECK_HERE(kReader.LastErrorType() == ET_DATA_OUTDATED);
+    CHECK_HERE(reader.GetAssetNodeCount() == 11);
+    CHECK_HERE(publisher.Readers(AF_SOURCE) == 0);
+    CHECK_HERE(reader.LastErrorType() == ET_DATA_OUTDATED);
 }
 
 TEST(LoadOrderDeathTest, APublicationAsTheReaderLeavesShowsAsAChange)
@@ -132,20 +132,20 @@ TEST(LoadOrderDeathTest, APublicationAsTheReaderLeavesShowsAsAChange)
 
 void CleanUpUnderTrace()
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    ClosingInspector kReader;
-    CHECK_HERE(kReader.OpenMappingState() == ET_NONE);
-    const auto Trace = [](const std::function<void()>& kFunction, const char* pszFunction)
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    ClosingInspector reader;
+    CHECK_HERE(reader.OpenMappingState() == ET_NONE);
+    const auto Trace = [](const std::function<void()>& function, const char* pszFunction)
     {
-        const Lines vecLines = TraceLines::Of(kFunction);
+        const Lines vecLines = TraceLines::Of(function);
         return std::count(vecLines.begin(), vecLines.end(), TraceOf("UnMappingView_AssetNodes()", pszFunction));
     };
-    CHECK_HERE(Trace([&] { CHECK_HERE(kReader.ReMappingData() == ET_NONE); }, "ReMappingData") == 1);
-    kPublisher.PublishBlock(AF_SOURCE, Bytes(40, 0));
-    CHECK_HERE(Trace([&] { CHECK_HERE(kReader.OpenMappingData() == ET_DATA_UNAVAILABLE); }, "MappingView_AssetNodes") ==
+    CHECK_HERE(Trace([&] { CHECK_HERE(reader.ReMappingData() == ET_NONE); }, "ReMappingData") == 1);
+    publisher.PublishBlock(AF_SOURCE, Bytes(40, 0));
+    CHECK_HERE(Trace([&] { CHECK_HERE(reader.OpenMappingData() == ET_DATA_UNAVAILABLE); }, "MappingView_AssetNodes") ==
                2);
-    CHECK_HERE(Trace([&] { CHECK_HERE(kReader.CloseMapping() == 1); }, "CloseMapping") == 1);
+    CHECK_HERE(Trace([&] { CHECK_HERE(reader.CloseMapping() == 1); }, "CloseMapping") == 1);
 }
 
 TEST(LoadOrderDeathTest, TheCleanUpOfReloadFailedLoadAndCloseIsTraced)

@@ -59,35 +59,35 @@ inline Bytes EmptyState(const char* pszVersion = "version.2.4")
 }
 
 // An LZO1X stream that holds its data as they are: one run of literals and the end mark.
-inline Bytes LiteralStream(const Bytes& rkData)
+inline Bytes LiteralStream(const Bytes& data)
 {
-    ByteBuilder kStream;
-    if (rkData.size() <= 238)
+    ByteBuilder stream;
+    if (data.size() <= 238)
     {
-        kStream.U8(static_cast<uint8_t>(17 + rkData.size()));
+        stream.U8(static_cast<uint8_t>(17 + data.size()));
     }
     else
     {
-        size_t uRest = rkData.size() - 18;
-        kStream.U8(0);
+        size_t uRest = data.size() - 18;
+        stream.U8(0);
         for (; uRest > 255; uRest -= 255)
         {
-            kStream.U8(0);
+            stream.U8(0);
         }
-        kStream.U8(static_cast<uint8_t>(uRest));
+        stream.U8(static_cast<uint8_t>(uRest));
     }
-    return kStream.Append(rkData).Hex("110000").Result();
+    return stream.Append(data).Hex("110000").Result();
 }
 
 // A compressed block around a stream, with what its head says.
-inline Bytes BlockAround(const Bytes& rkStream, unsigned long long ullSourceSize)
+inline Bytes BlockAround(const Bytes& stream, unsigned long long ullSourceSize)
 {
-    return ByteBuilder().U64(ullSourceSize).U64(rkStream.size()).Append(rkStream).Zeros(8).Result();
+    return ByteBuilder().U64(ullSourceSize).U64(stream.size()).Append(stream).Zeros(8).Result();
 }
 
-inline Bytes LiteralBlock(const Bytes& rkData)
+inline Bytes LiteralBlock(const Bytes& data)
 {
-    return BlockAround(LiteralStream(rkData), rkData.size());
+    return BlockAround(LiteralStream(data), data.size());
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -104,13 +104,10 @@ public:
     };
     explicit Publisher(NoState) {}
 
-    explicit Publisher(const Bytes& rkState = EmptyState()) { PutState(rkState); }
+    explicit Publisher(const Bytes& state = EmptyState()) { PutState(state); }
 
-    void PutState(const Bytes& rkState)
-    {
-        ASSERT_TRUE(m_kState.Replace(kpszStateName, rkState.data(), rkState.size()));
-    }
-    void DropState() { EXPECT_TRUE(m_kState.Withdraw()); }
+    void PutState(const Bytes& state) { ASSERT_TRUE(m_state.Replace(kpszStateName, state.data(), state.size())); }
+    void DropState() { EXPECT_TRUE(m_state.Withdraw()); }
 
     // The words of a source's record: 0 enabled, 1 update count, 2 readers.
     unsigned int Word(unsigned int uSource, unsigned int uWord) const
@@ -126,31 +123,31 @@ public:
     unsigned int Readers(unsigned int uSource) const { return Word(uSource, 2); }
 
     // What stands in the data section from its first byte.
-    void PutData(unsigned int uSource, const Bytes& rkData)
+    void PutData(unsigned int uSource, const Bytes& data)
     {
-        ASSERT_TRUE(m_akData[uSource].Replace(DataName(uSource), rkData.data(), rkData.size()));
+        ASSERT_TRUE(m_akData[uSource].Replace(DataName(uSource), data.data(), data.size()));
     }
     void DropData(unsigned int uSource) { EXPECT_TRUE(m_akData[uSource].Withdraw()); }
 
     // The whole protocol: block, then count, then enabled.
-    void Publish(unsigned int uSource, const Bytes& rkImage) { PublishBlock(uSource, LiteralBlock(rkImage)); }
-    void PublishBlock(unsigned int uSource, const Bytes& rkBlock)
+    void Publish(unsigned int uSource, const Bytes& image) { PublishBlock(uSource, LiteralBlock(image)); }
+    void PublishBlock(unsigned int uSource, const Bytes& block)
     {
-        PutData(uSource, rkBlock);
+        PutData(uSource, block);
         SetCount(uSource, ++m_uLastCount);
         SetEnabled(uSource, 1);
     }
-    void Publish(unsigned int uSource, ModelContainer kModel) { Publish(uSource, kModel.Image()); }
+    void Publish(unsigned int uSource, ModelContainer model) { Publish(uSource, model.Image()); }
 
     unsigned char* Data(unsigned int uSource) const { return static_cast<unsigned char*>(m_akData[uSource].Data()); }
 
 private:
     unsigned int* Address(unsigned int uSource) const
     {
-        return reinterpret_cast<unsigned int*>(static_cast<unsigned char*>(m_kState.Data()) + 12 + 12 * uSource);
+        return reinterpret_cast<unsigned int*>(static_cast<unsigned char*>(m_state.Data()) + 12 + 12 * uSource);
     }
 
-    VOPublishedSection m_kState;
+    VOPublishedSection m_state;
     VOPublishedSection m_akData[ASSETTYPE_COUNT];
     unsigned int m_uLastCount = 100;
 };
@@ -186,10 +183,10 @@ public:
     }
 };
 
-inline unsigned int IdOf(const VOTSFileMappingInspector& rkInspector, const VOWCHAR* pszPath)
+inline unsigned int IdOf(const VOTSFileMappingInspector& inspector, const VOWCHAR* pszPath)
 {
     structAssetNode tsNode;
-    return rkInspector.GetAssetNode(pszPath, tsNode) != 0 ? tsNode.nAssetID : kNone;
+    return inspector.GetAssetNode(pszPath, tsNode) != 0 ? tsNode.nAssetID : kNone;
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -200,44 +197,44 @@ inline unsigned int IdOf(const VOTSFileMappingInspector& rkInspector, const VOWC
 //         d1(6): inner.txt(7, sign 1) xab2.png(8); dabs(9), empty; gone.png(10), removed
 inline ModelContainer SourceModel()
 {
-    ModelContainer kModel;
-    kModel.strRoot = VOTEXT("C:/Root");
-    kModel.strRootName = VOTEXT("Root Name");
-    kModel.vecTypes = {{7, VOTEXT("Texture"), VOTEXT("png|TGA|dds"), 0x01020304, 0x05060708},
-                       {-1, VOTEXT("Text"), VOTEXT("txt"), 3, 4}};
-    kModel.Add(VOTEXT("top"), true, kNone);
-    kModel.Add(VOTEXT("top/XABy.png"), false, 0);
-    kModel.Add(VOTEXT("top/x.ab"), false, 0);
-    kModel.Add(VOTEXT("top/noext"), false, 0);
-    kModel.Add(VOTEXT("top/Upper.PNG"), false, 0);
-    kModel.Add(VOTEXT("top/t.tga"), false, 0);
-    kModel.Add(VOTEXT("top/d1"), true, 0);
-    kModel.Add(VOTEXT("top/d1/inner.txt"), false, 6);
-    kModel.Add(VOTEXT("top/d1/xab2.png"), false, 6);
-    kModel.Add(VOTEXT("top/dabs"), true, 0);
-    kModel.Add(VOTEXT("top/gone.png"), false, 0);
-    EXPECT_TRUE(kModel.Remove(10));
-    kModel.vecNodes[1].uMerge = 1;
-    kModel.vecNodes[2].uMerge = 2;
-    kModel.vecNodes[3].uMerge = 4;
-    kModel.vecNodes[4].uMerge = 3;
-    kModel.vecNodes[6].uMerge = 0xFF;
-    kModel.vecNodes[7].uMerge = 1;
-    return kModel;
+    ModelContainer model;
+    model.strRoot = VOTEXT("C:/Root");
+    model.strRootName = VOTEXT("Root Name");
+    model.vecTypes = {{7, VOTEXT("Texture"), VOTEXT("png|TGA|dds"), 0x01020304, 0x05060708},
+                      {-1, VOTEXT("Text"), VOTEXT("txt"), 3, 4}};
+    model.Add(VOTEXT("top"), true, kNone);
+    model.Add(VOTEXT("top/XABy.png"), false, 0);
+    model.Add(VOTEXT("top/x.ab"), false, 0);
+    model.Add(VOTEXT("top/noext"), false, 0);
+    model.Add(VOTEXT("top/Upper.PNG"), false, 0);
+    model.Add(VOTEXT("top/t.tga"), false, 0);
+    model.Add(VOTEXT("top/d1"), true, 0);
+    model.Add(VOTEXT("top/d1/inner.txt"), false, 6);
+    model.Add(VOTEXT("top/d1/xab2.png"), false, 6);
+    model.Add(VOTEXT("top/dabs"), true, 0);
+    model.Add(VOTEXT("top/gone.png"), false, 0);
+    EXPECT_TRUE(model.Remove(10));
+    model.vecNodes[1].uMerge = 1;
+    model.vecNodes[2].uMerge = 2;
+    model.vecNodes[3].uMerge = 4;
+    model.vecNodes[4].uMerge = 3;
+    model.vecNodes[6].uMerge = 0xFF;
+    model.vecNodes[7].uMerge = 1;
+    return model;
 }
 
 // One file of that name at the top, and nothing else.
 inline ModelContainer OneFileModel(const VOWString& strPath)
 {
-    ModelContainer kModel;
-    kModel.strRoot = VOTEXT("C:/Root");
-    kModel.Add(strPath, false, kNone);
-    return kModel;
+    ModelContainer model;
+    model.strRoot = VOTEXT("C:/Root");
+    model.Add(strPath, false, kNone);
+    return model;
 }
 
 // Asks an inspector everything, whatever its state and however damaged its image is; results stay in their buffers and
 // walks end. Gives the number of answers.
-inline size_t AskEverything(const VOTSFileMappingInspector& rkInspector)
+inline size_t AskEverything(const VOTSFileMappingInspector& inspector)
 {
     struct Walk
     {
@@ -250,61 +247,61 @@ inline size_t AskEverything(const VOTSFileMappingInspector& rkInspector)
         }
     };
     size_t uAnswers = 0;
-    const unsigned int uCount = rkInspector.GetAssetNodeCount();
+    const unsigned int uCount = inspector.GetAssetNodeCount();
     for (unsigned int uID = 0; uID < std::min(uCount, 64u) + 2; ++uID)
     {
         structAssetNode tsNode;
-        if (rkInspector.GetAssetNode(uID, tsNode) != 0)
+        if (inspector.GetAssetNode(uID, tsNode) != 0)
         {
             for (void* hString : {tsNode.hStrComponent, tsNode.hStrBaseName, tsNode.hStrExtension,
                                   tsNode.hStrClassifyName, tsNode.hStrPhysicsPath})
             {
-                uAnswers += ReadText(rkInspector.GetString(hString)).size();
+                uAnswers += ReadText(inspector.GetString(hString)).size();
             }
         }
-        WideBuffer<> kPath;
-        uAnswers += static_cast<size_t>(rkInspector.GetAssetPath(uID, MAX_PATH, kPath.szText));
-        uAnswers += static_cast<size_t>(rkInspector.GetAssetAbsolutePath(uID, MAX_PATH, kPath.szText));
-        EXPECT_TRUE(kPath.InBounds());
+        WideBuffer<> path;
+        uAnswers += static_cast<size_t>(inspector.GetAssetPath(uID, MAX_PATH, path.szText));
+        uAnswers += static_cast<size_t>(inspector.GetAssetAbsolutePath(uID, MAX_PATH, path.szText));
+        EXPECT_TRUE(path.InBounds());
         for (const NodeType eType : {NT_FILE, NT_FOLDER, static_cast<NodeType>(9)})
         {
             unsigned int uResult = 0;
-            uAnswers += rkInspector.GetAssetIndexOfParent(uID, eType);
-            uAnswers += static_cast<size_t>(rkInspector.GetAssetChildByIndex(uID, 1, eType, uResult));
+            uAnswers += inspector.GetAssetIndexOfParent(uID, eType);
+            uAnswers += static_cast<size_t>(inspector.GetAssetChildByIndex(uID, 1, eType, uResult));
         }
         IDs vecIDs;
-        uAnswers += rkInspector.GetAssetChildCount(uID, 3);
-        uAnswers += static_cast<size_t>(rkInspector.GetAssetChildIndexList(uID, 3, vecIDs)) + vecIDs.size();
-        Walk kWalk;
-        (void)rkInspector.TraverseAssetNode(uID, 3, 1, &Walk::Visit, &kWalk);
-        (void)rkInspector.TraverseAssetNode_AssetMerge(uID, ~0u, 1, &Walk::Visit, &kWalk);
-        (void)rkInspector.TraverseAssetNode_FileName(uID, VOTEXT("a"), 0, 3, 1, &Walk::Visit, &kWalk);
-        (void)rkInspector.TraverseAssetNode_Extension(uID, VOTEXT("png|txt"), 0, 1, &Walk::Visit, &kWalk);
-        uAnswers += kWalk.uVisits;
+        uAnswers += inspector.GetAssetChildCount(uID, 3);
+        uAnswers += static_cast<size_t>(inspector.GetAssetChildIndexList(uID, 3, vecIDs)) + vecIDs.size();
+        Walk walk;
+        (void)inspector.TraverseAssetNode(uID, 3, 1, &Walk::Visit, &walk);
+        (void)inspector.TraverseAssetNode_AssetMerge(uID, ~0u, 1, &Walk::Visit, &walk);
+        (void)inspector.TraverseAssetNode_FileName(uID, VOTEXT("a"), 0, 3, 1, &Walk::Visit, &walk);
+        (void)inspector.TraverseAssetNode_Extension(uID, VOTEXT("png|txt"), 0, 1, &Walk::Visit, &walk);
+        uAnswers += walk.uVisits;
     }
     for (unsigned int uHandle = 0; uHandle < 64; ++uHandle)
     {
-        uAnswers += ReadText(rkInspector.GetString(HandleOf(uHandle))).size();
+        uAnswers += ReadText(inspector.GetString(HandleOf(uHandle))).size();
     }
     for (const VOWCHAR* pszPath : {VOTEXT("top"), VOTEXT("top/xaby.png"), VOTEXT("C:/root/top/d1/inner.txt"),
                                    VOTEXT("top/gone.png"), VOTEXT("none"), VOTEXT("")})
     {
         structAssetNode tsNode;
-        WideBuffer<> kPath;
-        uAnswers += static_cast<size_t>(rkInspector.GetAssetNode(pszPath, tsNode));
-        uAnswers += static_cast<size_t>(rkInspector.NormalizeAssetPath(pszPath, MAX_PATH, kPath.szText));
-        EXPECT_TRUE(kPath.InBounds());
+        WideBuffer<> path;
+        uAnswers += static_cast<size_t>(inspector.GetAssetNode(pszPath, tsNode));
+        uAnswers += static_cast<size_t>(inspector.NormalizeAssetPath(pszPath, MAX_PATH, path.szText));
+        EXPECT_TRUE(path.InBounds());
     }
-    uAnswers += ReadText(rkInspector.GetAssetRootPath()).size() + ReadText(rkInspector.GetAssetRootName()).size();
+    uAnswers += ReadText(inspector.GetAssetRootPath()).size() + ReadText(inspector.GetAssetRootName()).size();
     int nType = 0;
-    Color kColor;
+    Color color;
     std::vector<VOWString> vecExtensions;
-    uAnswers += static_cast<size_t>(rkInspector.GetClassifyTypeByName(VOTEXT("Text"), nType));
-    uAnswers += static_cast<size_t>(rkInspector.GetClassifyExtension(7, vecExtensions)) + vecExtensions.size();
-    uAnswers += static_cast<size_t>(rkInspector.GetClassifyTypeColor(7, kColor));
-    uAnswers += static_cast<size_t>(rkInspector.GetClassifyBackgroundColor(7, kColor));
-    VOTSAssetNodeContainer kTarget;
-    uAnswers += static_cast<size_t>(rkInspector.ReConstructContainer(&kTarget));
+    uAnswers += static_cast<size_t>(inspector.GetClassifyTypeByName(VOTEXT("Text"), nType));
+    uAnswers += static_cast<size_t>(inspector.GetClassifyExtension(7, vecExtensions)) + vecExtensions.size();
+    uAnswers += static_cast<size_t>(inspector.GetClassifyTypeColor(7, color));
+    uAnswers += static_cast<size_t>(inspector.GetClassifyBackgroundColor(7, color));
+    VOTSAssetNodeContainer target;
+    uAnswers += static_cast<size_t>(inspector.ReConstructContainer(&target));
     return uAnswers;
 }
 

@@ -16,52 +16,52 @@ constexpr unsigned int kPublished = 0;
 constexpr unsigned int kOrder = 1;
 constexpr unsigned int kRead = 2;
 
-int PlayPublisher(ControlWords& rkWords)
+int PlayPublisher(ControlWords& words)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    kPublisher.Publish(AF_TARGET, OneFileModel(VOTEXT("target")));
-    rkWords.Set(kPublished, 1);
-    if (!rkWords.WaitFor(kOrder, 1))
+    Publisher publisher;
+    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.Publish(AF_TARGET, OneFileModel(VOTEXT("target")));
+    words.Set(kPublished, 1);
+    if (!words.WaitFor(kOrder, 1))
     {
         return 3;
     }
-    kPublisher.Publish(AF_SOURCE, OneFileModel(VOTEXT("second")));
-    rkWords.Set(kPublished, 2);
-    return rkWords.WaitFor(kOrder, 2) ? 0 : 3;
+    publisher.Publish(AF_SOURCE, OneFileModel(VOTEXT("second")));
+    words.Set(kPublished, 2);
+    return words.WaitFor(kOrder, 2) ? 0 : 3;
 }
 
-int PlayReader(ControlWords& rkWords)
+int PlayReader(ControlWords& words)
 {
-    VOTSFileMappingAssemble& rkAssemble = *VOTSFileMappingAssemble::Instance();
+    VOTSFileMappingAssemble& assemble = *VOTSFileMappingAssemble::Instance();
     structAssetNode tsNode;
-    if (rkAssemble.OpenMappingState() != ET_NONE || rkAssemble.OpenMappingData() != ET_NONE ||
-        rkAssemble.GetAssetNode(tsNode, VOTEXT("top/d1/inner.txt"), AF_ERROR, nullptr) != 0 || tsNode.nAssetID != 7)
+    if (assemble.OpenMappingState() != ET_NONE || assemble.OpenMappingData() != ET_NONE ||
+        assemble.GetAssetNode(tsNode, VOTEXT("top/d1/inner.txt"), AF_ERROR, nullptr) != 0 || tsNode.nAssetID != 7)
     {
         return 1;
     }
-    rkWords.Set(kRead, 1);
-    if (!rkWords.WaitFor(kPublished, 2) || rkAssemble.LastErrorType() != ET_DATA_OUTDATED ||
-        rkAssemble.OpenMappingData() != ET_NONE ||
-        rkAssemble.GetAssetNode(tsNode, VOTEXT("second"), AF_SOURCE, nullptr) != 1)
+    words.Set(kRead, 1);
+    if (!words.WaitFor(kPublished, 2) || assemble.LastErrorType() != ET_DATA_OUTDATED ||
+        assemble.OpenMappingData() != ET_NONE ||
+        assemble.GetAssetNode(tsNode, VOTEXT("second"), AF_SOURCE, nullptr) != 1)
     {
         return 2;
     }
     VOTSFileMappingAssemble::Release();
-    rkWords.Set(kRead, 2);
+    words.Set(kRead, 2);
     return 0;
 }
 
 // Dies inside the data section: its block doesn't decompress, and the first line about that is the last thing it does.
 int PlayDyingReader(ControlWords&)
 {
-    ClosingInspector kReader;
-    if (kReader.OpenMappingState() != ET_NONE)
+    ClosingInspector reader;
+    if (reader.OpenMappingState() != ET_NONE)
     {
         return 1;
     }
     SetLogPrintfFunction([](VOLOG_PRIORITY, const char*) -> int { _Exit(42); });
-    (void)kReader.OpenMappingData();
+    (void)reader.OpenMappingData();
     return 2;
 }
 
@@ -76,100 +76,100 @@ public:
         {
             return;
         }
-        ControlWords kWords(kpszControlName);
-        const int nResult = !kWords.Ready()             ? 97
-                            : strRole == "publisher"    ? PlayPublisher(kWords)
-                            : strRole == "reader"       ? PlayReader(kWords)
-                            : strRole == "dying reader" ? PlayDyingReader(kWords)
+        ControlWords words(kpszControlName);
+        const int nResult = !words.Ready()              ? 97
+                            : strRole == "publisher"    ? PlayPublisher(words)
+                            : strRole == "reader"       ? PlayReader(words)
+                            : strRole == "dying reader" ? PlayDyingReader(words)
                                                         : 96;
         fflush(stdout);
         _Exit(nResult);
     }
 };
-testing::Environment* const s_pkRoles = testing::AddGlobalTestEnvironment(new Roles);
+testing::Environment* const s_pRoles = testing::AddGlobalTestEnvironment(new Roles);
 
 TEST(MultiProcess, TwoReadersFollowAPublisherInAnotherProcess)
 {
-    ControlWords kWords(kpszControlName);
-    ASSERT_TRUE(kWords.Ready());
+    ControlWords words(kpszControlName);
+    ASSERT_TRUE(words.Ready());
     for (unsigned int uWord = 0; uWord < 3; ++uWord)
     {
-        kWords.Set(uWord, 0);
+        words.Set(uWord, 0);
     }
-    ChildProcess kPublisher("publisher");
-    ASSERT_TRUE(kPublisher.Started());
-    ASSERT_TRUE(kWords.WaitFor(kPublished, 1));
-    ChildProcess kOther("reader");
-    ClosingInspector kSource(AF_SOURCE);
-    ClosingInspector kTarget(AF_TARGET);
-    kSource.Load();
-    kTarget.Load();
-    EXPECT_EQ(11u, kSource.GetAssetNodeCount());
-    EXPECT_EQ(0u, IdOf(kTarget, VOTEXT("target")));
-    ASSERT_TRUE(kWords.WaitFor(kRead, 1));
+    ChildProcess publisher("publisher");
+    ASSERT_TRUE(publisher.Started());
+    ASSERT_TRUE(words.WaitFor(kPublished, 1));
+    ChildProcess other("reader");
+    ClosingInspector source(AF_SOURCE);
+    ClosingInspector target(AF_TARGET);
+    source.Load();
+    target.Load();
+    EXPECT_EQ(11u, source.GetAssetNodeCount());
+    EXPECT_EQ(0u, IdOf(target, VOTEXT("target")));
+    ASSERT_TRUE(words.WaitFor(kRead, 1));
 
-    kWords.Set(kOrder, 1);
-    ASSERT_TRUE(kWords.WaitFor(kPublished, 2));
-    EXPECT_EQ(ET_DATA_OUTDATED, kSource.LastErrorType());
-    EXPECT_EQ(ET_NONE, kTarget.LastErrorType());
-    EXPECT_EQ(7u, IdOf(kSource, VOTEXT("top/d1/inner.txt"))) << "the old image still serves";
-    EXPECT_EQ(ET_NONE, kSource.OpenMappingData());
-    EXPECT_EQ(0u, IdOf(kSource, VOTEXT("second")));
-    EXPECT_EQ(0, kOther.Wait());
-    kWords.Set(kOrder, 2);
-    EXPECT_EQ(0, kPublisher.Wait());
+    words.Set(kOrder, 1);
+    ASSERT_TRUE(words.WaitFor(kPublished, 2));
+    EXPECT_EQ(ET_DATA_OUTDATED, source.LastErrorType());
+    EXPECT_EQ(ET_NONE, target.LastErrorType());
+    EXPECT_EQ(7u, IdOf(source, VOTEXT("top/d1/inner.txt"))) << "the old image still serves";
+    EXPECT_EQ(ET_NONE, source.OpenMappingData());
+    EXPECT_EQ(0u, IdOf(source, VOTEXT("second")));
+    EXPECT_EQ(0, other.Wait());
+    words.Set(kOrder, 2);
+    EXPECT_EQ(0, publisher.Wait());
     // The publisher is gone, and nobody tells.
-    EXPECT_EQ(ET_NONE, kSource.LastErrorType());
-    EXPECT_EQ(0u, IdOf(kSource, VOTEXT("second")));
+    EXPECT_EQ(ET_NONE, source.LastErrorType());
+    EXPECT_EQ(0u, IdOf(source, VOTEXT("second")));
 }
 
 TEST(MultiProcess, AKilledPublisherLeavesItsReadersWhatTheyHave)
 {
-    ControlWords kWords(kpszControlName);
-    ASSERT_TRUE(kWords.Ready());
+    ControlWords words(kpszControlName);
+    ASSERT_TRUE(words.Ready());
     for (unsigned int uWord = 0; uWord < 3; ++uWord)
     {
-        kWords.Set(uWord, 0);
+        words.Set(uWord, 0);
     }
-    ClosingInspector kReader;
+    ClosingInspector reader;
     {
-        ChildProcess kPublisher("publisher");
-        ASSERT_TRUE(kPublisher.Started());
-        ASSERT_TRUE(kWords.WaitFor(kPublished, 1));
-        kReader.Load();
-        kPublisher.Kill();
+        ChildProcess publisher("publisher");
+        ASSERT_TRUE(publisher.Started());
+        ASSERT_TRUE(words.WaitFor(kPublished, 1));
+        reader.Load();
+        publisher.Kill();
     }
-    EXPECT_EQ(ET_NONE, kReader.LastErrorType()) << "the last values are frozen in the section";
-    EXPECT_EQ(7u, IdOf(kReader, VOTEXT("top/d1/inner.txt")));
-    EXPECT_EQ(ET_NONE, kReader.OpenMappingData());
-    ASSERT_EQ(1, kReader.CloseMapping());
+    EXPECT_EQ(ET_NONE, reader.LastErrorType()) << "the last values are frozen in the section";
+    EXPECT_EQ(7u, IdOf(reader, VOTEXT("top/d1/inner.txt")));
+    EXPECT_EQ(ET_NONE, reader.OpenMappingData());
+    ASSERT_EQ(1, reader.CloseMapping());
 
     // A publisher that comes after it serves new readers under the same names.
-    Publisher kNext;
-    kNext.Publish(AF_SOURCE, OneFileModel(VOTEXT("next")));
-    kNext.Publish(AF_TARGET, OneFileModel(VOTEXT("next")));
-    kReader.Load();
-    EXPECT_EQ(0u, IdOf(kReader, VOTEXT("next")));
-    EXPECT_EQ(0u, kNext.Readers(AF_SOURCE));
+    Publisher next;
+    next.Publish(AF_SOURCE, OneFileModel(VOTEXT("next")));
+    next.Publish(AF_TARGET, OneFileModel(VOTEXT("next")));
+    reader.Load();
+    EXPECT_EQ(0u, IdOf(reader, VOTEXT("next")));
+    EXPECT_EQ(0u, next.Readers(AF_SOURCE));
 }
 
 TEST(MultiProcess, AReaderThatDiesInsideLeavesItsCountRaisedAndOthersReadOn)
 {
-    ControlWords kWords(kpszControlName);
-    ASSERT_TRUE(kWords.Ready());
-    Publisher kPublisher;
-    kPublisher.PublishBlock(AF_SOURCE, BlockAround(votest::FromHex("FF414243"), 238));
+    ControlWords words(kpszControlName);
+    ASSERT_TRUE(words.Ready());
+    Publisher publisher;
+    publisher.PublishBlock(AF_SOURCE, BlockAround(votest::FromHex("FF414243"), 238));
     {
-        ChildProcess kDying("dying reader");
-        ASSERT_TRUE(kDying.Started());
-        EXPECT_EQ(42, kDying.Wait());
+        ChildProcess dying("dying reader");
+        ASSERT_TRUE(dying.Started());
+        EXPECT_EQ(42, dying.Wait());
     }
-    EXPECT_EQ(1u, kPublisher.Readers(AF_SOURCE));
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    ClosingInspector kReader;
-    kReader.Load();
-    EXPECT_EQ(11u, kReader.GetAssetNodeCount());
-    EXPECT_EQ(1u, kPublisher.Readers(AF_SOURCE)) << "nothing repairs it";
+    EXPECT_EQ(1u, publisher.Readers(AF_SOURCE));
+    publisher.Publish(AF_SOURCE, SourceModel());
+    ClosingInspector reader;
+    reader.Load();
+    EXPECT_EQ(11u, reader.GetAssetNodeCount());
+    EXPECT_EQ(1u, publisher.Readers(AF_SOURCE)) << "nothing repairs it";
 }
 
 }  // namespace

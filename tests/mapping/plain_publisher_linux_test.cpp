@@ -56,7 +56,7 @@ public:
     PlainSection(const PlainSection&) = delete;
     PlainSection& operator=(const PlainSection&) = delete;
 
-    void Replace(const Bytes& rkBytes, mode_t uMode = 0600)
+    void Replace(const Bytes& bytes, mode_t uMode = 0600)
     {
         static int s_nNumber = 0;
         const std::string strTemporary =
@@ -65,12 +65,12 @@ public:
         ASSERT_LE(0, nFile);
         ASSERT_EQ(0, flock(nFile, LOCK_EX));
         ASSERT_EQ(0, fchmod(nFile, uMode));
-        ASSERT_EQ(0, posix_fallocate(nFile, 0, static_cast<off_t>(rkBytes.size())));
+        ASSERT_EQ(0, posix_fallocate(nFile, 0, static_cast<off_t>(bytes.size())));
         Unmap();
-        m_uSize = rkBytes.size();
+        m_uSize = bytes.size();
         m_pvView = mmap(nullptr, m_uSize, PROT_READ | PROT_WRITE, MAP_SHARED, nFile, 0);
         ASSERT_NE(MAP_FAILED, m_pvView);
-        memcpy(m_pvView, rkBytes.data(), m_uSize);
+        memcpy(m_pvView, bytes.data(), m_uSize);
         ASSERT_EQ(0, rename(("/dev/shm" + strTemporary).c_str(), PathOf(m_strSection).c_str()));
         ASSERT_EQ(0, close(nFile));
         m_bNamed = true;
@@ -112,49 +112,49 @@ private:
 // The two sections of one published source.
 struct PlainPublisher
 {
-    PlainSection kState{kStateSection};
-    PlainSection kData{kDataSection};
+    PlainSection state{kStateSection};
+    PlainSection data{kDataSection};
 
-    explicit PlainPublisher(ModelContainer kModel)
+    explicit PlainPublisher(ModelContainer model)
     {
-        kState.Replace(EmptyState());
-        kData.Replace(LiteralBlock(kModel.Image()));
-        kState.Store(16 + 12 * AF_SOURCE, 1);
-        kState.Store(12 + 12 * AF_SOURCE, 1);
+        state.Replace(EmptyState());
+        data.Replace(LiteralBlock(model.Image()));
+        state.Store(16 + 12 * AF_SOURCE, 1);
+        state.Store(12 + 12 * AF_SOURCE, 1);
     }
 };
 
 bool AssembleFinds(const VOWCHAR* pszPath)
 {
-    VOTSFileMappingAssemble* pkAssemble = VOTSFileMappingAssemble::Instance();
+    VOTSFileMappingAssemble* pAssemble = VOTSFileMappingAssemble::Instance();
     structAssetNode tsNode;
-    const bool bFound = pkAssemble->OpenMappingState() == ET_NONE && pkAssemble->OpenMappingData() == ET_NONE &&
-                        pkAssemble->IsAssetTypeEnable(AF_SOURCE) != 0 &&
-                        pkAssemble->GetAssetNode(tsNode, pszPath, AF_SOURCE, nullptr) == 1;
+    const bool bFound = pAssemble->OpenMappingState() == ET_NONE && pAssemble->OpenMappingData() == ET_NONE &&
+                        pAssemble->IsAssetTypeEnable(AF_SOURCE) != 0 &&
+                        pAssemble->GetAssetNode(tsNode, pszPath, AF_SOURCE, nullptr) == 1;
     VOTSFileMappingAssemble::Release();
     return bFound;
 }
 
 TEST(PlainPublisher, WhatItPublishesIsFoundByTheAssemble)
 {
-    const PlainPublisher kPublisher(SourceModel());
+    const PlainPublisher publisher(SourceModel());
     EXPECT_TRUE(AssembleFinds(VOTEXT("top/d1/inner.txt")));
 }
 
 TEST(PlainPublisher, AReplacedDataSectionIsLoadedAndTheOldOneStaysWholeForWhoIsInside)
 {
-    PlainPublisher kPublisher(SourceModel());
-    ClosingInspector kReader;
-    kReader.Load();
+    PlainPublisher publisher(SourceModel());
+    ClosingInspector reader;
+    reader.Load();
     const int nOld = open(PathOf(kDataSection).c_str(), O_RDONLY);
     struct stat infoOld = {};
     ASSERT_EQ(0, fstat(nOld, &infoOld));
 
-    kPublisher.kData.Replace(LiteralBlock(OneFileModel(VOTEXT("new.txt")).Image()));
-    kPublisher.kState.Store(16 + 12 * AF_SOURCE, 2);
-    EXPECT_EQ(ET_DATA_OUTDATED, kReader.LastErrorType());
-    EXPECT_EQ(ET_NONE, kReader.OpenMappingData());
-    EXPECT_EQ(0u, IdOf(kReader, VOTEXT("new.txt")));
+    publisher.data.Replace(LiteralBlock(OneFileModel(VOTEXT("new.txt")).Image()));
+    publisher.state.Store(16 + 12 * AF_SOURCE, 2);
+    EXPECT_EQ(ET_DATA_OUTDATED, reader.LastErrorType());
+    EXPECT_EQ(ET_NONE, reader.OpenMappingData());
+    EXPECT_EQ(0u, IdOf(reader, VOTEXT("new.txt")));
 
     Bytes vecOld(static_cast<size_t>(infoOld.st_size));
     EXPECT_EQ(infoOld.st_size, read(nOld, vecOld.data(), vecOld.size()));
@@ -164,35 +164,35 @@ TEST(PlainPublisher, AReplacedDataSectionIsLoadedAndTheOldOneStaysWholeForWhoIsI
 
 TEST(PlainPublisher, AWithdrawnSectionIsGoneForNewReadersAndStaysForOldOnes)
 {
-    PlainPublisher kPublisher(SourceModel());
-    ClosingInspector kReader;
-    kReader.Load();
-    kPublisher.kState.Withdraw();
-    EXPECT_EQ(ET_NONE, kReader.LastErrorType());
-    ClosingInspector kNew;
-    EXPECT_EQ(ET_STATE_UNAVAILABLE, kNew.OpenMappingState());
+    PlainPublisher publisher(SourceModel());
+    ClosingInspector reader;
+    reader.Load();
+    publisher.state.Withdraw();
+    EXPECT_EQ(ET_NONE, reader.LastErrorType());
+    ClosingInspector fresh;
+    EXPECT_EQ(ET_STATE_UNAVAILABLE, fresh.OpenMappingState());
 }
 
 TEST(PlainPublisher, AnObjectThatOthersMayWriteToIsRefused)
 {
     for (const mode_t uMode : {0620, 0602, 0666})
     {
-        PlainPublisher kPublisher(SourceModel());
-        kPublisher.kState.Replace(EmptyState(), uMode);
-        ClosingInspector kReader;
-        EXPECT_EQ(ET_STATE_UNAVAILABLE, kReader.OpenMappingState()) << uMode;
+        PlainPublisher publisher(SourceModel());
+        publisher.state.Replace(EmptyState(), uMode);
+        ClosingInspector reader;
+        EXPECT_EQ(ET_STATE_UNAVAILABLE, reader.OpenMappingState()) << uMode;
     }
 }
 
 TEST(PlainPublisher, AnObjectWithASecondLinkIsRefused)
 {
-    const PlainPublisher kPublisher(SourceModel());
+    const PlainPublisher publisher(SourceModel());
     const std::string strLink = PathOf("second");
     ASSERT_EQ(0, link(PathOf(kStateSection).c_str(), strLink.c_str()));
-    ClosingInspector kReader;
-    EXPECT_EQ(ET_STATE_UNAVAILABLE, kReader.OpenMappingState());
+    ClosingInspector reader;
+    EXPECT_EQ(ET_STATE_UNAVAILABLE, reader.OpenMappingState());
     EXPECT_EQ(0, unlink(strLink.c_str()));
-    EXPECT_EQ(ET_NONE, kReader.OpenMappingState());
+    EXPECT_EQ(ET_NONE, reader.OpenMappingState());
 }
 
 TEST(PlainPublisherDeathTest, ANameSpaceIsEscaped)
@@ -200,7 +200,7 @@ TEST(PlainPublisherDeathTest, ANameSpaceIsEscaped)
     EXPECT_IN_FRESH_PROCESS({
         const std::string strNameSpace = "plain publisher." + std::to_string(getpid()) + "/\xC3\xA4~";
         setenv("VOBASE_NAMESPACE", strNameSpace.c_str(), 1);
-        const PlainPublisher kPublisher(SourceModel());
+        const PlainPublisher publisher(SourceModel());
         CHECK_HERE(ObjectName("x").find("plain%20publisher%2E") != std::string::npos);
         CHECK_HERE(ObjectName("x").find("%2F%C3%A4%7E.x") != std::string::npos);
         CHECK_HERE(AssembleFinds(VOTEXT("top/d1/inner.txt")));

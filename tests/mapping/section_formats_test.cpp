@@ -41,13 +41,13 @@ TEST(UpdateState, IsWrittenByteForByte)
     {
         kState.arrStateInfo[uSource] = {0x01000000 + uSource, 0x02000000 + uSource, 0x03000000 + uSource};
     }
-    ByteBuilder kExpected;
-    kExpected.Hex("76657273696F6E2E322E3400");
+    ByteBuilder expected;
+    expected.Hex("76657273696F6E2E322E3400");
     for (unsigned int uSource = 0; uSource < 10; ++uSource)
     {
-        kExpected.U32(0x01000000 + uSource).U32(0x02000000 + uSource).U32(0x03000000 + uSource);
+        expected.U32(0x01000000 + uSource).U32(0x02000000 + uSource).U32(0x03000000 + uSource);
     }
-    EXPECT_TRUE(SameBytes(kExpected.Result(), votest::CopyBytes(&kState, sizeof(kState))));
+    EXPECT_TRUE(SameBytes(expected.Result(), votest::CopyBytes(&kState, sizeof(kState))));
 }
 
 TEST(UpdateState, ErrorTypesAndModesHaveTheirPublishedValues)
@@ -67,21 +67,21 @@ TEST(UpdateState, ErrorTypesAndModesHaveTheirPublishedValues)
 
 TEST(UpdateState, EachSourceIsServedByItsOwnRecordAndItsOwnSection)
 {
-    Publisher kPublisher;
+    Publisher publisher;
     for (unsigned int uSource = 1; uSource < ASSETTYPE_COUNT; ++uSource)
     {
-        kPublisher.Publish(uSource, OneFileModel(VOTEXT("file") + Wide(std::to_string(uSource))));
+        publisher.Publish(uSource, OneFileModel(VOTEXT("file") + Wide(std::to_string(uSource))));
     }
     for (unsigned int uSource = 1; uSource < ASSETTYPE_COUNT; ++uSource)
     {
-        ClosingInspector kReader(static_cast<enumAssetFrom>(uSource));
-        kReader.Load();
-        EXPECT_EQ(0u, IdOf(kReader, (VOTEXT("file") + Wide(std::to_string(uSource))).c_str()));
-        EXPECT_EQ(kNone, IdOf(kReader, VOTEXT("file0")));
-        kPublisher.SetCount(uSource, 5);
-        EXPECT_EQ(ET_DATA_OUTDATED, kReader.LastErrorType());
-        kPublisher.SetEnabled(uSource, 0);
-        EXPECT_EQ(ET_SOURCE_DISABLED, kReader.OpenMappingData());
+        ClosingInspector reader(static_cast<enumAssetFrom>(uSource));
+        reader.Load();
+        EXPECT_EQ(0u, IdOf(reader, (VOTEXT("file") + Wide(std::to_string(uSource))).c_str()));
+        EXPECT_EQ(kNone, IdOf(reader, VOTEXT("file0")));
+        publisher.SetCount(uSource, 5);
+        EXPECT_EQ(ET_DATA_OUTDATED, reader.LastErrorType());
+        publisher.SetEnabled(uSource, 0);
+        EXPECT_EQ(ET_SOURCE_DISABLED, reader.OpenMappingData());
     }
 }
 
@@ -89,11 +89,11 @@ TEST(UpdateState, ALargerSectionServesToo)
 {
     Bytes vecState = EmptyState();
     vecState.resize(5000, 0xEE);
-    Publisher kPublisher(vecState);
-    kPublisher.Publish(AF_SOURCE, SourceModel());
-    ClosingInspector kReader;
-    kReader.Load();
-    EXPECT_EQ(0u, IdOf(kReader, VOTEXT("top")));
+    Publisher publisher(vecState);
+    publisher.Publish(AF_SOURCE, SourceModel());
+    ClosingInspector reader;
+    reader.Load();
+    EXPECT_EQ(0u, IdOf(reader, VOTEXT("top")));
 }
 
 TEST(DataSection, ABlockOfLiteralsMadeByHandIsAsGoodAsTheLibrarys)
@@ -113,12 +113,12 @@ TEST(DataSection, ABlockOfLiteralsMadeByHandIsAsGoodAsTheLibrarys)
             EXPECT_EQ(vecImage.size(), ReadU64(vecBlock, 0));
             EXPECT_EQ(vecBlock.size() - 24, ReadU64(vecBlock, 8));
         }
-        Publisher kPublisher;
-        kPublisher.PublishBlock(AF_SOURCE, vecBlock);
-        ClosingInspector kReader;
-        kReader.Load();
-        EXPECT_EQ(11u, kReader.GetAssetNodeCount());
-        EXPECT_EQ(7u, IdOf(kReader, VOTEXT("c:/ROOT/top/d1/INNER.txt")));
+        Publisher publisher;
+        publisher.PublishBlock(AF_SOURCE, vecBlock);
+        ClosingInspector reader;
+        reader.Load();
+        EXPECT_EQ(11u, reader.GetAssetNodeCount());
+        EXPECT_EQ(7u, IdOf(reader, VOTEXT("c:/ROOT/top/d1/INNER.txt")));
     }
 }
 
@@ -126,11 +126,11 @@ TEST(DataSection, WhatStandsBehindTheBlockDoesNotMatter)
 {
     Bytes vecBlock = LiteralBlock(SourceModel().Image());
     vecBlock.resize(vecBlock.size() + 100000, 0xEE);
-    Publisher kPublisher;
-    kPublisher.PublishBlock(AF_SOURCE, vecBlock);
-    ClosingInspector kReader;
-    kReader.Load();
-    EXPECT_EQ(11u, kReader.GetAssetNodeCount());
+    Publisher publisher;
+    publisher.PublishBlock(AF_SOURCE, vecBlock);
+    ClosingInspector reader;
+    reader.Load();
+    EXPECT_EQ(11u, reader.GetAssetNodeCount());
 }
 
 }  // namespace

@@ -20,16 +20,16 @@ TEST(ShortStateSection, OfAnyOtherTextIsAMismatch)
 {
     for (const char* pszText : {"abc", "version.2.", "version.2.3", "x"})
     {
-        Publisher kPublisher{Bytes(pszText, pszText + strlen(pszText))};
-        ClosingInspector kReader;
-        EXPECT_EQ(ET_VERSION_MISMATCH, kReader.OpenMappingState()) << pszText;
-        EXPECT_EQ(ET_STATE_UNAVAILABLE, kReader.LastErrorType());
+        Publisher publisher{Bytes(pszText, pszText + strlen(pszText))};
+        ClosingInspector reader;
+        EXPECT_EQ(ET_VERSION_MISMATCH, reader.OpenMappingState()) << pszText;
+        EXPECT_EQ(ET_STATE_UNAVAILABLE, reader.LastErrorType());
     }
 }
 
 TEST(ShortStateSection, OfEveryLengthBelow132IsRefusedByAnInspectorAndGivenBack)
 {
-    QuietLoop kQuiet;
+    QuietLoop quiet;
     Bytes vecWhole = EmptyState();
     for (size_t uByte = 12; uByte < vecWhole.size(); ++uByte)
     {
@@ -37,20 +37,20 @@ TEST(ShortStateSection, OfEveryLengthBelow132IsRefusedByAnInspectorAndGivenBack)
     }
     for (size_t uSize = 1; uSize < 132; ++uSize)
     {
-        kQuiet.Next();
-        Publisher kPublisher{Bytes(vecWhole.begin(), vecWhole.begin() + static_cast<ptrdiff_t>(uSize))};
-        ClosingInspector kReader(LUMTrayService::AF_MERGETARGET);
-        const ErrorType eResult = kReader.OpenMappingState();
+        quiet.Next();
+        Publisher publisher{Bytes(vecWhole.begin(), vecWhole.begin() + static_cast<ptrdiff_t>(uSize))};
+        ClosingInspector reader(LUMTrayService::AF_MERGETARGET);
+        const ErrorType eResult = reader.OpenMappingState();
         // Behind the end of a section stand zeros, as in the rest of a page: so eleven bytes hold the whole version.
         EXPECT_EQ(uSize < 11 ? ET_VERSION_MISMATCH : ET_STATE_UNAVAILABLE, eResult) << uSize;
-        EXPECT_EQ(ET_STATE_UNAVAILABLE, kReader.LastErrorType());
-        EXPECT_EQ(ET_STATE_UNAVAILABLE, kReader.OpenMappingData());
+        EXPECT_EQ(ET_STATE_UNAVAILABLE, reader.LastErrorType());
+        EXPECT_EQ(ET_STATE_UNAVAILABLE, reader.OpenMappingData());
     }
 }
 
 TEST(ShortStateSection, OfEveryLengthBelow132GivesAnAssembleWithoutSources)
 {
-    QuietLoop kQuiet;
+    QuietLoop quiet;
     Bytes vecWhole = EmptyState();
     for (size_t uByte = 12; uByte < vecWhole.size(); ++uByte)
     {
@@ -58,12 +58,12 @@ TEST(ShortStateSection, OfEveryLengthBelow132GivesAnAssembleWithoutSources)
     }
     for (size_t uSize = 1; uSize < 132; ++uSize)
     {
-        kQuiet.Next();
-        Publisher kPublisher{Bytes(vecWhole.begin(), vecWhole.begin() + static_cast<ptrdiff_t>(uSize))};
+        quiet.Next();
+        Publisher publisher{Bytes(vecWhole.begin(), vecWhole.begin() + static_cast<ptrdiff_t>(uSize))};
         BareAssemble kAssemble;
-        LogCapture kLog;
+        LogCapture log;
         EXPECT_EQ(0, kAssemble._SetupInspector()) << uSize;
-        EXPECT_THAT(kLog.Lines(),
+        EXPECT_THAT(log.Lines(),
                     ElementsAre(uSize < 11 ? ProcessError("::strcmp(pMappingState->szVersion, "
                                                           "FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == 0",
                                                           kSetup)
@@ -74,25 +74,25 @@ TEST(ShortStateSection, OfEveryLengthBelow132GivesAnAssembleWithoutSources)
 
 TEST(ShortStateSection, OfExactly132BytesServes)
 {
-    Publisher kPublisher;
-    kPublisher.Publish(LUMTrayService::AF_MERGETARGET, SourceModel());
-    ClosingInspector kReader(LUMTrayService::AF_MERGETARGET);
-    kReader.Load();
-    EXPECT_EQ(11u, kReader.GetAssetNodeCount());
+    Publisher publisher;
+    publisher.Publish(LUMTrayService::AF_MERGETARGET, SourceModel());
+    ClosingInspector reader(LUMTrayService::AF_MERGETARGET);
+    reader.Load();
+    EXPECT_EQ(11u, reader.GetAssetNodeCount());
 }
 
 TEST(ShortDataSection, ABlockCutAnywhereIsRefusedUntilItsStreamIsWhole)
 {
-    QuietLoop kQuiet;
+    QuietLoop quiet;
     const Bytes vecBlock = LiteralBlock(OneFileModel(VOTEXT("file")).Image());
-    Publisher kPublisher;
-    ClosingInspector kReader;
-    ASSERT_EQ(ET_NONE, kReader.OpenMappingState());
+    Publisher publisher;
+    ClosingInspector reader;
+    ASSERT_EQ(ET_NONE, reader.OpenMappingState());
     for (size_t uSize = 1; uSize < vecBlock.size(); ++uSize)
     {
-        kQuiet.Next();
-        kPublisher.PublishBlock(AF_SOURCE, Bytes(vecBlock.begin(), vecBlock.begin() + static_cast<ptrdiff_t>(uSize)));
-        const ErrorType eResult = kReader.OpenMappingData();
+        quiet.Next();
+        publisher.PublishBlock(AF_SOURCE, Bytes(vecBlock.begin(), vecBlock.begin() + static_cast<ptrdiff_t>(uSize)));
+        const ErrorType eResult = reader.OpenMappingData();
         if (uSize < vecBlock.size() - 8)
         {
             EXPECT_EQ(ET_DATA_UNAVAILABLE, eResult) << uSize;
@@ -102,10 +102,10 @@ TEST(ShortDataSection, ABlockCutAnywhereIsRefusedUntilItsStreamIsWhole)
             // The tail holds nothing.
             EXPECT_TRUE(eResult == ET_NONE || eResult == ET_DATA_UNAVAILABLE) << uSize;
         }
-        EXPECT_EQ(0u, kPublisher.Readers(AF_SOURCE)) << uSize;
+        EXPECT_EQ(0u, publisher.Readers(AF_SOURCE)) << uSize;
     }
-    kPublisher.PublishBlock(AF_SOURCE, vecBlock);
-    EXPECT_EQ(ET_NONE, kReader.OpenMappingData());
+    publisher.PublishBlock(AF_SOURCE, vecBlock);
+    EXPECT_EQ(ET_NONE, reader.OpenMappingData());
 }
 
 TEST(ShortDataSection, AStreamThatRunsOnBehindTheSectionIsRefused)
@@ -115,11 +115,11 @@ TEST(ShortDataSection, AStreamThatRunsOnBehindTheSectionIsRefused)
     Bytes vecBlock = LiteralBlock(vecImage);
     ASSERT_GT(vecBlock.size(), 12288u);
     vecBlock.resize(8192);
-    Publisher kPublisher;
-    kPublisher.PublishBlock(AF_SOURCE, vecBlock);
-    ClosingInspector kReader;
-    ASSERT_EQ(ET_NONE, kReader.OpenMappingState());
-    EXPECT_EQ(ET_DATA_UNAVAILABLE, kReader.OpenMappingData());
+    Publisher publisher;
+    publisher.PublishBlock(AF_SOURCE, vecBlock);
+    ClosingInspector reader;
+    ASSERT_EQ(ET_NONE, reader.OpenMappingState());
+    EXPECT_EQ(ET_DATA_UNAVAILABLE, reader.OpenMappingData());
 }
 
 }  // namespace

@@ -91,7 +91,7 @@ TEST(DebugThreads, AreStoppedOneAtATime)
     Counter first;
     Counter second;
     ASSERT_EQ(0u, VOSuspendThread(first.Handle()));
-    EXPECT_EQ(FAILED_CALL, VOSuspendThread(second.Handle()));
+    EXPECT_EQ(kFailedCall, VOSuspendThread(second.Handle()));
     EXPECT_EQ(1u, VOResumeThread(first.Handle()));
     EXPECT_EQ(0u, VOSuspendThread(second.Handle()));
     EXPECT_EQ(1u, VOResumeThread(second.Handle()));
@@ -101,14 +101,14 @@ TEST(DebugThreads, ThatAreNoneOrHaveEndedFail)
 {
     CONTEXT context = {};
     Counter counter;
-    EXPECT_EQ(FAILED_CALL, VOResumeThread(counter.Handle()));
+    EXPECT_EQ(kFailedCall, VOResumeThread(counter.Handle()));
     EXPECT_FALSE(VOGetThreadContext(counter.Handle(), &context));
     counter.End();
     for (const HANDLE hThread : {counter.Handle(), HANDLE{nullptr}})
     {
-        EXPECT_EQ(FAILED_CALL, VOSuspendThread(hThread));
+        EXPECT_EQ(kFailedCall, VOSuspendThread(hThread));
         EXPECT_FALSE(VOGetThreadContext(hThread, &context));
-        EXPECT_EQ(FAILED_CALL, VOResumeThread(hThread));
+        EXPECT_EQ(kFailedCall, VOResumeThread(hThread));
     }
 }
 

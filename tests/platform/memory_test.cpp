@@ -10,8 +10,8 @@
 
 TEST(ZeroedMemory, IsZeroAtAnySizeEvenWhereMemoryIsUsedAgain)
 {
-    for (const size_t uSize : {size_t{1}, size_t{24}, size_t{4096}, size_t{100000}, VO_HUGE_PAGE_THRESHOLD - 1,
-                               VO_HUGE_PAGE_THRESHOLD, (size_t{9} << 20) + 12345})
+    for (const size_t uSize : {size_t{1}, size_t{24}, size_t{4096}, size_t{100000}, kVOHugePageThreshold - 1,
+                               kVOHugePageThreshold, (size_t{9} << 20) + 12345})
     {
         for (int nRound = 0; nRound < 3; ++nRound)
         {
@@ -33,9 +33,9 @@ TEST(ZeroedMemory, OfNoSizeCanBeFreed)
 
 TEST(ZeroedMemory, CanBeGrownByTheRuntime)
 {
-    char* pBlock = static_cast<char*>(VOAllocateZeroed(VO_HUGE_PAGE_THRESHOLD));
+    char* pBlock = static_cast<char*>(VOAllocateZeroed(kVOHugePageThreshold));
     memcpy(pBlock, "moved", 6);
-    pBlock = static_cast<char*>(realloc(pBlock, 2 * VO_HUGE_PAGE_THRESHOLD));
+    pBlock = static_cast<char*>(realloc(pBlock, 2 * kVOHugePageThreshold));
     ASSERT_NE(nullptr, pBlock);
     EXPECT_STREQ("moved", pBlock);
     free(pBlock);

@@ -23,7 +23,7 @@ inline VOWString Wide(std::string_view strText)
     return VOWString(strText.begin(), strText.end());
 }
 
-constexpr DWORD FAILED_CALL = static_cast<DWORD>(-1);  // what suspending and resuming give when they can't
+constexpr DWORD kFailedCall = static_cast<DWORD>(-1);  // what suspending and resuming give when they can't
 constexpr DWORD LONG_TIME = 60000;                     // milliseconds, far beyond what anything here takes
 
 // A name that no other test program uses at the same time.

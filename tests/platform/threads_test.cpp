@@ -188,7 +188,7 @@ TEST(Threads, CanBeSuspended127Times)
     {
         ASSERT_EQ(uCount, SuspendThread(counter.Handle()));
     }
-    EXPECT_EQ(FAILED_CALL, SuspendThread(counter.Handle()));
+    EXPECT_EQ(kFailedCall, SuspendThread(counter.Handle()));
     EXPECT_EQ(DWORD{ERROR_SIGNAL_REFUSED}, GetLastError());
     for (DWORD uCount = 127; uCount > 0; --uCount)
     {
@@ -232,7 +232,7 @@ TEST(Threads, ThatHaveEndedCannotBeSuspended)
 {
     TestThread thread([] {});
     ASSERT_EQ(DWORD{WAIT_OBJECT_0}, WaitForSingleObject(thread.Handle(), LONG_TIME));
-    EXPECT_EQ(FAILED_CALL, SuspendThread(thread.Handle()));
+    EXPECT_EQ(kFailedCall, SuspendThread(thread.Handle()));
     EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
     // Ended is ended, for every further look.
     EXPECT_EQ(DWORD{WAIT_OBJECT_0}, WaitForSingleObject(thread.Handle(), 0));
@@ -357,8 +357,8 @@ TEST(Threads, SleepNoShorterForBeingSuspended)
             ASSERT_TRUE(Eventually([&] { return bBegan.load(); }));
             for (int nRound = 0; nRound < 20; ++nRound)
             {
-                EXPECT_NE(FAILED_CALL, SuspendThread(thread.Handle()));
-                EXPECT_NE(FAILED_CALL, ResumeThread(thread.Handle()));
+                EXPECT_NE(kFailedCall, SuspendThread(thread.Handle()));
+                EXPECT_NE(kFailedCall, ResumeThread(thread.Handle()));
             }
         }
         EXPECT_GE(uTook, 300u - 16u);  // the clock of a system ticks every 16 ms at worst
@@ -393,7 +393,7 @@ TEST(Threads, EndOnceTheyAreResumedWhenTheyWereSuspendedAtTheirEnd)
     {
         TestThread thread([] {});
         const DWORD uPrevious = SuspendThread(thread.Handle());
-        if (uPrevious == FAILED_CALL)
+        if (uPrevious == kFailedCall)
         {
             EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
         }
@@ -419,8 +419,8 @@ TEST(Threads, CanBeSuspendedByManyAtOnce)
                 for (int nRound = 0; nRound < 400; ++nRound)
                 {
                     const HANDLE hTarget = counters[random() % 2].Handle();
-                    nWrong += SuspendThread(hTarget) == FAILED_CALL ? 1 : 0;
-                    nWrong += ResumeThread(hTarget) == FAILED_CALL ? 1 : 0;
+                    nWrong += SuspendThread(hTarget) == kFailedCall ? 1 : 0;
+                    nWrong += ResumeThread(hTarget) == kFailedCall ? 1 : 0;
                 }
             }));
     }
@@ -465,9 +465,9 @@ TEST(Threads, HaveHandlesThatAreToldFromOthers)
     const HANDLE hEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     for (const HANDLE hWrong : {static_cast<HANDLE>(nullptr), hEvent})
     {
-        EXPECT_EQ(FAILED_CALL, SuspendThread(hWrong));
+        EXPECT_EQ(kFailedCall, SuspendThread(hWrong));
         EXPECT_EQ(DWORD{ERROR_INVALID_HANDLE}, GetLastError());
-        EXPECT_EQ(FAILED_CALL, ResumeThread(hWrong));
+        EXPECT_EQ(kFailedCall, ResumeThread(hWrong));
         EXPECT_EQ(DWORD{ERROR_INVALID_HANDLE}, GetLastError());
     }
     EXPECT_TRUE(CloseHandle(hEvent));

@@ -20,45 +20,45 @@ int DigitOf(char ch)
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-std::string DumpAround(const Bytes& rkBytes, size_t uOffset)
+std::string DumpAround(const Bytes& bytes, size_t uOffset)
 {
     const size_t uBegin = uOffset >= 8 ? uOffset - 8 : 0;
-    const size_t uEnd = std::min(rkBytes.size(), uOffset + 16);
+    const size_t uEnd = std::min(bytes.size(), uOffset + 16);
     std::string strDump;
     for (size_t i = uBegin; i < uEnd; ++i)
     {
         char szByte[8];
-        snprintf(szByte, sizeof(szByte), i == uOffset ? "[%02x] " : "%02x ", rkBytes[i]);
+        snprintf(szByte, sizeof(szByte), i == uOffset ? "[%02x] " : "%02x ", bytes[i]);
         strDump += szByte;
     }
     return strDump;
 }
 
-void CheckRange(const Bytes& rkBytes, size_t uOffset, size_t uSize)
+void CheckRange(const Bytes& bytes, size_t uOffset, size_t uSize)
 {
-    if (uOffset > rkBytes.size() || uSize > rkBytes.size() - uOffset)
+    if (uOffset > bytes.size() || uSize > bytes.size() - uOffset)
     {
         throw std::out_of_range("a field behind the end of the image");
     }
 }
 
-uint64_t ReadLittle(const Bytes& rkBytes, size_t uOffset, size_t uSize)
+uint64_t ReadLittle(const Bytes& bytes, size_t uOffset, size_t uSize)
 {
-    CheckRange(rkBytes, uOffset, uSize);
+    CheckRange(bytes, uOffset, uSize);
     uint64_t ullValue = 0;
     for (size_t i = uSize; i-- > 0;)
     {
-        ullValue = ullValue << 8 | rkBytes[uOffset + i];
+        ullValue = ullValue << 8 | bytes[uOffset + i];
     }
     return ullValue;
 }
 
-void WriteLittle(Bytes& rBytes, size_t uOffset, size_t uSize, uint64_t ullValue)
+void WriteLittle(Bytes& bytes, size_t uOffset, size_t uSize, uint64_t ullValue)
 {
-    CheckRange(rBytes, uOffset, uSize);
+    CheckRange(bytes, uOffset, uSize);
     for (size_t i = 0; i < uSize; ++i)
     {
-        rBytes[uOffset + i] = static_cast<unsigned char>(ullValue >> (8 * i));
+        bytes[uOffset + i] = static_cast<unsigned char>(ullValue >> (8 * i));
     }
 }
 }  // namespace
@@ -90,9 +90,9 @@ ByteBuilder& ByteBuilder::Zeros(size_t uCount)
     return *this;
 }
 
-ByteBuilder& ByteBuilder::Append(const Bytes& rkBytes)
+ByteBuilder& ByteBuilder::Append(const Bytes& bytes)
 {
-    m_vecBytes.insert(m_vecBytes.end(), rkBytes.begin(), rkBytes.end());
+    m_vecBytes.insert(m_vecBytes.end(), bytes.begin(), bytes.end());
     return *this;
 }
 
@@ -163,24 +163,24 @@ Bytes FromHex(std::string_view strHex)
     return ByteBuilder().Hex(strHex).Result();
 }
 
-uint32_t ReadU32(const Bytes& rkBytes, size_t uOffset)
+uint32_t ReadU32(const Bytes& bytes, size_t uOffset)
 {
-    return static_cast<uint32_t>(ReadLittle(rkBytes, uOffset, 4));
+    return static_cast<uint32_t>(ReadLittle(bytes, uOffset, 4));
 }
 
-uint64_t ReadU64(const Bytes& rkBytes, size_t uOffset)
+uint64_t ReadU64(const Bytes& bytes, size_t uOffset)
 {
-    return ReadLittle(rkBytes, uOffset, 8);
+    return ReadLittle(bytes, uOffset, 8);
 }
 
-void WriteU32(Bytes& rBytes, size_t uOffset, uint32_t uValue)
+void WriteU32(Bytes& bytes, size_t uOffset, uint32_t uValue)
 {
-    WriteLittle(rBytes, uOffset, 4, uValue);
+    WriteLittle(bytes, uOffset, 4, uValue);
 }
 
-void WriteU64(Bytes& rBytes, size_t uOffset, uint64_t ullValue)
+void WriteU64(Bytes& bytes, size_t uOffset, uint64_t ullValue)
 {
-    WriteLittle(rBytes, uOffset, 8, ullValue);
+    WriteLittle(bytes, uOffset, 8, ullValue);
 }
 
 Bytes CopyBytes(const void* pvFrom, size_t uSize)
@@ -205,32 +205,32 @@ Bytes TakeBytes(void* pvAlloc, size_t uSize)
     return vecBytes;
 }
 
-testing::AssertionResult SameBytes(const Bytes& rkExpected, const Bytes& rkActual)
+testing::AssertionResult SameBytes(const Bytes& expected, const Bytes& actual)
 {
-    const size_t uCommon = std::min(rkExpected.size(), rkActual.size());
+    const size_t uCommon = std::min(expected.size(), actual.size());
     size_t uAt = 0;
-    while (uAt < uCommon && rkExpected[uAt] == rkActual[uAt])
+    while (uAt < uCommon && expected[uAt] == actual[uAt])
     {
         ++uAt;
     }
-    if (uAt == uCommon && rkExpected.size() == rkActual.size())
+    if (uAt == uCommon && expected.size() == actual.size())
     {
         return testing::AssertionSuccess() << "both have the same " << uCommon << " bytes";
     }
-    return testing::AssertionFailure() << "expected " << rkExpected.size() << " bytes, actual " << rkActual.size()
+    return testing::AssertionFailure() << "expected " << expected.size() << " bytes, actual " << actual.size()
                                        << " bytes, first difference at offset " << uAt
-                                       << "\n  expected: " << DumpAround(rkExpected, uAt)
-                                       << "\n  actual:   " << DumpAround(rkActual, uAt);
+                                       << "\n  expected: " << DumpAround(expected, uAt)
+                                       << "\n  actual:   " << DumpAround(actual, uAt);
 }
 
-MisalignedBlock::MisalignedBlock(const Bytes& rkBytes, size_t uMisalignment)
-    : m_pbAllocation(static_cast<unsigned char*>(malloc(uMisalignment + rkBytes.size() + (rkBytes.empty() ? 1 : 0)))),
+MisalignedBlock::MisalignedBlock(const Bytes& bytes, size_t uMisalignment)
+    : m_pbAllocation(static_cast<unsigned char*>(malloc(uMisalignment + bytes.size() + (bytes.empty() ? 1 : 0)))),
       m_pbData(m_pbAllocation + uMisalignment),
-      m_uSize(rkBytes.size())
+      m_uSize(bytes.size())
 {
     if (m_uSize != 0)
     {
-        memcpy(m_pbData, rkBytes.data(), m_uSize);
+        memcpy(m_pbData, bytes.data(), m_uSize);
     }
 }
 

@@ -26,7 +26,7 @@ public:
     ByteBuilder& U32(uint32_t uValue);
     ByteBuilder& U64(uint64_t ullValue);
     ByteBuilder& Zeros(size_t uCount);
-    ByteBuilder& Append(const Bytes& rkBytes);
+    ByteBuilder& Append(const Bytes& bytes);
 
     // Characters as they are, without a terminator.
     ByteBuilder& Narrow(std::string_view strText);
@@ -52,10 +52,10 @@ private:
 Bytes FromHex(std::string_view strHex);
 
 // Little-endian reads at any offset; the offset is checked.
-uint32_t ReadU32(const Bytes& rkBytes, size_t uOffset);
-uint64_t ReadU64(const Bytes& rkBytes, size_t uOffset);
-void WriteU32(Bytes& rBytes, size_t uOffset, uint32_t uValue);
-void WriteU64(Bytes& rBytes, size_t uOffset, uint64_t ullValue);
+uint32_t ReadU32(const Bytes& bytes, size_t uOffset);
+uint64_t ReadU64(const Bytes& bytes, size_t uOffset);
+void WriteU32(Bytes& theBytes, size_t uOffset, uint32_t uValue);
+void WriteU64(Bytes& theBytes, size_t uOffset, uint64_t ullValue);
 
 // uSize bytes copied from memory.
 Bytes CopyBytes(const void* pvFrom, size_t uSize);
@@ -64,14 +64,14 @@ Bytes CopyBytes(const void* pvFrom, size_t uSize);
 Bytes TakeBytes(void* pvAlloc, size_t uSize);
 
 // Success when both are equal; otherwise both sizes, the offset of the first difference, and the bytes around it.
-testing::AssertionResult SameBytes(const Bytes& rkExpected, const Bytes& rkActual);
+testing::AssertionResult SameBytes(const Bytes& expected, const Bytes& actual);
 
 // A copy of a block whose first byte lies uMisalignment bytes (0 to 15) behind a 16-byte boundary, and whose last byte
 // is the last of its allocation, so that the address sanitizer sees every read behind it.
 class MisalignedBlock
 {
 public:
-    explicit MisalignedBlock(const Bytes& rkBytes, size_t uMisalignment = 0);
+    explicit MisalignedBlock(const Bytes& bytes, size_t uMisalignment = 0);
     ~MisalignedBlock();
     MisalignedBlock(const MisalignedBlock&) = delete;
     MisalignedBlock& operator=(const MisalignedBlock&) = delete;

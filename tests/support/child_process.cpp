@@ -6,7 +6,7 @@ namespace votest
 {
 ControlWords::ControlWords(const VOWCHAR* pszName)
 {
-    m_kSection.OpenOrCreate(pszName, 64);
+    m_section.OpenOrCreate(pszName, 64);
 }
 
 bool ControlWords::WaitFor(unsigned int uWord, unsigned int uValue)

@@ -38,7 +38,7 @@ class ControlWords
 {
 public:
     explicit ControlWords(const VOWCHAR* pszName);
-    bool Ready() const { return m_kSection.Data() != nullptr; }
+    bool Ready() const { return m_section.Data() != nullptr; }
     void Set(unsigned int uWord, unsigned int uValue) { At(uWord).store(uValue); }
     unsigned int Get(unsigned int uWord) { return At(uWord).load(); }
 
@@ -48,9 +48,9 @@ public:
 private:
     std::atomic_ref<unsigned int> At(unsigned int uWord)
     {
-        return std::atomic_ref<unsigned int>(static_cast<unsigned int*>(m_kSection.Data())[uWord]);
+        return std::atomic_ref<unsigned int>(static_cast<unsigned int*>(m_section.Data())[uWord]);
     }
-    VOPublishedSection m_kSection;
+    VOPublishedSection m_section;
 };
 
 }  // namespace votest

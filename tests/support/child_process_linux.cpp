@@ -20,9 +20,9 @@ ChildProcess::ChildProcess(const std::string& strRole)
         vecVariables.push_back(*ppszVariable);
     }
     std::vector<char*> vecPointers;
-    for (std::string& rstrVariable : vecVariables)
+    for (std::string& strVariable : vecVariables)
     {
-        vecPointers.push_back(rstrVariable.data());
+        vecPointers.push_back(strVariable.data());
     }
     vecPointers.push_back(nullptr);
     char szProgram[] = "/proc/self/exe";

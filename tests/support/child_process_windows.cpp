@@ -12,15 +12,15 @@ ChildProcess::ChildProcess(const std::string& strRole)
     VOWCHAR szProgram[4 * MAX_PATH];
     GetModuleFileNameW(nullptr, szProgram, 4 * MAX_PATH);
     VOWString strCommandLine = VOTEXT("\"") + VOWString(szProgram) + VOTEXT("\" --gtest_output=");
-    STARTUPINFOW kStartup = {};
-    kStartup.cb = sizeof(kStartup);
-    PROCESS_INFORMATION kProcess = {};
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION process = {};
     SetEnvironmentVariableA("VOBASE_TEST_CHILD_ROLE", strRole.c_str());
-    if (CreateProcessW(szProgram, strCommandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &kStartup,
-                       &kProcess) != 0)
+    if (CreateProcessW(szProgram, strCommandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                       &process) != 0)
     {
-        CloseHandle(kProcess.hThread);
-        m_nProcess = reinterpret_cast<intptr_t>(kProcess.hProcess);
+        CloseHandle(process.hThread);
+        m_nProcess = reinterpret_cast<intptr_t>(process.hProcess);
     }
     SetEnvironmentVariableA("VOBASE_TEST_CHILD_ROLE", nullptr);
 }

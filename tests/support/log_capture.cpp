@@ -6,8 +6,8 @@ namespace votest
 {
 namespace
 {
-std::mutex s_kLock;
-LogCapture* s_pkInnermost = nullptr;
+std::mutex s_lock;
+LogCapture* s_pInnermost = nullptr;
 }  // namespace
 
 std::string WithoutLineNumber(std::string strText)
@@ -35,9 +35,9 @@ std::string CheckLine(const std::string& strMacro, const std::string& strExpress
 LogCapture::LogCapture()
 {
     {
-        const std::lock_guard<std::mutex> kGuard(s_kLock);
-        m_pkOuter = s_pkInnermost;
-        s_pkInnermost = this;
+        const std::lock_guard<std::mutex> guard(s_lock);
+        m_pOuter = s_pInnermost;
+        s_pInnermost = this;
     }
     SetLogPrintfFunction(&LogCapture::LogHook);
     SetTracePrintFunction(&LogCapture::TraceHook);
@@ -45,70 +45,70 @@ LogCapture::LogCapture()
 
 LogCapture::~LogCapture()
 {
-    const std::lock_guard<std::mutex> kGuard(s_kLock);
-    s_pkInnermost = m_pkOuter;
+    const std::lock_guard<std::mutex> guard(s_lock);
+    s_pInnermost = m_pOuter;
 }
 
 void LogCapture::SetHookResult(int nResult)
 {
-    const std::lock_guard<std::mutex> kGuard(s_kLock);
+    const std::lock_guard<std::mutex> guard(s_lock);
     m_nHookResult = nResult;
 }
 
 size_t LogCapture::Count() const
 {
-    const std::lock_guard<std::mutex> kGuard(s_kLock);
+    const std::lock_guard<std::mutex> guard(s_lock);
     return m_vecEntry.size();
 }
 
 void LogCapture::Clear()
 {
-    const std::lock_guard<std::mutex> kGuard(s_kLock);
+    const std::lock_guard<std::mutex> guard(s_lock);
     m_vecEntry.clear();
     m_vecTrace.clear();
 }
 
 std::vector<LogEntry> LogCapture::Entries() const
 {
-    const std::lock_guard<std::mutex> kGuard(s_kLock);
+    const std::lock_guard<std::mutex> guard(s_lock);
     return m_vecEntry;
 }
 
 std::vector<LogEntry> LogCapture::Traces() const
 {
-    const std::lock_guard<std::mutex> kGuard(s_kLock);
+    const std::lock_guard<std::mutex> guard(s_lock);
     return m_vecTrace;
 }
 
 std::vector<std::string> LogCapture::Lines() const
 {
     std::vector<std::string> vecLine;
-    for (const LogEntry& rkEntry : Entries())
+    for (const LogEntry& entry : Entries())
     {
-        vecLine.push_back(WithoutLineNumber(rkEntry.strText));
+        vecLine.push_back(WithoutLineNumber(entry.strText));
     }
     return vecLine;
 }
 
 int LogCapture::LogHook(VOLOG_PRIORITY emPriority, const char* pszText)
 {
-    const std::lock_guard<std::mutex> kGuard(s_kLock);
-    if (s_pkInnermost == nullptr)
+    const std::lock_guard<std::mutex> guard(s_lock);
+    if (s_pInnermost == nullptr)
     {
         return 0;
     }
-    s_pkInnermost->m_vecEntry.push_back({emPriority, pszText});
-    return s_pkInnermost->m_nHookResult;
+    s_pInnermost->m_vecEntry.push_back({emPriority, pszText});
+    return s_pInnermost->m_nHookResult;
 }
 
 int LogCapture::TraceHook(VOLOG_PRIORITY emPriority, const char* pszText)
 {
-    const std::lock_guard<std::mutex> kGuard(s_kLock);
-    if (s_pkInnermost == nullptr)
+    const std::lock_guard<std::mutex> guard(s_lock);
+    if (s_pInnermost == nullptr)
     {
         return 0;
     }
-    s_pkInnermost->m_vecTrace.push_back({emPriority, pszText});
-    return s_pkInnermost->m_nHookResult;
+    s_pInnermost->m_vecTrace.push_back({emPriority, pszText});
+    return s_pInnermost->m_nHookResult;
 }
 }  // namespace votest

@@ -51,7 +51,7 @@ private:
     static int LogHook(VOLOG_PRIORITY emPriority, const char* pszText);
     static int TraceHook(VOLOG_PRIORITY emPriority, const char* pszText);
 
-    LogCapture* m_pkOuter;
+    LogCapture* m_pOuter;
     int m_nHookResult = 0;
     std::vector<LogEntry> m_vecEntry;
     std::vector<LogEntry> m_vecTrace;

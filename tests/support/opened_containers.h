@@ -31,11 +31,11 @@ public:
     uint64_t HandleAt(unsigned int uIndex) const { return Number(m_vecHandle[uIndex]); }
 
     // Adds bytes with the one byte that has to be readable behind them.
-    void* AddBytes(const Bytes& rkBytes, unsigned char uBehind = 0)
+    void* AddBytes(const Bytes& bytes, unsigned char uBehind = 0)
     {
-        Bytes vecBytes = rkBytes;
+        Bytes vecBytes = bytes;
         vecBytes.push_back(uBehind);
-        return Add(vecBytes.data(), static_cast<unsigned int>(rkBytes.size()));
+        return Add(vecBytes.data(), static_cast<unsigned int>(bytes.size()));
     }
 
     // The used bytes and the handles, as the formats have them.
@@ -43,15 +43,15 @@ public:
 };
 
 // The whole image, its size taken from its own head.
-inline Bytes ImageOf(const VOBufferContainer& rkContainer)
+inline Bytes ImageOf(const VOBufferContainer& container)
 {
-    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(rkContainer.GetAlloc());
+    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(container.GetAlloc());
     return TakeBytes(pbAlloc, pbAlloc == nullptr ? 0 : ReadU32(CopyBytes(pbAlloc, 20), 16) + 24);
 }
 
-inline Bytes ImageOf(const VOStringContainer& rkContainer)
+inline Bytes ImageOf(const VOStringContainer& container)
 {
-    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(rkContainer.GetAlloc());
+    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(container.GetAlloc());
     return TakeBytes(pbAlloc, pbAlloc == nullptr ? 0 : ReadU32(CopyBytes(pbAlloc, 12), 8) + 16);
 }
 }  // namespace votest

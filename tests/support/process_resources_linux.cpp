@@ -10,21 +10,21 @@ namespace votest
 {
 ProcessResources ResourcesOfThisProcess()
 {
-    ProcessResources kResources;
+    ProcessResources resources;
     if (DIR* const pDirectory = opendir("/proc/self/fd"))
     {
         while (readdir(pDirectory) != nullptr)
         {
-            ++kResources.uHandles;
+            ++resources.uHandles;
         }
         closedir(pDirectory);
     }
-    std::ifstream kMaps("/proc/self/maps");
-    for (std::string strLine; std::getline(kMaps, strLine);)
+    std::ifstream maps("/proc/self/maps");
+    for (std::string strLine; std::getline(maps, strLine);)
     {
-        ++kResources.uMappings;
+        ++resources.uMappings;
     }
-    kResources.uHeapBytes = mallinfo2().uordblks;
-    return kResources;
+    resources.uHeapBytes = mallinfo2().uordblks;
+    return resources;
 }
 }  // namespace votest

@@ -6,16 +6,16 @@ namespace votest
 {
 ProcessResources ResourcesOfThisProcess()
 {
-    ProcessResources kResources;
+    ProcessResources resources;
     DWORD uHandles = 0;
     GetProcessHandleCount(GetCurrentProcess(), &uHandles);
-    kResources.uHandles = uHandles;
-    MEMORY_BASIC_INFORMATION kInfo = {};
-    for (const char* pAt = nullptr; VirtualQuery(pAt, &kInfo, sizeof(kInfo)) != 0;
-         pAt = static_cast<const char*>(kInfo.BaseAddress) + kInfo.RegionSize)
+    resources.uHandles = uHandles;
+    MEMORY_BASIC_INFORMATION about = {};
+    for (const char* pAt = nullptr; VirtualQuery(pAt, &about, sizeof(about)) != 0;
+         pAt = static_cast<const char*>(about.BaseAddress) + about.RegionSize)
     {
-        kResources.uMappings += kInfo.Type == MEM_MAPPED && kInfo.BaseAddress == kInfo.AllocationBase ? 1 : 0;
+        resources.uMappings += about.Type == MEM_MAPPED && about.BaseAddress == about.AllocationBase ? 1 : 0;
     }
-    return kResources;
+    return resources;
 }
 }  // namespace votest

@@ -32,8 +32,8 @@ HashTable MakeHashTable()
 
 uint32_t ReferenceHashWord(uint32_t uRow, uint32_t uIndex)
 {
-    static const HashTable s_kTable = MakeHashTable();
-    return s_kTable.at(uRow).at(uIndex);
+    static const HashTable s_table = MakeHashTable();
+    return s_table.at(uRow).at(uIndex);
 }
 
 uint32_t ReferenceHash(const VOWString& strText, uint32_t uRow)

@@ -15,64 +15,64 @@ struct Entry
     Bytes vecSlot;
 };
 
-Bytes PlaceEntries(const std::vector<Entry>& rkEntries, uint32_t uSlots)
+Bytes PlaceEntries(const std::vector<Entry>& entries, uint32_t uSlots)
 {
     std::vector<const Bytes*> vecPlaced(uSlots, nullptr);
     std::vector<const Entry*> vecDisplaced;
-    for (const Entry& rkEntry : rkEntries)
+    for (const Entry& entry : entries)
     {
-        if (vecPlaced[rkEntry.uHome] == nullptr)
+        if (vecPlaced[entry.uHome] == nullptr)
         {
-            vecPlaced[rkEntry.uHome] = &rkEntry.vecSlot;
+            vecPlaced[entry.uHome] = &entry.vecSlot;
         }
         else
         {
-            vecDisplaced.push_back(&rkEntry);
+            vecDisplaced.push_back(&entry);
         }
     }
-    for (const Entry* pkEntry : vecDisplaced)
+    for (const Entry* pEntry : vecDisplaced)
     {
-        uint32_t uSlot = (pkEntry->uHome + 1) % uSlots;
+        uint32_t uSlot = (pEntry->uHome + 1) % uSlots;
         while (vecPlaced[uSlot] != nullptr)
         {
             uSlot = (uSlot + 1) % uSlots;
         }
-        vecPlaced[uSlot] = &pkEntry->vecSlot;
+        vecPlaced[uSlot] = &pEntry->vecSlot;
     }
-    ByteBuilder kSlots;
-    for (const Bytes* pkSlot : vecPlaced)
+    ByteBuilder slots;
+    for (const Bytes* pSlot : vecPlaced)
     {
-        pkSlot != nullptr ? kSlots.Append(*pkSlot) : kSlots.Zeros(kSlotSize);
+        pSlot != nullptr ? slots.Append(*pSlot) : slots.Zeros(kSlotSize);
     }
-    return kSlots.Result();
+    return slots.Result();
 }
 }  // namespace
 
-Bytes RecordVectorImage(size_t uCount, const Bytes& rkRecords)
+Bytes RecordVectorImage(size_t uCount, const Bytes& records)
 {
     return ByteBuilder()
         .Version("ver.1.0")
         .U32(static_cast<uint32_t>(uCount))
-        .U32(static_cast<uint32_t>(rkRecords.size()))
-        .Append(rkRecords)
+        .U32(static_cast<uint32_t>(records.size()))
+        .Append(records)
         .Zeros(4)
         .Result();
 }
 
-Bytes BufferImage(const Bytes& rkData, const std::vector<uint64_t>& rkHandles)
+Bytes BufferImage(const Bytes& data, const std::vector<uint64_t>& givenHandles)
 {
-    ByteBuilder kHandles;
-    for (const uint64_t ullHandle : rkHandles)
+    ByteBuilder handles;
+    for (const uint64_t ullHandle : givenHandles)
     {
-        kHandles.U64(ullHandle);
+        handles.U64(ullHandle);
     }
-    const Bytes vecHandles = RecordVectorImage(rkHandles.size(), kHandles.Result());
+    const Bytes vecHandles = RecordVectorImage(givenHandles.size(), handles.Result());
     return ByteBuilder()
         .Version("ver.1.0")
-        .U32(static_cast<uint32_t>(rkData.size()))
+        .U32(static_cast<uint32_t>(data.size()))
         .U32(static_cast<uint32_t>(vecHandles.size()))
-        .U32(static_cast<uint32_t>(rkData.size() + vecHandles.size()))
-        .Append(rkData)
+        .U32(static_cast<uint32_t>(data.size() + vecHandles.size()))
+        .Append(data)
         .Append(vecHandles)
         .Zeros(4)
         .Result();
@@ -87,9 +87,9 @@ uint64_t TextPool::Add(const VOWString& strText)
     return ullHandle;
 }
 
-Bytes StringImage(const TextPool& rkPool)
+Bytes StringImage(const TextPool& pool)
 {
-    const Bytes vecInner = BufferImage(rkPool.vecData, rkPool.vecHandle);
+    const Bytes vecInner = BufferImage(pool.vecData, pool.vecHandle);
     return ByteBuilder()
         .Version("ver.1.0")
         .U32(static_cast<uint32_t>(vecInner.size()))
@@ -110,22 +110,22 @@ uint32_t ReferenceSlotCount(size_t uElements)
     return uSlots;
 }
 
-Bytes TableSlots(const std::map<uint32_t, uint64_t>& rkMap)
+Bytes TableSlots(const std::map<uint32_t, uint64_t>& map)
 {
-    const uint32_t uSlots = ReferenceSlotCount(rkMap.size());
+    const uint32_t uSlots = ReferenceSlotCount(map.size());
     std::vector<Entry> vecEntry;
-    for (const auto& [uKey, ullValue] : rkMap)
+    for (const auto& [uKey, ullValue] : map)
     {
         vecEntry.push_back({ReferenceKeyHash(uKey, 4) % uSlots, ByteBuilder().U32(uKey).U64(ullValue).U32(1).Result()});
     }
     return PlaceEntries(vecEntry, uSlots);
 }
 
-Bytes TableSlots(const std::map<uint64_t, uint32_t>& rkMap)
+Bytes TableSlots(const std::map<uint64_t, uint32_t>& map)
 {
-    const uint32_t uSlots = ReferenceSlotCount(rkMap.size());
+    const uint32_t uSlots = ReferenceSlotCount(map.size());
     std::vector<Entry> vecEntry;
-    for (const auto& [ullKey, uValue] : rkMap)
+    for (const auto& [ullKey, uValue] : map)
     {
         vecEntry.push_back(
             {ReferenceKeyHash(ullKey, 8) % uSlots, ByteBuilder().U64(ullKey).U32(uValue).U32(1).Result()});
@@ -133,9 +133,9 @@ Bytes TableSlots(const std::map<uint64_t, uint32_t>& rkMap)
     return PlaceEntries(vecEntry, uSlots);
 }
 
-Bytes TableImage(uint32_t uElements, const Bytes& rkSlots)
+Bytes TableImage(uint32_t uElements, const Bytes& slots)
 {
-    const Bytes vecSlots = RecordVectorImage(rkSlots.size() / kSlotSize, rkSlots);
+    const Bytes vecSlots = RecordVectorImage(slots.size() / kSlotSize, slots);
     return ByteBuilder()
         .Version("ver.1.0")
         .U32(uElements)
@@ -145,44 +145,40 @@ Bytes TableImage(uint32_t uElements, const Bytes& rkSlots)
         .Result();
 }
 
-Bytes NumberImage(const std::vector<uint32_t>& rkNumbers)
+Bytes NumberImage(const std::vector<uint32_t>& numbers)
 {
-    ByteBuilder kImage;
-    kImage.U32(static_cast<uint32_t>(rkNumbers.size())).U32(static_cast<uint32_t>(rkNumbers.size() * 4));
-    for (const uint32_t uNumber : rkNumbers)
+    ByteBuilder image;
+    image.U32(static_cast<uint32_t>(numbers.size())).U32(static_cast<uint32_t>(numbers.size() * 4));
+    for (const uint32_t uNumber : numbers)
     {
-        kImage.U32(uNumber);
+        image.U32(uNumber);
     }
-    return kImage.Zeros(4).Result();
+    return image.Zeros(4).Result();
 }
 
-Bytes StringRecordBytes(const std::vector<StringRecord>& rkRecords)
+Bytes StringRecordBytes(const std::vector<StringRecord>& givenRecords)
 {
-    ByteBuilder kRecords;
-    for (const StringRecord& rkRecord : rkRecords)
+    ByteBuilder records;
+    for (const StringRecord& record : givenRecords)
     {
-        kRecords.U64(rkRecord.hString)
-            .U32(rkRecord.dwState)
-            .U32(rkRecord.dwHashMask)
-            .U32(rkRecord.uHash0)
-            .U32(rkRecord.uHash1);
+        records.U64(record.hString).U32(record.dwState).U32(record.dwHashMask).U32(record.uHash0).U32(record.uHash1);
     }
-    return kRecords.Result();
+    return records.Result();
 }
 
-Bytes StringSetImage(const Bytes& rkRecords, const Bytes& rkPool, const Bytes& rkPrimary, const Bytes& rkConflict)
+Bytes StringSetImage(const Bytes& records, const Bytes& pool, const Bytes& primary, const Bytes& conflict)
 {
     return ByteBuilder()
         .Version("ver.1.1")
-        .U32(static_cast<uint32_t>(rkRecords.size()))
-        .U32(static_cast<uint32_t>(rkPool.size()))
-        .U32(static_cast<uint32_t>(rkPrimary.size()))
-        .U32(static_cast<uint32_t>(rkConflict.size()))
-        .U32(static_cast<uint32_t>(rkRecords.size() + rkPool.size() + rkPrimary.size() + rkConflict.size()))
-        .Append(rkRecords)
-        .Append(rkPool)
-        .Append(rkPrimary)
-        .Append(rkConflict)
+        .U32(static_cast<uint32_t>(records.size()))
+        .U32(static_cast<uint32_t>(pool.size()))
+        .U32(static_cast<uint32_t>(primary.size()))
+        .U32(static_cast<uint32_t>(conflict.size()))
+        .U32(static_cast<uint32_t>(records.size() + pool.size() + primary.size() + conflict.size()))
+        .Append(records)
+        .Append(pool)
+        .Append(primary)
+        .Append(conflict)
         .Zeros(4)
         .Result();
 }

@@ -12,13 +12,13 @@ constexpr uint32_t kKeyOnly = 0;
 constexpr uint32_t kRemoved = 2;
 constexpr uint32_t kText = 4;
 
-void AppendWalkOfSlots(const Bytes& rkSlots, std::vector<uint64_t>& rvecHandle)
+void AppendWalkOfSlots(const Bytes& slots, std::vector<uint64_t>& vecHandle)
 {
-    for (size_t uAt = 0; uAt < rkSlots.size(); uAt += 16)
+    for (size_t uAt = 0; uAt < slots.size(); uAt += 16)
     {
-        if (ReadU32(rkSlots, uAt + 12) != 0)
+        if (ReadU32(slots, uAt + 12) != 0)
         {
-            rvecHandle.push_back(ReadU64(rkSlots, uAt + 4));
+            vecHandle.push_back(ReadU64(slots, uAt + 4));
         }
     }
 }
@@ -26,87 +26,87 @@ void AppendWalkOfSlots(const Bytes& rkSlots, std::vector<uint64_t>& rvecHandle)
 
 StringSetModel::Lookup StringSetModel::Look(const VOWString& strText) const
 {
-    Lookup kLookup;
-    kLookup.uHash0 = ReferenceHash(strText, 0);
-    kLookup.uHash1 = ReferenceHash(strText, 1);
-    const auto itPrimary = m_mapPrimary.find(kLookup.uHash0);
+    Lookup lookup;
+    lookup.uHash0 = ReferenceHash(strText, 0);
+    lookup.uHash1 = ReferenceHash(strText, 1);
+    const auto itPrimary = m_mapPrimary.find(lookup.uHash0);
     if (itPrimary == m_mapPrimary.end())
     {
-        return kLookup;
+        return lookup;
     }
-    if (Record(itPrimary->second).uHash1 == kLookup.uHash1)
+    if (Record(itPrimary->second).uHash1 == lookup.uHash1)
     {
-        kLookup.bFound = true;
-        kLookup.ullHandle = itPrimary->second;
-        return kLookup;
+        lookup.bFound = true;
+        lookup.ullHandle = itPrimary->second;
+        return lookup;
     }
-    kLookup.dwMask = 3;
-    const auto itConflict = m_mapConflict.find(kLookup.uHash0);
+    lookup.dwMask = 3;
+    const auto itConflict = m_mapConflict.find(lookup.uHash0);
     if (itConflict != m_mapConflict.end())
     {
-        kLookup.bFound = true;
-        kLookup.ullHandle = itConflict->second;
+        lookup.bFound = true;
+        lookup.ullHandle = itConflict->second;
     }
-    return kLookup;
+    return lookup;
 }
 
-uint64_t StringSetModel::Enter(const Lookup& rkLookup, uint64_t hString, uint32_t dwState)
+uint64_t StringSetModel::Enter(const Lookup& lookup, uint64_t hString, uint32_t dwState)
 {
     const uint64_t ullHandle = m_vecRecord.size();
-    m_vecRecord.push_back({hString, dwState, rkLookup.dwMask, rkLookup.uHash0, rkLookup.uHash1});
-    (rkLookup.dwMask == 3 ? m_mapConflict : m_mapPrimary).emplace(rkLookup.uHash0, ullHandle);
+    m_vecRecord.push_back({hString, dwState, lookup.dwMask, lookup.uHash0, lookup.uHash1});
+    (lookup.dwMask == 3 ? m_mapConflict : m_mapPrimary).emplace(lookup.uHash0, ullHandle);
     return ullHandle;
 }
 
-uint64_t StringSetModel::Insert(const VOWString& strText, bool& rbExist)
+uint64_t StringSetModel::Insert(const VOWString& strText, bool& bExist)
 {
     const uint32_t dwWanted = m_bKeepsText ? kText : kKeyOnly;
-    const Lookup kLookup = Look(strText);
+    const Lookup lookup = Look(strText);
     const auto fnKeep = [&]
     {
-        const uint64_t hString = m_kPool.Add(strText);
+        const uint64_t hString = m_pool.Add(strText);
         m_mapText[hString] = strText;
         return hString;
     };
-    if (!kLookup.bFound)
+    if (!lookup.bFound)
     {
-        return Enter(kLookup, m_bKeepsText ? fnKeep() : kInvalidHandle, dwWanted);
+        return Enter(lookup, m_bKeepsText ? fnKeep() : kInvalidHandle, dwWanted);
     }
-    StringRecord& rRecord = m_vecRecord[static_cast<size_t>(kLookup.ullHandle)];
-    if (rRecord.dwState == dwWanted)
+    StringRecord& record = m_vecRecord[static_cast<size_t>(lookup.ullHandle)];
+    if (record.dwState == dwWanted)
     {
-        rbExist = true;
-        return kLookup.ullHandle;
+        bExist = true;
+        return lookup.ullHandle;
     }
-    if (rRecord.hString == kInvalidHandle && m_bKeepsText)
+    if (record.hString == kInvalidHandle && m_bKeepsText)
     {
-        rRecord.hString = fnKeep();
+        record.hString = fnKeep();
     }
-    rRecord = {rRecord.hString, dwWanted, kLookup.dwMask, kLookup.uHash0, kLookup.uHash1};
-    return kLookup.ullHandle;
+    record = {record.hString, dwWanted, lookup.dwMask, lookup.uHash0, lookup.uHash1};
+    return lookup.ullHandle;
 }
 
-uint64_t StringSetModel::InsertKey(const VOWString& strText, bool& rbExist)
+uint64_t StringSetModel::InsertKey(const VOWString& strText, bool& bExist)
 {
-    const Lookup kLookup = Look(strText);
-    if (!kLookup.bFound)
+    const Lookup lookup = Look(strText);
+    if (!lookup.bFound)
     {
-        return Enter(kLookup, kInvalidHandle, kKeyOnly);
+        return Enter(lookup, kInvalidHandle, kKeyOnly);
     }
-    StringRecord& rRecord = m_vecRecord[static_cast<size_t>(kLookup.ullHandle)];
-    if ((rRecord.dwState & kRemoved) != 0)
+    StringRecord& record = m_vecRecord[static_cast<size_t>(lookup.ullHandle)];
+    if ((record.dwState & kRemoved) != 0)
     {
-        rRecord = {rRecord.hString, kKeyOnly, kLookup.dwMask, kLookup.uHash0, kLookup.uHash1};
-        return kLookup.ullHandle;
+        record = {record.hString, kKeyOnly, lookup.dwMask, lookup.uHash0, lookup.uHash1};
+        return lookup.ullHandle;
     }
-    rbExist = true;
-    return kLookup.ullHandle;
+    bExist = true;
+    return lookup.ullHandle;
 }
 
 uint64_t StringSetModel::Find(const VOWString& strText) const
 {
-    const Lookup kLookup = Look(strText);
-    return kLookup.bFound && (Record(kLookup.ullHandle).dwState & kRemoved) == 0 ? kLookup.ullHandle : kInvalidHandle;
+    const Lookup lookup = Look(strText);
+    return lookup.bFound && (Record(lookup.ullHandle).dwState & kRemoved) == 0 ? lookup.ullHandle : kInvalidHandle;
 }
 
 bool StringSetModel::Remove(uint64_t ullHandle)
@@ -124,23 +124,23 @@ void StringSetModel::CleanUp()
     *this = StringSetModel(m_bKeepsText);
 }
 
-bool StringSetModel::GetString(uint64_t ullHandle, VOWString& rstrText) const
+bool StringSetModel::GetString(uint64_t ullHandle, VOWString& strText) const
 {
     if (ullHandle >= m_vecRecord.size() || (Record(ullHandle).dwState & kText) == 0 ||
         Record(ullHandle).hString == kInvalidHandle)
     {
         return false;
     }
-    rstrText = m_mapText.at(Record(ullHandle).hString);
+    strText = m_mapText.at(Record(ullHandle).hString);
     return true;
 }
 
 std::vector<uint64_t> StringSetModel::ProviderWalk() const
 {
     std::vector<uint64_t> vecHandle;
-    for (const auto* pkMap : {&m_mapPrimary, &m_mapConflict})
+    for (const auto* pMap : {&m_mapPrimary, &m_mapConflict})
     {
-        for (const auto& [uHash, ullHandle] : *pkMap)
+        for (const auto& [uHash, ullHandle] : *pMap)
         {
             vecHandle.push_back(ullHandle);
         }
@@ -158,49 +158,48 @@ std::vector<uint64_t> StringSetModel::CustomerWalk() const
 
 Bytes StringSetModel::Image() const
 {
-    return StringSetImage(RecordVectorImage(m_vecRecord.size(), StringRecordBytes(m_vecRecord)), StringImage(m_kPool),
+    return StringSetImage(RecordVectorImage(m_vecRecord.size(), StringRecordBytes(m_vecRecord)), StringImage(m_pool),
                           TableImage(m_mapPrimary), TableImage(m_mapConflict));
 }
 
-Bytes ImageOf(const VOStringHashSet& rkSet)
+Bytes ImageOf(const VOStringHashSet& set)
 {
-    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(rkSet.GetAlloc());
+    unsigned char* pbAlloc = reinterpret_cast<unsigned char*>(set.GetAlloc());
     return TakeBytes(pbAlloc, pbAlloc == nullptr ? 0 : ReadU32(CopyBytes(pbAlloc, 28), 24) + 32);
 }
 
-int Set(VOStringHashSet& rkSet, const MisalignedBlock& rkImage, int bCopy)
+int Set(VOStringHashSet& set, const MisalignedBlock& image, int bCopy)
 {
-    return rkSet.SetAlloc(rkImage.As<VOStringHashSet::StringHashSetAlloc>(), bCopy, rkImage.Size());
+    return set.SetAlloc(image.As<VOStringHashSet::StringHashSetAlloc>(), bCopy, image.Size());
 }
 
-std::vector<uint64_t> WalkOf(const VOStringHashSet& rkSet, size_t uAtMost)
+std::vector<uint64_t> WalkOf(const VOStringHashSet& set, size_t uAtMost)
 {
     std::vector<uint64_t> vecHandle;
-    VOStringHashSet::Iterator kIterator;
-    for (int bMore = rkSet.GetFirst(kIterator); bMore != 0 && vecHandle.size() < uAtMost;
-         bMore = rkSet.HasNext(kIterator))
+    VOStringHashSet::Iterator iterator;
+    for (int bMore = set.GetFirst(iterator); bMore != 0 && vecHandle.size() < uAtMost; bMore = set.HasNext(iterator))
     {
-        vecHandle.push_back(Number(kIterator.hString));
+        vecHandle.push_back(Number(iterator.hString));
     }
     return vecHandle;
 }
 
-void ExpectSame(const StringSetModel& rkModel, const VOStringHashSet& rkSet, bool bCustomer,
-                const std::vector<VOWString>& rkTexts)
+void ExpectSame(const StringSetModel& model, const VOStringHashSet& set, bool bCustomer,
+                const std::vector<VOWString>& texts)
 {
-    ASSERT_EQ(rkModel.Count(), rkSet.Count());
-    for (uint32_t uHandle = 0; uHandle < rkModel.RecordCount() + 2; ++uHandle)
+    ASSERT_EQ(model.Count(), set.Count());
+    for (uint32_t uHandle = 0; uHandle < model.RecordCount() + 2; ++uHandle)
     {
         VOWString strExpected;
-        const bool bText = rkModel.GetString(uHandle, strExpected);
-        const VOWCHAR* pszText = rkSet.GetString(Handle(uHandle));
+        const bool bText = model.GetString(uHandle, strExpected);
+        const VOWCHAR* pszText = set.GetString(Handle(uHandle));
         ASSERT_EQ(bText, pszText != nullptr) << "handle " << uHandle;
         ASSERT_EQ(strExpected, ReadText(pszText)) << "handle " << uHandle;
     }
-    for (const VOWString& rkText : rkTexts)
+    for (const VOWString& text : texts)
     {
-        ASSERT_EQ(rkModel.Find(rkText), Number(rkSet.Find(rkText.c_str()))) << Shown(rkText);
+        ASSERT_EQ(model.Find(text), Number(set.Find(text.c_str()))) << Shown(text);
     }
-    ASSERT_EQ(bCustomer ? rkModel.CustomerWalk() : rkModel.ProviderWalk(), WalkOf(rkSet));
+    ASSERT_EQ(bCustomer ? model.CustomerWalk() : model.ProviderWalk(), WalkOf(set));
 }
 }  // namespace votest

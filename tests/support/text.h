@@ -56,13 +56,13 @@ class PlacedText
 {
 public:
     explicit PlacedText(const VOWString& strText, size_t uMisalignment = 1)
-        : m_kBlock(ByteBuilder().Text(strText).Result(), uMisalignment)
+        : m_block(ByteBuilder().Text(strText).Result(), uMisalignment)
     {
     }
 
-    operator const VOWCHAR*() const { return m_kBlock.As<const VOWCHAR>(); }
+    operator const VOWCHAR*() const { return m_block.As<const VOWCHAR>(); }
 
 private:
-    MisalignedBlock m_kBlock;
+    MisalignedBlock m_block;
 };
 }  // namespace votest

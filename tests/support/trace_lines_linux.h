@@ -19,17 +19,17 @@ namespace votest
 class TraceLines
 {
 public:
-    // What the library traces while a function runs, without line numbers. kOnLine is called at each line.
+    // What the library traces while a function runs, without line numbers. onLine is called at each line.
     static std::vector<std::string> Of(
-        const std::function<void()>& kFunction, std::function<void(const std::string&)> kOnLine = [](auto&) {})
+        const std::function<void()>& function, std::function<void(const std::string&)> onLine = [](auto&) {})
     {
-        TraceLines& rkThis = _Get();
-        rkThis.m_vecLine.clear();
-        rkThis.m_kOnLine = std::move(kOnLine);
+        TraceLines& self = _Get();
+        self.m_vecLine.clear();
+        self.m_onLine = std::move(onLine);
         SetTracePrintEnable(0, 1);
-        kFunction();
+        function();
         SetTracePrintEnable(0, 0);
-        return rkThis.m_vecLine;
+        return self.m_vecLine;
     }
 
     // One line: Line("pFun", "Class::Function").
@@ -61,19 +61,19 @@ private:
 
     static TraceLines& _Get()
     {
-        static TraceLines s_kThis;
+        static TraceLines s_this;
         SetTracePrintFunction(&TraceLines::_Hook);
-        return s_kThis;
+        return s_this;
     }
 
     static int _Hook(VOLOG_PRIORITY, const char* pszText)
     {
-        TraceLines& rkThis = _Get();
-        rkThis.m_vecLine.push_back(WithoutLineNumber(pszText));
-        rkThis.m_kOnLine(rkThis.m_vecLine.back());
+        TraceLines& self = _Get();
+        self.m_vecLine.push_back(WithoutLineNumber(pszText));
+        self.m_onLine(self.m_vecLine.back());
         // What goes to the terminal has to be taken from it.
         char szDrained[4096];
-        while (read(rkThis.m_nTerminal, szDrained, sizeof(szDrained)) > 0)
+        while (read(self.m_nTerminal, szDrained, sizeof(szDrained)) > 0)
         {
         }
         return 0;
@@ -81,6 +81,6 @@ private:
 
     int m_nTerminal = -1;
     std::vector<std::string> m_vecLine;
-    std::function<void(const std::string&)> m_kOnLine = [](auto&) {};
+    std::function<void(const std::string&)> m_onLine = [](auto&) {};
 };
 }  // namespace votest

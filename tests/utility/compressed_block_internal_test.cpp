@@ -23,29 +23,29 @@ extern "C"
 
 namespace
 {
-Bytes BareCompress(const Bytes& rkSource)
+Bytes BareCompress(const Bytes& source)
 {
     std::vector<uint64_t> vecWork(131072 / 8);
-    Bytes vecStream(rkSource.size() + rkSource.size() / 16 + 67);
+    Bytes vecStream(source.size() + source.size() / 16 + 67);
     size_t uSize = 0;
-    EXPECT_EQ(0, lzo1x_1_compress(rkSource.data(), rkSource.size(), vecStream.data(), &uSize, vecWork.data()));
+    EXPECT_EQ(0, lzo1x_1_compress(source.data(), source.size(), vecStream.data(), &uSize, vecWork.data()));
     vecStream.resize(uSize);
     return vecStream;
 }
 
 // Text-like data, so that the stream has matches of all kinds.
-Bytes Source(Random& rRandom, size_t uSize)
+Bytes Source(Random& random, size_t uSize)
 {
     Bytes vecSource;
     while (vecSource.size() < uSize)
     {
-        if (vecSource.empty() || rRandom.Percent(40))
+        if (vecSource.empty() || random.Percent(40))
         {
-            vecSource.push_back(static_cast<unsigned char>(rRandom.Word()));
+            vecSource.push_back(static_cast<unsigned char>(random.Word()));
             continue;
         }
-        const size_t uBack = 1 + rRandom.Below(vecSource.size());
-        for (size_t uLeft = 1 + rRandom.Below(300); uLeft > 0 && vecSource.size() < uSize; --uLeft)
+        const size_t uBack = 1 + random.Below(vecSource.size());
+        for (size_t uLeft = 1 + random.Below(300); uLeft > 0 && vecSource.size() < uSize; --uLeft)
         {
             vecSource.push_back(vecSource[vecSource.size() - uBack]);
         }
@@ -56,10 +56,10 @@ Bytes Source(Random& rRandom, size_t uSize)
 
 TEST(CompressedBlockStream, IsThatOfABareCall)
 {
-    Random kRandom(82100);
+    Random random(82100);
     for (int i = 0; i < 200; ++i)
     {
-        const Bytes vecSource = Source(kRandom, i < 100 ? static_cast<size_t>(i + 1) : 1 + kRandom.Below(200000));
+        const Bytes vecSource = Source(random, i < 100 ? static_cast<size_t>(i + 1) : 1 + random.Below(200000));
         Bytes vecCopy = vecSource;
         unsigned char* pbBlock = nullptr;
         unsigned int uSize = 0;
@@ -75,8 +75,8 @@ TEST(CompressedBlockStream, IsThatOfABareCall)
 
 TEST(CompressedBlockStream, IsDecompressedByABareCall)
 {
-    Random kRandom(82101);
-    Bytes vecSource = Source(kRandom, 50000);
+    Random random(82101);
+    Bytes vecSource = Source(random, 50000);
     unsigned char* pbBlock = nullptr;
     unsigned int uSize = 0;
     ASSERT_EQ(1,
@@ -92,16 +92,16 @@ TEST(CompressedBlockStream, IsDecompressedByABareCall)
 
 TEST(CompressedBlockStream, OfABareCallIsDecompressed)
 {
-    Random kRandom(82102);
+    Random random(82102);
     for (int i = 0; i < 50; ++i)
     {
-        const Bytes vecSource = Source(kRandom, 1 + kRandom.Below(50000));
+        const Bytes vecSource = Source(random, 1 + random.Below(50000));
         const Bytes vecStream = BareCompress(vecSource);
-        const MisalignedBlock kBlock(
+        const MisalignedBlock block(
             ByteBuilder().U64(vecSource.size()).U64(vecStream.size()).Append(vecStream).Result(), 1);
         unsigned char* pbResult = nullptr;
         unsigned int uSize = 0;
-        ASSERT_EQ(1, VODeCompressBuffer_lzo1x(&pbResult, &uSize, kBlock.Data()));
+        ASSERT_EQ(1, VODeCompressBuffer_lzo1x(&pbResult, &uSize, block.Data()));
         ASSERT_TRUE(SameBytes(vecSource, TakeBytes(pbResult, uSize)));
     }
 }

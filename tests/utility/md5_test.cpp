@@ -13,12 +13,12 @@ using namespace votest;
 
 namespace
 {
-Bytes Digest(const Bytes& rkMessage)
+Bytes Digest(const Bytes& message)
 {
     MD5State kState;
     unsigned char abDigest[16];
     md5_init(&kState);
-    md5_append(&kState, rkMessage.data(), static_cast<int>(rkMessage.size()));
+    md5_append(&kState, message.data(), static_cast<int>(message.size()));
     md5_finish(&kState, abDigest);
     return CopyBytes(abDigest, 16);
 }
@@ -64,17 +64,17 @@ Bytes ReferenceDigest(Bytes vecMessage, std::array<uint32_t, 4> auChain, uint64_
     return ByteBuilder().U32(auChain[0]).U32(auChain[1]).U32(auChain[2]).U32(auChain[3]).Result();
 }
 
-Bytes ReferenceDigest(const Bytes& rkMessage)
+Bytes ReferenceDigest(const Bytes& message)
 {
-    return ReferenceDigest(rkMessage, {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476}, rkMessage.size() * 8);
+    return ReferenceDigest(message, {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476}, message.size() * 8);
 }
 
-Bytes RandomMessage(Random& rRandom, size_t uSize)
+Bytes RandomMessage(Random& random, size_t uSize)
 {
     Bytes vecMessage(uSize);
-    for (unsigned char& ruByte : vecMessage)
+    for (unsigned char& uByte : vecMessage)
     {
-        ruByte = static_cast<unsigned char>(rRandom.Word());
+        uByte = static_cast<unsigned char>(random.Word());
     }
     return vecMessage;
 }
@@ -110,27 +110,27 @@ TEST(Md5, TheEmptyMessageNeedsNothingButInitAndFinish)
 
 TEST(Md5, EveryLengthUpTo300AgreesWithTheReference)
 {
-    Random kRandom(82200);
+    Random random(82200);
     for (size_t uSize = 0; uSize <= 300; ++uSize)
     {
-        const Bytes vecMessage = RandomMessage(kRandom, uSize);
+        const Bytes vecMessage = RandomMessage(random, uSize);
         ASSERT_TRUE(SameBytes(ReferenceDigest(vecMessage), Digest(vecMessage))) << uSize;
     }
 }
 
 TEST(Md5, HowAMessageIsCutIntoPiecesDoesNotMatter)
 {
-    Random kRandom(82201);
+    Random random(82201);
     for (int i = 0; i < 300; ++i)
     {
-        const Bytes vecMessage = RandomMessage(kRandom, kRandom.Below(3000));
+        const Bytes vecMessage = RandomMessage(random, random.Below(3000));
         MD5State kState;
         md5_init(&kState);
         for (size_t uAt = 0; uAt < vecMessage.size();)
         {
-            const size_t uPiece = std::min(vecMessage.size() - uAt, kRandom.Below(kRandom.Percent(30) ? 300 : 70));
-            const MisalignedBlock kPiece(CopyBytes(vecMessage.data() + uAt, uPiece), kRandom.Below(16));
-            md5_append(&kState, kPiece.Data(), static_cast<int>(uPiece));
+            const size_t uPiece = std::min(vecMessage.size() - uAt, random.Below(random.Percent(30) ? 300 : 70));
+            const MisalignedBlock piece(CopyBytes(vecMessage.data() + uAt, uPiece), random.Below(16));
+            md5_append(&kState, piece.Data(), static_cast<int>(uPiece));
             uAt += uPiece;
         }
         unsigned char abDigest[16];
@@ -193,17 +193,17 @@ TEST(Md5, TheBitCountCarriesFromItsLowWordToItsHighWord)
 
 TEST(Md5, TwoStatesDoNotMeet)
 {
-    MD5State kFirst;
-    MD5State kSecond;
+    MD5State first;
+    MD5State second;
     unsigned char abFirst[16];
     unsigned char abSecond[16];
-    md5_init(&kFirst);
-    md5_init(&kSecond);
-    md5_append(&kFirst, Narrow("ab").data(), 2);
-    md5_append(&kSecond, Narrow("a").data(), 1);
-    md5_append(&kFirst, Narrow("c").data(), 1);
-    md5_finish(&kSecond, abSecond);
-    md5_finish(&kFirst, abFirst);
+    md5_init(&first);
+    md5_init(&second);
+    md5_append(&first, Narrow("ab").data(), 2);
+    md5_append(&second, Narrow("a").data(), 1);
+    md5_append(&first, Narrow("c").data(), 1);
+    md5_finish(&second, abSecond);
+    md5_finish(&first, abFirst);
     EXPECT_TRUE(SameBytes(FromHex("900150983cd24fb0d6963f7d28e17f72"), CopyBytes(abFirst, 16)));
     EXPECT_TRUE(SameBytes(FromHex("0cc175b9c0f1b6a831c399e269772661"), CopyBytes(abSecond, 16)));
 }

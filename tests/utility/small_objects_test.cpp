@@ -38,91 +38,91 @@ TEST(StackLock, BeginsWithTheGivenStateAndNothingSaved)
 
 TEST(StackLock, ReleasesInTheReverseOrderOfLocking)
 {
-    LogCapture kLog;
-    VOStackLock kLock(0);
-    EXPECT_EQ(0, kLock.IsLocked());
-    EXPECT_EQ(1, kLock.DoLock(5));
-    EXPECT_EQ(1, kLock.DoLock(7));
-    EXPECT_EQ(7, kLock.IsLocked());
-    EXPECT_EQ(1, kLock.ReleaseLock());
-    EXPECT_EQ(5, kLock.IsLocked());
-    EXPECT_EQ(1, kLock.ReleaseLock());
-    EXPECT_EQ(0, kLock.IsLocked());
-    EXPECT_EQ(0u, kLog.Count());
-    EXPECT_EQ(0, kLock.ReleaseLock());
-    EXPECT_EQ(0, kLock.IsLocked());
-    EXPECT_THAT(kLog.Lines(), testing::ElementsAre(kNothingSaved));
+    LogCapture log;
+    VOStackLock lock(0);
+    EXPECT_EQ(0, lock.IsLocked());
+    EXPECT_EQ(1, lock.DoLock(5));
+    EXPECT_EQ(1, lock.DoLock(7));
+    EXPECT_EQ(7, lock.IsLocked());
+    EXPECT_EQ(1, lock.ReleaseLock());
+    EXPECT_EQ(5, lock.IsLocked());
+    EXPECT_EQ(1, lock.ReleaseLock());
+    EXPECT_EQ(0, lock.IsLocked());
+    EXPECT_EQ(0u, log.Count());
+    EXPECT_EQ(0, lock.ReleaseLock());
+    EXPECT_EQ(0, lock.IsLocked());
+    EXPECT_THAT(log.Lines(), testing::ElementsAre(kNothingSaved));
 }
 
 TEST(StackLock, AReleaseTooManyLeavesTheStateAsItIs)
 {
-    LogCapture kLog;
-    VOStackLock kLock(9);
-    EXPECT_EQ(0, kLock.ReleaseLock());
-    EXPECT_EQ(9, kLock.IsLocked());
-    EXPECT_EQ(1, kLock.DoLock(1));
-    EXPECT_EQ(1, kLock.ReleaseLock());
-    EXPECT_EQ(9, kLock.IsLocked());
-    EXPECT_EQ(1u, kLog.Count());
+    LogCapture log;
+    VOStackLock lock(9);
+    EXPECT_EQ(0, lock.ReleaseLock());
+    EXPECT_EQ(9, lock.IsLocked());
+    EXPECT_EQ(1, lock.DoLock(1));
+    EXPECT_EQ(1, lock.ReleaseLock());
+    EXPECT_EQ(9, lock.IsLocked());
+    EXPECT_EQ(1u, log.Count());
 }
 
 TEST(StackLock, LockingWithTheCurrentStateNeedsItsReleaseToo)
 {
-    VOStackLock kLock(4);
-    EXPECT_EQ(1, kLock.DoLock(4));
-    EXPECT_EQ(1, kLock.DoLock(6));
-    EXPECT_EQ(1, kLock.ReleaseLock());
-    EXPECT_EQ(4, kLock.IsLocked());
-    EXPECT_EQ(1, kLock.ReleaseLock());
-    EXPECT_EQ(4, kLock.IsLocked());
-    LogCapture kLog;
-    EXPECT_EQ(0, kLock.ReleaseLock());
-    EXPECT_EQ(1u, kLog.Count());
+    VOStackLock lock(4);
+    EXPECT_EQ(1, lock.DoLock(4));
+    EXPECT_EQ(1, lock.DoLock(6));
+    EXPECT_EQ(1, lock.ReleaseLock());
+    EXPECT_EQ(4, lock.IsLocked());
+    EXPECT_EQ(1, lock.ReleaseLock());
+    EXPECT_EQ(4, lock.IsLocked());
+    LogCapture log;
+    EXPECT_EQ(0, lock.ReleaseLock());
+    EXPECT_EQ(1u, log.Count());
 }
 
 TEST(StackLock, KeepsTheSavedStatesInOrderNewestAtTheBack)
 {
-    OpenStackLock kLock(1);
-    kLock.DoLock(2);
-    kLock.DoLock(3);
-    EXPECT_THAT(kLock.m_stackLockedState, testing::ElementsAre(1, 2));
-    EXPECT_EQ(3, kLock.m_nLockState);
+    OpenStackLock lock(1);
+    lock.DoLock(2);
+    lock.DoLock(3);
+    EXPECT_THAT(lock.m_stackLockedState, testing::ElementsAre(1, 2));
+    EXPECT_EQ(3, lock.m_nLockState);
 }
 
 TEST(StackLock, ACopyHasTheStateAndTheWholeStackAndGoesItsOwnWay)
 {
-    VOStackLock kLock(1);
-    kLock.DoLock(2);
-    kLock.DoLock(3);
-    VOStackLock kCopy(kLock);
-    VOStackLock kAssigned(99);
-    kAssigned.DoLock(98);
-    kAssigned = kLock;
-    EXPECT_EQ(1, kLock.ReleaseLock());
-    for (VOStackLock* const pkLock : {&kCopy, &kAssigned})
+    VOStackLock lock(1);
+    lock.DoLock(2);
+    lock.DoLock(3);
+    VOStackLock copy(lock);
+    VOStackLock assigned(99);
+    assigned.DoLock(98);
+    assigned = lock;
+    EXPECT_EQ(1, lock.ReleaseLock());
+    for (VOStackLock* const pLock : {&copy, &assigned})
     {
-        EXPECT_EQ(3, pkLock->IsLocked());
-        EXPECT_EQ(1, pkLock->ReleaseLock());
-        EXPECT_EQ(2, pkLock->IsLocked());
-        EXPECT_EQ(1, pkLock->ReleaseLock());
-        EXPECT_EQ(1, pkLock->IsLocked());
+        EXPECT_EQ(3, pLock->IsLocked());
+        EXPECT_EQ(1, pLock->ReleaseLock());
+        EXPECT_EQ(2, pLock->IsLocked());
+        EXPECT_EQ(1, pLock->ReleaseLock());
+        EXPECT_EQ(1, pLock->IsLocked());
     }
-    EXPECT_EQ(2, kLock.IsLocked());
+    EXPECT_EQ(2, lock.IsLocked());
 }
 
 TEST(StackLock, HasNoLimitButMemory)
 {
-    VOStackLock kLock;
+    VOStackLock lock;
     for (int i = 1; i <= 100000; ++i)
     {
-        ASSERT_EQ(1, kLock.DoLock(i));
+        ASSERT_EQ(1, lock.DoLock(i));
     }
     for (int i = 100000; i > 0; --i)
     {
-        ASSERT_EQ(i, kLock.IsLocked());
-        ASSERT_EQ(1, kLock.ReleaseLock());
+        ASSERT_EQ(i, lock.IsLocked());
+        ASSERT_EQ(1, lock.ReleaseLock());
     }
-    EXPECT_EQ(0, kLock.IsLocked());
+    EXPECT_EQ(0, lock.IsLocked());
 }
 
 static_assert(std::has_virtual_destructor_v<VOStackLock>);
@@ -135,7 +135,7 @@ TEST(RecoverState, DoesNotChangeTheTargetWhenItIsMade)
 {
     int nTarget = 5;
     {
-        const ZRecoverState kGuard(&nTarget, 1);
+        const ZRecoverState guard(&nTarget, 1);
         EXPECT_EQ(5, nTarget);
     }
     EXPECT_EQ(1, nTarget) << "what was given, not what was there";
@@ -145,7 +145,7 @@ TEST(RecoverState, RestoresItsValueHoweverOftenTheScopeChangedTheTarget)
 {
     int nTarget = 1;
     {
-        const ZRecoverState kGuard(&nTarget, 1);
+        const ZRecoverState guard(&nTarget, 1);
         for (nTarget = 0; nTarget < 50; ++nTarget)
         {
         }
@@ -156,11 +156,11 @@ TEST(RecoverState, RestoresItsValueHoweverOftenTheScopeChangedTheTarget)
 
 TEST(RecoverState, WithANullTargetDoesNothing)
 {
-    LogCapture kLog;
+    LogCapture log;
     {
-        const ZRecoverState kGuard(nullptr, 1);
+        const ZRecoverState guard(nullptr, 1);
     }
-    EXPECT_EQ(0u, kLog.Count());
+    EXPECT_EQ(0u, log.Count());
 }
 
 TEST(RecoverState, RestoresWhenAnExceptionLeavesTheScope)
@@ -168,7 +168,7 @@ TEST(RecoverState, RestoresWhenAnExceptionLeavesTheScope)
     int nTarget = 1;
     try
     {
-        const ZRecoverState kGuard(&nTarget, 1);
+        const ZRecoverState guard(&nTarget, 1);
         nTarget = 0;
         throw std::runtime_error("out");
     }
@@ -183,10 +183,10 @@ TEST(RecoverState, AssignmentTakesTargetAndValue)
     int nFirst = 10;
     int nSecond = 20;
     {
-        ZRecoverState kSecond(&nSecond, 2);
+        ZRecoverState second(&nSecond, 2);
         {
-            ZRecoverState kFirst(&nFirst, 1);
-            kFirst = kSecond;
+            ZRecoverState first(&nFirst, 1);
+            first = second;
         }
         EXPECT_EQ(10, nFirst) << "its own target is forgotten";
         EXPECT_EQ(2, nSecond);
@@ -202,51 +202,51 @@ TEST(RecoverState, AssignmentTakesTargetAndValue)
 class Counted : public ZRef
 {
 public:
-    explicit Counted(std::atomic<int>& rnDeleted) : m_rnDeleted(rnDeleted) {}
+    explicit Counted(std::atomic<int>& nDeleted) : m_nDeleted(nDeleted) {}
     Counted(const Counted&) = default;
-    ~Counted() override { ++m_rnDeleted; }
+    ~Counted() override { ++m_nDeleted; }
     using ZRef::m_uRefCount;
 
 private:
-    std::atomic<int>& m_rnDeleted;
+    std::atomic<int>& m_nDeleted;
 };
 
 TEST(Ref, BeginsAtOneAndTheLastReleaseDeletesThroughTheVirtualDestructor)
 {
     std::atomic<int> nDeleted{0};
-    ZRef* const pkObject = new Counted(nDeleted);
-    EXPECT_EQ(1u, pkObject->RefCount());
-    EXPECT_EQ(2u, pkObject->AddRef());
-    EXPECT_EQ(3u, pkObject->AddRef());
-    pkObject->Release();
-    pkObject->Release();
-    EXPECT_EQ(1u, pkObject->RefCount());
+    ZRef* const pObject = new Counted(nDeleted);
+    EXPECT_EQ(1u, pObject->RefCount());
+    EXPECT_EQ(2u, pObject->AddRef());
+    EXPECT_EQ(3u, pObject->AddRef());
+    pObject->Release();
+    pObject->Release();
+    EXPECT_EQ(1u, pObject->RefCount());
     EXPECT_EQ(0, nDeleted);
-    pkObject->Release();
+    pObject->Release();
     EXPECT_EQ(1, nDeleted);
 }
 
 TEST(Ref, ACopyAndAnAssignedObjectHaveTheCountAsItStands)
 {
-    ZRef kFirst;
-    kFirst.AddRef();
-    kFirst.AddRef();
-    const ZRef kCopy(kFirst);
-    EXPECT_EQ(3u, kCopy.RefCount());
-    ZRef kAssigned;
-    kAssigned = kFirst;
-    EXPECT_EQ(3u, kAssigned.RefCount());
-    EXPECT_EQ(3u, kFirst.RefCount());
+    ZRef first;
+    first.AddRef();
+    first.AddRef();
+    const ZRef copy(first);
+    EXPECT_EQ(3u, copy.RefCount());
+    ZRef assigned;
+    assigned = first;
+    EXPECT_EQ(3u, assigned.RefCount());
+    EXPECT_EQ(3u, first.RefCount());
 }
 
 TEST(Ref, AReleaseAtZeroDeletesNothing)
 {
     std::atomic<int> nDeleted{0};
     {
-        Counted kObject(nDeleted);
-        kObject.m_uRefCount = 0;
-        kObject.Release();
-        EXPECT_EQ(0xFFFFFFFFu, kObject.RefCount());
+        Counted object(nDeleted);
+        object.m_uRefCount = 0;
+        object.Release();
+        EXPECT_EQ(0xFFFFFFFFu, object.RefCount());
         EXPECT_EQ(0, nDeleted);
     }
     EXPECT_EQ(1, nDeleted);
@@ -255,27 +255,27 @@ TEST(Ref, AReleaseAtZeroDeletesNothing)
 TEST(Ref, ManyThreadsAddAndReleaseAndOneDeletes)
 {
     std::atomic<int> nDeleted{0};
-    Counted* const pkObject = new Counted(nDeleted);
+    Counted* const pObject = new Counted(nDeleted);
     std::vector<std::thread> vecThreads;
     for (int nThread = 0; nThread < 4; ++nThread)
     {
-        pkObject->AddRef();
+        pObject->AddRef();
         vecThreads.emplace_back(
-            [pkObject]
+            [pObject]
             {
                 for (int i = 0; i < 20000; ++i)
                 {
-                    EXPECT_LE(2u, pkObject->AddRef());
-                    EXPECT_LE(2u, pkObject->RefCount());
-                    pkObject->Release();
+                    EXPECT_LE(2u, pObject->AddRef());
+                    EXPECT_LE(2u, pObject->RefCount());
+                    pObject->Release();
                 }
-                pkObject->Release();
+                pObject->Release();
             });
     }
-    pkObject->Release();
-    for (std::thread& rkThread : vecThreads)
+    pObject->Release();
+    for (std::thread& thread : vecThreads)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(1, nDeleted);
 }
@@ -288,8 +288,8 @@ static_assert(std::has_virtual_destructor_v<ZRef>);
 
 TEST(BaseEvent, BeginsAcceptedAndTheLastCallWins)
 {
-    VOBaseEvent kEvent;
-    IVOBaseEvent& riEvent = kEvent;
+    VOBaseEvent event;
+    IVOBaseEvent& riEvent = event;
     EXPECT_EQ(1, riEvent.IsAccepted());
     EXPECT_EQ(0, riEvent.IsRejected());
     EXPECT_EQ(1, riEvent.Reject());
@@ -304,15 +304,15 @@ TEST(BaseEvent, BeginsAcceptedAndTheLastCallWins)
 
 TEST(BaseEvent, ACopyAndAnAssignedEventHaveTheSameAnswer)
 {
-    VOBaseEvent kRejected;
-    kRejected.Reject();
-    VOBaseEvent kCopy(kRejected);
-    EXPECT_EQ(1, kCopy.IsRejected());
-    VOBaseEvent kAssigned;
-    kAssigned = kRejected;
-    EXPECT_EQ(1, kAssigned.IsRejected());
-    kAssigned.Accept();
-    EXPECT_EQ(1, kRejected.IsRejected());
+    VOBaseEvent rejected;
+    rejected.Reject();
+    VOBaseEvent copy(rejected);
+    EXPECT_EQ(1, copy.IsRejected());
+    VOBaseEvent assigned;
+    assigned = rejected;
+    EXPECT_EQ(1, assigned.IsRejected());
+    assigned.Accept();
+    EXPECT_EQ(1, rejected.IsRejected());
 }
 
 class OpenEvent : public VOBaseEvent
@@ -323,10 +323,10 @@ public:
 
 TEST(BaseEvent, AnyOtherValueIsHandedOutAndIsNoRejection)
 {
-    OpenEvent kEvent;
-    kEvent.m_nAccepted = 5;
-    EXPECT_EQ(5, kEvent.IsAccepted());
-    EXPECT_EQ(0, kEvent.IsRejected());
+    OpenEvent event;
+    event.m_nAccepted = 5;
+    EXPECT_EQ(5, event.IsAccepted());
+    EXPECT_EQ(0, event.IsRejected());
 }
 
 static_assert(std::has_virtual_destructor_v<VOBaseEvent>);
@@ -341,10 +341,10 @@ TEST(BaseEvent, TheInterfaceIsAVirtualBase)
     class Both : public Left, public virtual IVOBaseEvent
     {
     };
-    Both kBoth;
-    IVOBaseEvent& riEvent = kBoth;
+    Both both;
+    IVOBaseEvent& riEvent = both;
     EXPECT_EQ(1, riEvent.Reject());
-    EXPECT_EQ(1, kBoth.IsRejected());
+    EXPECT_EQ(1, both.IsRejected());
 }
 
 }  // namespace

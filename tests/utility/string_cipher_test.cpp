@@ -27,18 +27,18 @@ std::string KeyText(uint64_t ullKey)
 
 uint64_t Encrypt(uint64_t ullBlock, const char* pszKey)
 {
-    Block kSource(ullBlock);
-    Block kResult;
-    EXPECT_EQ(1, VOEncryptString(kResult, kSource, pszKey));
-    return kResult.to_ullong();
+    Block source(ullBlock);
+    Block result;
+    EXPECT_EQ(1, VOEncryptString(result, source, pszKey));
+    return result.to_ullong();
 }
 
 uint64_t Decrypt(uint64_t ullBlock, const char* pszKey)
 {
-    Block kSource(ullBlock);
-    Block kResult;
-    EXPECT_EQ(1, VODecryptString(kResult, kSource, pszKey));
-    return kResult.to_ullong();
+    Block source(ullBlock);
+    Block result;
+    EXPECT_EQ(1, VODecryptString(result, source, pszKey));
+    return result.to_ullong();
 }
 
 struct Vector
@@ -89,15 +89,13 @@ TEST(StringCipher, TheAllZeroKeyAndTheAllZeroBlockGiveThePublishedValue)
 
 TEST(StringCipher, ThePublishedVectorsComeOutUnderTheirKeyBytesInReverseOrder)
 {
-    for (const Vector& rkVector : VECTORS)
+    for (const Vector& vector : VECTORS)
     {
-        const std::string strKey = KeyText(rkVector.ullKey);
-        EXPECT_EQ(rkVector.ullCipher, Encrypt(rkVector.ullPlain, strKey.data())) << std::hex << rkVector.ullKey;
-        EXPECT_EQ(rkVector.ullPlain, Decrypt(rkVector.ullCipher, strKey.data())) << std::hex << rkVector.ullKey;
-        EXPECT_EQ(rkVector.ullCipher, ReferenceDes(rkVector.ullPlain, rkVector.ullKey, true))
-            << std::hex << rkVector.ullKey;
-        EXPECT_EQ(rkVector.ullPlain, ReferenceDes(rkVector.ullCipher, rkVector.ullKey, false))
-            << std::hex << rkVector.ullKey;
+        const std::string strKey = KeyText(vector.ullKey);
+        EXPECT_EQ(vector.ullCipher, Encrypt(vector.ullPlain, strKey.data())) << std::hex << vector.ullKey;
+        EXPECT_EQ(vector.ullPlain, Decrypt(vector.ullCipher, strKey.data())) << std::hex << vector.ullKey;
+        EXPECT_EQ(vector.ullCipher, ReferenceDes(vector.ullPlain, vector.ullKey, true)) << std::hex << vector.ullKey;
+        EXPECT_EQ(vector.ullPlain, ReferenceDes(vector.ullCipher, vector.ullKey, false)) << std::hex << vector.ullKey;
     }
 }
 
@@ -115,11 +113,11 @@ TEST(StringCipher, AChainOfResultsThatBecomeKeysEndsAtThePublishedValue)
 
 TEST(StringCipher, RandomKeysAndBlocksAgreeWithTheReference)
 {
-    Random kRandom(83000);
+    Random random(83000);
     for (int i = 0; i < 1500; ++i)
     {
-        const uint64_t ullKey = kRandom.Next();
-        const uint64_t ullBlock = kRandom.Next();
+        const uint64_t ullKey = random.Next();
+        const uint64_t ullBlock = random.Next();
         const std::string strKey = KeyText(ullKey);
         ASSERT_EQ(ReferenceDes(ullBlock, ullKey, true), Encrypt(ullBlock, strKey.data())) << std::hex << ullKey;
         ASSERT_EQ(ReferenceDes(ullBlock, ullKey, false), Decrypt(ullBlock, strKey.data())) << std::hex << ullKey;
@@ -162,18 +160,18 @@ TEST(StringCipher, TheLeastSignificantBitOfAKeyCharChangesNothing)
 TEST(StringCipher, ExactlyEightCharsOfTheKeyAreReadWhateverTheyAre)
 {
     // Nothing is readable behind the eighth char, and a zero in front of it ends nothing.
-    const MisalignedBlock kKey(FromHex("61 62 00 63 64 00 00 65"), 3);
-    EXPECT_EQ(ReferenceDes(42, 0x6500006463006261, true), Encrypt(42, kKey.As<const char>()));
-    EXPECT_NE(Encrypt(42, kKey.As<const char>()), Encrypt(42, "ab\0cd\0\0\x45"));
+    const MisalignedBlock key(FromHex("61 62 00 63 64 00 00 65"), 3);
+    EXPECT_EQ(ReferenceDes(42, 0x6500006463006261, true), Encrypt(42, key.As<const char>()));
+    EXPECT_NE(Encrypt(42, key.As<const char>()), Encrypt(42, "ab\0cd\0\0\x45"));
 }
 
 TEST(StringCipher, DecryptingAResultUnderTheSameKeyGivesTheBlockBack)
 {
-    Random kRandom(83001);
+    Random random(83001);
     for (int i = 0; i < 1000; ++i)
     {
-        const std::string strKey = KeyText(kRandom.Next());
-        const uint64_t ullBlock = kRandom.Next();
+        const std::string strKey = KeyText(random.Next());
+        const uint64_t ullBlock = random.Next();
         ASSERT_EQ(ullBlock, Decrypt(Encrypt(ullBlock, strKey.data()), strKey.data()));
         ASSERT_EQ(ullBlock, Encrypt(Decrypt(ullBlock, strKey.data()), strKey.data()));
     }
@@ -181,21 +179,21 @@ TEST(StringCipher, DecryptingAResultUnderTheSameKeyGivesTheBlockBack)
 
 TEST(StringCipher, TheSourceIsNotChanged)
 {
-    Block kSource(0x0123456789ABCDEF);
-    Block kResult;
-    VOEncryptString(kResult, kSource, "password");
-    EXPECT_EQ(0x0123456789ABCDEFu, kSource.to_ullong());
-    VODecryptString(kResult, kSource, "password");
-    EXPECT_EQ(0x0123456789ABCDEFu, kSource.to_ullong());
+    Block source(0x0123456789ABCDEF);
+    Block result;
+    VOEncryptString(result, source, "password");
+    EXPECT_EQ(0x0123456789ABCDEFu, source.to_ullong());
+    VODecryptString(result, source, "password");
+    EXPECT_EQ(0x0123456789ABCDEFu, source.to_ullong());
 }
 
 TEST(StringCipher, ResultAndSourceMayBeTheSameObject)
 {
-    Block kBlock(0x0123456789ABCDEF);
-    EXPECT_EQ(1, VOEncryptString(kBlock, kBlock, "password"));
-    EXPECT_EQ(Encrypt(0x0123456789ABCDEF, "password"), kBlock.to_ullong());
-    EXPECT_EQ(1, VODecryptString(kBlock, kBlock, "password"));
-    EXPECT_EQ(0x0123456789ABCDEFu, kBlock.to_ullong());
+    Block block(0x0123456789ABCDEF);
+    EXPECT_EQ(1, VOEncryptString(block, block, "password"));
+    EXPECT_EQ(Encrypt(0x0123456789ABCDEF, "password"), block.to_ullong());
+    EXPECT_EQ(1, VODecryptString(block, block, "password"));
+    EXPECT_EQ(0x0123456789ABCDEFu, block.to_ullong());
 }
 
 TEST(StringCipher, OneCallLeavesNothingBehindForTheNext)

@@ -58,15 +58,15 @@ TEST(BkdrHash, TheWideFormTakesCharactersAsUnsigned)
 
 TEST(BkdrHash, LongTextsWrapAt64Bits)
 {
-    Random kRandom(82300);
+    Random random(82300);
     for (int i = 0; i < 300; ++i)
     {
-        std::string strNarrow(kRandom.Below(60), 'x');
+        std::string strNarrow(random.Below(60), 'x');
         VOWString strWide(strNarrow.size(), VOWCHAR{0});
         for (size_t k = 0; k < strNarrow.size(); ++k)
         {
-            strNarrow[k] = static_cast<char>(1 + kRandom.Below(255));
-            strWide[k] = static_cast<VOWCHAR>(1 + kRandom.Below(0xFFFF));
+            strNarrow[k] = static_cast<char>(1 + random.Below(255));
+            strWide[k] = static_cast<VOWCHAR>(1 + random.Below(0xFFFF));
         }
         uint64_t ullNarrow = 0;
         uint64_t ullWide = 0;
@@ -77,8 +77,8 @@ TEST(BkdrHash, LongTextsWrapAt64Bits)
             ullWide = ullWide * 131 + static_cast<uint16_t>(strWide[strWide.size() - 1 - k]);
         }
         EXPECT_EQ(ullNarrow, VO_BKDRHashForString64BitA(strNarrow.c_str()));
-        const PlacedText kText(strWide, kRandom.Below(16));
-        EXPECT_EQ(ullWide, VO_BKDRHashForString64BitW(kText));
+        const PlacedText text(strWide, random.Below(16));
+        EXPECT_EQ(ullWide, VO_BKDRHashForString64BitW(text));
     }
 }
 
@@ -130,7 +130,7 @@ TEST(BoundedCopy, ATextThatJustFitsIsCopiedWhole)
 
 TEST(BoundedCopy, AFailedCheckLogsItsExpressionAndWritesNothing)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     char szTo[4] = {'#', '#', '#', '#'};
     VOWCHAR szWide[4] = {'#', '#', '#', '#'};
     EXPECT_EQ(0, VOStrnCpy_SA(nullptr, 4, "abc", 4));
@@ -145,19 +145,19 @@ TEST(BoundedCopy, AFailedCheckLogsItsExpressionAndWritesNothing)
                                         CheckLine("VO_PROCESS_ERROR", "pszTo", "VOStrnCpy_SW"),
                                         CheckLine("VO_PROCESS_ERROR", "pszFrom", "VOStrnCpy_SW"),
                                         CheckLine("VO_PROCESS_ERROR", "uMaxCount <= uSizeTo", "VOStrnCpy_SW")}),
-              kLog.Lines());
+              log.Lines());
     EXPECT_TRUE(SameBytes(Bytes(4, '#'), CopyBytes(szTo, 4)));
     EXPECT_TRUE(SameBytes(Units(VOTEXT("####"), 0), UnitsAt(szWide, 4)));
 }
 
 TEST(BoundedCopy, ATargetOfNoCharactersIsRefusedAndNothingWritten)
 {
-    const LogCapture kLog;
+    const LogCapture log;
     char szTo[3] = {'#', '#', '#'};
     VOWCHAR szWide[3] = {'#', '#', '#'};
     EXPECT_EQ(0, VOStrnCpy_SA(szTo + 1, 0, "abc", 0));
     EXPECT_EQ(0, VOStrnCpy_SW(szWide + 1, 0, VOTEXT("abc"), 0));
-    EXPECT_EQ(2u, kLog.Count());
+    EXPECT_EQ(2u, log.Count());
     EXPECT_TRUE(SameBytes(Bytes(3, '#'), CopyBytes(szTo, 3)));
     EXPECT_TRUE(SameBytes(Units(VOTEXT("###"), 0), UnitsAt(szWide, 3)));
 }
@@ -165,13 +165,13 @@ TEST(BoundedCopy, ATargetOfNoCharactersIsRefusedAndNothingWritten)
 TEST(BoundedCopy, TheSourceIsNotReadBehindTheTargetsSize)
 {
     // Four characters and no terminator behind them.
-    const MisalignedBlock kSource({'a', 'b', 'c', 'd'});
+    const MisalignedBlock source({'a', 'b', 'c', 'd'});
     char szTo[4];
-    EXPECT_EQ(1, VOStrnCpy_SA(szTo, 4, kSource.As<const char>(), 4));
+    EXPECT_EQ(1, VOStrnCpy_SA(szTo, 4, source.As<const char>(), 4));
     EXPECT_STREQ("abc", szTo);
-    const MisalignedBlock kWide(Units(VOTEXT("abcd"), 0), 1);
+    const MisalignedBlock wide(Units(VOTEXT("abcd"), 0), 1);
     VOWCHAR szWide[4];
-    EXPECT_EQ(1, VOStrnCpy_SW(szWide, 4, kWide.As<const VOWCHAR>(), 4));
+    EXPECT_EQ(1, VOStrnCpy_SW(szWide, 4, wide.As<const VOWCHAR>(), 4));
     EXPECT_EQ(VOTEXT("abc"), VOWString(szWide));
 }
 
@@ -179,10 +179,10 @@ TEST(BoundedCopy, WideTextIsTakenFromAndPutAtEveryMisalignment)
 {
     for (size_t uMisalignment = 0; uMisalignment < 16; ++uMisalignment)
     {
-        const PlacedText kFrom(VOTEXT("text \u4E2D"), uMisalignment);
-        const MisalignedBlock kTo(Bytes(20, '#'), 15 - uMisalignment);
-        EXPECT_EQ(1, VOStrnCpy_SW(kTo.As<VOWCHAR>(), 10, kFrom, 10));
-        EXPECT_TRUE(SameBytes(Units(VOTEXT("text \u4E2D"), 4), kTo.Current()));
+        const PlacedText from(VOTEXT("text \u4E2D"), uMisalignment);
+        const MisalignedBlock to(Bytes(20, '#'), 15 - uMisalignment);
+        EXPECT_EQ(1, VOStrnCpy_SW(to.As<VOWCHAR>(), 10, from, 10));
+        EXPECT_TRUE(SameBytes(Units(VOTEXT("text \u4E2D"), 4), to.Current()));
     }
 }
 

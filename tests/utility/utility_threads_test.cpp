@@ -15,25 +15,25 @@ using namespace votest;
 namespace
 {
 // Compresses, decompresses and digests one source; true when everything comes out as it has to.
-bool UseAll(const Bytes& rkSource, const Bytes& rkDigest)
+bool UseAll(const Bytes& source, const Bytes& digest)
 {
-    Bytes vecSource = rkSource;
+    Bytes vecSource = source;
     unsigned char* pbBlock = nullptr;
     unsigned char* pbResult = nullptr;
     unsigned int uBlock = 0;
     unsigned int uResult = 0;
     bool bGood =
         VOCompressBuffer_lzo1x(&pbBlock, &uBlock, vecSource.data(), static_cast<unsigned int>(vecSource.size())) == 1 &&
-        VODeCompressBuffer_lzo1x(&pbResult, &uResult, pbBlock) == 1 && CopyBytes(pbResult, uResult) == rkSource;
+        VODeCompressBuffer_lzo1x(&pbResult, &uResult, pbBlock) == 1 && CopyBytes(pbResult, uResult) == source;
     free(pbBlock);
     free(pbResult);
 
     MD5State kState;
     unsigned char abDigest[16];
     md5_init(&kState);
-    md5_append(&kState, rkSource.data(), static_cast<int>(rkSource.size()));
+    md5_append(&kState, source.data(), static_cast<int>(source.size()));
     md5_finish(&kState, abDigest);
-    return bGood && CopyBytes(abDigest, 16) == rkDigest;
+    return bGood && CopyBytes(abDigest, 16) == digest;
 }
 }  // namespace
 
@@ -56,9 +56,9 @@ TEST(UtilityThreads, BlocksAndDigestsOfManyThreadsComeOutRight)
                 }
             });
     }
-    for (std::thread& rkThread : vecThread)
+    for (std::thread& thread : vecThread)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(0, nWrong);
 }
@@ -70,22 +70,22 @@ TEST(UtilityThreads, CiphersWithDifferentKeysDoNotMeet)
     std::vector<std::thread> vecThread;
     for (const char* pszKey : apszKeys)
     {
-        std::bitset<64> kAlone(0x0123456789ABCDEF);
-        VOEncryptString(kAlone, kAlone, pszKey);
+        std::bitset<64> alone(0x0123456789ABCDEF);
+        VOEncryptString(alone, alone, pszKey);
         vecThread.emplace_back(
-            [&nWrong, pszKey, kAlone]
+            [&nWrong, pszKey, alone]
             {
                 for (int i = 0; i < 2000; ++i)
                 {
-                    std::bitset<64> kBlock(0x0123456789ABCDEF);
-                    VOEncryptString(kBlock, kBlock, pszKey);
-                    nWrong += kBlock == kAlone ? 0 : 1;
+                    std::bitset<64> block(0x0123456789ABCDEF);
+                    VOEncryptString(block, block, pszKey);
+                    nWrong += block == alone ? 0 : 1;
                 }
             });
     }
-    for (std::thread& rkThread : vecThread)
+    for (std::thread& thread : vecThread)
     {
-        rkThread.join();
+        thread.join();
     }
     EXPECT_EQ(0, nWrong);
 }

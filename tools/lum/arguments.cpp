@@ -23,37 +23,37 @@ typedef std::function<int()> Command;
 // Everything that the options are read into. It outlives the parsing, and the command that runs afterwards.
 struct AllOptions
 {
-    ServeOptions kServe;
-    ReaderOptions kStatus;
-    ListOptions kList;
-    TreeOptions kTree;
-    FindOptions kFind;
-    StatOptions kStat;
-    ReaderOptions kTypes;
-    ImageOptions kImage;
-    WatchOptions kWatch;
-    OptionsOptions kOptions;
-    LogOptions kLog;
-    DemoOptions kDemo;
-    CrashOptions kCrash;
+    ServeOptions serve;
+    ReaderOptions status;
+    ListOptions list;
+    TreeOptions tree;
+    FindOptions find;
+    StatOptions stat;
+    ReaderOptions types;
+    ImageOptions image;
+    WatchOptions watch;
+    OptionsOptions options;
+    LogOptions log;
+    DemoOptions demo;
+    CrashOptions crash;
 };
 
 const char* const kExitCodes = "Exit codes: 0 found or done, 1 not found, 2 error.";
 
-CLI::Option* AddSource(CLI::App* pkApp, const std::string& strFlag, const std::string& strHelp,
+CLI::Option* AddSource(CLI::App* pApp, const std::string& strFlag, const std::string& strHelp,
                        std::optional<LUMTrayService::enumAssetFrom>* peaf)
 {
-    return pkApp
+    return pApp
         ->add_option_function<std::string>(
             strFlag, [peaf](const std::string& strName) { *peaf = SourceByName(strName); }, strHelp)
         ->check(CLI::IsMember(SourceNames()))
         ->type_name("SOURCE");
 }
 
-CLI::Option* AddNumber(CLI::App* pkApp, const std::string& strFlag, const std::string& strHelp,
+CLI::Option* AddNumber(CLI::App* pApp, const std::string& strFlag, const std::string& strHelp,
                        std::optional<uint32_t>* puValue)
 {
-    return pkApp
+    return pApp
         ->add_option_function<std::string>(
             strFlag, [puValue](const std::string& strText) { *puValue = ParseNumber(strText); }, strHelp)
         ->check([](const std::string& strText)
@@ -62,185 +62,183 @@ CLI::Option* AddNumber(CLI::App* pkApp, const std::string& strFlag, const std::s
 }
 
 // Every use of the option is one more value.
-void AddRepeated(CLI::App* pkApp, const std::string& strFlag, const std::string& strHelp,
+void AddRepeated(CLI::App* pApp, const std::string& strFlag, const std::string& strHelp,
                  std::vector<std::string>* pvecValues)
 {
-    pkApp->add_option(strFlag, *pvecValues, strHelp)->allow_extra_args(false)->type_name("DIR");
+    pApp->add_option(strFlag, *pvecValues, strHelp)->allow_extra_args(false)->type_name("DIR");
 }
 
-void AddReaderOptions(CLI::App* pkApp, ReaderOptions* pkOptions)
+void AddReaderOptions(CLI::App* pApp, ReaderOptions* pOptions)
 {
-    AddSource(pkApp, "--from", "Only this source; otherwise all that are published", &pkOptions->eaf);
-    pkApp->add_flag("--json", pkOptions->bJson, "Write JSON");
+    AddSource(pApp, "--from", "Only this source; otherwise all that are published", &pOptions->eaf);
+    pApp->add_flag("--json", pOptions->bJson, "Write JSON");
 }
 
-void AddPath(CLI::App* pkApp, const std::string& strHelp, std::string* pstrPath)
+void AddPath(CLI::App* pApp, const std::string& strHelp, std::string* pstrPath)
 {
-    pkApp->add_option("path", *pstrPath, strHelp)->type_name("PATH");
+    pApp->add_option("path", *pstrPath, strHelp)->type_name("PATH");
 }
 
-CLI::App* AddCommand(CLI::App* pkApp, const std::string& strName, const std::string& strHelp, Command* pfnRun,
+CLI::App* AddCommand(CLI::App* pApp, const std::string& strName, const std::string& strHelp, Command* pfnRun,
                      const Command& fnCommand)
 {
-    CLI::App* pkCommand = pkApp->add_subcommand(strName, strHelp);
-    pkCommand->callback([pfnRun, fnCommand]() { *pfnRun = fnCommand; });
-    pkCommand->footer(kExitCodes);
-    return pkCommand;
+    CLI::App* pCommand = pApp->add_subcommand(strName, strHelp);
+    pCommand->callback([pfnRun, fnCommand]() { *pfnRun = fnCommand; });
+    pCommand->footer(kExitCodes);
+    return pCommand;
 }
 
-void AddServe(CLI::App* pkApp, ServeOptions* pkOptions, Command* pfnRun)
+void AddServe(CLI::App* pApp, ServeOptions* pOptions, Command* pfnRun)
 {
-    CLI::App* pkServe = AddCommand(pkApp, "serve", "Publish directories, an archive and lists of paths", pfnRun,
-                                   [pkOptions]() { return RunServe(*pkOptions); });
-    pkServe->add_option("--source", pkOptions->strSource, "The source directory")->type_name("DIR");
-    pkServe->add_option("--target", pkOptions->strTarget, "The target directory")->type_name("DIR");
-    AddRepeated(pkServe, "--merge-source", "A directory of the merge source, with the next merge bit; repeatable",
-                &pkOptions->vecMergeSource);
-    AddRepeated(pkServe, "--merge-target", "The same for the merge target", &pkOptions->vecMergeTarget);
-    pkServe->add_option("--pak", pkOptions->strPak, "An archive to list (zip, tar, ...)")->type_name("ARCHIVE");
-    pkServe->add_option("--http-source", pkOptions->strHttpSource, "A text file of paths: HTTP files of the source")
+    CLI::App* pServe = AddCommand(pApp, "serve", "Publish directories, an archive and lists of paths", pfnRun,
+                                  [pOptions]() { return RunServe(*pOptions); });
+    pServe->add_option("--source", pOptions->strSource, "The source directory")->type_name("DIR");
+    pServe->add_option("--target", pOptions->strTarget, "The target directory")->type_name("DIR");
+    AddRepeated(pServe, "--merge-source", "A directory of the merge source, with the next merge bit; repeatable",
+                &pOptions->vecMergeSource);
+    AddRepeated(pServe, "--merge-target", "The same for the merge target", &pOptions->vecMergeTarget);
+    pServe->add_option("--pak", pOptions->strPak, "An archive to list (zip, tar, ...)")->type_name("ARCHIVE");
+    pServe->add_option("--http-source", pOptions->strHttpSource, "A text file of paths: HTTP files of the source")
         ->type_name("LIST");
-    pkServe->add_option("--http-target", pkOptions->strHttpTarget, "HTTP files of the target")->type_name("LIST");
-    pkServe->add_option("--http-pkg-source", pkOptions->strHttpPkgSource, "HTTP packages of the source")
+    pServe->add_option("--http-target", pOptions->strHttpTarget, "HTTP files of the target")->type_name("LIST");
+    pServe->add_option("--http-pkg-source", pOptions->strHttpPkgSource, "HTTP packages of the source")
         ->type_name("LIST");
-    pkServe->add_option("--http-pkg-target", pkOptions->strHttpPkgTarget, "HTTP packages of the target")
+    pServe->add_option("--http-pkg-target", pOptions->strHttpPkgTarget, "HTTP packages of the target")
         ->type_name("LIST");
-    pkServe->add_option("--types", pkOptions->strTypes, "The table of types, in place of the built-in one")
+    pServe->add_option("--types", pOptions->strTypes, "The table of types, in place of the built-in one")
         ->type_name("FILE");
-    pkServe->add_option("--options", pkOptions->strOptions, "An INI file of public options to publish as well")
+    pServe->add_option("--options", pOptions->strOptions, "An INI file of public options to publish as well")
         ->type_name("FILE");
-    pkServe->add_option("--log", pkOptions->strLog, "Write a log file below this folder")->type_name("DIR");
-    pkServe->add_flag("--once", pkOptions->bOnce, "Publish what is there now, and wait; don't watch for changes");
+    pServe->add_option("--log", pOptions->strLog, "Write a log file below this folder")->type_name("DIR");
+    pServe->add_flag("--once", pOptions->bOnce, "Publish what is there now, and wait; don't watch for changes");
 }
 
-void AddReaders(CLI::App* pkApp, AllOptions* pkOptions, Output* pkOutput, Command* pfnRun)
+void AddReaders(CLI::App* pApp, AllOptions* pOptions, Output* pOutput, Command* pfnRun)
 {
-    CLI::App* pkStatus = AddCommand(pkApp, "status", "Show what is published", pfnRun,
-                                    [=]() { return RunStatus(pkOptions->kStatus, pkOutput); });
-    AddReaderOptions(pkStatus, &pkOptions->kStatus);
+    CLI::App* pStatus = AddCommand(pApp, "status", "Show what is published", pfnRun,
+                                   [=]() { return RunStatus(pOptions->status, pOutput); });
+    AddReaderOptions(pStatus, &pOptions->status);
 
-    CLI::App* pkList =
-        AddCommand(pkApp, "ls", "List a folder", pfnRun, [=]() { return RunList(pkOptions->kList, pkOutput); });
-    AddReaderOptions(pkList, &pkOptions->kList);
-    AddPath(pkList, "The folder; the root when left out", &pkOptions->kList.strPath);
-    pkList->add_flag("-l,--long", pkOptions->kList.bLong, "Attributes, size, time and type as well");
+    CLI::App* pList =
+        AddCommand(pApp, "ls", "List a folder", pfnRun, [=]() { return RunList(pOptions->list, pOutput); });
+    AddReaderOptions(pList, &pOptions->list);
+    AddPath(pList, "The folder; the root when left out", &pOptions->list.strPath);
+    pList->add_flag("-l,--long", pOptions->list.bLong, "Attributes, size, time and type as well");
 
-    CLI::App* pkTree = AddCommand(pkApp, "tree", "Draw everything below a folder", pfnRun,
-                                  [=]() { return RunTree(pkOptions->kTree, pkOutput); });
-    AddReaderOptions(pkTree, &pkOptions->kTree);
-    AddPath(pkTree, "The folder; the root when left out", &pkOptions->kTree.strPath);
-    AddNumber(pkTree, "--depth", "Levels to draw below the folder", &pkOptions->kTree.uDepth);
-    pkTree->add_flag("--folders", pkOptions->kTree.bFoldersOnly, "Only folders");
+    CLI::App* pTree = AddCommand(pApp, "tree", "Draw everything below a folder", pfnRun,
+                                 [=]() { return RunTree(pOptions->tree, pOutput); });
+    AddReaderOptions(pTree, &pOptions->tree);
+    AddPath(pTree, "The folder; the root when left out", &pOptions->tree.strPath);
+    AddNumber(pTree, "--depth", "Levels to draw below the folder", &pOptions->tree.uDepth);
+    pTree->add_flag("--folders", pOptions->tree.bFoldersOnly, "Only folders");
 
-    CLI::App* pkStat = AddCommand(pkApp, "stat", "Show everything about files and folders", pfnRun,
-                                  [=]() { return RunStat(pkOptions->kStat, pkOutput); });
-    AddReaderOptions(pkStat, &pkOptions->kStat);
-    pkStat->add_option("path", pkOptions->kStat.vecPaths, "Files and folders")->required()->type_name("PATH");
+    CLI::App* pStat = AddCommand(pApp, "stat", "Show everything about files and folders", pfnRun,
+                                 [=]() { return RunStat(pOptions->stat, pOutput); });
+    AddReaderOptions(pStat, &pOptions->stat);
+    pStat->add_option("path", pOptions->stat.vecPaths, "Files and folders")->required()->type_name("PATH");
 
-    CLI::App* pkTypes = AddCommand(pkApp, "types", "Show the table of types", pfnRun,
-                                   [=]() { return RunTypes(pkOptions->kTypes, pkOutput); });
-    AddReaderOptions(pkTypes, &pkOptions->kTypes);
+    CLI::App* pTypes = AddCommand(pApp, "types", "Show the table of types", pfnRun,
+                                  [=]() { return RunTypes(pOptions->types, pOutput); });
+    AddReaderOptions(pTypes, &pOptions->types);
 }
 
-void AddFind(CLI::App* pkApp, FindOptions* pkOptions, Output* pkOutput, Command* pfnRun)
+void AddFind(CLI::App* pApp, FindOptions* pOptions, Output* pOutput, Command* pfnRun)
 {
-    CLI::App* pkFind = AddCommand(pkApp, "find", "Find what meets all conditions", pfnRun,
-                                  [=]() { return RunFind(*pkOptions, pkOutput); });
-    AddReaderOptions(pkFind, pkOptions);
-    AddPath(pkFind, "The folder to search; the root when left out", &pkOptions->strPath);
-    pkFind->add_option("--name", pkOptions->strName, "The base name, without extension, contains this text")
+    CLI::App* pFind = AddCommand(pApp, "find", "Find what meets all conditions", pfnRun,
+                                 [=]() { return RunFind(*pOptions, pOutput); });
+    AddReaderOptions(pFind, pOptions);
+    AddPath(pFind, "The folder to search; the root when left out", &pOptions->strPath);
+    pFind->add_option("--name", pOptions->strName, "The base name, without extension, contains this text")
         ->type_name("TEXT");
-    pkFind->add_option("--ext", pkOptions->strExtensions, "The extension is one of these, such as \"png|tga\"")
+    pFind->add_option("--ext", pOptions->strExtensions, "The extension is one of these, such as \"png|tga\"")
         ->type_name("LIST");
-    AddNumber(pkFind, "--merge", "The merge sign has one of these bits", &pkOptions->uMerge);
-    pkFind->add_option("--type", pkOptions->strType, "The type, by name or number")->type_name("TYPE");
-    pkFind->add_flag("--files", pkOptions->bFiles, "Only files");
-    pkFind->add_flag("--folders", pkOptions->bFolders, "Only folders");
-    pkFind->add_flag("--case", pkOptions->bMatchCase, "Compare names and extensions with case");
-    pkFind->add_flag("-0,--null", pkOptions->bNull,
-                     "Write bare paths as the file system has them, a zero byte behind each");
+    AddNumber(pFind, "--merge", "The merge sign has one of these bits", &pOptions->uMerge);
+    pFind->add_option("--type", pOptions->strType, "The type, by name or number")->type_name("TYPE");
+    pFind->add_flag("--files", pOptions->bFiles, "Only files");
+    pFind->add_flag("--folders", pOptions->bFolders, "Only folders");
+    pFind->add_flag("--case", pOptions->bMatchCase, "Compare names and extensions with case");
+    pFind->add_flag("-0,--null", pOptions->bNull,
+                    "Write bare paths as the file system has them, a zero byte behind each");
 }
 
-void AddImage(CLI::App* pkApp, ImageOptions* pkOptions, Output* pkOutput, Command* pfnRun)
+void AddImage(CLI::App* pApp, ImageOptions* pOptions, Output* pOutput, Command* pfnRun)
 {
-    CLI::App* pkImage = AddCommand(pkApp, "image", "Show what is in an image, and whether it is sound", pfnRun,
-                                   [=]() { return RunImage(*pkOptions, pkOutput); });
-    CLI::Option* pkSection =
-        AddSource(pkImage, "--section", "The published image of this source (source when left out)", &pkOptions->eaf);
-    CLI::Option* pkFile = pkImage->add_option("--file", pkOptions->strFile, "A file with an image, compressed or not");
-    pkFile->type_name("FILE")->excludes(pkSection);
-    CLI::Option* pkDump =
-        pkImage->add_flag("--dump", pkOptions->bDump, "Every value of all heads, and of some records");
-    pkImage
+    CLI::App* pImage = AddCommand(pApp, "image", "Show what is in an image, and whether it is sound", pfnRun,
+                                  [=]() { return RunImage(*pOptions, pOutput); });
+    CLI::Option* pSection =
+        AddSource(pImage, "--section", "The published image of this source (source when left out)", &pOptions->eaf);
+    CLI::Option* pFile = pImage->add_option("--file", pOptions->strFile, "A file with an image, compressed or not");
+    pFile->type_name("FILE")->excludes(pSection);
+    CLI::Option* pDump = pImage->add_flag("--dump", pOptions->bDump, "Every value of all heads, and of some records");
+    pImage
         ->add_option_function<std::string>(
             "--records",
-            [pkOptions](const std::string& strText) { pkOptions->uRecords = ParseNumber(strText).value_or(0); },
+            [pOptions](const std::string& strText) { pOptions->uRecords = ParseNumber(strText).value_or(0); },
             "Records of each kind in a dump (default 4)")
         ->check([](const std::string& strText)
                 { return ParseNumber(strText) ? std::string() : "\"" + strText + "\" is no number"; })
-        ->needs(pkDump)
+        ->needs(pDump)
         ->type_name("NUMBER");
-    pkImage->add_option("--save", pkOptions->strSave, "Write the image, uncompressed, to this file")->type_name("FILE");
-    CLI::Option* pkState = pkImage->add_flag("--state", pkOptions->bState, "The update state section instead");
-    pkState->excludes(pkSection)->excludes(pkFile)->excludes(pkDump);
-    pkImage->add_flag("--json", pkOptions->bJson, "Write JSON")->excludes(pkDump);
+    pImage->add_option("--save", pOptions->strSave, "Write the image, uncompressed, to this file")->type_name("FILE");
+    CLI::Option* pState = pImage->add_flag("--state", pOptions->bState, "The update state section instead");
+    pState->excludes(pSection)->excludes(pFile)->excludes(pDump);
+    pImage->add_flag("--json", pOptions->bJson, "Write JSON")->excludes(pDump);
 }
 
-void AddWatch(CLI::App* pkApp, WatchOptions* pkOptions, Output* pkOutput, Command* pfnRun)
+void AddWatch(CLI::App* pApp, WatchOptions* pOptions, Output* pOutput, Command* pfnRun)
 {
-    CLI::App* pkWatch = AddCommand(pkApp, "watch", "Show changes as they are told, until it is stopped", pfnRun,
-                                   [=]() { return RunWatch(*pkOptions, pkOutput); });
-    AddSource(pkWatch, "--source,--from", "Only this source; otherwise all that are published", &pkOptions->eaf);
-    pkWatch->add_option("--path", pkOptions->strPath, "Only what lies under this path of the index")
-        ->type_name("PREFIX");
-    pkWatch
+    CLI::App* pWatch = AddCommand(pApp, "watch", "Show changes as they are told, until it is stopped", pfnRun,
+                                  [=]() { return RunWatch(*pOptions, pOutput); });
+    AddSource(pWatch, "--source,--from", "Only this source; otherwise all that are published", &pOptions->eaf);
+    pWatch->add_option("--path", pOptions->strPath, "Only what lies under this path of the index")->type_name("PREFIX");
+    pWatch
         ->add_option(
-            "--exec", pkOptions->strExecute,
+            "--exec", pOptions->strExecute,
             "Run this command for each event, with LUM_SOURCE, LUM_KIND, LUM_PATH, LUM_NEW_NAME and LUM_FILE in "
             "its environment")
         ->type_name("CMD");
-    AddNumber(pkWatch, "--count", "End after so many events", &pkOptions->uCount);
-    pkWatch->add_flag("--json", pkOptions->bJson, "Write one JSON object a line");
+    AddNumber(pWatch, "--count", "End after so many events", &pOptions->uCount);
+    pWatch->add_flag("--json", pOptions->bJson, "Write one JSON object a line");
 }
 
-void AddDemo(CLI::App* pkApp, DemoOptions* pkOptions, Command* pfnRun)
+void AddDemo(CLI::App* pApp, DemoOptions* pOptions, Command* pfnRun)
 {
-    CLI::App* pkDemo =
-        AddCommand(pkApp, "demo", "Publish a directory, read it from a second process, and see a change arrive", pfnRun,
-                   [=]() { return RunDemo(*pkOptions); });
-    pkDemo->add_option("dir", pkOptions->strDirectory, "The directory; a small one is made when left out")
+    CLI::App* pDemo =
+        AddCommand(pApp, "demo", "Publish a directory, read it from a second process, and see a change arrive", pfnRun,
+                   [=]() { return RunDemo(*pOptions); });
+    pDemo->add_option("dir", pOptions->strDirectory, "The directory; a small one is made when left out")
         ->type_name("DIR");
 }
 
-void AddServices(CLI::App* pkApp, AllOptions* pkOptions, Output* pkOutput, Command* pfnRun)
+void AddServices(CLI::App* pApp, AllOptions* pOptions, Output* pOutput, Command* pfnRun)
 {
-    CLI::App* pkPublic = AddCommand(pkApp, "options", "Show the public options", pfnRun,
-                                    [=]() { return RunOptions(pkOptions->kOptions, pkOutput); });
-    pkPublic->add_option("--key", pkOptions->kOptions.strKey, "Take only options that have this key")->type_name("KEY");
-    pkPublic->add_flag("--json", pkOptions->kOptions.bJson, "Write JSON");
+    CLI::App* pPublic = AddCommand(pApp, "options", "Show the public options", pfnRun,
+                                   [=]() { return RunOptions(pOptions->options, pOutput); });
+    pPublic->add_option("--key", pOptions->options.strKey, "Take only options that have this key")->type_name("KEY");
+    pPublic->add_flag("--json", pOptions->options.bJson, "Write JSON");
 
-    CLI::App* pkLog = AddCommand(pkApp, "log", "Show the newest log file of a folder", pfnRun,
-                                 [=]() { return RunLog(pkOptions->kLog, pkOutput); });
-    pkLog->add_option("dir", pkOptions->kLog.strFolder, "The folder that lum serve --log was given")
+    CLI::App* pLog = AddCommand(pApp, "log", "Show the newest log file of a folder", pfnRun,
+                                [=]() { return RunLog(pOptions->log, pOutput); });
+    pLog->add_option("dir", pOptions->log.strFolder, "The folder that lum serve --log was given")
         ->required()
         ->type_name("DIR");
-    pkLog->add_flag("-f,--follow", pkOptions->kLog.bFollow, "Go on with what is added, until it is stopped");
-    AddNumber(pkLog, "-n,--lines", "Only the last so many lines", &pkOptions->kLog.uLines);
+    pLog->add_flag("-f,--follow", pOptions->log.bFollow, "Go on with what is added, until it is stopped");
+    AddNumber(pLog, "-n,--lines", "Only the last so many lines", &pOptions->log.uLines);
 
-    CLI::App* pkCrash = AddCommand(pkApp, "crash", "Crash", pfnRun, [=]() { return RunCrash(pkOptions->kCrash); });
-    pkCrash->add_option("how", pkOptions->kCrash.strHow)->required()->check(CLI::IsMember(CrashKinds()));
-    pkCrash->add_option("--log", pkOptions->kCrash.strLog);
-    pkCrash->group("");  // for tests; not in the help
+    CLI::App* pCrash = AddCommand(pApp, "crash", "Crash", pfnRun, [=]() { return RunCrash(pOptions->crash); });
+    pCrash->add_option("how", pOptions->crash.strHow)->required()->check(CLI::IsMember(CrashKinds()));
+    pCrash->add_option("--log", pOptions->crash.strLog);
+    pCrash->group("");  // for tests; not in the help
 }
 
 // The exit code where there is nothing to run: a wrong command line, or one that asks for help or the version.
-std::optional<int> Parse(CLI::App* pkApp, std::vector<std::string> vecArguments, Output* pkOutput)
+std::optional<int> Parse(CLI::App* pApp, std::vector<std::string> vecArguments, Output* pOutput)
 {
-    const std::string strUnknown = UnknownCommand(*pkApp, vecArguments);
+    const std::string strUnknown = UnknownCommand(*pApp, vecArguments);
     if (vecArguments.empty())
     {
-        pkOutput->Write(pkApp->help());
-        return pkOutput->Flush() ? kExitFound : kExitError;
+        pOutput->Write(pApp->help());
+        return pOutput->Flush() ? kExitFound : kExitError;
     }
     if (!strUnknown.empty())
     {
@@ -250,19 +248,19 @@ std::optional<int> Parse(CLI::App* pkApp, std::vector<std::string> vecArguments,
     std::reverse(vecArguments.begin(), vecArguments.end());
     try
     {
-        pkApp->parse(vecArguments);
+        pApp->parse(vecArguments);
     }
-    catch (const CLI::Success& kAsked)
+    catch (const CLI::Success& asked)
     {
         // Help, or the version.
-        std::ostringstream kText;
-        pkApp->exit(kAsked, kText, kText);
-        pkOutput->Write(kText.str());
-        return pkOutput->Flush() ? kExitFound : kExitError;
+        std::ostringstream text;
+        pApp->exit(asked, text, text);
+        pOutput->Write(text.str());
+        return pOutput->Flush() ? kExitFound : kExitError;
     }
-    catch (const CLI::ParseError& kError)
+    catch (const CLI::ParseError& error)
     {
-        Complain(UsageError(*pkApp, kError));
+        Complain(UsageError(*pApp, error));
         return kExitError;
     }
     return std::nullopt;
@@ -272,27 +270,27 @@ std::optional<int> Parse(CLI::App* pkApp, std::vector<std::string> vecArguments,
 
 int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecArguments)
 {
-    AllOptions kOptions;
-    kOptions.kDemo.strProgram = strProgram;
-    kOptions.kImage.uRecords = 4;
-    Output kOutput;
+    AllOptions options;
+    options.demo.strProgram = strProgram;
+    options.image.uRecords = 4;
+    Output output;
     Command fnRun;
 
-    CLI::App kApp("lum: publishes an index of files, and shows what is published", "lum");
+    CLI::App app("lum: publishes an index of files, and shows what is published", "lum");
     // A path may begin with a slash on every system.
-    kApp.allow_windows_style_options(false);
-    kApp.set_version_flag("--version", "lum " LUM_VERSION);
-    kApp.require_subcommand(1);
-    kApp.footer(kExitCodes);
-    AddServe(&kApp, &kOptions.kServe, &fnRun);
-    AddReaders(&kApp, &kOptions, &kOutput, &fnRun);
-    AddFind(&kApp, &kOptions.kFind, &kOutput, &fnRun);
-    AddImage(&kApp, &kOptions.kImage, &kOutput, &fnRun);
-    AddWatch(&kApp, &kOptions.kWatch, &kOutput, &fnRun);
-    AddServices(&kApp, &kOptions, &kOutput, &fnRun);
-    AddDemo(&kApp, &kOptions.kDemo, &fnRun);
+    app.allow_windows_style_options(false);
+    app.set_version_flag("--version", "lum " LUM_VERSION);
+    app.require_subcommand(1);
+    app.footer(kExitCodes);
+    AddServe(&app, &options.serve, &fnRun);
+    AddReaders(&app, &options, &output, &fnRun);
+    AddFind(&app, &options.find, &output, &fnRun);
+    AddImage(&app, &options.image, &output, &fnRun);
+    AddWatch(&app, &options.watch, &output, &fnRun);
+    AddServices(&app, &options, &output, &fnRun);
+    AddDemo(&app, &options.demo, &fnRun);
 
-    const std::optional<int> nDone = Parse(&kApp, std::move(vecArguments), &kOutput);
+    const std::optional<int> nDone = Parse(&app, std::move(vecArguments), &output);
     return nDone ? *nDone : fnRun();
 }
 

@@ -19,9 +19,9 @@ namespace
 // How to start this program again: by the file itself where the system tells, otherwise as it was called.
 std::string ProgramPath(char** ppszArguments)
 {
-    std::error_code kError;
-    const std::filesystem::path kSelf = std::filesystem::read_symlink("/proc/self/exe", kError);
-    return kError ? std::string(ppszArguments[0]) : kSelf.string();
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? std::string(ppszArguments[0]) : self.string();
 }
 
 }  // namespace
@@ -43,9 +43,9 @@ int main(int nCount, char** ppszArguments)
     {
         lum::Complain("out of memory");
     }
-    catch (const std::exception& kFailure)
+    catch (const std::exception& failure)
     {
-        lum::Complain(kFailure.what());
+        lum::Complain(failure.what());
     }
     return lum::kExitError;
 }

@@ -48,12 +48,12 @@ std::string Suggestion(const std::string& strWord, const std::vector<std::string
     return strNearest.empty() ? "; see" : fmt::format("; did you mean '{}'? See", strNearest);
 }
 
-std::vector<std::string> OptionsOf(const CLI::App& kCommand)
+std::vector<std::string> OptionsOf(const CLI::App& command)
 {
     std::vector<std::string> vecNames;
-    for (const CLI::Option* pkOption : kCommand.get_options())
+    for (const CLI::Option* pOption : command.get_options())
     {
-        for (const std::string& strName : pkOption->get_lnames())
+        for (const std::string& strName : pOption->get_lnames())
         {
             vecNames.push_back("--" + strName);
         }
@@ -62,7 +62,7 @@ std::vector<std::string> OptionsOf(const CLI::App& kCommand)
 }
 
 // An argument that nothing asked for.
-std::string Unexpected(const CLI::App& kCommand, const std::string& strArgument)
+std::string Unexpected(const CLI::App& command, const std::string& strArgument)
 {
     const std::string strShown = PrintableText(strArgument);
     if (strArgument.size() < 2 || strArgument[0] != '-')
@@ -70,42 +70,42 @@ std::string Unexpected(const CLI::App& kCommand, const std::string& strArgument)
         return fmt::format("unexpected argument '{}'; see", strShown);
     }
     const std::string strOption = strArgument.substr(0, strArgument.find('='));
-    return fmt::format("unknown option '{}'{}", PrintableText(strOption), Suggestion(strOption, OptionsOf(kCommand)));
+    return fmt::format("unknown option '{}'{}", PrintableText(strOption), Suggestion(strOption, OptionsOf(command)));
 }
 
 }  // namespace
 
-std::string UnknownCommand(const CLI::App& kApp, const std::vector<std::string>& vecArguments)
+std::string UnknownCommand(const CLI::App& app, const std::vector<std::string>& vecArguments)
 {
     if (vecArguments.empty() || vecArguments[0].starts_with('-'))
     {
         return {};
     }
     std::vector<std::string> vecShown;
-    for (const CLI::App* pkCommand : kApp.get_subcommands([](const CLI::App*) { return true; }))
+    for (const CLI::App* pCommand : app.get_subcommands([](const CLI::App*) { return true; }))
     {
-        if (pkCommand->get_name() == vecArguments[0])
+        if (pCommand->get_name() == vecArguments[0])
         {
             return {};
         }
         // A group without a name isn't in the help.
-        if (!pkCommand->get_group().empty())
+        if (!pCommand->get_group().empty())
         {
-            vecShown.push_back(pkCommand->get_name());
+            vecShown.push_back(pCommand->get_name());
         }
     }
     return fmt::format("unknown command '{}'{} 'lum --help'", PrintableText(vecArguments[0]),
                        Suggestion(vecArguments[0], vecShown));
 }
 
-std::string UsageError(const CLI::App& kApp, const CLI::ParseError& kError)
+std::string UsageError(const CLI::App& app, const CLI::ParseError& error)
 {
-    const std::vector<CLI::App*> vecCommands = kApp.get_subcommands();
-    const CLI::App& rkCommand = vecCommands.empty() ? kApp : *vecCommands[0];
-    const std::string strHelp = vecCommands.empty() ? "lum --help" : fmt::format("lum {} --help", rkCommand.get_name());
-    const std::vector<std::string> vecExtras = kApp.remaining(true);
+    const std::vector<CLI::App*> vecCommands = app.get_subcommands();
+    const CLI::App& command = vecCommands.empty() ? app : *vecCommands[0];
+    const std::string strHelp = vecCommands.empty() ? "lum --help" : fmt::format("lum {} --help", command.get_name());
+    const std::vector<std::string> vecExtras = app.remaining(true);
     const std::string strWhat =
-        !vecExtras.empty() ? Unexpected(rkCommand, vecExtras[0]) : PrintableText(kError.what()) + "; see";
+        !vecExtras.empty() ? Unexpected(command, vecExtras[0]) : PrintableText(error.what()) + "; see";
     return fmt::format("{} '{}'", strWhat, strHelp);
 }
 

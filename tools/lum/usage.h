@@ -9,9 +9,9 @@ namespace lum
 {
 
 // Why the first word that should be a command is none; empty when it is one, or there is no such word.
-std::string UnknownCommand(const CLI::App& kApp, const std::vector<std::string>& vecArguments);
+std::string UnknownCommand(const CLI::App& app, const std::vector<std::string>& vecArguments);
 
 // The sentence of a command line that was refused: what is wrong with it, and whose help tells more.
-std::string UsageError(const CLI::App& kApp, const CLI::ParseError& kError);
+std::string UsageError(const CLI::App& app, const CLI::ParseError& error);
 
 }  // namespace lum

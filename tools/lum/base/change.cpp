@@ -29,28 +29,28 @@ std::string_view NameOf(ChangeKind eKind)
     }
 }
 
-VOTSFileEventContainer::Info EventOf(const Change& kChange)
+VOTSFileEventContainer::Info EventOf(const Change& change)
 {
-    VOTSFileEventContainer::Info kInfo;
-    kInfo.dwEventParam0 = static_cast<unsigned>(kChange.eKind);
-    kInfo.dwEventParam1 = kChange.bFolder ? kEventFolder : 0;
-    kInfo.dwEventParam2 = kChange.uRoots;
-    kInfo.pszPath = kChange.strPath.c_str();
-    kInfo.pszNewName = kChange.strNewName.c_str();
-    kInfo.pszPhysicPath = kChange.strPhysicalPath.c_str();
-    return kInfo;
+    VOTSFileEventContainer::Info about;
+    about.dwEventParam0 = static_cast<unsigned>(change.eKind);
+    about.dwEventParam1 = change.bFolder ? kEventFolder : 0;
+    about.dwEventParam2 = change.uRoots;
+    about.pszPath = change.strPath.c_str();
+    about.pszNewName = change.strNewName.c_str();
+    about.pszPhysicPath = change.strPhysicalPath.c_str();
+    return about;
 }
 
-Change ChangeOf(const FileEventParam& kParam)
+Change ChangeOf(const FileEventParam& param)
 {
-    return {kParam.eaf,
-            static_cast<ChangeKind>(kParam.dwEventParam0),
-            (kParam.dwEventParam1 & kEventFolder) != 0,
-            kParam.dwEventParam2,
-            VOTextOf(kParam.pszPath),
-            VOTextOf(kParam.pszNewName),
-            VOTextOf(kParam.pszPhysicPath),
-            kParam.ullTime};
+    return {param.eaf,
+            static_cast<ChangeKind>(param.dwEventParam0),
+            (param.dwEventParam1 & kEventFolder) != 0,
+            param.dwEventParam2,
+            VOTextOf(param.pszPath),
+            VOTextOf(param.pszNewName),
+            VOTextOf(param.pszPhysicPath),
+            param.ullTime};
 }
 
 }  // namespace lum

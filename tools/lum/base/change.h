@@ -37,8 +37,8 @@ typedef std::deque<Change> Changes;
 // "added", "removed", "renamed", "modified"; "event" for another publisher's kinds.
 std::string_view NameOf(ChangeKind eKind);
 
-// The library's record of a change, on its way out (with the texts of kChange, which has to outlive it) and back in.
-VOTSFileEventContainer::Info EventOf(const Change& kChange);
-Change ChangeOf(const FileEventParam& kParam);
+// The library's record of a change, on its way out (with the texts of change, which has to outlive it) and back in.
+VOTSFileEventContainer::Info EventOf(const Change& change);
+Change ChangeOf(const FileEventParam& param);
 
 }  // namespace lum

@@ -90,17 +90,17 @@ void MakeFault()
     }
 }
 
-void Report(const VOCrash& rkCrash)
+void Report(const VOCrash& crash)
 {
     // Before anything that needs memory: a crash may have left the allocator in no good state.
     VOWriteErrorText("lum: crash: ");
-    VOWriteErrorText(rkCrash.szWhat);
+    VOWriteErrorText(crash.szWhat);
     VOWriteErrorText("\n");
-    LogLine(VOLOG_ERROR, fmt::format("lum: crash: {}", rkCrash.szWhat));
-    Say(fmt::format("lum " LUM_VERSION ", process {}, stack of thread {}:", VOProcessId(), rkCrash.uThreadId));
+    LogLine(VOLOG_ERROR, fmt::format("lum: crash: {}", crash.szWhat));
+    Say(fmt::format("lum " LUM_VERSION ", process {}, stack of thread {}:", VOProcessId(), crash.uThreadId));
     MakeFault();
-    CrashWalker kWalker;
-    if (kWalker.ShowCallstack(VOCurrentThreadHandle(), rkCrash.pContext) == 0)
+    CrashWalker walker;
+    if (walker.ShowCallstack(VOCurrentThreadHandle(), crash.pContext) == 0)
     {
         Say("  (the stack can't be walked)");
     }

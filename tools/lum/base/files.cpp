@@ -21,9 +21,9 @@ constexpr unsigned long long kMaxFileSize = 0xFFFFFFFFull;
 constexpr size_t kChunk = 32 * 1024;
 constexpr unsigned long long kMaxTextFileSize = 256ull << 20;
 
-bool HasParentSteps(const fs::path& kPath)
+bool HasParentSteps(const fs::path& path)
 {
-    return std::any_of(kPath.begin(), kPath.end(), [](const fs::path& kPart) { return kPart == ".."; });
+    return std::any_of(path.begin(), path.end(), [](const fs::path& part) { return part == ".."; });
 }
 
 bool IsBlank(VOWCHAR ch)
@@ -35,33 +35,33 @@ bool IsBlank(VOWCHAR ch)
 bool ReadBytes(const std::string& strNative, unsigned long long ullLimit, std::vector<unsigned char>* pvecBytes,
                std::string* pstrError)
 {
-    std::error_code kError;
-    const fs::path kPath = ToPath(strNative);
-    std::ifstream kStream;
-    if (fs::is_directory(kPath, kError))
+    std::error_code error;
+    const fs::path path = ToPath(strNative);
+    std::ifstream stream;
+    if (fs::is_directory(path, error))
     {
         *pstrError = fmt::format("{}: is a directory", strNative);
         return false;
     }
-    kStream.open(kPath, std::ios::binary);
-    if (!kStream)
+    stream.open(path, std::ios::binary);
+    if (!stream)
     {
         *pstrError = fmt::format("{}: can't be opened for reading", strNative);
         return false;
     }
     pvecBytes->clear();
     std::vector<char> vecChunk(kChunk);
-    while (kStream)
+    while (stream)
     {
-        kStream.read(vecChunk.data(), static_cast<std::streamsize>(vecChunk.size()));
-        if (pvecBytes->size() + static_cast<size_t>(kStream.gcount()) > ullLimit)
+        stream.read(vecChunk.data(), static_cast<std::streamsize>(vecChunk.size()));
+        if (pvecBytes->size() + static_cast<size_t>(stream.gcount()) > ullLimit)
         {
             *pstrError = fmt::format("{}: is larger than {} bytes", strNative, ullLimit);
             return false;
         }
-        pvecBytes->insert(pvecBytes->end(), vecChunk.begin(), vecChunk.begin() + kStream.gcount());
+        pvecBytes->insert(pvecBytes->end(), vecChunk.begin(), vecChunk.begin() + stream.gcount());
     }
-    if (kStream.bad())
+    if (stream.bad())
     {
         *pstrError = fmt::format("{}: can't be read", strNative);
         return false;
@@ -98,9 +98,9 @@ fs::path ToPath(std::string_view strNative)
     return fs::path(std::u8string(strNative.begin(), strNative.end()));
 }
 
-std::string ToNative(const fs::path& kPath)
+std::string ToNative(const fs::path& path)
 {
-    const std::u8string strPath = kPath.u8string();
+    const std::u8string strPath = path.u8string();
     return std::string(strPath.begin(), strPath.end());
 }
 
@@ -109,9 +109,9 @@ bool AbsolutePath(const std::string& strNative, VOWString* pstrResult, std::stri
     // The conversions between character sets report by exception.
     try
     {
-        fs::path kPath = fs::absolute(ToPath(strNative));
-        kPath = HasParentSteps(kPath) ? fs::canonical(kPath) : kPath.lexically_normal();
-        VOWString strResult = VOFromNative(ToNative(kPath));
+        fs::path path = fs::absolute(ToPath(strNative));
+        path = HasParentSteps(path) ? fs::canonical(path) : path.lexically_normal();
+        VOWString strResult = VOFromNative(ToNative(path));
         std::replace(strResult.begin(), strResult.end(), VOWCHAR('\\'), VOWCHAR('/'));
         while (strResult.size() > 1 && strResult.back() == '/')
         {
@@ -120,9 +120,9 @@ bool AbsolutePath(const std::string& strNative, VOWString* pstrResult, std::stri
         *pstrResult = strResult;
         return true;
     }
-    catch (const std::system_error& kFailure)
+    catch (const std::system_error& failure)
     {
-        *pstrError = fmt::format("{}: {}", strNative, kFailure.code().message());
+        *pstrError = fmt::format("{}: {}", strNative, failure.code().message());
         return false;
     }
 }
@@ -157,18 +157,18 @@ bool ReadFile(const std::string& strNative, std::vector<unsigned char>* pvecByte
 
 bool WriteFile(const std::string& strNative, const void* pBytes, size_t uSize, std::string* pstrError)
 {
-    std::ofstream kStream(ToPath(strNative), std::ios::binary | std::ios::trunc);
-    if (!kStream)
+    std::ofstream stream(ToPath(strNative), std::ios::binary | std::ios::trunc);
+    if (!stream)
     {
         *pstrError = fmt::format("{}: can't be opened for writing", strNative);
         return false;
     }
-    kStream.write(static_cast<const char*>(pBytes), static_cast<std::streamsize>(uSize));
-    kStream.close();
-    if (!kStream)
+    stream.write(static_cast<const char*>(pBytes), static_cast<std::streamsize>(uSize));
+    stream.close();
+    if (!stream)
     {
-        std::error_code kIgnored;
-        fs::remove(ToPath(strNative), kIgnored);
+        std::error_code ignored;
+        fs::remove(ToPath(strNative), ignored);
         *pstrError = fmt::format("{}: can't be written", strNative);
         return false;
     }

@@ -15,7 +15,7 @@ namespace lum
 std::filesystem::path ToPath(std::string_view strNative);
 
 // And back.
-std::string ToNative(const std::filesystem::path& kPath);
+std::string ToNative(const std::filesystem::path& path);
 
 // The absolute form of a path, with "/" separators and no trailing one. Links are kept as they are named, except where
 // the path holds "..", which only the links' targets can answer. False with a message when the system has no answer.

@@ -13,7 +13,7 @@ namespace lum
 namespace
 {
 
-std::mutex g_kLock;
+std::mutex g_lock;
 std::string g_strFirst;
 
 // The library's texts bring their line ends.
@@ -22,7 +22,7 @@ int NoteLine(VOLOG_PRIORITY emPriority, const char* pszText)
     (void)fputs(pszText, stderr);
     (void)fflush(stderr);
     LogLibraryText(emPriority, pszText);
-    const std::lock_guard<std::mutex> kGuard(g_kLock);
+    const std::lock_guard<std::mutex> guard(g_lock);
     if (emPriority == VOLOG_ERROR && g_strFirst.empty())
     {
         g_strFirst = pszText;
@@ -43,7 +43,7 @@ void WatchLibraryLog()
 
 std::string FirstLibraryError()
 {
-    const std::lock_guard<std::mutex> kGuard(g_kLock);
+    const std::lock_guard<std::mutex> guard(g_lock);
     return g_strFirst;
 }
 

@@ -18,14 +18,14 @@ namespace
 {
 
 // Its state is a path that is only read once the flag is set, so that any thread may write.
-VOLogOutput g_kOutput;
+VOLogOutput g_output;
 std::atomic<bool> g_bStarted{false};
 
 }  // namespace
 
 bool StartLogFile(const std::string& strFolder, std::string* pstrError)
 {
-    std::error_code kError;
+    std::error_code error;
     std::string strPath;
     if (strFolder.empty())
     {
@@ -34,15 +34,15 @@ bool StartLogFile(const std::string& strFolder, std::string* pstrError)
     }
     // The writer makes the folders of a whole path where it leads, and those of "..\logs" elsewhere. The folder needn't
     // be there yet.
-    const std::u8string strWhole = std::filesystem::weakly_canonical(ToPath(strFolder), kError).generic_u8string();
-    if (kError || !VOToRuntimePath(std::string(strWhole.begin(), strWhole.end()), &strPath) ||
-        g_kOutput.Init(strPath.c_str()) == 0)
+    const std::u8string strWhole = std::filesystem::weakly_canonical(ToPath(strFolder), error).generic_u8string();
+    if (error || !VOToRuntimePath(std::string(strWhole.begin(), strWhole.end()), &strPath) ||
+        g_output.Init(strPath.c_str()) == 0)
     {
         *pstrError = fmt::format("{}: no log file can have such a path", strFolder);
         return false;
     }
     const std::string strFirst = fmt::format("lum " LUM_VERSION ", process {}\n", VOProcessId());
-    if (g_kOutput.OutputPrintf(VOLOG_INFO, strFirst.c_str()) == 0)
+    if (g_output.OutputPrintf(VOLOG_INFO, strFirst.c_str()) == 0)
     {
         *pstrError = fmt::format("{}: no log file can be written there", strFolder);
         return false;
@@ -55,7 +55,7 @@ void LogLine(VOLOG_PRIORITY emPriority, std::string_view strLine)
 {
     if (g_bStarted)
     {
-        g_kOutput.OutputPrintf(emPriority, fmt::format("{}\n", strLine).c_str());
+        g_output.OutputPrintf(emPriority, fmt::format("{}\n", strLine).c_str());
     }
 }
 
@@ -63,7 +63,7 @@ void LogLibraryText(VOLOG_PRIORITY emPriority, const char* pszText)
 {
     if (g_bStarted)
     {
-        g_kOutput.OutputPrintf(emPriority, pszText);
+        g_output.OutputPrintf(emPriority, pszText);
     }
 }
 

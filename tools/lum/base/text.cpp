@@ -73,11 +73,11 @@ std::optional<unsigned> HexAt(const VOWString& strText, size_t uAt, size_t uDigi
 }
 
 // Less than a day apart, so that the day of the year says which one is ahead, except over a turn of the year.
-int MinutesBetween(const tm& kLater, const tm& kEarlier)
+int MinutesBetween(const tm& later, const tm& earlier)
 {
-    const int nDays = kLater.tm_year != kEarlier.tm_year ? (kLater.tm_year > kEarlier.tm_year ? 1 : -1)
-                                                         : kLater.tm_yday - kEarlier.tm_yday;
-    return (nDays * 24 + kLater.tm_hour - kEarlier.tm_hour) * 60 + kLater.tm_min - kEarlier.tm_min;
+    const int nDays =
+        later.tm_year != earlier.tm_year ? (later.tm_year > earlier.tm_year ? 1 : -1) : later.tm_yday - earlier.tm_yday;
+    return (nDays * 24 + later.tm_hour - earlier.tm_hour) * 60 + later.tm_min - earlier.tm_min;
 }
 
 }  // namespace
@@ -194,10 +194,10 @@ std::string LocalTime(int64_t nSeconds)
     try
     {
         const time_t tTime = static_cast<time_t>(nSeconds);
-        const tm kLocal = fmt::localtime(tTime);
-        const int nOffset = MinutesBetween(kLocal, fmt::gmtime(tTime));
+        const tm local = fmt::localtime(tTime);
+        const int nOffset = MinutesBetween(local, fmt::gmtime(tTime));
         const int nMinutes = nOffset < 0 ? -nOffset : nOffset;
-        return fmt::format("{:%Y-%m-%dT%H:%M:%S}{}{:02}:{:02}", kLocal, nOffset < 0 ? '-' : '+', nMinutes / 60,
+        return fmt::format("{:%Y-%m-%dT%H:%M:%S}{}{:02}:{:02}", local, nOffset < 0 ? '-' : '+', nMinutes / 60,
                            nMinutes % 60);
     }
     catch (const fmt::format_error&)
@@ -216,8 +216,8 @@ std::optional<uint32_t> ParseNumber(std::string_view strText)
     }
     uint32_t uValue = 0;
     const char* pszEnd = strText.data() + strText.size();
-    const std::from_chars_result kResult = std::from_chars(strText.data(), pszEnd, uValue, nBase);
-    if (strText.empty() || kResult.ec != std::errc() || kResult.ptr != pszEnd)
+    const std::from_chars_result result = std::from_chars(strText.data(), pszEnd, uValue, nBase);
+    if (strText.empty() || result.ec != std::errc() || result.ptr != pszEnd)
     {
         return std::nullopt;
     }

@@ -112,19 +112,19 @@ struct DemoOptions
     std::optional<std::string> strDirectory;
 };
 
-int RunServe(const ServeOptions& kOptions);
-int RunStatus(const ReaderOptions& kOptions, Output* pkOutput);
-int RunList(const ListOptions& kOptions, Output* pkOutput);
-int RunTree(const TreeOptions& kOptions, Output* pkOutput);
-int RunFind(const FindOptions& kOptions, Output* pkOutput);
-int RunStat(const StatOptions& kOptions, Output* pkOutput);
-int RunTypes(const ReaderOptions& kOptions, Output* pkOutput);
-int RunImage(const ImageOptions& kOptions, Output* pkOutput);
-int RunWatch(const WatchOptions& kOptions, Output* pkOutput);
-int RunOptions(const OptionsOptions& kOptions, Output* pkOutput);
-int RunLog(const LogOptions& kOptions, Output* pkOutput);
-int RunDemo(const DemoOptions& kOptions);
-int RunCrash(const CrashOptions& kOptions);
+int RunServe(const ServeOptions& options);
+int RunStatus(const ReaderOptions& options, Output* pOutput);
+int RunList(const ListOptions& options, Output* pOutput);
+int RunTree(const TreeOptions& options, Output* pOutput);
+int RunFind(const FindOptions& options, Output* pOutput);
+int RunStat(const StatOptions& options, Output* pOutput);
+int RunTypes(const ReaderOptions& options, Output* pOutput);
+int RunImage(const ImageOptions& options, Output* pOutput);
+int RunWatch(const WatchOptions& options, Output* pOutput);
+int RunOptions(const OptionsOptions& options, Output* pOutput);
+int RunLog(const LogOptions& options, Output* pOutput);
+int RunDemo(const DemoOptions& options);
+int RunCrash(const CrashOptions& options);
 
 // What RunCrash can do.
 std::vector<std::string> CrashKinds();

@@ -45,49 +45,49 @@ unsigned UseUpTheStack(unsigned uLine)
 
 void CrashInThread()
 {
-    std::thread kThread([]() { g_pfnWrite(kFaultLine); });
-    kThread.join();
+    std::thread thread([]() { g_pfnWrite(kFaultLine); });
+    thread.join();
 }
 
 }  // namespace
 
-int RunCrash(const CrashOptions& kOptions)
+int RunCrash(const CrashOptions& options)
 {
     std::string strError;
-    if (kOptions.strLog && !StartLogFile(*kOptions.strLog, &strError))
+    if (options.strLog && !StartLogFile(*options.strLog, &strError))
     {
         Complain(strError);
         return kExitError;
     }
-    Output kOutput;
-    if (kOptions.strLog)
+    Output output;
+    if (options.strLog)
     {
         // The library refuses that with a line of its own, which the log file then holds as well.
         GetLogPriorityString(VOLOG_PRIORITY_MAX);
     }
-    kOutput.Write(fmt::format("WriteToNowhere at line {}\n", kFaultLine));
-    kOutput.Flush();
-    SetReportFault(kOptions.strHow == "hang"    ? ReportFault::Hangs
-                   : kOptions.strHow == "twice" ? ReportFault::Crashes
-                                                : ReportFault::None);
-    if (kOptions.strHow != "hang")
+    output.Write(fmt::format("WriteToNowhere at line {}\n", kFaultLine));
+    output.Flush();
+    SetReportFault(options.strHow == "hang"    ? ReportFault::Hangs
+                   : options.strHow == "twice" ? ReportFault::Crashes
+                                               : ReportFault::None);
+    if (options.strHow != "hang")
     {
         // Where the machine is busy, a sound report isn't given up.
         VOLimitCrashReport(60'000);
     }
-    if (kOptions.strHow == "abort")
+    if (options.strHow == "abort")
     {
         abort();
     }
-    else if (kOptions.strHow == "stack")
+    else if (options.strHow == "stack")
     {
         g_pfnUseUp(0);
     }
-    else if (kOptions.strHow == "thread")
+    else if (options.strHow == "thread")
     {
         CrashInThread();
     }
-    else if (kOptions.strHow == "wait")
+    else if (options.strHow == "wait")
     {
         VOSleepMilliseconds(60'000);
     }

@@ -29,8 +29,8 @@ constexpr std::chrono::milliseconds kDemoTurn(20);
 
 void Tell(const std::string& strLine)
 {
-    Output kOutput;
-    kOutput.Write(strLine + "\n");
+    Output output;
+    output.Write(strLine + "\n");
 }
 
 // A word that a shell of any system takes as it is.
@@ -56,59 +56,59 @@ struct Example
 
 struct ExampleSearch
 {
-    const ReaderSource* pkSource;
-    Example kBest;
+    const ReaderSource* pSource;
+    Example best;
 };
 
-int OnExample(const structAssetNode& kNode, void* pvSearch, int& bStop)
+int OnExample(const structAssetNode& node, void* pvSearch, int& bStop)
 {
-    ExampleSearch* pkSearch = static_cast<ExampleSearch*>(pvSearch);
-    const std::string strPath = VOToNativePath(pkSearch->pkSource->PathOf(kNode));
-    const std::string strType = VOToNativePath(pkSearch->pkSource->TextOf(kNode.hStrClassifyName));
-    if (IsPlainWord(strPath) && (pkSearch->kBest.strPath.empty() || IsPlainWord(strType)))
+    ExampleSearch* pSearch = static_cast<ExampleSearch*>(pvSearch);
+    const std::string strPath = VOToNativePath(pSearch->pSource->PathOf(node));
+    const std::string strType = VOToNativePath(pSearch->pSource->TextOf(node.hStrClassifyName));
+    if (IsPlainWord(strPath) && (pSearch->best.strPath.empty() || IsPlainWord(strType)))
     {
-        pkSearch->kBest = {strPath, IsPlainWord(strType) ? strType : std::string()};
-        bStop = pkSearch->kBest.strType.empty() ? 0 : 1;
+        pSearch->best = {strPath, IsPlainWord(strType) ? strType : std::string()};
+        bStop = pSearch->best.strType.empty() ? 0 : 1;
     }
     return 1;
 }
 
 // Looked up in this process, with the calls that any tool makes.
-bool FindExample(Example* pkExample, std::string* pstrError)
+bool FindExample(Example* pExample, std::string* pstrError)
 {
-    ReaderSession kSession;
-    if (kSession.Open(AF_SOURCE, pstrError) != ReaderSession::Opened::Yes)
+    ReaderSession session;
+    if (session.Open(AF_SOURCE, pstrError) != ReaderSession::Opened::Yes)
     {
         return false;
     }
-    const ReaderSource& kSource = kSession.Sources().front();
-    const std::optional<structAssetNode> kRoot = kSource.FindPath(VOWString());
-    if (!kRoot)
+    const ReaderSource& source = session.Sources().front();
+    const std::optional<structAssetNode> root = source.FindPath(VOWString());
+    if (!root)
     {
         *pstrError = "the published tree has no root folder";
         return false;
     }
-    ExampleSearch kSearch{&kSource, {}};
-    kSource.Inspector().TraverseAssetNode(kRoot->nAssetID, Inspector::NT_FILE, 1, &OnExample, &kSearch);
-    *pkExample = kSearch.kBest;
+    ExampleSearch search{&source, {}};
+    source.Inspector().TraverseAssetNode(root->nAssetID, Inspector::NT_FILE, 1, &OnExample, &search);
+    *pExample = search.best;
     return true;
 }
 
 bool ShowReaders(const std::string& strProgram, std::string* pstrError)
 {
-    Example kExample;
-    if (!FindExample(&kExample, pstrError))
+    Example example;
+    if (!FindExample(&example, pstrError))
     {
         return false;
     }
     std::vector<std::string> vecCommands = {"status --from source", "ls --long", "tree --depth 3"};
-    if (!kExample.strPath.empty())
+    if (!example.strPath.empty())
     {
-        vecCommands.push_back("stat " + kExample.strPath);
+        vecCommands.push_back("stat " + example.strPath);
     }
-    if (!kExample.strType.empty())
+    if (!example.strType.empty())
     {
-        vecCommands.push_back("find --type " + kExample.strType);
+        vecCommands.push_back("find --type " + example.strType);
     }
     vecCommands.push_back("image");
     for (const std::string& strCommand : vecCommands)
@@ -128,46 +128,46 @@ bool ShowReaders(const std::string& strProgram, std::string* pstrError)
 }
 
 // Writes a file into the published directory, and waits for the word of it to come back through shared memory.
-bool ShowAChange(const std::string& strProgram, const std::string& strDirectory, LiveServer* pkServer,
+bool ShowAChange(const std::string& strProgram, const std::string& strDirectory, LiveServer* pServer,
                  std::string* pstrError)
 {
     constexpr const char* kName = "made-just-now.txt";
-    EventStream kStream;
-    if (!kStream.Open(AF_SOURCE, pstrError))
+    EventStream stream;
+    if (!stream.Open(AF_SOURCE, pstrError))
     {
         return false;
     }
     // Events count from the first look at the stream on, so the change waits for that.
-    for (const auto kEnd = std::chrono::steady_clock::now() + kFirstLook; std::chrono::steady_clock::now() < kEnd;)
+    for (const auto end = std::chrono::steady_clock::now() + kFirstLook; std::chrono::steady_clock::now() < end;)
     {
-        if (!pkServer->Turn(kDemoTurn, pstrError))
+        if (!pServer->Turn(kDemoTurn, pstrError))
         {
             return false;
         }
     }
     Tell(fmt::format("\nNow a file is made: {}", kName));
-    const auto kStart = std::chrono::steady_clock::now();
+    const auto start = std::chrono::steady_clock::now();
     if (!WriteFile(strDirectory + "/" + kName, "new", 3, pstrError))
     {
         return false;
     }
-    std::optional<Change> kChange;
-    while (!kChange && !VOStopRequested() && std::chrono::steady_clock::now() - kStart < kPatience)
+    std::optional<Change> change;
+    while (!change && !VOStopRequested() && std::chrono::steady_clock::now() - start < kPatience)
     {
-        if (!pkServer->Turn(kDemoTurn, pstrError))
+        if (!pServer->Turn(kDemoTurn, pstrError))
         {
             return false;
         }
-        kChange = kStream.Next(std::chrono::milliseconds(0));
+        change = stream.Next(std::chrono::milliseconds(0));
     }
-    if (!kChange)
+    if (!change)
     {
         *pstrError = "no event arrived";
         return false;
     }
-    const auto kTook = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - kStart);
-    Tell(fmt::format("After {} ms a listener is told: {} {}", kTook.count(), NameOf(kChange->eKind),
-                     WrittenForm(kChange->strPath, Escape::Controls)));
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+    Tell(fmt::format("After {} ms a listener is told: {} {}", took.count(), NameOf(change->eKind),
+                     WrittenForm(change->strPath, Escape::Controls)));
     if (!RunAgain(strProgram, fmt::format("stat {}", kName)))
     {
         *pstrError = "the new file is not in the index";
@@ -176,32 +176,32 @@ bool ShowAChange(const std::string& strProgram, const std::string& strDirectory,
     return true;
 }
 
-bool Demonstrate(const DemoOptions& kOptions, const std::string& strDirectory, std::string* pstrError)
+bool Demonstrate(const DemoOptions& options, const std::string& strDirectory, std::string* pstrError)
 {
-    if (kOptions.strProgram.find_first_of("\"$`%") != std::string::npos)
+    if (options.strProgram.find_first_of("\"$`%") != std::string::npos)
     {
-        *pstrError = fmt::format("a second process can't be started from {}", kOptions.strProgram);
+        *pstrError = fmt::format("a second process can't be started from {}", options.strProgram);
         return false;
     }
     const std::vector<ClassifyType> vecTypes = BuiltInTypes();
     // A directory of the user's is left as it is, so that there is nothing to follow.
-    const bool bOwnDirectory = !kOptions.strDirectory;
-    LiveServer kServer(vecTypes, bOwnDirectory);
-    if (!VOHandleStopRequests() || !kServer.Start({{AF_SOURCE, {strDirectory}}}, pstrError))
+    const bool bOwnDirectory = !options.strDirectory;
+    LiveServer server(vecTypes, bOwnDirectory);
+    if (!VOHandleStopRequests() || !server.Start({{AF_SOURCE, {strDirectory}}}, pstrError))
     {
         return false;
     }
-    Tell(fmt::format("This process publishes {} nodes of {}; a second one reads them.", kServer.NodeCount(),
+    Tell(fmt::format("This process publishes {} nodes of {}; a second one reads them.", server.NodeCount(),
                      WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
-    if (!ShowReaders(kOptions.strProgram, pstrError) ||
-        (bOwnDirectory && !ShowAChange(kOptions.strProgram, strDirectory, &kServer, pstrError)))
+    if (!ShowReaders(options.strProgram, pstrError) ||
+        (bOwnDirectory && !ShowAChange(options.strProgram, strDirectory, &server, pstrError)))
     {
         return false;
     }
-    kServer.Withdraw();
+    server.Withdraw();
 
     Tell("\nWithdrawn again: now nothing is found.");
-    if (RunAgain(kOptions.strProgram, "status --from source"))
+    if (RunAgain(options.strProgram, "status --from source"))
     {
         *pstrError = "the source is still published";
         return false;
@@ -212,13 +212,13 @@ bool Demonstrate(const DemoOptions& kOptions, const std::string& strDirectory, s
 
 }  // namespace
 
-int RunDemo(const DemoOptions& kOptions)
+int RunDemo(const DemoOptions& options)
 {
-    DemoTree kTree;
+    DemoTree tree;
     std::string strError;
-    std::string strDirectory = kOptions.strDirectory.value_or("");
-    if ((!kOptions.strDirectory && !kTree.Make(&strDirectory, &strError)) ||
-        !Demonstrate(kOptions, strDirectory, &strError))
+    std::string strDirectory = options.strDirectory.value_or("");
+    if ((!options.strDirectory && !tree.Make(&strDirectory, &strError)) ||
+        !Demonstrate(options, strDirectory, &strError))
     {
         Complain(strError.empty() ? "the demonstration could not be prepared" : strError);
         return kExitError;

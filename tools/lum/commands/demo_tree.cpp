@@ -33,36 +33,36 @@ constexpr const char* kFiles[] = {"models/ship/ship.fbx",
 
 DemoTree::~DemoTree()
 {
-    if (!m_kRoot.empty())
+    if (!m_root.empty())
     {
-        std::error_code kIgnored;
-        fs::remove_all(m_kRoot, kIgnored);
+        std::error_code ignored;
+        fs::remove_all(m_root, ignored);
     }
 }
 
 bool DemoTree::Make(std::string* pstrDirectory, std::string* pstrError)
 {
-    std::error_code kError;
-    const fs::path kRoot = fs::temp_directory_path(kError) / fmt::format("lum-demo-{}", VOProcessId());
-    if (kError || !fs::create_directory(kRoot, kError))
+    std::error_code error;
+    const fs::path root = fs::temp_directory_path(error) / fmt::format("lum-demo-{}", VOProcessId());
+    if (error || !fs::create_directory(root, error))
     {
-        *pstrError = fmt::format("the demonstration's directory can't be made: {}", kError.message());
+        *pstrError = fmt::format("the demonstration's directory can't be made: {}", error.message());
         return false;
     }
-    m_kRoot = kRoot;
+    m_root = root;
     for (const char* pszFile : kFiles)
     {
-        const fs::path kFile = kRoot / pszFile;
-        fs::create_directories(kFile.parent_path(), kError);
-        std::ofstream kStream(kFile, std::ios::binary);
-        kStream << pszFile << '\n';
-        if (!kStream.flush())
+        const fs::path file = root / pszFile;
+        fs::create_directories(file.parent_path(), error);
+        std::ofstream stream(file, std::ios::binary);
+        stream << pszFile << '\n';
+        if (!stream.flush())
         {
             *pstrError = "the demonstration's files can't be written";
             return false;
         }
     }
-    *pstrDirectory = ToNative(kRoot);
+    *pstrDirectory = ToNative(root);
     return true;
 }
 

@@ -19,7 +19,7 @@ public:
     bool Make(std::string* pstrDirectory, std::string* pstrError);
 
 private:
-    std::filesystem::path m_kRoot;
+    std::filesystem::path m_root;
 };
 
 }  // namespace lum

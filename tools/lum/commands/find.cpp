@@ -31,7 +31,7 @@ constexpr size_t kMaxNameFilter = 99;
 // The conditions, in the form in which nodes are compared with them where that isn't the one of the options.
 struct Filter
 {
-    const FindOptions& kOptions;
+    const FindOptions& options;
     std::optional<VOWString> strName;
     std::vector<VOWString> vecExtensions;
     VOULONG dwType = 0;
@@ -40,79 +40,78 @@ struct Filter
 // One walk over one source.
 struct Walk
 {
-    const ReaderSource* pkSource;
-    const Filter* pkFilter;
+    const ReaderSource* pSource;
+    const Filter* pFilter;
     std::optional<int> nType;
     const std::function<void(const NodeView&)>* pfnFound;
 };
 
-bool MakeFilter(Filter* pkFilter, std::string* pstrError)
+bool MakeFilter(Filter* pFilter, std::string* pstrError)
 {
-    const FindOptions& kOptions = pkFilter->kOptions;
-    if (kOptions.strName)
+    const FindOptions& options = pFilter->options;
+    if (options.strName)
     {
-        pkFilter->strName = VOFromNative(*kOptions.strName);
-        if (pkFilter->strName->empty() || pkFilter->strName->size() > kMaxNameFilter)
+        pFilter->strName = VOFromNative(*options.strName);
+        if (pFilter->strName->empty() || pFilter->strName->size() > kMaxNameFilter)
         {
             *pstrError =
-                fmt::format("--name takes 1 to {} characters, not {}", kMaxNameFilter, pkFilter->strName->size());
+                fmt::format("--name takes 1 to {} characters, not {}", kMaxNameFilter, pFilter->strName->size());
             return false;
         }
     }
-    if (kOptions.strExtensions)
+    if (options.strExtensions)
     {
-        pkFilter->vecExtensions = SplitAt(VOFromNative(*kOptions.strExtensions), VOTEXT("|"));
-        std::erase(pkFilter->vecExtensions, VOWString());
-        if (pkFilter->vecExtensions.empty())
+        pFilter->vecExtensions = SplitAt(VOFromNative(*options.strExtensions), VOTEXT("|"));
+        std::erase(pFilter->vecExtensions, VOWString());
+        if (pFilter->vecExtensions.empty())
         {
             *pstrError = "--ext takes a list of extensions such as png|tga";
             return false;
         }
     }
-    const bool bBoth = kOptions.bFiles == kOptions.bFolders;
-    pkFilter->dwType = (bBoth || kOptions.bFiles ? static_cast<VOULONG>(Inspector::NT_FILE) : 0) |
-                       (bBoth || kOptions.bFolders ? static_cast<VOULONG>(Inspector::NT_FOLDER) : 0);
+    const bool bBoth = options.bFiles == options.bFolders;
+    pFilter->dwType = (bBoth || options.bFiles ? static_cast<VOULONG>(Inspector::NT_FILE) : 0) |
+                      (bBoth || options.bFolders ? static_cast<VOULONG>(Inspector::NT_FOLDER) : 0);
     return true;
 }
 
-bool EqualExtension(const VOWString& strExtension, const Filter& kFilter)
+bool EqualExtension(const VOWString& strExtension, const Filter& filter)
 {
-    return std::any_of(kFilter.vecExtensions.begin(), kFilter.vecExtensions.end(),
+    return std::any_of(filter.vecExtensions.begin(), filter.vecExtensions.end(),
                        [&](const VOWString& strWanted)
                        {
-                           return (kFilter.kOptions.bMatchCase
-                                       ? StrCmpW(strExtension.c_str(), strWanted.c_str())
-                                       : StrCmpIW(strExtension.c_str(), strWanted.c_str())) == 0;
+                           return (filter.options.bMatchCase ? StrCmpW(strExtension.c_str(), strWanted.c_str())
+                                                             : StrCmpIW(strExtension.c_str(), strWanted.c_str())) == 0;
                        });
 }
 
 // The whole extension counts, and so does the part behind its last dot, as for the types.
-bool HasExtension(const ReaderSource& kSource, const structAssetNode& kNode, const Filter& kFilter)
+bool HasExtension(const ReaderSource& source, const structAssetNode& node, const Filter& filter)
 {
-    const VOWString strExtension = kNode.bFolder != 0 ? VOWString() : kSource.TextOf(kNode.hStrExtension);
+    const VOWString strExtension = node.bFolder != 0 ? VOWString() : source.TextOf(node.hStrExtension);
     return !strExtension.empty() &&
-           (EqualExtension(strExtension, kFilter) || EqualExtension(LastExtension(strExtension), kFilter));
+           (EqualExtension(strExtension, filter) || EqualExtension(LastExtension(strExtension), filter));
 }
 
-int OnNode(const structAssetNode& kNode, void* pvWalk, int& /*bStop*/)
+int OnNode(const structAssetNode& node, void* pvWalk, int& /*bStop*/)
 {
-    const Walk& kWalk = *static_cast<const Walk*>(pvWalk);
-    const Filter& kFilter = *kWalk.pkFilter;
-    const VOULONG dwKind = static_cast<VOULONG>(kNode.bFolder != 0 ? Inspector::NT_FOLDER : Inspector::NT_FILE);
+    const Walk& walk = *static_cast<const Walk*>(pvWalk);
+    const Filter& filter = *walk.pFilter;
+    const VOULONG dwKind = static_cast<VOULONG>(node.bFolder != 0 ? Inspector::NT_FOLDER : Inspector::NT_FILE);
     const bool bMeets =
-        (kFilter.dwType & dwKind) != 0 &&
-        (!kFilter.kOptions.uMerge || (kNode.bFolder == 0 && (kNode.uAssetMerge & *kFilter.kOptions.uMerge) != 0)) &&
-        (!kWalk.nType || kNode.nClassifyType == *kWalk.nType) &&
-        (!kFilter.kOptions.strExtensions || HasExtension(*kWalk.pkSource, kNode, kFilter));
+        (filter.dwType & dwKind) != 0 &&
+        (!filter.options.uMerge || (node.bFolder == 0 && (node.uAssetMerge & *filter.options.uMerge) != 0)) &&
+        (!walk.nType || node.nClassifyType == *walk.nType) &&
+        (!filter.options.strExtensions || HasExtension(*walk.pSource, node, filter));
     if (bMeets)
     {
-        (*kWalk.pfnFound)(ViewOf(*kWalk.pkSource, kNode));
+        (*walk.pfnFound)(ViewOf(*walk.pSource, node));
     }
     return 1;
 }
 
 // The number of the type that the filter names; none when this source has no such type.
-std::optional<int> TypeOf(const ReaderSource& kSource, const std::string& strType)
+std::optional<int> TypeOf(const ReaderSource& source, const std::string& strType)
 {
     int nType = 0;
     const std::optional<uint32_t> uNumber = ParseNumber(strType);
@@ -121,118 +120,118 @@ std::optional<int> TypeOf(const ReaderSource& kSource, const std::string& strTyp
         return static_cast<int>(*uNumber);
     }
     const VOWString strName = VOFromNative(strType);
-    return !strName.empty() && kSource.Inspector().GetClassifyTypeByName(strName.c_str(), nType) != 0
+    return !strName.empty() && source.Inspector().GetClassifyTypeByName(strName.c_str(), nType) != 0
                ? std::optional<int>(nType)
                : std::nullopt;
 }
 
 // The library's walk that leaves the least to OnNode.
-void WalkSource(const ReaderSource& kSource, unsigned uFrom, const Filter& kFilter, Walk* pkWalk)
+void WalkSource(const ReaderSource& source, unsigned uFrom, const Filter& filter, Walk* pWalk)
 {
-    const VOTSFileMappingInspector& kInspector = kSource.Inspector();
-    if (kFilter.strName)
+    const VOTSFileMappingInspector& inspector = source.Inspector();
+    if (filter.strName)
     {
-        kInspector.TraverseAssetNode_FileName(uFrom, kFilter.strName->c_str(), kFilter.kOptions.bMatchCase ? 1 : 0,
-                                              kFilter.dwType, 1, &OnNode, pkWalk);
+        inspector.TraverseAssetNode_FileName(uFrom, filter.strName->c_str(), filter.options.bMatchCase ? 1 : 0,
+                                             filter.dwType, 1, &OnNode, pWalk);
     }
-    else if (kFilter.kOptions.uMerge)
+    else if (filter.options.uMerge)
     {
-        kInspector.TraverseAssetNode_AssetMerge(uFrom, *kFilter.kOptions.uMerge, 1, &OnNode, pkWalk);
+        inspector.TraverseAssetNode_AssetMerge(uFrom, *filter.options.uMerge, 1, &OnNode, pWalk);
     }
     else
     {
-        kInspector.TraverseAssetNode(uFrom, kFilter.dwType, 1, &OnNode, pkWalk);
+        inspector.TraverseAssetNode(uFrom, filter.dwType, 1, &OnNode, pWalk);
     }
 }
 
 // Where the walk of a source starts; none when the source doesn't have the folder.
-std::optional<unsigned> StartOf(const ReaderSource& kSource, const std::string& strPath, bool* pbFile)
+std::optional<unsigned> StartOf(const ReaderSource& source, const std::string& strPath, bool* pbFile)
 {
-    const std::optional<structAssetNode> kNode = kSource.FindArgument(strPath);
-    *pbFile = *pbFile || (kNode && kNode->bFolder == 0);
-    return kNode && kNode->bFolder != 0 ? std::optional<unsigned>(kNode->nAssetID) : std::nullopt;
+    const std::optional<structAssetNode> node = source.FindArgument(strPath);
+    *pbFile = *pbFile || (node && node->bFolder == 0);
+    return node && node->bFolder != 0 ? std::optional<unsigned>(node->nAssetID) : std::nullopt;
 }
 
-void WalkAll(const ReaderSession& kSession, const Filter& kFilter, const std::function<void(const NodeView&)>& fnFound)
+void WalkAll(const ReaderSession& session, const Filter& filter, const std::function<void(const NodeView&)>& fnFound)
 {
-    const FindOptions& kOptions = kFilter.kOptions;
+    const FindOptions& options = filter.options;
     bool bStarted = false;
     bool bFile = false;
-    bool bTypeKnown = !kOptions.strType.has_value();
-    for (const ReaderSource& kSource : kSession.Sources())
+    bool bTypeKnown = !options.strType.has_value();
+    for (const ReaderSource& source : session.Sources())
     {
-        const std::optional<unsigned> uFrom = StartOf(kSource, kOptions.strPath, &bFile);
-        Walk kWalk{&kSource, &kFilter, std::nullopt, &fnFound};
-        kWalk.nType = kOptions.strType ? TypeOf(kSource, *kOptions.strType) : std::nullopt;
-        bTypeKnown = bTypeKnown || kWalk.nType.has_value();
+        const std::optional<unsigned> uFrom = StartOf(source, options.strPath, &bFile);
+        Walk walk{&source, &filter, std::nullopt, &fnFound};
+        walk.nType = options.strType ? TypeOf(source, *options.strType) : std::nullopt;
+        bTypeKnown = bTypeKnown || walk.nType.has_value();
         bStarted = bStarted || uFrom.has_value();
-        if (uFrom && (!kOptions.strType || kWalk.nType))
+        if (uFrom && (!options.strType || walk.nType))
         {
-            WalkSource(kSource, *uFrom, kFilter, &kWalk);
+            WalkSource(source, *uFrom, filter, &walk);
         }
     }
     if (!bStarted)
     {
-        Complain(fmt::format("{}: {}", kOptions.strPath, bFile ? "is a file, not a folder" : "not in the index"));
+        Complain(fmt::format("{}: {}", options.strPath, bFile ? "is a file, not a folder" : "not in the index"));
     }
     if (!bTypeKnown)
     {
-        Complain(fmt::format("there is no type \"{}\"", *kOptions.strType));
+        Complain(fmt::format("there is no type \"{}\"", *options.strType));
     }
 }
 
-void ShowText(const NodeView& kView, bool bNull, bool bNameSource, Output* pkOutput)
+void ShowText(const NodeView& view, bool bNull, bool bNameSource, Output* pOutput)
 {
     if (bNull)
     {
-        pkOutput->Write(VOToNativePath(kView.strPath));
-        pkOutput->Write(std::string_view("\0", 1));
+        pOutput->Write(VOToNativePath(view.strPath));
+        pOutput->Write(std::string_view("\0", 1));
         return;
     }
-    pkOutput->Write(bNameSource ? fmt::format("{}\t", SourceName(kView.eaf)) : "");
-    pkOutput->Write(ShownText(kView.strPath) + "\n");
+    pOutput->Write(bNameSource ? fmt::format("{}\t", SourceName(view.eaf)) : "");
+    pOutput->Write(ShownText(view.strPath) + "\n");
 }
 
 }  // namespace
 
-int RunFind(const FindOptions& kOptions, Output* pkOutput)
+int RunFind(const FindOptions& options, Output* pOutput)
 {
-    Filter kFilter{kOptions, {}, {}, 0};
+    Filter filter{options, {}, {}, 0};
     std::string strError;
-    if (!MakeFilter(&kFilter, &strError))
+    if (!MakeFilter(&filter, &strError))
     {
         Complain(strError);
         return kExitError;
     }
-    ReaderSession kSession;
-    if (!OpenOrComplain(kOptions.eaf, &kSession))
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
     {
         return kExitError;
     }
     bool bFound = false;
-    std::optional<JsonList> kList;
-    if (kOptions.bJson)
+    std::optional<JsonList> list;
+    if (options.bJson)
     {
-        kList.emplace(pkOutput, "nodes");
+        list.emplace(pOutput, "nodes");
     }
-    WalkAll(kSession, kFilter,
-            [&](const NodeView& kView)
+    WalkAll(session, filter,
+            [&](const NodeView& view)
             {
                 bFound = true;
-                if (kList)
+                if (list)
                 {
-                    kList->Add(JsonOf(kView));
+                    list->Add(JsonOf(view));
                 }
                 else
                 {
-                    ShowText(kView, kOptions.bNull, kSession.Sources().size() > 1, pkOutput);
+                    ShowText(view, options.bNull, session.Sources().size() > 1, pOutput);
                 }
             });
-    if (kList)
+    if (list)
     {
-        kList->End();
+        list->End();
     }
-    return Finish(bFound, pkOutput);
+    return Finish(bFound, pOutput);
 }
 
 }  // namespace lum

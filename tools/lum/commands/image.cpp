@@ -22,119 +22,117 @@ namespace lum
 namespace
 {
 
-double Load(const TableReport& kTable)
+double Load(const TableReport& table)
 {
-    return kTable.uSlots == 0 ? 0.0 : static_cast<double>(kTable.uUsed) / kTable.uSlots;
+    return table.uSlots == 0 ? 0.0 : static_cast<double>(table.uUsed) / table.uSlots;
 }
 
-std::string ShownTable(const TableReport& kTable)
+std::string ShownTable(const TableReport& table)
 {
-    return fmt::format("{} slots, {} used, load {:.3f}, longest probe {}", kTable.uSlots, kTable.uUsed, Load(kTable),
-                       kTable.uLongestProbe);
+    return fmt::format("{} slots, {} used, load {:.3f}, longest probe {}", table.uSlots, table.uUsed, Load(table),
+                       table.uLongestProbe);
 }
 
-nlohmann::ordered_json JsonOfTable(const TableReport& kTable)
+nlohmann::ordered_json JsonOfTable(const TableReport& table)
 {
-    return {{"slots", kTable.uSlots},
-            {"used", kTable.uUsed},
-            {"load", Load(kTable)},
-            {"longest_probe", kTable.uLongestProbe}};
+    return {
+        {"slots", table.uSlots}, {"used", table.uUsed}, {"load", Load(table)}, {"longest_probe", table.uLongestProbe}};
 }
 
-void ShowText(const LoadedImage& kImage, const ImageLayout& kLayout, const ImageReport& kReport,
-              const Findings& kFindings, Output* pkOutput)
+void ShowText(const LoadedImage& image, const ImageLayout& layout, const ImageReport& report, const Findings& findings,
+              Output* pOutput)
 {
     const auto addLine = [&](const char* pszLabel, const std::string& strValue)
-    { pkOutput->Write(fmt::format("{:<16}{}\n", fmt::format("{}:", pszLabel), strValue)); };
+    { pOutput->Write(fmt::format("{:<16}{}\n", fmt::format("{}:", pszLabel), strValue)); };
 
-    addLine("image", kImage.ullBlockSize == 0
-                         ? fmt::format("{} bytes", kLayout.kAll.Size())
-                         : fmt::format("{} bytes, compressed {}", kLayout.kAll.Size(), kImage.ullBlockSize));
-    addLine("root", fmt::format("{} ({})", ShownText(kReport.strRootPath), ShownText(kReport.strRootName)));
-    addLine("string block", fmt::format("{} bytes", kLayout.kStringBlock.Size()));
-    addLine("  strings", fmt::format("{}: {} with text, {} keys only, {} removed", kReport.uStrings, kReport.uWithText,
-                                     kReport.uKeysOnly, kReport.uRemovedStrings));
-    addLine("  texts", fmt::format("{} in {} bytes", kReport.uTexts, kReport.ullTextBytes));
-    addLine("  primary", ShownTable(kReport.kPrimary));
-    addLine("  conflict", ShownTable(kReport.kConflict));
-    addLine("node block", fmt::format("{} bytes", kLayout.kNodeBlock.Size()));
-    addLine("  nodes", fmt::format("{}: {} files, {} folders, {} removed", kReport.uNodes, kReport.uFiles,
-                                   kReport.uFolders, kReport.uRemovedNodes));
-    addLine("  without key", fmt::format("{}", kReport.uWithoutKey));
-    addLine("number block", fmt::format("{} bytes", kLayout.kNumberBlock.Size()));
-    addLine("  numbers", fmt::format("{}: {} in {} lists, {} holes, {} dead", kReport.uNumbers, kReport.uListed,
-                                     kReport.uLists, kReport.uHoles, kReport.uDead));
-    addLine("key table", fmt::format("{} bytes", kLayout.kTableBlock.Size()));
-    addLine("  keys", ShownTable(kReport.kKeys));
-    addLine("type block", fmt::format("{} bytes", kLayout.kTypeBlock.Size()));
-    addLine("  types", fmt::format("{}", kReport.vecTypes.size()));
-    for (const Findings::Finding& kFinding : kFindings.First())
+    addLine("image", image.ullBlockSize == 0
+                         ? fmt::format("{} bytes", layout.all.Size())
+                         : fmt::format("{} bytes, compressed {}", layout.all.Size(), image.ullBlockSize));
+    addLine("root", fmt::format("{} ({})", ShownText(report.strRootPath), ShownText(report.strRootName)));
+    addLine("string block", fmt::format("{} bytes", layout.stringBlock.Size()));
+    addLine("  strings", fmt::format("{}: {} with text, {} keys only, {} removed", report.uStrings, report.uWithText,
+                                     report.uKeysOnly, report.uRemovedStrings));
+    addLine("  texts", fmt::format("{} in {} bytes", report.uTexts, report.ullTextBytes));
+    addLine("  primary", ShownTable(report.primary));
+    addLine("  conflict", ShownTable(report.conflict));
+    addLine("node block", fmt::format("{} bytes", layout.nodeBlock.Size()));
+    addLine("  nodes", fmt::format("{}: {} files, {} folders, {} removed", report.uNodes, report.uFiles,
+                                   report.uFolders, report.uRemovedNodes));
+    addLine("  without key", fmt::format("{}", report.uWithoutKey));
+    addLine("number block", fmt::format("{} bytes", layout.numberBlock.Size()));
+    addLine("  numbers", fmt::format("{}: {} in {} lists, {} holes, {} dead", report.uNumbers, report.uListed,
+                                     report.uLists, report.uHoles, report.uDead));
+    addLine("key table", fmt::format("{} bytes", layout.tableBlock.Size()));
+    addLine("  keys", ShownTable(report.keys));
+    addLine("type block", fmt::format("{} bytes", layout.typeBlock.Size()));
+    addLine("  types", fmt::format("{}", report.vecTypes.size()));
+    for (const Findings::Finding& finding : findings.First())
     {
-        pkOutput->Write(fmt::format("DAMAGED at {:#x}: {}\n", kFinding.ullOffset, kFinding.strText));
+        pOutput->Write(fmt::format("DAMAGED at {:#x}: {}\n", finding.ullOffset, finding.strText));
     }
-    if (kFindings.Count() > kFindings.First().size())
+    if (findings.Count() > findings.First().size())
     {
-        pkOutput->Write(fmt::format("DAMAGED: {} more\n", kFindings.Count() - kFindings.First().size()));
+        pOutput->Write(fmt::format("DAMAGED: {} more\n", findings.Count() - findings.First().size()));
     }
 }
 
-nlohmann::ordered_json JsonOfFindings(const Findings& kFindings)
+nlohmann::ordered_json JsonOfFindings(const Findings& findings)
 {
-    nlohmann::ordered_json kJson = nlohmann::ordered_json::array();
-    for (const Findings::Finding& kFinding : kFindings.First())
+    nlohmann::ordered_json parsed = nlohmann::ordered_json::array();
+    for (const Findings::Finding& finding : findings.First())
     {
-        kJson.push_back({{"offset", kFinding.ullOffset}, {"text", kFinding.strText}});
+        parsed.push_back({{"offset", finding.ullOffset}, {"text", finding.strText}});
     }
-    return kJson;
+    return parsed;
 }
 
-void ShowJson(const LoadedImage& kImage, const ImageLayout& kLayout, const ImageReport& kReport,
-              const Findings& kFindings, Output* pkOutput)
+void ShowJson(const LoadedImage& image, const ImageLayout& layout, const ImageReport& report, const Findings& findings,
+              Output* pOutput)
 {
-    nlohmann::ordered_json kJson;
-    kJson["bytes"] = kLayout.kAll.Size();
-    kJson["compressed"] =
-        kImage.ullBlockSize == 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(kImage.ullBlockSize);
-    kJson["root"] = JsonText(kReport.strRootPath);
-    kJson["name"] = JsonText(kReport.strRootName);
-    kJson["blocks"] = {{"strings", kLayout.kStringBlock.Size()},
-                       {"nodes", kLayout.kNodeBlock.Size()},
-                       {"numbers", kLayout.kNumberBlock.Size()},
-                       {"keys", kLayout.kTableBlock.Size()},
-                       {"types", kLayout.kTypeBlock.Size()}};
-    kJson["strings"] = {{"count", kReport.uStrings},
-                        {"with_text", kReport.uWithText},
-                        {"keys_only", kReport.uKeysOnly},
-                        {"removed", kReport.uRemovedStrings},
-                        {"texts", kReport.uTexts},
-                        {"text_bytes", kReport.ullTextBytes},
-                        {"primary", JsonOfTable(kReport.kPrimary)},
-                        {"conflict", JsonOfTable(kReport.kConflict)}};
-    kJson["nodes"] = {{"count", kReport.uNodes},
-                      {"files", kReport.uFiles},
-                      {"folders", kReport.uFolders},
-                      {"removed", kReport.uRemovedNodes},
-                      {"without_key", kReport.uWithoutKey}};
-    kJson["numbers"] = {{"count", kReport.uNumbers},
-                        {"lists", kReport.uLists},
-                        {"listed", kReport.uListed},
-                        {"holes", kReport.uHoles},
-                        {"dead", kReport.uDead}};
-    kJson["keys"] = JsonOfTable(kReport.kKeys);
-    kJson["types"] = kReport.vecTypes.size();
-    kJson["damage_count"] = kFindings.Count();
-    kJson["damage"] = JsonOfFindings(kFindings);
-    pkOutput->Write(kJson.dump(2) + "\n");
+    nlohmann::ordered_json parsed;
+    parsed["bytes"] = layout.all.Size();
+    parsed["compressed"] =
+        image.ullBlockSize == 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(image.ullBlockSize);
+    parsed["root"] = JsonText(report.strRootPath);
+    parsed["name"] = JsonText(report.strRootName);
+    parsed["blocks"] = {{"strings", layout.stringBlock.Size()},
+                        {"nodes", layout.nodeBlock.Size()},
+                        {"numbers", layout.numberBlock.Size()},
+                        {"keys", layout.tableBlock.Size()},
+                        {"types", layout.typeBlock.Size()}};
+    parsed["strings"] = {{"count", report.uStrings},
+                         {"with_text", report.uWithText},
+                         {"keys_only", report.uKeysOnly},
+                         {"removed", report.uRemovedStrings},
+                         {"texts", report.uTexts},
+                         {"text_bytes", report.ullTextBytes},
+                         {"primary", JsonOfTable(report.primary)},
+                         {"conflict", JsonOfTable(report.conflict)}};
+    parsed["nodes"] = {{"count", report.uNodes},
+                       {"files", report.uFiles},
+                       {"folders", report.uFolders},
+                       {"removed", report.uRemovedNodes},
+                       {"without_key", report.uWithoutKey}};
+    parsed["numbers"] = {{"count", report.uNumbers},
+                         {"lists", report.uLists},
+                         {"listed", report.uListed},
+                         {"holes", report.uHoles},
+                         {"dead", report.uDead}};
+    parsed["keys"] = JsonOfTable(report.keys);
+    parsed["types"] = report.vecTypes.size();
+    parsed["damage_count"] = findings.Count();
+    parsed["damage"] = JsonOfFindings(findings);
+    pOutput->Write(parsed.dump(2) + "\n");
 }
 
 // False after a complaint.
-bool LoadWanted(const ImageOptions& kOptions, LoadedImage* pkImage)
+bool LoadWanted(const ImageOptions& options, LoadedImage* pImage)
 {
     std::string strError;
-    const bool bLoaded = kOptions.strFile ? LoadFileImage(*kOptions.strFile, pkImage, &strError)
-                                          : LoadSectionImage(kOptions.eaf.value_or(AF_SOURCE), pkImage, &strError);
-    if (bLoaded && kOptions.strSave &&
-        !WriteFile(*kOptions.strSave, pkImage->vecImage.data(), pkImage->vecImage.size(), &strError))
+    const bool bLoaded = options.strFile ? LoadFileImage(*options.strFile, pImage, &strError)
+                                         : LoadSectionImage(options.eaf.value_or(AF_SOURCE), pImage, &strError);
+    if (bLoaded && options.strSave &&
+        !WriteFile(*options.strSave, pImage->vecImage.data(), pImage->vecImage.size(), &strError))
     {
         Complain(strError);
         return false;
@@ -146,77 +144,76 @@ bool LoadWanted(const ImageOptions& kOptions, LoadedImage* pkImage)
     return bLoaded;
 }
 
-void ShowState(const AssetNodeUpdateState& kState, bool bJson, Output* pkOutput)
+void ShowState(const AssetNodeUpdateState& state, bool bJson, Output* pOutput)
 {
-    nlohmann::ordered_json kJson;
-    kJson["version"] = kState.szVersion;
-    kJson["sources"] = nlohmann::ordered_json::array();
-    std::string strText = fmt::format("version {}\n", kState.szVersion);
+    nlohmann::ordered_json parsed;
+    parsed["version"] = state.szVersion;
+    parsed["sources"] = nlohmann::ordered_json::array();
+    std::string strText = fmt::format("version {}\n", state.szVersion);
     for (const enumAssetFrom eaf : AllSources())
     {
-        const AssetNodeStateInfo& kRecord = kState.arrStateInfo[eaf];
-        kJson["sources"].push_back({{"from", SourceName(eaf)},
-                                    {"enabled", kRecord.bEnable != 0},
-                                    {"update_count", kRecord.uUpdateCount},
-                                    {"readers", kRecord.uReaderCount}});
-        strText +=
-            fmt::format("{:<16} {:<9} update count {:<10} readers {}\n", SourceName(eaf),
-                        kRecord.bEnable != 0 ? "enabled" : "disabled", kRecord.uUpdateCount, kRecord.uReaderCount);
+        const AssetNodeStateInfo& record = state.arrStateInfo[eaf];
+        parsed["sources"].push_back({{"from", SourceName(eaf)},
+                                     {"enabled", record.bEnable != 0},
+                                     {"update_count", record.uUpdateCount},
+                                     {"readers", record.uReaderCount}});
+        strText += fmt::format("{:<16} {:<9} update count {:<10} readers {}\n", SourceName(eaf),
+                               record.bEnable != 0 ? "enabled" : "disabled", record.uUpdateCount, record.uReaderCount);
     }
-    pkOutput->Write(bJson ? kJson.dump(2) + "\n" : strText);
+    pOutput->Write(bJson ? parsed.dump(2) + "\n" : strText);
 }
 
-int RunState(const ImageOptions& kOptions, Output* pkOutput)
+int RunState(const ImageOptions& options, Output* pOutput)
 {
-    AssetNodeUpdateState kState;
+    AssetNodeUpdateState state;
     bool bMissing = false;
     std::string strError;
-    if (!LoadState(&kState, &bMissing, &strError))
+    if (!LoadState(&state, &bMissing, &strError))
     {
         Complain(strError);
         return bMissing ? kExitNotFound : kExitError;
     }
-    if (memcmp(kState.szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(kState.szVersion)) != 0)
+    if (memcmp(state.szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(state.szVersion)) != 0)
     {
         Complain("the update state section is of another version, or none at all");
         return kExitError;
     }
-    ShowState(kState, kOptions.bJson, pkOutput);
-    return pkOutput->Flush() ? kExitFound : kExitError;
+    ShowState(state, options.bJson, pOutput);
+    return pOutput->Flush() ? kExitFound : kExitError;
 }
 
 }  // namespace
 
-int RunImage(const ImageOptions& kOptions, Output* pkOutput)
+int RunImage(const ImageOptions& options, Output* pOutput)
 {
-    if (kOptions.bState)
+    if (options.bState)
     {
-        return RunState(kOptions, pkOutput);
+        return RunState(options, pOutput);
     }
-    LoadedImage kImage;
-    if (!LoadWanted(kOptions, &kImage))
+    LoadedImage image;
+    if (!LoadWanted(options, &image))
     {
         return kExitError;
     }
-    Findings kFindings;
-    const ImageLayout kLayout = ReadLayout(ByteView(kImage.vecImage.data(), kImage.vecImage.size()), &kFindings);
-    const ImageReport kReport = CheckImage(kLayout, &kFindings);
-    if (kOptions.bJson)
+    Findings findings;
+    const ImageLayout layout = ReadLayout(ByteView(image.vecImage.data(), image.vecImage.size()), &findings);
+    const ImageReport report = CheckImage(layout, &findings);
+    if (options.bJson)
     {
-        ShowJson(kImage, kLayout, kReport, kFindings, pkOutput);
+        ShowJson(image, layout, report, findings, pOutput);
     }
     else
     {
-        ShowText(kImage, kLayout, kReport, kFindings, pkOutput);
+        ShowText(image, layout, report, findings, pOutput);
     }
-    if (kOptions.bDump)
+    if (options.bDump)
     {
-        DumpImage(kLayout, kOptions.uRecords, pkOutput);
+        DumpImage(layout, options.uRecords, pOutput);
     }
-    const int nResult = pkOutput->Finish(kExitFound);
-    if (nResult == kExitFound && kFindings.Count() != 0)
+    const int nResult = pOutput->Finish(kExitFound);
+    if (nResult == kExitFound && findings.Count() != 0)
     {
-        Complain(fmt::format("the image is damaged in {} places", kFindings.Count()));
+        Complain(fmt::format("the image is damaged in {} places", findings.Count()));
         return kExitError;
     }
     return nResult;

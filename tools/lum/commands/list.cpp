@@ -22,88 +22,87 @@ namespace
 // What is listed of one source: the children of a folder, or a file itself.
 struct Listing
 {
-    const ReaderSource* pkSource;
-    NodeView kNode;
+    const ReaderSource* pSource;
+    NodeView node;
     std::vector<structAssetNode> vecEntries;
 };
 
-std::vector<Listing> Fetch(const ListOptions& kOptions, const ReaderSession& kSession)
+std::vector<Listing> Fetch(const ListOptions& options, const ReaderSession& session)
 {
     std::vector<Listing> vecListings;
-    for (const ReaderSource& kSource : kSession.Sources())
+    for (const ReaderSource& source : session.Sources())
     {
-        const std::optional<structAssetNode> kNode = kSource.FindArgument(kOptions.strPath);
-        if (!kNode)
+        const std::optional<structAssetNode> node = source.FindArgument(options.strPath);
+        if (!node)
         {
             continue;
         }
-        Listing kListing{&kSource, ViewOf(kSource, *kNode), {}};
-        kListing.vecEntries = kNode->bFolder == 0
-                                  ? std::vector<structAssetNode>{*kNode}
-                                  : ChildrenOf(kSource, *kNode, Inspector::NT_FILE | Inspector::NT_FOLDER);
-        vecListings.push_back(std::move(kListing));
+        Listing listing{&source, ViewOf(source, *node), {}};
+        listing.vecEntries = node->bFolder == 0 ? std::vector<structAssetNode>{*node}
+                                                : ChildrenOf(source, *node, Inspector::NT_FILE | Inspector::NT_FOLDER);
+        vecListings.push_back(std::move(listing));
     }
     return vecListings;
 }
 
-void ShowText(const ListOptions& kOptions, const std::vector<Listing>& vecListings, Output* pkOutput)
+void ShowText(const ListOptions& options, const std::vector<Listing>& vecListings, Output* pOutput)
 {
-    for (const Listing& kListing : vecListings)
+    for (const Listing& listing : vecListings)
     {
         if (vecListings.size() > 1)
         {
-            pkOutput->Write(fmt::format("{}{}: {}:\n", &kListing == &vecListings.front() ? "" : "\n",
-                                        SourceName(kListing.pkSource->From()), ShownText(kListing.kNode.strAbsolute)));
+            pOutput->Write(fmt::format("{}{}: {}:\n", &listing == &vecListings.front() ? "" : "\n",
+                                       SourceName(listing.pSource->From()), ShownText(listing.node.strAbsolute)));
         }
-        for (const structAssetNode& kNode : kListing.vecEntries)
+        for (const structAssetNode& node : listing.vecEntries)
         {
-            const NodeView kView = ViewOf(*kListing.pkSource, kNode);
-            pkOutput->Write((kOptions.bLong ? LongLine(kView) : ShownName(kView)) + "\n");
+            const NodeView view = ViewOf(*listing.pSource, node);
+            pOutput->Write((options.bLong ? LongLine(view) : ShownName(view)) + "\n");
         }
     }
 }
 
-void ShowJson(const std::vector<Listing>& vecListings, Output* pkOutput)
+void ShowJson(const std::vector<Listing>& vecListings, Output* pOutput)
 {
-    JsonList kList(pkOutput, "listings");
-    for (const Listing& kListing : vecListings)
+    JsonList list(pOutput, "listings");
+    for (const Listing& listing : vecListings)
     {
-        nlohmann::ordered_json kEntries = nlohmann::ordered_json::array();
-        for (const structAssetNode& kNode : kListing.vecEntries)
+        nlohmann::ordered_json entries = nlohmann::ordered_json::array();
+        for (const structAssetNode& node : listing.vecEntries)
         {
-            kEntries.push_back(JsonOf(ViewOf(*kListing.pkSource, kNode)));
+            entries.push_back(JsonOf(ViewOf(*listing.pSource, node)));
         }
-        kList.Add({{"from", SourceName(kListing.pkSource->From())},
-                   {"path", JsonText(kListing.kNode.strPath)},
-                   {"folder", kListing.kNode.kNode.bFolder != 0},
-                   {"entries", kEntries}});
+        list.Add({{"from", SourceName(listing.pSource->From())},
+                  {"path", JsonText(listing.node.strPath)},
+                  {"folder", listing.node.node.bFolder != 0},
+                  {"entries", entries}});
     }
-    kList.End();
+    list.End();
 }
 
 }  // namespace
 
-int RunList(const ListOptions& kOptions, Output* pkOutput)
+int RunList(const ListOptions& options, Output* pOutput)
 {
-    ReaderSession kSession;
-    if (!OpenOrComplain(kOptions.eaf, &kSession))
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
     {
         return kExitError;
     }
-    const std::vector<Listing> vecListings = Fetch(kOptions, kSession);
+    const std::vector<Listing> vecListings = Fetch(options, session);
     if (vecListings.empty())
     {
-        Complain(fmt::format("{}: not in the index", kOptions.strPath));
+        Complain(fmt::format("{}: not in the index", options.strPath));
     }
-    if (kOptions.bJson)
+    if (options.bJson)
     {
-        ShowJson(vecListings, pkOutput);
+        ShowJson(vecListings, pOutput);
     }
     else
     {
-        ShowText(kOptions, vecListings, pkOutput);
+        ShowText(options, vecListings, pOutput);
     }
-    return Finish(!vecListings.empty(), pkOutput);
+    return Finish(!vecListings.empty(), pOutput);
 }
 
 }  // namespace lum

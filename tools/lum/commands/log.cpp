@@ -27,40 +27,40 @@ constexpr size_t kChunk = 64 * 1024;
 
 // The names in a folder that have a form, the newest first: in their forms, the order of texts is that of times. False
 // when the folder can't be listed.
-bool NewestFirst(const fs::path& kFolder, const std::regex& kForm, std::vector<std::string>* pvecNames)
+bool NewestFirst(const fs::path& folder, const std::regex& form, std::vector<std::string>* pvecNames)
 {
-    std::error_code kError;
+    std::error_code error;
     pvecNames->clear();
-    for (fs::directory_iterator it(kFolder, kError); !kError && it != fs::directory_iterator(); it.increment(kError))
+    for (fs::directory_iterator it(folder, error); !error && it != fs::directory_iterator(); it.increment(error))
     {
         const std::string strName = ToNative(it->path().filename());
-        if (std::regex_match(strName, kForm))
+        if (std::regex_match(strName, form))
         {
             pvecNames->push_back(strName);
         }
     }
     std::sort(pvecNames->rbegin(), pvecNames->rend());
-    return !kError;
+    return !error;
 }
 
 // The newest log file below a folder; empty when there is none. False when the folder can't be listed.
-bool FindNewest(const fs::path& kFolder, fs::path* pkFile)
+bool FindNewest(const fs::path& folder, fs::path* pFile)
 {
     static const std::regex s_kDay("[0-9]{4}-[0-9]{2}-[0-9]{2}");
     static const std::regex s_kFile("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}-[0-9]{2}-[0-9]{2}\\.log");
     std::vector<std::string> vecDays;
     std::vector<std::string> vecFiles;
-    pkFile->clear();
-    if (!NewestFirst(kFolder, s_kDay, &vecDays))
+    pFile->clear();
+    if (!NewestFirst(folder, s_kDay, &vecDays))
     {
         return false;
     }
     for (const std::string& strDay : vecDays)
     {
         // A day's folder is made before its first file.
-        if (NewestFirst(kFolder / strDay, s_kFile, &vecFiles) && !vecFiles.empty())
+        if (NewestFirst(folder / strDay, s_kFile, &vecFiles) && !vecFiles.empty())
         {
-            *pkFile = kFolder / strDay / vecFiles.front();
+            *pFile = folder / strDay / vecFiles.front();
             return true;
         }
     }
@@ -89,11 +89,11 @@ size_t StartOfLastLines(std::string_view strText, uint32_t uLines)
 class LogReader
 {
 public:
-    const fs::path& File() const { return m_kFile; }
+    const fs::path& File() const { return m_file; }
 
-    void Start(const fs::path& kFile)
+    void Start(const fs::path& file)
     {
-        m_kFile = kFile;
+        m_file = file;
         m_uRead = 0;
     }
 
@@ -101,21 +101,21 @@ public:
     // opened; it may be there again later.
     bool ReadMore(std::string* pstrText)
     {
-        std::ifstream kStream(m_kFile, std::ios::binary);
-        std::error_code kError;
+        std::ifstream stream(m_file, std::ios::binary);
+        std::error_code error;
         pstrText->clear();
-        const uintmax_t uSize = fs::file_size(m_kFile, kError);
-        if (!kStream || kError)
+        const uintmax_t uSize = fs::file_size(m_file, error);
+        if (!stream || error)
         {
             return false;
         }
         // Somebody has emptied it.
         m_uRead = uSize < m_uRead ? 0 : m_uRead;
-        kStream.seekg(static_cast<std::streamoff>(m_uRead));
+        stream.seekg(static_cast<std::streamoff>(m_uRead));
         std::string strChunk(kChunk, '\0');
-        while (kStream.read(strChunk.data(), static_cast<std::streamsize>(strChunk.size())) || kStream.gcount() != 0)
+        while (stream.read(strChunk.data(), static_cast<std::streamsize>(strChunk.size())) || stream.gcount() != 0)
         {
-            pstrText->append(strChunk, 0, static_cast<size_t>(kStream.gcount()));
+            pstrText->append(strChunk, 0, static_cast<size_t>(stream.gcount()));
         }
         m_uRead += pstrText->size();
         std::erase(*pstrText, '\r');
@@ -123,75 +123,74 @@ public:
     }
 
 private:
-    fs::path m_kFile;
+    fs::path m_file;
     uintmax_t m_uRead = 0;
 };
 
 // Prints what there is of the newest file. A file that was followed up to now is printed to its end first.
-bool PrintNews(const fs::path& kNewest, LogReader* pkReader, Output* pkOutput)
+bool PrintNews(const fs::path& newest, LogReader* pReader, Output* pOutput)
 {
     std::string strText;
-    if (!pkReader->File().empty() && pkReader->ReadMore(&strText))
+    if (!pReader->File().empty() && pReader->ReadMore(&strText))
     {
-        pkOutput->Write(strText);
+        pOutput->Write(strText);
     }
-    if (pkReader->File() != kNewest)
+    if (pReader->File() != newest)
     {
-        pkReader->Start(kNewest);
-        pkReader->ReadMore(&strText);
-        pkOutput->Write(strText);
+        pReader->Start(newest);
+        pReader->ReadMore(&strText);
+        pOutput->Write(strText);
     }
-    return pkOutput->Flush();
+    return pOutput->Flush();
 }
 
-int Follow(const fs::path& kFolder, LogReader* pkReader, Output* pkOutput)
+int Follow(const fs::path& folder, LogReader* pReader, Output* pOutput)
 {
     while (!VOWaitForStopRequest(kTurnMilliseconds))
     {
-        fs::path kNewest;
-        FindNewest(kFolder, &kNewest);
+        fs::path newest;
+        FindNewest(folder, &newest);
         // A folder that is gone may come again; what was read of its file isn't printed twice.
-        if (!PrintNews(kNewest.empty() ? pkReader->File() : kNewest, pkReader, pkOutput))
+        if (!PrintNews(newest.empty() ? pReader->File() : newest, pReader, pOutput))
         {
             break;
         }
     }
-    return pkOutput->Finish(kExitFound);
+    return pOutput->Finish(kExitFound);
 }
 
 }  // namespace
 
-int RunLog(const LogOptions& kOptions, Output* pkOutput)
+int RunLog(const LogOptions& options, Output* pOutput)
 {
-    const fs::path kFolder = ToPath(kOptions.strFolder);
-    fs::path kNewest;
-    LogReader kReader;
+    const fs::path folder = ToPath(options.strFolder);
+    fs::path newest;
+    LogReader reader;
     std::string strText;
-    if (!FindNewest(kFolder, &kNewest))
+    if (!FindNewest(folder, &newest))
     {
-        Complain(fmt::format("{}: can't be listed", kOptions.strFolder));
+        Complain(fmt::format("{}: can't be listed", options.strFolder));
         return kExitError;
     }
-    if (kOptions.bFollow && !VOHandleStopRequests())
+    if (options.bFollow && !VOHandleStopRequests())
     {
         Complain("requests to stop can't be handled");
         return kExitError;
     }
-    if (kNewest.empty())
+    if (newest.empty())
     {
-        Complain(fmt::format("{}: no log file is there{}", kOptions.strFolder, kOptions.bFollow ? " yet" : ""));
-        return kOptions.bFollow ? Follow(kFolder, &kReader, pkOutput) : kExitNotFound;
+        Complain(fmt::format("{}: no log file is there{}", options.strFolder, options.bFollow ? " yet" : ""));
+        return options.bFollow ? Follow(folder, &reader, pOutput) : kExitNotFound;
     }
-    kReader.Start(kNewest);
-    if (!kReader.ReadMore(&strText))
+    reader.Start(newest);
+    if (!reader.ReadMore(&strText))
     {
-        Complain(fmt::format("{}/{}: can't be read", kOptions.strFolder, ToNative(kNewest.filename())));
+        Complain(fmt::format("{}/{}: can't be read", options.strFolder, ToNative(newest.filename())));
         return kExitError;
     }
-    pkOutput->Write(
-        std::string_view(strText).substr(kOptions.uLines ? StartOfLastLines(strText, *kOptions.uLines) : 0));
-    const int nResult = pkOutput->Finish(kExitFound);
-    return kOptions.bFollow && nResult == kExitFound ? Follow(kFolder, &kReader, pkOutput) : nResult;
+    pOutput->Write(std::string_view(strText).substr(options.uLines ? StartOfLastLines(strText, *options.uLines) : 0));
+    const int nResult = pOutput->Finish(kExitFound);
+    return options.bFollow && nResult == kExitFound ? Follow(folder, &reader, pOutput) : nResult;
 }
 
 }  // namespace lum

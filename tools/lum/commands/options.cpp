@@ -35,25 +35,25 @@ public:
     }
 };
 
-nlohmann::ordered_json JsonOf(ReadOptions* pkOptions)
+nlohmann::ordered_json JsonOf(ReadOptions* pOptions)
 {
-    return {{"key", pkOptions->GetOptionKey()},       {"text1", pkOptions->GetOptionText1()},
-            {"text2", pkOptions->GetOptionText2()},   {"text3", pkOptions->GetOptionText3()},
-            {"text4", pkOptions->GetOptionText4()},   {"text5", pkOptions->GetOptionText5()},
-            {"text6", pkOptions->GetOptionText6()},   {"value1", pkOptions->GetOptionValue1()},
-            {"value2", pkOptions->GetOptionValue2()}, {"value3", pkOptions->GetOptionValue3()},
-            {"value4", pkOptions->GetOptionValue4()}};
+    return {{"key", pOptions->GetOptionKey()},       {"text1", pOptions->GetOptionText1()},
+            {"text2", pOptions->GetOptionText2()},   {"text3", pOptions->GetOptionText3()},
+            {"text4", pOptions->GetOptionText4()},   {"text5", pOptions->GetOptionText5()},
+            {"text6", pOptions->GetOptionText6()},   {"value1", pOptions->GetOptionValue1()},
+            {"value2", pOptions->GetOptionValue2()}, {"value3", pOptions->GetOptionValue3()},
+            {"value4", pOptions->GetOptionValue4()}};
 }
 
-std::string TextOf(const nlohmann::ordered_json& kOptions)
+std::string TextOf(const nlohmann::ordered_json& options)
 {
     std::string strText;
-    for (const auto& kItem : kOptions.items())
+    for (const auto& item : options.items())
     {
-        const nlohmann::ordered_json& kValue = kItem.value();
+        const nlohmann::ordered_json& value = item.value();
         const std::string strValue =
-            kValue.is_string() ? PrintableText(kValue.get<std::string>()) : fmt::format("{}", kValue.get<long long>());
-        strText += kItem.key() + (strValue.empty() ? "" : fmt::format("{:{}}{}", "", 8 - kItem.key().size(), strValue));
+            value.is_string() ? PrintableText(value.get<std::string>()) : fmt::format("{}", value.get<long long>());
+        strText += item.key() + (strValue.empty() ? "" : fmt::format("{:{}}{}", "", 8 - item.key().size(), strValue));
         strText += "\n";
     }
     return strText;
@@ -61,34 +61,34 @@ std::string TextOf(const nlohmann::ordered_json& kOptions)
 
 }  // namespace
 
-int RunOptions(const OptionsOptions& kOptions, Output* pkOutput)
+int RunOptions(const OptionsOptions& options, Output* pOutput)
 {
-    ReadOptions kRecord;
-    const std::string strKey = kOptions.strKey.value_or("");
+    ReadOptions record;
+    const std::string strKey = options.strKey.value_or("");
     if (strKey.size() >= sizeof(VOPublicOptionRecord::szOptionKey))
     {
         Complain(fmt::format("a key has at most {} bytes", sizeof(VOPublicOptionRecord::szOptionKey) - 1));
         return kExitError;
     }
     WatchLibraryLog();
-    kRecord.SetOptionKey(strKey.c_str());
-    kRecord.Sync();
+    record.SetOptionKey(strKey.c_str());
+    record.Sync();
     if (!FirstLibraryError().empty())
     {
         Complain(strKey.empty() ? "what is published isn't this version of the public options"
                                 : "what is published isn't this version of the public options, or has another key");
         return kExitError;
     }
-    if (!kRecord.HasRecord())
+    if (!record.HasRecord())
     {
         Complain("no options are published; to publish some: lum serve --options FILE");
         return kExitNotFound;
     }
-    kRecord.Close();
-    const nlohmann::ordered_json kJson = JsonOf(&kRecord);
-    pkOutput->Write(kOptions.bJson ? kJson.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"
-                                   : TextOf(kJson));
-    return pkOutput->Finish(kExitFound);
+    record.Close();
+    const nlohmann::ordered_json parsed = JsonOf(&record);
+    pOutput->Write(options.bJson ? parsed.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"
+                                 : TextOf(parsed));
+    return pOutput->Finish(kExitFound);
 }
 
 }  // namespace lum

@@ -21,16 +21,16 @@ namespace lum
 namespace
 {
 
-std::vector<SourceSpec> SpecsOf(const ServeOptions& kOptions)
+std::vector<SourceSpec> SpecsOf(const ServeOptions& options)
 {
     const std::pair<enumAssetFrom, const std::optional<std::string>*> akSingle[] = {
-        {AF_SOURCE, &kOptions.strSource},
-        {AF_TARGET, &kOptions.strTarget},
-        {AF_PAKV4, &kOptions.strPak},
-        {AF_HTTPFILE_SOURCE, &kOptions.strHttpSource},
-        {AF_HTTPFILE_TARGET, &kOptions.strHttpTarget},
-        {AF_HTTPFILE_PKG_SOURCE, &kOptions.strHttpPkgSource},
-        {AF_HTTPFILE_PKG_TARGET, &kOptions.strHttpPkgTarget}};
+        {AF_SOURCE, &options.strSource},
+        {AF_TARGET, &options.strTarget},
+        {AF_PAKV4, &options.strPak},
+        {AF_HTTPFILE_SOURCE, &options.strHttpSource},
+        {AF_HTTPFILE_TARGET, &options.strHttpTarget},
+        {AF_HTTPFILE_PKG_SOURCE, &options.strHttpPkgSource},
+        {AF_HTTPFILE_PKG_TARGET, &options.strHttpPkgTarget}};
     std::vector<SourceSpec> vecSpecs;
     for (const auto& [eaf, pstrPath] : akSingle)
     {
@@ -39,27 +39,27 @@ std::vector<SourceSpec> SpecsOf(const ServeOptions& kOptions)
             vecSpecs.push_back({eaf, {**pstrPath}});
         }
     }
-    if (!kOptions.vecMergeSource.empty())
+    if (!options.vecMergeSource.empty())
     {
-        vecSpecs.push_back({AF_MERGESRC, kOptions.vecMergeSource});
+        vecSpecs.push_back({AF_MERGESRC, options.vecMergeSource});
     }
-    if (!kOptions.vecMergeTarget.empty())
+    if (!options.vecMergeTarget.empty())
     {
-        vecSpecs.push_back({AF_MERGETARGET, kOptions.vecMergeTarget});
+        vecSpecs.push_back({AF_MERGETARGET, options.vecMergeTarget});
     }
     return vecSpecs;
 }
 
-bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, VOPublishedSection* pkPublicOptions,
+bool StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSection* pPublicOptions,
                  std::string* pstrError)
 {
-    const std::vector<SourceSpec> vecSpecs = SpecsOf(kOptions);
-    VOPublicOptionRecord kRecord;
-    if (kOptions.strOptions && !ReadOptionFile(*kOptions.strOptions, &kRecord, pstrError))
+    const std::vector<SourceSpec> vecSpecs = SpecsOf(options);
+    VOPublicOptionRecord record;
+    if (options.strOptions && !ReadOptionFile(*options.strOptions, &record, pstrError))
     {
         return false;
     }
-    if (vecSpecs.empty() && !kOptions.strOptions)
+    if (vecSpecs.empty() && !options.strOptions)
     {
         *pstrError = "nothing to serve: name at least one source, for instance with --source DIR";
         return false;
@@ -69,24 +69,24 @@ bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, VOPublished
         *pstrError = "requests to stop can't be handled";
         return false;
     }
-    if (!pkServer->Start(vecSpecs, pstrError))
+    if (!pServer->Start(vecSpecs, pstrError))
     {
         return false;
     }
     // Only the one publisher that there is puts its options up.
-    if (kOptions.strOptions && !pkPublicOptions->Replace(kVOPublicOptionSection, &kRecord, sizeof(kRecord)))
+    if (options.strOptions && !pPublicOptions->Replace(kVOPublicOptionSection, &record, sizeof(record)))
     {
         *pstrError = fmt::format("the section of the public options can't be made (system error {})", GetLastError());
-        pkServer->Withdraw();
+        pServer->Withdraw();
         return false;
     }
-    const unsigned uNodes = pkServer->NodeCount();
+    const unsigned uNodes = pServer->NodeCount();
     const std::string strReady = fmt::format("serving {} node{} of {} source{}", uNodes, uNodes == 1 ? "" : "s",
                                              vecSpecs.size(), vecSpecs.size() == 1 ? "" : "s");
-    Output kOutput;
+    Output output;
     LogLine(VOLOG_INFO, strReady);
-    kOutput.Write(strReady + "\n");
-    if (!kOutput.Flush())
+    output.Write(strReady + "\n");
+    if (!output.Flush())
     {
         *pstrError = "standard output can't be written";
         return false;
@@ -96,32 +96,32 @@ bool StartServer(const ServeOptions& kOptions, LiveServer* pkServer, VOPublished
 
 }  // namespace
 
-int RunServe(const ServeOptions& kOptions)
+int RunServe(const ServeOptions& options)
 {
     std::string strError;
     std::vector<ClassifyType> vecTypes;
-    if (kOptions.strLog && !StartLogFile(*kOptions.strLog, &strError))
+    if (options.strLog && !StartLogFile(*options.strLog, &strError))
     {
         Complain(strError);
         return kExitError;
     }
-    if (!kOptions.strTypes)
+    if (!options.strTypes)
     {
         vecTypes = BuiltInTypes();
     }
-    else if (!ReadTypesFile(*kOptions.strTypes, &vecTypes, &strError))
+    else if (!ReadTypesFile(*options.strTypes, &vecTypes, &strError))
     {
         Complain(strError);
         return kExitError;
     }
-    LiveServer kServer(vecTypes, !kOptions.bOnce);
-    VOPublishedSection kPublicOptions;
-    if (!StartServer(kOptions, &kServer, &kPublicOptions, &strError) || !kServer.Run(&strError))
+    LiveServer server(vecTypes, !options.bOnce);
+    VOPublishedSection publicOptions;
+    if (!StartServer(options, &server, &publicOptions, &strError) || !server.Run(&strError))
     {
         Complain(strError);
         return kExitError;
     }
-    kPublicOptions.Withdraw();
+    publicOptions.Withdraw();
     LogLine(VOLOG_INFO, "stopped; everything is withdrawn");
     return kExitFound;
 }

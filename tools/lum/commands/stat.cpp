@@ -19,15 +19,15 @@ namespace
 {
 
 // The node of a path in each source that has it; a complaint when none has.
-std::vector<NodeView> Fetch(const std::string& strPath, const ReaderSession& kSession)
+std::vector<NodeView> Fetch(const std::string& strPath, const ReaderSession& session)
 {
     std::vector<NodeView> vecViews;
-    for (const ReaderSource& kSource : kSession.Sources())
+    for (const ReaderSource& source : session.Sources())
     {
-        const std::optional<structAssetNode> kNode = kSource.FindArgument(strPath);
-        if (kNode)
+        const std::optional<structAssetNode> node = source.FindArgument(strPath);
+        if (node)
         {
-            vecViews.push_back(ViewOf(kSource, *kNode));
+            vecViews.push_back(ViewOf(source, *node));
         }
     }
     if (vecViews.empty())
@@ -39,38 +39,38 @@ std::vector<NodeView> Fetch(const std::string& strPath, const ReaderSession& kSe
 
 }  // namespace
 
-int RunStat(const StatOptions& kOptions, Output* pkOutput)
+int RunStat(const StatOptions& options, Output* pOutput)
 {
-    ReaderSession kSession;
-    if (!OpenOrComplain(kOptions.eaf, &kSession))
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
     {
         return kExitError;
     }
     bool bAllFound = true;
     std::vector<NodeView> vecViews;
-    for (const std::string& strPath : kOptions.vecPaths)
+    for (const std::string& strPath : options.vecPaths)
     {
-        const std::vector<NodeView> vecFound = Fetch(strPath, kSession);
+        const std::vector<NodeView> vecFound = Fetch(strPath, session);
         vecViews.insert(vecViews.end(), vecFound.begin(), vecFound.end());
         bAllFound = bAllFound && !vecFound.empty();
     }
-    if (kOptions.bJson)
+    if (options.bJson)
     {
-        JsonList kList(pkOutput, "nodes");
-        for (const NodeView& kView : vecViews)
+        JsonList list(pOutput, "nodes");
+        for (const NodeView& view : vecViews)
         {
-            kList.Add(JsonOf(kView));
+            list.Add(JsonOf(view));
         }
-        kList.End();
+        list.End();
     }
     else
     {
-        for (const NodeView& kView : vecViews)
+        for (const NodeView& view : vecViews)
         {
-            pkOutput->Write((&kView == &vecViews.front() ? "" : "\n") + Details(kView));
+            pOutput->Write((&view == &vecViews.front() ? "" : "\n") + Details(view));
         }
     }
-    return Finish(bAllFound, pkOutput);
+    return Finish(bAllFound, pOutput);
 }
 
 }  // namespace lum

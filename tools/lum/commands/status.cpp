@@ -27,110 +27,110 @@ struct Counts
     unsigned long long ullBytes = 0;
 };
 
-int CountNode(const structAssetNode& kNode, void* pvCounts, int& /*bStop*/)
+int CountNode(const structAssetNode& node, void* pvCounts, int& /*bStop*/)
 {
-    Counts* pkCounts = static_cast<Counts*>(pvCounts);
-    ++(kNode.bFolder != 0 ? pkCounts->uFolders : pkCounts->uFiles);
-    pkCounts->ullBytes += kNode.bFolder != 0 ? 0 : kNode.ullFileSize;
+    Counts* pCounts = static_cast<Counts*>(pvCounts);
+    ++(node.bFolder != 0 ? pCounts->uFolders : pCounts->uFiles);
+    pCounts->ullBytes += node.bFolder != 0 ? 0 : node.ullFileSize;
     return 1;
 }
 
-Counts CountsOf(const ReaderSource& kSource)
+Counts CountsOf(const ReaderSource& source)
 {
-    Counts kCounts;
-    const std::optional<structAssetNode> kRoot = kSource.FindPath(VOWString());
-    if (kRoot)
+    Counts counts;
+    const std::optional<structAssetNode> root = source.FindPath(VOWString());
+    if (root)
     {
-        kSource.Inspector().TraverseAssetNode(kRoot->nAssetID, Inspector::NT_FILE | Inspector::NT_FOLDER, 1, &CountNode,
-                                              &kCounts);
+        source.Inspector().TraverseAssetNode(root->nAssetID, Inspector::NT_FILE | Inspector::NT_FOLDER, 1, &CountNode,
+                                             &counts);
     }
-    return kCounts;
+    return counts;
 }
 
 // What the publisher tells of itself, when it is one that tells.
 std::optional<ServeStatus> PublisherStatus()
 {
-    ServeStatus kStatus;
-    return ReadServeStatus(&kStatus) ? std::optional<ServeStatus>(kStatus) : std::nullopt;
+    ServeStatus status;
+    return ReadServeStatus(&status) ? std::optional<ServeStatus>(status) : std::nullopt;
 }
 
-std::string TextOf(const SourceStatus& kStatus)
+std::string TextOf(const SourceStatus& status)
 {
     std::string strText = fmt::format(
-        "{:<16}{} publications, {} changes of {} hints; {} whole comparisons, {} audits\n", "", kStatus.ullPublications,
-        kStatus.ullChanges, kStatus.ullHints, kStatus.ullDoubts, kStatus.ullAuditRounds);
-    if (kStatus.ullPolledRoots != 0 || kStatus.ullUnwatched != 0)
+        "{:<16}{} publications, {} changes of {} hints; {} whole comparisons, {} audits\n", "", status.ullPublications,
+        status.ullChanges, status.ullHints, status.ullDoubts, status.ullAuditRounds);
+    if (status.ullPolledRoots != 0 || status.ullUnwatched != 0)
     {
-        strText += fmt::format("{:<16}{} directories aren't watched, {} roots are polled\n", "", kStatus.ullUnwatched,
-                               kStatus.ullPolledRoots);
+        strText += fmt::format("{:<16}{} directories aren't watched, {} roots are polled\n", "", status.ullUnwatched,
+                               status.ullPolledRoots);
     }
-    if (kStatus.ullUnread != 0)
+    if (status.ullUnread != 0)
     {
         strText +=
-            fmt::format("{:<16}{} folder{} can't be read\n", "", kStatus.ullUnread, kStatus.ullUnread == 1 ? "" : "s");
+            fmt::format("{:<16}{} folder{} can't be read\n", "", status.ullUnread, status.ullUnread == 1 ? "" : "s");
     }
     return strText;
 }
 
-nlohmann::ordered_json JsonOf(const SourceStatus& kStatus)
+nlohmann::ordered_json JsonOf(const SourceStatus& status)
 {
-    return {{"publications", kStatus.ullPublications},
-            {"changes", kStatus.ullChanges},
-            {"hints", kStatus.ullHints},
-            {"whole_comparisons", kStatus.ullDoubts},
-            {"audit_rounds", kStatus.ullAuditRounds},
-            {"audit_changes", kStatus.ullAuditChanges},
-            {"unwatched", kStatus.ullUnwatched},
-            {"polled_roots", kStatus.ullPolledRoots},
-            {"unread", kStatus.ullUnread}};
+    return {{"publications", status.ullPublications},
+            {"changes", status.ullChanges},
+            {"hints", status.ullHints},
+            {"whole_comparisons", status.ullDoubts},
+            {"audit_rounds", status.ullAuditRounds},
+            {"audit_changes", status.ullAuditChanges},
+            {"unwatched", status.ullUnwatched},
+            {"polled_roots", status.ullPolledRoots},
+            {"unread", status.ullUnread}};
 }
 
-void ShowText(const ReaderSession& kSession, Output* pkOutput)
+void ShowText(const ReaderSession& session, Output* pOutput)
 {
-    const std::optional<ServeStatus> kStatus = PublisherStatus();
-    for (const ReaderSource& kSource : kSession.Sources())
+    const std::optional<ServeStatus> status = PublisherStatus();
+    for (const ReaderSource& source : session.Sources())
     {
-        const Counts kCounts = CountsOf(kSource);
-        pkOutput->Write(fmt::format("{:<16}{:>9} files {:>8} folders {:>16} bytes  {}\n", SourceName(kSource.From()),
-                                    kCounts.uFiles, kCounts.uFolders, kCounts.ullBytes, ShownText(kSource.Root())));
-        if (kStatus && kStatus->uFollows != 0)
+        const Counts counts = CountsOf(source);
+        pOutput->Write(fmt::format("{:<16}{:>9} files {:>8} folders {:>16} bytes  {}\n", SourceName(source.From()),
+                                   counts.uFiles, counts.uFolders, counts.ullBytes, ShownText(source.Root())));
+        if (status && status->uFollows != 0)
         {
-            pkOutput->Write(TextOf(kStatus->akSources[kSource.From()]));
+            pOutput->Write(TextOf(status->akSources[source.From()]));
         }
     }
 }
 
-void ShowJson(const ReaderSession& kSession, Output* pkOutput)
+void ShowJson(const ReaderSession& session, Output* pOutput)
 {
-    const std::optional<ServeStatus> kStatus = PublisherStatus();
-    JsonList kList(pkOutput, "sources");
-    for (const ReaderSource& kSource : kSession.Sources())
+    const std::optional<ServeStatus> status = PublisherStatus();
+    JsonList list(pOutput, "sources");
+    for (const ReaderSource& source : session.Sources())
     {
-        const Counts kCounts = CountsOf(kSource);
-        nlohmann::ordered_json kLine = {{"from", SourceName(kSource.From())},
-                                        {"number", static_cast<unsigned>(kSource.From())},
-                                        {"root", JsonText(kSource.Root())},
-                                        {"name", JsonText(kSource.RootName())},
-                                        {"nodes", kSource.Inspector().GetAssetNodeCount()},
-                                        {"files", kCounts.uFiles},
-                                        {"folders", kCounts.uFolders},
-                                        {"bytes", kCounts.ullBytes}};
-        if (kStatus && kStatus->uFollows != 0)
+        const Counts counts = CountsOf(source);
+        nlohmann::ordered_json line = {{"from", SourceName(source.From())},
+                                       {"number", static_cast<unsigned>(source.From())},
+                                       {"root", JsonText(source.Root())},
+                                       {"name", JsonText(source.RootName())},
+                                       {"nodes", source.Inspector().GetAssetNodeCount()},
+                                       {"files", counts.uFiles},
+                                       {"folders", counts.uFolders},
+                                       {"bytes", counts.ullBytes}};
+        if (status && status->uFollows != 0)
         {
-            kLine["publisher"] = JsonOf(kStatus->akSources[kSource.From()]);
+            line["publisher"] = JsonOf(status->akSources[source.From()]);
         }
-        kList.Add(kLine);
+        list.Add(line);
     }
-    kList.End();
+    list.End();
 }
 
 }  // namespace
 
-int RunStatus(const ReaderOptions& kOptions, Output* pkOutput)
+int RunStatus(const ReaderOptions& options, Output* pOutput)
 {
-    ReaderSession kSession;
+    ReaderSession session;
     std::string strError;
-    const ReaderSession::Opened eOpened = kSession.Open(kOptions.eaf, &strError);
+    const ReaderSession::Opened eOpened = session.Open(options.eaf, &strError);
     if (eOpened == ReaderSession::Opened::Failed)
     {
         Complain(strError);
@@ -141,15 +141,15 @@ int RunStatus(const ReaderOptions& kOptions, Output* pkOutput)
     {
         Complain(strError);
     }
-    if (kOptions.bJson)
+    if (options.bJson)
     {
-        ShowJson(kSession, pkOutput);
+        ShowJson(session, pOutput);
     }
     else
     {
-        ShowText(kSession, pkOutput);
+        ShowText(session, pOutput);
     }
-    return Finish(bFound, pkOutput);
+    return Finish(bFound, pOutput);
 }
 
 }  // namespace lum

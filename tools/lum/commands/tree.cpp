@@ -26,20 +26,20 @@ class TreeRenderer
 public:
     virtual ~TreeRenderer() = default;
 
-    virtual void Enter(const NodeView& kView, bool bLast) = 0;
+    virtual void Enter(const NodeView& view, bool bLast) = 0;
     virtual void Leave() = 0;
 };
 
 class TextRenderer : public TreeRenderer
 {
 public:
-    explicit TextRenderer(Output* pkOutput) : m_pkOutput(pkOutput) {}
+    explicit TextRenderer(Output* pOutput) : m_pOutput(pOutput) {}
 
-    void Enter(const NodeView& kView, bool bLast) override
+    void Enter(const NodeView& view, bool bLast) override
     {
         if (m_vecLast.empty())
         {
-            m_pkOutput->Write(ShownText(kView.strAbsolute) + "\n");
+            m_pOutput->Write(ShownText(view.strAbsolute) + "\n");
         }
         else
         {
@@ -48,9 +48,9 @@ public:
             {
                 strLine += m_vecLast[i] ? "    " : "\u2502   ";
             }
-            m_pkOutput->Write(strLine + (bLast ? "\u2514\u2500\u2500 " : "\u251c\u2500\u2500 ") + ShownName(kView) +
-                              "\n");
-            ++(kView.kNode.bFolder != 0 ? m_uFolders : m_uFiles);
+            m_pOutput->Write(strLine + (bLast ? "\u2514\u2500\u2500 " : "\u251c\u2500\u2500 ") + ShownName(view) +
+                             "\n");
+            ++(view.node.bFolder != 0 ? m_uFolders : m_uFiles);
         }
         m_vecLast.push_back(bLast);
     }
@@ -60,13 +60,13 @@ public:
         m_vecLast.pop_back();
         if (m_vecLast.empty())
         {
-            m_pkOutput->Write(fmt::format("\n{} folders, {} files\n", m_uFolders, m_uFiles));
+            m_pOutput->Write(fmt::format("\n{} folders, {} files\n", m_uFolders, m_uFiles));
             m_uFolders = m_uFiles = 0;
         }
     }
 
 private:
-    Output* m_pkOutput;
+    Output* m_pOutput;
     std::vector<bool> m_vecLast;  // of the nodes that were entered and not left
     unsigned m_uFolders = 0;
     unsigned m_uFiles = 0;
@@ -76,26 +76,26 @@ private:
 class JsonRenderer : public TreeRenderer
 {
 public:
-    explicit JsonRenderer(Output* pkOutput) : m_pkOutput(pkOutput) { m_pkOutput->Write("{\"trees\": ["); }
+    explicit JsonRenderer(Output* pOutput) : m_pOutput(pOutput) { m_pOutput->Write("{\"trees\": ["); }
 
-    void Enter(const NodeView& kView, bool /*bLast*/) override
+    void Enter(const NodeView& view, bool /*bLast*/) override
     {
-        std::string strNode = JsonOf(kView).dump();
+        std::string strNode = JsonOf(view).dump();
         strNode.pop_back();
-        m_pkOutput->Write((m_bFirst ? "\n" : ",\n") + strNode + ",\"children\":[");
+        m_pOutput->Write((m_bFirst ? "\n" : ",\n") + strNode + ",\"children\":[");
         m_bFirst = true;
     }
 
     void Leave() override
     {
-        m_pkOutput->Write("]}");
+        m_pOutput->Write("]}");
         m_bFirst = false;
     }
 
-    void End() { m_pkOutput->Write("\n]}\n"); }
+    void End() { m_pOutput->Write("\n]}\n"); }
 
 private:
-    Output* m_pkOutput;
+    Output* m_pOutput;
     bool m_bFirst = true;
 };
 
@@ -116,62 +116,62 @@ size_t MostFolders(size_t uNodes)
 
 // Draws a subtree. An image may hold links that lead back to a folder which is being drawn: it isn't entered again, and
 // false tells of it.
-bool DrawTree(const ReaderSource& kSource, const structAssetNode& kStart, const TreeOptions& kOptions,
-              TreeRenderer* pkRenderer)
+bool DrawTree(const ReaderSource& source, const structAssetNode& start, const TreeOptions& options,
+              TreeRenderer* pRenderer)
 {
     const VOULONG dwType = static_cast<VOULONG>(Inspector::NT_FOLDER) |
-                           (kOptions.bFoldersOnly ? 0 : static_cast<VOULONG>(Inspector::NT_FILE));
-    std::vector<bool> vecInside(kSource.Inspector().GetAssetNodeCount());
+                           (options.bFoldersOnly ? 0 : static_cast<VOULONG>(Inspector::NT_FILE));
+    std::vector<bool> vecInside(source.Inspector().GetAssetNodeCount());
     size_t uFoldersLeft = MostFolders(vecInside.size());
-    std::vector<Level> vecLevels = {{{kStart}, 0}};
+    std::vector<Level> vecLevels = {{{start}, 0}};
     bool bSound = true;
     while (!vecLevels.empty())
     {
-        Level& kLevel = vecLevels.back();
-        if (kLevel.uNext == kLevel.vecNodes.size())
+        Level& level = vecLevels.back();
+        if (level.uNext == level.vecNodes.size())
         {
-            const bool bEntered = kLevel.bEntered;
+            const bool bEntered = level.bEntered;
             vecLevels.pop_back();
             if (!vecLevels.empty())
             {
-                const structAssetNode& kLeft = vecLevels.back().vecNodes[vecLevels.back().uNext - 1];
+                const structAssetNode& left = vecLevels.back().vecNodes[vecLevels.back().uNext - 1];
                 if (bEntered)
                 {
-                    vecInside[kLeft.nAssetID] = false;
+                    vecInside[left.nAssetID] = false;
                 }
-                pkRenderer->Leave();
+                pRenderer->Leave();
             }
             continue;
         }
-        const structAssetNode kNode = kLevel.vecNodes[kLevel.uNext++];
-        pkRenderer->Enter(ViewOf(kSource, kNode), kLevel.uNext == kLevel.vecNodes.size());
-        Level kChildren;
-        if (kNode.bFolder != 0 && (!kOptions.uDepth || vecLevels.size() <= *kOptions.uDepth))
+        const structAssetNode node = level.vecNodes[level.uNext++];
+        pRenderer->Enter(ViewOf(source, node), level.uNext == level.vecNodes.size());
+        Level children;
+        if (node.bFolder != 0 && (!options.uDepth || vecLevels.size() <= *options.uDepth))
         {
-            kChildren.bEntered = kNode.nAssetID < vecInside.size() && !vecInside[kNode.nAssetID] && uFoldersLeft != 0;
-            bSound = bSound && kChildren.bEntered;
-            if (kChildren.bEntered)
+            children.bEntered = node.nAssetID < vecInside.size() && !vecInside[node.nAssetID] && uFoldersLeft != 0;
+            bSound = bSound && children.bEntered;
+            if (children.bEntered)
             {
                 --uFoldersLeft;
-                vecInside[kNode.nAssetID] = true;
-                kChildren.vecNodes = ChildrenOf(kSource, kNode, dwType);
+                vecInside[node.nAssetID] = true;
+                children.vecNodes = ChildrenOf(source, node, dwType);
             }
         }
-        vecLevels.push_back(std::move(kChildren));
+        vecLevels.push_back(std::move(children));
     }
     return bSound;
 }
 
 // How many sources had the folder; *pbSound becomes false for a tree that isn't one.
-unsigned DrawAll(const TreeOptions& kOptions, const ReaderSession& kSession, TreeRenderer* pkRenderer, bool* pbSound)
+unsigned DrawAll(const TreeOptions& options, const ReaderSession& session, TreeRenderer* pRenderer, bool* pbSound)
 {
     unsigned uDrawn = 0;
-    for (const ReaderSource& kSource : kSession.Sources())
+    for (const ReaderSource& source : session.Sources())
     {
-        const std::optional<structAssetNode> kNode = kSource.FindArgument(kOptions.strPath);
-        if (kNode)
+        const std::optional<structAssetNode> node = source.FindArgument(options.strPath);
+        if (node)
         {
-            *pbSound = DrawTree(kSource, *kNode, kOptions, pkRenderer) && *pbSound;
+            *pbSound = DrawTree(source, *node, options, pRenderer) && *pbSound;
             ++uDrawn;
         }
     }
@@ -180,31 +180,31 @@ unsigned DrawAll(const TreeOptions& kOptions, const ReaderSession& kSession, Tre
 
 }  // namespace
 
-int RunTree(const TreeOptions& kOptions, Output* pkOutput)
+int RunTree(const TreeOptions& options, Output* pOutput)
 {
-    ReaderSession kSession;
-    if (!OpenOrComplain(kOptions.eaf, &kSession))
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
     {
         return kExitError;
     }
     bool bSound = true;
     unsigned uDrawn = 0;
-    if (kOptions.bJson)
+    if (options.bJson)
     {
-        JsonRenderer kRenderer(pkOutput);
-        uDrawn = DrawAll(kOptions, kSession, &kRenderer, &bSound);
-        kRenderer.End();
+        JsonRenderer renderer(pOutput);
+        uDrawn = DrawAll(options, session, &renderer, &bSound);
+        renderer.End();
     }
     else
     {
-        TextRenderer kRenderer(pkOutput);
-        uDrawn = DrawAll(kOptions, kSession, &kRenderer, &bSound);
+        TextRenderer renderer(pOutput);
+        uDrawn = DrawAll(options, session, &renderer, &bSound);
     }
     if (uDrawn == 0)
     {
-        Complain(fmt::format("{}: not in the index", kOptions.strPath));
+        Complain(fmt::format("{}: not in the index", options.strPath));
     }
-    const int nResult = Finish(uDrawn != 0, pkOutput);
+    const int nResult = Finish(uDrawn != 0, pOutput);
     if (!bSound && nResult != kExitError)
     {
         Complain("the published index is damaged: a folder lies in itself, or its tree has no end");

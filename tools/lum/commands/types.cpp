@@ -26,24 +26,24 @@ namespace
 
 // The library hands out a table only type by type. A container with the table of the source is one that is empty
 // otherwise, and its image has the types in their order.
-std::vector<TypeReport> Fetch(const ReaderSource& kSource)
+std::vector<TypeReport> Fetch(const ReaderSource& source)
 {
-    VOTSAssetNodeContainer kContainer;
-    if (kSource.Inspector().ReConstructContainer(&kContainer) == 0)
+    VOTSAssetNodeContainer container;
+    if (source.Inspector().ReConstructContainer(&container) == 0)
     {
         return {};
     }
-    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, VOFreeBlock> pkImage(kContainer.GetAlloc());
-    if (pkImage == nullptr)
+    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, VOFreeBlock> pImage(container.GetAlloc());
+    if (pImage == nullptr)
     {
         return {};
     }
-    Findings kFindings;
-    const ByteView kImage(reinterpret_cast<const unsigned char*>(pkImage.get()),
-                          uint64_t{pkImage->uDataBufSize} + sizeof(*pkImage));
-    std::vector<TypeReport> vecTypes = TypesOf(ReadLayout(kImage, &kFindings), &kFindings);
+    Findings findings;
+    const ByteView image(reinterpret_cast<const unsigned char*>(pImage.get()),
+                         uint64_t{pImage->uDataBufSize} + sizeof(*pImage));
+    std::vector<TypeReport> vecTypes = TypesOf(ReadLayout(image, &findings), &findings);
     std::stable_sort(vecTypes.begin(), vecTypes.end(),
-                     [](const TypeReport& kLeft, const TypeReport& kRight) { return kLeft.nNumber < kRight.nNumber; });
+                     [](const TypeReport& left, const TypeReport& right) { return left.nNumber < right.nNumber; });
     return vecTypes;
 }
 
@@ -52,61 +52,61 @@ std::string ShownColor(uint32_t uColor)
     return fmt::format("#{:06x}", uColor & 0xFFFFFF);
 }
 
-void ShowTypesAsText(const ReaderSession& kSession, Output* pkOutput)
+void ShowTypesAsText(const ReaderSession& session, Output* pOutput)
 {
-    for (const ReaderSource& kSource : kSession.Sources())
+    for (const ReaderSource& source : session.Sources())
     {
-        if (kSession.Sources().size() > 1)
+        if (session.Sources().size() > 1)
         {
-            pkOutput->Write(fmt::format("{}{}:\n", &kSource == &kSession.Sources().front() ? "" : "\n",
-                                        SourceName(kSource.From())));
+            pOutput->Write(
+                fmt::format("{}{}:\n", &source == &session.Sources().front() ? "" : "\n", SourceName(source.From())));
         }
-        for (const TypeReport& kType : Fetch(kSource))
+        for (const TypeReport& type : Fetch(source))
         {
-            pkOutput->Write(fmt::format("{} {} {} {} {}\n", kType.nNumber, ShownText(kType.strName),
-                                        ShownText(kType.strExtensions), ShownColor(kType.uTypeColor),
-                                        ShownColor(kType.uBackgroundColor)));
+            pOutput->Write(fmt::format("{} {} {} {} {}\n", type.nNumber, ShownText(type.strName),
+                                       ShownText(type.strExtensions), ShownColor(type.uTypeColor),
+                                       ShownColor(type.uBackgroundColor)));
         }
     }
 }
 
-void ShowTypesAsJson(const ReaderSession& kSession, Output* pkOutput)
+void ShowTypesAsJson(const ReaderSession& session, Output* pOutput)
 {
-    JsonList kList(pkOutput, "sources");
-    for (const ReaderSource& kSource : kSession.Sources())
+    JsonList list(pOutput, "sources");
+    for (const ReaderSource& source : session.Sources())
     {
-        nlohmann::ordered_json kTypes = nlohmann::ordered_json::array();
-        for (const TypeReport& kType : Fetch(kSource))
+        nlohmann::ordered_json types = nlohmann::ordered_json::array();
+        for (const TypeReport& type : Fetch(source))
         {
-            kTypes.push_back({{"number", kType.nNumber},
-                              {"name", JsonText(kType.strName)},
-                              {"extensions", JsonText(kType.strExtensions)},
-                              {"color", ShownColor(kType.uTypeColor)},
-                              {"background", ShownColor(kType.uBackgroundColor)}});
+            types.push_back({{"number", type.nNumber},
+                             {"name", JsonText(type.strName)},
+                             {"extensions", JsonText(type.strExtensions)},
+                             {"color", ShownColor(type.uTypeColor)},
+                             {"background", ShownColor(type.uBackgroundColor)}});
         }
-        kList.Add({{"from", SourceName(kSource.From())}, {"types", kTypes}});
+        list.Add({{"from", SourceName(source.From())}, {"types", types}});
     }
-    kList.End();
+    list.End();
 }
 
 }  // namespace
 
-int RunTypes(const ReaderOptions& kOptions, Output* pkOutput)
+int RunTypes(const ReaderOptions& options, Output* pOutput)
 {
-    ReaderSession kSession;
-    if (!OpenOrComplain(kOptions.eaf, &kSession))
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
     {
         return kExitError;
     }
-    if (kOptions.bJson)
+    if (options.bJson)
     {
-        ShowTypesAsJson(kSession, pkOutput);
+        ShowTypesAsJson(session, pOutput);
     }
     else
     {
-        ShowTypesAsText(kSession, pkOutput);
+        ShowTypesAsText(session, pOutput);
     }
-    return Finish(true, pkOutput);
+    return Finish(true, pOutput);
 }
 
 }  // namespace lum

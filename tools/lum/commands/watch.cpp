@@ -31,33 +31,33 @@ constexpr unsigned long long kMicrosecond = 1'000'000;
 // A request to stop is seen this soon.
 constexpr std::chrono::milliseconds kTurn(200);
 
-std::string TextOf(const Change& kChange)
+std::string TextOf(const Change& change)
 {
-    const std::string strSlash = kChange.bFolder ? "/" : "";
+    const std::string strSlash = change.bFolder ? "/" : "";
     std::string strLine =
-        fmt::format("{}  {:<16}{:<9} {}{}", LocalTime(static_cast<int64_t>(kChange.ullTime / kMicrosecond)),
-                    SourceName(kChange.eaf), NameOf(kChange.eKind), ShownText(kChange.strPath), strSlash);
-    if (!kChange.strNewName.empty())
+        fmt::format("{}  {:<16}{:<9} {}{}", LocalTime(static_cast<int64_t>(change.ullTime / kMicrosecond)),
+                    SourceName(change.eaf), NameOf(change.eKind), ShownText(change.strPath), strSlash);
+    if (!change.strNewName.empty())
     {
-        strLine += fmt::format(" -> {}{}", ShownText(kChange.strNewName), strSlash);
+        strLine += fmt::format(" -> {}{}", ShownText(change.strNewName), strSlash);
     }
     return strLine + "\n";
 }
 
-std::string JsonLineOf(const Change& kChange)
+std::string JsonLineOf(const Change& change)
 {
-    nlohmann::ordered_json kLine = {{"time_us", kChange.ullTime},
-                                    {"from", SourceName(kChange.eaf)},
-                                    {"kind", NameOf(kChange.eKind)},
-                                    {"folder", kChange.bFolder},
-                                    {"path", JsonText(kChange.strPath)}};
-    if (!kChange.strNewName.empty())
+    nlohmann::ordered_json line = {{"time_us", change.ullTime},
+                                   {"from", SourceName(change.eaf)},
+                                   {"kind", NameOf(change.eKind)},
+                                   {"folder", change.bFolder},
+                                   {"path", JsonText(change.strPath)}};
+    if (!change.strNewName.empty())
     {
-        kLine["new_name"] = JsonText(kChange.strNewName);
+        line["new_name"] = JsonText(change.strNewName);
     }
-    kLine["file"] = JsonText(kChange.strPhysicalPath);
-    kLine["roots"] = kChange.uRoots;
-    return kLine.dump() + "\n";
+    line["file"] = JsonText(change.strPhysicalPath);
+    line["roots"] = change.uRoots;
+    return line.dump() + "\n";
 }
 
 // What is shown: all of it, or what lies at or under a path, which is another one in each source.
@@ -65,48 +65,48 @@ class WatchFilter
 {
 public:
     // False with a message when the path lies in none of the published sources.
-    bool Open(const WatchOptions& kOptions, std::string* pstrError)
+    bool Open(const WatchOptions& options, std::string* pstrError)
     {
-        m_bAll = kOptions.strPath.empty();
+        m_bAll = options.strPath.empty();
         if (m_bAll)
         {
             return true;
         }
-        ReaderSession kSession;
-        if (kSession.Open(kOptions.eaf, pstrError) != ReaderSession::Opened::Yes)
+        ReaderSession session;
+        if (session.Open(options.eaf, pstrError) != ReaderSession::Opened::Yes)
         {
             return false;
         }
-        for (const ReaderSource& kOne : kSession.Sources())
+        for (const ReaderSource& one : session.Sources())
         {
-            for (const VOWString& strReading : ReadingsOf(kOptions.strPath))
+            for (const VOWString& strReading : ReadingsOf(options.strPath))
             {
-                if (const std::optional<VOWString> strPath = RelativePath(strReading, kOne.Root()))
+                if (const std::optional<VOWString> strPath = RelativePath(strReading, one.Root()))
                 {
-                    m_mapPrefixes[kOne.From()].push_back(FoldAscii(*strPath));
+                    m_mapPrefixes[one.From()].push_back(FoldAscii(*strPath));
                 }
             }
         }
-        *pstrError = fmt::format("{}: lies in no source that is published", PrintableText(kOptions.strPath));
+        *pstrError = fmt::format("{}: lies in no source that is published", PrintableText(options.strPath));
         return !m_mapPrefixes.empty();
     }
 
-    bool Shows(const Change& kChange) const
+    bool Shows(const Change& change) const
     {
-        const auto itPrefixes = m_mapPrefixes.find(kChange.eaf);
+        const auto itPrefixes = m_mapPrefixes.find(change.eaf);
         const bool bPlace = itPrefixes != m_mapPrefixes.end() &&
                             std::any_of(itPrefixes->second.begin(), itPrefixes->second.end(),
-                                        [&](const VOWString& strPrefix) { return _IsUnder(kChange, strPrefix); });
+                                        [&](const VOWString& strPrefix) { return _IsUnder(change, strPrefix); });
         return m_bAll || bPlace;
     }
 
 private:
-    static bool _IsUnder(const Change& kChange, const VOWString& strPrefix)
+    static bool _IsUnder(const Change& change, const VOWString& strPrefix)
     {
-        const VOWString strPath = FoldAscii(kChange.strPath);
-        const VOWString strNew = FoldAscii(JoinPath(ParentPath(kChange.strPath), kChange.strNewName));
+        const VOWString strPath = FoldAscii(change.strPath);
+        const VOWString strNew = FoldAscii(JoinPath(ParentPath(change.strPath), change.strNewName));
         return strPath == strPrefix || LiesIn(strPath, strPrefix) ||
-               (!kChange.strNewName.empty() && (strNew == strPrefix || LiesIn(strNew, strPrefix)));
+               (!change.strNewName.empty() && (strNew == strPrefix || LiesIn(strNew, strPrefix)));
     }
 
     bool m_bAll = true;
@@ -114,13 +114,13 @@ private:
 };
 
 // What the event is about stands in the environment, so that no name is ever taken for a part of the command.
-void Execute(const std::string& strCommand, const Change& kChange)
+void Execute(const std::string& strCommand, const Change& change)
 {
-    VOSetEnvironment("LUM_SOURCE", std::string(SourceName(kChange.eaf)));
-    VOSetEnvironment("LUM_KIND", std::string(NameOf(kChange.eKind)));
-    VOSetEnvironment("LUM_PATH", VOToNativePath(kChange.strPath));
-    VOSetEnvironment("LUM_NEW_NAME", VOToNativePath(kChange.strNewName));
-    VOSetEnvironment("LUM_FILE", VOToNativePath(kChange.strPhysicalPath));
+    VOSetEnvironment("LUM_SOURCE", std::string(SourceName(change.eaf)));
+    VOSetEnvironment("LUM_KIND", std::string(NameOf(change.eKind)));
+    VOSetEnvironment("LUM_PATH", VOToNativePath(change.strPath));
+    VOSetEnvironment("LUM_NEW_NAME", VOToNativePath(change.strNewName));
+    VOSetEnvironment("LUM_FILE", VOToNativePath(change.strPhysicalPath));
     if (VORunCommand(strCommand) == -1)
     {
         Complain(fmt::format("\"{}\" can't be run", strCommand));
@@ -129,47 +129,47 @@ void Execute(const std::string& strCommand, const Change& kChange)
 
 }  // namespace
 
-int RunWatch(const WatchOptions& kOptions, Output* pkOutput)
+int RunWatch(const WatchOptions& options, Output* pOutput)
 {
     WatchLibraryLog();
-    EventStream kStream;
+    EventStream stream;
     std::string strError;
     if (!VOHandleStopRequests())
     {
         Complain("requests to stop can't be handled");
         return kExitError;
     }
-    if (!kStream.Open(kOptions.eaf, &strError))
+    if (!stream.Open(options.eaf, &strError))
     {
         Complain(strError);
         return kExitNotFound;
     }
-    WatchFilter kFilter;
-    if (!kFilter.Open(kOptions, &strError))
+    WatchFilter filter;
+    if (!filter.Open(options, &strError))
     {
         Complain(strError);
         return kExitNotFound;
     }
     uint32_t uShown = 0;
-    while (!VOStopRequested() && (!kOptions.uCount || uShown < *kOptions.uCount))
+    while (!VOStopRequested() && (!options.uCount || uShown < *options.uCount))
     {
-        const std::optional<Change> kChange = kStream.Next(kTurn);
-        if (!kChange || !kFilter.Shows(*kChange))
+        const std::optional<Change> change = stream.Next(kTurn);
+        if (!change || !filter.Shows(*change))
         {
             continue;
         }
         ++uShown;
-        pkOutput->Write(kOptions.bJson ? JsonLineOf(*kChange) : TextOf(*kChange));
-        if (!pkOutput->Flush())
+        pOutput->Write(options.bJson ? JsonLineOf(*change) : TextOf(*change));
+        if (!pOutput->Flush())
         {
             break;
         }
-        if (kOptions.strExecute)
+        if (options.strExecute)
         {
-            Execute(*kOptions.strExecute, *kChange);
+            Execute(*options.strExecute, *change);
         }
     }
-    return pkOutput->Finish(kExitFound);
+    return pOutput->Finish(kExitFound);
 }
 
 }  // namespace lum

@@ -41,12 +41,12 @@ public:
     template <typename T>
     T Load(uint64_t ullAt) const
     {
-        T kValue{};
+        T value{};
         if (Has(ullAt, sizeof(T)))
         {
-            memcpy(&kValue, m_pbData + ullAt, sizeof(T));
+            memcpy(&value, m_pbData + ullAt, sizeof(T));
         }
-        return kValue;
+        return value;
     }
 
     uint32_t Word(uint64_t ullAt) const { return Load<uint32_t>(ullAt); }

@@ -15,59 +15,59 @@ namespace
 {
 
 // A text in a field of a fixed number of units.
-VOWString FieldText(ByteView kField, const char* pszWhat, Findings* pkFindings)
+VOWString FieldText(ByteView field, const char* pszWhat, Findings* pFindings)
 {
     VOWString strResult;
-    for (uint64_t ullAt = 0; ullAt < kField.Size(); ullAt += sizeof(VOWCHAR))
+    for (uint64_t ullAt = 0; ullAt < field.Size(); ullAt += sizeof(VOWCHAR))
     {
-        const VOWCHAR ch = kField.Load<VOWCHAR>(ullAt);
+        const VOWCHAR ch = field.Load<VOWCHAR>(ullAt);
         if (ch == 0)
         {
             return strResult;
         }
         strResult += ch;
     }
-    pkFindings->Add(kField.Offset(), fmt::format("a {} without an end", pszWhat));
+    pFindings->Add(field.Offset(), fmt::format("a {} without an end", pszWhat));
     return strResult;
 }
 
 }  // namespace
 
-std::vector<TypeReport> TypesOf(const ImageLayout& kLayout, Findings* pkFindings)
+std::vector<TypeReport> TypesOf(const ImageLayout& layout, Findings* pFindings)
 {
     std::vector<TypeReport> vecTypes;
     std::set<int32_t> setNumbers;
-    for (uint32_t i = 0; i < kLayout.kTypes.uCount; ++i)
+    for (uint32_t i = 0; i < layout.types.uCount; ++i)
     {
-        const ByteView kRecord = kLayout.kTypes.At(i);
-        TypeReport kType;
-        kType.nNumber = kRecord.Load<int32_t>(0);
-        kType.strName = FieldText(kRecord.Part(offsetof(structAssetNodeClassifyParam, szClassifyName),
-                                               LENGTH_OF_CLASSIFYNAME * sizeof(VOWCHAR)),
-                                  "type name", pkFindings);
-        kType.strExtensions = FieldText(
-            kRecord.Part(offsetof(structAssetNodeClassifyParam, szExtensions), LENGTH_OF_EXTENSIONS * sizeof(VOWCHAR)),
-            "list of extensions", pkFindings);
-        kType.uTypeColor = kRecord.Word(offsetof(structAssetNodeClassifyParam, TypeColor));
-        kType.uBackgroundColor = kRecord.Word(offsetof(structAssetNodeClassifyParam, BackgroundColor));
-        if (!setNumbers.insert(kType.nNumber).second)
+        const ByteView record = layout.types.At(i);
+        TypeReport type;
+        type.nNumber = record.Load<int32_t>(0);
+        type.strName = FieldText(record.Part(offsetof(structAssetNodeClassifyParam, szClassifyName),
+                                             LENGTH_OF_CLASSIFYNAME * sizeof(VOWCHAR)),
+                                 "type name", pFindings);
+        type.strExtensions = FieldText(
+            record.Part(offsetof(structAssetNodeClassifyParam, szExtensions), LENGTH_OF_EXTENSIONS * sizeof(VOWCHAR)),
+            "list of extensions", pFindings);
+        type.uTypeColor = record.Word(offsetof(structAssetNodeClassifyParam, TypeColor));
+        type.uBackgroundColor = record.Word(offsetof(structAssetNodeClassifyParam, BackgroundColor));
+        if (!setNumbers.insert(type.nNumber).second)
         {
-            pkFindings->Add(kRecord.Offset(), fmt::format("a second type with the number {}", kType.nNumber));
+            pFindings->Add(record.Offset(), fmt::format("a second type with the number {}", type.nNumber));
         }
-        vecTypes.push_back(std::move(kType));
+        vecTypes.push_back(std::move(type));
     }
     return vecTypes;
 }
 
-ImageReport CheckImage(const ImageLayout& kLayout, Findings* pkFindings)
+ImageReport CheckImage(const ImageLayout& layout, Findings* pFindings)
 {
-    ImageReport kReport;
-    CheckStrings(kLayout, &kReport, pkFindings);
-    CheckNodes(kLayout, &kReport, pkFindings);
-    kReport.vecTypes = TypesOf(kLayout, pkFindings);
-    kReport.strRootPath = StringText(kLayout, kLayout.ullRootPath);
-    kReport.strRootName = StringText(kLayout, kLayout.ullRootName);
-    return kReport;
+    ImageReport report;
+    CheckStrings(layout, &report, pFindings);
+    CheckNodes(layout, &report, pFindings);
+    report.vecTypes = TypesOf(layout, pFindings);
+    report.strRootPath = StringText(layout, layout.ullRootPath);
+    report.strRootName = StringText(layout, layout.ullRootName);
+    return report;
 }
 
 }  // namespace lum

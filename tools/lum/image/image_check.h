@@ -37,8 +37,8 @@ struct ImageReport
     uint32_t uRemovedStrings = 0;  // tombstones
     uint32_t uTexts = 0;
     uint64_t ullTextBytes = 0;
-    TableReport kPrimary;
-    TableReport kConflict;
+    TableReport primary;
+    TableReport conflict;
 
     uint32_t uNodes = 0;
     uint32_t uFiles = 0;
@@ -51,18 +51,18 @@ struct ImageReport
     uint32_t uListed = 0;  // children in the lists of live nodes
     uint32_t uHoles = 0;   // in these lists
     uint32_t uDead = 0;    // words that belong to no list of a live node
-    TableReport kKeys;
+    TableReport keys;
 
     std::vector<TypeReport> vecTypes;
 };
 
 // Looks at every byte that a reader may come to. The work is bounded by the size of the image, whatever it says.
-ImageReport CheckImage(const ImageLayout& kLayout, Findings* pkFindings);
+ImageReport CheckImage(const ImageLayout& layout, Findings* pFindings);
 
 // The types of an image.
-std::vector<TypeReport> TypesOf(const ImageLayout& kLayout, Findings* pkFindings);
+std::vector<TypeReport> TypesOf(const ImageLayout& layout, Findings* pFindings);
 
 // The text of a string handle; empty when it has none.
-VOWString StringText(const ImageLayout& kLayout, uint64_t ullHandle);
+VOWString StringText(const ImageLayout& layout, uint64_t ullHandle);
 
 }  // namespace lum

@@ -82,17 +82,17 @@ const Field kTypeFields[] = {
     {offsetof(structAssetNodeClassifyParam, TypeColor), 4, Kind::Word, "colour"},
     {offsetof(structAssetNodeClassifyParam, BackgroundColor), 4, Kind::Word, "background colour"}};
 
-std::string ShownBytes(ByteView kBytes)
+std::string ShownBytes(ByteView bytes)
 {
     constexpr std::string_view kDigits = "0123456789abcdef";
     std::string strResult;
     strResult.reserve(2 * kShownBytes + 2);
-    for (uint64_t i = 0; i < kBytes.Size() && i < kShownBytes; ++i)
+    for (uint64_t i = 0; i < bytes.Size() && i < kShownBytes; ++i)
     {
-        strResult += kDigits[kBytes.Data()[i] >> 4];
-        strResult += kDigits[kBytes.Data()[i] & 0xF];
+        strResult += kDigits[bytes.Data()[i] >> 4];
+        strResult += kDigits[bytes.Data()[i] & 0xF];
     }
-    if (kBytes.Size() > kShownBytes)
+    if (bytes.Size() > kShownBytes)
     {
         strResult += "..";
     }
@@ -127,12 +127,12 @@ const char* TypeName(Kind eKind)
 }
 
 // The text from the start of a view up to its end, of which no more than is shown is read.
-VOWString TextAt(ByteView kBytes)
+VOWString TextAt(ByteView bytes)
 {
     VOWString strText;
-    for (uint64_t i = 0; kBytes.Has(i, sizeof(VOWCHAR)) && strText.size() <= kShownText; i += sizeof(VOWCHAR))
+    for (uint64_t i = 0; bytes.Has(i, sizeof(VOWCHAR)) && strText.size() <= kShownText; i += sizeof(VOWCHAR))
     {
-        const VOWCHAR ch = kBytes.Load<VOWCHAR>(i);
+        const VOWCHAR ch = bytes.Load<VOWCHAR>(i);
         if (ch == 0)
         {
             break;
@@ -148,77 +148,77 @@ std::string ShownHandle(uint64_t ullHandle, const VOWString& strText)
     return strText.empty() ? strNumber : fmt::format("{} {}", strNumber, Quoted(strText));
 }
 
-std::string ShownValue(const ImageLayout& kLayout, ByteView kBytes, Kind eKind)
+std::string ShownValue(const ImageLayout& layout, ByteView bytes, Kind eKind)
 {
     switch (eKind)
     {
         case Kind::SignedWord:
-            return fmt::format("{}", kBytes.Load<int32_t>(0));
+            return fmt::format("{}", bytes.Load<int32_t>(0));
         case Kind::Long:
-            return fmt::format("{}", kBytes.Long(0));
+            return fmt::format("{}", bytes.Long(0));
         case Kind::Time:
-            return fmt::format("{} ({})", kBytes.Load<int64_t>(0), LocalTime(kBytes.Load<int64_t>(0)));
+            return fmt::format("{} ({})", bytes.Load<int64_t>(0), LocalTime(bytes.Load<int64_t>(0)));
         case Kind::Handle:
-            return ShownHandle(kBytes.Long(0), StringText(kLayout, kBytes.Long(0)));
+            return ShownHandle(bytes.Long(0), StringText(layout, bytes.Long(0)));
         case Kind::Number:
-            return kBytes.Word(0) == kListEnd ? "end of list"
-                   : kBytes.Word(0) == kHole  ? "hole"
-                                              : fmt::format("{}", kBytes.Word(0));
+            return bytes.Word(0) == kListEnd ? "end of list"
+                   : bytes.Word(0) == kHole  ? "hole"
+                                             : fmt::format("{}", bytes.Word(0));
         case Kind::PoolOffset:
-            return ShownHandle(kBytes.Long(0), TextAt(kLayout.kTexts.Part(kBytes.Long(0), kLayout.kTexts.Size())));
+            return ShownHandle(bytes.Long(0), TextAt(layout.texts.Part(bytes.Long(0), layout.texts.Size())));
         case Kind::Index:
-            return kBytes.Word(0) == kNoIndex ? "none" : fmt::format("{}", kBytes.Word(0));
+            return bytes.Word(0) == kNoIndex ? "none" : fmt::format("{}", bytes.Word(0));
         case Kind::Text:
-            return Quoted(TextAt(kBytes));
+            return Quoted(TextAt(bytes));
         default:
-            return fmt::format("{} ({:#x})", kBytes.Word(0), kBytes.Word(0));
+            return fmt::format("{} ({:#x})", bytes.Word(0), bytes.Word(0));
     }
 }
 
-void WriteLine(uint64_t ullOffset, ByteView kBytes, std::string_view strType, std::string_view strValue,
-               std::string_view strMeaning, Output* pkOutput)
+void WriteLine(uint64_t ullOffset, ByteView bytes, std::string_view strType, std::string_view strValue,
+               std::string_view strMeaning, Output* pOutput)
 {
-    pkOutput->Write(fmt::format("{:#010x}  {:<26}  {:<7}  {:<40}  {}\n", ullOffset, ShownBytes(kBytes), strType,
-                                strValue, strMeaning));
+    pOutput->Write(fmt::format("{:#010x}  {:<26}  {:<7}  {:<40}  {}\n", ullOffset, ShownBytes(bytes), strType, strValue,
+                               strMeaning));
 }
 
-void DumpRecords(const ImageLayout& kLayout, const char* pszName, const RecordArray& kRecords,
-                 std::span<const Field> kFields, uint32_t uRecords, Output* pkOutput)
+void DumpRecords(const ImageLayout& layout, const char* pszName, const RecordArray& records,
+                 std::span<const Field> fields, uint32_t uRecords, Output* pOutput)
 {
-    const uint32_t uShown = std::min(uRecords, kRecords.uCount);
+    const uint32_t uShown = std::min(uRecords, records.uCount);
     for (uint32_t i = 0; i < uShown; ++i)
     {
-        const ByteView kRecord = kRecords.At(i);
-        for (const Field& kField : kFields)
+        const ByteView record = records.At(i);
+        for (const Field& field : fields)
         {
-            const ByteView kBytes = kRecord.Part(kField.uAt, kField.uSize);
-            WriteLine(kBytes.Offset(), kBytes, TypeName(kField.eKind), ShownValue(kLayout, kBytes, kField.eKind),
-                      fmt::format("{} {}: {}", pszName, i, kField.pszMeaning), pkOutput);
+            const ByteView bytes = record.Part(field.uAt, field.uSize);
+            WriteLine(bytes.Offset(), bytes, TypeName(field.eKind), ShownValue(layout, bytes, field.eKind),
+                      fmt::format("{} {}: {}", pszName, i, field.pszMeaning), pOutput);
         }
     }
-    if (uShown < kRecords.uCount)
+    if (uShown < records.uCount)
     {
-        pkOutput->Write(fmt::format("            ... {} more: {}\n", kRecords.uCount - uShown, pszName));
+        pOutput->Write(fmt::format("            ... {} more: {}\n", records.uCount - uShown, pszName));
     }
 }
 
 }  // namespace
 
-void DumpImage(const ImageLayout& kLayout, uint32_t uRecords, Output* pkOutput)
+void DumpImage(const ImageLayout& layout, uint32_t uRecords, Output* pOutput)
 {
-    for (const HeadField& kField : kLayout.vecFields)
+    for (const HeadField& field : layout.vecFields)
     {
-        WriteLine(kField.ullOffset, kLayout.kAll.Part(kField.ullOffset, kField.uSize), kField.pszType, kField.strValue,
-                  fmt::format("{}: {}", kField.pszBlock, kField.pszMeaning), pkOutput);
+        WriteLine(field.ullOffset, layout.all.Part(field.ullOffset, field.uSize), field.pszType, field.strValue,
+                  fmt::format("{}: {}", field.pszBlock, field.pszMeaning), pOutput);
     }
-    DumpRecords(kLayout, "string", kLayout.kStrings, kStringFields, uRecords, pkOutput);
-    DumpRecords(kLayout, "text handle", kLayout.kTextHandles, kTextHandleFields, uRecords, pkOutput);
-    DumpRecords(kLayout, "primary slot", kLayout.kPrimary.kSlots, kStringSlotFields, uRecords, pkOutput);
-    DumpRecords(kLayout, "conflict slot", kLayout.kConflict.kSlots, kStringSlotFields, uRecords, pkOutput);
-    DumpRecords(kLayout, "node", kLayout.kNodes, kNodeFields, uRecords, pkOutput);
-    DumpRecords(kLayout, "number", kLayout.kNumbers, kNumberFields, uRecords, pkOutput);
-    DumpRecords(kLayout, "key slot", kLayout.kKeys.kSlots, kKeySlotFields, uRecords, pkOutput);
-    DumpRecords(kLayout, "type", kLayout.kTypes, kTypeFields, uRecords, pkOutput);
+    DumpRecords(layout, "string", layout.strings, kStringFields, uRecords, pOutput);
+    DumpRecords(layout, "text handle", layout.textHandles, kTextHandleFields, uRecords, pOutput);
+    DumpRecords(layout, "primary slot", layout.primary.slots, kStringSlotFields, uRecords, pOutput);
+    DumpRecords(layout, "conflict slot", layout.conflict.slots, kStringSlotFields, uRecords, pOutput);
+    DumpRecords(layout, "node", layout.nodes, kNodeFields, uRecords, pOutput);
+    DumpRecords(layout, "number", layout.numbers, kNumberFields, uRecords, pOutput);
+    DumpRecords(layout, "key slot", layout.keys.slots, kKeySlotFields, uRecords, pOutput);
+    DumpRecords(layout, "type", layout.types, kTypeFields, uRecords, pOutput);
 }
 
 }  // namespace lum

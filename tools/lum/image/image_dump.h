@@ -11,6 +11,6 @@ namespace lum
 class Output;
 
 // Writes all heads, and the first uRecords records of each array.
-void DumpImage(const ImageLayout& kLayout, uint32_t uRecords, Output* pkOutput);
+void DumpImage(const ImageLayout& layout, uint32_t uRecords, Output* pOutput);
 
 }  // namespace lum

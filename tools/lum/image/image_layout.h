@@ -39,9 +39,9 @@ struct RecordArray
 {
     uint32_t uCount = 0;  // as many as there are bytes for
     uint64_t ullRecordSize = 0;
-    ByteView kBytes;
+    ByteView bytes;
 
-    ByteView At(uint64_t ullIndex) const { return kBytes.Part(ullIndex * ullRecordSize, ullRecordSize); }
+    ByteView At(uint64_t ullIndex) const { return bytes.Part(ullIndex * ullRecordSize, ullRecordSize); }
 };
 
 // A flat hash table: 16-byte slots with key, value and used flag.
@@ -49,47 +49,47 @@ struct SlotTable
 {
     uint32_t uElements = 0;  // as its head says
     uint32_t uKeySize = 0;   // 4 or 8; the value is what the 12 bytes in front of the flag leave
-    RecordArray kSlots;
+    RecordArray slots;
 
     uint64_t Key(uint64_t ullSlot) const
     {
-        const ByteView kSlot = kSlots.At(ullSlot);
-        return uKeySize == 4 ? kSlot.Word(0) : kSlot.Long(0);
+        const ByteView slot = slots.At(ullSlot);
+        return uKeySize == 4 ? slot.Word(0) : slot.Long(0);
     }
     uint64_t Value(uint64_t ullSlot) const
     {
-        const ByteView kSlot = kSlots.At(ullSlot);
-        return uKeySize == 4 ? kSlot.Long(4) : kSlot.Word(8);
+        const ByteView slot = slots.At(ullSlot);
+        return uKeySize == 4 ? slot.Long(4) : slot.Word(8);
     }
-    uint32_t Used(uint64_t ullSlot) const { return kSlots.At(ullSlot).Word(12); }
+    uint32_t Used(uint64_t ullSlot) const { return slots.At(ullSlot).Word(12); }
 };
 
 struct ImageLayout
 {
-    ByteView kAll;
-    ByteView kStringBlock;
-    ByteView kNodeBlock;
-    ByteView kNumberBlock;
-    ByteView kTableBlock;
-    ByteView kTypeBlock;
+    ByteView all;
+    ByteView stringBlock;
+    ByteView nodeBlock;
+    ByteView numberBlock;
+    ByteView tableBlock;
+    ByteView typeBlock;
 
     uint64_t ullRootPath = kNoHandle;
     uint64_t ullRootName = kNoHandle;
 
-    RecordArray kStrings;
-    ByteView kTexts;  // the bytes in use of the text pool
-    RecordArray kTextHandles;
-    SlotTable kPrimary;
-    SlotTable kConflict;
-    RecordArray kNodes;
-    RecordArray kNumbers;
-    SlotTable kKeys;
-    RecordArray kTypes;
+    RecordArray strings;
+    ByteView texts;  // the bytes in use of the text pool
+    RecordArray textHandles;
+    SlotTable primary;
+    SlotTable conflict;
+    RecordArray nodes;
+    RecordArray numbers;
+    SlotTable keys;
+    RecordArray types;
 
     std::vector<HeadField> vecFields;
 };
 
 // Reads all heads. What is wrong goes to the findings, and the reading goes on as far as that makes sense.
-ImageLayout ReadLayout(ByteView kImage, Findings* pkFindings);
+ImageLayout ReadLayout(ByteView image, Findings* pFindings);
 
 }  // namespace lum

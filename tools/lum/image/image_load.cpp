@@ -31,12 +31,12 @@ constexpr uint64_t kExpansionSlack = 64;
 class ReaderMark
 {
 public:
-    explicit ReaderMark(enumAssetFrom eaf) : m_kState(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE)
+    explicit ReaderMark(enumAssetFrom eaf) : m_state(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_WRITE)
     {
-        if (m_kState.Size() >= sizeof(AssetNodeUpdateState) &&
-            m_kState.BeginsWith(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION))
+        if (m_state.Size() >= sizeof(AssetNodeUpdateState) &&
+            m_state.BeginsWith(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION))
         {
-            m_puReaders = &static_cast<AssetNodeUpdateState*>(m_kState.Data())->arrStateInfo[eaf].uReaderCount;
+            m_puReaders = &static_cast<AssetNodeUpdateState*>(m_state.Data())->arrStateInfo[eaf].uReaderCount;
             VOAddToWord(*m_puReaders, 1);
         }
     }
@@ -53,22 +53,22 @@ public:
     ReaderMark& operator=(const ReaderMark&) = delete;
 
 private:
-    VOSectionView m_kState;
+    VOSectionView m_state;
     unsigned* m_puReaders = nullptr;
 };
 
 // Checks the head of a compressed block before it is trusted with an allocation and a length.
-std::string WrongBlockHead(ByteView kBlock)
+std::string WrongBlockHead(ByteView block)
 {
-    if (kBlock.Size() < kBlockHead)
+    if (block.Size() < kBlockHead)
     {
-        return fmt::format("{} bytes are no compressed block", kBlock.Size());
+        return fmt::format("{} bytes are no compressed block", block.Size());
     }
-    const uint64_t ullSource = kBlock.Long(0);
-    const uint64_t ullStream = kBlock.Long(8);
-    if (ullStream == 0 || ullStream > kBlock.Size() - kBlockHead)
+    const uint64_t ullSource = block.Long(0);
+    const uint64_t ullStream = block.Long(8);
+    if (ullStream == 0 || ullStream > block.Size() - kBlockHead)
     {
-        return fmt::format("offset 8: a stream of {} bytes in a block of {}", ullStream, kBlock.Size());
+        return fmt::format("offset 8: a stream of {} bytes in a block of {}", ullStream, block.Size());
     }
     if (ullSource == 0 || ullSource > kMaxImage || ullSource > ullStream * kMaxExpansion + kExpansionSlack)
     {
@@ -77,10 +77,10 @@ std::string WrongBlockHead(ByteView kBlock)
     return {};
 }
 
-bool Decompress(std::vector<unsigned char> vecBlock, LoadedImage* pkResult, std::string* pstrError)
+bool Decompress(std::vector<unsigned char> vecBlock, LoadedImage* pResult, std::string* pstrError)
 {
-    const ByteView kBlock(vecBlock.data(), vecBlock.size());
-    *pstrError = WrongBlockHead(kBlock);
+    const ByteView block(vecBlock.data(), vecBlock.size());
+    *pstrError = WrongBlockHead(block);
     if (!pstrError->empty())
     {
         return false;
@@ -92,39 +92,39 @@ bool Decompress(std::vector<unsigned char> vecBlock, LoadedImage* pkResult, std:
         *pstrError = fmt::format("offset {}: the stream of the block is damaged", kBlockHead);
         return false;
     }
-    pkResult->vecImage.assign(pbImage, pbImage + uSize);
+    pResult->vecImage.assign(pbImage, pbImage + uSize);
     free(pbImage);
-    if (uSize != kBlock.Long(0))
+    if (uSize != block.Long(0))
     {
-        *pstrError = fmt::format("offset 0: {} bytes announced, {} in the stream", kBlock.Long(0), uSize);
+        *pstrError = fmt::format("offset 0: {} bytes announced, {} in the stream", block.Long(0), uSize);
         return false;
     }
-    pkResult->ullBlockSize = kBlock.Long(8) + kBlockHead + 8;
+    pResult->ullBlockSize = block.Long(8) + kBlockHead + 8;
     return true;
 }
 
 }  // namespace
 
-bool LoadSectionImage(enumAssetFrom eaf, LoadedImage* pkResult, std::string* pstrError)
+bool LoadSectionImage(enumAssetFrom eaf, LoadedImage* pResult, std::string* pstrError)
 {
     std::vector<unsigned char> vecBlock;
     {
-        const ReaderMark kMark(eaf);
-        VOSectionView kSection;
-        if (kSection.OpenHandle(ASSETNODE_MAPPING_VIEW_STRING(eaf), FILE_MAP_READ) == nullptr)
+        const ReaderMark mark(eaf);
+        VOSectionView section;
+        if (section.OpenHandle(ASSETNODE_MAPPING_VIEW_STRING(eaf), FILE_MAP_READ) == nullptr)
         {
             *pstrError = fmt::format("{}: there is no data section", SourceName(eaf));
             return false;
         }
         // A section may be larger than its block. What the head says is read once, and used only within the section.
-        kSection.Map();
-        const ByteView kBytes(static_cast<const unsigned char*>(kSection.Data()), kSection.Size());
-        const uint64_t ullStream = kBytes.Long(8);
-        const bool bWhole = kBytes.Has(kBlockHead, ullStream);
-        const uint64_t ullSize = bWhole ? kBlockHead + ullStream : kBytes.Size();
-        vecBlock.assign(kBytes.Data(), kBytes.Data() + ullSize);
+        section.Map();
+        const ByteView bytes(static_cast<const unsigned char*>(section.Data()), section.Size());
+        const uint64_t ullStream = bytes.Long(8);
+        const bool bWhole = bytes.Has(kBlockHead, ullStream);
+        const uint64_t ullSize = bWhole ? kBlockHead + ullStream : bytes.Size();
+        vecBlock.assign(bytes.Data(), bytes.Data() + ullSize);
     }
-    if (!Decompress(std::move(vecBlock), pkResult, pstrError))
+    if (!Decompress(std::move(vecBlock), pResult, pstrError))
     {
         *pstrError = fmt::format("{}: {}", SourceName(eaf), *pstrError);
         return false;
@@ -132,7 +132,7 @@ bool LoadSectionImage(enumAssetFrom eaf, LoadedImage* pkResult, std::string* pst
     return true;
 }
 
-bool LoadFileImage(const std::string& strNative, LoadedImage* pkResult, std::string* pstrError)
+bool LoadFileImage(const std::string& strNative, LoadedImage* pResult, std::string* pstrError)
 {
     std::vector<unsigned char> vecBytes;
     if (!ReadFile(strNative, &vecBytes, pstrError))
@@ -142,10 +142,10 @@ bool LoadFileImage(const std::string& strNative, LoadedImage* pkResult, std::str
     constexpr char kImageStart[] = "ver.";
     if (vecBytes.size() >= 4 && memcmp(vecBytes.data(), kImageStart, 4) == 0)
     {
-        pkResult->vecImage = std::move(vecBytes);
+        pResult->vecImage = std::move(vecBytes);
         return true;
     }
-    if (!Decompress(std::move(vecBytes), pkResult, pstrError))
+    if (!Decompress(std::move(vecBytes), pResult, pstrError))
     {
         *pstrError = fmt::format("{}: neither an image nor a compressed one: {}", strNative, *pstrError);
         return false;
@@ -153,24 +153,24 @@ bool LoadFileImage(const std::string& strNative, LoadedImage* pkResult, std::str
     return true;
 }
 
-bool LoadState(AssetNodeUpdateState* pkState, bool* pbMissing, std::string* pstrError)
+bool LoadState(AssetNodeUpdateState* pState, bool* pbMissing, std::string* pstrError)
 {
-    VOSectionView kSection;
-    const bool bThere = kSection.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ) != nullptr;
+    VOSectionView section;
+    const bool bThere = section.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ) != nullptr;
     *pbMissing = !bThere && GetLastError() == ERROR_FILE_NOT_FOUND;
     if (!bThere)
     {
         *pstrError = *pbMissing ? kNothingPublished : "the update state section can't be opened";
         return false;
     }
-    kSection.Map();
-    if (kSection.Size() < sizeof(AssetNodeUpdateState))
+    section.Map();
+    if (section.Size() < sizeof(AssetNodeUpdateState))
     {
         *pstrError =
-            fmt::format("the update state section has {} bytes, not {}", kSection.Size(), sizeof(AssetNodeUpdateState));
+            fmt::format("the update state section has {} bytes, not {}", section.Size(), sizeof(AssetNodeUpdateState));
         return false;
     }
-    memcpy(pkState, kSection.Data(), sizeof(AssetNodeUpdateState));
+    memcpy(pState, section.Data(), sizeof(AssetNodeUpdateState));
     return true;
 }
 

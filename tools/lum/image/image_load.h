@@ -18,12 +18,12 @@ struct LoadedImage
 };
 
 // The published image of a source. False with a message when there is none, or when its block is damaged.
-bool LoadSectionImage(LUMTrayService::enumAssetFrom eaf, LoadedImage* pkResult, std::string* pstrError);
+bool LoadSectionImage(LUMTrayService::enumAssetFrom eaf, LoadedImage* pResult, std::string* pstrError);
 
 // A file with an image, or with a compressed block.
-bool LoadFileImage(const std::string& strNative, LoadedImage* pkResult, std::string* pstrError);
+bool LoadFileImage(const std::string& strNative, LoadedImage* pResult, std::string* pstrError);
 
 // A copy of the update state section. *pbMissing tells that there is none.
-bool LoadState(AssetNodeUpdateState* pkState, bool* pbMissing, std::string* pstrError);
+bool LoadState(AssetNodeUpdateState* pState, bool* pbMissing, std::string* pstrError);
 
 }  // namespace lum

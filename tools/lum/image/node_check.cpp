@@ -17,21 +17,21 @@ namespace
 class NodeChecker
 {
 public:
-    NodeChecker(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings)
-        : m_kLayout(kLayout),
-          m_pkReport(pkReport),
-          m_pkFindings(pkFindings),
-          m_uNodes(kLayout.kNodes.uCount),
+    NodeChecker(const ImageLayout& layout, ImageReport* pReport, Findings* pFindings)
+        : m_layout(layout),
+          m_pReport(pReport),
+          m_pFindings(pFindings),
+          m_uNodes(layout.nodes.uCount),
           m_vecListed(m_uNodes),
           m_vecKeyed(m_uNodes),
-          m_vecInList(kLayout.kNumbers.uCount)
+          m_vecInList(layout.numbers.uCount)
     {
     }
 
     void Run()
     {
-        m_pkReport->uNodes = m_uNodes;
-        m_pkReport->uNumbers = m_kLayout.kNumbers.uCount;
+        m_pReport->uNodes = m_uNodes;
+        m_pReport->uNumbers = m_layout.numbers.uCount;
         for (uint32_t i = 0; i < m_uNodes; ++i)
         {
             CheckRecord(i);
@@ -51,15 +51,15 @@ public:
         {
             uInLists += bInList ? 1 : 0;
         }
-        m_pkReport->uDead = m_pkReport->uNumbers - uInLists;
+        m_pReport->uDead = m_pReport->uNumbers - uInLists;
     }
 
 private:
-    uint32_t Field(uint32_t uNode, size_t uAt) const { return m_kLayout.kNodes.At(uNode).Word(uAt); }
+    uint32_t Field(uint32_t uNode, size_t uAt) const { return m_layout.nodes.At(uNode).Word(uAt); }
     uint32_t Parent(uint32_t uNode) const { return Field(uNode, offsetof(structAssetNode, nParentID)); }
     uint64_t Key(uint32_t uNode) const
     {
-        return m_kLayout.kNodes.At(uNode).Long(offsetof(structAssetNodeParam, hStringParam));
+        return m_layout.nodes.At(uNode).Long(offsetof(structAssetNodeParam, hStringParam));
     }
     bool IsFolder(uint32_t uNode) const { return Field(uNode, offsetof(structAssetNode, bFolder)) != 0; }
     bool IsLive(uint32_t uNode) const
@@ -69,7 +69,7 @@ private:
 
     void Wrong(uint32_t uNode, size_t uAt, const std::string& strText)
     {
-        m_pkFindings->Add(m_kLayout.kNodes.At(uNode).Offset(uAt), fmt::format("node {}: {}", uNode, strText));
+        m_pFindings->Add(m_layout.nodes.At(uNode).Offset(uAt), fmt::format("node {}: {}", uNode, strText));
     }
 
     void CheckRecord(uint32_t uNode)
@@ -77,11 +77,11 @@ private:
         const uint32_t uState = Field(uNode, offsetof(structAssetNodeParam, dwParamState));
         if (uState == APS_Normal)
         {
-            ++(IsFolder(uNode) ? m_pkReport->uFolders : m_pkReport->uFiles);
+            ++(IsFolder(uNode) ? m_pReport->uFolders : m_pReport->uFiles);
         }
         else if (uState == APS_Deleted)
         {
-            ++m_pkReport->uRemovedNodes;
+            ++m_pReport->uRemovedNodes;
         }
         else
         {
@@ -93,7 +93,7 @@ private:
             Wrong(uNode, offsetof(structAssetNode, nAssetID), fmt::format("its id is {}", uId));
         }
         CheckTexts(uNode);
-        if (Key(uNode) >= m_kLayout.kStrings.uCount)
+        if (Key(uNode) >= m_layout.strings.uCount)
         {
             Wrong(uNode, offsetof(structAssetNodeParam, hStringParam), "its key is no string");
         }
@@ -107,7 +107,7 @@ private:
             offsetof(structAssetNode, hStrPhysicsPath)};
         for (const size_t uAt : kTexts)
         {
-            const std::string strWrong = WrongTextHandle(m_kLayout, m_kLayout.kNodes.At(uNode).Long(uAt));
+            const std::string strWrong = WrongTextHandle(m_layout, m_layout.nodes.At(uNode).Long(uAt));
             if (!strWrong.empty())
             {
                 Wrong(uNode, uAt, strWrong);
@@ -123,7 +123,7 @@ private:
         {
             return;
         }
-        ++m_pkReport->uLists;
+        ++m_pReport->uLists;
         if (uList >= m_vecInList.size())
         {
             Wrong(uNode, uAt, fmt::format("there is no list {}", uList));
@@ -137,12 +137,12 @@ private:
                 return;
             }
             m_vecInList[i] = true;
-            const uint32_t uNumber = m_kLayout.kNumbers.At(i).Word(0);
+            const uint32_t uNumber = m_layout.numbers.At(i).Word(0);
             if (uNumber == kListEnd)
             {
                 return;
             }
-            m_pkReport->uHoles += uNumber == kHole ? 1 : 0;
+            m_pReport->uHoles += uNumber == kHole ? 1 : 0;
             if (uNumber != kHole)
             {
                 CheckChild(uNode, uAt, uNumber, bFolders);
@@ -153,7 +153,7 @@ private:
 
     void CheckChild(uint32_t uNode, size_t uAt, uint32_t uChild, bool bFolder)
     {
-        ++m_pkReport->uListed;
+        ++m_pReport->uListed;
         if (uChild >= m_uNodes || !IsLive(uChild))
         {
             Wrong(uNode, uAt, fmt::format("its child {} isn't there", uChild));
@@ -203,34 +203,34 @@ private:
 
     void CheckKeys()
     {
-        const SlotTable& kKeys = m_kLayout.kKeys;
-        if (m_kLayout.kTableBlock.Size() != 0)
+        const SlotTable& keys = m_layout.keys;
+        if (m_layout.tableBlock.Size() != 0)
         {
-            m_pkReport->kKeys = CheckTable(kKeys, "key table", m_pkFindings);
+            m_pReport->keys = CheckTable(keys, "key table", m_pFindings);
         }
-        for (uint32_t i = 0; i < kKeys.kSlots.uCount; ++i)
+        for (uint32_t i = 0; i < keys.slots.uCount; ++i)
         {
-            if (kKeys.Used(i) != 0)
+            if (keys.Used(i) != 0)
             {
-                CheckKey(i, kKeys.Key(i), static_cast<uint32_t>(kKeys.Value(i)));
+                CheckKey(i, keys.Key(i), static_cast<uint32_t>(keys.Value(i)));
             }
         }
         for (uint32_t i = 0; i < m_uNodes; ++i)
         {
-            m_pkReport->uWithoutKey += IsLive(i) && !m_vecKeyed[i] ? 1 : 0;
+            m_pReport->uWithoutKey += IsLive(i) && !m_vecKeyed[i] ? 1 : 0;
         }
     }
 
     void CheckKey(uint32_t uSlot, uint64_t ullKey, uint32_t uNode)
     {
-        const uint64_t ullOffset = m_kLayout.kKeys.kSlots.At(uSlot).Offset();
+        const uint64_t ullOffset = m_layout.keys.slots.At(uSlot).Offset();
         if (uNode >= m_uNodes || !IsLive(uNode))
         {
-            m_pkFindings->Add(ullOffset + 8, fmt::format("key table, slot {}: there is no node {}", uSlot, uNode));
+            m_pFindings->Add(ullOffset + 8, fmt::format("key table, slot {}: there is no node {}", uSlot, uNode));
         }
         else if (Key(uNode) != ullKey)
         {
-            m_pkFindings->Add(ullOffset, fmt::format("key table, slot {}: node {} has another key", uSlot, uNode));
+            m_pFindings->Add(ullOffset, fmt::format("key table, slot {}: node {} has another key", uSlot, uNode));
         }
         else
         {
@@ -238,9 +238,9 @@ private:
         }
     }
 
-    const ImageLayout& m_kLayout;
-    ImageReport* m_pkReport;
-    Findings* m_pkFindings;
+    const ImageLayout& m_layout;
+    ImageReport* m_pReport;
+    Findings* m_pFindings;
     uint32_t m_uNodes;
     std::vector<bool> m_vecListed;
     std::vector<bool> m_vecKeyed;
@@ -249,9 +249,9 @@ private:
 
 }  // namespace
 
-void CheckNodes(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings)
+void CheckNodes(const ImageLayout& layout, ImageReport* pReport, Findings* pFindings)
 {
-    NodeChecker(kLayout, pkReport, pkFindings).Run();
+    NodeChecker(layout, pReport, pFindings).Run();
 }
 
 }  // namespace lum

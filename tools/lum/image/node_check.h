@@ -6,6 +6,6 @@
 namespace lum
 {
 
-void CheckNodes(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings);
+void CheckNodes(const ImageLayout& layout, ImageReport* pReport, Findings* pFindings);
 
 }  // namespace lum

@@ -33,12 +33,12 @@ uint32_t HomeSlot(uint64_t ullKey, uint32_t uKeySize, uint32_t uSlots)
 }
 
 // The text at an offset of the pool; false when the pool ends before the text does.
-bool PoolText(ByteView kTexts, uint64_t ullAt, VOWString* pstrText)
+bool PoolText(ByteView texts, uint64_t ullAt, VOWString* pstrText)
 {
     pstrText->clear();
-    for (; kTexts.Has(ullAt, sizeof(VOWCHAR)); ullAt += sizeof(VOWCHAR))
+    for (; texts.Has(ullAt, sizeof(VOWCHAR)); ullAt += sizeof(VOWCHAR))
     {
-        const VOWCHAR ch = kTexts.Load<VOWCHAR>(ullAt);
+        const VOWCHAR ch = texts.Load<VOWCHAR>(ullAt);
         if (ch == 0)
         {
             return true;
@@ -48,211 +48,208 @@ bool PoolText(ByteView kTexts, uint64_t ullAt, VOWString* pstrText)
     return false;
 }
 
-void CheckText(const ImageLayout& kLayout, const VOStringHash& kHash, ByteView kRecord, uint32_t uIndex,
-               std::vector<bool>* pvecSeen, Findings* pkFindings)
+void CheckText(const ImageLayout& layout, const VOStringHash& hash, ByteView record, uint32_t uIndex,
+               std::vector<bool>* pvecSeen, Findings* pFindings)
 {
-    const uint64_t ullText = kRecord.Long(kTextAt);
-    if (ullText >= kLayout.kTexts.Size())
+    const uint64_t ullText = record.Long(kTextAt);
+    if (ullText >= layout.texts.Size())
     {
-        pkFindings->Add(kRecord.Offset(kTextAt), fmt::format("string {}: its text lies outside the pool", uIndex));
+        pFindings->Add(record.Offset(kTextAt), fmt::format("string {}: its text lies outside the pool", uIndex));
         return;
     }
     // Each text has one record. Records that share one could make the check as slow as the square of the image.
     if ((*pvecSeen)[ullText])
     {
-        pkFindings->Add(kRecord.Offset(kTextAt), fmt::format("string {}: its text is another string's", uIndex));
+        pFindings->Add(record.Offset(kTextAt), fmt::format("string {}: its text is another string's", uIndex));
         return;
     }
     VOWString strText;
-    if (!PoolText(kLayout.kTexts, ullText, &strText))
+    if (!PoolText(layout.texts, ullText, &strText))
     {
-        pkFindings->Add(kLayout.kTexts.Offset(ullText), fmt::format("string {}: its text has no end", uIndex));
+        pFindings->Add(layout.texts.Offset(ullText), fmt::format("string {}: its text has no end", uIndex));
         return;
     }
     for (uint64_t ullAt = ullText; ullAt <= ullText + strText.size() * sizeof(VOWCHAR); ++ullAt)
     {
         (*pvecSeen)[ullAt] = true;
     }
-    if (kHash.HashW(strText.c_str(), 0) != kRecord.Word(kHash0At) ||
-        kHash.HashW(strText.c_str(), 1) != kRecord.Word(kHash1At))
+    if (hash.HashW(strText.c_str(), 0) != record.Word(kHash0At) ||
+        hash.HashW(strText.c_str(), 1) != record.Word(kHash1At))
     {
-        pkFindings->Add(kRecord.Offset(kHash0At),
-                        fmt::format("string {}: its hashes aren't those of its text", uIndex));
+        pFindings->Add(record.Offset(kHash0At), fmt::format("string {}: its hashes aren't those of its text", uIndex));
     }
 }
 
-void CheckRecords(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings)
+void CheckRecords(const ImageLayout& layout, ImageReport* pReport, Findings* pFindings)
 {
-    const VOStringHash kHash;
-    std::vector<bool> vecSeen(kLayout.kTexts.Size());
-    for (uint32_t i = 0; i < kLayout.kStrings.uCount; ++i)
+    const VOStringHash hash;
+    std::vector<bool> vecSeen(layout.texts.Size());
+    for (uint32_t i = 0; i < layout.strings.uCount; ++i)
     {
-        const ByteView kRecord = kLayout.kStrings.At(i);
-        const uint32_t uState = kRecord.Word(kStateAt);
+        const ByteView record = layout.strings.At(i);
+        const uint32_t uState = record.Word(kStateAt);
         if (uState == VOStringHashSet::kStateText)
         {
-            ++pkReport->uWithText;
-            CheckText(kLayout, kHash, kRecord, i, &vecSeen, pkFindings);
+            ++pReport->uWithText;
+            CheckText(layout, hash, record, i, &vecSeen, pFindings);
         }
         else if (uState == VOStringHashSet::kStateKeyOnly)
         {
-            ++pkReport->uKeysOnly;
+            ++pReport->uKeysOnly;
         }
         else if (uState == VOStringHashSet::kStateRemoved)
         {
-            ++pkReport->uRemovedStrings;
+            ++pReport->uRemovedStrings;
         }
         else
         {
-            pkFindings->Add(kRecord.Offset(kStateAt), fmt::format("string {}: {} is no state", i, uState));
+            pFindings->Add(record.Offset(kStateAt), fmt::format("string {}: {} is no state", i, uState));
         }
     }
 }
 
 // Values of the two tables are records with the key as their first hash.
-void CheckTargets(const ImageLayout& kLayout, const SlotTable& kTable, const char* pszName, Findings* pkFindings)
+void CheckTargets(const ImageLayout& layout, const SlotTable& table, const char* pszName, Findings* pFindings)
 {
-    for (uint32_t i = 0; i < kTable.kSlots.uCount; ++i)
+    for (uint32_t i = 0; i < table.slots.uCount; ++i)
     {
-        if (kTable.Used(i) == 0)
+        if (table.Used(i) == 0)
         {
             continue;
         }
-        const uint64_t ullRecord = kTable.Value(i);
-        if (ullRecord >= kLayout.kStrings.uCount)
+        const uint64_t ullRecord = table.Value(i);
+        if (ullRecord >= layout.strings.uCount)
         {
-            pkFindings->Add(kTable.kSlots.At(i).Offset(4),
-                            fmt::format("{}, slot {}: there is no string {}", pszName, i, ullRecord));
+            pFindings->Add(table.slots.At(i).Offset(4),
+                           fmt::format("{}, slot {}: there is no string {}", pszName, i, ullRecord));
         }
-        else if (kLayout.kStrings.At(ullRecord).Word(kHash0At) != kTable.Key(i))
+        else if (layout.strings.At(ullRecord).Word(kHash0At) != table.Key(i))
         {
-            pkFindings->Add(kTable.kSlots.At(i).Offset(),
-                            fmt::format("{}, slot {}: the key isn't the hash of string {}", pszName, i, ullRecord));
+            pFindings->Add(table.slots.At(i).Offset(),
+                           fmt::format("{}, slot {}: the key isn't the hash of string {}", pszName, i, ullRecord));
         }
     }
 }
 
 // A lookup walks from the home slot over used slots. Going round twice, uRun is the length of the run of used slots in
 // front of the slot, as far as it matters.
-void CheckProbes(const SlotTable& kTable, const char* pszName, TableReport* pkReport, Findings* pkFindings)
+void CheckProbes(const SlotTable& table, const char* pszName, TableReport* pReport, Findings* pFindings)
 {
-    const uint32_t uSlots = pkReport->uSlots;
+    const uint32_t uSlots = pReport->uSlots;
     uint32_t uRun = 0;
-    for (uint64_t ullStep = 0; ullStep < 2ull * uSlots && pkReport->uUsed != 0; ++ullStep)
+    for (uint64_t ullStep = 0; ullStep < 2ull * uSlots && pReport->uUsed != 0; ++ullStep)
     {
         const uint32_t uSlot = static_cast<uint32_t>(ullStep) & (uSlots - 1);
-        if (kTable.Used(uSlot) == 0)
+        if (table.Used(uSlot) == 0)
         {
             uRun = 0;
             continue;
         }
-        const uint32_t uDistance = (uSlot - HomeSlot(kTable.Key(uSlot), kTable.uKeySize, uSlots)) & (uSlots - 1);
+        const uint32_t uDistance = (uSlot - HomeSlot(table.Key(uSlot), table.uKeySize, uSlots)) & (uSlots - 1);
         if (ullStep >= uSlots && uDistance > uRun)
         {
-            pkFindings->Add(kTable.kSlots.At(uSlot).Offset(),
-                            fmt::format("{}, slot {}: no lookup comes to its key", pszName, uSlot));
+            pFindings->Add(table.slots.At(uSlot).Offset(),
+                           fmt::format("{}, slot {}: no lookup comes to its key", pszName, uSlot));
         }
-        pkReport->uLongestProbe = std::max(pkReport->uLongestProbe, uDistance + 1);
+        pReport->uLongestProbe = std::max(pReport->uLongestProbe, uDistance + 1);
         ++uRun;
     }
 }
 
-void CheckPool(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings)
+void CheckPool(const ImageLayout& layout, ImageReport* pReport, Findings* pFindings)
 {
-    pkReport->uTexts = kLayout.kTextHandles.uCount;
-    pkReport->ullTextBytes = kLayout.kTexts.Size();
-    for (uint32_t i = 0; i < kLayout.kTextHandles.uCount; ++i)
+    pReport->uTexts = layout.textHandles.uCount;
+    pReport->ullTextBytes = layout.texts.Size();
+    for (uint32_t i = 0; i < layout.textHandles.uCount; ++i)
     {
-        const ByteView kHandle = kLayout.kTextHandles.At(i);
-        if (kHandle.Long(0) >= kLayout.kTexts.Size())
+        const ByteView handle = layout.textHandles.At(i);
+        if (handle.Long(0) >= layout.texts.Size())
         {
-            pkFindings->Add(kHandle.Offset(), fmt::format("text {} lies outside the pool", i));
+            pFindings->Add(handle.Offset(), fmt::format("text {} lies outside the pool", i));
         }
     }
 }
 
 }  // namespace
 
-TableReport CheckTable(const SlotTable& kTable, const char* pszName, Findings* pkFindings)
+TableReport CheckTable(const SlotTable& table, const char* pszName, Findings* pFindings)
 {
-    TableReport kReport;
-    kReport.uSlots = kTable.kSlots.uCount;
-    const uint32_t uSlots = kReport.uSlots;
+    TableReport report;
+    report.uSlots = table.slots.uCount;
+    const uint32_t uSlots = report.uSlots;
     if (uSlots == 0 || (uSlots & (uSlots - 1)) != 0)
     {
-        pkFindings->Add(kTable.kSlots.kBytes.Offset(),
-                        fmt::format("{}: {} slots are no power of two", pszName, uSlots));
-        return kReport;
+        pFindings->Add(table.slots.bytes.Offset(), fmt::format("{}: {} slots are no power of two", pszName, uSlots));
+        return report;
     }
     for (uint32_t i = 0; i < uSlots; ++i)
     {
-        const uint32_t uUsed = kTable.Used(i);
-        kReport.uUsed += uUsed != 0 ? 1 : 0;
+        const uint32_t uUsed = table.Used(i);
+        report.uUsed += uUsed != 0 ? 1 : 0;
         if (uUsed > 1)
         {
-            pkFindings->Add(kTable.kSlots.At(i).Offset(12),
-                            fmt::format("{}, slot {}: {} is no flag", pszName, i, uUsed));
+            pFindings->Add(table.slots.At(i).Offset(12), fmt::format("{}, slot {}: {} is no flag", pszName, i, uUsed));
         }
     }
-    if (kTable.uElements != kReport.uUsed)
+    if (table.uElements != report.uUsed)
     {
-        pkFindings->Add(kTable.kSlots.kBytes.Offset(),
-                        fmt::format("{}: {} used slots, and {} by its head", pszName, kReport.uUsed, kTable.uElements));
+        pFindings->Add(table.slots.bytes.Offset(),
+                       fmt::format("{}: {} used slots, and {} by its head", pszName, report.uUsed, table.uElements));
     }
-    CheckProbes(kTable, pszName, &kReport, pkFindings);
-    return kReport;
+    CheckProbes(table, pszName, &report, pFindings);
+    return report;
 }
 
-VOWString StringText(const ImageLayout& kLayout, uint64_t ullHandle)
+VOWString StringText(const ImageLayout& layout, uint64_t ullHandle)
 {
     VOWString strText;
-    if (ullHandle < kLayout.kStrings.uCount)
+    if (ullHandle < layout.strings.uCount)
     {
-        const ByteView kRecord = kLayout.kStrings.At(ullHandle);
-        if (kRecord.Word(kStateAt) == VOStringHashSet::kStateText)
+        const ByteView record = layout.strings.At(ullHandle);
+        if (record.Word(kStateAt) == VOStringHashSet::kStateText)
         {
-            PoolText(kLayout.kTexts, kRecord.Long(kTextAt), &strText);
+            PoolText(layout.texts, record.Long(kTextAt), &strText);
         }
     }
     return strText;
 }
 
-std::string WrongTextHandle(const ImageLayout& kLayout, uint64_t ullHandle)
+std::string WrongTextHandle(const ImageLayout& layout, uint64_t ullHandle)
 {
     if (ullHandle == kNoHandle)
     {
         return {};
     }
-    if (ullHandle >= kLayout.kStrings.uCount)
+    if (ullHandle >= layout.strings.uCount)
     {
         return fmt::format("there is no string {}", ullHandle);
     }
-    if (kLayout.kStrings.At(ullHandle).Word(kStateAt) != VOStringHashSet::kStateText)
+    if (layout.strings.At(ullHandle).Word(kStateAt) != VOStringHashSet::kStateText)
     {
         return fmt::format("string {} has no text", ullHandle);
     }
     return {};
 }
 
-void CheckStrings(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings)
+void CheckStrings(const ImageLayout& layout, ImageReport* pReport, Findings* pFindings)
 {
-    pkReport->uStrings = kLayout.kStrings.uCount;
-    CheckRecords(kLayout, pkReport, pkFindings);
-    CheckPool(kLayout, pkReport, pkFindings);
-    if (kLayout.kStringBlock.Size() == 0)
+    pReport->uStrings = layout.strings.uCount;
+    CheckRecords(layout, pReport, pFindings);
+    CheckPool(layout, pReport, pFindings);
+    if (layout.stringBlock.Size() == 0)
     {
         return;
     }
-    pkReport->kPrimary = CheckTable(kLayout.kPrimary, "primary table", pkFindings);
-    pkReport->kConflict = CheckTable(kLayout.kConflict, "conflict table", pkFindings);
-    CheckTargets(kLayout, kLayout.kPrimary, "primary table", pkFindings);
-    CheckTargets(kLayout, kLayout.kConflict, "conflict table", pkFindings);
-    for (const uint64_t ullHandle : {kLayout.ullRootPath, kLayout.ullRootName})
+    pReport->primary = CheckTable(layout.primary, "primary table", pFindings);
+    pReport->conflict = CheckTable(layout.conflict, "conflict table", pFindings);
+    CheckTargets(layout, layout.primary, "primary table", pFindings);
+    CheckTargets(layout, layout.conflict, "conflict table", pFindings);
+    for (const uint64_t ullHandle : {layout.ullRootPath, layout.ullRootName})
     {
-        const std::string strWrong = WrongTextHandle(kLayout, ullHandle);
+        const std::string strWrong = WrongTextHandle(layout, ullHandle);
         if (!strWrong.empty())
         {
-            pkFindings->Add(ullHandle == kLayout.ullRootPath ? 32 : 40, fmt::format("root: {}", strWrong));
+            pFindings->Add(ullHandle == layout.ullRootPath ? 32 : 40, fmt::format("root: {}", strWrong));
         }
     }
 }

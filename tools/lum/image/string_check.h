@@ -6,12 +6,12 @@
 namespace lum
 {
 
-void CheckStrings(const ImageLayout& kLayout, ImageReport* pkReport, Findings* pkFindings);
+void CheckStrings(const ImageLayout& layout, ImageReport* pReport, Findings* pFindings);
 
 // Counts the slots of a table, and checks that a lookup comes to each used one.
-TableReport CheckTable(const SlotTable& kTable, const char* pszName, Findings* pkFindings);
+TableReport CheckTable(const SlotTable& table, const char* pszName, Findings* pFindings);
 
 // What is wrong with a handle that a record names as a text; an empty text when it is invalid or leads to one.
-std::string WrongTextHandle(const ImageLayout& kLayout, uint64_t ullHandle);
+std::string WrongTextHandle(const ImageLayout& layout, uint64_t ullHandle);
 
 }  // namespace lum

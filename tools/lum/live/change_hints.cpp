@@ -8,55 +8,55 @@ namespace lum
 void HintSignal::Notify()
 {
     {
-        const std::lock_guard<std::mutex> kGuard(m_kLock);
+        const std::lock_guard<std::mutex> guard(m_lock);
         m_bNotified = true;
     }
-    m_kChanged.notify_one();
+    m_changed.notify_one();
 }
 
-bool HintSignal::WaitFor(std::chrono::milliseconds kTime)
+bool HintSignal::WaitFor(std::chrono::milliseconds time)
 {
-    std::unique_lock<std::mutex> kGuard(m_kLock);
-    m_kChanged.wait_for(kGuard, kTime, [this] { return m_bNotified; });
+    std::unique_lock<std::mutex> guard(m_lock);
+    m_changed.wait_for(guard, time, [this] { return m_bNotified; });
     return std::exchange(m_bNotified, false);
 }
 
 void HintPool::Touched(const VOWString& strPath, bool bWritten, const VOWCHAR* pszNewName)
 {
     {
-        const std::lock_guard<std::mutex> kGuard(m_kLock);
-        ++m_kHints.uEvents;
-        FolderHints& kFolder = m_kHints.mapFolders[ParentPath(strPath)];
+        const std::lock_guard<std::mutex> guard(m_lock);
+        ++m_hints.uEvents;
+        FolderHints& folder = m_hints.mapFolders[ParentPath(strPath)];
         const VOWString strName = LastPart(strPath);
         if (pszNewName != nullptr)
         {
-            kFolder.vecRenamed.emplace_back(strName, pszNewName);
+            folder.vecRenamed.emplace_back(strName, pszNewName);
         }
         if (bWritten)
         {
-            kFolder.setWritten.insert(pszNewName != nullptr ? pszNewName : strName);
+            folder.setWritten.insert(pszNewName != nullptr ? pszNewName : strName);
         }
     }
-    m_pkSignal->Notify();
+    m_pSignal->Notify();
 }
 
 void HintPool::Doubt()
 {
     {
-        const std::lock_guard<std::mutex> kGuard(m_kLock);
-        m_kHints.bDoubt = true;
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_hints.bDoubt = true;
     }
-    m_pkSignal->Notify();
+    m_pSignal->Notify();
 }
 
 Hints HintPool::Take()
 {
-    const std::lock_guard<std::mutex> kGuard(m_kLock);
-    return std::exchange(m_kHints, Hints());
+    const std::lock_guard<std::mutex> guard(m_lock);
+    return std::exchange(m_hints, Hints());
 }
 
-HintListener::HintListener(const VOWString& strRoot, HintPool* pkPool)
-    : m_strPrefix(strRoot + VOTEXT("/")), m_pkPool(pkPool)
+HintListener::HintListener(const VOWString& strRoot, HintPool* pPool)
+    : m_strPrefix(strRoot + VOTEXT("/")), m_pPool(pPool)
 {
     std::replace(m_strPrefix.begin(), m_strPrefix.end(), VOWCHAR('\\'), VOWCHAR('/'));
 }
@@ -67,11 +67,11 @@ void HintListener::_Touched(const VOWCHAR* pszFilePath, bool bWritten, const VOW
     const VOWString strPath(pszFilePath);
     if (strPath.starts_with(m_strPrefix) && strPath.size() > m_strPrefix.size())
     {
-        m_pkPool->Touched(strPath.substr(m_strPrefix.size()), bWritten, pszNewName);
+        m_pPool->Touched(strPath.substr(m_strPrefix.size()), bWritten, pszNewName);
     }
     else
     {
-        m_pkPool->Doubt();
+        m_pPool->Doubt();
     }
 }
 

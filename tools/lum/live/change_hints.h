@@ -34,11 +34,11 @@ public:
     void Notify();
 
     // Waits for a Notify since the last call, at most so long. True when there was one.
-    bool WaitFor(std::chrono::milliseconds kTime);
+    bool WaitFor(std::chrono::milliseconds time);
 
 private:
-    std::mutex m_kLock;
-    std::condition_variable m_kChanged;
+    std::mutex m_lock;
+    std::condition_variable m_changed;
     bool m_bNotified = false;
 };
 
@@ -46,7 +46,7 @@ private:
 class HintPool
 {
 public:
-    explicit HintPool(HintSignal* pkSignal) : m_pkSignal(pkSignal) {}
+    explicit HintPool(HintSignal* pSignal) : m_pSignal(pSignal) {}
 
     // A path relative to the root; one that was renamed comes with its new name.
     void Touched(const VOWString& strPath, bool bWritten, const VOWCHAR* pszNewName = nullptr);
@@ -55,9 +55,9 @@ public:
     Hints Take();
 
 private:
-    HintSignal* m_pkSignal;
-    std::mutex m_kLock;
-    Hints m_kHints;
+    HintSignal* m_pSignal;
+    std::mutex m_lock;
+    Hints m_hints;
 };
 
 // The listener of one root's monitor.
@@ -65,7 +65,7 @@ class HintListener : public VOTSFileMonitorEventListener_Adapter
 {
 public:
     // strRoot as the monitor was given it.
-    HintListener(const VOWString& strRoot, HintPool* pkPool);
+    HintListener(const VOWString& strRoot, HintPool* pPool);
 
     // What is added may be made anew in place of what was there before.
     void OnFileMonitor_Add(const VOWCHAR* pszFilePath) override { _Touched(pszFilePath, true); }
@@ -80,7 +80,7 @@ private:
     void _Touched(const VOWCHAR* pszFilePath, bool bWritten, const VOWCHAR* pszNewName = nullptr) const;
 
     VOWString m_strPrefix;  // in front of the relative part of every path
-    HintPool* m_pkPool;
+    HintPool* m_pPool;
 };
 
 }  // namespace lum

@@ -33,19 +33,19 @@ constexpr auto kRetry = 5000ms;
 constexpr auto kTurn = 200ms;
 
 // What was added, or modified, since the last publication needn't be told as modified again.
-void DropRepetitions(Changes* pkChanges)
+void DropRepetitions(Changes* pChanges)
 {
     std::set<VOWString> setTold;
-    std::erase_if(*pkChanges,
-                  [&setTold](const Change& kChange)
+    std::erase_if(*pChanges,
+                  [&setTold](const Change& change)
                   {
-                      switch (kChange.eKind)
+                      switch (change.eKind)
                       {
                           case ChangeKind::Added:
-                              setTold.insert(kChange.strPath);
+                              setTold.insert(change.strPath);
                               return false;
                           case ChangeKind::Modified:
-                              return !setTold.insert(kChange.strPath).second;
+                              return !setTold.insert(change.strPath).second;
                           default:
                               // Paths below a renamed folder are others now.
                               setTold.clear();
@@ -58,24 +58,24 @@ void DropRepetitions(Changes* pkChanges)
 
 struct LiveServer::Served
 {
-    Served(const SourceSpec& kSpec, const std::vector<ClassifyType>& vecTypes, HintSignal* pkSignal)
-        : kSource(kSpec, vecTypes, pkSignal)
+    Served(const SourceSpec& spec, const std::vector<ClassifyType>& vecTypes, HintSignal* pSignal)
+        : source(spec, vecTypes, pSignal)
     {
     }
 
-    LiveSource kSource;
-    Changes kUntold;          // in the index; told once a published image has them
+    LiveSource source;
+    Changes untold;           // in the index; told once a published image has them
     bool bImageDue = false;   // what was last taken from the index isn't published
     bool bEventsDue = false;  // what was last appended isn't published
-    LiveClock::time_point kNextPublication;
+    LiveClock::time_point nextPublication;
 
-    bool IsDue() const { return kSource.HasChanged() || !kUntold.empty() || bImageDue || bEventsDue; }
+    bool IsDue() const { return source.HasChanged() || !untold.empty() || bImageDue || bEventsDue; }
 
     unsigned long long ullPublications = 0;
 };
 
 LiveServer::LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow)
-    : m_rvecTypes(vecTypes), m_bFollow(bFollow)
+    : m_vecTypes(vecTypes), m_bFollow(bFollow)
 {
 }
 
@@ -83,34 +83,34 @@ LiveServer::~LiveServer() = default;
 
 bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pstrError)
 {
-    if (!m_kPublisher.Acquire(pstrError))
+    if (!m_publisher.Acquire(pstrError))
     {
         return false;
     }
     std::vector<SourceImage> vecImages;
     std::vector<enumAssetFrom> vecSources;
-    for (const SourceSpec& kSpec : vecSpecs)
+    for (const SourceSpec& spec : vecSpecs)
     {
-        m_vecSources.push_back(std::make_unique<Served>(kSpec, m_rvecTypes, &m_kSignal));
-        LiveSource& rkSource = m_vecSources.back()->kSource;
+        m_vecSources.push_back(std::make_unique<Served>(spec, m_vecTypes, &m_signal));
+        LiveSource& source = m_vecSources.back()->source;
         vecImages.emplace_back();
-        if (!rkSource.Open(m_bFollow, pstrError) || !rkSource.MakeImage(&vecImages.back(), pstrError))
+        if (!source.Open(m_bFollow, pstrError) || !source.MakeImage(&vecImages.back(), pstrError))
         {
             return false;
         }
-        vecSources.push_back(kSpec.eaf);
+        vecSources.push_back(spec.eaf);
     }
     // The events first: a tool that finds the images can bind its listeners.
-    if (!m_kEvents.Open(vecSources, pstrError) || !m_kPublisher.Publish(vecImages, pstrError))
+    if (!m_events.Open(vecSources, pstrError) || !m_publisher.Publish(vecImages, pstrError))
     {
-        m_kEvents.Withdraw();
+        m_events.Withdraw();
         return false;
     }
-    m_kStatus.Open(m_bFollow);
-    for (const std::unique_ptr<Served>& pkServed : m_vecSources)
+    m_status.Open(m_bFollow);
+    for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
-        pkServed->ullPublications = 1;
-        _SetStatus(*pkServed);
+        pServed->ullPublications = 1;
+        _SetStatus(*pServed);
     }
     return true;
 }
@@ -118,9 +118,9 @@ bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pst
 unsigned LiveServer::NodeCount() const
 {
     unsigned uNodes = 0;
-    for (const std::unique_ptr<Served>& pkServed : m_vecSources)
+    for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
-        uNodes += pkServed->kSource.NodeCount();
+        uNodes += pServed->source.NodeCount();
     }
     return uNodes;
 }
@@ -140,91 +140,90 @@ bool LiveServer::Run(std::string* pstrError)
     return true;
 }
 
-bool LiveServer::Turn(std::chrono::milliseconds kLongest, std::string* pstrError)
+bool LiveServer::Turn(std::chrono::milliseconds longest, std::string* pstrError)
 {
-    const LiveClock::time_point kStart = LiveClock::now();
-    LiveClock::time_point kDue = kStart + kLongest;
-    for (const std::unique_ptr<Served>& pkServed : m_vecSources)
+    const LiveClock::time_point start = LiveClock::now();
+    LiveClock::time_point due = start + longest;
+    for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
-        kDue = std::min(kDue, pkServed->kSource.NextDue());
-        if (pkServed->IsDue())
+        due = std::min(due, pServed->source.NextDue());
+        if (pServed->IsDue())
         {
-            kDue = std::min(kDue, pkServed->kNextPublication);
+            due = std::min(due, pServed->nextPublication);
         }
     }
-    const auto kWait = std::chrono::ceil<std::chrono::milliseconds>(kDue - kStart);
-    if (m_kSignal.WaitFor(std::max<std::chrono::milliseconds>(kWait, 0ms)))
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(due - start);
+    if (m_signal.WaitFor(std::max<std::chrono::milliseconds>(wait, 0ms)))
     {
-        const LiveClock::time_point kEnd = LiveClock::now() + kGather;
-        while (LiveClock::now() < kEnd && m_kSignal.WaitFor(kQuiet))
+        const LiveClock::time_point end = LiveClock::now() + kGather;
+        while (LiveClock::now() < end && m_signal.WaitFor(kQuiet))
         {
         }
     }
-    for (const std::unique_ptr<Served>& pkServed : m_vecSources)
+    for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
-        if (!pkServed->kSource.Work(LiveClock::now(), &pkServed->kUntold, pstrError))
+        if (!pServed->source.Work(LiveClock::now(), &pServed->untold, pstrError))
         {
             return false;
         }
-        if (pkServed->IsDue() && pkServed->kNextPublication <= LiveClock::now())
+        if (pServed->IsDue() && pServed->nextPublication <= LiveClock::now())
         {
             std::string strError;
-            if (!_Publish(pkServed.get(), &strError))
+            if (!_Publish(pServed.get(), &strError))
             {
                 // What is published stays, and is right but for the latest changes.
                 Complain(fmt::format("{}; it is tried again", strError));
-                pkServed->kNextPublication = LiveClock::now() + kRetry;
+                pServed->nextPublication = LiveClock::now() + kRetry;
             }
         }
-        _SetStatus(*pkServed);
+        _SetStatus(*pServed);
     }
     return true;
 }
 
 // The image first: who is told of an event finds it in the index.
-bool LiveServer::_Publish(Served* pkServed, std::string* pstrError)
+bool LiveServer::_Publish(Served* pServed, std::string* pstrError)
 {
-    const LiveClock::time_point kStart = LiveClock::now();
-    LiveSource& rkSource = pkServed->kSource;
-    if (rkSource.HasChanged() || pkServed->bImageDue)
+    const LiveClock::time_point start = LiveClock::now();
+    LiveSource& source = pServed->source;
+    if (source.HasChanged() || pServed->bImageDue)
     {
-        SourceImage kImage;
-        pkServed->bImageDue = true;
-        if (!rkSource.MakeImage(&kImage, pstrError) || !m_kPublisher.PublishSource(kImage, pstrError))
+        SourceImage image;
+        pServed->bImageDue = true;
+        if (!source.MakeImage(&image, pstrError) || !m_publisher.PublishSource(image, pstrError))
         {
             return false;
         }
-        pkServed->bImageDue = false;
-        ++pkServed->ullPublications;
+        pServed->bImageDue = false;
+        ++pServed->ullPublications;
     }
-    if (!pkServed->kUntold.empty() || pkServed->bEventsDue)
+    if (!pServed->untold.empty() || pServed->bEventsDue)
     {
-        DropRepetitions(&pkServed->kUntold);
-        pkServed->bEventsDue = true;
-        if (!m_kEvents.Publish(rkSource.From(), &pkServed->kUntold, pstrError))
+        DropRepetitions(&pServed->untold);
+        pServed->bEventsDue = true;
+        if (!m_events.Publish(source.From(), &pServed->untold, pstrError))
         {
             return false;
         }
-        pkServed->bEventsDue = false;
+        pServed->bEventsDue = false;
     }
-    const LiveClock::time_point kEnd = LiveClock::now();
-    pkServed->kNextPublication =
-        kEnd + std::max<LiveClock::duration>(kPublishInterval, kPublishShare * (kEnd - kStart));
+    const LiveClock::time_point end = LiveClock::now();
+    pServed->nextPublication = end + std::max<LiveClock::duration>(kPublishInterval, kPublishShare * (end - start));
     return true;
 }
 
-void LiveServer::_SetStatus(const Served& kServed)
+void LiveServer::_SetStatus(const Served& served)
 {
-    SourceStatus kStatus = kServed.kSource.Status();
-    kStatus.ullPublications = kServed.ullPublications;
-    m_kStatus.Set(kServed.kSource.From(), kStatus);
+    SourceStatus status = served.source.Status();
+    status.ullPublications = served.ullPublications;
+    m_status.Set(served.source.From(), status);
 }
 
 // The images before the events: a tool that finds no image doesn't wait for events of it.
 void LiveServer::Withdraw()
 {
-    m_kPublisher.Withdraw();
-    m_kEvents.Withdraw();
+    m_publisher.Withdraw();
+    m_events.Withdraw();
 }
 
 }  // namespace lum

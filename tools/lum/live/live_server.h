@@ -32,22 +32,22 @@ public:
     bool Run(std::string* pstrError);
 
     // One turn of Run: waits for something to do, at most so long, and does it.
-    bool Turn(std::chrono::milliseconds kLongest, std::string* pstrError);
+    bool Turn(std::chrono::milliseconds longest, std::string* pstrError);
 
     void Withdraw();
 
 private:
     struct Served;
 
-    bool _Publish(Served* pkServed, std::string* pstrError);
-    void _SetStatus(const Served& kServed);
+    bool _Publish(Served* pServed, std::string* pstrError);
+    void _SetStatus(const Served& served);
 
-    const std::vector<ClassifyType>& m_rvecTypes;
+    const std::vector<ClassifyType>& m_vecTypes;
     bool m_bFollow;
-    HintSignal m_kSignal;
-    Publisher m_kPublisher;
-    EventPublisher m_kEvents;
-    ServeStatusSection m_kStatus;
+    HintSignal m_signal;
+    Publisher m_publisher;
+    EventPublisher m_events;
+    ServeStatusSection m_status;
     std::vector<std::unique_ptr<Served>> m_vecSources;
 };
 

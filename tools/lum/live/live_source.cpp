@@ -31,13 +31,13 @@ constexpr auto kAuditInterval = 200ms;
 constexpr size_t kAuditFolders = 16;
 constexpr int kAuditShare = 400;
 
-bool Compress(VOTSAssetNodeContainer::ContainerAlloc* pkImage, std::vector<unsigned char>* pvecBlock)
+bool Compress(VOTSAssetNodeContainer::ContainerAlloc* pImage, std::vector<unsigned char>* pvecBlock)
 {
     unsigned char* pbBlock = nullptr;
     unsigned uSize = 0;
-    const unsigned uImageSize = pkImage->uDataBufSize + static_cast<unsigned>(sizeof(*pkImage));
-    if (uImageSize < pkImage->uDataBufSize ||
-        VOCompressBuffer_lzo1x(&pbBlock, &uSize, reinterpret_cast<unsigned char*>(pkImage), uImageSize) == 0)
+    const unsigned uImageSize = pImage->uDataBufSize + static_cast<unsigned>(sizeof(*pImage));
+    if (uImageSize < pImage->uDataBufSize ||
+        VOCompressBuffer_lzo1x(&pbBlock, &uSize, reinterpret_cast<unsigned char*>(pImage), uImageSize) == 0)
     {
         return false;
     }
@@ -48,115 +48,114 @@ bool Compress(VOTSAssetNodeContainer::ContainerAlloc* pkImage, std::vector<unsig
 
 }  // namespace
 
-LiveSource::LiveSource(SourceSpec kSpec, const std::vector<ClassifyType>& vecTypes, HintSignal* pkSignal)
-    : m_kSpec(std::move(kSpec)), m_rvecTypes(vecTypes), m_kWatched(m_kSpec.eaf, pkSignal)
+LiveSource::LiveSource(SourceSpec spec, const std::vector<ClassifyType>& vecTypes, HintSignal* pSignal)
+    : m_spec(std::move(spec)), m_vecTypes(vecTypes), m_watched(m_spec.eaf, pSignal)
 {
 }
 
 bool LiveSource::Open(bool bFollow, std::string* pstrError)
 {
-    if (!RootsOf(m_kSpec, &m_vecRoots, pstrError))
+    if (!RootsOf(m_spec, &m_vecRoots, pstrError))
     {
         return false;
     }
     std::vector<NotIndexed> vecLeftOut;
-    m_pkLister = MakeLister(m_kSpec, m_vecRoots, &vecLeftOut, pstrError);
+    m_pLister = MakeLister(m_spec, m_vecRoots, &vecLeftOut, pstrError);
     // A wrong root is no matter for a monitor.
     std::vector<IndexEntry> vecEntries;
-    if (m_pkLister == nullptr || !m_pkLister->List(VOWString(), m_pkLister->AllRoots(), &vecEntries, pstrError))
+    if (m_pLister == nullptr || !m_pLister->List(VOWString(), m_pLister->AllRoots(), &vecEntries, pstrError))
     {
         return false;
     }
-    m_pkIndex =
-        std::make_unique<SourceIndex>(m_kSpec.eaf, m_vecRoots[0], LastPart(m_vecRoots[0]), IsMergeSource(m_kSpec.eaf));
-    for (const NotIndexed& kLeftOut : vecLeftOut)
+    m_pIndex =
+        std::make_unique<SourceIndex>(m_spec.eaf, m_vecRoots[0], LastPart(m_vecRoots[0]), IsMergeSource(m_spec.eaf));
+    for (const NotIndexed& leftOut : vecLeftOut)
     {
-        m_pkIndex->LeaveOut(kLeftOut);
+        m_pIndex->LeaveOut(leftOut);
     }
-    const bool bWatch = bFollow && IsDirectorySource(m_kSpec.eaf);
+    const bool bWatch = bFollow && IsDirectorySource(m_spec.eaf);
     if (bWatch)
     {
         // First the monitors: what changes while the scan runs is looked at behind it.
-        m_kWatched.Watch(m_vecRoots);
+        m_watched.Watch(m_vecRoots);
     }
-    Progress kProgress(fmt::format("scanning {}", SourceName(m_kSpec.eaf)));
-    if (!m_pkIndex->Build(m_rvecTypes, m_pkLister.get(), &kProgress, pstrError))
+    Progress progress(fmt::format("scanning {}", SourceName(m_spec.eaf)));
+    if (!m_pIndex->Build(m_vecTypes, m_pLister.get(), &progress, pstrError))
     {
         return false;
     }
     if (bWatch)
     {
-        static_cast<DirectoryLister*>(m_pkLister.get())->TolerateLostRoots();
+        static_cast<DirectoryLister*>(m_pLister.get())->TolerateLostRoots();
     }
-    const LiveClock::time_point kNow = LiveClock::now();
-    m_kWatched.CountSoon();
-    m_kNextAudit = kNow + kAuditPause;
-    _Report(kNow, std::numeric_limits<size_t>::max());
+    const LiveClock::time_point now = LiveClock::now();
+    m_watched.CountSoon();
+    m_nextAudit = now + kAuditPause;
+    _Report(now, std::numeric_limits<size_t>::max());
     return true;
 }
 
 LiveClock::time_point LiveSource::NextDue() const
 {
-    return m_kWatched.Empty()
-               ? LiveClock::time_point::max()
-               : std::min({m_kWatched.NextDue(), m_kRechecks.NextDue(), m_kUnread.NextDue(), m_kNextAudit});
+    return m_watched.Empty() ? LiveClock::time_point::max()
+                             : std::min({m_watched.NextDue(), m_rechecks.NextDue(), m_unread.NextDue(), m_nextAudit});
 }
 
-bool LiveSource::Work(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError)
+bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
 {
-    if (m_kWatched.Empty())
+    if (m_watched.Empty())
     {
         return true;
     }
-    const size_t uBefore = pkChanges->size();
-    m_kWatched.Work(kNow);
-    Hints kHints = m_kWatched.TakeHints();
-    m_kRechecks.Note(kNow, kHints);
-    const std::vector<VOWString> vecAgain = m_kRechecks.TakeDue(kNow);
+    const size_t uBefore = pChanges->size();
+    m_watched.Work(now);
+    Hints hints = m_watched.TakeHints();
+    m_rechecks.Note(now, hints);
+    const std::vector<VOWString> vecAgain = m_rechecks.TakeDue(now);
     for (const VOWString& strFolder : vecAgain)
     {
-        kHints.mapFolders.try_emplace(strFolder);
+        hints.mapFolders.try_emplace(strFolder);
     }
-    m_kUnread.AddDue(kNow, &kHints.mapFolders);
-    const bool bFollowed = _CompareFolders(std::move(kHints.mapFolders), pkChanges, pstrError) &&
-                           (!m_kRechecks.TakeCompareAll(kNow) || _CompareAll(kNow, pkChanges, pstrError)) &&
-                           (m_kNextAudit > kNow || _Audit(kNow, pkChanges, pstrError));
-    if (pkChanges->size() != uBefore)
+    m_unread.AddDue(now, &hints.mapFolders);
+    const bool bFollowed = _CompareFolders(std::move(hints.mapFolders), pChanges, pstrError) &&
+                           (!m_rechecks.TakeCompareAll(now) || _CompareAll(now, pChanges, pstrError)) &&
+                           (m_nextAudit > now || _Audit(now, pChanges, pstrError));
+    if (pChanges->size() != uBefore)
     {
-        m_kRechecks.LookAgain(kNow, vecAgain);
+        m_rechecks.LookAgain(now, vecAgain);
     }
-    m_kStatus.ullHints += kHints.uEvents;
-    m_kStatus.ullChanges += pkChanges->size() - uBefore;
-    _Report(kNow, kMostNamed);
-    return bFollowed && (!m_pkIndex->IsWorn() || m_pkIndex->Renew(m_rvecTypes, pstrError));
+    m_status.ullHints += hints.uEvents;
+    m_status.ullChanges += pChanges->size() - uBefore;
+    _Report(now, kMostNamed);
+    return bFollowed && (!m_pIndex->IsWorn() || m_pIndex->Renew(m_vecTypes, pstrError));
 }
 
 // Compares folders, and those that the comparisons ask for.
-bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pkChanges, std::string* pstrError)
+bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges, std::string* pstrError)
 {
     std::set<VOWString> setDone;
     while (!mapFolders.empty())
     {
-        auto kFirst = mapFolders.extract(mapFolders.begin());
-        VOWString strFolder = kFirst.key();
+        auto first = mapFolders.extract(mapFolders.begin());
+        VOWString strFolder = first.key();
         // Of a folder that isn't known yet, the nearest one that is shows more.
-        while (!m_pkIndex->HasFolder(strFolder) && !strFolder.empty())
+        while (!m_pIndex->HasFolder(strFolder) && !strFolder.empty())
         {
             strFolder = ParentPath(strFolder);
         }
-        const FolderHints kHints = strFolder == kFirst.key() ? std::move(kFirst.mapped()) : FolderHints();
-        if (!setDone.insert(strFolder).second && kHints.IsEmpty())
+        const FolderHints hints = strFolder == first.key() ? std::move(first.mapped()) : FolderHints();
+        if (!setDone.insert(strFolder).second && hints.IsEmpty())
         {
             continue;
         }
         std::vector<VOWString> vecMore;
-        if (!m_pkIndex->Compare(strFolder, kHints, pkChanges, &vecMore, pstrError))
+        if (!m_pIndex->Compare(strFolder, hints, pChanges, &vecMore, pstrError))
         {
             return false;
         }
-        if (!kHints.IsEmpty() && m_pkIndex->IsUnread(strFolder))
+        if (!hints.IsEmpty() && m_pIndex->IsUnread(strFolder))
         {
-            m_kUnread.Keep(strFolder, kHints);
+            m_unread.Keep(strFolder, hints);
         }
         for (VOWString& strMore : vecMore)
         {
@@ -165,35 +164,35 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pkChanges, s
                 mapFolders.try_emplace(std::move(strMore));
             }
         }
-        if (strFolder != kFirst.key() && !setDone.contains(kFirst.key()) && m_pkIndex->HasFolder(kFirst.key()))
+        if (strFolder != first.key() && !setDone.contains(first.key()) && m_pIndex->HasFolder(first.key()))
         {
             // It is known by now: as a folder that had another name it was taken for what that one held.
-            mapFolders[kFirst.key()] = std::move(kFirst.mapped());
+            mapFolders[first.key()] = std::move(first.mapped());
         }
     }
     return true;
 }
 
-bool LiveSource::_CompareAll(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError)
+bool LiveSource::_CompareAll(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
 {
     HintedFolders mapFolders;
-    for (VOWString& strFolder : m_pkIndex->Folders())
+    for (VOWString& strFolder : m_pIndex->Folders())
     {
         mapFolders.try_emplace(std::move(strFolder));
     }
-    const bool bFollowed = _CompareFolders(std::move(mapFolders), pkChanges, pstrError);
-    ++m_kStatus.ullDoubts;
-    m_kWatched.CountSoon();
-    m_kRechecks.Compared(kNow, LiveClock::now(), m_kWatched.Polled() != 0);
+    const bool bFollowed = _CompareFolders(std::move(mapFolders), pChanges, pstrError);
+    ++m_status.ullDoubts;
+    m_watched.CountSoon();
+    m_rechecks.Compared(now, LiveClock::now(), m_watched.Polled() != 0);
     return bFollowed;
 }
 
-bool LiveSource::_Audit(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError)
+bool LiveSource::_Audit(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
 {
-    const size_t uBefore = pkChanges->size();
+    const size_t uBefore = pChanges->size();
     if (m_dequeAudit.empty())
     {
-        const std::vector<VOWString> vecFolders = m_pkIndex->Folders();
+        const std::vector<VOWString> vecFolders = m_pIndex->Folders();
         m_dequeAudit.assign(vecFolders.begin(), vecFolders.end());
     }
     HintedFolders mapFolders;
@@ -202,71 +201,71 @@ bool LiveSource::_Audit(LiveClock::time_point kNow, Changes* pkChanges, std::str
         mapFolders.try_emplace(std::move(m_dequeAudit.front()));
         m_dequeAudit.pop_front();
     }
-    const bool bFollowed = _CompareFolders(std::move(mapFolders), pkChanges, pstrError);
-    m_kStatus.ullAuditChanges += pkChanges->size() - uBefore;
-    const LiveClock::time_point kEnd = LiveClock::now();
-    m_kNextAudit = kEnd + std::max<LiveClock::duration>(kAuditInterval, kAuditShare * (kEnd - kNow));
+    const bool bFollowed = _CompareFolders(std::move(mapFolders), pChanges, pstrError);
+    m_status.ullAuditChanges += pChanges->size() - uBefore;
+    const LiveClock::time_point end = LiveClock::now();
+    m_nextAudit = end + std::max<LiveClock::duration>(kAuditInterval, kAuditShare * (end - now));
     if (m_dequeAudit.empty())
     {
-        ++m_kStatus.ullAuditRounds;
-        m_kNextAudit = kEnd + kAuditPause;
+        ++m_status.ullAuditRounds;
+        m_nextAudit = end + kAuditPause;
     }
     return bFollowed;
 }
 
 // Names what isn't in the index, and what can't be read: no more of it at once than uMost.
-void LiveSource::_Report(LiveClock::time_point kNow, size_t uMost)
+void LiveSource::_Report(LiveClock::time_point now, size_t uMost)
 {
     bool bReadAgain = false;
-    const std::vector<UnreadFolder> vecUnread = m_kUnread.Update(kNow, m_pkIndex.get(), &bReadAgain);
+    const std::vector<UnreadFolder> vecUnread = m_unread.Update(now, m_pIndex.get(), &bReadAgain);
     if (bReadAgain)
     {
         // What kept a folder from being read may have kept the monitor from watching what is new in it.
-        m_kRechecks.Doubt(kNow);
+        m_rechecks.Doubt(now);
     }
-    m_kStatus.ullUnread = m_pkIndex->UnreadCount();
-    m_kStatus.ullUnwatched = m_kWatched.Unwatched();
-    m_kStatus.ullPolledRoots = m_kWatched.Polled();
+    m_status.ullUnread = m_pIndex->UnreadCount();
+    m_status.ullUnwatched = m_watched.Unwatched();
+    m_status.ullPolledRoots = m_watched.Polled();
 
-    std::vector<NotIndexed> vecLeftOut = m_pkIndex->TakeLeftOut();
+    std::vector<NotIndexed> vecLeftOut = m_pIndex->TakeLeftOut();
     for (size_t i = 0; i < std::min(vecUnread.size(), uMost); ++i)
     {
-        const UnreadFolder& kUnread = vecUnread[i];
-        if (!kUnread.bEntered)
+        const UnreadFolder& unread = vecUnread[i];
+        if (!unread.bEntered)
         {
-            vecLeftOut.push_back({kUnread.strPath, kUnread.strReason});
+            vecLeftOut.push_back({unread.strPath, unread.strReason});
             continue;
         }
-        const std::string strShown = WrittenForm(kUnread.strPath, Escape::Controls);
-        Complain(m_kSpec.eaf, fmt::format("{}{}{}; what is known of it stays, and it is tried again", strShown,
-                                          strShown.empty() ? "" : ": ", kUnread.strReason));
+        const std::string strShown = WrittenForm(unread.strPath, Escape::Controls);
+        Complain(m_spec.eaf, fmt::format("{}{}{}; what is known of it stays, and it is tried again", strShown,
+                                         strShown.empty() ? "" : ": ", unread.strReason));
     }
     if (vecUnread.size() > uMost)
     {
         const size_t uMore = vecUnread.size() - uMost;
-        Complain(m_kSpec.eaf,
+        Complain(m_spec.eaf,
                  fmt::format("{} more folder{} can't be read; what is known of {} stays, and {} tried again", uMore,
                              uMore == 1 ? "" : "s", uMore == 1 ? "it" : "them", uMore == 1 ? "it is" : "they are"));
     }
-    for (const NotIndexed& kLeftOut : vecLeftOut)
+    for (const NotIndexed& leftOut : vecLeftOut)
     {
-        Complain(m_kSpec.eaf, fmt::format("not indexed: {}: {}", WrittenForm(kLeftOut.strPath, Escape::Controls),
-                                          kLeftOut.strReason));
+        Complain(m_spec.eaf,
+                 fmt::format("not indexed: {}: {}", WrittenForm(leftOut.strPath, Escape::Controls), leftOut.strReason));
     }
     if (!vecLeftOut.empty())
     {
-        Complain(m_kSpec.eaf, fmt::format("{} not indexed", m_pkIndex->LeftOutCount() + m_kUnread.NeverRead()));
+        Complain(m_spec.eaf, fmt::format("{} not indexed", m_pIndex->LeftOutCount() + m_unread.NeverRead()));
     }
 }
 
-bool LiveSource::MakeImage(SourceImage* pkImage, std::string* pstrError)
+bool LiveSource::MakeImage(SourceImage* pImage, std::string* pstrError)
 {
-    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, VOFreeBlock> pkAlloc(m_pkIndex->MakeImage());
-    pkImage->eaf = m_kSpec.eaf;
-    if (pkAlloc == nullptr || !Compress(pkAlloc.get(), &pkImage->vecBlock))
+    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, VOFreeBlock> pAlloc(m_pIndex->MakeImage());
+    pImage->eaf = m_spec.eaf;
+    if (pAlloc == nullptr || !Compress(pAlloc.get(), &pImage->vecBlock))
     {
         *pstrError = fmt::format("{}: the index of {} nodes is too large to be published",
-                                 WrittenForm(m_vecRoots[0], Escape::Controls), m_pkIndex->NodeCount());
+                                 WrittenForm(m_vecRoots[0], Escape::Controls), m_pIndex->NodeCount());
         return false;
     }
     return true;

@@ -25,45 +25,45 @@ namespace lum
 class LiveSource
 {
 public:
-    LiveSource(SourceSpec kSpec, const std::vector<ClassifyType>& vecTypes, HintSignal* pkSignal);
+    LiveSource(SourceSpec spec, const std::vector<ClassifyType>& vecTypes, HintSignal* pSignal);
 
     // Begins to watch (if bFollow, and where there is something to watch), and scans. False with a message when the
     // source can't be scanned.
     bool Open(bool bFollow, std::string* pstrError);
 
     // Does what is due: appends the changes found. False with a message when the index can't follow any more.
-    bool Work(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError);
+    bool Work(LiveClock::time_point now, Changes* pChanges, std::string* pstrError);
 
     // When Work has something to do without a new hint.
     LiveClock::time_point NextDue() const;
 
     // Makes the compressed image of the index as it is now. False with a message when it is too large for one.
-    bool MakeImage(SourceImage* pkImage, std::string* pstrError);
+    bool MakeImage(SourceImage* pImage, std::string* pstrError);
 
-    LUMTrayService::enumAssetFrom From() const { return m_kSpec.eaf; }
-    bool HasChanged() const { return m_pkIndex->HasChanged(); }
-    unsigned NodeCount() const { return m_pkIndex->NodeCount(); }
+    LUMTrayService::enumAssetFrom From() const { return m_spec.eaf; }
+    bool HasChanged() const { return m_pIndex->HasChanged(); }
+    unsigned NodeCount() const { return m_pIndex->NodeCount(); }
 
     // What it went through since it is served, but for its publications.
-    const SourceStatus& Status() const { return m_kStatus; }
+    const SourceStatus& Status() const { return m_status; }
 
 private:
-    bool _CompareFolders(HintedFolders mapFolders, Changes* pkChanges, std::string* pstrError);
-    bool _CompareAll(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError);
-    bool _Audit(LiveClock::time_point kNow, Changes* pkChanges, std::string* pstrError);
-    void _Report(LiveClock::time_point kNow, size_t uMost);
+    bool _CompareFolders(HintedFolders mapFolders, Changes* pChanges, std::string* pstrError);
+    bool _CompareAll(LiveClock::time_point now, Changes* pChanges, std::string* pstrError);
+    bool _Audit(LiveClock::time_point now, Changes* pChanges, std::string* pstrError);
+    void _Report(LiveClock::time_point now, size_t uMost);
 
-    SourceSpec m_kSpec;
-    const std::vector<ClassifyType>& m_rvecTypes;
+    SourceSpec m_spec;
+    const std::vector<ClassifyType>& m_vecTypes;
     std::vector<VOWString> m_vecRoots;
-    std::unique_ptr<FolderLister> m_pkLister;
-    std::unique_ptr<SourceIndex> m_pkIndex;
-    WatchedRoots m_kWatched;
-    Rechecks m_kRechecks;
-    UnreadFolders m_kUnread;
-    LiveClock::time_point m_kNextAudit;
+    std::unique_ptr<FolderLister> m_pLister;
+    std::unique_ptr<SourceIndex> m_pIndex;
+    WatchedRoots m_watched;
+    Rechecks m_rechecks;
+    UnreadFolders m_unread;
+    LiveClock::time_point m_nextAudit;
     std::deque<VOWString> m_dequeAudit;  // folders that this round has still to compare
-    SourceStatus m_kStatus{};
+    SourceStatus m_status{};
 };
 
 }  // namespace lum

@@ -27,85 +27,85 @@ constexpr std::chrono::milliseconds kLongestRest = 60000ms;
 
 }  // namespace
 
-void Rechecks::Note(LiveClock::time_point kNow, const Hints& kHints)
+void Rechecks::Note(LiveClock::time_point now, const Hints& hints)
 {
-    if (kHints.uEvents != 0)
+    if (hints.uEvents != 0)
     {
-        m_uBurst = kNow - m_kLastHint < kBurstPause ? m_uBurst + kHints.uEvents : kHints.uEvents;
-        m_kLastHint = kNow;
+        m_uBurst = now - m_lastHint < kBurstPause ? m_uBurst + hints.uEvents : hints.uEvents;
+        m_lastHint = now;
     }
-    if (kHints.bDoubt || m_uBurst >= kBurst)
+    if (hints.bDoubt || m_uBurst >= kBurst)
     {
         m_uBurst = 0;
-        Doubt(kNow);
+        Doubt(now);
     }
-    for (const auto& [strFolder, kFolder] : kHints.mapFolders)
+    for (const auto& [strFolder, folder] : hints.mapFolders)
     {
-        m_mapLookAgain[strFolder] = kNow + kLookAgainAfter;
+        m_mapLookAgain[strFolder] = now + kLookAgainAfter;
     }
 }
 
-void Rechecks::LookAgain(LiveClock::time_point kNow, const std::vector<VOWString>& vecFolders)
+void Rechecks::LookAgain(LiveClock::time_point now, const std::vector<VOWString>& vecFolders)
 {
     for (const VOWString& strFolder : vecFolders)
     {
-        m_mapLookAgain[strFolder] = kNow + kLookAgainAfter;
+        m_mapLookAgain[strFolder] = now + kLookAgainAfter;
     }
 }
 
-void Rechecks::Doubt(LiveClock::time_point kNow)
+void Rechecks::Doubt(LiveClock::time_point now)
 {
-    m_kLastDoubt = kNow;
-    const LiveClock::time_point kDue = std::max(kNow + kDoubtDelay, m_kNotBefore);
-    m_kCompareAll = std::min(m_kCompareAll.value_or(kDue), kDue);
+    m_lastDoubt = now;
+    const LiveClock::time_point due = std::max(now + kDoubtDelay, m_notBefore);
+    m_compareAll = std::min(m_compareAll.value_or(due), due);
 }
 
-void Rechecks::Compared(LiveClock::time_point kBegin, LiveClock::time_point kEnd, bool bAgain)
+void Rechecks::Compared(LiveClock::time_point begin, LiveClock::time_point end, bool bAgain)
 {
-    const LiveClock::duration kRest = kCompareShare * (kEnd - kBegin);
-    m_kNotBefore = kEnd + std::min<LiveClock::duration>(kRest, kLongestRest);
-    if (kBegin < m_kLastDoubt + kDoubtDelay)
+    const LiveClock::duration rest = kCompareShare * (end - begin);
+    m_notBefore = end + std::min<LiveClock::duration>(rest, kLongestRest);
+    if (begin < m_lastDoubt + kDoubtDelay)
     {
         // It was due for another reason, too early for what the doubt is about.
-        m_kCompareAll = std::max(m_kLastDoubt + kDoubtDelay, m_kNotBefore);
+        m_compareAll = std::max(m_lastDoubt + kDoubtDelay, m_notBefore);
     }
     if (bAgain)
     {
-        const LiveClock::time_point kDue = kEnd + std::max<LiveClock::duration>(kRest, kPollInterval);
-        m_kCompareAll = std::min(m_kCompareAll.value_or(kDue), kDue);
+        const LiveClock::time_point due = end + std::max<LiveClock::duration>(rest, kPollInterval);
+        m_compareAll = std::min(m_compareAll.value_or(due), due);
     }
 }
 
-std::vector<VOWString> Rechecks::TakeDue(LiveClock::time_point kNow)
+std::vector<VOWString> Rechecks::TakeDue(LiveClock::time_point now)
 {
     std::vector<VOWString> vecDue;
     std::erase_if(m_mapLookAgain,
-                  [&](const auto& kAgain)
+                  [&](const auto& again)
                   {
-                      if (kAgain.second <= kNow)
+                      if (again.second <= now)
                       {
-                          vecDue.push_back(kAgain.first);
+                          vecDue.push_back(again.first);
                       }
-                      return kAgain.second <= kNow;
+                      return again.second <= now;
                   });
     return vecDue;
 }
 
-bool Rechecks::TakeCompareAll(LiveClock::time_point kNow)
+bool Rechecks::TakeCompareAll(LiveClock::time_point now)
 {
-    const bool bDue = m_kCompareAll && *m_kCompareAll <= kNow;
-    m_kCompareAll = bDue ? std::nullopt : m_kCompareAll;
+    const bool bDue = m_compareAll && *m_compareAll <= now;
+    m_compareAll = bDue ? std::nullopt : m_compareAll;
     return bDue;
 }
 
 LiveClock::time_point Rechecks::NextDue() const
 {
-    LiveClock::time_point kDue = m_kCompareAll.value_or(LiveClock::time_point::max());
-    for (const auto& [strFolder, kAgain] : m_mapLookAgain)
+    LiveClock::time_point due = m_compareAll.value_or(LiveClock::time_point::max());
+    for (const auto& [strFolder, again] : m_mapLookAgain)
     {
-        kDue = std::min(kDue, kAgain);
+        due = std::min(due, again);
     }
-    return kDue;
+    return due;
 }
 
 }  // namespace lum

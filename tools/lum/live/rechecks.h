@@ -14,31 +14,31 @@ class Rechecks
 {
 public:
     // Hints that have come.
-    void Note(LiveClock::time_point kNow, const Hints& kHints);
+    void Note(LiveClock::time_point now, const Hints& hints);
 
     // The whole tree has to be compared, soon.
-    void Doubt(LiveClock::time_point kNow);
+    void Doubt(LiveClock::time_point now);
 
     // The whole tree has been compared, in this time; bAgain: it is polled, and has to be compared from time to time.
-    void Compared(LiveClock::time_point kBegin, LiveClock::time_point kEnd, bool bAgain);
+    void Compared(LiveClock::time_point begin, LiveClock::time_point end, bool bAgain);
 
     // Folders that are to be looked at once more, later.
-    void LookAgain(LiveClock::time_point kNow, const std::vector<VOWString>& vecFolders);
+    void LookAgain(LiveClock::time_point now, const std::vector<VOWString>& vecFolders);
 
     // The folders that are due: each once.
-    std::vector<VOWString> TakeDue(LiveClock::time_point kNow);
+    std::vector<VOWString> TakeDue(LiveClock::time_point now);
 
     // Whether the whole tree is due: true once.
-    bool TakeCompareAll(LiveClock::time_point kNow);
+    bool TakeCompareAll(LiveClock::time_point now);
 
     LiveClock::time_point NextDue() const;
 
 private:
     std::map<VOWString, LiveClock::time_point> m_mapLookAgain;
-    std::optional<LiveClock::time_point> m_kCompareAll;
-    LiveClock::time_point m_kNotBefore;
-    LiveClock::time_point m_kLastDoubt;
-    LiveClock::time_point m_kLastHint;
+    std::optional<LiveClock::time_point> m_compareAll;
+    LiveClock::time_point m_notBefore;
+    LiveClock::time_point m_lastDoubt;
+    LiveClock::time_point m_lastHint;
     size_t m_uBurst = 0;
 };
 

@@ -14,7 +14,7 @@ class RootWatch
 public:
     // Null with a reason when the root can't be watched, or shouldn't be: a monitor of another machine's directory
     // doesn't see what that machine changes.
-    static std::unique_ptr<RootWatch> Start(const VOWString& strRoot, HintPool* pkPool, std::string* pstrReason);
+    static std::unique_ptr<RootWatch> Start(const VOWString& strRoot, HintPool* pPool, std::string* pstrReason);
     ~RootWatch();
     RootWatch(const RootWatch&) = delete;
     RootWatch& operator=(const RootWatch&) = delete;
@@ -33,17 +33,17 @@ public:
     size_t CountUnwatched(std::string* pstrReason) const;
 
     // Whether the whole tree is watched by now; hints tell of no change from before.
-    bool IsWatching() const { return m_kMonitor.IsWatching(); }
+    bool IsWatching() const { return m_monitor.IsWatching(); }
 
     // How often changes were lost so far, which no hint tells.
-    unsigned Losses() const { return m_kMonitor.LostChanges(); }
+    unsigned Losses() const { return m_monitor.LostChanges(); }
 
 private:
-    RootWatch(const VOWString& strRoot, HintPool* pkPool);
+    RootWatch(const VOWString& strRoot, HintPool* pPool);
 
     VOWString m_strRoot;
-    HintListener m_kListener;
-    VOTSFileMonitorManager m_kMonitor;
+    HintListener m_listener;
+    VOTSFileMonitorManager m_monitor;
     bool m_bListens = false;
 };
 

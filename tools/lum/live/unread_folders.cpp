@@ -19,51 +19,51 @@ constexpr auto kForgetRetry = 60s;
 
 }  // namespace
 
-void UnreadFolders::AddDue(LiveClock::time_point kNow, HintedFolders* pmapFolders)
+void UnreadFolders::AddDue(LiveClock::time_point now, HintedFolders* pmapFolders)
 {
-    for (auto& [strFolder, rkRetry] : m_mapRetries)
+    for (auto& [strFolder, retry] : m_mapRetries)
     {
-        const bool bDue = rkRetry.kDue <= kNow;
-        if (!rkRetry.bFails || !(bDue || pmapFolders->contains(strFolder)))
+        const bool bDue = retry.due <= now;
+        if (!retry.bFails || !(bDue || pmapFolders->contains(strFolder)))
         {
             continue;
         }
-        FolderHints& rkHints = (*pmapFolders)[strFolder];
-        rkRetry.kHints.Add(rkHints);
-        rkHints = std::exchange(rkRetry.kHints, {});
+        FolderHints& hints = (*pmapFolders)[strFolder];
+        retry.hints.Add(hints);
+        hints = std::exchange(retry.hints, {});
         if (bDue)
         {
-            rkRetry.kDelay = std::min(2 * rkRetry.kDelay, kLastRetry);
-            rkRetry.kDue = kNow + rkRetry.kDelay;
+            retry.delay = std::min(2 * retry.delay, kLastRetry);
+            retry.due = now + retry.delay;
         }
     }
 }
 
-std::vector<UnreadFolder> UnreadFolders::Update(LiveClock::time_point kNow, SourceIndex* pkIndex, bool* pbReadAgain)
+std::vector<UnreadFolder> UnreadFolders::Update(LiveClock::time_point now, SourceIndex* pIndex, bool* pbReadAgain)
 {
     std::vector<UnreadFolder> vecNews;
-    for (const UnreadFolder& kUnread : pkIndex->TakeUnread())
+    for (const UnreadFolder& unread : pIndex->TakeUnread())
     {
-        Retry& rkRetry = m_mapRetries[kUnread.strPath];
-        if (rkRetry.kDelay == 0ms)
+        Retry& retry = m_mapRetries[unread.strPath];
+        if (retry.delay == 0ms)
         {
-            rkRetry.kDelay = kFirstRetry;
-            rkRetry.bEntered = kUnread.bEntered;
-            vecNews.push_back(kUnread);
+            retry.delay = kFirstRetry;
+            retry.bEntered = unread.bEntered;
+            vecNews.push_back(unread);
         }
-        rkRetry.bFails = true;
-        rkRetry.kDue = kNow + rkRetry.kDelay;
+        retry.bFails = true;
+        retry.due = now + retry.delay;
     }
     for (auto itRetry = m_mapRetries.begin(); itRetry != m_mapRetries.end();)
     {
-        Retry& rkRetry = itRetry->second;
-        if (rkRetry.bFails && !pkIndex->IsUnread(itRetry->first))
+        Retry& retry = itRetry->second;
+        if (retry.bFails && !pIndex->IsUnread(itRetry->first))
         {
-            rkRetry.bFails = false;
-            rkRetry.kDue = kNow + kForgetRetry;
+            retry.bFails = false;
+            retry.due = now + kForgetRetry;
             *pbReadAgain = true;
         }
-        itRetry = rkRetry.bFails || rkRetry.kDue > kNow ? std::next(itRetry) : m_mapRetries.erase(itRetry);
+        itRetry = retry.bFails || retry.due > now ? std::next(itRetry) : m_mapRetries.erase(itRetry);
     }
     return vecNews;
 }
@@ -71,18 +71,18 @@ std::vector<UnreadFolder> UnreadFolders::Update(LiveClock::time_point kNow, Sour
 size_t UnreadFolders::NeverRead() const
 {
     return static_cast<size_t>(std::count_if(m_mapRetries.begin(), m_mapRetries.end(),
-                                             [](const auto& kOne)
-                                             { return kOne.second.bFails && !kOne.second.bEntered; }));
+                                             [](const auto& one)
+                                             { return one.second.bFails && !one.second.bEntered; }));
 }
 
 LiveClock::time_point UnreadFolders::NextDue() const
 {
-    LiveClock::time_point kDue = LiveClock::time_point::max();
-    for (const auto& [strFolder, kUnread] : m_mapRetries)
+    LiveClock::time_point due = LiveClock::time_point::max();
+    for (const auto& [strFolder, unread] : m_mapRetries)
     {
-        kDue = std::min(kDue, kUnread.bFails ? kUnread.kDue : kDue);
+        due = std::min(due, unread.bFails ? unread.due : due);
     }
-    return kDue;
+    return due;
 }
 
 }  // namespace lum

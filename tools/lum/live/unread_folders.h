@@ -14,14 +14,14 @@ class UnreadFolders
 {
 public:
     // What is known of the changes in a folder that couldn't be read now, for the time when it can.
-    void Keep(const VOWString& strFolder, const FolderHints& kHints) { m_mapRetries[strFolder].kHints.Add(kHints); }
+    void Keep(const VOWString& strFolder, const FolderHints& hints) { m_mapRetries[strFolder].hints.Add(hints); }
 
     // Adds what is to be tried again, and what was kept of folders that are looked at.
-    void AddDue(LiveClock::time_point kNow, HintedFolders* pmapFolders);
+    void AddDue(LiveClock::time_point now, HintedFolders* pmapFolders);
 
     // Takes over what the index says after comparisons; gives what nobody was told of. *pbReadAgain becomes true when
     // something can be read again.
-    std::vector<UnreadFolder> Update(LiveClock::time_point kNow, SourceIndex* pkIndex, bool* pbReadAgain);
+    std::vector<UnreadFolder> Update(LiveClock::time_point now, SourceIndex* pIndex, bool* pbReadAgain);
 
     // How many could never be read: nothing of what they hold is in the index.
     size_t NeverRead() const;
@@ -31,9 +31,9 @@ public:
 private:
     struct Retry
     {
-        FolderHints kHints;
-        LiveClock::time_point kDue;
-        std::chrono::milliseconds kDelay{0};  // 0 as long as nobody knows of it
+        FolderHints hints;
+        LiveClock::time_point due;
+        std::chrono::milliseconds delay{0};  // 0 as long as nobody knows of it
         bool bEntered = false;
         bool bFails = false;
     };

@@ -31,22 +31,22 @@ constexpr auto kSecondCount = 7000ms;
 struct WatchedRoots::Root
 {
     VOWString strRoot;
-    std::unique_ptr<RootWatch> pkWatch;  // none while it is polled
-    bool bWatching = false;              // that it has begun is known, and was dealt with
-    unsigned uLosses = 0;                // of pkWatch, that were dealt with
+    std::unique_ptr<RootWatch> pWatch;  // none while it is polled
+    bool bWatching = false;             // that it has begun is known, and was dealt with
+    unsigned uLosses = 0;               // of pWatch, that were dealt with
     bool bLost = false;
     bool bPolled = false;
-    LiveClock::time_point kTryAgain;  // while pkWatch is none
-    std::chrono::milliseconds kRetryDelay = kFirstWatchRetry;
+    LiveClock::time_point tryAgain;  // while pWatch is none
+    std::chrono::milliseconds retryDelay = kFirstWatchRetry;
 };
 
-WatchedRoots::WatchedRoots(LUMTrayService::enumAssetFrom eaf, HintSignal* pkSignal) : m_eaf(eaf), m_kPool(pkSignal) {}
+WatchedRoots::WatchedRoots(LUMTrayService::enumAssetFrom eaf, HintSignal* pSignal) : m_eaf(eaf), m_pool(pSignal) {}
 
 WatchedRoots::~WatchedRoots() = default;
 
 void WatchedRoots::Watch(const std::vector<VOWString>& vecRoots)
 {
-    m_kNextLook = LiveClock::now() + kRootInterval;
+    m_nextLook = LiveClock::now() + kRootInterval;
     for (const VOWString& strRoot : vecRoots)
     {
         m_vecRoots.push_back(std::make_unique<Root>());
@@ -56,117 +56,117 @@ void WatchedRoots::Watch(const std::vector<VOWString>& vecRoots)
 }
 
 // Watches a root, or sees to it that it is polled, and says why.
-void WatchedRoots::_Start(Root* pkRoot)
+void WatchedRoots::_Start(Root* pRoot)
 {
     std::string strReason;
-    pkRoot->bLost = false;
-    pkRoot->bWatching = false;
-    pkRoot->uLosses = 0;
-    pkRoot->pkWatch = RootWatch::Start(pkRoot->strRoot, &m_kPool, &strReason);
-    const bool bWatched = pkRoot->pkWatch != nullptr;
-    pkRoot->kTryAgain = LiveClock::now() + pkRoot->kRetryDelay;
-    pkRoot->kRetryDelay = bWatched ? kFirstWatchRetry : std::min(2 * pkRoot->kRetryDelay, kLastWatchRetry);
-    _SetPolled(pkRoot, !bWatched, strReason);
+    pRoot->bLost = false;
+    pRoot->bWatching = false;
+    pRoot->uLosses = 0;
+    pRoot->pWatch = RootWatch::Start(pRoot->strRoot, &m_pool, &strReason);
+    const bool bWatched = pRoot->pWatch != nullptr;
+    pRoot->tryAgain = LiveClock::now() + pRoot->retryDelay;
+    pRoot->retryDelay = bWatched ? kFirstWatchRetry : std::min(2 * pRoot->retryDelay, kLastWatchRetry);
+    _SetPolled(pRoot, !bWatched, strReason);
 }
 
-void WatchedRoots::_SetPolled(Root* pkRoot, bool bPolled, const std::string& strReason)
+void WatchedRoots::_SetPolled(Root* pRoot, bool bPolled, const std::string& strReason)
 {
-    if (bPolled && !pkRoot->bPolled)
+    if (bPolled && !pRoot->bPolled)
     {
         Complain(m_eaf, fmt::format("{}: {}; the tree is compared from time to time",
-                                    WrittenForm(pkRoot->strRoot, Escape::Controls), strReason));
-        m_kPool.Doubt();
+                                    WrittenForm(pRoot->strRoot, Escape::Controls), strReason));
+        m_pool.Doubt();
     }
-    pkRoot->bPolled = bPolled;
+    pRoot->bPolled = bPolled;
 }
 
 size_t WatchedRoots::Polled() const
 {
     return static_cast<size_t>(
-        std::count_if(m_vecRoots.begin(), m_vecRoots.end(), [](const auto& pkRoot) { return pkRoot->bPolled; }));
+        std::count_if(m_vecRoots.begin(), m_vecRoots.end(), [](const auto& pRoot) { return pRoot->bPolled; }));
 }
 
-void WatchedRoots::Work(LiveClock::time_point kNow)
+void WatchedRoots::Work(LiveClock::time_point now)
 {
-    if (m_kNextLook <= kNow)
+    if (m_nextLook <= now)
     {
-        m_kNextLook = kNow + kRootInterval;
-        for (const std::unique_ptr<Root>& pkRoot : m_vecRoots)
+        m_nextLook = now + kRootInterval;
+        for (const std::unique_ptr<Root>& pRoot : m_vecRoots)
         {
-            _LookAt(pkRoot.get(), kNow);
+            _LookAt(pRoot.get(), now);
         }
     }
-    if (m_kNextCount && *m_kNextCount <= kNow)
+    if (m_nextCount && *m_nextCount <= now)
     {
         // A monitor takes its time to reach all of a large tree, so that only a second count is the truth.
         const bool bSecond = m_bCounted;
-        m_kNextCount.reset();
+        m_nextCount.reset();
         _Count(bSecond);
         m_bCounted = !bSecond && m_uUnwatched != 0;
         if (m_bCounted)
         {
-            m_kNextCount = LiveClock::now() + kSecondCount;
+            m_nextCount = LiveClock::now() + kSecondCount;
         }
     }
 }
 
 LiveClock::time_point WatchedRoots::NextDue() const
 {
-    return std::min(m_kNextLook, m_kNextCount.value_or(m_kNextLook));
+    return std::min(m_nextLook, m_nextCount.value_or(m_nextLook));
 }
 
 // A root that went is let go of, and watched again when it is back. The monitor of a root that is gone would turn round
 // without a pause.
-void WatchedRoots::_LookAt(Root* pkRoot, LiveClock::time_point kNow)
+void WatchedRoots::_LookAt(Root* pRoot, LiveClock::time_point now)
 {
-    if (pkRoot->pkWatch != nullptr &&
-        (pkRoot->pkWatch->IsWatching() != pkRoot->bWatching || pkRoot->pkWatch->Losses() != pkRoot->uLosses))
+    if (pRoot->pWatch != nullptr &&
+        (pRoot->pWatch->IsWatching() != pRoot->bWatching || pRoot->pWatch->Losses() != pRoot->uLosses))
     {
-        pkRoot->bWatching = pkRoot->pkWatch->IsWatching();
-        pkRoot->uLosses = pkRoot->pkWatch->Losses();
-        m_kPool.Doubt();
+        pRoot->bWatching = pRoot->pWatch->IsWatching();
+        pRoot->uLosses = pRoot->pWatch->Losses();
+        m_pool.Doubt();
     }
-    const RootWatch::Presence ePresence = RootWatch::PresenceOf(pkRoot->strRoot);
+    const RootWatch::Presence ePresence = RootWatch::PresenceOf(pRoot->strRoot);
     const bool bThere = ePresence == RootWatch::Presence::There;
-    if (bThere && !pkRoot->bLost && pkRoot->pkWatch == nullptr && pkRoot->kTryAgain <= kNow)
+    if (bThere && !pRoot->bLost && pRoot->pWatch == nullptr && pRoot->tryAgain <= now)
     {
-        _Start(pkRoot);
+        _Start(pRoot);
         return;
     }
-    if (ePresence == RootWatch::Presence::Unknown || bThere != pkRoot->bLost)
+    if (ePresence == RootWatch::Presence::Unknown || bThere != pRoot->bLost)
     {
         return;
     }
-    pkRoot->pkWatch.reset();
-    pkRoot->bLost = !bThere;
+    pRoot->pWatch.reset();
+    pRoot->bLost = !bThere;
     if (bThere)
     {
-        _Start(pkRoot);
+        _Start(pRoot);
     }
-    Complain(m_eaf, fmt::format("{}: the directory is {}", WrittenForm(pkRoot->strRoot, Escape::Controls),
+    Complain(m_eaf, fmt::format("{}: the directory is {}", WrittenForm(pRoot->strRoot, Escape::Controls),
                                 bThere ? "back" : "gone"));
-    m_kPool.Touched(VOTEXT("."), false);
-    m_kPool.Doubt();
+    m_pool.Touched(VOTEXT("."), false);
+    m_pool.Doubt();
 }
 
 void WatchedRoots::CountSoon()
 {
-    m_kNextCount = m_kNextCount.value_or(LiveClock::now() + kFirstCount);
+    m_nextCount = m_nextCount.value_or(LiveClock::now() + kFirstCount);
 }
 
 void WatchedRoots::_Count(bool bComplain)
 {
     m_uUnwatched = 0;
-    for (const std::unique_ptr<Root>& pkRoot : m_vecRoots)
+    for (const std::unique_ptr<Root>& pRoot : m_vecRoots)
     {
-        if (pkRoot->pkWatch != nullptr)
+        if (pRoot->pWatch != nullptr)
         {
             std::string strReason;
-            const size_t uCount = pkRoot->pkWatch->CountUnwatched(&strReason);
+            const size_t uCount = pRoot->pWatch->CountUnwatched(&strReason);
             m_uUnwatched += uCount;
             if (bComplain || uCount == 0)
             {
-                _SetPolled(pkRoot.get(), uCount != 0, strReason);
+                _SetPolled(pRoot.get(), uCount != 0, strReason);
             }
         }
     }

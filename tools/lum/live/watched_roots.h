@@ -16,7 +16,7 @@ namespace lum
 class WatchedRoots
 {
 public:
-    WatchedRoots(LUMTrayService::enumAssetFrom eaf, HintSignal* pkSignal);
+    WatchedRoots(LUMTrayService::enumAssetFrom eaf, HintSignal* pSignal);
     ~WatchedRoots();
     WatchedRoots(const WatchedRoots&) = delete;
     WatchedRoots& operator=(const WatchedRoots&) = delete;
@@ -26,10 +26,10 @@ public:
     bool Empty() const { return m_vecRoots.empty(); }
 
     // What the monitors have said since the last call.
-    Hints TakeHints() { return m_kPool.Take(); }
+    Hints TakeHints() { return m_pool.Take(); }
 
     // Looks at the roots when that is due, and counts what isn't watched.
-    void Work(LiveClock::time_point kNow);
+    void Work(LiveClock::time_point now);
     LiveClock::time_point NextDue() const;
 
     // The trees have been walked, so that another walk, which the count takes, is cheap.
@@ -41,16 +41,16 @@ public:
 private:
     struct Root;
 
-    void _Start(Root* pkRoot);
-    void _SetPolled(Root* pkRoot, bool bPolled, const std::string& strReason);
-    void _LookAt(Root* pkRoot, LiveClock::time_point kNow);
+    void _Start(Root* pRoot);
+    void _SetPolled(Root* pRoot, bool bPolled, const std::string& strReason);
+    void _LookAt(Root* pRoot, LiveClock::time_point now);
     void _Count(bool bComplain);
 
     LUMTrayService::enumAssetFrom m_eaf;
-    HintPool m_kPool;
+    HintPool m_pool;
     std::vector<std::unique_ptr<Root>> m_vecRoots;
-    LiveClock::time_point m_kNextLook;
-    std::optional<LiveClock::time_point> m_kNextCount;
+    LiveClock::time_point m_nextLook;
+    std::optional<LiveClock::time_point> m_nextCount;
     bool m_bCounted = false;  // once, and some were missing
     size_t m_uUnwatched = 0;
 };

@@ -44,15 +44,15 @@ EventPublisher::~EventPublisher()
 
 FileEventStateInfo& EventPublisher::_Record(enumAssetFrom eaf)
 {
-    return static_cast<FileEventUpdateState*>(m_kState.Data())->arrStateInfo[eaf];
+    return static_cast<FileEventUpdateState*>(m_state.Data())->arrStateInfo[eaf];
 }
 
 // Microseconds since 1970, and always more than before, whatever the clock does.
 unsigned long long EventPublisher::_NextTime()
 {
-    const auto kNow = std::chrono::system_clock::now().time_since_epoch();
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
     const unsigned long long ullNow =
-        static_cast<unsigned long long>(std::chrono::duration_cast<std::chrono::microseconds>(kNow).count());
+        static_cast<unsigned long long>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
     m_ullLastTime = std::max(ullNow, m_ullLastTime + 1);
     return m_ullLastTime;
 }
@@ -60,31 +60,31 @@ unsigned long long EventPublisher::_NextTime()
 // Times go on from those of a former publisher, which readers that still live compare with.
 bool EventPublisher::_TakeState(std::string* pstrError)
 {
-    if (!m_kState.OpenOrCreate(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, sizeof(FileEventUpdateState)))
+    if (!m_state.OpenOrCreate(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, sizeof(FileEventUpdateState)))
     {
         *pstrError = fmt::format("the update state section of events can't be made (system error {})", GetLastError());
         return false;
     }
-    FileEventUpdateState* const pkState = static_cast<FileEventUpdateState*>(m_kState.Data());
+    FileEventUpdateState* const pState = static_cast<FileEventUpdateState*>(m_state.Data());
     const bool bTaken =
-        memcmp(pkState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pkState->szVersion)) == 0;
-    for (FileEventStateInfo& rkRecord : pkState->arrStateInfo)
+        memcmp(pState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION, sizeof(pState->szVersion)) == 0;
+    for (FileEventStateInfo& record : pState->arrStateInfo)
     {
-        VOStoreWord(rkRecord.bEnable, 0u);
-        if (!bTaken || VOLoadWord(rkRecord.uActiveSlot) > 1)
+        VOStoreWord(record.bEnable, 0u);
+        if (!bTaken || VOLoadWord(record.uActiveSlot) > 1)
         {
-            VOStoreWord(rkRecord.uActiveSlot, 0u);
-            VOStoreWord(rkRecord.ullUpdateTime[0], 0ull);
-            VOStoreWord(rkRecord.ullUpdateTime[1], 0ull);
+            VOStoreWord(record.uActiveSlot, 0u);
+            VOStoreWord(record.ullUpdateTime[0], 0ull);
+            VOStoreWord(record.ullUpdateTime[1], 0ull);
         }
-        for (unsigned long long& rullTime : rkRecord.ullUpdateTime)
+        for (unsigned long long& ullWord : record.ullUpdateTime)
         {
             // All ones is no time.
-            const unsigned long long ullTime = VOLoadWord(rullTime);
+            const unsigned long long ullTime = VOLoadWord(ullWord);
             m_ullLastTime = ullTime + 1 != 0 ? std::max(m_ullLastTime, ullTime) : m_ullLastTime;
         }
     }
-    StoreVersion(pkState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION);
+    StoreVersion(pState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION);
     return true;
 }
 
@@ -103,7 +103,7 @@ bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::str
     }
     for (const enumAssetFrom eaf : vecSources)
     {
-        m_akSources[eaf].pkContainer = std::make_unique<VOTSFileEventContainer>(AR_Provider);
+        m_akSources[eaf].pContainer = std::make_unique<VOTSFileEventContainer>(AR_Provider);
         if (!_PublishImage(eaf, pstrError))
         {
             Withdraw();
@@ -114,105 +114,104 @@ bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::str
     return true;
 }
 
-bool EventPublisher::Publish(enumAssetFrom eaf, Changes* pkChanges, std::string* pstrError)
+bool EventPublisher::Publish(enumAssetFrom eaf, Changes* pChanges, std::string* pstrError)
 {
-    Source& rkSource = m_akSources[eaf];
-    _DropOldEvents(&rkSource);
-    while (!pkChanges->empty())
+    Source& source = m_akSources[eaf];
+    _DropOldEvents(&source);
+    while (!pChanges->empty())
     {
         if (VO_FAULT_POINT("events.append") ||
-            rkSource.pkContainer->AppendEvent(EventOf(pkChanges->front()), _NextTime()) == 0)
+            source.pContainer->AppendEvent(EventOf(pChanges->front()), _NextTime()) == 0)
         {
             *pstrError = fmt::format("the events of {} don't fit an image", SourceName(eaf));
             return false;
         }
-        ++rkSource.uEvents;
-        pkChanges->pop_front();
+        ++source.uEvents;
+        pChanges->pop_front();
     }
     return _PublishImage(eaf, pstrError);
 }
 
 // Removing by time is exact only for all events or none, and leaves their texts: so the recent ones are entered into a
 // container of their own.
-void EventPublisher::_DropOldEvents(Source* pkSource)
+void EventPublisher::_DropOldEvents(Source* pSource)
 {
-    if (pkSource->uEvents <= kKeepCount)
+    if (pSource->uEvents <= kKeepCount)
     {
         return;
     }
     const unsigned long long ullNow = _NextTime();
     std::vector<structFileEventNode> vecRecent;
-    pkSource->pkContainer->GetEvent(vecRecent, ullNow - std::min(ullNow, kKeepTime), ullNow);
-    if (vecRecent.size() > pkSource->uEvents / 2)
+    pSource->pContainer->GetEvent(vecRecent, ullNow - std::min(ullNow, kKeepTime), ullNow);
+    if (vecRecent.size() > pSource->uEvents / 2)
     {
         return;
     }
-    std::unique_ptr<VOTSFileEventContainer> pkFresh = std::make_unique<VOTSFileEventContainer>(AR_Provider);
-    const auto TextOf = [pkSource](void* hString)
-    { return hString == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(pkSource->pkContainer->GetString(hString)); };
-    for (const structFileEventNode& kNode : vecRecent)
+    std::unique_ptr<VOTSFileEventContainer> pFresh = std::make_unique<VOTSFileEventContainer>(AR_Provider);
+    const auto TextOf = [pSource](void* hString)
+    { return hString == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(pSource->pContainer->GetString(hString)); };
+    for (const structFileEventNode& node : vecRecent)
     {
-        const VOWString strPath = TextOf(kNode.hstrPath);
-        const VOWString strNewName = TextOf(kNode.hstrNewName);
-        const VOWString strPhysicalPath = TextOf(kNode.hstrPhysicPath);
-        VOTSFileEventContainer::Info kInfo;
-        kInfo.dwEventParam0 = kNode.dwEventParam0;
-        kInfo.dwEventParam1 = kNode.dwEventParam1;
-        kInfo.dwEventParam2 = kNode.dwEventParam2;
-        kInfo.pszPath = strPath.c_str();
-        kInfo.pszNewName = strNewName.c_str();
-        kInfo.pszPhysicPath = strPhysicalPath.c_str();
-        if (pkFresh->AppendEvent(kInfo, kNode.ullTime) == 0)
+        const VOWString strPath = TextOf(node.hstrPath);
+        const VOWString strNewName = TextOf(node.hstrNewName);
+        const VOWString strPhysicalPath = TextOf(node.hstrPhysicPath);
+        VOTSFileEventContainer::Info about;
+        about.dwEventParam0 = node.dwEventParam0;
+        about.dwEventParam1 = node.dwEventParam1;
+        about.dwEventParam2 = node.dwEventParam2;
+        about.pszPath = strPath.c_str();
+        about.pszNewName = strNewName.c_str();
+        about.pszPhysicPath = strPhysicalPath.c_str();
+        if (pFresh->AppendEvent(about, node.ullTime) == 0)
         {
             return;
         }
     }
-    pkSource->pkContainer = std::move(pkFresh);
-    pkSource->uEvents = vecRecent.size();
+    pSource->pContainer = std::move(pFresh);
+    pSource->uEvents = vecRecent.size();
 }
 
 // The time is above that of every event in the image, so that none is asked for twice.
 bool EventPublisher::_PublishImage(enumAssetFrom eaf, std::string* pstrError)
 {
-    Source& rkSource = m_akSources[eaf];
-    FileEventStateInfo& rkRecord = _Record(eaf);
-    const unsigned uSlot = 1 - (VOLoadWord(rkRecord.uActiveSlot) & 1);
-    const std::unique_ptr<VOTSFileEventContainer::ContainerAlloc, VOFreeBlock> pkImage(
-        rkSource.pkContainer->GetAlloc());
-    WaitForReaders(rkRecord.uReaderCount[uSlot], &rkSource.auLeftReaders[uSlot]);
-    if (pkImage == nullptr || !rkSource.akData[uSlot].Replace(SectionName(eaf, uSlot).c_str(), pkImage.get(),
-                                                              size_t{pkImage->uDataBufSize} + sizeof(*pkImage)))
+    Source& source = m_akSources[eaf];
+    FileEventStateInfo& record = _Record(eaf);
+    const unsigned uSlot = 1 - (VOLoadWord(record.uActiveSlot) & 1);
+    const std::unique_ptr<VOTSFileEventContainer::ContainerAlloc, VOFreeBlock> pImage(source.pContainer->GetAlloc());
+    WaitForReaders(record.uReaderCount[uSlot], &source.auLeftReaders[uSlot]);
+    if (pImage == nullptr || !source.akData[uSlot].Replace(SectionName(eaf, uSlot).c_str(), pImage.get(),
+                                                           size_t{pImage->uDataBufSize} + sizeof(*pImage)))
     {
         *pstrError =
             fmt::format("the event section of {} can't be made (system error {})", SourceName(eaf), GetLastError());
         return false;
     }
-    VOStoreWord(rkRecord.ullUpdateTime[uSlot], _NextTime());
-    VOStoreWord(rkRecord.uActiveSlot, uSlot);
+    VOStoreWord(record.ullUpdateTime[uSlot], _NextTime());
+    VOStoreWord(record.uActiveSlot, uSlot);
     return true;
 }
 
 void EventPublisher::_WithdrawSource(enumAssetFrom eaf)
 {
-    FileEventStateInfo& rkRecord = _Record(eaf);
-    VOStoreWord(rkRecord.bEnable, 0u);
+    FileEventStateInfo& record = _Record(eaf);
+    VOStoreWord(record.bEnable, 0u);
     for (unsigned uSlot = 0; uSlot < 2; ++uSlot)
     {
-        Source& rkSource = m_akSources[eaf];
-        WaitForReaders(rkRecord.uReaderCount[uSlot], &rkSource.auLeftReaders[uSlot]);
-        WithdrawSection(SectionName(eaf, uSlot).c_str(), &rkSource.akData[uSlot]);
+        Source& source = m_akSources[eaf];
+        WaitForReaders(record.uReaderCount[uSlot], &source.auLeftReaders[uSlot]);
+        WithdrawSection(SectionName(eaf, uSlot).c_str(), &source.akData[uSlot]);
     }
 }
 
 void EventPublisher::Withdraw()
 {
-    if (m_kState.Data() != nullptr)
+    if (m_state.Data() != nullptr)
     {
         for (const enumAssetFrom eaf : AllSources())
         {
             _WithdrawSource(eaf);
         }
-        m_kState.Withdraw();
+        m_state.Withdraw();
     }
 }
 

@@ -34,14 +34,14 @@ public:
     // Appends changes of an enabled source as events, each of which leaves the queue as it gets in, and publishes its
     // image. False with a message; what got in is published with the next ones then, and what is left in the queue is
     // still to come.
-    bool Publish(LUMTrayService::enumAssetFrom eaf, Changes* pkChanges, std::string* pstrError);
+    bool Publish(LUMTrayService::enumAssetFrom eaf, Changes* pChanges, std::string* pstrError);
 
     void Withdraw();
 
 private:
     struct Source
     {
-        std::unique_ptr<VOTSFileEventContainer> pkContainer;
+        std::unique_ptr<VOTSFileEventContainer> pContainer;
         std::array<VOPublishedSection, 2> akData;
         std::array<unsigned, 2> auLeftReaders{};
         size_t uEvents = 0;
@@ -50,11 +50,11 @@ private:
     bool _TakeState(std::string* pstrError);
     bool _PublishImage(LUMTrayService::enumAssetFrom eaf, std::string* pstrError);
     void _WithdrawSource(LUMTrayService::enumAssetFrom eaf);
-    void _DropOldEvents(Source* pkSource);
+    void _DropOldEvents(Source* pSource);
     unsigned long long _NextTime();
     FileEventStateInfo& _Record(LUMTrayService::enumAssetFrom eaf);
 
-    VOPublishedSection m_kState;
+    VOPublishedSection m_state;
     std::array<Source, LUMTrayService::ASSETTYPE_COUNT> m_akSources;
     unsigned long long m_ullLastTime = 0;
 };

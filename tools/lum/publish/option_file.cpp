@@ -69,17 +69,17 @@ bool CheckText(const std::vector<unsigned char>& vecBytes, std::string* pstrErro
 }
 
 // One line of the section: a key that is known, and there once, or a comment.
-bool CheckLine(const ZENTRY& kEntry, const std::set<std::string>& setKnown, std::set<std::string>* psetSeen,
+bool CheckLine(const ZENTRY& entry, const std::set<std::string>& setKnown, std::set<std::string>* psetSeen,
                std::string* pstrError)
 {
-    const std::string_view strLine = kEntry.pszText;
+    const std::string_view strLine = entry.pszText;
     const std::string_view strSaid = strLine.substr(0, strLine.find(';'));
     const std::string strKey = FoldAscii(std::string(strSaid.substr(0, strSaid.find('='))));
     if (strSaid.starts_with('#') || strSaid.find_first_not_of(" \t") == std::string_view::npos)
     {
         return true;
     }
-    if (kEntry.cType != tpKEYVALUE)
+    if (entry.cType != tpKEYVALUE)
     {
         *pstrError = fmt::format("\"{}\" is neither an option nor a comment", strLine);
         return false;
@@ -99,33 +99,33 @@ bool CheckLine(const ZENTRY& kEntry, const std::set<std::string>& setKnown, std:
 
 // The lines from the section's on. The reader takes every line with both brackets for a section, which ends the one in
 // front of it, and of two sections of one name it knows the first.
-bool CheckLines(ZIniFile* pkFile, const std::set<std::string>& setKnown, std::string* pstrError)
+bool CheckLines(ZIniFile* pFile, const std::set<std::string>& setKnown, std::string* pstrError)
 {
-    const ZENTRY* pkEntry = pkFile->FindSection(kSection);
+    const ZENTRY* pEntry = pFile->FindSection(kSection);
     std::set<std::string> setSeen;
     bool bInside = true;
-    if (pkEntry == nullptr)
+    if (pEntry == nullptr)
     {
         *pstrError = fmt::format("has no section [{}]", kSection);
         return false;
     }
-    for (pkEntry = pkEntry->pNext; pkEntry != nullptr; pkEntry = pkEntry->pNext)
+    for (pEntry = pEntry->pNext; pEntry != nullptr; pEntry = pEntry->pNext)
     {
-        if (pkEntry->cType == tpSECTION)
+        if (pEntry->cType == tpSECTION)
         {
-            if (bInside && pkEntry->pszText[0] != '[')
+            if (bInside && pEntry->pszText[0] != '[')
             {
-                *pstrError = fmt::format("\"{}\": a line with [ and ] is a section", pkEntry->pszText);
+                *pstrError = fmt::format("\"{}\": a line with [ and ] is a section", pEntry->pszText);
                 return false;
             }
-            if (FoldAscii(std::string(pkEntry->pszText)) == fmt::format("[{}]", kSection))
+            if (FoldAscii(std::string(pEntry->pszText)) == fmt::format("[{}]", kSection))
             {
                 *pstrError = fmt::format("the section [{}] is there twice", kSection);
                 return false;
             }
             bInside = false;
         }
-        else if (bInside && !CheckLine(*pkEntry, setKnown, &setSeen, pstrError))
+        else if (bInside && !CheckLine(*pEntry, setKnown, &setSeen, pstrError))
         {
             return false;
         }
@@ -133,31 +133,31 @@ bool CheckLines(ZIniFile* pkFile, const std::set<std::string>& setKnown, std::st
     return true;
 }
 
-bool TakeText(ZIniFile* pkFile, const TextField& kField, std::string* pstrError)
+bool TakeText(ZIniFile* pFile, const TextField& field, std::string* pstrError)
 {
-    const std::string strValue = pkFile->ReadString(kSection, kField.pszKey, "");
-    if (strValue.size() >= kField.uSize)
+    const std::string strValue = pFile->ReadString(kSection, field.pszKey, "");
+    if (strValue.size() >= field.uSize)
     {
-        *pstrError = fmt::format("the option \"{}\" has at most {} bytes, not {}", kField.pszKey, kField.uSize - 1,
+        *pstrError = fmt::format("the option \"{}\" has at most {} bytes, not {}", field.pszKey, field.uSize - 1,
                                  strValue.size());
         return false;
     }
-    memcpy(kField.pszField, strValue.c_str(), strValue.size() + 1);
+    memcpy(field.pszField, strValue.c_str(), strValue.size() + 1);
     return true;
 }
 
 // A whole decimal number with nothing but blanks around it. A missing one is 0.
 template <class Number>
-bool TakeNumber(ZIniFile* pkFile, const char* pszKey, Number* pnField, std::string* pstrError)
+bool TakeNumber(ZIniFile* pFile, const char* pszKey, Number* pnField, std::string* pstrError)
 {
-    const std::string strValue = pkFile->ReadString(kSection, pszKey, "0");
+    const std::string strValue = pFile->ReadString(kSection, pszKey, "0");
     std::string_view strNumber = strValue;
     strNumber.remove_prefix(std::min(strNumber.find_first_not_of(" \t"), strNumber.size()));
     // Without a last one that is no blank, this is one behind "no position": 0.
     strNumber = strNumber.substr(0, strNumber.find_last_not_of(" \t") + 1);
     const char* const pchEnd = strNumber.data() + strNumber.size();
-    const std::from_chars_result kResult = std::from_chars(strNumber.data(), pchEnd, *pnField);
-    if (kResult.ec != std::errc() || kResult.ptr != pchEnd)
+    const std::from_chars_result result = std::from_chars(strNumber.data(), pchEnd, *pnField);
+    if (result.ec != std::errc() || result.ptr != pchEnd)
     {
         *pstrError = fmt::format("the option \"{}\" is no whole number of {} bits: \"{}\"", pszKey, 8 * sizeof(Number),
                                  strValue);
@@ -166,51 +166,51 @@ bool TakeNumber(ZIniFile* pkFile, const char* pszKey, Number* pnField, std::stri
     return true;
 }
 
-bool FillRecord(ZIniFile* pkFile, VOPublicOptionRecord* pkRecord, std::string* pstrError)
+bool FillRecord(ZIniFile* pFile, VOPublicOptionRecord* pRecord, std::string* pstrError)
 {
-    const TextField akTexts[] = {{"key", pkRecord->szOptionKey, sizeof(pkRecord->szOptionKey)},
-                                 {"text1", pkRecord->szOptionText1, sizeof(pkRecord->szOptionText1)},
-                                 {"text2", pkRecord->szOptionText2, sizeof(pkRecord->szOptionText2)},
-                                 {"text3", pkRecord->szOptionText3, sizeof(pkRecord->szOptionText3)},
-                                 {"text4", pkRecord->szOptionText4, sizeof(pkRecord->szOptionText4)},
-                                 {"text5", pkRecord->szOptionText5, sizeof(pkRecord->szOptionText5)},
-                                 {"text6", pkRecord->szOptionText6, sizeof(pkRecord->szOptionText6)}};
+    const TextField akTexts[] = {{"key", pRecord->szOptionKey, sizeof(pRecord->szOptionKey)},
+                                 {"text1", pRecord->szOptionText1, sizeof(pRecord->szOptionText1)},
+                                 {"text2", pRecord->szOptionText2, sizeof(pRecord->szOptionText2)},
+                                 {"text3", pRecord->szOptionText3, sizeof(pRecord->szOptionText3)},
+                                 {"text4", pRecord->szOptionText4, sizeof(pRecord->szOptionText4)},
+                                 {"text5", pRecord->szOptionText5, sizeof(pRecord->szOptionText5)},
+                                 {"text6", pRecord->szOptionText6, sizeof(pRecord->szOptionText6)}};
     std::set<std::string> setKnown = {"value1", "value2", "value3", "value4"};
-    for (const TextField& kText : akTexts)
+    for (const TextField& text : akTexts)
     {
-        setKnown.insert(kText.pszKey);
+        setKnown.insert(text.pszKey);
     }
-    *pkRecord = {};
-    static_assert(sizeof(kszVOPublicOptionVersion) == sizeof(pkRecord->szVersion));
-    memcpy(pkRecord->szVersion, kszVOPublicOptionVersion, sizeof(pkRecord->szVersion));
-    return CheckLines(pkFile, setKnown, pstrError) &&
+    *pRecord = {};
+    static_assert(sizeof(kszVOPublicOptionVersion) == sizeof(pRecord->szVersion));
+    memcpy(pRecord->szVersion, kszVOPublicOptionVersion, sizeof(pRecord->szVersion));
+    return CheckLines(pFile, setKnown, pstrError) &&
            std::all_of(std::begin(akTexts), std::end(akTexts),
-                       [=](const TextField& kText) { return TakeText(pkFile, kText, pstrError); }) &&
-           TakeNumber(pkFile, "value1", &pkRecord->nOptionValue1, pstrError) &&
-           TakeNumber(pkFile, "value2", &pkRecord->nOptionValue2, pstrError) &&
-           TakeNumber(pkFile, "value3", &pkRecord->nOptionValue3, pstrError) &&
-           TakeNumber(pkFile, "value4", &pkRecord->nOptionValue4, pstrError);
+                       [=](const TextField& text) { return TakeText(pFile, text, pstrError); }) &&
+           TakeNumber(pFile, "value1", &pRecord->nOptionValue1, pstrError) &&
+           TakeNumber(pFile, "value2", &pRecord->nOptionValue2, pstrError) &&
+           TakeNumber(pFile, "value3", &pRecord->nOptionValue3, pstrError) &&
+           TakeNumber(pFile, "value4", &pRecord->nOptionValue4, pstrError);
 }
 
 }  // namespace
 
-bool ReadOptionFile(const std::string& strNative, VOPublicOptionRecord* pkRecord, std::string* pstrError)
+bool ReadOptionFile(const std::string& strNative, VOPublicOptionRecord* pRecord, std::string* pstrError)
 {
     std::vector<unsigned char> vecBytes;
     std::string strPath;
     std::string strFault;
-    ZIniFile kFile;
+    ZIniFile file;
     if (!ReadFile(strNative, &vecBytes, pstrError))
     {
         return false;
     }
     bool bResult = CheckText(vecBytes, &strFault);
-    if (bResult && (!VOToRuntimePath(strNative, &strPath) || kFile.OpenIniFile(strPath.c_str()) == 0))
+    if (bResult && (!VOToRuntimePath(strNative, &strPath) || file.OpenIniFile(strPath.c_str()) == 0))
     {
         bResult = false;
         strFault = "can't be read as an INI file";
     }
-    bResult = bResult && FillRecord(&kFile, pkRecord, &strFault);
+    bResult = bResult && FillRecord(&file, pRecord, &strFault);
     if (!bResult)
     {
         *pstrError = fmt::format("{}: {}", strNative, PrintableText(strFault));

@@ -27,16 +27,16 @@ Publisher::~Publisher()
 
 bool Publisher::Acquire(std::string* pstrError)
 {
-    switch (m_kLock.TryAcquire(kLockName))
+    switch (m_lock.TryAcquire(kLockName))
     {
         case VOInstanceLock::Result::Acquired:
             VORemoveStaleSectionObjects();
             return true;
         case VOInstanceLock::Result::HeldByOther:
             *pstrError = "another publisher is serving already";
-            if (m_kLock.HolderProcessId() != 0)
+            if (m_lock.HolderProcessId() != 0)
             {
-                *pstrError += fmt::format(" (process {})", m_kLock.HolderProcessId());
+                *pstrError += fmt::format(" (process {})", m_lock.HolderProcessId());
             }
             *pstrError += "; only one can serve a user at a time";
             return false;
@@ -53,9 +53,9 @@ bool Publisher::Publish(const std::vector<SourceImage>& vecImages, std::string* 
         return false;
     }
     std::array<bool, ASSETTYPE_COUNT> abServed{};
-    for (const SourceImage& kImage : vecImages)
+    for (const SourceImage& image : vecImages)
     {
-        abServed[kImage.eaf] = true;
+        abServed[image.eaf] = true;
     }
     for (const enumAssetFrom eaf : AllSources())
     {
@@ -64,9 +64,9 @@ bool Publisher::Publish(const std::vector<SourceImage>& vecImages, std::string* 
             _WithdrawSource(eaf);
         }
     }
-    for (const SourceImage& kImage : vecImages)
+    for (const SourceImage& image : vecImages)
     {
-        if (!PublishSource(kImage, pstrError))
+        if (!PublishSource(image, pstrError))
         {
             Withdraw();
             return false;
@@ -77,13 +77,13 @@ bool Publisher::Publish(const std::vector<SourceImage>& vecImages, std::string* 
 
 void Publisher::Withdraw()
 {
-    if (m_kState.Data() != nullptr)
+    if (m_state.Data() != nullptr)
     {
         for (const enumAssetFrom eaf : AllSources())
         {
             _WithdrawSource(eaf);
         }
-        m_kState.Withdraw();
+        m_state.Withdraw();
     }
 }
 
@@ -91,66 +91,66 @@ void Publisher::Withdraw()
 // live compare with. The version is what makes the section one, so that it is written last.
 bool Publisher::_TakeState(std::string* pstrError)
 {
-    if (!m_kState.OpenOrCreate(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, sizeof(AssetNodeUpdateState)))
+    if (!m_state.OpenOrCreate(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, sizeof(AssetNodeUpdateState)))
     {
         *pstrError = fmt::format("the update state section can't be made (system error {})", GetLastError());
         return false;
     }
-    AssetNodeUpdateState* pkState = static_cast<AssetNodeUpdateState*>(m_kState.Data());
-    static_assert(sizeof(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == sizeof(pkState->szVersion));
-    if (memcmp(pkState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(pkState->szVersion)) != 0)
+    AssetNodeUpdateState* pState = static_cast<AssetNodeUpdateState*>(m_state.Data());
+    static_assert(sizeof(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == sizeof(pState->szVersion));
+    if (memcmp(pState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(pState->szVersion)) != 0)
     {
-        for (AssetNodeStateInfo& kRecord : pkState->arrStateInfo)
+        for (AssetNodeStateInfo& record : pState->arrStateInfo)
         {
-            VOStoreWord(kRecord.bEnable, 0);
-            VOStoreWord(kRecord.uUpdateCount, 0);
+            VOStoreWord(record.bEnable, 0);
+            VOStoreWord(record.uUpdateCount, 0);
         }
-        StoreVersion(pkState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION);
+        StoreVersion(pState->szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION);
     }
-    AssetNodeStateInfo& kNone = _Record(AF_ERROR);
-    VOStoreWord(kNone.bEnable, 0);
-    VOStoreWord(kNone.uUpdateCount, 0);
+    AssetNodeStateInfo& none = _Record(AF_ERROR);
+    VOStoreWord(none.bEnable, 0);
+    VOStoreWord(none.uUpdateCount, 0);
     return true;
 }
 
-bool Publisher::PublishSource(const SourceImage& kImage, std::string* pstrError)
+bool Publisher::PublishSource(const SourceImage& image, std::string* pstrError)
 {
-    _WaitForReaders(kImage.eaf);
-    if (!m_akData[kImage.eaf].Replace(ASSETNODE_MAPPING_VIEW_STRING(kImage.eaf), kImage.vecBlock.data(),
-                                      kImage.vecBlock.size()))
+    _WaitForReaders(image.eaf);
+    if (!m_akData[image.eaf].Replace(ASSETNODE_MAPPING_VIEW_STRING(image.eaf), image.vecBlock.data(),
+                                     image.vecBlock.size()))
     {
-        *pstrError = fmt::format("the data section of {} can't be made (system error {})", SourceName(kImage.eaf),
+        *pstrError = fmt::format("the data section of {} can't be made (system error {})", SourceName(image.eaf),
                                  GetLastError());
         return false;
     }
-    AssetNodeStateInfo& kRecord = _Record(kImage.eaf);
-    const unsigned uNext = VOLoadWord(kRecord.uUpdateCount) + 1;
-    VOStoreWord(kRecord.uUpdateCount, uNext != 0 ? uNext : 1);
-    VOStoreWord(kRecord.bEnable, 1);
+    AssetNodeStateInfo& record = _Record(image.eaf);
+    const unsigned uNext = VOLoadWord(record.uUpdateCount) + 1;
+    VOStoreWord(record.uUpdateCount, uNext != 0 ? uNext : 1);
+    VOStoreWord(record.bEnable, 1);
     return true;
 }
 
 // Also for a source that this publisher never served: its section may be what a killed one left.
 void Publisher::_WithdrawSource(enumAssetFrom eaf)
 {
-    AssetNodeStateInfo& kRecord = _Record(eaf);
-    if (VOLoadWord(kRecord.bEnable) != 0)
+    AssetNodeStateInfo& record = _Record(eaf);
+    if (VOLoadWord(record.bEnable) != 0)
     {
         _WaitForReaders(eaf);
-        VOStoreWord(kRecord.bEnable, 0);
+        VOStoreWord(record.bEnable, 0);
     }
     WithdrawSection(ASSETNODE_MAPPING_VIEW_STRING(eaf), &m_akData[eaf]);
 }
 
 void Publisher::_WaitForReaders(enumAssetFrom eaf)
 {
-    AssetNodeStateInfo& kRecord = _Record(eaf);
-    WaitForReaders(kRecord.uReaderCount, &m_auLeftReaders[eaf]);
+    AssetNodeStateInfo& record = _Record(eaf);
+    WaitForReaders(record.uReaderCount, &m_auLeftReaders[eaf]);
 }
 
 AssetNodeStateInfo& Publisher::_Record(enumAssetFrom eaf)
 {
-    return static_cast<AssetNodeUpdateState*>(m_kState.Data())->arrStateInfo[eaf];
+    return static_cast<AssetNodeUpdateState*>(m_state.Data())->arrStateInfo[eaf];
 }
 
 }  // namespace lum

@@ -44,7 +44,7 @@ public:
     bool Publish(const std::vector<SourceImage>& vecImages, std::string* pstrError);
 
     // Replaces the image of a source that is published. On failure the old one stays.
-    bool PublishSource(const SourceImage& kImage, std::string* pstrError);
+    bool PublishSource(const SourceImage& image, std::string* pstrError);
 
     // Withdraws all sources, and then the sections themselves.
     void Withdraw();
@@ -55,8 +55,8 @@ private:
     void _WaitForReaders(LUMTrayService::enumAssetFrom eaf);
     AssetNodeStateInfo& _Record(LUMTrayService::enumAssetFrom eaf);
 
-    VOInstanceLock m_kLock;
-    VOPublishedSection m_kState;
+    VOInstanceLock m_lock;
+    VOPublishedSection m_state;
     std::array<VOPublishedSection, LUMTrayService::ASSETTYPE_COUNT> m_akData;
 
     // Reader counts that didn't go down while a whole wait lasted: what dead readers left. They aren't waited for

@@ -24,42 +24,42 @@ constexpr size_t kWords = sizeof(SourceStatus) / sizeof(unsigned long long);
 
 ServeStatusSection::~ServeStatusSection()
 {
-    m_kSection.Withdraw();
+    m_section.Withdraw();
 }
 
 void ServeStatusSection::Open(bool bFollows)
 {
-    ServeStatus kStatus = {};
-    memcpy(kStatus.szVersion, kVersion, sizeof(kVersion));
-    kStatus.uProcessId = VOProcessId();
-    kStatus.uFollows = bFollows ? 1 : 0;
-    m_kSection.Replace(LUM_SERVE_STATUS_NAME, &kStatus, sizeof(kStatus));
+    ServeStatus status = {};
+    memcpy(status.szVersion, kVersion, sizeof(kVersion));
+    status.uProcessId = VOProcessId();
+    status.uFollows = bFollows ? 1 : 0;
+    m_section.Replace(LUM_SERVE_STATUS_NAME, &status, sizeof(status));
 }
 
 // Word by word: a reader may see numbers of two moments beside each other, and never half a number.
-void ServeStatusSection::Set(enumAssetFrom eaf, const SourceStatus& kStatus)
+void ServeStatusSection::Set(enumAssetFrom eaf, const SourceStatus& status)
 {
-    if (m_kSection.Data() == nullptr)
+    if (m_section.Data() == nullptr)
     {
         return;
     }
     unsigned long long aullWords[kWords];
-    memcpy(aullWords, &kStatus, sizeof(aullWords));
+    memcpy(aullWords, &status, sizeof(aullWords));
     unsigned long long* const pullTo =
-        reinterpret_cast<unsigned long long*>(&static_cast<ServeStatus*>(m_kSection.Data())->akSources[eaf]);
+        reinterpret_cast<unsigned long long*>(&static_cast<ServeStatus*>(m_section.Data())->akSources[eaf]);
     VOStoreWords(pullTo, aullWords, kWords);
 }
 
-bool ReadServeStatus(ServeStatus* pkStatus)
+bool ReadServeStatus(ServeStatus* pStatus)
 {
-    const VOSectionView kSection(LUM_SERVE_STATUS_NAME, FILE_MAP_READ);
-    if (kSection.Size() < sizeof(ServeStatus) || !kSection.BeginsWith(kVersion))
+    const VOSectionView section(LUM_SERVE_STATUS_NAME, FILE_MAP_READ);
+    if (section.Size() < sizeof(ServeStatus) || !section.BeginsWith(kVersion))
     {
         return false;
     }
     unsigned long long aullWords[sizeof(ServeStatus) / sizeof(unsigned long long)];
-    VOLoadWords(aullWords, static_cast<const unsigned long long*>(kSection.Data()), std::size(aullWords));
-    memcpy(static_cast<void*>(pkStatus), aullWords, sizeof(*pkStatus));
+    VOLoadWords(aullWords, static_cast<const unsigned long long*>(section.Data()), std::size(aullWords));
+    memcpy(static_cast<void*>(pStatus), aullWords, sizeof(*pStatus));
     return true;
 }
 

@@ -43,13 +43,13 @@ public:
     ServeStatusSection& operator=(const ServeStatusSection&) = delete;
 
     void Open(bool bFollows);
-    void Set(LUMTrayService::enumAssetFrom eaf, const SourceStatus& kStatus);
+    void Set(LUMTrayService::enumAssetFrom eaf, const SourceStatus& status);
 
 private:
-    VOPublishedSection m_kSection;
+    VOPublishedSection m_section;
 };
 
 // The reader's side: false when no publisher tells.
-bool ReadServeStatus(ServeStatus* pkStatus);
+bool ReadServeStatus(ServeStatus* pStatus);
 
 }  // namespace lum

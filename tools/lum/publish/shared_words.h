@@ -26,32 +26,32 @@ void StoreVersion(char (&szVersion)[uSize], const char (&szText)[uSize])
 // takes longer is dead, or doesn't mind: an old section stays whole for its readers where the system can replace one,
 // and is checked by its readers where it can't. *puLeft is the count that an earlier wait ended with: what dead readers
 // left isn't waited for again.
-inline void WaitForReaders(unsigned& rReaderCount, unsigned* puLeft)
+inline void WaitForReaders(unsigned& readerCount, unsigned* puLeft)
 {
     constexpr unsigned kWait = 2000;  // milliseconds
     constexpr unsigned kPoll = 10;
-    unsigned uReaders = VOLoadWord(rReaderCount);
+    unsigned uReaders = VOLoadWord(readerCount);
     for (unsigned uWaited = 0; uReaders != 0 && uReaders != *puLeft && uWaited < kWait; uWaited += kPoll)
     {
         VOSleepMilliseconds(kPoll);
-        uReaders = VOLoadWord(rReaderCount);
+        uReaders = VOLoadWord(readerCount);
     }
     *puLeft = uReaders;
 }
 
 // Withdraws a data section, also one that another publisher made and left.
-inline void WithdrawSection(const VOWCHAR* pszName, VOPublishedSection* pkSection)
+inline void WithdrawSection(const VOWCHAR* pszName, VOPublishedSection* pSection)
 {
-    if (pkSection->Data() == nullptr)
+    if (pSection->Data() == nullptr)
     {
         const bool bThere =
             VOSectionView().OpenHandle(pszName, FILE_MAP_READ) != nullptr || GetLastError() != ERROR_FILE_NOT_FOUND;
         if (bThere)
         {
-            pkSection->OpenOrCreate(pszName, 1);
+            pSection->OpenOrCreate(pszName, 1);
         }
     }
-    pkSection->Withdraw();
+    pSection->Withdraw();
 }
 
 }  // namespace lum

@@ -14,29 +14,29 @@ namespace lum
 class EventStream::Listener : public IVOTSFileEventListener
 {
 public:
-    explicit Listener(EventStream* pkStream) : m_pkStream(pkStream) {}
+    explicit Listener(EventStream* pStream) : m_pStream(pStream) {}
 
     int OnFileEvent(const FileEventParam* pParam) override
     {
-        m_pkStream->_Take(ChangeOf(*pParam));
+        m_pStream->_Take(ChangeOf(*pParam));
         return 1;
     }
 
 private:
-    EventStream* m_pkStream;
+    EventStream* m_pStream;
 };
 
 EventStream::~EventStream()
 {
-    if (m_pkAssemble != nullptr)
+    if (m_pAssemble != nullptr)
     {
         // The threads end before what they call does.
-        m_pkAssemble->Stop();
+        m_pAssemble->Stop();
         VOTSFileEventMappingAssemble::Release();
     }
-    for (Listener* pkListener : m_vecListeners)
+    for (Listener* pListener : m_vecListeners)
     {
-        pkListener->Release();
+        pListener->Release();
     }
 }
 
@@ -48,18 +48,18 @@ bool EventStream::Open(std::optional<enumAssetFrom> eaf, std::string* pstrError)
         *pstrError = kNothingPublished;
         return false;
     }
-    m_pkAssemble = VOTSFileEventMappingAssemble::Instance();
+    m_pAssemble = VOTSFileEventMappingAssemble::Instance();
     for (const enumAssetFrom eafOne : AllSources())
     {
         if (eaf && *eaf != eafOne)
         {
             continue;
         }
-        Listener* const pkListener = new Listener(this);
-        m_vecListeners.push_back(pkListener);
-        if (m_pkAssemble->BindListener(eafOne, pkListener) == 0)
+        Listener* const pListener = new Listener(this);
+        m_vecListeners.push_back(pListener);
+        if (m_pAssemble->BindListener(eafOne, pListener) == 0)
         {
-            pkListener->Release();
+            pListener->Release();
             m_vecListeners.pop_back();
         }
     }
@@ -68,29 +68,29 @@ bool EventStream::Open(std::optional<enumAssetFrom> eaf, std::string* pstrError)
         *pstrError = eaf ? fmt::format("no events of {} are published", SourceName(*eaf)) : "no events are published";
         return false;
     }
-    m_pkAssemble->Run();
+    m_pAssemble->Run();
     return true;
 }
 
-void EventStream::_Take(Change kChange)
+void EventStream::_Take(Change change)
 {
     {
-        const std::lock_guard<std::mutex> kGuard(m_kLock);
-        m_kArrivals.push_back(std::move(kChange));
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_arrivals.push_back(std::move(change));
     }
-    m_kArrived.notify_one();
+    m_arrived.notify_one();
 }
 
-std::optional<Change> EventStream::Next(std::chrono::milliseconds kTime)
+std::optional<Change> EventStream::Next(std::chrono::milliseconds time)
 {
-    std::unique_lock<std::mutex> kGuard(m_kLock);
-    if (!m_kArrived.wait_for(kGuard, kTime, [this] { return !m_kArrivals.empty(); }))
+    std::unique_lock<std::mutex> guard(m_lock);
+    if (!m_arrived.wait_for(guard, time, [this] { return !m_arrivals.empty(); }))
     {
         return std::nullopt;
     }
-    Change kChange = std::move(m_kArrivals.front());
-    m_kArrivals.pop_front();
-    return kChange;
+    Change change = std::move(m_arrivals.front());
+    m_arrivals.pop_front();
+    return change;
 }
 
 }  // namespace lum

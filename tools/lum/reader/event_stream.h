@@ -25,18 +25,18 @@ public:
     bool Open(std::optional<LUMTrayService::enumAssetFrom> eaf, std::string* pstrError);
 
     // The next event, waited for at most so long.
-    std::optional<Change> Next(std::chrono::milliseconds kTime);
+    std::optional<Change> Next(std::chrono::milliseconds time);
 
 private:
     class Listener;
 
-    void _Take(Change kChange);
+    void _Take(Change change);
 
-    VOTSFileEventMappingAssemble* m_pkAssemble = nullptr;
+    VOTSFileEventMappingAssemble* m_pAssemble = nullptr;
     std::vector<Listener*> m_vecListeners;
-    std::mutex m_kLock;
-    std::condition_variable m_kArrived;
-    Changes m_kArrivals;
+    std::mutex m_lock;
+    std::condition_variable m_arrived;
+    Changes m_arrivals;
 };
 
 }  // namespace lum

@@ -16,45 +16,45 @@ std::string JsonText(const VOWString& strText)
     return WrittenForm(strText, Escape::NamesOnly);
 }
 
-nlohmann::ordered_json JsonOf(const NodeView& kView)
+nlohmann::ordered_json JsonOf(const NodeView& view)
 {
-    const structAssetNode& kNode = kView.kNode;
-    nlohmann::ordered_json kJson;
-    kJson["from"] = SourceName(kView.eaf);
-    kJson["path"] = JsonText(kView.strPath);
-    kJson["name"] = JsonText(kView.strName);
-    kJson["absolute"] = JsonText(kView.strAbsolute);
-    kJson["folder"] = kNode.bFolder != 0;
-    kJson["size"] = kNode.ullFileSize;
-    kJson["created"] = kNode.ftCreateTime;
-    kJson["accessed"] = kNode.ftLastAccessTime;
-    kJson["written"] = kNode.ftLastWriteTime;
-    kJson["attributes"] = kNode.nFileAttribute;
-    kJson["type"] = kNode.nClassifyType < 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(kNode.nClassifyType);
-    kJson["type_name"] =
-        kView.strTypeName.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(JsonText(kView.strTypeName));
-    kJson["merge"] = kNode.uAssetMerge;
-    kJson["id"] = kNode.nAssetID;
-    kJson["parent"] =
-        kNode.nParentID == static_cast<UINT>(-1) ? nlohmann::ordered_json() : nlohmann::ordered_json(kNode.nParentID);
-    return kJson;
+    const structAssetNode& node = view.node;
+    nlohmann::ordered_json parsed;
+    parsed["from"] = SourceName(view.eaf);
+    parsed["path"] = JsonText(view.strPath);
+    parsed["name"] = JsonText(view.strName);
+    parsed["absolute"] = JsonText(view.strAbsolute);
+    parsed["folder"] = node.bFolder != 0;
+    parsed["size"] = node.ullFileSize;
+    parsed["created"] = node.ftCreateTime;
+    parsed["accessed"] = node.ftLastAccessTime;
+    parsed["written"] = node.ftLastWriteTime;
+    parsed["attributes"] = node.nFileAttribute;
+    parsed["type"] = node.nClassifyType < 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(node.nClassifyType);
+    parsed["type_name"] =
+        view.strTypeName.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(JsonText(view.strTypeName));
+    parsed["merge"] = node.uAssetMerge;
+    parsed["id"] = node.nAssetID;
+    parsed["parent"] =
+        node.nParentID == static_cast<UINT>(-1) ? nlohmann::ordered_json() : nlohmann::ordered_json(node.nParentID);
+    return parsed;
 }
 
-JsonList::JsonList(Output* pkOutput, const std::string& strName) : m_pkOutput(pkOutput)
+JsonList::JsonList(Output* pOutput, const std::string& strName) : m_pOutput(pOutput)
 {
-    m_pkOutput->Write("{" + nlohmann::json(strName).dump() + ": [");
+    m_pOutput->Write("{" + nlohmann::json(strName).dump() + ": [");
 }
 
-void JsonList::Add(const nlohmann::ordered_json& kElement)
+void JsonList::Add(const nlohmann::ordered_json& element)
 {
-    m_pkOutput->Write(m_bFirst ? "\n" : ",\n");
-    m_pkOutput->Write(kElement.dump());
+    m_pOutput->Write(m_bFirst ? "\n" : ",\n");
+    m_pOutput->Write(element.dump());
     m_bFirst = false;
 }
 
 void JsonList::End()
 {
-    m_pkOutput->Write("\n]}\n");
+    m_pOutput->Write("\n]}\n");
 }
 
 }  // namespace lum

@@ -14,21 +14,21 @@ class Output;
 
 std::string JsonText(const VOWString& strText);
 
-nlohmann::ordered_json JsonOf(const NodeView& kView);
+nlohmann::ordered_json JsonOf(const NodeView& view);
 
 // One JSON document of the form {"name": [element, ...]}, written while its elements come in.
 class JsonList
 {
 public:
-    JsonList(Output* pkOutput, const std::string& strName);
+    JsonList(Output* pOutput, const std::string& strName);
 
-    void Add(const nlohmann::ordered_json& kElement);
+    void Add(const nlohmann::ordered_json& element);
 
     // Writes what ends the document.
     void End();
 
 private:
-    Output* m_pkOutput;
+    Output* m_pOutput;
     bool m_bFirst = true;
 };
 

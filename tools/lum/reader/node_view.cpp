@@ -10,52 +10,52 @@ using namespace LUMTrayService;
 namespace lum
 {
 
-NodeView ViewOf(const ReaderSource& kSource, const structAssetNode& kNode)
+NodeView ViewOf(const ReaderSource& source, const structAssetNode& node)
 {
-    NodeView kView;
-    kView.eaf = kSource.From();
-    kView.kNode = kNode;
-    kView.strPath = kSource.PathOf(kNode);
-    kView.strName = kView.strPath.empty() ? kSource.RootName() : LastPart(kView.strPath);
-    kView.strAbsolute = kSource.TextOf(kNode.hStrPhysicsPath);
-    if (kView.strAbsolute.empty())
+    NodeView view;
+    view.eaf = source.From();
+    view.node = node;
+    view.strPath = source.PathOf(node);
+    view.strName = view.strPath.empty() ? source.RootName() : LastPart(view.strPath);
+    view.strAbsolute = source.TextOf(node.hStrPhysicsPath);
+    if (view.strAbsolute.empty())
     {
-        kView.strAbsolute = kView.strPath.empty() ? kSource.Root() : kSource.Root() + VOTEXT("/") + kView.strPath;
+        view.strAbsolute = view.strPath.empty() ? source.Root() : source.Root() + VOTEXT("/") + view.strPath;
     }
-    kView.strTypeName = kSource.TextOf(kNode.hStrClassifyName);
-    return kView;
+    view.strTypeName = source.TextOf(node.hStrClassifyName);
+    return view;
 }
 
-VOWString NameOf(const ReaderSource& kSource, const structAssetNode& kNode)
+VOWString NameOf(const ReaderSource& source, const structAssetNode& node)
 {
-    const VOWString strExtension = kSource.TextOf(kNode.hStrExtension);
-    const VOWString strBase = kSource.TextOf(kNode.hStrBaseName);
+    const VOWString strExtension = source.TextOf(node.hStrExtension);
+    const VOWString strBase = source.TextOf(node.hStrBaseName);
     return strExtension.empty() ? strBase : strBase + VOTEXT(".") + strExtension;
 }
 
-std::vector<structAssetNode> ChildrenOf(const ReaderSource& kSource, const structAssetNode& kFolder, VOULONG dwType)
+std::vector<structAssetNode> ChildrenOf(const ReaderSource& source, const structAssetNode& folder, VOULONG dwType)
 {
     std::vector<unsigned> vecIndex;
-    kSource.Inspector().GetAssetChildIndexList(kFolder.nAssetID, dwType, vecIndex);
+    source.Inspector().GetAssetChildIndexList(folder.nAssetID, dwType, vecIndex);
 
     std::vector<std::pair<VOWString, structAssetNode>> vecNamed;
     vecNamed.reserve(vecIndex.size());
     for (const unsigned uIndex : vecIndex)
     {
-        structAssetNode kNode;
-        if (kSource.Inspector().GetAssetNode(uIndex, kNode) != 0)
+        structAssetNode node;
+        if (source.Inspector().GetAssetNode(uIndex, node) != 0)
         {
-            vecNamed.emplace_back(NameOf(kSource, kNode), kNode);
+            vecNamed.emplace_back(NameOf(source, node), node);
         }
     }
     std::stable_sort(vecNamed.begin(), vecNamed.end(),
-                     [](const auto& kLeft, const auto& kRight) { return kLeft.first < kRight.first; });
+                     [](const auto& left, const auto& right) { return left.first < right.first; });
 
     std::vector<structAssetNode> vecResult;
     vecResult.reserve(vecNamed.size());
-    for (const auto& [strName, kNode] : vecNamed)
+    for (const auto& [strName, node] : vecNamed)
     {
-        vecResult.push_back(kNode);
+        vecResult.push_back(node);
     }
     return vecResult;
 }

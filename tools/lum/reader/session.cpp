@@ -41,27 +41,27 @@ const char* ErrorText(ErrorType eError)
 
 }  // namespace
 
-ReaderSource::ReaderSource(enumAssetFrom eaf, VOTSFileMappingInspector* pkInspector)
-    : m_eaf(eaf), m_pkInspector(pkInspector), m_strRoot(VOTextOf(pkInspector->GetAssetRootPath()))
+ReaderSource::ReaderSource(enumAssetFrom eaf, VOTSFileMappingInspector* pInspector)
+    : m_eaf(eaf), m_pInspector(pInspector), m_strRoot(VOTextOf(pInspector->GetAssetRootPath()))
 {
 }
 
 VOWString ReaderSource::RootName() const
 {
-    return VOTextOf(m_pkInspector->GetAssetRootName());
+    return VOTextOf(m_pInspector->GetAssetRootName());
 }
 
 VOWString ReaderSource::TextOf(void* hString) const
 {
-    return hString == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(m_pkInspector->GetString(hString));
+    return hString == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(m_pInspector->GetString(hString));
 }
 
-VOWString ReaderSource::PathOf(const structAssetNode& kNode) const
+VOWString ReaderSource::PathOf(const structAssetNode& node) const
 {
     // The root folder has no base name, and no path could be made of it.
     VOWCHAR szPath[kPathBuffer];
-    if (kNode.hStrBaseName == INVALID_HANDLE_VALUE ||
-        m_pkInspector->GetAssetPath(kNode.nAssetID, kPathBuffer, szPath) == 0)
+    if (node.hStrBaseName == INVALID_HANDLE_VALUE ||
+        m_pInspector->GetAssetPath(node.nAssetID, kPathBuffer, szPath) == 0)
     {
         return VOWString();
     }
@@ -72,34 +72,34 @@ std::optional<structAssetNode> ReaderSource::_FindForm(const VOWString& strForm)
 {
     // Without a root path the library has no way to take a name with ":" for anything but an absolute path.
     const std::optional<VOWString> strText = LookupText(m_strRoot, strForm);
-    structAssetNode kNode;
+    structAssetNode node;
     if (!strText || (m_strRoot.empty() && *strText != strForm) ||
-        m_pkInspector->GetAssetNode(strText->c_str(), kNode) == 0)
+        m_pInspector->GetAssetNode(strText->c_str(), node) == 0)
     {
         return std::nullopt;
     }
-    return kNode;
+    return node;
 }
 
 std::optional<structAssetNode> ReaderSource::FindPath(const VOWString& strPath) const
 {
-    const std::optional<structAssetNode> kPlain = _FindForm(strPath);
-    if (!kPlain)
+    const std::optional<structAssetNode> plain = _FindForm(strPath);
+    if (!plain)
     {
         return std::nullopt;
     }
-    const VOWString strPlain = PathOf(*kPlain);
+    const VOWString strPlain = PathOf(*plain);
     if (strPlain == strPath)
     {
-        return kPlain;
+        return plain;
     }
-    const std::optional<structAssetNode> kExact = _FindForm(ExactCaseForm(strPath));
-    if (kExact && PathOf(*kExact) == strPath)
+    const std::optional<structAssetNode> exact = _FindForm(ExactCaseForm(strPath));
+    if (exact && PathOf(*exact) == strPath)
     {
-        return kExact;
+        return exact;
     }
     // Keys are hashes: what was found may be another path altogether.
-    return EqualButForAsciiCase(strPlain, strPath) ? kPlain : std::nullopt;
+    return EqualButForAsciiCase(strPlain, strPath) ? plain : std::nullopt;
 }
 
 std::optional<structAssetNode> ReaderSource::FindArgument(const std::string& strArgument) const
@@ -107,10 +107,10 @@ std::optional<structAssetNode> ReaderSource::FindArgument(const std::string& str
     for (const VOWString& strReading : ReadingsOf(strArgument))
     {
         const std::optional<VOWString> strPath = RelativePath(strReading, m_strRoot);
-        const std::optional<structAssetNode> kNode = strPath ? FindPath(*strPath) : std::nullopt;
-        if (kNode)
+        const std::optional<structAssetNode> node = strPath ? FindPath(*strPath) : std::nullopt;
+        if (node)
         {
-            return kNode;
+            return node;
         }
     }
     return std::nullopt;
@@ -124,7 +124,7 @@ ReaderSession::ReaderSession()
 ReaderSession::~ReaderSession()
 {
     m_vecSources.clear();
-    if (m_pkAssemble != nullptr)
+    if (m_pAssemble != nullptr)
     {
         VOTSFileMappingAssemble::Release();
     }
@@ -133,24 +133,24 @@ ReaderSession::~ReaderSession()
 ReaderSession::Opened ReaderSession::Open(std::optional<enumAssetFrom> eafWanted, std::string* pstrError)
 {
     // Asked first, because the assemble object can't tell a missing section from one without sources.
-    VOTSFileMappingInspector kProbe(AF_SOURCE);
-    const ErrorType eState = kProbe.OpenMappingState();
-    kProbe.CloseMapping();
+    VOTSFileMappingInspector probe(AF_SOURCE);
+    const ErrorType eState = probe.OpenMappingState();
+    probe.CloseMapping();
     if (eState != Inspector::ET_NONE)
     {
-        AssetNodeUpdateState kState;
+        AssetNodeUpdateState state;
         bool bMissing = false;
-        if (LoadState(&kState, &bMissing, pstrError))
+        if (LoadState(&state, &bMissing, pstrError))
         {
             *pstrError = ErrorText(eState);
         }
         return bMissing ? Opened::NothingPublished : Opened::Failed;
     }
 
-    m_pkAssemble = VOTSFileMappingAssemble::Instance();
+    m_pAssemble = VOTSFileMappingAssemble::Instance();
     for (const enumAssetFrom eaf : AllSources())
     {
-        if (m_pkAssemble->IsAssetTypeEnable(eaf) == 0 || (eafWanted && *eafWanted != eaf))
+        if (m_pAssemble->IsAssetTypeEnable(eaf) == 0 || (eafWanted && *eafWanted != eaf))
         {
             continue;
         }
@@ -170,11 +170,11 @@ ReaderSession::Opened ReaderSession::Open(std::optional<enumAssetFrom> eafWanted
 
 ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string* pstrError)
 {
-    VOTSFileMappingInspector* pkInspector = m_pkAssemble->GetFileMappingInspector(eaf);
-    ErrorType eError = pkInspector->OpenMappingState();
+    VOTSFileMappingInspector* pInspector = m_pAssemble->GetFileMappingInspector(eaf);
+    ErrorType eError = pInspector->OpenMappingState();
     if (eError == Inspector::ET_NONE)
     {
-        eError = pkInspector->OpenMappingData();
+        eError = pInspector->OpenMappingData();
     }
     // A source that went away since the assemble object was made is none of the published ones.
     if (eError == Inspector::ET_SOURCE_DISABLED)
@@ -183,21 +183,21 @@ ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string*
     }
     if (eError == Inspector::ET_NONE)
     {
-        eError = pkInspector->LastErrorTypeASync();
+        eError = pInspector->LastErrorTypeASync();
     }
     if (eError != Inspector::ET_NONE)
     {
         *pstrError = fmt::format("{}: {}", SourceName(eaf), ErrorText(eError));
         return Opened::Failed;
     }
-    m_vecSources.emplace_back(eaf, pkInspector);
+    m_vecSources.emplace_back(eaf, pInspector);
     return Opened::Yes;
 }
 
-bool OpenOrComplain(std::optional<enumAssetFrom> eafWanted, ReaderSession* pkSession)
+bool OpenOrComplain(std::optional<enumAssetFrom> eafWanted, ReaderSession* pSession)
 {
     std::string strError;
-    if (pkSession->Open(eafWanted, &strError) != ReaderSession::Opened::Yes)
+    if (pSession->Open(eafWanted, &strError) != ReaderSession::Opened::Yes)
     {
         Complain(strError);
         return false;
@@ -205,16 +205,16 @@ bool OpenOrComplain(std::optional<enumAssetFrom> eafWanted, ReaderSession* pkSes
     return true;
 }
 
-int Finish(bool bFound, Output* pkOutput)
+int Finish(bool bFound, Output* pOutput)
 {
-    pkOutput->Flush();
+    pOutput->Flush();
     const std::string strDamage = FirstLibraryError();
     if (!strDamage.empty())
     {
         Complain(fmt::format("the published index is damaged: {}", strDamage));
         return kExitError;
     }
-    return pkOutput->Finish(bFound ? kExitFound : kExitNotFound);
+    return pOutput->Finish(bFound ? kExitFound : kExitNotFound);
 }
 
 }  // namespace lum

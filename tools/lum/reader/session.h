@@ -18,10 +18,10 @@ class Output;
 class ReaderSource
 {
 public:
-    ReaderSource(LUMTrayService::enumAssetFrom eaf, VOTSFileMappingInspector* pkInspector);
+    ReaderSource(LUMTrayService::enumAssetFrom eaf, VOTSFileMappingInspector* pInspector);
 
     LUMTrayService::enumAssetFrom From() const { return m_eaf; }
-    const VOTSFileMappingInspector& Inspector() const { return *m_pkInspector; }
+    const VOTSFileMappingInspector& Inspector() const { return *m_pInspector; }
     const VOWString& Root() const { return m_strRoot; }
     VOWString RootName() const;
 
@@ -34,7 +34,7 @@ public:
     std::optional<LUMTrayService::structAssetNode> FindArgument(const std::string& strArgument) const;
 
     // Relative to the root; empty for the root folder.
-    VOWString PathOf(const LUMTrayService::structAssetNode& kNode) const;
+    VOWString PathOf(const LUMTrayService::structAssetNode& node) const;
 
     // The text of a handle; empty when it has none.
     VOWString TextOf(void* hString) const;
@@ -43,7 +43,7 @@ private:
     std::optional<LUMTrayService::structAssetNode> _FindForm(const VOWString& strForm) const;
 
     LUMTrayService::enumAssetFrom m_eaf;
-    VOTSFileMappingInspector* m_pkInspector;  // the assemble's
+    VOTSFileMappingInspector* m_pInspector;  // the assemble's
     VOWString m_strRoot;
 };
 
@@ -71,15 +71,15 @@ public:
 private:
     Opened _OpenSource(LUMTrayService::enumAssetFrom eaf, std::string* pstrError);
 
-    VOTSFileMappingAssemble* m_pkAssemble = nullptr;
+    VOTSFileMappingAssemble* m_pAssemble = nullptr;
     std::vector<ReaderSource> m_vecSources;
 };
 
 // Opens the session of a command that needs data; false after a complaint.
-bool OpenOrComplain(std::optional<LUMTrayService::enumAssetFrom> eafWanted, ReaderSession* pkSession);
+bool OpenOrComplain(std::optional<LUMTrayService::enumAssetFrom> eafWanted, ReaderSession* pSession);
 
 // The exit code of a command that is done: kExitFound or kExitNotFound, and kExitError after a complaint when the
 // library reported damage meanwhile, or when the result could not be written.
-int Finish(bool bFound, Output* pkOutput);
+int Finish(bool bFound, Output* pOutput);
 
 }  // namespace lum

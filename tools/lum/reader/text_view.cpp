@@ -39,42 +39,42 @@ std::string ShownText(const VOWString& strText)
     return WrittenForm(strText, Escape::Controls);
 }
 
-std::string ShownName(const NodeView& kView)
+std::string ShownName(const NodeView& view)
 {
-    return ShownText(kView.strName) + (kView.kNode.bFolder != 0 ? "/" : "");
+    return ShownText(view.strName) + (view.node.bFolder != 0 ? "/" : "");
 }
 
-std::string LongLine(const NodeView& kView)
+std::string LongLine(const NodeView& view)
 {
-    const structAssetNode& kNode = kView.kNode;
-    return fmt::format("{}{}{} {:>14} {} {:<10} {}", kNode.bFolder != 0 ? 'd' : '-',
-                       (kNode.nFileAttribute & kFileAttributeReadOnly) != 0 ? 'r' : 'w',
-                       (kNode.nFileAttribute & kFileAttributeHidden) != 0 ? 'h' : '-', kNode.ullFileSize,
-                       LocalTime(kNode.ftLastWriteTime), kView.strTypeName.empty() ? "-" : ShownText(kView.strTypeName),
-                       ShownName(kView));
+    const structAssetNode& node = view.node;
+    return fmt::format("{}{}{} {:>14} {} {:<10} {}", node.bFolder != 0 ? 'd' : '-',
+                       (node.nFileAttribute & kFileAttributeReadOnly) != 0 ? 'r' : 'w',
+                       (node.nFileAttribute & kFileAttributeHidden) != 0 ? 'h' : '-', node.ullFileSize,
+                       LocalTime(node.ftLastWriteTime), view.strTypeName.empty() ? "-" : ShownText(view.strTypeName),
+                       ShownName(view));
 }
 
-std::string Details(const NodeView& kView)
+std::string Details(const NodeView& view)
 {
-    const structAssetNode& kNode = kView.kNode;
+    const structAssetNode& node = view.node;
     std::string strResult;
     const auto addLine = [&](const char* pszLabel, const std::string& strValue)
     { strResult += fmt::format("{:<12}{}\n", fmt::format("{}:", pszLabel), strValue); };
 
-    addLine("path", kView.strPath.empty() ? "(root)" : ShownText(kView.strPath));
-    addLine("from", std::string(SourceName(kView.eaf)));
-    addLine("absolute", ShownText(kView.strAbsolute));
-    addLine("kind", kNode.bFolder != 0 ? "folder" : "file");
-    addLine("size", fmt::format("{}", kNode.ullFileSize));
-    addLine("attributes", ShownAttributes(kNode.nFileAttribute));
-    addLine("created", LocalTime(kNode.ftCreateTime));
-    addLine("accessed", LocalTime(kNode.ftLastAccessTime));
-    addLine("written", LocalTime(kNode.ftLastWriteTime));
+    addLine("path", view.strPath.empty() ? "(root)" : ShownText(view.strPath));
+    addLine("from", std::string(SourceName(view.eaf)));
+    addLine("absolute", ShownText(view.strAbsolute));
+    addLine("kind", node.bFolder != 0 ? "folder" : "file");
+    addLine("size", fmt::format("{}", node.ullFileSize));
+    addLine("attributes", ShownAttributes(node.nFileAttribute));
+    addLine("created", LocalTime(node.ftCreateTime));
+    addLine("accessed", LocalTime(node.ftLastAccessTime));
+    addLine("written", LocalTime(node.ftLastWriteTime));
     addLine("type",
-            kNode.nClassifyType < 0 ? "none" : fmt::format("{} {}", kNode.nClassifyType, ShownText(kView.strTypeName)));
-    addLine("merge", fmt::format("{:#x}", kNode.uAssetMerge));
-    addLine("id", fmt::format("{}", kNode.nAssetID));
-    addLine("parent", ShownId(kNode.nParentID));
+            node.nClassifyType < 0 ? "none" : fmt::format("{} {}", node.nClassifyType, ShownText(view.strTypeName)));
+    addLine("merge", fmt::format("{:#x}", node.uAssetMerge));
+    addLine("id", fmt::format("{}", node.nAssetID));
+    addLine("parent", ShownId(node.nParentID));
     return strResult;
 }
 

@@ -12,12 +12,12 @@ namespace lum
 std::string ShownText(const VOWString& strText);
 
 // The name, with "/" behind a folder's.
-std::string ShownName(const NodeView& kView);
+std::string ShownName(const NodeView& view);
 
 // One line of a long listing: kind and attributes, size, time of the last write, type, name.
-std::string LongLine(const NodeView& kView);
+std::string LongLine(const NodeView& view);
 
 // Everything about a node, a line each.
-std::string Details(const NodeView& kView);
+std::string Details(const NodeView& view);
 
 }  // namespace lum

@@ -101,18 +101,18 @@ std::optional<VOWString> PathOf(archive_entry* pEntry)
 
 IndexEntry EntryOf(archive_entry* pEntry)
 {
-    IndexEntry kEntry;
-    kEntry.bFolder = archive_entry_filetype(pEntry) == AE_IFDIR;
+    IndexEntry entry;
+    entry.bFolder = archive_entry_filetype(pEntry) == AE_IFDIR;
     const bool bMayWrite = (archive_entry_perm(pEntry) & kOwnerMayWrite) != 0;
-    kEntry.uAttribute = bMayWrite ? LUMTrayService::kFileAttributeWritable : LUMTrayService::kFileAttributeReadOnly;
-    kEntry.ullSize = archive_entry_size_is_set(pEntry) ? static_cast<uint64_t>(archive_entry_size(pEntry)) : 0;
-    kEntry.nWriteTime = archive_entry_mtime_is_set(pEntry) ? archive_entry_mtime(pEntry) : 0;
-    kEntry.nAccessTime = archive_entry_atime_is_set(pEntry) ? archive_entry_atime(pEntry) : kEntry.nWriteTime;
-    kEntry.nCreateTime = archive_entry_birthtime_is_set(pEntry) ? archive_entry_birthtime(pEntry) : kEntry.nWriteTime;
-    return kEntry;
+    entry.uAttribute = bMayWrite ? LUMTrayService::kFileAttributeWritable : LUMTrayService::kFileAttributeReadOnly;
+    entry.ullSize = archive_entry_size_is_set(pEntry) ? static_cast<uint64_t>(archive_entry_size(pEntry)) : 0;
+    entry.nWriteTime = archive_entry_mtime_is_set(pEntry) ? archive_entry_mtime(pEntry) : 0;
+    entry.nAccessTime = archive_entry_atime_is_set(pEntry) ? archive_entry_atime(pEntry) : entry.nWriteTime;
+    entry.nCreateTime = archive_entry_birthtime_is_set(pEntry) ? archive_entry_birthtime(pEntry) : entry.nWriteTime;
+    return entry;
 }
 
-void AddEntry(archive_entry* pEntry, PathTree* pkTree, std::vector<NotIndexed>* pvecNotIndexed)
+void AddEntry(archive_entry* pEntry, PathTree* pTree, std::vector<NotIndexed>* pvecNotIndexed)
 {
     const std::optional<VOWString> strRaw = PathOf(pEntry);
     const std::optional<VOWString> strPath = strRaw ? CleanPath(*strRaw) : std::nullopt;
@@ -122,7 +122,7 @@ void AddEntry(archive_entry* pEntry, PathTree* pkTree, std::vector<NotIndexed>* 
             {strRaw.value_or(VOTEXT("?")), strRaw ? "its path leads out of the archive" : "its name can't be read"});
         return;
     }
-    switch (pkTree->Add(*strPath, EntryOf(pEntry)))
+    switch (pTree->Add(*strPath, EntryOf(pEntry)))
     {
         case PathTree::Added::UnderFile:
             pvecNotIndexed->push_back({*strPath, "lies in something that is a file in the archive"});
@@ -137,7 +137,7 @@ void AddEntry(archive_entry* pEntry, PathTree* pkTree, std::vector<NotIndexed>* 
 
 }  // namespace
 
-bool ReadArchive(const VOWString& strPath, PathTree* pkTree, std::vector<NotIndexed>* pvecNotIndexed,
+bool ReadArchive(const VOWString& strPath, PathTree* pTree, std::vector<NotIndexed>* pvecNotIndexed,
                  std::string* pstrError)
 {
     const ArchivePointer pArchive(archive_read_new());
@@ -168,7 +168,7 @@ bool ReadArchive(const VOWString& strPath, PathTree* pkTree, std::vector<NotInde
             *pstrError = ErrorOf(strPath, pArchive.get());
             return false;
         }
-        AddEntry(pEntry, pkTree, pvecNotIndexed);
+        AddEntry(pEntry, pTree, pvecNotIndexed);
     }
 }
 
@@ -179,7 +179,7 @@ bool ReadArchive(const VOWString& strPath, PathTree* pkTree, std::vector<NotInde
 namespace lum
 {
 
-bool ReadArchive(const VOWString& strPath, PathTree* /*pkTree*/, std::vector<NotIndexed>* /*pvecNotIndexed*/,
+bool ReadArchive(const VOWString& strPath, PathTree* /*pTree*/, std::vector<NotIndexed>* /*pvecNotIndexed*/,
                  std::string* pstrError)
 {
     *pstrError = fmt::format("{}: this build of lum was made without an archive library and can't list paks",

@@ -26,46 +26,46 @@ uint32_t AttributeOf(uint32_t uSystemAttribute)
     return uResult;
 }
 
-IndexEntry EntryOf(VODirectoryEntry&& kFound, uint32_t uRoot)
+IndexEntry EntryOf(VODirectoryEntry&& found, uint32_t uRoot)
 {
-    IndexEntry kEntry;
-    kEntry.strName = std::move(kFound.strName);
-    kEntry.bFolder = kFound.bFolder;
-    kEntry.uAttribute = AttributeOf(kFound.uAttribute);
-    kEntry.ullSize = kFound.ullSize;
-    kEntry.nCreateTime = kFound.nCreateTime;
-    kEntry.nAccessTime = kFound.nAccessTime;
-    kEntry.nWriteTime = kFound.nWriteTime;
-    kEntry.uWriteFraction = kFound.uWriteFraction;
-    kEntry.uStatusStamp = kFound.uStatusStamp;
-    kEntry.uRoots = uRoot;
-    kEntry.bDescribed = kFound.bDescribed;
-    return kEntry;
+    IndexEntry entry;
+    entry.strName = std::move(found.strName);
+    entry.bFolder = found.bFolder;
+    entry.uAttribute = AttributeOf(found.uAttribute);
+    entry.ullSize = found.ullSize;
+    entry.nCreateTime = found.nCreateTime;
+    entry.nAccessTime = found.nAccessTime;
+    entry.nWriteTime = found.nWriteTime;
+    entry.uWriteFraction = found.uWriteFraction;
+    entry.uStatusStamp = found.uStatusStamp;
+    entry.uRoots = uRoot;
+    entry.bDescribed = found.bDescribed;
+    return entry;
 }
 
 // Makes one entry of all that have one name; the first one stands for them.
 void MergeSameNames(std::vector<IndexEntry>* pvecEntries)
 {
     std::stable_sort(pvecEntries->begin(), pvecEntries->end(),
-                     [](const IndexEntry& kLeft, const IndexEntry& kRight) { return kLeft.strName < kRight.strName; });
+                     [](const IndexEntry& left, const IndexEntry& right) { return left.strName < right.strName; });
     std::vector<IndexEntry> vecMerged;
     size_t uFirst = 0;  // of the name
-    for (IndexEntry& kEntry : *pvecEntries)
+    for (IndexEntry& entry : *pvecEntries)
     {
-        if (vecMerged.empty() || vecMerged[uFirst].strName != kEntry.strName)
+        if (vecMerged.empty() || vecMerged[uFirst].strName != entry.strName)
         {
             uFirst = vecMerged.size();
-            vecMerged.push_back(std::move(kEntry));
+            vecMerged.push_back(std::move(entry));
         }
-        else if (vecMerged[uFirst].bFolder == kEntry.bFolder)
+        else if (vecMerged[uFirst].bFolder == entry.bFolder)
         {
-            vecMerged[uFirst].uRoots |= kEntry.uRoots;
+            vecMerged[uFirst].uRoots |= entry.uRoots;
         }
         else
         {
-            kEntry.strRefusal = kEntry.bFolder ? "a folder here, and a file in an earlier directory"
-                                               : "a file here, and a folder in an earlier directory";
-            vecMerged.push_back(std::move(kEntry));
+            entry.strRefusal = entry.bFolder ? "a folder here, and a file in an earlier directory"
+                                             : "a file here, and a folder in an earlier directory";
+            vecMerged.push_back(std::move(entry));
         }
     }
     pvecEntries->swap(vecMerged);
@@ -80,17 +80,17 @@ uint32_t DirectoryLister::AllRoots() const
     return static_cast<uint32_t>((1ull << m_vecRoots.size()) - 1);
 }
 
-bool DirectoryLister::DescribeRoot(IndexEntry* pkEntry) const
+bool DirectoryLister::DescribeRoot(IndexEntry* pEntry) const
 {
     // Through ".", because a root may be a link to a directory. That name has nothing to do with being hidden.
-    VODirectoryEntry kFound;
-    VOSystemError kError;
-    if (!VODescribeFile(m_vecRoots[0] + VOTEXT("/."), &kFound, &kError))
+    VODirectoryEntry found;
+    VOSystemError error;
+    if (!VODescribeFile(m_vecRoots[0] + VOTEXT("/."), &found, &error))
     {
         return false;
     }
-    kFound.uAttribute &= ~static_cast<uint32_t>(_A_HIDDEN);
-    *pkEntry = EntryOf(std::move(kFound), AllRoots());
+    found.uAttribute &= ~static_cast<uint32_t>(_A_HIDDEN);
+    *pEntry = EntryOf(std::move(found), AllRoots());
     return true;
 }
 
@@ -105,15 +105,15 @@ bool DirectoryLister::_ListRoot(size_t uRoot, const VOWString& strFolder, std::v
                                 std::string* pstrReason) const
 {
     std::vector<VODirectoryEntry> vecFound;
-    VOSystemError kError;
-    if (!VOListDirectory(m_vecRoots[uRoot] + VOTEXT("/") + strFolder, &vecFound, &kError))
+    VOSystemError error;
+    if (!VOListDirectory(m_vecRoots[uRoot] + VOTEXT("/") + strFolder, &vecFound, &error))
     {
         // What has gone since it was found is no news.
-        if (kError.bGone && (m_bTolerant || !strFolder.empty()))
+        if (error.bGone && (m_bTolerant || !strFolder.empty()))
         {
             return true;
         }
-        *pstrReason = fmt::format("can't be listed: {}", kError.strText);
+        *pstrReason = fmt::format("can't be listed: {}", error.strText);
         if (strFolder.empty())
         {
             *pstrReason = fmt::format("{}: {}", WrittenForm(m_vecRoots[uRoot], Escape::Controls), *pstrReason);
@@ -121,9 +121,9 @@ bool DirectoryLister::_ListRoot(size_t uRoot, const VOWString& strFolder, std::v
         return false;
     }
     pvecEntries->reserve(pvecEntries->size() + vecFound.size());
-    for (VODirectoryEntry& kFound : vecFound)
+    for (VODirectoryEntry& found : vecFound)
     {
-        pvecEntries->push_back(EntryOf(std::move(kFound), 1u << uRoot));
+        pvecEntries->push_back(EntryOf(std::move(found), 1u << uRoot));
     }
     return true;
 }

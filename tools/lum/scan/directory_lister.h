@@ -23,7 +23,7 @@ public:
               std::string* pstrReason) override;
 
     uint32_t AllRoots() const override;
-    bool DescribeRoot(IndexEntry* pkEntry) const override;
+    bool DescribeRoot(IndexEntry* pEntry) const override;
     VOWString OtherRoot(uint32_t uRoots) const override;
 
     // From now on a root that is gone is an empty one. Before, it is a wrong argument.

@@ -16,7 +16,7 @@ struct IndexEntry
 {
     VOWString strName;
     bool bFolder = false;
-    uint32_t uAttribute = 0;  // kFileAttribute... flags
+    uint32_t uAttribute = 0;  // fileAttribute... flags
     uint64_t ullSize = 0;
     int64_t nCreateTime = 0;
     int64_t nAccessTime = 0;
@@ -52,7 +52,7 @@ public:
     virtual uint32_t AllRoots() const { return 1; }
 
     // The attributes of the root folder itself; false where a source has none.
-    virtual bool DescribeRoot(IndexEntry* /*pkEntry*/) const { return false; }
+    virtual bool DescribeRoot(IndexEntry* /*pEntry*/) const { return false; }
 
     // The root of the file system under which an entry lies when that isn't the container's own root; empty otherwise.
     virtual VOWString OtherRoot(uint32_t /*uRoots*/) const { return {}; }

@@ -11,7 +11,7 @@ namespace
 {
 
 // What is wrong with a line; an empty text when nothing is.
-std::string AddLine(const VOWString& strText, PathTree* pkTree)
+std::string AddLine(const VOWString& strText, PathTree* pTree)
 {
     const std::string strShown = WrittenForm(strText, Escape::Controls);
     const std::optional<VOWString> strPath = CleanPath(strText);
@@ -19,14 +19,14 @@ std::string AddLine(const VOWString& strText, PathTree* pkTree)
     {
         return fmt::format("\"{}\" is no path below a root", strShown);
     }
-    IndexEntry kEntry;
-    kEntry.bFolder = strText.back() == '/' || strText.back() == '\\';
-    switch (pkTree->Add(*strPath, kEntry))
+    IndexEntry entry;
+    entry.bFolder = strText.back() == '/' || strText.back() == '\\';
+    switch (pTree->Add(*strPath, entry))
     {
         case PathTree::Added::UnderFile:
             return fmt::format("\"{}\" lies in something that an earlier line calls a file", strShown);
         case PathTree::Added::OtherKind:
-            return fmt::format("\"{}\" is a {} in an earlier line", strShown, kEntry.bFolder ? "file" : "folder");
+            return fmt::format("\"{}\" is a {} in an earlier line", strShown, entry.bFolder ? "file" : "folder");
         default:
             return {};
     }
@@ -34,21 +34,21 @@ std::string AddLine(const VOWString& strText, PathTree* pkTree)
 
 }  // namespace
 
-bool ReadPathList(const std::string& strNative, PathTree* pkTree, std::string* pstrError)
+bool ReadPathList(const std::string& strNative, PathTree* pTree, std::string* pstrError)
 {
     std::vector<TextLine> vecLines;
-    return ReadTextFile(strNative, &vecLines, pstrError) && ReadPaths(strNative, vecLines, pkTree, pstrError);
+    return ReadTextFile(strNative, &vecLines, pstrError) && ReadPaths(strNative, vecLines, pTree, pstrError);
 }
 
-bool ReadPaths(const std::string& strWhere, const std::vector<TextLine>& vecLines, PathTree* pkTree,
+bool ReadPaths(const std::string& strWhere, const std::vector<TextLine>& vecLines, PathTree* pTree,
                std::string* pstrError)
 {
-    for (const TextLine& kLine : vecLines)
+    for (const TextLine& line : vecLines)
     {
-        const std::string strWrong = AddLine(kLine.strText, pkTree);
+        const std::string strWrong = AddLine(line.strText, pTree);
         if (!strWrong.empty())
         {
-            *pstrError = fmt::format("{}:{}: {}", strWhere, kLine.uNumber, strWrong);
+            *pstrError = fmt::format("{}:{}: {}", strWhere, line.uNumber, strWrong);
             return false;
         }
     }

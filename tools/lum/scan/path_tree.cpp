@@ -20,17 +20,17 @@ PathTree::Added PathTree::_AddFolder(const VOWString& strPath)
     for (size_t uEnd = strPath.find(VOWCHAR('/')); !strPath.empty(); uEnd = strPath.find(VOWCHAR('/'), uEnd + 1))
     {
         const VOWString strPart = strPath.substr(0, uEnd);
-        const IndexEntry* pkEntry = _Find(strPart);
-        if (pkEntry != nullptr && !pkEntry->bFolder)
+        const IndexEntry* pEntry = _Find(strPart);
+        if (pEntry != nullptr && !pEntry->bFolder)
         {
             return Added::UnderFile;
         }
-        if (pkEntry == nullptr)
+        if (pEntry == nullptr)
         {
-            IndexEntry kFolder;
-            kFolder.strName = LastPart(strPart);
-            kFolder.bFolder = true;
-            m_mapFolders[ParentPath(strPart)].emplace(kFolder.strName, kFolder);
+            IndexEntry folder;
+            folder.strName = LastPart(strPart);
+            folder.bFolder = true;
+            m_mapFolders[ParentPath(strPart)].emplace(folder.strName, folder);
             m_mapFolders[strPart];
         }
         if (uEnd == VOWString::npos)
@@ -41,7 +41,7 @@ PathTree::Added PathTree::_AddFolder(const VOWString& strPath)
     return Added::New;
 }
 
-PathTree::Added PathTree::Add(const VOWString& strPath, const IndexEntry& kEntry)
+PathTree::Added PathTree::Add(const VOWString& strPath, const IndexEntry& entry)
 {
     if (strPath.empty())
     {
@@ -52,19 +52,19 @@ PathTree::Added PathTree::Add(const VOWString& strPath, const IndexEntry& kEntry
     {
         return eParent;
     }
-    IndexEntry kNew = kEntry;
-    kNew.strName = LastPart(strPath);
-    if (IndexEntry* pkOld = _Find(strPath))
+    IndexEntry fresh = entry;
+    fresh.strName = LastPart(strPath);
+    if (IndexEntry* pOld = _Find(strPath))
     {
-        if (pkOld->bFolder != kNew.bFolder)
+        if (pOld->bFolder != fresh.bFolder)
         {
             return Added::OtherKind;
         }
-        *pkOld = kNew;
+        *pOld = fresh;
         return Added::Again;
     }
-    m_mapFolders[ParentPath(strPath)].emplace(kNew.strName, kNew);
-    if (kNew.bFolder)
+    m_mapFolders[ParentPath(strPath)].emplace(fresh.strName, fresh);
+    if (fresh.bFolder)
     {
         m_mapFolders[strPath];
     }
@@ -78,9 +78,9 @@ bool PathTree::List(const VOWString& strFolder, uint32_t /*uRoots*/, std::vector
     const auto itFolder = m_mapFolders.find(strFolder);
     if (itFolder != m_mapFolders.end())
     {
-        for (const auto& [strName, kEntry] : itFolder->second)
+        for (const auto& [strName, entry] : itFolder->second)
         {
-            pvecEntries->push_back(kEntry);
+            pvecEntries->push_back(entry);
         }
     }
     return true;

@@ -21,8 +21,8 @@ public:
         OtherKind   // the path is a file and was a folder, or the other way round
     };
 
-    // Adds a path of CleanPath with the attributes of kEntry (its name isn't looked at), and the folders it lies in.
-    Added Add(const VOWString& strPath, const IndexEntry& kEntry);
+    // Adds a path of CleanPath with the attributes of entry (its name isn't looked at), and the folders it lies in.
+    Added Add(const VOWString& strPath, const IndexEntry& entry);
 
     bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
               std::string* pstrReason) override;

@@ -21,15 +21,15 @@ SourceIndex::SourceIndex(enumAssetFrom eaf, const VOWString& strRoot, const VOWS
       m_strRoot(strRoot),
       m_strRootName(strRootName),
       m_bMergeSign(bMergeSign),
-      m_pkContainer(std::make_unique<VOTSAssetNodeContainer>(AR_Provider, strRoot.c_str(), strRootName.c_str()))
+      m_pContainer(std::make_unique<VOTSAssetNodeContainer>(AR_Provider, strRoot.c_str(), strRootName.c_str()))
 {
 }
 
-bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pkLister, Progress* pkProgress,
+bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pLister, Progress* pProgress,
                         std::string* pstrError)
 {
-    m_pkLister = pkLister;
-    if (!EnterTypes(vecTypes, m_pkContainer.get()))
+    m_pLister = pLister;
+    if (!EnterTypes(vecTypes, m_pContainer.get()))
     {
         *pstrError = "the table of types was refused";
         return false;
@@ -40,17 +40,17 @@ bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, FolderLister*
         return false;
     }
 
-    m_vecPending.push_back({0, VOWString(), pkLister->AllRoots()});
-    return _EnterPending(pkProgress, pstrError);
+    m_vecPending.push_back({0, VOWString(), pLister->AllRoots()});
+    return _EnterPending(pProgress, pstrError);
 }
 
 // Lists the folders that were entered, and enters what they hold, until there are no more.
-bool SourceIndex::_EnterPending(Progress* pkProgress, std::string* pstrError)
+bool SourceIndex::_EnterPending(Progress* pProgress, std::string* pstrError)
 {
     std::vector<IndexEntry> vecEntries;
     while (!m_vecPending.empty())
     {
-        const PendingFolder kFolder = std::move(m_vecPending.back());
+        const PendingFolder folder = std::move(m_vecPending.back());
         m_vecPending.pop_back();
         std::string strReason;
         if (VOStopRequested())
@@ -58,31 +58,31 @@ bool SourceIndex::_EnterPending(Progress* pkProgress, std::string* pstrError)
             *pstrError = "stopped before the index was complete";
             return false;
         }
-        const bool bListed = m_pkLister->List(kFolder.strPath, kFolder.uRoots, &vecEntries, &strReason);
-        if (!bListed && kFolder.strPath.empty())
+        const bool bListed = m_pLister->List(folder.strPath, folder.uRoots, &vecEntries, &strReason);
+        if (!bListed && folder.strPath.empty())
         {
             *pstrError = strReason;
             return false;
         }
-        if (!bListed && kFolder.uAssetID != kNoNode)
+        if (!bListed && folder.uAssetID != kNoNode)
         {
-            _SetUnread(kFolder.strPath, false, strReason);
+            _SetUnread(folder.strPath, false, strReason);
         }
-        else if (bListed && kFolder.uAssetID != kNoNode)
+        else if (bListed && folder.uAssetID != kNoNode)
         {
-            _NoteVague(kFolder.strPath, false, vecEntries);
+            _NoteVague(folder.strPath, false, vecEntries);
         }
         std::vector<unsigned> vecNodes(vecEntries.size(), kNoNode);
-        if (!_EnterEntries(kFolder, vecEntries, &vecNodes) ||
-            (kFolder.uAssetID != kNoNode && !_SetChildren(kFolder.uAssetID, vecNodes)))
+        if (!_EnterEntries(folder, vecEntries, &vecNodes) ||
+            (folder.uAssetID != kNoNode && !_SetChildren(folder.uAssetID, vecNodes)))
         {
             *pstrError = fmt::format("{}: could not be entered, the index is full",
-                                     WrittenForm(kFolder.strPath, Escape::Controls));
+                                     WrittenForm(folder.strPath, Escape::Controls));
             return false;
         }
-        if (pkProgress != nullptr)
+        if (pProgress != nullptr)
         {
-            pkProgress->Show(m_uNodes);
+            pProgress->Show(m_uNodes);
         }
     }
     return true;
@@ -90,28 +90,28 @@ bool SourceIndex::_EnterPending(Progress* pkProgress, std::string* pstrError)
 
 bool SourceIndex::_EnterRoot()
 {
-    structAssetNode kNode;
+    structAssetNode node;
     int nExisted = 0;
-    if (m_pkContainer->RequestAssetNode(VOTEXT(""), kNode, nExisted) == 0 || nExisted != 0 || kNode.nAssetID != 0)
+    if (m_pContainer->RequestAssetNode(VOTEXT(""), node, nExisted) == 0 || nExisted != 0 || node.nAssetID != 0)
     {
         return false;
     }
     m_uNodes = 1;
-    IndexEntry kRoot;
-    m_pkLister->DescribeRoot(&kRoot);
-    kRoot.uRoots = m_pkLister->AllRoots();
-    return m_pkContainer->SetAssetNodeFolder(0, 1) != 0 && _SetAttributes(0, VOWString(), kRoot);
+    IndexEntry root;
+    m_pLister->DescribeRoot(&root);
+    root.uRoots = m_pLister->AllRoots();
+    return m_pContainer->SetAssetNodeFolder(0, 1) != 0 && _SetAttributes(0, VOWString(), root);
 }
 
 // Enters those entries of a folder that have no node yet. What is left of the nodes are the folder's children, in their
 // order. False when the index is full.
-bool SourceIndex::_EnterEntries(const PendingFolder& kFolder, const std::vector<IndexEntry>& vecEntries,
+bool SourceIndex::_EnterEntries(const PendingFolder& folder, const std::vector<IndexEntry>& vecEntries,
                                 std::vector<unsigned>* pvecNodes)
 {
     for (size_t i = 0; i < vecEntries.size(); ++i)
     {
-        unsigned& ruNode = (*pvecNodes)[i];
-        if (ruNode == kNoNode && !_EnterNode(kFolder, vecEntries[i], &ruNode))
+        unsigned& uNode = (*pvecNodes)[i];
+        if (uNode == kNoNode && !_EnterNode(folder, vecEntries[i], &uNode))
         {
             return false;
         }
@@ -123,30 +123,30 @@ bool SourceIndex::_EnterEntries(const PendingFolder& kFolder, const std::vector<
 // All at once: filling the lists child by child would cost the square.
 bool SourceIndex::_SetChildren(unsigned uAssetID, const std::vector<unsigned>& vecChildren)
 {
-    return !VO_FAULT_POINT("index.children") && m_pkContainer->SetAssetNodeChildIndex(uAssetID, vecChildren) != 0;
+    return !VO_FAULT_POINT("index.children") && m_pContainer->SetAssetNodeChildIndex(uAssetID, vecChildren) != 0;
 }
 
-void SourceIndex::LeaveOut(const NotIndexed& kLeftOut)
+void SourceIndex::LeaveOut(const NotIndexed& leftOut)
 {
-    if (const auto itBefore = m_mapDoubted.find(kLeftOut.strPath); itBefore != m_mapDoubted.end())
+    if (const auto itBefore = m_mapDoubted.find(leftOut.strPath); itBefore != m_mapDoubted.end())
     {
         m_mapLeftOut.insert(m_mapDoubted.extract(itBefore));
     }
-    const auto [itReason, bNew] = m_mapLeftOut.try_emplace(kLeftOut.strPath);
-    if (bNew || itReason->second != kLeftOut.strReason)
+    const auto [itReason, bNew] = m_mapLeftOut.try_emplace(leftOut.strPath);
+    if (bNew || itReason->second != leftOut.strReason)
     {
-        itReason->second = kLeftOut.strReason;
-        m_vecLeftOut.push_back(kLeftOut);
+        itReason->second = leftOut.strReason;
+        m_vecLeftOut.push_back(leftOut);
     }
 }
 
 // Names what is not in the index, and sees to it that what lies in it is named too. Always true: that is no failure.
-bool SourceIndex::_LeaveOut(const VOWString& strPath, const IndexEntry& kEntry, const std::string& strReason)
+bool SourceIndex::_LeaveOut(const VOWString& strPath, const IndexEntry& entry, const std::string& strReason)
 {
     LeaveOut({strPath, strReason});
-    if (kEntry.bFolder)
+    if (entry.bFolder)
     {
-        m_vecPending.push_back({kNoNode, strPath, kEntry.uRoots});
+        m_vecPending.push_back({kNoNode, strPath, entry.uRoots});
     }
     return true;
 }
@@ -184,7 +184,7 @@ void SourceIndex::_SetUnread(const VOWString& strFolder, bool bEntered, const st
 // Of a folder that was listed: whether more has to be known of its entries.
 void SourceIndex::_NoteVague(const VOWString& strFolder, bool bEntered, const std::vector<IndexEntry>& vecEntries)
 {
-    if (std::all_of(vecEntries.begin(), vecEntries.end(), [](const IndexEntry& kEntry) { return kEntry.bDescribed; }))
+    if (std::all_of(vecEntries.begin(), vecEntries.end(), [](const IndexEntry& entry) { return entry.bDescribed; }))
     {
         m_mapUnread.erase(strFolder);
         return;
@@ -194,59 +194,59 @@ void SourceIndex::_NoteVague(const VOWString& strFolder, bool bEntered, const st
 
 // Makes the node of an entry, unless it has to be left out; *puAssetID stays as it is then. False when the index is
 // full.
-bool SourceIndex::_EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry, unsigned* puAssetID)
+bool SourceIndex::_EnterNode(const PendingFolder& folder, const IndexEntry& entry, unsigned* puAssetID)
 {
-    const VOWString strPath = JoinPath(kFolder.strPath, kEntry.strName);
-    if (kFolder.uAssetID == kNoNode || !kEntry.strRefusal.empty())
+    const VOWString strPath = JoinPath(folder.strPath, entry.strName);
+    if (folder.uAssetID == kNoNode || !entry.strRefusal.empty())
     {
-        return _LeaveOut(strPath, kEntry,
-                         kEntry.strRefusal.empty() ? "it lies in a folder that isn't indexed" : kEntry.strRefusal);
+        return _LeaveOut(strPath, entry,
+                         entry.strRefusal.empty() ? "it lies in a folder that isn't indexed" : entry.strRefusal);
     }
     unsigned uNode = kNoNode;
     switch (_RequestNode(strPath, &uNode))
     {
         case Requested::TooLong:
-            return _LeaveOut(strPath, kEntry,
+            return _LeaveOut(strPath, entry,
                              fmt::format("the path is too long for the index ({} characters)", strPath.size()));
         case Requested::Known:
-            return _LeaveOut(strPath, kEntry, "the index can't tell it from another path");
+            return _LeaveOut(strPath, entry, "the index can't tell it from another path");
         case Requested::Refused:
             return false;
         default:
             break;
     }
-    const NameParts kParts = PartsOf(kEntry.strName, kEntry.bFolder);
-    if (!_SetNames(uNode, kFolder.strPath, kParts))
+    const NameParts parts = PartsOf(entry.strName, entry.bFolder);
+    if (!_SetNames(uNode, folder.strPath, parts))
     {
         _Unlink(uNode);
-        m_pkContainer->RemoveAssetNode(uNode);
-        return _LeaveOut(strPath, kEntry, "the index can't tell its name from another one");
+        m_pContainer->RemoveAssetNode(uNode);
+        return _LeaveOut(strPath, entry, "the index can't tell its name from another one");
     }
-    if (m_pkContainer->SetAssetNodeFolder(uNode, kEntry.bFolder ? 1 : 0) == 0 ||
-        m_pkContainer->SetAssetNodeParentIndex(uNode, kFolder.uAssetID) == 0 ||
-        !_SetAttributes(uNode, strPath, kEntry) || (!kEntry.bFolder && !_SetType(uNode, kParts.strExtension)))
+    if (m_pContainer->SetAssetNodeFolder(uNode, entry.bFolder ? 1 : 0) == 0 ||
+        m_pContainer->SetAssetNodeParentIndex(uNode, folder.uAssetID) == 0 || !_SetAttributes(uNode, strPath, entry) ||
+        (!entry.bFolder && !_SetType(uNode, parts.strExtension)))
     {
         return false;
     }
-    if (kEntry.bFolder)
+    if (entry.bFolder)
     {
-        m_vecPending.push_back({uNode, strPath, kEntry.uRoots});
+        m_vecPending.push_back({uNode, strPath, entry.uRoots});
     }
     ++m_uNodes;
-    _Changed(ChangeKind::Added, kEntry.bFolder, strPath, kEntry.uRoots);
+    _Changed(ChangeKind::Added, entry.bFolder, strPath, entry.uRoots);
     *puAssetID = uNode;
     return true;
 }
 
 // The pool tells texts apart by their hashes alone, so that a text may come back as another one. Then the node would
 // render as a path that doesn't exist.
-bool SourceIndex::_SetNames(unsigned uAssetID, const VOWString& strFolder, const NameParts& kParts)
+bool SourceIndex::_SetNames(unsigned uAssetID, const VOWString& strFolder, const NameParts& parts)
 {
-    structAssetNode kNode;
-    return m_pkContainer->SetAssetNodeStripPath(uAssetID, strFolder.c_str(), kParts.strBase.c_str(),
-                                                kParts.strExtension.c_str()) != 0 &&
-           m_pkContainer->GetAssetNode(uAssetID, kNode) != 0 && _HasText(kNode.hStrComponent, strFolder) &&
-           _HasText(kNode.hStrBaseName, kParts.strBase) && _HasText(kNode.hStrExtension, kParts.strExtension);
+    structAssetNode node;
+    return m_pContainer->SetAssetNodeStripPath(uAssetID, strFolder.c_str(), parts.strBase.c_str(),
+                                               parts.strExtension.c_str()) != 0 &&
+           m_pContainer->GetAssetNode(uAssetID, node) != 0 && _HasText(node.hStrComponent, strFolder) &&
+           _HasText(node.hStrBaseName, parts.strBase) && _HasText(node.hStrExtension, parts.strExtension);
 }
 
 bool SourceIndex::_HasText(void* hString, const VOWString& strText) const
@@ -256,7 +256,7 @@ bool SourceIndex::_HasText(void* hString, const VOWString& strText) const
         return hString == INVALID_HANDLE_VALUE;
     }
     // Byte copies, because the text may lie at an odd address, and no further than its terminator.
-    const VOWCHAR* pszText = m_pkContainer->GetString(hString);
+    const VOWCHAR* pszText = m_pContainer->GetString(hString);
     for (size_t i = 0; pszText != nullptr && i <= strText.size(); ++i)
     {
         if (memcmp(reinterpret_cast<const char*>(pszText) + i * sizeof(VOWCHAR), strText.c_str() + i,
@@ -268,11 +268,11 @@ bool SourceIndex::_HasText(void* hString, const VOWString& strText) const
     return pszText != nullptr;
 }
 
-bool SourceIndex::_SetAttributes(unsigned uAssetID, const VOWString& strPath, const IndexEntry& kEntry)
+bool SourceIndex::_SetAttributes(unsigned uAssetID, const VOWString& strPath, const IndexEntry& entry)
 {
-    if (m_pkContainer->SetAssetNodeAssetFrom(uAssetID, m_eaf) == 0 ||
-        m_pkContainer->SetAssetNodeFileAttribute(uAssetID, kEntry.ullSize, kEntry.nCreateTime, kEntry.nAccessTime,
-                                                 kEntry.nWriteTime, kEntry.uAttribute) == 0)
+    if (m_pContainer->SetAssetNodeAssetFrom(uAssetID, m_eaf) == 0 ||
+        m_pContainer->SetAssetNodeFileAttribute(uAssetID, entry.ullSize, entry.nCreateTime, entry.nAccessTime,
+                                                entry.nWriteTime, entry.uAttribute) == 0)
     {
         return false;
     }
@@ -280,20 +280,20 @@ bool SourceIndex::_SetAttributes(unsigned uAssetID, const VOWString& strPath, co
     {
         m_vecStamps.resize(size_t{uAssetID} + 1);
     }
-    m_vecStamps[uAssetID] = {kEntry.uWriteFraction, kEntry.uStatusStamp};
-    if (m_bMergeSign && m_pkContainer->SetAssetNodeAssetMergeSign(uAssetID, kEntry.uRoots) == 0)
+    m_vecStamps[uAssetID] = {entry.uWriteFraction, entry.uStatusStamp};
+    if (m_bMergeSign && m_pContainer->SetAssetNodeAssetMergeSign(uAssetID, entry.uRoots) == 0)
     {
         return false;
     }
-    return m_pkLister->OtherRoot(kEntry.uRoots).empty() ||
-           m_pkContainer->SetAssetNodePhysicsPath(uAssetID, _PhysicalPath(strPath, kEntry.uRoots).c_str()) != 0;
+    return m_pLister->OtherRoot(entry.uRoots).empty() ||
+           m_pContainer->SetAssetNodePhysicsPath(uAssetID, _PhysicalPath(strPath, entry.uRoots).c_str()) != 0;
 }
 
 bool SourceIndex::_SetType(unsigned uAssetID, const VOWString& strExtension)
 {
-    const KnownType& kType = _TypeOf(strExtension);
-    return kType.nNumber < 0 ||
-           m_pkContainer->SetAssetNodeClassifyType(uAssetID, kType.nNumber, kType.strName.c_str()) != 0;
+    const KnownType& type = _TypeOf(strExtension);
+    return type.nNumber < 0 ||
+           m_pContainer->SetAssetNodeClassifyType(uAssetID, type.nNumber, type.strName.c_str()) != 0;
 }
 
 // The type of the whole extension, otherwise of the text behind its last dot.
@@ -307,9 +307,9 @@ const SourceIndex::KnownType& SourceIndex::_TypeOf(const VOWString& strExtension
     const VOWString strLast = LastExtension(strExtension);
     int nNumber = -1;
     VOWCHAR szName[LENGTH_OF_CLASSIFYNAME] = {};
-    if ((m_pkContainer->GetClassifyTypeByExtension(strExtension.c_str(), nNumber) != 0 ||
-         (!strLast.empty() && m_pkContainer->GetClassifyTypeByExtension(strLast.c_str(), nNumber) != 0)) &&
-        m_pkContainer->GetClassifyName(nNumber, szName) != 0)
+    if ((m_pContainer->GetClassifyTypeByExtension(strExtension.c_str(), nNumber) != 0 ||
+         (!strLast.empty() && m_pContainer->GetClassifyTypeByExtension(strLast.c_str(), nNumber) != 0)) &&
+        m_pContainer->GetClassifyName(nNumber, szName) != 0)
     {
         itType->second = {nNumber, szName};
     }
@@ -320,24 +320,24 @@ void SourceIndex::_Changed(ChangeKind eKind, bool bFolder, const VOWString& strP
                            const VOWString& strNewName)
 {
     m_bChanged = true;
-    if (m_pkChanges != nullptr)
+    if (m_pChanges != nullptr)
     {
         const VOWString strNow = strNewName.empty() ? strPath : JoinPath(ParentPath(strPath), strNewName);
-        m_pkChanges->push_back({m_eaf, eKind, bFolder, uRoots, strPath, strNewName, _PhysicalPath(strNow, uRoots), 0});
+        m_pChanges->push_back({m_eaf, eKind, bFolder, uRoots, strPath, strNewName, _PhysicalPath(strNow, uRoots), 0});
     }
 }
 
 // The path on the disk, which only the lister knows where there are several roots.
 VOWString SourceIndex::_PhysicalPath(const VOWString& strPath, uint32_t uRoots) const
 {
-    const VOWString strOtherRoot = m_pkLister->OtherRoot(uRoots);
+    const VOWString strOtherRoot = m_pLister->OtherRoot(uRoots);
     return JoinPath(strOtherRoot.empty() ? m_strRoot : strOtherRoot, strPath);
 }
 
 VOTSAssetNodeContainer::ContainerAlloc* SourceIndex::MakeImage()
 {
     m_bChanged = false;
-    return m_pkContainer->GetAlloc();
+    return m_pContainer->GetAlloc();
 }
 
 }  // namespace lum

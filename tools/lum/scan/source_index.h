@@ -45,10 +45,10 @@ struct FolderHints
     bool IsEmpty() const { return vecRenamed.empty() && setWritten.empty(); }
 
     // What became known later.
-    void Add(const FolderHints& kLater)
+    void Add(const FolderHints& later)
     {
-        vecRenamed.insert(vecRenamed.end(), kLater.vecRenamed.begin(), kLater.vecRenamed.end());
-        setWritten.insert(kLater.setWritten.begin(), kLater.setWritten.end());
+        vecRenamed.insert(vecRenamed.end(), later.vecRenamed.begin(), later.vecRenamed.end());
+        setWritten.insert(later.setWritten.begin(), later.setWritten.end());
     }
 };
 
@@ -61,14 +61,14 @@ public:
 
     // Walks the whole source once. False with a message when the root can't be listed, the table of types is refused,
     // the index is full, or a stop was requested; the container is then of no use.
-    bool Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pkLister, Progress* pkProgress,
+    bool Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pLister, Progress* pProgress,
                std::string* pstrError);
 
     // Nodes that are in the index now.
     unsigned NodeCount() const { return m_uNodes; }
 
     // Something of the source that is not in the index. Also for what a lister leaves out by itself.
-    void LeaveOut(const NotIndexed& kLeftOut);
+    void LeaveOut(const NotIndexed& leftOut);
 
     // How much is not in the index, and what of it came up since the last call. What can be entered later, or is gone,
     // is forgotten: it comes up again when it is left out again.
@@ -87,7 +87,7 @@ public:
     // times of folders, are brought up to date in passing; a time of access alone is no reason to do so. A folder that
     // can't be listed stays as it was, with all below it, and is an unread one. False with a message when the index is
     // full; a folder that isn't in the index is no failure.
-    bool Compare(const VOWString& strFolder, const FolderHints& kHints, Changes* pkChanges,
+    bool Compare(const VOWString& strFolder, const FolderHints& hints, Changes* pChanges,
                  std::vector<VOWString>* pvecMore, std::string* pstrError);
 
     bool HasFolder(const VOWString& strFolder) const;
@@ -136,18 +136,18 @@ private:
     class OwnLister;
 
     bool _EnterRoot();
-    bool _EnterPending(Progress* pkProgress, std::string* pstrError);
-    bool _EnterEntries(const PendingFolder& kFolder, const std::vector<IndexEntry>& vecEntries,
+    bool _EnterPending(Progress* pProgress, std::string* pstrError);
+    bool _EnterEntries(const PendingFolder& folder, const std::vector<IndexEntry>& vecEntries,
                        std::vector<unsigned>* pvecNodes);
-    bool _EnterNode(const PendingFolder& kFolder, const IndexEntry& kEntry, unsigned* puAssetID);
-    bool _LeaveOut(const VOWString& strPath, const IndexEntry& kEntry, const std::string& strReason);
+    bool _EnterNode(const PendingFolder& folder, const IndexEntry& entry, unsigned* puAssetID);
+    bool _LeaveOut(const VOWString& strPath, const IndexEntry& entry, const std::string& strReason);
     bool _SetChildren(unsigned uAssetID, const std::vector<unsigned>& vecChildren);
     void _SetUnread(const VOWString& strFolder, bool bEntered, const std::string& strReason);
     void _NoteVague(const VOWString& strFolder, bool bEntered, const std::vector<IndexEntry>& vecEntries);
     Requested _RequestNode(const VOWString& strPath, unsigned* puAssetID);
     Requested _RequestKey(const VOWString& strForm, unsigned* puAssetID);
-    bool _SetNames(unsigned uAssetID, const VOWString& strFolder, const NameParts& kParts);
-    bool _SetAttributes(unsigned uAssetID, const VOWString& strPath, const IndexEntry& kEntry);
+    bool _SetNames(unsigned uAssetID, const VOWString& strFolder, const NameParts& parts);
+    bool _SetAttributes(unsigned uAssetID, const VOWString& strPath, const IndexEntry& entry);
     bool _SetType(unsigned uAssetID, const VOWString& strExtension);
     const KnownType& _TypeOf(const VOWString& strExtension);
     bool _HasText(void* hString, const VOWString& strText) const;
@@ -157,14 +157,11 @@ private:
     LUMTrayService::structAssetNode _Node(unsigned uAssetID) const;
     VOWString _PhysicalPath(const VOWString& strPath, uint32_t uRoots) const;
     VOWString _Text(void* hString) const;
-    VOWString _NameOf(const LUMTrayService::structAssetNode& kNode) const;
+    VOWString _NameOf(const LUMTrayService::structAssetNode& node) const;
     VOWString _PathOf(unsigned uAssetID) const;
-    uint32_t _RootsOf(const LUMTrayService::structAssetNode& kNode) const
-    {
-        return m_bMergeSign ? kNode.uAssetMerge : 1;
-    }
+    uint32_t _RootsOf(const LUMTrayService::structAssetNode& node) const { return m_bMergeSign ? node.uAssetMerge : 1; }
     bool _IsFolder(unsigned uAssetID) const { return _Node(uAssetID).bFolder != 0; }
-    std::vector<unsigned> _ListsOf(std::initializer_list<unsigned> kLists) const;
+    std::vector<unsigned> _ListsOf(std::initializer_list<unsigned> lists) const;
     std::vector<unsigned> _ChildrenOf(unsigned uAssetID) const;
     unsigned _FindKey(const VOWString& strForm) const;
     unsigned _FindNode(const VOWString& strPath) const;
@@ -181,13 +178,13 @@ private:
     VOWString m_strRoot;
     VOWString m_strRootName;
     bool m_bMergeSign;
-    std::unique_ptr<VOTSAssetNodeContainer> m_pkContainer;
-    FolderLister* m_pkLister = nullptr;
+    std::unique_ptr<VOTSAssetNodeContainer> m_pContainer;
+    FolderLister* m_pLister = nullptr;
     unsigned m_uNodes = 0;
     unsigned long long m_ullDropped = 0;  // entries of child lists that no folder has any more
     bool m_bChanged = true;
     std::vector<std::pair<uint32_t, uint32_t>> m_vecStamps;  // by id: what the records have no room for
-    Changes* m_pkChanges = nullptr;                          // where a comparison reports
+    Changes* m_pChanges = nullptr;                           // where a comparison reports
     std::vector<PendingFolder> m_vecPending;
 
     std::map<VOWString, std::string> m_mapLeftOut;  // by path: why

@@ -24,7 +24,7 @@ Renames WholeRenames(const Renames& vecSteps)
     for (const auto& [strOld, strNew] : vecSteps)
     {
         const auto itBefore = std::find_if(vecWhole.begin(), vecWhole.end(),
-                                           [&strOld = strOld](const auto& kWhole) { return kWhole.second == strOld; });
+                                           [&strOld = strOld](const auto& whole) { return whole.second == strOld; });
         if (itBefore != vecWhole.end())
         {
             itBefore->second = strNew;
@@ -44,59 +44,59 @@ Renames WholeRenames(const Renames& vecSteps)
 class SourceIndex::Comparison
 {
 public:
-    Comparison(SourceIndex* pkIndex, const PendingFolder& kFolder, std::vector<IndexEntry> vecEntries,
-               Changes* pkChanges, std::vector<VOWString>* pvecMore)
-        : m_rkIndex(*pkIndex),
-          m_kFolder(kFolder),
+    Comparison(SourceIndex* pIndex, const PendingFolder& folder, std::vector<IndexEntry> vecEntries, Changes* pChanges,
+               std::vector<VOWString>* pvecMore)
+        : m_index(*pIndex),
+          m_folder(folder),
           m_vecEntries(std::move(vecEntries)),
           m_vecNodes(m_vecEntries.size(), kNoNode),
           m_pvecMore(pvecMore)
     {
-        m_rkIndex.m_pkChanges = pkChanges;
+        m_index.m_pChanges = pChanges;
     }
 
     // However it ended, nothing of it is left for the next one.
     ~Comparison()
     {
-        m_rkIndex.m_vecPending.clear();
-        m_rkIndex.m_mapDoubted.clear();
-        m_rkIndex.m_pkChanges = nullptr;
+        m_index.m_vecPending.clear();
+        m_index.m_mapDoubted.clear();
+        m_index.m_pChanges = nullptr;
     }
 
     Comparison(const Comparison&) = delete;
     Comparison& operator=(const Comparison&) = delete;
 
     // False with a message when the index is full.
-    bool Run(const FolderHints& kHints, std::string* pstrError)
+    bool Run(const FolderHints& hints, std::string* pstrError)
     {
-        _Match(kHints.setWritten);
-        _FollowRenames(WholeRenames(kHints.vecRenamed), false);
+        _Match(hints.setWritten);
+        _FollowRenames(WholeRenames(hints.vecRenamed), false);
         _FollowRenames(_RenamesByTheLook(), true);
         _DoubtLeftOut();
-        if (!m_rkIndex._SettleOrphans() || !_RemoveGone() || !_Enter())
+        if (!m_index._SettleOrphans() || !_RemoveGone() || !_Enter())
         {
             *pstrError = "the index is full";
             return false;
         }
-        return m_rkIndex._EnterPending(nullptr, pstrError);
+        return m_index._EnterPending(nullptr, pstrError);
     }
 
 private:
-    VOWString _PathOf(const VOWString& strName) const { return JoinPath(m_kFolder.strPath, strName); }
+    VOWString _PathOf(const VOWString& strName) const { return JoinPath(m_folder.strPath, strName); }
     size_t _Find(const VOWString& strName) const;
     void _Match(const std::set<VOWString>& setWritten);
-    bool _Follow(const IndexEntry& kEntry, unsigned uNode, bool bWritten);
+    bool _Follow(const IndexEntry& entry, unsigned uNode, bool bWritten);
     Renames _RenamesByTheLook() const;
     void _FollowRenames(const Renames& vecRenames, bool bGuessed);
     void _LookBelow(const VOWString& strName, unsigned uFolder);
-    bool _Rename(const VOWString& strOldName, const IndexEntry& kEntry, unsigned uNode);
+    bool _Rename(const VOWString& strOldName, const IndexEntry& entry, unsigned uNode);
     void _DoubtLeftOut();
     bool _RemoveGone();
     void _TellGone(const VOWString& strPath, unsigned uNode);
     bool _Enter();
 
-    SourceIndex& m_rkIndex;
-    PendingFolder m_kFolder;
+    SourceIndex& m_index;
+    PendingFolder m_folder;
     std::vector<IndexEntry> m_vecEntries;
     std::vector<unsigned> m_vecNodes;  // of each entry, kNoNode as long as it has none
     std::unordered_map<VOWString, unsigned> m_mapGone;
@@ -104,7 +104,7 @@ private:
     bool m_bListChanged = false;
 };
 
-bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& kHints, Changes* pkChanges,
+bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, Changes* pChanges,
                           std::vector<VOWString>* pvecMore, std::string* pstrError)
 {
     if (!HasFolder(strFolder))
@@ -112,10 +112,10 @@ bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& kHints,
         return true;
     }
     const unsigned uFolder = _FindNode(strFolder);
-    const PendingFolder kFolder{uFolder, strFolder, _RootsOf(_Node(uFolder))};
+    const PendingFolder folder{uFolder, strFolder, _RootsOf(_Node(uFolder))};
     std::vector<IndexEntry> vecEntries;
     std::string strReason;
-    if (!m_pkLister->List(strFolder, kFolder.uRoots, &vecEntries, &strReason))
+    if (!m_pLister->List(strFolder, folder.uRoots, &vecEntries, &strReason))
     {
         _SetUnread(strFolder, true, strReason);
         return true;
@@ -126,16 +126,15 @@ bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& kHints,
         // It may be gone itself.
         pvecMore->push_back(ParentPath(strFolder));
     }
-    return Comparison(this, kFolder, std::move(vecEntries), pkChanges, pvecMore).Run(kHints, pstrError);
+    return Comparison(this, folder, std::move(vecEntries), pChanges, pvecMore).Run(hints, pstrError);
 }
 
 // The entry of a name, or the number of entries. One that is refused is none.
 size_t SourceIndex::Comparison::_Find(const VOWString& strName) const
 {
     const auto itEnd = m_vecEntries.end();
-    auto itEntry =
-        std::lower_bound(m_vecEntries.begin(), itEnd, strName,
-                         [](const IndexEntry& kEntry, const VOWString& str) { return kEntry.strName < str; });
+    auto itEntry = std::lower_bound(m_vecEntries.begin(), itEnd, strName,
+                                    [](const IndexEntry& entry, const VOWString& str) { return entry.strName < str; });
     while (itEntry != itEnd && itEntry->strName == strName && !itEntry->strRefusal.empty())
     {
         ++itEntry;
@@ -147,17 +146,17 @@ size_t SourceIndex::Comparison::_Find(const VOWString& strName) const
 // What stays under its name. What couldn't be looked at is taken for what it was.
 void SourceIndex::Comparison::_Match(const std::set<VOWString>& setWritten)
 {
-    for (const unsigned uChild : m_rkIndex._ChildrenOf(m_kFolder.uAssetID))
+    for (const unsigned uChild : m_index._ChildrenOf(m_folder.uAssetID))
     {
-        m_mapGone.emplace(m_rkIndex._NameOf(m_rkIndex._Node(uChild)), uChild);
+        m_mapGone.emplace(m_index._NameOf(m_index._Node(uChild)), uChild);
     }
     for (size_t i = 0; i < m_vecEntries.size(); ++i)
     {
-        const IndexEntry& kEntry = m_vecEntries[i];
-        const auto itKnown = kEntry.strRefusal.empty() ? m_mapGone.find(kEntry.strName) : m_mapGone.end();
+        const IndexEntry& entry = m_vecEntries[i];
+        const auto itKnown = entry.strRefusal.empty() ? m_mapGone.find(entry.strName) : m_mapGone.end();
         if (itKnown != m_mapGone.end() &&
-            (!kEntry.bDescribed || (m_rkIndex._IsFolder(itKnown->second) == kEntry.bFolder &&
-                                    _Follow(kEntry, itKnown->second, setWritten.contains(kEntry.strName)))))
+            (!entry.bDescribed || (m_index._IsFolder(itKnown->second) == entry.bFolder &&
+                                   _Follow(entry, itKnown->second, setWritten.contains(entry.strName)))))
         {
             m_vecNodes[i] = itKnown->second;
             m_mapGone.erase(itKnown);
@@ -167,32 +166,32 @@ void SourceIndex::Comparison::_Match(const std::set<VOWString>& setWritten)
 
 // Brings a node up to date with its entry. False when it has to be made anew, because the library can't take back what
 // the node says.
-bool SourceIndex::Comparison::_Follow(const IndexEntry& kEntry, unsigned uNode, bool bWritten)
+bool SourceIndex::Comparison::_Follow(const IndexEntry& entry, unsigned uNode, bool bWritten)
 {
-    const VOWString strPath = _PathOf(kEntry.strName);
-    const structAssetNode kNode = m_rkIndex._Node(uNode);
-    const bool bOtherRoots = m_rkIndex.m_bMergeSign && kNode.uAssetMerge != kEntry.uRoots;
-    if (bOtherRoots && m_rkIndex.m_pkLister->OtherRoot(kEntry.uRoots).empty() &&
-        kNode.hStrPhysicsPath != INVALID_HANDLE_VALUE)
+    const VOWString strPath = _PathOf(entry.strName);
+    const structAssetNode node = m_index._Node(uNode);
+    const bool bOtherRoots = m_index.m_bMergeSign && node.uAssetMerge != entry.uRoots;
+    if (bOtherRoots && m_index.m_pLister->OtherRoot(entry.uRoots).empty() &&
+        node.hStrPhysicsPath != INVALID_HANDLE_VALUE)
     {
         return false;
     }
-    const bool bTimes = kNode.ftLastWriteTime != kEntry.nWriteTime || kNode.ftCreateTime != kEntry.nCreateTime;
-    const bool bOther = kNode.ullFileSize != kEntry.ullSize || kNode.nFileAttribute != kEntry.uAttribute || bOtherRoots;
+    const bool bTimes = node.ftLastWriteTime != entry.nWriteTime || node.ftCreateTime != entry.nCreateTime;
+    const bool bOther = node.ullFileSize != entry.ullSize || node.nFileAttribute != entry.uAttribute || bOtherRoots;
     // The status changes with the mode as well, so that it counts only where a write is known of; until then it stays
     // as it was, for a hint that is still to come.
-    const auto [uFraction, uStatus] = m_rkIndex.m_vecStamps[uNode];
-    const bool bRewritten = uFraction != kEntry.uWriteFraction || (bWritten && uStatus != kEntry.uStatusStamp);
-    m_rkIndex.m_bChanged = m_rkIndex.m_bChanged || bOther || bTimes;
+    const auto [uFraction, uStatus] = m_index.m_vecStamps[uNode];
+    const bool bRewritten = uFraction != entry.uWriteFraction || (bWritten && uStatus != entry.uStatusStamp);
+    m_index.m_bChanged = m_index.m_bChanged || bOther || bTimes;
     if (bOther || bTimes || bRewritten)
     {
-        m_rkIndex._SetAttributes(uNode, strPath, kEntry);
+        m_index._SetAttributes(uNode, strPath, entry);
     }
-    if (bOther || (!kEntry.bFolder && (bTimes || bRewritten)))
+    if (bOther || (!entry.bFolder && (bTimes || bRewritten)))
     {
-        m_rkIndex._Changed(ChangeKind::Modified, kEntry.bFolder, strPath, kEntry.uRoots);
+        m_index._Changed(ChangeKind::Modified, entry.bFolder, strPath, entry.uRoots);
     }
-    if (bOtherRoots && kEntry.bFolder)
+    if (bOtherRoots && entry.bFolder)
     {
         m_pvecMore->push_back(strPath);
     }
@@ -207,30 +206,30 @@ Renames SourceIndex::Comparison::_RenamesByTheLook() const
     std::map<Look, std::pair<std::vector<VOWString>, std::vector<VOWString>>> mapLooks;
     for (const auto& [strName, uNode] : m_mapGone)
     {
-        const structAssetNode kNode = m_rkIndex._Node(uNode);
-        const Look kLook(kNode.bFolder != 0, kNode.ullFileSize, kNode.ftCreateTime, kNode.ftLastWriteTime,
-                         m_rkIndex.m_vecStamps[uNode].first);
-        mapLooks[kLook].first.push_back(strName);
+        const structAssetNode node = m_index._Node(uNode);
+        const Look look(node.bFolder != 0, node.ullFileSize, node.ftCreateTime, node.ftLastWriteTime,
+                        m_index.m_vecStamps[uNode].first);
+        mapLooks[look].first.push_back(strName);
     }
     for (size_t i = 0; i < m_vecEntries.size() && !mapLooks.empty(); ++i)
     {
-        const IndexEntry& kEntry = m_vecEntries[i];
-        if (m_vecNodes[i] == kNoNode && kEntry.bDescribed && kEntry.strRefusal.empty() && kEntry.uWriteFraction != 0)
+        const IndexEntry& entry = m_vecEntries[i];
+        if (m_vecNodes[i] == kNoNode && entry.bDescribed && entry.strRefusal.empty() && entry.uWriteFraction != 0)
         {
             const auto itLook = mapLooks.find(
-                Look(kEntry.bFolder, kEntry.ullSize, kEntry.nCreateTime, kEntry.nWriteTime, kEntry.uWriteFraction));
+                Look(entry.bFolder, entry.ullSize, entry.nCreateTime, entry.nWriteTime, entry.uWriteFraction));
             if (itLook != mapLooks.end())
             {
-                itLook->second.second.push_back(kEntry.strName);
+                itLook->second.second.push_back(entry.strName);
             }
         }
     }
     Renames vecRenames;
-    for (const auto& [kLook, kNames] : mapLooks)
+    for (const auto& [look, names] : mapLooks)
     {
-        if (kNames.first.size() == 1 && kNames.second.size() == 1)
+        if (names.first.size() == 1 && names.second.size() == 1)
         {
-            vecRenames.emplace_back(kNames.first[0], kNames.second[0]);
+            vecRenames.emplace_back(names.first[0], names.second[0]);
         }
     }
     return vecRenames;
@@ -249,22 +248,22 @@ void SourceIndex::Comparison::_FollowRenames(const Renames& vecRenames, bool bGu
         {
             continue;
         }
-        const IndexEntry& kEntry = m_vecEntries[uNew];
-        unsigned& ruNode = m_vecNodes[uNew];
-        if (ruNode != kNoNode && m_rkIndex._IsFolder(ruNode))
+        const IndexEntry& entry = m_vecEntries[uNew];
+        unsigned& uNode = m_vecNodes[uNew];
+        if (uNode != kNoNode && m_index._IsFolder(uNode))
         {
             // A folder that was moved onto another one may hold anything.
-            _LookBelow(strNew, ruNode);
+            _LookBelow(strNew, uNode);
         }
-        else if (ruNode == kNoNode && kEntry.bDescribed && !m_mapGone.contains(strNew) &&
-                 m_rkIndex._IsFolder(itOld->second) == kEntry.bFolder && _Rename(strOld, kEntry, itOld->second))
+        else if (uNode == kNoNode && entry.bDescribed && !m_mapGone.contains(strNew) &&
+                 m_index._IsFolder(itOld->second) == entry.bFolder && _Rename(strOld, entry, itOld->second))
         {
-            ruNode = itOld->second;
+            uNode = itOld->second;
             m_mapGone.erase(itOld);
             m_bListChanged = true;
-            if (bGuessed && kEntry.bFolder)
+            if (bGuessed && entry.bFolder)
             {
-                _LookBelow(strNew, ruNode);
+                _LookBelow(strNew, uNode);
             }
         }
     }
@@ -273,30 +272,30 @@ void SourceIndex::Comparison::_FollowRenames(const Renames& vecRenames, bool bGu
 void SourceIndex::Comparison::_LookBelow(const VOWString& strName, unsigned uFolder)
 {
     m_pvecMore->push_back(_PathOf(strName));
-    m_rkIndex._FoldersBelow(uFolder, _PathOf(strName), m_pvecMore);
+    m_index._FoldersBelow(uFolder, _PathOf(strName), m_pvecMore);
 }
 
-bool SourceIndex::Comparison::_Rename(const VOWString& strOldName, const IndexEntry& kEntry, unsigned uNode)
+bool SourceIndex::Comparison::_Rename(const VOWString& strOldName, const IndexEntry& entry, unsigned uNode)
 {
     const VOWString strOldPath = _PathOf(strOldName);
-    const VOWString strNewPath = _PathOf(kEntry.strName);
-    const NameParts kParts = PartsOf(kEntry.strName, kEntry.bFolder);
+    const VOWString strNewPath = _PathOf(entry.strName);
+    const NameParts parts = PartsOf(entry.strName, entry.bFolder);
     // Under several roots a node has texts that name them; and a type can't be taken back.
-    if (m_rkIndex.m_bMergeSign || !m_rkIndex._CanMove(uNode, strNewPath) ||
-        (m_rkIndex._Node(uNode).nClassifyType >= 0 && m_rkIndex._TypeOf(kParts.strExtension).nNumber < 0) ||
-        !m_rkIndex._Move(uNode, m_kFolder.strPath, kEntry.strName))
+    if (m_index.m_bMergeSign || !m_index._CanMove(uNode, strNewPath) ||
+        (m_index._Node(uNode).nClassifyType >= 0 && m_index._TypeOf(parts.strExtension).nNumber < 0) ||
+        !m_index._Move(uNode, m_folder.strPath, entry.strName))
     {
         return false;
     }
-    m_rkIndex._SetAttributes(uNode, strNewPath, kEntry);
-    m_rkIndex._Changed(ChangeKind::Renamed, kEntry.bFolder, strOldPath, kEntry.uRoots, kEntry.strName);
-    if (!kEntry.bFolder)
+    m_index._SetAttributes(uNode, strNewPath, entry);
+    m_index._Changed(ChangeKind::Renamed, entry.bFolder, strOldPath, entry.uRoots, entry.strName);
+    if (!entry.bFolder)
     {
-        m_rkIndex._SetType(uNode, kParts.strExtension);
+        m_index._SetType(uNode, parts.strExtension);
         return true;
     }
     // What wasn't in the index under the old name may be under the new one.
-    for (const VOWString& strAgain : m_rkIndex._Forget(strOldPath))
+    for (const VOWString& strAgain : m_index._Forget(strOldPath))
     {
         m_pvecMore->push_back(strNewPath + strAgain.substr(strOldPath.size()));
     }
@@ -307,10 +306,10 @@ bool SourceIndex::Comparison::_Rename(const VOWString& strOldName, const IndexEn
 // the contents are its own comparison's matter.
 void SourceIndex::Comparison::_DoubtLeftOut()
 {
-    std::map<VOWString, std::string>& rmapLeftOut = m_rkIndex.m_mapLeftOut;
-    const VOWString strPrefix = m_kFolder.strPath.empty() ? VOWString() : m_kFolder.strPath + VOTEXT("/");
-    auto itLeftOut = rmapLeftOut.lower_bound(strPrefix);
-    while (itLeftOut != rmapLeftOut.end() && itLeftOut->first.starts_with(strPrefix))
+    std::map<VOWString, std::string>& mapLeftOut = m_index.m_mapLeftOut;
+    const VOWString strPrefix = m_folder.strPath.empty() ? VOWString() : m_folder.strPath + VOTEXT("/");
+    auto itLeftOut = mapLeftOut.lower_bound(strPrefix);
+    while (itLeftOut != mapLeftOut.end() && itLeftOut->first.starts_with(strPrefix))
     {
         const auto itNext = std::next(itLeftOut);
         const VOWString strRest = itLeftOut->first.substr(strPrefix.size());
@@ -318,7 +317,7 @@ void SourceIndex::Comparison::_DoubtLeftOut()
         const size_t uEntry = uSlash != VOWString::npos ? _Find(strRest.substr(0, uSlash)) : m_vecEntries.size();
         if (uEntry == m_vecEntries.size() || m_vecNodes[uEntry] == kNoNode)
         {
-            m_rkIndex.m_mapDoubted.insert(rmapLeftOut.extract(itLeftOut));
+            m_index.m_mapDoubted.insert(mapLeftOut.extract(itLeftOut));
         }
         itLeftOut = itNext;
     }
@@ -331,9 +330,9 @@ bool SourceIndex::Comparison::_RemoveGone()
         const VOWString strPath = _PathOf(strName);
         m_bListChanged = true;
         _TellGone(strPath, uNode);
-        m_rkIndex.m_pkContainer->RemoveAssetNode(uNode);
-        m_rkIndex._Forget(strPath);
-        if (!m_rkIndex._SettleOrphans())
+        m_index.m_pContainer->RemoveAssetNode(uNode);
+        m_index._Forget(strPath);
+        if (!m_index._SettleOrphans())
         {
             return false;
         }
@@ -344,33 +343,33 @@ bool SourceIndex::Comparison::_RemoveGone()
 // Tells of a subtree from the inside out, as it is undone, and takes it off its keys.
 void SourceIndex::Comparison::_TellGone(const VOWString& strPath, unsigned uNode)
 {
-    const structAssetNode kNode = m_rkIndex._Node(uNode);
-    if (kNode.bFolder != 0)
+    const structAssetNode node = m_index._Node(uNode);
+    if (node.bFolder != 0)
     {
-        for (const unsigned uChild : m_rkIndex._ChildrenOf(uNode))
+        for (const unsigned uChild : m_index._ChildrenOf(uNode))
         {
-            _TellGone(JoinPath(strPath, m_rkIndex._NameOf(m_rkIndex._Node(uChild))), uChild);
+            _TellGone(JoinPath(strPath, m_index._NameOf(m_index._Node(uChild))), uChild);
         }
     }
-    --m_rkIndex.m_uNodes;
-    m_rkIndex._Unlink(uNode);
-    m_rkIndex._Changed(ChangeKind::Removed, kNode.bFolder != 0, strPath, m_rkIndex._RootsOf(kNode));
+    --m_index.m_uNodes;
+    m_index._Unlink(uNode);
+    m_index._Changed(ChangeKind::Removed, node.bFolder != 0, strPath, m_index._RootsOf(node));
 }
 
 bool SourceIndex::Comparison::_Enter()
 {
-    const unsigned uBefore = m_rkIndex.m_uNodes;
-    if (!m_rkIndex._EnterEntries(m_kFolder, m_vecEntries, &m_vecNodes))
+    const unsigned uBefore = m_index.m_uNodes;
+    if (!m_index._EnterEntries(m_folder, m_vecEntries, &m_vecNodes))
     {
         return false;
     }
-    if (!m_bListChanged && m_rkIndex.m_uNodes == uBefore)
+    if (!m_bListChanged && m_index.m_uNodes == uBefore)
     {
         return true;
     }
-    m_rkIndex.m_ullDropped += m_vecNodes.size();
-    m_rkIndex.m_bChanged = true;
-    return m_rkIndex._SetChildren(m_kFolder.uAssetID, std::move(m_vecNodes));
+    m_index.m_ullDropped += m_vecNodes.size();
+    m_index.m_bChanged = true;
+    return m_index._SetChildren(m_folder.uAssetID, std::move(m_vecNodes));
 }
 
 }  // namespace lum

@@ -20,36 +20,36 @@ constexpr unsigned long long kWornAtLeast = 50000;
 
 structAssetNode SourceIndex::_Node(unsigned uAssetID) const
 {
-    structAssetNode kNode;
-    m_pkContainer->GetAssetNode(uAssetID, kNode);
-    return kNode;
+    structAssetNode node;
+    m_pContainer->GetAssetNode(uAssetID, node);
+    return node;
 }
 
 VOWString SourceIndex::_Text(void* hString) const
 {
-    return hString == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(m_pkContainer->GetString(hString));
+    return hString == INVALID_HANDLE_VALUE ? VOWString() : VOTextOf(m_pContainer->GetString(hString));
 }
 
-VOWString SourceIndex::_NameOf(const structAssetNode& kNode) const
+VOWString SourceIndex::_NameOf(const structAssetNode& node) const
 {
-    const VOWString strExtension = _Text(kNode.hStrExtension);
-    return strExtension.empty() ? _Text(kNode.hStrBaseName) : _Text(kNode.hStrBaseName) + VOTEXT(".") + strExtension;
+    const VOWString strExtension = _Text(node.hStrExtension);
+    return strExtension.empty() ? _Text(node.hStrBaseName) : _Text(node.hStrBaseName) + VOTEXT(".") + strExtension;
 }
 
 VOWString SourceIndex::_PathOf(unsigned uAssetID) const
 {
-    const structAssetNode kNode = _Node(uAssetID);
-    return JoinPath(_Text(kNode.hStrComponent), _NameOf(kNode));
+    const structAssetNode node = _Node(uAssetID);
+    return JoinPath(_Text(node.hStrComponent), _NameOf(node));
 }
 
-std::vector<unsigned> SourceIndex::_ListsOf(std::initializer_list<unsigned> kLists) const
+std::vector<unsigned> SourceIndex::_ListsOf(std::initializer_list<unsigned> lists) const
 {
     std::vector<unsigned> vecChildren;
-    for (const unsigned uList : kLists)
+    for (const unsigned uList : lists)
     {
         if (uList != kNoNode)
         {
-            m_pkContainer->GetInfoNumberList(uList, vecChildren);
+            m_pContainer->GetInfoNumberList(uList, vecChildren);
         }
     }
     return vecChildren;
@@ -57,8 +57,8 @@ std::vector<unsigned> SourceIndex::_ListsOf(std::initializer_list<unsigned> kLis
 
 std::vector<unsigned> SourceIndex::_ChildrenOf(unsigned uAssetID) const
 {
-    const structAssetNode kNode = _Node(uAssetID);
-    return _ListsOf({kNode.nChildFileInfo, kNode.nChildFolderInfo});
+    const structAssetNode node = _Node(uAssetID);
+    return _ListsOf({node.nChildFileInfo, node.nChildFolderInfo});
 }
 
 std::vector<VOWString> SourceIndex::Folders() const
@@ -94,72 +94,72 @@ bool SourceIndex::HasFolder(const VOWString& strFolder) const
 class SourceIndex::OwnLister : public FolderLister
 {
 public:
-    explicit OwnLister(const SourceIndex& rkIndex) : m_rkIndex(rkIndex) {}
+    explicit OwnLister(const SourceIndex& index) : m_index(index) {}
 
     bool List(const VOWString& strFolder, uint32_t /*uRoots*/, std::vector<IndexEntry>* pvecEntries,
               std::string* /*pstrReason*/) override
     {
         pvecEntries->clear();
-        for (const unsigned uChild : m_rkIndex._ChildrenOf(m_rkIndex._FindNode(strFolder)))
+        for (const unsigned uChild : m_index._ChildrenOf(m_index._FindNode(strFolder)))
         {
             pvecEntries->push_back(_EntryOf(uChild));
         }
         std::sort(pvecEntries->begin(), pvecEntries->end(),
-                  [](const IndexEntry& kLeft, const IndexEntry& kRight) { return kLeft.strName < kRight.strName; });
+                  [](const IndexEntry& left, const IndexEntry& right) { return left.strName < right.strName; });
         return true;
     }
 
-    bool DescribeRoot(IndexEntry* pkEntry) const override
+    bool DescribeRoot(IndexEntry* pEntry) const override
     {
-        *pkEntry = _EntryOf(0);
+        *pEntry = _EntryOf(0);
         return true;
     }
 
-    uint32_t AllRoots() const override { return m_rkIndex._RootsOf(m_rkIndex._Node(0)); }
+    uint32_t AllRoots() const override { return m_index._RootsOf(m_index._Node(0)); }
 
-    VOWString OtherRoot(uint32_t uRoots) const override { return m_rkIndex.m_pkLister->OtherRoot(uRoots); }
+    VOWString OtherRoot(uint32_t uRoots) const override { return m_index.m_pLister->OtherRoot(uRoots); }
 
 private:
     IndexEntry _EntryOf(unsigned uAssetID) const
     {
-        const structAssetNode kNode = m_rkIndex._Node(uAssetID);
-        IndexEntry kEntry;
-        kEntry.strName = m_rkIndex._NameOf(kNode);
-        kEntry.bFolder = kNode.bFolder != 0;
-        kEntry.uAttribute = kNode.nFileAttribute;
-        kEntry.ullSize = kNode.ullFileSize;
-        kEntry.nCreateTime = kNode.ftCreateTime;
-        kEntry.nAccessTime = kNode.ftLastAccessTime;
-        kEntry.nWriteTime = kNode.ftLastWriteTime;
-        kEntry.uWriteFraction = m_rkIndex.m_vecStamps[uAssetID].first;
-        kEntry.uStatusStamp = m_rkIndex.m_vecStamps[uAssetID].second;
-        kEntry.uRoots = m_rkIndex._RootsOf(kNode);
-        return kEntry;
+        const structAssetNode node = m_index._Node(uAssetID);
+        IndexEntry entry;
+        entry.strName = m_index._NameOf(node);
+        entry.bFolder = node.bFolder != 0;
+        entry.uAttribute = node.nFileAttribute;
+        entry.ullSize = node.ullFileSize;
+        entry.nCreateTime = node.ftCreateTime;
+        entry.nAccessTime = node.ftLastAccessTime;
+        entry.nWriteTime = node.ftLastWriteTime;
+        entry.uWriteFraction = m_index.m_vecStamps[uAssetID].first;
+        entry.uStatusStamp = m_index.m_vecStamps[uAssetID].second;
+        entry.uRoots = m_index._RootsOf(node);
+        return entry;
     }
 
-    const SourceIndex& m_rkIndex;
+    const SourceIndex& m_index;
 };
 
 bool SourceIndex::IsWorn() const
 {
-    const unsigned long long ullGone = m_pkContainer->GetAssetNodeCount() - m_uNodes + m_ullDropped;
+    const unsigned long long ullGone = m_pContainer->GetAssetNodeCount() - m_uNodes + m_ullDropped;
     return ullGone > kWornAtLeast && ullGone > m_uNodes;
 }
 
 bool SourceIndex::Renew(const std::vector<ClassifyType>& vecTypes, std::string* pstrError)
 {
-    OwnLister kLister(*this);
-    SourceIndex kFresh(m_eaf, m_strRoot, m_strRootName, m_bMergeSign);
-    if (!kFresh.Build(vecTypes, &kLister, nullptr, pstrError))
+    OwnLister lister(*this);
+    SourceIndex fresh(m_eaf, m_strRoot, m_strRootName, m_bMergeSign);
+    if (!fresh.Build(vecTypes, &lister, nullptr, pstrError))
     {
         return false;
     }
-    m_pkContainer = std::move(kFresh.m_pkContainer);
-    m_mapTypes = std::move(kFresh.m_mapTypes);
-    m_vecStamps = std::move(kFresh.m_vecStamps);
-    m_mapHolders = std::move(kFresh.m_mapHolders);
-    m_mapTwins = std::move(kFresh.m_mapTwins);
-    m_uNodes = kFresh.m_uNodes;
+    m_pContainer = std::move(fresh.m_pContainer);
+    m_mapTypes = std::move(fresh.m_mapTypes);
+    m_vecStamps = std::move(fresh.m_vecStamps);
+    m_mapHolders = std::move(fresh.m_mapHolders);
+    m_mapTwins = std::move(fresh.m_mapTwins);
+    m_uNodes = fresh.m_uNodes;
     m_ullDropped = 0;
     m_bChanged = true;
     return true;

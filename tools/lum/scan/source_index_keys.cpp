@@ -38,13 +38,13 @@ SourceIndex::Requested SourceIndex::_RequestKey(const VOWString& strForm, unsign
     {
         return Requested::TooLong;
     }
-    structAssetNode kNode;
+    structAssetNode node;
     int nExisted = 0;
-    if (m_pkContainer->RequestAssetNode(strText->c_str(), kNode, nExisted) == 0)
+    if (m_pContainer->RequestAssetNode(strText->c_str(), node, nExisted) == 0)
     {
         return Requested::Refused;
     }
-    *puAssetID = kNode.nAssetID;
+    *puAssetID = node.nAssetID;
     return nExisted != 0 ? Requested::Known : Requested::New;
 }
 
@@ -52,8 +52,8 @@ SourceIndex::Requested SourceIndex::_RequestKey(const VOWString& strForm, unsign
 unsigned SourceIndex::_FindKey(const VOWString& strForm) const
 {
     const std::optional<VOWString> strText = LookupText(m_strRoot, strForm);
-    structAssetNode kNode;
-    return strText && m_pkContainer->FindAssetNode(strText->c_str(), kNode) != 0 ? kNode.nAssetID : kNoNode;
+    structAssetNode node;
+    return strText && m_pContainer->FindAssetNode(strText->c_str(), node) != 0 ? node.nAssetID : kNoNode;
 }
 
 // The node of exactly this path, or kNoNode.
@@ -116,7 +116,7 @@ bool SourceIndex::_SettleOrphans()
             _AddTwin(uOrphan, uHolder);
         }
         else if (uHolder == kNoNode &&
-                 m_pkContainer->RedirectAssetNode(uOrphan, LookupText(m_strRoot, strPath)->c_str()) == 0)
+                 m_pContainer->RedirectAssetNode(uOrphan, LookupText(m_strRoot, strPath)->c_str()) == 0)
         {
             return false;
         }
@@ -148,7 +148,7 @@ bool SourceIndex::_Move(unsigned uAssetID, const VOWString& strNewFolder, const 
 {
     const VOWString strNewPath = JoinPath(strNewFolder, strNewName);
     const bool bFolder = _IsFolder(uAssetID);
-    const NameParts kParts = PartsOf(strNewName, bFolder);
+    const NameParts parts = PartsOf(strNewName, bFolder);
     _Unlink(uAssetID);
     const unsigned uPlain = _FindKey(strNewPath);
     const bool bTwin = uPlain != kNoNode && uPlain != uAssetID;
@@ -156,7 +156,7 @@ bool SourceIndex::_Move(unsigned uAssetID, const VOWString& strNewFolder, const 
     const unsigned uExact = bTwin ? _FindKey(strForm) : kNoNode;
     const std::optional<VOWString> strText = LookupText(m_strRoot, strForm);
     if (!strText || (uExact != kNoNode && uExact != uAssetID) ||
-        m_pkContainer->RedirectAssetNode(uAssetID, strText->c_str()) == 0)
+        m_pContainer->RedirectAssetNode(uAssetID, strText->c_str()) == 0)
     {
         return false;
     }
@@ -164,7 +164,7 @@ bool SourceIndex::_Move(unsigned uAssetID, const VOWString& strNewFolder, const 
     {
         _AddTwin(uAssetID, uPlain);
     }
-    bool bMoved = _SetNames(uAssetID, strNewFolder, kParts);
+    bool bMoved = _SetNames(uAssetID, strNewFolder, parts);
     if (bFolder)
     {
         for (const unsigned uChild : _ChildrenOf(uAssetID))

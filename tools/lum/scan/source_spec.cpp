@@ -23,15 +23,15 @@ bool IsDirectorySource(enumAssetFrom eaf)
     return eaf == AF_SOURCE || eaf == AF_TARGET || IsMergeSource(eaf);
 }
 
-bool RootsOf(const SourceSpec& kSpec, std::vector<VOWString>* pvecRoots, std::string* pstrError)
+bool RootsOf(const SourceSpec& spec, std::vector<VOWString>* pvecRoots, std::string* pstrError)
 {
-    if (kSpec.vecPaths.size() > kMaxRoots)
+    if (spec.vecPaths.size() > kMaxRoots)
     {
         *pstrError = fmt::format("{}: {} directories are more than the {} that a merge sign has bits for",
-                                 SourceName(kSpec.eaf), kSpec.vecPaths.size(), kMaxRoots);
+                                 SourceName(spec.eaf), spec.vecPaths.size(), kMaxRoots);
         return false;
     }
-    for (const std::string& strPath : kSpec.vecPaths)
+    for (const std::string& strPath : spec.vecPaths)
     {
         VOWString strRoot;
         if (!RootPath(strPath, &strRoot, pstrError))
@@ -43,17 +43,17 @@ bool RootsOf(const SourceSpec& kSpec, std::vector<VOWString>* pvecRoots, std::st
     return true;
 }
 
-std::unique_ptr<FolderLister> MakeLister(const SourceSpec& kSpec, const std::vector<VOWString>& vecRoots,
+std::unique_ptr<FolderLister> MakeLister(const SourceSpec& spec, const std::vector<VOWString>& vecRoots,
                                          std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError)
 {
-    if (IsDirectorySource(kSpec.eaf))
+    if (IsDirectorySource(spec.eaf))
     {
         return std::make_unique<DirectoryLister>(vecRoots);
     }
-    std::unique_ptr<PathTree> pkTree = std::make_unique<PathTree>();
-    const bool bRead = kSpec.eaf == AF_PAKV4 ? ReadArchive(vecRoots[0], pkTree.get(), pvecNotIndexed, pstrError)
-                                             : ReadPathList(kSpec.vecPaths[0], pkTree.get(), pstrError);
-    return bRead ? std::move(pkTree) : nullptr;
+    std::unique_ptr<PathTree> pTree = std::make_unique<PathTree>();
+    const bool bRead = spec.eaf == AF_PAKV4 ? ReadArchive(vecRoots[0], pTree.get(), pvecNotIndexed, pstrError)
+                                            : ReadPathList(spec.vecPaths[0], pTree.get(), pstrError);
+    return bRead ? std::move(pTree) : nullptr;
 }
 
 }  // namespace lum

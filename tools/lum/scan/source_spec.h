@@ -22,10 +22,10 @@ bool IsMergeSource(LUMTrayService::enumAssetFrom eaf);
 bool IsDirectorySource(LUMTrayService::enumAssetFrom eaf);
 
 // The root paths under which a source's index knows what the user named. False with a message.
-bool RootsOf(const SourceSpec& kSpec, std::vector<VOWString>* pvecRoots, std::string* pstrError);
+bool RootsOf(const SourceSpec& spec, std::vector<VOWString>* pvecRoots, std::string* pstrError);
 
 // The lister of a source, a DirectoryLister for directories. Null with a message when what it lists from can't be read.
-std::unique_ptr<FolderLister> MakeLister(const SourceSpec& kSpec, const std::vector<VOWString>& vecRoots,
+std::unique_ptr<FolderLister> MakeLister(const SourceSpec& spec, const std::vector<VOWString>& vecRoots,
                                          std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError);
 
 }  // namespace lum

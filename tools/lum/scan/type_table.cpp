@@ -56,7 +56,7 @@ constexpr BuiltInType kBuiltIn[] = {
     {15, VOTEXT("package"), VOTEXT("zip|7z|rar|tar|gz|bz2|xz|zst|tgz|pak|cab|iso"), 0x6E2C00, 0xFBEEE6},
 };
 
-bool ParseColor(const VOWString& strWord, Color* pkColor)
+bool ParseColor(const VOWString& strWord, Color* pColor)
 {
     if (strWord.size() != 7 || strWord[0] != '#')
     {
@@ -67,7 +67,7 @@ bool ParseColor(const VOWString& strWord, Color* pkColor)
     {
         return false;
     }
-    pkColor->uValue = *uValue;
+    pColor->uValue = *uValue;
     return true;
 }
 
@@ -80,7 +80,7 @@ struct Taken
 };
 
 // Each of these gives a message when something is wrong, and an empty text otherwise.
-std::string CheckNumber(const VOWString& strWord, Taken* pkTaken, ClassifyType* pkType)
+std::string CheckNumber(const VOWString& strWord, Taken* pTaken, ClassifyType* pType)
 {
     const std::string strShown = WrittenForm(strWord, Escape::Controls);
     const std::optional<uint32_t> uNumber = ParseNumber(strShown);
@@ -88,30 +88,30 @@ std::string CheckNumber(const VOWString& strWord, Taken* pkTaken, ClassifyType* 
     {
         return fmt::format("\"{}\" is no type number (0 to {})", strShown, std::numeric_limits<int>::max());
     }
-    pkType->nNumber = static_cast<int>(*uNumber);
-    if (!pkTaken->setNumbers.insert(pkType->nNumber).second)
+    pType->nNumber = static_cast<int>(*uNumber);
+    if (!pTaken->setNumbers.insert(pType->nNumber).second)
     {
-        return fmt::format("the number {} is taken by an earlier type", pkType->nNumber);
+        return fmt::format("the number {} is taken by an earlier type", pType->nNumber);
     }
     return {};
 }
 
-std::string CheckName(const VOWString& strWord, Taken* pkTaken, ClassifyType* pkType)
+std::string CheckName(const VOWString& strWord, Taken* pTaken, ClassifyType* pType)
 {
     const std::string strShown = WrittenForm(strWord, Escape::Controls);
     if (strWord.size() >= LENGTH_OF_CLASSIFYNAME)
     {
         return fmt::format("the name \"{}\" is longer than {} characters", strShown, LENGTH_OF_CLASSIFYNAME - 1);
     }
-    if (!pkTaken->setNames.insert(FoldAscii(strWord)).second)
+    if (!pTaken->setNames.insert(FoldAscii(strWord)).second)
     {
         return fmt::format("the name \"{}\" is taken by an earlier type", strShown);
     }
-    pkType->strName = strWord;
+    pType->strName = strWord;
     return {};
 }
 
-std::string CheckExtensions(const VOWString& strWord, Taken* pkTaken, ClassifyType* pkType)
+std::string CheckExtensions(const VOWString& strWord, Taken* pTaken, ClassifyType* pType)
 {
     if (strWord.size() >= LENGTH_OF_EXTENSIONS)
     {
@@ -129,20 +129,20 @@ std::string CheckExtensions(const VOWString& strWord, Taken* pkTaken, ClassifyTy
             return fmt::format("\"{}\" is no extension: they are written without a leading dot and without slashes",
                                strShown);
         }
-        const auto [itOwner, bNew] = pkTaken->mapExtensions.emplace(FoldAscii(strEntry), pkType->strName);
+        const auto [itOwner, bNew] = pTaken->mapExtensions.emplace(FoldAscii(strEntry), pType->strName);
         if (!bNew)
         {
             return fmt::format("the extension \"{}\" belongs to the type \"{}\" already", strShown,
                                WrittenForm(itOwner->second, Escape::Controls));
         }
     }
-    pkType->strExtensions = strWord;
+    pType->strExtensions = strWord;
     return {};
 }
 
-std::string CheckColors(const std::vector<VOWString>& vecWords, ClassifyType* pkType)
+std::string CheckColors(const std::vector<VOWString>& vecWords, ClassifyType* pType)
 {
-    Color* const apkColors[] = {&pkType->kTypeColor, &pkType->kBackgroundColor};
+    Color* const apkColors[] = {&pType->typeColor, &pType->backgroundColor};
     for (size_t i = 3; i < vecWords.size(); ++i)
     {
         if (!ParseColor(vecWords[i], apkColors[i - 3]))
@@ -153,7 +153,7 @@ std::string CheckColors(const std::vector<VOWString>& vecWords, ClassifyType* pk
     return {};
 }
 
-std::string ParseType(const VOWString& strLine, Taken* pkTaken, ClassifyType* pkType)
+std::string ParseType(const VOWString& strLine, Taken* pTaken, ClassifyType* pType)
 {
     std::vector<VOWString> vecWords = SplitAt(strLine, VOTEXT(" \t"));
     std::erase(vecWords, VOWString());
@@ -162,16 +162,16 @@ std::string ParseType(const VOWString& strLine, Taken* pkTaken, ClassifyType* pk
         return fmt::format("expected \"number name ext|ext|ext #rrggbb #rrggbb\", found {} word{}", vecWords.size(),
                            vecWords.size() == 1 ? "" : "s");
     }
-    std::string strWrong = CheckNumber(vecWords[0], pkTaken, pkType);
+    std::string strWrong = CheckNumber(vecWords[0], pTaken, pType);
     if (strWrong.empty())
     {
-        strWrong = CheckName(vecWords[1], pkTaken, pkType);
+        strWrong = CheckName(vecWords[1], pTaken, pType);
     }
     if (strWrong.empty())
     {
-        strWrong = CheckExtensions(vecWords[2], pkTaken, pkType);
+        strWrong = CheckExtensions(vecWords[2], pTaken, pType);
     }
-    return strWrong.empty() ? CheckColors(vecWords, pkType) : strWrong;
+    return strWrong.empty() ? CheckColors(vecWords, pType) : strWrong;
 }
 
 }  // namespace
@@ -179,10 +179,10 @@ std::string ParseType(const VOWString& strLine, Taken* pkTaken, ClassifyType* pk
 std::vector<ClassifyType> BuiltInTypes()
 {
     std::vector<ClassifyType> vecTypes;
-    for (const BuiltInType& kType : kBuiltIn)
+    for (const BuiltInType& type : kBuiltIn)
     {
-        vecTypes.push_back({kType.nNumber, kType.pszName, kType.pszExtensions, Color{kType.uTypeColor},
-                            Color{kType.uBackgroundColor}});
+        vecTypes.push_back(
+            {type.nNumber, type.pszName, type.pszExtensions, Color{type.uTypeColor}, Color{type.uBackgroundColor}});
     }
     return vecTypes;
 }
@@ -196,32 +196,32 @@ bool ReadTypesFile(const std::string& strNative, std::vector<ClassifyType>* pvec
 bool ReadTypes(const std::string& strWhere, const std::vector<TextLine>& vecLines, std::vector<ClassifyType>* pvecTypes,
                std::string* pstrError)
 {
-    Taken kTaken;
-    for (const TextLine& kLine : vecLines)
+    Taken taken;
+    for (const TextLine& line : vecLines)
     {
-        ClassifyType kType;
-        const std::string strWrong = ParseType(kLine.strText, &kTaken, &kType);
+        ClassifyType type;
+        const std::string strWrong = ParseType(line.strText, &taken, &type);
         if (!strWrong.empty())
         {
-            *pstrError = fmt::format("{}:{}: {}", strWhere, kLine.uNumber, strWrong);
+            *pstrError = fmt::format("{}:{}: {}", strWhere, line.uNumber, strWrong);
             return false;
         }
-        pvecTypes->push_back(kType);
+        pvecTypes->push_back(type);
     }
     return true;
 }
 
-bool EnterTypes(const std::vector<ClassifyType>& vecTypes, VOTSAssetNodeContainer* pkContainer)
+bool EnterTypes(const std::vector<ClassifyType>& vecTypes, VOTSAssetNodeContainer* pContainer)
 {
-    for (const ClassifyType& kType : vecTypes)
+    for (const ClassifyType& type : vecTypes)
     {
-        if (pkContainer->InsertClassifyType(kType.nNumber, kType.strName.c_str(), kType.strExtensions.c_str(),
-                                            kType.kTypeColor, kType.kBackgroundColor) == 0)
+        if (pContainer->InsertClassifyType(type.nNumber, type.strName.c_str(), type.strExtensions.c_str(),
+                                           type.typeColor, type.backgroundColor) == 0)
         {
             return false;
         }
     }
-    return pkContainer->BuildUpExtensionsHash() != 0;
+    return pContainer->BuildUpExtensionsHash() != 0;
 }
 
 }  // namespace lum

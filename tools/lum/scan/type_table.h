@@ -17,9 +17,9 @@ struct ClassifyType
 {
     int nNumber = 0;
     VOWString strName;
-    VOWString strExtensions;           // "png|tga|dds"
-    LUMTrayService::Color kTypeColor;  // 0x00RRGGBB
-    LUMTrayService::Color kBackgroundColor;
+    VOWString strExtensions;          // "png|tga|dds"
+    LUMTrayService::Color typeColor;  // 0x00RRGGBB
+    LUMTrayService::Color backgroundColor;
 };
 
 std::vector<ClassifyType> BuiltInTypes();
@@ -33,6 +33,6 @@ bool ReadTypes(const std::string& strWhere, const std::vector<TextLine>& vecLine
                std::string* pstrError);
 
 // Enters a table into an empty Provider. False when the library refuses a type.
-bool EnterTypes(const std::vector<ClassifyType>& vecTypes, VOTSAssetNodeContainer* pkContainer);
+bool EnterTypes(const std::vector<ClassifyType>& vecTypes, VOTSAssetNodeContainer* pContainer);
 
 }  // namespace lum
