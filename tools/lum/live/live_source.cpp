@@ -111,7 +111,7 @@ bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string*
     m_watched.Work(now);
     Hints hints = m_watched.TakeHints();
     m_rechecks.Note(now, hints);
-    const std::vector<VOWString> vecAgain = m_rechecks.TakeDue(now);
+    std::vector<VOWString> vecAgain = m_rechecks.TakeDue(now);
     for (const VOWString& strFolder : vecAgain)
     {
         hints.mapFolders.try_emplace(strFolder);
@@ -120,10 +120,13 @@ bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string*
     const bool bFollowed = _CompareFolders(std::move(hints.mapFolders), pChanges, pstrError) &&
                            (!m_rechecks.TakeCompareAll(now) || _CompareAll(now, pChanges, pstrError)) &&
                            (m_nextAudit > now || _Audit(now, pChanges, pstrError));
-    if (pChanges->size() != uBefore)
+    std::set<VOWString> setChanged;
+    for (size_t i = uBefore; i < pChanges->size() && !vecAgain.empty(); ++i)
     {
-        m_rechecks.LookAgain(now, vecAgain);
+        setChanged.insert(ParentPath((*pChanges)[i].strPath));
     }
+    std::erase_if(vecAgain, [&setChanged](const VOWString& strFolder) { return !setChanged.contains(strFolder); });
+    m_rechecks.LookAgain(now, vecAgain);
     m_status.ullHints += hints.uEvents;
     m_status.ullChanges += pChanges->size() - uBefore;
     _Report(now, kMostNamed);

@@ -207,8 +207,11 @@ Renames SourceIndex::Comparison::_RenamesByTheLook() const
     for (const auto& [strName, uNode] : m_mapGone)
     {
         const structAssetNode node = m_index._Node(uNode);
-        const Look look(node.bFolder != 0, node.ullFileSize, node.ftCreateTime, node.ftLastWriteTime,
-                        m_index.m_vecStamps[uNode].first);
+        // Values: the record's fields are packed, and a reference to one may be misaligned.
+        const auto nCreated = static_cast<int64_t>(node.ftCreateTime);
+        const auto nWritten = static_cast<int64_t>(node.ftLastWriteTime);
+        const auto ullSize = static_cast<uint64_t>(node.ullFileSize);
+        const Look look(node.bFolder != 0, ullSize, nCreated, nWritten, m_index.m_vecStamps[uNode].first);
         mapLooks[look].first.push_back(strName);
     }
     for (size_t i = 0; i < m_vecEntries.size() && !mapLooks.empty(); ++i)
