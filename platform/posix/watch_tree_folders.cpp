@@ -311,7 +311,7 @@ WatchTree::Seen WatchTree::Compare(Node& node)
     }
     for (Node* pNode = node.pParent; pNode != nullptr; pNode = pNode->pParent)
     {
-        if (m_setUnwatched.count(pNode) != 0)
+        if (pNode->nWatch < 0 && m_setUnwatched.count(pNode) != 0)
         {
             return Seen::Same;  // nobody tells what happens here; it is listed again when it is watched
         }
