@@ -8,7 +8,6 @@
 #include "assetindex/path_functions.h"
 #include "containers/text_access.h"
 #include "containers/vots_number_container.h"
-#include "platform/vo_memory.h"
 #include "vots_asset_node_classify_manager.h"
 
 namespace
@@ -186,9 +185,9 @@ int VOTSAssetNodeContainer::FindAssetNode(const VOWCHAR* pszPath, LUMTrayService
     else
     {
         // The slot of the key table comes while the string's record is read.
-        const VOStringHashSet::Lookup candidate = m_pkStringSet->_Candidate_C(tszNormailzeLowerPath);
-        m_mapTableStringHandle2ParamIndex.Prefetch(candidate.hString);
-        uParamIndex = _FindAssetParamIndex_C(m_pkStringSet->_LiveHandle(m_pkStringSet->_Confirm_C(candidate)));
+        VOStringHashSet::Lookup lookup = m_pkStringSet->_Candidate_C(tszNormailzeLowerPath);
+        VOPrefetch(m_mapTableStringHandle2ParamIndex.HomeOf(lookup.hString));
+        uParamIndex = _FindAssetParamIndex_C(m_pkStringSet->_LiveHandle(m_pkStringSet->_Confirm_C(lookup)));
     }
     if (uParamIndex >= m_vecAssetNode.Count())
     {

@@ -278,7 +278,8 @@ int VOStringHashSet::_SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, u
 
 VOStringHashSet::Lookup VOStringHashSet::_Lookup_C(const VOWCHAR* pszString) const
 {
-    return _Confirm_C(_Candidate_C(pszString));
+    Lookup lookup = _Candidate_C(pszString);
+    return _Confirm_C(lookup);
 }
 
 VOStringHashSet::Lookup VOStringHashSet::_Candidate_C(const VOWCHAR* pszString) const
@@ -292,7 +293,9 @@ VOStringHashSet::Lookup VOStringHashSet::_Candidate_C(const VOWCHAR* pszString) 
     return lookup;
 }
 
-VOStringHashSet::Lookup VOStringHashSet::_Confirm_C(Lookup lookup) const
+// In place: a copy would be read in wider pieces than it has just been written in, and such a read waits for every
+// miss before it.
+const VOStringHashSet::Lookup& VOStringHashSet::_Confirm_C(Lookup& lookup) const
 {
     lookup.bFound = lookup.bFound && _IsRecord(lookup.hString);
     if (lookup.bFound && m_vecHashStringParam[NumberOf(lookup.hString)].uHash1 != lookup.uHash1)

@@ -231,7 +231,7 @@ private:
     // string or the other one. Between them a caller may have fetched what it keeps for the first one.
     Lookup _Lookup_C(const VOWCHAR* pszString) const;
     Lookup _Candidate_C(const VOWCHAR* pszString) const;
-    Lookup _Confirm_C(Lookup kLookup) const;
+    const Lookup& _Confirm_C(Lookup& lookup) const;
     void* _LiveHandle(const Lookup& rkLookup) const;
     void* _AddString_P(const Lookup& rkLookup, void* hText, VOULONG dwState);
     bool _IsRecord(void* hString) const;

@@ -1,11 +1,7 @@
-// Memory of images and tables, and the processor's prefetch.
+// Memory of images and tables.
 #pragma once
 
 #include <stddef.h>
-
-#if defined(__SSE2__) || defined(_M_X64)
-#include <xmmintrin.h>
-#endif
 
 // Allocates uSize bytes, all zero. The caller owns them and releases them with the runtime's free(). Throws
 // std::bad_alloc when there is no memory. A size of 0 gives a block that can be freed and not touched.
@@ -23,15 +19,3 @@ void* VOTryAllocate(size_t uSize);
 void* VOReallocate(void* pBlock, size_t uSize);
 
 constexpr size_t kVOHugePageThreshold = 4u << 20;
-
-// Starts to load the cache line at an address that will be read soon. Any address may be given.
-inline void VOPrefetch(const void* pAddress)
-{
-#if defined(__SSE2__) || defined(_M_X64)
-    _mm_prefetch(static_cast<const char*>(pAddress), _MM_HINT_T0);
-#elif defined(__GNUC__)
-    __builtin_prefetch(pAddress);
-#else
-    (void)pAddress;
-#endif
-}

@@ -5,6 +5,9 @@
 #include <string.h>
 
 #include <type_traits>
+#if defined(__SSE2__) || defined(_M_X64)
+#include <xmmintrin.h>
+#endif
 
 #include "../vo_types.h"
 
@@ -22,6 +25,17 @@ inline void VOStore(void* pvTo, const T& kValue)
 {
     static_assert(std::is_trivially_copyable_v<T>, "images hold flat values only");
     memcpy(pvTo, &kValue, sizeof(T));
+}
+
+// Starts to load the cache line at an address that will be read soon; any address may be given. It is called straight
+// from a function with a result: a compiler takes one that does nothing else for useless, and drops the calls to it.
+inline void VOPrefetch(const void* pvAddress)
+{
+#if defined(__SSE2__) || defined(_M_X64)
+    _mm_prefetch(static_cast<const char*>(pvAddress), _MM_HINT_T0);
+#else
+    (void)pvAddress;
+#endif
 }
 
 // The version text that begins an image: 8 bytes with its terminator, compared over all 8.

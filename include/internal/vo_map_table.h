@@ -25,14 +25,6 @@
 
 #include "vo_record_vector.h"
 
-// Fetching ahead is for speed alone: a processor without this header goes without it.
-#if defined(__SSE2__) || defined(_M_X64)
-#include <xmmintrin.h>
-#define VO_PREFETCH_(address) _mm_prefetch(reinterpret_cast<const char*>(address), _MM_HINT_T0)
-#else
-#define VO_PREFETCH_(address) ((void)(address))
-#endif
-
 #pragma pack(push, 1)
 template <typename K, typename V>
 struct VOMapTableSlot
@@ -126,13 +118,11 @@ public:
         return false;
     }
 
-    // Has the place fetched where the search for a key begins.
-    void Prefetch(K key) const
+    // Where the search for a key begins; null for an empty table.
+    const void* HomeOf(K key) const
     {
-        if (m_vecSlot.Count() != 0)
-        {
-            VO_PREFETCH_(m_vecSlot.Bytes(HashOfKey(key) & (m_vecSlot.Count() - 1)));
-        }
+        const unsigned int uSlots = m_vecSlot.Count();
+        return uSlots != 0 ? m_vecSlot.Bytes(HashOfKey(key) & (uSlots - 1)) : nullptr;
     }
 
     // Walk the used slots by ascending slot.
@@ -237,7 +227,7 @@ public:
             [&](K key, V kValue)
             {
                 unsigned char* pbHome = pbSlots + (HashOfKey(key) & ullMask) * sizeof(Slot);
-                VO_PREFETCH_(pbHome);
+                VOPrefetch(pbHome);
                 Waiting& oneWaiting = arrWaiting[ullMet++ % kAhead];
                 PlaceOldest(oneWaiting);
                 oneWaiting = {{key, kValue, 1}, pbHome};
@@ -328,5 +318,3 @@ protected:
     VORecordVector<Slot> m_vecSlot;
     unsigned int m_uElementCount = 0;  // used slots, by the image
 };
-
-#undef VO_PREFETCH_

@@ -429,3 +429,12 @@ TEST(MapTable, RandomMapsOfManySizesBecomeTheReferenceTable)
         }
     }
 }
+
+TEST(MapTable, APrefetchTakesAnyAddress)
+{
+    int nValue = 42;
+    VOPrefetch(&nValue);
+    VOPrefetch(nullptr);
+    VOPrefetch(reinterpret_cast<const void*>(uintptr_t{1}));
+    EXPECT_EQ(42, nValue);
+}

@@ -49,12 +49,3 @@ TEST(ZeroedMemory, ThatIsNotThereThrows)
     }
     EXPECT_THROW(VOAllocateZeroed(SIZE_MAX / 2), std::bad_alloc);
 }
-
-TEST(Prefetch, TakesAnyAddress)
-{
-    int nValue = 42;
-    VOPrefetch(&nValue);
-    VOPrefetch(nullptr);
-    VOPrefetch(reinterpret_cast<const void*>(uintptr_t{1}));
-    EXPECT_EQ(42, nValue);
-}
