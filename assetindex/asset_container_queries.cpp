@@ -74,34 +74,23 @@ Exit0:
 
 int VOTSAssetNodeContainer::GetInfoNumberList(unsigned int uInfoID, std::vector<unsigned int>& vecNumber) const
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(m_pkAssetIndexContainer);
-    VO_PROCESS_ERROR(uInfoID < m_pkAssetIndexContainer->GetValueCount());
-    VO_PROCESS_ERROR(m_pkAssetIndexContainer->GetNumberList(uInfoID, vecNumber));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(m_pkAssetIndexContainer) && VO_STEP(uInfoID < m_pkAssetIndexContainer->GetValueCount()) &&
+           VO_STEP(m_pkAssetIndexContainer->GetNumberList(uInfoID, vecNumber));
 }
 
 unsigned int VOTSAssetNodeContainer::GetInfoNumberFromIndex(unsigned int uInfoID, unsigned int uIndex) const
 {
     unsigned int uResult = UINT(-1);
-    VO_PROCESS_ERROR(m_pkAssetIndexContainer);
-    VO_PROCESS_ERROR_AS("m_pkAssetIndexContainer->GetNumber(uInfoID, uIndex, uResult)",
-                        m_pkAssetIndexContainer->GetNumber(uInfoID, static_cast<int>(uIndex), uResult));
-
-Exit0:
+    (void)(VO_STEP(m_pkAssetIndexContainer) &&
+           VO_STEP_AS("m_pkAssetIndexContainer->GetNumber(uInfoID, uIndex, uResult)",
+                      m_pkAssetIndexContainer->GetNumber(uInfoID, static_cast<int>(uIndex), uResult)));
     return uResult;
 }
 
 unsigned int VOTSAssetNodeContainer::GetInfoNumberCount(unsigned int uInfoID) const
 {
     unsigned int uResult = 0;
-    VO_PROCESS_ERROR(m_pkAssetIndexContainer);
-    VO_PROCESS_ERROR(m_pkAssetIndexContainer->GetNumberCount(uInfoID, uResult));
-
-Exit0:
+    (void)(VO_STEP(m_pkAssetIndexContainer) && VO_STEP(m_pkAssetIndexContainer->GetNumberCount(uInfoID, uResult)));
     return uResult;
 }
 
@@ -109,83 +98,43 @@ int VOTSAssetNodeContainer::InsertClassifyType(int nClassifyType, const VOWCHAR*
                                                const VOWCHAR* pszExtensions, const LUMTrayService::Color& rkTypeColor,
                                                const LUMTrayService::Color& rkBackgroundColor)
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    VO_PROCESS_ERROR(m_pkClassifyMgr);
-    nResult = m_pkClassifyMgr->InsertClassifyType(nClassifyType, pszClassifyName, pszExtensions, rkTypeColor,
-                                                  rkBackgroundColor);
-
-Exit0:
-    return nResult;
+    return VO_STEP(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole) && VO_STEP(m_pkClassifyMgr) &&
+           m_pkClassifyMgr->InsertClassifyType(nClassifyType, pszClassifyName, pszExtensions, rkTypeColor,
+                                               rkBackgroundColor);
 }
 
 int VOTSAssetNodeContainer::BuildUpExtensionsHash()
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    VO_PROCESS_ERROR(m_pkClassifyMgr);
-    nResult = m_pkClassifyMgr->BuildUpExtensionsHash();
-
-Exit0:
-    return nResult;
+    return VO_STEP(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole) && VO_STEP(m_pkClassifyMgr) &&
+           m_pkClassifyMgr->BuildUpExtensionsHash();
 }
 
 int VOTSAssetNodeContainer::GetClassifyTypeByExtension(const VOWCHAR* pszExt, int& nResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(m_pkClassifyMgr);
-    nFound = m_pkClassifyMgr->GetClassifyTypeByExtension(pszExt, nResult);
-
-Exit0:
-    return nFound;
+    return VO_STEP(m_pkClassifyMgr) && m_pkClassifyMgr->GetClassifyTypeByExtension(pszExt, nResult);
 }
 
 int VOTSAssetNodeContainer::GetClassifyTypeByName(const VOWCHAR* pszClassifyName, int& nResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(m_pkClassifyMgr);
-    nFound = m_pkClassifyMgr->GetClassifyTypeByName(pszClassifyName, nResult);
-
-Exit0:
-    return nFound;
+    return VO_STEP(m_pkClassifyMgr) && m_pkClassifyMgr->GetClassifyTypeByName(pszClassifyName, nResult);
 }
 
 int VOTSAssetNodeContainer::GetClassifyName(int nClassifyType, VOWCHAR* pszResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(m_pkClassifyMgr);
-    nFound = m_pkClassifyMgr->GetClassifyName(nClassifyType, pszResult);
-
-Exit0:
-    return nFound;
+    return VO_STEP(m_pkClassifyMgr) && m_pkClassifyMgr->GetClassifyName(nClassifyType, pszResult);
 }
 
 int VOTSAssetNodeContainer::GetClassifyTypeColor(int nClassifyType, LUMTrayService::Color& rkResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(m_pkClassifyMgr);
-    nFound = m_pkClassifyMgr->GetClassifyTypeColor(nClassifyType, rkResult);
-
-Exit0:
-    return nFound;
+    return VO_STEP(m_pkClassifyMgr) && m_pkClassifyMgr->GetClassifyTypeColor(nClassifyType, rkResult);
 }
 
 int VOTSAssetNodeContainer::GetClassifyBackgroundColor(int nClassifyType, LUMTrayService::Color& rkResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(m_pkClassifyMgr);
-    nFound = m_pkClassifyMgr->GetClassifyBackgroundColor(nClassifyType, rkResult);
-
-Exit0:
-    return nFound;
+    return VO_STEP(m_pkClassifyMgr) && m_pkClassifyMgr->GetClassifyBackgroundColor(nClassifyType, rkResult);
 }
 
 int VOTSAssetNodeContainer::GetClassifyExtensions(int nClassifyType, VOWCHAR* pszResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(m_pkClassifyMgr);
-    nFound = m_pkClassifyMgr->GetClassifyExtensions(nClassifyType, pszResult);
-
-Exit0:
-    return nFound;
+    return VO_STEP(m_pkClassifyMgr) && m_pkClassifyMgr->GetClassifyExtensions(nClassifyType, pszResult);
 }

@@ -10,149 +10,152 @@ namespace
 
 using LUMTrayService::structAssetNode;
 
+// What goes where in a record.
+template <typename T>
+struct Field
+{
+    size_t uOffset;
+    T value;
+
+    Field(size_t uGivenOffset, T givenValue) : uOffset(uGivenOffset), value(givenValue) {}
+};
+
 }  // namespace
 
 // A removed node is reported and written all the same.
-void VOTSAssetNodeContainer::_CheckState(const char* pszFunction, unsigned int uAssetID) const
+bool VOTSAssetNodeContainer::_CheckState(const char* pszFunction, unsigned int uAssetID) const
 {
     VO_CHECK_ERROR_AS_IN(pszFunction, "param.dwParamState != AssetParamState::APS_Deleted",
                          _StateOf(uAssetID) != AssetParamState::APS_Deleted);
+    return true;
 }
 
 // What most setters begin with.
 bool VOTSAssetNodeContainer::_MaySet(const char* pszFunction, unsigned int uAssetID) const
 {
-    bool bResult = false;
-    VO_PROCESS_ERROR_IN(pszFunction, m_pkAssetIndexContainer);
-    VO_PROCESS_ERROR_IN(pszFunction, uAssetID < m_vecAssetNode.Count());
-    VO_PROCESS_ERROR_IN(pszFunction, LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    _CheckState(pszFunction, uAssetID);
-    bResult = true;
+    return VO_STEP_IN(pszFunction, m_pkAssetIndexContainer) &&
+           VO_STEP_IN(pszFunction, uAssetID < m_vecAssetNode.Count()) &&
+           VO_STEP_IN(pszFunction, LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole) &&
+           _CheckState(pszFunction, uAssetID);
+}
 
-Exit0:
-    return bResult;
+// What the setters of one text begin with.
+bool VOTSAssetNodeContainer::_MaySetText(const char* pszFunction, unsigned int uAssetID, const char* pszCheck,
+                                         const VOWCHAR* pszText) const
+{
+    return VO_STEP_IN(pszFunction, uAssetID < m_vecAssetNode.Count()) &&
+           VO_STEP_AS_IN(pszFunction, pszCheck, VOHasText(pszText)) &&
+           VO_STEP_IN(pszFunction, LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole) &&
+           _CheckState(pszFunction, uAssetID) && VO_STEP_IN(pszFunction, m_pkStringSet);
+}
+
+// What changes of a child list begin with.
+bool VOTSAssetNodeContainer::_MaySetChild(const char* pszFunction, unsigned int uAssetID,
+                                          unsigned int uChildIndex) const
+{
+    return VO_STEP_IN(pszFunction, m_pkAssetIndexContainer) &&
+           VO_STEP_IN(pszFunction, uAssetID < m_vecAssetNode.Count()) &&
+           VO_STEP_IN(pszFunction, uChildIndex < m_vecAssetNode.Count()) &&
+           VO_STEP_IN(pszFunction, LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole) &&
+           _CheckState(pszFunction, uAssetID) && _CheckState(pszFunction, uChildIndex);
+}
+
+template <typename... Fields>
+int VOTSAssetNodeContainer::_SetFields(const char* pszFunction, unsigned int uAssetID, Fields... fields)
+{
+    if (!_MaySet(pszFunction, uAssetID))
+    {
+        return 0;
+    }
+    (_StoreField(uAssetID, fields.uOffset, fields.value), ...);
+    return 1;
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeAssetFrom(unsigned int uAssetID, LUMTrayService::enumAssetFrom eAssetFrom)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    if (!_MaySet(pszFunction, uAssetID))
-    {
-        return 0;
-    }
-    _StoreField(uAssetID, offsetof(structAssetNode, eAssetFrom), eAssetFrom);
-    return 1;
+    return _SetFields(pszFunction, uAssetID, Field(offsetof(structAssetNode, eAssetFrom), eAssetFrom));
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeAssetMergeSign(unsigned int uAssetID, unsigned int uAssetMerge)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    if (!_MaySet(pszFunction, uAssetID))
-    {
-        return 0;
-    }
-    _StoreField(uAssetID, offsetof(structAssetNode, uAssetMerge), uAssetMerge);
-    return 1;
+    return _SetFields(pszFunction, uAssetID, Field(offsetof(structAssetNode, uAssetMerge), uAssetMerge));
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeStripPath(unsigned int uAssetID, const VOWCHAR* szComponent,
                                                   const VOWCHAR* szBaseName, const VOWCHAR* szExt)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
-    VOTextCopy baseName;
-    VOTextCopy ext;
-    struct
-    {
-        const VOWCHAR* pszText;
-        size_t uOffset;
-    } arrPart[] = {
-        {szComponent, offsetof(structAssetNode, hStrComponent)},
-        {szBaseName, offsetof(structAssetNode, hStrBaseName)},
-        {szExt, offsetof(structAssetNode, hStrExtension)},
-    };
-    if (!_MaySet(pszFunction, uAssetID))
+    if (!_MaySet(pszFunction, uAssetID) || !VO_STEP(m_pkStringSet))
     {
         return 0;
     }
-    VO_PROCESS_ERROR(m_pkStringSet);
 
     // The first text may go into the pool as it lies; those behind it must outlast that.
-    arrPart[1].pszText = baseName.Take(szBaseName);
-    arrPart[2].pszText = ext.Take(szExt);
+    VOTextCopy baseName;
+    VOTextCopy ext;
+    const Field<const VOWCHAR*> arrPart[] = {
+        {offsetof(structAssetNode, hStrComponent), szComponent},
+        {offsetof(structAssetNode, hStrBaseName), baseName.Take(szBaseName)},
+        {offsetof(structAssetNode, hStrExtension), ext.Take(szExt)},
+    };
     for (const auto& part : arrPart)
     {
         _StoreField(uAssetID, part.uOffset, INVALID_HANDLE_VALUE);
     }
     for (const auto& part : arrPart)
     {
-        if (VOHasText(part.pszText))
+        if (VOHasText(part.value))
         {
-            void* hndTmp = m_pkStringSet->Insert(part.pszText);
-            VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hndTmp);
+            void* const hndTmp = m_pkStringSet->Insert(part.value);
+            if (!VO_STEP(INVALID_HANDLE_VALUE != hndTmp))
+            {
+                return 0;
+            }
             _StoreField(uAssetID, part.uOffset, hndTmp);
         }
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::SetAssetNodePhysicsPath(unsigned int uAssetID, const VOWCHAR* pszPhysicsPath)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
-    void* hPhysicsPath = INVALID_HANDLE_VALUE;
-    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
-    VO_PROCESS_ERROR_AS("pszPhysicsPath && *pszPhysicsPath", VOHasText(pszPhysicsPath));
-    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    _CheckState(pszFunction, uAssetID);
-    VO_PROCESS_ERROR(m_pkStringSet);
-
+    if (!_MaySetText(pszFunction, uAssetID, "pszPhysicsPath && *pszPhysicsPath", pszPhysicsPath))
+    {
+        return 0;
+    }
     _StoreField(uAssetID, offsetof(structAssetNode, hStrPhysicsPath), INVALID_HANDLE_VALUE);
-    hPhysicsPath = m_pkStringSet->Insert(pszPhysicsPath);
-    VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hPhysicsPath);
+    void* const hPhysicsPath = m_pkStringSet->Insert(pszPhysicsPath);
     _StoreField(uAssetID, offsetof(structAssetNode, hStrPhysicsPath), hPhysicsPath);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(INVALID_HANDLE_VALUE != hPhysicsPath);
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeClassifyType(unsigned int uAssetID, int nClassifyType,
                                                      const VOWCHAR* pszClassifyName)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
-    void* hClassify = INVALID_HANDLE_VALUE;
-    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
-    VO_PROCESS_ERROR_AS("pszClassifyName && *pszClassifyName", VOHasText(pszClassifyName));
-    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    _CheckState(pszFunction, uAssetID);
-    VO_PROCESS_ERROR(m_pkStringSet);
-
+    if (!_MaySetText(pszFunction, uAssetID, "pszClassifyName && *pszClassifyName", pszClassifyName))
+    {
+        return 0;
+    }
     _StoreField(uAssetID, offsetof(structAssetNode, nClassifyType), -1);
     _StoreField(uAssetID, offsetof(structAssetNode, hStrClassifyName), INVALID_HANDLE_VALUE);
-    hClassify = m_pkStringSet->Insert(pszClassifyName);
-    VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != hClassify);
+    void* const hClassify = m_pkStringSet->Insert(pszClassifyName);
+    if (!VO_STEP(INVALID_HANDLE_VALUE != hClassify))
+    {
+        return 0;
+    }
     _StoreField(uAssetID, offsetof(structAssetNode, nClassifyType), nClassifyType);
     _StoreField(uAssetID, offsetof(structAssetNode, hStrClassifyName), hClassify);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeFolder(unsigned int uAssetID, int bFolder)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    if (!_MaySet(pszFunction, uAssetID))
-    {
-        return 0;
-    }
-    _StoreField(uAssetID, offsetof(structAssetNode, bFolder), bFolder);
-    return 1;
+    return _SetFields(pszFunction, uAssetID, Field(offsetof(structAssetNode, bFolder), bFolder));
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeFileAttribute(unsigned int uAssetID, unsigned long long ullFileSize,
@@ -160,34 +163,23 @@ int VOTSAssetNodeContainer::SetAssetNodeFileAttribute(unsigned int uAssetID, uns
                                                       long long ftLastWriteTime, unsigned int nFileAttribute)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    if (!_MaySet(pszFunction, uAssetID))
-    {
-        return 0;
-    }
-    _StoreField(uAssetID, offsetof(structAssetNode, ullFileSize), ullFileSize);
-    _StoreField(uAssetID, offsetof(structAssetNode, ftCreateTime), ftCreateTime);
-    _StoreField(uAssetID, offsetof(structAssetNode, ftLastAccessTime), ftLastAccessTime);
-    _StoreField(uAssetID, offsetof(structAssetNode, ftLastWriteTime), ftLastWriteTime);
-    _StoreField(uAssetID, offsetof(structAssetNode, nFileAttribute), nFileAttribute);
-    return 1;
+    return _SetFields(pszFunction, uAssetID, Field(offsetof(structAssetNode, ullFileSize), ullFileSize),
+                      Field(offsetof(structAssetNode, ftCreateTime), ftCreateTime),
+                      Field(offsetof(structAssetNode, ftLastAccessTime), ftLastAccessTime),
+                      Field(offsetof(structAssetNode, ftLastWriteTime), ftLastWriteTime),
+                      Field(offsetof(structAssetNode, nFileAttribute), nFileAttribute));
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeParentIndex(unsigned int uAssetID, unsigned int uParentIndex)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    if (!_MaySet(pszFunction, uAssetID))
-    {
-        return 0;
-    }
-    _StoreField(uAssetID, offsetof(structAssetNode, nParentID), uParentIndex);
-    return 1;
+    return _SetFields(pszFunction, uAssetID, Field(offsetof(structAssetNode, nParentID), uParentIndex));
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeChildIndex(unsigned int uAssetID,
                                                    const std::vector<unsigned int>& vecChildIndex)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
     std::vector<unsigned int> vecFileIndex;
     std::vector<unsigned int> vecFolderIndex;
     structAssetNode tsNode;
@@ -195,105 +187,81 @@ int VOTSAssetNodeContainer::SetAssetNodeChildIndex(unsigned int uAssetID,
     {
         return 0;
     }
-
     for (const unsigned int uChildIndex : vecChildIndex)
     {
-        VO_PROCESS_ERROR(uChildIndex < m_vecAssetNode.Count());
-        const int bFolder = VOLoad<int>(m_vecAssetNode.Bytes(uChildIndex) + offsetof(structAssetNode, bFolder));
-        (bFolder != 0 ? vecFolderIndex : vecFileIndex).push_back(uChildIndex);
+        if (!VO_STEP(uChildIndex < m_vecAssetNode.Count()))
+        {
+            return 0;
+        }
+        const bool bFolder = _ChildInfoOffset(uChildIndex) == offsetof(structAssetNode, nChildFolderInfo);
+        (bFolder ? vecFolderIndex : vecFileIndex).push_back(uChildIndex);
     }
 
+    // Each list stands in the node, or its absence, before the next one is made.
     _StoreField(uAssetID, offsetof(structAssetNode, nChildFileInfo), kNone);
-    if (!vecFileIndex.empty())
+    if (!vecFileIndex.empty() && !VO_STEP(m_pkAssetIndexContainer->InsertNumber(vecFileIndex, tsNode.nChildFileInfo)))
     {
-        VO_PROCESS_ERROR(m_pkAssetIndexContainer->InsertNumber(vecFileIndex, tsNode.nChildFileInfo));
-        _StoreField(uAssetID, offsetof(structAssetNode, nChildFileInfo), tsNode.nChildFileInfo);
+        return 0;
     }
+    _StoreField(uAssetID, offsetof(structAssetNode, nChildFileInfo), tsNode.nChildFileInfo);
     _StoreField(uAssetID, offsetof(structAssetNode, nChildFolderInfo), kNone);
-    if (!vecFolderIndex.empty())
+    if (!vecFolderIndex.empty() &&
+        !VO_STEP(m_pkAssetIndexContainer->InsertNumber(vecFolderIndex, tsNode.nChildFolderInfo)))
     {
-        VO_PROCESS_ERROR(m_pkAssetIndexContainer->InsertNumber(vecFolderIndex, tsNode.nChildFolderInfo));
-        _StoreField(uAssetID, offsetof(structAssetNode, nChildFolderInfo), tsNode.nChildFolderInfo);
+        return 0;
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    _StoreField(uAssetID, offsetof(structAssetNode, nChildFolderInfo), tsNode.nChildFolderInfo);
+    return 1;
 }
 
 int VOTSAssetNodeContainer::SetAssetNodeChildIndex(unsigned int uAssetID, unsigned int uFolderInfo,
                                                    unsigned int uFileInfo)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    if (!_MaySet(pszFunction, uAssetID))
-    {
-        return 0;
-    }
-    _StoreField(uAssetID, offsetof(structAssetNode, nChildFolderInfo), uFolderInfo);
-    _StoreField(uAssetID, offsetof(structAssetNode, nChildFileInfo), uFileInfo);
-    return 1;
+    return _SetFields(pszFunction, uAssetID, Field(offsetof(structAssetNode, nChildFolderInfo), uFolderInfo),
+                      Field(offsetof(structAssetNode, nChildFileInfo), uFileInfo));
 }
 
 int VOTSAssetNodeContainer::InsertAssetNodeChildIndex(unsigned int uAssetID, unsigned int uChildIndex)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
-    unsigned int uTmpInfo = kNone;
-    size_t uInfoOffset = 0;
-    VO_PROCESS_ERROR(m_pkAssetIndexContainer);
-    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
-    VO_PROCESS_ERROR(uChildIndex < m_vecAssetNode.Count());
-    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    _CheckState(pszFunction, uAssetID);
-    _CheckState(pszFunction, uChildIndex);
-
-    uInfoOffset = _ChildInfoOffset(uChildIndex);
-    uTmpInfo = VOLoad<unsigned int>(m_vecAssetNode.Bytes(uAssetID) + uInfoOffset);
-    if (uTmpInfo == kNone)
+    if (!_MaySetChild(pszFunction, uAssetID, uChildIndex))
+    {
+        return 0;
+    }
+    const size_t uInfoOffset = _ChildInfoOffset(uChildIndex);
+    const unsigned int uInfoID = VOLoad<unsigned int>(m_vecAssetNode.Bytes(uAssetID) + uInfoOffset);
+    unsigned int uTmpInfo = uInfoID;
+    if (uInfoID == kNone)
     {
         const std::vector<unsigned int> vecInsert(1, uChildIndex);
-        VO_PROCESS_ERROR(m_pkAssetIndexContainer->InsertNumber(vecInsert, uTmpInfo));
+        if (!VO_STEP(m_pkAssetIndexContainer->InsertNumber(vecInsert, uTmpInfo)))
+        {
+            return 0;
+        }
     }
-    else
+    else if (!VO_STEP(m_pkAssetIndexContainer->InsertNumber(uInfoID, uChildIndex, uTmpInfo)))
     {
-        // The list may have moved.
-        const unsigned int uInfoID = uTmpInfo;
-        VO_PROCESS_ERROR(m_pkAssetIndexContainer->InsertNumber(uInfoID, uChildIndex, uTmpInfo));
+        return 0;
     }
+    // The list may have moved.
     _StoreField(uAssetID, uInfoOffset, uTmpInfo);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::RemoveAssetNodeChildIndex(unsigned int uAssetID, unsigned int uChildIndex)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
-    structAssetNode tsNode;
-    VO_PROCESS_ERROR(m_pkAssetIndexContainer);
-    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
-    VO_PROCESS_ERROR(uChildIndex < m_vecAssetNode.Count());
-    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    _CheckState(pszFunction, uAssetID);
-    _CheckState(pszFunction, uChildIndex);
-
-    tsNode = VOLoad<structAssetNode>(m_vecAssetNode.Bytes(uAssetID));
-    if (_ChildInfoOffset(uChildIndex) == offsetof(structAssetNode, nChildFolderInfo))
+    if (!_MaySetChild(pszFunction, uAssetID, uChildIndex))
     {
-        VO_PROCESS_ERROR(tsNode.nChildFolderInfo != UINT(-1));
-        VO_PROCESS_ERROR(m_pkAssetIndexContainer->RemoveNumber(tsNode.nChildFolderInfo, uChildIndex));
+        return 0;
     }
-    else
-    {
-        VO_PROCESS_ERROR(tsNode.nChildFileInfo != UINT(-1));
-        VO_PROCESS_ERROR(m_pkAssetIndexContainer->RemoveNumber(tsNode.nChildFileInfo, uChildIndex));
-    }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    const structAssetNode tsNode = VOLoad<structAssetNode>(m_vecAssetNode.Bytes(uAssetID));
+    return _ChildInfoOffset(uChildIndex) == offsetof(structAssetNode, nChildFolderInfo)
+               ? VO_STEP(tsNode.nChildFolderInfo != UINT(-1)) &&
+                     VO_STEP(m_pkAssetIndexContainer->RemoveNumber(tsNode.nChildFolderInfo, uChildIndex))
+               : VO_STEP(tsNode.nChildFileInfo != UINT(-1)) &&
+                     VO_STEP(m_pkAssetIndexContainer->RemoveNumber(tsNode.nChildFileInfo, uChildIndex));
 }
 
 // Which of a parent's two lists a child belongs to.

@@ -94,109 +94,94 @@ void VOTSAssetNodeClassifyManager::DropView()
 
 int VOTSAssetNodeClassifyManager::GetClassifyTypeByName(const VOWCHAR* pszClassifyName, int& nResult) const
 {
-    int nFound = 0;
-    VO_PROCESS_ERROR(pszClassifyName);
+    if (!VO_STEP(pszClassifyName))
+    {
+        return 0;
+    }
     for (auto cIter = m_mapClassifyType2ParamIndex.begin(); cIter != m_mapClassifyType2ParamIndex.end(); ++cIter)
     {
-        VO_PROCESS_ERROR(cIter->second < m_mapClassifyType2ParamIndex.size());
+        if (!VO_STEP(cIter->second < m_mapClassifyType2ParamIndex.size()))
+        {
+            return 0;
+        }
         const structAssetNodeClassifyParam param = m_vecAssetNodeClassifyParam[cIter->second];
         VOWCHAR szName[LENGTH_OF_CLASSIFYNAME];
         lstrcpynW(szName, param.szClassifyName, LENGTH_OF_CLASSIFYNAME);
         if (StrCmpIW(szName, pszClassifyName) == 0)
         {
             nResult = param.nClassifyType;
-            nFound = 1;
-            break;
+            return 1;
         }
     }
-
-Exit0:
-    return nFound;
+    return 0;
 }
 
 int VOTSAssetNodeClassifyManager::GetClassifyTypeByExtension(const VOWCHAR* pszExt, int& nResult) const
 {
-    int nFound = 0;
+    if (!VO_STEP_AS("pszExt && *pszExt", VOHasText(pszExt)))
+    {
+        return 0;
+    }
     VOWCHAR szExtension[LENGTH_OF_EXTENSIONS] = {};
-    std::map<unsigned int, unsigned int>::const_iterator cIter;
-    VO_PROCESS_ERROR_AS("pszExt && *pszExt", VOHasText(pszExt));
-
     lstrcpynW(szExtension, pszExt, LENGTH_OF_EXTENSIONS);
     CharLowerBuffW(szExtension, static_cast<DWORD>(lstrlenW(szExtension)));
-    cIter = m_mapExtensionHash2ParamIndex.find(m_kStringHash.HashW(szExtension, kHashRow));
-    if (cIter != m_mapExtensionHash2ParamIndex.end() && cIter->second < m_vecAssetNodeClassifyParam.Count())
+    const auto cIter = m_mapExtensionHash2ParamIndex.find(m_kStringHash.HashW(szExtension, kHashRow));
+    if (cIter == m_mapExtensionHash2ParamIndex.end() || cIter->second >= m_vecAssetNodeClassifyParam.Count())
     {
-        nResult = VOLoad<int>(m_vecAssetNodeClassifyParam.Bytes(cIter->second));
-        nFound = 1;
+        return 0;
     }
+    nResult = VOLoad<int>(m_vecAssetNodeClassifyParam.Bytes(cIter->second));
+    return 1;
+}
 
-Exit0:
-    return nFound;
+// The record of a type that the table has, for the getters of one field: take(record) has it. Nothing is logged for a
+// type that isn't there.
+template <typename Take>
+int VOTSAssetNodeClassifyManager::_TakeFrom(const char* pszFunction, int nClassifyType, Take take) const
+{
+    const auto cIter = m_mapClassifyType2ParamIndex.find(nClassifyType);
+    if (cIter == m_mapClassifyType2ParamIndex.end() ||
+        !VO_STEP_IN(pszFunction, cIter->second < m_mapClassifyType2ParamIndex.size()))
+    {
+        return 0;
+    }
+    take(m_vecAssetNodeClassifyParam[cIter->second]);
+    return 1;
 }
 
 int VOTSAssetNodeClassifyManager::GetClassifyName(int nClassifyType, VOWCHAR* pszResult) const
 {
-    int nFound = 0;
-    const auto cIter = m_mapClassifyType2ParamIndex.find(nClassifyType);
-    VO_PROCESS_ERROR(pszResult);
-    if (cIter != m_mapClassifyType2ParamIndex.end())
-    {
-        VO_PROCESS_ERROR(cIter->second < m_mapClassifyType2ParamIndex.size());
-        const structAssetNodeClassifyParam param = m_vecAssetNodeClassifyParam[cIter->second];
-        lstrcpynW(pszResult, param.szClassifyName, LENGTH_OF_CLASSIFYNAME);
-        nFound = 1;
-    }
-
-Exit0:
-    return nFound;
+    VO_NAMED_FUNCTION(pszFunction);
+    return VO_STEP(pszResult) && _TakeFrom(pszFunction, nClassifyType,
+                                           [&](const structAssetNodeClassifyParam& param)
+                                           { lstrcpynW(pszResult, param.szClassifyName, LENGTH_OF_CLASSIFYNAME); });
 }
 
 int VOTSAssetNodeClassifyManager::GetClassifyExtensions(int nClassifyType, VOWCHAR* pszResult) const
 {
-    int nFound = 0;
-    const auto cIter = m_mapClassifyType2ParamIndex.find(nClassifyType);
-    VO_PROCESS_ERROR(pszResult);
-    if (cIter != m_mapClassifyType2ParamIndex.end())
-    {
-        VO_PROCESS_ERROR(cIter->second < m_mapClassifyType2ParamIndex.size());
-        const structAssetNodeClassifyParam param = m_vecAssetNodeClassifyParam[cIter->second];
-        lstrcpynW(pszResult, param.szExtensions, LENGTH_OF_EXTENSIONS);
-        nFound = 1;
-    }
-
-Exit0:
-    return nFound;
+    VO_NAMED_FUNCTION(pszFunction);
+    return VO_STEP(pszResult) && _TakeFrom(pszFunction, nClassifyType,
+                                           [&](const structAssetNodeClassifyParam& param)
+                                           { lstrcpynW(pszResult, param.szExtensions, LENGTH_OF_EXTENSIONS); });
 }
 
 int VOTSAssetNodeClassifyManager::GetClassifyTypeColor(int nClassifyType, LUMTrayService::Color& rkResult) const
 {
-    int nFound = 0;
+    // This one check counts the records and not the types; a host's log tells the two apart.
     const auto cIter = m_mapClassifyType2ParamIndex.find(nClassifyType);
-    if (cIter != m_mapClassifyType2ParamIndex.end())
+    if (cIter == m_mapClassifyType2ParamIndex.end() || !VO_STEP(cIter->second < m_vecAssetNodeClassifyParam.Count()))
     {
-        // This one check counts the records and not the types; a host's log tells the two apart.
-        VO_PROCESS_ERROR(cIter->second < m_vecAssetNodeClassifyParam.Count());
-        rkResult = m_vecAssetNodeClassifyParam[cIter->second].TypeColor;
-        nFound = 1;
+        return 0;
     }
-
-Exit0:
-    return nFound;
+    rkResult = m_vecAssetNodeClassifyParam[cIter->second].TypeColor;
+    return 1;
 }
 
 int VOTSAssetNodeClassifyManager::GetClassifyBackgroundColor(int nClassifyType, LUMTrayService::Color& rkResult) const
 {
-    int nFound = 0;
-    const auto cIter = m_mapClassifyType2ParamIndex.find(nClassifyType);
-    if (cIter != m_mapClassifyType2ParamIndex.end())
-    {
-        VO_PROCESS_ERROR(cIter->second < m_mapClassifyType2ParamIndex.size());
-        rkResult = m_vecAssetNodeClassifyParam[cIter->second].BackgroundColor;
-        nFound = 1;
-    }
-
-Exit0:
-    return nFound;
+    VO_NAMED_FUNCTION(pszFunction);
+    return _TakeFrom(pszFunction, nClassifyType,
+                     [&](const structAssetNodeClassifyParam& param) { rkResult = param.BackgroundColor; });
 }
 
 unsigned long long VOTSAssetNodeClassifyManager::AllocSize() const
@@ -214,13 +199,7 @@ void VOTSAssetNodeClassifyManager::WriteAlloc(unsigned char* pbTo) const
 
 VOTSAssetNodeClassifyManager::ContainerAlloc* VOTSAssetNodeClassifyManager::GetAlloc() const
 {
-    if (AllocSize() > kVOMaxImageSize)
-    {
-        return nullptr;
-    }
-    unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
-    WriteAlloc(pbAlloc);
-    return reinterpret_cast<ContainerAlloc*>(pbAlloc);
+    return VOMakeImage<ContainerAlloc>(*this);
 }
 
 int VOTSAssetNodeClassifyManager::SetAlloc(ContainerAlloc* pAlloc, int bCopy)
@@ -230,25 +209,24 @@ int VOTSAssetNodeClassifyManager::SetAlloc(ContainerAlloc* pAlloc, int bCopy)
 
 int VOTSAssetNodeClassifyManager::SetAlloc(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
 {
-    int nResult = 0;
-    const VORecordVectorAlloc* pParamAlloc = nullptr;
-    VO_PROCESS_ERROR(pAlloc);
+    if (!VO_STEP(pAlloc))
+    {
+        return 0;
+    }
     CleanUp();
-
-    pParamAlloc =
+    const auto* const pParamAlloc =
         reinterpret_cast<const VORecordVectorAlloc*>(reinterpret_cast<const unsigned char*>(pAlloc) + kOuterHeadSize);
-    VO_PROCESS_ERROR_AS("m_vecAssetNodeClassifyParam.SetAlloc(pParamAlloc, bCopy)",
-                        ullLimit >= kOuterSize &&
-                            m_vecAssetNodeClassifyParam.SetAlloc(
-                                pParamAlloc, bCopy, ullLimit == kVOUnbounded ? kVOUnbounded : ullLimit - kOuterSize));
+    if (!VO_STEP_AS("m_vecAssetNodeClassifyParam.SetAlloc(pParamAlloc, bCopy)",
+                    ullLimit >= kOuterSize &&
+                        m_vecAssetNodeClassifyParam.SetAlloc(pParamAlloc, bCopy, VOLimitBehind(ullLimit, kOuterSize))))
+    {
+        return 0;
+    }
     for (unsigned int i = 0; i < m_vecAssetNodeClassifyParam.Count(); ++i)
     {
         m_mapClassifyType2ParamIndex.emplace(VOLoad<int>(m_vecAssetNodeClassifyParam.Bytes(i)), i);
     }
-    nResult = BuildUpExtensionsHash();
-
-Exit0:
-    return nResult;
+    return BuildUpExtensionsHash();
 }
 
 int VOTSAssetNodeClassifyManager::Exist(int nClassifyType) const
@@ -264,35 +242,27 @@ int VOTSAssetNodeClassifyManager::Exist(const VOWCHAR* pszClassifyName) const
 
 int VOTSAssetNodeClassifyManager::ExtensionStringEnable(const VOWCHAR* pszExt, const VOWCHAR* pszExtensions) const
 {
-    int nResult = 0;
-    int nExtLength = 0;
-    int nListLength = 0;
-    int nPosition = 0;
-    VO_PROCESS_ERROR(pszExt);
-    VO_PROCESS_ERROR(pszExtensions);
-
-    nExtLength = lstrlenW(pszExt);
-    nListLength = lstrlenW(pszExtensions);
-    while (nPosition < nListLength)
+    if (!VO_STEP(pszExt) || !VO_STEP(pszExtensions))
     {
-        const VOWCHAR* pszMatch = StrStrIW(pszExtensions + nPosition, pszExt);
-        if (pszMatch == nullptr || nExtLength == 0)
+        return 0;
+    }
+    const int nExtLength = lstrlenW(pszExt);
+    const int nListLength = lstrlenW(pszExtensions);
+    for (int nPosition = 0; nExtLength != 0 && nPosition < nListLength;)
+    {
+        const VOWCHAR* const pszMatch = StrStrIW(pszExtensions + nPosition, pszExt);
+        if (pszMatch == nullptr)
         {
             break;
         }
         const int nBegin = static_cast<int>(pszMatch - pszExtensions);
-        const int nEnd = nBegin + nExtLength;
-        const bool bSeparatorBefore = nBegin > 0 && VOLoadUnit(pszExtensions + nBegin - 1) == kSeparator;
-        const bool bSeparatorBehind = VOLoadUnit(pszExtensions + nEnd) == kSeparator;
-        if (nExtLength == nListLength || (bSeparatorBefore && bSeparatorBehind) || (nBegin == 0 && bSeparatorBehind) ||
-            (bSeparatorBefore && nEnd == nListLength))
+        nPosition = nBegin + nExtLength;
+        const bool bBeginsEntry = nBegin == 0 || VOLoadUnit(pszExtensions + nBegin - 1) == kSeparator;
+        const bool bEndsEntry = nPosition == nListLength || VOLoadUnit(pszExtensions + nPosition) == kSeparator;
+        if (bBeginsEntry && bEndsEntry)
         {
-            nResult = 1;
-            break;
+            return 1;
         }
-        nPosition = nEnd;
     }
-
-Exit0:
-    return nResult;
+    return 0;
 }

@@ -40,12 +40,11 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(LUMTrayService::enumAssetRole eAs
     }
     m_pkAssetIndexContainer = pAssetIndexContainer.release();
     m_pkClassifyMgr = pClassifyMgr.release();
-    VO_PROCESS_ERROR(m_pkStringSet);
-    _SetRootPath(pszRootPath);
-    _SetRootName(pszRootName);
-
-Exit0:
-    return;
+    if (VO_STEP(m_pkStringSet))
+    {
+        _SetRootPath(pszRootPath);
+        _SetRootName(pszRootName);
+    }
 }
 
 VOTSAssetNodeContainer::~VOTSAssetNodeContainer()
@@ -244,14 +243,8 @@ unsigned int VOTSAssetNodeContainer::_StateOf(unsigned int uAssetID) const
 
 int VOTSAssetNodeContainer::RemoveAssetNode(const VOWCHAR* pszPath)
 {
-    int nResult = 0;
     LUMTrayService::structAssetNode tsNode;
-    VO_PROCESS_ERROR(FindAssetNode(pszPath, tsNode));
-    VO_PROCESS_ERROR(RemoveAssetNode(tsNode.nAssetID));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(FindAssetNode(pszPath, tsNode)) && VO_STEP(RemoveAssetNode(tsNode.nAssetID));
 }
 
 // A node that is being removed: its files go first, then its folders, then itself out of its parent's list.
@@ -332,27 +325,28 @@ Exit0:
 
 int VOTSAssetNodeContainer::RedirectAssetNode(unsigned int uAssetID, const VOWCHAR* pszPath)
 {
-    int nResult = 0;
-    void* hStringParam = INVALID_HANDLE_VALUE;
+    VO_NAMED_FUNCTION(pszFunction);
     VOWCHAR tszNormailzeLowerPath[MAX_PATH];
-    VO_PROCESS_ERROR(uAssetID < m_vecAssetNode.Count());
-    VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
-    VO_PROCESS_ERROR(m_pkStringSet);
-    VO_CHECK_ERROR_AS("param.dwParamState != AssetParamState::APS_Deleted",
-                      _StateOf(uAssetID) != AssetParamState::APS_Deleted);
-
+    if (!VO_STEP(uAssetID < m_vecAssetNode.Count()) ||
+        !VO_STEP(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole) || !VO_STEP(m_pkStringSet) ||
+        !_CheckState(pszFunction, uAssetID))
+    {
+        return 0;
+    }
     m_mapStringHandle2ParamIndex.Erase(_KeyOf(uAssetID));
-    VO_PROCESS_ERROR(NormailzeAssetPath(tszNormailzeLowerPath, pszPath, MAX_PATH, TRUE));
-    hStringParam = m_pkStringSet->InsertKey(tszNormailzeLowerPath);
-    VO_PROCESS_ERROR(hStringParam != INVALID_HANDLE_VALUE);
-
+    if (!VO_STEP(NormailzeAssetPath(tszNormailzeLowerPath, pszPath, MAX_PATH, TRUE)))
+    {
+        return 0;
+    }
+    void* const hStringParam = m_pkStringSet->InsertKey(tszNormailzeLowerPath);
+    if (!VO_STEP(hStringParam != INVALID_HANDLE_VALUE))
+    {
+        return 0;
+    }
     // An entry that is there already keeps pointing at its own node.
     m_mapStringHandle2ParamIndex.Insert(hStringParam, uAssetID);
     _StoreField(uAssetID, offsetof(structAssetNodeParam, hStringParam), hStringParam);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSAssetNodeContainer::CleanUp()
@@ -411,20 +405,11 @@ const VOWCHAR* VOTSAssetNodeContainer::GetRootName() const
 
 int VOTSAssetNodeContainer::_MakeSurePathValueValid()
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(m_pkStringSet);
-    if (m_hStrRootPath == INVALID_HANDLE_VALUE && m_tszRootPath[0] != 0)
-    {
-        VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != (m_hStrRootPath = m_pkStringSet->Insert(m_tszRootPath)));
-    }
-    if (m_hStrRootName == INVALID_HANDLE_VALUE && m_tszRootName[0] != 0)
-    {
-        VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != (m_hStrRootName = m_pkStringSet->Insert(m_tszRootName)));
-    }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    const bool bHasPath = m_hStrRootPath != INVALID_HANDLE_VALUE || m_tszRootPath[0] == 0;
+    const bool bHasName = m_hStrRootName != INVALID_HANDLE_VALUE || m_tszRootName[0] == 0;
+    return VO_STEP(m_pkStringSet) &&
+           (bHasPath || VO_STEP(INVALID_HANDLE_VALUE != (m_hStrRootPath = m_pkStringSet->Insert(m_tszRootPath)))) &&
+           (bHasName || VO_STEP(INVALID_HANDLE_VALUE != (m_hStrRootName = m_pkStringSet->Insert(m_tszRootName))));
 }
 
 int VOTSAssetNodeContainer::NormailzeAssetPath(VOWCHAR* pszResult, const VOWCHAR* pszPath, unsigned int uSize,

@@ -24,27 +24,30 @@ int JoinPath(VOWCHAR* tszFullPath, const VOWCHAR* pszFromDir, const VOWCHAR* psz
                : -1;
 }
 
-// What the four Request operations begin with. False where they end, with nResult: a node that was there already is
-// left as it is, with success.
-bool BeginRequest(const char* pszFunction, structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
-                  const VOWCHAR* pszPath, int bFolder, VOWCHAR* szPathTmp, int& nResult)
+// What the four Request operations do: a new node is filled, with its path as it is told; a node that was there already
+// is left as it is, with success.
+template <typename Fill>
+int RequestNode(const char* pszFunction, structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
+                const VOWCHAR* pszPath, int bFolder, Fill fill)
 {
-    bool bNew = false;
     int bInserted = 0;
-    nResult = 0;
-    VO_PROCESS_ERROR_IN(pszFunction, pkContainer);
-    VO_PROCESS_ERROR_IN(pszFunction, pkContainer->RequestAssetNode(pszPath, tsNode, bInserted));
-    nResult = bInserted != 0 ? 1 : 0;
-    if (bInserted == 0)
+    VOWCHAR szPathTmp[MAX_PATH];
+    if (!VO_STEP_IN(pszFunction, pkContainer) ||
+        !VO_STEP_IN(pszFunction, pkContainer->RequestAssetNode(pszPath, tsNode, bInserted)))
     {
-        VO_PROCESS_ERROR_IN(pszFunction, pkContainer->NormailzeAssetPath(szPathTmp, pszPath, MAX_PATH, FALSE));
-        tsNode.bFolder = bFolder;
-        pkContainer->SetAssetNodeFolder(tsNode.nAssetID, tsNode.bFolder);
-        bNew = true;
+        return 0;
     }
-
-Exit0:
-    return bNew;
+    if (bInserted != 0)
+    {
+        return 1;
+    }
+    if (!VO_STEP_IN(pszFunction, pkContainer->NormailzeAssetPath(szPathTmp, pszPath, MAX_PATH, FALSE)))
+    {
+        return 0;
+    }
+    tsNode.bFolder = bFolder;
+    pkContainer->SetAssetNodeFolder(tsNode.nAssetID, tsNode.bFolder);
+    return fill(szPathTmp);
 }
 
 }  // namespace
@@ -53,59 +56,41 @@ int VOTSAssetNodeContainerHelper::RequestLocalAssetNode(structAssetNode& tsNode,
                                                         enumAssetFrom eaf, const VOWCHAR* pszPath, int bFolder)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
-    VOWCHAR szPathTmp[MAX_PATH];
-    if (!BeginRequest(pszFunction, tsNode, pkContainer, pszPath, bFolder, szPathTmp, nResult))
+    const auto Fill = [&](const VOWCHAR* szPathTmp)
     {
-        return nResult;
-    }
-    VO_PROCESS_ERROR(SetAssetNodeAssetFrom(tsNode, pkContainer, eaf));
-    VO_PROCESS_ERROR(SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp));
-    VO_PROCESS_ERROR(SetAssetNodeClassifyType(tsNode, pkContainer));
-    VO_PROCESS_ERROR(SetAssetNodeLocalFileAttribute(tsNode, pkContainer, eaf, szPathTmp));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+        return VO_STEP_IN(pszFunction, SetAssetNodeAssetFrom(tsNode, pkContainer, eaf)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeClassifyType(tsNode, pkContainer)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeLocalFileAttribute(tsNode, pkContainer, eaf, szPathTmp));
+    };
+    return RequestNode(pszFunction, tsNode, pkContainer, pszPath, bFolder, Fill);
 }
 
 int VOTSAssetNodeContainerHelper::RequestPakAssetNode(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
                                                       const VOWCHAR* pszPath, const structAssetNode& tsCacheNode)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
-    VOWCHAR szPathTmp[MAX_PATH];
-    if (!BeginRequest(pszFunction, tsNode, pkContainer, pszPath, tsCacheNode.bFolder, szPathTmp, nResult))
+    const auto Fill = [&](const VOWCHAR* szPathTmp)
     {
-        return nResult;
-    }
-    VO_PROCESS_ERROR(SetAssetNodeAssetFrom(tsNode, pkContainer, LUMTrayService::AF_PAKV4));
-    VO_PROCESS_ERROR(SetAssetNodePakFileAttribute(tsNode, pkContainer, tsCacheNode));
-    VO_PROCESS_ERROR(SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp));
-    VO_PROCESS_ERROR(SetAssetNodeClassifyType(tsNode, pkContainer));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+        return VO_STEP_IN(pszFunction, SetAssetNodeAssetFrom(tsNode, pkContainer, LUMTrayService::AF_PAKV4)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodePakFileAttribute(tsNode, pkContainer, tsCacheNode)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeClassifyType(tsNode, pkContainer));
+    };
+    return RequestNode(pszFunction, tsNode, pkContainer, pszPath, tsCacheNode.bFolder, Fill);
 }
 
 int VOTSAssetNodeContainerHelper::RequestHttpFileNode(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
                                                       enumAssetFrom eaf, const VOWCHAR* pszPath, int bFolder)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
-    VOWCHAR szPathTmp[MAX_PATH];
-    if (!BeginRequest(pszFunction, tsNode, pkContainer, pszPath, bFolder, szPathTmp, nResult))
+    const auto Fill = [&](const VOWCHAR* szPathTmp)
     {
-        return nResult;
-    }
-    VO_PROCESS_ERROR(SetAssetNodeAssetFrom(tsNode, pkContainer, eaf));
-    VO_PROCESS_ERROR(SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp));
-    VO_PROCESS_ERROR(SetAssetNodeClassifyType(tsNode, pkContainer));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+        return VO_STEP_IN(pszFunction, SetAssetNodeAssetFrom(tsNode, pkContainer, eaf)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeClassifyType(tsNode, pkContainer));
+    };
+    return RequestNode(pszFunction, tsNode, pkContainer, pszPath, bFolder, Fill);
 }
 
 int VOTSAssetNodeContainerHelper::RequestAssetMergeNode(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
@@ -113,61 +98,37 @@ int VOTSAssetNodeContainerHelper::RequestAssetMergeNode(structAssetNode& tsNode,
                                                         const VOWCHAR* pszPath, int bFolder)
 {
     VO_NAMED_FUNCTION(pszFunction);
-    int nResult = 0;
-    VOWCHAR szPathTmp[MAX_PATH];
-    if (!BeginRequest(pszFunction, tsNode, pkContainer, pszPath, bFolder, szPathTmp, nResult))
+    const auto Fill = [&](const VOWCHAR* szPathTmp)
     {
-        return nResult;
-    }
-    VO_PROCESS_ERROR(SetAssetNodeAssetFrom(tsNode, pkContainer, eaf));
-    VO_PROCESS_ERROR(SetAssetNodeAssetMergeSign(tsNode, pkContainer, uAssetMerge));
-    VO_PROCESS_ERROR(SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp));
-    VO_PROCESS_ERROR(SetAssetNodeClassifyType(tsNode, pkContainer));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+        return VO_STEP_IN(pszFunction, SetAssetNodeAssetFrom(tsNode, pkContainer, eaf)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeAssetMergeSign(tsNode, pkContainer, uAssetMerge)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeStripPath(tsNode, pkContainer, szPathTmp)) &&
+               VO_STEP_IN(pszFunction, SetAssetNodeClassifyType(tsNode, pkContainer));
+    };
+    return RequestNode(pszFunction, tsNode, pkContainer, pszPath, bFolder, Fill);
 }
 
 int VOTSAssetNodeContainerHelper::SetAssetNodeAssetFrom(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
                                                         enumAssetFrom eaf)
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(pkContainer);
-    VO_PROCESS_ERROR(pkContainer->SetAssetNodeAssetFrom(tsNode.nAssetID, eaf));
-    VO_PROCESS_ERROR(pkContainer->GetAssetNode(tsNode.nAssetID, tsNode));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(pkContainer) && VO_STEP(pkContainer->SetAssetNodeAssetFrom(tsNode.nAssetID, eaf)) &&
+           VO_STEP(pkContainer->GetAssetNode(tsNode.nAssetID, tsNode));
 }
 
 int VOTSAssetNodeContainerHelper::SetAssetNodeAssetMergeSign(structAssetNode& tsNode,
                                                              VOTSAssetNodeContainer* pkContainer,
                                                              unsigned int uAssetMerge)
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(pkContainer);
-    VO_PROCESS_ERROR(pkContainer->SetAssetNodeAssetMergeSign(tsNode.nAssetID, uAssetMerge));
-    VO_PROCESS_ERROR(pkContainer->GetAssetNode(tsNode.nAssetID, tsNode));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(pkContainer) && VO_STEP(pkContainer->SetAssetNodeAssetMergeSign(tsNode.nAssetID, uAssetMerge)) &&
+           VO_STEP(pkContainer->GetAssetNode(tsNode.nAssetID, tsNode));
 }
 
 int VOTSAssetNodeContainerHelper::SetAssetNodePhysicsPath(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
                                                           const VOWCHAR* pszPhysicsPath)
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR_AS("pszPhysicsPath && *pszPhysicsPath", VOHasText(pszPhysicsPath));
-    VO_PROCESS_ERROR(pkContainer);
-    VO_PROCESS_ERROR(pkContainer->SetAssetNodePhysicsPath(tsNode.nAssetID, pszPhysicsPath));
-    VO_PROCESS_ERROR(pkContainer->GetAssetNode(tsNode.nAssetID, tsNode));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP_AS("pszPhysicsPath && *pszPhysicsPath", VOHasText(pszPhysicsPath)) && VO_STEP(pkContainer) &&
+           VO_STEP(pkContainer->SetAssetNodePhysicsPath(tsNode.nAssetID, pszPhysicsPath)) &&
+           VO_STEP(pkContainer->GetAssetNode(tsNode.nAssetID, tsNode));
 }
 
 int VOTSAssetNodeContainerHelper::SetAssetNodeStripPath(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer,
@@ -199,24 +160,21 @@ Exit0:
 
 int VOTSAssetNodeContainerHelper::SetAssetNodeClassifyType(structAssetNode& tsNode, VOTSAssetNodeContainer* pkContainer)
 {
-    int nResult = 0;
-    int nClassifyType = -1;
-    const VOWCHAR* pszExt = nullptr;
-    VOWCHAR szClassifyName[LENGTH_OF_CLASSIFYNAME] = {};
-    VO_PROCESS_ERROR(pkContainer);
-    if (tsNode.bFolder == 0 && tsNode.hStrExtension != INVALID_HANDLE_VALUE)
+    if (!VO_STEP(pkContainer))
     {
-        pszExt = pkContainer->GetString(tsNode.hStrExtension);
-        VO_PROCESS_ERROR(pszExt);
-        VO_PROCESS_ERROR(pkContainer->GetClassifyTypeByExtension(pszExt, nClassifyType));
-        VO_PROCESS_ERROR(pkContainer->GetClassifyName(nClassifyType, szClassifyName));
-        VO_PROCESS_ERROR(pkContainer->SetAssetNodeClassifyType(tsNode.nAssetID, nClassifyType, szClassifyName));
-        VO_PROCESS_ERROR(pkContainer->GetAssetNode(tsNode.nAssetID, tsNode));
+        return 0;
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    if (tsNode.bFolder != 0 || tsNode.hStrExtension == INVALID_HANDLE_VALUE)
+    {
+        return 1;
+    }
+    int nClassifyType = -1;
+    VOWCHAR szClassifyName[LENGTH_OF_CLASSIFYNAME] = {};
+    const VOWCHAR* const pszExt = pkContainer->GetString(tsNode.hStrExtension);
+    return VO_STEP(pszExt) && VO_STEP(pkContainer->GetClassifyTypeByExtension(pszExt, nClassifyType)) &&
+           VO_STEP(pkContainer->GetClassifyName(nClassifyType, szClassifyName)) &&
+           VO_STEP(pkContainer->SetAssetNodeClassifyType(tsNode.nAssetID, nClassifyType, szClassifyName)) &&
+           VO_STEP(pkContainer->GetAssetNode(tsNode.nAssetID, tsNode));
 }
 
 int VOTSAssetNodeContainerHelper::SetAssetNodeLocalFileAttribute(structAssetNode& tsNode,
@@ -253,19 +211,17 @@ int VOTSAssetNodeContainerHelper::SetAssetNodePakFileAttribute(structAssetNode& 
                                                                VOTSAssetNodeContainer* pikContainer,
                                                                const structAssetNode& tsNodeParam)
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(pikContainer);
+    if (!VO_STEP(pikContainer))
+    {
+        return 0;
+    }
     // Without a lasting effect: what is stored, and read back, is the value of tsNodeParam.
     tsNode.nFileAttribute &= ~LUMTrayService::kFileAttributeLocal;
-    VO_PROCESS_ERROR(pikContainer->SetAssetNodeFolder(tsNode.nAssetID, tsNodeParam.bFolder));
-    VO_PROCESS_ERROR(pikContainer->SetAssetNodeFileAttribute(tsNode.nAssetID, tsNodeParam.ullFileSize,
-                                                             tsNodeParam.ftCreateTime, tsNodeParam.ftLastAccessTime,
-                                                             tsNodeParam.ftLastWriteTime, tsNodeParam.nFileAttribute));
-    VO_PROCESS_ERROR(pikContainer->GetAssetNode(tsNode.nAssetID, tsNode));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(pikContainer->SetAssetNodeFolder(tsNode.nAssetID, tsNodeParam.bFolder)) &&
+           VO_STEP(pikContainer->SetAssetNodeFileAttribute(tsNode.nAssetID, tsNodeParam.ullFileSize,
+                                                           tsNodeParam.ftCreateTime, tsNodeParam.ftLastAccessTime,
+                                                           tsNodeParam.ftLastWriteTime, tsNodeParam.nFileAttribute)) &&
+           VO_STEP(pikContainer->GetAssetNode(tsNode.nAssetID, tsNode));
 }
 
 int VOTSAssetNodeContainerHelper::GetAssetNodeFileAttribute(structAssetNode& tsNode, const VOWCHAR* pszPath)

@@ -2,6 +2,8 @@
 
 #include <stdlib.h>
 
+#include <utility>
+
 #include "diagnostics/check.h"
 #include "platform/vo_memory.h"
 
@@ -23,12 +25,7 @@ ZENTRY* ZIniMakeNode(ZIniChain* pChain)
         pChain->uHolders = 1;
     }
     pNode->pChain = pChain;
-    pNode->pAllNext = pChain->pAll;
-    if (pChain->pAll != nullptr)
-    {
-        pChain->pAll->pAllPrev = pNode;
-    }
-    pChain->pAll = pNode;
+    pNode->pAllNext = std::exchange(pChain->pAll, pNode);
     return &pNode->entry;
 }
 
@@ -40,13 +37,10 @@ void ZIniKill(ZENTRY* pEntry)
     pEntry->cType = 0;
 }
 
-static void FreeNode(ZIniNode* pNode)
+// Takes a node out of the list of all, where the link that leads to it is known.
+static void FreeNode(ZIniNode*& pLink)
 {
-    (pNode->pAllPrev != nullptr ? pNode->pAllPrev->pAllNext : pNode->pChain->pAll) = pNode->pAllNext;
-    if (pNode->pAllNext != nullptr)
-    {
-        pNode->pAllNext->pAllPrev = pNode->pAllPrev;
-    }
+    ZIniNode* const pNode = std::exchange(pLink, pLink->pAllNext);
     free(pNode->entry.pszText);
     free(pNode);
 }
@@ -66,14 +60,16 @@ void ZIniSweep(ZIniChain* pChain, const ZENTRY* pKeep)
         }
     }
     // Another object's pointers may name any entry of a shared chain.
-    for (ZIniNode* pNode = pChain->uHolders == 1 ? pChain->pAll : nullptr; pNode != nullptr;)
+    for (ZIniNode** ppLink = &pChain->pAll; pChain->uHolders == 1 && *ppLink != nullptr;)
     {
-        ZIniNode* const pNextNode = pNode->pAllNext;
-        if (pNode->bDead && &pNode->entry != pKeep)
+        if ((*ppLink)->bDead && &(*ppLink)->entry != pKeep)
         {
-            FreeNode(pNode);
+            FreeNode(*ppLink);
         }
-        pNode = pNextNode;
+        else
+        {
+            ppLink = &(*ppLink)->pAllNext;
+        }
     }
 }
 
@@ -171,9 +167,12 @@ void ZIniFile::FreeMem(void* p)
 ZENTRY* ZIniFile::MakeNewEntry()
 {
     ZENTRY* pTail = m_pLastEntry;
-    ZENTRY* pEntry = ZIniMakeNode(m_pFirstEntry != nullptr ? ZIniNodeOf(m_pFirstEntry)->pChain : nullptr);
-    VO_PROCESS_ERROR(pEntry);
-
+    ZENTRY* const pEntry = ZIniMakeNode(m_pFirstEntry != nullptr ? ZIniNodeOf(m_pFirstEntry)->pChain : nullptr);
+    if (!VO_STEP(pEntry))
+    {
+        FreeAllMem();
+        return nullptr;
+    }
     // A tail that was deleted: the line goes where it is seen, to the chain's end.
     if (pTail != nullptr && ZIniNodeOf(pTail)->bDead)
     {
@@ -190,12 +189,6 @@ ZENTRY* ZIniFile::MakeNewEntry()
     if (m_pFirstEntry == nullptr)
     {
         m_pFirstEntry = pEntry;
-    }
-
-Exit0:
-    if (pEntry == nullptr)
-    {
-        FreeAllMem();
     }
     return pEntry;
 }

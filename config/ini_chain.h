@@ -15,7 +15,6 @@ struct ZIniNode
 {
     ZENTRY entry;  // first, so that an entry's address is its node's
     ZIniChain* pChain;
-    ZIniNode* pAllPrev;
     ZIniNode* pAllNext;
     bool bDead;  // deleted; stays while m_pLastEntry names it
 };

@@ -42,9 +42,10 @@ void ZIniFile::WriteDouble(const char* pSection, const char* pKey, double fValue
 void ZIniFile::WriteString(const char* pSection, const char* pKey, const char* pValue)
 {
     tgEFIND find;
-    VO_PROCESS_ERROR(pSection && *pSection);
-    VO_PROCESS_ERROR(pValue && *pValue);
-
+    if (!VO_STEP(pSection && *pSection) || !VO_STEP(pValue && *pValue))
+    {
+        return;
+    }
     if (FindKey(pSection, pKey, &find) != 0)
     {
         // From the line itself: the fields of the result may be shorter than the key and the comment.
@@ -65,9 +66,6 @@ void ZIniFile::WriteString(const char* pSection, const char* pKey, const char* p
     {
         AddSectionAndKey(pSection, pKey, pValue);
     }
-
-Exit0:
-    return;
 }
 
 // The line of a key, or of a comment for a null key.
@@ -85,22 +83,12 @@ void ZIniFile::AddKey(ZENTRY* pEntry, const char* pKey, const char* pValue)
 
 int ZIniFile::AddSectionAndKey(const char* pSection, const char* pKey, const char* pValue)
 {
-    int nResult = 0;
     const bool bComplete = pSection != nullptr && pValue != nullptr;
     char* const pszSection = bComplete ? ZIniJoin("[", pSection, "]") : nullptr;
     char* const pszLine = bComplete ? MakeLine(pKey, pValue) : nullptr;
-    VO_PROCESS_ERROR_AS("AddItem (tpSECTION, Text)", AddItem(tpSECTION, pszSection));
-    if (pKey != nullptr)
-    {
-        VO_PROCESS_ERROR_AS("AddItem(tpKEYVALUE, Text)", AddItem(tpKEYVALUE, pszLine));
-    }
-    else
-    {
-        VO_PROCESS_ERROR_AS("AddItem(tpCOMMENT, Text)", AddItem(tpCOMMENT, pszLine));
-    }
-    nResult = 1;
-
-Exit0:
+    const int nResult = VO_STEP_AS("AddItem (tpSECTION, Text)", AddItem(tpSECTION, pszSection)) &&
+                        (pKey != nullptr ? VO_STEP_AS("AddItem(tpKEYVALUE, Text)", AddItem(tpKEYVALUE, pszLine))
+                                         : VO_STEP_AS("AddItem(tpCOMMENT, Text)", AddItem(tpCOMMENT, pszLine)));
     FreeMem(pszSection);
     FreeMem(pszLine);
     return nResult;

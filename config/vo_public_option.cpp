@@ -56,28 +56,21 @@ void VOPublicOption::Sync()
     {
         return;
     }
-    VO_PROCESS_ERROR_AS("pOptionMemory", section.Map());
-
+    if (!VO_STEP_AS("pOptionMemory", section.Map()))
+    {
+        return;
+    }
     CopyRecord(&published, section.Data(), section.Size());
-    if (strncmp(published.szVersion, kszVOPublicOptionVersion, sizeof(published.szVersion)) != 0)
+    const bool bVersion = strncmp(published.szVersion, kszVOPublicOptionVersion, sizeof(published.szVersion)) == 0;
+    const bool bKey = m_kOption.szOptionKey[0] == 0 ||
+                      strncmp(published.szOptionKey, m_kOption.szOptionKey, sizeof(published.szOptionKey)) == 0;
+    // Of its size a whole section traces nothing.
+    if (VO_STEP_OR_FALSE(bVersion) && VO_STEP_OR_FALSE(bKey) &&
+        (section.Size() >= sizeof(published) || VO_STEP_AS("uViewSize >= sizeof(kPublished)", false)))
     {
-        VO_PROCESS_ERROR_FALSE;
+        TerminateTexts(&published);
+        m_kOption = published;
     }
-    if (m_kOption.szOptionKey[0] != 0 &&
-        strncmp(published.szOptionKey, m_kOption.szOptionKey, sizeof(published.szOptionKey)) != 0)
-    {
-        VO_PROCESS_ERROR_FALSE;
-    }
-    if (section.Size() < sizeof(published))
-    {
-        // In here, so that a whole section traces the check of its key alone.
-        VO_PROCESS_ERROR_AS("uViewSize >= sizeof(kPublished)", false);
-    }
-    TerminateTexts(&published);
-    m_kOption = published;
-
-Exit0:
-    return;
 }
 
 int VOPublicOption::SetOptionKey(const char* pszKey)

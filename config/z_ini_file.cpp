@@ -113,23 +113,24 @@ char ClassOf(const char* pszText)
 
 int ZIniFile::OpenIniFile(const char* pFileName, bool)
 {
-    int nResult = 0;
     bool bFirstLine = true;
     // The name may be a text of the chain that goes.
     const std::string strFileName = pFileName != nullptr ? pFileName : "";
-    FILE* pIniFile = nullptr;
-    std::unique_ptr<FILE, VOCloseFile> pGuard;
     // The search of the first line looks at what fgets left, zeros too: the line end behind it is one that always ends
     // it.
     char szLine[kLineLimit + 1];
     FreeAllMem();
-    VO_PROCESS_ERROR_AS("pFileName && pFileName[0]", !strFileName.empty());
-    pIniFile = VOOpenFile(strFileName.c_str(), "r");
-    VO_PROCESS_ERROR(pIniFile);
-    pGuard.reset(pIniFile);
-
+    if (!VO_STEP_AS("pFileName && pFileName[0]", !strFileName.empty()))
+    {
+        return 0;
+    }
+    const std::unique_ptr<FILE, VOCloseFile> pIniFile(VOOpenFile(strFileName.c_str(), "r"));
+    if (!VO_STEP(pIniFile))
+    {
+        return 0;
+    }
     memset(szLine, '\n', sizeof(szLine));
-    while (fgets(szLine, kLineLimit, pIniFile) != nullptr)
+    while (fgets(szLine, kLineLimit, pIniFile.get()) != nullptr)
     {
         char* pszLine = szLine;
         if (bFirstLine)
@@ -141,7 +142,7 @@ int ZIniFile::OpenIniFile(const char* pFileName, bool)
             if (*pszLine != '[')
             {
                 printf(kFirstLineRefused, strFileName.c_str());
-                goto Exit0;
+                return 0;
             }
             bFirstLine = false;
         }
@@ -158,13 +159,10 @@ int ZIniFile::OpenIniFile(const char* pFileName, bool)
         if (AddItem(ClassOf(pszLine), pszLine) == 0)
         {
             FreeAllMem();
-            goto Exit0;
+            return 0;
         }
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 void ZENTRY::GetEntryName(char* pszName, int nSize)
@@ -243,17 +241,13 @@ ZENTRY* ZIniFile::SectionBegin()
 // By the text and not by the type: a comment with a "[" counts, a section with a "#" in front of it doesn't.
 ZENTRY* ZIniFile::SectionNext(ZENTRY* pEnty)
 {
-    ZENTRY* pResult = nullptr;
-    VO_PROCESS_ERROR(pEnty);
-    for (pResult = pEnty->pNext; pResult != nullptr; pResult = pResult->pNext)
+    const auto IsListed = [](const char* pszText)
+    { return pszText != nullptr && pszText[strcspn(pszText, "#[")] == '['; };
+    ZENTRY* pResult = VO_STEP(pEnty) ? pEnty->pNext : nullptr;
+    while (pResult != nullptr && !IsListed(pResult->pszText))
     {
-        if (pResult->pszText != nullptr && pResult->pszText[strcspn(pResult->pszText, "#[")] == '[')
-        {
-            break;
-        }
+        pResult = pResult->pNext;
     }
-
-Exit0:
     return pResult;
 }
 
@@ -271,44 +265,39 @@ static const char* FindValue(ZIniFile* pIniFile, const char* pSection, const cha
     return reinterpret_cast<const char*>(pFind) + offsetof(tgEFIND, szValue);
 }
 
-int ZIniFile::ReadBool(const char* pSection, const char* pKey, int nDefault)
+// Its copy in the buffer of the reads, cut to that.
+template <size_t uSize>
+static const char* ReadValue(ZIniFile* pIniFile, const char* pSection, const char* pKey, char (&szBuffer)[uSize])
 {
     tgEFIND find;
-    m_szReturnBuffer[0] = 0;
-    const char* const pszValue = FindValue(this, pSection, pKey, &find);
+    const char* const pszValue = FindValue(pIniFile, pSection, pKey, &find);
     if (pszValue == nullptr)
     {
-        return nDefault != 0 ? 1 : 0;
+        return nullptr;
     }
-    CopyCut(m_szReturnBuffer, sizeof(m_szReturnBuffer), pszValue, strlen(pszValue));
-    return ToInt(m_szReturnBuffer) != 0 ? 1 : 0;
+    CopyCut(szBuffer, uSize, pszValue, strlen(pszValue));
+    return szBuffer;
+}
+
+int ZIniFile::ReadBool(const char* pSection, const char* pKey, int nDefault)
+{
+    m_szReturnBuffer[0] = 0;
+    return ReadInt(pSection, pKey, nDefault) != 0 ? 1 : 0;
 }
 
 int ZIniFile::ReadInt(const char* pSection, const char* pKey, int nDefault)
 {
-    tgEFIND find;
-    const char* const pszValue = FindValue(this, pSection, pKey, &find);
-    if (pszValue == nullptr)
-    {
-        return nDefault;
-    }
-    CopyCut(m_szReturnBuffer, sizeof(m_szReturnBuffer), pszValue, strlen(pszValue));
-    return ToInt(m_szReturnBuffer);
+    const char* const pszValue = ReadValue(this, pSection, pKey, m_szReturnBuffer);
+    return pszValue != nullptr ? ToInt(pszValue) : nDefault;
 }
 
 // The default makes a round trip through its text, so it has the digits that the format leaves it.
 double ZIniFile::ReadDouble(const char* pSection, const char* pKey, double fDefault, const char* pFormat)
 {
-    tgEFIND find;
     char szDefault[kNumberTextSize];
     double fResult = 0.0;
-    const char* pszText = FindValue(this, pSection, pKey, &find);
-    if (pszText != nullptr)
-    {
-        CopyCut(m_szReturnBuffer, sizeof(m_szReturnBuffer), pszText, strlen(pszText));
-        pszText = m_szReturnBuffer;
-    }
-    else
+    const char* pszText = ReadValue(this, pSection, pKey, m_szReturnBuffer);
+    if (pszText == nullptr)
     {
         const int nLength =
             snprintf(szDefault, sizeof(szDefault), pFormat != nullptr ? pFormat : kDefaultDoubleFormat, fDefault);
@@ -321,14 +310,8 @@ double ZIniFile::ReadDouble(const char* pSection, const char* pKey, double fDefa
 
 const char* ZIniFile::ReadString(const char* pSection, const char* pKey, const char* pDefault)
 {
-    tgEFIND find;
-    const char* const pszValue = pDefault != nullptr ? FindValue(this, pSection, pKey, &find) : nullptr;
-    if (pszValue == nullptr)
-    {
-        return pDefault;
-    }
-    CopyCut(m_szReturnBuffer, sizeof(m_szReturnBuffer), pszValue, strlen(pszValue));
-    return m_szReturnBuffer;
+    const char* const pszValue = pDefault != nullptr ? ReadValue(this, pSection, pKey, m_szReturnBuffer) : nullptr;
+    return pszValue != nullptr ? pszValue : pDefault;
 }
 
 int ZIniFile::ReadString(const char* pSection, const char* pKey, const char* pDefault, char* pValue, int nSize)

@@ -4,7 +4,6 @@
 #include <memory>
 
 #include "config/file_read_only.h"
-#include "config/shared_paths.h"
 #include "diagnostics/check.h"
 #include "platform/vo_owners.h"
 
@@ -25,9 +24,16 @@ char* MakePath(const char* pszPath)
     return pszBlock;
 }
 
+// Copies of a list stand on the same blocks. Never destroyed: a list of static duration may end later than this would.
+VOFurtherOwners<char>& PathOwners()
+{
+    static VONeverDestroyed<VOFurtherOwners<char>> s_owners;
+    return s_owners.Get();
+}
+
 void DropPath(char* pszPath)
 {
-    if (VOLeavePath(pszPath))
+    if (!PathOwners().Take(pszPath))
     {
         delete[] pszPath;
     }
@@ -48,7 +54,7 @@ ZMdlFile::ZMdlFile(const ZMdlFile& rkOther) : ZMdlFile()
     for (char* pszPath : rkOther.m_StrVertor)
     {
         std::list<char*> listNew(1, pszPath);
-        VOSharePath(pszPath);
+        PathOwners().Add(pszPath);
         m_StrVertor.splice(m_StrVertor.end(), listNew);
     }
 }
@@ -62,13 +68,13 @@ ZMdlFile& ZMdlFile::operator=(const ZMdlFile& rkOther)
 
 int ZMdlFile::OpenMdlFile(const char* pszFilePath, bool bCreate)
 {
-    int nResult = 0;
     char szLine[kPathSize];
-    FILE* pMdlFile = VOOpenFile(pszFilePath, bCreate ? "w" : "r");
-    std::unique_ptr<FILE, VOCloseFile> pGuard(pMdlFile);
-    VO_PROCESS_ERROR(pMdlFile);
-
-    while (!bCreate && fgets(szLine, sizeof(szLine), pMdlFile) != nullptr)
+    const std::unique_ptr<FILE, VOCloseFile> pMdlFile(VOOpenFile(pszFilePath, bCreate ? "w" : "r"));
+    if (!VO_STEP(pMdlFile))
+    {
+        return 0;
+    }
+    while (!bCreate && fgets(szLine, sizeof(szLine), pMdlFile.get()) != nullptr)
     {
         if (strlen(szLine) + 1 >= sizeof(szLine))
         {
@@ -76,10 +82,7 @@ int ZMdlFile::OpenMdlFile(const char* pszFilePath, bool bCreate)
         }
         VO_CHECK_ERROR(AddPath(szLine));
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int ZMdlFile::OpenMdlFileByBuffer(const char* pszBuffer, int nSize)
@@ -101,49 +104,40 @@ int ZMdlFile::OpenMdlFileByBuffer(const char* pszBuffer, int nSize)
 
 int ZMdlFile::GetBufferLine(char** ppszBuffer, unsigned int uLineBufferSize, char* const szRetLine)
 {
-    int nResult = 0;
-    size_t uLineLength = 0;
-    VO_PROCESS_ERROR(ppszBuffer);
-    VO_PROCESS_ERROR(*ppszBuffer);
-    VO_PROCESS_ERROR(uLineBufferSize > 0);
-    VO_PROCESS_ERROR(szRetLine);
-    if (**ppszBuffer == 0)
+    if (!VO_STEP(ppszBuffer) || !VO_STEP(*ppszBuffer) || !VO_STEP(uLineBufferSize > 0) || !VO_STEP(szRetLine) ||
+        **ppszBuffer == 0)
     {
-        goto Exit0;
+        return 0;
     }
-    uLineLength = strcspn(*ppszBuffer, "\r\n");
-    VO_PROCESS_ERROR(uLineLength < uLineBufferSize);
+    const size_t uLineLength = strcspn(*ppszBuffer, "\r\n");
+    if (!VO_STEP(uLineLength < uLineBufferSize))
+    {
+        return 0;
+    }
     memcpy(szRetLine, *ppszBuffer, uLineLength);
     szRetLine[uLineLength] = 0;
     *ppszBuffer += uLineLength;
     *ppszBuffer += strspn(*ppszBuffer, "\r\n");
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int ZMdlFile::WriteMdlFile(const char* pszFilePath)
 {
-    int nResult = 0;
-    FILE* pMdlFile = nullptr;
-    std::unique_ptr<FILE, VOCloseFile> pGuard;
     // A missing file has all attribute bits set; clearing one then fails, and does no harm.
     if ((GetFileAttributesA(pszFilePath) & FILE_ATTRIBUTE_READONLY) != 0)
     {
         VO_CHECK_ERROR(SetFileReadOnly(pszFilePath, FALSE));
     }
-    pMdlFile = VOOpenFile(pszFilePath, "w");
-    VO_PROCESS_ERROR(pMdlFile);
-    pGuard.reset(pMdlFile);
+    const std::unique_ptr<FILE, VOCloseFile> pMdlFile(VOOpenFile(pszFilePath, "w"));
+    if (!VO_STEP(pMdlFile))
+    {
+        return 0;
+    }
     for (const char* pszPath : m_StrVertor)
     {
-        fprintf(pMdlFile, strchr(pszPath, '\\') != nullptr ? "\\%s\n" : "%s\n", pszPath);
+        fprintf(pMdlFile.get(), strchr(pszPath, '\\') != nullptr ? "\\%s\n" : "%s\n", pszPath);
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int ZMdlFile::GetPathCount() const
@@ -153,12 +147,9 @@ int ZMdlFile::GetPathCount() const
 
 const char* ZMdlFile::GetPathByIndex(int nIndex)
 {
-    const char* pszResult = nullptr;
-    VO_PROCESS_ERROR_AS("nIndex < m_StrVertor.size()", static_cast<unsigned int>(nIndex) < m_StrVertor.size());
-    pszResult = *std::next(m_StrVertor.begin(), nIndex);
-
-Exit0:
-    return pszResult;
+    return VO_STEP_AS("nIndex < m_StrVertor.size()", static_cast<unsigned int>(nIndex) < m_StrVertor.size())
+               ? *std::next(m_StrVertor.begin(), nIndex)
+               : nullptr;
 }
 
 int ZMdlFile::AddPath(const char* pszPath)
@@ -172,33 +163,28 @@ int ZMdlFile::AddPath(const char* pszPath)
 
 int ZMdlFile::RemovePathAt(int nIndex)
 {
-    int nResult = 0;
-    std::list<char*>::iterator iterPath;
-    VO_PROCESS_ERROR_AS("nIndex < m_StrVertor.size()", static_cast<unsigned int>(nIndex) < m_StrVertor.size());
-    iterPath = std::next(m_StrVertor.begin(), nIndex);
+    if (!VO_STEP_AS("nIndex < m_StrVertor.size()", static_cast<unsigned int>(nIndex) < m_StrVertor.size()))
+    {
+        return 0;
+    }
+    const auto iterPath = std::next(m_StrVertor.begin(), nIndex);
     DropPath(*iterPath);
     m_StrVertor.erase(iterPath);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int ZMdlFile::ReplacePath(const char* pszPath, int nIndex)
 {
-    int nResult = 0;
-    char* pszNew = nullptr;
-    std::list<char*>::iterator iterPath;
-    VO_PROCESS_ERROR_AS("nIndex < m_StrVertor.size()", static_cast<unsigned int>(nIndex) < m_StrVertor.size());
+    if (!VO_STEP_AS("nIndex < m_StrVertor.size()", static_cast<unsigned int>(nIndex) < m_StrVertor.size()))
+    {
+        return 0;
+    }
     // The new path may be a part of the old one.
-    pszNew = MakePath(pszPath);
-    iterPath = std::next(m_StrVertor.begin(), nIndex);
+    char* const pszNew = MakePath(pszPath);
+    const auto iterPath = std::next(m_StrVertor.begin(), nIndex);
     DropPath(*iterPath);
     *iterPath = pszNew;
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int ZMdlFile::ClearAll()

@@ -1,7 +1,5 @@
 // The Provider's maps. VOHashIndex is an open-addressing table that is sorted when a walk asks for the order;
 // VOHandleIndex is an array, since handles are dense small integers.
-//
-// With VOBASE_STD_MAP_INDEX both are built on std::map: the plain form that the benchmarks compare with.
 #include "internal/vo_ordered_index.h"
 
 #include <algorithm>
@@ -10,6 +8,7 @@
 #include <utility>
 
 #include "internal/vo_bytes.h"
+#include "platform/vo_owners.h"
 
 namespace
 {
@@ -31,40 +30,6 @@ void* VOHashIndex::HandleOf(unsigned int uRecord)
     return uRecord == kDangling ? INVALID_HANDLE_VALUE : reinterpret_cast<void*>(static_cast<uintptr_t>(uRecord));
 }
 
-#if defined(VOBASE_STD_MAP_INDEX)
-
-struct VOHashIndex::Impl
-{
-    std::map<unsigned int, unsigned int> mapEntry;
-    unsigned long long ullGeneration = 1;
-
-    bool Find(unsigned int uKey, unsigned int& uRecord) const
-    {
-        const auto cIter = mapEntry.find(uKey);
-        uRecord = cIter != mapEntry.end() ? cIter->second : 0;
-        return cIter != mapEntry.end();
-    }
-    bool Insert(unsigned int uKey, unsigned int uRecord)
-    {
-        ++ullGeneration;
-        return mapEntry.emplace(uKey, uRecord).second;
-    }
-    unsigned int Count() const { return static_cast<unsigned int>(mapEntry.size()); }
-    void Clear() { *this = Impl{.mapEntry = {}, .ullGeneration = ullGeneration + 1}; }
-    std::shared_ptr<const SortedEntries> Sorted() const
-    {
-        std::shared_ptr<SortedEntries> pSorted(new SortedEntries);
-        pSorted->ullGeneration = ullGeneration;
-        for (const auto& [uKey, uRecord] : mapEntry)
-        {
-            pSorted->vecEntry.push_back({uKey, uRecord});
-        }
-        return pSorted;
-    }
-};
-
-#else
-
 struct VOHashIndex::Impl
 {
     // Slots of a power of two, free while they are zero, as fresh memory is. The load stays at or below a half, so that
@@ -79,7 +44,7 @@ struct VOHashIndex::Impl
     };
     static constexpr unsigned long long kFirstSlots = 64;
 
-    Slot* pSlots = nullptr;
+    std::unique_ptr<Slot[], VOFreeBlock> pSlots;
     unsigned long long ullSlots = 0;
     unsigned int uCount = 0;
     unsigned long long ullGeneration = 1;  // steps with every change
@@ -89,18 +54,20 @@ struct VOHashIndex::Impl
     mutable std::shared_ptr<const SortedEntries> pSorted;
 
     Impl() = default;
-    ~Impl() { free(pSlots); }
     Impl(const Impl& rkOther) : ullSlots(rkOther.ullSlots), uCount(rkOther.uCount)
     {
         if (ullSlots != 0)
         {
-            pSlots = static_cast<Slot*>(VOAllocateImage(ullSlots * sizeof(Slot)));
-            memcpy(pSlots, rkOther.pSlots, ullSlots * sizeof(Slot));
+            pSlots.reset(NewSlots(ullSlots));
+            memcpy(pSlots.get(), rkOther.pSlots.get(), ullSlots * sizeof(Slot));
         }
     }
     Impl& operator=(const Impl&) = delete;
 
-    unsigned int Count() const { return uCount; }
+    static Slot* NewSlots(unsigned long long ullCount)
+    {
+        return static_cast<Slot*>(VOAllocateImage(ullCount * sizeof(Slot)));
+    }
 
     // Keys are hashes of the publisher's choosing, so they are mixed once more before their top bits place them.
     unsigned long long HomeOf(unsigned int uKey) const
@@ -115,43 +82,15 @@ struct VOHashIndex::Impl
         {
             ullSlot = (ullSlot + 1) & (ullSlots - 1);
         }
-        return pSlots + ullSlot;
-    }
-
-    bool Find(unsigned int uKey, unsigned int& uRecord) const
-    {
-        if (uCount == 0)
-        {
-            return false;
-        }
-        const Slot slot = *SlotOf(uKey);
-        uRecord = slot.ToEntry().uRecord;
-        return !slot.IsFree();
-    }
-
-    bool Insert(unsigned int uKey, unsigned int uRecord)
-    {
-        if (uCount * 2ull >= ullSlots)
-        {
-            Grow();
-        }
-        Slot* pSlot = SlotOf(uKey);
-        if (!pSlot->IsFree())
-        {
-            return false;
-        }
-        *pSlot = {uKey, uRecord + 1};
-        ++uCount;
-        ++ullGeneration;
-        return true;
+        return &pSlots[ullSlot];
     }
 
     void Grow()
     {
         const unsigned long long ullOldSlots = ullSlots;
         const unsigned long long ullNewSlots = ullSlots != 0 ? ullSlots * 2 : kFirstSlots;
-        Slot* pNew = static_cast<Slot*>(VOAllocateImage(ullNewSlots * sizeof(Slot)));
-        Slot* pOld = std::exchange(pSlots, pNew);
+        std::unique_ptr<Slot[], VOFreeBlock> pOld(NewSlots(ullNewSlots));
+        pOld.swap(pSlots);
         ullSlots = ullNewSlots;
         for (unsigned long long i = 0; i < ullOldSlots; ++i)
         {
@@ -160,37 +99,6 @@ struct VOHashIndex::Impl
                 *SlotOf(pOld[i].uKey) = pOld[i];
             }
         }
-        free(pOld);
-    }
-
-    void Clear()
-    {
-        free(std::exchange(pSlots, nullptr));
-        ullSlots = 0;
-        uCount = 0;
-        ++ullGeneration;
-        pSorted.reset();
-    }
-
-    std::shared_ptr<const SortedEntries> Sorted() const
-    {
-        const std::lock_guard<std::mutex> guard(sortedLock);
-        if (pSorted == nullptr || pSorted->ullGeneration != ullGeneration)
-        {
-            std::shared_ptr<SortedEntries> pNew(new SortedEntries);
-            pNew->ullGeneration = ullGeneration;
-            pNew->vecEntry.reserve(uCount);
-            for (unsigned long long i = 0; i < ullSlots; ++i)
-            {
-                if (!pSlots[i].IsFree())
-                {
-                    pNew->vecEntry.push_back(pSlots[i].ToEntry());
-                }
-            }
-            SortByKey(pNew->vecEntry);
-            pSorted = std::move(pNew);
-        }
-        return pSorted;
     }
 
     // Radix sort, three passes of 11 bits: keys are evenly spread, and there may be millions.
@@ -219,8 +127,6 @@ struct VOHashIndex::Impl
     }
 };
 
-#endif
-
 VOHashIndex::VOHashIndex() : m_pImpl(std::make_unique<Impl>()) {}
 VOHashIndex::~VOHashIndex() = default;
 VOHashIndex::VOHashIndex(const VOHashIndex& rkOther) : m_pImpl(std::make_unique<Impl>(*rkOther.m_pImpl)) {}
@@ -235,33 +141,70 @@ VOHashIndex& VOHashIndex::operator=(const VOHashIndex& rkOther)
 
 unsigned int VOHashIndex::Count() const
 {
-    return m_pImpl->Count();
+    return m_pImpl->uCount;
 }
 
 bool VOHashIndex::Find(unsigned int uKey, void*& rhHandle) const
 {
-    unsigned int uRecord = 0;
-    if (!m_pImpl->Find(uKey, uRecord))
+    if (m_pImpl->uCount == 0)
     {
         return false;
     }
-    rhHandle = HandleOf(uRecord);
-    return true;
+    const Impl::Slot slot = *m_pImpl->SlotOf(uKey);
+    if (!slot.IsFree())
+    {
+        rhHandle = HandleOf(slot.ToEntry().uRecord);
+    }
+    return !slot.IsFree();
 }
 
 bool VOHashIndex::Insert(unsigned int uKey, void* hHandle)
 {
-    return m_pImpl->Insert(uKey, RecordOf(hHandle));
+    Impl& impl = *m_pImpl;
+    if (impl.uCount * 2ull >= impl.ullSlots)
+    {
+        impl.Grow();
+    }
+    Impl::Slot* const pSlot = impl.SlotOf(uKey);
+    if (!pSlot->IsFree())
+    {
+        return false;
+    }
+    *pSlot = {uKey, RecordOf(hHandle) + 1};
+    ++impl.uCount;
+    ++impl.ullGeneration;
+    return true;
 }
 
 void VOHashIndex::Clear()
 {
-    m_pImpl->Clear();
+    m_pImpl->pSlots.reset();
+    m_pImpl->ullSlots = 0;
+    m_pImpl->uCount = 0;
+    ++m_pImpl->ullGeneration;
+    m_pImpl->pSorted.reset();
 }
 
 std::shared_ptr<const VOHashIndex::SortedEntries> VOHashIndex::Sorted() const
 {
-    return m_pImpl->Sorted();
+    const Impl& impl = *m_pImpl;
+    const std::lock_guard<std::mutex> guard(impl.sortedLock);
+    if (impl.pSorted == nullptr || impl.pSorted->ullGeneration != impl.ullGeneration)
+    {
+        const auto pNew = std::make_shared<SortedEntries>();
+        pNew->ullGeneration = impl.ullGeneration;
+        pNew->vecEntry.reserve(impl.uCount);
+        for (unsigned long long i = 0; i < impl.ullSlots; ++i)
+        {
+            if (!impl.pSlots[i].IsFree())
+            {
+                pNew->vecEntry.push_back(impl.pSlots[i].ToEntry());
+            }
+        }
+        Impl::SortByKey(pNew->vecEntry);
+        impl.pSorted = pNew;
+    }
+    return impl.pSorted;
 }
 
 bool VOHashIndex::First(Position& position, void*& rhHandle) const
@@ -292,8 +235,7 @@ bool VOHashIndex::Next(Position& position, void*& rhHandle) const
         const unsigned int uKey = position.pSorted->vecEntry[position.uAt].uKey;
         position.pSorted = Sorted();
         const std::vector<Entry>& vecEntry = position.pSorted->vecEntry;
-        const auto cIter = std::upper_bound(vecEntry.begin(), vecEntry.end(), uKey,
-                                            [](unsigned int uLeft, const Entry& right) { return uLeft < right.uKey; });
+        const auto cIter = std::ranges::upper_bound(vecEntry, uKey, {}, &Entry::uKey);
         position.uAt = static_cast<size_t>(cIter - vecEntry.begin());
     }
     if (position.uAt >= position.pSorted->vecEntry.size())
@@ -307,22 +249,14 @@ bool VOHashIndex::Next(Position& position, void*& rhHandle) const
 // The array holds the keys below its size; mapFar the ones behind, which would make the array mostly empty.
 struct VOHandleIndex::Impl
 {
-#if defined(VOBASE_STD_MAP_INDEX)
-    static constexpr unsigned long long kEntriesPerKey = 0;
-    static constexpr unsigned long long kFreeSize = 0;
-#else
     static constexpr unsigned long long kEntriesPerKey = 16;
     static constexpr unsigned long long kFreeSize = 4096;
-#endif
 
     std::vector<unsigned int> vecNear;
     std::map<unsigned long long, unsigned int> mapFar;
     unsigned int uCount = 0;
 
-    static unsigned long long KeyOf(void* hHandle)
-    {
-        return reinterpret_cast<uintptr_t>(hHandle);
-    }
+    static unsigned long long KeyOf(void* hHandle) { return reinterpret_cast<uintptr_t>(hHandle); }
 
     // Takes the array up to a key, if that leaves it reasonably full.
     void ReachFor(unsigned long long ullKey)

@@ -6,6 +6,7 @@
 // An insert may move the buffer; handles survive that, pointers from Get don't.
 #include "vo_buffer_container.h"
 
+#include <algorithm>
 #include <functional>
 
 #include "containers/handles.h"
@@ -17,7 +18,6 @@ namespace
 typedef VOBufferContainer::BufferAlloc BufferAlloc;
 
 constexpr unsigned int kBufferDataOffset = offsetof(BufferAlloc, abData);
-constexpr unsigned long long kMaxBufferSize = 0xFFFFFFFFull;
 
 }  // namespace
 
@@ -45,9 +45,7 @@ VOBufferContainer& VOBufferContainer::operator=(const VOBufferContainer& rkOther
     if (this != &rkOther)
     {
         VOBufferContainer copy(rkOther);
-        std::swap(m_pbBuffer, copy.m_pbBuffer);
-        std::swap(m_uBufferSize, copy.m_uBufferSize);
-        std::swap(m_uBufferCapacity, copy.m_uBufferCapacity);
+        _Buffer().Swap(copy._Buffer());
         m_vecHandle = copy.m_vecHandle;
     }
     return *this;
@@ -56,24 +54,17 @@ VOBufferContainer& VOBufferContainer::operator=(const VOBufferContainer& rkOther
 void* VOBufferContainer::Add(const unsigned char* pbArr, unsigned int uSize)
 {
     void* hResult = INVALID_HANDLE_VALUE;
-    unsigned char* pbEntry = nullptr;
-    VO_PROCESS_ERROR(pbArr);
-    VO_PROCESS_ERROR(uSize);
-
-    pbEntry = _AddEntry(pbArr, uSize, hResult);
+    unsigned char* const pbEntry = VO_STEP(pbArr) && VO_STEP(uSize) ? _AddEntry(pbArr, uSize, hResult) : nullptr;
     if (pbEntry != nullptr)
     {
         // One byte more than the caller named belongs to the entry.
         memmove(pbEntry, pbArr, uSize + 1ull);
     }
-
-Exit0:
     return hResult;
 }
 
 unsigned char* VOBufferContainer::_AddEntry(const unsigned char*& rpbSource, unsigned int uSize, void*& rhHandle)
 {
-    unsigned char* pbResult = nullptr;
     const std::less<const unsigned char*> before;
     const bool bInside =
         m_pbBuffer != nullptr && !before(rpbSource, m_pbBuffer) && before(rpbSource, m_pbBuffer + m_uBufferSize);
@@ -81,28 +72,24 @@ unsigned char* VOBufferContainer::_AddEntry(const unsigned char*& rpbSource, uns
     const unsigned long long ullStride = uSize + 1ull;
     const unsigned long long ullNewSize = m_uBufferSize + ullStride;
     rhHandle = INVALID_HANDLE_VALUE;
-    if (ullNewSize > kMaxBufferSize)
+    if (!VO_STEP_OR_FALSE(ullNewSize <= kVOMaxImageSize))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return nullptr;
     }
     if (ullNewSize > m_uBufferCapacity)
     {
         // A view counts as empty in the rule of growth; what it holds is kept all the same.
-        unsigned long long ullCapacity = (m_uBufferCapacity + ullStride) * 2;
-        ullCapacity = ullCapacity < ullNewSize ? ullNewSize : ullCapacity;
-        ullCapacity = ullCapacity > kMaxBufferSize ? kMaxBufferSize : ullCapacity;
-        _ResizeBufferCapacity(static_cast<unsigned int>(ullCapacity));
+        const unsigned long long ullWanted = (m_uBufferCapacity + ullStride) * 2;
+        _ResizeBufferCapacity(static_cast<unsigned int>(std::clamp(ullWanted, ullNewSize, kVOMaxImageSize)));
     }
 
     rpbSource = bInside ? m_pbBuffer + uInside : rpbSource;
-    pbResult = m_pbBuffer + m_uBufferSize;
+    unsigned char* const pbResult = m_pbBuffer + m_uBufferSize;
     rhHandle = HandleOf(m_uBufferSize);
     if (m_vecHandle.PushBack(rhHandle))
     {
         m_uBufferSize = static_cast<unsigned int>(ullNewSize);
     }
-
-Exit0:
     return pbResult;
 }
 
@@ -180,13 +167,7 @@ void VOBufferContainer::WriteAlloc(unsigned char* pbTo) const
 
 VOBufferContainer::BufferAlloc* VOBufferContainer::GetAlloc() const
 {
-    if (AllocSize() > kVOMaxImageSize)
-    {
-        return nullptr;
-    }
-    unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
-    WriteAlloc(pbAlloc);
-    return reinterpret_cast<BufferAlloc*>(pbAlloc);
+    return VOMakeImage<BufferAlloc>(*this);
 }
 
 int VOBufferContainer::SetAlloc(BufferAlloc* pAlloc, int bCopy)
@@ -223,7 +204,5 @@ int VOBufferContainer::SetAlloc(BufferAlloc* pAlloc, int bCopy, unsigned long lo
 
     // The handles' image is checked on its own; when it is damaged the container is left with the buffer alone.
     return m_vecHandle.SetAlloc(reinterpret_cast<const VORecordVectorAlloc*>(pbData + uBufferSize), bCopy,
-                                uHandleVectorSize)
-               ? 1
-               : 0;
+                                uHandleVectorSize);
 }

@@ -28,7 +28,6 @@ VOStringContainer& VOStringContainer::operator=(const VOStringContainer& rkOther
 void* VOStringContainer::Add(const VOWCHAR* pszString)
 {
     void* hResult = INVALID_HANDLE_VALUE;
-    unsigned char* pbEntry = nullptr;
     const unsigned char* pbSource = reinterpret_cast<const unsigned char*>(pszString);
     const unsigned long long ullSize = lstrlenW(pszString) * 2ull + 2;
     if (pszString == nullptr)
@@ -36,20 +35,18 @@ void* VOStringContainer::Add(const VOWCHAR* pszString)
         // The buffer refuses it, and says so.
         return m_kBufferContainer.Add(nullptr, static_cast<unsigned int>(ullSize));
     }
-    if (ullSize > kVOMaxImageSize)
+    if (!VO_STEP_OR_FALSE(ullSize <= kVOMaxImageSize))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return INVALID_HANDLE_VALUE;
     }
     TraceBufferAdd();
-    pbEntry = m_kBufferContainer._AddEntry(pbSource, static_cast<unsigned int>(ullSize), hResult);
+    unsigned char* const pbEntry = m_kBufferContainer._AddEntry(pbSource, static_cast<unsigned int>(ullSize), hResult);
     if (pbEntry != nullptr)
     {
         // The byte that an entry has beyond its size is a zero here, instead of whatever follows the caller's text.
         memmove(pbEntry, pbSource, static_cast<size_t>(ullSize));
         pbEntry[ullSize] = 0;
     }
-
-Exit0:
     return hResult;
 }
 
@@ -132,13 +129,7 @@ void VOStringContainer::WriteAlloc(unsigned char* pbTo) const
 
 VOStringContainer::StringAlloc* VOStringContainer::GetAlloc() const
 {
-    if (AllocSize() > kVOMaxImageSize)
-    {
-        return nullptr;
-    }
-    unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
-    WriteAlloc(pbAlloc);
-    return reinterpret_cast<StringAlloc*>(pbAlloc);
+    return VOMakeImage<StringAlloc>(*this);
 }
 
 int VOStringContainer::SetAlloc(StringAlloc* pAlloc, int bCopy)
@@ -153,8 +144,7 @@ int VOStringContainer::SetAlloc(StringAlloc* pAlloc, int bCopy, unsigned long lo
         return 0;
     }
     unsigned char* pbBuffer = reinterpret_cast<unsigned char*>(pAlloc) + kStringDataOffset;
-    const unsigned long long ullInnerLimit = ullLimit == kVOUnbounded ? kVOUnbounded : ullLimit - sizeof(StringAlloc);
     Clean();
     return m_kBufferContainer.SetAlloc(reinterpret_cast<VOBufferContainer::BufferAlloc*>(pbBuffer), bCopy,
-                                       ullInnerLimit);
+                                       VOLimitBehind(ullLimit, sizeof(StringAlloc)));
 }

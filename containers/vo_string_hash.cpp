@@ -115,11 +115,10 @@ VOStringHash::VOStringHash()
 
 unsigned int VOStringHash::HashA(const char* pszString, VOULONG dwHashType) const
 {
-    unsigned int uResult = 0;
     Mixer mixer;
-    if (pszString == nullptr || dwHashType >= kRowCount)
+    if (!VO_STEP_OR_FALSE(pszString != nullptr && dwHashType < kRowCount))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return 0;
     }
     for (; *pszString != 0; ++pszString)
     {
@@ -128,24 +127,18 @@ unsigned int VOStringHash::HashA(const char* pszString, VOULONG dwHashType) cons
         const int nWord = static_cast<int>(dwHashType * kRowSize) + ch;
         mixer.Step(nWord >= 0 ? m_auTable[nWord] : 0, static_cast<unsigned int>(ch));
     }
-    uResult = mixer.uSeed1;
-
-Exit0:
-    return uResult;
+    return mixer.uSeed1;
 }
 
 unsigned int VOStringHash::HashW(const VOWCHAR* pszString, VOULONG dwHashType) const
 {
-    unsigned int uResult = 0;
     Mixer mixer;
-    const unsigned int* puRow = m_auTable;
-    const unsigned char* pbText = reinterpret_cast<const unsigned char*>(pszString);
-    if (pszString == nullptr || dwHashType >= kRowCount)
+    if (!VO_STEP_OR_FALSE(pszString != nullptr && dwHashType < kRowCount))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return 0;
     }
-    puRow += dwHashType * kRowSize;
-    for (;; pbText += sizeof(VOWCHAR))
+    const unsigned int* const puRow = m_auTable + dwHashType * kRowSize;
+    for (const unsigned char* pbText = reinterpret_cast<const unsigned char*>(pszString);; pbText += sizeof(VOWCHAR))
     {
         const unsigned int ch = VOLoad<uint16_t>(pbText);
         if (ch == 0)
@@ -158,10 +151,7 @@ unsigned int VOStringHash::HashW(const VOWCHAR* pszString, VOULONG dwHashType) c
         }
         mixer.Step(puRow[ch & 0xFF], ch & 0xFF);
     }
-    uResult = mixer.uSeed1;
-
-Exit0:
-    return uResult;
+    return mixer.uSeed1;
 }
 
 unsigned int VOStringHash::Hash(const VOWCHAR* pszString, VOULONG dwHashType) const

@@ -229,14 +229,7 @@ int VOStringHashSet::WriteAlloc(unsigned char* pbTo) const
     const auto WriteMap = [](unsigned char* pbTable, const VOHashIndex& map)
     {
         const auto pSorted = map.Sorted();
-        return HashTable::WriteAllocOfMap(pbTable, pSorted->vecEntry.size(),
-                                          [&pSorted](auto&& visit)
-                                          {
-                                              for (const VOHashIndex::Entry& entry : pSorted->vecEntry)
-                                              {
-                                                  visit(entry.uKey, VOHashIndex::HandleOf(entry.uRecord));
-                                              }
-                                          });
+        return HashTable::WriteAllocOfMap(pbTable, pSorted->vecEntry, &VOHashIndex::HandleOf);
     };
     return WriteMap(pbPart, m_mapHashString) && WriteMap(pbPart + kHead.uMapTableBufSize, m_mapHashConflict);
 }
@@ -252,13 +245,14 @@ VOStringHashSet::StringHashSetAlloc* VOStringHashSet::GetAlloc() const
     return WriteAlloc(pbAlloc.get()) ? reinterpret_cast<StringHashSetAlloc*>(pbAlloc.release()) : nullptr;
 }
 
-// What both roles do with an image, up to the tables: check it whole, clean up, take the records and the pool.
-int VOStringHashSet::_SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit,
-                                        StringHashSetAlloc& rkHead)
+// What both roles do with an image, up to the tables: check it whole, clean up, take the records and the pool. The
+// first of the tables; null on failure.
+const VOMapTableAlloc* VOStringHashSet::_SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy,
+                                                           unsigned long long ullLimit, StringHashSetAlloc& rkHead)
 {
     if (m_pkStringPool == nullptr || pAlloc == nullptr || ullLimit < sizeof(StringHashSetAlloc))
     {
-        return 0;
+        return nullptr;
     }
     rkHead = VOLoad<StringHashSetAlloc>(pAlloc);
     const unsigned long long ullSum = static_cast<unsigned long long>(rkHead.uParamBufSize) +
@@ -267,13 +261,23 @@ int VOStringHashSet::_SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, u
     if (rkHead.uDataBufSize == 0 || !VOIsVersion(rkHead.szVersion, VO_IMAGE_VERSION_1_1) ||
         rkHead.uDataBufSize != ullSum || ullSum > ullLimit - sizeof(StringHashSetAlloc) || !CleanUp())
     {
-        return 0;
+        return nullptr;
     }
-    unsigned char* pbParts = reinterpret_cast<unsigned char*>(pAlloc) + offsetof(StringHashSetAlloc, abData);
-    return m_vecHashStringParam.SetAlloc(reinterpret_cast<VORecordVectorAlloc*>(pbParts), bCopy,
+    unsigned char* const pbRecords = reinterpret_cast<unsigned char*>(pAlloc) + offsetof(StringHashSetAlloc, abData);
+    unsigned char* const pbPool = pbRecords + rkHead.uParamBufSize;
+    return m_vecHashStringParam.SetAlloc(reinterpret_cast<VORecordVectorAlloc*>(pbRecords), bCopy,
                                          rkHead.uParamBufSize) &&
-           m_pkStringPool->SetAlloc(reinterpret_cast<VOStringContainer::StringAlloc*>(pbParts + rkHead.uParamBufSize),
-                                    bCopy, rkHead.uStringAllocBufSize);
+                   m_pkStringPool->SetAlloc(reinterpret_cast<VOStringContainer::StringAlloc*>(pbPool), bCopy,
+                                            rkHead.uStringAllocBufSize)
+               ? reinterpret_cast<const VOMapTableAlloc*>(pbPool + rkHead.uStringAllocBufSize)
+               : nullptr;
+}
+
+// The conflict table of an image, behind its primary one.
+const VOMapTableAlloc* VOStringHashSet::_ConflictTable(const VOMapTableAlloc* pTable, const StringHashSetAlloc& rkHead)
+{
+    return reinterpret_cast<const VOMapTableAlloc*>(reinterpret_cast<const unsigned char*>(pTable) +
+                                                    rkHead.uMapTableBufSize);
 }
 
 VOStringHashSet::Lookup VOStringHashSet::_Lookup_C(const VOWCHAR* pszString) const
@@ -312,28 +316,12 @@ const VOStringHashSet::Lookup& VOStringHashSet::_Confirm_C(Lookup& lookup) const
 int VOStringHashSet::_FindHashString_C(const VOWCHAR* pszString, unsigned int& uHash0, unsigned int& uHash1,
                                        unsigned int&, VOULONG& dwHashMask, void*& hString) const
 {
-    const Lookup lookup = _Lookup_C(pszString);
-    uHash0 = lookup.uHash0;
-    uHash1 = lookup.uHash1;
-    dwHashMask |= lookup.dwHashMask;
-    if (lookup.bFound)
-    {
-        hString = lookup.hString;
-    }
-    return lookup.bFound;
+    return _Lookup_C(pszString).Give(uHash0, uHash1, dwHashMask, hString);
 }
 
 void* VOStringHashSet::_Find_C(const VOWCHAR* pszString) const
 {
-    void* hResult = INVALID_HANDLE_VALUE;
-    if (pszString == nullptr)
-    {
-        VO_PROCESS_ERROR_FALSE;
-    }
-    hResult = _LiveHandle(_Lookup_C(pszString));
-
-Exit0:
-    return hResult;
+    return VO_STEP_OR_FALSE(pszString != nullptr) ? _LiveHandle(_Lookup_C(pszString)) : INVALID_HANDLE_VALUE;
 }
 
 unsigned int VOStringHashSet::_Count_C() const
@@ -364,29 +352,22 @@ int VOStringHashSet::_GetFirst_C(Iterator& rkIterator) const
 
 int VOStringHashSet::_HasNext_C(Iterator& rkIterator) const
 {
-    switch (rkIterator.uStage)
+    bool bMore = false;
+    if (rkIterator.uStage == 1)
     {
-        case 1:
-            if (!m_mapTableHashString.GetNext(rkIterator.kSlot))
-            {
-                if (!m_mapTableHashConflict.GetFirst(rkIterator.kSlot))
-                {
-                    return 0;
-                }
-                rkIterator.uStage = 2;
-            }
-            break;
-        case 2:
-            if (!m_mapTableHashConflict.GetNext(rkIterator.kSlot))
-            {
-                return 0;
-            }
-            break;
-        default:
-            return 0;
+        bMore = m_mapTableHashString.GetNext(rkIterator.kSlot);
+        if (!bMore && m_mapTableHashConflict.GetFirst(rkIterator.kSlot))
+        {
+            bMore = true;
+            rkIterator.uStage = 2;
+        }
     }
-    rkIterator.hString = rkIterator.kSlot.value;
-    return 1;
+    else if (rkIterator.uStage == 2)
+    {
+        bMore = m_mapTableHashConflict.GetNext(rkIterator.kSlot);
+    }
+    rkIterator.hString = bMore ? rkIterator.kSlot.value : rkIterator.hString;
+    return bMore;
 }
 
 int VOStringHashSet::_SetAlloc_C(StringHashSetAlloc* pAlloc, int bCopy)
@@ -396,16 +377,9 @@ int VOStringHashSet::_SetAlloc_C(StringHashSetAlloc* pAlloc, int bCopy)
 
 int VOStringHashSet::_SetAlloc_C(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
 {
-    StringHashSetAlloc kHead;
-    if (m_eHashRole != SHR_Customer || !_SetRecordsAndPool(pAlloc, bCopy, ullLimit, kHead))
-    {
-        return 0;
-    }
-    const unsigned char* pbTables = reinterpret_cast<const unsigned char*>(pAlloc) +
-                                    offsetof(StringHashSetAlloc, abData) + kHead.uParamBufSize +
-                                    kHead.uStringAllocBufSize;
-    return m_mapTableHashString.SetAlloc(reinterpret_cast<const VOMapTableAlloc*>(pbTables), bCopy,
-                                         kHead.uMapTableBufSize) &&
-           m_mapTableHashConflict.SetAlloc(reinterpret_cast<const VOMapTableAlloc*>(pbTables + kHead.uMapTableBufSize),
-                                           bCopy, kHead.uConflictMapTableBufSize);
+    StringHashSetAlloc head;
+    const VOMapTableAlloc* const pTable =
+        m_eHashRole == SHR_Customer ? _SetRecordsAndPool(pAlloc, bCopy, ullLimit, head) : nullptr;
+    return pTable != nullptr && m_mapTableHashString.SetAlloc(pTable, bCopy, head.uMapTableBufSize) &&
+           m_mapTableHashConflict.SetAlloc(_ConflictTable(pTable, head), bCopy, head.uConflictMapTableBufSize);
 }

@@ -36,15 +36,7 @@ VOStringHashSet::Lookup VOStringHashSet::_Lookup_P(const VOWCHAR* pszString) con
 int VOStringHashSet::_FindHashString_P(const VOWCHAR* pszString, unsigned int& uHash0, unsigned int& uHash1,
                                        unsigned int&, VOULONG& dwHashMask, void*& hString) const
 {
-    const Lookup lookup = _Lookup_P(pszString);
-    uHash0 = lookup.uHash0;
-    uHash1 = lookup.uHash1;
-    dwHashMask |= lookup.dwHashMask;
-    if (lookup.bFound)
-    {
-        hString = lookup.hString;
-    }
-    return lookup.bFound;
+    return _Lookup_P(pszString).Give(uHash0, uHash1, dwHashMask, hString);
 }
 
 void* VOStringHashSet::_AddHashStringParam_P(void* hString, VOULONG dwHashMask, unsigned int uHash0,
@@ -100,17 +92,11 @@ bool VOStringHashSet::_IsLastFound(const VOWCHAR* pszString) const
 
 void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
 {
-    void* hResult = INVALID_HANDLE_VALUE;
     const bool bKeepText = m_eHashMode == SHM_HashAndString;
     const VOULONG dwWanted = bKeepText ? kStateText : kStateKeyOnly;
-    Lookup lookup;
-    if (m_pkStringPool == nullptr)
+    if (m_pkStringPool == nullptr || !VO_STEP_OR_FALSE(pszString != nullptr))
     {
         return INVALID_HANDLE_VALUE;
-    }
-    if (pszString == nullptr)
-    {
-        VO_PROCESS_ERROR_FALSE;
     }
     if (_IsLastFound(pszString))
     {
@@ -121,93 +107,64 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
         return HandleOf(m_uLastFound);
     }
 
-    lookup = _Lookup_P(pszString);
+    const Lookup lookup = _Lookup_P(pszString);
     if (!lookup.bFound)
     {
-        hResult = _AddString_P(lookup, bKeepText ? m_pkStringPool->Add(pszString) : INVALID_HANDLE_VALUE, dwWanted);
+        return _AddString_P(lookup, bKeepText ? m_pkStringPool->Add(pszString) : INVALID_HANDLE_VALUE, dwWanted);
     }
-    else
+    StringHashParam param = m_vecHashStringParam[NumberOf(lookup.hString)];
+    if (param.dwState == dwWanted)
     {
-        StringHashParam param = m_vecHashStringParam[NumberOf(lookup.hString)];
-        if (param.dwState == dwWanted)
+        m_uLastFound = NumberOf(lookup.hString);
+        if (pbExist != nullptr)
         {
-            m_uLastFound = NumberOf(lookup.hString);
-            if (pbExist != nullptr)
-            {
-                *pbExist = 1;
-            }
+            *pbExist = 1;
         }
-        else
-        {
-            // A removed string's old text is used again; a key gets its text now.
-            void* hText = param.hString;
-            if (hText == INVALID_HANDLE_VALUE && bKeepText)
-            {
-                hText = m_pkStringPool->Add(pszString);
-                if (hText == INVALID_HANDLE_VALUE)
-                {
-                    return INVALID_HANDLE_VALUE;
-                }
-            }
-            _ResetHashStringParam(hText, lookup.dwHashMask, dwWanted, lookup.uHash0, lookup.uHash1, 0, &param);
-            m_vecHashStringParam.Set(NumberOf(lookup.hString), param);
-        }
-        hResult = lookup.hString;
+        return lookup.hString;
     }
-
-Exit0:
-    return hResult;
+    // A removed string's old text is used again; a key gets its text now.
+    void* hText = param.hString;
+    if (hText == INVALID_HANDLE_VALUE && bKeepText)
+    {
+        hText = m_pkStringPool->Add(pszString);
+        if (hText == INVALID_HANDLE_VALUE)
+        {
+            return INVALID_HANDLE_VALUE;
+        }
+    }
+    _ResetHashStringParam(hText, lookup.dwHashMask, dwWanted, lookup.uHash0, lookup.uHash1, 0, &param);
+    m_vecHashStringParam.Set(NumberOf(lookup.hString), param);
+    return lookup.hString;
 }
 
 void* VOStringHashSet::_InsertKey_P(const VOWCHAR* pszString, int* pbExist)
 {
-    void* hResult = INVALID_HANDLE_VALUE;
-    Lookup lookup;
-    if (m_pkStringPool == nullptr)
+    if (m_pkStringPool == nullptr || !VO_STEP_OR_FALSE(pszString != nullptr))
     {
         return INVALID_HANDLE_VALUE;
     }
-    if (pszString == nullptr)
-    {
-        VO_PROCESS_ERROR_FALSE;
-    }
-    lookup = _Lookup_P(pszString);
+    const Lookup lookup = _Lookup_P(pszString);
     if (!lookup.bFound)
     {
-        hResult = _AddString_P(lookup, INVALID_HANDLE_VALUE, kStateKeyOnly);
+        return _AddString_P(lookup, INVALID_HANDLE_VALUE, kStateKeyOnly);
     }
-    else
+    StringHashParam param = m_vecHashStringParam[NumberOf(lookup.hString)];
+    if ((param.dwState & kStateRemoved) != 0)
     {
-        StringHashParam param = m_vecHashStringParam[NumberOf(lookup.hString)];
-        if ((param.dwState & kStateRemoved) != 0)
-        {
-            // Revived as a key: its text stays in the pool, hidden by the state.
-            _ResetHashStringParam(param.hString, lookup.dwHashMask, kStateKeyOnly, lookup.uHash0, lookup.uHash1, 0,
-                                  &param);
-            m_vecHashStringParam.Set(NumberOf(lookup.hString), param);
-        }
-        else if (pbExist != nullptr)
-        {
-            *pbExist = 1;
-        }
-        hResult = lookup.hString;
+        // Revived as a key: its text stays in the pool, hidden by the state.
+        _ResetHashStringParam(param.hString, lookup.dwHashMask, kStateKeyOnly, lookup.uHash0, lookup.uHash1, 0, &param);
+        m_vecHashStringParam.Set(NumberOf(lookup.hString), param);
     }
-
-Exit0:
-    return hResult;
+    else if (pbExist != nullptr)
+    {
+        *pbExist = 1;
+    }
+    return lookup.hString;
 }
 
 void* VOStringHashSet::_Find_P(const VOWCHAR* pszString) const
 {
-    void* hResult = INVALID_HANDLE_VALUE;
-    if (pszString == nullptr)
-    {
-        VO_PROCESS_ERROR_FALSE;
-    }
-    hResult = _LiveHandle(_Lookup_P(pszString));
-
-Exit0:
-    return hResult;
+    return VO_STEP_OR_FALSE(pszString != nullptr) ? _LiveHandle(_Lookup_P(pszString)) : INVALID_HANDLE_VALUE;
 }
 
 int VOStringHashSet::_Remove_P(void* hString)
@@ -241,24 +198,17 @@ int VOStringHashSet::_GetFirst_P(Iterator& rkIterator) const
 
 int VOStringHashSet::_HasNext_P(Iterator& rkIterator) const
 {
-    switch (rkIterator.uStage)
+    if (rkIterator.uStage == 2)
     {
-        case 1:
-            if (m_mapHashString.Next(rkIterator.kPosition, rkIterator.hString))
-            {
-                return 1;
-            }
-            if (!m_mapHashConflict.First(rkIterator.kPosition, rkIterator.hString))
-            {
-                return 0;
-            }
-            rkIterator.uStage = 2;
-            return 1;
-        case 2:
-            return m_mapHashConflict.Next(rkIterator.kPosition, rkIterator.hString);
-        default:
-            return 0;
+        return m_mapHashConflict.Next(rkIterator.kPosition, rkIterator.hString);
     }
+    if (rkIterator.uStage != 1 || m_mapHashString.Next(rkIterator.kPosition, rkIterator.hString))
+    {
+        return rkIterator.uStage == 1;
+    }
+    const bool bConflict = m_mapHashConflict.First(rkIterator.kPosition, rkIterator.hString);
+    rkIterator.uStage = bConflict ? 2 : 1;
+    return bConflict;
 }
 
 int VOStringHashSet::_ShrinkToFit_P()
@@ -286,29 +236,9 @@ int VOStringHashSet::_SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy)
 
 int VOStringHashSet::_SetAlloc_P(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
 {
-    StringHashSetAlloc kHead;
-    if (m_eHashRole != SHR_Provider || !_SetRecordsAndPool(pAlloc, bCopy, ullLimit, kHead))
-    {
-        return 0;
-    }
-
-    const auto ReadTable = [](const unsigned char* pbTable, unsigned int uSize, VOHashIndex& map)
-    {
-        HashTable reader;
-        if (!reader.SetAlloc(reinterpret_cast<const VOMapTableAlloc*>(pbTable), 0, uSize))
-        {
-            return 0;
-        }
-        HashTable::Iterator iterator;
-        for (bool bMore = reader.GetFirst(iterator); bMore; bMore = reader.GetNext(iterator))
-        {
-            map.Insert(iterator.key, iterator.value);
-        }
-        return 1;
-    };
-    const unsigned char* pbTables = reinterpret_cast<const unsigned char*>(pAlloc) +
-                                    offsetof(StringHashSetAlloc, abData) + kHead.uParamBufSize +
-                                    kHead.uStringAllocBufSize;
-    return ReadTable(pbTables, kHead.uMapTableBufSize, m_mapHashString) &&
-           ReadTable(pbTables + kHead.uMapTableBufSize, kHead.uConflictMapTableBufSize, m_mapHashConflict);
+    StringHashSetAlloc head;
+    const VOMapTableAlloc* const pTable =
+        m_eHashRole == SHR_Provider ? _SetRecordsAndPool(pAlloc, bCopy, ullLimit, head) : nullptr;
+    return pTable != nullptr && HashTable::ReadInto(m_mapHashString, pTable, head.uMapTableBufSize) &&
+           HashTable::ReadInto(m_mapHashConflict, _ConflictTable(pTable, head), head.uConflictMapTableBufSize);
 }

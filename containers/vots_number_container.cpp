@@ -31,27 +31,21 @@ VOTSNumberContainer& VOTSNumberContainer::operator=(const VOTSNumberContainer& r
     if (this != &rkOther)
     {
         VOTSNumberContainer copy(rkOther);
-        std::swap(m_pArrNumber, copy.m_pArrNumber);
-        std::swap(m_uCapacity, copy.m_uCapacity);
-        std::swap(m_uCount, copy.m_uCount);
+        _Buffer().Swap(copy._Buffer());
     }
     return *this;
 }
 
 int VOTSNumberContainer::InsertNumber(const std::vector<unsigned int>& vecNumber, unsigned int& uIndexResult)
 {
-    int nResult = 0;
     const unsigned long long uNeedSize = vecNumber.size() + 1ull;
     const unsigned long long ullNewCount = m_uCount + uNeedSize;
-    VO_PROCESS_ERROR(uNeedSize != 0);
-    if (ullNewCount > kMaxNumbers)
+    if (!VO_STEP(uNeedSize != 0) || !VO_STEP_OR_FALSE(ullNewCount <= kMaxNumbers) ||
+        (ullNewCount > m_uCapacity &&
+         !VO_STEP_AS("_ResetNumberArrayCount((m_uCount + uNeedSize) * 2)",
+                     _ResetNumberArrayCount(static_cast<unsigned int>(std::min(ullNewCount * 2, kMaxNumbers))))))
     {
-        VO_PROCESS_ERROR_FALSE;
-    }
-    if (ullNewCount > m_uCapacity)
-    {
-        VO_PROCESS_ERROR_AS("_ResetNumberArrayCount((m_uCount + uNeedSize) * 2)",
-                            _ResetNumberArrayCount(static_cast<unsigned int>(std::min(ullNewCount * 2, kMaxNumbers))));
+        return 0;
     }
     if (!vecNumber.empty())
     {
@@ -61,133 +55,121 @@ int VOTSNumberContainer::InsertNumber(const std::vector<unsigned int>& vecNumber
     uIndexResult = m_uCount;
     _Put(static_cast<unsigned int>(ullNewCount - 1), kTerminator);
     m_uCount = static_cast<unsigned int>(ullNewCount);
-    nResult = 1;
+    return 1;
+}
 
-Exit0:
-    return nResult;
+// What every operation on a list begins with.
+bool VOTSNumberContainer::_IsList(const char* pszFunction, unsigned int uIndex) const
+{
+    return VO_STEP_IN(pszFunction, uIndex < m_uCount) && VO_STEP_IN(pszFunction, m_pArrNumber);
 }
 
 int VOTSNumberContainer::InsertNumber(unsigned int uIndex, unsigned int uNumber, unsigned int& uIndexResult)
 {
-    int nResult = 0;
+    VO_NAMED_FUNCTION(pszFunction);
     std::vector<unsigned int> vecNumber;
-    VO_PROCESS_ERROR(uIndex < m_uCount);
-    VO_PROCESS_ERROR(m_pArrNumber);
-
-    uIndexResult = uIndex;
-    for (unsigned int uAt = uIndex; uAt < m_uCount; ++uAt)
+    if (!_IsList(pszFunction, uIndex))
     {
-        const unsigned int uValue = _At(uAt);
-        if (uValue == kHole)
+        return 0;
+    }
+    uIndexResult = uIndex;
+    for (unsigned int uAt = uIndex; EntryAt(uAt) != kTerminator; ++uAt)
+    {
+        if (EntryAt(uAt) == kHole)
         {
             _Put(uAt, uNumber);
             return 1;
         }
-        if (uValue == kTerminator || uValue == uNumber)
+        if (EntryAt(uAt) == uNumber)
         {
             break;
         }
-        vecNumber.push_back(uValue);
+        vecNumber.push_back(EntryAt(uAt));
     }
     vecNumber.push_back(uNumber);
-    nResult = InsertNumber(vecNumber, uIndexResult);
-
-Exit0:
-    return nResult;
+    return InsertNumber(vecNumber, uIndexResult);
 }
 
 int VOTSNumberContainer::GetNumberList(unsigned int uIndex, std::vector<unsigned int>& vecNumber) const
 {
-    int nResult = 0;
-    unsigned int uEnd = 0;
-    size_t uNumbers = 0;
-    VO_PROCESS_ERROR(uIndex < m_uCount);
-    VO_PROCESS_ERROR(m_pArrNumber);
-
-    for (uEnd = uIndex; uEnd < m_uCount && _At(uEnd) != kTerminator; ++uEnd)
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_IsList(pszFunction, uIndex))
     {
-        uNumbers += _At(uEnd) != kHole;
+        return 0;
     }
     // Never less than twice the capacity, so that appending list after list doesn't copy again and again.
-    if (vecNumber.capacity() < vecNumber.size() + uNumbers)
+    const size_t uWanted = vecNumber.size() + _NumbersIn(uIndex);
+    if (vecNumber.capacity() < uWanted)
     {
-        vecNumber.reserve(std::max(vecNumber.size() + uNumbers, vecNumber.capacity() * 2));
+        vecNumber.reserve(std::max(uWanted, vecNumber.capacity() * 2));
     }
-    for (unsigned int uAt = uIndex; uAt < uEnd; ++uAt)
+    for (unsigned int uAt = uIndex; EntryAt(uAt) != kTerminator; ++uAt)
     {
-        if (_At(uAt) != kHole)
+        if (EntryAt(uAt) != kHole)
         {
-            vecNumber.push_back(_At(uAt));
+            vecNumber.push_back(EntryAt(uAt));
         }
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSNumberContainer::GetNumber(unsigned int uIndex, int nNumberIndex, unsigned int& uNumber) const
 {
-    int nResult = 0;
-    int nPosition = 0;
-    VO_PROCESS_ERROR(uIndex < m_uCount);
-    VO_PROCESS_ERROR(m_pArrNumber);
-
-    for (unsigned int uAt = uIndex; uAt < m_uCount && _At(uAt) != kTerminator; ++uAt)
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_IsList(pszFunction, uIndex))
     {
-        if (_At(uAt) == kHole)
-        {
-            continue;
-        }
-        if (nPosition == nNumberIndex)
-        {
-            uNumber = _At(uAt);
-            nResult = 1;
-            break;
-        }
-        ++nPosition;
+        return 0;
     }
-
-Exit0:
-    return nResult;
+    int nPosition = 0;
+    for (unsigned int uAt = uIndex; EntryAt(uAt) != kTerminator; ++uAt)
+    {
+        if (EntryAt(uAt) != kHole && nPosition++ == nNumberIndex)
+        {
+            uNumber = EntryAt(uAt);
+            return 1;
+        }
+    }
+    return 0;
 }
 
 int VOTSNumberContainer::GetNumberCount(unsigned int uIndex, unsigned int& uCount) const
 {
-    int nResult = 0;
-    unsigned int uNumbers = 0;
-    VO_PROCESS_ERROR(uIndex < m_uCount);
-    VO_PROCESS_ERROR(m_pArrNumber);
-
-    for (unsigned int uAt = uIndex; uAt < m_uCount && _At(uAt) != kTerminator; ++uAt)
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_IsList(pszFunction, uIndex))
     {
-        uNumbers += _At(uAt) != kHole;
+        return 0;
     }
-    uCount = uNumbers;
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    uCount = _NumbersIn(uIndex);
+    return 1;
 }
 
 int VOTSNumberContainer::RemoveNumber(unsigned int uIndex, unsigned int uNumber)
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(uIndex < m_uCount);
-    VO_PROCESS_ERROR(m_pArrNumber);
-
-    for (unsigned int uAt = uIndex; uAt < m_uCount && _At(uAt) != kTerminator; ++uAt)
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_IsList(pszFunction, uIndex))
     {
-        if (_At(uAt) == uNumber)
-        {
-            _Put(uAt, kHole);
-            break;
-        }
+        return 0;
     }
-    nResult = 1;
+    unsigned int uAt = uIndex;
+    while (EntryAt(uAt) != kTerminator && EntryAt(uAt) != uNumber)
+    {
+        ++uAt;
+    }
+    if (EntryAt(uAt) != kTerminator)
+    {
+        _Put(uAt, kHole);
+    }
+    return 1;
+}
 
-Exit0:
-    return nResult;
+unsigned int VOTSNumberContainer::_NumbersIn(unsigned int uIndex) const
+{
+    unsigned int uNumbers = 0;
+    for (unsigned int uAt = uIndex; EntryAt(uAt) != kTerminator; ++uAt)
+    {
+        uNumbers += EntryAt(uAt) != kHole;
+    }
+    return uNumbers;
 }
 
 int VOTSNumberContainer::CleanUp()
@@ -232,60 +214,30 @@ void VOTSNumberContainer::WriteAlloc(unsigned char* pbTo) const
     }
 }
 
-VOTSNumberContainer::NumberAlloc* VOTSNumberContainer::GetAlloc() const
-{
-    NumberAlloc* pResult = nullptr;
-    unsigned char* pbAlloc = nullptr;
-    const unsigned long long uMemorySize = AllocSize();
-    VO_PROCESS_ERROR(uMemorySize);
-    if (uMemorySize > kVOMaxImageSize)
-    {
-        VO_PROCESS_ERROR_FALSE;
-    }
-    pbAlloc = static_cast<unsigned char*>(VOAllocateImage(uMemorySize));
-    WriteAlloc(pbAlloc);
-    pResult = reinterpret_cast<NumberAlloc*>(pbAlloc);
-
-Exit0:
-    return pResult;
-}
-
 int VOTSNumberContainer::SetAlloc(NumberAlloc* pAlloc, int bCopy, unsigned long long ullLimit)
 {
-    int nResult = 0;
-    NumberAlloc kHead = {};
-    unsigned long long uDataBufSize = 0;
-    unsigned char* pbData = nullptr;
-    VO_PROCESS_ERROR(pAlloc);
-    if (ullLimit < sizeof(NumberAlloc))
+    if (!VO_STEP(pAlloc) || !VO_STEP_OR_FALSE(ullLimit >= sizeof(NumberAlloc)))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return 0;
     }
-    pbData = reinterpret_cast<unsigned char*>(pAlloc) + kNumberDataOffset;
-    kHead = VOLoad<NumberAlloc>(pAlloc);
-    uDataBufSize = static_cast<unsigned long long>(kHead.uNumberCount) * kNumberSize;
-    VO_PROCESS_ERROR_AS("uDataBufSize == pAlloc->uDataBufSize", uDataBufSize == kHead.uDataBufSize);
-    if (uDataBufSize > ullLimit - sizeof(NumberAlloc))
+    unsigned char* const pbData = reinterpret_cast<unsigned char*>(pAlloc) + kNumberDataOffset;
+    const NumberAlloc head = VOLoad<NumberAlloc>(pAlloc);
+    const unsigned long long uDataBufSize = static_cast<unsigned long long>(head.uNumberCount) * kNumberSize;
+    if (!VO_STEP_AS("uDataBufSize == pAlloc->uDataBufSize", uDataBufSize == head.uDataBufSize) ||
+        !VO_STEP_OR_FALSE(uDataBufSize <= ullLimit - sizeof(NumberAlloc)))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return 0;
     }
     CleanUp();
-    if (bCopy != 0)
+    if (bCopy == 0)
     {
-        // The array is made before the count is set, so that nothing of an old one is taken over.
-        VO_PROCESS_ERROR_AS("_ResetNumberArrayCount(pAlloc->uNumberCount)", _ResetNumberArrayCount(kHead.uNumberCount));
-        if (kHead.uNumberCount != 0)
-        {
-            memcpy(m_pArrNumber, pbData, static_cast<size_t>(uDataBufSize));
-        }
+        _Buffer().Take(pbData, head.uNumberCount);
+        return 1;
     }
-    else
+    if (!VO_STEP_AS("_ResetNumberArrayCount(pAlloc->uNumberCount)", _ResetNumberArrayCount(head.uNumberCount)))
     {
-        m_pArrNumber = pbData;
+        return 0;
     }
-    m_uCount = kHead.uNumberCount;
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    _Buffer().Copy(pbData, head.uNumberCount);
+    return 1;
 }

@@ -79,13 +79,18 @@ public:
         return m_uCapacity;
     }
 
-    NumberAlloc* GetAlloc() const;
+    NumberAlloc* GetAlloc() const
+    {
+        return VOMakeImage<NumberAlloc>(*this);
+    }
     int SetAlloc(NumberAlloc* pAlloc, int bCopy, unsigned long long ullLimit = kVOUnbounded);
     unsigned long long AllocSize() const;
     void WriteAlloc(unsigned char* pbTo) const;
 
 protected:
     int _ResetNumberArrayCount(unsigned int uNewCount);
+    bool _IsList(const char* pszFunction, unsigned int uIndex) const;
+    unsigned int _NumbersIn(unsigned int uIndex) const;
     unsigned int _At(unsigned int uIndex) const
     {
         return VOLoad<unsigned int>(m_pArrNumber + uIndex * 4ull);

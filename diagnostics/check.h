@@ -30,8 +30,41 @@ inline bool VOTraceIsOpen()
 #define VO_NAMED_FUNCTION(pszFunction)                                          \
     static constexpr auto kNamedFunction_ = VOFunctionName(VO_PRETTY_FUNCTION); \
     constexpr const char* pszFunction = kNamedFunction_.szText
-#define VO_PROCESS_ERROR_IN(pszFunction, expr) VO_PROCESS_ERROR_AS_IN(pszFunction, #expr, expr)
-#define VO_PROCESS_ERROR_AS_IN(pszFunction, text, expr) \
-    VO_CHECK_STEP_(pszFunction, "VO_PROCESS_ERROR", text, !(expr), goto Exit0)
 #define VO_CHECK_ERROR_AS_IN(pszFunction, text, expr) \
     VO_CHECK_STEP_(pszFunction, "VO_CHECK_ERROR", text, !(expr), (void)0)
+
+// VO_PROCESS_ERROR as a value: whether a step succeeded. What is nothing but steps is one expression of them, and what
+// stands behind the first that fails isn't evaluated.
+#define VO_STEP(expr) VO_STEP_AS(#expr, expr)
+#define VO_STEP_AS(text, expr) VO_STEP_AS_IN(VOFunctionNameHere(VO_PRETTY_FUNCTION).szText, text, expr)
+#define VO_STEP_IN(pszFunction, expr) VO_STEP_AS_IN(pszFunction, #expr, expr)
+#define VO_STEP_AS_IN(pszFunction, text, expr)                               \
+    ((VOTraceIsOpen() ? VOTraceStep(pszFunction, text, __LINE__) : (void)0), \
+     static_cast<bool>(expr) || VOStepFailed(pszFunction, text, __LINE__))
+
+// VO_PROCESS_ERROR_FALSE as a value, where a condition doesn't hold.
+#define VO_STEP_OR_FALSE(expr) \
+    (static_cast<bool>(expr) || VOStepFailed(VOFunctionNameHere(VO_PRETTY_FUNCTION).szText, __LINE__))
+
+template <std::size_t N>
+consteval VOFunctionNameText<N> VOFunctionNameHere(const char (&szPretty)[N])
+{
+    return VOFunctionName(szPretty);
+}
+
+inline void VOTraceStep(const char* pszFunction, const char* pszText, int nLine)
+{
+    VOTracePrintf(VOLOG_INFO, "TracePrintf(%s) at line %d in %s\n", pszText, nLine, pszFunction);
+}
+
+inline bool VOStepFailed(const char* pszFunction, const char* pszText, int nLine)
+{
+    VOLogPrintf(VOLOG_ERROR, "VO_PROCESS_ERROR(%s) at line %d in %s\n", pszText, nLine, pszFunction);
+    return false;
+}
+
+inline bool VOStepFailed(const char* pszFunction, int nLine)
+{
+    VOLogPrintf(VOLOG_ERROR, "VO_PROCESS_ERROR_FALSE at line %d in %s\n", nLine, pszFunction);
+    return false;
+}

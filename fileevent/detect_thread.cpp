@@ -114,15 +114,6 @@ bool TSThreadProcDetect::FindsEvents(enumAssetFrom eaf, std::vector<structFileEv
 ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEventStateInfo* pStateInfo,
                                                     VOTSFileEventContainer* pFileEventReader)
 {
-    ErrorType eResult = ET_DATA_UNAVAILABLE;
-    const VOTSFileEventContainer::ContainerAlloc* pFileEventAlloc = nullptr;
-    VOWCHAR szName[kSectionNameSize] = {};
-    unsigned int uSlot = 0;
-    unsigned int uDataBufSize = 0;
-    unsigned long long ullImageSize = 0;
-    unsigned long long ullImageTime = 0;
-
-    VOSectionVisit visit;
     if (pStateInfo == nullptr || pFileEventReader == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
@@ -131,40 +122,44 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     {
         return ET_SOURCE_DISABLED;
     }
-    uSlot = VOLoadWord(pStateInfo->uActiveSlot);
-    if (uSlot >= kSlots)
+    const unsigned int uSlot = VOLoadWord(pStateInfo->uActiveSlot);
+    if (!VO_STEP_OR_FALSE(uSlot < kSlots))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return ET_DATA_UNAVAILABLE;
     }
+    VOWCHAR szName[kSectionNameSize] = {};
     StringCchPrintf(szName, kSectionNameSize, VOTEXT("%s%d"), FILEEVENT_MAPPING_VIEW_STRING(eaf),
                     static_cast<int>(uSlot));
 
+    VOSectionVisit visit;
     visit.Enter(pStateInfo->uReaderCount[uSlot]);
 
     // Loaded before the section is opened: a publisher writes the time behind the image, so what is copied below is
     // never older than this, and no event is passed over.
-    ullImageTime = VOLoadWord(pStateInfo->ullUpdateTime[uSlot]);
+    const unsigned long long ullImageTime = VOLoadWord(pStateInfo->ullUpdateTime[uSlot]);
     if (visit.OpenHandle(szName, FILE_MAP_READ) == nullptr)
     {
         return ET_DATA_UNAVAILABLE;
     }
-    pFileEventAlloc = static_cast<const VOTSFileEventContainer::ContainerAlloc*>(visit.Map());
-    if (visit.Size() < sizeof(*pFileEventAlloc))
+    const auto* const pFileEventAlloc = static_cast<const VOTSFileEventContainer::ContainerAlloc*>(visit.Map());
+    if (visit.Size() < sizeof(*pFileEventAlloc) && !VO_STEP(FALSE))
     {
-        VO_PROCESS_ERROR(FALSE);
+        return ET_DATA_UNAVAILABLE;
     }
-    uDataBufSize = VOLoad<VOTSFileEventContainer::ContainerAlloc>(pFileEventAlloc).uDataBufSize;
+    const unsigned int uDataBufSize = VOLoad<VOTSFileEventContainer::ContainerAlloc>(pFileEventAlloc).uDataBufSize;
     if (uDataBufSize == 0)
     {
-        // No failure for the caller, who goes on with what was copied before.
         LeaveMapped(eaf, visit);
-        eResult = ET_NONE;
     }
-    VO_PROCESS_ERROR_AS("pFileEventAlloc && pFileEventAlloc->uDataBufSize", uDataBufSize != 0);
-    ullImageSize = sizeof(*pFileEventAlloc) + static_cast<unsigned long long>(uDataBufSize);
-    if (ullImageSize > visit.Size() || ullImageSize > kVOMaxImageSize)
+    if (!VO_STEP_AS("pFileEventAlloc && pFileEventAlloc->uDataBufSize", uDataBufSize != 0))
     {
-        VO_PROCESS_ERROR(FALSE);
+        // No failure for the caller, who goes on with what was copied before.
+        return ET_NONE;
+    }
+    const unsigned long long ullImageSize = sizeof(*pFileEventAlloc) + static_cast<unsigned long long>(uDataBufSize);
+    if ((ullImageSize > visit.Size() || ullImageSize > kVOMaxImageSize) && !VO_STEP(FALSE))
+    {
+        return ET_DATA_UNAVAILABLE;
     }
 
     // The reader lets go of the copy before it changes.
@@ -180,14 +175,11 @@ ErrorType TSThreadProcDetect::MappingView_FileEvent(enumAssetFrom eaf, FileEvent
     memset(m_pBuffer + ullImageSize, 0, static_cast<size_t>(m_uBufferSize - ullImageSize));
     visit.Leave();
 
-    if (!pFileEventReader->SetAlloc(reinterpret_cast<VOTSFileEventContainer::ContainerAlloc*>(m_pBuffer), 0,
-                                    ullImageSize))
+    auto* const pImage = reinterpret_cast<VOTSFileEventContainer::ContainerAlloc*>(m_pBuffer);
+    if (!pFileEventReader->SetAlloc(pImage, 0, ullImageSize) && !VO_STEP(FALSE))
     {
-        VO_PROCESS_ERROR(FALSE);
+        return ET_DATA_UNAVAILABLE;
     }
     m_ullImageTime = ullImageTime;
-    eResult = ET_NONE;
-
-Exit0:
-    return eResult;
+    return ET_NONE;
 }

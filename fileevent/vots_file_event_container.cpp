@@ -3,12 +3,11 @@
 //   head | string set | record vector | tail
 //
 // docs/wire-formats.md has every byte.
-#include "fileevent/shared_pools.h"
-
 #include <memory>
 
 #include "containers/text_access.h"
 #include "diagnostics/check.h"
+#include "platform/vo_owners.h"
 #include "vots_file_event.h"
 
 using LUMTrayService::enumAssetRole;
@@ -30,25 +29,36 @@ VOStringHashSet* NewPool(enumAssetRole eRole)
     }
 }
 
+// A container and its copies refer to one set, and the last of them to go takes it along. Never destroyed: a container
+// of static duration may end later than this would.
+VOFurtherOwners<VOStringHashSet>& PoolOwners()
+{
+    static VONeverDestroyed<VOFurtherOwners<VOStringHashSet>> s_owners;
+    return s_owners.Get();
+}
+
 }  // namespace
 
 VOTSFileEventContainer::VOTSFileEventContainer(enumAssetRole eRole) : m_eAssetRole(eRole), m_pkStringSet(NewPool(eRole))
 {
-    VO_PROCESS_ERROR(m_pkStringSet);
-
-Exit0:
-    return;
+    (void)VO_STEP(m_pkStringSet);
 }
 
 VOTSFileEventContainer::~VOTSFileEventContainer()
 {
-    VOReleasePool(m_pkStringSet);
+    if (m_pkStringSet != nullptr && !PoolOwners().Take(m_pkStringSet))
+    {
+        delete m_pkStringSet;
+    }
 }
 
 VOTSFileEventContainer::VOTSFileEventContainer(const VOTSFileEventContainer& rkOther)
-    : m_eAssetRole(rkOther.m_eAssetRole), m_pkStringSet(nullptr), m_vecFileEvent(rkOther.m_vecFileEvent)
+    : m_eAssetRole(rkOther.m_eAssetRole), m_pkStringSet(rkOther.m_pkStringSet), m_vecFileEvent(rkOther.m_vecFileEvent)
 {
-    m_pkStringSet = VOSharePool(rkOther.m_pkStringSet);
+    if (m_pkStringSet != nullptr)
+    {
+        PoolOwners().Add(m_pkStringSet);
+    }
 }
 
 VOTSFileEventContainer& VOTSFileEventContainer::operator=(const VOTSFileEventContainer& rkOther)
@@ -66,48 +76,38 @@ VOTSFileEventContainer& VOTSFileEventContainer::operator=(const VOTSFileEventCon
 
 int VOTSFileEventContainer::AppendEvent(const Info& info, unsigned long long ullTime)
 {
-    int nResult = 0;
     structFileEventNode node;
-    VOTextCopy newName;
-    VOTextCopy physicPath;
-    const VOWCHAR* pszNewName = nullptr;
-    const VOWCHAR* pszPhysicPath = nullptr;
     node.dwEventParam0 = info.dwEventParam0;
     node.dwEventParam1 = info.dwEventParam1;
     node.dwEventParam2 = info.dwEventParam2;
     node.ullTime = ullTime;
 
     // Both may be texts of the pool, which the path moves.
-    pszNewName = newName.Take(info.pszNewName);
-    pszPhysicPath = physicPath.Take(info.pszPhysicPath);
+    VOTextCopy newName;
+    VOTextCopy physicPath;
+    const VOWCHAR* const pszNewName = newName.Take(info.pszNewName);
+    const VOWCHAR* const pszPhysicPath = physicPath.Take(info.pszPhysicPath);
+    const auto HandleOfText = [this](const VOWCHAR* pszText)
+    { return pszText != nullptr ? m_pkStringSet->Insert(pszText) : INVALID_HANDLE_VALUE; };
     node.hstrPath = m_pkStringSet != nullptr ? m_pkStringSet->Insert(info.pszPath) : INVALID_HANDLE_VALUE;
-    VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != node.hstrPath);
-    if (pszNewName != nullptr)
+    if (!VO_STEP(INVALID_HANDLE_VALUE != node.hstrPath))
     {
-        node.hstrNewName = m_pkStringSet->Insert(pszNewName);
-        VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != node.hstrNewName);
+        return 0;
     }
-    if (pszPhysicPath != nullptr)
+    node.hstrNewName = HandleOfText(pszNewName);
+    if (pszNewName != nullptr && !VO_STEP(INVALID_HANDLE_VALUE != node.hstrNewName))
     {
-        node.hstrPhysicPath = m_pkStringSet->Insert(pszPhysicPath);
-        VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != node.hstrPhysicPath);
+        return 0;
     }
-    if (!m_vecFileEvent.PushBack(node))
-    {
-        VO_PROCESS_ERROR_FALSE;
-    }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    node.hstrPhysicPath = HandleOfText(pszPhysicPath);
+    return (pszPhysicPath == nullptr || VO_STEP(INVALID_HANDLE_VALUE != node.hstrPhysicPath)) &&
+           VO_STEP_OR_FALSE(m_vecFileEvent.PushBack(node));
 }
 
 int VOTSFileEventContainer::GetEvent(std::vector<structFileEventNode>& vecEvent, unsigned long long beginTime,
                                      unsigned long long endTime)
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(endTime >= beginTime);
-    if (m_vecFileEvent.Count() == 0)
+    if (!VO_STEP(endTime >= beginTime) || m_vecFileEvent.Count() == 0)
     {
         return 0;
     }
@@ -119,10 +119,7 @@ int VOTSFileEventContainer::GetEvent(std::vector<structFileEventNode>& vecEvent,
             vecEvent.push_back(node);
         }
     }
-    nResult = vecEvent.empty() ? 0 : 1;
-
-Exit0:
-    return nResult;
+    return vecEvent.empty() ? 0 : 1;
 }
 
 int VOTSFileEventContainer::RemoveEvent(unsigned long long ullTime)
@@ -147,59 +144,52 @@ int VOTSFileEventContainer::RemoveEvent(unsigned long long ullTime)
 
 const VOWCHAR* VOTSFileEventContainer::GetString(void* hString) const
 {
-    const VOWCHAR* pszResult = nullptr;
-    VO_PROCESS_ERROR(m_pkStringSet);
-    pszResult = m_pkStringSet->GetString(hString);
-
-Exit0:
-    return pszResult;
+    return VO_STEP(m_pkStringSet) ? m_pkStringSet->GetString(hString) : nullptr;
 }
 
 int VOTSFileEventContainer::CleanUp()
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(m_pkStringSet);
-    VO_PROCESS_ERROR(m_pkStringSet->CleanUp());
-
+    if (!VO_STEP(m_pkStringSet) || !VO_STEP(m_pkStringSet->CleanUp()))
+    {
+        return 0;
+    }
     // Nothing may be answered from an image that can go away now; memory of its own stays for the next use.
     m_pkStringSet->DropViews();
     m_vecFileEvent.Clean();
     m_vecFileEvent.DropView();
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 VOTSFileEventContainer::ContainerAlloc* VOTSFileEventContainer::GetAlloc()
 {
-    ContainerAlloc* pResult = nullptr;
-    std::unique_ptr<unsigned char, decltype(&free)> pbAlloc(nullptr, &free);
-    ContainerAlloc kHead = {};
-    unsigned long long uMemoryBufSize = 0;
-    unsigned char* pbBlock = nullptr;
-    VO_PROCESS_ERROR(m_pkStringSet);
-
+    if (!VO_STEP(m_pkStringSet))
+    {
+        return nullptr;
+    }
     // A part that a size word can't name fails here, before anything is made.
-    VO_PROCESS_ERROR_AS("pStringAlloc", m_pkStringSet->AllocSize() <= kVOMaxImageSize);
-    VO_PROCESS_ERROR_AS("pFileEventAlloc", m_vecFileEvent.AllocSize() <= kVOMaxImageSize);
-    uMemoryBufSize = sizeof(ContainerAlloc) + m_pkStringSet->AllocSize() + m_vecFileEvent.AllocSize();
-    VO_PROCESS_ERROR_AS("uMemoryBufSize", uMemoryBufSize <= kVOMaxImageSize);
-
-    memcpy(kHead.szVersion, FILEEVENT_CAONTAINER_VERSION, sizeof(kHead.szVersion));
-    kHead.uStringPoolSize = static_cast<unsigned int>(m_pkStringSet->AllocSize());
-    kHead.uFileEventBufSize = static_cast<unsigned int>(m_vecFileEvent.AllocSize());
-    kHead.uDataBufSize = static_cast<unsigned int>(uMemoryBufSize - sizeof(ContainerAlloc));
-
-    pbAlloc.reset(static_cast<unsigned char*>(VOAllocateImage(uMemoryBufSize)));
-    memcpy(pbAlloc.get(), &kHead, offsetof(ContainerAlloc, abData));
-    pbBlock = pbAlloc.get() + offsetof(ContainerAlloc, abData);
-    VO_PROCESS_ERROR_AS("pStringAlloc", m_pkStringSet->WriteAlloc(pbBlock));
-    m_vecFileEvent.WriteAlloc(pbBlock + kHead.uStringPoolSize);
-    pResult = reinterpret_cast<ContainerAlloc*>(pbAlloc.release());
-
-Exit0:
-    return pResult;
+    const unsigned long long ullStrings = m_pkStringSet->AllocSize();
+    const unsigned long long ullEvents = m_vecFileEvent.AllocSize();
+    const unsigned long long uMemoryBufSize = sizeof(ContainerAlloc) + ullStrings + ullEvents;
+    if (!VO_STEP_AS("pStringAlloc", ullStrings <= kVOMaxImageSize) ||
+        !VO_STEP_AS("pFileEventAlloc", ullEvents <= kVOMaxImageSize) ||
+        !VO_STEP_AS("uMemoryBufSize", uMemoryBufSize <= kVOMaxImageSize))
+    {
+        return nullptr;
+    }
+    const ContainerAlloc head = {.szVersion = FILEEVENT_CAONTAINER_VERSION,
+                                 .uStringPoolSize = static_cast<unsigned int>(ullStrings),
+                                 .uFileEventBufSize = static_cast<unsigned int>(ullEvents),
+                                 .uDataBufSize = static_cast<unsigned int>(ullStrings + ullEvents),
+                                 .abData = {}};
+    std::unique_ptr<unsigned char, VOFreeBlock> pbAlloc(static_cast<unsigned char*>(VOAllocateImage(uMemoryBufSize)));
+    memcpy(pbAlloc.get(), &head, offsetof(ContainerAlloc, abData));
+    unsigned char* const pbBlock = pbAlloc.get() + offsetof(ContainerAlloc, abData);
+    if (!VO_STEP_AS("pStringAlloc", m_pkStringSet->WriteAlloc(pbBlock)))
+    {
+        return nullptr;
+    }
+    m_vecFileEvent.WriteAlloc(pbBlock + ullStrings);
+    return reinterpret_cast<ContainerAlloc*>(pbAlloc.release());
 }
 
 int VOTSFileEventContainer::SetAlloc(ContainerAlloc* pAlloc, int bCopy)
@@ -209,30 +199,25 @@ int VOTSFileEventContainer::SetAlloc(ContainerAlloc* pAlloc, int bCopy)
 
 int VOTSFileEventContainer::SetAlloc(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize)
 {
-    int nResult = 0;
-    ContainerAlloc kHead = {};
-    unsigned char* pbBlock = nullptr;
-    VOStringHashSet::StringHashSetAlloc* pStringPoolAlloc = nullptr;
-    const VORecordVectorAlloc* pFileEventAlloc = nullptr;
-    VO_PROCESS_ERROR(pAlloc);
-    VO_PROCESS_ERROR(sizeof(ContainerAlloc) <= ullSize);
-    kHead = VOLoad<ContainerAlloc>(pAlloc);
-    VO_PROCESS_ERROR_AS("::strcmp(pAlloc->szVersion, FILEEVENT_CAONTAINER_VERSION) == 0",
-                        memcmp(kHead.szVersion, FILEEVENT_CAONTAINER_VERSION, sizeof(kHead.szVersion)) == 0);
-    VO_PROCESS_ERROR_AS("pAlloc->uDataBufSize == pAlloc->uStringPoolSize+ pAlloc->uFileEventBufSize",
-                        kHead.uDataBufSize == 0ull + kHead.uStringPoolSize + kHead.uFileEventBufSize);
-    VO_PROCESS_ERROR(kHead.uDataBufSize <= ullSize - sizeof(ContainerAlloc));
-
+    if (!VO_STEP(pAlloc) || !VO_STEP(sizeof(ContainerAlloc) <= ullSize))
+    {
+        return 0;
+    }
+    const ContainerAlloc kHead = VOLoad<ContainerAlloc>(pAlloc);
+    if (!VO_STEP_AS("::strcmp(pAlloc->szVersion, FILEEVENT_CAONTAINER_VERSION) == 0",
+                    VOIsVersion(kHead.szVersion, FILEEVENT_CAONTAINER_VERSION)) ||
+        !VO_STEP_AS("pAlloc->uDataBufSize == pAlloc->uStringPoolSize+ pAlloc->uFileEventBufSize",
+                    kHead.uDataBufSize == 0ull + kHead.uStringPoolSize + kHead.uFileEventBufSize) ||
+        !VO_STEP(kHead.uDataBufSize <= ullSize - sizeof(ContainerAlloc)))
+    {
+        return 0;
+    }
     CleanUp();
-    pbBlock = reinterpret_cast<unsigned char*>(pAlloc) + offsetof(ContainerAlloc, abData);
-    pStringPoolAlloc = reinterpret_cast<VOStringHashSet::StringHashSetAlloc*>(pbBlock);
-    pFileEventAlloc = reinterpret_cast<VORecordVectorAlloc*>(pbBlock + kHead.uStringPoolSize);
-    VO_PROCESS_ERROR_AS("m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy)",
-                        m_pkStringSet && m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy, kHead.uStringPoolSize));
-    VO_PROCESS_ERROR_AS("m_vecFileEvent.SetAlloc(pFileEventAlloc, bCopy)",
-                        m_vecFileEvent.SetAlloc(pFileEventAlloc, bCopy, kHead.uFileEventBufSize));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    unsigned char* const pbBlock = reinterpret_cast<unsigned char*>(pAlloc) + offsetof(ContainerAlloc, abData);
+    auto* const pStringPoolAlloc = reinterpret_cast<VOStringHashSet::StringHashSetAlloc*>(pbBlock);
+    const auto* const pFileEventAlloc = reinterpret_cast<VORecordVectorAlloc*>(pbBlock + kHead.uStringPoolSize);
+    return VO_STEP_AS("m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy)",
+                      m_pkStringSet && m_pkStringSet->SetAlloc(pStringPoolAlloc, bCopy, kHead.uStringPoolSize)) &&
+           VO_STEP_AS("m_vecFileEvent.SetAlloc(pFileEventAlloc, bCopy)",
+                      m_vecFileEvent.SetAlloc(pFileEventAlloc, bCopy, kHead.uFileEventBufSize));
 }

@@ -1,5 +1,3 @@
-#include <memory>
-
 #include "diagnostics/check.h"
 #include "mapping/assemble_parts.h"
 #include "platform/vo_section_view.h"
@@ -16,32 +14,13 @@ VOTSFileEventMappingAssemble::~VOTSFileEventMappingAssemble() = default;
 
 VOTSFileEventMappingAssemble* VOTSFileEventMappingAssemble::Instance()
 {
-    const std::lock_guard<std::mutex> guard(ms_InstanceLock);
-    if (!VOAddReference(ms_nRefCountOfInstance))
-    {
-        VO_CHECK_ERROR_AS("NULL == ms_pkInstance", VOLoadWord(ms_pkInstance) == nullptr);
-        // Without a publisher the object has no inspectors, and is sound all the same.
-        const auto End = [](VOTSFileEventMappingAssemble* pInstance)
-        {
-            pInstance->_CloseInspector();
-            delete pInstance;
-        };
-        std::unique_ptr<VOTSFileEventMappingAssemble, decltype(End)> pNew(new VOTSFileEventMappingAssemble, End);
-        pNew->_SetupInspector();
-        VOStoreWord(ms_pkInstance, pNew.release());
-        VOStoreWord(ms_nRefCountOfInstance, 1);
-    }
-    return VOLoadWord(ms_pkInstance);
+    VO_NAMED_FUNCTION(pszFunction);
+    return VOAssembleLife::Instance<VOTSFileEventMappingAssemble>(pszFunction);
 }
 
 void VOTSFileEventMappingAssemble::Release()
 {
-    VOTSFileEventMappingAssemble* const pLast = VOGiveReferenceBack(ms_pkInstance, ms_nRefCountOfInstance);
-    if (pLast != nullptr)
-    {
-        pLast->_CloseInspector();
-        delete pLast;
-    }
+    VOAssembleLife::Release<VOTSFileEventMappingAssemble>();
 }
 
 int VOTSFileEventMappingAssemble::Run()
@@ -59,19 +38,14 @@ int VOTSFileEventMappingAssemble::Stop()
 
 int VOTSFileEventMappingAssemble::BindListener(enumAssetFrom eaf, IVOTSFileEventListener* piListener)
 {
-    VOTSFileEventMappingInspector* const pkInspector = VOInspectorOf(m_pArrInspector, eaf);
+    VOTSFileEventMappingInspector* const pkInspector = VOOfSource(m_pArrInspector, eaf);
     return pkInspector != nullptr ? pkInspector->BindListener(piListener) : 0;
 }
 
 int VOTSFileEventMappingAssemble::SuspendEvent(enumAssetFrom eaf, int bSuspend)
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR_AS("m_pArrInspector[(int)eaf]", VOInspectorOf(m_pArrInspector, eaf));
-    VO_PROCESS_ERROR(m_pArrInspector[(int)eaf]->SuspendEvent(bSuspend));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP_AS("m_pArrInspector[(int)eaf]", VOOfSource(m_pArrInspector, eaf)) &&
+           VO_STEP(m_pArrInspector[(int)eaf]->SuspendEvent(bSuspend));
 }
 
 int VOTSFileEventMappingAssemble::_SetupInspector()

@@ -3,6 +3,7 @@
 
 #include "diagnostics/check.h"
 #include "fileevent/detect_thread.h"
+#include "mapping/assemble_parts.h"
 #include "platform/vo_shared_word.h"
 #include "vots_file_event.h"
 
@@ -11,19 +12,8 @@ using LUMTrayService::structFileEventNode;
 
 const VOWCHAR* VOFileEventMappingViewString(enumAssetFrom eaf)
 {
-    static const VOWCHAR* const s_arrName[LUMTrayService::ASSETTYPE_COUNT] = {
-        nullptr,
-        VOTEXT("vo_fileMappingFileEventContainerName_source"),
-        VOTEXT("vo_fileMappingFileEventContainerName_target"),
-        VOTEXT("vo_fileMappingFileEventContainerName_pakv4"),
-        VOTEXT("vo_fileMappingFileEventContainerName_httpfile_source"),
-        VOTEXT("vo_fileMappingFileEventContainerName_httpfile_target"),
-        VOTEXT("vo_fileMappingFileEventContainerName_httpfile_pkg_source"),
-        VOTEXT("vo_fileMappingFileEventContainerName_httpfile_pkg_target"),
-        VOTEXT("vo_fileMappingFileEventContainerName_mergeSrc"),
-        VOTEXT("vo_fileMappingFileEventContainerName_mergeTarget"),
-    };
-    return static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT ? s_arrName[eaf] : nullptr;
+    static const VOWCHAR* const s_arrName[] = VO_SECTION_NAMES(VOTEXT("vo_fileMappingFileEventContainerName"));
+    return VOOfSource(s_arrName, eaf);
 }
 
 IVOTSFileEventListener::IVOTSFileEventListener() = default;
@@ -49,13 +39,8 @@ VOTSFileEventMappingInspector::~VOTSFileEventMappingInspector()
 
 int VOTSFileEventMappingInspector::Run()
 {
-    int nResult = 0;
     const std::lock_guard<std::mutex> guard(m_DetectLock);
-    VO_PROCESS_ERROR(CreateDetectThread());
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(CreateDetectThread());
 }
 
 int VOTSFileEventMappingInspector::Stop()
@@ -91,19 +76,17 @@ void VOTSFileEventMappingInspector::_ResumeOnce()
 
 int VOTSFileEventMappingInspector::BindListener(IVOTSFileEventListener* piListener)
 {
-    int nResult = 0;
-    std::unique_lock<std::mutex> guard(m_ListenerLock, std::defer_lock);
-    VO_PROCESS_ERROR(piListener);
-    guard.lock();
+    if (!VO_STEP(piListener))
+    {
+        return 0;
+    }
+    const std::lock_guard<std::mutex> guard(m_ListenerLock);
     if (std::find(m_vecListener.begin(), m_vecListener.end(), piListener) == m_vecListener.end())
     {
         m_vecListener.push_back(piListener);
         piListener->AddRef();
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 // Takes no lock, so that a listener may ask for it, and while Stop waits.
@@ -114,40 +97,38 @@ int VOTSFileEventMappingInspector::SuspendEvent(int bSuspend)
     {
         return 0;
     }
-    if (bSuspend != 0)
-    {
-        ::SuspendThread(hDetectThread);
-    }
-    else
-    {
-        ::ResumeThread(hDetectThread);
-    }
+    bSuspend != 0 ? ::SuspendThread(hDetectThread) : ::ResumeThread(hDetectThread);
     return 1;
 }
 
 int VOTSFileEventMappingInspector::DispatchFileEvent(const structFileEventNode& node,
                                                      VOTSFileEventContainer* pkContainer)
 {
-    int nResult = 0;
-    FileEventParam param = {};
+    if (!VO_STEP(pkContainer))
+    {
+        return 0;
+    }
+    const auto TextOf = [pkContainer](void* hText)
+    { return hText != INVALID_HANDLE_VALUE ? pkContainer->GetString(hText) : nullptr; };
+    const std::lock_guard<std::mutex> guard(m_ListenerLock);
+    if (!VO_STEP(node.hstrPath != INVALID_HANDLE_VALUE))
+    {
+        return 0;
+    }
+    const VOWCHAR* const pszPath = pkContainer->GetString(node.hstrPath);
+    if (!VO_STEP(pszPath))
+    {
+        return 0;
+    }
+    const FileEventParam param = {.eaf = m_eaf,
+                                  .dwEventParam0 = node.dwEventParam0,
+                                  .dwEventParam1 = node.dwEventParam1,
+                                  .dwEventParam2 = node.dwEventParam2,
+                                  .pszPath = pszPath,
+                                  .pszNewName = TextOf(node.hstrNewName),
+                                  .pszPhysicPath = TextOf(node.hstrPhysicPath),
+                                  .ullTime = node.ullTime};
     size_t uDead = 0;
-    std::unique_lock<std::mutex> guard(m_ListenerLock, std::defer_lock);
-    const VOWCHAR* pszPath = nullptr;
-    VO_PROCESS_ERROR(pkContainer);
-    guard.lock();
-    VO_PROCESS_ERROR(node.hstrPath != INVALID_HANDLE_VALUE);
-    pszPath = pkContainer->GetString(node.hstrPath);
-    VO_PROCESS_ERROR(pszPath);
-    param.eaf = m_eaf;
-    param.dwEventParam0 = node.dwEventParam0;
-    param.dwEventParam1 = node.dwEventParam1;
-    param.dwEventParam2 = node.dwEventParam2;
-    param.pszPath = pszPath;
-    param.pszNewName = node.hstrNewName != INVALID_HANDLE_VALUE ? pkContainer->GetString(node.hstrNewName) : nullptr;
-    param.pszPhysicPath =
-        node.hstrPhysicPath != INVALID_HANDLE_VALUE ? pkContainer->GetString(node.hstrPhysicPath) : nullptr;
-    param.ullTime = node.ullTime;
-
     for (IVOTSFileEventListener*& piListener : m_vecListener)
     {
         if (piListener == nullptr)
@@ -183,15 +164,11 @@ int VOTSFileEventMappingInspector::DispatchFileEvent(const structFileEventNode& 
             m_vecListener.erase(m_vecListener.begin() + static_cast<std::ptrdiff_t>(uDead));
         }
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSFileEventMappingInspector::CreateDetectThread()
 {
-    int nResult = 0;
     if (m_hDetectThread != nullptr)
     {
         return 1;
@@ -199,11 +176,7 @@ int VOTSFileEventMappingInspector::CreateDetectThread()
     VOStoreWord(m_bRunning, 1);
     m_bResumedToEnd = false;
     m_hDetectThread = ::CreateThread(nullptr, 0, &ThreadProc_DetectFileEvnet, this, 0, nullptr);
-    VO_PROCESS_ERROR(m_hDetectThread);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(m_hDetectThread);
 }
 
 int VOTSFileEventMappingInspector::DestroyDetectThread()
@@ -226,12 +199,12 @@ VOULONG VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet(void* pInspect
     VOTSFileEventMappingInspector* const pkInspector = static_cast<VOTSFileEventMappingInspector*>(pInspector);
     TSThreadProcDetect detect;
     unsigned long long ullLastTime = kNoTime;
-    HANDLE hWaitObj = nullptr;
-    VO_PROCESS_ERROR(pInspector);
-
     // Nobody signals it: it is there for its time-out.
-    hWaitObj = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    VO_PROCESS_ERROR(hWaitObj);
+    const HANDLE hWaitObj = VO_STEP(pInspector) ? ::CreateEventW(nullptr, FALSE, FALSE, nullptr) : nullptr;
+    if (pInspector == nullptr || !VO_STEP(hWaitObj))
+    {
+        return 0;
+    }
     while (VOLoadWord(pkInspector->m_bRunning) != 0)
     {
         const DWORD uWaited = ::WaitForSingleObject(hWaitObj, g_uVODetectPause);
@@ -255,7 +228,5 @@ VOULONG VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet(void* pInspect
         }
     }
     ::CloseHandle(hWaitObj);
-
-Exit0:
     return 0;
 }

@@ -40,14 +40,10 @@ public:
     void Tell(const char* pszFunction, Call call)
     {
         IVOTSFileMonitorEventListener* piListener = nullptr;
-        for (size_t i = 0; m_dispatcher._ListenerAt(i, &piListener); ++i)
+        for (size_t i = 0; m_dispatcher._ListenerAt(i, &piListener) && VO_STEP_IN(pszFunction, piListener); ++i)
         {
-            VO_PROCESS_ERROR_IN(pszFunction, piListener);
             call(piListener);
         }
-
-Exit0:
-        return;
     }
 
 private:
@@ -84,34 +80,30 @@ VOTSFileMonitorEventDispatcher::~VOTSFileMonitorEventDispatcher()
 
 int VOTSFileMonitorEventDispatcher::AddListener(IVOTSFileMonitorEventListener* pListener)
 {
-    int nResult = 0;
     FlagGuard guard(m_nListBusy);
-    VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", guard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0);
+    if (!VO_STEP(pListener) || !VO_STEP_AS("m_blstEnable", guard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0))
+    {
+        return 0;
+    }
     if (!_IsInList(pListener))
     {
         m_listListeners.push_back(pListener);
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSFileMonitorEventDispatcher::RemoveListener(IVOTSFileMonitorEventListener* pListener)
 {
-    int nResult = 0;
     FlagGuard guard(m_nListBusy);
-    VO_PROCESS_ERROR(pListener);
-    VO_PROCESS_ERROR_AS("m_blstEnable", guard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0);
+    if (!VO_STEP(pListener) || !VO_STEP_AS("m_blstEnable", guard.AcquireSoon() && VOLoadWord(m_blstEnable) != 0))
+    {
+        return 0;
+    }
     if (_IsInList(pListener))
     {
         m_listListeners.remove(pListener);
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSFileMonitorEventDispatcher::IsListenerExist(IVOTSFileMonitorEventListener* pListener)

@@ -54,16 +54,9 @@ VOTSFileMonitorManager& VOTSFileMonitorManager::operator=(const VOTSFileMonitorM
 
 int VOTSFileMonitorManager::Init(const VOWCHAR* pszRootPath)
 {
-    int nResult = 0;
     _SetRootPath(pszRootPath);
-    VO_PROCESS_ERROR(CreateFileMonitorDispatcher());
-    VO_PROCESS_ERROR(CreateFileDirMonitorHandle());
-    VO_PROCESS_ERROR(CreateFileMonitorThread());
-    VO_PROCESS_ERROR(CreateFileEventProcessThread());
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(CreateFileMonitorDispatcher()) && VO_STEP(CreateFileDirMonitorHandle()) &&
+           VO_STEP(CreateFileMonitorThread()) && VO_STEP(CreateFileEventProcessThread());
 }
 
 // The monitor thread reads the root while a host may be at a second Init: hence unit by unit.
@@ -104,14 +97,9 @@ int VOTSFileMonitorManager::UnInit()
 
 int VOTSFileMonitorManager::CreateFileMonitorDispatcher()
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(NULL == m_pFileMonitorEventDispatcher);
-    m_pFileMonitorEventDispatcher = new VOTSFileMonitorEventDispatcher;
-    VO_PROCESS_ERROR(m_pFileMonitorEventDispatcher);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(NULL == m_pFileMonitorEventDispatcher) &&
+           VO_STEP_AS("m_pFileMonitorEventDispatcher",
+                      m_pFileMonitorEventDispatcher = new VOTSFileMonitorEventDispatcher);
 }
 
 int VOTSFileMonitorManager::DesotryFileMonitorDispatcher()
@@ -123,16 +111,13 @@ int VOTSFileMonitorManager::DesotryFileMonitorDispatcher()
 
 int VOTSFileMonitorManager::CreateFileDirMonitorHandle()
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(INVALID_HANDLE_VALUE == m_hFileMonitorHandle);
-    VO_PROCESS_ERROR(*m_tszRootPath);
+    if (!VO_STEP(INVALID_HANDLE_VALUE == m_hFileMonitorHandle) || !VO_STEP(*m_tszRootPath))
+    {
+        return 0;
+    }
     m_hFileMonitorHandle = ::CreateFileW(m_tszRootPath, kDirectoryAccess, kDirectoryShare, nullptr, OPEN_EXISTING,
                                          kDirectoryFlags, nullptr);
-    VO_PROCESS_ERROR(INVALID_HANDLE_VALUE != m_hFileMonitorHandle);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(INVALID_HANDLE_VALUE != m_hFileMonitorHandle);
 }
 
 int VOTSFileMonitorManager::DestoryFileDirMonitorHandle()
@@ -147,18 +132,23 @@ int VOTSFileMonitorManager::DestoryFileDirMonitorHandle()
 
 int VOTSFileMonitorManager::CreateFileMonitorThread()
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(NULL == m_hFileMonitorThread);
+    if (!VO_STEP(NULL == m_hFileMonitorThread))
+    {
+        return 0;
+    }
     m_hFileMonitorThread = ::CreateThread(nullptr, 0, ThreadProc_FileMonitor, this, CREATE_SUSPENDED, nullptr);
-    VO_PROCESS_ERROR(m_hFileMonitorThread);
+    if (!VO_STEP(m_hFileMonitorThread))
+    {
+        return 0;
+    }
     m_overLapped = {};
     m_overLapped.hEvent = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    VO_PROCESS_ERROR(m_overLapped.hEvent != NULL);
+    if (!VO_STEP(m_overLapped.hEvent != NULL))
+    {
+        return 0;
+    }
     m_bFileMonitorSuspended = true;
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSFileMonitorManager::DestroyFileMonitorThread()
@@ -182,16 +172,18 @@ int VOTSFileMonitorManager::DestroyFileMonitorThread()
 
 int VOTSFileMonitorManager::CreateFileEventProcessThread()
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(NULL == m_hFileEventThread);
+    if (!VO_STEP(NULL == m_hFileEventThread))
+    {
+        return 0;
+    }
     _ShowFilters();
     m_hFileEventThread = ::CreateThread(nullptr, 0, ThreadProc_FileEventDispatcher, this, CREATE_SUSPENDED, nullptr);
-    VO_PROCESS_ERROR(m_hFileEventThread);
+    if (!VO_STEP(m_hFileEventThread))
+    {
+        return 0;
+    }
     m_bFileEventSuspended = true;
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSFileMonitorManager::DestoryFileEventProcessThread()

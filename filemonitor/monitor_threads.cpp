@@ -27,12 +27,15 @@ VOULONG VOTSFileMonitorManager::ThreadProc_FileMonitor(void* lpParameter)
     VOTSFileMonitorManager* const pManager = static_cast<VOTSFileMonitorManager*>(lpParameter);
     const std::unique_ptr<unsigned char[]> pOwner(new (std::nothrow) unsigned char[kNotifyBufferSize]);
     unsigned char* const pszNotify = pOwner.get();
-    VO_PROCESS_ERROR(pszNotify);
+    if (!VO_STEP(pszNotify))
+    {
+        return 0;
+    }
     memset(pszNotify, 0, kNotifyBufferSize);
-    VO_PROCESS_ERROR(lpParameter);
-    pManager->_WatchDirectory(pszNotify);
-
-Exit0:
+    if (VO_STEP(lpParameter))
+    {
+        pManager->_WatchDirectory(pszNotify);
+    }
     return 0;
 }
 
@@ -100,10 +103,10 @@ unsigned int VOTSFileMonitorManager::LostChanges() const
 VOULONG VOTSFileMonitorManager::ThreadProc_FileEventDispatcher(void* lpParameter)
 {
     VOTSFileMonitorManager* const pManager = static_cast<VOTSFileMonitorManager*>(lpParameter);
-    VO_PROCESS_ERROR(lpParameter);
-    pManager->_DeliverEvents();
-
-Exit0:
+    if (VO_STEP(lpParameter))
+    {
+        pManager->_DeliverEvents();
+    }
     return 0;
 }
 

@@ -223,6 +223,16 @@ private:
         VOULONG dwHashMask = 0;
         void* hString = INVALID_HANDLE_VALUE;
         bool bFound = false;
+
+        int Give(unsigned int& uGivenHash0, unsigned int& uGivenHash1, VOULONG& dwGivenHashMask,
+                 void*& hGivenString) const
+        {
+            uGivenHash0 = uHash0;
+            uGivenHash1 = uHash1;
+            dwGivenHashMask |= dwHashMask;
+            hGivenString = bFound ? hString : hGivenString;
+            return bFound;
+        }
     };
 
     Lookup _Lookup_P(const VOWCHAR* pszString) const;
@@ -236,8 +246,9 @@ private:
     void* _AddString_P(const Lookup& rkLookup, void* hText, VOULONG dwState);
     bool _IsRecord(void* hString) const;
     bool _IsLastFound(const VOWCHAR* pszString) const;
-    int _SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit,
-                           StringHashSetAlloc& rkHead);
+    const VOMapTableAlloc* _SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit,
+                                              StringHashSetAlloc& rkHead);
+    static const VOMapTableAlloc* _ConflictTable(const VOMapTableAlloc* pTable, const StringHashSetAlloc& rkHead);
     unsigned long long _SizesOfParts(StringHashSetAlloc& rkHead) const;
 
     // The bits of a mask: in which of the two maps a string stands.

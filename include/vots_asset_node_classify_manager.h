@@ -134,6 +134,10 @@ protected:
     std::map<int, unsigned int> m_mapClassifyType2ParamIndex;
     std::map<unsigned int, unsigned int> m_mapExtensionHash2ParamIndex;
     VOStringHash m_kStringHash;
+
+private:
+    template <typename Take>
+    int _TakeFrom(const char* pszFunction, int nClassifyType, Take take) const;
 };
 static_assert(sizeof(VOTSAssetNodeClassifyManager::ContainerAlloc) == 32);
 static_assert(offsetof(VOTSAssetNodeClassifyManager::ContainerAlloc, kParams) == 8);

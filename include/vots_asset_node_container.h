@@ -299,7 +299,6 @@ protected:
     KeyTable m_mapTableStringHandle2ParamIndex;           // Customer: the same, as published
 
 private:
-    struct ImageBlocks;
     struct Removal;
 
     void _SetRootPath(const VOWCHAR* pszRootPath);
@@ -307,14 +306,20 @@ private:
     const VOWCHAR* _RootText(const VOWCHAR* pszBuffer, void* hString) const;
     static bool _CheckImage(const char* pszFunction, const ContainerAlloc* pAlloc, unsigned long long ullSize,
                             ContainerAlloc& rkHead);
-    static ImageBlocks _BlocksOf(ContainerAlloc* pAlloc, const ContainerAlloc& rkHead);
-    bool _SetBlocksBeforeKeys(const char* pszFunction, const ImageBlocks& rkBlocks, int bCopy);
-    void _CheckState(const char* pszFunction, unsigned int uAssetID) const;
+    template <typename TakeKeys>
+    int _SetBlocks(const char* pszFunction, ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize,
+                   TakeKeys takeKeys);
+    bool _CheckState(const char* pszFunction, unsigned int uAssetID) const;
     bool _MaySet(const char* pszFunction, unsigned int uAssetID) const;
+    bool _MaySetText(const char* pszFunction, unsigned int uAssetID, const char* pszCheck,
+                     const VOWCHAR* pszText) const;
+    bool _MaySetChild(const char* pszFunction, unsigned int uAssetID, unsigned int uChildIndex) const;
     unsigned long long _KeyTableAllocSize() const;
     void* _KeyOf(unsigned int uAssetID) const;
     unsigned int _StateOf(unsigned int uAssetID) const;
     size_t _ChildInfoOffset(unsigned int uChildIndex) const;
+    template <typename... Fields>
+    int _SetFields(const char* pszFunction, unsigned int uAssetID, Fields... fields);
     template <typename T>
     void _StoreField(unsigned int uAssetID, size_t uOffset, const T& kValue)
     {

@@ -337,6 +337,8 @@ public:
 
 protected:
     // Made and ended by Instance and Release alone. A copy shares the inspectors and is of no use.
+    friend struct VOAssembleLife;
+
     VOTSFileEventMappingAssemble();
     ~VOTSFileEventMappingAssemble();
     VOTSFileEventMappingAssemble(const VOTSFileEventMappingAssemble&) = default;

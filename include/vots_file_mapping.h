@@ -222,8 +222,7 @@ protected:
 
 private:
     // The container's answer, if it may be asked and is there; otherwise zero.
-    template <typename Question>
-    auto _Ask(const char* pszFunction, bool bMayAsk, Question kAsk) const -> decltype(kAsk());
+    bool _MayAskOf(const char* pszFunction, unsigned int uAssetIndex, LUMTrayService::structAssetNode& tsNode) const;
     AssetNodeStateInfo* _StateInfo() const;
     static unsigned char* _LoadImage(const void* pvBlock, size_t uBlockSize, unsigned int& ruSize);
 };
@@ -271,6 +270,8 @@ public:
 
 protected:
     // Made and ended by Instance and Release alone. A copy shares the inspectors and is of no use.
+    friend struct VOAssembleLife;
+
     VOTSFileMappingAssemble();
     ~VOTSFileMappingAssemble();
     VOTSFileMappingAssemble(const VOTSFileMappingAssemble&) = default;

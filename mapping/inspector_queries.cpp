@@ -30,6 +30,20 @@ unsigned int ChildInfoOf(const structAssetNode& tsNode, NodeType eNodeType)
     }
 }
 
+// Takes the child lists that a node has, of the types of a mask.
+template <typename Take>
+void ForEachList(const structAssetNode& tsNode, VOULONG dwType, Take take)
+{
+    for (const NodeType eNodeType : {NT_FILE, NT_FOLDER})
+    {
+        const unsigned int uInfoID = (dwType & eNodeType) != 0 ? ChildInfoOf(tsNode, eNodeType) : kNone;
+        if (uInfoID != kNone)
+        {
+            take(uInfoID);
+        }
+    }
+}
+
 }  // namespace
 
 ErrorType VOTSFileMappingInspector::LastErrorType() const
@@ -59,219 +73,161 @@ AssetNodeStateInfo* VOTSFileMappingInspector::_StateInfo() const
                : nullptr;
 }
 
-template <typename Question>
-auto VOTSFileMappingInspector::_Ask(const char* pszFunction, bool bMayAsk, Question kAsk) const -> decltype(kAsk())
-{
-    decltype(kAsk()) result{};
-    if (bMayAsk)
-    {
-        VO_PROCESS_ERROR_IN(pszFunction, m_pkAssetNodeContainer);
-        result = kAsk();
-    }
-
-Exit0:
-    return result;
-}
-
 int VOTSFileMappingInspector::NormalizeAssetPath(const VOWCHAR* pszPath, unsigned int uSize, VOWCHAR* pszResult) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
-                [&] { return m_pkAssetNodeContainer->NormailzeAssetPath(pszResult, pszPath, uSize, 0); });
+    return LastErrorTypeASync() == ET_NONE && VO_STEP(m_pkAssetNodeContainer) &&
+           m_pkAssetNodeContainer->NormailzeAssetPath(pszResult, pszPath, uSize, 0);
 }
 
 int VOTSFileMappingInspector::ReConstructContainer(VOTSAssetNodeContainer* pkToContainer) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
-                [&] { return m_pkAssetNodeContainer->ReConstructContainer(pkToContainer); });
+    return LastErrorTypeASync() == ET_NONE && VO_STEP(m_pkAssetNodeContainer) &&
+           m_pkAssetNodeContainer->ReConstructContainer(pkToContainer);
 }
 
 unsigned int VOTSFileMappingInspector::GetAssetNodeCount() const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
-                [&] { return m_pkAssetNodeContainer->GetAssetNodeCount(); });
+    return LastErrorTypeASync() == ET_NONE && VO_STEP(m_pkAssetNodeContainer)
+               ? m_pkAssetNodeContainer->GetAssetNodeCount()
+               : 0;
 }
 
 int VOTSFileMappingInspector::GetAssetNode(unsigned int uAssetIndex, structAssetNode& tsNode) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
-                [&] { return m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode); });
+    return LastErrorTypeASync() == ET_NONE && VO_STEP(m_pkAssetNodeContainer) &&
+           m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode);
 }
 
 int VOTSFileMappingInspector::GetAssetNode(const VOWCHAR* pszPath, structAssetNode& tsNode) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
-                [&] { return m_pkAssetNodeContainer->FindAssetNode(pszPath, tsNode); });
+    return LastErrorTypeASync() == ET_NONE && VO_STEP(m_pkAssetNodeContainer) &&
+           m_pkAssetNodeContainer->FindAssetNode(pszPath, tsNode);
 }
 
 unsigned int VOTSFileMappingInspector::GetAssetIndexOfParent(unsigned int uAssetIndex, NodeType eNodeType) const
 {
-    unsigned int uResult = 0;
     structAssetNode tsNode;
     structAssetNode tsParentNode;
     std::vector<unsigned int> vecIndex;
-    std::vector<unsigned int>::const_iterator cIter;
-    if (LastErrorTypeASync() != ET_NONE)
+    if (LastErrorTypeASync() != ET_NONE || !VO_STEP(m_pkAssetNodeContainer) ||
+        !VO_STEP(m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode)) || tsNode.nParentID == kNone ||
+        !VO_STEP(m_pkAssetNodeContainer->GetAssetNode(tsNode.nParentID, tsParentNode)) ||
+        !VO_STEP(m_pkAssetNodeContainer->GetInfoNumberList(ChildInfoOf(tsParentNode, eNodeType), vecIndex)))
     {
         return 0;
     }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode));
-    if (tsNode.nParentID == kNone)
-    {
-        return 0;
-    }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetAssetNode(tsNode.nParentID, tsParentNode));
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetInfoNumberList(ChildInfoOf(tsParentNode, eNodeType), vecIndex));
-    cIter = std::find(vecIndex.begin(), vecIndex.end(), static_cast<unsigned int>(tsNode.nAssetID));
-    VO_PROCESS_ERROR(cIter != vecIndex.end());
-    uResult = static_cast<unsigned int>(cIter - vecIndex.begin());
+    const auto cIter = std::find(vecIndex.cbegin(), vecIndex.cend(), static_cast<unsigned int>(tsNode.nAssetID));
+    return VO_STEP(cIter != vecIndex.end()) ? static_cast<unsigned int>(cIter - vecIndex.cbegin()) : 0;
+}
 
-Exit0:
-    return uResult;
+// What the questions about a node's children begin with.
+bool VOTSFileMappingInspector::_MayAskOf(const char* pszFunction, unsigned int uAssetIndex,
+                                         structAssetNode& tsNode) const
+{
+    return LastErrorTypeASync() == ET_NONE && VO_STEP_IN(pszFunction, m_pkAssetNodeContainer) &&
+           VO_STEP_IN(pszFunction, m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode));
 }
 
 unsigned int VOTSFileMappingInspector::GetAssetChildCount(unsigned int uAssetIndex, VOULONG dwType) const
 {
+    VO_NAMED_FUNCTION(pszFunction);
     unsigned int uResult = 0;
     structAssetNode tsNode;
-    if (LastErrorTypeASync() != ET_NONE)
+    if (_MayAskOf(pszFunction, uAssetIndex, tsNode))
     {
-        return 0;
+        ForEachList(tsNode, dwType,
+                    [&](unsigned int uInfoID) { uResult += m_pkAssetNodeContainer->GetInfoNumberCount(uInfoID); });
     }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode));
-    if ((dwType & NT_FILE) != 0 && tsNode.nChildFileInfo != kNone)
-    {
-        uResult += m_pkAssetNodeContainer->GetInfoNumberCount(tsNode.nChildFileInfo);
-    }
-    if ((dwType & NT_FOLDER) != 0 && tsNode.nChildFolderInfo != kNone)
-    {
-        uResult += m_pkAssetNodeContainer->GetInfoNumberCount(tsNode.nChildFolderInfo);
-    }
-
-Exit0:
     return uResult;
 }
 
 int VOTSFileMappingInspector::GetAssetChildByIndex(unsigned int uAssetIndex, unsigned int uIndex, NodeType eNodeType,
                                                    unsigned int& uResult) const
 {
-    int nResult = 0;
+    VO_NAMED_FUNCTION(pszFunction);
     structAssetNode tsNode;
-    if (LastErrorTypeASync() != ET_NONE)
+    if (!_MayAskOf(pszFunction, uAssetIndex, tsNode))
     {
         return 0;
     }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode));
     uResult = m_pkAssetNodeContainer->GetInfoNumberFromIndex(ChildInfoOf(tsNode, eNodeType), uIndex);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSFileMappingInspector::GetAssetChildIndexList(unsigned int uAssetIndex, VOULONG dwType,
                                                      std::vector<unsigned int>& vecIndex) const
 {
-    int nResult = 0;
+    VO_NAMED_FUNCTION(pszFunction);
     structAssetNode tsNode;
-    if (LastErrorTypeASync() != ET_NONE)
+    if (!_MayAskOf(pszFunction, uAssetIndex, tsNode))
     {
         return 0;
     }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetAssetNode(uAssetIndex, tsNode));
     // A list that can't be read is reported there and adds nothing: the result speaks of the node alone.
-    if ((dwType & NT_FILE) != 0 && tsNode.nChildFileInfo != kNone)
-    {
-        m_pkAssetNodeContainer->GetInfoNumberList(tsNode.nChildFileInfo, vecIndex);
-    }
-    if ((dwType & NT_FOLDER) != 0 && tsNode.nChildFolderInfo != kNone)
-    {
-        m_pkAssetNodeContainer->GetInfoNumberList(tsNode.nChildFolderInfo, vecIndex);
-    }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    ForEachList(tsNode, dwType,
+                [&](unsigned int uInfoID) { m_pkAssetNodeContainer->GetInfoNumberList(uInfoID, vecIndex); });
+    return 1;
 }
 
 const VOWCHAR* VOTSFileMappingInspector::GetString(void* hString) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, LastErrorTypeASync() == ET_NONE,
-                [&] { return m_pkAssetNodeContainer->GetString(hString); });
+    return LastErrorTypeASync() == ET_NONE && VO_STEP(m_pkAssetNodeContainer)
+               ? m_pkAssetNodeContainer->GetString(hString)
+               : nullptr;
 }
 
 int VOTSFileMappingInspector::GetAssetPath(unsigned int uAssetIndex, unsigned int nBufferSize, VOWCHAR* pszResult) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, true,
-                [&] { return m_pkAssetNodeContainer->GetAssetPath(uAssetIndex, nBufferSize, pszResult); });
+    return VO_STEP(m_pkAssetNodeContainer) && m_pkAssetNodeContainer->GetAssetPath(uAssetIndex, nBufferSize, pszResult);
 }
 
 int VOTSFileMappingInspector::GetAssetAbsolutePath(unsigned int uAssetIndex, unsigned int nBufferSize,
                                                    VOWCHAR* pszResult) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, true,
-                [&] { return m_pkAssetNodeContainer->GetAssetAbsolutePath(uAssetIndex, nBufferSize, pszResult); });
+    return VO_STEP(m_pkAssetNodeContainer) &&
+           m_pkAssetNodeContainer->GetAssetAbsolutePath(uAssetIndex, nBufferSize, pszResult);
 }
 
 const VOWCHAR* VOTSFileMappingInspector::GetAssetRootPath() const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, true, [&] { return m_pkAssetNodeContainer->GetRootPath(); });
+    return VO_STEP(m_pkAssetNodeContainer) ? m_pkAssetNodeContainer->GetRootPath() : nullptr;
 }
 
 const VOWCHAR* VOTSFileMappingInspector::GetAssetRootName() const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, true, [&] { return m_pkAssetNodeContainer->GetRootName(); });
+    return VO_STEP(m_pkAssetNodeContainer) ? m_pkAssetNodeContainer->GetRootName() : nullptr;
 }
 
 int VOTSFileMappingInspector::GetClassifyTypeByName(const VOWCHAR* pszClassifyName, int& nResult) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, true,
-                [&] { return m_pkAssetNodeContainer->GetClassifyTypeByName(pszClassifyName, nResult); });
+    return VO_STEP(m_pkAssetNodeContainer) && m_pkAssetNodeContainer->GetClassifyTypeByName(pszClassifyName, nResult);
 }
 
 int VOTSFileMappingInspector::GetClassifyExtension(int nClassifyType, std::vector<VOWString>& vecExtension) const
 {
-    int nResult = 0;
-    VOWCHAR* pszContext = nullptr;
     VOWCHAR szTmp[MAX_PATH] = {};
     static_assert(MAX_PATH >= LENGTH_OF_EXTENSIONS);
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer->GetClassifyExtensions(nClassifyType, szTmp));
+    if (!VO_STEP(m_pkAssetNodeContainer) ||
+        !VO_STEP(m_pkAssetNodeContainer->GetClassifyExtensions(nClassifyType, szTmp)))
+    {
+        return 0;
+    }
+    VOWCHAR* pszContext = nullptr;
     for (VOWCHAR* pszToken = wcstok_s(szTmp, VOTEXT("|"), &pszContext); pszToken != nullptr;
          pszToken = wcstok_s(nullptr, VOTEXT("|"), &pszContext))
     {
         vecExtension.emplace_back(pszToken);
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSFileMappingInspector::GetClassifyTypeColor(int nClassifyType, LUMTrayService::Color& rkResult) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, true,
-                [&] { return m_pkAssetNodeContainer->GetClassifyTypeColor(nClassifyType, rkResult); });
+    return VO_STEP(m_pkAssetNodeContainer) && m_pkAssetNodeContainer->GetClassifyTypeColor(nClassifyType, rkResult);
 }
 
 int VOTSFileMappingInspector::GetClassifyBackgroundColor(int nClassifyType, LUMTrayService::Color& rkResult) const
 {
-    VO_NAMED_FUNCTION(pszFunction);
-    return _Ask(pszFunction, true,
-                [&] { return m_pkAssetNodeContainer->GetClassifyBackgroundColor(nClassifyType, rkResult); });
+    return VO_STEP(m_pkAssetNodeContainer) &&
+           m_pkAssetNodeContainer->GetClassifyBackgroundColor(nClassifyType, rkResult);
 }

@@ -70,15 +70,10 @@ struct SourceContext
 int VOTSFileMappingInspector::TraverseAssetNode(unsigned int uAssetIndex, VOULONG dwType, int bSubAssetNode,
                                                 TraverseAssetNodeFunction pFun, void* pvParam) const
 {
-    int nResult = 0;
     int bStop = 0;
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
-        m_pkAssetNodeContainer, uAssetIndex, dwType, bSubAssetNode, pFun, pvParam, bStop));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(m_pkAssetNodeContainer) &&
+           VO_STEP(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(m_pkAssetNodeContainer, uAssetIndex, dwType,
+                                                                           bSubAssetNode, pFun, pvParam, bStop));
 }
 
 int VOTSFileMappingInspector::TraverseAssetNode_AssetMerge(unsigned int uAssetIndex, unsigned int uAssetMerge,
@@ -87,12 +82,9 @@ int VOTSFileMappingInspector::TraverseAssetNode_AssetMerge(unsigned int uAssetIn
 {
     int bStop = 0;
     AssetMergeInfo about = {uAssetMerge, pFun, pvParam, m_pkAssetNodeContainer};
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
-        m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode, TraverseAssetNodeInernal_AssetMerge, &about,
-        bStop));
-
-Exit0:
+    (void)(VO_STEP(m_pkAssetNodeContainer) && VO_STEP(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
+                                                  m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode,
+                                                  TraverseAssetNodeInernal_AssetMerge, &about, bStop)));
     // Alone among its siblings this walk has no success value: callers look at what their callback got.
     return 0;
 }
@@ -101,98 +93,81 @@ int VOTSFileMappingInspector::TraverseAssetNode_FileName(unsigned int uAssetInde
                                                          int bMatchCase, VOULONG dwType, int bSubAssetNode,
                                                          TraverseAssetNodeFunction pFun, void* pvParam) const
 {
-    int nResult = 0;
     int bStop = 0;
     AssetNameInfo about = NameInfoOf(pszSourceContext, bMatchCase, pFun, pvParam, m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
-        m_pkAssetNodeContainer, uAssetIndex, dwType, bSubAssetNode, TraverseAssetNodeInernal_FileName, &about, bStop));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(m_pkAssetNodeContainer) && VO_STEP(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
+                                                  m_pkAssetNodeContainer, uAssetIndex, dwType, bSubAssetNode,
+                                                  TraverseAssetNodeInernal_FileName, &about, bStop));
 }
 
 int VOTSFileMappingInspector::TraverseAssetNode_Extension(unsigned int uAssetIndex, const VOWCHAR* pszSourceContext,
                                                           int bMatchCase, int bSubAssetNode,
                                                           TraverseAssetNodeFunction pFun, void* pvParam) const
 {
-    int nResult = 0;
     int bStop = 0;
     AssetNameInfo about = NameInfoOf(pszSourceContext, bMatchCase, pFun, pvParam, m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
-        m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode, TraverseAssetNodeInernal_Extension, &about,
-        bStop));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return VO_STEP(m_pkAssetNodeContainer) && VO_STEP(VOTSAssetNodeContainerHelper::TraverseAssetNodeInternal(
+                                                  m_pkAssetNodeContainer, uAssetIndex, NT_FILE, bSubAssetNode,
+                                                  TraverseAssetNodeInernal_Extension, &about, bStop));
 }
 
 int VOTSFileMappingInspector::TraverseAssetNodeInernal_AssetMerge(const structAssetNode& tsNode, void* pvParam,
                                                                   int& bStop)
 {
-    int nResult = 0;
     const AssetMergeInfo* pvAssetMergeInfo = static_cast<const AssetMergeInfo*>(pvParam);
-    VO_PROCESS_ERROR(pvAssetMergeInfo);
-    VO_PROCESS_ERROR(pvAssetMergeInfo->pTraverseFun);
+    if (!VO_STEP(pvAssetMergeInfo) || !VO_STEP(pvAssetMergeInfo->pTraverseFun))
+    {
+        return 0;
+    }
     if ((tsNode.uAssetMerge & pvAssetMergeInfo->uAssetMerge) != 0)
     {
         pvAssetMergeInfo->pTraverseFun(tsNode, pvAssetMergeInfo->pvParam, bStop);
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSFileMappingInspector::TraverseAssetNodeInernal_FileName(const structAssetNode& tsNode, void* pvParam,
                                                                 int& bStop)
 {
-    int nResult = 0;
     const AssetNameInfo* pvFileNameInfo = static_cast<const AssetNameInfo*>(pvParam);
-    const VOWCHAR* pszAssetNodeName = nullptr;
-    bool bHit = false;
-    VO_PROCESS_ERROR(pvFileNameInfo);
-    VO_PROCESS_ERROR(pvFileNameInfo->pTraverseFun);
-    VO_PROCESS_ERROR(pvFileNameInfo->pAssetNodeContainer);
-    VO_PROCESS_ERROR(tsNode.hStrBaseName != INVALID_HANDLE_VALUE);
-    pszAssetNodeName = pvFileNameInfo->pAssetNodeContainer->GetString(tsNode.hStrBaseName);
-    VO_PROCESS_ERROR(pszAssetNodeName);
-
+    if (!VO_STEP(pvFileNameInfo) || !VO_STEP(pvFileNameInfo->pTraverseFun) ||
+        !VO_STEP(pvFileNameInfo->pAssetNodeContainer) || !VO_STEP(tsNode.hStrBaseName != INVALID_HANDLE_VALUE))
     {
-        const SourceContext context(*pvFileNameInfo);
-        bHit = (pvFileNameInfo->bMatchCase != 0 ? StrStrW(pszAssetNodeName, context.szText)
-                                                : StrStrIW(pszAssetNodeName, context.szText)) != nullptr;
+        return 0;
     }
+    const VOWCHAR* const pszAssetNodeName = pvFileNameInfo->pAssetNodeContainer->GetString(tsNode.hStrBaseName);
+    if (!VO_STEP(pszAssetNodeName))
+    {
+        return 0;
+    }
+    const SourceContext context(*pvFileNameInfo);
+    const bool bHit = (pvFileNameInfo->bMatchCase != 0 ? StrStrW(pszAssetNodeName, context.szText)
+                                                       : StrStrIW(pszAssetNodeName, context.szText)) != nullptr;
     if (bHit)
     {
         pvFileNameInfo->pTraverseFun(tsNode, pvFileNameInfo->pvParam, bStop);
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOTSFileMappingInspector::TraverseAssetNodeInernal_Extension(const structAssetNode& tsNode, void* pvParam,
                                                                  int& bStop)
 {
-    int nResult = 0;
     const AssetNameInfo* pvExtensionInfo = static_cast<const AssetNameInfo*>(pvParam);
-    const VOWCHAR* pszAssetExt = nullptr;
-    VOWCHAR* pszContext = nullptr;
-    VOWCHAR szTokens[kTokenBufferSize] = {};
-    VO_PROCESS_ERROR(pvExtensionInfo);
-    VO_PROCESS_ERROR(pvExtensionInfo->pTraverseFun);
-    VO_PROCESS_ERROR(pvExtensionInfo->pAssetNodeContainer);
-    VO_PROCESS_ERROR(tsNode.hStrExtension != INVALID_HANDLE_VALUE);
-    pszAssetExt = pvExtensionInfo->pAssetNodeContainer->GetString(tsNode.hStrExtension);
-    VO_PROCESS_ERROR_AS("pszAssetExt && *pszAssetExt", VOHasText(pszAssetExt));
-    VO_PROCESS_ERROR_AS("pszSourceContext && *pszSourceContext", VOHasText(pvExtensionInfo->pszSourceContext));
-
+    if (!VO_STEP(pvExtensionInfo) || !VO_STEP(pvExtensionInfo->pTraverseFun) ||
+        !VO_STEP(pvExtensionInfo->pAssetNodeContainer) || !VO_STEP(tsNode.hStrExtension != INVALID_HANDLE_VALUE))
+    {
+        return 0;
+    }
+    const VOWCHAR* const pszAssetExt = pvExtensionInfo->pAssetNodeContainer->GetString(tsNode.hStrExtension);
+    if (!VO_STEP_AS("pszAssetExt && *pszAssetExt", VOHasText(pszAssetExt)) ||
+        !VO_STEP_AS("pszSourceContext && *pszSourceContext", VOHasText(pvExtensionInfo->pszSourceContext)))
+    {
+        return 0;
+    }
     // Splitting destroys the text, so each node has a copy of its own.
+    VOWCHAR szTokens[kTokenBufferSize] = {};
+    VOWCHAR* pszContext = nullptr;
     lstrcpynW(szTokens, SourceContext(*pvExtensionInfo).szText, kTokenBufferSize);
     for (VOWCHAR* pszToken = wcstok_s(szTokens, VOTEXT("|"), &pszContext); pszToken != nullptr;
          pszToken = wcstok_s(nullptr, VOTEXT("|"), &pszContext))
@@ -205,8 +180,5 @@ int VOTSFileMappingInspector::TraverseAssetNodeInernal_Extension(const structAss
             break;
         }
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }

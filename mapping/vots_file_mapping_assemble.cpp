@@ -1,5 +1,3 @@
-#include <memory>
-
 #include "diagnostics/check.h"
 #include "mapping/assemble_parts.h"
 #include "platform/vo_section_view.h"
@@ -17,44 +15,25 @@ VOTSFileMappingAssemble::~VOTSFileMappingAssemble() = default;
 
 VOTSFileMappingAssemble* VOTSFileMappingAssemble::Instance()
 {
-    const std::lock_guard<std::mutex> guard(ms_InstanceLock);
-    if (!VOAddReference(ms_nRefCountOfInstance))
-    {
-        VO_CHECK_ERROR_AS("NULL == ms_pkInstance", VOLoadWord(ms_pkInstance) == nullptr);
-        // Without a publisher the object has no inspectors, and is sound all the same.
-        const auto End = [](VOTSFileMappingAssemble* pInstance)
-        {
-            pInstance->_CloseInspector();
-            delete pInstance;
-        };
-        std::unique_ptr<VOTSFileMappingAssemble, decltype(End)> pNew(new VOTSFileMappingAssemble, End);
-        pNew->_SetupInspector();
-        VOStoreWord(ms_pkInstance, pNew.release());
-        VOStoreWord(ms_nRefCountOfInstance, 1);
-    }
-    return VOLoadWord(ms_pkInstance);
+    VO_NAMED_FUNCTION(pszFunction);
+    return VOAssembleLife::Instance<VOTSFileMappingAssemble>(pszFunction);
 }
 
 void VOTSFileMappingAssemble::Release()
 {
-    VOTSFileMappingAssemble* const pLast = VOGiveReferenceBack(ms_pkInstance, ms_nRefCountOfInstance);
-    if (pLast != nullptr)
-    {
-        pLast->_CloseInspector();
-        delete pLast;
-    }
+    VOAssembleLife::Release<VOTSFileMappingAssemble>();
 }
 
 namespace
 {
 
 // Calls an operation of each inspector by ascending source, up to the first that doesn't give ET_NONE.
-template <typename Operation>
-ErrorType ForEachInspector(VOTSFileMappingInspector* const* ppInspector, Operation operation)
+template <typename Inspectors, typename Operation>
+ErrorType ForEachInspector(const Inspectors& apInspector, Operation operation)
 {
-    for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
+    for (VOTSFileMappingInspector* const pkInspector : apInspector)
     {
-        const ErrorType eResult = ppInspector[i] != nullptr ? (ppInspector[i]->*operation)() : ET_NONE;
+        const ErrorType eResult = pkInspector != nullptr ? (pkInspector->*operation)() : ET_NONE;
         if (eResult != ET_NONE)
         {
             return eResult;
@@ -82,18 +61,14 @@ ErrorType VOTSFileMappingAssemble::ReMappingData()
 
 int VOTSFileMappingAssemble::CloseMapping()
 {
-    int nResult = 0;
-    for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
+    for (VOTSFileMappingInspector* const pkInspector : m_pArrInspector)
     {
-        if (m_pArrInspector[i] != nullptr)
+        if (pkInspector != nullptr && !VO_STEP_AS("m_pArrInspector[i]->CloseMapping()", pkInspector->CloseMapping()))
         {
-            VO_PROCESS_ERROR(m_pArrInspector[i]->CloseMapping());
+            return 0;
         }
     }
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 ErrorType VOTSFileMappingAssemble::LastErrorType() const
@@ -108,58 +83,42 @@ ErrorType VOTSFileMappingAssemble::LastErrorTypeASync() const
 
 int VOTSFileMappingAssemble::IsAssetTypeEnable(enumAssetFrom eaf) const
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR_AS("eaf >= 0 && eaf < LUMTrayService::ASSETTYPE_COUNT",
-                        static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT);
-    nResult = m_pArrInspector[eaf] != nullptr;
-
-Exit0:
-    return nResult;
+    return VO_STEP_AS("eaf >= 0 && eaf < LUMTrayService::ASSETTYPE_COUNT",
+                      static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT) &&
+           m_pArrInspector[eaf] != nullptr;
 }
 
 VOTSFileMappingInspector* VOTSFileMappingAssemble::GetFileMappingInspector(enumAssetFrom eaf) const
 {
-    VOTSFileMappingInspector* pResult = nullptr;
-    VO_PROCESS_ERROR_AS("eaf >= 0 && eaf < LUMTrayService::ASSETTYPE_COUNT",
-                        static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT);
-    pResult = m_pArrInspector[eaf];
-
-Exit0:
-    return pResult;
+    return VO_STEP_AS("eaf >= 0 && eaf < LUMTrayService::ASSETTYPE_COUNT",
+                      static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT)
+               ? m_pArrInspector[eaf]
+               : nullptr;
 }
 
 int VOTSFileMappingAssemble::GetAssetNode(LUMTrayService::structAssetNode& tsNode, const VOWCHAR* pszPath,
                                           enumAssetFrom eaf,
                                           std::vector<VOTSFileMappingInspector*>* pvecInspector) const
 {
-    int nResult = 0;
-    unsigned int uHits = 0;
-    VOTSFileMappingInspector* pkInspector = nullptr;
     if (eaf != LUMTrayService::AF_ERROR)
     {
-        pkInspector = VOInspectorOf(m_pArrInspector, eaf);
-        VO_PROCESS_ERROR(pkInspector);
-        nResult = pkInspector->GetAssetNode(pszPath, tsNode);
+        VOTSFileMappingInspector* const pkInspector = VOOfSource(m_pArrInspector, eaf);
+        return VO_STEP(pkInspector) && pkInspector->GetAssetNode(pszPath, tsNode);
     }
-    else
+    unsigned int uHits = 0;
+    for (VOTSFileMappingInspector* const pCandidate : m_pArrInspector)
     {
-        for (VOTSFileMappingInspector* const pCandidate : m_pArrInspector)
+        if (pCandidate != nullptr && pCandidate->GetAssetNode(pszPath, tsNode))
         {
-            if (pCandidate != nullptr && pCandidate->GetAssetNode(pszPath, tsNode))
+            ++uHits;
+            if (pvecInspector != nullptr)
             {
-                ++uHits;
-                if (pvecInspector != nullptr)
-                {
-                    pvecInspector->push_back(pCandidate);
-                }
+                pvecInspector->push_back(pCandidate);
             }
         }
-        // The reverse of the direct lookup: tools read 0 as "the path is unique", and 1 as "look at the vector".
-        nResult = uHits == 1 ? 0 : 1;
     }
-
-Exit0:
-    return nResult;
+    // The reverse of the direct lookup: tools read 0 as "the path is unique", and 1 as "look at the vector".
+    return uHits == 1 ? 0 : 1;
 }
 
 int VOTSFileMappingAssemble::_SetupInspector()

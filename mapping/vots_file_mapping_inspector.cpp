@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "diagnostics/check.h"
+#include "mapping/assemble_parts.h"
 #include "mapping/section_visit.h"
 #include "utility/block_format.h"
 #include "vots_file_mapping.h"
@@ -11,19 +12,8 @@ using namespace LUMTrayService::Inspector;
 
 const VOWCHAR* VOAssetNodeMappingViewString(enumAssetFrom eaf)
 {
-    static const VOWCHAR* const s_arrName[LUMTrayService::ASSETTYPE_COUNT] = {
-        nullptr,
-        VOTEXT("vo_fileMappingAssetNodeContainerName_source"),
-        VOTEXT("vo_fileMappingAssetNodeContainerName_target"),
-        VOTEXT("vo_fileMappingAssetNodeContainerName_pakv4"),
-        VOTEXT("vo_fileMappingAssetNodeContainerName_httpfile_source"),
-        VOTEXT("vo_fileMappingAssetNodeContainerName_httpfile_target"),
-        VOTEXT("vo_fileMappingAssetNodeContainerName_httpfile_pkg_source"),
-        VOTEXT("vo_fileMappingAssetNodeContainerName_httpfile_pkg_target"),
-        VOTEXT("vo_fileMappingAssetNodeContainerName_mergeSrc"),
-        VOTEXT("vo_fileMappingAssetNodeContainerName_mergeTarget"),
-    };
-    return static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT ? s_arrName[eaf] : nullptr;
+    static const VOWCHAR* const s_arrName[] = VO_SECTION_NAMES(VOTEXT("vo_fileMappingAssetNodeContainerName"));
+    return VOOfSource(s_arrName, eaf);
 }
 
 VOTSFileMappingInspector::VOTSFileMappingInspector(enumAssetFrom eaf)
@@ -135,65 +125,49 @@ unsigned char* VOTSFileMappingInspector::_LoadImage(const void* pvBlock, size_t 
 
 ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
 {
-    ErrorType eResult = ET_NONE;
-    AssetNodeStateInfo* pStateInfo = nullptr;
+    VO_NAMED_FUNCTION(pszFunction);
     unsigned char* pbImage = nullptr;
     unsigned int uImageSize = 0;
-    unsigned int uUpdateCount = 0;
-
-    // What a load gives back when memory runs out in the middle of it, from the last line up: the visit, then the image
-    // with what is attached to it. A load that fails otherwise does the same at its end.
-    const auto DropImage = [](VOTSFileMappingInspector* pkInspector) { pkInspector->UnMappingView_AssetNodes(); };
-    std::unique_ptr<VOTSFileMappingInspector, decltype(DropImage)> pLoading(nullptr, DropImage);
-    VOSectionVisit visit;
     if (m_pMappingState == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
     }
-    pStateInfo = _StateInfo();
+    AssetNodeStateInfo* const pStateInfo = _StateInfo();
     if (pStateInfo == nullptr || VOLoadWord(pStateInfo->bEnable) == 0)
     {
         return ET_SOURCE_DISABLED;
     }
-    if (VOLoadWord(pStateInfo->uUpdateCount) == m_uUpdateCount)
+    if (VOLoadWord(pStateInfo->uUpdateCount) == m_uUpdateCount || !VO_STEP(m_pkAssetNodeContainer) ||
+        !VO_STEP(ASSETNODE_MAPPING_VIEW_STRING(m_eaf)) || !VO_STEP(UnMappingView_AssetNodes()))
     {
         return ET_NONE;
     }
-    VO_PROCESS_ERROR(m_pkAssetNodeContainer);
-    VO_PROCESS_ERROR(ASSETNODE_MAPPING_VIEW_STRING(m_eaf));
-    VO_PROCESS_ERROR(UnMappingView_AssetNodes());
 
-    eResult = ET_DATA_UNAVAILABLE;
-    pLoading.reset(this);
+    // What a load that fails gives back, also for want of memory, from the last line up: the visit, then the image with
+    // what is attached to it.
+    const auto DropImage = [&](VOTSFileMappingInspector* pkInspector)
+    { VO_CHECK_ERROR_AS_IN(pszFunction, "UnMappingView_AssetNodes()", pkInspector->UnMappingView_AssetNodes()); };
+    std::unique_ptr<VOTSFileMappingInspector, decltype(DropImage)> pLoading(this, DropImage);
+    VOSectionVisit visit;
     visit.Enter(pStateInfo->uReaderCount);
     if (visit.Open(ASSETNODE_MAPPING_VIEW_STRING(m_eaf), FILE_MAP_READ))
     {
         pbImage = _LoadImage(visit.Data(), visit.Size(), uImageSize);
     }
-    if (pbImage == nullptr)
+    if (pbImage == nullptr && !VO_STEP(FALSE))
     {
-        VO_PROCESS_ERROR(FALSE);
+        return ET_DATA_UNAVAILABLE;
     }
-    uUpdateCount = visit.LeaveWith(pStateInfo->uUpdateCount);
 
-    // Before the image, so that whoever asks meanwhile doesn't find an image with an old count.
-    VOStoreWord(m_uUpdateCount, uUpdateCount);
+    // The count comes before the image, so that whoever asks meanwhile doesn't find an image with an old count.
+    VOStoreWord(m_uUpdateCount, visit.LeaveWith(pStateInfo->uUpdateCount));
     VOStoreWord(m_pAssetNodeAlloc, reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage));
-    if (!m_pkAssetNodeContainer->SetAlloc(m_pAssetNodeAlloc, 0, uImageSize))
+    if (!m_pkAssetNodeContainer->SetAlloc(m_pAssetNodeAlloc, 0, uImageSize) && !VO_STEP(FALSE))
     {
-        VO_PROCESS_ERROR(FALSE);
+        return ET_DATA_UNAVAILABLE;
     }
     (void)pLoading.release();
-    eResult = ET_NONE;
-
-Exit0:
-    if (pLoading != nullptr)
-    {
-        (void)pLoading.release();
-        visit.Leave();
-        VO_CHECK_ERROR(UnMappingView_AssetNodes());
-    }
-    return eResult;
+    return ET_NONE;
 }
 
 int VOTSFileMappingInspector::UnMappingView_AssetNodes()

@@ -4,6 +4,9 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <atomic>
+#include <map>
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -42,4 +45,45 @@ public:
 
 private:
     alignas(T) unsigned char m_abObject[sizeof(T)];
+};
+
+// Objects that several owners have together, and how many owners more than one each of them has. So an object with one
+// owner, as nearly all are, is not listed and costs nothing here.
+template <typename T>
+class VOFurtherOwners
+{
+public:
+    void Add(const T* pObject)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        ++m_mapFurtherOwners[pObject];
+        m_uListed = m_mapFurtherOwners.size();
+    }
+
+    // One owner less. False when it was the last one, whose object it is to end.
+    bool Take(const T* pObject)
+    {
+        // An owner that ends while there are none takes no lock.
+        if (m_uListed == 0)
+        {
+            return false;
+        }
+        const std::lock_guard<std::mutex> guard(m_lock);
+        const auto place = m_mapFurtherOwners.find(pObject);
+        if (place == m_mapFurtherOwners.end())
+        {
+            return false;
+        }
+        if (--place->second == 0)
+        {
+            m_mapFurtherOwners.erase(place);
+            m_uListed = m_mapFurtherOwners.size();
+        }
+        return true;
+    }
+
+private:
+    std::mutex m_lock;
+    std::map<const T*, unsigned int> m_mapFurtherOwners;
+    std::atomic<size_t> m_uListed{0};
 };

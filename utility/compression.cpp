@@ -72,69 +72,61 @@ private:
 int VOCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, unsigned char* pbuffSrc,
                            unsigned int uSrcSize)
 {
-    int nResult = 0;
     const unsigned long long ullSource = uSrcSize;
     const unsigned long long ullRoom =
         ullSource + ullSource / 16 + 67 + sizeof(VOCompressedBlockHead) + kVOBlockTailSize;
-    Block pbBlock;
-    Block pbWork;
     lzo_uint uCompressedSize = 0;
     int nRetLzo = lzo_init();
-    VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-    VO_PROCESS_ERROR(pbuffSrc && uSrcSize);
-    VO_PROCESS_ERROR(ppbuffResult && puBuffSize);
-
-    pbBlock = AllocateBlock(ullRoom);
-    pbWork = AllocateBlock(kWorkMemorySize);
+    if (!VO_STEP(nRetLzo == LZO_E_OK) || !VO_STEP(pbuffSrc && uSrcSize) || !VO_STEP(ppbuffResult && puBuffSize))
+    {
+        return 0;
+    }
+    Block pbBlock = AllocateBlock(ullRoom);
+    const Block pbWork = AllocateBlock(kWorkMemorySize);
     nRetLzo = lzo1x_1_compress(pbuffSrc, uSrcSize, pbBlock.get() + sizeof(VOCompressedBlockHead), &uCompressedSize,
                                pbWork.get());
-    VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-    if (uCompressedSize + sizeof(VOCompressedBlockHead) + kVOBlockTailSize > kVOMaxImageSize)
+    const unsigned long long ullSize = uCompressedSize + sizeof(VOCompressedBlockHead) + kVOBlockTailSize;
+    if (!VO_STEP(nRetLzo == LZO_E_OK) || !VO_STEP_OR_FALSE(ullSize <= kVOMaxImageSize))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return 0;
     }
-
     VOStore(pbBlock.get(), VOCompressedBlockHead{uSrcSize, uCompressedSize});
-    *puBuffSize = static_cast<unsigned int>(uCompressedSize + sizeof(VOCompressedBlockHead) + kVOBlockTailSize);
+    *puBuffSize = static_cast<unsigned int>(ullSize);
     *ppbuffResult = pbBlock.release();
-    nResult = 1;
+    return 1;
+}
 
-Exit0:
-    return nResult;
+// Both forms of decompression: the head is the given one, or stands in front of the stream.
+static int Decompress(const char* pszFunction, unsigned char** ppbuffResult, unsigned int* puBuffSize,
+                      const VOCompressedBlockHead* pHead, const unsigned char* pbuffDeCompress)
+{
+    Output output;
+    int nRetLzo = lzo_init();
+    if (!VO_STEP_IN(pszFunction, nRetLzo == LZO_E_OK) || !VO_STEP_IN(pszFunction, ppbuffResult && puBuffSize) ||
+        !VO_STEP_IN(pszFunction, pbuffDeCompress))
+    {
+        return 0;
+    }
+    nRetLzo = pHead != nullptr ? output.Decompress(*pHead, pbuffDeCompress, false)
+                               : output.Decompress(VOLoad<VOCompressedBlockHead>(pbuffDeCompress),
+                                                   pbuffDeCompress + sizeof(VOCompressedBlockHead), true);
+    if (!VO_STEP_IN(pszFunction, nRetLzo == LZO_E_OK))
+    {
+        return 0;
+    }
+    output.Give(ppbuffResult, puBuffSize);
+    return 1;
 }
 
 int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, unsigned char* pbuffDeCompress)
 {
-    int nResult = 0;
-    Output output;
-    int nRetLzo = lzo_init();
-    VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-    VO_PROCESS_ERROR(ppbuffResult && puBuffSize);
-    VO_PROCESS_ERROR(pbuffDeCompress);
-    nRetLzo = output.Decompress(VOLoad<VOCompressedBlockHead>(pbuffDeCompress),
-                                pbuffDeCompress + sizeof(VOCompressedBlockHead), true);
-    VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-    output.Give(ppbuffResult, puBuffSize);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return Decompress(pszFunction, ppbuffResult, puBuffSize, nullptr, pbuffDeCompress);
 }
 
 int VODeCompressBuffer_lzo1x(unsigned char** ppbuffResult, unsigned int* puBuffSize, const VOCompressedBlockHead& head,
                              const unsigned char* pbStream)
 {
-    int nResult = 0;
-    Output output;
-    int nRetLzo = lzo_init();
-    VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-    VO_PROCESS_ERROR(ppbuffResult && puBuffSize);
-    VO_PROCESS_ERROR_AS("pbuffDeCompress", pbStream);
-    nRetLzo = output.Decompress(head, pbStream, false);
-    VO_PROCESS_ERROR(nRetLzo == LZO_E_OK);
-    output.Give(ppbuffResult, puBuffSize);
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    VO_NAMED_FUNCTION(pszFunction);
+    return Decompress(pszFunction, ppbuffResult, puBuffSize, &head, pbStream);
 }

@@ -19,39 +19,16 @@ constexpr int kHalfTurn = 5;
 constexpr int kOddBoxTurn = 4;
 
 // clang-format off
-constexpr unsigned char kSBox[kBoxes][64] = {
-    {14,  4, 13,  1,  2, 15, 11,  8,  3, 10,  6, 12,  5,  9,  0,  7,
-      0, 15,  7,  4, 14,  2, 13,  1, 10,  6, 12, 11,  9,  5,  3,  8,
-      4,  1, 14,  8, 13,  6,  2, 11, 15, 12,  9,  7,  3, 10,  5,  0,
-     15, 12,  8,  2,  4,  9,  1,  7,  5, 11,  3, 14, 10,  0,  6, 13},
-    {15,  1,  8, 14,  6, 11,  3,  4,  9,  7,  2, 13, 12,  0,  5, 10,
-      3, 13,  4,  7, 15,  2,  8, 14, 12,  0,  1, 10,  6,  9, 11,  5,
-      0, 14,  7, 11, 10,  4, 13,  1,  5,  8, 12,  6,  9,  3,  2, 15,
-     13,  8, 10,  1,  3, 15,  4,  2, 11,  6,  7, 12,  0,  5, 14,  9},
-    {10,  0,  9, 14,  6,  3, 15,  5,  1, 13, 12,  7, 11,  4,  2,  8,
-     13,  7,  0,  9,  3,  4,  6, 10,  2,  8,  5, 14, 12, 11, 15,  1,
-     13,  6,  4,  9,  8, 15,  3,  0, 11,  1,  2, 12,  5, 10, 14,  7,
-      1, 10, 13,  0,  6,  9,  8,  7,  4, 15, 14,  3, 11,  5,  2, 12},
-    { 7, 13, 14,  3,  0,  6,  9, 10,  1,  2,  8,  5, 11, 12,  4, 15,
-     13,  8, 11,  5,  6, 15,  0,  3,  4,  7,  2, 12,  1, 10, 14,  9,
-     10,  6,  9,  0, 12, 11,  7, 13, 15,  1,  3, 14,  5,  2,  8,  4,
-      3, 15,  0,  6, 10,  1, 13,  8,  9,  4,  5, 11, 12,  7,  2, 14},
-    { 2, 12,  4,  1,  7, 10, 11,  6,  8,  5,  3, 15, 13,  0, 14,  9,
-     14, 11,  2, 12,  4,  7, 13,  1,  5,  0, 15, 10,  3,  9,  8,  6,
-      4,  2,  1, 11, 10, 13,  7,  8, 15,  9, 12,  5,  6,  3,  0, 14,
-     11,  8, 12,  7,  1, 14,  2, 13,  6, 15,  0,  9, 10,  4,  5,  3},
-    {12,  1, 10, 15,  9,  2,  6,  8,  0, 13,  3,  4, 14,  7,  5, 11,
-     10, 15,  4,  2,  7, 12,  9,  5,  6,  1, 13, 14,  0, 11,  3,  8,
-      9, 14, 15,  5,  2,  8, 12,  3,  7,  0,  4, 10,  1, 13, 11,  6,
-      4,  3,  2, 12,  9,  5, 15, 10, 11, 14,  1,  7,  6,  0,  8, 13},
-    { 4, 11,  2, 14, 15,  0,  8, 13,  3, 12,  9,  7,  5, 10,  6,  1,
-     13,  0, 11,  7,  4,  9,  1, 10, 14,  3,  5, 12,  2, 15,  8,  6,
-      1,  4, 11, 13, 12,  3,  7, 14, 10, 15,  6,  8,  0,  5,  9,  2,
-      6, 11, 13,  8,  1,  4, 10,  7,  9,  5,  0, 15, 14,  2,  3, 12},
-    {13,  2,  8,  4,  6, 15, 11,  1, 10,  9,  3, 14,  5,  0, 12,  7,
-      1, 15, 13,  8, 10,  3,  7,  4, 12,  5,  6, 11,  0, 14,  9,  2,
-      7, 11,  4,  1,  9, 12, 14,  2,  0,  6, 10, 13, 15,  3,  5,  8,
-      2,  1, 14,  7,  4, 10,  8, 13, 15, 12,  9,  0,  3,  5,  6, 11},
+// The rows of each S-box, a hexadecimal digit for each column.
+constexpr uint64_t kSBox[kBoxes][4] = {
+    {0xE4D12FB83A6C5907, 0x0F74E2D1A6CB9538, 0x41E8D62BFC973A50, 0xFC8249175B3EA06D},
+    {0xF18E6B34972DC05A, 0x3D47F28EC01A69B5, 0x0E7BA4D158C6932F, 0xD8A13F42B67C05E9},
+    {0xA09E63F51DC7B428, 0xD709346A285ECBF1, 0xD6498F30B12C5AE7, 0x1AD069874FE3B52C},
+    {0x7DE3069A1285BC4F, 0xD8B56F03472C1AE9, 0xA690CB7DF13E5284, 0x3F06A1D8945BC72E},
+    {0x2C417AB6853FD0E9, 0xEB2C47D150FA3986, 0x421BAD78F9C5630E, 0xB8C71E2D6F09A453},
+    {0xC1AF92680D34E75B, 0xAF427C9561DE0B38, 0x9EF528C3704A1DB6, 0x432C95FABE17608D},
+    {0x4B2EF08D3C975A61, 0xD0B7491AE35C2F86, 0x14BDC37EAF680592, 0x6BD814A7950FE23C},
+    {0xD2846FB1A93E50C7, 0x1FD8A374C56B0E92, 0x7B419CE206ADF358, 0x21E74A8DFC90356B},
 };
 
 // Bit k of the result is bit kP[k] of the S-boxes' outputs.
@@ -92,11 +69,11 @@ constexpr BoxTable MakeBoxTable()
         for (unsigned int uInput = 0; uInput < 64; ++uInput)
         {
             // The outer two bits choose the row, the inner four the column.
-            const unsigned int uRow = (uInput >> 4 & 2) | (uInput & 1);
-            const unsigned int uOutput = kSBox[uBox][uRow * 16 + (uInput >> 1 & 15)];
+            const uint64_t ullRow = kSBox[uBox][(uInput >> 4 & 2) | (uInput & 1)];
+            const uint64_t ullOutput = ullRow >> (15 - (uInput >> 1 & 15)) * 4;
             for (unsigned int uBit = 0; uBit < 4; ++uBit)
             {
-                table[uBox][uInput] |= (uOutput >> (3 - uBit) & 1) != 0 ? auPlace[uBox * 4 + uBit + 1] : 0;
+                table[uBox][uInput] |= (ullOutput >> (3 - uBit) & 1) != 0 ? auPlace[uBox * 4 + uBit + 1] : 0;
             }
         }
     }
@@ -142,19 +119,15 @@ constexpr KeyTable MakeKeyTable()
         {
             for (unsigned int uValue = 0; uValue < 16; ++uValue)
             {
-                for (unsigned int uBit = 0; uBit < 4; ++uBit)
+                uint64_t ullUpper = 0;
+                uint64_t ullLower = 0;
+                for (unsigned int uBit = 0; uBit < 7; ++uBit)
                 {
-                    const uint64_t ullPart = aBit[uByte * 8 + uBit + 1][uRound];
-                    table.aUpper[uByte][uValue][uRound] |= (uValue >> (3 - uBit) & 1) != 0 ? ullPart : 0;
+                    const bool bSet = (uValue >> ((uBit < 4 ? 3 : 6) - uBit) & 1) != 0;
+                    (uBit < 4 ? ullUpper : ullLower) |= bSet ? aBit[uByte * 8 + uBit + 1][uRound] : 0;
                 }
-            }
-            for (unsigned int uValue = 0; uValue < 8; ++uValue)
-            {
-                for (unsigned int uBit = 0; uBit < 3; ++uBit)
-                {
-                    const uint64_t ullPart = aBit[uByte * 8 + uBit + 5][uRound];
-                    table.aLower[uByte][uValue][uRound] |= (uValue >> (2 - uBit) & 1) != 0 ? ullPart : 0;
-                }
+                table.aUpper[uByte][uValue][uRound] = ullUpper;
+                table.aLower[uByte][uValue & 7][uRound] = ullLower;
             }
         }
     }

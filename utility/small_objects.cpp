@@ -20,14 +20,13 @@ int VOStackLock::DoLock(int nState)
 
 int VOStackLock::ReleaseLock()
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(!m_stackLockedState.empty());
+    if (!VO_STEP(!m_stackLockedState.empty()))
+    {
+        return 0;
+    }
     m_nLockState = m_stackLockedState.back();
     m_stackLockedState.pop_back();
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOStackLock::IsLocked() const

@@ -54,16 +54,11 @@ unsigned long long VO_BKDRHashForString64BitW(const VOWCHAR* pszString)
 
 int VOStrnCpy_SA(char* pszTo, unsigned int uSizeTo, const char* pszFrom, unsigned int uMaxCount)
 {
-    int nResult = 0;
-    size_t uLength = 0;
-    VO_PROCESS_ERROR(pszTo);
-    VO_PROCESS_ERROR(pszFrom);
-    VO_PROCESS_ERROR(uMaxCount <= uSizeTo);
-    if (uSizeTo == 0)
+    if (!VO_STEP(pszTo) || !VO_STEP(pszFrom) || !VO_STEP(uMaxCount <= uSizeTo) || !VO_STEP_OR_FALSE(uSizeTo != 0))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return 0;
     }
-
+    size_t uLength = 0;
     while (uLength < uSizeTo && pszFrom[uLength] != 0)
     {
         ++uLength;
@@ -71,29 +66,18 @@ int VOStrnCpy_SA(char* pszTo, unsigned int uSizeTo, const char* pszFrom, unsigne
     memmove(pszTo, pszFrom, uLength);
     memset(pszTo + uLength, 0, uSizeTo - uLength);
     pszTo[uSizeTo - 1] = 0;
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 int VOStrnCpy_SW(VOWCHAR* pszTo, unsigned int uSizeTo, const VOWCHAR* pszFrom, unsigned int uMaxCount)
 {
-    int nResult = 0;
-    VO_PROCESS_ERROR(pszTo);
-    VO_PROCESS_ERROR(pszFrom);
-    VO_PROCESS_ERROR(uMaxCount <= uSizeTo);
-    if (uSizeTo == 0)
+    if (!VO_STEP(pszTo) || !VO_STEP(pszFrom) || !VO_STEP(uMaxCount <= uSizeTo) || !VO_STEP_OR_FALSE(uSizeTo != 0))
     {
-        VO_PROCESS_ERROR_FALSE;
+        return 0;
     }
-
     VOWideNCopy(pszTo, pszFrom, uSizeTo);
     VOStore(reinterpret_cast<unsigned char*>(pszTo) + (uSizeTo - 1) * sizeof(VOWCHAR), VOWCHAR(0));
-    nResult = 1;
-
-Exit0:
-    return nResult;
+    return 1;
 }
 
 // The argument is extended with its sign, so a char from 0x80 up lies beyond the table.

@@ -50,6 +50,12 @@ inline bool VOIsVersion(const char (&szVersion)[8], const char (&szWanted)[8])
 // A length that bounds nothing: the caller of SetAlloc vouches for the image.
 inline constexpr unsigned long long kVOUnbounded = ~0ull;
 
+// What is left of such a length behind so many bytes, which it has.
+inline unsigned long long VOLimitBehind(unsigned long long ullLimit, unsigned long long ullBytes)
+{
+    return ullLimit == kVOUnbounded ? kVOUnbounded : ullLimit - ullBytes;
+}
+
 // What the size words of an image can say at most.
 inline constexpr unsigned long long kVOMaxImageSize = 0xFFFFFFFFull;
 
@@ -60,3 +66,18 @@ VOBASE_API void* VOAllocateImage(unsigned long long ullSize);
 // Takes such a block, or a null pointer, to another size, keeping what it holds; what is new is not set. A large block
 // grows without being copied. Throws std::bad_alloc, with the old block as it was.
 VOBASE_API void* VOReallocateImage(void* pvBlock, unsigned long long ullSize);
+
+// A new image, owned by the caller, of what writes itself without failing; an empty pointer when no size word could
+// name it.
+template <typename Alloc, typename Container>
+Alloc* VOMakeImage(const Container& container)
+{
+    const unsigned long long ullSize = container.AllocSize();
+    if (ullSize > kVOMaxImageSize)
+    {
+        return nullptr;
+    }
+    unsigned char* const pbAlloc = static_cast<unsigned char*>(VOAllocateImage(ullSize));
+    container.WriteAlloc(pbAlloc);
+    return reinterpret_cast<Alloc*>(pbAlloc);
+}

@@ -40,19 +40,8 @@ public:
     VOEventQueue() = default;
     VOEventQueue(std::initializer_list<T> items) : m_vecItems(items) { _Counted(); }
     VOEventQueue(const VOEventQueue& kOther) : m_vecItems(kOther.begin(), kOther.end()) { _Counted(); }
-    VOEventQueue& operator=(const VOEventQueue& kOther)
-    {
-        if (this != &kOther)
-        {
-            assign(kOther.begin(), kOther.end());
-        }
-        return *this;
-    }
-    VOEventQueue& operator=(std::initializer_list<T> items)
-    {
-        assign(items.begin(), items.end());
-        return *this;
-    }
+    VOEventQueue& operator=(const VOEventQueue& kOther) { return _Become(Items(kOther.begin(), kOther.end())); }
+    VOEventQueue& operator=(std::initializer_list<T> items) { return _Become(items); }
     ~VOEventQueue() = default;
 
     bool empty() const { return size() == 0; }
@@ -65,11 +54,7 @@ public:
     T& at(size_t uIndex) { return const_cast<T&>(std::as_const(*this).at(uIndex)); }
     const T& at(size_t uIndex) const
     {
-        if (uIndex >= size())
-        {
-            throw std::out_of_range("VOEventQueue::at");
-        }
-        return (*this)[uIndex];
+        return uIndex < size() ? (*this)[uIndex] : throw std::out_of_range("VOEventQueue::at");
     }
     T& front() { return (*this)[0]; }
     const T& front() const { return (*this)[0]; }
@@ -190,21 +175,15 @@ public:
     template <typename Iterator, typename = typename std::iterator_traits<Iterator>::iterator_category>
     void assign(Iterator iterFirst, Iterator iterEnd)
     {
-        Items vecItems(iterFirst, iterEnd);
-        swap(vecItems);
+        _Become(Items(iterFirst, iterEnd));
     }
-    void assign(size_t uCount, const T& item)
-    {
-        Items vecItems(uCount, item);
-        swap(vecItems);
-    }
-    void assign(std::initializer_list<T> items) { assign(items.begin(), items.end()); }
+    void assign(size_t uCount, const T& item) { _Become(Items(uCount, item)); }
+    void assign(std::initializer_list<T> items) { _Become(items); }
 
     // With a plain vector.
     void swap(std::vector<T>& vecOther)
     {
-        m_vecItems.erase(m_vecItems.begin(), begin());
-        m_uGone = 0;
+        _DropGone();
         m_vecItems.swap(vecOther);
         _Counted();
     }
@@ -220,6 +199,18 @@ private:
     static constexpr size_t kKeptPlaces = 4096;
 
     void _Counted() { m_uCount.store(m_vecItems.size() - m_uGone, std::memory_order_release); }
+
+    VOEventQueue& _Become(Items vecItems)
+    {
+        swap(vecItems);
+        return *this;
+    }
+
+    void _DropGone()
+    {
+        m_vecItems.erase(m_vecItems.begin(), begin());
+        m_uGone = 0;
+    }
 
     // Moves the values to the front of memory of their own.
     void _Renew(size_t uCapacity)
@@ -241,8 +232,7 @@ private:
         }
         if (m_uGone >= size() && uMore <= m_vecItems.capacity() - size())
         {
-            m_vecItems.erase(m_vecItems.begin(), begin());
-            m_uGone = 0;
+            _DropGone();
             return;
         }
         _Renew(std::max(2 * size(), size() + uMore));

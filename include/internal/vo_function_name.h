@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 template <std::size_t N>
 struct VOFunctionNameText
@@ -60,10 +61,7 @@ public:
             }
         }
         VOFunctionNameText<N> name;
-        for (std::size_t i = 0; i < m_uLength && i + 1 < N; ++i)
-        {
-            name.szText[i] = m_szName[i];
-        }
+        std::string_view(m_szName, m_uLength).copy(name.szText, N - 1);
         return name;
     }
 
@@ -73,45 +71,19 @@ private:
         return (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z') || (ch >= '0' && ch <= '9') || ch == '_';
     }
 
-    constexpr bool IsAt(std::size_t uAt, const char* pszText) const
+    constexpr bool IsAt(std::size_t uAt, std::string_view text) const
     {
-        for (; *pszText != 0; ++pszText, ++uAt)
-        {
-            if (m_szPretty[uAt] != *pszText)
-            {
-                return false;
-            }
-        }
-        return true;
+        return std::string_view(m_szPretty + uAt, N - 1 - uAt).starts_with(text);
     }
 
-    constexpr bool Is(const char* pszText) const { return IsAt(m_uAt, pszText); }
+    constexpr bool Is(std::string_view text) const { return IsAt(m_uAt, text); }
     constexpr bool IsOperator() const { return Is("operator") && !IsWordLetter(m_szPretty[m_uAt + 8]); }
 
     // Whether the name read so far is this word.
-    constexpr bool Named(const char* pszText) const
-    {
-        std::size_t i = 0;
-        while (i < m_uLength && pszText[i] == m_szName[i])
-        {
-            ++i;
-        }
-        return i == m_uLength && pszText[i] == 0;
-    }
+    constexpr bool Named(std::string_view text) const { return std::string_view(m_szName, m_uLength) == text; }
 
-    constexpr void Append(char ch)
-    {
-        m_szName[m_uLength] = ch;
-        ++m_uLength;
-    }
-
-    constexpr void Append(const char* pszText)
-    {
-        for (; *pszText != 0; ++pszText)
-        {
-            Append(*pszText);
-        }
-    }
+    constexpr void Append(char ch) { m_szName[m_uLength++] = ch; }
+    constexpr void Append(std::string_view text) { m_uLength += text.copy(m_szName + m_uLength, text.size()); }
 
     // The place behind the group of brackets that begins at a place.
     constexpr std::size_t GroupEnd(std::size_t uAt) const
@@ -120,12 +92,10 @@ private:
         {
             return uAt;
         }
+        constexpr std::string_view kOpen = "(<[{`";
         const char chOpen = m_szPretty[uAt];
-        const char chClose = chOpen == '('   ? ')'
-                             : chOpen == '<' ? '>'
-                             : chOpen == '[' ? ']'
-                             : chOpen == '{' ? '}'
-                                             : '\'';
+        const std::size_t uKind = kOpen.find(chOpen);
+        const char chClose = uKind < kOpen.size() ? ")>]}'"[uKind] : '\'';
         int nDepth = 1;
         for (++uAt; m_szPretty[uAt] != 0 && nDepth > 0; ++uAt)
         {
@@ -182,24 +152,16 @@ private:
             m_bBehindDecltype = false;
             return true;
         }
-        if (m_uLength == 0)
-        {
-            // The result stands around the name: a pointer to a function, say.
-            ++m_uAt;
-            return true;
-        }
-        return SkipEnclosing();
+        // Without a name yet the result stands around it: a pointer to a function, say.
+        m_uAt += m_uLength == 0 ? 1 : 0;
+        return m_uLength == 0 || SkipEnclosing();
     }
 
     constexpr void ReadOperator()
     {
         Append("operator");
         m_uAt += 8;
-        std::size_t uSign = m_uAt;
-        while (m_szPretty[uSign] == ' ')
-        {
-            ++uSign;
-        }
+        const std::size_t uSign = std::string_view(m_szPretty).find_first_not_of(' ', m_uAt);
         if (IsAt(uSign, "()"))
         {
             Append("()");

@@ -7,6 +7,8 @@
 
 #include <stdlib.h>
 
+#include <utility>
+
 #include "vo_bytes.h"
 
 // size: bytes of an element. bFill: what new memory is filled with.
@@ -88,6 +90,13 @@ public:
         m_rpbData = nullptr;
         m_uCapacity = 0;
         m_uCount = 0;
+    }
+
+    void Swap(VOImageBuffer other)
+    {
+        std::swap(m_rpbData, other.m_rpbData);
+        std::swap(m_uCount, other.m_uCount);
+        std::swap(m_uCapacity, other.m_uCapacity);
     }
 
     // Lets go of an image; memory of its own stays.

@@ -20,7 +20,7 @@
 #pragma once
 
 #include <bit>
-#include <map>
+#include <functional>
 #include <vector>
 
 #include "vo_record_vector.h"
@@ -61,18 +61,6 @@ public:
     };
 
     VOMapTable() = default;
-
-    // Flattens a sorted map.
-    explicit VOMapTable(const std::map<K, V>& map)
-    {
-        const unsigned long long ullSlots = SlotCountFor(map.size());
-        m_vecSlot.Resize(static_cast<unsigned int>(ullSlots));
-        m_uElementCount = static_cast<unsigned int>(map.size());
-        if (!PlaceAll(m_vecSlot.Bytes(0), ullSlots, _WalkOf(map)))
-        {
-            CleanUp();
-        }
-    }
 
     unsigned int Count() const { return m_uElementCount; }
     unsigned int SlotCount() const { return m_vecSlot.Count(); }
@@ -146,35 +134,10 @@ public:
         _WriteHead(pbTo, m_vecSlot.Count(), m_vecSlot.Count());
         m_vecSlot.WriteAlloc(pbTo + offsetof(MapTableAlloc, slots));
     }
-    MapTableAlloc* GetAlloc() const
-    {
-        if (AllocSize() > kVOMaxImageSize)
-        {
-            return nullptr;
-        }
-        unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
-        WriteAlloc(pbAlloc);
-        return reinterpret_cast<MapTableAlloc*>(pbAlloc);
-    }
+    MapTableAlloc* GetAlloc() const { return VOMakeImage<MapTableAlloc>(*this); }
 
-    // The image of a sorted map, at once; an empty pointer when it doesn't fit one.
-    static MapTableAlloc* GetAlloc(const std::map<K, V>& map)
-    {
-        const unsigned long long ullSize = AllocSizeOf(SlotCountFor(map.size()));
-        if (ullSize > kVOMaxImageSize)
-        {
-            return nullptr;
-        }
-        unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(ullSize));
-        if (!WriteAllocOfMap(pbAlloc, map.size(), _WalkOf(map)))
-        {
-            free(pbAlloc);
-            return nullptr;
-        }
-        return reinterpret_cast<MapTableAlloc*>(pbAlloc);
-    }
-
-    // The steps of the above, for a map of any form. walk(visit) calls visit(key, value) in ascending key order.
+    // The steps that make the image of a sorted map, of any form: a range of keys and what toValue makes values of, in
+    // ascending key order.
     static unsigned long long SlotCountFor(unsigned long long ullCount)
     {
         const unsigned long long n = static_cast<unsigned long long>(static_cast<float>(ullCount) / 0.75f);
@@ -184,22 +147,21 @@ public:
     {
         return sizeof(MapTableAlloc) + ullSlots * sizeof(Slot);
     }
-    template <typename Walk>
-    static bool WriteAllocOfMap(unsigned char* pbTo, unsigned long long ullCount, Walk&& walk)
+    template <typename Entries, typename ToValue = std::identity>
+    static bool WriteAllocOfMap(unsigned char* pbTo, const Entries& entries, ToValue toValue = {})
     {
-        const unsigned long long ullSlots = SlotCountFor(ullCount);
-        _WriteHead(pbTo, static_cast<unsigned int>(ullCount), static_cast<unsigned int>(ullSlots));
-        const VORecordVectorAlloc slots = {VO_IMAGE_VERSION_1_0,
-                                           static_cast<unsigned int>(ullSlots),
-                                           static_cast<unsigned int>(ullSlots * sizeof(Slot)),
-                                           {}};
+        const unsigned long long ullSlots = SlotCountFor(entries.size());
+        _WriteHead(pbTo, static_cast<unsigned int>(entries.size()), static_cast<unsigned int>(ullSlots));
+        const unsigned int uSlotBytes = static_cast<unsigned int>(ullSlots * sizeof(Slot));
+        const VORecordVectorAlloc slots = {VO_IMAGE_VERSION_1_0, static_cast<unsigned int>(ullSlots), uSlotBytes, {}};
         VOStore(pbTo + offsetof(MapTableAlloc, slots), slots);
-        return PlaceAll(pbTo + offsetof(MapTableAlloc, slots) + VORecordVector<Slot>::kDataOffset, ullSlots, walk);
+        return PlaceAll(pbTo + offsetof(MapTableAlloc, slots) + VORecordVector<Slot>::kDataOffset, ullSlots, entries,
+                        toValue);
     }
 
     // Places all entries into ullSlots zeroed slots.
-    template <typename Walk>
-    static bool PlaceAll(unsigned char* pbSlots, unsigned long long ullSlots, Walk&& walk)
+    template <typename Entries, typename ToValue>
+    static bool PlaceAll(unsigned char* pbSlots, unsigned long long ullSlots, const Entries& entries, ToValue toValue)
     {
         // Homes lie all over the table: each is asked for kAhead entries before its entry is placed.
         constexpr unsigned int kAhead = 16;
@@ -223,15 +185,14 @@ public:
                 vecDisplaced.push_back(waiting.slot);
             }
         };
-        walk(
-            [&](K key, V kValue)
-            {
-                unsigned char* pbHome = pbSlots + (HashOfKey(key) & ullMask) * sizeof(Slot);
-                VOPrefetch(pbHome);
-                Waiting& oneWaiting = arrWaiting[ullMet++ % kAhead];
-                PlaceOldest(oneWaiting);
-                oneWaiting = {{key, kValue, 1}, pbHome};
-            });
+        for (const auto& [key, value] : entries)
+        {
+            unsigned char* pbHome = pbSlots + (HashOfKey(key) & ullMask) * sizeof(Slot);
+            VOPrefetch(pbHome);
+            Waiting& oneWaiting = arrWaiting[ullMet++ % kAhead];
+            PlaceOldest(oneWaiting);
+            oneWaiting = {{key, toValue(value), 1}, pbHome};
+        }
         for (unsigned int i = 0; i < kAhead; ++i)
         {
             PlaceOldest(arrWaiting[ullMet++ % kAhead]);
@@ -262,11 +223,10 @@ public:
             return false;
         }
         const MapTableAlloc kHead = VOLoad<MapTableAlloc>(pAlloc);
-        const unsigned long long ullAround = sizeof(MapTableAlloc) - sizeof(VORecordVectorAlloc);
         const unsigned char* pbSlots = reinterpret_cast<const unsigned char*>(pAlloc) + offsetof(MapTableAlloc, slots);
         if (!VOIsVersion(kHead.szVersion, VO_IMAGE_VERSION_1_0) ||
             !m_vecSlot.SetAlloc(reinterpret_cast<const VORecordVectorAlloc*>(pbSlots), bCopy,
-                                ullLimit == kVOUnbounded ? kVOUnbounded : ullLimit - ullAround))
+                                VOLimitBehind(ullLimit, sizeof(MapTableAlloc) - sizeof(VORecordVectorAlloc))))
         {
             return false;
         }
@@ -274,18 +234,24 @@ public:
         return true;
     }
 
-protected:
-    static auto _WalkOf(const std::map<K, V>& map)
+    // Enters what an image holds into a map.
+    template <typename Map>
+    static bool ReadInto(Map& map, const MapTableAlloc* pAlloc, unsigned long long ullLimit)
     {
-        return [&map](auto&& visit)
+        VOMapTable reader;
+        Iterator iterator;
+        if (!reader.SetAlloc(pAlloc, 0, ullLimit))
         {
-            for (const auto& [key, value] : map)
-            {
-                visit(key, value);
-            }
-        };
+            return false;
+        }
+        for (bool bMore = reader.GetFirst(iterator); bMore; bMore = reader.GetNext(iterator))
+        {
+            map.Insert(iterator.key, iterator.value);
+        }
+        return true;
     }
 
+protected:
     static void _WriteHead(unsigned char* pbTo, unsigned int uElementCount, unsigned int uSlots)
     {
         memcpy(pbTo, VO_IMAGE_VERSION_1_0, sizeof(MapTableAlloc::szVersion));

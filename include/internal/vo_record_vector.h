@@ -141,16 +141,7 @@ public:
     }
 
     // A new image, owned by the caller; an empty pointer when the records don't fit one.
-    RecordVectorAlloc* GetAlloc() const
-    {
-        if (AllocSize() > kVOMaxImageSize)
-        {
-            return nullptr;
-        }
-        unsigned char* pbAlloc = static_cast<unsigned char*>(VOAllocateImage(AllocSize()));
-        WriteAlloc(pbAlloc);
-        return reinterpret_cast<RecordVectorAlloc*>(pbAlloc);
-    }
+    RecordVectorAlloc* GetAlloc() const { return VOMakeImage<RecordVectorAlloc>(*this); }
 
     // Takes the records of an image: copied with bCopy, otherwise as a view of the image, which must outlive the
     // use. ullLimit is how many bytes the image may reach. On false the vector is untouched.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "support/bytes.h"
+#include "support/map_tables.h"
 #include "support/random.h"
 #include "support/reference_hash.h"
 #include "support/reference_images.h"
@@ -96,7 +97,7 @@ TEST(MapTable, TheSlotCountIsAPowerOfTwoAboveTheQuotient)
     for (const auto& [uElements, ullSlots] : vecExpected)
     {
         EXPECT_EQ(ullSlots, Table::SlotCountFor(uElements)) << uElements;
-        EXPECT_EQ(ullSlots, Table(FirstKeys(uElements)).SlotCount()) << uElements;
+        EXPECT_EQ(ullSlots, TableOf<Table>(FirstKeys(uElements)).SlotCount()) << uElements;
     }
 }
 
@@ -132,7 +133,7 @@ TEST(MapTable, OfAnEmptyMapHasOneFreeSlotAndAnImageOf56Bytes)
           00 00 00 00
         00 00 00 00)");
     EXPECT_EQ(56u, vecExpected.size());
-    EXPECT_TRUE(SameBytes(vecExpected, TakeTable(Table::GetAlloc(mapEmpty))));
+    EXPECT_TRUE(SameBytes(vecExpected, TakeTable(TableAllocOf<Table>(mapEmpty))));
 
     const MisalignedBlock image(vecExpected, 1);
     Table table;
@@ -161,13 +162,13 @@ TEST(MapTable, ANewTableHasNoSlotsAndFindsNothing)
 TEST(MapTable, DisplacedEntriesAreOnlyPlacedAfterAllPrimaryPlacements)
 {
     EXPECT_TRUE(SameBytes(FromHex(kFiveElements),
-                          TakeTable(Table::GetAlloc(FiveElements<unsigned int, unsigned long long>()))));
+                          TakeTable(TableAllocOf<Table>(FiveElements<unsigned int, unsigned long long>()))));
 }
 
 TEST(MapTable, WithKeysOf64BitsHasTheValueAtOffset8OfASlot)
 {
     EXPECT_TRUE(SameBytes(FromHex(kFiveIndexElements),
-                          TakeTable(IndexTable::GetAlloc(FiveElements<unsigned long long, unsigned int>()))));
+                          TakeTable(TableAllocOf<IndexTable>(FiveElements<unsigned long long, unsigned int>()))));
 }
 
 TEST(MapTable, IsReadInPlaceAtEveryMisalignmentWithBothKindsOfKey)
@@ -196,7 +197,7 @@ TEST(MapTable, IsReadInPlaceAtEveryMisalignmentWithBothKindsOfKey)
 
 TEST(MapTable, KeysOfOneHomeSlotAreAllFoundWithTheLaterOnesBehindTheFirst)
 {
-    const Table table(FiveElements<unsigned int, unsigned long long>());
+    const Table table = TableOf<Table>(FiveElements<unsigned int, unsigned long long>());
     Table::Iterator iterator;
     ASSERT_TRUE(table.Find(2, iterator));
     EXPECT_EQ(7u, iterator.uSlot);
@@ -245,7 +246,7 @@ TEST(MapTable, AProbeOfAFullTableEndsWhenItIsBackAtTheHomeSlot)
 
 TEST(MapTable, FindLeavesTheIteratorAloneWhenThereIsNothing)
 {
-    const Table table(FiveElements<unsigned int, unsigned long long>());
+    const Table table = TableOf<Table>(FiveElements<unsigned int, unsigned long long>());
     Table::Iterator iterator;
     iterator.key = 77;
     iterator.value = 78;
@@ -258,7 +259,7 @@ TEST(MapTable, FindLeavesTheIteratorAloneWhenThereIsNothing)
 
 TEST(MapTable, TheWalkVisitsTheUsedSlotsInAscendingOrder)
 {
-    const Table table(FiveElements<unsigned int, unsigned long long>());
+    const Table table = TableOf<Table>(FiveElements<unsigned int, unsigned long long>());
     std::vector<unsigned int> vecKey;
     std::vector<unsigned int> vecSlot;
     Table::Iterator iterator;
@@ -311,7 +312,7 @@ TEST(MapTable, AnImageWithAWrongVersionAtEitherHeadIsRefusedAndTheTableUntouched
             Bytes vecImage = FromHex(kFiveElements);
             vecImage[uHead + uByte] ^= 4;
             const MisalignedBlock image(vecImage);
-            Table table(FirstKeys(2));
+            Table table = TableOf<Table>(FirstKeys(2));
             EXPECT_FALSE(LoadTable(table, image, 1));
             EXPECT_FALSE(LoadTable(table, image, 0));
             EXPECT_EQ(2u, table.Count());
@@ -377,7 +378,7 @@ TEST(MapTable, ATableWhoseSlotCountIsNoPowerOfTwoIsSearchedWithoutLeavingIt)
 
 TEST(MapTable, CopiesAreDeep)
 {
-    Table source(FiveElements<unsigned int, unsigned long long>());
+    Table source = TableOf<Table>(FiveElements<unsigned int, unsigned long long>());
     Table constructed(source);
     Table assigned;
     assigned = source;
@@ -407,9 +408,9 @@ TEST(MapTable, RandomMapsOfManySizesBecomeTheReferenceTable)
             mapIndex[ullValue & (uint64_t{uMask} << 20 | uMask)] = uKey;
             mapIndexModel[ullValue & (uint64_t{uMask} << 20 | uMask)] = uKey;
         }
-        const Bytes vecImage = TakeTable(Table::GetAlloc(mapKeys));
+        const Bytes vecImage = TakeTable(TableAllocOf<Table>(mapKeys));
         ASSERT_TRUE(SameBytes(TableImage(mapModel), vecImage));
-        ASSERT_TRUE(SameBytes(TableImage(mapIndexModel), TakeTable(IndexTable::GetAlloc(mapIndex))));
+        ASSERT_TRUE(SameBytes(TableImage(mapIndexModel), TakeTable(TableAllocOf<IndexTable>(mapIndex))));
 
         const MisalignedBlock image(vecImage, random.Below(16));
         Table table;

@@ -8,6 +8,7 @@
 
 #include "internal/vo_map_table.h"
 #include "support/colliding_texts.h"
+#include "support/map_tables.h"
 #include "support/memory_faults.h"
 #include "support/opened_containers.h"
 #include "support/string_set_model.h"
@@ -189,6 +190,6 @@ TEST(SetAllocationFaults, AFailedTableImageLeaksNothing)
     struct Nothing
     {
     };
-    EXPECT_LE(1u, FailEachAllocation<Nothing>([](Nothing&) {}, [&](Nothing&) { free(Table::GetAlloc(mapKeys)); },
+    EXPECT_LE(1u, FailEachAllocation<Nothing>([](Nothing&) {}, [&](Nothing&) { free(TableAllocOf<Table>(mapKeys)); },
                                               [](Nothing&) {}));
 }
