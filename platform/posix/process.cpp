@@ -1,19 +1,16 @@
-#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <limits>
 
 #include "platform/fault_points.h"
+#include "platform/posix/section_object.h"
 #include "platform/posix/waits.h"
 #include "platform/sanitizers.h"
-#include "platform/vo_platform.h"
 #include "platform/vo_process.h"
 
 namespace
@@ -78,11 +75,7 @@ int WaitingEnd()
 
 bool HandleSignal(int nSignal)
 {
-    struct sigaction action = {};
-    action.sa_handler = OnStopSignal;
-    action.sa_flags = SA_RESTART;
-    sigemptyset(&action.sa_mask);
-    return sigaction(nSignal, &action, nullptr) == 0;
+    return signal(nSignal, OnStopSignal) != SIG_ERR;
 }
 
 // A terminal that closes asks to stop, unless the program was started to outlive it.
@@ -186,26 +179,17 @@ void VORequestStop()
 
 // The console: the controlling terminal stands for the parent process's.
 
-namespace
-{
 constexpr const char* kConsoleDevice = "/dev/tty";
-}
 
 BOOL AttachConsole(DWORD uProcess)
 {
     if (uProcess != ATTACH_PARENT_PROCESS)
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
+        return FailCall(ERROR_INVALID_PARAMETER);
     }
-    const int nTerminal = VO_FAULT_POINT("AttachConsole") ? -1 : open(kConsoleDevice, O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (nTerminal < 0)
-    {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
-    close(nTerminal);
-    return TRUE;
+    const Descriptor terminal(VO_FAULT_POINT("AttachConsole") ? -1
+                                                              : open(kConsoleDevice, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    return terminal.IsOpen() || FailCall(ERROR_INVALID_HANDLE);
 }
 
 errno_t freopen_s(FILE** ppResult, const char* pszName, const char* pszMode, FILE* pStream)
