@@ -11,6 +11,8 @@
 
 #include <atomic>
 #include <limits>
+#include <memory>
+#include <vector>
 
 #include "platform/fault_points.h"
 #include "platform/posix/kernel.h"

@@ -12,6 +12,7 @@
 #include <unordered_map>
 
 #include "platform/posix/files.h"
+#include "platform/vo_platform.h"
 
 // Change records as the reader gets them: a chain of FILE_NOTIFY_INFORMATION.
 class ChangeBatch
