@@ -27,17 +27,10 @@ void Sleep(DWORD uMilliseconds)
         return;
     }
     const Deadline deadline(uMilliseconds);
+    const std::atomic<uint32_t> nothing{0};
     while (!deadline.IsOver())
     {
-        if (deadline.Get() != nullptr)
-        {
-            clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, deadline.Get(), nullptr);
-        }
-        else
-        {
-            const timespec hour = {3600, 0};
-            nanosleep(&hour, nullptr);
-        }
+        FutexWait(nothing, 0, deadline.Get());
     }
 }
 
