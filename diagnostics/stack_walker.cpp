@@ -1,15 +1,8 @@
 // The walk itself, and the search path of the symbols.
-#include <stdlib.h>
-#include <string.h>
-
-#include <memory>
 #include <string>
 
 #include "diagnostics/stack_walker_binding.h"
-#include "platform/vo_memory.h"
-#include "platform/vo_owners.h"
 #include "platform/vo_process.h"
-#include "vo_stack_walker.h"
 
 namespace
 {
@@ -22,23 +15,6 @@ constexpr DWORD kMachineX64 = 0x8664;
 constexpr DWORD kNameOnly = 0x1000;
 constexpr size_t kSymbolRecordSize = sizeof(VODebugSymbol) + kTextSize;  // 1,056
 constexpr const char* kSymbolServer = "https://msdl.microsoft.com/download/symbols";
-
-// A copy with an owner that frees it; empty for a null text and when memory runs out.
-std::shared_ptr<char> CopyOwned(const char* pszText)
-{
-    if (pszText == nullptr)
-    {
-        return nullptr;
-    }
-    const size_t uSize = strlen(pszText) + 1;
-    char* const pszCopy = static_cast<char*>(VOTryAllocate(uSize));
-    if (pszCopy == nullptr)
-    {
-        return nullptr;
-    }
-    memcpy(pszCopy, pszText, uSize);
-    return std::shared_ptr<char>(pszCopy, VOFreeBlock());
-}
 
 // A text of the system's, however long. fnGive writes it to a buffer and says how long it is, or would be.
 template <typename Give>
@@ -85,15 +61,7 @@ const char* WalkedTypeText(int nType)
 {
     static const char* const s_apszText[] = {"-nosymbols-", "COFF", "CV",  "PDB",    "-exported-",
                                              "-deferred-",  "SYM",  "DIA", "Virtual"};
-    return nType >= 0 && static_cast<size_t>(nType) < std::size(s_apszText) ? s_apszText[nType] : nullptr;
-}
-
-template <size_t uSize>
-void CopyText(char (&szTo)[uSize], const char* pszFrom, size_t uAtMost)
-{
-    const size_t uLength = strnlen(pszFrom, uAtMost < uSize ? uAtMost : uSize - 1);
-    memcpy(szTo, pszFrom, uLength);
-    szTo[uLength] = 0;
+    return NameIn(s_apszText, nType, nullptr);
 }
 
 }  // namespace
@@ -123,7 +91,7 @@ StackWalker::StackWalker(int nOptions, const char* pszSymPath, VOULONG dwProcess
       m_bModulesLoaded(0),
       m_pszSymPath(nullptr),
       m_nOptions(nOptions),
-      m_pSymPathOwner(CopyOwned(pszSymPath))
+      m_pSymPathOwner(CopyBlock(pszSymPath), VOFreeBlock())
 {
     if (pszSymPath != nullptr)
     {
@@ -212,20 +180,14 @@ int StackWalker::LoadModules()
             return 0;
         }
     }
-    const int bBound = m_Internal.Init(pszSearchPath.get());
-    pszSearchPath.reset();
-    if (bBound == 0)
+    if (m_Internal.Init(pszSearchPath.get()) == 0)
     {
         OnDbgHelpErr("Error while initializing dbghelp.dll", 0, 0);
         SetLastError(ERROR_DLL_INIT_FAILED);
         return 0;
     }
-    if (m_Internal.LoadModules(m_hProcess, m_dwProcessId) == 0)
-    {
-        return 0;
-    }
-    m_bModulesLoaded = 1;
-    return 1;
+    m_bModulesLoaded = m_Internal.LoadModules(m_hProcess, m_dwProcessId);
+    return m_bModulesLoaded;
 }
 
 int StackWalker::myReadProcMem(void* hProcess, unsigned long long uBase, void* pBuffer, VOULONG uSize, VOULONG* puRead)
@@ -235,8 +197,7 @@ int StackWalker::myReadProcMem(void* hProcess, unsigned long long uBase, void* p
         return ms_pfnReadMemory(hProcess, uBase, pBuffer, uSize, puRead, ms_pReadMemoryUserData);
     }
     SIZE_T uRead = 0;
-    const void* const pvBase = reinterpret_cast<const void*>(static_cast<uintptr_t>(uBase));
-    const BOOL bRead = ReadProcessMemory(hProcess, pvBase, pBuffer, uSize, &uRead);
+    const BOOL bRead = ReadProcessMemory(hProcess, AsPointer(uBase), pBuffer, uSize, &uRead);
     *puRead = static_cast<VOULONG>(uRead);
     return bRead;
 }
@@ -358,7 +319,7 @@ void StackWalker::DescribeFrame(CallstackEntry& rEntry, void* pSymbolRecord)
                                                                          pSymbol))
     {
         const char* const pszName = static_cast<const char*>(pSymbolRecord) + offsetof(VODebugSymbol, szName);
-        CopyText(rEntry.szName, pszName, kTextSize - 1);
+        CopyText(rEntry.szName, pszName);
         const auto Undecorate = Call<VOUnDecorateSymbolName>(m_Internal.m_pfnUnDecorateSymbolName);
         Undecorate(rEntry.szName, rEntry.szUndName, sizeof(rEntry.szUndName), kNameOnly);
         Undecorate(rEntry.szName, rEntry.szUndFullName, sizeof(rEntry.szUndFullName), 0);
@@ -377,7 +338,7 @@ void StackWalker::DescribeFrame(CallstackEntry& rEntry, void* pSymbolRecord)
         {
             rEntry.uLineOffset = uOffset;
             rEntry.uLineNumber = line.uLineNumber;
-            CopyText(rEntry.szLineFileName, line.pszFileName, kTextSize - 1);
+            CopyText(rEntry.szLineFileName, line.pszFileName);
         }
         else
         {

@@ -1,14 +1,8 @@
 // Binding the debug help library, and the list of modules.
-#include <stdlib.h>
-#include <string.h>
-
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "diagnostics/stack_walker_binding.h"
-#include "platform/vo_memory.h"
-#include "vo_stack_walker.h"
 
 namespace
 {
@@ -37,11 +31,7 @@ HMODULE LoadFromDebuggingTools()
             return nullptr;
         }
         const std::string strPath = std::string(szPath) + pszTools;
-        if (!VOFileExists(strPath.c_str()))
-        {
-            continue;
-        }
-        const HMODULE hLibrary = VOLoadLibraryByPath(strPath.c_str());
+        const HMODULE hLibrary = VOFileExists(strPath.c_str()) ? VOLoadLibraryByPath(strPath.c_str()) : nullptr;
         if (hLibrary != nullptr)
         {
             return hLibrary;
@@ -64,21 +54,8 @@ const char* ListedTypeText(int nType)
     // tables.
     static const char* const s_apszText[] = {"-nosymbols-", "COFF", "CV",        "PDB",     "-exported-",
                                              "-deferred-",  "SYM",  "-unknown-", "Virtual", "DIA"};
-    return nType >= 0 && static_cast<size_t>(nType) < std::size(s_apszText) ? s_apszText[nType] : "-unknown-";
+    return NameIn(s_apszText, nType, "-unknown-");
 }
-
-char* CopyBlock(const char* pszText)
-{
-    const size_t uSize = strlen(pszText) + 1;
-    char* const pszCopy = static_cast<char*>(VOTryAllocate(uSize));
-    if (pszCopy != nullptr)
-    {
-        memcpy(pszCopy, pszText, uSize);
-    }
-    return pszCopy;
-}
-
-typedef std::unique_ptr<char, void (*)(void*)> Text;
 
 }  // namespace
 
@@ -108,12 +85,8 @@ void StackWalkerInternal::PreInit(StackWalker* pOwner, void* hProcess)
 
 int StackWalkerInternal::Init(const char* pszSymPath)
 {
-    if (m_pOwner == nullptr)
-    {
-        return 0;
-    }
-    HMODULE hLibrary = LoadFromDebuggingTools();
-    if (hLibrary == nullptr)
+    HMODULE hLibrary = m_pOwner != nullptr ? LoadFromDebuggingTools() : nullptr;
+    if (m_pOwner != nullptr && hLibrary == nullptr)
     {
         hLibrary = LoadLibraryW(VOTEXT("dbghelp.dll"));
     }
@@ -157,7 +130,7 @@ int StackWalkerInternal::Init(const char* pszSymPath)
         return 0;
     }
 
-    m_pszSymPath = pszSymPath != nullptr ? CopyBlock(pszSymPath) : nullptr;
+    m_pszSymPath = CopyBlock(pszSymPath);
     m_pBinding.reset(static_cast<void*>(this),
                      [hLibrary, hProcess = m_hProcess, pfnCleanup = m_pfnSymCleanup, pszPath = m_pszSymPath](void*)
                      {
@@ -193,7 +166,7 @@ int StackWalkerInternal::GetModuleInfo(void* hProcess, unsigned long long uAddre
         return 0;
     }
     // Newer libraries write more than the old record holds.
-    const std::unique_ptr<void, void (*)(void*)> pRoom(VOTryAllocate(kModuleRecordRoom), free);
+    const std::unique_ptr<void, VOFreeBlock> pRoom(VOTryAllocate(kModuleRecordRoom));
     if (pRoom == nullptr)
     {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
@@ -214,11 +187,9 @@ int StackWalkerInternal::GetModuleInfo(void* hProcess, unsigned long long uAddre
 
 int StackWalkerInternal::LoadModules(void* hProcess, VOULONG dwProcessId)
 {
-    if (m_pOwner == nullptr || m_hDbgHelp == nullptr)
-    {
-        return 0;
-    }
-    return GetModuleListTH32(hProcess, dwProcessId) != 0 || GetModuleListPSAPI(hProcess) != 0 ? 1 : 0;
+    const bool bListed = m_pOwner != nullptr && m_hDbgHelp != nullptr &&
+                         (GetModuleListTH32(hProcess, dwProcessId) != 0 || GetModuleListPSAPI(hProcess) != 0);
+    return bListed ? 1 : 0;
 }
 
 int StackWalkerInternal::GetModuleListTH32(void* hProcess, VOULONG dwProcessId)
@@ -311,8 +282,8 @@ int StackWalkerInternal::GetModuleListPSAPI(void* hProcess)
 VOULONG StackWalkerInternal::LoadModule(void* hProcess, const char* pszImage, const char* pszModule,
                                         unsigned long long uBase, VOULONG uSize)
 {
-    const Text pszImageCopy(CopyBlock(pszImage), free);
-    const Text pszModuleCopy(CopyBlock(pszModule), free);
+    const std::unique_ptr<char, VOFreeBlock> pszImageCopy(CopyBlock(pszImage));
+    const std::unique_ptr<char, VOFreeBlock> pszModuleCopy(CopyBlock(pszModule));
     VOULONG uResult = ERROR_SUCCESS;
     if (pszImageCopy == nullptr || pszModuleCopy == nullptr)
     {

@@ -1,19 +1,11 @@
 // What the stack walker reports, its filter, and the summary.
-#include <string.h>
-
-#include "platform/vo_debug_help.h"
-#include "vo_stack_walker.h"
+#include "diagnostics/stack_walker_binding.h"
 
 namespace
 {
 
 constexpr size_t kReportSize = 1024;
 constexpr int kSummaryFrames = 7;
-
-const void* AsPointer(unsigned long long ullAddress)
-{
-    return reinterpret_cast<const void*>(static_cast<uintptr_t>(ullAddress));
-}
 
 // Longer text is cut.
 void FormatText(char (&szText)[kReportSize], const char* pszFormat, ...) VO_PRINTF_FORMAT(2, 3);
@@ -35,13 +27,6 @@ void AppendText(char (&szTo)[uSize], const char* pszFrom)
     const size_t uAdded = strnlen(pszFrom, uSize - 1 - uLength);
     memcpy(szTo + uLength, pszFrom, uAdded);
     szTo[uLength + uAdded] = 0;
-}
-
-template <size_t uSize>
-void CopyText(char (&szTo)[uSize], const char* pszFrom)
-{
-    szTo[0] = 0;
-    AppendText(szTo, pszFrom);
 }
 
 bool Same(const char* pszFirst, const char* pszSecond)
@@ -77,21 +62,15 @@ void StackWalker::OnLoadModule(const char* pszImage, const char* pszModule, unsi
                                unsigned long long uFileVersion)
 {
     char szText[kReportSize];
-    const void* const pvBase = AsPointer(uBaseAddress);
-    const int nSize = static_cast<int>(uSize);
-    const int nResult = static_cast<int>(uResult);
-    if (uFileVersion == 0)
-    {
-        FormatText(szText, "%s:%s (%p), size: %d (result: %d), SymType: '%s', PDB: '%s'\n", pszImage, pszModule, pvBase,
-                   nSize, nResult, pszSymType, pszPdbName);
-    }
-    else
+    char szVersion[kReportSize] = "";
+    if (uFileVersion != 0)
     {
         const auto Part = [=](int nShift) { return static_cast<int>(uFileVersion >> nShift & 0xFFFF); };
-        FormatText(szText, "%s:%s (%p), size: %d (result: %d), SymType: '%s', PDB: '%s', fileVersion: %d.%d.%d.%d\n",
-                   pszImage, pszModule, pvBase, nSize, nResult, pszSymType, pszPdbName, Part(48), Part(32), Part(16),
-                   Part(0));
+        FormatText(szVersion, ", fileVersion: %d.%d.%d.%d", Part(48), Part(32), Part(16), Part(0));
     }
+    FormatText(szText, "%s:%s (%p), size: %d (result: %d), SymType: '%s', PDB: '%s'%s\n", pszImage, pszModule,
+               AsPointer(uBaseAddress), static_cast<int>(uSize), static_cast<int>(uResult), pszSymType, pszPdbName,
+               szVersion);
     OnOutput(szText);
 }
 
@@ -170,11 +149,8 @@ bool StackWalker::PassesFilter(const CallstackEntry& rkEntry) const
 {
     const char* const pszModule = rkEntry.szModuleName;
     const char* const pszName = rkEntry.szName;
-    if (Same(pszModule, "d3d11") || Same(pszModule, "D3D11_3SDKLayers"))
-    {
-        return false;
-    }
-    if (Same(pszModule, "NVCommonX64D") && Same(pszName, "StackWalker::ShowCallstack"))
+    if (Same(pszModule, "d3d11") || Same(pszModule, "D3D11_3SDKLayers") ||
+        (Same(pszModule, "NVCommonX64D") && Same(pszName, "StackWalker::ShowCallstack")))
     {
         return false;
     }

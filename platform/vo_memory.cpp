@@ -26,16 +26,10 @@ void AdviseHugePages([[maybe_unused]] void* pBlock, [[maybe_unused]] size_t uSiz
     (void)madvise(reinterpret_cast<void*>(uBegin), uEnd - uBegin, MADV_HUGEPAGE);
 #endif
 }
-}  // namespace
 
-void* VOTryAllocate(size_t uSize)
+// What the calls that throw do with a block of theirs, or none.
+void* Allocated(void* pBlock, size_t uSize)
 {
-    return VO_FAULT_POINT("VOTryAllocate") ? nullptr : calloc(uSize != 0 ? uSize : 1, 1);
-}
-
-void* VOAllocateZeroed(size_t uSize)
-{
-    void* pBlock = VO_FAULT_POINT("VOAllocateZeroed") ? nullptr : calloc(uSize != 0 ? uSize : 1, 1);
     if (pBlock == nullptr)
     {
         throw std::bad_alloc();
@@ -46,17 +40,19 @@ void* VOAllocateZeroed(size_t uSize)
     }
     return pBlock;
 }
+}  // namespace
+
+void* VOTryAllocate(size_t uSize)
+{
+    return VO_FAULT_POINT("VOTryAllocate") ? nullptr : calloc(uSize != 0 ? uSize : 1, 1);
+}
+
+void* VOAllocateZeroed(size_t uSize)
+{
+    return Allocated(VO_FAULT_POINT("VOAllocateZeroed") ? nullptr : calloc(uSize != 0 ? uSize : 1, 1), uSize);
+}
 
 void* VOReallocate(void* pBlock, size_t uSize)
 {
-    void* pNew = VO_FAULT_POINT("VOReallocate") ? nullptr : realloc(pBlock, uSize);
-    if (pNew == nullptr)
-    {
-        throw std::bad_alloc();
-    }
-    if (uSize >= kVOHugePageThreshold)
-    {
-        AdviseHugePages(pNew, uSize);
-    }
-    return pNew;
+    return Allocated(VO_FAULT_POINT("VOReallocate") ? nullptr : realloc(pBlock, uSize), uSize);
 }

@@ -29,8 +29,8 @@ public:
         Error         // GetLastError
     };
 
-    VOInstanceLock();
-    ~VOInstanceLock();  // releases
+    VOInstanceLock() = default;
+    ~VOInstanceLock() { Release(); }
     VOInstanceLock(const VOInstanceLock&) = delete;
     VOInstanceLock& operator=(const VOInstanceLock&) = delete;
 
@@ -38,17 +38,28 @@ public:
     Result TryAcquire(const VOWCHAR* pszName);
 
     // After HeldByOther: the process that holds the lock, or 0 when that isn't known.
-    uint32_t HolderProcessId() const;
+    uint32_t HolderProcessId() const { return m_uHolderProcessId; }
 
-    bool IsHeld() const;
+    bool IsHeld() const { return m_pHolding != nullptr; }
 
     // Gives the lock back; without a lock nothing happens.
-    void Release();
+    void Release() { m_pHolding.reset(); }
 
 private:
-    struct Holding;
-    std::unique_ptr<Holding> m_pHolding;
+    struct Holding;  // releases at its end
+    std::shared_ptr<Holding> m_pHolding;
     uint32_t m_uHolderProcessId = 0;
+};
+
+// What a VOPublishedSection holds; each system has more to it.
+struct VOHeldSection
+{
+    virtual ~VOHeldSection() = default;
+    virtual bool Withdraw() { return true; }
+
+    void* pData = nullptr;
+    size_t uSize = 0;
+    bool bExisted = false;
 };
 
 // One published section, mapped for reading and writing while the object holds it.
@@ -64,8 +75,8 @@ public:
     // Fills a new section, which is all zero; false gives up the replacement.
     typedef std::function<bool(void* pData, size_t uSize)> Writer;
 
-    VOPublishedSection();
-    ~VOPublishedSection();  // withdraws
+    VOPublishedSection() = default;
+    ~VOPublishedSection() { Withdraw(); }
     VOPublishedSection(const VOPublishedSection&) = delete;
     VOPublishedSection& operator=(const VOPublishedSection&) = delete;
 
@@ -73,7 +84,7 @@ public:
     // new one of uSize zero bytes; one that is too small or unsound is replaced where the system allows it (never
     // another user's). Existed() tells which of the two happened. What the object held before is detached.
     bool OpenOrCreate(const VOWCHAR* pszName, size_t uSize);
-    bool Existed() const;
+    bool Existed() const { return m_pHeld && m_pHeld->bExisted; }
 
     // Puts new content of uSize bytes under the name, whether or not there was some before. uSize isn't 0. On failure
     // the section of that name is as it was, and so is this object.
@@ -89,20 +100,24 @@ public:
     }
 
     // The content, and the bytes asked for (or taken over); null and 0 when nothing is held.
-    void* Data() const;
-    size_t Size() const;
+    void* Data() const { return m_pHeld ? m_pHeld->pData : nullptr; }
+    size_t Size() const { return m_pHeld ? m_pHeld->uSize : 0; }
 
     // Removes the name, so that no reader finds the section any more, and lets go of the content; readers that are
     // inside keep theirs. A name that somebody else has replaced since stays. True also when nothing is held.
-    bool Withdraw();
+    bool Withdraw()
+    {
+        const bool bWithdrawn = !m_pHeld || m_pHeld->Withdraw();
+        Detach();
+        return bWithdrawn;
+    }
 
     // Lets go of the content and leaves the name to a successor (Linux; on Windows a section ends with its last
     // holder).
-    void Detach();
+    void Detach() { m_pHeld.reset(); }
 
 private:
-    struct Holding;
-    std::unique_ptr<Holding> m_pHolding;
+    std::unique_ptr<VOHeldSection> m_pHeld;
 };
 
 // The least address space a section that can be replaced takes on Windows. Readers map all of it, and touch what is

@@ -2,24 +2,16 @@
 // that thread does what isn't allowed in a handler.
 #include "platform/vo_process.h"
 
-#include <errno.h>
-#include <pthread.h>
-#include <signal.h>
-#include <stdio.h>
-#include <string.h>
 #include <sys/mman.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
-
-#include "platform/posix/waits.h"
+#include "platform/posix/threads.h"
 #include "platform/vo_debug_help.h"
 
 namespace
 {
 
-constexpr int kSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+constexpr std::initializer_list<int> kSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 // The handler needs little, and a signal's own record of all registers a few kilobytes.
 constexpr size_t kHandlerStack = 64 * 1024;
@@ -43,11 +35,6 @@ pid_t s_nProcess = 0;
 siginfo_t s_info;
 CONTEXT s_crash_context;
 VOCrashReport s_pfnReport = nullptr;
-
-pid_t ThisThread()
-{
-    return static_cast<pid_t>(syscall(SYS_gettid));
-}
 
 // True for a signal that the same instruction raises again when it is repeated.
 bool ComesAgain(const siginfo_t& about)
@@ -91,57 +78,26 @@ void Describe(const siginfo_t& about, VOCrash* pCrash)
     pCrash->pContext = &s_crash_context;
 }
 
-void UnblockCrashSignals()
-{
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int nSignal : kSignals)
-    {
-        sigaddset(&signals, nSignal);
-    }
-    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-}
-
 void* ReporterThread(void*)
 {
     VOCrash crash = {};
-    s_nReporter.store(ThisThread());
-    while (s_uCrashPhase.load() != CRASH_ASKED)
-    {
-        FutexWait(s_uCrashPhase, CRASH_NONE, nullptr);
-    }
+    s_nReporter.store(gettid());
+    FutexWaitWhile(s_uCrashPhase, CRASH_NONE);
     // From here on a crash is one of the report.
-    UnblockCrashSignals();
+    UnblockSignals(kSignals);
     Describe(s_info, &crash);
     s_pfnReport(crash);
-    s_uCrashPhase.store(CRASH_DONE);
-    FutexWakeAll(s_uCrashPhase);
+    FutexStore(s_uCrashPhase, CRASH_DONE);
     return nullptr;
-}
-
-void TakeSystemAction(int nSignal)
-{
-    struct sigaction action = {};
-    action.sa_handler = SIG_DFL;
-    sigemptyset(&action.sa_mask);
-    sigaction(nSignal, &action, nullptr);
-}
-
-// Gives a thread the signal once more; while it is blocked, when the handler returns.
-void Raise(int nSignal)
-{
-    syscall(SYS_tgkill, getpid(), ThisThread(), nSignal);
 }
 
 // The report has crashed, or something else on its thread: the first signal ends the process, here and now.
 void EndFromReporter()
 {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, s_nSignal.load());
-    TakeSystemAction(s_nSignal.load());
-    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-    Raise(s_nSignal.load());
+    const int nSignal = s_nSignal.load();
+    signal(nSignal, SIG_DFL);
+    UnblockSignals({nSignal});
+    raise(nSignal);
 }
 
 void MakeReport(const siginfo_t* pInfo, const void* pvContext)
@@ -149,8 +105,7 @@ void MakeReport(const siginfo_t* pInfo, const void* pvContext)
     s_info = *pInfo;
     s_nSignal.store(pInfo->si_signo);
     VOContextOfFault(pvContext, &s_crash_context);
-    s_uCrashPhase.store(CRASH_ASKED);
-    FutexWakeAll(s_uCrashPhase);
+    FutexStore(s_uCrashPhase, CRASH_ASKED);
     const Deadline deadline(s_uMilliseconds.load());
     while (s_uCrashPhase.load() != CRASH_DONE && !deadline.IsOver())
     {
@@ -168,11 +123,11 @@ void OnCrash(int nSignal, siginfo_t* pInfo, void* pvContext)
     // A child that was forked has no reporter.
     if (getpid() == s_nProcess)
     {
-        if (ThisThread() == s_nReporter.load())
+        if (gettid() == s_nReporter.load())
         {
             EndFromReporter();
         }
-        if (!s_nCrashed.compare_exchange_strong(nNobody, ThisThread()))
+        if (!s_nCrashed.compare_exchange_strong(nNobody, gettid()))
         {
             // The first crash ends the process, also for this thread.
             while (true)
@@ -182,10 +137,10 @@ void OnCrash(int nSignal, siginfo_t* pInfo, void* pvContext)
         }
         MakeReport(pInfo, pvContext);
     }
-    TakeSystemAction(nSignal);
+    signal(nSignal, SIG_DFL);
     if (!ComesAgain(*pInfo))
     {
-        Raise(nSignal);
+        raise(nSignal);  // it is blocked until this returns
     }
 }
 
@@ -212,21 +167,11 @@ bool PrepareHandlerStack()
     return true;
 }
 
-// With all signals blocked: a request to stop, or a signal of a crash that another process sends, is another thread's.
+// A request to stop, or a signal of a crash that another process sends, is another thread's.
 bool StartReporter()
 {
-    sigset_t blocked;
-    sigset_t before;
     pthread_t thread;
-    sigfillset(&blocked);
-    pthread_sigmask(SIG_SETMASK, &blocked, &before);
-    const bool bStarted = pthread_create(&thread, nullptr, ReporterThread, nullptr) == 0;
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (bStarted)
-    {
-        pthread_detach(thread);
-    }
-    return bStarted;
+    return StartWithoutSignals(&thread, ReporterThread, nullptr) == 0 && pthread_detach(thread) == 0;
 }
 
 }  // namespace

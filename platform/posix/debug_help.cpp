@@ -6,14 +6,10 @@
 
 #include <cxxabi.h>
 #include <elfutils/libdwfl.h>
-#include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <map>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <vector>
+#include <span>
 
 #include "platform/fault_points.h"
 #include "platform/posix/kernel.h"
@@ -72,12 +68,7 @@ std::shared_ptr<Session> FindSession(HANDLE hProcess)
 {
     const std::lock_guard<std::mutex> guard(s_lock);
     const auto found = Sessions().find(hProcess);
-    if (found == Sessions().end())
-    {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return found->second;
+    return found != Sessions().end() ? found->second : FailCall(ERROR_INVALID_HANDLE, std::shared_ptr<Session>());
 }
 
 // Local debug files only: a report of a crash must not wait for a server.
@@ -149,19 +140,21 @@ void TakeFrames(Session& session, HANDLE hProcess, const CONTEXT* pContext, VORe
             session.vecReturns.push_back(frame.ullPC);
         }
     }
-    std::sort(session.vecReturns.begin(), session.vecReturns.end());
+    std::ranges::sort(session.vecReturns);
 }
 
 // A return address belongs to the call in front of it: what is looked up lies before it by so much.
-unsigned BehindCall(const Session& session, unsigned long long ullAddress)
+unsigned BehindCall(const Session* pSession, unsigned long long ullAddress)
 {
-    return std::binary_search(session.vecReturns.begin(), session.vecReturns.end(), ullAddress) ? 1 : 0;
+    return pSession != nullptr && std::ranges::binary_search(pSession->vecReturns, ullAddress) ? 1 : 0;
 }
 
-const LoadedModule* FindModule(const Session& session, unsigned long long ullAddress)
+// Null also without a session.
+const LoadedModule* FindModule(const Session* pSession, unsigned long long ullAddress)
 {
-    for (const LoadedModule& loaded : session.vecModule)
+    for (size_t i = 0; pSession != nullptr && i < pSession->vecModule.size(); ++i)
     {
+        const LoadedModule& loaded = pSession->vecModule[i];
         if (ullAddress >= loaded.ullBase && ullAddress < loaded.ullEnd)
         {
             return &loaded;
@@ -193,9 +186,7 @@ void CopyCut(char* pszTo, size_t uSize, const std::string& strFrom)
 {
     pszTo[strFrom.copy(pszTo, uSize - 1)] = 0;
 }
-}  // namespace
-
-BOOL VOPosixSymInitialize(HANDLE hProcess, const char* pszSearchPath, BOOL)
+BOOL SymInitialize(HANDLE hProcess, const char* pszSearchPath, BOOL)
 {
     auto pSession = std::make_shared<Session>();
     pSession->nProcess = ProcessOf(hProcess);
@@ -206,26 +197,20 @@ BOOL VOPosixSymInitialize(HANDLE hProcess, const char* pszSearchPath, BOOL)
         dwfl_report_end(pDwfl, nullptr, nullptr) != 0 ||
         !dwfl_attach_state(pDwfl, nullptr, pSession->nProcess, &kThreadCallbacks, pSession.get()))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
+        return FailCall(ERROR_INVALID_PARAMETER);
     }
     pSession->vecModule = ListModules(pSession->nProcess);
     const std::lock_guard<std::mutex> guard(s_lock);
-    if (!Sessions().emplace(hProcess, pSession).second)
-    {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
-    }
-    return TRUE;
+    return Sessions().emplace(hProcess, pSession).second || FailCall(ERROR_INVALID_PARAMETER);
 }
 
-BOOL VOPosixSymCleanup(HANDLE hProcess)
+BOOL SymCleanup(HANDLE hProcess)
 {
     const std::lock_guard<std::mutex> guard(s_lock);
     return Sessions().erase(hProcess) != 0;
 }
 
-BOOL VOPosixSymGetSearchPath(HANDLE hProcess, char* pszPath, DWORD uSize)
+BOOL SymGetSearchPath(HANDLE hProcess, char* pszPath, DWORD uSize)
 {
     const auto pSession = FindSession(hProcess);
     if (pSession == nullptr || uSize == 0)
@@ -236,38 +221,33 @@ BOOL VOPosixSymGetSearchPath(HANDLE hProcess, char* pszPath, DWORD uSize)
     return TRUE;
 }
 
-DWORD VOPosixSymGetOptions()
+DWORD SymGetOptions()
 {
     return s_uOptions;
 }
 
-DWORD VOPosixSymSetOptions(DWORD uOptions)
+DWORD SymSetOptions(DWORD uOptions)
 {
     s_uOptions = uOptions;
     return uOptions;
 }
 
 // The modules are known from the beginning; this only says whether one of them lies there.
-unsigned long long VOPosixSymLoadModule64(HANDLE hProcess, HANDLE, const char*, const char*, unsigned long long ullBase,
-                                          DWORD)
+unsigned long long SymLoadModule64(HANDLE hProcess, HANDLE, const char*, const char*, unsigned long long ullBase, DWORD)
 {
     const auto pSession = FindSession(hProcess);
-    if (pSession == nullptr || VO_FAULT_POINT("SymLoadModule64") || FindModule(*pSession, ullBase) == nullptr)
-    {
-        SetLastError(ERROR_FILE_NOT_FOUND);
-        return 0;
-    }
-    return ullBase;
+    const bool bThere = !VO_FAULT_POINT("SymLoadModule64") && FindModule(pSession.get(), ullBase) != nullptr;
+    return bThere ? ullBase : FailCall(ERROR_FILE_NOT_FOUND, 0ull);
 }
 
-unsigned long long VOPosixSymGetModuleBase64(HANDLE hProcess, unsigned long long ullAddress)
+unsigned long long SymGetModuleBase64(HANDLE hProcess, unsigned long long ullAddress)
 {
     const auto pSession = FindSession(hProcess);
-    const LoadedModule* const pModule = pSession != nullptr ? FindModule(*pSession, ullAddress) : nullptr;
+    const LoadedModule* const pModule = FindModule(pSession.get(), ullAddress);
     return pModule != nullptr ? pModule->ullBase : 0;
 }
 
-BOOL VOPosixSymGetModuleInfo64(HANDLE hProcess, unsigned long long ullAddress, void* pvRecord)
+BOOL SymGetModuleInfo64(HANDLE hProcess, unsigned long long ullAddress, void* pvRecord)
 {
     // The record of a module, in its old form.
     struct Record
@@ -285,11 +265,10 @@ BOOL VOPosixSymGetModuleInfo64(HANDLE hProcess, unsigned long long ullAddress, v
     } record = {};
     static_assert(sizeof(Record) == 584);
     const auto pSession = FindSession(hProcess);
-    const LoadedModule* const pModule = pSession != nullptr ? FindModule(*pSession, ullAddress) : nullptr;
+    const LoadedModule* const pModule = FindModule(pSession.get(), ullAddress);
     if (pModule == nullptr || VO_FAULT_POINT("SymGetModuleInfo64"))
     {
-        SetLastError(ERROR_MOD_NOT_FOUND);
-        return FALSE;
+        return FailCall(ERROR_MOD_NOT_FOUND);
     }
     record.uSizeOfStruct = sizeof(record);
     record.ullBase = pModule->ullBase;
@@ -302,8 +281,6 @@ BOOL VOPosixSymGetModuleInfo64(HANDLE hProcess, unsigned long long ullAddress, v
     return TRUE;
 }
 
-namespace
-{
 bool StartsWith(const std::string& strText, size_t uAt, const char* pszWhat)
 {
     return strText.compare(uAt, strlen(pszWhat), pszWhat) == 0;
@@ -351,23 +328,20 @@ std::string NameOnly(const std::string& strComplete)
 std::string Undecorated(const std::string& strName, bool bNameOnly)
 {
     int nStatus = -1;
-    const std::unique_ptr<char, void (*)(void*)> pszPlain(
-        StartsWith(strName, 0, "_Z") ? abi::__cxa_demangle(strName.c_str(), nullptr, nullptr, &nStatus) : nullptr,
-        free);
+    const std::unique_ptr<char, VOFreeBlock> pszPlain(
+        StartsWith(strName, 0, "_Z") ? abi::__cxa_demangle(strName.c_str(), nullptr, nullptr, &nStatus) : nullptr);
     if (nStatus != 0 || pszPlain == nullptr)
     {
         return strName;
     }
     return bNameOnly ? NameOnly(pszPlain.get()) : pszPlain.get();
 }
-}  // namespace
-
 // The name is the plain one, without parameters, as the debug files of Windows have it.
-BOOL VOPosixSymGetSymFromAddr64(HANDLE hProcess, unsigned long long ullAddress, unsigned long long* pullOffset,
-                                VODebugSymbol* pSymbol)
+BOOL SymGetSymFromAddr64(HANDLE hProcess, unsigned long long ullAddress, unsigned long long* pullOffset,
+                         VODebugSymbol* pSymbol)
 {
     const auto pSession = FindSession(hProcess);
-    const unsigned uBehind = pSession != nullptr ? BehindCall(*pSession, ullAddress) : 0;
+    const unsigned uBehind = BehindCall(pSession.get(), ullAddress);
     Dwfl_Module* const pModule =
         pSession != nullptr ? dwfl_addrmodule(pSession->pDwfl.get(), ullAddress - uBehind) : nullptr;
     GElf_Off ullOffset = 0;
@@ -378,8 +352,7 @@ BOOL VOPosixSymGetSymFromAddr64(HANDLE hProcess, unsigned long long ullAddress, 
             : nullptr;
     if (pszName == nullptr)
     {
-        SetLastError(ERROR_MOD_NOT_FOUND);
-        return FALSE;
+        return FailCall(ERROR_MOD_NOT_FOUND);
     }
     pSymbol->ullAddress = ullAddress - uBehind - ullOffset;
     pSymbol->uSize = static_cast<DWORD>(symbol.st_size);
@@ -390,8 +363,6 @@ BOOL VOPosixSymGetSymFromAddr64(HANDLE hProcess, unsigned long long ullAddress, 
     return TRUE;
 }
 
-namespace
-{
 struct SourceLine
 {
     const char* pszFile = nullptr;
@@ -425,19 +396,16 @@ SourceLine FindLine(Dwfl* pDwfl, Dwarf_Addr ullAddress)
     }
     return line;
 }
-}  // namespace
-
-BOOL VOPosixSymGetLineFromAddr64(HANDLE hProcess, unsigned long long ullAddress, DWORD* puOffset, VODebugLine* pLine)
+BOOL SymGetLineFromAddr64(HANDLE hProcess, unsigned long long ullAddress, DWORD* puOffset, VODebugLine* pLine)
 {
     const auto pSession = FindSession(hProcess);
-    const unsigned uBehind = pSession != nullptr ? BehindCall(*pSession, ullAddress) : 0;
+    const unsigned uBehind = BehindCall(pSession.get(), ullAddress);
     const SourceLine line = pSession != nullptr && !VO_FAULT_POINT("SymGetLineFromAddr64")
                                 ? FindLine(pSession->pDwfl.get(), ullAddress - uBehind)
                                 : SourceLine();
     if (line.pszFile == nullptr)
     {
-        SetLastError(ERROR_INVALID_ADDRESS);
-        return FALSE;
+        return FailCall(ERROR_INVALID_ADDRESS);
     }
     pSession->strLineFile = line.pszFile;
     pLine->uLineNumber = static_cast<DWORD>(line.nLine);
@@ -447,13 +415,13 @@ BOOL VOPosixSymGetLineFromAddr64(HANDLE hProcess, unsigned long long ullAddress,
     return TRUE;
 }
 
-void* VOPosixSymFunctionTableAccess64(HANDLE, unsigned long long)
+void* SymFunctionTableAccess64(HANDLE, unsigned long long)
 {
     return nullptr;
 }
 
 // The complete name has the parameters. A name that isn't decorated stays as it is.
-DWORD VOPosixUnDecorateSymbolName(const char* pszName, char* pszTo, DWORD uSize, DWORD uFlags)
+DWORD UnDecorateSymbolName(const char* pszName, char* pszTo, DWORD uSize, DWORD uFlags)
 {
     if (uSize == 0)
     {
@@ -464,14 +432,13 @@ DWORD VOPosixUnDecorateSymbolName(const char* pszName, char* pszTo, DWORD uSize,
 }
 
 // Params[0] says that a walk has begun; its frames are the session's.
-BOOL VOPosixStackWalk64(DWORD, HANDLE hProcess, HANDLE, VODebugFrame* pFrame, void* pContext,
-                        VOReadMemoryRoutine pfnRead, VOFunctionTableRoutine, VOModuleBaseRoutine, void*)
+BOOL StackWalk64(DWORD, HANDLE hProcess, HANDLE, VODebugFrame* pFrame, void* pContext, VOReadMemoryRoutine pfnRead,
+                 VOFunctionTableRoutine, VOModuleBaseRoutine, void*)
 {
     const auto pSession = FindSession(hProcess);
     if (pSession == nullptr || VO_FAULT_POINT("StackWalk64"))
     {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
+        return FailCall(ERROR_INVALID_HANDLE);
     }
     if (pFrame->aullReserved[0] == 0)
     {
@@ -480,12 +447,147 @@ BOOL VOPosixStackWalk64(DWORD, HANDLE hProcess, HANDLE, VODebugFrame* pFrame, vo
     }
     if (pSession->uNextFrame >= pSession->vecFrame.size())
     {
-        SetLastError(ERROR_INVALID_ADDRESS);
-        return FALSE;
+        return FailCall(ERROR_INVALID_ADDRESS);
     }
     pFrame->pC.ullOffset = pSession->vecFrame[pSession->uNextFrame++].ullPC;
     const bool bMore = pSession->uNextFrame < pSession->vecFrame.size();
     pFrame->giveBack.ullOffset = bMore ? pSession->vecFrame[pSession->uNextFrame].ullPC : 0;
     pFrame->bVirtual = TRUE;
     return TRUE;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The tool help functions
+// ---------------------------------------------------------------------------------------------------------------------
+
+class ModuleSnapshot : public KernelObject
+{
+public:
+    explicit ModuleSnapshot(DWORD uProcess) : uProcessId(uProcess), vecModule(ListModules(static_cast<pid_t>(uProcess)))
+    {
+    }
+
+    const DWORD uProcessId;
+    const std::vector<LoadedModule> vecModule;
+    size_t uNext = 0;
+};
+HANDLE CreateModuleSnapshot(DWORD, DWORD uProcessId)
+{
+    const auto pSnapshot =
+        std::make_shared<ModuleSnapshot>(uProcessId != 0 ? uProcessId : static_cast<DWORD>(getpid()));
+    return pSnapshot->vecModule.empty() ? FailCall(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE)
+                                        : HandleTable::Instance().Add(pSnapshot);
+}
+
+BOOL ModuleNext(HANDLE hSnapshot, VOModuleEntry* pEntry)
+{
+    const auto pSnapshot = HandleTable::Instance().Find<ModuleSnapshot>(hSnapshot);
+    if (pSnapshot == nullptr || pSnapshot->uNext >= pSnapshot->vecModule.size())
+    {
+        return FailCall(pSnapshot == nullptr ? ERROR_INVALID_HANDLE : ERROR_NO_MORE_FILES);
+    }
+    const LoadedModule& loaded = pSnapshot->vecModule[pSnapshot->uNext++];
+    *pEntry = {};
+    pEntry->uSize = sizeof(*pEntry);
+    pEntry->uProcessId = pSnapshot->uProcessId;
+    pEntry->pbBase = reinterpret_cast<unsigned char*>(static_cast<uintptr_t>(loaded.ullBase));
+    pEntry->uBaseSize = static_cast<DWORD>(loaded.ullEnd - loaded.ullBase);
+    pEntry->hModule = pEntry->pbBase;
+    loaded.FileName().copy(pEntry->szModule, sizeof(pEntry->szModule) - 1);
+    loaded.strPath.copy(pEntry->szExePath, sizeof(pEntry->szExePath) - 1);
+    return TRUE;
+}
+
+BOOL ModuleFirst(HANDLE hSnapshot, VOModuleEntry* pEntry)
+{
+    const auto pSnapshot = HandleTable::Instance().Find<ModuleSnapshot>(hSnapshot);
+    if (pSnapshot != nullptr)
+    {
+        pSnapshot->uNext = 0;
+    }
+    return ModuleNext(hSnapshot, pEntry);
+}
+
+// The libraries that can be bound by name.
+
+struct Entry
+{
+    const char* pszName;
+    FARPROC pfnProcedure;
+};
+
+template <typename Function>
+FARPROC As(Function* pfnProcedure)
+{
+    return reinterpret_cast<FARPROC>(pfnProcedure);
+}
+
+struct Library
+{
+    const VOWCHAR* pszName;
+    std::span<const Entry> entries;
+};
+
+const Entry kDebugHelp[] = {
+    {"SymCleanup", As(SymCleanup)},
+    {"SymFunctionTableAccess64", As(SymFunctionTableAccess64)},
+    {"SymGetLineFromAddr64", As(SymGetLineFromAddr64)},
+    {"SymGetModuleBase64", As(SymGetModuleBase64)},
+    {"SymGetModuleInfo64", As(SymGetModuleInfo64)},
+    {"SymGetOptions", As(SymGetOptions)},
+    {"SymGetSymFromAddr64", As(SymGetSymFromAddr64)},
+    {"SymInitialize", As(SymInitialize)},
+    {"SymLoadModule64", As(SymLoadModule64)},
+    {"SymSetOptions", As(SymSetOptions)},
+    {"StackWalk64", As(StackWalk64)},
+    {"UnDecorateSymbolName", As(UnDecorateSymbolName)},
+    {"SymGetSearchPath", As(SymGetSearchPath)},
+};
+
+const Entry kToolHelp[] = {
+    {"CreateToolhelp32Snapshot", As(CreateModuleSnapshot)},
+    {"Module32First", As(ModuleFirst)},
+    {"Module32Next", As(ModuleNext)},
+};
+
+const Library kLibraries[] = {
+    {VOTEXT("dbghelp.dll"), kDebugHelp},
+    {VOTEXT("kernel32.dll"), kToolHelp},
+};
+}  // namespace
+
+HMODULE LoadLibraryW(const VOWCHAR* pszName)
+{
+    for (const Library& library : kLibraries)
+    {
+        if (StrCmpW(library.pszName, pszName) == 0 && !VO_FAULT_POINT("LoadLibraryW"))
+        {
+            return const_cast<Library*>(&library);
+        }
+    }
+    return FailCall(ERROR_MOD_NOT_FOUND, nullptr);
+}
+
+HMODULE VOLoadLibraryByPath(const char* pszPath)
+{
+    const std::string strPath = pszPath;
+    return LoadLibraryW(VOWString(strPath.begin(), strPath.end()).c_str());
+}
+
+BOOL FreeLibrary(HMODULE hModule)
+{
+    return hModule != nullptr;
+}
+
+FARPROC GetProcAddress(HMODULE hModule, const char* pszName)
+{
+    const Library* const pLibrary = static_cast<const Library*>(hModule);
+    for (const Entry& entry : pLibrary != nullptr ? pLibrary->entries : std::span<const Entry>())
+    {
+        if (strcmp(entry.pszName, pszName) == 0 && !VO_FAULT_POINT("GetProcAddress"))
+        {
+            return entry.pfnProcedure;
+        }
+    }
+    return FailCall(ERROR_PROC_NOT_FOUND, nullptr);
 }

@@ -1,20 +1,16 @@
 #include <ctype.h>
 #include <elf.h>
 #include <pwd.h>
-#include <stdlib.h>
 #include <sys/uio.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <iterator>
-#include <memory>
-#include <string>
 
 #include "platform/fault_points.h"
 #include "platform/posix/debug_help.h"
 #include "platform/posix/kernel.h"
-#include "platform/vo_debug_help.h"
+#include "platform/vo_owners.h"
 
 std::string LoadedModule::FileName() const
 {
@@ -42,10 +38,12 @@ pid_t ProcessOf(void* hProcess)
 
 namespace
 {
-struct CloseStream
+ssize_t ReadMemory(pid_t nProcess, const void* pvFrom, void* pTo, size_t uSize)
 {
-    void operator()(FILE* pFile) const { fclose(pFile); }
-};
+    const iovec local = {pTo, uSize};
+    const iovec remote = {const_cast<void*>(pvFrom), uSize};
+    return process_vm_readv(nProcess, &local, 1, &remote, 1, 0);
+}
 
 // A line of the list of mappings: a part of a file.
 struct MapsLine
@@ -62,7 +60,7 @@ std::vector<MapsLine> ListMappings(pid_t nProcess)
 {
     std::vector<MapsLine> vecMapping;
     const std::string strMaps = "/proc/" + std::to_string(nProcess) + "/maps";
-    const std::unique_ptr<FILE, CloseStream> pFile(VO_FAULT_POINT("maps") ? nullptr : fopen(strMaps.c_str(), "re"));
+    const std::unique_ptr<FILE, VOCloseFile> pFile(VO_FAULT_POINT("maps") ? nullptr : fopen(strMaps.c_str(), "re"));
     char szLine[5000];
     while (pFile != nullptr && fgets(szLine, sizeof(szLine), pFile.get()) != nullptr)
     {
@@ -87,13 +85,12 @@ std::vector<MapsLine> ListMappings(pid_t nProcess)
 // into another process takes more than to see its mappings.
 bool ReadStart(pid_t nProcess, const MapsLine& mapping, unsigned long long ullOffset, void* pTo, size_t uSize)
 {
-    const struct iovec local = {pTo, uSize};
-    const struct iovec remote = {reinterpret_cast<void*>(static_cast<uintptr_t>(mapping.ullBegin + ullOffset)), uSize};
-    if (process_vm_readv(nProcess, &local, 1, &remote, 1, 0) == static_cast<ssize_t>(uSize))
+    const void* const pvFrom = reinterpret_cast<void*>(static_cast<uintptr_t>(mapping.ullBegin + ullOffset));
+    if (ReadMemory(nProcess, pvFrom, pTo, uSize) == static_cast<ssize_t>(uSize))
     {
         return true;
     }
-    const std::unique_ptr<FILE, CloseStream> pFile(fopen(mapping.strPath.c_str(), "rbe"));
+    const std::unique_ptr<FILE, VOCloseFile> pFile(fopen(mapping.strPath.c_str(), "rbe"));
     return pFile != nullptr && fseek(pFile.get(), static_cast<long>(ullOffset), SEEK_SET) == 0 &&
            fread(pTo, 1, uSize, pFile.get()) == uSize;
 }
@@ -178,156 +175,6 @@ std::vector<LoadedModule> ListModules(pid_t nProcess)
     return vecModule;
 }
 
-// ---------------------------------------------------------------------------------------------------------------------
-// The tool help functions
-// ---------------------------------------------------------------------------------------------------------------------
-
-namespace
-{
-class ModuleSnapshot : public KernelObject
-{
-public:
-    explicit ModuleSnapshot(DWORD uProcess) : uProcessId(uProcess), vecModule(ListModules(static_cast<pid_t>(uProcess)))
-    {
-    }
-
-    const DWORD uProcessId;
-    const std::vector<LoadedModule> vecModule;
-    size_t uNext = 0;
-};
-}  // namespace
-
-HANDLE VOPosixModuleSnapshot(DWORD, DWORD uProcessId)
-{
-    const auto pSnapshot =
-        std::make_shared<ModuleSnapshot>(uProcessId != 0 ? uProcessId : static_cast<DWORD>(getpid()));
-    if (pSnapshot->vecModule.empty())
-    {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return INVALID_HANDLE_VALUE;
-    }
-    return HandleTable::Instance().Add(pSnapshot);
-}
-
-BOOL VOPosixModuleNext(HANDLE hSnapshot, VOModuleEntry* pEntry)
-{
-    const auto pSnapshot = HandleTable::Instance().Find<ModuleSnapshot>(hSnapshot);
-    if (pSnapshot == nullptr || pSnapshot->uNext >= pSnapshot->vecModule.size())
-    {
-        SetLastError(pSnapshot == nullptr ? ERROR_INVALID_HANDLE : ERROR_NO_MORE_FILES);
-        return FALSE;
-    }
-    const LoadedModule& loaded = pSnapshot->vecModule[pSnapshot->uNext++];
-    *pEntry = {};
-    pEntry->uSize = sizeof(*pEntry);
-    pEntry->uProcessId = pSnapshot->uProcessId;
-    pEntry->pbBase = reinterpret_cast<unsigned char*>(static_cast<uintptr_t>(loaded.ullBase));
-    pEntry->uBaseSize = static_cast<DWORD>(loaded.ullEnd - loaded.ullBase);
-    pEntry->hModule = pEntry->pbBase;
-    loaded.FileName().copy(pEntry->szModule, sizeof(pEntry->szModule) - 1);
-    loaded.strPath.copy(pEntry->szExePath, sizeof(pEntry->szExePath) - 1);
-    return TRUE;
-}
-
-BOOL VOPosixModuleFirst(HANDLE hSnapshot, VOModuleEntry* pEntry)
-{
-    const auto pSnapshot = HandleTable::Instance().Find<ModuleSnapshot>(hSnapshot);
-    if (pSnapshot != nullptr)
-    {
-        pSnapshot->uNext = 0;
-    }
-    return VOPosixModuleNext(hSnapshot, pEntry);
-}
-
-// The libraries that can be bound by name.
-
-namespace
-{
-struct Entry
-{
-    const char* pszName;
-    FARPROC pfnProcedure;
-};
-
-template <typename Function>
-FARPROC As(Function* pfnProcedure)
-{
-    return reinterpret_cast<FARPROC>(pfnProcedure);
-}
-
-struct Library
-{
-    const VOWCHAR* pszName;
-    const Entry* pEntry;
-    size_t uEntries;
-};
-
-const Entry kDebugHelp[] = {
-    {"SymCleanup", As(VOPosixSymCleanup)},
-    {"SymFunctionTableAccess64", As(VOPosixSymFunctionTableAccess64)},
-    {"SymGetLineFromAddr64", As(VOPosixSymGetLineFromAddr64)},
-    {"SymGetModuleBase64", As(VOPosixSymGetModuleBase64)},
-    {"SymGetModuleInfo64", As(VOPosixSymGetModuleInfo64)},
-    {"SymGetOptions", As(VOPosixSymGetOptions)},
-    {"SymGetSymFromAddr64", As(VOPosixSymGetSymFromAddr64)},
-    {"SymInitialize", As(VOPosixSymInitialize)},
-    {"SymLoadModule64", As(VOPosixSymLoadModule64)},
-    {"SymSetOptions", As(VOPosixSymSetOptions)},
-    {"StackWalk64", As(VOPosixStackWalk64)},
-    {"UnDecorateSymbolName", As(VOPosixUnDecorateSymbolName)},
-    {"SymGetSearchPath", As(VOPosixSymGetSearchPath)},
-};
-
-const Entry kToolHelp[] = {
-    {"CreateToolhelp32Snapshot", As(VOPosixModuleSnapshot)},
-    {"Module32First", As(VOPosixModuleFirst)},
-    {"Module32Next", As(VOPosixModuleNext)},
-};
-
-const Library kLibraries[] = {
-    {VOTEXT("dbghelp.dll"), kDebugHelp, std::size(kDebugHelp)},
-    {VOTEXT("kernel32.dll"), kToolHelp, std::size(kToolHelp)},
-};
-}  // namespace
-
-HMODULE LoadLibraryW(const VOWCHAR* pszName)
-{
-    for (const Library& library : kLibraries)
-    {
-        if (StrCmpW(library.pszName, pszName) == 0 && !VO_FAULT_POINT("LoadLibraryW"))
-        {
-            return const_cast<Library*>(&library);
-        }
-    }
-    SetLastError(ERROR_MOD_NOT_FOUND);
-    return nullptr;
-}
-
-HMODULE VOLoadLibraryByPath(const char* pszPath)
-{
-    const std::string strPath = pszPath;
-    return LoadLibraryW(VOWString(strPath.begin(), strPath.end()).c_str());
-}
-
-BOOL FreeLibrary(HMODULE hModule)
-{
-    return hModule != nullptr;
-}
-
-FARPROC GetProcAddress(HMODULE hModule, const char* pszName)
-{
-    const Library* const pLibrary = static_cast<const Library*>(hModule);
-    for (size_t i = 0; pLibrary != nullptr && i < pLibrary->uEntries; ++i)
-    {
-        if (strcmp(pLibrary->pEntry[i].pszName, pszName) == 0 && !VO_FAULT_POINT("GetProcAddress"))
-        {
-            return pLibrary->pEntry[i].pfnProcedure;
-        }
-    }
-    SetLastError(ERROR_PROC_NOT_FOUND);
-    return nullptr;
-}
-
 // What a process knows of itself and of its system, for the stack walker.
 
 namespace
@@ -366,12 +213,8 @@ DWORD GetCurrentDirectoryA(DWORD uSize, char* pszBuffer)
 DWORD GetModuleFileNameA(HMODULE hModule, char* pszBuffer, DWORD uSize)
 {
     const std::string strProgram = hModule == nullptr && uSize != 0 ? LinkTarget("/proc/self/exe") : "";
-    if (strProgram.empty())
-    {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
-    }
-    return GiveText(strProgram.substr(0, uSize - 1), pszBuffer, uSize);
+    return strProgram.empty() ? FailCall(ERROR_INVALID_PARAMETER)
+                              : GiveText(strProgram.substr(0, uSize - 1), pszBuffer, uSize);
 }
 
 BOOL GetUserNameA(char* pszBuffer, DWORD* puSize)
@@ -394,28 +237,20 @@ void OutputDebugStringA(const char* pszText)
 
 BOOL ReadProcessMemory(HANDLE hProcess, const void* pAddress, void* pBuffer, SIZE_T uSize, SIZE_T* puRead)
 {
-    const intptr_t nProcess = reinterpret_cast<intptr_t>(hProcess);
-    const struct iovec local = {pBuffer, uSize};
-    const struct iovec remote = {const_cast<void*>(pAddress), uSize};
-    const pid_t nId = nProcess == -1 ? getpid() : static_cast<pid_t>(nProcess);
-    const ssize_t nRead = VO_FAULT_POINT("ReadProcessMemory") ? -1 : process_vm_readv(nId, &local, 1, &remote, 1, 0);
+    const ssize_t nRead =
+        VO_FAULT_POINT("ReadProcessMemory") ? -1 : ReadMemory(ProcessOf(hProcess), pAddress, pBuffer, uSize);
     const bool bWhole = nRead >= 0 && static_cast<size_t>(nRead) == uSize;
     if (puRead != nullptr)
     {
         *puRead = bWhole ? uSize : 0;
     }
-    if (!bWhole)
-    {
-        SetLastError(nRead < 0 ? ErrorFromErrno(errno) : ERROR_INVALID_PARAMETER);
-    }
-    return bWhole;
+    return bWhole || FailCall(nRead < 0 ? ErrorFromErrno(errno) : ERROR_INVALID_PARAMETER);
 }
 
 unsigned long long VOFileVersion(const char* pszPath)
 {
-    char* const pszReal = realpath(pszPath, nullptr);
-    const std::string strReal = pszReal != nullptr ? pszReal : "";
-    free(pszReal);
+    const std::unique_ptr<char, VOFreeBlock> pszReal(realpath(pszPath, nullptr));
+    const std::string strReal = pszReal != nullptr ? pszReal.get() : "";
     const size_t uMark = strReal.rfind(".so.");
     if (uMark == std::string::npos || strReal.find('/', uMark) != std::string::npos)
     {
@@ -440,11 +275,7 @@ bool VOSystemVersion(VOSystemVersionInfo* pInfo)
         return false;
     }
     *pInfo = {};
-    unsigned auPart[3] = {};
-    (void)sscanf(system.release, "%u.%u.%u", &auPart[0], &auPart[1], &auPart[2]);
-    pInfo->uMajor = auPart[0];
-    pInfo->uMinor = auPart[1];
-    pInfo->uBuild = auPart[2];
+    (void)sscanf(system.release, "%u.%u.%u", &pInfo->uMajor, &pInfo->uMinor, &pInfo->uBuild);
     snprintf(pInfo->szServicePack, sizeof(pInfo->szServicePack), "%s", system.release);
     pInfo->uProductType = 1;
     return true;

@@ -1,36 +1,19 @@
 #include "platform/posix/directory_changes.h"
 
-#include <dirent.h>
-#include <errno.h>
-#include <fcntl.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/stat.h>
 
 #include <fstream>
-#include <memory>
 #include <new>
-#include <set>
-#include <vector>
 
 #include "platform/fault_points.h"
-#include "platform/posix/files.h"
-#include "platform/posix/kernel.h"
-#include "platform/vo_directories.h"
 #include "platform/vo_owners.h"
-#include "platform/vo_platform.h"
 #include "platform/vo_text.h"
 
 // The calls that read directory changes.
 
 namespace
 {
-std::string NativePath(const VOWCHAR* pszPath)
-{
-    VOWString strPath(static_cast<size_t>(lstrlenW(pszPath)), 0);
-    lstrcpyW(strPath.data(), pszPath);
-    return VOToNativePath(strPath);
-}
 
 // Opens the path for a look: nothing stays open behind the handle before the first read. Null with errno set.
 std::shared_ptr<DirectoryObject> OpenForChanges(const std::string& strPath)
@@ -53,12 +36,7 @@ std::shared_ptr<DirectoryObject> OpenForChanges(const std::string& strPath)
 
 std::shared_ptr<DirectoryObject> FindDirectory(HANDLE hDirectory)
 {
-    std::shared_ptr<DirectoryObject> pDirectory = HandleTable::Instance().Find<DirectoryObject>(hDirectory);
-    if (!pDirectory)
-    {
-        SetLastError(ERROR_INVALID_HANDLE);
-    }
-    return pDirectory;
+    return HandleTable::Instance().Find<DirectoryObject>(hDirectory);
 }
 
 // 0, or an error value.
@@ -77,7 +55,7 @@ DWORD BeginRead(HANDLE hDirectory, bool bValid, void* pBuffer, DWORD uLength, DW
     {
         return ERROR_NOT_ENOUGH_MEMORY;
     }
-    const std::shared_ptr<Event> pEvent = FindEvent(pOverlapped->hEvent);
+    const auto pEvent = HandleTable::Instance().Find<Event>(pOverlapped->hEvent);
     return pEvent ? pDirectory->Read(pBuffer, uLength, uFilter, pOverlapped, pEvent) : DWORD{ERROR_INVALID_HANDLE};
 }
 }  // namespace
@@ -85,25 +63,16 @@ DWORD BeginRead(HANDLE hDirectory, bool bValid, void* pBuffer, DWORD uLength, DW
 HANDLE CreateFileW(const VOWCHAR* pszPath, DWORD /*uAccess*/, DWORD uShare, void* pSecurity, DWORD uDisposition,
                    DWORD uFlags, HANDLE hTemplate)
 {
-    const DWORD uShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    if (pszPath == nullptr || uShare != uShareAll || pSecurity != nullptr || uDisposition != OPEN_EXISTING ||
-        uFlags != (FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED) || hTemplate != nullptr)
+    const bool bValid = pszPath != nullptr && uShare == (FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE) &&
+                        pSecurity == nullptr && uDisposition == OPEN_EXISTING &&
+                        uFlags == (FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED) && hTemplate == nullptr;
+    if (!bValid || VO_FAULT_POINT("CreateFileW"))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return INVALID_HANDLE_VALUE;
+        return FailCall(bValid ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
     }
-    if (VO_FAULT_POINT("CreateFileW"))
-    {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return INVALID_HANDLE_VALUE;
-    }
-    const std::shared_ptr<DirectoryObject> pDirectory = OpenForChanges(NativePath(pszPath));
-    if (!pDirectory)
-    {
-        SetLastError(ErrorFromErrno(errno == ENOTDIR ? ENOENT : errno));
-        return INVALID_HANDLE_VALUE;
-    }
-    return HandleTable::Instance().Add(pDirectory);
+    const std::shared_ptr<DirectoryObject> pDirectory = OpenForChanges(NativePathOf(pszPath));
+    return pDirectory ? HandleTable::Instance().Add(pDirectory)
+                      : FailCall(ErrorFromErrno(errno == ENOTDIR ? ENOENT : errno), INVALID_HANDLE_VALUE);
 }
 
 BOOL ReadDirectoryChangesW(HANDLE hDirectory, void* pBuffer, DWORD uLength, BOOL bSubtree, DWORD uFilter,
@@ -122,49 +91,27 @@ BOOL ReadDirectoryChangesW(HANDLE hDirectory, void* pBuffer, DWORD uLength, BOOL
     {
         // Nothing is pending then.
     }
-    if (uError != ERROR_SUCCESS)
-    {
-        SetLastError(uError);
-        return FALSE;
-    }
-    return TRUE;
+    return uError == ERROR_SUCCESS || FailCall(uError);
 }
 
 BOOL GetOverlappedResult(HANDLE hDirectory, OVERLAPPED* pOverlapped, DWORD* puBytes, BOOL bWait)
 {
     const std::shared_ptr<DirectoryObject> pDirectory = FindDirectory(hDirectory);
-    if (!pDirectory)
-    {
-        return FALSE;
-    }
-    const DWORD uError = pDirectory->Result(pOverlapped, puBytes, bWait != FALSE);
-    if (uError != ERROR_SUCCESS)
-    {
-        SetLastError(uError);
-        return FALSE;
-    }
-    return TRUE;
+    const DWORD uError =
+        pDirectory ? pDirectory->Result(pOverlapped, puBytes, bWait != FALSE) : DWORD{ERROR_INVALID_HANDLE};
+    return uError == ERROR_SUCCESS || FailCall(uError);
 }
 
 BOOL CancelIoEx(HANDLE hDirectory, OVERLAPPED* pOverlapped)
 {
     const std::shared_ptr<DirectoryObject> pDirectory = FindDirectory(hDirectory);
-    if (!pDirectory)
-    {
-        return FALSE;
-    }
-    if (!pDirectory->Cancel(pOverlapped))
-    {
-        SetLastError(ERROR_NOT_FOUND);
-        return FALSE;
-    }
-    return TRUE;
+    return pDirectory && (pDirectory->Cancel(pOverlapped) || FailCall(ERROR_NOT_FOUND));
 }
 
 BOOL PathIsDirectoryW(const VOWCHAR* pszPath)
 {
     struct stat info;
-    return pszPath != nullptr && stat(NativePath(pszPath).c_str(), &info) == 0 && S_ISDIR(info.st_mode) ? TRUE : FALSE;
+    return pszPath != nullptr && stat(NativePathOf(pszPath).c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 // Which directories of a tree the process watches, as the system itself tells it: so it holds for every copy of this
@@ -176,21 +123,19 @@ namespace
 // in hexadecimal.
 bool ListWatched(std::set<uint64_t>* psetInodes)
 {
-    const Descriptor folder(open("/proc/self/fdinfo", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return folder.IsOpen() &&
-           ForEachEntry(folder.Get(),
-                        [&](const char* pszName)
-                        {
-                            std::ifstream file(std::string("/proc/self/fdinfo/") + pszName);
-                            for (std::string strLine; std::getline(file, strLine);)
-                            {
-                                const size_t uAt = strLine.find(" ino:");
-                                if (strLine.compare(0, 8, "inotify ") == 0 && uAt != std::string::npos)
-                                {
-                                    psetInodes->insert(strtoull(strLine.c_str() + uAt + 5, nullptr, 16));
-                                }
-                            }
-                        });
+    const auto fnEntry = [psetInodes](int, const dirent& entry)
+    {
+        std::ifstream file(std::string("/proc/self/fdinfo/") + entry.d_name);
+        for (std::string strLine; std::getline(file, strLine);)
+        {
+            const size_t uAt = strLine.find(" ino:");
+            if (strLine.starts_with("inotify ") && uAt != std::string::npos)
+            {
+                psetInodes->insert(strtoull(strLine.c_str() + uAt + 5, nullptr, 16));
+            }
+        }
+    };
+    return ForEachEntry(DirectoryStream(opendir("/proc/self/fdinfo"), closedir), fnEntry);
 }
 }  // namespace
 
@@ -214,18 +159,18 @@ bool VOCountUnwatchedDirectories(const VOWString& strRoot, size_t* puCount, VOSy
     {
         const std::string strFolder = vecFolders.back();
         vecFolders.pop_back();
-        const Descriptor folder = OpenFolderBelow(root.Get(), strFolder);
-        const auto fnEntry = [&](const char* pszName)
+        Descriptor folder = OpenFolderBelow(root.Get(), strFolder);
+        const auto fnEntry = [&](int nFolder, const dirent& entry)
         {
             FileTrace trace;
-            if (ReadTrace(folder.Get(), pszName, &trace) && trace.bFolder)
+            if (ReadTrace(nFolder, entry.d_name, &trace) && trace.bFolder)
             {
                 *puCount += setWatched.count(trace.uInode) == 0 ? 1 : 0;
-                vecFolders.push_back(strFolder.empty() ? pszName : strFolder + "/" + pszName);
+                vecFolders.push_back(strFolder.empty() ? entry.d_name : strFolder + "/" + entry.d_name);
             }
         };
         // One that can't be opened has been counted, or is gone.
-        if (folder.IsOpen() && !ForEachEntry(folder.Get(), fnEntry))
+        if (folder.IsOpen() && !ForEachEntry(StreamOf(std::move(folder)), fnEntry))
         {
             return FailWith(pError, errno);
         }

@@ -4,18 +4,8 @@
 // threads of the caller alone, in ReadDirectoryChangesW, in a wait for the event, and in GetOverlappedResult.
 #pragma once
 
-#include <stddef.h>
-#include <sys/types.h>
-
-#include <atomic>
-#include <list>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "platform/posix/waits.h"
 #include "platform/posix/watch_tree.h"
-#include "platform/vo_platform.h"
 
 class DirectoryRead;
 

@@ -1,11 +1,8 @@
 #include "platform/posix/directory_changes.h"
 
-#include <string.h>
-
+#include <algorithm>
 #include <new>
 #include <utility>
-
-#include "platform/posix/kernel.h"
 
 namespace
 {
@@ -39,12 +36,12 @@ public:
     const OVERLAPPED* Overlapped() const { return m_pOverlapped; }
 
     // The end of it. Called once.
-    static void Complete(const std::shared_ptr<DirectoryRead>& pRead, uintptr_t uStatus, ChangeBatch changes)
+    void Complete(uintptr_t uStatus, ChangeBatch changes = {})
     {
-        pRead->m_uStatus = uStatus;
-        pRead->m_changes = std::move(changes);
-        pRead->m_ended.Signal();
-        pRead->m_pEvent->Signal(std::move(pRead->m_listForEvent));
+        m_uStatus = uStatus;
+        m_changes = std::move(changes);
+        m_ended.Signal();
+        m_pEvent->Signal(std::move(m_listForEvent));
     }
 
     // True when it has ended by then, with the result where the caller wants it.
@@ -115,18 +112,13 @@ DWORD DirectoryObject::EnsureWatched(DWORD uLength, DWORD uFilter)
         bClosed = m_bClosed;
         m_uLimit = uLength;
     }
-    DWORD uError = ERROR_INVALID_HANDLE;
-    if (!bClosed)
-    {
-        uError = StartWatcher(uFilter);
-        m_bLimitToTell.store(uError == ERROR_SUCCESS && m_pWatcher->IsLimited());
-    }
+    const DWORD uError = bClosed ? DWORD{ERROR_INVALID_HANDLE} : StartWatcher(uFilter);
+    m_bLimitToTell.store(uError == ERROR_SUCCESS && m_pWatcher->IsLimited());
     if (uError != ERROR_SUCCESS)
     {
         m_pWatcher.reset();
     }
-    m_uWatch.store(uError == ERROR_SUCCESS ? kWatched : kNotWatched);
-    FutexWakeAll(m_uWatch);
+    FutexStore(m_uWatch, uError == ERROR_SUCCESS ? kWatched : kNotWatched);
     return uError;
 }
 
@@ -171,15 +163,7 @@ DWORD DirectoryObject::Read(void* pBuffer, DWORD uLength, DWORD uFilter, OVERLAP
             pOverlapped->Internal = kStatusRefused;
             return m_bClosed ? ERROR_INVALID_HANDLE : ERROR_ACCESS_DENIED;
         }
-        for (auto place = m_listUndelivered.begin(); place != m_listUndelivered.end();)
-        {
-            const auto next = std::next(place);
-            if ((*place)->IsDelivered())
-            {
-                delivered.splice(delivered.end(), m_listUndelivered, place);
-            }
-            place = next;
-        }
+        SpliceIf(delivered, m_listUndelivered, [](const auto& pRead) { return pRead->IsDelivered(); });
         m_listUndelivered.splice(m_listUndelivered.end(), undelivered);
         m_listPending.splice(m_listPending.end(), pending);
         TakeLocked(&taken);
@@ -223,15 +207,15 @@ void DirectoryObject::Finish(Taken taken)
     }
     if (taken.bLost || changes.Size() > pRead->Length())
     {
-        DirectoryRead::Complete(pRead, kStatusChangesLost, ChangeBatch());
+        pRead->Complete(kStatusChangesLost);
     }
     else if (changes.IsEmpty() && taken.bGone)
     {
-        DirectoryRead::Complete(pRead, kStatusRootGone, ChangeBatch());
+        pRead->Complete(kStatusRootGone);
     }
     else
     {
-        DirectoryRead::Complete(pRead, kStatusRead, std::move(changes));
+        pRead->Complete(kStatusRead, std::move(changes));
     }
 }
 
@@ -293,14 +277,10 @@ void DirectoryObject::OnGone()
 std::shared_ptr<DirectoryRead> DirectoryObject::FindRead(const OVERLAPPED* pOverlapped)
 {
     const KernelLock guard(m_lock);
-    for (const std::shared_ptr<DirectoryRead>& pRead : m_listUndelivered)
-    {
-        if (pRead->Overlapped() == pOverlapped && !pRead->IsDelivered())
-        {
-            return pRead;
-        }
-    }
-    return nullptr;
+    const auto found = std::find_if(m_listUndelivered.begin(), m_listUndelivered.end(),
+                                    [pOverlapped](const auto& pRead)
+                                    { return pRead->Overlapped() == pOverlapped && !pRead->IsDelivered(); });
+    return found != m_listUndelivered.end() ? *found : nullptr;
 }
 
 DWORD DirectoryObject::Result(OVERLAPPED* pOverlapped, DWORD* puBytes, bool bWait)
@@ -340,19 +320,13 @@ bool DirectoryObject::Cancel(const OVERLAPPED* pOverlapped)
     ReadList cancelled;
     {
         const KernelLock guard(m_lock);
-        for (auto place = m_listPending.begin(); place != m_listPending.end();)
-        {
-            const auto next = std::next(place);
-            if (pOverlapped == nullptr || (*place)->Overlapped() == pOverlapped)
-            {
-                cancelled.splice(cancelled.end(), m_listPending, place);
-            }
-            place = next;
-        }
+        SpliceIf(cancelled, m_listPending,
+                 [pOverlapped](const auto& pRead)
+                 { return pOverlapped == nullptr || pRead->Overlapped() == pOverlapped; });
     }
     for (const std::shared_ptr<DirectoryRead>& pRead : cancelled)
     {
-        DirectoryRead::Complete(pRead, kStatusReadCancelled, ChangeBatch());
+        pRead->Complete(kStatusReadCancelled);
     }
     return !cancelled.empty();
 }
@@ -363,24 +337,16 @@ void DirectoryObject::OnClosed()
         const KernelLock guard(m_lock);
         m_bClosed = true;
     }
-    while (m_uWatch.load() == kBegins)
-    {
-        FutexWait(m_uWatch, kBegins, nullptr);
-    }
+    FutexWaitWhile(m_uWatch, kBegins);
     m_pWatcher.reset();
-    ReadList pending;
     ReadList undelivered;
     {
         const KernelLock guard(m_lock);
-        pending.swap(m_listPending);
         undelivered.swap(m_listUndelivered);
     }
     for (const std::shared_ptr<DirectoryRead>& pRead : undelivered)
     {
         pRead->Forget();
     }
-    for (const std::shared_ptr<DirectoryRead>& pRead : pending)
-    {
-        DirectoryRead::Complete(pRead, kStatusReadCancelled, ChangeBatch());
-    }
+    Cancel(nullptr);
 }

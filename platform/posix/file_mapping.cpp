@@ -3,13 +3,8 @@
 // One Section stands for one object that this process has open for one kind of access: every handle and every view of
 // it shares its mapping. The descriptor is closed at the first mapping, so an open section costs address space and
 // nothing else. The mapping goes when no handle and no view is left.
-#include <errno.h>
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <map>
-#include <memory>
-#include <mutex>
 #include <tuple>
 #include <utility>
 
@@ -17,7 +12,6 @@
 #include "platform/posix/kernel.h"
 #include "platform/posix/section_object.h"
 #include "platform/vo_owners.h"
-#include "platform/vo_platform.h"
 
 namespace
 {
@@ -87,13 +81,11 @@ bool Section::EnsureMapped()
     const size_t uSize = static_cast<size_t>(std::get<off_t>(m_key));
     if (uSize == 0)
     {
-        SetLastError(ERROR_FILE_INVALID);
-        return false;
+        return FailCall(ERROR_FILE_INVALID);
     }
     if (!m_mapping.Map(m_descriptor.Get(), uSize, CanWrite()))
     {
-        SetLastError(ErrorFromErrno(errno));
-        return false;
+        return FailCall(ErrorFromErrno(errno));
     }
     m_descriptor.Reset();
     return true;
@@ -157,12 +149,7 @@ HANDLE HandleOf(const std::shared_ptr<Section>& pSection)
 HANDLE OpenByPath(const std::string& strPath, bool bWrite)
 {
     const std::shared_ptr<Section> pSection = OpenSection(strPath, bWrite);
-    if (!pSection)
-    {
-        SetLastError(ErrorFromErrno(errno));
-        return nullptr;
-    }
-    return HandleOf(pSection);
+    return pSection ? HandleOf(pSection) : FailCall(ErrorFromErrno(errno), HANDLE{});
 }
 
 // The view that holds an address, or the end of the table. Under the lock of the sections.
@@ -181,52 +168,38 @@ std::map<const char*, View>::iterator FindView(SectionTable& table, const void* 
 
 HANDLE OpenFileMappingW(DWORD uAccess, BOOL bInherit, const VOWCHAR* pszName)
 {
-    if ((uAccess != FILE_MAP_READ && uAccess != FILE_MAP_WRITE) || bInherit != FALSE)
+    const bool bValid = (uAccess == FILE_MAP_READ || uAccess == FILE_MAP_WRITE) && bInherit == FALSE;
+    if (!bValid || VO_FAULT_POINT("OpenFileMappingW"))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    if (VO_FAULT_POINT("OpenFileMappingW"))
-    {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return FailCall(bValid ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER, nullptr);
     }
     const std::string strPath = SectionObjectPath(pszName, "");
-    if (strPath.empty())
-    {
-        SetLastError(ErrorFromErrno(errno));
-        return nullptr;
-    }
-    return OpenByPath(strPath, uAccess == FILE_MAP_WRITE);
+    return strPath.empty() ? FailCall(ErrorFromErrno(errno), HANDLE{}) : OpenByPath(strPath, uAccess == FILE_MAP_WRITE);
 }
 
 HANDLE CreateFileMappingW(HANDLE hFile, void* pSecurity, DWORD uProtect, DWORD uSizeHigh, DWORD uSizeLow,
                           const VOWCHAR* pszName)
 {
     const uint64_t ullSize = (uint64_t{uSizeHigh} << 32) | uSizeLow;
-    if (hFile != INVALID_HANDLE_VALUE || pSecurity != nullptr || uProtect != PAGE_READWRITE || ullSize == 0)
+    const bool bValid =
+        hFile == INVALID_HANDLE_VALUE && pSecurity == nullptr && uProtect == PAGE_READWRITE && ullSize != 0;
+    if (!bValid || VO_FAULT_POINT("CreateFileMappingW"))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    if (VO_FAULT_POINT("CreateFileMappingW"))
-    {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return FailCall(bValid ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER, nullptr);
     }
     const std::string strPath = SectionObjectPath(pszName, "");
     if (strPath.empty())
     {
-        SetLastError(ErrorFromErrno(errno));
-        return nullptr;
+        return FailCall(ErrorFromErrno(errno), nullptr);
     }
     // Somebody else may make the object, or remove it, between two of these steps: then they begin again.
+    bool bMade = false;
     for (int nAttempt = 0; nAttempt < kNameAttempts; ++nAttempt)
     {
-        HANDLE hSection = OpenByPath(strPath, true);
+        const HANDLE hSection = OpenByPath(strPath, true);
         if (hSection != nullptr)
         {
-            SetLastError(ERROR_ALREADY_EXISTS);
+            SetLastError(bMade ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
             return hSection;
         }
         if (GetLastError() != ERROR_FILE_NOT_FOUND)
@@ -234,52 +207,31 @@ HANDLE CreateFileMappingW(HANDLE hFile, void* pSecurity, DWORD uProtect, DWORD u
             return nullptr;
         }
         TemporaryObject object;
-        if (object.Create(strPath, ullSize) && object.Publish(false))
+        bMade = object.Create(strPath, ullSize) && object.Publish(false);
+        if (!bMade && errno != EEXIST)
         {
-            hSection = OpenByPath(strPath, true);
-            if (hSection != nullptr)
-            {
-                SetLastError(ERROR_SUCCESS);
-                return hSection;
-            }
-            if (GetLastError() != ERROR_FILE_NOT_FOUND)
-            {
-                return nullptr;
-            }
-        }
-        else if (errno != EEXIST)
-        {
-            SetLastError(ErrorFromErrno(errno));
-            return nullptr;
+            return FailCall(ErrorFromErrno(errno), nullptr);
         }
     }
-    SetLastError(ERROR_GEN_FAILURE);
-    return nullptr;
+    return FailCall(ERROR_GEN_FAILURE, nullptr);
 }
 
 void* MapViewOfFile(HANDLE hSection, DWORD uAccess, DWORD uOffsetHigh, DWORD uOffsetLow, SIZE_T uLength)
 {
-    const bool bAccess = uAccess == FILE_MAP_READ || uAccess == FILE_MAP_WRITE;
-    if (!bAccess || uOffsetHigh != 0 || uOffsetLow != 0 || uLength != 0)
+    const bool bValid =
+        (uAccess == FILE_MAP_READ || uAccess == FILE_MAP_WRITE) && uOffsetHigh == 0 && uOffsetLow == 0 && uLength == 0;
+    if (!bValid || VO_FAULT_POINT("MapViewOfFile"))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    if (VO_FAULT_POINT("MapViewOfFile"))
-    {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return FailCall(bValid ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER, nullptr);
     }
     const std::shared_ptr<Section> pSection = HandleTable::Instance().Find<Section>(hSection);
     if (!pSection)
     {
-        SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
     if (uAccess == FILE_MAP_WRITE && !pSection->CanWrite())
     {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return nullptr;
+        return FailCall(ERROR_ACCESS_DENIED, nullptr);
     }
     SectionTable& table = Sections();
     const KernelLock guard(table.lock);
@@ -301,8 +253,7 @@ BOOL UnmapViewOfFile(const void* pView)
     const auto place = table.mapViews.find(static_cast<const char*>(pView));
     if (place == table.mapViews.end())
     {
-        SetLastError(ERROR_INVALID_ADDRESS);
-        return FALSE;
+        return FailCall(ERROR_INVALID_ADDRESS);
     }
     if (--place->second.uMaps == 0)
     {
@@ -314,32 +265,26 @@ BOOL UnmapViewOfFile(const void* pView)
 
 SIZE_T VirtualQuery(const void* pAddress, MEMORY_BASIC_INFORMATION* pInfo, SIZE_T uLength)
 {
-    if (pInfo == nullptr || uLength != sizeof(*pInfo))
+    const bool bValid = pInfo != nullptr && uLength == sizeof(*pInfo);
+    if (!bValid || VO_FAULT_POINT("VirtualQuery"))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
-    }
-    if (VO_FAULT_POINT("VirtualQuery"))
-    {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return 0;
+        return FailCall(bValid ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER);
     }
     SectionTable& table = Sections();
     const KernelLock guard(table.lock);
     const auto place = FindView(table, pAddress);
     if (place == table.mapViews.end())
     {
-        SetLastError(ERROR_INVALID_ADDRESS);
-        return 0;
+        return FailCall(ERROR_INVALID_ADDRESS);
     }
     const Section& section = *place->second.pSection;
     const size_t uPage = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const size_t uOffset = static_cast<size_t>(static_cast<const char*>(pAddress) - section.Begin()) / uPage * uPage;
-    pInfo->BaseAddress = section.Begin() + uOffset;
-    pInfo->AllocationBase = section.Begin();
-    pInfo->RegionSize = section.Size() - uOffset;
-    pInfo->State = MEM_COMMIT;
-    pInfo->Protect = section.CanWrite() ? PAGE_READWRITE : PAGE_READONLY;
-    pInfo->Type = MEM_MAPPED;
+    *pInfo = {.BaseAddress = section.Begin() + uOffset,
+              .AllocationBase = section.Begin(),
+              .RegionSize = section.Size() - uOffset,
+              .State = MEM_COMMIT,
+              .Protect = section.CanWrite() ? PAGE_READWRITE : PAGE_READONLY,
+              .Type = MEM_MAPPED};
     return sizeof(*pInfo);
 }

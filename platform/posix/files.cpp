@@ -1,106 +1,95 @@
 #include "platform/posix/files.h"
 
-#include <dirent.h>
-#include <errno.h>
-#include <fcntl.h>
 #include <limits.h>
 #include <linux/openat2.h>
-#include <stdlib.h>
-#include <string.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/types.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
-#include <string>
 #include <utility>
 
 #include "platform/fault_points.h"
 #include "platform/posix/kernel.h"
-#include "platform/vo_directories.h"
-#include "platform/vo_platform.h"
 #include "platform/vo_text.h"
 
-bool ReadFileStatus(int nDirectory, const char* pszPath, FileStatus* pStatus)
+std::string NativePathOf(const VOWCHAR* pszPath)
+{
+    VOWString strPath(static_cast<size_t>(lstrlenW(pszPath)), 0);
+    lstrcpyW(strPath.data(), pszPath);
+    return VOToNativePath(strPath);
+}
+
+namespace
+{
+// The part behind the last slash.
+std::string_view NameOf(std::string_view strPath)
+{
+    return strPath.substr(strPath.rfind('/') + 1);
+}
+
+// The _A_ bits, which are those of Windows' file attributes.
+uint32_t AttributesOf(bool bReadOnly, bool bFolder, std::string_view strName)
+{
+    return (bReadOnly ? _A_RDONLY : _A_NORMAL) | (strName.starts_with('.') ? _A_HIDDEN : 0u) |
+           (bFolder ? _A_SUBDIR : 0u);
+}
+
+// Describes a path, relative to the directory nDirectory, under a name. A link is looked at itself. False with errno
+// set.
+bool Describe(int nDirectory, const char* pszPath, std::string_view strName, VODirectoryEntry* pEntry)
 {
     struct statx info;
     const unsigned uWanted = STATX_BASIC_STATS | STATX_BTIME;
     if (VO_FAULT_POINT("statx"))
     {
-        errno = ENOMEM;
-        return false;
+        return FailErrno(ENOMEM);
     }
     if (statx(nDirectory, pszPath, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, uWanted, &info) != 0)
     {
         return false;
     }
-    pStatus->bFolder = S_ISDIR(info.stx_mode);
-    pStatus->bLink = S_ISLNK(info.stx_mode);
-    pStatus->bReadOnly = (info.stx_mode & S_IWUSR) == 0;
-    pStatus->ullSize = pStatus->bFolder ? 0 : info.stx_size;  // the bytes of a directory's own table count nowhere
-    pStatus->nAccessTime = info.stx_atime.tv_sec;
-    pStatus->nWriteTime = info.stx_mtime.tv_sec;
-    pStatus->uWriteFraction = info.stx_mtime.tv_nsec;
-    pStatus->uStatusStamp = static_cast<uint32_t>(info.stx_ctime.tv_sec) * 1000000007u + info.stx_ctime.tv_nsec;
-    pStatus->nCreateTime = (info.stx_mask & STATX_BTIME) != 0 ? info.stx_btime.tv_sec : info.stx_mtime.tv_sec;
+    pEntry->strName = VOFromNative(strName);
+    pEntry->bFolder = S_ISDIR(info.stx_mode);
+    pEntry->bLink = S_ISLNK(info.stx_mode);
+    pEntry->uAttribute = AttributesOf((info.stx_mode & S_IWUSR) == 0, pEntry->bFolder, strName);
+    pEntry->ullSize = pEntry->bFolder ? 0 : info.stx_size;  // the bytes of a directory's own table count nowhere
+    pEntry->nAccessTime = info.stx_atime.tv_sec;
+    pEntry->nWriteTime = info.stx_mtime.tv_sec;
+    pEntry->uWriteFraction = info.stx_mtime.tv_nsec;
+    pEntry->uStatusStamp = static_cast<uint32_t>(info.stx_ctime.tv_sec) * 1000000007u + info.stx_ctime.tv_nsec;
+    pEntry->nCreateTime = (info.stx_mask & STATX_BTIME) != 0 ? info.stx_btime.tv_sec : info.stx_mtime.tv_sec;
     return true;
 }
-
-uint32_t FileAttributes(const FileStatus& status, std::string_view strName)
-{
-    uint32_t uAttribute = _A_NORMAL;
-    uAttribute |= status.bReadOnly ? _A_RDONLY : 0;
-    uAttribute |= !strName.empty() && strName.front() == '.' ? _A_HIDDEN : 0;
-    uAttribute |= status.bFolder ? _A_SUBDIR : 0;
-    return uAttribute;
-}
+}  // namespace
 
 // Find-first for one path.
-
-namespace
-{
-// Nothing stays open behind a find of one path; this value only says that it was found.
-constexpr intptr_t kFound = 1;
-}  // namespace
 
 intptr_t _wfindfirst64i32(const VOWCHAR* pszPath, _wfinddata64i32_t* pData)
 {
     if (pszPath == nullptr || pData == nullptr)
     {
-        errno = EINVAL;
-        return -1;
+        return FailErrno(EINVAL, -1);
     }
-    VOWString strPath(static_cast<size_t>(lstrlenW(pszPath)), 0);
-    lstrcpyW(strPath.data(), pszPath);
-    const std::string strNative = VOToNativePath(strPath);
-    FileStatus status;
+    const std::string strNative = NativePathOf(pszPath);
+    VODirectoryEntry entry;
     if (VO_FAULT_POINT("_wfindfirst64i32") || strNative.empty() || strNative.back() == '/' ||
-        !ReadFileStatus(AT_FDCWD, strNative.c_str(), &status))
+        !Describe(AT_FDCWD, strNative.c_str(), NameOf(strNative), &entry))
     {
-        errno = ENOENT;
-        return -1;
+        return FailErrno(ENOENT, -1);
     }
-    const std::string_view strName = std::string_view(strNative).substr(strNative.rfind('/') + 1);
-    pData->attrib = FileAttributes(status, strName);
-    pData->time_create = status.nCreateTime;
-    pData->time_access = status.nAccessTime;
-    pData->time_write = status.nWriteTime;
-    pData->size = static_cast<unsigned>(status.ullSize);
-    StringCchCopyW(pData->name, sizeof(pData->name) / sizeof(pData->name[0]), VOFromNative(strName).c_str());
-    return kFound;
+    pData->attrib = entry.uAttribute;
+    pData->time_create = entry.nCreateTime;
+    pData->time_access = entry.nAccessTime;
+    pData->time_write = entry.nWriteTime;
+    pData->size = static_cast<unsigned>(entry.ullSize);
+    StringCchCopyW(pData->name, sizeof(pData->name) / sizeof(pData->name[0]), entry.strName.c_str());
+    return 1;  // nothing stays open behind a find of one path: it only says that it was found
 }
 
 int _findclose(intptr_t hFind)
 {
-    if (hFind == -1)
-    {
-        errno = EINVAL;
-        return -1;
-    }
-    return 0;
+    return hFind != -1 ? 0 : FailErrno(EINVAL, -1);
 }
 
 // Files by narrow path: attributes, folders, and streams in the runtime's text mode.
@@ -115,22 +104,22 @@ std::string WithSystemSlashes(const char* pszPath)
     return strPath;
 }
 
-// The part behind the last slash.
-bool NameBeginsWithDot(const std::string& strPath)
+// What stands at a path that isn't refused, and its form for the system. False with the last error set.
+bool LookAt(const char* pszPath, bool bRefused, std::string* pstrPath, struct stat* pInfo)
 {
-    const size_t uSlash = strPath.rfind('/');
-    const size_t uName = uSlash == std::string::npos ? 0 : uSlash + 1;
-    return uName < strPath.size() && strPath[uName] == '.';
+    if (bRefused)
+    {
+        return FailCall(ERROR_INVALID_PARAMETER);
+    }
+    *pstrPath = WithSystemSlashes(pszPath);
+    return stat(pstrPath->c_str(), pInfo) == 0 || FailCall(ErrorFromErrno(errno));
 }
 
 // Reads a file as the runtime's text mode does: CR LF is one line end, LF, and the file ends at its end mark, Ctrl-Z.
 class TextReader
 {
 public:
-    explicit TextReader(int nFile) : m_nFile(nFile) {}
-    ~TextReader() { close(m_nFile); }
-    TextReader(const TextReader&) = delete;
-    TextReader& operator=(const TextReader&) = delete;
+    explicit TextReader(Descriptor file) : m_file(std::move(file)) {}
 
     ssize_t Read(char* pTo, size_t uSize)
     {
@@ -162,7 +151,7 @@ private:
     {
         while (m_uAt == m_uEnd && !m_bEnd)
         {
-            const ssize_t nBytes = VO_FAULT_POINT("read") ? -1 : read(m_nFile, m_achBuffer, sizeof(m_achBuffer));
+            const ssize_t nBytes = VO_FAULT_POINT("read") ? -1 : read(m_file.Get(), m_achBuffer, sizeof(m_achBuffer));
             if (nBytes < 0 && errno == EINTR)
             {
                 continue;
@@ -175,7 +164,7 @@ private:
         return m_uAt < m_uEnd;
     }
 
-    int m_nFile;
+    const Descriptor m_file;
     bool m_bEnd = false;
     bool m_bFailed = false;
     size_t m_uAt = 0;
@@ -196,19 +185,17 @@ int CloseText(void* pReader)
 
 FILE* OpenForReadingText(const char* pszPath)
 {
-    const int nFile = open(pszPath, O_RDONLY | O_CLOEXEC);
+    Descriptor file(open(pszPath, O_RDONLY | O_CLOEXEC));
     struct stat info;
-    if (nFile < 0)
+    if (!file.IsOpen())
     {
         return nullptr;
     }
-    if (fstat(nFile, &info) != 0 || S_ISDIR(info.st_mode))
+    if (fstat(file.Get(), &info) != 0 || S_ISDIR(info.st_mode))
     {
-        close(nFile);
-        errno = EACCES;
-        return nullptr;
+        return FailErrno(EACCES, nullptr);
     }
-    std::unique_ptr<TextReader> pReader(new TextReader(nFile));
+    auto pReader = std::make_unique<TextReader>(std::move(file));
     const cookie_io_functions_t functions = {ReadText, nullptr, nullptr, CloseText};
     FILE* const pStream = fopencookie(pReader.get(), "r", functions);
     if (pStream != nullptr)
@@ -223,8 +210,7 @@ FILE* VOOpenFile(const char* pszPath, const char* pszMode)
 {
     if (pszPath == nullptr || VO_FAULT_POINT("VOOpenFile"))
     {
-        errno = pszPath == nullptr ? EINVAL : EMFILE;
-        return nullptr;
+        return FailErrno(pszPath == nullptr ? EINVAL : EMFILE, nullptr);
     }
     const std::string strPath = WithSystemSlashes(pszPath);
     if (strcmp(pszMode, "r") == 0)
@@ -239,56 +225,33 @@ FILE* VOOpenFile(const char* pszPath, const char* pszMode)
 DWORD GetFileAttributesA(const char* pszPath)
 {
     struct stat info;
-    if (pszPath == nullptr || VO_FAULT_POINT("GetFileAttributesA"))
+    std::string strPath;
+    if (!LookAt(pszPath, pszPath == nullptr || VO_FAULT_POINT("GetFileAttributesA"), &strPath, &info))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
         return INVALID_FILE_ATTRIBUTES;
     }
-    const std::string strPath = WithSystemSlashes(pszPath);
-    if (stat(strPath.c_str(), &info) != 0)
-    {
-        SetLastError(ErrorFromErrno(errno));
-        return INVALID_FILE_ATTRIBUTES;
-    }
-    DWORD uAttributes = (info.st_mode & S_IWUSR) == 0 ? FILE_ATTRIBUTE_READONLY : 0u;
-    uAttributes |= NameBeginsWithDot(strPath) ? FILE_ATTRIBUTE_HIDDEN : 0u;
-    uAttributes |= S_ISDIR(info.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : 0u;
+    const DWORD uAttributes = AttributesOf((info.st_mode & S_IWUSR) == 0, S_ISDIR(info.st_mode), NameOf(strPath));
     return uAttributes != 0 ? uAttributes : FILE_ATTRIBUTE_NORMAL;
 }
 
 BOOL SetFileAttributesA(const char* pszPath, DWORD uAttributes)
 {
     struct stat info;
-    if (pszPath == nullptr || VO_FAULT_POINT("SetFileAttributesA"))
+    std::string strPath;
+    if (!LookAt(pszPath, pszPath == nullptr || VO_FAULT_POINT("SetFileAttributesA"), &strPath, &info))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
-    }
-    const std::string strPath = WithSystemSlashes(pszPath);
-    if (stat(strPath.c_str(), &info) != 0)
-    {
-        SetLastError(ErrorFromErrno(errno));
         return FALSE;
     }
     // The owner's permission alone: clearing and setting it gives back exactly the mode that was there.
     const mode_t uMode = info.st_mode & 07777;
     const mode_t uWanted = (uAttributes & FILE_ATTRIBUTE_READONLY) != 0 ? uMode & ~mode_t{S_IWUSR} : uMode | S_IWUSR;
-    if (uWanted != uMode && chmod(strPath.c_str(), uWanted) != 0)
-    {
-        SetLastError(ErrorFromErrno(errno));
-        return FALSE;
-    }
-    return TRUE;
+    return uWanted == uMode || chmod(strPath.c_str(), uWanted) == 0 || FailCall(ErrorFromErrno(errno));
 }
 
 int _mkdir(const char* pszPath)
 {
-    if (pszPath == nullptr || VO_FAULT_POINT("_mkdir"))
-    {
-        errno = EINVAL;
-        return -1;
-    }
-    return mkdir(WithSystemSlashes(pszPath).c_str(), 0777);
+    const bool bRefused = pszPath == nullptr || VO_FAULT_POINT("_mkdir");
+    return bRefused ? FailErrno(EINVAL, -1) : mkdir(WithSystemSlashes(pszPath).c_str(), 0777);
 }
 
 size_t VOPathRootLength(const char* pszPath)
@@ -320,14 +283,20 @@ Descriptor OpenPiece(int nFolder, const std::string& strPath)
     }
     return Descriptor(static_cast<int>(nResult));
 }
+
+// The next entry, or null with errno set or, at the end, 0.
+const dirent* NextEntry(const DirectoryStream& stream)
+{
+    errno = VO_FAULT_POINT("directory.read") ? EIO : 0;
+    return errno == 0 ? readdir(stream.get()) : nullptr;
+}
 }  // namespace
 
 Descriptor OpenFolderBelow(int nRoot, const std::string& strPath)
 {
     if (VO_FAULT_POINT("directory.open"))
     {
-        errno = EMFILE;
-        return Descriptor();
+        return FailErrno(EMFILE, Descriptor());
     }
     if (strPath.empty())
     {
@@ -365,31 +334,32 @@ bool ReadTrace(int nFolder, const char* pszName, FileTrace* pTrace)
     return true;
 }
 
-bool ForEachEntry(int nFolder, const std::function<void(const char*)>& fnEntry)
+DirectoryStream StreamOf(Descriptor folder)
 {
-    const int nOwn = VO_FAULT_POINT("directory.read") ? -1 : fcntl(nFolder, F_DUPFD_CLOEXEC, 0);
-    DIR* const pStream = nOwn >= 0 ? fdopendir(nOwn) : nullptr;
-    if (pStream == nullptr)
+    DirectoryStream stream(fdopendir(folder.Get()), closedir);
+    if (stream)
     {
-        const int nError = nOwn >= 0 ? errno : EMFILE;
-        Descriptor closed(nOwn);
-        closed.Reset();
-        errno = nError;
+        folder.Release();  // the stream's own now
+    }
+    return stream;
+}
+
+bool ForEachEntry(DirectoryStream stream, const std::function<void(int nFolder, const dirent& entry)>& fnEntry)
+{
+    if (!stream)
+    {
         return false;
     }
-    errno = 0;
-    while (const dirent* pEntry = readdir(pStream))
+    for (const dirent* pEntry = NextEntry(stream); pEntry != nullptr; pEntry = NextEntry(stream))
     {
         if (strcmp(pEntry->d_name, ".") != 0 && strcmp(pEntry->d_name, "..") != 0)
         {
-            fnEntry(pEntry->d_name);
+            fnEntry(dirfd(stream.get()), *pEntry);
         }
-        errno = 0;
     }
     const int nError = errno;
-    closedir(pStream);
-    errno = nError;
-    return nError == 0;
+    stream.reset();
+    return nError == 0 || FailErrno(nError);
 }
 
 VODirectoryKind KindOfFileSystem(uint32_t uType)
@@ -446,62 +416,28 @@ bool FailWith(VOSystemError* pError, int nError)
 
 namespace
 {
-typedef std::unique_ptr<DIR, int (*)(DIR*)> DirectoryStream;
-
 // The stream of a directory, or none with errno set.
 DirectoryStream OpenDirectory(const std::string& strPath)
 {
-    if (VO_FAULT_POINT("directory.open"))
-    {
-        errno = EMFILE;
-        return DirectoryStream(nullptr, closedir);
-    }
-    return DirectoryStream(opendir(strPath.c_str()), closedir);
+    DirectoryStream none(nullptr, closedir);
+    return VO_FAULT_POINT("directory.open") ? FailErrno(EMFILE, std::move(none))
+                                            : DirectoryStream(opendir(strPath.c_str()), closedir);
 }
 
-// The next entry, or null with errno set or, at the end, 0.
-const dirent* NextEntry(const DirectoryStream& stream)
-{
-    errno = VO_FAULT_POINT("directory.read") ? EIO : 0;
-    return errno == 0 ? readdir(stream.get()) : nullptr;
-}
-
-void Describe(const FileStatus& status, std::string_view strName, VODirectoryEntry* pEntry)
-{
-    pEntry->strName = VOFromNative(strName);
-    pEntry->bFolder = status.bFolder;
-    pEntry->bLink = status.bLink;
-    pEntry->uAttribute = FileAttributes(status, strName);
-    pEntry->ullSize = status.ullSize;
-    pEntry->nCreateTime = status.nCreateTime;
-    pEntry->nAccessTime = status.nAccessTime;
-    pEntry->nWriteTime = status.nWriteTime;
-    pEntry->uWriteFraction = status.uWriteFraction;
-    pEntry->uStatusStamp = status.uStatusStamp;
-}
-
-// False for an entry that is gone, and for the directory's two entries for itself and its parent.
+// False for an entry that is gone.
 bool DescribeEntry(int nDirectory, const dirent& entry, VODirectoryEntry* pEntry)
 {
-    const std::string_view strName = entry.d_name;
-    FileStatus status;
-    if (strName == "." || strName == "..")
+    const bool bDescribed = Describe(nDirectory, entry.d_name, entry.d_name, pEntry);
+    if (bDescribed || errno == ENOENT)
     {
-        return false;
+        return bDescribed;
     }
-    if (!ReadFileStatus(nDirectory, entry.d_name, &status))
-    {
-        if (errno == ENOENT)
-        {
-            return false;
-        }
-        // Not to be looked at, but there: what the directory itself says has to do.
-        status = FileStatus();
-        status.bFolder = entry.d_type == DT_DIR;
-        status.bLink = entry.d_type == DT_LNK;
-        pEntry->bDescribed = false;
-    }
-    Describe(status, strName, pEntry);
+    // Not to be looked at, but there: what the directory itself says has to do.
+    pEntry->bDescribed = false;
+    pEntry->strName = VOFromNative(entry.d_name);
+    pEntry->bFolder = entry.d_type == DT_DIR;
+    pEntry->bLink = entry.d_type == DT_LNK;
+    pEntry->uAttribute = AttributesOf(false, pEntry->bFolder, entry.d_name);
     return true;
 }
 }  // namespace
@@ -509,27 +445,20 @@ bool DescribeEntry(int nDirectory, const dirent& entry, VODirectoryEntry* pEntry
 bool VOListDirectory(const VOWString& strPath, std::vector<VODirectoryEntry>* pvecEntries, VOSystemError* pError)
 {
     pvecEntries->clear();
-    const DirectoryStream stream = OpenDirectory(VOToNativePath(strPath));
-    if (!stream)
-    {
-        return FailWith(pError, errno);
-    }
     std::vector<VODirectoryEntry> vecEntries;
-    while (const dirent* pEntry = NextEntry(stream))
+    const auto fnEntry = [&vecEntries](int nFolder, const dirent& found)
     {
         VODirectoryEntry entry;
-        if (DescribeEntry(dirfd(stream.get()), *pEntry, &entry))
+        if (DescribeEntry(nFolder, found, &entry))
         {
             vecEntries.push_back(std::move(entry));
         }
-    }
-    if (errno != 0)
+    };
+    if (!ForEachEntry(OpenDirectory(VOToNativePath(strPath)), fnEntry))
     {
         return FailWith(pError, errno);
     }
-    std::sort(vecEntries.begin(), vecEntries.end(),
-              [](const VODirectoryEntry& first, const VODirectoryEntry& second)
-              { return first.strName < second.strName; });
+    std::ranges::sort(vecEntries, {}, &VODirectoryEntry::strName);
     *pvecEntries = std::move(vecEntries);
     return true;
 }
@@ -541,11 +470,5 @@ bool VODescribeFile(const VOWString& strPath, VODirectoryEntry* pEntry, VOSystem
     {
         strNative.pop_back();  // a slash at the end would have a link followed
     }
-    FileStatus status;
-    if (!ReadFileStatus(AT_FDCWD, strNative.c_str(), &status))
-    {
-        return FailWith(pError, errno);
-    }
-    Describe(status, std::string_view(strNative).substr(strNative.rfind('/') + 1), pEntry);
-    return true;
+    return Describe(AT_FDCWD, strNative.c_str(), NameOf(strNative), pEntry) || FailWith(pError, errno);
 }

@@ -2,36 +2,17 @@
 // them.
 #pragma once
 
+#include <dirent.h>
 #include <fcntl.h>
-#include <stdint.h>
-#include <sys/types.h>
 
 #include <functional>
-#include <string>
-#include <string_view>
+#include <memory>
 
 #include "platform/posix/section_object.h"
 #include "platform/vo_directories.h"
 
-// What the system knows about one file, in the terms of find-first.
-struct FileStatus
-{
-    bool bFolder = false;
-    bool bLink = false;
-    bool bReadOnly = false;  // the owner has no write permission
-    uint64_t ullSize = 0;
-    int64_t nCreateTime = 0;  // seconds since 1970; the modification time where no birth time is kept
-    int64_t nAccessTime = 0;
-    int64_t nWriteTime = 0;
-    uint32_t uWriteFraction = 0;  // nanoseconds
-    uint32_t uStatusStamp = 0;    // of the time of the last change of any kind
-};
-
-// Reads the status of a path, relative to the directory nDirectory. A link is looked at itself. False with errno set.
-bool ReadFileStatus(int nDirectory, const char* pszPath, FileStatus* pStatus);
-
-// The _A_ bits of a file of that name.
-uint32_t FileAttributes(const FileStatus& status, std::string_view strName);
+// The narrow form of a path at any address.
+std::string NativePathOf(const VOWCHAR* pszPath);
 
 // Reaching what a tree holds by paths of any length, without following links below its root.
 
@@ -58,8 +39,13 @@ Descriptor OpenFolderBelow(int nRoot, const std::string& strPath);
 // Looks at one entry of an open directory. Failure: errno.
 bool ReadTrace(int nFolder, const char* pszName, FileTrace* pTrace);
 
-// Calls fnEntry with the names in an open directory, without "." and "..". False with errno when reading it fails.
-bool ForEachEntry(int nFolder, const std::function<void(const char*)>& fnEntry);
+// A directory that is read; null, with errno set, for one that can't be.
+typedef std::unique_ptr<DIR, int (*)(DIR*)> DirectoryStream;
+DirectoryStream StreamOf(Descriptor folder);
+
+// Calls fnEntry with what a directory holds, without "." and "..", and with its descriptor. False with errno when there
+// is no stream, or reading it fails.
+bool ForEachEntry(DirectoryStream stream, const std::function<void(int nFolder, const dirent& entry)>& fnEntry);
 
 // The kind of a file system by its number, as statfs gives it.
 VODirectoryKind KindOfFileSystem(uint32_t uType);

@@ -1,6 +1,5 @@
 #include "platform/posix/kernel.h"
 
-#include <errno.h>
 #include <pthread.h>
 
 #include <atomic>
@@ -81,12 +80,7 @@ bool HandleTable::Close(HANDLE hObject)
 
 BOOL CloseHandle(HANDLE hObject)
 {
-    if (!IsPseudoHandle(hObject) && !HandleTable::Instance().Close(hObject))
-    {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
-    return TRUE;
+    return IsPseudoHandle(hObject) || HandleTable::Instance().Close(hObject) || FailCall(ERROR_INVALID_HANDLE);
 }
 
 // The calling thread's last-error value, and the system's error numbers in its terms.

@@ -38,11 +38,16 @@ public:
     // Opens a handle once more. False when it is closed already.
     bool Reopen(HANDLE hObject);
 
-    // The object behind a handle that is of this kind, or null.
+    // The object behind a handle that is of this kind; null with ERROR_INVALID_HANDLE when there is none.
     template <class Kind>
     std::shared_ptr<Kind> Find(HANDLE hObject)
     {
-        return std::dynamic_pointer_cast<Kind>(FindObject(hObject));
+        std::shared_ptr<Kind> pObject = std::dynamic_pointer_cast<Kind>(FindObject(hObject));
+        if (!pObject)
+        {
+            SetLastError(ERROR_INVALID_HANDLE);
+        }
+        return pObject;
     }
 
     // Takes back one opening. False when the handle isn't open.
@@ -64,6 +69,21 @@ private:
 
 // The system's error numbers in the terms of GetLastError.
 DWORD ErrorFromErrno(int nErrno);
+
+// Says why a call fails, as its last error or in errno, and gives what the call returns then.
+template <typename Result = bool>
+Result FailCall(DWORD uError, Result failure = Result())
+{
+    SetLastError(uError);
+    return failure;
+}
+
+template <typename Result = bool>
+Result FailErrno(int nError, Result failure = Result())
+{
+    errno = nError;
+    return failure;
+}
 
 // Stretches of code in which a thread isn't suspended.
 //

@@ -1,43 +1,22 @@
-#include <errno.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
-#include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
-#include <limits>
-
 #include "platform/fault_points.h"
+#include "platform/posix/section_object.h"
 #include "platform/posix/waits.h"
 #include "platform/sanitizers.h"
-#include "platform/vo_platform.h"
 #include "platform/vo_process.h"
 
 namespace
 {
-// A request is a byte in a pipe that nobody takes out again: whoever waits, now or later, finds the pipe readable.
-std::atomic<bool> s_bRequested{false};
-std::atomic<int> s_nRequestEnd{-1};
+// Set by a request and never reset: whoever waits, now or later, finds it.
+std::atomic<uint32_t> s_uRequested{0};
 // When the first stop signal came, in milliseconds of the clock that only goes forward; 0 before.
 std::atomic<int64_t> s_nFirstSignal{0};
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
-                  std::atomic<int64_t>::is_always_lock_free,
+static_assert(std::atomic<uint32_t>::is_always_lock_free && std::atomic<int64_t>::is_always_lock_free,
               "a signal handler uses them");
-
-void NoteRequest()
-{
-    const int nError = errno;
-    if (!s_bRequested.exchange(true))
-    {
-        const char cByte = 1;
-        const int nRequestEnd = s_nRequestEnd.load();
-        [[maybe_unused]] const ssize_t nWritten = nRequestEnd >= 0 ? write(nRequestEnd, &cByte, 1) : 0;
-    }
-    errno = nError;
-}
 
 void OnStopSignal(int nSignal)
 {
@@ -45,7 +24,7 @@ void OnStopSignal(int nSignal)
     const int64_t nNow = MillisecondsNow();
     if (s_nFirstSignal.compare_exchange_strong(nFirst, nNow))
     {
-        NoteRequest();
+        VORequestStop();
     }
     else if (nNow - nFirst >= int64_t{kVOSameStopRequest})
     {
@@ -55,34 +34,9 @@ void OnStopSignal(int nSignal)
     }
 }
 
-// The end of the pipe to wait at, or -1 when there can't be one.
-int WaitingEnd()
-{
-    static const int s_nWaitingEnd = []
-    {
-        int aEnds[2] = {-1, -1};
-        if (VO_FAULT_POINT("stop.pipe") || pipe2(aEnds, O_CLOEXEC | O_NONBLOCK) != 0)
-        {
-            return -1;
-        }
-        s_nRequestEnd.store(aEnds[1]);
-        if (s_bRequested.load())
-        {
-            const char cByte = 1;
-            [[maybe_unused]] const ssize_t nWritten = write(aEnds[1], &cByte, 1);
-        }
-        return aEnds[0];
-    }();
-    return s_nWaitingEnd;
-}
-
 bool HandleSignal(int nSignal)
 {
-    struct sigaction action = {};
-    action.sa_handler = OnStopSignal;
-    action.sa_flags = SA_RESTART;
-    sigemptyset(&action.sa_mask);
-    return sigaction(nSignal, &action, nullptr) == 0;
+    return !VO_FAULT_POINT("stop.signal") && signal(nSignal, OnStopSignal) != SIG_ERR;
 }
 
 // A terminal that closes asks to stop, unless the program was started to outlive it.
@@ -150,62 +104,43 @@ bool VOHandleStopRequests()
     {
         VOSleepMilliseconds(0);
     }
-    static const bool s_bHandled = WaitingEnd() >= 0 && HandleSignal(SIGINT) && HandleSignal(SIGTERM) && HandleHangUp();
+    static const bool s_bHandled = HandleSignal(SIGINT) && HandleSignal(SIGTERM) && HandleHangUp();
     return s_bHandled;
 }
 
 bool VOStopRequested()
 {
-    return s_bRequested.load();
+    return s_uRequested.load() != 0;
 }
 
 bool VOWaitForStopRequest(uint32_t uMilliseconds)
 {
-    const bool bForever = uMilliseconds == std::numeric_limits<uint32_t>::max();
-    const int64_t nEnd = MillisecondsNow() + uMilliseconds;
-    pollfd waiting = {WaitingEnd(), POLLIN, 0};
-    while (!VOStopRequested())
+    const Deadline deadline(uMilliseconds);
+    while (!VOStopRequested() && !deadline.IsOver())
     {
-        const int64_t nLeft = nEnd - MillisecondsNow();
-        if (!bForever && nLeft <= 0)
-        {
-            break;
-        }
-        // Without a pipe (a negative descriptor is skipped) the flag is looked at every now and then.
-        const int64_t nMost = waiting.fd >= 0 ? std::numeric_limits<int>::max() : 50;
-        const int nResult = poll(&waiting, 1, static_cast<int>(bForever ? nMost : std::min(nLeft, nMost)));
-        (void)nResult;
+        FutexWait(s_uRequested, 0, deadline.Get());
     }
     return VOStopRequested();
 }
 
 void VORequestStop()
 {
-    NoteRequest();
+    FutexStore(s_uRequested, 1);
 }
 
 // The console: the controlling terminal stands for the parent process's.
 
-namespace
-{
 constexpr const char* kConsoleDevice = "/dev/tty";
-}
 
 BOOL AttachConsole(DWORD uProcess)
 {
     if (uProcess != ATTACH_PARENT_PROCESS)
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
+        return FailCall(ERROR_INVALID_PARAMETER);
     }
-    const int nTerminal = VO_FAULT_POINT("AttachConsole") ? -1 : open(kConsoleDevice, O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (nTerminal < 0)
-    {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
-    close(nTerminal);
-    return TRUE;
+    const Descriptor terminal(VO_FAULT_POINT("AttachConsole") ? -1
+                                                              : open(kConsoleDevice, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    return terminal.IsOpen() || FailCall(ERROR_INVALID_HANDLE);
 }
 
 errno_t freopen_s(FILE** ppResult, const char* pszName, const char* pszMode, FILE* pStream)

@@ -1,12 +1,9 @@
 #include "platform/posix/section_object.h"
 
 #include <dirent.h>
-#include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
-#include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -15,11 +12,10 @@
 #include <atomic>
 #include <limits>
 #include <memory>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 #include "platform/fault_points.h"
+#include "platform/posix/kernel.h"
 #include "platform/vo_text.h"
 #include "platform/wide_scan.h"
 
@@ -89,27 +85,9 @@ bool IsTemporarySuffix(std::string_view strSuffix)
            IsNumber(strSuffix.substr(uDash + 1));
 }
 
-bool FailWith(int nError)
-{
-    errno = nError;
-    return false;
-}
-
 bool LockNow(int nDescriptor)
 {
     return flock(nDescriptor, LOCK_EX | LOCK_NB) == 0;
-}
-
-// Opens and locks a leftover. Not open when it is gone, isn't ours, or is still being built.
-Descriptor LockLeftover(const std::string& strPath)
-{
-    struct stat info;
-    Descriptor descriptor = OpenSectionObject(strPath, true, &info);
-    if (descriptor.IsOpen() && !LockNow(descriptor.Get()))
-    {
-        descriptor.Reset();
-    }
-    return descriptor;
 }
 
 // Every temporary object of this user and name space, stale or not.
@@ -143,21 +121,6 @@ std::vector<std::string> ListTemporaryObjects(const std::string& strFinalPath)
 }
 }  // namespace
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept
-{
-    if (this != &other)
-    {
-        Reset();
-        m_nDescriptor = other.Release();
-    }
-    return *this;
-}
-
-int Descriptor::Release()
-{
-    return std::exchange(m_nDescriptor, -1);
-}
-
 void Descriptor::Reset()
 {
     if (IsOpen())
@@ -180,7 +143,7 @@ bool Mapping::Map(int nDescriptor, size_t uSize, bool bWrite)
 {
     if (VO_FAULT_POINT("section.map"))
     {
-        return FailWith(ENOMEM);
+        return FailErrno(ENOMEM);
     }
     void* const pData = mmap(nullptr, uSize, bWrite ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, nDescriptor, 0);
     if (pData == MAP_FAILED)
@@ -203,8 +166,7 @@ std::string SectionObjectPath(const VOWCHAR* pszName, const char* pszSuffix)
     const std::string strObject = ObjectPrefix() + EncodePart(VOToNativePath(strName)) + pszSuffix;
     if (strName.empty() || strObject.size() > kLongestName)
     {
-        errno = strName.empty() ? EINVAL : ENAMETOOLONG;
-        return std::string();
+        return FailErrno(strName.empty() ? EINVAL : ENAMETOOLONG, std::string());
     }
     return kObjectDirectory + strObject;
 }
@@ -213,18 +175,18 @@ bool CheckSectionObject(const struct stat& info)
 {
     if (!S_ISREG(info.st_mode) || info.st_uid != geteuid() || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
     {
-        return FailWith(EACCES);
+        return FailErrno(EACCES);
     }
     // A second link would be a file of this user that somebody else has put under this name. None at all is an object
     // that was replaced a moment ago.
-    return info.st_nlink <= 1 || FailWith(EMLINK);
+    return info.st_nlink <= 1 || FailErrno(EMLINK);
 }
 
 bool FindSectionObject(const std::string& strPath, struct stat* pInfo)
 {
     if (VO_FAULT_POINT("section.find"))
     {
-        return FailWith(ENOMEM);
+        return FailErrno(ENOMEM);
     }
     return lstat(strPath.c_str(), pInfo) == 0 && CheckSectionObject(*pInfo);
 }
@@ -233,8 +195,7 @@ Descriptor OpenSectionObject(const std::string& strPath, bool bWrite, struct sta
 {
     if (VO_FAULT_POINT("section.open"))
     {
-        errno = EMFILE;
-        return Descriptor();
+        return FailErrno(EMFILE, Descriptor());
     }
     // Without waiting: a pipe that was planted under the name must not hold this process up.
     const int nFlags = (bWrite ? O_RDWR : O_RDONLY) | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
@@ -244,11 +205,6 @@ Descriptor OpenSectionObject(const std::string& strPath, bool bWrite, struct sta
         descriptor.Reset();
     }
     return descriptor;
-}
-
-TemporaryObject::~TemporaryObject()
-{
-    Remove();
 }
 
 void TemporaryObject::Remove()
@@ -287,11 +243,11 @@ bool TemporaryObject::CreateLocked(const std::string& strPath)
 {
     if (strPath.size() - strlen(kObjectDirectory) > kLongestName)
     {
-        return FailWith(ENAMETOOLONG);
+        return FailErrno(ENAMETOOLONG);
     }
     if (VO_FAULT_POINT("section.create"))
     {
-        return FailWith(EMFILE);
+        return FailErrno(EMFILE);
     }
     Descriptor descriptor(open(strPath.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!descriptor.IsOpen())
@@ -302,7 +258,7 @@ bool TemporaryObject::CreateLocked(const std::string& strPath)
     struct stat info;
     if (VO_FAULT_POINT("section.lock"))
     {
-        return FailWith(ENOLCK);
+        return FailErrno(ENOLCK);
     }
     // The mode is set again because the process may run with a mask that takes the owner's bits away.
     if (!LockNow(descriptor.Get()) || fchmod(descriptor.Get(), S_IRUSR | S_IWUSR) != 0 ||
@@ -312,7 +268,7 @@ bool TemporaryObject::CreateLocked(const std::string& strPath)
     }
     if (info.st_nlink == 0)
     {
-        return FailWith(EWOULDBLOCK);
+        return FailErrno(EWOULDBLOCK);
     }
     m_descriptor = std::move(descriptor);
     return true;
@@ -323,27 +279,27 @@ bool TemporaryObject::Reserve(size_t uSize)
     rlimit limit;
     if (VO_FAULT_POINT("section.reserve"))
     {
-        return FailWith(ENOSPC);
+        return FailErrno(ENOSPC);
     }
     // Asked for beforehand: the system would end the process by a signal.
     const bool bLimited = getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
     if (uSize > static_cast<size_t>(std::numeric_limits<off_t>::max()) || (bLimited && uSize > limit.rlim_cur))
     {
-        return FailWith(EFBIG);
+        return FailErrno(EFBIG);
     }
     int nError = EINTR;
     while (nError == EINTR)
     {
         nError = posix_fallocate(m_descriptor.Get(), 0, static_cast<off_t>(uSize));
     }
-    return nError == 0 || FailWith(nError);
+    return nError == 0 || FailErrno(nError);
 }
 
 bool TemporaryObject::Publish(bool bReplace)
 {
     if (VO_FAULT_POINT("section.publish"))
     {
-        return FailWith(ENOSPC);
+        return FailErrno(ENOSPC);
     }
     const char* const pszFrom = m_strPath.c_str();
     const char* const pszTo = m_strFinalPath.c_str();
@@ -370,9 +326,12 @@ size_t RemoveStaleObjects(const std::string& strFinalPath)
     size_t uRemoved = 0;
     for (const std::string& strPath : ListTemporaryObjects(strFinalPath))
     {
-        // The lock is held until the name is gone, so that the name can't pass to an object that is just begun.
-        const Descriptor descriptor = LockLeftover(strPath);
-        uRemoved += descriptor.IsOpen() && unlink(strPath.c_str()) == 0 ? 1 : 0;
+        // The lock is held until the name is gone, so that the name can't pass to an object that is just begun. One
+        // that is still being built is locked.
+        struct stat info;
+        const Descriptor descriptor = OpenSectionObject(strPath, true, &info);
+        const bool bLeftover = descriptor.IsOpen() && LockNow(descriptor.Get());
+        uRemoved += bLeftover && unlink(strPath.c_str()) == 0 ? 1 : 0;
     }
     return uRemoved;
 }

@@ -17,6 +17,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <utility>
 
 #include "vo_types.h"
 
@@ -30,12 +31,16 @@ public:
     Descriptor() = default;
     explicit Descriptor(int nDescriptor) : m_nDescriptor(nDescriptor) {}
     Descriptor(Descriptor&& other) noexcept : m_nDescriptor(other.Release()) {}
-    Descriptor& operator=(Descriptor&& other) noexcept;
+    Descriptor& operator=(Descriptor other) noexcept
+    {
+        std::swap(m_nDescriptor, other.m_nDescriptor);
+        return *this;
+    }
     ~Descriptor() { Reset(); }
 
     int Get() const { return m_nDescriptor; }
     bool IsOpen() const { return m_nDescriptor >= 0; }
-    int Release();
+    int Release() { return std::exchange(m_nDescriptor, -1); }
     void Reset();
 
 private:
@@ -80,7 +85,7 @@ public:
     TemporaryObject() = default;
     TemporaryObject(const TemporaryObject&) = delete;
     TemporaryObject& operator=(const TemporaryObject&) = delete;
-    ~TemporaryObject();
+    ~TemporaryObject() { Remove(); }
 
     bool Create(const std::string& strFinalPath, size_t uSize);
     int Get() const { return m_descriptor.Get(); }

@@ -1,4 +1,3 @@
-#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -16,13 +15,27 @@
 
 namespace
 {
-struct PublishedObject
+struct PublishedObject : VOHeldSection
 {
-    std::string strPath;
+    explicit PublishedObject(std::string strOfName) : strPath(std::move(strOfName)) {}
+
+    bool Withdraw() override
+    {
+        struct stat info;
+        const bool bFound = lstat(strPath.c_str(), &info) == 0;
+        bool bWithdrawn = bFound || errno == ENOENT;
+        if (bFound && info.st_dev == uDevice && info.st_ino == uObject)
+        {
+            errno = EACCES;
+            bWithdrawn = !VO_FAULT_POINT("section.withdraw") && (unlink(strPath.c_str()) == 0 || errno == ENOENT);
+        }
+        return bWithdrawn || FailCall(ErrorFromErrno(errno));
+    }
+
+    const std::string strPath;
     Mapping mapping;
     dev_t uDevice = 0;  // which object is held, to tell it from one that has taken over its name
     ino_t uObject = 0;
-    bool bExisted = false;
 };
 
 // True when the name is free or stands for something of this user's. Being allowed to replace another user's object, as
@@ -42,7 +55,10 @@ bool Take(PublishedObject& holding, int nDescriptor, const struct stat& info)
 {
     holding.uDevice = info.st_dev;
     holding.uObject = info.st_ino;
-    return holding.mapping.Map(nDescriptor, static_cast<size_t>(info.st_size), true);
+    holding.uSize = static_cast<size_t>(info.st_size);
+    const bool bMapped = holding.mapping.Map(nDescriptor, holding.uSize, true);
+    holding.pData = holding.mapping.Data();
+    return bMapped;
 }
 
 // Holds the object of that path when it is sound and large enough. *pbReplace tells, after a failure, that one which
@@ -59,8 +75,7 @@ bool TakeOver(PublishedObject& holding, size_t uSize, bool* pbReplace)
     if (static_cast<size_t>(info.st_size) < uSize)
     {
         *pbReplace = true;
-        errno = EEXIST;
-        return false;
+        return FailErrno(EEXIST);
     }
     holding.bExisted = true;
     return Take(holding, descriptor.Get(), info);
@@ -79,25 +94,13 @@ bool Build(PublishedObject& holding, size_t uSize, const VOPublishedSection::Wri
     {
         return false;
     }
-    if (pfnWriter != nullptr && !(*pfnWriter)(holding.mapping.Data(), uSize))
+    if (pfnWriter != nullptr && !(*pfnWriter)(holding.pData, uSize))
     {
-        errno = ECANCELED;
-        return false;
+        return FailErrno(ECANCELED);
     }
     return object.Publish(bReplace);
 }
 }  // namespace
-
-struct VOPublishedSection::Holding : PublishedObject
-{
-};
-
-VOPublishedSection::VOPublishedSection() = default;
-
-VOPublishedSection::~VOPublishedSection()
-{
-    Withdraw();
-}
 
 bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
 {
@@ -105,19 +108,17 @@ bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
     errno = strPath.empty() ? errno : EINVAL;
     if (strPath.empty() || uSize == 0)
     {
-        SetLastError(ErrorFromErrno(errno));
-        return false;
+        return FailCall(ErrorFromErrno(errno));
     }
     RemoveStaleObjects(strPath);
     // The name may come and go between the two steps: then they are made again.
     bool bHeld = false;
     bool bAgain = true;
-    std::unique_ptr<Holding> pHolding;
+    std::unique_ptr<PublishedObject> pHolding;
     for (int nAttempt = 0; bAgain && nAttempt < kNameAttempts; ++nAttempt)
     {
         bool bReplace = false;
-        pHolding = std::make_unique<Holding>();
-        pHolding->strPath = strPath;
+        pHolding = std::make_unique<PublishedObject>(strPath);
         bHeld = TakeOver(*pHolding, uSize, &bReplace);
         bAgain = false;
         if (!bHeld && (bReplace || errno == ENOENT))
@@ -128,74 +129,27 @@ bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
     }
     if (!bHeld)
     {
-        SetLastError(bAgain ? ERROR_GEN_FAILURE : ErrorFromErrno(errno));
-        return false;
+        return FailCall(bAgain ? ERROR_GEN_FAILURE : ErrorFromErrno(errno));
     }
-    m_pHolding = std::move(pHolding);
+    m_pHeld = std::move(pHolding);
     return true;
-}
-
-bool VOPublishedSection::Existed() const
-{
-    return m_pHolding && m_pHolding->bExisted;
 }
 
 bool VOPublishedSection::Replace(const VOWCHAR* pszName, size_t uSize, const Writer& fnWriter)
 {
-    auto pHolding = std::make_unique<Holding>();
-    pHolding->strPath = SectionObjectPath(pszName, "");
+    auto pHolding = std::make_unique<PublishedObject>(SectionObjectPath(pszName, ""));
     errno = pHolding->strPath.empty() ? errno : EINVAL;
     if (pHolding->strPath.empty() || uSize == 0 || !fnWriter)
     {
-        SetLastError(ErrorFromErrno(errno));
-        return false;
+        return FailCall(ErrorFromErrno(errno));
     }
     RemoveStaleObjects(pHolding->strPath);
     if (!Build(*pHolding, uSize, &fnWriter, true))
     {
-        SetLastError(ErrorFromErrno(errno));
-        return false;
+        return FailCall(ErrorFromErrno(errno));
     }
-    m_pHolding = std::move(pHolding);
+    m_pHeld = std::move(pHolding);
     return true;
-}
-
-void* VOPublishedSection::Data() const
-{
-    return m_pHolding ? m_pHolding->mapping.Data() : nullptr;
-}
-
-size_t VOPublishedSection::Size() const
-{
-    return m_pHolding ? m_pHolding->mapping.Size() : 0;
-}
-
-bool VOPublishedSection::Withdraw()
-{
-    if (!m_pHolding)
-    {
-        return true;
-    }
-    struct stat info;
-    const char* const pszPath = m_pHolding->strPath.c_str();
-    const bool bFound = lstat(pszPath, &info) == 0;
-    bool bWithdrawn = bFound || errno == ENOENT;
-    if (bFound && info.st_dev == m_pHolding->uDevice && info.st_ino == m_pHolding->uObject)
-    {
-        errno = EACCES;
-        bWithdrawn = !VO_FAULT_POINT("section.withdraw") && (unlink(pszPath) == 0 || errno == ENOENT);
-    }
-    if (!bWithdrawn)
-    {
-        SetLastError(ErrorFromErrno(errno));
-    }
-    m_pHolding.reset();
-    return bWithdrawn;
-}
-
-void VOPublishedSection::Detach()
-{
-    m_pHolding.reset();
 }
 
 size_t VORemoveStaleSectionObjects()
@@ -208,12 +162,6 @@ size_t VORemoveStaleSectionObjects()
 // The file holds the holder's process id in decimal. It is removed by the holder that releases it, under the lock; so a
 // locked file counts only as long as it is still the one of that name.
 
-struct VOInstanceLock::Holding
-{
-    std::string strPath;
-    Descriptor descriptor;
-};
-
 namespace
 {
 // The lock's file, made if there is none. Not open on failure, with errno set.
@@ -221,8 +169,7 @@ Descriptor OpenLockFile(const std::string& strPath)
 {
     if (VO_FAULT_POINT("lock.open"))
     {
-        errno = EMFILE;
-        return Descriptor();
+        return FailErrno(EMFILE, Descriptor());
     }
     const int nFlags = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     struct stat info;
@@ -249,8 +196,7 @@ bool WriteProcessId(int nDescriptor)
     const std::string strText = std::to_string(getpid());
     if (VO_FAULT_POINT("lock.write"))
     {
-        errno = ENOSPC;
-        return false;
+        return FailErrno(ENOSPC);
     }
     return ftruncate(nDescriptor, 0) == 0 &&
            pwrite(nDescriptor, strText.data(), strText.size(), 0) == static_cast<ssize_t>(strText.size());
@@ -270,32 +216,32 @@ uint32_t ReadProcessId(int nDescriptor)
 }
 }  // namespace
 
-VOInstanceLock::VOInstanceLock() = default;
-
-VOInstanceLock::~VOInstanceLock()
+struct VOInstanceLock::Holding
 {
-    Release();
-}
+    ~Holding()
+    {
+        if (IsFileOfThatName(descriptor.Get(), strPath))
+        {
+            unlink(strPath.c_str());
+        }
+    }
+
+    const std::string strPath;
+    const Descriptor descriptor;
+};
 
 VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
 {
     m_uHolderProcessId = 0;
     if (m_pHolding)
     {
-        SetLastError(ERROR_ALREADY_EXISTS);
-        return Result::Error;
+        return FailCall(ERROR_ALREADY_EXISTS, Result::Error);
     }
-    auto pHolding = std::make_unique<Holding>();
-    pHolding->strPath = SectionObjectPath(pszName, "~lock");
-    if (pHolding->strPath.empty())
+    const std::string strPath = SectionObjectPath(pszName, "~lock");
+    for (int nAttempt = 0; nAttempt < kNameAttempts && !strPath.empty(); ++nAttempt)
     {
-        SetLastError(ErrorFromErrno(errno));
-        return Result::Error;
-    }
-    for (int nAttempt = 0; nAttempt < kNameAttempts; ++nAttempt)
-    {
-        pHolding->descriptor = OpenLockFile(pHolding->strPath);
-        const int nDescriptor = pHolding->descriptor.Get();
+        Descriptor descriptor = OpenLockFile(strPath);
+        const int nDescriptor = descriptor.Get();
         if (nDescriptor < 0)
         {
             break;
@@ -309,7 +255,7 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
             m_uHolderProcessId = ReadProcessId(nDescriptor);
             return Result::HeldByOther;
         }
-        if (!IsFileOfThatName(nDescriptor, pHolding->strPath))
+        if (!IsFileOfThatName(nDescriptor, strPath))
         {
             errno = EBUSY;  // its holder has released it since it was opened here
             continue;
@@ -317,35 +263,12 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
         if (!WriteProcessId(nDescriptor))
         {
             const int nError = errno;
-            unlink(pHolding->strPath.c_str());
+            unlink(strPath.c_str());
             errno = nError;
             break;
         }
-        m_pHolding = std::move(pHolding);
+        m_pHolding.reset(new Holding{strPath, std::move(descriptor)});
         return Result::Acquired;
     }
-    SetLastError(ErrorFromErrno(errno));
-    return Result::Error;
-}
-
-uint32_t VOInstanceLock::HolderProcessId() const
-{
-    return m_uHolderProcessId;
-}
-
-bool VOInstanceLock::IsHeld() const
-{
-    return m_pHolding != nullptr;
-}
-
-void VOInstanceLock::Release()
-{
-    if (m_pHolding)
-    {
-        if (IsFileOfThatName(m_pHolding->descriptor.Get(), m_pHolding->strPath))
-        {
-            unlink(m_pHolding->strPath.c_str());
-        }
-        m_pHolding.reset();
-    }
+    return FailCall(ErrorFromErrno(errno), Result::Error);
 }

@@ -1,12 +1,11 @@
 #include <limits.h>
 #include <locale.h>
-#include <time.h>
 #include <wctype.h>
 
 #include <algorithm>
-#include <iterator>
+#include <charconv>
 
-#include "platform/vo_platform.h"
+#include "platform/posix/kernel.h"
 #include "platform/wide_scan.h"
 
 // Wide text: lengths, copies, comparisons, searches, tokens. Every load and store is a byte copy, because texts in a
@@ -126,6 +125,12 @@ void CopyUnits(VOWCHAR* pTo, const VOWCHAR* pFrom, size_t uUnits)
     const void* pFromBytes = pFrom;
     memmove(pToBytes, pFromBytes, uUnits * sizeof(VOWCHAR));
 }
+
+// What the calls with a size don't take.
+bool IsRefused(const VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFrom)
+{
+    return pszTo == nullptr || pszFrom == nullptr || uSize == 0 || uSize > kStrsafeMaxCch;
+}
 }  // namespace
 
 int lstrlenW(const VOWCHAR* pszText)
@@ -202,8 +207,7 @@ VOWCHAR* wcstok_s(VOWCHAR* pszText, const VOWCHAR* pszDelimiters, VOWCHAR** ppsz
 {
     if (pszDelimiters == nullptr || ppszContext == nullptr || (pszText == nullptr && *ppszContext == nullptr))
     {
-        errno = EINVAL;
-        return nullptr;
+        return FailErrno(EINVAL, nullptr);
     }
     VOWCHAR* pszToken = pszText != nullptr ? pszText : *ppszContext;
     while (VOLoadUnit(pszToken) != 0 && IsOneOf(VOLoadUnit(pszToken), pszDelimiters))
@@ -230,7 +234,7 @@ VOWCHAR* wcstok_s(VOWCHAR* pszText, const VOWCHAR* pszDelimiters, VOWCHAR** ppsz
 
 HRESULT StringCchCopyW(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFrom)
 {
-    if (pszTo == nullptr || pszFrom == nullptr || uSize == 0 || uSize > kStrsafeMaxCch)
+    if (IsRefused(pszTo, uSize, pszFrom))
     {
         return STRSAFE_E_INVALID_PARAMETER;
     }
@@ -245,143 +249,90 @@ HRESULT StringCchCopyW(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFrom)
 
 namespace
 {
-
-// The target text: keeps what fits and notes that something didn't.
-class Output
+// The target text keeps what fits; *puLength is what it holds.
+HRESULT Format(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFormat, va_list arguments, size_t* puLength)
 {
-public:
-    Output(VOWCHAR* pszTo, size_t uSize) : m_pszTo(pszTo), m_uRoom(uSize - 1) {}
-
-    void Units(const VOWCHAR* pUnits, size_t uUnits)
+    bool bCut = false;
+    *puLength = 0;
+    const auto Put = [&](const VOWCHAR* pUnits, size_t uUnits)
     {
-        const size_t uCopied = Take(uUnits);
-        void* pTo = m_pszTo + m_uLength;
-        const void* pFrom = pUnits;
-        memcpy(pTo, pFrom, uCopied * sizeof(VOWCHAR));
-        m_uLength += uCopied;
-    }
-
-    void Decimal(int nValue)
-    {
-        VOWCHAR szDigits[12];
-        size_t uFirst = std::size(szDigits);
-        const bool bNegative = nValue < 0;
-        unsigned uRest = bNegative ? 0u - static_cast<unsigned>(nValue) : static_cast<unsigned>(nValue);
-        do
-        {
-            szDigits[--uFirst] = static_cast<VOWCHAR>('0' + uRest % 10);
-            uRest /= 10;
-        } while (uRest != 0);
-        if (bNegative)
-        {
-            szDigits[--uFirst] = '-';
-        }
-        Units(szDigits + uFirst, std::size(szDigits) - uFirst);
-    }
-
-    void Terminate() { VOStoreUnit(m_pszTo + m_uLength, 0); }
-
-    size_t Length() const { return m_uLength; }
-    bool Cut() const { return m_bCut; }
-
-private:
-    size_t Take(size_t uUnits)
-    {
-        const size_t uTaken = std::min(uUnits, m_uRoom - m_uLength);
-        m_bCut = m_bCut || uTaken < uUnits;
-        return uTaken;
-    }
-
-    VOWCHAR* m_pszTo;
-    size_t m_uRoom;  // units without the terminator
-    size_t m_uLength = 0;
-    bool m_bCut = false;
-};
-
-// The argument list, handed on by reference.
-struct Arguments
-{
-    va_list list;
-};
-
-// False when the format isn't one of this language; the text up to there is written.
-bool Format(Output& output, const VOWCHAR* pszFormat, Arguments& arguments)
-{
-    for (;;)
+        const size_t uTaken = std::min(uUnits, uSize - 1 - *puLength);
+        CopyUnits(pszTo + *puLength, pUnits, uTaken);
+        *puLength += uTaken;
+        bCut = bCut || uTaken < uUnits;
+    };
+    for (;; ++pszFormat)
     {
         const VOWCHAR* const pszPlain = pszFormat;
-        VOWCHAR cUnit = VOLoadUnit(pszFormat);
-        while (cUnit != 0 && cUnit != '%')
+        while (VOLoadUnit(pszFormat) != 0 && VOLoadUnit(pszFormat) != '%')
         {
-            cUnit = VOLoadUnit(++pszFormat);
+            ++pszFormat;
         }
-        output.Units(pszPlain, static_cast<size_t>(pszFormat - pszPlain));
-        if (cUnit == 0)
+        Put(pszPlain, static_cast<size_t>(pszFormat - pszPlain));
+        if (VOLoadUnit(pszFormat) == 0)
         {
-            return true;
+            VOStoreUnit(pszTo + *puLength, 0);
+            return bCut ? STRSAFE_E_INSUFFICIENT_BUFFER : S_OK;
         }
         switch (VOLoadUnit(++pszFormat))
         {
             case 's':
             {
-                const VOWCHAR* const pszText = va_arg(arguments.list, const VOWCHAR*);
+                const VOWCHAR* const pszText = va_arg(arguments, const VOWCHAR*);
                 const VOWCHAR* const pszShown = pszText != nullptr ? pszText : VOTEXT("(null)");
-                output.Units(pszShown, VOWideLength(pszShown, SIZE_MAX));
+                Put(pszShown, VOWideLength(pszShown));
                 break;
             }
             case 'd':
-                output.Decimal(va_arg(arguments.list, int));
+            {
+                char szDigits[12];
+                VOWCHAR szUnits[12];
+                const char* const pEnd = std::to_chars(szDigits, std::end(szDigits), va_arg(arguments, int)).ptr;
+                Put(szUnits, static_cast<size_t>(std::copy<const char*>(szDigits, pEnd, szUnits) - szUnits));
                 break;
+            }
             case '%':
-                output.Units(pszFormat, 1);
+                Put(pszFormat, 1);
                 break;
             default:
-                return false;
+                VOStoreUnit(pszTo + *puLength, 0);
+                return STRSAFE_E_INVALID_PARAMETER;
         }
-        ++pszFormat;
     }
 }
 }  // namespace
 
 HRESULT StringCchPrintfW(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFormat, ...)
 {
-    if (pszTo == nullptr || pszFormat == nullptr || uSize == 0 || uSize > kStrsafeMaxCch)
+    if (IsRefused(pszTo, uSize, pszFormat))
     {
         return STRSAFE_E_INVALID_PARAMETER;
     }
-    Output output(pszTo, uSize);
-    Arguments arguments;
-    va_start(arguments.list, pszFormat);
-    const bool bFormatted = Format(output, pszFormat, arguments);
-    va_end(arguments.list);
-    output.Terminate();
-    if (!bFormatted)
-    {
-        return STRSAFE_E_INVALID_PARAMETER;
-    }
-    return output.Cut() ? STRSAFE_E_INSUFFICIENT_BUFFER : S_OK;
+    size_t uLength = 0;
+    va_list arguments;
+    va_start(arguments, pszFormat);
+    const HRESULT result = Format(pszTo, uSize, pszFormat, arguments, &uLength);
+    va_end(arguments);
+    return result;
 }
 
 int swprintf_s(VOWCHAR* pszTo, size_t uSize, const VOWCHAR* pszFormat, ...)
 {
-    if (pszTo == nullptr || pszFormat == nullptr || uSize == 0 || uSize > kStrsafeMaxCch)
+    if (IsRefused(pszTo, uSize, pszFormat))
     {
-        errno = EINVAL;
-        return -1;
+        return FailErrno(EINVAL, -1);
     }
-    Output output(pszTo, uSize);
-    Arguments arguments;
-    va_start(arguments.list, pszFormat);
-    const bool bFormatted = Format(output, pszFormat, arguments);
-    va_end(arguments.list);
-    output.Terminate();
-    if (!bFormatted || output.Cut())
+    size_t uLength = 0;
+    va_list arguments;
+    va_start(arguments, pszFormat);
+    const HRESULT result = Format(pszTo, uSize, pszFormat, arguments, &uLength);
+    va_end(arguments);
+    if (FAILED(result))
     {
         VOStoreUnit(pszTo, 0);
-        errno = bFormatted ? ERANGE : EINVAL;
-        return -1;
+        return FailErrno(result == STRSAFE_E_INSUFFICIENT_BUFFER ? ERANGE : EINVAL, -1);
     }
-    return static_cast<int>(output.Length());
+    return static_cast<int>(uLength);
 }
 
 // The bounded copy of narrow text; the local time.
@@ -405,11 +356,7 @@ errno_t strcpy_s(char* pszTo, size_t uSize, const char* pszFrom)
 
 errno_t localtime_s(struct tm* pTo, const time_t* pTime)
 {
-    if (pTo == nullptr || pTime == nullptr || localtime_r(pTime, pTo) == nullptr)
-    {
-        return EINVAL;
-    }
-    return 0;
+    return pTo != nullptr && pTime != nullptr && localtime_r(pTime, pTo) != nullptr ? 0 : EINVAL;
 }
 
 // The checked formatter for narrow text.
@@ -418,15 +365,13 @@ int vsprintf_s(char* pszTo, size_t uSize, const char* pszFormat, va_list argumen
 {
     if (pszTo == nullptr || uSize == 0)
     {
-        errno = EINVAL;
-        return -1;
+        return FailErrno(EINVAL, -1);
     }
     const int nLength = pszFormat != nullptr ? vsnprintf(pszTo, uSize, pszFormat, arguments) : -1;
     if (nLength < 0 || static_cast<size_t>(nLength) >= uSize)
     {
         pszTo[0] = '\0';
-        errno = nLength < 0 ? EINVAL : ERANGE;
-        return -1;
+        return FailErrno(nLength < 0 ? EINVAL : ERANGE, -1);
     }
     return nLength;
 }

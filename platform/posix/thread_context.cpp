@@ -1,20 +1,14 @@
 // The registers of threads: of the caller, of a suspended thread, and of one that faulted.
-#include <errno.h>
-#include <linux/futex.h>
-#include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/user.h>
 #include <sys/wait.h>
-#include <ucontext.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <string>
 #include <utility>
 
 #include "platform/fault_points.h"
-#include "platform/posix/kernel.h"
 #include "platform/posix/threads.h"
 #include "platform/vo_debug_help.h"
 
@@ -58,7 +52,7 @@ namespace
 constexpr DWORD kFailedCall = static_cast<DWORD>(-1);
 
 // Where the one suspended thread of this process is. Odd values are its own.
-enum Phase : int
+enum Phase : uint32_t
 {
     PHASE_NONE = 0,
     PHASE_ASKED = 1,
@@ -66,68 +60,37 @@ enum Phase : int
     PHASE_RELEASED = 3
 };
 
-std::atomic<int> s_nPhase{PHASE_NONE};
+std::atomic<uint32_t> s_uPhase{PHASE_NONE};
 CONTEXT s_context;  // of the thread that stands
 pid_t s_nTraced = 0;
 
-void Futex(int nOperation, int nValue, const timespec* pTimeout)
+CONTEXT RegistersOf(const void* pvSystemContext)
 {
-    const int nErrno = errno;
-    syscall(SYS_futex, reinterpret_cast<int*>(&s_nPhase), nOperation, nValue, pTimeout, nullptr, 0);
-    errno = nErrno;
-}
-
-void SetPhase(int nPhase)
-{
-    s_nPhase.store(nPhase);
-    Futex(FUTEX_WAKE, 0x7FFFFFFF, nullptr);
-}
-
-void TakeRegisters(const ucontext_t* pFrom, CONTEXT* pTo)
-{
-    const greg_t* const pn = pFrom->uc_mcontext.gregs;
-    const auto Value = [pn](int nRegister) { return static_cast<unsigned long long>(pn[nRegister]); };
-    pTo->EFlags = static_cast<unsigned>(Value(REG_EFL));
-    pTo->Rax = Value(REG_RAX);
-    pTo->Rcx = Value(REG_RCX);
-    pTo->Rdx = Value(REG_RDX);
-    pTo->Rbx = Value(REG_RBX);
-    pTo->Rsp = Value(REG_RSP);
-    pTo->Rbp = Value(REG_RBP);
-    pTo->Rsi = Value(REG_RSI);
-    pTo->Rdi = Value(REG_RDI);
-    pTo->R8 = Value(REG_R8);
-    pTo->R9 = Value(REG_R9);
-    pTo->R10 = Value(REG_R10);
-    pTo->R11 = Value(REG_R11);
-    pTo->R12 = Value(REG_R12);
-    pTo->R13 = Value(REG_R13);
-    pTo->R14 = Value(REG_R14);
-    pTo->R15 = Value(REG_R15);
-    pTo->Rip = Value(REG_RIP);
+    const greg_t* const pn = static_cast<const ucontext_t*>(pvSystemContext)->uc_mcontext.gregs;
+    const auto InOrder = [pn](auto... nRegister) {
+        return CONTEXT{0, static_cast<unsigned>(pn[REG_EFL]), static_cast<unsigned long long>(pn[nRegister])...};
+    };
+    return InOrder(REG_RAX, REG_RCX, REG_RDX, REG_RBX, REG_RSP, REG_RBP, REG_RSI, REG_RDI, REG_R8, REG_R9, REG_R10,
+                   REG_R11, REG_R12, REG_R13, REG_R14, REG_R15, REG_RIP);
 }
 
 // Runs on the thread that is to stand, and returns when it may go on.
 void OnSignal(int, siginfo_t*, void* pvContext)
 {
-    int nAsked = PHASE_ASKED;
-    if (s_nPhase.load() != nAsked)
+    uint32_t uAsked = PHASE_ASKED;
+    if (s_uPhase.load() != uAsked)
     {
         return;  // whoever asked has given up
     }
     // A thread that the library holds suspended is shown where it was, and not inside of what holds it.
     const ucontext_t* const pInterrupted = ThreadObject::InterruptedContext();
-    TakeRegisters(pInterrupted != nullptr ? pInterrupted : static_cast<const ucontext_t*>(pvContext), &s_context);
-    if (!s_nPhase.compare_exchange_strong(nAsked, PHASE_STANDS))
+    s_context = RegistersOf(pInterrupted != nullptr ? pInterrupted : pvContext);
+    if (s_uPhase.compare_exchange_strong(uAsked, PHASE_STANDS))
     {
-        return;
+        FutexWakeAll(s_uPhase);
+        FutexWaitWhile(s_uPhase, PHASE_STANDS);
+        FutexStore(s_uPhase, PHASE_NONE);
     }
-    Futex(FUTEX_WAKE, 0x7FFFFFFF, nullptr);
-    while (s_nPhase.load() == PHASE_STANDS)
-    {
-        Futex(FUTEX_WAIT, PHASE_STANDS, nullptr);
-    }
-    SetPhase(PHASE_NONE);
 }
 
 // Gives the signal back when the library is unloaded, unless a thread still stands by it.
@@ -137,22 +100,13 @@ struct OwnSignal
 
     ~OwnSignal()
     {
-        if (s_nPhase.load() == PHASE_NONE)
+        if (s_uPhase.load() == PHASE_NONE)
         {
             GiveBackOwnSignal(std::exchange(nSignal, 0), OnSignal);
         }
     }
 };
-}  // namespace
 
-int WalkerSignal()
-{
-    static OwnSignal s_signal;
-    return s_signal.nSignal;
-}
-
-namespace
-{
 bool IsOwnThread(pid_t nThread)
 {
     return access(("/proc/self/task/" + std::to_string(nThread)).c_str(), F_OK) == 0;
@@ -161,36 +115,25 @@ bool IsOwnThread(pid_t nThread)
 bool StopOwnThread(pid_t nThread)
 {
     const int nSignal = WalkerSignal();
-    int nNone = PHASE_NONE;
-    if (nSignal == 0 || VO_FAULT_POINT("tgkill") || !s_nPhase.compare_exchange_strong(nNone, PHASE_ASKED))
+    uint32_t uNone = PHASE_NONE;
+    if (nSignal == 0 || VO_FAULT_POINT("tgkill") || !s_uPhase.compare_exchange_strong(uNone, PHASE_ASKED))
     {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return false;
+        return FailCall(ERROR_ACCESS_DENIED);
     }
     if (syscall(SYS_tgkill, getpid(), nThread, nSignal) != 0)
     {
         const DWORD uError = ErrorFromErrno(errno);
-        SetPhase(PHASE_NONE);
-        SetLastError(uError);
-        return false;
+        FutexStore(s_uPhase, PHASE_NONE);
+        return FailCall(uError);
     }
     // A thread that blocks the signal, or ends meanwhile, doesn't answer.
-    const timespec patience = {2, 0};
-    for (int i = 0; i < 5 && s_nPhase.load() == PHASE_ASKED; ++i)
+    const Deadline patience(10000);
+    while (s_uPhase.load() == PHASE_ASKED && IsOwnThread(nThread) && !patience.IsOver())
     {
-        Futex(FUTEX_WAIT, PHASE_ASKED, &patience);
-        if (!IsOwnThread(nThread))
-        {
-            break;
-        }
+        FutexWait(s_uPhase, PHASE_ASKED, Deadline(2000).Get());
     }
-    int nAsked = PHASE_ASKED;
-    if (s_nPhase.compare_exchange_strong(nAsked, PHASE_NONE))
-    {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return false;
-    }
-    return true;
+    uint32_t uAsked = PHASE_ASKED;
+    return !s_uPhase.compare_exchange_strong(uAsked, PHASE_NONE) || FailCall(ERROR_ACCESS_DENIED);
 }
 
 bool StopOtherThread(pid_t nThread)
@@ -198,53 +141,58 @@ bool StopOtherThread(pid_t nThread)
     int nStatus = 0;
     if (s_nTraced != 0 || VO_FAULT_POINT("ptrace") || ptrace(PTRACE_SEIZE, nThread, nullptr, nullptr) != 0)
     {
-        SetLastError(ErrorFromErrno(s_nTraced != 0 ? EBUSY : errno));
-        return false;
+        return FailCall(ErrorFromErrno(s_nTraced != 0 ? EBUSY : errno));
     }
     if (ptrace(PTRACE_INTERRUPT, nThread, nullptr, nullptr) != 0 || waitpid(nThread, &nStatus, __WALL) != nThread ||
         !WIFSTOPPED(nStatus))
     {
         ptrace(PTRACE_DETACH, nThread, nullptr, nullptr);
-        SetLastError(ERROR_ACCESS_DENIED);
-        return false;
+        return FailCall(ERROR_ACCESS_DENIED);
     }
     s_nTraced = nThread;
     return true;
 }
 
+pid_t ThreadOf(HANDLE hThread)
+{
+    return static_cast<pid_t>(reinterpret_cast<intptr_t>(hThread));
+}
 }  // namespace
+
+int WalkerSignal()
+{
+    static OwnSignal s_signal;
+    return s_signal.nSignal;
+}
 
 bool VOIsCallingThread(HANDLE hThread)
 {
-    return reinterpret_cast<intptr_t>(hThread) == -2 ||
-           static_cast<pid_t>(reinterpret_cast<intptr_t>(hThread)) == static_cast<pid_t>(syscall(SYS_gettid));
+    return hThread == GetCurrentThread() || ThreadOf(hThread) == gettid();
 }
 
 DWORD VOSuspendThread(HANDLE hThread)
 {
-    const pid_t nThread = static_cast<pid_t>(reinterpret_cast<intptr_t>(hThread));
+    const pid_t nThread = ThreadOf(hThread);
     if (VOIsCallingThread(hThread))
     {
         return 0;
     }
     if (nThread <= 0)
     {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return kFailedCall;
+        return FailCall(ERROR_INVALID_HANDLE, kFailedCall);
     }
     return (IsOwnThread(nThread) ? StopOwnThread(nThread) : StopOtherThread(nThread)) ? 0 : kFailedCall;
 }
 
 bool VOGetThreadContext(HANDLE hThread, CONTEXT* pContext)
 {
-    const pid_t nThread = static_cast<pid_t>(reinterpret_cast<intptr_t>(hThread));
+    const pid_t nThread = ThreadOf(hThread);
     if (s_nTraced != 0 && s_nTraced == nThread)
     {
         struct user_regs_struct registers;
         if (ptrace(PTRACE_GETREGS, nThread, nullptr, &registers) != 0)
         {
-            SetLastError(ErrorFromErrno(errno));
-            return false;
+            return FailCall(ErrorFromErrno(errno));
         }
         *pContext = {pContext->ContextFlags, static_cast<unsigned>(registers.eflags),
                      registers.rax,          registers.rcx,
@@ -258,10 +206,9 @@ bool VOGetThreadContext(HANDLE hThread, CONTEXT* pContext)
                      registers.rip};
         return true;
     }
-    if (s_nPhase.load() != PHASE_STANDS || VOIsCallingThread(hThread) || !IsOwnThread(nThread))
+    if (s_uPhase.load() != PHASE_STANDS || VOIsCallingThread(hThread) || !IsOwnThread(nThread))
     {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return false;
+        return FailCall(ERROR_INVALID_HANDLE);
     }
     const unsigned uFlags = pContext->ContextFlags;
     *pContext = s_context;
@@ -271,34 +218,28 @@ bool VOGetThreadContext(HANDLE hThread, CONTEXT* pContext)
 
 DWORD VOResumeThread(HANDLE hThread)
 {
-    const pid_t nThread = static_cast<pid_t>(reinterpret_cast<intptr_t>(hThread));
     if (VOIsCallingThread(hThread))
     {
         return 0;
     }
-    if (s_nTraced != 0 && s_nTraced == nThread)
+    if (s_nTraced != 0 && s_nTraced == ThreadOf(hThread))
     {
-        ptrace(PTRACE_DETACH, nThread, nullptr, nullptr);
+        ptrace(PTRACE_DETACH, s_nTraced, nullptr, nullptr);
         s_nTraced = 0;
         return 1;
     }
-    int nStands = PHASE_STANDS;
-    if (!s_nPhase.compare_exchange_strong(nStands, PHASE_RELEASED))
+    uint32_t uStands = PHASE_STANDS;
+    if (!s_uPhase.compare_exchange_strong(uStands, PHASE_RELEASED))
     {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return kFailedCall;
+        return FailCall(ERROR_INVALID_HANDLE, kFailedCall);
     }
     // The next one may be asked as soon as this one has gone on.
-    Futex(FUTEX_WAKE, 0x7FFFFFFF, nullptr);
-    while (s_nPhase.load() == PHASE_RELEASED)
-    {
-        Futex(FUTEX_WAIT, PHASE_RELEASED, nullptr);
-    }
+    FutexWakeAll(s_uPhase);
+    FutexWaitWhile(s_uPhase, PHASE_RELEASED);
     return 1;
 }
 
 void VOContextOfFault(const void* pvSystemContext, CONTEXT* pContext)
 {
-    *pContext = {};
-    TakeRegisters(static_cast<const ucontext_t*>(pvSystemContext), pContext);
+    *pContext = RegistersOf(pvSystemContext);
 }

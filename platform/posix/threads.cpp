@@ -1,14 +1,8 @@
 #include "platform/posix/threads.h"
 
-#include <errno.h>
-#include <signal.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <utility>
-
 #include "platform/fault_points.h"
-#include "platform/posix/kernel.h"
 
 // The C library's own, under the C++ language's destructors of thread-local objects. Nobody but it can hold a library
 // and let it go from a thread whose code lies in it.
@@ -17,6 +11,16 @@ extern "C" __attribute__((visibility("hidden"))) void* __dso_handle;
 
 namespace
 {
+// What the word of a thread says.
+constexpr uint32_t kRuns = 0;
+constexpr uint32_t kAskedToStand = 1;
+constexpr uint32_t kStands = 2;
+
+constexpr DWORD kMaximumSuspends = 127;  // as on Windows
+constexpr DWORD kCallFailed = static_cast<DWORD>(-1);
+
+constexpr DWORD kThreadWithoutMemory = static_cast<DWORD>(-1);  // in place of a thread's number
+
 std::atomic<unsigned> s_uLiving{0};
 
 void Leave(void*)
@@ -37,35 +41,24 @@ bool AnyThreadLives()
     return s_uLiving.load() != 0;
 }
 
-namespace
-{
-bool IsFree(int nSignal)
-{
-    struct sigaction action = {};
-    return sigaction(nSignal, nullptr, &action) == 0 && (action.sa_flags & SA_SIGINFO) == 0 &&
-           action.sa_handler == SIG_DFL;
-}
-}  // namespace
-
 int TakeOwnSignal(SignalHandler pfnHandler, bool bFromBelow, int nLeftOpen)
 {
+    struct sigaction taken = {};
+    taken.sa_sigaction = pfnHandler;
+    taken.sa_flags = SA_SIGINFO | SA_RESTART;
+    sigfillset(&taken.sa_mask);
+    if (nLeftOpen != 0)
+    {
+        sigdelset(&taken.sa_mask, nLeftOpen);
+    }
     const int nCount = SIGRTMAX - SIGRTMIN;
     for (int i = 0; i < nCount; ++i)
     {
         const int nSignal = bFromBelow ? SIGRTMIN + i : SIGRTMAX - 1 - i;
-        if (!IsFree(nSignal))
-        {
-            continue;
-        }
         struct sigaction action = {};
-        action.sa_sigaction = pfnHandler;
-        action.sa_flags = SA_SIGINFO | SA_RESTART;
-        sigfillset(&action.sa_mask);
-        if (nLeftOpen != 0)
-        {
-            sigdelset(&action.sa_mask, nLeftOpen);
-        }
-        if (sigaction(nSignal, &action, nullptr) == 0)
+        const bool bFree = sigaction(nSignal, nullptr, &action) == 0 && (action.sa_flags & SA_SIGINFO) == 0 &&
+                           action.sa_handler == SIG_DFL;
+        if (bFree && sigaction(nSignal, &taken, nullptr) == 0)
         {
             return nSignal;
         }
@@ -82,25 +75,31 @@ void GiveBackOwnSignal(int nSignal, SignalHandler pfnHandler)
         return;
     }
     // What a thread has blocked is still under way, and its default would end the process: to be ignored drops it.
-    action = {};
-    action.sa_handler = SIG_IGN;
-    sigaction(nSignal, &action, nullptr);
-    action.sa_handler = SIG_DFL;
-    sigaction(nSignal, &action, nullptr);
+    signal(nSignal, SIG_IGN);
+    signal(nSignal, SIG_DFL);
 }
 
-namespace
+void UnblockSignals(std::initializer_list<int> signals)
 {
-// What the word of a thread says.
-constexpr uint32_t kRuns = 0;
-constexpr uint32_t kAskedToStand = 1;
-constexpr uint32_t kStands = 2;
+    sigset_t unblocked;
+    sigemptyset(&unblocked);
+    for (const int nSignal : signals)
+    {
+        sigaddset(&unblocked, nSignal);
+    }
+    pthread_sigmask(SIG_UNBLOCK, &unblocked, nullptr);
+}
 
-constexpr DWORD kMaximumSuspends = 127;  // as on Windows
-constexpr DWORD kCallFailed = static_cast<DWORD>(-1);
-
-constexpr DWORD kThreadWithoutMemory = static_cast<DWORD>(-1);  // in place of a thread's number
-}  // namespace
+int StartWithoutSignals(pthread_t* pThread, void* (*pfnProcedure)(void*), void* pvParameter)
+{
+    sigset_t blocked;
+    sigset_t before;
+    sigfillset(&blocked);
+    pthread_sigmask(SIG_SETMASK, &blocked, &before);
+    const int nError = pthread_create(pThread, nullptr, pfnProcedure, pvParameter);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return nError;
+}
 
 // What a thread keeps of itself; released when it ends.
 struct ThreadObject::Record
@@ -225,11 +224,7 @@ int ThreadObject::Start(const std::shared_ptr<ThreadObject>& pThread, LPTHREAD_S
     std::atomic<DWORD> uThreadId{0};
     // Until there is a thread, there is none to wait for: also where memory for its record is missing.
     pThread->m_bJoined = true;
-    auto pRecord = std::make_unique<Record>();
-    pRecord->pThread = pThread;
-    pRecord->pfnProcedure = pfnProcedure;
-    pRecord->pParameter = pParameter;
-    pRecord->puThreadId = &uThreadId;
+    std::unique_ptr<Record> pRecord(new Record{pThread, pfnProcedure, pParameter, &uThreadId});
     pThread->m_bJoined = false;
     int nError = PrepareProcess() ? pthread_create(&pThread->m_thread, nullptr, Run, pRecord.get()) : EAGAIN;
     if (nError != 0)
@@ -237,10 +232,7 @@ int ThreadObject::Start(const std::shared_ptr<ThreadObject>& pThread, LPTHREAD_S
         pThread->m_bJoined = true;
         return nError;
     }
-    while (uThreadId.load() == 0)
-    {
-        FutexWait(uThreadId, 0, nullptr);
-    }
+    FutexWaitWhile(uThreadId, 0);
     if (uThreadId.load() == kThreadWithoutMemory)
     {
         pThread->JoinOnce();
@@ -262,17 +254,12 @@ void* ThreadObject::Run(void* pRecord)
     std::atomic<DWORD>& uThreadId = *pCurrent->puThreadId;
     if (pthread_setspecific(s_process.key, pCurrent) != 0)
     {
-        uThreadId.store(kThreadWithoutMemory);
-        FutexWakeAll(uThreadId);
+        FutexStore(uThreadId, kThreadWithoutMemory);
         return nullptr;
     }
     CallAtEndOfThread(Finish, pCurrent);
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, s_process.nSignal);
-    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-    uThreadId.store(GetCurrentThreadId());
-    FutexWakeAll(uThreadId);
+    UnblockSignals({s_process.nSignal});
+    FutexStore(uThreadId, GetCurrentThreadId());
     StandStillIfAsked();
     pCurrent->pfnProcedure(pCurrent->pParameter);
     return nullptr;
@@ -344,15 +331,6 @@ void ThreadObject::StandStill()
     }
 }
 
-void ThreadObject::WaitUntilItStands()
-{
-    // Ends as well when somebody has resumed it meanwhile.
-    while (m_uStand.load() == kAskedToStand)
-    {
-        FutexWait(m_uStand, kAskedToStand, nullptr);
-    }
-}
-
 DWORD ThreadObject::Suspend()
 {
     const Record* const pCurrent = Current();
@@ -371,8 +349,7 @@ DWORD ThreadObject::Suspend()
             m_uStand.store(kAskedToStand);
             if (!bSelf && pthread_kill(m_thread, s_process.nSignal) != 0)
             {
-                m_uStand.store(kRuns);
-                FutexWakeAll(m_uStand);
+                FutexStore(m_uStand, kRuns);
                 uError = ERROR_NOT_ENOUGH_MEMORY;  // the system has no room for one more signal
             }
         }
@@ -380,12 +357,11 @@ DWORD ThreadObject::Suspend()
     }
     if (uError != ERROR_SUCCESS)
     {
-        SetLastError(uError);  // without the lock: the first error of a thread may allocate
-        return kCallFailed;
+        return FailCall(uError, kCallFailed);  // without the lock: the first error of a thread may allocate
     }
     if (!bSelf)  // a thread that has suspended itself has stood when it left the lock
     {
-        WaitUntilItStands();
+        FutexWaitWhile(m_uStand, kAskedToStand);  // ends as well when somebody has resumed it meanwhile
     }
     return uPrevious;
 }
@@ -396,8 +372,7 @@ DWORD ThreadObject::Resume()
     const DWORD uPrevious = m_uSuspendCount;
     if (uPrevious > 0 && --m_uSuspendCount == 0)
     {
-        m_uStand.store(kRuns);
-        FutexWakeAll(m_uStand);
+        FutexStore(m_uStand, kRuns);
     }
     return uPrevious;
 }
@@ -405,22 +380,17 @@ DWORD ThreadObject::Resume()
 HANDLE CreateThread(void* pSecurity, SIZE_T uStackSize, LPTHREAD_START_ROUTINE pfnProcedure, void* pParameter,
                     DWORD uFlags, DWORD* puThreadId)
 {
-    if (pSecurity != nullptr || uStackSize != 0 || pfnProcedure == nullptr || (uFlags & ~CREATE_SUSPENDED) != 0)
+    const bool bValid =
+        pSecurity == nullptr && uStackSize == 0 && pfnProcedure != nullptr && (uFlags & ~CREATE_SUSPENDED) == 0;
+    if (!bValid || VO_FAULT_POINT("CreateThread"))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    if (VO_FAULT_POINT("CreateThread"))
-    {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return FailCall(bValid ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER, nullptr);
     }
     const auto pThread = std::make_shared<ThreadObject>(uFlags == CREATE_SUSPENDED);
     const int nError = ThreadObject::Start(pThread, pfnProcedure, pParameter, puThreadId);
     if (nError != 0)
     {
-        SetLastError(nError == EAGAIN ? ERROR_NOT_ENOUGH_MEMORY : ErrorFromErrno(nError));
-        return nullptr;
+        return FailCall(nError == EAGAIN ? ERROR_NOT_ENOUGH_MEMORY : ErrorFromErrno(nError), nullptr);
     }
     return HandleTable::Instance().Add(pThread);
 }
@@ -428,23 +398,14 @@ HANDLE CreateThread(void* pSecurity, SIZE_T uStackSize, LPTHREAD_START_ROUTINE p
 DWORD SuspendThread(HANDLE hThread)
 {
     const std::shared_ptr<ThreadObject> pThread = ThreadObject::Find(hThread);
-    if (VO_FAULT_POINT("SuspendThread") || !pThread)
-    {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return kCallFailed;
-    }
-    return pThread->Suspend();
+    return VO_FAULT_POINT("SuspendThread") || !pThread ? FailCall(ERROR_INVALID_HANDLE, kCallFailed)
+                                                       : pThread->Suspend();
 }
 
 DWORD ResumeThread(HANDLE hThread)
 {
     const std::shared_ptr<ThreadObject> pThread = ThreadObject::Find(hThread);
-    if (!pThread)
-    {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return kCallFailed;
-    }
-    return pThread->Resume();
+    return pThread ? pThread->Resume() : FailCall(ERROR_INVALID_HANDLE, kCallFailed);
 }
 
 HANDLE GetCurrentThread()

@@ -5,11 +5,9 @@
 #include <signal.h>
 #include <ucontext.h>
 
-#include <atomic>
-#include <memory>
+#include <initializer_list>
 
 #include "platform/posix/waits.h"
-#include "platform/vo_platform.h"
 
 // Threads that can be made to stand still.
 //
@@ -67,7 +65,6 @@ private:
 
     void End();
     void StandStill();
-    void WaitUntilItStands();
     void JoinOnce();
 
     pthread_t m_thread{};       // constant once Start has returned
@@ -88,6 +85,12 @@ int TakeOwnSignal(SignalHandler pfnHandler, bool bFromBelow, int nLeftOpen);
 
 // Gives it back, and what of it is still under way is dropped. Nothing, if somebody has taken it over meanwhile.
 void GiveBackOwnSignal(int nSignal, SignalHandler pfnHandler);
+
+// The calling thread lets these signals through. Async-signal-safe.
+void UnblockSignals(std::initializer_list<int> signals);
+
+// Starts a thread on which all signals are blocked: those of the program are for its own threads. 0, or an errno value.
+int StartWithoutSignals(pthread_t* pThread, void* (*pfnProcedure)(void*), void* pvParameter);
 
 // The signal by which the stack walker makes a thread of the process stand.
 // Taken at the first call; 0 when there is none left.

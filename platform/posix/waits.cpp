@@ -8,13 +8,9 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <iterator>
-
 #include "platform/fault_points.h"
-#include "platform/posix/kernel.h"
 #include "platform/posix/threads.h"
 #include "platform/sanitizers.h"
-#include "platform/vo_platform.h"
 
 // Time and sleep.
 
@@ -31,17 +27,10 @@ void Sleep(DWORD uMilliseconds)
         return;
     }
     const Deadline deadline(uMilliseconds);
+    const std::atomic<uint32_t> nothing{0};
     while (!deadline.IsOver())
     {
-        if (deadline.Get() != nullptr)
-        {
-            clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, deadline.Get(), nullptr);
-        }
-        else
-        {
-            const timespec hour = {3600, 0};
-            nanosleep(&hour, nullptr);
-        }
+        FutexWait(nothing, 0, deadline.Get());
     }
 }
 
@@ -89,11 +78,25 @@ void FutexWait(const std::atomic<uint32_t>& word, uint32_t uValue, const timespe
     errno = nError;
 }
 
+void FutexWaitWhile(const std::atomic<uint32_t>& word, uint32_t uValue)
+{
+    while (word.load() == uValue)
+    {
+        FutexWait(word, uValue, nullptr);
+    }
+}
+
 void FutexWakeAll(const std::atomic<uint32_t>& word)
 {
     const int nError = errno;
     syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
     errno = nError;
+}
+
+void FutexStore(std::atomic<uint32_t>& word, uint32_t uValue)
+{
+    word.store(uValue);
+    FutexWakeAll(word);
 }
 
 // Waits.
@@ -149,12 +152,6 @@ void Waitable::SignalLocked()
     FutexWakeAll(m_uGeneration);
 }
 
-void Waitable::Signal()
-{
-    const KernelLock guard(m_lock);
-    SignalLocked();
-}
-
 void Waitable::Signal(CompletionList completions)
 {
     const KernelLock guard(m_lock);
@@ -167,15 +164,7 @@ void Waitable::Renew()
     CompletionList forgotten;  // released after the lock is given back
     const KernelLock guard(m_lock);
     m_bSignalled = false;
-    for (auto place = m_listCompletions.begin(); place != m_listCompletions.end();)
-    {
-        const auto next = std::next(place);
-        if (place->expired())
-        {
-            forgotten.splice(forgotten.end(), m_listCompletions, place);
-        }
-        place = next;
-    }
+    SpliceIf(forgotten, m_listCompletions, [](const std::weak_ptr<Completion>& pKept) { return pKept.expired(); });
 }
 
 void Waitable::Unsignal()
@@ -191,35 +180,19 @@ DWORD WaitForSingleObject(HANDLE hObject, DWORD uMilliseconds)
                                                   : HandleTable::Instance().Find<Waitable>(hObject);
     if (VO_FAULT_POINT("WaitForSingleObject") || !pObject)
     {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return WAIT_FAILED;
+        return FailCall(ERROR_INVALID_HANDLE, WAIT_FAILED);
     }
     return pObject->Wait(Deadline(uMilliseconds)) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
 }
 
 // Event objects.
 
-std::shared_ptr<Event> FindEvent(HANDLE hEvent)
-{
-    std::shared_ptr<Event> pEvent = HandleTable::Instance().Find<Event>(hEvent);
-    if (!pEvent)
-    {
-        SetLastError(ERROR_INVALID_HANDLE);
-    }
-    return pEvent;
-}
-
 HANDLE CreateEventW(void* pSecurity, BOOL bManualReset, BOOL bInitialState, const VOWCHAR* pszName)
 {
-    if (pSecurity != nullptr || pszName != nullptr)
+    const bool bValid = pSecurity == nullptr && pszName == nullptr;
+    if (!bValid || VO_FAULT_POINT("CreateEventW"))
     {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    if (VO_FAULT_POINT("CreateEventW"))
-    {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return FailCall(bValid ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER, nullptr);
     }
     const Waitable::Reset eReset = bManualReset != FALSE ? Waitable::Reset::Manual : Waitable::Reset::Automatic;
     return HandleTable::Instance().Add(std::make_shared<Event>(eReset, bInitialState != FALSE));
@@ -227,22 +200,20 @@ HANDLE CreateEventW(void* pSecurity, BOOL bManualReset, BOOL bInitialState, cons
 
 BOOL SetEvent(HANDLE hEvent)
 {
-    const std::shared_ptr<Event> pEvent = FindEvent(hEvent);
-    if (!pEvent)
+    const auto pEvent = HandleTable::Instance().Find<Event>(hEvent);
+    if (pEvent)
     {
-        return FALSE;
+        pEvent->Signal();
     }
-    pEvent->Signal();
-    return TRUE;
+    return pEvent != nullptr;
 }
 
 BOOL ResetEvent(HANDLE hEvent)
 {
-    const std::shared_ptr<Event> pEvent = FindEvent(hEvent);
-    if (!pEvent)
+    const auto pEvent = HandleTable::Instance().Find<Event>(hEvent);
+    if (pEvent)
     {
-        return FALSE;
+        pEvent->Unsignal();
     }
-    pEvent->Unsignal();
-    return TRUE;
+    return pEvent != nullptr;
 }

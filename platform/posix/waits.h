@@ -5,6 +5,7 @@
 #include <time.h>
 
 #include <atomic>
+#include <iterator>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -41,8 +42,14 @@ private:
 // caller looks again. errno stays as it was.
 void FutexWait(const std::atomic<uint32_t>& word, uint32_t uValue, const timespec* pDeadline);
 
+// Waits until the word doesn't hold uValue any more.
+void FutexWaitWhile(const std::atomic<uint32_t>& word, uint32_t uValue);
+
 // Wakes all who wait for the word.
 void FutexWakeAll(const std::atomic<uint32_t>& word);
+
+// The word gets a value, for which others may wait.
+void FutexStore(std::atomic<uint32_t>& word, uint32_t uValue);
 
 // Objects that a thread can wait for.
 
@@ -72,14 +79,12 @@ public:
     // deadline is over looks once. May be interrupted and may stand still; the deadline stays what it was.
     bool Wait(const Deadline& deadline);
 
-    void Signal();
+    // Signals; the completions are delivered by the wait that is let through next.
+    void Signal(CompletionList completions = {});
     void Unsignal();
 
     // Unsignals for a new use: forgets the completions that nobody keeps any more.
     void Renew();
-
-    // Signals; the completions are delivered by the wait that is let through next.
-    void Signal(CompletionList completions);
 
 protected:
     // Signals while the lock is held.
@@ -106,5 +111,18 @@ public:
     using Waitable::Waitable;
 };
 
-// The event behind a handle; null with ERROR_INVALID_HANDLE when there is none.
-std::shared_ptr<Event> FindEvent(HANDLE hEvent);
+// Moves the members of a list that fnWanted names to the end of another one. It takes no memory and releases none, so
+// that it may be done under a lock of the layer.
+template <typename Member, typename Wanted>
+void SpliceIf(std::list<Member>& to, std::list<Member>& from, Wanted fnWanted)
+{
+    for (auto place = from.begin(); place != from.end();)
+    {
+        const auto next = std::next(place);
+        if (fnWanted(*place))
+        {
+            to.splice(to.end(), from, place);
+        }
+        place = next;
+    }
+}

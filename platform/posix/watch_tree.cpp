@@ -1,12 +1,8 @@
 #include "platform/posix/watch_tree.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/eventfd.h>
-#include <sys/inotify.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,9 +10,7 @@
 #include <utility>
 
 #include "platform/fault_points.h"
-#include "platform/posix/kernel.h"
 #include "platform/posix/threads.h"
-#include "platform/posix/waits.h"
 #include "platform/vo_text.h"
 
 // The tree as a whole: its life, its paths and its records.
@@ -72,30 +66,28 @@ int WatchTree::Timeout() const
 void WatchTree::Tell(DWORD uAction, const Node& parent, const std::string& strName, bool bFolder,
                      ChangeBatch* pBatch) const
 {
-    if ((m_uFilter & (bFolder ? FILE_NOTIFY_CHANGE_DIR_NAME : FILE_NOTIFY_CHANGE_FILE_NAME)) == 0)
+    if ((m_uFilter & (bFolder ? FILE_NOTIFY_CHANGE_DIR_NAME : FILE_NOTIFY_CHANGE_FILE_NAME)) != 0)
     {
-        return;
+        Append(uAction, parent, strName, pBatch);
     }
+}
+
+void WatchTree::TellModified(const Node& parent, const std::string& strName, ChangeBatch* pBatch) const
+{
+    if ((m_uFilter & FILE_NOTIFY_CHANGE_LAST_WRITE) != 0)
+    {
+        Append(FILE_ACTION_MODIFIED, parent, strName, pBatch);
+    }
+}
+
+void WatchTree::Append(DWORD uAction, const Node& parent, const std::string& strName, ChangeBatch* pBatch) const
+{
     VOWString strPath = VOFromNative(strName);
     for (const Node* pNode = &parent; pNode->pParent != nullptr; pNode = pNode->pParent)
     {
         strPath = VOFromNative(pNode->strName) + VOTEXT('\\') + strPath;
     }
     pBatch->Append(uAction, strPath);
-}
-
-void WatchTree::TellModified(const Node& parent, const std::string& strName, ChangeBatch* pBatch) const
-{
-    if ((m_uFilter & FILE_NOTIFY_CHANGE_LAST_WRITE) == 0)
-    {
-        return;
-    }
-    VOWString strPath = VOFromNative(strName);
-    for (const Node* pNode = &parent; pNode->pParent != nullptr; pNode = pNode->pParent)
-    {
-        strPath = VOFromNative(pNode->strName) + VOTEXT('\\') + strPath;
-    }
-    pBatch->Append(FILE_ACTION_MODIFIED, strPath);
 }
 
 // The path below the root; empty for the root.
@@ -141,9 +133,7 @@ void DirectoryWatcher::RequestStop()
     m_bStop.store(true);
     if (m_wakeUp.IsOpen())
     {
-        const uint64_t ullOne = 1;
-        const ssize_t nWritten = write(m_wakeUp.Get(), &ullOne, sizeof(ullOne));
-        (void)nWritten;  // a counter at its end wakes as well
+        (void)eventfd_write(m_wakeUp.Get(), 1);  // a counter at its end wakes as well
     }
 }
 
@@ -154,22 +144,12 @@ DWORD DirectoryWatcher::Start()
     {
         return ERROR_TOO_MANY_OPEN_FILES;
     }
-    // The program's signals are for its own threads.
-    sigset_t allSignals;
-    sigset_t oldSignals;
-    sigfillset(&allSignals);
-    pthread_sigmask(SIG_SETMASK, &allSignals, &oldSignals);
-    const int nError = VO_FAULT_POINT("watcher.thread") ? EAGAIN : pthread_create(&m_thread, nullptr, Run, this);
-    pthread_sigmask(SIG_SETMASK, &oldSignals, nullptr);
-    if (nError != 0)
+    if (VO_FAULT_POINT("watcher.thread") || StartWithoutSignals(&m_thread, Run, this) != 0)
     {
         return ERROR_NOT_ENOUGH_MEMORY;
     }
     m_bStarted = true;
-    while (m_uReady.load() == 0)
-    {
-        FutexWait(m_uReady, 0, nullptr);
-    }
+    FutexWaitWhile(m_uReady, 0);
     return m_uError.load();
 }
 
@@ -193,8 +173,7 @@ void* DirectoryWatcher::Run(void* pThis)
 void DirectoryWatcher::SetReady(DWORD uError)
 {
     m_uError.store(uError);
-    m_uReady.store(1);
-    FutexWakeAll(m_uReady);
+    FutexStore(m_uReady, 1);
 }
 
 void DirectoryWatcher::Watch()

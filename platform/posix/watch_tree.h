@@ -2,7 +2,6 @@
 #pragma once
 
 #include <pthread.h>
-#include <stdint.h>
 #include <sys/inotify.h>
 
 #include <atomic>
@@ -10,10 +9,7 @@
 #include <map>
 #include <memory>
 #include <set>
-#include <string>
-#include <string_view>
 #include <unordered_map>
-#include <vector>
 
 #include "platform/posix/files.h"
 #include "platform/vo_platform.h"
@@ -132,10 +128,28 @@ private:
 
     static uint64_t KeyOf(std::string_view strName) { return std::hash<std::string_view>()(strName); }
 
+    // Calls fnNode with a directory and all below it, each before those that it holds.
+    template <typename Function>
+    static void ForEachFolder(Node& top, Function fnNode)
+    {
+        std::vector<Node*> vecNodes{&top};
+        while (!vecNodes.empty())
+        {
+            Node& node = *vecNodes.back();
+            vecNodes.pop_back();
+            fnNode(node);
+            for (const auto& [strName, pChild] : node.mapFolders)
+            {
+                vecNodes.push_back(pChild.get());
+            }
+        }
+    }
+
     void ReadNotices();
     void ProcessNotices(ChangeBatch* pBatch);
     Pair FindPair(size_t* puIndex) const;
     void Handle(const Notice& notice, ChangeBatch* pBatch);
+    Node* FindWatched(int nWatch) const;
 
     void Arrive(Node& parent, const std::string& strName, bool bMoved, bool bFolder, ChangeBatch* pBatch);
     void Leave(Node& parent, const std::string& strName, ChangeBatch* pBatch);
@@ -154,7 +168,6 @@ private:
     void RetryUnwatched();
     bool Verify();
     Seen Compare(Node& node);
-    void FreshenBelow(const Node& top);
     void Forget(Node& parent, const std::unordered_map<uint64_t, Known>& mapGone);
     void ScanUnwatched(Node& top, ChangeBatch* pBatch);
     void DropFolder(Node& parent, const std::string& strName);
@@ -163,6 +176,7 @@ private:
 
     void Tell(DWORD uAction, const Node& parent, const std::string& strName, bool bFolder, ChangeBatch* pBatch) const;
     void TellModified(const Node& parent, const std::string& strName, ChangeBatch* pBatch) const;
+    void Append(DWORD uAction, const Node& parent, const std::string& strName, ChangeBatch* pBatch) const;
     bool Look(const Node& parent, const std::string& strName, FileTrace* pTrace);
     bool LookOrDoubt(Node& parent, const std::string& strName, FileTrace* pTrace);
     std::string NativePath(const Node& node) const;

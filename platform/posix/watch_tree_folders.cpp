@@ -1,9 +1,5 @@
 // The directories of the tree: how they are watched and listed, and looked at again.
-#include <errno.h>
-#include <fcntl.h>
-#include <sys/inotify.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "platform/fault_points.h"
 #include "platform/posix/waits.h"
@@ -24,8 +20,7 @@ Descriptor WatchTree::OpenRoot()
 {
     if (VO_FAULT_POINT("directory.open"))
     {
-        errno = EMFILE;
-        return Descriptor();
+        return FailErrno(EMFILE, Descriptor());
     }
     Descriptor root(open(m_strRoot.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat info;
@@ -54,7 +49,7 @@ void WatchTree::Scan(Node& top, ChangeBatch* pBatch)
         Node& node = *vecFolders.back();
         vecFolders.pop_back();
         m_setFresh.insert(&node);
-        const Descriptor folder = OpenFolderBelow(root.Get(), NativePath(node));
+        Descriptor folder = OpenFolderBelow(root.Get(), NativePath(node));
         if (!folder.IsOpen())
         {
             if (!IsGoneError(errno))
@@ -68,18 +63,18 @@ void WatchTree::Scan(Node& top, ChangeBatch* pBatch)
             MarkUnwatched(node);
         }
         std::unordered_map<uint64_t, Known> mapBefore = node.mapKnown;
-        if (!ForEachEntry(folder.Get(),
-                          [&](const char* pszName)
-                          {
-                              const bool bBefore = mapBefore.erase(KeyOf(pszName)) != 0;
-                              Enter(node, folder.Get(), pszName, bBefore, pBatch, &vecFolders);
-                          }))
+        const auto fnEntry = [&](int nFolder, const dirent& entry)
         {
-            MarkUnwatched(node);
+            const bool bBefore = mapBefore.erase(KeyOf(entry.d_name)) != 0;
+            Enter(node, nFolder, entry.d_name, bBefore, pBatch, &vecFolders);
+        };
+        if (ForEachEntry(StreamOf(std::move(folder)), fnEntry))
+        {
+            Forget(node, mapBefore);
         }
         else
         {
-            Forget(node, mapBefore);
+            MarkUnwatched(node);
         }
     }
 }
@@ -213,8 +208,7 @@ bool WatchTree::LookOrDoubt(Node& parent, const std::string& strName, FileTrace*
     {
         MarkUnwatched(parent);
     }
-    errno = nError;
-    return false;
+    return FailErrno(nError);
 }
 
 void WatchTree::RetryUnwatched()
@@ -235,27 +229,12 @@ void WatchTree::RetryUnwatched()
             if (m_setUnwatched.count(pNode) == 0)
             {
                 bEntered = true;
-                FreshenBelow(*pNode);
+                ForEachFolder(*pNode, [&](Node& node) { m_setFresh.insert(&node); });
             }
         }
     }
     m_bLost = bLost || bEntered;
     m_nRetryAt = MillisecondsNow() + kRetryInterval;
-}
-
-void WatchTree::FreshenBelow(const Node& top)
-{
-    std::vector<const Node*> vecNodes{&top};
-    while (!vecNodes.empty())
-    {
-        const Node& node = *vecNodes.back();
-        vecNodes.pop_back();
-        for (const auto& [strName, pChild] : node.mapFolders)
-        {
-            m_setFresh.insert(pChild.get());
-            vecNodes.push_back(pChild.get());
-        }
-    }
 }
 
 // Looks once more at what was listed. False when it found notices to process; a tree that has to be read anew is lost.
@@ -332,20 +311,14 @@ WatchTree::Seen WatchTree::Compare(Node& node)
 // A renamed directory may hold some that couldn't be reached, or that were given up for moved, under the old name.
 void WatchTree::ScanUnwatched(Node& top, ChangeBatch* pBatch)
 {
-    std::vector<Node*> vecNodes{&top};
-    while (!vecNodes.empty())
-    {
-        Node& node = *vecNodes.back();
-        vecNodes.pop_back();
-        if (node.nWatch < 0 && m_setUnwatched.count(&node) == 0)
-        {
-            Scan(node, pBatch);
-        }
-        for (const auto& [strName, pChild] : node.mapFolders)
-        {
-            vecNodes.push_back(pChild.get());
-        }
-    }
+    ForEachFolder(top,
+                  [&](Node& node)
+                  {
+                      if (node.nWatch < 0 && m_setUnwatched.count(&node) == 0)
+                      {
+                          Scan(node, pBatch);
+                      }
+                  });
 }
 
 void WatchTree::DropFolder(Node& parent, const std::string& strName)
@@ -360,21 +333,15 @@ void WatchTree::DropFolder(Node& parent, const std::string& strName)
 
 void WatchTree::DropWatches(Node& top)
 {
-    std::vector<Node*> vecNodes{&top};
-    while (!vecNodes.empty())
-    {
-        Node& node = *vecNodes.back();
-        vecNodes.pop_back();
-        if (node.nWatch >= 0)
-        {
-            inotify_rm_watch(m_inotify.Get(), node.nWatch);  // fails when the directory is gone
-            m_mapWatches.erase(node.nWatch);
-        }
-        m_setUnwatched.erase(&node);
-        m_setFresh.erase(&node);
-        for (const auto& [strName, pChild] : node.mapFolders)
-        {
-            vecNodes.push_back(pChild.get());
-        }
-    }
+    ForEachFolder(top,
+                  [&](Node& node)
+                  {
+                      if (node.nWatch >= 0)
+                      {
+                          inotify_rm_watch(m_inotify.Get(), node.nWatch);  // fails when the directory is gone
+                          m_mapWatches.erase(node.nWatch);
+                      }
+                      m_setUnwatched.erase(&node);
+                      m_setFresh.erase(&node);
+                  });
 }

@@ -1,6 +1,4 @@
 // What the system's notices mean for the tree, and what they tell its readers.
-#include <string.h>
-#include <sys/inotify.h>
 #include <unistd.h>
 
 #include <utility>
@@ -33,15 +31,10 @@ void WatchTree::ReadNotices()
         {
             inotify_event event;
             memcpy(&event, aBuffer + uOffset, sizeof(event));
-            Notice notice;
-            notice.nWatch = event.wd;
-            notice.uMask = VO_FAULT_POINT("inotify.overflow") ? static_cast<uint32_t>(IN_Q_OVERFLOW) : event.mask;
-            notice.uCookie = event.cookie;
-            if (event.len > 0)
-            {
-                notice.strName = aBuffer + uOffset + sizeof(event);  // padded with zeros
-            }
-            m_queNotices.push_back(std::move(notice));
+            const uint32_t uMask =
+                VO_FAULT_POINT("inotify.overflow") ? static_cast<uint32_t>(IN_Q_OVERFLOW) : event.mask;
+            const char* const pszName = event.len > 0 ? aBuffer + uOffset + sizeof(event) : "";  // padded with zeros
+            m_queNotices.push_back({event.wd, uMask, event.cookie, pszName});
             uOffset += sizeof(event) + event.len;
         }
     }
@@ -109,10 +102,10 @@ void WatchTree::ProcessNotices(ChangeBatch* pBatch)
         }
         m_nHoldUntil = 0;
         m_nMissingUntil = 0;
-        const auto place = m_mapWatches.find(head.nWatch);
-        if (ePair == Pair::Found && place != m_mapWatches.end())
+        Node* const pParent = FindWatched(head.nWatch);
+        if (ePair == Pair::Found && pParent != nullptr)
         {
-            Rename(*place->second, head.strName, m_queNotices[uPair].strName, (head.uMask & IN_ISDIR) != 0, pBatch);
+            Rename(*pParent, head.strName, m_queNotices[uPair].strName, (head.uMask & IN_ISDIR) != 0, pBatch);
             m_queNotices[uPair].bUsed = true;
         }
         else if (!head.bUsed)
@@ -123,14 +116,21 @@ void WatchTree::ProcessNotices(ChangeBatch* pBatch)
     }
 }
 
+// Null for a directory that was dropped meanwhile.
+WatchTree::Node* WatchTree::FindWatched(int nWatch) const
+{
+    const auto place = m_mapWatches.find(nWatch);
+    return place != m_mapWatches.end() ? place->second : nullptr;
+}
+
 void WatchTree::Handle(const Notice& notice, ChangeBatch* pBatch)
 {
-    const auto place = m_mapWatches.find(notice.nWatch);
-    if (place == m_mapWatches.end())
+    Node* const pParent = FindWatched(notice.nWatch);
+    if (pParent == nullptr)
     {
-        return;  // from a directory that was dropped meanwhile
+        return;
     }
-    Node& parent = *place->second;
+    Node& parent = *pParent;
     if (&parent == m_pRoot.get() && (notice.uMask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED)) != 0)
     {
         m_bGone = true;
@@ -140,7 +140,7 @@ void WatchTree::Handle(const Notice& notice, ChangeBatch* pBatch)
     {
         parent.nWatch = -1;
         m_setFresh.insert(&parent);
-        m_mapWatches.erase(place);
+        m_mapWatches.erase(notice.nWatch);
         return;
     }
     if (notice.strName.empty())
@@ -310,10 +310,10 @@ void WatchTree::SettleWritten(ChangeBatch* pBatch)
         {
             const auto [nWatch, strName] = written->first;
             m_mapWritten.erase(written);
-            const auto place = m_mapWatches.find(nWatch);
-            if (place != m_mapWatches.end() && place->second->mapKnown.count(KeyOf(strName)) != 0)
+            Node* const pParent = FindWatched(nWatch);
+            if (pParent != nullptr && pParent->mapKnown.count(KeyOf(strName)) != 0)
             {
-                Closed(*place->second, strName, pBatch);
+                Closed(*pParent, strName, pBatch);
             }
         }
         written = next;

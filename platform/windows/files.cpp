@@ -1,7 +1,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <utility>
+#include <memory>
 
 #include "platform/fault_points.h"
 #include "platform/vo_directories.h"
@@ -46,21 +46,11 @@ namespace
 constexpr DWORD REPORTED_ATTRIBUTES = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM |
                                       FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_ARCHIVE;
 
-struct FindHandle
+struct CloseFind
 {
-    explicit FindHandle(HANDLE hOpened) : hFind(hOpened) {}
-    FindHandle(const FindHandle&) = delete;
-    FindHandle& operator=(const FindHandle&) = delete;
-    ~FindHandle()
-    {
-        if (hFind != INVALID_HANDLE_VALUE)
-        {
-            FindClose(hFind);
-        }
-    }
-
-    HANDLE hFind;
+    void operator()(void* hFind) const { FindClose(hFind); }
 };
+typedef std::unique_ptr<void, CloseFind> FindHandle;
 
 // The nanoseconds behind the full second of a time.
 uint32_t Fraction(const FILETIME& time)
@@ -114,17 +104,16 @@ VOWString LongPath(VOWString strPath)
     return L"\\\\?\\" + strWhole;
 }
 
-bool IsDotEntry(const wchar_t* pszName)
+// The first match of a path without separators at its end, and what is to stand behind it; null with the last error
+// set.
+FindHandle FindFirst(const VOWString& strPath, const wchar_t* pszBehind, DWORD uFlags, WIN32_FIND_DATAW* pFound)
 {
-    return pszName[0] == L'.' && (pszName[1] == 0 || (pszName[1] == L'.' && pszName[2] == 0));
-}
-
-void RemoveTrailingSeparators(VOWString& strPath)
-{
-    while (!strPath.empty() && strPath.back() == L'\\')
-    {
-        strPath.pop_back();
-    }
+    VOWString strPattern = LongPath(strPath);
+    strPattern.resize(strPattern.find_last_not_of(L'\\') + 1);
+    strPattern += pszBehind;
+    const HANDLE hFind =
+        FindFirstFileExW(strPattern.c_str(), FindExInfoBasic, pFound, FindExSearchNameMatch, nullptr, uFlags);
+    return FindHandle(hFind != INVALID_HANDLE_VALUE ? hFind : nullptr);
 }
 }  // namespace
 
@@ -135,13 +124,9 @@ bool VOListDirectory(const VOWString& strPath, std::vector<VODirectoryEntry>* pv
     {
         return FailWith(pError, ERROR_PATH_NOT_FOUND);
     }
-    VOWString strPattern = LongPath(strPath);
-    RemoveTrailingSeparators(strPattern);
-    strPattern += L"\\*";
     WIN32_FIND_DATAW found;
-    const FindHandle find(FindFirstFileExW(strPattern.c_str(), FindExInfoBasic, &found, FindExSearchNameMatch, nullptr,
-                                           FIND_FIRST_EX_LARGE_FETCH));
-    if (find.hFind == INVALID_HANDLE_VALUE)
+    const FindHandle find = FindFirst(strPath, L"\\*", FIND_FIRST_EX_LARGE_FETCH, &found);
+    if (find == nullptr)
     {
         // The root of an empty drive has no entries at all, not even for itself.
         return GetLastError() == ERROR_FILE_NOT_FOUND || FailWith(pError, GetLastError());
@@ -149,20 +134,17 @@ bool VOListDirectory(const VOWString& strPath, std::vector<VODirectoryEntry>* pv
     std::vector<VODirectoryEntry> vecEntries;
     do
     {
-        if (!IsDotEntry(found.cFileName))
+        const std::wstring_view strName = found.cFileName;
+        if (strName != L"." && strName != L"..")
         {
-            VODirectoryEntry entry;
-            Describe(found, &entry);
-            vecEntries.push_back(std::move(entry));
+            Describe(found, &vecEntries.emplace_back());
         }
-    } while (FindNextFileW(find.hFind, &found) != FALSE);
+    } while (FindNextFileW(find.get(), &found) != FALSE);
     if (GetLastError() != ERROR_NO_MORE_FILES)
     {
         return FailWith(pError, GetLastError());
     }
-    std::sort(vecEntries.begin(), vecEntries.end(),
-              [](const VODirectoryEntry& first, const VODirectoryEntry& second)
-              { return first.strName < second.strName; });
+    std::ranges::sort(vecEntries, {}, &VODirectoryEntry::strName);
     *pvecEntries = std::move(vecEntries);
     return true;
 }
@@ -173,12 +155,9 @@ bool VODescribeFile(const VOWString& strPath, VODirectoryEntry* pEntry, VOSystem
     {
         return FailWith(pError, ERROR_FILE_NOT_FOUND);
     }
-    VOWString strWhole = LongPath(strPath);
-    RemoveTrailingSeparators(strWhole);
     WIN32_FIND_DATAW found;
-    const FindHandle find(
-        FindFirstFileExW(strWhole.c_str(), FindExInfoBasic, &found, FindExSearchNameMatch, nullptr, 0));
-    if (find.hFind == INVALID_HANDLE_VALUE)
+    const FindHandle find = FindFirst(strPath, L"", 0, &found);
+    if (find == nullptr)
     {
         return FailWith(pError, GetLastError());
     }

@@ -13,11 +13,10 @@
 
 namespace
 {
-struct PublishedSection
+// The name lasts as long as somebody holds the section: to withdraw it, there is nothing to do but to let go.
+struct PublishedSection : VOHeldSection
 {
     VOSectionView view;
-    size_t uSize = 0;  // bytes that hold the content
-    bool bExisted = false;
 };
 
 bool FailWith(DWORD uError)
@@ -72,20 +71,9 @@ size_t ReserveFor(size_t uSize)
 }
 }  // namespace
 
-struct VOPublishedSection::Holding : PublishedSection
-{
-};
-
-VOPublishedSection::VOPublishedSection() = default;
-
-VOPublishedSection::~VOPublishedSection()
-{
-    Withdraw();
-}
-
 bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
 {
-    auto pHolding = std::make_unique<Holding>();
+    auto pHolding = std::make_unique<PublishedSection>();
     if (pszName == nullptr || *pszName == 0 || uSize == 0)
     {
         return FailWith(ERROR_INVALID_PARAMETER);
@@ -95,14 +83,10 @@ bool VOPublishedSection::OpenOrCreate(const VOWCHAR* pszName, size_t uSize)
     {
         return false;
     }
-    pHolding->uSize = pHolding->bExisted ? VOViewSize(pHolding->view.Data()) : uSize;
-    m_pHolding = std::move(pHolding);
+    pHolding->pData = pHolding->view.Data();
+    pHolding->uSize = pHolding->bExisted ? VOViewSize(pHolding->pData) : uSize;
+    m_pHeld = std::move(pHolding);
     return true;
-}
-
-bool VOPublishedSection::Existed() const
-{
-    return m_pHolding && m_pHolding->bExisted;
 }
 
 bool VOPublishedSection::Replace(const VOWCHAR* pszName, size_t uSize, const Writer& fnWriter)
@@ -122,7 +106,7 @@ bool VOPublishedSection::Replace(const VOWCHAR* pszName, size_t uSize, const Wri
     }
     // The section already held is opened once more when it has that name, so that a failure leaves this object as it
     // was.
-    auto pHolding = std::make_unique<Holding>();
+    auto pHolding = std::make_unique<PublishedSection>();
     if (!Open(*pHolding, pszName, 0, ReserveFor(uSize)) || !Commit(*pHolding, uSize))
     {
         return false;
@@ -131,31 +115,10 @@ bool VOPublishedSection::Replace(const VOWCHAR* pszName, size_t uSize, const Wri
     const size_t uCommitted = VOViewSize(pData);
     memcpy(pData, pContent.get(), uSize);
     memset(pData + uSize, 0, uCommitted - uSize);
+    pHolding->pData = pData;
     pHolding->uSize = uSize;
-    m_pHolding = std::move(pHolding);
+    m_pHeld = std::move(pHolding);
     return true;
-}
-
-void* VOPublishedSection::Data() const
-{
-    return m_pHolding ? m_pHolding->view.Data() : nullptr;
-}
-
-size_t VOPublishedSection::Size() const
-{
-    return m_pHolding ? m_pHolding->uSize : 0;
-}
-
-// The name lasts as long as somebody holds the section: there is nothing to do but to let go.
-bool VOPublishedSection::Withdraw()
-{
-    m_pHolding.reset();
-    return true;
-}
-
-void VOPublishedSection::Detach()
-{
-    m_pHolding.reset();
 }
 
 size_t VORemoveStaleSectionObjects()
@@ -180,12 +143,41 @@ HeldNames& Held()
     return *s_pHeld;
 }
 
-struct InstanceLock
+// A lock without its process id is a lock all the same: nothing here is an error.
+void WriteProcessId(VOSectionView& section, const VOWString& strName)
 {
-    InstanceLock() = default;
-    InstanceLock(const InstanceLock&) = delete;
-    InstanceLock& operator=(const InstanceLock&) = delete;
-    ~InstanceLock()
+    const DWORD uProcessId = GetCurrentProcessId();
+    section.TakeHandle(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(uProcessId),
+                                          (strName + L"~process").c_str()),
+                       FILE_MAP_WRITE);
+    if (section.Map() != nullptr)
+    {
+        memcpy(section.Data(), &uProcessId, sizeof(uProcessId));
+    }
+}
+
+uint32_t ReadProcessId(const VOWString& strName)
+{
+    DWORD uProcessId = 0;
+    const VOSectionView section((strName + L"~process").c_str(), FILE_MAP_READ);
+    if (section.Data() != nullptr)
+    {
+        memcpy(&uProcessId, section.Data(), sizeof(uProcessId));
+    }
+    return uProcessId;
+}
+}  // namespace
+
+struct VOInstanceLock::Holding
+{
+    explicit Holding(const VOWCHAR* pszName) : strName(pszName)
+    {
+        const std::lock_guard<std::mutex> guard(Held().lock);
+        bRegistered = Held().setNames.insert(strName).second;
+    }
+    Holding(const Holding&) = delete;
+    Holding& operator=(const Holding&) = delete;
+    ~Holding()
     {
         processId.Close();
         if (bOwned)
@@ -203,56 +195,12 @@ struct InstanceLock
         }
     }
 
-    VOWString strName;
+    const VOWString strName;
     bool bRegistered = false;
     HANDLE hMutex = nullptr;
     bool bOwned = false;
     VOSectionView processId;
 };
-
-bool Register(InstanceLock& lock, const VOWCHAR* pszName)
-{
-    const std::lock_guard<std::mutex> guard(Held().lock);
-    lock.strName = pszName;
-    lock.bRegistered = Held().setNames.insert(lock.strName).second;
-    return lock.bRegistered;
-}
-
-// A lock without its process id is a lock all the same: nothing here is an error.
-void WriteProcessId(InstanceLock& lock)
-{
-    const DWORD uProcessId = GetCurrentProcessId();
-    lock.processId.TakeHandle(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(uProcessId),
-                                                 (lock.strName + L"~process").c_str()),
-                              FILE_MAP_WRITE);
-    if (lock.processId.Map() != nullptr)
-    {
-        memcpy(lock.processId.Data(), &uProcessId, sizeof(uProcessId));
-    }
-}
-
-uint32_t ReadProcessId(const VOWString& strName)
-{
-    DWORD uProcessId = 0;
-    const VOSectionView section((strName + L"~process").c_str(), FILE_MAP_READ);
-    if (section.Data() != nullptr)
-    {
-        memcpy(&uProcessId, section.Data(), sizeof(uProcessId));
-    }
-    return uProcessId;
-}
-}  // namespace
-
-struct VOInstanceLock::Holding : InstanceLock
-{
-};
-
-VOInstanceLock::VOInstanceLock() = default;
-
-VOInstanceLock::~VOInstanceLock()
-{
-    Release();
-}
 
 VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
 {
@@ -262,8 +210,8 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
         SetLastError(m_pHolding ? ERROR_ALREADY_EXISTS : ERROR_INVALID_PARAMETER);
         return Result::Error;
     }
-    auto pHolding = std::make_unique<Holding>();
-    if (!Register(*pHolding, pszName))
+    auto pHolding = std::make_unique<Holding>(pszName);
+    if (!pHolding->bRegistered)
     {
         m_uHolderProcessId = GetCurrentProcessId();
         return Result::HeldByOther;
@@ -285,22 +233,7 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
         return Result::Error;
     }
     pHolding->bOwned = true;
-    WriteProcessId(*pHolding);
+    WriteProcessId(pHolding->processId, pHolding->strName);
     m_pHolding = std::move(pHolding);
     return Result::Acquired;
-}
-
-uint32_t VOInstanceLock::HolderProcessId() const
-{
-    return m_uHolderProcessId;
-}
-
-bool VOInstanceLock::IsHeld() const
-{
-    return m_pHolding != nullptr;
-}
-
-void VOInstanceLock::Release()
-{
-    m_pHolding.reset();
 }

@@ -1,6 +1,6 @@
 // Memory runs out at every place, and a file can't be read on.
 #include "config/ini_tools.h"
-#include "platform/fault_points.h"
+#include "support/fault_points.h"
 
 using namespace initest;
 

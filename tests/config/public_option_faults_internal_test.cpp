@@ -1,7 +1,7 @@
 // Public options: a section that can't be opened or mapped.
-#include "platform/fault_points.h"
 #include "platform/vo_section_publisher.h"
 #include "support/bytes.h"
+#include "support/fault_points.h"
 #include "support/log_capture.h"
 #include "vo_public_option.h"
 

@@ -1,8 +1,8 @@
 // The stack walker without its library, without memory, and with calls that fail.
 #include "diagnostics/stack_walker_tools.h"
 #include "gtest/gtest.h"
-#include "platform/fault_points.h"
 #include "platform/vo_platform.h"
+#include "support/fault_points.h"
 
 using namespace walkertest;
 

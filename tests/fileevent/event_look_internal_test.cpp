@@ -4,7 +4,7 @@
 
 #include "fileevent/detect_thread.h"
 #include "fileevent/event_section_tools.h"
-#include "platform/fault_points.h"
+#include "support/fault_points.h"
 #include "support/stdout_capture.h"
 
 namespace

@@ -6,7 +6,7 @@
 
 #include "fileevent/detect_thread.h"
 #include "fileevent/event_section_tools.h"
-#include "platform/fault_points.h"
+#include "support/fault_points.h"
 #include "support/new_faults.h"
 #include "support/process_resources.h"
 #include "support/stdout_capture.h"

@@ -5,8 +5,8 @@
 
 #include "filemonitor/monitor_test_tools.h"
 #include "filemonitor/temporary_folder.h"
-#include "platform/fault_points.h"
 #include "platform/vo_platform.h"
+#include "support/fault_points.h"
 #include "support/new_faults.h"
 
 namespace

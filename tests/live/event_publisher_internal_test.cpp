@@ -1,8 +1,8 @@
 // What a publisher of events does when one of a batch can't be entered.
 #include <stdlib.h>
 
-#include "platform/fault_points.h"
 #include "platform/vo_platform.h"
+#include "support/fault_points.h"
 #include "support/text.h"
 #include "tools/lum/publish/event_publisher.h"
 #include "vo_utility.h"

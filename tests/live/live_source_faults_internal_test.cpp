@@ -8,8 +8,8 @@
 
 #include "live/index_model.h"
 #include "live/random_writer.h"
-#include "platform/fault_points.h"
 #include "platform/vo_directories.h"
+#include "support/fault_points.h"
 #include "support/new_faults.h"
 #include "support/temporary_folder.h"
 #include "tools/lum/live/live_source.h"

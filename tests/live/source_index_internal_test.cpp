@@ -1,7 +1,7 @@
 // An index beside a source that exists in memory alone: names that differ in case, folders that can't be read, what is
 // left out, and a library that has no room any more.
 #include "live/index_model.h"
-#include "platform/fault_points.h"
+#include "support/fault_points.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 #include <new>
 
 #include "mapping/mapping_test_tools.h"
-#include "platform/fault_points.h"
+#include "support/fault_points.h"
 #include "support/new_faults.h"
 
 namespace

@@ -1,6 +1,6 @@
 // Every call of the platform layer fails once: the Nth fault point that a body passes, then the N+1th, until the body
 // runs untouched. Where the system itself makes the calls there are no such points, and a body runs untouched at once.
-#include "platform/fault_points.h"
+#include "support/fault_points.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -414,7 +414,7 @@ TEST(FailingConsole, IsReportedAsMissing)
     VOFaultDisarm();
 }
 
-// In a process of its own, where the pipe isn't there yet and a request harms nobody.
+// In a process of its own, where no handler is there yet and a request harms nobody.
 TEST(FailingStopRequestsDeathTest, AreRefusedAndCanStillBeWaitedFor)
 {
     if (!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
@@ -424,7 +424,7 @@ TEST(FailingStopRequestsDeathTest, AreRefusedAndCanStillBeWaitedFor)
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto body = []
     {
-        VOFaultArm("stop.pipe", 1, false);
+        VOFaultArm("stop.signal", 1, false);
         const bool bRefused = !VOHandleStopRequests() && VOFaultFired() == 1;
         const bool bQuiet = !VOWaitForStopRequest(1);
         std::thread thread([] { VORequestStop(); });
@@ -484,7 +484,7 @@ TEST(FaultPointsOfTheLayer, AreAllThere)
           "VirtualQuery",  "_wfindfirst64i32",   "directory.open",  "directory.read",   "freopen_s",
           "lock.open",     "lock.write",         "section.create",  "section.find",     "section.lock",
           "section.map",   "section.open",       "section.publish", "section.reserve",  "section.withdraw",
-          "statx",         "stop.pipe"})
+          "statx"})
     {
         EXPECT_EQ(1u, setNames.count(pszName)) << pszName;
     }

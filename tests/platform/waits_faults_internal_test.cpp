@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "platform/fault_points.h"
 #include "platform/vo_directories.h"
+#include "support/fault_points.h"
 #include "tests/platform/change_reader.h"
 
 namespace fs = std::filesystem;

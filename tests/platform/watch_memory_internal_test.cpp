@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "platform/fault_points.h"
+#include "support/fault_points.h"
 #include "tests/platform/change_reader.h"
 #include "tests/support/new_faults.h"
 

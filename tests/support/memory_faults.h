@@ -4,8 +4,8 @@
 
 #include <functional>
 
-#include "platform/fault_points.h"
 #include "support/fail_each.h"
+#include "support/fault_points.h"
 #include "support/new_faults.h"
 
 namespace votest

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/fault_points.h"
 #include "support/bytes.h"
+#include "support/fault_points.h"
 #include "support/random.h"
 #include "utility/block_format.h"
 #include "vo_utility.h"

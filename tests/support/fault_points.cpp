@@ -1,22 +1,12 @@
-#include "platform/fault_points.h"
+// Empty where the platform layer is built without fault points.
+#include "support/fault_points.h"
 
 #if defined(VOBASE_FAULT_POINTS)
 
-#include <mutex>
 #include <set>
-
-#if !defined(_WIN32)
-#include "platform/posix/kernel.h"
-#endif
 
 namespace
 {
-#if defined(_WIN32)
-typedef std::lock_guard<std::mutex> FaultLock;
-#else
-typedef KernelLock FaultLock;  // a suspended thread doesn't stand with it
-#endif
-
 struct FaultState
 {
     std::mutex lock;
@@ -41,7 +31,7 @@ FaultState& State()
 bool VOFaultPointHit(const char* pszName)
 {
     FaultState& state = State();
-    const FaultLock guard(state.lock);
+    const VOFaultLock guard(state.lock);
     state.setNames.insert(pszName);
     if (!state.bArmed || (!state.bAnyName && state.strArmed != pszName))
     {
@@ -56,7 +46,7 @@ bool VOFaultPointHit(const char* pszName)
 void VOFaultArm(const char* pszName, unsigned uNth, bool bPersistent)
 {
     FaultState& state = State();
-    const FaultLock guard(state.lock);
+    const VOFaultLock guard(state.lock);
     state.bArmed = true;
     state.bAnyName = pszName == nullptr;
     state.strArmed = pszName != nullptr ? pszName : "";
@@ -69,28 +59,28 @@ void VOFaultArm(const char* pszName, unsigned uNth, bool bPersistent)
 void VOFaultDisarm()
 {
     FaultState& state = State();
-    const FaultLock guard(state.lock);
+    const VOFaultLock guard(state.lock);
     state.bArmed = false;
 }
 
 unsigned VOFaultHits()
 {
     FaultState& state = State();
-    const FaultLock guard(state.lock);
+    const VOFaultLock guard(state.lock);
     return state.uHits;
 }
 
 unsigned VOFaultFired()
 {
     FaultState& state = State();
-    const FaultLock guard(state.lock);
+    const VOFaultLock guard(state.lock);
     return state.uFired;
 }
 
 std::vector<std::string> VOFaultNames()
 {
     FaultState& state = State();
-    const FaultLock guard(state.lock);
+    const VOFaultLock guard(state.lock);
     return std::vector<std::string>(state.setNames.begin(), state.setNames.end());
 }
 
