@@ -5,8 +5,6 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/index_keys.h"
 #include "base/sources.h"
 #include "base/text.h"
@@ -200,8 +198,7 @@ int RunFind(const FindOptions& options, Output* pOutput)
     std::string strError;
     if (!MakeFilter(&filter, &strError))
     {
-        Complain(strError);
-        return kExitError;
+        return EndWith(strError);
     }
     ReaderSession session;
     if (!OpenOrComplain(options.eaf, &session))

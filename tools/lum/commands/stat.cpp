@@ -3,8 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "commands/commands.h"
 #include "reader/json_view.h"
 #include "reader/session.h"

@@ -3,8 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/sources.h"
 #include "commands/commands.h"
 #include "publish/serve_status.h"
@@ -133,8 +131,7 @@ int RunStatus(const ReaderOptions& options, Output* pOutput)
     const ReaderSession::Opened eOpened = session.Open(options.eaf, &strError);
     if (eOpened == ReaderSession::Opened::Failed)
     {
-        Complain(strError);
-        return kExitError;
+        return EndWith(strError);
     }
     const bool bFound = eOpened == ReaderSession::Opened::Yes;
     if (!bFound)

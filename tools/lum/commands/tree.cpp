@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/sources.h"
 #include "commands/commands.h"
 #include "reader/json_view.h"
@@ -207,8 +205,7 @@ int RunTree(const TreeOptions& options, Output* pOutput)
     const int nResult = Finish(uDrawn != 0, pOutput);
     if (!bSound && nResult != kExitError)
     {
-        Complain("the published index is damaged: a folder lies in itself, or its tree has no end");
-        return kExitError;
+        return EndWith("the published index is damaged: a folder lies in itself, or its tree has no end");
     }
     return nResult;
 }

@@ -6,8 +6,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/sources.h"
 #include "commands/commands.h"
 #include "image/image_check.h"

@@ -3,9 +3,8 @@
 #include <fmt/format.h>
 
 #include "base/console.h"
-#include "base/exit_code.h"
 #include "base/index_keys.h"
-#include "base/library_log.h"
+#include "base/log.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "image/image_load.h"
@@ -211,8 +210,7 @@ int Finish(bool bFound, Output* pOutput)
     const std::string strDamage = FirstLibraryError();
     if (!strDamage.empty())
     {
-        Complain(fmt::format("the published index is damaged: {}", strDamage));
-        return kExitError;
+        return EndWith(fmt::format("the published index is damaged: {}", strDamage));
     }
     return pOutput->Finish(bFound ? kExitFound : kExitNotFound);
 }
