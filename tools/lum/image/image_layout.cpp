@@ -64,8 +64,7 @@ public:
     {
         if (!bRight)
         {
-            m_target.pFindings->Add(m_block.Offset(ullAt),
-                                    fmt::format("{}: {}", m_pszBlock, fmt::format(strWrong, values...)));
+            m_target.pFindings->Add(m_block.Offset(ullAt), "{}: {}", m_pszBlock, fmt::format(strWrong, values...));
         }
         return bRight;
     }

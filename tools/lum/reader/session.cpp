@@ -193,6 +193,23 @@ ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string*
     return Opened::Yes;
 }
 
+std::vector<ReaderSession::Found> ReaderSession::FindOrComplain(const std::string& strArgument) const
+{
+    std::vector<Found> vecFound;
+    for (const ReaderSource& source : m_vecSources)
+    {
+        if (const std::optional<structAssetNode> node = source.FindArgument(strArgument))
+        {
+            vecFound.push_back({source, *node});
+        }
+    }
+    if (vecFound.empty())
+    {
+        Complain(fmt::format("{}: not in the index", strArgument));
+    }
+    return vecFound;
+}
+
 bool OpenOrComplain(std::optional<enumAssetFrom> eafWanted, ReaderSession* pSession)
 {
     std::string strError;
