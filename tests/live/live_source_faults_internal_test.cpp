@@ -12,6 +12,7 @@
 #include "platform/vo_directories.h"
 #include "support/new_faults.h"
 #include "support/temporary_folder.h"
+#include "tools/lum/base/failure.h"
 #include "tools/lum/live/live_source.h"
 #include "tools/lum/live/root_watch.h"
 
@@ -32,9 +33,18 @@ public:
     bool Open()
     {
         m_pSource = std::make_unique<lum::LiveSource>(m_spec, m_vecTypes, &m_signal);
-        const bool bOpened = m_pSource->Open(true, &strError);
-        setTold = bOpened ? Indexed() : Paths();
-        return bOpened;
+        setTold.clear();
+        try
+        {
+            m_pSource->Open(true);
+            setTold = Indexed();
+            return true;
+        }
+        catch (const lum::Failure& failure)
+        {
+            strError = failure.what();
+            return false;
+        }
     }
 
     // Opens it, and goes on until its monitor tells, and what its begin asks for is done.
@@ -70,7 +80,7 @@ public:
         do
         {
             Changes changes;
-            EXPECT_TRUE(m_pSource->Work(lum::LiveClock::now(), &changes, &strError)) << strError;
+            m_pSource->Work(lum::LiveClock::now(), &changes);
             Apply(changes, &setTold);
             for (const Change& change : changes)
             {
@@ -93,8 +103,7 @@ public:
 
     Paths Indexed()
     {
-        lum::SourceImage image;
-        EXPECT_TRUE(m_pSource->MakeImage(&image, &strError)) << strError;
+        lum::SourceImage image = m_pSource->MakeImage();
         unsigned char* pbImage = nullptr;
         unsigned uSize = 0;
         EXPECT_EQ(1, VODeCompressBuffer_lzo1x(&pbImage, &uSize, image.vecBlock.data()));

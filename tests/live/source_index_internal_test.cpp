@@ -2,6 +2,7 @@
 // left out, and a library that has no room any more.
 #include "live/index_model.h"
 #include "platform/fault_points.h"
+#include "tools/lum/base/failure.h"
 
 namespace
 {
@@ -18,7 +19,7 @@ public:
         {
             Make(strPath);
         }
-        EXPECT_TRUE(index.Build({}, &disk, nullptr, &strError)) << strError;
+        index.Build({}, &disk, nullptr);
         setTold = ReadImage(&index).Walked();
         index.TakeLeftOut();
         index.TakeUnread();
@@ -42,6 +43,21 @@ public:
 
     void Touch(const std::string& strFolder) { mapHints[Wide(strFolder)]; }
 
+    // False when the index can't follow any more.
+    bool Compare(const VOWString& strFolder, const FolderHints& hints, std::vector<VOWString>* pvecMore)
+    {
+        try
+        {
+            index.Compare(strFolder, hints, &changes, pvecMore);
+            return true;
+        }
+        catch (const lum::Failure& failure)
+        {
+            strError = failure.what();
+            return false;
+        }
+    }
+
     // Compares what was hinted at, and what that leads to. False when the index can't follow any more.
     bool Follow()
     {
@@ -56,7 +72,7 @@ public:
                 strFolder = lum::ParentPath(strFolder);
             }
             const FolderHints hints = strFolder == first.key() ? first.mapped() : FolderHints();
-            bFollowed = index.Compare(strFolder, hints, &changes, &vecMore, &strError);
+            bFollowed = Compare(strFolder, hints, &vecMore);
             for (const VOWString& strMore : vecMore)
             {
                 mapHints[strMore];
@@ -187,7 +203,7 @@ TEST(SourceIndexTwins, ARenameOntoTheTwinLeavesOneFile)
 TEST(SourceIndexTwins, TwinsAreKeptApartWhenTheContainerIsMadeAnew)
 {
     Followed followed({"a", "A", "D/", "D/x", "d/", "d/x", "d/X"});
-    ASSERT_TRUE(followed.index.Renew({}, &followed.strError));
+    followed.index.Renew({});
     followed.Check();
     followed.disk.Remove(Wide("A"));
     followed.disk.Remove(Wide("D"));
@@ -305,7 +321,7 @@ TEST(SourceIndexTwins, AfterEveryRandomChangeIndexLookUpAndToldAgree)
             }
             if (random.Percent(2))
             {
-                ASSERT_TRUE(followed.index.Renew({}, &followed.strError));
+                followed.index.Renew({});
                 followed.Check();
             }
         }
@@ -543,7 +559,7 @@ TEST(SourceIndexFull, AComparisonThatCouldntDoItsWorkSaysSo)
         VOFaultArm(nullptr, uNth, true);
         try
         {
-            bCompared = followed.index.Compare({}, {}, &followed.changes, &vecMore, &followed.strError);
+            bCompared = followed.Compare({}, {}, &vecMore);
         }
         catch (const std::bad_alloc&)
         {

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "base/failure.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "commands/commands.h"
@@ -57,16 +58,15 @@ public:
         }
     }
 
-    // Makes the project. *pstrDirectory is its narrow path. False with a message.
-    bool Make(std::string* pstrDirectory, std::string* pstrError)
+    // Makes the project, and gives its narrow path.
+    std::string Make()
     {
         std::error_code error;
         const std::filesystem::path root =
             std::filesystem::temp_directory_path(error) / fmt::format("lum-demo-{}", VOProcessId());
         if (error || !std::filesystem::create_directory(root, error))
         {
-            *pstrError = fmt::format("the demonstration's directory can't be made: {}", error.message());
-            return false;
+            throw Failure("the demonstration's directory can't be made: {}", error.message());
         }
         m_root = root;
         for (const char* pszFile : kFiles)
@@ -77,12 +77,10 @@ public:
             stream << pszFile << '\n';
             if (!stream.flush())
             {
-                *pstrError = "the demonstration's files can't be written";
-                return false;
+                throw Failure("the demonstration's files can't be written");
             }
         }
-        *pstrDirectory = ToNative(root);
-        return true;
+        return ToNative(root);
     }
 
 private:
@@ -136,33 +134,23 @@ int OnExample(const structAssetNode& node, void* pvSearch, int& bStop)
 }
 
 // Looked up in this process, with the calls that any tool makes.
-bool FindExample(Example* pExample, std::string* pstrError)
+Example FindExample()
 {
-    ReaderSession session;
-    if (session.Open(AF_SOURCE, pstrError) != ReaderSession::Opened::Yes)
-    {
-        return false;
-    }
+    const ReaderSession session(AF_SOURCE);
     const ReaderSource& source = session.Sources().front();
     const std::optional<structAssetNode> root = source.FindPath(VOWString());
     if (!root)
     {
-        *pstrError = "the published tree has no root folder";
-        return false;
+        throw Failure("the published tree has no root folder");
     }
     ExampleSearch search{&source, {}};
     source.Inspector().TraverseAssetNode(root->nAssetID, Inspector::NT_FILE, 1, &OnExample, &search);
-    *pExample = search.best;
-    return true;
+    return search.best;
 }
 
-bool ShowReaders(const std::string& strProgram, std::string* pstrError)
+void ShowReaders(const std::string& strProgram)
 {
-    Example example;
-    if (!FindExample(&example, pstrError))
-    {
-        return false;
-    }
+    const Example example = FindExample();
     std::vector<std::string> vecCommands = {"status --from source", "ls --long", "tree --depth 3"};
     if (!example.strPath.empty())
     {
@@ -177,99 +165,46 @@ bool ShowReaders(const std::string& strProgram, std::string* pstrError)
     {
         if (VOStopRequested())
         {
-            *pstrError = "stopped";
-            return false;
+            throw Failure("stopped");
         }
         if (!RunAgain(strProgram, strCommand))
         {
-            *pstrError = fmt::format("\"lum {}\" failed", strCommand);
-            return false;
+            throw Failure("\"lum {}\" failed", strCommand);
         }
     }
-    return true;
 }
 
 // Writes a file into the published directory, and waits for the word of it to come back through shared memory.
-bool ShowAChange(const std::string& strProgram, const std::string& strDirectory, LiveServer* pServer,
-                 std::string* pstrError)
+void ShowAChange(const std::string& strProgram, const std::string& strDirectory, LiveServer* pServer)
 {
     constexpr const char* kName = "made-just-now.txt";
     EventStream stream;
-    if (!stream.Open(AF_SOURCE, pstrError))
-    {
-        return false;
-    }
+    stream.Open(AF_SOURCE);
     // Events count from the first look at the stream on, so the change waits for that.
     for (const auto end = std::chrono::steady_clock::now() + kFirstLook; std::chrono::steady_clock::now() < end;)
     {
-        if (!pServer->Turn(kDemoTurn, pstrError))
-        {
-            return false;
-        }
+        pServer->Turn(kDemoTurn);
     }
     Tell(fmt::format("\nNow a file is made: {}", kName));
     const auto start = std::chrono::steady_clock::now();
-    if (!WriteFile(strDirectory + "/" + kName, "new", 3, pstrError))
-    {
-        return false;
-    }
+    WriteFile(strDirectory + "/" + kName, "new", 3);
     std::optional<Change> change;
     while (!change && !VOStopRequested() && std::chrono::steady_clock::now() - start < kPatience)
     {
-        if (!pServer->Turn(kDemoTurn, pstrError))
-        {
-            return false;
-        }
+        pServer->Turn(kDemoTurn);
         change = stream.Next(std::chrono::milliseconds(0));
     }
     if (!change)
     {
-        *pstrError = "no event arrived";
-        return false;
+        throw Failure("no event arrived");
     }
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
     Tell(fmt::format("After {} ms a listener is told: {} {}", took.count(), NameOf(change->eKind),
                      WrittenForm(change->strPath, Escape::Controls)));
     if (!RunAgain(strProgram, fmt::format("stat {}", kName)))
     {
-        *pstrError = "the new file is not in the index";
-        return false;
+        throw Failure("the new file is not in the index");
     }
-    return true;
-}
-
-bool Demonstrate(const DemoOptions& options, const std::string& strDirectory, std::string* pstrError)
-{
-    if (options.strProgram.find_first_of("\"$`%") != std::string::npos)
-    {
-        *pstrError = fmt::format("a second process can't be started from {}", options.strProgram);
-        return false;
-    }
-    const std::vector<ClassifyType> vecTypes = BuiltInTypes();
-    // A directory of the user's is left as it is, so that there is nothing to follow.
-    const bool bOwnDirectory = !options.strDirectory;
-    LiveServer server(vecTypes, bOwnDirectory);
-    if (!VOHandleStopRequests() || !server.Start({{AF_SOURCE, {strDirectory}}}, pstrError))
-    {
-        return false;
-    }
-    Tell(fmt::format("This process publishes {} nodes of {}; a second one reads them.", server.NodeCount(),
-                     WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
-    if (!ShowReaders(options.strProgram, pstrError) ||
-        (bOwnDirectory && !ShowAChange(options.strProgram, strDirectory, &server, pstrError)))
-    {
-        return false;
-    }
-    server.Withdraw();
-
-    Tell("\nWithdrawn again: now nothing is found.");
-    if (RunAgain(options.strProgram, "status --from source"))
-    {
-        *pstrError = "the source is still published";
-        return false;
-    }
-    Tell("\nThe same by hand: \"lum serve --source DIR\" in one terminal, any other command in another one.");
-    return true;
 }
 
 }  // namespace
@@ -277,13 +212,35 @@ bool Demonstrate(const DemoOptions& options, const std::string& strDirectory, st
 int RunDemo(const DemoOptions& options, Output* /*pOutput*/)
 {
     DemoTree tree;
-    std::string strError;
-    std::string strDirectory = options.strDirectory.value_or("");
-    if ((!options.strDirectory && !tree.Make(&strDirectory, &strError)) ||
-        !Demonstrate(options, strDirectory, &strError))
+    const std::string strDirectory = options.strDirectory ? *options.strDirectory : tree.Make();
+    if (options.strProgram.find_first_of("\"$`%") != std::string::npos)
     {
-        return EndWith(strError.empty() ? "the demonstration could not be prepared" : strError);
+        throw Failure("a second process can't be started from {}", options.strProgram);
     }
+    const std::vector<ClassifyType> vecTypes = BuiltInTypes();
+    // A directory of the user's is left as it is, so that there is nothing to follow.
+    const bool bOwnDirectory = !options.strDirectory;
+    LiveServer server(vecTypes, bOwnDirectory);
+    if (!VOHandleStopRequests())
+    {
+        throw Failure("the demonstration could not be prepared");
+    }
+    server.Start({{AF_SOURCE, {strDirectory}}});
+    Tell(fmt::format("This process publishes {} nodes of {}; a second one reads them.", server.NodeCount(),
+                     WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
+    ShowReaders(options.strProgram);
+    if (bOwnDirectory)
+    {
+        ShowAChange(options.strProgram, strDirectory, &server);
+    }
+    server.Withdraw();
+
+    Tell("\nWithdrawn again: now nothing is found.");
+    if (RunAgain(options.strProgram, "status --from source"))
+    {
+        throw Failure("the source is still published");
+    }
+    Tell("\nThe same by hand: \"lum serve --source DIR\" in one terminal, any other command in another one.");
     return kExitFound;
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 
+#include "base/failure.h"
 #include "base/index_keys.h"
 #include "base/sources.h"
 #include "base/text.h"
@@ -44,33 +45,30 @@ struct Walk
     const std::function<void(const NodeView&)>* pfnFound;
 };
 
-bool MakeFilter(Filter* pFilter, std::string* pstrError)
+Filter FilterOf(const FindOptions& options)
 {
-    const FindOptions& options = pFilter->options;
+    Filter filter{options, {}, {}, 0};
     if (options.strName)
     {
-        pFilter->strName = VOFromNative(*options.strName);
-        if (pFilter->strName->empty() || pFilter->strName->size() > kMaxNameFilter)
+        filter.strName = VOFromNative(*options.strName);
+        if (filter.strName->empty() || filter.strName->size() > kMaxNameFilter)
         {
-            *pstrError =
-                fmt::format("--name takes 1 to {} characters, not {}", kMaxNameFilter, pFilter->strName->size());
-            return false;
+            throw Failure("--name takes 1 to {} characters, not {}", kMaxNameFilter, filter.strName->size());
         }
     }
     if (options.strExtensions)
     {
-        pFilter->vecExtensions = SplitAt(VOFromNative(*options.strExtensions), VOTEXT("|"));
-        std::erase(pFilter->vecExtensions, VOWString());
-        if (pFilter->vecExtensions.empty())
+        filter.vecExtensions = SplitAt(VOFromNative(*options.strExtensions), VOTEXT("|"));
+        std::erase(filter.vecExtensions, VOWString());
+        if (filter.vecExtensions.empty())
         {
-            *pstrError = "--ext takes a list of extensions such as png|tga";
-            return false;
+            throw Failure("--ext takes a list of extensions such as png|tga");
         }
     }
     const bool bBoth = options.bFiles == options.bFolders;
-    pFilter->dwType = (bBoth || options.bFiles ? static_cast<VOULONG>(Inspector::NT_FILE) : 0) |
-                      (bBoth || options.bFolders ? static_cast<VOULONG>(Inspector::NT_FOLDER) : 0);
-    return true;
+    filter.dwType = (bBoth || options.bFiles ? static_cast<VOULONG>(Inspector::NT_FILE) : 0) |
+                    (bBoth || options.bFolders ? static_cast<VOULONG>(Inspector::NT_FOLDER) : 0);
+    return filter;
 }
 
 bool EqualExtension(const VOWString& strExtension, const Filter& filter)
@@ -188,17 +186,8 @@ std::string TextOf(const NodeView& view, bool bNull, bool bNameSource)
 
 int RunFind(const FindOptions& options, Output* pOutput)
 {
-    Filter filter{options, {}, {}, 0};
-    std::string strError;
-    if (!MakeFilter(&filter, &strError))
-    {
-        return EndWith(strError);
-    }
-    ReaderSession session;
-    if (!OpenOrComplain(options.eaf, &session))
-    {
-        return kExitError;
-    }
+    const Filter filter = FilterOf(options);
+    const ReaderSession session(options.eaf);
     ResultList list(pOutput, "nodes", options.bJson);
     WalkAll(session, filter,
             [&](const NodeView& view) {

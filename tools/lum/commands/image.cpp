@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/failure.h"
 #include "base/files.h"
 #include "base/sources.h"
 #include "commands/commands.h"
@@ -123,25 +124,6 @@ void ShowJson(const LoadedImage& image, const ImageLayout& layout, const ImageRe
     pOutput->Write(parsed.dump(2) + "\n");
 }
 
-// False after a complaint.
-bool LoadWanted(const ImageOptions& options, LoadedImage* pImage)
-{
-    std::string strError;
-    const bool bLoaded = options.strFile ? LoadFileImage(*options.strFile, pImage, &strError)
-                                         : LoadSectionImage(options.eaf.value_or(AF_SOURCE), pImage, &strError);
-    if (bLoaded && options.strSave &&
-        !WriteFile(*options.strSave, pImage->vecImage.data(), pImage->vecImage.size(), &strError))
-    {
-        Complain(strError);
-        return false;
-    }
-    if (!bLoaded)
-    {
-        Complain(strError);
-    }
-    return bLoaded;
-}
-
 void ShowState(const AssetNodeUpdateState& state, bool bJson, Output* pOutput)
 {
     nlohmann::ordered_json parsed;
@@ -164,12 +146,13 @@ void ShowState(const AssetNodeUpdateState& state, bool bJson, Output* pOutput)
 int RunState(const ImageOptions& options, Output* pOutput)
 {
     AssetNodeUpdateState state;
-    bool bMissing = false;
-    std::string strError;
-    if (!LoadState(&state, &bMissing, &strError))
+    try
     {
-        Complain(strError);
-        return bMissing ? kExitNotFound : kExitError;
+        state = LoadState();
+    }
+    catch (const NotPublished& answer)
+    {
+        return EndWith(answer.what(), kExitNotFound);
     }
     if (memcmp(state.szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(state.szVersion)) != 0)
     {
@@ -187,10 +170,11 @@ int RunImage(const ImageOptions& options, Output* pOutput)
     {
         return RunState(options, pOutput);
     }
-    LoadedImage image;
-    if (!LoadWanted(options, &image))
+    const LoadedImage image =
+        options.strFile ? LoadFileImage(*options.strFile) : LoadSectionImage(options.eaf.value_or(AF_SOURCE));
+    if (options.strSave)
     {
-        return kExitError;
+        WriteFile(*options.strSave, image.vecImage.data(), image.vecImage.size());
     }
     Findings findings;
     const ImageLayout layout = ReadLayout(ByteView(image.vecImage.data(), image.vecImage.size()), &findings);

@@ -16,11 +16,7 @@ namespace lum
 
 int RunList(const ListOptions& options, Output* pOutput)
 {
-    ReaderSession session;
-    if (!OpenOrComplain(options.eaf, &session))
-    {
-        return kExitError;
-    }
+    const ReaderSession session(options.eaf);
     const std::vector<ReaderSession::Found> vecFound = session.FindOrComplain(options.strPath);
     ResultList list(pOutput, "listings", options.bJson);
     for (const ReaderSession::Found& found : vecFound)

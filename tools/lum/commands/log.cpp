@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <regex>
 
 #include "base/files.h"
@@ -23,46 +24,39 @@ constexpr uint32_t kTurnMilliseconds = 100;
 
 constexpr size_t kChunk = 64 * 1024;
 
-// The names in a folder that have a form, the newest first: in their forms, the order of texts is that of times. False
+// The names in a folder that have a form, the newest first: in their forms, the order of texts is that of times. None
 // when the folder can't be listed.
-bool NewestFirst(const fs::path& folder, const std::regex& form, std::vector<std::string>* pvecNames)
+std::optional<std::vector<std::string>> NewestFirst(const fs::path& folder, const std::regex& form)
 {
     std::error_code error;
-    pvecNames->clear();
+    std::vector<std::string> vecNames;
     for (fs::directory_iterator it(folder, error); !error && it != fs::directory_iterator(); it.increment(error))
     {
         const std::string strName = ToNative(it->path().filename());
         if (std::regex_match(strName, form))
         {
-            pvecNames->push_back(strName);
+            vecNames.push_back(strName);
         }
     }
-    std::sort(pvecNames->rbegin(), pvecNames->rend());
-    return !error;
+    std::sort(vecNames.rbegin(), vecNames.rend());
+    return error ? std::nullopt : std::optional(std::move(vecNames));
 }
 
-// The newest log file below a folder; empty when there is none. False when the folder can't be listed.
-bool FindNewest(const fs::path& folder, fs::path* pFile)
+// The newest log file below a folder; empty when there is none. None when the folder can't be listed.
+std::optional<fs::path> FindNewest(const fs::path& folder)
 {
-    static const std::regex s_kDay("[0-9]{4}-[0-9]{2}-[0-9]{2}");
-    static const std::regex s_kFile("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}-[0-9]{2}-[0-9]{2}\\.log");
-    std::vector<std::string> vecDays;
-    std::vector<std::string> vecFiles;
-    pFile->clear();
-    if (!NewestFirst(folder, s_kDay, &vecDays))
-    {
-        return false;
-    }
-    for (const std::string& strDay : vecDays)
+    static const std::regex s_day("[0-9]{4}-[0-9]{2}-[0-9]{2}");
+    static const std::regex s_file("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}-[0-9]{2}-[0-9]{2}\\.log");
+    const auto vecDays = NewestFirst(folder, s_day);
+    for (const std::string& strDay : vecDays.value_or(std::vector<std::string>()))
     {
         // A day's folder is made before its first file.
-        if (NewestFirst(folder / strDay, s_kFile, &vecFiles) && !vecFiles.empty())
+        if (const auto vecFiles = NewestFirst(folder / strDay, s_file); vecFiles && !vecFiles->empty())
         {
-            *pFile = folder / strDay / vecFiles.front();
-            return true;
+            return folder / strDay / vecFiles->front();
         }
     }
-    return true;
+    return vecDays ? std::optional(fs::path()) : std::nullopt;
 }
 
 // Where the last so many lines of a text begin. A line end behind the last line begins no new one.
@@ -146,8 +140,7 @@ int Follow(const fs::path& folder, LogReader* pReader, Output* pOutput)
 {
     while (!VOWaitForStopRequest(kTurnMilliseconds))
     {
-        fs::path newest;
-        FindNewest(folder, &newest);
+        const fs::path newest = FindNewest(folder).value_or(fs::path());
         // A folder that is gone may come again; what was read of its file isn't printed twice.
         if (!PrintNews(newest.empty() ? pReader->File() : newest, pReader, pOutput))
         {
@@ -162,10 +155,10 @@ int Follow(const fs::path& folder, LogReader* pReader, Output* pOutput)
 int RunLog(const LogOptions& options, Output* pOutput)
 {
     const fs::path folder = ToPath(options.strFolder);
-    fs::path newest;
+    const std::optional<fs::path> newest = FindNewest(folder);
     LogReader reader;
     std::string strText;
-    if (!FindNewest(folder, &newest))
+    if (!newest)
     {
         return EndWith(fmt::format("{}: can't be listed", options.strFolder));
     }
@@ -173,15 +166,15 @@ int RunLog(const LogOptions& options, Output* pOutput)
     {
         return EndWith("requests to stop can't be handled");
     }
-    if (newest.empty())
+    if (newest->empty())
     {
         Complain(fmt::format("{}: no log file is there{}", options.strFolder, options.bFollow ? " yet" : ""));
         return options.bFollow ? Follow(folder, &reader, pOutput) : kExitNotFound;
     }
-    reader.Start(newest);
+    reader.Start(*newest);
     if (!reader.ReadMore(&strText))
     {
-        return EndWith(fmt::format("{}/{}: can't be read", options.strFolder, ToNative(newest.filename())));
+        return EndWith(fmt::format("{}/{}: can't be read", options.strFolder, ToNative(newest->filename())));
     }
     pOutput->Write(std::string_view(strText).substr(options.uLines ? StartOfLastLines(strText, *options.uLines) : 0));
     const int nResult = pOutput->Finish(kExitFound);

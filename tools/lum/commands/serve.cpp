@@ -1,6 +1,7 @@
 // lum serve: scans, publishes, and follows what changes until it is told to stop.
 #include <fmt/format.h>
 
+#include "base/failure.h"
 #include "base/log.h"
 #include "base/sources.h"
 #include "base/text.h"
@@ -48,35 +49,24 @@ std::vector<SourceSpec> SpecsOf(const ServeOptions& options)
     return vecSpecs;
 }
 
-bool StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSection* pPublicOptions, Output* pOutput,
-                 std::string* pstrError)
+void StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSection* pPublicOptions, Output* pOutput)
 {
     const std::vector<SourceSpec> vecSpecs = SpecsOf(options);
-    VOPublicOptionRecord record;
-    if (options.strOptions && !ReadOptionFile(*options.strOptions, &record, pstrError))
-    {
-        return false;
-    }
+    const VOPublicOptionRecord record =
+        options.strOptions ? ReadOptionFile(*options.strOptions) : VOPublicOptionRecord{};
     if (vecSpecs.empty() && !options.strOptions)
     {
-        *pstrError = "nothing to serve: name at least one source, for instance with --source DIR";
-        return false;
+        throw Failure("nothing to serve: name at least one source, for instance with --source DIR");
     }
     if (!VOHandleStopRequests())
     {
-        *pstrError = "requests to stop can't be handled";
-        return false;
+        throw Failure("requests to stop can't be handled");
     }
-    if (!pServer->Start(vecSpecs, pstrError))
-    {
-        return false;
-    }
+    pServer->Start(vecSpecs);
     // Only the one publisher that there is puts its options up.
     if (options.strOptions && !pPublicOptions->Replace(kVOPublicOptionSection, &record, sizeof(record)))
     {
-        *pstrError = fmt::format("the section of the public options can't be made (system error {})", GetLastError());
-        pServer->Withdraw();
-        return false;
+        throw Failure("the section of the public options can't be made (system error {})", GetLastError());
     }
     const unsigned uNodes = pServer->NodeCount();
     const std::string strReady = fmt::format("serving {} node{} of {} source{}", uNodes, uNodes == 1 ? "" : "s",
@@ -85,36 +75,23 @@ bool StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSe
     pOutput->Write(strReady + "\n");
     if (!pOutput->Flush())
     {
-        *pstrError = "standard output can't be written";
-        return false;
+        throw Failure("standard output can't be written");
     }
-    return true;
 }
 
 }  // namespace
 
 int RunServe(const ServeOptions& options, Output* pOutput)
 {
-    std::string strError;
-    std::vector<ClassifyType> vecTypes;
-    if (options.strLog && !StartLogFile(*options.strLog, &strError))
+    if (options.strLog)
     {
-        return EndWith(strError);
+        StartLogFile(*options.strLog);
     }
-    if (!options.strTypes)
-    {
-        vecTypes = BuiltInTypes();
-    }
-    else if (!ReadTypesFile(*options.strTypes, &vecTypes, &strError))
-    {
-        return EndWith(strError);
-    }
+    const std::vector<ClassifyType> vecTypes = options.strTypes ? ReadTypesFile(*options.strTypes) : BuiltInTypes();
     LiveServer server(vecTypes, !options.bOnce);
     VOPublishedSection publicOptions;
-    if (!StartServer(options, &server, &publicOptions, pOutput, &strError) || !server.Run(&strError))
-    {
-        return EndWith(strError);
-    }
+    StartServer(options, &server, &publicOptions, pOutput);
+    server.Run();
     publicOptions.Withdraw();
     LogLine(VOLOG_INFO, "stopped; everything is withdrawn");
     return kExitFound;

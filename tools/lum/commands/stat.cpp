@@ -11,11 +11,7 @@ namespace lum
 
 int RunStat(const StatOptions& options, Output* pOutput)
 {
-    ReaderSession session;
-    if (!OpenOrComplain(options.eaf, &session))
-    {
-        return kExitError;
-    }
+    const ReaderSession session(options.eaf);
     bool bAllFound = true;
     ResultList list(pOutput, "nodes", options.bJson);
     for (const std::string& strPath : options.vecPaths)

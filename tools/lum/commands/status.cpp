@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/failure.h"
 #include "base/sources.h"
 #include "commands/commands.h"
 #include "publish/serve_status.h"
@@ -87,21 +88,18 @@ nlohmann::ordered_json JsonOf(const SourceStatus& status)
 
 int RunStatus(const ReaderOptions& options, Output* pOutput)
 {
-    ReaderSession session;
-    std::string strError;
-    const ReaderSession::Opened eOpened = session.Open(options.eaf, &strError);
-    if (eOpened == ReaderSession::Opened::Failed)
+    std::optional<ReaderSession> session;
+    try
     {
-        return EndWith(strError);
+        session.emplace(options.eaf);
     }
-    const bool bFound = eOpened == ReaderSession::Opened::Yes;
-    if (!bFound)
+    catch (const NotPublished& answer)
     {
-        Complain(strError);
+        Complain(answer.what());
     }
     const std::optional<ServeStatus> status = PublisherStatus();
     ResultList list(pOutput, "sources", options.bJson);
-    for (const ReaderSource& source : session.Sources())
+    for (const ReaderSource& source : session ? session->Sources() : std::vector<ReaderSource>())
     {
         const Counts counts = CountsOf(source);
         const SourceStatus* const pFollowed =
@@ -131,7 +129,7 @@ int RunStatus(const ReaderOptions& options, Output* pOutput)
         list.Add(makeText, makeJson);
     }
     list.End();
-    return Finish(bFound, pOutput);
+    return Finish(session.has_value(), pOutput);
 }
 
 }  // namespace lum

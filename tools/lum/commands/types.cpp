@@ -69,11 +69,7 @@ nlohmann::ordered_json JsonOf(const TypeReport& type)
 
 int RunTypes(const ReaderOptions& options, Output* pOutput)
 {
-    ReaderSession session;
-    if (!OpenOrComplain(options.eaf, &session))
-    {
-        return kExitError;
-    }
+    const ReaderSession session(options.eaf);
     ResultList list(pOutput, "sources", options.bJson);
     for (const ReaderSource& source : session.Sources())
     {

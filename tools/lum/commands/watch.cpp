@@ -5,6 +5,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "base/failure.h"
 #include "base/log.h"
 #include "base/paths.h"
 #include "base/sources.h"
@@ -62,19 +63,14 @@ std::string JsonLineOf(const Change& change)
 class WatchFilter
 {
 public:
-    // False with a message when the path lies in none of the published sources.
-    bool Open(const WatchOptions& options, std::string* pstrError)
+    // A Failure when the path lies in none of the published sources.
+    explicit WatchFilter(const WatchOptions& options) : m_bAll(options.strPath.empty())
     {
-        m_bAll = options.strPath.empty();
         if (m_bAll)
         {
-            return true;
+            return;
         }
-        ReaderSession session;
-        if (session.Open(options.eaf, pstrError) != ReaderSession::Opened::Yes)
-        {
-            return false;
-        }
+        const ReaderSession session(options.eaf);
         for (const ReaderSource& one : session.Sources())
         {
             for (const VOWString& strReading : ReadingsOf(options.strPath))
@@ -85,8 +81,10 @@ public:
                 }
             }
         }
-        *pstrError = fmt::format("{}: lies in no source that is published", PrintableText(options.strPath));
-        return !m_mapPrefixes.empty();
+        if (m_mapPrefixes.empty())
+        {
+            throw Failure("{}: lies in no source that is published", PrintableText(options.strPath));
+        }
     }
 
     bool Shows(const Change& change) const
@@ -107,7 +105,7 @@ private:
                (!change.strNewName.empty() && (strNew == strPrefix || LiesIn(strNew, strPrefix)));
     }
 
-    bool m_bAll = true;
+    bool m_bAll;
     std::map<LUMTrayService::enumAssetFrom, std::vector<VOWString>> m_mapPrefixes;  // folded
 };
 
@@ -131,25 +129,25 @@ int RunWatch(const WatchOptions& options, Output* pOutput)
 {
     WatchLibraryLog();
     EventStream stream;
-    std::string strError;
+    std::optional<WatchFilter> filter;
     if (!VOHandleStopRequests())
     {
         return EndWith("requests to stop can't be handled");
     }
-    if (!stream.Open(options.eaf, &strError))
+    try
     {
-        return EndWith(strError, kExitNotFound);
+        stream.Open(options.eaf);
+        filter.emplace(options);
     }
-    WatchFilter filter;
-    if (!filter.Open(options, &strError))
+    catch (const Failure& failure)
     {
-        return EndWith(strError, kExitNotFound);
+        return EndWith(failure.what(), kExitNotFound);
     }
     uint32_t uShown = 0;
     while (!VOStopRequested() && (!options.uCount || uShown < *options.uCount))
     {
         const std::optional<Change> change = stream.Next(kTurn);
-        if (!change || !filter.Shows(*change))
+        if (!change || !filter->Shows(*change))
         {
             continue;
         }

@@ -1,13 +1,15 @@
 #include "image/image_load.h"
 
-#include <fmt/format.h>
-#include <stdlib.h>
 #include <string.h>
 
+#include <memory>
+
 #include "base/console.h"
+#include "base/failure.h"
 #include "base/files.h"
 #include "base/sources.h"
 #include "image/byte_view.h"
+#include "platform/vo_owners.h"
 #include "platform/vo_section_view.h"
 #include "platform/vo_shared_word.h"
 #include "vo_utility.h"
@@ -54,55 +56,41 @@ private:
     unsigned* m_puReaders = nullptr;
 };
 
-// Checks the head of a compressed block before it is trusted with an allocation and a length.
-std::string WrongBlockHead(ByteView block)
+LoadedImage Decompress(const std::vector<unsigned char>& vecBlock)
 {
+    // The head is checked before it is trusted with an allocation and a length.
+    const ByteView block(vecBlock.data(), vecBlock.size());
     if (block.Size() < kBlockHead)
     {
-        return fmt::format("{} bytes are no compressed block", block.Size());
+        throw Failure("{} bytes are no compressed block", block.Size());
     }
     const uint64_t ullSource = block.Long(0);
     const uint64_t ullStream = block.Long(8);
     if (ullStream == 0 || ullStream > block.Size() - kBlockHead)
     {
-        return fmt::format("offset 8: a stream of {} bytes in a block of {}", ullStream, block.Size());
+        throw Failure("offset 8: a stream of {} bytes in a block of {}", ullStream, block.Size());
     }
     if (ullSource == 0 || ullSource > kMaxImage || ullSource > ullStream * kMaxExpansion + kExpansionSlack)
     {
-        return fmt::format("offset 0: {} bytes can't be in a stream of {}", ullSource, ullStream);
-    }
-    return {};
-}
-
-bool Decompress(std::vector<unsigned char> vecBlock, LoadedImage* pResult, std::string* pstrError)
-{
-    const ByteView block(vecBlock.data(), vecBlock.size());
-    *pstrError = WrongBlockHead(block);
-    if (!pstrError->empty())
-    {
-        return false;
+        throw Failure("offset 0: {} bytes can't be in a stream of {}", ullSource, ullStream);
     }
     unsigned char* pbImage = nullptr;
     unsigned uSize = 0;
-    if (VODeCompressBuffer_lzo1x(&pbImage, &uSize, vecBlock.data()) == 0)
+    if (VODeCompressBuffer_lzo1x(&pbImage, &uSize, const_cast<unsigned char*>(vecBlock.data())) == 0)
     {
-        *pstrError = fmt::format("offset {}: the stream of the block is damaged", kBlockHead);
-        return false;
+        throw Failure("offset {}: the stream of the block is damaged", kBlockHead);
     }
-    pResult->vecImage.assign(pbImage, pbImage + uSize);
-    free(pbImage);
-    if (uSize != block.Long(0))
+    const std::unique_ptr<unsigned char, VOFreeBlock> pOwner(pbImage);
+    if (uSize != ullSource)
     {
-        *pstrError = fmt::format("offset 0: {} bytes announced, {} in the stream", block.Long(0), uSize);
-        return false;
+        throw Failure("offset 0: {} bytes announced, {} in the stream", ullSource, uSize);
     }
-    pResult->ullBlockSize = block.Long(8) + kBlockHead + 8;
-    return true;
+    return {{pbImage, pbImage + uSize}, ullStream + kBlockHead + 8};
 }
 
 }  // namespace
 
-bool LoadSectionImage(enumAssetFrom eaf, LoadedImage* pResult, std::string* pstrError)
+LoadedImage LoadSectionImage(enumAssetFrom eaf)
 {
     std::vector<unsigned char> vecBlock;
     {
@@ -110,8 +98,7 @@ bool LoadSectionImage(enumAssetFrom eaf, LoadedImage* pResult, std::string* pstr
         VOSectionView section;
         if (section.OpenHandle(ASSETNODE_MAPPING_VIEW_STRING(eaf), FILE_MAP_READ) == nullptr)
         {
-            *pstrError = fmt::format("{}: there is no data section", SourceName(eaf));
-            return false;
+            throw Failure("{}: there is no data section", SourceName(eaf));
         }
         // A section may be larger than its block. What the head says is read once, and used only within the section.
         section.Map();
@@ -121,54 +108,39 @@ bool LoadSectionImage(enumAssetFrom eaf, LoadedImage* pResult, std::string* pstr
         const uint64_t ullSize = bWhole ? kBlockHead + ullStream : bytes.Size();
         vecBlock.assign(bytes.Data(), bytes.Data() + ullSize);
     }
-    if (!Decompress(std::move(vecBlock), pResult, pstrError))
-    {
-        *pstrError = fmt::format("{}: {}", SourceName(eaf), *pstrError);
-        return false;
-    }
-    return true;
+    return FailingAt(std::string(SourceName(eaf)), [&] { return Decompress(vecBlock); });
 }
 
-bool LoadFileImage(const std::string& strNative, LoadedImage* pResult, std::string* pstrError)
+LoadedImage LoadFileImage(const std::string& strNative)
 {
-    std::vector<unsigned char> vecBytes;
-    if (!ReadFile(strNative, &vecBytes, pstrError))
+    std::vector<unsigned char> vecBytes = ReadFile(strNative);
+    constexpr std::string_view kImageStart = "ver.";
+    if (vecBytes.size() >= 4 && memcmp(vecBytes.data(), kImageStart.data(), 4) == 0)
     {
-        return false;
+        return {std::move(vecBytes), 0};
     }
-    constexpr char kImageStart[] = "ver.";
-    if (vecBytes.size() >= 4 && memcmp(vecBytes.data(), kImageStart, 4) == 0)
-    {
-        pResult->vecImage = std::move(vecBytes);
-        return true;
-    }
-    if (!Decompress(std::move(vecBytes), pResult, pstrError))
-    {
-        *pstrError = fmt::format("{}: neither an image nor a compressed one: {}", strNative, *pstrError);
-        return false;
-    }
-    return true;
+    return FailingAt(strNative + ": neither an image nor a compressed one", [&] { return Decompress(vecBytes); });
 }
 
-bool LoadState(AssetNodeUpdateState* pState, bool* pbMissing, std::string* pstrError)
+AssetNodeUpdateState LoadState()
 {
     VOSectionView section;
-    const bool bThere = section.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ) != nullptr;
-    *pbMissing = !bThere && GetLastError() == ERROR_FILE_NOT_FOUND;
-    if (!bThere)
+    if (section.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ) == nullptr)
     {
-        *pstrError = *pbMissing ? kNothingPublished : "the update state section can't be opened";
-        return false;
+        if (GetLastError() == ERROR_FILE_NOT_FOUND)
+        {
+            throw NotPublished("{}", kNothingPublished);
+        }
+        throw Failure("the update state section can't be opened");
     }
     section.Map();
-    if (section.Size() < sizeof(AssetNodeUpdateState))
+    AssetNodeUpdateState state;
+    if (section.Size() < sizeof(state))
     {
-        *pstrError =
-            fmt::format("the update state section has {} bytes, not {}", section.Size(), sizeof(AssetNodeUpdateState));
-        return false;
+        throw Failure("the update state section has {} bytes, not {}", section.Size(), sizeof(state));
     }
-    memcpy(pState, section.Data(), sizeof(AssetNodeUpdateState));
-    return true;
+    memcpy(&state, section.Data(), sizeof(state));
+    return state;
 }
 
 }  // namespace lum

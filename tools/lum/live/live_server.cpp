@@ -6,6 +6,7 @@
 #include <set>
 
 #include "base/console.h"
+#include "base/failure.h"
 #include "base/sources.h"
 #include "platform/vo_process.h"
 
@@ -79,40 +80,33 @@ LiveServer::LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow)
 {
 }
 
-LiveServer::~LiveServer() = default;
-
-bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pstrError)
+LiveServer::~LiveServer()
 {
-    if (!m_publisher.Acquire(pstrError))
-    {
-        return false;
-    }
+    Withdraw();
+}
+
+void LiveServer::Start(const std::vector<SourceSpec>& vecSpecs)
+{
+    m_publisher.Acquire();
     std::vector<SourceImage> vecImages;
     std::vector<enumAssetFrom> vecSources;
     for (const SourceSpec& spec : vecSpecs)
     {
         m_vecSources.push_back(std::make_unique<Served>(spec, m_vecTypes, &m_signal));
         LiveSource& source = m_vecSources.back()->source;
-        vecImages.emplace_back();
-        if (!source.Open(m_bFollow, pstrError) || !source.MakeImage(&vecImages.back(), pstrError))
-        {
-            return false;
-        }
+        source.Open(m_bFollow);
+        vecImages.push_back(source.MakeImage());
         vecSources.push_back(spec.eaf);
     }
     // The events first: a tool that finds the images can bind its listeners.
-    if (!m_events.Open(vecSources, pstrError) || !m_publisher.Publish(vecImages, pstrError))
-    {
-        m_events.Withdraw();
-        return false;
-    }
+    m_events.Open(vecSources);
+    m_publisher.Publish(vecImages);
     m_status.Open(m_bFollow);
     for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
         pServed->ullPublications = 1;
         _SetStatus(*pServed);
     }
-    return true;
 }
 
 unsigned LiveServer::NodeCount() const
@@ -125,22 +119,27 @@ unsigned LiveServer::NodeCount() const
     return uNodes;
 }
 
-bool LiveServer::Run(std::string* pstrError)
+void LiveServer::Run()
 {
-    while (!VOStopRequested())
+    try
+    {
+        while (!VOStopRequested())
+        {
+            Turn(kTurn);
+        }
+    }
+    catch (const Failure&)
     {
         // A turn that a request cut short has not failed.
-        if (!Turn(kTurn, pstrError) && !VOStopRequested())
+        if (!VOStopRequested())
         {
-            Withdraw();
-            return false;
+            throw;
         }
     }
     Withdraw();
-    return true;
 }
 
-bool LiveServer::Turn(std::chrono::milliseconds longest, std::string* pstrError)
+void LiveServer::Turn(std::chrono::milliseconds longest)
 {
     const LiveClock::time_point start = LiveClock::now();
     LiveClock::time_point due = start + longest;
@@ -162,54 +161,45 @@ bool LiveServer::Turn(std::chrono::milliseconds longest, std::string* pstrError)
     }
     for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
-        if (!pServed->source.Work(LiveClock::now(), &pServed->untold, pstrError))
-        {
-            return false;
-        }
+        pServed->source.Work(LiveClock::now(), &pServed->untold);
         if (pServed->IsDue() && pServed->nextPublication <= LiveClock::now())
         {
-            std::string strError;
-            if (!_Publish(pServed.get(), &strError))
-            {
-                // What is published stays, and is right but for the latest changes.
-                Complain(fmt::format("{}; it is tried again", strError));
-                pServed->nextPublication = LiveClock::now() + kRetry;
-            }
+            _Publish(pServed.get());
         }
         _SetStatus(*pServed);
     }
-    return true;
 }
 
 // The image first: who is told of an event finds it in the index.
-bool LiveServer::_Publish(Served* pServed, std::string* pstrError)
+void LiveServer::_Publish(Served* pServed)
 {
     const LiveClock::time_point start = LiveClock::now();
     LiveSource& source = pServed->source;
-    if (source.HasChanged() || pServed->bImageDue)
+    try
     {
-        SourceImage image;
-        pServed->bImageDue = true;
-        if (!source.MakeImage(&image, pstrError) || !m_publisher.PublishSource(image, pstrError))
+        if (source.HasChanged() || pServed->bImageDue)
         {
-            return false;
+            pServed->bImageDue = true;
+            m_publisher.PublishSource(source.MakeImage());
+            pServed->bImageDue = false;
+            ++pServed->ullPublications;
         }
-        pServed->bImageDue = false;
-        ++pServed->ullPublications;
+        if (!pServed->untold.empty() || pServed->bEventsDue)
+        {
+            DropRepetitions(&pServed->untold);
+            pServed->bEventsDue = true;
+            m_events.Publish(source.From(), &pServed->untold);
+            pServed->bEventsDue = false;
+        }
+        const LiveClock::time_point end = LiveClock::now();
+        pServed->nextPublication = end + std::max<LiveClock::duration>(kPublishInterval, kPublishShare * (end - start));
     }
-    if (!pServed->untold.empty() || pServed->bEventsDue)
+    catch (const Failure& failure)
     {
-        DropRepetitions(&pServed->untold);
-        pServed->bEventsDue = true;
-        if (!m_events.Publish(source.From(), &pServed->untold, pstrError))
-        {
-            return false;
-        }
-        pServed->bEventsDue = false;
+        // What is published stays, and is right but for the latest changes.
+        Complain(fmt::format("{}; it is tried again", failure.what()));
+        pServed->nextPublication = LiveClock::now() + kRetry;
     }
-    const LiveClock::time_point end = LiveClock::now();
-    pServed->nextPublication = end + std::max<LiveClock::duration>(kPublishInterval, kPublishShare * (end - start));
-    return true;
 }
 
 void LiveServer::_SetStatus(const Served& served)

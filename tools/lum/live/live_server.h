@@ -18,26 +18,26 @@ class LiveServer
 public:
     // bFollow: watch the directories. vecTypes lives as long as this object.
     LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow);
-    ~LiveServer();
+    ~LiveServer();  // withdraws
 
-    // Becomes the publisher, scans everything, and then publishes it. False with a message; nothing is published then.
-    bool Start(const std::vector<SourceSpec>& vecSpecs, std::string* pstrError);
+    // Becomes the publisher, scans everything, and then publishes it. After a Failure there is nothing
+    // left to do but to withdraw.
+    void Start(const std::vector<SourceSpec>& vecSpecs);
 
     unsigned NodeCount() const;
 
-    // Follows the sources until a stop is requested; then withdraws everything. False with a message when it can't go
-    // on.
-    bool Run(std::string* pstrError);
+    // Follows the sources until a stop is requested; then withdraws everything. A Failure when it can't go on.
+    void Run();
 
     // One turn of Run: waits for something to do, at most so long, and does it.
-    bool Turn(std::chrono::milliseconds longest, std::string* pstrError);
+    void Turn(std::chrono::milliseconds longest);
 
     void Withdraw();
 
 private:
     struct Served;
 
-    bool _Publish(Served* pServed, std::string* pstrError);
+    void _Publish(Served* pServed);
     void _SetStatus(const Served& served);
 
     const std::vector<ClassifyType>& m_vecTypes;

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "base/console.h"
+#include "base/failure.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "platform/vo_owners.h"
@@ -53,19 +54,17 @@ LiveSource::LiveSource(SourceSpec spec, const std::vector<ClassifyType>& vecType
 {
 }
 
-bool LiveSource::Open(bool bFollow, std::string* pstrError)
+void LiveSource::Open(bool bFollow)
 {
-    if (!RootsOf(m_spec, &m_vecRoots, pstrError))
-    {
-        return false;
-    }
+    m_vecRoots = RootsOf(m_spec);
     std::vector<NotIndexed> vecLeftOut;
-    m_pLister = MakeLister(m_spec, m_vecRoots, &vecLeftOut, pstrError);
+    m_pLister = MakeLister(m_spec, m_vecRoots, &vecLeftOut);
     // A wrong root is no matter for a monitor.
     std::vector<IndexEntry> vecEntries;
-    if (m_pLister == nullptr || !m_pLister->List(VOWString(), m_pLister->AllRoots(), &vecEntries, pstrError))
+    std::string strReason;
+    if (!m_pLister->List(VOWString(), m_pLister->AllRoots(), &vecEntries, &strReason))
     {
-        return false;
+        throw Failure("{}", strReason);
     }
     m_pIndex =
         std::make_unique<SourceIndex>(m_spec.eaf, m_vecRoots[0], LastPart(m_vecRoots[0]), IsMergeSource(m_spec.eaf));
@@ -80,10 +79,7 @@ bool LiveSource::Open(bool bFollow, std::string* pstrError)
         m_watched.Watch(m_vecRoots);
     }
     Progress progress(fmt::format("scanning {}", SourceName(m_spec.eaf)));
-    if (!m_pIndex->Build(m_vecTypes, m_pLister.get(), &progress, pstrError))
-    {
-        return false;
-    }
+    m_pIndex->Build(m_vecTypes, m_pLister.get(), &progress);
     if (bWatch)
     {
         static_cast<DirectoryLister*>(m_pLister.get())->TolerateLostRoots();
@@ -92,7 +88,6 @@ bool LiveSource::Open(bool bFollow, std::string* pstrError)
     m_watched.CountSoon();
     m_nextAudit = now + kAuditPause;
     _Report(now, std::numeric_limits<size_t>::max());
-    return true;
 }
 
 LiveClock::time_point LiveSource::NextDue() const
@@ -101,11 +96,11 @@ LiveClock::time_point LiveSource::NextDue() const
                              : std::min({m_watched.NextDue(), m_rechecks.NextDue(), m_unread.NextDue(), m_nextAudit});
 }
 
-bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
+void LiveSource::Work(LiveClock::time_point now, Changes* pChanges)
 {
     if (m_watched.Empty())
     {
-        return true;
+        return;
     }
     const size_t uBefore = pChanges->size();
     m_watched.Work(now);
@@ -117,9 +112,23 @@ bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string*
         hints.mapFolders.try_emplace(strFolder);
     }
     m_unread.AddDue(now, &hints.mapFolders);
-    const bool bFollowed = _CompareFolders(std::move(hints.mapFolders), pChanges, pstrError) &&
-                           (!m_rechecks.TakeCompareAll(now) || _CompareAll(now, pChanges, pstrError)) &&
-                           (m_nextAudit > now || _Audit(now, pChanges, pstrError));
+    try
+    {
+        _CompareFolders(std::move(hints.mapFolders), pChanges);
+        if (m_rechecks.TakeCompareAll(now))
+        {
+            _CompareAll(now, pChanges);
+        }
+        if (m_nextAudit <= now)
+        {
+            _Audit(now, pChanges);
+        }
+    }
+    catch (const Failure&)
+    {
+        _Report(now, kMostNamed);
+        throw;
+    }
     std::set<VOWString> setChanged;
     for (size_t i = uBefore; i < pChanges->size() && !vecAgain.empty(); ++i)
     {
@@ -130,11 +139,14 @@ bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string*
     m_status.ullHints += hints.uEvents;
     m_status.ullChanges += pChanges->size() - uBefore;
     _Report(now, kMostNamed);
-    return bFollowed && (!m_pIndex->IsWorn() || m_pIndex->Renew(m_vecTypes, pstrError));
+    if (m_pIndex->IsWorn())
+    {
+        m_pIndex->Renew(m_vecTypes);
+    }
 }
 
 // Compares folders, and those that the comparisons ask for.
-bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges, std::string* pstrError)
+void LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges)
 {
     std::set<VOWString> setDone;
     while (!mapFolders.empty())
@@ -152,10 +164,7 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges, st
             continue;
         }
         std::vector<VOWString> vecMore;
-        if (!m_pIndex->Compare(strFolder, hints, pChanges, &vecMore, pstrError))
-        {
-            return false;
-        }
+        m_pIndex->Compare(strFolder, hints, pChanges, &vecMore);
         if (!hints.IsEmpty() && m_pIndex->IsUnread(strFolder))
         {
             m_unread.Keep(strFolder, hints);
@@ -173,24 +182,22 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges, st
             mapFolders[first.key()] = std::move(first.mapped());
         }
     }
-    return true;
 }
 
-bool LiveSource::_CompareAll(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
+void LiveSource::_CompareAll(LiveClock::time_point now, Changes* pChanges)
 {
     HintedFolders mapFolders;
     for (VOWString& strFolder : m_pIndex->Folders())
     {
         mapFolders.try_emplace(std::move(strFolder));
     }
-    const bool bFollowed = _CompareFolders(std::move(mapFolders), pChanges, pstrError);
+    _CompareFolders(std::move(mapFolders), pChanges);
     ++m_status.ullDoubts;
     m_watched.CountSoon();
     m_rechecks.Compared(now, LiveClock::now(), m_watched.Polled() != 0);
-    return bFollowed;
 }
 
-bool LiveSource::_Audit(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
+void LiveSource::_Audit(LiveClock::time_point now, Changes* pChanges)
 {
     const size_t uBefore = pChanges->size();
     if (m_dequeAudit.empty())
@@ -204,7 +211,7 @@ bool LiveSource::_Audit(LiveClock::time_point now, Changes* pChanges, std::strin
         mapFolders.try_emplace(std::move(m_dequeAudit.front()));
         m_dequeAudit.pop_front();
     }
-    const bool bFollowed = _CompareFolders(std::move(mapFolders), pChanges, pstrError);
+    _CompareFolders(std::move(mapFolders), pChanges);
     m_status.ullAuditChanges += pChanges->size() - uBefore;
     const LiveClock::time_point end = LiveClock::now();
     m_nextAudit = end + std::max<LiveClock::duration>(kAuditInterval, kAuditShare * (end - now));
@@ -213,7 +220,6 @@ bool LiveSource::_Audit(LiveClock::time_point now, Changes* pChanges, std::strin
         ++m_status.ullAuditRounds;
         m_nextAudit = end + kAuditPause;
     }
-    return bFollowed;
 }
 
 // Names what isn't in the index, and what can't be read: no more of it at once than uMost.
@@ -261,17 +267,16 @@ void LiveSource::_Report(LiveClock::time_point now, size_t uMost)
     }
 }
 
-bool LiveSource::MakeImage(SourceImage* pImage, std::string* pstrError)
+SourceImage LiveSource::MakeImage()
 {
+    SourceImage image{m_spec.eaf, {}};
     const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, VOFreeBlock> pAlloc(m_pIndex->MakeImage());
-    pImage->eaf = m_spec.eaf;
-    if (pAlloc == nullptr || !Compress(pAlloc.get(), &pImage->vecBlock))
+    if (pAlloc == nullptr || !Compress(pAlloc.get(), &image.vecBlock))
     {
-        *pstrError = fmt::format("{}: the index of {} nodes is too large to be published",
-                                 WrittenForm(m_vecRoots[0], Escape::Controls), m_pIndex->NodeCount());
-        return false;
+        throw Failure("{}: the index of {} nodes is too large to be published",
+                      WrittenForm(m_vecRoots[0], Escape::Controls), m_pIndex->NodeCount());
     }
-    return true;
+    return image;
 }
 
 }  // namespace lum

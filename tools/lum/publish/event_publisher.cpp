@@ -1,12 +1,12 @@
 #include "publish/event_publisher.h"
 
-#include <fmt/format.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
 #include <chrono>
 
+#include "base/failure.h"
 #include "base/sources.h"
 #include "platform/fault_points.h"
 #include "platform/vo_owners.h"
@@ -58,12 +58,11 @@ unsigned long long EventPublisher::_NextTime()
 }
 
 // Times go on from those of a former publisher, which readers that still live compare with.
-bool EventPublisher::_TakeState(std::string* pstrError)
+void EventPublisher::_TakeState()
 {
     if (!m_state.OpenOrCreate(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, sizeof(FileEventUpdateState)))
     {
-        *pstrError = fmt::format("the update state section of events can't be made (system error {})", GetLastError());
-        return false;
+        throw Failure("the update state section of events can't be made (system error {})", GetLastError());
     }
     FileEventUpdateState* const pState = static_cast<FileEventUpdateState*>(m_state.Data());
     const bool bTaken =
@@ -85,15 +84,11 @@ bool EventPublisher::_TakeState(std::string* pstrError)
         }
     }
     StoreVersion(pState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION);
-    return true;
 }
 
-bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::string* pstrError)
+void EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources)
 {
-    if (!_TakeState(pstrError))
-    {
-        return false;
-    }
+    _TakeState();
     for (const enumAssetFrom eaf : AllSources())
     {
         if (std::find(vecSources.begin(), vecSources.end(), eaf) == vecSources.end())
@@ -104,17 +99,12 @@ bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::str
     for (const enumAssetFrom eaf : vecSources)
     {
         m_akSources[eaf].pContainer = std::make_unique<VOTSFileEventContainer>(AR_Provider);
-        if (!_PublishImage(eaf, pstrError))
-        {
-            Withdraw();
-            return false;
-        }
+        _PublishImage(eaf);
         VOStoreWord(_Record(eaf).bEnable, 1u);
     }
-    return true;
 }
 
-bool EventPublisher::Publish(enumAssetFrom eaf, Changes* pChanges, std::string* pstrError)
+void EventPublisher::Publish(enumAssetFrom eaf, Changes* pChanges)
 {
     Source& source = m_akSources[eaf];
     _DropOldEvents(&source);
@@ -123,13 +113,12 @@ bool EventPublisher::Publish(enumAssetFrom eaf, Changes* pChanges, std::string* 
         if (VO_FAULT_POINT("events.append") ||
             source.pContainer->AppendEvent(EventOf(pChanges->front()), _NextTime()) == 0)
         {
-            *pstrError = fmt::format("the events of {} don't fit an image", SourceName(eaf));
-            return false;
+            throw Failure("the events of {} don't fit an image", SourceName(eaf));
         }
         ++source.uEvents;
         pChanges->pop_front();
     }
-    return _PublishImage(eaf, pstrError);
+    _PublishImage(eaf);
 }
 
 // Removing by time is exact only for all events or none, and leaves their texts: so the recent ones are entered into a
@@ -172,7 +161,7 @@ void EventPublisher::_DropOldEvents(Source* pSource)
 }
 
 // The time is above that of every event in the image, so that none is asked for twice.
-bool EventPublisher::_PublishImage(enumAssetFrom eaf, std::string* pstrError)
+void EventPublisher::_PublishImage(enumAssetFrom eaf)
 {
     Source& source = m_akSources[eaf];
     FileEventStateInfo& record = _Record(eaf);
@@ -182,13 +171,10 @@ bool EventPublisher::_PublishImage(enumAssetFrom eaf, std::string* pstrError)
     if (pImage == nullptr || !source.akData[uSlot].Replace(SectionName(eaf, uSlot).c_str(), pImage.get(),
                                                            size_t{pImage->uDataBufSize} + sizeof(*pImage)))
     {
-        *pstrError =
-            fmt::format("the event section of {} can't be made (system error {})", SourceName(eaf), GetLastError());
-        return false;
+        throw Failure("the event section of {} can't be made (system error {})", SourceName(eaf), GetLastError());
     }
     VOStoreWord(record.ullUpdateTime[uSlot], _NextTime());
     VOStoreWord(record.uActiveSlot, uSlot);
-    return true;
 }
 
 void EventPublisher::_WithdrawSource(enumAssetFrom eaf)

@@ -1,8 +1,7 @@
 #include "reader/event_stream.h"
 
-#include <fmt/format.h>
-
 #include "base/console.h"
+#include "base/failure.h"
 #include "base/sources.h"
 #include "platform/vo_section_view.h"
 
@@ -40,13 +39,12 @@ EventStream::~EventStream()
     }
 }
 
-bool EventStream::Open(std::optional<enumAssetFrom> eaf, std::string* pstrError)
+void EventStream::Open(std::optional<enumAssetFrom> eaf)
 {
     // Asked first: the library would report the missing section as an error.
     if (VOSectionView().OpenHandle(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_READ) == nullptr)
     {
-        *pstrError = kNothingPublished;
-        return false;
+        throw NotPublished("{}", kNothingPublished);
     }
     m_pAssemble = VOTSFileEventMappingAssemble::Instance();
     for (const enumAssetFrom eafOne : AllSources())
@@ -65,11 +63,9 @@ bool EventStream::Open(std::optional<enumAssetFrom> eaf, std::string* pstrError)
     }
     if (m_vecListeners.empty())
     {
-        *pstrError = eaf ? fmt::format("no events of {} are published", SourceName(*eaf)) : "no events are published";
-        return false;
+        throw NotPublished("no events{} are published", eaf ? fmt::format(" of {}", SourceName(*eaf)) : "");
     }
     m_pAssemble->Run();
-    return true;
 }
 
 void EventStream::_Take(Change change)

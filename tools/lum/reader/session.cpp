@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "base/console.h"
+#include "base/failure.h"
 #include "base/index_keys.h"
 #include "base/log.h"
 #include "base/sources.h"
@@ -115,59 +116,38 @@ std::optional<structAssetNode> ReaderSource::FindArgument(const std::string& str
     return std::nullopt;
 }
 
-ReaderSession::ReaderSession()
+ReaderSession::ReaderSession(std::optional<enumAssetFrom> eafWanted)
 {
     WatchLibraryLog();
-}
-
-ReaderSession::~ReaderSession()
-{
-    m_vecSources.clear();
-    if (m_pAssemble != nullptr)
-    {
-        VOTSFileMappingAssemble::Release();
-    }
-}
-
-ReaderSession::Opened ReaderSession::Open(std::optional<enumAssetFrom> eafWanted, std::string* pstrError)
-{
     // Asked first, because the assemble object can't tell a missing section from one without sources.
     VOTSFileMappingInspector probe(AF_SOURCE);
     const ErrorType eState = probe.OpenMappingState();
     probe.CloseMapping();
     if (eState != Inspector::ET_NONE)
     {
-        AssetNodeUpdateState state;
-        bool bMissing = false;
-        if (LoadState(&state, &bMissing, pstrError))
-        {
-            *pstrError = ErrorText(eState);
-        }
-        return bMissing ? Opened::NothingPublished : Opened::Failed;
+        LoadState();
+        throw Failure("{}", ErrorText(eState));
     }
 
-    m_pAssemble = VOTSFileMappingAssemble::Instance();
+    m_pAssemble.reset(VOTSFileMappingAssemble::Instance());
     for (const enumAssetFrom eaf : AllSources())
     {
-        if (m_pAssemble->IsAssetTypeEnable(eaf) == 0 || (eafWanted && *eafWanted != eaf))
+        if (m_pAssemble->IsAssetTypeEnable(eaf) != 0 && (!eafWanted || *eafWanted == eaf))
         {
-            continue;
+            _OpenSource(eaf);
         }
-        const Opened eOpened = _OpenSource(eaf, pstrError);
-        if (eOpened != Opened::Yes)
-        {
-            return eOpened;
-        }
+    }
+    if (m_vecSources.empty() && eafWanted)
+    {
+        throw NotPublished("{} isn't published", SourceName(*eafWanted));
     }
     if (m_vecSources.empty())
     {
-        *pstrError = eafWanted ? fmt::format("{} isn't published", SourceName(*eafWanted)) : kNothingPublished;
-        return Opened::NothingPublished;
+        throw NotPublished("{}", kNothingPublished);
     }
-    return Opened::Yes;
 }
 
-ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string* pstrError)
+void ReaderSession::_OpenSource(enumAssetFrom eaf)
 {
     VOTSFileMappingInspector* pInspector = m_pAssemble->GetFileMappingInspector(eaf);
     ErrorType eError = pInspector->OpenMappingState();
@@ -178,7 +158,7 @@ ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string*
     // A source that went away since the assemble object was made is none of the published ones.
     if (eError == Inspector::ET_SOURCE_DISABLED)
     {
-        return Opened::Yes;
+        return;
     }
     if (eError == Inspector::ET_NONE)
     {
@@ -186,11 +166,9 @@ ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string*
     }
     if (eError != Inspector::ET_NONE)
     {
-        *pstrError = fmt::format("{}: {}", SourceName(eaf), ErrorText(eError));
-        return Opened::Failed;
+        throw Failure("{}: {}", SourceName(eaf), ErrorText(eError));
     }
     m_vecSources.emplace_back(eaf, pInspector);
-    return Opened::Yes;
 }
 
 std::vector<ReaderSession::Found> ReaderSession::FindOrComplain(const std::string& strArgument) const
@@ -208,17 +186,6 @@ std::vector<ReaderSession::Found> ReaderSession::FindOrComplain(const std::strin
         Complain(fmt::format("{}: not in the index", strArgument));
     }
     return vecFound;
-}
-
-bool OpenOrComplain(std::optional<enumAssetFrom> eafWanted, ReaderSession* pSession)
-{
-    std::string strError;
-    if (pSession->Open(eafWanted, &strError) != ReaderSession::Opened::Yes)
-    {
-        Complain(strError);
-        return false;
-    }
-    return true;
 }
 
 int Finish(bool bFound, Output* pOutput)

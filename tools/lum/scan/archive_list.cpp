@@ -1,7 +1,6 @@
 #include "scan/archive_list.h"
 
-#include <fmt/format.h>
-
+#include "base/failure.h"
 #include "base/text.h"
 
 #if defined(LUM_HAVE_ARCHIVE)
@@ -9,7 +8,6 @@
 #include <archive.h>
 #include <archive_entry.h>
 
-#include <memory>
 #include <type_traits>
 
 #include "platform/vo_text.h"
@@ -29,13 +27,6 @@ struct ArchiveEnd
     void operator()(archive* pArchive) const { archive_read_free(pArchive); }
 };
 typedef std::unique_ptr<archive, ArchiveEnd> ArchivePointer;
-
-std::string ErrorOf(const VOWString& strPath, archive* pArchive)
-{
-    const char* pszText = archive_error_string(pArchive);
-    return fmt::format("{}: can't be read as an archive: {}", WrittenForm(strPath, Escape::Controls),
-                       pszText != nullptr ? pszText : "unknown error");
-}
 
 // The library opens a file by a wide name where names of files are wide, and by bytes elsewhere.
 template <typename Char>
@@ -137,9 +128,9 @@ void AddEntry(archive_entry* pEntry, PathTree* pTree, std::vector<NotIndexed>* p
 
 }  // namespace
 
-bool ReadArchive(const VOWString& strPath, PathTree* pTree, std::vector<NotIndexed>* pvecNotIndexed,
-                 std::string* pstrError)
+std::unique_ptr<PathTree> ReadArchive(const VOWString& strPath, std::vector<NotIndexed>* pvecNotIndexed)
 {
+    std::unique_ptr<PathTree> pTree = std::make_unique<PathTree>();
     const ArchivePointer pArchive(archive_read_new());
     archive_read_support_filter_all(pArchive.get());
     SupportFormats(pArchive.get());
@@ -149,27 +140,25 @@ bool ReadArchive(const VOWString& strPath, PathTree* pTree, std::vector<NotIndex
         // and one archive would have other names on each machine.
         archive_read_set_format_option(pArchive.get(), nullptr, "hdrcharset", "UTF-8");
     }
-    if (OpenFile(pArchive.get(), strPath) != ARCHIVE_OK)
-    {
-        *pstrError = ErrorOf(strPath, pArchive.get());
-        return false;
-    }
-    for (;;)
+    bool bSound = OpenFile(pArchive.get(), strPath) == ARCHIVE_OK;
+    while (bSound)
     {
         archive_entry* pEntry = nullptr;
         const int nResult = archive_read_next_header(pArchive.get(), &pEntry);
         if (nResult == ARCHIVE_EOF)
         {
-            return true;
+            return pTree;
         }
         // A warning is about one entry, which is there all the same.
-        if (nResult != ARCHIVE_OK && nResult != ARCHIVE_WARN)
+        bSound = nResult == ARCHIVE_OK || nResult == ARCHIVE_WARN;
+        if (bSound)
         {
-            *pstrError = ErrorOf(strPath, pArchive.get());
-            return false;
+            AddEntry(pEntry, pTree.get(), pvecNotIndexed);
         }
-        AddEntry(pEntry, pTree, pvecNotIndexed);
     }
+    const char* const pszText = archive_error_string(pArchive.get());
+    throw Failure("{}: can't be read as an archive: {}", WrittenForm(strPath, Escape::Controls),
+                  pszText != nullptr ? pszText : "unknown error");
 }
 
 }  // namespace lum
@@ -179,12 +168,10 @@ bool ReadArchive(const VOWString& strPath, PathTree* pTree, std::vector<NotIndex
 namespace lum
 {
 
-bool ReadArchive(const VOWString& strPath, PathTree* /*pTree*/, std::vector<NotIndexed>* /*pvecNotIndexed*/,
-                 std::string* pstrError)
+std::unique_ptr<PathTree> ReadArchive(const VOWString& strPath, std::vector<NotIndexed>* /*pvecNotIndexed*/)
 {
-    *pstrError = fmt::format("{}: this build of lum was made without an archive library and can't list paks",
-                             WrittenForm(strPath, Escape::Controls));
-    return false;
+    throw Failure("{}: this build of lum was made without an archive library and can't list paks",
+                  WrittenForm(strPath, Escape::Controls));
 }
 
 }  // namespace lum

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "base/console.h"
+#include "base/failure.h"
 #include "base/text.h"
 #include "platform/fault_points.h"
 #include "platform/vo_process.h"
@@ -25,27 +26,23 @@ SourceIndex::SourceIndex(enumAssetFrom eaf, const VOWString& strRoot, const VOWS
 {
 }
 
-bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pLister, Progress* pProgress,
-                        std::string* pstrError)
+void SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pLister, Progress* pProgress)
 {
     m_pLister = pLister;
     if (!EnterTypes(vecTypes, m_pContainer.get()))
     {
-        *pstrError = "the table of types was refused";
-        return false;
+        throw Failure("the table of types was refused");
     }
     if (!_EnterRoot())
     {
-        *pstrError = "the root folder could not be entered";
-        return false;
+        throw Failure("the root folder could not be entered");
     }
-
     m_vecPending.push_back({0, VOWString(), pLister->AllRoots()});
-    return _EnterPending(pProgress, pstrError);
+    _EnterPending(pProgress);
 }
 
 // Lists the folders that were entered, and enters what they hold, until there are no more.
-bool SourceIndex::_EnterPending(Progress* pProgress, std::string* pstrError)
+void SourceIndex::_EnterPending(Progress* pProgress)
 {
     std::vector<IndexEntry> vecEntries;
     while (!m_vecPending.empty())
@@ -55,14 +52,12 @@ bool SourceIndex::_EnterPending(Progress* pProgress, std::string* pstrError)
         std::string strReason;
         if (VOStopRequested())
         {
-            *pstrError = "stopped before the index was complete";
-            return false;
+            throw Failure("stopped before the index was complete");
         }
         const bool bListed = m_pLister->List(folder.strPath, folder.uRoots, &vecEntries, &strReason);
         if (!bListed && folder.strPath.empty())
         {
-            *pstrError = strReason;
-            return false;
+            throw Failure("{}", strReason);
         }
         if (!bListed && folder.uAssetID != kNoNode)
         {
@@ -76,16 +71,13 @@ bool SourceIndex::_EnterPending(Progress* pProgress, std::string* pstrError)
         if (!_EnterEntries(folder, vecEntries, &vecNodes) ||
             (folder.uAssetID != kNoNode && !_SetChildren(folder.uAssetID, vecNodes)))
         {
-            *pstrError = fmt::format("{}: could not be entered, the index is full",
-                                     WrittenForm(folder.strPath, Escape::Controls));
-            return false;
+            throw Failure("{}: could not be entered, the index is full", WrittenForm(folder.strPath, Escape::Controls));
         }
         if (pProgress != nullptr)
         {
             pProgress->Show(m_uNodes);
         }
     }
-    return true;
 }
 
 bool SourceIndex::_EnterRoot()

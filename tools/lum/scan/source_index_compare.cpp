@@ -5,6 +5,7 @@
 #include <tuple>
 #include <utility>
 
+#include "base/failure.h"
 #include "scan/source_index.h"
 
 using namespace LUMTrayService;
@@ -66,8 +67,8 @@ public:
     Comparison(const Comparison&) = delete;
     Comparison& operator=(const Comparison&) = delete;
 
-    // False with a message when the index is full.
-    bool Run(const FolderHints& hints, std::string* pstrError)
+    // A Failure when the index is full.
+    void Run(const FolderHints& hints)
     {
         _Match(hints.setWritten);
         _FollowRenames(WholeRenames(hints.vecRenamed), false);
@@ -75,10 +76,9 @@ public:
         _DoubtLeftOut();
         if (!m_index._SettleOrphans() || !_RemoveGone() || !_Enter())
         {
-            *pstrError = "the index is full";
-            return false;
+            throw Failure("the index is full");
         }
-        return m_index._EnterPending(nullptr, pstrError);
+        m_index._EnterPending(nullptr);
     }
 
 private:
@@ -104,12 +104,12 @@ private:
     bool m_bListChanged = false;
 };
 
-bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, Changes* pChanges,
-                          std::vector<VOWString>* pvecMore, std::string* pstrError)
+void SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, Changes* pChanges,
+                          std::vector<VOWString>* pvecMore)
 {
     if (!HasFolder(strFolder))
     {
-        return true;
+        return;
     }
     const unsigned uFolder = _FindNode(strFolder);
     const PendingFolder folder{uFolder, strFolder, _RootsOf(_Node(uFolder))};
@@ -118,7 +118,7 @@ bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, 
     if (!m_pLister->List(strFolder, folder.uRoots, &vecEntries, &strReason))
     {
         _SetUnread(strFolder, true, strReason);
-        return true;
+        return;
     }
     _NoteVague(strFolder, true, vecEntries);
     if (vecEntries.empty() && !strFolder.empty())
@@ -126,7 +126,7 @@ bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, 
         // It may be gone itself.
         pvecMore->push_back(ParentPath(strFolder));
     }
-    return Comparison(this, folder, std::move(vecEntries), pChanges, pvecMore).Run(hints, pstrError);
+    Comparison(this, folder, std::move(vecEntries), pChanges, pvecMore).Run(hints);
 }
 
 // The entry of a name, or the number of entries. One that is refused is none.

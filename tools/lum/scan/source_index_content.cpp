@@ -146,14 +146,11 @@ bool SourceIndex::IsWorn() const
     return ullGone > kWornAtLeast && ullGone > m_uNodes;
 }
 
-bool SourceIndex::Renew(const std::vector<ClassifyType>& vecTypes, std::string* pstrError)
+void SourceIndex::Renew(const std::vector<ClassifyType>& vecTypes)
 {
     OwnLister lister(*this);
     SourceIndex fresh(m_eaf, m_strRoot, m_strRootName, m_bMergeSign);
-    if (!fresh.Build(vecTypes, &lister, nullptr, pstrError))
-    {
-        return false;
-    }
+    fresh.Build(vecTypes, &lister, nullptr);
     m_pContainer = std::move(fresh.m_pContainer);
     m_mapTypes = std::move(fresh.m_mapTypes);
     m_vecStamps = std::move(fresh.m_vecStamps);
@@ -162,7 +159,6 @@ bool SourceIndex::Renew(const std::vector<ClassifyType>& vecTypes, std::string* 
     m_uNodes = fresh.m_uNodes;
     m_ullDropped = 0;
     m_bChanged = true;
-    return true;
 }
 
 }  // namespace lum
