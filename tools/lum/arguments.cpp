@@ -208,7 +208,10 @@ int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecAr
     {
         return EndWith(strUnknown);
     }
-    vecArguments.resize(std::max<size_t>(vecArguments.size(), 1), "--help");
+    if (vecArguments.empty())
+    {
+        vecArguments = {"--help"};
+    }
     std::reverse(vecArguments.begin(), vecArguments.end());
     try
     {
