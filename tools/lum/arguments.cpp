@@ -208,10 +208,7 @@ int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecAr
     {
         return EndWith(strUnknown);
     }
-    if (vecArguments.empty())
-    {
-        vecArguments = {"--help"};
-    }
+    vecArguments.resize(std::max<size_t>(vecArguments.size(), 1), "--help");
     std::reverse(vecArguments.begin(), vecArguments.end());
     try
     {
