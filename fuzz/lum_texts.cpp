@@ -1,8 +1,5 @@
 #include <string.h>
 
-#include <optional>
-
-#include "base/failure.h"
 #include "base/files.h"
 #include "fuzz/support.h"
 #include "fuzz/targets.h"
@@ -15,31 +12,18 @@ namespace
 {
 const std::string kName = "text";
 
-// What lum makes of a text; none where it refuses it, which it does with a sentence.
-template <typename Read>
-auto TakenBy(const Read& read) -> std::optional<decltype(read())>
-{
-    try
-    {
-        return read();
-    }
-    catch (const lum::Failure& refusal)
-    {
-        FUZZ_REQUIRE(refusal.what()[0] != 0);
-        return std::nullopt;
-    }
-}
-
 // The lines of a text as lum takes them from a file; none where it refuses the file.
-std::optional<std::vector<lum::TextLine>> LinesOf(const uint8_t* pbData, size_t uSize)
+bool LinesOf(const uint8_t* pbData, size_t uSize, std::vector<lum::TextLine>* pvecLines)
 {
+    std::string strError;
     const std::string_view strText(reinterpret_cast<const char*>(pbData), uSize);
-    const auto vecLines = TakenBy([&] { return lum::SplitText(kName, strText); });
-    for (const lum::TextLine& line : vecLines.value_or(std::vector<lum::TextLine>()))
+    const bool bText = lum::SplitText(kName, strText, pvecLines, &strError);
+    FUZZ_REQUIRE(bText == strError.empty());
+    for (const lum::TextLine& line : *pvecLines)
     {
         FUZZ_REQUIRE(!line.strText.empty() && line.uNumber >= 1 && line.uNumber <= uSize);
     }
-    return vecLines;
+    return bText;
 }
 
 // Everything below a folder; how many entries there are.
@@ -61,17 +45,18 @@ size_t ListAll(lum::PathTree* pTree, const VOWString& strFolder)
 
 void FuzzLumTypes(const uint8_t* pbData, size_t uSize)
 {
-    const auto vecLines = LinesOf(pbData, uSize);
-    const auto vecTypes = vecLines ? TakenBy([&] { return lum::ReadTypes(kName, *vecLines); }) : std::nullopt;
-    if (!vecTypes)
+    std::vector<lum::TextLine> vecLines;
+    std::vector<lum::ClassifyType> vecTypes;
+    std::string strError;
+    if (!LinesOf(pbData, uSize, &vecLines) || !lum::ReadTypes(kName, vecLines, &vecTypes, &strError))
     {
         return;
     }
-    FUZZ_REQUIRE(vecTypes->size() == vecLines->size());
+    FUZZ_REQUIRE(vecTypes.size() == vecLines.size());
     // The library takes what lum lets through, and knows each type again.
     VOTSAssetNodeContainer container;
-    FUZZ_REQUIRE(lum::EnterTypes(*vecTypes, &container));
-    for (const lum::ClassifyType& type : *vecTypes)
+    FUZZ_REQUIRE(lum::EnterTypes(vecTypes, &container));
+    for (const lum::ClassifyType& type : vecTypes)
     {
         int nFound = -1;
         FUZZ_REQUIRE(container.GetClassifyTypeByName(type.strName.c_str(), nFound) != 0);
@@ -83,23 +68,25 @@ void FuzzLumTypes(const uint8_t* pbData, size_t uSize)
 
 void FuzzLumPaths(const uint8_t* pbData, size_t uSize)
 {
-    const auto vecLines = LinesOf(pbData, uSize);
-    const auto pTree = vecLines ? TakenBy([&] { return lum::ReadPaths(kName, *vecLines); }) : std::nullopt;
-    if (pTree)
+    std::vector<lum::TextLine> vecLines;
+    lum::PathTree tree;
+    std::string strError;
+    if (LinesOf(pbData, uSize, &vecLines) && lum::ReadPaths(kName, vecLines, &tree, &strError))
     {
-        FUZZ_REQUIRE((ListAll(pTree->get(), VOWString()) != 0) == !vecLines->empty());
+        FUZZ_REQUIRE((ListAll(&tree, VOWString()) != 0) == !vecLines.empty());
     }
 }
 
 void FuzzLumOptions(const uint8_t* pbData, size_t uSize)
 {
     const FuzzFile file("options.ini", pbData, uSize);
-    const auto taken = TakenBy([&] { return lum::ReadOptionFile(file.Path()); });
-    if (!taken)
+    VOPublicOptionRecord record;
+    std::string strError;
+    if (!lum::ReadOptionFile(file.Path(), &record, &strError))
     {
+        FUZZ_REQUIRE(!strError.empty());
         return;
     }
-    const VOPublicOptionRecord& record = *taken;
     FUZZ_REQUIRE(memcmp(record.szVersion, kszVOPublicOptionVersion, sizeof(record.szVersion)) == 0);
     FUZZ_REQUIRE(memchr(record.szOptionKey, 0, sizeof(record.szOptionKey)) != nullptr);
     for (const char* pszText :

@@ -4,7 +4,6 @@
 #include "platform/fault_points.h"
 #include "platform/vo_platform.h"
 #include "support/text.h"
-#include "tools/lum/base/failure.h"
 #include "tools/lum/publish/event_publisher.h"
 #include "vo_utility.h"
 #include "vots_file_event.h"
@@ -64,29 +63,23 @@ void TellABatchWhile(const char* pszCall, unsigned uEvery)
     unsigned uInPart = 0;
     for (unsigned uNth = 1;; uNth += uEvery)
     {
+        std::string strError;
         lum::EventPublisher publisher;
-        publisher.Open({AF_SOURCE});
+        ASSERT_TRUE(publisher.Open({AF_SOURCE}, &strError)) << strError;
         lum::Changes changes = Batch();
         bool bPublished = false;
         VOFaultArm(pszCall, uNth, false);
         try
         {
-            publisher.Publish(AF_SOURCE, &changes);
-            bPublished = true;
+            bPublished = publisher.Publish(AF_SOURCE, &changes, &strError);
         }
         catch (const std::bad_alloc&)
-        {
-        }
-        catch (const lum::Failure&)
         {
         }
         const bool bFired = VOFaultFired() != 0;
         VOFaultDisarm();
         uInPart += !bPublished && !changes.empty() && changes.size() < 200 ? 1 : 0;
-        if (!bPublished)
-        {
-            publisher.Publish(AF_SOURCE, &changes);
-        }
+        ASSERT_TRUE(bPublished || publisher.Publish(AF_SOURCE, &changes, &strError)) << strError;
         EXPECT_TRUE(changes.empty());
         const std::vector<VOWString> vecPaths = PublishedPaths();
         ASSERT_EQ(200u, vecPaths.size()) << "allocation " << uNth;

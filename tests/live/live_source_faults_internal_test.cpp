@@ -12,7 +12,6 @@
 #include "platform/vo_directories.h"
 #include "support/new_faults.h"
 #include "support/temporary_folder.h"
-#include "tools/lum/base/failure.h"
 #include "tools/lum/live/live_source.h"
 #include "tools/lum/live/root_watch.h"
 
@@ -33,18 +32,9 @@ public:
     bool Open()
     {
         m_pSource = std::make_unique<lum::LiveSource>(m_spec, m_vecTypes, &m_signal);
-        setTold.clear();
-        try
-        {
-            m_pSource->Open(true);
-            setTold = Indexed();
-            return true;
-        }
-        catch (const lum::Failure& failure)
-        {
-            strError = failure.what();
-            return false;
-        }
+        const bool bOpened = m_pSource->Open(true, &strError);
+        setTold = bOpened ? Indexed() : Paths();
+        return bOpened;
     }
 
     // Opens it, and goes on until its monitor tells, and what its begin asks for is done.
@@ -80,7 +70,7 @@ public:
         do
         {
             Changes changes;
-            m_pSource->Work(lum::LiveClock::now(), &changes);
+            EXPECT_TRUE(m_pSource->Work(lum::LiveClock::now(), &changes, &strError)) << strError;
             Apply(changes, &setTold);
             for (const Change& change : changes)
             {
@@ -103,7 +93,8 @@ public:
 
     Paths Indexed()
     {
-        lum::SourceImage image = m_pSource->MakeImage();
+        lum::SourceImage image;
+        EXPECT_TRUE(m_pSource->MakeImage(&image, &strError)) << strError;
         unsigned char* pbImage = nullptr;
         unsigned uSize = 0;
         EXPECT_EQ(1, VODeCompressBuffer_lzo1x(&pbImage, &uSize, image.vecBlock.data()));

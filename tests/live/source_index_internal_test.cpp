@@ -2,7 +2,6 @@
 // left out, and a library that has no room any more.
 #include "live/index_model.h"
 #include "platform/fault_points.h"
-#include "tools/lum/base/failure.h"
 
 namespace
 {
@@ -19,7 +18,7 @@ public:
         {
             Make(strPath);
         }
-        index.Build({}, &disk, nullptr);
+        EXPECT_TRUE(index.Build({}, &disk, nullptr, &strError)) << strError;
         setTold = ReadImage(&index).Walked();
         index.TakeLeftOut();
         index.TakeUnread();
@@ -43,21 +42,6 @@ public:
 
     void Touch(const std::string& strFolder) { mapHints[Wide(strFolder)]; }
 
-    // False when the index can't follow any more.
-    bool Compare(const VOWString& strFolder, const FolderHints& hints, std::vector<VOWString>* pvecMore)
-    {
-        try
-        {
-            index.Compare(strFolder, hints, &changes, pvecMore);
-            return true;
-        }
-        catch (const lum::Failure& failure)
-        {
-            strError = failure.what();
-            return false;
-        }
-    }
-
     // Compares what was hinted at, and what that leads to. False when the index can't follow any more.
     bool Follow()
     {
@@ -72,7 +56,7 @@ public:
                 strFolder = lum::ParentPath(strFolder);
             }
             const FolderHints hints = strFolder == first.key() ? first.mapped() : FolderHints();
-            bFollowed = Compare(strFolder, hints, &vecMore);
+            bFollowed = index.Compare(strFolder, hints, &changes, &vecMore, &strError);
             for (const VOWString& strMore : vecMore)
             {
                 mapHints[strMore];
@@ -203,7 +187,7 @@ TEST(SourceIndexTwins, ARenameOntoTheTwinLeavesOneFile)
 TEST(SourceIndexTwins, TwinsAreKeptApartWhenTheContainerIsMadeAnew)
 {
     Followed followed({"a", "A", "D/", "D/x", "d/", "d/x", "d/X"});
-    followed.index.Renew({});
+    ASSERT_TRUE(followed.index.Renew({}, &followed.strError));
     followed.Check();
     followed.disk.Remove(Wide("A"));
     followed.disk.Remove(Wide("D"));
@@ -321,7 +305,7 @@ TEST(SourceIndexTwins, AfterEveryRandomChangeIndexLookUpAndToldAgree)
             }
             if (random.Percent(2))
             {
-                followed.index.Renew({});
+                ASSERT_TRUE(followed.index.Renew({}, &followed.strError));
                 followed.Check();
             }
         }
@@ -559,7 +543,7 @@ TEST(SourceIndexFull, AComparisonThatCouldntDoItsWorkSaysSo)
         VOFaultArm(nullptr, uNth, true);
         try
         {
-            bCompared = followed.Compare({}, {}, &vecMore);
+            bCompared = followed.index.Compare({}, {}, &followed.changes, &vecMore, &followed.strError);
         }
         catch (const std::bad_alloc&)
         {

@@ -1,10 +1,11 @@
 #include "base/files.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <fstream>
 #include <system_error>
 
-#include "base/failure.h"
 #include "base/text.h"
 #include "platform/vo_text.h"
 
@@ -16,9 +17,67 @@ namespace
 
 namespace fs = std::filesystem;
 
+constexpr unsigned long long kMaxFileSize = 0xFFFFFFFFull;
 constexpr size_t kChunk = 32 * 1024;
 constexpr unsigned long long kMaxTextFileSize = 256ull << 20;
+
 constexpr const VOWCHAR* kBlanks = VOTEXT(" \t\r");
+
+// Reads at most ullLimit bytes; one byte more is an error.
+bool ReadBytes(const std::string& strNative, unsigned long long ullLimit, std::vector<unsigned char>* pvecBytes,
+               std::string* pstrError)
+{
+    std::error_code error;
+    const fs::path path = ToPath(strNative);
+    std::ifstream stream;
+    if (fs::is_directory(path, error))
+    {
+        *pstrError = fmt::format("{}: is a directory", strNative);
+        return false;
+    }
+    stream.open(path, std::ios::binary);
+    if (!stream)
+    {
+        *pstrError = fmt::format("{}: can't be opened for reading", strNative);
+        return false;
+    }
+    pvecBytes->clear();
+    std::vector<char> vecChunk(kChunk);
+    while (stream)
+    {
+        stream.read(vecChunk.data(), static_cast<std::streamsize>(vecChunk.size()));
+        if (pvecBytes->size() + static_cast<size_t>(stream.gcount()) > ullLimit)
+        {
+            *pstrError = fmt::format("{}: is larger than {} bytes", strNative, ullLimit);
+            return false;
+        }
+        pvecBytes->insert(pvecBytes->end(), vecChunk.begin(), vecChunk.begin() + stream.gcount());
+    }
+    if (stream.bad())
+    {
+        *pstrError = fmt::format("{}: can't be read", strNative);
+        return false;
+    }
+    return true;
+}
+
+bool ParseLine(const std::string& strWhere, std::string_view strLine, unsigned uNumber,
+               std::vector<TextLine>* pvecLines, std::string* pstrError)
+{
+    std::optional<VOWString> strText = FromUtf8(strLine);
+    if (!strText || strText->find(VOWCHAR(0)) != VOWString::npos)
+    {
+        *pstrError = fmt::format("{}:{}: isn't UTF-8 text", strWhere, uNumber);
+        return false;
+    }
+    strText->erase(strText->find_last_not_of(kBlanks) + 1);
+    strText->erase(0, strText->find_first_not_of(kBlanks));
+    if (!strText->empty() && strText->front() != '#')
+    {
+        pvecLines->push_back({uNumber, *strText});
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -33,75 +92,65 @@ std::string ToNative(const fs::path& path)
     return std::string(strPath.begin(), strPath.end());
 }
 
-VOWString RootPath(const std::string& strNative)
+bool AbsolutePath(const std::string& strNative, VOWString* pstrResult, std::string* pstrError)
 {
-    if (strNative.empty())
-    {
-        throw Failure("an empty path was given");
-    }
-    VOWString strRoot;
-    // The conversions between character sets report by exception, as the file system does.
+    // The conversions between character sets report by exception.
     try
     {
         fs::path path = fs::absolute(ToPath(strNative));
         const bool bParentSteps = std::find(path.begin(), path.end(), "..") != path.end();
         path = bParentSteps ? fs::canonical(path) : path.lexically_normal();
-        strRoot = VOFromNative(ToNative(path));
+        VOWString strResult = VOFromNative(ToNative(path));
+        std::replace(strResult.begin(), strResult.end(), VOWCHAR('\\'), VOWCHAR('/'));
+        while (strResult.size() > 1 && strResult.back() == '/')
+        {
+            strResult.pop_back();
+        }
+        *pstrResult = strResult;
+        return true;
     }
     catch (const std::system_error& failure)
     {
-        throw Failure("{}: {}", strNative, failure.code().message());
+        *pstrError = fmt::format("{}: {}", strNative, failure.code().message());
+        return false;
     }
-    std::replace(strRoot.begin(), strRoot.end(), VOWCHAR('\\'), VOWCHAR('/'));
-    while (strRoot.size() > 1 && strRoot.back() == '/')
-    {
-        strRoot.pop_back();
-    }
-    strRoot += strRoot == VOTEXT("/") ? VOTEXT(".") : VOTEXT("");
-    if (strRoot.size() >= MAX_PATH)
-    {
-        throw Failure("{}: the root path is longer than {} characters", strNative, MAX_PATH - 1);
-    }
-    return strRoot;
 }
 
-std::vector<unsigned char> ReadFile(const std::string& strNative, unsigned long long ullLimit)
+bool RootPath(const std::string& strNative, VOWString* pstrResult, std::string* pstrError)
 {
-    std::error_code error;
-    const fs::path path = ToPath(strNative);
-    if (fs::is_directory(path, error))
+    if (strNative.empty())
     {
-        throw Failure("{}: is a directory", strNative);
+        *pstrError = "an empty path was given";
+        return false;
     }
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream)
+    if (!AbsolutePath(strNative, pstrResult, pstrError))
     {
-        throw Failure("{}: can't be opened for reading", strNative);
+        return false;
     }
-    std::vector<unsigned char> vecBytes;
-    std::vector<char> vecChunk(kChunk);
-    while (stream)
+    if (*pstrResult == VOTEXT("/"))
     {
-        stream.read(vecChunk.data(), static_cast<std::streamsize>(vecChunk.size()));
-        vecBytes.insert(vecBytes.end(), vecChunk.begin(), vecChunk.begin() + stream.gcount());
-        if (vecBytes.size() > ullLimit)
-        {
-            throw Failure("{}: is larger than {} bytes", strNative, ullLimit);
-        }
+        *pstrResult = VOTEXT("/.");
     }
-    if (stream.bad())
+    if (pstrResult->size() >= MAX_PATH)
     {
-        throw Failure("{}: can't be read", strNative);
+        *pstrError = fmt::format("{}: the root path is longer than {} characters", strNative, MAX_PATH - 1);
+        return false;
     }
-    return vecBytes;
+    return true;
 }
 
-void WriteFile(const std::string& strNative, const void* pBytes, size_t uSize)
+bool ReadFile(const std::string& strNative, std::vector<unsigned char>* pvecBytes, std::string* pstrError)
+{
+    return ReadBytes(strNative, kMaxFileSize, pvecBytes, pstrError);
+}
+
+bool WriteFile(const std::string& strNative, const void* pBytes, size_t uSize, std::string* pstrError)
 {
     std::ofstream stream(ToPath(strNative), std::ios::binary | std::ios::trunc);
     if (!stream)
     {
-        throw Failure("{}: can't be opened for writing", strNative);
+        *pstrError = fmt::format("{}: can't be opened for writing", strNative);
+        return false;
     }
     stream.write(static_cast<const char*>(pBytes), static_cast<std::streamsize>(uSize));
     stream.close();
@@ -109,37 +158,42 @@ void WriteFile(const std::string& strNative, const void* pBytes, size_t uSize)
     {
         std::error_code ignored;
         fs::remove(ToPath(strNative), ignored);
-        throw Failure("{}: can't be written", strNative);
+        *pstrError = fmt::format("{}: can't be written", strNative);
+        return false;
     }
+    return true;
 }
 
-std::vector<TextLine> ReadTextFile(const std::string& strNative)
+bool ReadTextFile(const std::string& strNative, std::vector<TextLine>* pvecLines, std::string* pstrError)
 {
-    const std::vector<unsigned char> vecBytes = ReadFile(strNative, kMaxTextFileSize);
-    return SplitText(strNative, {reinterpret_cast<const char*>(vecBytes.data()), vecBytes.size()});
-}
-
-std::vector<TextLine> SplitText(const std::string& strWhere, std::string_view strText)
-{
-    std::vector<TextLine> vecLines;
-    strText.remove_prefix(strText.starts_with("\xEF\xBB\xBF") ? 3 : 0);
-    for (unsigned uNumber = 1; !strText.empty(); ++uNumber)
+    std::vector<unsigned char> vecBytes;
+    if (!ReadBytes(strNative, kMaxTextFileSize, &vecBytes, pstrError))
     {
-        const size_t uEnd = std::min(strText.find('\n'), strText.size());
-        std::optional<VOWString> strLine = FromUtf8(strText.substr(0, uEnd));
-        if (!strLine || strLine->find(VOWCHAR(0)) != VOWString::npos)
-        {
-            throw Failure("{}:{}: isn't UTF-8 text", strWhere, uNumber);
-        }
-        strLine->erase(strLine->find_last_not_of(kBlanks) + 1);
-        strLine->erase(0, strLine->find_first_not_of(kBlanks));
-        if (!strLine->empty() && strLine->front() != '#')
-        {
-            vecLines.push_back({uNumber, std::move(*strLine)});
-        }
-        strText.remove_prefix(std::min(uEnd + 1, strText.size()));
+        return false;
     }
-    return vecLines;
+    const std::string_view strText(reinterpret_cast<const char*>(vecBytes.data()), vecBytes.size());
+    return SplitText(strNative, strText, pvecLines, pstrError);
+}
+
+bool SplitText(const std::string& strWhere, std::string_view strText, std::vector<TextLine>* pvecLines,
+               std::string* pstrError)
+{
+    std::string_view strRest = strText;
+    if (strRest.starts_with("\xEF\xBB\xBF"))
+    {
+        strRest.remove_prefix(3);
+    }
+    pvecLines->clear();
+    for (unsigned uNumber = 1; !strRest.empty(); ++uNumber)
+    {
+        const size_t uEnd = std::min(strRest.find('\n'), strRest.size());
+        if (!ParseLine(strWhere, strRest.substr(0, uEnd), uNumber, pvecLines, pstrError))
+        {
+            return false;
+        }
+        strRest.remove_prefix(std::min(uEnd + 1, strRest.size()));
+    }
+    return true;
 }
 
 }  // namespace lum

@@ -17,19 +17,19 @@ std::filesystem::path ToPath(std::string_view strNative);
 // And back.
 std::string ToNative(const std::filesystem::path& path);
 
-// What can't be done with a file is a Failure in all of these.
+// The absolute form of a path, with "/" separators and no trailing one. Links are kept as they are named, except where
+// the path holds "..", which only the links' targets can answer. False with a message when the system has no answer.
+bool AbsolutePath(const std::string& strNative, VOWString* pstrResult, std::string* pstrError);
 
-// The root path under which a container knows a directory: its absolute form, with "/" separators and no trailing one,
-// and "/." for the root of the file system, because a root path of the index doesn't end in "/". Links are kept as they
-// are named, except where the path holds "..", which only the links' targets can answer. A Failure when the index can't
-// hold it, too.
-VOWString RootPath(const std::string& strNative);
+// The root path under which a container knows a directory: the absolute path, and "/." for the root of the file system,
+// because a root path of the index doesn't end in "/". False with a message when the index can't hold it.
+bool RootPath(const std::string& strNative, VOWString* pstrResult, std::string* pstrError);
 
 // A whole file. Larger ones than 4 GiB are refused.
-std::vector<unsigned char> ReadFile(const std::string& strNative, unsigned long long ullLimit = 0xFFFFFFFF);
+bool ReadFile(const std::string& strNative, std::vector<unsigned char>* pvecBytes, std::string* pstrError);
 
 // Writes a whole file. A file half written is removed.
-void WriteFile(const std::string& strNative, const void* pBytes, size_t uSize);
+bool WriteFile(const std::string& strNative, const void* pBytes, size_t uSize, std::string* pstrError);
 
 struct TextLine
 {
@@ -37,11 +37,12 @@ struct TextLine
     VOWString strText;     // without blanks at either end; never empty
 };
 
-// The lines of a UTF-8 text file that say something: blank lines and those that begin with "#" are left out. A Failure,
-// which names the line, for what isn't text.
-std::vector<TextLine> ReadTextFile(const std::string& strNative);
+// The lines of a UTF-8 text file that say something: blank lines and those that begin with "#" are left out. False with
+// a message, which names the line, for what isn't text.
+bool ReadTextFile(const std::string& strNative, std::vector<TextLine>* pvecLines, std::string* pstrError);
 
 // The same of a text that is there already; strWhere names it in a message.
-std::vector<TextLine> SplitText(const std::string& strWhere, std::string_view strText);
+bool SplitText(const std::string& strWhere, std::string_view strText, std::vector<TextLine>* pvecLines,
+               std::string* pstrError);
 
 }  // namespace lum

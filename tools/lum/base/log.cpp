@@ -8,7 +8,6 @@
 #include <mutex>
 #include <system_error>
 
-#include "base/failure.h"
 #include "base/files.h"
 #include "platform/vo_process.h"
 #include "platform/vo_text.h"
@@ -46,13 +45,14 @@ int NoteLine(VOLOG_PRIORITY emPriority, const char* pszText)
 
 }  // namespace
 
-void StartLogFile(const std::string& strFolder)
+bool StartLogFile(const std::string& strFolder, std::string* pstrError)
 {
     std::error_code error;
     std::string strPath;
     if (strFolder.empty())
     {
-        throw Failure("the folder for the log file has no name");
+        *pstrError = "the folder for the log file has no name";
+        return false;
     }
     // The writer makes the folders of a whole path where it leads, and those of "..\logs" elsewhere. The folder needn't
     // be there yet.
@@ -60,14 +60,17 @@ void StartLogFile(const std::string& strFolder)
     if (error || !VOToRuntimePath(std::string(strWhole.begin(), strWhole.end()), &strPath) ||
         g_output.Init(strPath.c_str()) == 0)
     {
-        throw Failure("{}: no log file can have such a path", strFolder);
+        *pstrError = fmt::format("{}: no log file can have such a path", strFolder);
+        return false;
     }
     const std::string strFirst = fmt::format("lum " LUM_VERSION ", process {}\n", VOProcessId());
     if (g_output.OutputPrintf(VOLOG_INFO, strFirst.c_str()) == 0)
     {
-        throw Failure("{}: no log file can be written there", strFolder);
+        *pstrError = fmt::format("{}: no log file can be written there", strFolder);
+        return false;
     }
     g_bStarted = true;
+    return true;
 }
 
 void LogLine(VOLOG_PRIORITY emPriority, std::string_view strLine)

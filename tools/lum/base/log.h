@@ -10,9 +10,9 @@
 namespace lum
 {
 
-// From this call on, what lum says on standard error goes to a new file below this folder as well. A Failure when
-// the file can't be written. Once in a program.
-void StartLogFile(const std::string& strFolder);
+// From this call on, what lum says on standard error goes to a new file below this folder as well. False with a message
+// when the file can't be written. Once in a program.
+bool StartLogFile(const std::string& strFolder, std::string* pstrError);
 
 // One line, given without its line end. Nothing happens where no log file was started. Any thread may call it.
 void LogLine(VOLOG_PRIORITY emPriority, std::string_view strLine);

@@ -41,13 +41,23 @@ unsigned UseUpTheStack(unsigned uLine)
     return g_pfnUseUp(uLine + 1) + auRoom[uLine % 1024];
 }
 
+void CrashInThread()
+{
+    std::thread thread([]() { g_pfnWrite(kFaultLine); });
+    thread.join();
+}
+
 }  // namespace
 
 int RunCrash(const CrashOptions& options, Output* pOutput)
 {
+    std::string strError;
+    if (options.strLog && !StartLogFile(*options.strLog, &strError))
+    {
+        return EndWith(strError);
+    }
     if (options.strLog)
     {
-        StartLogFile(*options.strLog);
         // The library refuses that with a line of its own, which the log file then holds as well.
         GetLogPriorityString(VOLOG_PRIORITY_MAX);
     }
@@ -71,7 +81,7 @@ int RunCrash(const CrashOptions& options, Output* pOutput)
     }
     else if (options.strHow == "thread")
     {
-        std::thread([]() { g_pfnWrite(kFaultLine); }).join();
+        CrashInThread();
     }
     else if (options.strHow == "wait")
     {

@@ -6,7 +6,6 @@
 #include <fstream>
 #include <system_error>
 
-#include "base/failure.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "commands/commands.h"
@@ -58,15 +57,16 @@ public:
         }
     }
 
-    // Makes the project, and gives its narrow path.
-    std::string Make()
+    // Makes the project. *pstrDirectory is its narrow path. False with a message.
+    bool Make(std::string* pstrDirectory, std::string* pstrError)
     {
         std::error_code error;
         const std::filesystem::path root =
             std::filesystem::temp_directory_path(error) / fmt::format("lum-demo-{}", VOProcessId());
         if (error || !std::filesystem::create_directory(root, error))
         {
-            throw Failure("the demonstration's directory can't be made: {}", error.message());
+            *pstrError = fmt::format("the demonstration's directory can't be made: {}", error.message());
+            return false;
         }
         m_root = root;
         for (const char* pszFile : kFiles)
@@ -77,10 +77,12 @@ public:
             stream << pszFile << '\n';
             if (!stream.flush())
             {
-                throw Failure("the demonstration's files can't be written");
+                *pstrError = "the demonstration's files can't be written";
+                return false;
             }
         }
-        return ToNative(root);
+        *pstrDirectory = ToNative(root);
+        return true;
     }
 
 private:
@@ -134,23 +136,33 @@ int OnExample(const structAssetNode& node, void* pvSearch, int& bStop)
 }
 
 // Looked up in this process, with the calls that any tool makes.
-Example FindExample()
+bool FindExample(Example* pExample, std::string* pstrError)
 {
-    const ReaderSession session(AF_SOURCE);
+    ReaderSession session;
+    if (session.Open(AF_SOURCE, pstrError) != ReaderSession::Opened::Yes)
+    {
+        return false;
+    }
     const ReaderSource& source = session.Sources().front();
     const std::optional<structAssetNode> root = source.FindPath(VOWString());
     if (!root)
     {
-        throw Failure("the published tree has no root folder");
+        *pstrError = "the published tree has no root folder";
+        return false;
     }
     ExampleSearch search{&source, {}};
     source.Inspector().TraverseAssetNode(root->nAssetID, Inspector::NT_FILE, 1, &OnExample, &search);
-    return search.best;
+    *pExample = search.best;
+    return true;
 }
 
-void ShowReaders(const std::string& strProgram)
+bool ShowReaders(const std::string& strProgram, std::string* pstrError)
 {
-    const Example example = FindExample();
+    Example example;
+    if (!FindExample(&example, pstrError))
+    {
+        return false;
+    }
     std::vector<std::string> vecCommands = {"status --from source", "ls --long", "tree --depth 3"};
     if (!example.strPath.empty())
     {
@@ -165,46 +177,99 @@ void ShowReaders(const std::string& strProgram)
     {
         if (VOStopRequested())
         {
-            throw Failure("stopped");
+            *pstrError = "stopped";
+            return false;
         }
         if (!RunAgain(strProgram, strCommand))
         {
-            throw Failure("\"lum {}\" failed", strCommand);
+            *pstrError = fmt::format("\"lum {}\" failed", strCommand);
+            return false;
         }
     }
+    return true;
 }
 
 // Writes a file into the published directory, and waits for the word of it to come back through shared memory.
-void ShowAChange(const std::string& strProgram, const std::string& strDirectory, LiveServer* pServer)
+bool ShowAChange(const std::string& strProgram, const std::string& strDirectory, LiveServer* pServer,
+                 std::string* pstrError)
 {
     constexpr const char* kName = "made-just-now.txt";
     EventStream stream;
-    stream.Open(AF_SOURCE);
+    if (!stream.Open(AF_SOURCE, pstrError))
+    {
+        return false;
+    }
     // Events count from the first look at the stream on, so the change waits for that.
     for (const auto end = std::chrono::steady_clock::now() + kFirstLook; std::chrono::steady_clock::now() < end;)
     {
-        pServer->Turn(kDemoTurn);
+        if (!pServer->Turn(kDemoTurn, pstrError))
+        {
+            return false;
+        }
     }
     Tell(fmt::format("\nNow a file is made: {}", kName));
     const auto start = std::chrono::steady_clock::now();
-    WriteFile(strDirectory + "/" + kName, "new", 3);
+    if (!WriteFile(strDirectory + "/" + kName, "new", 3, pstrError))
+    {
+        return false;
+    }
     std::optional<Change> change;
     while (!change && !VOStopRequested() && std::chrono::steady_clock::now() - start < kPatience)
     {
-        pServer->Turn(kDemoTurn);
+        if (!pServer->Turn(kDemoTurn, pstrError))
+        {
+            return false;
+        }
         change = stream.Next(std::chrono::milliseconds(0));
     }
     if (!change)
     {
-        throw Failure("no event arrived");
+        *pstrError = "no event arrived";
+        return false;
     }
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
     Tell(fmt::format("After {} ms a listener is told: {} {}", took.count(), NameOf(change->eKind),
                      WrittenForm(change->strPath, Escape::Controls)));
     if (!RunAgain(strProgram, fmt::format("stat {}", kName)))
     {
-        throw Failure("the new file is not in the index");
+        *pstrError = "the new file is not in the index";
+        return false;
     }
+    return true;
+}
+
+bool Demonstrate(const DemoOptions& options, const std::string& strDirectory, std::string* pstrError)
+{
+    if (options.strProgram.find_first_of("\"$`%") != std::string::npos)
+    {
+        *pstrError = fmt::format("a second process can't be started from {}", options.strProgram);
+        return false;
+    }
+    const std::vector<ClassifyType> vecTypes = BuiltInTypes();
+    // A directory of the user's is left as it is, so that there is nothing to follow.
+    const bool bOwnDirectory = !options.strDirectory;
+    LiveServer server(vecTypes, bOwnDirectory);
+    if (!VOHandleStopRequests() || !server.Start({{AF_SOURCE, {strDirectory}}}, pstrError))
+    {
+        return false;
+    }
+    Tell(fmt::format("This process publishes {} nodes of {}; a second one reads them.", server.NodeCount(),
+                     WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
+    if (!ShowReaders(options.strProgram, pstrError) ||
+        (bOwnDirectory && !ShowAChange(options.strProgram, strDirectory, &server, pstrError)))
+    {
+        return false;
+    }
+    server.Withdraw();
+
+    Tell("\nWithdrawn again: now nothing is found.");
+    if (RunAgain(options.strProgram, "status --from source"))
+    {
+        *pstrError = "the source is still published";
+        return false;
+    }
+    Tell("\nThe same by hand: \"lum serve --source DIR\" in one terminal, any other command in another one.");
+    return true;
 }
 
 }  // namespace
@@ -212,35 +277,13 @@ void ShowAChange(const std::string& strProgram, const std::string& strDirectory,
 int RunDemo(const DemoOptions& options, Output* /*pOutput*/)
 {
     DemoTree tree;
-    const std::string strDirectory = options.strDirectory ? *options.strDirectory : tree.Make();
-    if (options.strProgram.find_first_of("\"$`%") != std::string::npos)
+    std::string strError;
+    std::string strDirectory = options.strDirectory.value_or("");
+    if ((!options.strDirectory && !tree.Make(&strDirectory, &strError)) ||
+        !Demonstrate(options, strDirectory, &strError))
     {
-        throw Failure("a second process can't be started from {}", options.strProgram);
+        return EndWith(strError.empty() ? "the demonstration could not be prepared" : strError);
     }
-    const std::vector<ClassifyType> vecTypes = BuiltInTypes();
-    // A directory of the user's is left as it is, so that there is nothing to follow.
-    const bool bOwnDirectory = !options.strDirectory;
-    LiveServer server(vecTypes, bOwnDirectory);
-    if (!VOHandleStopRequests())
-    {
-        throw Failure("the demonstration could not be prepared");
-    }
-    server.Start({{AF_SOURCE, {strDirectory}}});
-    Tell(fmt::format("This process publishes {} nodes of {}; a second one reads them.", server.NodeCount(),
-                     WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
-    ShowReaders(options.strProgram);
-    if (bOwnDirectory)
-    {
-        ShowAChange(options.strProgram, strDirectory, &server);
-    }
-    server.Withdraw();
-
-    Tell("\nWithdrawn again: now nothing is found.");
-    if (RunAgain(options.strProgram, "status --from source"))
-    {
-        throw Failure("the source is still published");
-    }
-    Tell("\nThe same by hand: \"lum serve --source DIR\" in one terminal, any other command in another one.");
     return kExitFound;
 }
 

@@ -5,7 +5,6 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 
-#include "base/failure.h"
 #include "base/index_keys.h"
 #include "base/sources.h"
 #include "base/text.h"
@@ -45,30 +44,33 @@ struct Walk
     const std::function<void(const NodeView&)>* pfnFound;
 };
 
-Filter FilterOf(const FindOptions& options)
+bool MakeFilter(Filter* pFilter, std::string* pstrError)
 {
-    Filter filter{options, {}, {}, 0};
+    const FindOptions& options = pFilter->options;
     if (options.strName)
     {
-        filter.strName = VOFromNative(*options.strName);
-        if (filter.strName->empty() || filter.strName->size() > kMaxNameFilter)
+        pFilter->strName = VOFromNative(*options.strName);
+        if (pFilter->strName->empty() || pFilter->strName->size() > kMaxNameFilter)
         {
-            throw Failure("--name takes 1 to {} characters, not {}", kMaxNameFilter, filter.strName->size());
+            *pstrError =
+                fmt::format("--name takes 1 to {} characters, not {}", kMaxNameFilter, pFilter->strName->size());
+            return false;
         }
     }
     if (options.strExtensions)
     {
-        filter.vecExtensions = SplitAt(VOFromNative(*options.strExtensions), VOTEXT("|"));
-        std::erase(filter.vecExtensions, VOWString());
-        if (filter.vecExtensions.empty())
+        pFilter->vecExtensions = SplitAt(VOFromNative(*options.strExtensions), VOTEXT("|"));
+        std::erase(pFilter->vecExtensions, VOWString());
+        if (pFilter->vecExtensions.empty())
         {
-            throw Failure("--ext takes a list of extensions such as png|tga");
+            *pstrError = "--ext takes a list of extensions such as png|tga";
+            return false;
         }
     }
     const bool bBoth = options.bFiles == options.bFolders;
-    filter.dwType = (bBoth || options.bFiles ? static_cast<VOULONG>(Inspector::NT_FILE) : 0) |
-                    (bBoth || options.bFolders ? static_cast<VOULONG>(Inspector::NT_FOLDER) : 0);
-    return filter;
+    pFilter->dwType = (bBoth || options.bFiles ? static_cast<VOULONG>(Inspector::NT_FILE) : 0) |
+                      (bBoth || options.bFolders ? static_cast<VOULONG>(Inspector::NT_FOLDER) : 0);
+    return true;
 }
 
 bool EqualExtension(const VOWString& strExtension, const Filter& filter)
@@ -186,8 +188,17 @@ std::string TextOf(const NodeView& view, bool bNull, bool bNameSource)
 
 int RunFind(const FindOptions& options, Output* pOutput)
 {
-    const Filter filter = FilterOf(options);
-    const ReaderSession session(options.eaf);
+    Filter filter{options, {}, {}, 0};
+    std::string strError;
+    if (!MakeFilter(&filter, &strError))
+    {
+        return EndWith(strError);
+    }
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
+    {
+        return kExitError;
+    }
     ResultList list(pOutput, "nodes", options.bJson);
     WalkAll(session, filter,
             [&](const NodeView& view) {

@@ -3,7 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/failure.h"
 #include "base/files.h"
 #include "base/sources.h"
 #include "commands/commands.h"
@@ -124,6 +123,25 @@ void ShowJson(const LoadedImage& image, const ImageLayout& layout, const ImageRe
     pOutput->Write(parsed.dump(2) + "\n");
 }
 
+// False after a complaint.
+bool LoadWanted(const ImageOptions& options, LoadedImage* pImage)
+{
+    std::string strError;
+    const bool bLoaded = options.strFile ? LoadFileImage(*options.strFile, pImage, &strError)
+                                         : LoadSectionImage(options.eaf.value_or(AF_SOURCE), pImage, &strError);
+    if (bLoaded && options.strSave &&
+        !WriteFile(*options.strSave, pImage->vecImage.data(), pImage->vecImage.size(), &strError))
+    {
+        Complain(strError);
+        return false;
+    }
+    if (!bLoaded)
+    {
+        Complain(strError);
+    }
+    return bLoaded;
+}
+
 void ShowState(const AssetNodeUpdateState& state, bool bJson, Output* pOutput)
 {
     nlohmann::ordered_json parsed;
@@ -146,13 +164,12 @@ void ShowState(const AssetNodeUpdateState& state, bool bJson, Output* pOutput)
 int RunState(const ImageOptions& options, Output* pOutput)
 {
     AssetNodeUpdateState state;
-    try
+    bool bMissing = false;
+    std::string strError;
+    if (!LoadState(&state, &bMissing, &strError))
     {
-        state = LoadState();
-    }
-    catch (const NotPublished& answer)
-    {
-        return EndWith(answer.what(), kExitNotFound);
+        Complain(strError);
+        return bMissing ? kExitNotFound : kExitError;
     }
     if (memcmp(state.szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(state.szVersion)) != 0)
     {
@@ -170,11 +187,10 @@ int RunImage(const ImageOptions& options, Output* pOutput)
     {
         return RunState(options, pOutput);
     }
-    const LoadedImage image =
-        options.strFile ? LoadFileImage(*options.strFile) : LoadSectionImage(options.eaf.value_or(AF_SOURCE));
-    if (options.strSave)
+    LoadedImage image;
+    if (!LoadWanted(options, &image))
     {
-        WriteFile(*options.strSave, image.vecImage.data(), image.vecImage.size());
+        return kExitError;
     }
     Findings findings;
     const ImageLayout layout = ReadLayout(ByteView(image.vecImage.data(), image.vecImage.size()), &findings);

@@ -16,7 +16,11 @@ namespace lum
 
 int RunList(const ListOptions& options, Output* pOutput)
 {
-    const ReaderSession session(options.eaf);
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
+    {
+        return kExitError;
+    }
     const std::vector<ReaderSession::Found> vecFound = session.FindOrComplain(options.strPath);
     ResultList list(pOutput, "listings", options.bJson);
     for (const ReaderSession::Found& found : vecFound)

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <regex>
 
 #include "base/files.h"
@@ -24,39 +23,46 @@ constexpr uint32_t kTurnMilliseconds = 100;
 
 constexpr size_t kChunk = 64 * 1024;
 
-// The names in a folder that have a form, the newest first: in their forms, the order of texts is that of times. None
+// The names in a folder that have a form, the newest first: in their forms, the order of texts is that of times. False
 // when the folder can't be listed.
-std::optional<std::vector<std::string>> NewestFirst(const fs::path& folder, const std::regex& form)
+bool NewestFirst(const fs::path& folder, const std::regex& form, std::vector<std::string>* pvecNames)
 {
     std::error_code error;
-    std::vector<std::string> vecNames;
+    pvecNames->clear();
     for (fs::directory_iterator it(folder, error); !error && it != fs::directory_iterator(); it.increment(error))
     {
         const std::string strName = ToNative(it->path().filename());
         if (std::regex_match(strName, form))
         {
-            vecNames.push_back(strName);
+            pvecNames->push_back(strName);
         }
     }
-    std::sort(vecNames.rbegin(), vecNames.rend());
-    return error ? std::nullopt : std::optional(std::move(vecNames));
+    std::sort(pvecNames->rbegin(), pvecNames->rend());
+    return !error;
 }
 
-// The newest log file below a folder; empty when there is none. None when the folder can't be listed.
-std::optional<fs::path> FindNewest(const fs::path& folder)
+// The newest log file below a folder; empty when there is none. False when the folder can't be listed.
+bool FindNewest(const fs::path& folder, fs::path* pFile)
 {
-    static const std::regex s_day("[0-9]{4}-[0-9]{2}-[0-9]{2}");
-    static const std::regex s_file("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}-[0-9]{2}-[0-9]{2}\\.log");
-    const auto vecDays = NewestFirst(folder, s_day);
-    for (const std::string& strDay : vecDays.value_or(std::vector<std::string>()))
+    static const std::regex s_kDay("[0-9]{4}-[0-9]{2}-[0-9]{2}");
+    static const std::regex s_kFile("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}-[0-9]{2}-[0-9]{2}\\.log");
+    std::vector<std::string> vecDays;
+    std::vector<std::string> vecFiles;
+    pFile->clear();
+    if (!NewestFirst(folder, s_kDay, &vecDays))
+    {
+        return false;
+    }
+    for (const std::string& strDay : vecDays)
     {
         // A day's folder is made before its first file.
-        if (const auto vecFiles = NewestFirst(folder / strDay, s_file); vecFiles && !vecFiles->empty())
+        if (NewestFirst(folder / strDay, s_kFile, &vecFiles) && !vecFiles.empty())
         {
-            return folder / strDay / vecFiles->front();
+            *pFile = folder / strDay / vecFiles.front();
+            return true;
         }
     }
-    return vecDays ? std::optional(fs::path()) : std::nullopt;
+    return true;
 }
 
 // Where the last so many lines of a text begin. A line end behind the last line begins no new one.
@@ -140,7 +146,8 @@ int Follow(const fs::path& folder, LogReader* pReader, Output* pOutput)
 {
     while (!VOWaitForStopRequest(kTurnMilliseconds))
     {
-        const fs::path newest = FindNewest(folder).value_or(fs::path());
+        fs::path newest;
+        FindNewest(folder, &newest);
         // A folder that is gone may come again; what was read of its file isn't printed twice.
         if (!PrintNews(newest.empty() ? pReader->File() : newest, pReader, pOutput))
         {
@@ -155,10 +162,10 @@ int Follow(const fs::path& folder, LogReader* pReader, Output* pOutput)
 int RunLog(const LogOptions& options, Output* pOutput)
 {
     const fs::path folder = ToPath(options.strFolder);
-    const std::optional<fs::path> newest = FindNewest(folder);
+    fs::path newest;
     LogReader reader;
     std::string strText;
-    if (!newest)
+    if (!FindNewest(folder, &newest))
     {
         return EndWith(fmt::format("{}: can't be listed", options.strFolder));
     }
@@ -166,15 +173,15 @@ int RunLog(const LogOptions& options, Output* pOutput)
     {
         return EndWith("requests to stop can't be handled");
     }
-    if (newest->empty())
+    if (newest.empty())
     {
         Complain(fmt::format("{}: no log file is there{}", options.strFolder, options.bFollow ? " yet" : ""));
         return options.bFollow ? Follow(folder, &reader, pOutput) : kExitNotFound;
     }
-    reader.Start(*newest);
+    reader.Start(newest);
     if (!reader.ReadMore(&strText))
     {
-        return EndWith(fmt::format("{}/{}: can't be read", options.strFolder, ToNative(newest->filename())));
+        return EndWith(fmt::format("{}/{}: can't be read", options.strFolder, ToNative(newest.filename())));
     }
     pOutput->Write(std::string_view(strText).substr(options.uLines ? StartOfLastLines(strText, *options.uLines) : 0));
     const int nResult = pOutput->Finish(kExitFound);

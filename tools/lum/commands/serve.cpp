@@ -1,7 +1,6 @@
 // lum serve: scans, publishes, and follows what changes until it is told to stop.
 #include <fmt/format.h>
 
-#include "base/failure.h"
 #include "base/log.h"
 #include "base/sources.h"
 #include "base/text.h"
@@ -49,24 +48,35 @@ std::vector<SourceSpec> SpecsOf(const ServeOptions& options)
     return vecSpecs;
 }
 
-void StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSection* pPublicOptions, Output* pOutput)
+bool StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSection* pPublicOptions, Output* pOutput,
+                 std::string* pstrError)
 {
     const std::vector<SourceSpec> vecSpecs = SpecsOf(options);
-    const VOPublicOptionRecord record =
-        options.strOptions ? ReadOptionFile(*options.strOptions) : VOPublicOptionRecord{};
+    VOPublicOptionRecord record;
+    if (options.strOptions && !ReadOptionFile(*options.strOptions, &record, pstrError))
+    {
+        return false;
+    }
     if (vecSpecs.empty() && !options.strOptions)
     {
-        throw Failure("nothing to serve: name at least one source, for instance with --source DIR");
+        *pstrError = "nothing to serve: name at least one source, for instance with --source DIR";
+        return false;
     }
     if (!VOHandleStopRequests())
     {
-        throw Failure("requests to stop can't be handled");
+        *pstrError = "requests to stop can't be handled";
+        return false;
     }
-    pServer->Start(vecSpecs);
+    if (!pServer->Start(vecSpecs, pstrError))
+    {
+        return false;
+    }
     // Only the one publisher that there is puts its options up.
     if (options.strOptions && !pPublicOptions->Replace(kVOPublicOptionSection, &record, sizeof(record)))
     {
-        throw Failure("the section of the public options can't be made (system error {})", GetLastError());
+        *pstrError = fmt::format("the section of the public options can't be made (system error {})", GetLastError());
+        pServer->Withdraw();
+        return false;
     }
     const unsigned uNodes = pServer->NodeCount();
     const std::string strReady = fmt::format("serving {} node{} of {} source{}", uNodes, uNodes == 1 ? "" : "s",
@@ -75,23 +85,36 @@ void StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSe
     pOutput->Write(strReady + "\n");
     if (!pOutput->Flush())
     {
-        throw Failure("standard output can't be written");
+        *pstrError = "standard output can't be written";
+        return false;
     }
+    return true;
 }
 
 }  // namespace
 
 int RunServe(const ServeOptions& options, Output* pOutput)
 {
-    if (options.strLog)
+    std::string strError;
+    std::vector<ClassifyType> vecTypes;
+    if (options.strLog && !StartLogFile(*options.strLog, &strError))
     {
-        StartLogFile(*options.strLog);
+        return EndWith(strError);
     }
-    const std::vector<ClassifyType> vecTypes = options.strTypes ? ReadTypesFile(*options.strTypes) : BuiltInTypes();
+    if (!options.strTypes)
+    {
+        vecTypes = BuiltInTypes();
+    }
+    else if (!ReadTypesFile(*options.strTypes, &vecTypes, &strError))
+    {
+        return EndWith(strError);
+    }
     LiveServer server(vecTypes, !options.bOnce);
     VOPublishedSection publicOptions;
-    StartServer(options, &server, &publicOptions, pOutput);
-    server.Run();
+    if (!StartServer(options, &server, &publicOptions, pOutput, &strError) || !server.Run(&strError))
+    {
+        return EndWith(strError);
+    }
     publicOptions.Withdraw();
     LogLine(VOLOG_INFO, "stopped; everything is withdrawn");
     return kExitFound;

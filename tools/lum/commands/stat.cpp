@@ -11,7 +11,11 @@ namespace lum
 
 int RunStat(const StatOptions& options, Output* pOutput)
 {
-    const ReaderSession session(options.eaf);
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
+    {
+        return kExitError;
+    }
     bool bAllFound = true;
     ResultList list(pOutput, "nodes", options.bJson);
     for (const std::string& strPath : options.vecPaths)

@@ -3,7 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/failure.h"
 #include "base/sources.h"
 #include "commands/commands.h"
 #include "publish/serve_status.h"
@@ -88,18 +87,21 @@ nlohmann::ordered_json JsonOf(const SourceStatus& status)
 
 int RunStatus(const ReaderOptions& options, Output* pOutput)
 {
-    std::optional<ReaderSession> session;
-    try
+    ReaderSession session;
+    std::string strError;
+    const ReaderSession::Opened eOpened = session.Open(options.eaf, &strError);
+    if (eOpened == ReaderSession::Opened::Failed)
     {
-        session.emplace(options.eaf);
+        return EndWith(strError);
     }
-    catch (const NotPublished& answer)
+    const bool bFound = eOpened == ReaderSession::Opened::Yes;
+    if (!bFound)
     {
-        Complain(answer.what());
+        Complain(strError);
     }
     const std::optional<ServeStatus> status = PublisherStatus();
     ResultList list(pOutput, "sources", options.bJson);
-    for (const ReaderSource& source : session ? session->Sources() : std::vector<ReaderSource>())
+    for (const ReaderSource& source : session.Sources())
     {
         const Counts counts = CountsOf(source);
         const SourceStatus* const pFollowed =
@@ -129,7 +131,7 @@ int RunStatus(const ReaderOptions& options, Output* pOutput)
         list.Add(makeText, makeJson);
     }
     list.End();
-    return Finish(session.has_value(), pOutput);
+    return Finish(bFound, pOutput);
 }
 
 }  // namespace lum

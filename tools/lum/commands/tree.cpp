@@ -168,7 +168,11 @@ bool DrawTree(const ReaderSource& source, const structAssetNode& start, const Tr
 
 int RunTree(const TreeOptions& options, Output* pOutput)
 {
-    const ReaderSession session(options.eaf);
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
+    {
+        return kExitError;
+    }
     const std::vector<ReaderSession::Found> vecFound = session.FindOrComplain(options.strPath);
     const std::unique_ptr<TreeRenderer> pRenderer = options.bJson
                                                         ? std::unique_ptr<TreeRenderer>(new JsonRenderer(pOutput))

@@ -69,7 +69,11 @@ nlohmann::ordered_json JsonOf(const TypeReport& type)
 
 int RunTypes(const ReaderOptions& options, Output* pOutput)
 {
-    const ReaderSession session(options.eaf);
+    ReaderSession session;
+    if (!OpenOrComplain(options.eaf, &session))
+    {
+        return kExitError;
+    }
     ResultList list(pOutput, "sources", options.bJson);
     for (const ReaderSource& source : session.Sources())
     {

@@ -5,7 +5,6 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
-#include "base/failure.h"
 #include "base/log.h"
 #include "base/paths.h"
 #include "base/sources.h"
@@ -63,14 +62,19 @@ std::string JsonLineOf(const Change& change)
 class WatchFilter
 {
 public:
-    // A Failure when the path lies in none of the published sources.
-    explicit WatchFilter(const WatchOptions& options) : m_bAll(options.strPath.empty())
+    // False with a message when the path lies in none of the published sources.
+    bool Open(const WatchOptions& options, std::string* pstrError)
     {
+        m_bAll = options.strPath.empty();
         if (m_bAll)
         {
-            return;
+            return true;
         }
-        const ReaderSession session(options.eaf);
+        ReaderSession session;
+        if (session.Open(options.eaf, pstrError) != ReaderSession::Opened::Yes)
+        {
+            return false;
+        }
         for (const ReaderSource& one : session.Sources())
         {
             for (const VOWString& strReading : ReadingsOf(options.strPath))
@@ -81,10 +85,8 @@ public:
                 }
             }
         }
-        if (m_mapPrefixes.empty())
-        {
-            throw Failure("{}: lies in no source that is published", PrintableText(options.strPath));
-        }
+        *pstrError = fmt::format("{}: lies in no source that is published", PrintableText(options.strPath));
+        return !m_mapPrefixes.empty();
     }
 
     bool Shows(const Change& change) const
@@ -105,7 +107,7 @@ private:
                (!change.strNewName.empty() && (strNew == strPrefix || LiesIn(strNew, strPrefix)));
     }
 
-    bool m_bAll;
+    bool m_bAll = true;
     std::map<LUMTrayService::enumAssetFrom, std::vector<VOWString>> m_mapPrefixes;  // folded
 };
 
@@ -129,25 +131,25 @@ int RunWatch(const WatchOptions& options, Output* pOutput)
 {
     WatchLibraryLog();
     EventStream stream;
-    std::optional<WatchFilter> filter;
+    std::string strError;
     if (!VOHandleStopRequests())
     {
         return EndWith("requests to stop can't be handled");
     }
-    try
+    if (!stream.Open(options.eaf, &strError))
     {
-        stream.Open(options.eaf);
-        filter.emplace(options);
+        return EndWith(strError, kExitNotFound);
     }
-    catch (const Failure& failure)
+    WatchFilter filter;
+    if (!filter.Open(options, &strError))
     {
-        return EndWith(failure.what(), kExitNotFound);
+        return EndWith(strError, kExitNotFound);
     }
     uint32_t uShown = 0;
     while (!VOStopRequested() && (!options.uCount || uShown < *options.uCount))
     {
         const std::optional<Change> change = stream.Next(kTurn);
-        if (!change || !filter->Shows(*change))
+        if (!change || !filter.Shows(*change))
         {
             continue;
         }

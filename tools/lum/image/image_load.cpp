@@ -1,15 +1,13 @@
 #include "image/image_load.h"
 
+#include <fmt/format.h>
+#include <stdlib.h>
 #include <string.h>
 
-#include <memory>
-
 #include "base/console.h"
-#include "base/failure.h"
 #include "base/files.h"
 #include "base/sources.h"
 #include "image/byte_view.h"
-#include "platform/vo_owners.h"
 #include "platform/vo_section_view.h"
 #include "platform/vo_shared_word.h"
 #include "vo_utility.h"
@@ -56,41 +54,55 @@ private:
     unsigned* m_puReaders = nullptr;
 };
 
-LoadedImage Decompress(const std::vector<unsigned char>& vecBlock)
+// Checks the head of a compressed block before it is trusted with an allocation and a length.
+std::string WrongBlockHead(ByteView block)
 {
-    // The head is checked before it is trusted with an allocation and a length.
-    const ByteView block(vecBlock.data(), vecBlock.size());
     if (block.Size() < kBlockHead)
     {
-        throw Failure("{} bytes are no compressed block", block.Size());
+        return fmt::format("{} bytes are no compressed block", block.Size());
     }
     const uint64_t ullSource = block.Long(0);
     const uint64_t ullStream = block.Long(8);
     if (ullStream == 0 || ullStream > block.Size() - kBlockHead)
     {
-        throw Failure("offset 8: a stream of {} bytes in a block of {}", ullStream, block.Size());
+        return fmt::format("offset 8: a stream of {} bytes in a block of {}", ullStream, block.Size());
     }
     if (ullSource == 0 || ullSource > kMaxImage || ullSource > ullStream * kMaxExpansion + kExpansionSlack)
     {
-        throw Failure("offset 0: {} bytes can't be in a stream of {}", ullSource, ullStream);
+        return fmt::format("offset 0: {} bytes can't be in a stream of {}", ullSource, ullStream);
+    }
+    return {};
+}
+
+bool Decompress(std::vector<unsigned char> vecBlock, LoadedImage* pResult, std::string* pstrError)
+{
+    const ByteView block(vecBlock.data(), vecBlock.size());
+    *pstrError = WrongBlockHead(block);
+    if (!pstrError->empty())
+    {
+        return false;
     }
     unsigned char* pbImage = nullptr;
     unsigned uSize = 0;
-    if (VODeCompressBuffer_lzo1x(&pbImage, &uSize, const_cast<unsigned char*>(vecBlock.data())) == 0)
+    if (VODeCompressBuffer_lzo1x(&pbImage, &uSize, vecBlock.data()) == 0)
     {
-        throw Failure("offset {}: the stream of the block is damaged", kBlockHead);
+        *pstrError = fmt::format("offset {}: the stream of the block is damaged", kBlockHead);
+        return false;
     }
-    const std::unique_ptr<unsigned char, VOFreeBlock> pOwner(pbImage);
-    if (uSize != ullSource)
+    pResult->vecImage.assign(pbImage, pbImage + uSize);
+    free(pbImage);
+    if (uSize != block.Long(0))
     {
-        throw Failure("offset 0: {} bytes announced, {} in the stream", ullSource, uSize);
+        *pstrError = fmt::format("offset 0: {} bytes announced, {} in the stream", block.Long(0), uSize);
+        return false;
     }
-    return {{pbImage, pbImage + uSize}, ullStream + kBlockHead + 8};
+    pResult->ullBlockSize = block.Long(8) + kBlockHead + 8;
+    return true;
 }
 
 }  // namespace
 
-LoadedImage LoadSectionImage(enumAssetFrom eaf)
+bool LoadSectionImage(enumAssetFrom eaf, LoadedImage* pResult, std::string* pstrError)
 {
     std::vector<unsigned char> vecBlock;
     {
@@ -98,7 +110,8 @@ LoadedImage LoadSectionImage(enumAssetFrom eaf)
         VOSectionView section;
         if (section.OpenHandle(ASSETNODE_MAPPING_VIEW_STRING(eaf), FILE_MAP_READ) == nullptr)
         {
-            throw Failure("{}: there is no data section", SourceName(eaf));
+            *pstrError = fmt::format("{}: there is no data section", SourceName(eaf));
+            return false;
         }
         // A section may be larger than its block. What the head says is read once, and used only within the section.
         section.Map();
@@ -108,39 +121,54 @@ LoadedImage LoadSectionImage(enumAssetFrom eaf)
         const uint64_t ullSize = bWhole ? kBlockHead + ullStream : bytes.Size();
         vecBlock.assign(bytes.Data(), bytes.Data() + ullSize);
     }
-    return FailingAt(std::string(SourceName(eaf)), [&] { return Decompress(vecBlock); });
-}
-
-LoadedImage LoadFileImage(const std::string& strNative)
-{
-    std::vector<unsigned char> vecBytes = ReadFile(strNative);
-    constexpr std::string_view kImageStart = "ver.";
-    if (vecBytes.size() >= 4 && memcmp(vecBytes.data(), kImageStart.data(), 4) == 0)
+    if (!Decompress(std::move(vecBlock), pResult, pstrError))
     {
-        return {std::move(vecBytes), 0};
+        *pstrError = fmt::format("{}: {}", SourceName(eaf), *pstrError);
+        return false;
     }
-    return FailingAt(strNative + ": neither an image nor a compressed one", [&] { return Decompress(vecBytes); });
+    return true;
 }
 
-AssetNodeUpdateState LoadState()
+bool LoadFileImage(const std::string& strNative, LoadedImage* pResult, std::string* pstrError)
+{
+    std::vector<unsigned char> vecBytes;
+    if (!ReadFile(strNative, &vecBytes, pstrError))
+    {
+        return false;
+    }
+    constexpr char kImageStart[] = "ver.";
+    if (vecBytes.size() >= 4 && memcmp(vecBytes.data(), kImageStart, 4) == 0)
+    {
+        pResult->vecImage = std::move(vecBytes);
+        return true;
+    }
+    if (!Decompress(std::move(vecBytes), pResult, pstrError))
+    {
+        *pstrError = fmt::format("{}: neither an image nor a compressed one: {}", strNative, *pstrError);
+        return false;
+    }
+    return true;
+}
+
+bool LoadState(AssetNodeUpdateState* pState, bool* pbMissing, std::string* pstrError)
 {
     VOSectionView section;
-    if (section.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ) == nullptr)
+    const bool bThere = section.OpenHandle(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, FILE_MAP_READ) != nullptr;
+    *pbMissing = !bThere && GetLastError() == ERROR_FILE_NOT_FOUND;
+    if (!bThere)
     {
-        if (GetLastError() == ERROR_FILE_NOT_FOUND)
-        {
-            throw NotPublished("{}", kNothingPublished);
-        }
-        throw Failure("the update state section can't be opened");
+        *pstrError = *pbMissing ? kNothingPublished : "the update state section can't be opened";
+        return false;
     }
     section.Map();
-    AssetNodeUpdateState state;
-    if (section.Size() < sizeof(state))
+    if (section.Size() < sizeof(AssetNodeUpdateState))
     {
-        throw Failure("the update state section has {} bytes, not {}", section.Size(), sizeof(state));
+        *pstrError =
+            fmt::format("the update state section has {} bytes, not {}", section.Size(), sizeof(AssetNodeUpdateState));
+        return false;
     }
-    memcpy(&state, section.Data(), sizeof(state));
-    return state;
+    memcpy(pState, section.Data(), sizeof(AssetNodeUpdateState));
+    return true;
 }
 
 }  // namespace lum

@@ -17,13 +17,13 @@ struct LoadedImage
     uint64_t ullBlockSize = 0;  // of the compressed block; 0 for an image that wasn't compressed
 };
 
-// The published image of a source. A Failure when there is none, or when its block is damaged.
-LoadedImage LoadSectionImage(LUMTrayService::enumAssetFrom eaf);
+// The published image of a source. False with a message when there is none, or when its block is damaged.
+bool LoadSectionImage(LUMTrayService::enumAssetFrom eaf, LoadedImage* pResult, std::string* pstrError);
 
 // A file with an image, or with a compressed block.
-LoadedImage LoadFileImage(const std::string& strNative);
+bool LoadFileImage(const std::string& strNative, LoadedImage* pResult, std::string* pstrError);
 
-// A copy of the update state section. What is thrown is a NotPublished where there is none.
-AssetNodeUpdateState LoadState();
+// A copy of the update state section. *pbMissing tells that there is none.
+bool LoadState(AssetNodeUpdateState* pState, bool* pbMissing, std::string* pstrError);
 
 }  // namespace lum

@@ -6,7 +6,6 @@
 #include <set>
 
 #include "base/console.h"
-#include "base/failure.h"
 #include "base/sources.h"
 #include "platform/vo_process.h"
 
@@ -80,33 +79,40 @@ LiveServer::LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow)
 {
 }
 
-LiveServer::~LiveServer()
-{
-    Withdraw();
-}
+LiveServer::~LiveServer() = default;
 
-void LiveServer::Start(const std::vector<SourceSpec>& vecSpecs)
+bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pstrError)
 {
-    m_publisher.Acquire();
+    if (!m_publisher.Acquire(pstrError))
+    {
+        return false;
+    }
     std::vector<SourceImage> vecImages;
     std::vector<enumAssetFrom> vecSources;
     for (const SourceSpec& spec : vecSpecs)
     {
         m_vecSources.push_back(std::make_unique<Served>(spec, m_vecTypes, &m_signal));
         LiveSource& source = m_vecSources.back()->source;
-        source.Open(m_bFollow);
-        vecImages.push_back(source.MakeImage());
+        vecImages.emplace_back();
+        if (!source.Open(m_bFollow, pstrError) || !source.MakeImage(&vecImages.back(), pstrError))
+        {
+            return false;
+        }
         vecSources.push_back(spec.eaf);
     }
     // The events first: a tool that finds the images can bind its listeners.
-    m_events.Open(vecSources);
-    m_publisher.Publish(vecImages);
+    if (!m_events.Open(vecSources, pstrError) || !m_publisher.Publish(vecImages, pstrError))
+    {
+        m_events.Withdraw();
+        return false;
+    }
     m_status.Open(m_bFollow);
     for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
         pServed->ullPublications = 1;
         _SetStatus(*pServed);
     }
+    return true;
 }
 
 unsigned LiveServer::NodeCount() const
@@ -119,27 +125,22 @@ unsigned LiveServer::NodeCount() const
     return uNodes;
 }
 
-void LiveServer::Run()
+bool LiveServer::Run(std::string* pstrError)
 {
-    try
-    {
-        while (!VOStopRequested())
-        {
-            Turn(kTurn);
-        }
-    }
-    catch (const Failure&)
+    while (!VOStopRequested())
     {
         // A turn that a request cut short has not failed.
-        if (!VOStopRequested())
+        if (!Turn(kTurn, pstrError) && !VOStopRequested())
         {
-            throw;
+            Withdraw();
+            return false;
         }
     }
     Withdraw();
+    return true;
 }
 
-void LiveServer::Turn(std::chrono::milliseconds longest)
+bool LiveServer::Turn(std::chrono::milliseconds longest, std::string* pstrError)
 {
     const LiveClock::time_point start = LiveClock::now();
     LiveClock::time_point due = start + longest;
@@ -161,45 +162,54 @@ void LiveServer::Turn(std::chrono::milliseconds longest)
     }
     for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
-        pServed->source.Work(LiveClock::now(), &pServed->untold);
+        if (!pServed->source.Work(LiveClock::now(), &pServed->untold, pstrError))
+        {
+            return false;
+        }
         if (pServed->IsDue() && pServed->nextPublication <= LiveClock::now())
         {
-            _Publish(pServed.get());
+            std::string strError;
+            if (!_Publish(pServed.get(), &strError))
+            {
+                // What is published stays, and is right but for the latest changes.
+                Complain(fmt::format("{}; it is tried again", strError));
+                pServed->nextPublication = LiveClock::now() + kRetry;
+            }
         }
         _SetStatus(*pServed);
     }
+    return true;
 }
 
 // The image first: who is told of an event finds it in the index.
-void LiveServer::_Publish(Served* pServed)
+bool LiveServer::_Publish(Served* pServed, std::string* pstrError)
 {
     const LiveClock::time_point start = LiveClock::now();
     LiveSource& source = pServed->source;
-    try
+    if (source.HasChanged() || pServed->bImageDue)
     {
-        if (source.HasChanged() || pServed->bImageDue)
+        SourceImage image;
+        pServed->bImageDue = true;
+        if (!source.MakeImage(&image, pstrError) || !m_publisher.PublishSource(image, pstrError))
         {
-            pServed->bImageDue = true;
-            m_publisher.PublishSource(source.MakeImage());
-            pServed->bImageDue = false;
-            ++pServed->ullPublications;
+            return false;
         }
-        if (!pServed->untold.empty() || pServed->bEventsDue)
-        {
-            DropRepetitions(&pServed->untold);
-            pServed->bEventsDue = true;
-            m_events.Publish(source.From(), &pServed->untold);
-            pServed->bEventsDue = false;
-        }
-        const LiveClock::time_point end = LiveClock::now();
-        pServed->nextPublication = end + std::max<LiveClock::duration>(kPublishInterval, kPublishShare * (end - start));
+        pServed->bImageDue = false;
+        ++pServed->ullPublications;
     }
-    catch (const Failure& failure)
+    if (!pServed->untold.empty() || pServed->bEventsDue)
     {
-        // What is published stays, and is right but for the latest changes.
-        Complain(fmt::format("{}; it is tried again", failure.what()));
-        pServed->nextPublication = LiveClock::now() + kRetry;
+        DropRepetitions(&pServed->untold);
+        pServed->bEventsDue = true;
+        if (!m_events.Publish(source.From(), &pServed->untold, pstrError))
+        {
+            return false;
+        }
+        pServed->bEventsDue = false;
     }
+    const LiveClock::time_point end = LiveClock::now();
+    pServed->nextPublication = end + std::max<LiveClock::duration>(kPublishInterval, kPublishShare * (end - start));
+    return true;
 }
 
 void LiveServer::_SetStatus(const Served& served)

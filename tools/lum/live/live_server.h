@@ -18,26 +18,26 @@ class LiveServer
 public:
     // bFollow: watch the directories. vecTypes lives as long as this object.
     LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow);
-    ~LiveServer();  // withdraws
+    ~LiveServer();
 
-    // Becomes the publisher, scans everything, and then publishes it. After a Failure there is nothing
-    // left to do but to withdraw.
-    void Start(const std::vector<SourceSpec>& vecSpecs);
+    // Becomes the publisher, scans everything, and then publishes it. False with a message; nothing is published then.
+    bool Start(const std::vector<SourceSpec>& vecSpecs, std::string* pstrError);
 
     unsigned NodeCount() const;
 
-    // Follows the sources until a stop is requested; then withdraws everything. A Failure when it can't go on.
-    void Run();
+    // Follows the sources until a stop is requested; then withdraws everything. False with a message when it can't go
+    // on.
+    bool Run(std::string* pstrError);
 
     // One turn of Run: waits for something to do, at most so long, and does it.
-    void Turn(std::chrono::milliseconds longest);
+    bool Turn(std::chrono::milliseconds longest, std::string* pstrError);
 
     void Withdraw();
 
 private:
     struct Served;
 
-    void _Publish(Served* pServed);
+    bool _Publish(Served* pServed, std::string* pstrError);
     void _SetStatus(const Served& served);
 
     const std::vector<ClassifyType>& m_vecTypes;

@@ -7,7 +7,6 @@
 #include <set>
 
 #include "base/console.h"
-#include "base/failure.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "platform/vo_owners.h"
@@ -54,17 +53,19 @@ LiveSource::LiveSource(SourceSpec spec, const std::vector<ClassifyType>& vecType
 {
 }
 
-void LiveSource::Open(bool bFollow)
+bool LiveSource::Open(bool bFollow, std::string* pstrError)
 {
-    m_vecRoots = RootsOf(m_spec);
+    if (!RootsOf(m_spec, &m_vecRoots, pstrError))
+    {
+        return false;
+    }
     std::vector<NotIndexed> vecLeftOut;
-    m_pLister = MakeLister(m_spec, m_vecRoots, &vecLeftOut);
+    m_pLister = MakeLister(m_spec, m_vecRoots, &vecLeftOut, pstrError);
     // A wrong root is no matter for a monitor.
     std::vector<IndexEntry> vecEntries;
-    std::string strReason;
-    if (!m_pLister->List(VOWString(), m_pLister->AllRoots(), &vecEntries, &strReason))
+    if (m_pLister == nullptr || !m_pLister->List(VOWString(), m_pLister->AllRoots(), &vecEntries, pstrError))
     {
-        throw Failure("{}", strReason);
+        return false;
     }
     m_pIndex =
         std::make_unique<SourceIndex>(m_spec.eaf, m_vecRoots[0], LastPart(m_vecRoots[0]), IsMergeSource(m_spec.eaf));
@@ -79,7 +80,10 @@ void LiveSource::Open(bool bFollow)
         m_watched.Watch(m_vecRoots);
     }
     Progress progress(fmt::format("scanning {}", SourceName(m_spec.eaf)));
-    m_pIndex->Build(m_vecTypes, m_pLister.get(), &progress);
+    if (!m_pIndex->Build(m_vecTypes, m_pLister.get(), &progress, pstrError))
+    {
+        return false;
+    }
     if (bWatch)
     {
         static_cast<DirectoryLister*>(m_pLister.get())->TolerateLostRoots();
@@ -88,6 +92,7 @@ void LiveSource::Open(bool bFollow)
     m_watched.CountSoon();
     m_nextAudit = now + kAuditPause;
     _Report(now, std::numeric_limits<size_t>::max());
+    return true;
 }
 
 LiveClock::time_point LiveSource::NextDue() const
@@ -96,11 +101,11 @@ LiveClock::time_point LiveSource::NextDue() const
                              : std::min({m_watched.NextDue(), m_rechecks.NextDue(), m_unread.NextDue(), m_nextAudit});
 }
 
-void LiveSource::Work(LiveClock::time_point now, Changes* pChanges)
+bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
 {
     if (m_watched.Empty())
     {
-        return;
+        return true;
     }
     const size_t uBefore = pChanges->size();
     m_watched.Work(now);
@@ -112,23 +117,9 @@ void LiveSource::Work(LiveClock::time_point now, Changes* pChanges)
         hints.mapFolders.try_emplace(strFolder);
     }
     m_unread.AddDue(now, &hints.mapFolders);
-    try
-    {
-        _CompareFolders(std::move(hints.mapFolders), pChanges);
-        if (m_rechecks.TakeCompareAll(now))
-        {
-            _CompareAll(now, pChanges);
-        }
-        if (m_nextAudit <= now)
-        {
-            _Audit(now, pChanges);
-        }
-    }
-    catch (const Failure&)
-    {
-        _Report(now, kMostNamed);
-        throw;
-    }
+    const bool bFollowed = _CompareFolders(std::move(hints.mapFolders), pChanges, pstrError) &&
+                           (!m_rechecks.TakeCompareAll(now) || _CompareAll(now, pChanges, pstrError)) &&
+                           (m_nextAudit > now || _Audit(now, pChanges, pstrError));
     std::set<VOWString> setChanged;
     for (size_t i = uBefore; i < pChanges->size() && !vecAgain.empty(); ++i)
     {
@@ -139,14 +130,11 @@ void LiveSource::Work(LiveClock::time_point now, Changes* pChanges)
     m_status.ullHints += hints.uEvents;
     m_status.ullChanges += pChanges->size() - uBefore;
     _Report(now, kMostNamed);
-    if (m_pIndex->IsWorn())
-    {
-        m_pIndex->Renew(m_vecTypes);
-    }
+    return bFollowed && (!m_pIndex->IsWorn() || m_pIndex->Renew(m_vecTypes, pstrError));
 }
 
 // Compares folders, and those that the comparisons ask for.
-void LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges)
+bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges, std::string* pstrError)
 {
     std::set<VOWString> setDone;
     while (!mapFolders.empty())
@@ -164,7 +152,10 @@ void LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges)
             continue;
         }
         std::vector<VOWString> vecMore;
-        m_pIndex->Compare(strFolder, hints, pChanges, &vecMore);
+        if (!m_pIndex->Compare(strFolder, hints, pChanges, &vecMore, pstrError))
+        {
+            return false;
+        }
         if (!hints.IsEmpty() && m_pIndex->IsUnread(strFolder))
         {
             m_unread.Keep(strFolder, hints);
@@ -182,22 +173,24 @@ void LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges)
             mapFolders[first.key()] = std::move(first.mapped());
         }
     }
+    return true;
 }
 
-void LiveSource::_CompareAll(LiveClock::time_point now, Changes* pChanges)
+bool LiveSource::_CompareAll(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
 {
     HintedFolders mapFolders;
     for (VOWString& strFolder : m_pIndex->Folders())
     {
         mapFolders.try_emplace(std::move(strFolder));
     }
-    _CompareFolders(std::move(mapFolders), pChanges);
+    const bool bFollowed = _CompareFolders(std::move(mapFolders), pChanges, pstrError);
     ++m_status.ullDoubts;
     m_watched.CountSoon();
     m_rechecks.Compared(now, LiveClock::now(), m_watched.Polled() != 0);
+    return bFollowed;
 }
 
-void LiveSource::_Audit(LiveClock::time_point now, Changes* pChanges)
+bool LiveSource::_Audit(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
 {
     const size_t uBefore = pChanges->size();
     if (m_dequeAudit.empty())
@@ -211,7 +204,7 @@ void LiveSource::_Audit(LiveClock::time_point now, Changes* pChanges)
         mapFolders.try_emplace(std::move(m_dequeAudit.front()));
         m_dequeAudit.pop_front();
     }
-    _CompareFolders(std::move(mapFolders), pChanges);
+    const bool bFollowed = _CompareFolders(std::move(mapFolders), pChanges, pstrError);
     m_status.ullAuditChanges += pChanges->size() - uBefore;
     const LiveClock::time_point end = LiveClock::now();
     m_nextAudit = end + std::max<LiveClock::duration>(kAuditInterval, kAuditShare * (end - now));
@@ -220,6 +213,7 @@ void LiveSource::_Audit(LiveClock::time_point now, Changes* pChanges)
         ++m_status.ullAuditRounds;
         m_nextAudit = end + kAuditPause;
     }
+    return bFollowed;
 }
 
 // Names what isn't in the index, and what can't be read: no more of it at once than uMost.
@@ -267,16 +261,17 @@ void LiveSource::_Report(LiveClock::time_point now, size_t uMost)
     }
 }
 
-SourceImage LiveSource::MakeImage()
+bool LiveSource::MakeImage(SourceImage* pImage, std::string* pstrError)
 {
-    SourceImage image{m_spec.eaf, {}};
     const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, VOFreeBlock> pAlloc(m_pIndex->MakeImage());
-    if (pAlloc == nullptr || !Compress(pAlloc.get(), &image.vecBlock))
+    pImage->eaf = m_spec.eaf;
+    if (pAlloc == nullptr || !Compress(pAlloc.get(), &pImage->vecBlock))
     {
-        throw Failure("{}: the index of {} nodes is too large to be published",
-                      WrittenForm(m_vecRoots[0], Escape::Controls), m_pIndex->NodeCount());
+        *pstrError = fmt::format("{}: the index of {} nodes is too large to be published",
+                                 WrittenForm(m_vecRoots[0], Escape::Controls), m_pIndex->NodeCount());
+        return false;
     }
-    return image;
+    return true;
 }
 
 }  // namespace lum

@@ -27,18 +27,18 @@ class LiveSource
 public:
     LiveSource(SourceSpec spec, const std::vector<ClassifyType>& vecTypes, HintSignal* pSignal);
 
-    // Begins to watch (if bFollow, and where there is something to watch), and scans. A Failure when the
+    // Begins to watch (if bFollow, and where there is something to watch), and scans. False with a message when the
     // source can't be scanned.
-    void Open(bool bFollow);
+    bool Open(bool bFollow, std::string* pstrError);
 
-    // Does what is due: appends the changes found. A Failure when the index can't follow any more.
-    void Work(LiveClock::time_point now, Changes* pChanges);
+    // Does what is due: appends the changes found. False with a message when the index can't follow any more.
+    bool Work(LiveClock::time_point now, Changes* pChanges, std::string* pstrError);
 
     // When Work has something to do without a new hint.
     LiveClock::time_point NextDue() const;
 
-    // The compressed image of the index as it is now. A Failure when it is too large for one.
-    SourceImage MakeImage();
+    // Makes the compressed image of the index as it is now. False with a message when it is too large for one.
+    bool MakeImage(SourceImage* pImage, std::string* pstrError);
 
     LUMTrayService::enumAssetFrom From() const { return m_spec.eaf; }
     bool HasChanged() const { return m_pIndex->HasChanged(); }
@@ -48,9 +48,9 @@ public:
     const SourceStatus& Status() const { return m_status; }
 
 private:
-    void _CompareFolders(HintedFolders mapFolders, Changes* pChanges);
-    void _CompareAll(LiveClock::time_point now, Changes* pChanges);
-    void _Audit(LiveClock::time_point now, Changes* pChanges);
+    bool _CompareFolders(HintedFolders mapFolders, Changes* pChanges, std::string* pstrError);
+    bool _CompareAll(LiveClock::time_point now, Changes* pChanges, std::string* pstrError);
+    bool _Audit(LiveClock::time_point now, Changes* pChanges, std::string* pstrError);
     void _Report(LiveClock::time_point now, size_t uMost);
 
     SourceSpec m_spec;

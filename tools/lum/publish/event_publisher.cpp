@@ -1,12 +1,12 @@
 #include "publish/event_publisher.h"
 
+#include <fmt/format.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
 #include <chrono>
 
-#include "base/failure.h"
 #include "base/sources.h"
 #include "platform/fault_points.h"
 #include "platform/vo_owners.h"
@@ -58,11 +58,12 @@ unsigned long long EventPublisher::_NextTime()
 }
 
 // Times go on from those of a former publisher, which readers that still live compare with.
-void EventPublisher::_TakeState()
+bool EventPublisher::_TakeState(std::string* pstrError)
 {
     if (!m_state.OpenOrCreate(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, sizeof(FileEventUpdateState)))
     {
-        throw Failure("the update state section of events can't be made (system error {})", GetLastError());
+        *pstrError = fmt::format("the update state section of events can't be made (system error {})", GetLastError());
+        return false;
     }
     FileEventUpdateState* const pState = static_cast<FileEventUpdateState*>(m_state.Data());
     const bool bTaken =
@@ -84,11 +85,15 @@ void EventPublisher::_TakeState()
         }
     }
     StoreVersion(pState->szVersion, FILEMAPPING_FILEEVENT_UPDATESTATE_VERSION);
+    return true;
 }
 
-void EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources)
+bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::string* pstrError)
 {
-    _TakeState();
+    if (!_TakeState(pstrError))
+    {
+        return false;
+    }
     for (const enumAssetFrom eaf : AllSources())
     {
         if (std::find(vecSources.begin(), vecSources.end(), eaf) == vecSources.end())
@@ -99,12 +104,17 @@ void EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources)
     for (const enumAssetFrom eaf : vecSources)
     {
         m_akSources[eaf].pContainer = std::make_unique<VOTSFileEventContainer>(AR_Provider);
-        _PublishImage(eaf);
+        if (!_PublishImage(eaf, pstrError))
+        {
+            Withdraw();
+            return false;
+        }
         VOStoreWord(_Record(eaf).bEnable, 1u);
     }
+    return true;
 }
 
-void EventPublisher::Publish(enumAssetFrom eaf, Changes* pChanges)
+bool EventPublisher::Publish(enumAssetFrom eaf, Changes* pChanges, std::string* pstrError)
 {
     Source& source = m_akSources[eaf];
     _DropOldEvents(&source);
@@ -113,12 +123,13 @@ void EventPublisher::Publish(enumAssetFrom eaf, Changes* pChanges)
         if (VO_FAULT_POINT("events.append") ||
             source.pContainer->AppendEvent(EventOf(pChanges->front()), _NextTime()) == 0)
         {
-            throw Failure("the events of {} don't fit an image", SourceName(eaf));
+            *pstrError = fmt::format("the events of {} don't fit an image", SourceName(eaf));
+            return false;
         }
         ++source.uEvents;
         pChanges->pop_front();
     }
-    _PublishImage(eaf);
+    return _PublishImage(eaf, pstrError);
 }
 
 // Removing by time is exact only for all events or none, and leaves their texts: so the recent ones are entered into a
@@ -161,7 +172,7 @@ void EventPublisher::_DropOldEvents(Source* pSource)
 }
 
 // The time is above that of every event in the image, so that none is asked for twice.
-void EventPublisher::_PublishImage(enumAssetFrom eaf)
+bool EventPublisher::_PublishImage(enumAssetFrom eaf, std::string* pstrError)
 {
     Source& source = m_akSources[eaf];
     FileEventStateInfo& record = _Record(eaf);
@@ -171,10 +182,13 @@ void EventPublisher::_PublishImage(enumAssetFrom eaf)
     if (pImage == nullptr || !source.akData[uSlot].Replace(SectionName(eaf, uSlot).c_str(), pImage.get(),
                                                            size_t{pImage->uDataBufSize} + sizeof(*pImage)))
     {
-        throw Failure("the event section of {} can't be made (system error {})", SourceName(eaf), GetLastError());
+        *pstrError =
+            fmt::format("the event section of {} can't be made (system error {})", SourceName(eaf), GetLastError());
+        return false;
     }
     VOStoreWord(record.ullUpdateTime[uSlot], _NextTime());
     VOStoreWord(record.uActiveSlot, uSlot);
+    return true;
 }
 
 void EventPublisher::_WithdrawSource(enumAssetFrom eaf)

@@ -25,13 +25,13 @@ public:
     ~EventPublisher();  // withdraws
 
     // Enables these sources, each with an image without events, and withdraws what a former publisher left. Only the
-    // one publisher calls it. After a Failure there is nothing left to do but to withdraw.
-    void Open(const std::vector<LUMTrayService::enumAssetFrom>& vecSources);
+    // one publisher calls it. False with a message; nothing is left published then.
+    bool Open(const std::vector<LUMTrayService::enumAssetFrom>& vecSources, std::string* pstrError);
 
     // Appends changes of an enabled source as events, each of which leaves the queue as it gets in, and publishes its
-    // image. After a Failure what got in is published with the next ones, and what is left in the queue is
+    // image. False with a message; what got in is published with the next ones then, and what is left in the queue is
     // still to come.
-    void Publish(LUMTrayService::enumAssetFrom eaf, Changes* pChanges);
+    bool Publish(LUMTrayService::enumAssetFrom eaf, Changes* pChanges, std::string* pstrError);
 
     void Withdraw();
 
@@ -44,8 +44,8 @@ private:
         size_t uEvents = 0;
     };
 
-    void _TakeState();
-    void _PublishImage(LUMTrayService::enumAssetFrom eaf);
+    bool _TakeState(std::string* pstrError);
+    bool _PublishImage(LUMTrayService::enumAssetFrom eaf, std::string* pstrError);
     void _WithdrawSource(LUMTrayService::enumAssetFrom eaf);
     void _DropOldEvents(Source* pSource);
     unsigned long long _NextTime();

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "base/failure.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "platform/vo_text.h"
@@ -35,13 +34,14 @@ struct TextField
 };
 
 // What the reader of the file would say on standard output, cut or drop is refused before it looks at it.
-void CheckText(const std::vector<unsigned char>& vecBytes)
+bool CheckText(const std::vector<unsigned char>& vecBytes, std::string* pstrError)
 {
     const std::string_view strText(reinterpret_cast<const char*>(vecBytes.data()), vecBytes.size());
     unsigned uNumber = 1;
     if (strText.find('\0') != std::string_view::npos)
     {
-        throw Failure("isn't a text file");
+        *pstrError = "isn't a text file";
+        return false;
     }
     for (size_t uAt = 0; uAt < strText.size(); ++uNumber)
     {
@@ -50,54 +50,64 @@ void CheckText(const std::vector<unsigned char>& vecBytes)
         strLine.remove_suffix(strLine.ends_with('\r') ? 1 : 0);
         if (strLine.size() > kLongestLine)
         {
-            throw Failure("line {} has more than {} characters", uNumber, kLongestLine);
+            *pstrError = fmt::format("line {} has more than {} characters", uNumber, kLongestLine);
+            return false;
         }
         if (uNumber == 1 && strLine.find('[') == std::string_view::npos)
         {
-            throw Failure("the first line is no section");
+            *pstrError = "the first line is no section";
+            return false;
         }
         uAt = uEnd + 1;
     }
     if (strText.empty())
     {
-        throw Failure("is empty");
+        *pstrError = "is empty";
+        return false;
     }
+    return true;
 }
 
 // One line of the section: a key that is known, and there once, or a comment.
-void CheckLine(const ZENTRY& entry, const std::set<std::string>& setKnown, std::set<std::string>* psetSeen)
+bool CheckLine(const ZENTRY& entry, const std::set<std::string>& setKnown, std::set<std::string>* psetSeen,
+               std::string* pstrError)
 {
     const std::string_view strLine = entry.pszText;
     const std::string_view strSaid = strLine.substr(0, strLine.find(';'));
     const std::string strKey = FoldAscii(std::string(strSaid.substr(0, strSaid.find('='))));
     if (strSaid.starts_with('#') || strSaid.find_first_not_of(" \t") == std::string_view::npos)
     {
-        return;
+        return true;
     }
     if (entry.cType != tpKEYVALUE)
     {
-        throw Failure("\"{}\" is neither an option nor a comment", strLine);
+        *pstrError = fmt::format("\"{}\" is neither an option nor a comment", strLine);
+        return false;
     }
     if (!setKnown.contains(strKey))
     {
-        throw Failure("no option is named \"{}\"", strKey);
+        *pstrError = fmt::format("no option is named \"{}\"", strKey);
+        return false;
     }
     if (!psetSeen->insert(strKey).second)
     {
-        throw Failure("the option \"{}\" is there twice", strKey);
+        *pstrError = fmt::format("the option \"{}\" is there twice", strKey);
+        return false;
     }
+    return true;
 }
 
 // The lines from the section's on. The reader takes every line with both brackets for a section, which ends the one in
 // front of it, and of two sections of one name it knows the first.
-void CheckLines(ZIniFile* pFile, const std::set<std::string>& setKnown)
+bool CheckLines(ZIniFile* pFile, const std::set<std::string>& setKnown, std::string* pstrError)
 {
     const ZENTRY* pEntry = pFile->FindSection(kSection);
     std::set<std::string> setSeen;
     bool bInside = true;
     if (pEntry == nullptr)
     {
-        throw Failure("has no section [{}]", kSection);
+        *pstrError = fmt::format("has no section [{}]", kSection);
+        return false;
     }
     for (pEntry = pEntry->pNext; pEntry != nullptr; pEntry = pEntry->pNext)
     {
@@ -105,34 +115,40 @@ void CheckLines(ZIniFile* pFile, const std::set<std::string>& setKnown)
         {
             if (bInside && pEntry->pszText[0] != '[')
             {
-                throw Failure("\"{}\": a line with [ and ] is a section", pEntry->pszText);
+                *pstrError = fmt::format("\"{}\": a line with [ and ] is a section", pEntry->pszText);
+                return false;
             }
             if (FoldAscii(std::string(pEntry->pszText)) == fmt::format("[{}]", kSection))
             {
-                throw Failure("the section [{}] is there twice", kSection);
+                *pstrError = fmt::format("the section [{}] is there twice", kSection);
+                return false;
             }
             bInside = false;
         }
-        else if (bInside)
+        else if (bInside && !CheckLine(*pEntry, setKnown, &setSeen, pstrError))
         {
-            CheckLine(*pEntry, setKnown, &setSeen);
+            return false;
         }
     }
+    return true;
 }
 
-void TakeText(ZIniFile* pFile, const TextField& field)
+bool TakeText(ZIniFile* pFile, const TextField& field, std::string* pstrError)
 {
     const std::string strValue = pFile->ReadString(kSection, field.pszKey, "");
     if (strValue.size() >= field.uSize)
     {
-        throw Failure("the option \"{}\" has at most {} bytes, not {}", field.pszKey, field.uSize - 1, strValue.size());
+        *pstrError = fmt::format("the option \"{}\" has at most {} bytes, not {}", field.pszKey, field.uSize - 1,
+                                 strValue.size());
+        return false;
     }
     memcpy(field.pszField, strValue.c_str(), strValue.size() + 1);
+    return true;
 }
 
 // A whole decimal number with nothing but blanks around it. A missing one is 0.
 template <class Number>
-void TakeNumber(ZIniFile* pFile, const char* pszKey, Number* pnField)
+bool TakeNumber(ZIniFile* pFile, const char* pszKey, Number* pnField, std::string* pstrError)
 {
     const std::string strValue = pFile->ReadString(kSection, pszKey, "0");
     std::string_view strNumber = strValue;
@@ -143,59 +159,63 @@ void TakeNumber(ZIniFile* pFile, const char* pszKey, Number* pnField)
     const std::from_chars_result result = std::from_chars(strNumber.data(), pchEnd, *pnField);
     if (result.ec != std::errc() || result.ptr != pchEnd)
     {
-        throw Failure("the option \"{}\" is no whole number of {} bits: \"{}\"", pszKey, 8 * sizeof(Number), strValue);
+        *pstrError = fmt::format("the option \"{}\" is no whole number of {} bits: \"{}\"", pszKey, 8 * sizeof(Number),
+                                 strValue);
+        return false;
     }
+    return true;
 }
 
-VOPublicOptionRecord RecordOf(ZIniFile* pFile)
+bool FillRecord(ZIniFile* pFile, VOPublicOptionRecord* pRecord, std::string* pstrError)
 {
-    VOPublicOptionRecord record = {};
-    const TextField akTexts[] = {{"key", record.szOptionKey, sizeof(record.szOptionKey)},
-                                 {"text1", record.szOptionText1, sizeof(record.szOptionText1)},
-                                 {"text2", record.szOptionText2, sizeof(record.szOptionText2)},
-                                 {"text3", record.szOptionText3, sizeof(record.szOptionText3)},
-                                 {"text4", record.szOptionText4, sizeof(record.szOptionText4)},
-                                 {"text5", record.szOptionText5, sizeof(record.szOptionText5)},
-                                 {"text6", record.szOptionText6, sizeof(record.szOptionText6)}};
+    const TextField akTexts[] = {{"key", pRecord->szOptionKey, sizeof(pRecord->szOptionKey)},
+                                 {"text1", pRecord->szOptionText1, sizeof(pRecord->szOptionText1)},
+                                 {"text2", pRecord->szOptionText2, sizeof(pRecord->szOptionText2)},
+                                 {"text3", pRecord->szOptionText3, sizeof(pRecord->szOptionText3)},
+                                 {"text4", pRecord->szOptionText4, sizeof(pRecord->szOptionText4)},
+                                 {"text5", pRecord->szOptionText5, sizeof(pRecord->szOptionText5)},
+                                 {"text6", pRecord->szOptionText6, sizeof(pRecord->szOptionText6)}};
     std::set<std::string> setKnown = {"value1", "value2", "value3", "value4"};
     for (const TextField& text : akTexts)
     {
         setKnown.insert(text.pszKey);
     }
-    static_assert(sizeof(kszVOPublicOptionVersion) == sizeof(record.szVersion));
-    memcpy(record.szVersion, kszVOPublicOptionVersion, sizeof(record.szVersion));
-    CheckLines(pFile, setKnown);
-    for (const TextField& text : akTexts)
-    {
-        TakeText(pFile, text);
-    }
-    TakeNumber(pFile, "value1", &record.nOptionValue1);
-    TakeNumber(pFile, "value2", &record.nOptionValue2);
-    TakeNumber(pFile, "value3", &record.nOptionValue3);
-    TakeNumber(pFile, "value4", &record.nOptionValue4);
-    return record;
+    *pRecord = {};
+    static_assert(sizeof(kszVOPublicOptionVersion) == sizeof(pRecord->szVersion));
+    memcpy(pRecord->szVersion, kszVOPublicOptionVersion, sizeof(pRecord->szVersion));
+    return CheckLines(pFile, setKnown, pstrError) &&
+           std::all_of(std::begin(akTexts), std::end(akTexts),
+                       [=](const TextField& text) { return TakeText(pFile, text, pstrError); }) &&
+           TakeNumber(pFile, "value1", &pRecord->nOptionValue1, pstrError) &&
+           TakeNumber(pFile, "value2", &pRecord->nOptionValue2, pstrError) &&
+           TakeNumber(pFile, "value3", &pRecord->nOptionValue3, pstrError) &&
+           TakeNumber(pFile, "value4", &pRecord->nOptionValue4, pstrError);
 }
 
 }  // namespace
 
-VOPublicOptionRecord ReadOptionFile(const std::string& strNative)
+bool ReadOptionFile(const std::string& strNative, VOPublicOptionRecord* pRecord, std::string* pstrError)
 {
-    const std::vector<unsigned char> vecBytes = ReadFile(strNative);
+    std::vector<unsigned char> vecBytes;
     std::string strPath;
+    std::string strFault;
     ZIniFile file;
-    try
+    if (!ReadFile(strNative, &vecBytes, pstrError))
     {
-        CheckText(vecBytes);
-        if (!VOToRuntimePath(strNative, &strPath) || file.OpenIniFile(strPath.c_str()) == 0)
-        {
-            throw Failure("can't be read as an INI file");
-        }
-        return RecordOf(&file);
+        return false;
     }
-    catch (const Failure& fault)
+    bool bResult = CheckText(vecBytes, &strFault);
+    if (bResult && (!VOToRuntimePath(strNative, &strPath) || file.OpenIniFile(strPath.c_str()) == 0))
     {
-        throw Failure("{}: {}", strNative, PrintableText(fault.what()));
+        bResult = false;
+        strFault = "can't be read as an INI file";
     }
+    bResult = bResult && FillRecord(&file, pRecord, &strFault);
+    if (!bResult)
+    {
+        *pstrError = fmt::format("{}: {}", strNative, PrintableText(strFault));
+    }
+    return bResult;
 }
 
 }  // namespace lum

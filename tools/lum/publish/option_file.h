@@ -8,8 +8,8 @@
 namespace lum
 {
 
-// The record that a file stands for, to the byte. A Failure for a file that can't be read, and for anything in it that
-// wouldn't be published as it is written.
-VOPublicOptionRecord ReadOptionFile(const std::string& strNative);
+// The record that a file stands for, to the byte. False with a message for a file that can't be read, and for anything
+// in it that wouldn't be published as it is written.
+bool ReadOptionFile(const std::string& strNative, VOPublicOptionRecord* pRecord, std::string* pstrError);
 
 }  // namespace lum

@@ -1,10 +1,8 @@
 #include "publish/publisher.h"
 
+#include <fmt/format.h>
 #include <string.h>
 
-#include <algorithm>
-
-#include "base/failure.h"
 #include "base/sources.h"
 #include "platform/vo_platform.h"
 #include "platform/vo_process.h"
@@ -27,37 +25,54 @@ Publisher::~Publisher()
     Withdraw();
 }
 
-void Publisher::Acquire()
+bool Publisher::Acquire(std::string* pstrError)
 {
-    const VOInstanceLock::Result eResult = m_lock.TryAcquire(kLockName);
-    if (eResult == VOInstanceLock::Result::HeldByOther)
+    switch (m_lock.TryAcquire(kLockName))
     {
-        const uint32_t uHolder = m_lock.HolderProcessId();
-        throw Failure("another publisher is serving already{}; only one can serve a user at a time",
-                      uHolder != 0 ? fmt::format(" (process {})", uHolder) : "");
+        case VOInstanceLock::Result::Acquired:
+            VORemoveStaleSectionObjects();
+            return true;
+        case VOInstanceLock::Result::HeldByOther:
+            *pstrError = "another publisher is serving already";
+            if (m_lock.HolderProcessId() != 0)
+            {
+                *pstrError += fmt::format(" (process {})", m_lock.HolderProcessId());
+            }
+            *pstrError += "; only one can serve a user at a time";
+            return false;
+        default:
+            *pstrError = fmt::format("can't become the publisher (system error {})", GetLastError());
+            return false;
     }
-    if (eResult != VOInstanceLock::Result::Acquired)
-    {
-        throw Failure("can't become the publisher (system error {})", GetLastError());
-    }
-    VORemoveStaleSectionObjects();
 }
 
-void Publisher::Publish(const std::vector<SourceImage>& vecImages)
+bool Publisher::Publish(const std::vector<SourceImage>& vecImages, std::string* pstrError)
 {
-    _TakeState();
+    if (!_TakeState(pstrError))
+    {
+        return false;
+    }
+    std::array<bool, ASSETTYPE_COUNT> abServed{};
+    for (const SourceImage& image : vecImages)
+    {
+        abServed[image.eaf] = true;
+    }
     for (const enumAssetFrom eaf : AllSources())
     {
-        if (std::none_of(vecImages.begin(), vecImages.end(),
-                         [eaf](const SourceImage& image) { return image.eaf == eaf; }))
+        if (!abServed[eaf])
         {
             _WithdrawSource(eaf);
         }
     }
     for (const SourceImage& image : vecImages)
     {
-        PublishSource(image);
+        if (!PublishSource(image, pstrError))
+        {
+            Withdraw();
+            return false;
+        }
     }
+    return true;
 }
 
 void Publisher::Withdraw()
@@ -74,11 +89,12 @@ void Publisher::Withdraw()
 
 // Makes the update state section, or takes over the one of a former publisher with its counts, which readers that still
 // live compare with. The version is what makes the section one, so that it is written last.
-void Publisher::_TakeState()
+bool Publisher::_TakeState(std::string* pstrError)
 {
     if (!m_state.OpenOrCreate(FILEMAPPING_ASSETNODE_UPDATESTATE_NAME, sizeof(AssetNodeUpdateState)))
     {
-        throw Failure("the update state section can't be made (system error {})", GetLastError());
+        *pstrError = fmt::format("the update state section can't be made (system error {})", GetLastError());
+        return false;
     }
     AssetNodeUpdateState* pState = static_cast<AssetNodeUpdateState*>(m_state.Data());
     static_assert(sizeof(FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION) == sizeof(pState->szVersion));
@@ -94,20 +110,24 @@ void Publisher::_TakeState()
     AssetNodeStateInfo& none = _Record(AF_ERROR);
     VOStoreWord(none.bEnable, 0);
     VOStoreWord(none.uUpdateCount, 0);
+    return true;
 }
 
-void Publisher::PublishSource(const SourceImage& image)
+bool Publisher::PublishSource(const SourceImage& image, std::string* pstrError)
 {
     _WaitForReaders(image.eaf);
     if (!m_akData[image.eaf].Replace(ASSETNODE_MAPPING_VIEW_STRING(image.eaf), image.vecBlock.data(),
                                      image.vecBlock.size()))
     {
-        throw Failure("the data section of {} can't be made (system error {})", SourceName(image.eaf), GetLastError());
+        *pstrError = fmt::format("the data section of {} can't be made (system error {})", SourceName(image.eaf),
+                                 GetLastError());
+        return false;
     }
     AssetNodeStateInfo& record = _Record(image.eaf);
     const unsigned uNext = VOLoadWord(record.uUpdateCount) + 1;
     VOStoreWord(record.uUpdateCount, uNext != 0 ? uNext : 1);
     VOStoreWord(record.bEnable, 1);
+    return true;
 }
 
 // Also for a source that this publisher never served: its section may be what a killed one left.

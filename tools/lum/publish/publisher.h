@@ -32,21 +32,21 @@ public:
     // Withdraws what is published.
     ~Publisher();
 
-    // Becomes the one publisher. Nothing is touched before. A Failure when another one lives.
-    void Acquire();
+    // Becomes the one publisher. Nothing is touched before. False with a message when another one lives.
+    bool Acquire(std::string* pstrError);
 
-    // Publishes these sources, and withdraws all others that a former publisher left. After a Failure
-    // there is nothing left to do but to withdraw.
-    void Publish(const std::vector<SourceImage>& vecImages);
+    // Publishes these sources, and withdraws all others that a former publisher left. On failure everything is
+    // withdrawn again.
+    bool Publish(const std::vector<SourceImage>& vecImages, std::string* pstrError);
 
-    // Replaces the image of a source that is published. After a Failure the old one stays.
-    void PublishSource(const SourceImage& image);
+    // Replaces the image of a source that is published. On failure the old one stays.
+    bool PublishSource(const SourceImage& image, std::string* pstrError);
 
     // Withdraws all sources, and then the sections themselves.
     void Withdraw();
 
 private:
-    void _TakeState();
+    bool _TakeState(std::string* pstrError);
     void _WithdrawSource(LUMTrayService::enumAssetFrom eaf);
     void _WaitForReaders(LUMTrayService::enumAssetFrom eaf);
     AssetNodeStateInfo& _Record(LUMTrayService::enumAssetFrom eaf);

@@ -1,7 +1,8 @@
 #include "reader/event_stream.h"
 
+#include <fmt/format.h>
+
 #include "base/console.h"
-#include "base/failure.h"
 #include "base/sources.h"
 #include "platform/vo_section_view.h"
 
@@ -39,12 +40,13 @@ EventStream::~EventStream()
     }
 }
 
-void EventStream::Open(std::optional<enumAssetFrom> eaf)
+bool EventStream::Open(std::optional<enumAssetFrom> eaf, std::string* pstrError)
 {
     // Asked first: the library would report the missing section as an error.
     if (VOSectionView().OpenHandle(FILEMAPPING_FILEEVENT_UPDATESTATE_NAME, FILE_MAP_READ) == nullptr)
     {
-        throw NotPublished("{}", kNothingPublished);
+        *pstrError = kNothingPublished;
+        return false;
     }
     m_pAssemble = VOTSFileEventMappingAssemble::Instance();
     for (const enumAssetFrom eafOne : AllSources())
@@ -63,9 +65,11 @@ void EventStream::Open(std::optional<enumAssetFrom> eaf)
     }
     if (m_vecListeners.empty())
     {
-        throw NotPublished("no events{} are published", eaf ? fmt::format(" of {}", SourceName(*eaf)) : "");
+        *pstrError = eaf ? fmt::format("no events of {} are published", SourceName(*eaf)) : "no events are published";
+        return false;
     }
     m_pAssemble->Run();
+    return true;
 }
 
 void EventStream::_Take(Change change)

@@ -18,8 +18,8 @@ class EventStream
 public:
     ~EventStream();
 
-    // Binds a listener to this source, or to all that are published. A NotPublished when there is none.
-    void Open(std::optional<LUMTrayService::enumAssetFrom> eaf);
+    // Binds a listener to this source, or to all that are published. False with a message when there is none.
+    bool Open(std::optional<LUMTrayService::enumAssetFrom> eaf, std::string* pstrError);
 
     // The next event, waited for at most so long.
     std::optional<Change> Next(std::chrono::milliseconds time);

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "base/console.h"
-#include "base/failure.h"
 #include "base/index_keys.h"
 #include "base/log.h"
 #include "base/sources.h"
@@ -116,38 +115,59 @@ std::optional<structAssetNode> ReaderSource::FindArgument(const std::string& str
     return std::nullopt;
 }
 
-ReaderSession::ReaderSession(std::optional<enumAssetFrom> eafWanted)
+ReaderSession::ReaderSession()
 {
     WatchLibraryLog();
+}
+
+ReaderSession::~ReaderSession()
+{
+    m_vecSources.clear();
+    if (m_pAssemble != nullptr)
+    {
+        VOTSFileMappingAssemble::Release();
+    }
+}
+
+ReaderSession::Opened ReaderSession::Open(std::optional<enumAssetFrom> eafWanted, std::string* pstrError)
+{
     // Asked first, because the assemble object can't tell a missing section from one without sources.
     VOTSFileMappingInspector probe(AF_SOURCE);
     const ErrorType eState = probe.OpenMappingState();
     probe.CloseMapping();
     if (eState != Inspector::ET_NONE)
     {
-        LoadState();
-        throw Failure("{}", ErrorText(eState));
+        AssetNodeUpdateState state;
+        bool bMissing = false;
+        if (LoadState(&state, &bMissing, pstrError))
+        {
+            *pstrError = ErrorText(eState);
+        }
+        return bMissing ? Opened::NothingPublished : Opened::Failed;
     }
 
-    m_pAssemble.reset(VOTSFileMappingAssemble::Instance());
+    m_pAssemble = VOTSFileMappingAssemble::Instance();
     for (const enumAssetFrom eaf : AllSources())
     {
-        if (m_pAssemble->IsAssetTypeEnable(eaf) != 0 && (!eafWanted || *eafWanted == eaf))
+        if (m_pAssemble->IsAssetTypeEnable(eaf) == 0 || (eafWanted && *eafWanted != eaf))
         {
-            _OpenSource(eaf);
+            continue;
         }
-    }
-    if (m_vecSources.empty() && eafWanted)
-    {
-        throw NotPublished("{} isn't published", SourceName(*eafWanted));
+        const Opened eOpened = _OpenSource(eaf, pstrError);
+        if (eOpened != Opened::Yes)
+        {
+            return eOpened;
+        }
     }
     if (m_vecSources.empty())
     {
-        throw NotPublished("{}", kNothingPublished);
+        *pstrError = eafWanted ? fmt::format("{} isn't published", SourceName(*eafWanted)) : kNothingPublished;
+        return Opened::NothingPublished;
     }
+    return Opened::Yes;
 }
 
-void ReaderSession::_OpenSource(enumAssetFrom eaf)
+ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string* pstrError)
 {
     VOTSFileMappingInspector* pInspector = m_pAssemble->GetFileMappingInspector(eaf);
     ErrorType eError = pInspector->OpenMappingState();
@@ -158,7 +178,7 @@ void ReaderSession::_OpenSource(enumAssetFrom eaf)
     // A source that went away since the assemble object was made is none of the published ones.
     if (eError == Inspector::ET_SOURCE_DISABLED)
     {
-        return;
+        return Opened::Yes;
     }
     if (eError == Inspector::ET_NONE)
     {
@@ -166,9 +186,11 @@ void ReaderSession::_OpenSource(enumAssetFrom eaf)
     }
     if (eError != Inspector::ET_NONE)
     {
-        throw Failure("{}: {}", SourceName(eaf), ErrorText(eError));
+        *pstrError = fmt::format("{}: {}", SourceName(eaf), ErrorText(eError));
+        return Opened::Failed;
     }
     m_vecSources.emplace_back(eaf, pInspector);
+    return Opened::Yes;
 }
 
 std::vector<ReaderSession::Found> ReaderSession::FindOrComplain(const std::string& strArgument) const
@@ -186,6 +208,17 @@ std::vector<ReaderSession::Found> ReaderSession::FindOrComplain(const std::strin
         Complain(fmt::format("{}: not in the index", strArgument));
     }
     return vecFound;
+}
+
+bool OpenOrComplain(std::optional<enumAssetFrom> eafWanted, ReaderSession* pSession)
+{
+    std::string strError;
+    if (pSession->Open(eafWanted, &strError) != ReaderSession::Opened::Yes)
+    {
+        Complain(strError);
+        return false;
+    }
+    return true;
 }
 
 int Finish(bool bFound, Output* pOutput)

@@ -1,7 +1,6 @@
 // The reader's side: published sources, opened through the library.
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -48,13 +47,24 @@ private:
     VOWString m_strRoot;
 };
 
-// The sources of a command, open until the session ends.
+// All sources of a command, open until the session ends.
 class ReaderSession
 {
 public:
-    // Opens one source, or all that are published. A Failure when one of them can't be read, and a NotPublished when
-    // there is no publisher, or the source asked for isn't published.
-    explicit ReaderSession(std::optional<LUMTrayService::enumAssetFrom> eafWanted);
+    enum class Opened
+    {
+        Yes,
+        NothingPublished,  // no publisher, or the source asked for isn't published
+        Failed             // something is published and can't be read
+    };
+
+    ReaderSession();
+    ~ReaderSession();
+    ReaderSession(const ReaderSession&) = delete;
+    ReaderSession& operator=(const ReaderSession&) = delete;
+
+    // Opens one source, or all that are published.
+    Opened Open(std::optional<LUMTrayService::enumAssetFrom> eafWanted, std::string* pstrError);
 
     const std::vector<ReaderSource>& Sources() const { return m_vecSources; }
 
@@ -67,16 +77,14 @@ public:
     std::vector<Found> FindOrComplain(const std::string& strArgument) const;
 
 private:
-    struct ReleaseAssemble
-    {
-        void operator()(VOTSFileMappingAssemble* /*pAssemble*/) const { VOTSFileMappingAssemble::Release(); }
-    };
+    Opened _OpenSource(LUMTrayService::enumAssetFrom eaf, std::string* pstrError);
 
-    void _OpenSource(LUMTrayService::enumAssetFrom eaf);
-
-    std::unique_ptr<VOTSFileMappingAssemble, ReleaseAssemble> m_pAssemble;
+    VOTSFileMappingAssemble* m_pAssemble = nullptr;
     std::vector<ReaderSource> m_vecSources;
 };
+
+// Opens the session of a command that needs data; false after a complaint.
+bool OpenOrComplain(std::optional<LUMTrayService::enumAssetFrom> eafWanted, ReaderSession* pSession);
 
 // The exit code of a command that is done: kExitFound or kExitNotFound, and kExitError after a complaint when the
 // library reported damage meanwhile, or when the result could not be written.

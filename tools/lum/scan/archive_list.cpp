@@ -1,6 +1,7 @@
 #include "scan/archive_list.h"
 
-#include "base/failure.h"
+#include <fmt/format.h>
+
 #include "base/text.h"
 
 #if defined(LUM_HAVE_ARCHIVE)
@@ -8,6 +9,7 @@
 #include <archive.h>
 #include <archive_entry.h>
 
+#include <memory>
 #include <type_traits>
 
 #include "platform/vo_text.h"
@@ -27,6 +29,13 @@ struct ArchiveEnd
     void operator()(archive* pArchive) const { archive_read_free(pArchive); }
 };
 typedef std::unique_ptr<archive, ArchiveEnd> ArchivePointer;
+
+std::string ErrorOf(const VOWString& strPath, archive* pArchive)
+{
+    const char* pszText = archive_error_string(pArchive);
+    return fmt::format("{}: can't be read as an archive: {}", WrittenForm(strPath, Escape::Controls),
+                       pszText != nullptr ? pszText : "unknown error");
+}
 
 // The library opens a file by a wide name where names of files are wide, and by bytes elsewhere.
 template <typename Char>
@@ -128,9 +137,9 @@ void AddEntry(archive_entry* pEntry, PathTree* pTree, std::vector<NotIndexed>* p
 
 }  // namespace
 
-std::unique_ptr<PathTree> ReadArchive(const VOWString& strPath, std::vector<NotIndexed>* pvecNotIndexed)
+bool ReadArchive(const VOWString& strPath, PathTree* pTree, std::vector<NotIndexed>* pvecNotIndexed,
+                 std::string* pstrError)
 {
-    std::unique_ptr<PathTree> pTree = std::make_unique<PathTree>();
     const ArchivePointer pArchive(archive_read_new());
     archive_read_support_filter_all(pArchive.get());
     SupportFormats(pArchive.get());
@@ -140,25 +149,27 @@ std::unique_ptr<PathTree> ReadArchive(const VOWString& strPath, std::vector<NotI
         // and one archive would have other names on each machine.
         archive_read_set_format_option(pArchive.get(), nullptr, "hdrcharset", "UTF-8");
     }
-    bool bSound = OpenFile(pArchive.get(), strPath) == ARCHIVE_OK;
-    while (bSound)
+    if (OpenFile(pArchive.get(), strPath) != ARCHIVE_OK)
+    {
+        *pstrError = ErrorOf(strPath, pArchive.get());
+        return false;
+    }
+    for (;;)
     {
         archive_entry* pEntry = nullptr;
         const int nResult = archive_read_next_header(pArchive.get(), &pEntry);
         if (nResult == ARCHIVE_EOF)
         {
-            return pTree;
+            return true;
         }
         // A warning is about one entry, which is there all the same.
-        bSound = nResult == ARCHIVE_OK || nResult == ARCHIVE_WARN;
-        if (bSound)
+        if (nResult != ARCHIVE_OK && nResult != ARCHIVE_WARN)
         {
-            AddEntry(pEntry, pTree.get(), pvecNotIndexed);
+            *pstrError = ErrorOf(strPath, pArchive.get());
+            return false;
         }
+        AddEntry(pEntry, pTree, pvecNotIndexed);
     }
-    const char* const pszText = archive_error_string(pArchive.get());
-    throw Failure("{}: can't be read as an archive: {}", WrittenForm(strPath, Escape::Controls),
-                  pszText != nullptr ? pszText : "unknown error");
 }
 
 }  // namespace lum
@@ -168,10 +179,12 @@ std::unique_ptr<PathTree> ReadArchive(const VOWString& strPath, std::vector<NotI
 namespace lum
 {
 
-std::unique_ptr<PathTree> ReadArchive(const VOWString& strPath, std::vector<NotIndexed>* /*pvecNotIndexed*/)
+bool ReadArchive(const VOWString& strPath, PathTree* /*pTree*/, std::vector<NotIndexed>* /*pvecNotIndexed*/,
+                 std::string* pstrError)
 {
-    throw Failure("{}: this build of lum was made without an archive library and can't list paks",
-                  WrittenForm(strPath, Escape::Controls));
+    *pstrError = fmt::format("{}: this build of lum was made without an archive library and can't list paks",
+                             WrittenForm(strPath, Escape::Controls));
+    return false;
 }
 
 }  // namespace lum

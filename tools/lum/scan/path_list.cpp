@@ -1,41 +1,58 @@
 #include "scan/path_list.h"
 
-#include "base/failure.h"
+#include <fmt/format.h>
+
 #include "base/text.h"
 
 namespace lum
 {
 
-std::unique_ptr<PathTree> ReadPathList(const std::string& strNative)
+namespace
 {
-    return ReadPaths(strNative, ReadTextFile(strNative));
+
+// What is wrong with a line; an empty text when nothing is.
+std::string AddLine(const VOWString& strText, PathTree* pTree)
+{
+    const std::string strShown = WrittenForm(strText, Escape::Controls);
+    const std::optional<VOWString> strPath = CleanPath(strText);
+    if (!strPath || strPath->empty())
+    {
+        return fmt::format("\"{}\" is no path below a root", strShown);
+    }
+    IndexEntry entry;
+    entry.bFolder = strText.back() == '/' || strText.back() == '\\';
+    switch (pTree->Add(*strPath, entry))
+    {
+        case PathTree::Added::UnderFile:
+            return fmt::format("\"{}\" lies in something that an earlier line calls a file", strShown);
+        case PathTree::Added::OtherKind:
+            return fmt::format("\"{}\" is a {} in an earlier line", strShown, entry.bFolder ? "file" : "folder");
+        default:
+            return {};
+    }
 }
 
-std::unique_ptr<PathTree> ReadPaths(const std::string& strWhere, const std::vector<TextLine>& vecLines)
+}  // namespace
+
+bool ReadPathList(const std::string& strNative, PathTree* pTree, std::string* pstrError)
 {
-    std::unique_ptr<PathTree> pTree = std::make_unique<PathTree>();
-    for (const auto& [uNumber, strText] : vecLines)
+    std::vector<TextLine> vecLines;
+    return ReadTextFile(strNative, &vecLines, pstrError) && ReadPaths(strNative, vecLines, pTree, pstrError);
+}
+
+bool ReadPaths(const std::string& strWhere, const std::vector<TextLine>& vecLines, PathTree* pTree,
+               std::string* pstrError)
+{
+    for (const TextLine& line : vecLines)
     {
-        const std::string strLine =
-            fmt::format("{}:{}: \"{}\"", strWhere, uNumber, WrittenForm(strText, Escape::Controls));
-        const std::optional<VOWString> strPath = CleanPath(strText);
-        if (!strPath || strPath->empty())
+        const std::string strWrong = AddLine(line.strText, pTree);
+        if (!strWrong.empty())
         {
-            throw Failure("{} is no path below a root", strLine);
-        }
-        IndexEntry entry;
-        entry.bFolder = strText.back() == '/' || strText.back() == '\\';
-        const PathTree::Added eAdded = pTree->Add(*strPath, entry);
-        if (eAdded == PathTree::Added::UnderFile)
-        {
-            throw Failure("{} lies in something that an earlier line calls a file", strLine);
-        }
-        if (eAdded == PathTree::Added::OtherKind)
-        {
-            throw Failure("{} is a {} in an earlier line", strLine, entry.bFolder ? "file" : "folder");
+            *pstrError = fmt::format("{}:{}: {}", strWhere, line.uNumber, strWrong);
+            return false;
         }
     }
-    return pTree;
+    return true;
 }
 
 }  // namespace lum

@@ -1,9 +1,7 @@
 // Sources that are named by a text file of paths.
 #pragma once
 
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "base/files.h"
 #include "scan/path_tree.h"
@@ -11,11 +9,12 @@
 namespace lum
 {
 
-// Reads a list: one path per line, a folder with "/" behind it; files need no line for the folders they lie in. A
-// Failure, which names the line, for what can't be a path of an index.
-std::unique_ptr<PathTree> ReadPathList(const std::string& strNative);
+// Reads a list: one path per line, a folder with "/" behind it; files need no line for the folders they lie in. False
+// with a message, which names the line, for what can't be a path of an index.
+bool ReadPathList(const std::string& strNative, PathTree* pTree, std::string* pstrError);
 
 // The same of the lines of a text; strWhere names it in a message.
-std::unique_ptr<PathTree> ReadPaths(const std::string& strWhere, const std::vector<TextLine>& vecLines);
+bool ReadPaths(const std::string& strWhere, const std::vector<TextLine>& vecLines, PathTree* pTree,
+               std::string* pstrError);
 
 }  // namespace lum

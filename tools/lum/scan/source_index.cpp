@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include "base/console.h"
-#include "base/failure.h"
 #include "base/text.h"
 #include "platform/fault_points.h"
 #include "platform/vo_process.h"
@@ -26,23 +25,27 @@ SourceIndex::SourceIndex(enumAssetFrom eaf, const VOWString& strRoot, const VOWS
 {
 }
 
-void SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pLister, Progress* pProgress)
+bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pLister, Progress* pProgress,
+                        std::string* pstrError)
 {
     m_pLister = pLister;
     if (!EnterTypes(vecTypes, m_pContainer.get()))
     {
-        throw Failure("the table of types was refused");
+        *pstrError = "the table of types was refused";
+        return false;
     }
     if (!_EnterRoot())
     {
-        throw Failure("the root folder could not be entered");
+        *pstrError = "the root folder could not be entered";
+        return false;
     }
+
     m_vecPending.push_back({0, VOWString(), pLister->AllRoots()});
-    _EnterPending(pProgress);
+    return _EnterPending(pProgress, pstrError);
 }
 
 // Lists the folders that were entered, and enters what they hold, until there are no more.
-void SourceIndex::_EnterPending(Progress* pProgress)
+bool SourceIndex::_EnterPending(Progress* pProgress, std::string* pstrError)
 {
     std::vector<IndexEntry> vecEntries;
     while (!m_vecPending.empty())
@@ -52,12 +55,14 @@ void SourceIndex::_EnterPending(Progress* pProgress)
         std::string strReason;
         if (VOStopRequested())
         {
-            throw Failure("stopped before the index was complete");
+            *pstrError = "stopped before the index was complete";
+            return false;
         }
         const bool bListed = m_pLister->List(folder.strPath, folder.uRoots, &vecEntries, &strReason);
         if (!bListed && folder.strPath.empty())
         {
-            throw Failure("{}", strReason);
+            *pstrError = strReason;
+            return false;
         }
         if (!bListed && folder.uAssetID != kNoNode)
         {
@@ -71,13 +76,16 @@ void SourceIndex::_EnterPending(Progress* pProgress)
         if (!_EnterEntries(folder, vecEntries, &vecNodes) ||
             (folder.uAssetID != kNoNode && !_SetChildren(folder.uAssetID, vecNodes)))
         {
-            throw Failure("{}: could not be entered, the index is full", WrittenForm(folder.strPath, Escape::Controls));
+            *pstrError = fmt::format("{}: could not be entered, the index is full",
+                                     WrittenForm(folder.strPath, Escape::Controls));
+            return false;
         }
         if (pProgress != nullptr)
         {
             pProgress->Show(m_uNodes);
         }
     }
+    return true;
 }
 
 bool SourceIndex::_EnterRoot()

@@ -59,9 +59,10 @@ public:
     SourceIndex(LUMTrayService::enumAssetFrom eaf, const VOWString& strRoot, const VOWString& strRootName,
                 bool bMergeSign);
 
-    // Walks the whole source once. A Failure when the root can't be listed, the table of types is refused, the index is
-    // full, or a stop was requested; the container is then of no use.
-    void Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pLister, Progress* pProgress);
+    // Walks the whole source once. False with a message when the root can't be listed, the table of types is refused,
+    // the index is full, or a stop was requested; the container is then of no use.
+    bool Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pLister, Progress* pProgress,
+               std::string* pstrError);
 
     // Nodes that are in the index now.
     unsigned NodeCount() const { return m_uNodes; }
@@ -84,10 +85,10 @@ public:
     // entered too), and appends the differences, in an order in which they can be applied one by one. Folders whose
     // contents have to be looked at as well are appended to pvecMore. Attributes that nobody would call a change, the
     // times of folders, are brought up to date in passing; a time of access alone is no reason to do so. A folder that
-    // can't be listed stays as it was, with all below it, and is an unread one. A Failure when the index is full; a
-    // folder that isn't in the index is none.
-    void Compare(const VOWString& strFolder, const FolderHints& hints, Changes* pChanges,
-                 std::vector<VOWString>* pvecMore);
+    // can't be listed stays as it was, with all below it, and is an unread one. False with a message when the index is
+    // full; a folder that isn't in the index is no failure.
+    bool Compare(const VOWString& strFolder, const FolderHints& hints, Changes* pChanges,
+                 std::vector<VOWString>* pvecMore, std::string* pstrError);
 
     bool HasFolder(const VOWString& strFolder) const;
 
@@ -97,9 +98,9 @@ public:
     // True once what was removed and relisted takes so much of the container that it should be made anew.
     bool IsWorn() const;
 
-    // Makes the container anew from what it holds: new ids, and nothing left of what is gone. After a Failure the index
-    // is as it was.
-    void Renew(const std::vector<ClassifyType>& vecTypes);
+    // Makes the container anew from what it holds: new ids, and nothing left of what is gone. False with a message; the
+    // index is then as it was.
+    bool Renew(const std::vector<ClassifyType>& vecTypes, std::string* pstrError);
 
     // True when the container differs from what the last MakeImage gave.
     bool HasChanged() const { return m_bChanged; }
@@ -135,7 +136,7 @@ private:
     class OwnLister;
 
     bool _EnterRoot();
-    void _EnterPending(Progress* pProgress);
+    bool _EnterPending(Progress* pProgress, std::string* pstrError);
     bool _EnterEntries(const PendingFolder& folder, const std::vector<IndexEntry>& vecEntries,
                        std::vector<unsigned>* pvecNodes);
     bool _EnterNode(const PendingFolder& folder, const IndexEntry& entry, unsigned* puAssetID);

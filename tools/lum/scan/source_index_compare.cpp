@@ -5,7 +5,6 @@
 #include <tuple>
 #include <utility>
 
-#include "base/failure.h"
 #include "scan/source_index.h"
 
 using namespace LUMTrayService;
@@ -67,8 +66,8 @@ public:
     Comparison(const Comparison&) = delete;
     Comparison& operator=(const Comparison&) = delete;
 
-    // A Failure when the index is full.
-    void Run(const FolderHints& hints)
+    // False with a message when the index is full.
+    bool Run(const FolderHints& hints, std::string* pstrError)
     {
         _Match(hints.setWritten);
         _FollowRenames(WholeRenames(hints.vecRenamed), false);
@@ -76,9 +75,10 @@ public:
         _DoubtLeftOut();
         if (!m_index._SettleOrphans() || !_RemoveGone() || !_Enter())
         {
-            throw Failure("the index is full");
+            *pstrError = "the index is full";
+            return false;
         }
-        m_index._EnterPending(nullptr);
+        return m_index._EnterPending(nullptr, pstrError);
     }
 
 private:
@@ -104,12 +104,12 @@ private:
     bool m_bListChanged = false;
 };
 
-void SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, Changes* pChanges,
-                          std::vector<VOWString>* pvecMore)
+bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, Changes* pChanges,
+                          std::vector<VOWString>* pvecMore, std::string* pstrError)
 {
     if (!HasFolder(strFolder))
     {
-        return;
+        return true;
     }
     const unsigned uFolder = _FindNode(strFolder);
     const PendingFolder folder{uFolder, strFolder, _RootsOf(_Node(uFolder))};
@@ -118,7 +118,7 @@ void SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, 
     if (!m_pLister->List(strFolder, folder.uRoots, &vecEntries, &strReason))
     {
         _SetUnread(strFolder, true, strReason);
-        return;
+        return true;
     }
     _NoteVague(strFolder, true, vecEntries);
     if (vecEntries.empty() && !strFolder.empty())
@@ -126,7 +126,7 @@ void SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, 
         // It may be gone itself.
         pvecMore->push_back(ParentPath(strFolder));
     }
-    Comparison(this, folder, std::move(vecEntries), pChanges, pvecMore).Run(hints);
+    return Comparison(this, folder, std::move(vecEntries), pChanges, pvecMore).Run(hints, pstrError);
 }
 
 // The entry of a name, or the number of entries. One that is refused is none.

@@ -146,11 +146,14 @@ bool SourceIndex::IsWorn() const
     return ullGone > kWornAtLeast && ullGone > m_uNodes;
 }
 
-void SourceIndex::Renew(const std::vector<ClassifyType>& vecTypes)
+bool SourceIndex::Renew(const std::vector<ClassifyType>& vecTypes, std::string* pstrError)
 {
     OwnLister lister(*this);
     SourceIndex fresh(m_eaf, m_strRoot, m_strRootName, m_bMergeSign);
-    fresh.Build(vecTypes, &lister, nullptr);
+    if (!fresh.Build(vecTypes, &lister, nullptr, pstrError))
+    {
+        return false;
+    }
     m_pContainer = std::move(fresh.m_pContainer);
     m_mapTypes = std::move(fresh.m_mapTypes);
     m_vecStamps = std::move(fresh.m_vecStamps);
@@ -159,6 +162,7 @@ void SourceIndex::Renew(const std::vector<ClassifyType>& vecTypes)
     m_uNodes = fresh.m_uNodes;
     m_ullDropped = 0;
     m_bChanged = true;
+    return true;
 }
 
 }  // namespace lum

@@ -1,9 +1,7 @@
 #include "scan/source_spec.h"
 
-#include <algorithm>
-#include <iterator>
+#include <fmt/format.h>
 
-#include "base/failure.h"
 #include "base/files.h"
 #include "base/sources.h"
 #include "scan/archive_list.h"
@@ -25,26 +23,37 @@ bool IsDirectorySource(enumAssetFrom eaf)
     return eaf == AF_SOURCE || eaf == AF_TARGET || IsMergeSource(eaf);
 }
 
-std::vector<VOWString> RootsOf(const SourceSpec& spec)
+bool RootsOf(const SourceSpec& spec, std::vector<VOWString>* pvecRoots, std::string* pstrError)
 {
     if (spec.vecPaths.size() > kMaxRoots)
     {
-        throw Failure("{}: {} directories are more than the {} that a merge sign has bits for", SourceName(spec.eaf),
-                      spec.vecPaths.size(), kMaxRoots);
+        *pstrError = fmt::format("{}: {} directories are more than the {} that a merge sign has bits for",
+                                 SourceName(spec.eaf), spec.vecPaths.size(), kMaxRoots);
+        return false;
     }
-    std::vector<VOWString> vecRoots;
-    std::transform(spec.vecPaths.begin(), spec.vecPaths.end(), std::back_inserter(vecRoots), &RootPath);
-    return vecRoots;
+    for (const std::string& strPath : spec.vecPaths)
+    {
+        VOWString strRoot;
+        if (!RootPath(strPath, &strRoot, pstrError))
+        {
+            return false;
+        }
+        pvecRoots->push_back(strRoot);
+    }
+    return true;
 }
 
 std::unique_ptr<FolderLister> MakeLister(const SourceSpec& spec, const std::vector<VOWString>& vecRoots,
-                                         std::vector<NotIndexed>* pvecNotIndexed)
+                                         std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError)
 {
     if (IsDirectorySource(spec.eaf))
     {
         return std::make_unique<DirectoryLister>(vecRoots);
     }
-    return spec.eaf == AF_PAKV4 ? ReadArchive(vecRoots[0], pvecNotIndexed) : ReadPathList(spec.vecPaths[0]);
+    std::unique_ptr<PathTree> pTree = std::make_unique<PathTree>();
+    const bool bRead = spec.eaf == AF_PAKV4 ? ReadArchive(vecRoots[0], pTree.get(), pvecNotIndexed, pstrError)
+                                            : ReadPathList(spec.vecPaths[0], pTree.get(), pstrError);
+    return bRead ? std::move(pTree) : nullptr;
 }
 
 }  // namespace lum

@@ -21,12 +21,11 @@ struct SourceSpec
 bool IsMergeSource(LUMTrayService::enumAssetFrom eaf);
 bool IsDirectorySource(LUMTrayService::enumAssetFrom eaf);
 
-// The root paths under which a source's index knows what the user named. A Failure for more than a source can have, and
-// for one that can't be a root.
-std::vector<VOWString> RootsOf(const SourceSpec& spec);
+// The root paths under which a source's index knows what the user named. False with a message.
+bool RootsOf(const SourceSpec& spec, std::vector<VOWString>* pvecRoots, std::string* pstrError);
 
-// The lister of a source, a DirectoryLister for directories. A Failure when what it lists from can't be read.
+// The lister of a source, a DirectoryLister for directories. Null with a message when what it lists from can't be read.
 std::unique_ptr<FolderLister> MakeLister(const SourceSpec& spec, const std::vector<VOWString>& vecRoots,
-                                         std::vector<NotIndexed>* pvecNotIndexed);
+                                         std::vector<NotIndexed>* pvecNotIndexed, std::string* pstrError);
 
 }  // namespace lum

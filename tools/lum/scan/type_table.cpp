@@ -1,10 +1,11 @@
 #include "scan/type_table.h"
 
+#include <fmt/format.h>
+
 #include <limits>
 #include <map>
 #include <set>
 
-#include "base/failure.h"
 #include "base/text.h"
 #include "vots_asset_node_classify_manager.h"
 #include "vots_asset_node_container.h"
@@ -17,6 +18,21 @@ namespace lum
 namespace
 {
 
+bool ParseColor(const VOWString& strWord, Color* pColor)
+{
+    if (strWord.size() != 7 || strWord[0] != '#')
+    {
+        return false;
+    }
+    const std::optional<uint32_t> uValue = ParseNumber("0x" + WrittenForm(strWord.substr(1), Escape::Controls));
+    if (!uValue)
+    {
+        return false;
+    }
+    pColor->uValue = *uValue;
+    return true;
+}
+
 // What a table must not hold twice.
 struct Taken
 {
@@ -25,91 +41,99 @@ struct Taken
     std::map<VOWString, VOWString> mapExtensions;  // to the type's name
 };
 
-// Each of these fails with what is wrong.
-int NumberOf(const VOWString& strWord, Taken* pTaken)
+// Each of these gives a message when something is wrong, and an empty text otherwise.
+std::string CheckNumber(const VOWString& strWord, Taken* pTaken, ClassifyType* pType)
 {
-    constexpr int kMost = std::numeric_limits<int>::max();
     const std::string strShown = WrittenForm(strWord, Escape::Controls);
     const std::optional<uint32_t> uNumber = ParseNumber(strShown);
-    if (!uNumber || *uNumber > static_cast<uint32_t>(kMost))
+    if (!uNumber || *uNumber > static_cast<uint32_t>(std::numeric_limits<int>::max()))
     {
-        throw Failure("\"{}\" is no type number (0 to {})", strShown, kMost);
+        return fmt::format("\"{}\" is no type number (0 to {})", strShown, std::numeric_limits<int>::max());
     }
-    const int nNumber = static_cast<int>(*uNumber);
-    if (!pTaken->setNumbers.insert(nNumber).second)
+    pType->nNumber = static_cast<int>(*uNumber);
+    if (!pTaken->setNumbers.insert(pType->nNumber).second)
     {
-        throw Failure("the number {} is taken by an earlier type", nNumber);
+        return fmt::format("the number {} is taken by an earlier type", pType->nNumber);
     }
-    return nNumber;
+    return {};
 }
 
-void CheckName(const VOWString& strName, Taken* pTaken)
+std::string CheckName(const VOWString& strWord, Taken* pTaken, ClassifyType* pType)
 {
-    const std::string strShown = WrittenForm(strName, Escape::Controls);
-    if (strName.size() >= LENGTH_OF_CLASSIFYNAME)
+    const std::string strShown = WrittenForm(strWord, Escape::Controls);
+    if (strWord.size() >= LENGTH_OF_CLASSIFYNAME)
     {
-        throw Failure("the name \"{}\" is longer than {} characters", strShown, LENGTH_OF_CLASSIFYNAME - 1);
+        return fmt::format("the name \"{}\" is longer than {} characters", strShown, LENGTH_OF_CLASSIFYNAME - 1);
     }
-    if (!pTaken->setNames.insert(FoldAscii(strName)).second)
+    if (!pTaken->setNames.insert(FoldAscii(strWord)).second)
     {
-        throw Failure("the name \"{}\" is taken by an earlier type", strShown);
+        return fmt::format("the name \"{}\" is taken by an earlier type", strShown);
     }
+    pType->strName = strWord;
+    return {};
 }
 
-void CheckExtensions(const ClassifyType& type, Taken* pTaken)
+std::string CheckExtensions(const VOWString& strWord, Taken* pTaken, ClassifyType* pType)
 {
-    if (type.strExtensions.size() >= LENGTH_OF_EXTENSIONS)
+    if (strWord.size() >= LENGTH_OF_EXTENSIONS)
     {
-        throw Failure("the extension list is longer than {} characters", LENGTH_OF_EXTENSIONS - 1);
+        return fmt::format("the extension list is longer than {} characters", LENGTH_OF_EXTENSIONS - 1);
     }
-    for (const VOWString& strEntry : SplitAt(type.strExtensions, VOTEXT("|")))
+    for (const VOWString& strEntry : SplitAt(strWord, VOTEXT("|")))
     {
         const std::string strShown = WrittenForm(strEntry, Escape::Controls);
         if (strEntry.empty())
         {
-            throw Failure("the extension list has an empty entry");
+            return "the extension list has an empty entry";
         }
         if (strEntry.front() == '.' || strEntry.find_first_of(VOTEXT("/\\")) != VOWString::npos)
         {
-            throw Failure("\"{}\" is no extension: they are written without a leading dot and without slashes",
-                          strShown);
+            return fmt::format("\"{}\" is no extension: they are written without a leading dot and without slashes",
+                               strShown);
         }
-        const auto [itOwner, bNew] = pTaken->mapExtensions.emplace(FoldAscii(strEntry), type.strName);
+        const auto [itOwner, bNew] = pTaken->mapExtensions.emplace(FoldAscii(strEntry), pType->strName);
         if (!bNew)
         {
-            throw Failure("the extension \"{}\" belongs to the type \"{}\" already", strShown,
-                          WrittenForm(itOwner->second, Escape::Controls));
+            return fmt::format("the extension \"{}\" belongs to the type \"{}\" already", strShown,
+                               WrittenForm(itOwner->second, Escape::Controls));
         }
     }
+    pType->strExtensions = strWord;
+    return {};
 }
 
-Color ColorOf(const VOWString& strWord)
+std::string CheckColors(const std::vector<VOWString>& vecWords, ClassifyType* pType)
 {
-    const std::string strShown = WrittenForm(strWord, Escape::Controls);
-    const bool bForm = strWord.size() == 7 && strWord[0] == '#';
-    const std::optional<uint32_t> uValue = bForm ? ParseNumber("0x" + strShown.substr(1)) : std::nullopt;
-    if (!uValue)
+    Color* const apkColors[] = {&pType->typeColor, &pType->backgroundColor};
+    for (size_t i = 3; i < vecWords.size(); ++i)
     {
-        throw Failure("\"{}\" is no colour such as #20a0ff", strShown);
+        if (!ParseColor(vecWords[i], apkColors[i - 3]))
+        {
+            return fmt::format("\"{}\" is no colour such as #20a0ff", WrittenForm(vecWords[i], Escape::Controls));
+        }
     }
-    return Color{*uValue};
+    return {};
 }
 
-ClassifyType TypeOf(const VOWString& strLine, Taken* pTaken)
+std::string ParseType(const VOWString& strLine, Taken* pTaken, ClassifyType* pType)
 {
     std::vector<VOWString> vecWords = SplitAt(strLine, VOTEXT(" \t"));
     std::erase(vecWords, VOWString());
     if (vecWords.size() < 3 || vecWords.size() > 5)
     {
-        throw Failure("expected \"number name ext|ext|ext #rrggbb #rrggbb\", found {} word{}", vecWords.size(),
-                      vecWords.size() == 1 ? "" : "s");
+        return fmt::format("expected \"number name ext|ext|ext #rrggbb #rrggbb\", found {} word{}", vecWords.size(),
+                           vecWords.size() == 1 ? "" : "s");
     }
-    ClassifyType type{NumberOf(vecWords[0], pTaken), vecWords[1], vecWords[2], {}, {}};
-    CheckName(type.strName, pTaken);
-    CheckExtensions(type, pTaken);
-    type.typeColor = vecWords.size() > 3 ? ColorOf(vecWords[3]) : Color{};
-    type.backgroundColor = vecWords.size() > 4 ? ColorOf(vecWords[4]) : Color{};
-    return type;
+    std::string strWrong = CheckNumber(vecWords[0], pTaken, pType);
+    if (strWrong.empty())
+    {
+        strWrong = CheckName(vecWords[1], pTaken, pType);
+    }
+    if (strWrong.empty())
+    {
+        strWrong = CheckExtensions(vecWords[2], pTaken, pType);
+    }
+    return strWrong.empty() ? CheckColors(vecWords, pType) : strWrong;
 }
 
 }  // namespace
@@ -167,21 +191,28 @@ std::vector<ClassifyType> BuiltInTypes()
     };
 }
 
-std::vector<ClassifyType> ReadTypesFile(const std::string& strNative)
+bool ReadTypesFile(const std::string& strNative, std::vector<ClassifyType>* pvecTypes, std::string* pstrError)
 {
-    return ReadTypes(strNative, ReadTextFile(strNative));
+    std::vector<TextLine> vecLines;
+    return ReadTextFile(strNative, &vecLines, pstrError) && ReadTypes(strNative, vecLines, pvecTypes, pstrError);
 }
 
-std::vector<ClassifyType> ReadTypes(const std::string& strWhere, const std::vector<TextLine>& vecLines)
+bool ReadTypes(const std::string& strWhere, const std::vector<TextLine>& vecLines, std::vector<ClassifyType>* pvecTypes,
+               std::string* pstrError)
 {
     Taken taken;
-    std::vector<ClassifyType> vecTypes;
     for (const TextLine& line : vecLines)
     {
-        vecTypes.push_back(
-            FailingAt(fmt::format("{}:{}", strWhere, line.uNumber), [&] { return TypeOf(line.strText, &taken); }));
+        ClassifyType type;
+        const std::string strWrong = ParseType(line.strText, &taken, &type);
+        if (!strWrong.empty())
+        {
+            *pstrError = fmt::format("{}:{}: {}", strWhere, line.uNumber, strWrong);
+            return false;
+        }
+        pvecTypes->push_back(type);
     }
-    return vecTypes;
+    return true;
 }
 
 bool EnterTypes(const std::vector<ClassifyType>& vecTypes, VOTSAssetNodeContainer* pContainer)

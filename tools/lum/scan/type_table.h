@@ -24,12 +24,13 @@ struct ClassifyType
 
 std::vector<ClassifyType> BuiltInTypes();
 
-// Reads a table from a text file: one type per line, "number name ext|ext|ext #rrggbb #rrggbb", the colours optional. A
-// Failure, which names the line, for a line that isn't one.
-std::vector<ClassifyType> ReadTypesFile(const std::string& strNative);
+// Reads a table from a text file: one type per line, "number name ext|ext|ext #rrggbb #rrggbb", the colours optional.
+// False with a message that names the line.
+bool ReadTypesFile(const std::string& strNative, std::vector<ClassifyType>* pvecTypes, std::string* pstrError);
 
 // The same of the lines of a text; strWhere names it in a message.
-std::vector<ClassifyType> ReadTypes(const std::string& strWhere, const std::vector<TextLine>& vecLines);
+bool ReadTypes(const std::string& strWhere, const std::vector<TextLine>& vecLines, std::vector<ClassifyType>* pvecTypes,
+               std::string* pstrError);
 
 // Enters a table into an empty Provider. False when the library refuses a type.
 bool EnterTypes(const std::vector<ClassifyType>& vecTypes, VOTSAssetNodeContainer* pContainer);
