@@ -2,11 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <functional>
+#include <memory>
 #include <sstream>
 
 #include "base/console.h"
-#include "base/exit_code.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "commands/commands.h"
@@ -18,142 +17,116 @@ namespace lum
 namespace
 {
 
-typedef std::function<int()> Command;
-
-// Everything that the options are read into. It outlives the parsing, and the command that runs afterwards.
-struct AllOptions
-{
-    ServeOptions serve;
-    ReaderOptions status;
-    ListOptions list;
-    TreeOptions tree;
-    FindOptions find;
-    StatOptions stat;
-    ReaderOptions types;
-    ImageOptions image;
-    WatchOptions watch;
-    OptionsOptions options;
-    LogOptions log;
-    DemoOptions demo;
-    CrashOptions crash;
-};
-
 const char* const kExitCodes = "Exit codes: 0 found or done, 1 not found, 2 error.";
 
-CLI::Option* AddSource(CLI::App* pApp, const std::string& strFlag, const std::string& strHelp,
-                       std::optional<LUMTrayService::enumAssetFrom>* peaf)
+template <typename Value>
+CLI::Option* AddText(CLI::App* pApp, const char* pszName, Value* pValue, const char* pszType, const char* pszHelp)
 {
-    return pApp
-        ->add_option_function<std::string>(
-            strFlag, [peaf](const std::string& strName) { *peaf = SourceByName(strName); }, strHelp)
+    return pApp->add_option(pszName, *pValue, pszHelp)->type_name(pszType);
+}
+
+CLI::Option* AddSource(CLI::App* pApp, const char* pszName, std::optional<LUMTrayService::enumAssetFrom>* peaf,
+                       const char* pszHelp)
+{
+    const auto take = [peaf](const std::string& strName) { *peaf = SourceByName(strName); };
+    return pApp->add_option_function<std::string>(pszName, take, pszHelp)
         ->check(CLI::IsMember(SourceNames()))
         ->type_name("SOURCE");
 }
 
-CLI::Option* AddNumber(CLI::App* pApp, const std::string& strFlag, const std::string& strHelp,
-                       std::optional<uint32_t>* puValue)
+CLI::Option* AddNumber(CLI::App* pApp, const char* pszName, std::optional<uint32_t>* puValue, const char* pszHelp,
+                       const std::string& strForm = " (123 or 0x7b)")
 {
-    return pApp
-        ->add_option_function<std::string>(
-            strFlag, [puValue](const std::string& strText) { *puValue = ParseNumber(strText); }, strHelp)
-        ->check([](const std::string& strText)
-                { return ParseNumber(strText) ? std::string() : "\"" + strText + "\" is no number (123 or 0x7b)"; })
+    const auto take = [puValue](const std::string& strText) { *puValue = ParseNumber(strText); };
+    return pApp->add_option_function<std::string>(pszName, take, pszHelp)
+        ->check([strForm](const std::string& strText)
+                { return ParseNumber(strText) ? std::string() : "\"" + strText + "\" is no number" + strForm; })
         ->type_name("NUMBER");
-}
-
-// Every use of the option is one more value.
-void AddRepeated(CLI::App* pApp, const std::string& strFlag, const std::string& strHelp,
-                 std::vector<std::string>* pvecValues)
-{
-    pApp->add_option(strFlag, *pvecValues, strHelp)->allow_extra_args(false)->type_name("DIR");
 }
 
 void AddReaderOptions(CLI::App* pApp, ReaderOptions* pOptions)
 {
-    AddSource(pApp, "--from", "Only this source; otherwise all that are published", &pOptions->eaf);
+    AddSource(pApp, "--from", &pOptions->eaf, "Only this source; otherwise all that are published");
     pApp->add_flag("--json", pOptions->bJson, "Write JSON");
 }
 
-void AddPath(CLI::App* pApp, const std::string& strHelp, std::string* pstrPath)
+// The command line as it is known, and what became of the command that it named.
+struct CommandLine
 {
-    pApp->add_option("path", *pstrPath, strHelp)->type_name("PATH");
-}
+    CLI::App app{"lum: publishes an index of files, and shows what is published", "lum"};
+    Output output;
+    int nExitCode = kExitError;
+};
 
-CLI::App* AddCommand(CLI::App* pApp, const std::string& strName, const std::string& strHelp, Command* pfnRun,
-                     const Command& fnCommand)
+// A command, and the options that it is to be run with once they are read.
+template <typename Options>
+std::pair<CLI::App*, Options*> AddCommand(CommandLine* pLine, const char* pszName, const char* pszHelp,
+                                          int (*pfnRun)(const Options&, Output*))
 {
-    CLI::App* pCommand = pApp->add_subcommand(strName, strHelp);
-    pCommand->callback([pfnRun, fnCommand]() { *pfnRun = fnCommand; });
+    const auto pOptions = std::make_shared<Options>();
+    CLI::App* const pCommand = pLine->app.add_subcommand(pszName, pszHelp);
+    pCommand->callback([=]() { pLine->nExitCode = pfnRun(*pOptions, &pLine->output); });
     pCommand->footer(kExitCodes);
-    return pCommand;
+    return {pCommand, pOptions.get()};
 }
 
-void AddServe(CLI::App* pApp, ServeOptions* pOptions, Command* pfnRun)
+void AddServe(CommandLine* pLine)
 {
-    CLI::App* pServe = AddCommand(pApp, "serve", "Publish directories, an archive and lists of paths", pfnRun,
-                                  [pOptions]() { return RunServe(*pOptions); });
-    pServe->add_option("--source", pOptions->strSource, "The source directory")->type_name("DIR");
-    pServe->add_option("--target", pOptions->strTarget, "The target directory")->type_name("DIR");
-    AddRepeated(pServe, "--merge-source", "A directory of the merge source, with the next merge bit; repeatable",
-                &pOptions->vecMergeSource);
-    AddRepeated(pServe, "--merge-target", "The same for the merge target", &pOptions->vecMergeTarget);
-    pServe->add_option("--pak", pOptions->strPak, "An archive to list (zip, tar, ...)")->type_name("ARCHIVE");
-    pServe->add_option("--http-source", pOptions->strHttpSource, "A text file of paths: HTTP files of the source")
-        ->type_name("LIST");
-    pServe->add_option("--http-target", pOptions->strHttpTarget, "HTTP files of the target")->type_name("LIST");
-    pServe->add_option("--http-pkg-source", pOptions->strHttpPkgSource, "HTTP packages of the source")
-        ->type_name("LIST");
-    pServe->add_option("--http-pkg-target", pOptions->strHttpPkgTarget, "HTTP packages of the target")
-        ->type_name("LIST");
-    pServe->add_option("--types", pOptions->strTypes, "The table of types, in place of the built-in one")
-        ->type_name("FILE");
-    pServe->add_option("--options", pOptions->strOptions, "An INI file of public options to publish as well")
-        ->type_name("FILE");
-    pServe->add_option("--log", pOptions->strLog, "Write a log file below this folder")->type_name("DIR");
+    const auto [pServe, pOptions] =
+        AddCommand(pLine, "serve", "Publish directories, an archive and lists of paths", &RunServe);
+    AddText(pServe, "--source", &pOptions->strSource, "DIR", "The source directory");
+    AddText(pServe, "--target", &pOptions->strTarget, "DIR", "The target directory");
+    // Every use of the option is one more directory.
+    AddText(pServe, "--merge-source", &pOptions->vecMergeSource, "DIR",
+            "A directory of the merge source, with the next merge bit; repeatable")
+        ->allow_extra_args(false);
+    AddText(pServe, "--merge-target", &pOptions->vecMergeTarget, "DIR", "The same for the merge target")
+        ->allow_extra_args(false);
+    AddText(pServe, "--pak", &pOptions->strPak, "ARCHIVE", "An archive to list (zip, tar, ...)");
+    AddText(pServe, "--http-source", &pOptions->strHttpSource, "LIST",
+            "A text file of paths: HTTP files of the source");
+    AddText(pServe, "--http-target", &pOptions->strHttpTarget, "LIST", "HTTP files of the target");
+    AddText(pServe, "--http-pkg-source", &pOptions->strHttpPkgSource, "LIST", "HTTP packages of the source");
+    AddText(pServe, "--http-pkg-target", &pOptions->strHttpPkgTarget, "LIST", "HTTP packages of the target");
+    AddText(pServe, "--types", &pOptions->strTypes, "FILE", "The table of types, in place of the built-in one");
+    AddText(pServe, "--options", &pOptions->strOptions, "FILE", "An INI file of public options to publish as well");
+    AddText(pServe, "--log", &pOptions->strLog, "DIR", "Write a log file below this folder");
     pServe->add_flag("--once", pOptions->bOnce, "Publish what is there now, and wait; don't watch for changes");
 }
 
-void AddReaders(CLI::App* pApp, AllOptions* pOptions, Output* pOutput, Command* pfnRun)
+void AddReaders(CommandLine* pLine)
 {
-    CLI::App* pStatus = AddCommand(pApp, "status", "Show what is published", pfnRun,
-                                   [=]() { return RunStatus(pOptions->status, pOutput); });
-    AddReaderOptions(pStatus, &pOptions->status);
+    const auto [pStatus, pStatusOptions] = AddCommand(pLine, "status", "Show what is published", &RunStatus);
+    AddReaderOptions(pStatus, pStatusOptions);
 
-    CLI::App* pList =
-        AddCommand(pApp, "ls", "List a folder", pfnRun, [=]() { return RunList(pOptions->list, pOutput); });
-    AddReaderOptions(pList, &pOptions->list);
-    AddPath(pList, "The folder; the root when left out", &pOptions->list.strPath);
-    pList->add_flag("-l,--long", pOptions->list.bLong, "Attributes, size, time and type as well");
+    const auto [pList, pListOptions] = AddCommand(pLine, "ls", "List a folder", &RunList);
+    AddReaderOptions(pList, pListOptions);
+    AddText(pList, "path", &pListOptions->strPath, "PATH", "The folder; the root when left out");
+    pList->add_flag("-l,--long", pListOptions->bLong, "Attributes, size, time and type as well");
 
-    CLI::App* pTree = AddCommand(pApp, "tree", "Draw everything below a folder", pfnRun,
-                                 [=]() { return RunTree(pOptions->tree, pOutput); });
-    AddReaderOptions(pTree, &pOptions->tree);
-    AddPath(pTree, "The folder; the root when left out", &pOptions->tree.strPath);
-    AddNumber(pTree, "--depth", "Levels to draw below the folder", &pOptions->tree.uDepth);
-    pTree->add_flag("--folders", pOptions->tree.bFoldersOnly, "Only folders");
+    const auto [pTree, pTreeOptions] = AddCommand(pLine, "tree", "Draw everything below a folder", &RunTree);
+    AddReaderOptions(pTree, pTreeOptions);
+    AddText(pTree, "path", &pTreeOptions->strPath, "PATH", "The folder; the root when left out");
+    AddNumber(pTree, "--depth", &pTreeOptions->uDepth, "Levels to draw below the folder");
+    pTree->add_flag("--folders", pTreeOptions->bFoldersOnly, "Only folders");
 
-    CLI::App* pStat = AddCommand(pApp, "stat", "Show everything about files and folders", pfnRun,
-                                 [=]() { return RunStat(pOptions->stat, pOutput); });
-    AddReaderOptions(pStat, &pOptions->stat);
-    pStat->add_option("path", pOptions->stat.vecPaths, "Files and folders")->required()->type_name("PATH");
+    const auto [pStat, pStatOptions] = AddCommand(pLine, "stat", "Show everything about files and folders", &RunStat);
+    AddReaderOptions(pStat, pStatOptions);
+    AddText(pStat, "path", &pStatOptions->vecPaths, "PATH", "Files and folders")->required();
 
-    CLI::App* pTypes = AddCommand(pApp, "types", "Show the table of types", pfnRun,
-                                  [=]() { return RunTypes(pOptions->types, pOutput); });
-    AddReaderOptions(pTypes, &pOptions->types);
+    const auto [pTypes, pTypesOptions] = AddCommand(pLine, "types", "Show the table of types", &RunTypes);
+    AddReaderOptions(pTypes, pTypesOptions);
 }
 
-void AddFind(CLI::App* pApp, FindOptions* pOptions, Output* pOutput, Command* pfnRun)
+void AddFind(CommandLine* pLine)
 {
-    CLI::App* pFind = AddCommand(pApp, "find", "Find what meets all conditions", pfnRun,
-                                 [=]() { return RunFind(*pOptions, pOutput); });
+    const auto [pFind, pOptions] = AddCommand(pLine, "find", "Find what meets all conditions", &RunFind);
     AddReaderOptions(pFind, pOptions);
-    AddPath(pFind, "The folder to search; the root when left out", &pOptions->strPath);
-    pFind->add_option("--name", pOptions->strName, "The base name, without extension, contains this text")
-        ->type_name("TEXT");
-    pFind->add_option("--ext", pOptions->strExtensions, "The extension is one of these, such as \"png|tga\"")
-        ->type_name("LIST");
-    AddNumber(pFind, "--merge", "The merge sign has one of these bits", &pOptions->uMerge);
-    pFind->add_option("--type", pOptions->strType, "The type, by name or number")->type_name("TYPE");
+    AddText(pFind, "path", &pOptions->strPath, "PATH", "The folder to search; the root when left out");
+    AddText(pFind, "--name", &pOptions->strName, "TEXT", "The base name, without extension, contains this text");
+    AddText(pFind, "--ext", &pOptions->strExtensions, "LIST", "The extension is one of these, such as \"png|tga\"");
+    AddNumber(pFind, "--merge", &pOptions->uMerge, "The merge sign has one of these bits");
+    AddText(pFind, "--type", &pOptions->strType, "TYPE", "The type, by name or number");
     pFind->add_flag("--files", pOptions->bFiles, "Only files");
     pFind->add_flag("--folders", pOptions->bFolders, "Only folders");
     pFind->add_flag("--case", pOptions->bMatchCase, "Compare names and extensions with case");
@@ -161,137 +134,99 @@ void AddFind(CLI::App* pApp, FindOptions* pOptions, Output* pOutput, Command* pf
                     "Write bare paths as the file system has them, a zero byte behind each");
 }
 
-void AddImage(CLI::App* pApp, ImageOptions* pOptions, Output* pOutput, Command* pfnRun)
+void AddImage(CommandLine* pLine)
 {
-    CLI::App* pImage = AddCommand(pApp, "image", "Show what is in an image, and whether it is sound", pfnRun,
-                                  [=]() { return RunImage(*pOptions, pOutput); });
+    const auto [pImage, pOptions] =
+        AddCommand(pLine, "image", "Show what is in an image, and whether it is sound", &RunImage);
     CLI::Option* pSection =
-        AddSource(pImage, "--section", "The published image of this source (source when left out)", &pOptions->eaf);
-    CLI::Option* pFile = pImage->add_option("--file", pOptions->strFile, "A file with an image, compressed or not");
-    pFile->type_name("FILE")->excludes(pSection);
+        AddSource(pImage, "--section", &pOptions->eaf, "The published image of this source (source when left out)");
+    CLI::Option* pFile =
+        AddText(pImage, "--file", &pOptions->strFile, "FILE", "A file with an image, compressed or not");
+    pFile->excludes(pSection);
     CLI::Option* pDump = pImage->add_flag("--dump", pOptions->bDump, "Every value of all heads, and of some records");
-    pImage
-        ->add_option_function<std::string>(
-            "--records",
-            [pOptions](const std::string& strText) { pOptions->uRecords = ParseNumber(strText).value_or(0); },
-            "Records of each kind in a dump (default 4)")
-        ->check([](const std::string& strText)
-                { return ParseNumber(strText) ? std::string() : "\"" + strText + "\" is no number"; })
-        ->needs(pDump)
-        ->type_name("NUMBER");
-    pImage->add_option("--save", pOptions->strSave, "Write the image, uncompressed, to this file")->type_name("FILE");
+    AddNumber(pImage, "--records", &pOptions->uRecords, "Records of each kind in a dump (default 4)", "")->needs(pDump);
+    AddText(pImage, "--save", &pOptions->strSave, "FILE", "Write the image, uncompressed, to this file");
     CLI::Option* pState = pImage->add_flag("--state", pOptions->bState, "The update state section instead");
     pState->excludes(pSection)->excludes(pFile)->excludes(pDump);
     pImage->add_flag("--json", pOptions->bJson, "Write JSON")->excludes(pDump);
 }
 
-void AddWatch(CLI::App* pApp, WatchOptions* pOptions, Output* pOutput, Command* pfnRun)
+void AddWatch(CommandLine* pLine)
 {
-    CLI::App* pWatch = AddCommand(pApp, "watch", "Show changes as they are told, until it is stopped", pfnRun,
-                                  [=]() { return RunWatch(*pOptions, pOutput); });
-    AddSource(pWatch, "--source,--from", "Only this source; otherwise all that are published", &pOptions->eaf);
-    pWatch->add_option("--path", pOptions->strPath, "Only what lies under this path of the index")->type_name("PREFIX");
-    pWatch
-        ->add_option(
-            "--exec", pOptions->strExecute,
-            "Run this command for each event, with LUM_SOURCE, LUM_KIND, LUM_PATH, LUM_NEW_NAME and LUM_FILE in "
-            "its environment")
-        ->type_name("CMD");
-    AddNumber(pWatch, "--count", "End after so many events", &pOptions->uCount);
+    const auto [pWatch, pOptions] =
+        AddCommand(pLine, "watch", "Show changes as they are told, until it is stopped", &RunWatch);
+    AddSource(pWatch, "--source,--from", &pOptions->eaf, "Only this source; otherwise all that are published");
+    AddText(pWatch, "--path", &pOptions->strPath, "PREFIX", "Only what lies under this path of the index");
+    AddText(pWatch, "--exec", &pOptions->strExecute, "CMD",
+            "Run this command for each event, with LUM_SOURCE, LUM_KIND, LUM_PATH, LUM_NEW_NAME and LUM_FILE in its "
+            "environment");
+    AddNumber(pWatch, "--count", &pOptions->uCount, "End after so many events");
     pWatch->add_flag("--json", pOptions->bJson, "Write one JSON object a line");
 }
 
-void AddDemo(CLI::App* pApp, DemoOptions* pOptions, Command* pfnRun)
+void AddServices(CommandLine* pLine, const std::string& strProgram)
 {
-    CLI::App* pDemo =
-        AddCommand(pApp, "demo", "Publish a directory, read it from a second process, and see a change arrive", pfnRun,
-                   [=]() { return RunDemo(*pOptions); });
-    pDemo->add_option("dir", pOptions->strDirectory, "The directory; a small one is made when left out")
-        ->type_name("DIR");
-}
+    const auto [pPublic, pPublicOptions] = AddCommand(pLine, "options", "Show the public options", &RunOptions);
+    AddText(pPublic, "--key", &pPublicOptions->strKey, "KEY", "Take only options that have this key");
+    pPublic->add_flag("--json", pPublicOptions->bJson, "Write JSON");
 
-void AddServices(CLI::App* pApp, AllOptions* pOptions, Output* pOutput, Command* pfnRun)
-{
-    CLI::App* pPublic = AddCommand(pApp, "options", "Show the public options", pfnRun,
-                                   [=]() { return RunOptions(pOptions->options, pOutput); });
-    pPublic->add_option("--key", pOptions->options.strKey, "Take only options that have this key")->type_name("KEY");
-    pPublic->add_flag("--json", pOptions->options.bJson, "Write JSON");
+    const auto [pLog, pLogOptions] = AddCommand(pLine, "log", "Show the newest log file of a folder", &RunLog);
+    AddText(pLog, "dir", &pLogOptions->strFolder, "DIR", "The folder that lum serve --log was given")->required();
+    pLog->add_flag("-f,--follow", pLogOptions->bFollow, "Go on with what is added, until it is stopped");
+    AddNumber(pLog, "-n,--lines", &pLogOptions->uLines, "Only the last so many lines");
 
-    CLI::App* pLog = AddCommand(pApp, "log", "Show the newest log file of a folder", pfnRun,
-                                [=]() { return RunLog(pOptions->log, pOutput); });
-    pLog->add_option("dir", pOptions->log.strFolder, "The folder that lum serve --log was given")
-        ->required()
-        ->type_name("DIR");
-    pLog->add_flag("-f,--follow", pOptions->log.bFollow, "Go on with what is added, until it is stopped");
-    AddNumber(pLog, "-n,--lines", "Only the last so many lines", &pOptions->log.uLines);
-
-    CLI::App* pCrash = AddCommand(pApp, "crash", "Crash", pfnRun, [=]() { return RunCrash(pOptions->crash); });
-    pCrash->add_option("how", pOptions->crash.strHow)->required()->check(CLI::IsMember(CrashKinds()));
-    pCrash->add_option("--log", pOptions->crash.strLog);
+    const auto [pCrash, pCrashOptions] = AddCommand(pLine, "crash", "Crash", &RunCrash);
+    pCrash->add_option("how", pCrashOptions->strHow)->required()->check(CLI::IsMember(CrashKinds()));
+    pCrash->add_option("--log", pCrashOptions->strLog);
     pCrash->group("");  // for tests; not in the help
-}
 
-// The exit code where there is nothing to run: a wrong command line, or one that asks for help or the version.
-std::optional<int> Parse(CLI::App* pApp, std::vector<std::string> vecArguments, Output* pOutput)
-{
-    const std::string strUnknown = UnknownCommand(*pApp, vecArguments);
-    if (vecArguments.empty())
-    {
-        pOutput->Write(pApp->help());
-        return pOutput->Flush() ? kExitFound : kExitError;
-    }
-    if (!strUnknown.empty())
-    {
-        Complain(strUnknown);
-        return kExitError;
-    }
-    std::reverse(vecArguments.begin(), vecArguments.end());
-    try
-    {
-        pApp->parse(vecArguments);
-    }
-    catch (const CLI::Success& asked)
-    {
-        // Help, or the version.
-        std::ostringstream text;
-        pApp->exit(asked, text, text);
-        pOutput->Write(text.str());
-        return pOutput->Flush() ? kExitFound : kExitError;
-    }
-    catch (const CLI::ParseError& error)
-    {
-        Complain(UsageError(*pApp, error));
-        return kExitError;
-    }
-    return std::nullopt;
+    const auto [pDemo, pDemoOptions] = AddCommand(
+        pLine, "demo", "Publish a directory, read it from a second process, and see a change arrive", &RunDemo);
+    pDemoOptions->strProgram = strProgram;
+    AddText(pDemo, "dir", &pDemoOptions->strDirectory, "DIR", "The directory; a small one is made when left out");
 }
 
 }  // namespace
 
 int RunCommandLine(const std::string& strProgram, std::vector<std::string> vecArguments)
 {
-    AllOptions options;
-    options.demo.strProgram = strProgram;
-    options.image.uRecords = 4;
-    Output output;
-    Command fnRun;
-
-    CLI::App app("lum: publishes an index of files, and shows what is published", "lum");
+    CommandLine line;
     // A path may begin with a slash on every system.
-    app.allow_windows_style_options(false);
-    app.set_version_flag("--version", "lum " LUM_VERSION);
-    app.require_subcommand(1);
-    app.footer(kExitCodes);
-    AddServe(&app, &options.serve, &fnRun);
-    AddReaders(&app, &options, &output, &fnRun);
-    AddFind(&app, &options.find, &output, &fnRun);
-    AddImage(&app, &options.image, &output, &fnRun);
-    AddWatch(&app, &options.watch, &output, &fnRun);
-    AddServices(&app, &options, &output, &fnRun);
-    AddDemo(&app, &options.demo, &fnRun);
+    line.app.allow_windows_style_options(false);
+    line.app.set_version_flag("--version", "lum " LUM_VERSION);
+    line.app.require_subcommand(1);
+    line.app.footer(kExitCodes);
+    AddServe(&line);
+    AddReaders(&line);
+    AddFind(&line);
+    AddImage(&line);
+    AddWatch(&line);
+    AddServices(&line, strProgram);
 
-    const std::optional<int> nDone = Parse(&app, std::move(vecArguments), &output);
-    return nDone ? *nDone : fnRun();
+    const std::string strUnknown = UnknownCommand(line.app, vecArguments);
+    if (!strUnknown.empty())
+    {
+        return EndWith(strUnknown);
+    }
+    vecArguments.resize(std::max<size_t>(vecArguments.size(), 1), "--help");
+    std::reverse(vecArguments.begin(), vecArguments.end());
+    try
+    {
+        line.app.parse(vecArguments);
+        return line.nExitCode;
+    }
+    catch (const CLI::Success& asked)
+    {
+        // Help, or the version.
+        std::ostringstream text;
+        line.app.exit(asked, text, text);
+        line.output.Write(text.str());
+        return line.output.Flush() ? kExitFound : kExitError;
+    }
+    catch (const CLI::ParseError& error)
+    {
+        return EndWith(UsageError(line.app, error));
+    }
 }
 
 }  // namespace lum

@@ -9,8 +9,7 @@
 #include "arguments.h"
 #include "base/console.h"
 #include "base/crash_report.h"
-#include "base/exit_code.h"
-#include "base/library_log.h"
+#include "base/log.h"
 #include "platform/vo_process.h"
 
 namespace

@@ -1,5 +1,7 @@
 #include "base/change.h"
 
+#include <iterator>
+
 #include "vo_utility.h"
 
 namespace lum
@@ -14,19 +16,9 @@ constexpr unsigned kEventFolder = 1;  // in an event's second parameter
 
 std::string_view NameOf(ChangeKind eKind)
 {
-    switch (eKind)
-    {
-        case ChangeKind::Added:
-            return "added";
-        case ChangeKind::Removed:
-            return "removed";
-        case ChangeKind::Renamed:
-            return "renamed";
-        case ChangeKind::Modified:
-            return "modified";
-        default:
-            return "event";
-    }
+    constexpr std::string_view kNames[] = {"event", "added", "removed", "renamed", "modified"};
+    const size_t uKind = static_cast<size_t>(eKind);
+    return kNames[uKind < std::size(kNames) ? uKind : 0];
 }
 
 VOTSFileEventContainer::Info EventOf(const Change& change)

@@ -3,8 +3,7 @@
 #include <fmt/format.h>
 #include <stdio.h>
 
-#include "base/exit_code.h"
-#include "base/log_file.h"
+#include "base/log.h"
 #include "platform/vo_process.h"
 
 namespace lum
@@ -55,8 +54,7 @@ int Output::Finish(int nResult)
 {
     if (!Flush())
     {
-        Complain("standard output can't be written");
-        return kExitError;
+        return EndWith("standard output can't be written");
     }
     return nResult;
 }
@@ -69,6 +67,12 @@ void Complain(std::string_view strText)
     // Not every runtime leaves this stream without a buffer.
     fflush(stderr);
     LogLine(VOLOG_WARNING, strText);
+}
+
+int EndWith(std::string_view strText, int nExitCode)
+{
+    Complain(strText);
+    return nExitCode;
 }
 
 Progress::Progress(std::string strWhat)

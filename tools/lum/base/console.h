@@ -1,4 +1,4 @@
-// What lum says: results on standard output, everything else on standard error.
+// What lum says: results on standard output, everything else on standard error; and what every command ends with.
 #pragma once
 
 #include <chrono>
@@ -7,6 +7,10 @@
 
 namespace lum
 {
+
+constexpr int kExitFound = 0;     // done, or found
+constexpr int kExitNotFound = 1;  // the question was answered: there is no such thing
+constexpr int kExitError = 2;     // it could not be done, or the question could not be answered
 
 // What a command says that finds no publisher.
 constexpr const char* kNothingPublished = "nothing is published here; to publish a directory: lum serve --source DIR";
@@ -37,6 +41,9 @@ private:
 
 // One line on standard error, with the program's name in front; and in the log file, where one was started.
 void Complain(std::string_view strText);
+
+// The same, and the exit code of a command that ends with it.
+int EndWith(std::string_view strText, int nExitCode = kExitError);
 
 // A counter that moves while a long scan runs; seen only when standard error is a terminal.
 class Progress

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <string_view>
 
-#include "base/log_file.h"
+#include "base/log.h"
 #include "platform/vo_process.h"
 #include "vo_stack_walker.h"
 
@@ -56,14 +56,9 @@ protected:
 
     void OnOutput(const char* pszText) override
     {
-        std::string_view strLine = pszText;
-        while (!strLine.empty() && strLine.back() == '\n')
-        {
-            strLine.remove_suffix(1);
-        }
         if (m_uLines < kMostFrames)
         {
-            Say(fmt::format("  {}", strLine));
+            Say(fmt::format("  {}", WithoutLineEnd(pszText)));
         }
         else if (m_uLines == kMostFrames)
         {

@@ -21,15 +21,7 @@ constexpr unsigned long long kMaxFileSize = 0xFFFFFFFFull;
 constexpr size_t kChunk = 32 * 1024;
 constexpr unsigned long long kMaxTextFileSize = 256ull << 20;
 
-bool HasParentSteps(const fs::path& path)
-{
-    return std::any_of(path.begin(), path.end(), [](const fs::path& part) { return part == ".."; });
-}
-
-bool IsBlank(VOWCHAR ch)
-{
-    return ch == ' ' || ch == '\t' || ch == '\r';
-}
+constexpr const VOWCHAR* kBlanks = VOTEXT(" \t\r");
 
 // Reads at most ullLimit bytes; one byte more is an error.
 bool ReadBytes(const std::string& strNative, unsigned long long ullLimit, std::vector<unsigned char>* pvecBytes,
@@ -78,12 +70,8 @@ bool ParseLine(const std::string& strWhere, std::string_view strLine, unsigned u
         *pstrError = fmt::format("{}:{}: isn't UTF-8 text", strWhere, uNumber);
         return false;
     }
-    while (!strText->empty() && IsBlank(strText->back()))
-    {
-        strText->pop_back();
-    }
-    const auto itFirst = std::find_if_not(strText->begin(), strText->end(), IsBlank);
-    strText->erase(strText->begin(), itFirst);
+    strText->erase(strText->find_last_not_of(kBlanks) + 1);
+    strText->erase(0, strText->find_first_not_of(kBlanks));
     if (!strText->empty() && strText->front() != '#')
     {
         pvecLines->push_back({uNumber, *strText});
@@ -110,7 +98,8 @@ bool AbsolutePath(const std::string& strNative, VOWString* pstrResult, std::stri
     try
     {
         fs::path path = fs::absolute(ToPath(strNative));
-        path = HasParentSteps(path) ? fs::canonical(path) : path.lexically_normal();
+        const bool bParentSteps = std::find(path.begin(), path.end(), "..") != path.end();
+        path = bParentSteps ? fs::canonical(path) : path.lexically_normal();
         VOWString strResult = VOFromNative(ToNative(path));
         std::replace(strResult.begin(), strResult.end(), VOWCHAR('\\'), VOWCHAR('/'));
         while (strResult.size() > 1 && strResult.back() == '/')

@@ -2,9 +2,10 @@
 
 #include <fmt/format.h>
 
-#include "base/console.h"
-
+#include <algorithm>
 #include <array>
+
+#include "base/console.h"
 
 using namespace LUMTrayService;
 
@@ -27,24 +28,13 @@ std::string_view SourceName(enumAssetFrom eaf)
 
 std::optional<enumAssetFrom> SourceByName(std::string_view strName)
 {
-    for (const enumAssetFrom eaf : AllSources())
-    {
-        if (kNames[eaf] == strName)
-        {
-            return eaf;
-        }
-    }
-    return std::nullopt;
+    const auto itName = std::find(kNames.begin() + AF_SOURCE, kNames.end(), strName);
+    return itName == kNames.end() ? std::nullopt : std::optional(static_cast<enumAssetFrom>(itName - kNames.begin()));
 }
 
 std::vector<std::string> SourceNames()
 {
-    std::vector<std::string> vecResult;
-    for (const enumAssetFrom eaf : AllSources())
-    {
-        vecResult.emplace_back(kNames[eaf]);
-    }
-    return vecResult;
+    return {kNames.begin() + AF_SOURCE, kNames.end()};
 }
 
 std::vector<enumAssetFrom> AllSources()

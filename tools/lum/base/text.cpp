@@ -48,28 +48,16 @@ void AppendCharacter(std::string& strTo, uint32_t uCode, Escape eEscape)
 // The value of uDigits hexadecimal digits at uAt.
 std::optional<unsigned> HexAt(const VOWString& strText, size_t uAt, size_t uDigits)
 {
-    if (strText.size() - uAt < uDigits)
+    // What isn't ASCII is no digit, and doesn't become one by being cut.
+    std::string strDigits;
+    for (const VOWCHAR ch : strText.substr(uAt, uDigits))
     {
-        return std::nullopt;
+        strDigits += ch < 0x80 ? static_cast<char>(ch) : '?';
     }
     unsigned uValue = 0;
-    for (size_t i = uAt; i < uAt + uDigits; ++i)
-    {
-        const unsigned uUnit = strText[i];
-        if (uUnit >= '0' && uUnit <= '9')
-        {
-            uValue = uValue * 16 + (uUnit - '0');
-        }
-        else if ((uUnit | 0x20) >= 'a' && (uUnit | 0x20) <= 'f')
-        {
-            uValue = uValue * 16 + ((uUnit | 0x20) - 'a' + 10);
-        }
-        else
-        {
-            return std::nullopt;
-        }
-    }
-    return uValue;
+    const char* const pszEnd = strDigits.data() + strDigits.size();
+    const bool bWhole = std::from_chars(strDigits.data(), pszEnd, uValue, 16).ptr == pszEnd;
+    return bWhole && strDigits.size() == uDigits ? std::optional(uValue) : std::nullopt;
 }
 
 // Less than a day apart, so that the day of the year says which one is ahead, except over a turn of the year.

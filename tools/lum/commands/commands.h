@@ -7,12 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "base/console.h"
 #include "tray_service_types.h"
 
 namespace lum
 {
-
-class Output;
 
 struct ServeOptions
 {
@@ -76,7 +75,7 @@ struct ImageOptions
     std::optional<std::string> strSave;
     bool bState = false;
     bool bDump = false;
-    uint32_t uRecords = 0;
+    std::optional<uint32_t> uRecords;
     bool bJson = false;
 };
 
@@ -112,7 +111,7 @@ struct DemoOptions
     std::optional<std::string> strDirectory;
 };
 
-int RunServe(const ServeOptions& options);
+int RunServe(const ServeOptions& options, Output* pOutput);
 int RunStatus(const ReaderOptions& options, Output* pOutput);
 int RunList(const ListOptions& options, Output* pOutput);
 int RunTree(const TreeOptions& options, Output* pOutput);
@@ -123,8 +122,8 @@ int RunImage(const ImageOptions& options, Output* pOutput);
 int RunWatch(const WatchOptions& options, Output* pOutput);
 int RunOptions(const OptionsOptions& options, Output* pOutput);
 int RunLog(const LogOptions& options, Output* pOutput);
-int RunDemo(const DemoOptions& options);
-int RunCrash(const CrashOptions& options);
+int RunDemo(const DemoOptions& options, Output* pOutput);
+int RunCrash(const CrashOptions& options, Output* pOutput);
 
 // What RunCrash can do.
 std::vector<std::string> CrashKinds();

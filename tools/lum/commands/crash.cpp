@@ -4,10 +4,8 @@
 
 #include <thread>
 
-#include "base/console.h"
 #include "base/crash_report.h"
-#include "base/exit_code.h"
-#include "base/log_file.h"
+#include "base/log.h"
 #include "commands/commands.h"
 #include "platform/vo_process.h"
 
@@ -51,22 +49,20 @@ void CrashInThread()
 
 }  // namespace
 
-int RunCrash(const CrashOptions& options)
+int RunCrash(const CrashOptions& options, Output* pOutput)
 {
     std::string strError;
     if (options.strLog && !StartLogFile(*options.strLog, &strError))
     {
-        Complain(strError);
-        return kExitError;
+        return EndWith(strError);
     }
-    Output output;
     if (options.strLog)
     {
         // The library refuses that with a line of its own, which the log file then holds as well.
         GetLogPriorityString(VOLOG_PRIORITY_MAX);
     }
-    output.Write(fmt::format("WriteToNowhere at line {}\n", kFaultLine));
-    output.Flush();
+    pOutput->Write(fmt::format("WriteToNowhere at line {}\n", kFaultLine));
+    pOutput->Flush();
     SetReportFault(options.strHow == "hang"    ? ReportFault::Hangs
                    : options.strHow == "twice" ? ReportFault::Crashes
                                                : ReportFault::None);

@@ -2,12 +2,13 @@
 // tree and searches it; then a file changes and a listener is told; at the end everything is withdrawn.
 #include <fmt/format.h>
 
-#include "base/console.h"
-#include "base/exit_code.h"
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
 #include "base/files.h"
 #include "base/text.h"
 #include "commands/commands.h"
-#include "commands/demo_tree.h"
 #include "live/live_server.h"
 #include "platform/vo_process.h"
 #include "platform/vo_text.h"
@@ -26,6 +27,67 @@ namespace
 constexpr std::chrono::milliseconds kFirstLook(1000);
 constexpr std::chrono::milliseconds kPatience(10000);
 constexpr std::chrono::milliseconds kDemoTurn(20);
+
+constexpr const char* kFiles[] = {"models/ship/ship.fbx",
+                                  "models/ship/ship.mtl",
+                                  "models/harbour/crane.obj",
+                                  "models/harbour/quay.gltf",
+                                  "textures/ship_hull.dds",
+                                  "textures/ship_deck.png",
+                                  "textures/water.normal.tga",
+                                  "scenes/harbour.scene",
+                                  "shaders/water.hlsl",
+                                  "sounds/gull.ogg",
+                                  ".project",
+                                  "README"};
+
+// A small project in a temporary directory, for a demonstration that was given no directory of its own.
+class DemoTree
+{
+public:
+    DemoTree() = default;
+    DemoTree(const DemoTree&) = delete;
+    DemoTree& operator=(const DemoTree&) = delete;
+    ~DemoTree()
+    {
+        if (!m_root.empty())
+        {
+            std::error_code ignored;
+            std::filesystem::remove_all(m_root, ignored);
+        }
+    }
+
+    // Makes the project. *pstrDirectory is its narrow path. False with a message.
+    bool Make(std::string* pstrDirectory, std::string* pstrError)
+    {
+        std::error_code error;
+        const std::filesystem::path root =
+            std::filesystem::temp_directory_path(error) / fmt::format("lum-demo-{}", VOProcessId());
+        if (error || !std::filesystem::create_directory(root, error))
+        {
+            *pstrError = fmt::format("the demonstration's directory can't be made: {}", error.message());
+            return false;
+        }
+        m_root = root;
+        for (const char* pszFile : kFiles)
+        {
+            const std::filesystem::path file = root / pszFile;
+            std::filesystem::create_directories(file.parent_path(), error);
+            std::ofstream stream(file, std::ios::binary);
+            stream << pszFile << '\n';
+            if (!stream.flush())
+            {
+                *pstrError = "the demonstration's files can't be written";
+                return false;
+            }
+        }
+        *pstrDirectory = ToNative(root);
+        return true;
+    }
+
+private:
+    std::filesystem::path m_root;
+};
 
 void Tell(const std::string& strLine)
 {
@@ -212,7 +274,7 @@ bool Demonstrate(const DemoOptions& options, const std::string& strDirectory, st
 
 }  // namespace
 
-int RunDemo(const DemoOptions& options)
+int RunDemo(const DemoOptions& options, Output* /*pOutput*/)
 {
     DemoTree tree;
     std::string strError;
@@ -220,8 +282,7 @@ int RunDemo(const DemoOptions& options)
     if ((!options.strDirectory && !tree.Make(&strDirectory, &strError)) ||
         !Demonstrate(options, strDirectory, &strError))
     {
-        Complain(strError.empty() ? "the demonstration could not be prepared" : strError);
-        return kExitError;
+        return EndWith(strError.empty() ? "the demonstration could not be prepared" : strError);
     }
     return kExitFound;
 }

@@ -5,8 +5,6 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/index_keys.h"
 #include "base/sources.h"
 #include "base/text.h"
@@ -180,16 +178,10 @@ void WalkAll(const ReaderSession& session, const Filter& filter, const std::func
     }
 }
 
-void ShowText(const NodeView& view, bool bNull, bool bNameSource, Output* pOutput)
+std::string TextOf(const NodeView& view, bool bNull, bool bNameSource)
 {
-    if (bNull)
-    {
-        pOutput->Write(VOToNativePath(view.strPath));
-        pOutput->Write(std::string_view("\0", 1));
-        return;
-    }
-    pOutput->Write(bNameSource ? fmt::format("{}\t", SourceName(view.eaf)) : "");
-    pOutput->Write(ShownText(view.strPath) + "\n");
+    return bNull ? VOToNativePath(view.strPath) + '\0'
+                 : (bNameSource ? fmt::format("{}\t", SourceName(view.eaf)) : "") + ShownText(view.strPath) + "\n";
 }
 
 }  // namespace
@@ -200,38 +192,21 @@ int RunFind(const FindOptions& options, Output* pOutput)
     std::string strError;
     if (!MakeFilter(&filter, &strError))
     {
-        Complain(strError);
-        return kExitError;
+        return EndWith(strError);
     }
     ReaderSession session;
     if (!OpenOrComplain(options.eaf, &session))
     {
         return kExitError;
     }
-    bool bFound = false;
-    std::optional<JsonList> list;
-    if (options.bJson)
-    {
-        list.emplace(pOutput, "nodes");
-    }
+    ResultList list(pOutput, "nodes", options.bJson);
     WalkAll(session, filter,
-            [&](const NodeView& view)
-            {
-                bFound = true;
-                if (list)
-                {
-                    list->Add(JsonOf(view));
-                }
-                else
-                {
-                    ShowText(view, options.bNull, session.Sources().size() > 1, pOutput);
-                }
+            [&](const NodeView& view) {
+                list.Add([&] { return TextOf(view, options.bNull, session.Sources().size() > 1); },
+                         [&] { return JsonOf(view); });
             });
-    if (list)
-    {
-        list->End();
-    }
-    return Finish(bFound, pOutput);
+    list.End();
+    return Finish(!list.IsFirst(), pOutput);
 }
 
 }  // namespace lum

@@ -3,8 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/files.h"
 #include "base/sources.h"
 #include "commands/commands.h"
@@ -175,8 +173,7 @@ int RunState(const ImageOptions& options, Output* pOutput)
     }
     if (memcmp(state.szVersion, FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION, sizeof(state.szVersion)) != 0)
     {
-        Complain("the update state section is of another version, or none at all");
-        return kExitError;
+        return EndWith("the update state section is of another version, or none at all");
     }
     ShowState(state, options.bJson, pOutput);
     return pOutput->Flush() ? kExitFound : kExitError;
@@ -208,13 +205,12 @@ int RunImage(const ImageOptions& options, Output* pOutput)
     }
     if (options.bDump)
     {
-        DumpImage(layout, options.uRecords, pOutput);
+        DumpImage(layout, options.uRecords.value_or(4), pOutput);
     }
     const int nResult = pOutput->Finish(kExitFound);
     if (nResult == kExitFound && findings.Count() != 0)
     {
-        Complain(fmt::format("the image is damaged in {} places", findings.Count()));
-        return kExitError;
+        return EndWith(fmt::format("the image is damaged in {} places", findings.Count()));
     }
     return nResult;
 }

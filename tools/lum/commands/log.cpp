@@ -6,8 +6,6 @@
 #include <fstream>
 #include <regex>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/files.h"
 #include "commands/commands.h"
 #include "platform/vo_process.h"
@@ -169,13 +167,11 @@ int RunLog(const LogOptions& options, Output* pOutput)
     std::string strText;
     if (!FindNewest(folder, &newest))
     {
-        Complain(fmt::format("{}: can't be listed", options.strFolder));
-        return kExitError;
+        return EndWith(fmt::format("{}: can't be listed", options.strFolder));
     }
     if (options.bFollow && !VOHandleStopRequests())
     {
-        Complain("requests to stop can't be handled");
-        return kExitError;
+        return EndWith("requests to stop can't be handled");
     }
     if (newest.empty())
     {
@@ -185,8 +181,7 @@ int RunLog(const LogOptions& options, Output* pOutput)
     reader.Start(newest);
     if (!reader.ReadMore(&strText))
     {
-        Complain(fmt::format("{}/{}: can't be read", options.strFolder, ToNative(newest.filename())));
-        return kExitError;
+        return EndWith(fmt::format("{}/{}: can't be read", options.strFolder, ToNative(newest.filename())));
     }
     pOutput->Write(std::string_view(strText).substr(options.uLines ? StartOfLastLines(strText, *options.uLines) : 0));
     const int nResult = pOutput->Finish(kExitFound);

@@ -3,9 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
-#include "base/library_log.h"
+#include "base/log.h"
 #include "base/text.h"
 #include "commands/commands.h"
 #include "vo_public_option.h"
@@ -67,17 +65,16 @@ int RunOptions(const OptionsOptions& options, Output* pOutput)
     const std::string strKey = options.strKey.value_or("");
     if (strKey.size() >= sizeof(VOPublicOptionRecord::szOptionKey))
     {
-        Complain(fmt::format("a key has at most {} bytes", sizeof(VOPublicOptionRecord::szOptionKey) - 1));
-        return kExitError;
+        return EndWith(fmt::format("a key has at most {} bytes", sizeof(VOPublicOptionRecord::szOptionKey) - 1));
     }
     WatchLibraryLog();
     record.SetOptionKey(strKey.c_str());
     record.Sync();
     if (!FirstLibraryError().empty())
     {
-        Complain(strKey.empty() ? "what is published isn't this version of the public options"
-                                : "what is published isn't this version of the public options, or has another key");
-        return kExitError;
+        return EndWith(strKey.empty()
+                           ? "what is published isn't this version of the public options"
+                           : "what is published isn't this version of the public options, or has another key");
     }
     if (!record.HasRecord())
     {

@@ -1,9 +1,7 @@
 // lum serve: scans, publishes, and follows what changes until it is told to stop.
 #include <fmt/format.h>
 
-#include "base/console.h"
-#include "base/exit_code.h"
-#include "base/log_file.h"
+#include "base/log.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "commands/commands.h"
@@ -50,7 +48,7 @@ std::vector<SourceSpec> SpecsOf(const ServeOptions& options)
     return vecSpecs;
 }
 
-bool StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSection* pPublicOptions,
+bool StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSection* pPublicOptions, Output* pOutput,
                  std::string* pstrError)
 {
     const std::vector<SourceSpec> vecSpecs = SpecsOf(options);
@@ -83,10 +81,9 @@ bool StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSe
     const unsigned uNodes = pServer->NodeCount();
     const std::string strReady = fmt::format("serving {} node{} of {} source{}", uNodes, uNodes == 1 ? "" : "s",
                                              vecSpecs.size(), vecSpecs.size() == 1 ? "" : "s");
-    Output output;
     LogLine(VOLOG_INFO, strReady);
-    output.Write(strReady + "\n");
-    if (!output.Flush())
+    pOutput->Write(strReady + "\n");
+    if (!pOutput->Flush())
     {
         *pstrError = "standard output can't be written";
         return false;
@@ -96,14 +93,13 @@ bool StartServer(const ServeOptions& options, LiveServer* pServer, VOPublishedSe
 
 }  // namespace
 
-int RunServe(const ServeOptions& options)
+int RunServe(const ServeOptions& options, Output* pOutput)
 {
     std::string strError;
     std::vector<ClassifyType> vecTypes;
     if (options.strLog && !StartLogFile(*options.strLog, &strError))
     {
-        Complain(strError);
-        return kExitError;
+        return EndWith(strError);
     }
     if (!options.strTypes)
     {
@@ -111,15 +107,13 @@ int RunServe(const ServeOptions& options)
     }
     else if (!ReadTypesFile(*options.strTypes, &vecTypes, &strError))
     {
-        Complain(strError);
-        return kExitError;
+        return EndWith(strError);
     }
     LiveServer server(vecTypes, !options.bOnce);
     VOPublishedSection publicOptions;
-    if (!StartServer(options, &server, &publicOptions, &strError) || !server.Run(&strError))
+    if (!StartServer(options, &server, &publicOptions, pOutput, &strError) || !server.Run(&strError))
     {
-        Complain(strError);
-        return kExitError;
+        return EndWith(strError);
     }
     publicOptions.Withdraw();
     LogLine(VOLOG_INFO, "stopped; everything is withdrawn");

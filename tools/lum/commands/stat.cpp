@@ -1,43 +1,13 @@
 // lum stat: everything about files and folders.
-#include <fmt/format.h>
-
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "commands/commands.h"
 #include "reader/json_view.h"
 #include "reader/session.h"
 #include "reader/text_view.h"
 
-using namespace LUMTrayService;
-
 namespace lum
 {
-
-namespace
-{
-
-// The node of a path in each source that has it; a complaint when none has.
-std::vector<NodeView> Fetch(const std::string& strPath, const ReaderSession& session)
-{
-    std::vector<NodeView> vecViews;
-    for (const ReaderSource& source : session.Sources())
-    {
-        const std::optional<structAssetNode> node = source.FindArgument(strPath);
-        if (node)
-        {
-            vecViews.push_back(ViewOf(source, *node));
-        }
-    }
-    if (vecViews.empty())
-    {
-        Complain(fmt::format("{}: not in the index", strPath));
-    }
-    return vecViews;
-}
-
-}  // namespace
 
 int RunStat(const StatOptions& options, Output* pOutput)
 {
@@ -47,29 +17,18 @@ int RunStat(const StatOptions& options, Output* pOutput)
         return kExitError;
     }
     bool bAllFound = true;
-    std::vector<NodeView> vecViews;
+    ResultList list(pOutput, "nodes", options.bJson);
     for (const std::string& strPath : options.vecPaths)
     {
-        const std::vector<NodeView> vecFound = Fetch(strPath, session);
-        vecViews.insert(vecViews.end(), vecFound.begin(), vecFound.end());
+        const std::vector<ReaderSession::Found> vecFound = session.FindOrComplain(strPath);
         bAllFound = bAllFound && !vecFound.empty();
-    }
-    if (options.bJson)
-    {
-        JsonList list(pOutput, "nodes");
-        for (const NodeView& view : vecViews)
+        for (const ReaderSession::Found& found : vecFound)
         {
-            list.Add(JsonOf(view));
-        }
-        list.End();
-    }
-    else
-    {
-        for (const NodeView& view : vecViews)
-        {
-            pOutput->Write((&view == &vecViews.front() ? "" : "\n") + Details(view));
+            const NodeView view = ViewOf(found.source, found.node);
+            list.Add([&] { return (list.IsFirst() ? "" : "\n") + Details(view); }, [&] { return JsonOf(view); });
         }
     }
+    list.End();
     return Finish(bAllFound, pOutput);
 }
 

@@ -3,8 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/sources.h"
 #include "commands/commands.h"
 #include "publish/serve_status.h"
@@ -85,45 +83,6 @@ nlohmann::ordered_json JsonOf(const SourceStatus& status)
             {"unread", status.ullUnread}};
 }
 
-void ShowText(const ReaderSession& session, Output* pOutput)
-{
-    const std::optional<ServeStatus> status = PublisherStatus();
-    for (const ReaderSource& source : session.Sources())
-    {
-        const Counts counts = CountsOf(source);
-        pOutput->Write(fmt::format("{:<16}{:>9} files {:>8} folders {:>16} bytes  {}\n", SourceName(source.From()),
-                                   counts.uFiles, counts.uFolders, counts.ullBytes, ShownText(source.Root())));
-        if (status && status->uFollows != 0)
-        {
-            pOutput->Write(TextOf(status->akSources[source.From()]));
-        }
-    }
-}
-
-void ShowJson(const ReaderSession& session, Output* pOutput)
-{
-    const std::optional<ServeStatus> status = PublisherStatus();
-    JsonList list(pOutput, "sources");
-    for (const ReaderSource& source : session.Sources())
-    {
-        const Counts counts = CountsOf(source);
-        nlohmann::ordered_json line = {{"from", SourceName(source.From())},
-                                       {"number", static_cast<unsigned>(source.From())},
-                                       {"root", JsonText(source.Root())},
-                                       {"name", JsonText(source.RootName())},
-                                       {"nodes", source.Inspector().GetAssetNodeCount()},
-                                       {"files", counts.uFiles},
-                                       {"folders", counts.uFolders},
-                                       {"bytes", counts.ullBytes}};
-        if (status && status->uFollows != 0)
-        {
-            line["publisher"] = JsonOf(status->akSources[source.From()]);
-        }
-        list.Add(line);
-    }
-    list.End();
-}
-
 }  // namespace
 
 int RunStatus(const ReaderOptions& options, Output* pOutput)
@@ -133,22 +92,45 @@ int RunStatus(const ReaderOptions& options, Output* pOutput)
     const ReaderSession::Opened eOpened = session.Open(options.eaf, &strError);
     if (eOpened == ReaderSession::Opened::Failed)
     {
-        Complain(strError);
-        return kExitError;
+        return EndWith(strError);
     }
     const bool bFound = eOpened == ReaderSession::Opened::Yes;
     if (!bFound)
     {
         Complain(strError);
     }
-    if (options.bJson)
+    const std::optional<ServeStatus> status = PublisherStatus();
+    ResultList list(pOutput, "sources", options.bJson);
+    for (const ReaderSource& source : session.Sources())
     {
-        ShowJson(session, pOutput);
+        const Counts counts = CountsOf(source);
+        const SourceStatus* const pFollowed =
+            status && status->uFollows != 0 ? &status->akSources[source.From()] : nullptr;
+        const auto makeText = [&]
+        {
+            return fmt::format("{:<16}{:>9} files {:>8} folders {:>16} bytes  {}\n{}", SourceName(source.From()),
+                               counts.uFiles, counts.uFolders, counts.ullBytes, ShownText(source.Root()),
+                               pFollowed != nullptr ? TextOf(*pFollowed) : "");
+        };
+        const auto makeJson = [&]
+        {
+            nlohmann::ordered_json line = {{"from", SourceName(source.From())},
+                                           {"number", static_cast<unsigned>(source.From())},
+                                           {"root", JsonText(source.Root())},
+                                           {"name", JsonText(source.RootName())},
+                                           {"nodes", source.Inspector().GetAssetNodeCount()},
+                                           {"files", counts.uFiles},
+                                           {"folders", counts.uFolders},
+                                           {"bytes", counts.ullBytes}};
+            if (pFollowed != nullptr)
+            {
+                line["publisher"] = JsonOf(*pFollowed);
+            }
+            return line;
+        };
+        list.Add(makeText, makeJson);
     }
-    else
-    {
-        ShowText(session, pOutput);
-    }
+    list.End();
     return Finish(bFound, pOutput);
 }
 

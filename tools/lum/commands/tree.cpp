@@ -2,10 +2,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <memory>
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/sources.h"
 #include "commands/commands.h"
 #include "reader/json_view.h"
@@ -24,16 +23,21 @@ namespace
 class TreeRenderer
 {
 public:
+    explicit TreeRenderer(Output* pOutput) : m_pOutput(pOutput) {}
     virtual ~TreeRenderer() = default;
 
     virtual void Enter(const NodeView& view, bool bLast) = 0;
     virtual void Leave() = 0;
+    virtual void End() {}
+
+protected:
+    Output* m_pOutput;
 };
 
 class TextRenderer : public TreeRenderer
 {
 public:
-    explicit TextRenderer(Output* pOutput) : m_pOutput(pOutput) {}
+    using TreeRenderer::TreeRenderer;
 
     void Enter(const NodeView& view, bool bLast) override
     {
@@ -66,7 +70,6 @@ public:
     }
 
 private:
-    Output* m_pOutput;
     std::vector<bool> m_vecLast;  // of the nodes that were entered and not left
     unsigned m_uFolders = 0;
     unsigned m_uFiles = 0;
@@ -76,7 +79,7 @@ private:
 class JsonRenderer : public TreeRenderer
 {
 public:
-    explicit JsonRenderer(Output* pOutput) : m_pOutput(pOutput) { m_pOutput->Write("{\"trees\": ["); }
+    explicit JsonRenderer(Output* pOutput) : TreeRenderer(pOutput) { m_pOutput->Write("{\"trees\": ["); }
 
     void Enter(const NodeView& view, bool /*bLast*/) override
     {
@@ -92,10 +95,9 @@ public:
         m_bFirst = false;
     }
 
-    void End() { m_pOutput->Write("\n]}\n"); }
+    void End() override { m_pOutput->Write("\n]}\n"); }
 
 private:
-    Output* m_pOutput;
     bool m_bFirst = true;
 };
 
@@ -162,22 +164,6 @@ bool DrawTree(const ReaderSource& source, const structAssetNode& start, const Tr
     return bSound;
 }
 
-// How many sources had the folder; *pbSound becomes false for a tree that isn't one.
-unsigned DrawAll(const TreeOptions& options, const ReaderSession& session, TreeRenderer* pRenderer, bool* pbSound)
-{
-    unsigned uDrawn = 0;
-    for (const ReaderSource& source : session.Sources())
-    {
-        const std::optional<structAssetNode> node = source.FindArgument(options.strPath);
-        if (node)
-        {
-            *pbSound = DrawTree(source, *node, options, pRenderer) && *pbSound;
-            ++uDrawn;
-        }
-    }
-    return uDrawn;
-}
-
 }  // namespace
 
 int RunTree(const TreeOptions& options, Output* pOutput)
@@ -187,28 +173,20 @@ int RunTree(const TreeOptions& options, Output* pOutput)
     {
         return kExitError;
     }
+    const std::vector<ReaderSession::Found> vecFound = session.FindOrComplain(options.strPath);
+    const std::unique_ptr<TreeRenderer> pRenderer = options.bJson
+                                                        ? std::unique_ptr<TreeRenderer>(new JsonRenderer(pOutput))
+                                                        : std::make_unique<TextRenderer>(pOutput);
     bool bSound = true;
-    unsigned uDrawn = 0;
-    if (options.bJson)
+    for (const ReaderSession::Found& found : vecFound)
     {
-        JsonRenderer renderer(pOutput);
-        uDrawn = DrawAll(options, session, &renderer, &bSound);
-        renderer.End();
+        bSound = DrawTree(found.source, found.node, options, pRenderer.get()) && bSound;
     }
-    else
-    {
-        TextRenderer renderer(pOutput);
-        uDrawn = DrawAll(options, session, &renderer, &bSound);
-    }
-    if (uDrawn == 0)
-    {
-        Complain(fmt::format("{}: not in the index", options.strPath));
-    }
-    const int nResult = Finish(uDrawn != 0, pOutput);
+    pRenderer->End();
+    const int nResult = Finish(!vecFound.empty(), pOutput);
     if (!bSound && nResult != kExitError)
     {
-        Complain("the published index is damaged: a folder lies in itself, or its tree has no end");
-        return kExitError;
+        return EndWith("the published index is damaged: a folder lies in itself, or its tree has no end");
     }
     return nResult;
 }

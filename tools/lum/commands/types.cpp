@@ -6,8 +6,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
 #include "base/sources.h"
 #include "commands/commands.h"
 #include "image/image_check.h"
@@ -52,41 +50,19 @@ std::string ShownColor(uint32_t uColor)
     return fmt::format("#{:06x}", uColor & 0xFFFFFF);
 }
 
-void ShowTypesAsText(const ReaderSession& session, Output* pOutput)
+std::string TextOf(const TypeReport& type)
 {
-    for (const ReaderSource& source : session.Sources())
-    {
-        if (session.Sources().size() > 1)
-        {
-            pOutput->Write(
-                fmt::format("{}{}:\n", &source == &session.Sources().front() ? "" : "\n", SourceName(source.From())));
-        }
-        for (const TypeReport& type : Fetch(source))
-        {
-            pOutput->Write(fmt::format("{} {} {} {} {}\n", type.nNumber, ShownText(type.strName),
-                                       ShownText(type.strExtensions), ShownColor(type.uTypeColor),
-                                       ShownColor(type.uBackgroundColor)));
-        }
-    }
+    return fmt::format("{} {} {} {} {}\n", type.nNumber, ShownText(type.strName), ShownText(type.strExtensions),
+                       ShownColor(type.uTypeColor), ShownColor(type.uBackgroundColor));
 }
 
-void ShowTypesAsJson(const ReaderSession& session, Output* pOutput)
+nlohmann::ordered_json JsonOf(const TypeReport& type)
 {
-    JsonList list(pOutput, "sources");
-    for (const ReaderSource& source : session.Sources())
-    {
-        nlohmann::ordered_json types = nlohmann::ordered_json::array();
-        for (const TypeReport& type : Fetch(source))
-        {
-            types.push_back({{"number", type.nNumber},
-                             {"name", JsonText(type.strName)},
-                             {"extensions", JsonText(type.strExtensions)},
-                             {"color", ShownColor(type.uTypeColor)},
-                             {"background", ShownColor(type.uBackgroundColor)}});
-        }
-        list.Add({{"from", SourceName(source.From())}, {"types", types}});
-    }
-    list.End();
+    return {{"number", type.nNumber},
+            {"name", JsonText(type.strName)},
+            {"extensions", JsonText(type.strExtensions)},
+            {"color", ShownColor(type.uTypeColor)},
+            {"background", ShownColor(type.uBackgroundColor)}};
 }
 
 }  // namespace
@@ -98,14 +74,26 @@ int RunTypes(const ReaderOptions& options, Output* pOutput)
     {
         return kExitError;
     }
-    if (options.bJson)
+    ResultList list(pOutput, "sources", options.bJson);
+    for (const ReaderSource& source : session.Sources())
     {
-        ShowTypesAsJson(session, pOutput);
+        std::string strText;
+        if (session.Sources().size() > 1)
+        {
+            strText = fmt::format("{}{}:\n", list.IsFirst() ? "" : "\n", SourceName(source.From()));
+        }
+        nlohmann::ordered_json types = nlohmann::ordered_json::array();
+        for (const TypeReport& type : Fetch(source))
+        {
+            strText += TextOf(type);
+            types.push_back(JsonOf(type));
+        }
+        list.Add([&] { return strText; },
+                 [&] {
+                     return nlohmann::ordered_json{{"from", SourceName(source.From())}, {"types", types}};
+                 });
     }
-    else
-    {
-        ShowTypesAsText(session, pOutput);
-    }
+    list.End();
     return Finish(true, pOutput);
 }
 

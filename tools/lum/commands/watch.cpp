@@ -5,9 +5,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
-#include "base/console.h"
-#include "base/exit_code.h"
-#include "base/library_log.h"
+#include "base/log.h"
 #include "base/paths.h"
 #include "base/sources.h"
 #include "base/text.h"
@@ -136,19 +134,16 @@ int RunWatch(const WatchOptions& options, Output* pOutput)
     std::string strError;
     if (!VOHandleStopRequests())
     {
-        Complain("requests to stop can't be handled");
-        return kExitError;
+        return EndWith("requests to stop can't be handled");
     }
     if (!stream.Open(options.eaf, &strError))
     {
-        Complain(strError);
-        return kExitNotFound;
+        return EndWith(strError, kExitNotFound);
     }
     WatchFilter filter;
     if (!filter.Open(options, &strError))
     {
-        Complain(strError);
-        return kExitNotFound;
+        return EndWith(strError, kExitNotFound);
     }
     uint32_t uShown = 0;
     while (!VOStopRequested() && (!options.uCount || uShown < *options.uCount))

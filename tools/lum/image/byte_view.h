@@ -1,6 +1,7 @@
 // Bytes of an image that isn't trusted, and what is found wrong with them.
 #pragma once
 
+#include <fmt/format.h>
 #include <stdint.h>
 #include <string.h>
 
@@ -68,12 +69,13 @@ public:
         std::string strText;
     };
 
-    void Add(uint64_t ullOffset, std::string_view strText)
+    template <typename... Values>
+    void Add(uint64_t ullOffset, fmt::format_string<const Values&...> strText, const Values&... values)
     {
         ++m_ullCount;
         if (m_vecFirst.size() < kKept)
         {
-            m_vecFirst.push_back({ullOffset, std::string(strText)});
+            m_vecFirst.push_back({ullOffset, fmt::format(strText, values...)});
         }
     }
 

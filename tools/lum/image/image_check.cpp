@@ -1,11 +1,8 @@
 #include "image/image_check.h"
 
-#include <fmt/format.h>
-
 #include <set>
 
-#include "image/node_check.h"
-#include "image/string_check.h"
+#include "image/block_check.h"
 #include "vots_asset_node_classify_manager.h"
 
 namespace lum
@@ -27,7 +24,7 @@ VOWString FieldText(ByteView field, const char* pszWhat, Findings* pFindings)
         }
         strResult += ch;
     }
-    pFindings->Add(field.Offset(), fmt::format("a {} without an end", pszWhat));
+    pFindings->Add(field.Offset(), "a {} without an end", pszWhat);
     return strResult;
 }
 
@@ -52,7 +49,7 @@ std::vector<TypeReport> TypesOf(const ImageLayout& layout, Findings* pFindings)
         type.uBackgroundColor = record.Word(offsetof(structAssetNodeClassifyParam, BackgroundColor));
         if (!setNumbers.insert(type.nNumber).second)
         {
-            pFindings->Add(record.Offset(), fmt::format("a second type with the number {}", type.nNumber));
+            pFindings->Add(record.Offset(), "a second type with the number {}", type.nNumber);
         }
         vecTypes.push_back(std::move(type));
     }

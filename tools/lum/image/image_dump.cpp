@@ -36,6 +36,9 @@ enum class Kind
     Text         // a field of 16-bit units
 };
 
+// Of each kind.
+constexpr const char* kTypeNames[] = {"u32", "i32", "u64", "i64", "handle", "handle", "u32", "u32", "u16[]"};
+
 struct Field
 {
     uint32_t uAt;
@@ -106,26 +109,6 @@ std::string Quoted(VOWString strText)
     return fmt::format("\"{}{}\"", WrittenForm(strText, Escape::Controls), bCut ? "..." : "");
 }
 
-const char* TypeName(Kind eKind)
-{
-    switch (eKind)
-    {
-        case Kind::SignedWord:
-            return "i32";
-        case Kind::Long:
-            return "u64";
-        case Kind::Time:
-            return "i64";
-        case Kind::Handle:
-        case Kind::PoolOffset:
-            return "handle";
-        case Kind::Text:
-            return "u16[]";
-        default:
-            return "u32";
-    }
-}
-
 // The text from the start of a view up to its end, of which no more than is shown is read.
 VOWString TextAt(ByteView bytes)
 {
@@ -192,8 +175,9 @@ void DumpRecords(const ImageLayout& layout, const char* pszName, const RecordArr
         for (const Field& field : fields)
         {
             const ByteView bytes = record.Part(field.uAt, field.uSize);
-            WriteLine(bytes.Offset(), bytes, TypeName(field.eKind), ShownValue(layout, bytes, field.eKind),
-                      fmt::format("{} {}: {}", pszName, i, field.pszMeaning), pOutput);
+            WriteLine(bytes.Offset(), bytes, kTypeNames[static_cast<size_t>(field.eKind)],
+                      ShownValue(layout, bytes, field.eKind), fmt::format("{} {}: {}", pszName, i, field.pszMeaning),
+                      pOutput);
         }
     }
     if (uShown < records.uCount)

@@ -49,9 +49,6 @@ public:
         }
     }
 
-    ReaderMark(const ReaderMark&) = delete;
-    ReaderMark& operator=(const ReaderMark&) = delete;
-
 private:
     VOSectionView m_state;
     unsigned* m_puReaders = nullptr;

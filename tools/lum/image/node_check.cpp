@@ -1,8 +1,6 @@
-#include "image/node_check.h"
+#include <algorithm>
 
-#include <fmt/format.h>
-
-#include "image/string_check.h"
+#include "image/block_check.h"
 #include "vots_asset_node_container.h"
 
 using LUMTrayService::structAssetNode;
@@ -46,12 +44,7 @@ public:
         }
         CheckLinks();
         CheckKeys();
-        uint32_t uInLists = 0;
-        for (const bool bInList : m_vecInList)
-        {
-            uInLists += bInList ? 1 : 0;
-        }
-        m_pReport->uDead = m_pReport->uNumbers - uInLists;
+        m_pReport->uDead = static_cast<uint32_t>(std::count(m_vecInList.begin(), m_vecInList.end(), false));
     }
 
 private:
@@ -67,9 +60,10 @@ private:
         return Field(uNode, offsetof(structAssetNodeParam, dwParamState)) == APS_Normal;
     }
 
-    void Wrong(uint32_t uNode, size_t uAt, const std::string& strText)
+    template <typename... Values>
+    void Wrong(uint32_t uNode, size_t uAt, fmt::format_string<const Values&...> strText, const Values&... values)
     {
-        m_pFindings->Add(m_layout.nodes.At(uNode).Offset(uAt), fmt::format("node {}: {}", uNode, strText));
+        m_pFindings->Add(m_layout.nodes.At(uNode).Offset(uAt), "node {}: {}", uNode, fmt::format(strText, values...));
     }
 
     void CheckRecord(uint32_t uNode)
@@ -85,12 +79,12 @@ private:
         }
         else
         {
-            Wrong(uNode, offsetof(structAssetNodeParam, dwParamState), fmt::format("{} is no state", uState));
+            Wrong(uNode, offsetof(structAssetNodeParam, dwParamState), "{} is no state", uState);
         }
         const uint32_t uId = Field(uNode, offsetof(structAssetNode, nAssetID));
         if (uId != uNode)
         {
-            Wrong(uNode, offsetof(structAssetNode, nAssetID), fmt::format("its id is {}", uId));
+            Wrong(uNode, offsetof(structAssetNode, nAssetID), "its id is {}", uId);
         }
         CheckTexts(uNode);
         if (Key(uNode) >= m_layout.strings.uCount)
@@ -110,7 +104,7 @@ private:
             const std::string strWrong = WrongTextHandle(m_layout, m_layout.nodes.At(uNode).Long(uAt));
             if (!strWrong.empty())
             {
-                Wrong(uNode, uAt, strWrong);
+                Wrong(uNode, uAt, "{}", strWrong);
             }
         }
     }
@@ -126,14 +120,14 @@ private:
         ++m_pReport->uLists;
         if (uList >= m_vecInList.size())
         {
-            Wrong(uNode, uAt, fmt::format("there is no list {}", uList));
+            Wrong(uNode, uAt, "there is no list {}", uList);
             return;
         }
         for (uint32_t i = uList; i < m_vecInList.size(); ++i)
         {
             if (m_vecInList[i])
             {
-                Wrong(uNode, uAt, fmt::format("its list {} runs into another one", uList));
+                Wrong(uNode, uAt, "its list {} runs into another one", uList);
                 return;
             }
             m_vecInList[i] = true;
@@ -148,7 +142,7 @@ private:
                 CheckChild(uNode, uAt, uNumber, bFolders);
             }
         }
-        Wrong(uNode, uAt, fmt::format("its list {} has no end", uList));
+        Wrong(uNode, uAt, "its list {} has no end", uList);
     }
 
     void CheckChild(uint32_t uNode, size_t uAt, uint32_t uChild, bool bFolder)
@@ -156,20 +150,20 @@ private:
         ++m_pReport->uListed;
         if (uChild >= m_uNodes || !IsLive(uChild))
         {
-            Wrong(uNode, uAt, fmt::format("its child {} isn't there", uChild));
+            Wrong(uNode, uAt, "its child {} isn't there", uChild);
             return;
         }
         if (IsFolder(uChild) != bFolder)
         {
-            Wrong(uNode, uAt, fmt::format("its child {} is in the list of {}", uChild, bFolder ? "folders" : "files"));
+            Wrong(uNode, uAt, "its child {} is in the list of {}", uChild, bFolder ? "folders" : "files");
         }
         if (Parent(uChild) != uNode)
         {
-            Wrong(uNode, uAt, fmt::format("its child {} has another parent", uChild));
+            Wrong(uNode, uAt, "its child {} has another parent", uChild);
         }
         if (m_vecListed[uChild])
         {
-            Wrong(uNode, uAt, fmt::format("its child {} is listed twice", uChild));
+            Wrong(uNode, uAt, "its child {} is listed twice", uChild);
         }
         m_vecListed[uChild] = true;
     }
@@ -226,11 +220,11 @@ private:
         const uint64_t ullOffset = m_layout.keys.slots.At(uSlot).Offset();
         if (uNode >= m_uNodes || !IsLive(uNode))
         {
-            m_pFindings->Add(ullOffset + 8, fmt::format("key table, slot {}: there is no node {}", uSlot, uNode));
+            m_pFindings->Add(ullOffset + 8, "key table, slot {}: there is no node {}", uSlot, uNode);
         }
         else if (Key(uNode) != ullKey)
         {
-            m_pFindings->Add(ullOffset, fmt::format("key table, slot {}: node {} has another key", uSlot, uNode));
+            m_pFindings->Add(ullOffset, "key table, slot {}: node {} has another key", uSlot, uNode);
         }
         else
         {

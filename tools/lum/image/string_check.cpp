@@ -1,9 +1,6 @@
-#include "image/string_check.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 
+#include "image/block_check.h"
 #include "vo_string_hash.h"
 #include "vo_string_hash_set.h"
 
@@ -54,19 +51,19 @@ void CheckText(const ImageLayout& layout, const VOStringHash& hash, ByteView rec
     const uint64_t ullText = record.Long(kTextAt);
     if (ullText >= layout.texts.Size())
     {
-        pFindings->Add(record.Offset(kTextAt), fmt::format("string {}: its text lies outside the pool", uIndex));
+        pFindings->Add(record.Offset(kTextAt), "string {}: its text lies outside the pool", uIndex);
         return;
     }
     // Each text has one record. Records that share one could make the check as slow as the square of the image.
     if ((*pvecSeen)[ullText])
     {
-        pFindings->Add(record.Offset(kTextAt), fmt::format("string {}: its text is another string's", uIndex));
+        pFindings->Add(record.Offset(kTextAt), "string {}: its text is another string's", uIndex);
         return;
     }
     VOWString strText;
     if (!PoolText(layout.texts, ullText, &strText))
     {
-        pFindings->Add(layout.texts.Offset(ullText), fmt::format("string {}: its text has no end", uIndex));
+        pFindings->Add(layout.texts.Offset(ullText), "string {}: its text has no end", uIndex);
         return;
     }
     for (uint64_t ullAt = ullText; ullAt <= ullText + strText.size() * sizeof(VOWCHAR); ++ullAt)
@@ -76,7 +73,7 @@ void CheckText(const ImageLayout& layout, const VOStringHash& hash, ByteView rec
     if (hash.HashW(strText.c_str(), 0) != record.Word(kHash0At) ||
         hash.HashW(strText.c_str(), 1) != record.Word(kHash1At))
     {
-        pFindings->Add(record.Offset(kHash0At), fmt::format("string {}: its hashes aren't those of its text", uIndex));
+        pFindings->Add(record.Offset(kHash0At), "string {}: its hashes aren't those of its text", uIndex);
     }
 }
 
@@ -103,7 +100,7 @@ void CheckRecords(const ImageLayout& layout, ImageReport* pReport, Findings* pFi
         }
         else
         {
-            pFindings->Add(record.Offset(kStateAt), fmt::format("string {}: {} is no state", i, uState));
+            pFindings->Add(record.Offset(kStateAt), "string {}: {} is no state", i, uState);
         }
     }
 }
@@ -120,13 +117,12 @@ void CheckTargets(const ImageLayout& layout, const SlotTable& table, const char*
         const uint64_t ullRecord = table.Value(i);
         if (ullRecord >= layout.strings.uCount)
         {
-            pFindings->Add(table.slots.At(i).Offset(4),
-                           fmt::format("{}, slot {}: there is no string {}", pszName, i, ullRecord));
+            pFindings->Add(table.slots.At(i).Offset(4), "{}, slot {}: there is no string {}", pszName, i, ullRecord);
         }
         else if (layout.strings.At(ullRecord).Word(kHash0At) != table.Key(i))
         {
-            pFindings->Add(table.slots.At(i).Offset(),
-                           fmt::format("{}, slot {}: the key isn't the hash of string {}", pszName, i, ullRecord));
+            pFindings->Add(table.slots.At(i).Offset(), "{}, slot {}: the key isn't the hash of string {}", pszName, i,
+                           ullRecord);
         }
     }
 }
@@ -148,8 +144,7 @@ void CheckProbes(const SlotTable& table, const char* pszName, TableReport* pRepo
         const uint32_t uDistance = (uSlot - HomeSlot(table.Key(uSlot), table.uKeySize, uSlots)) & (uSlots - 1);
         if (ullStep >= uSlots && uDistance > uRun)
         {
-            pFindings->Add(table.slots.At(uSlot).Offset(),
-                           fmt::format("{}, slot {}: no lookup comes to its key", pszName, uSlot));
+            pFindings->Add(table.slots.At(uSlot).Offset(), "{}, slot {}: no lookup comes to its key", pszName, uSlot);
         }
         pReport->uLongestProbe = std::max(pReport->uLongestProbe, uDistance + 1);
         ++uRun;
@@ -165,7 +160,7 @@ void CheckPool(const ImageLayout& layout, ImageReport* pReport, Findings* pFindi
         const ByteView handle = layout.textHandles.At(i);
         if (handle.Long(0) >= layout.texts.Size())
         {
-            pFindings->Add(handle.Offset(), fmt::format("text {} lies outside the pool", i));
+            pFindings->Add(handle.Offset(), "text {} lies outside the pool", i);
         }
     }
 }
@@ -179,7 +174,7 @@ TableReport CheckTable(const SlotTable& table, const char* pszName, Findings* pF
     const uint32_t uSlots = report.uSlots;
     if (uSlots == 0 || (uSlots & (uSlots - 1)) != 0)
     {
-        pFindings->Add(table.slots.bytes.Offset(), fmt::format("{}: {} slots are no power of two", pszName, uSlots));
+        pFindings->Add(table.slots.bytes.Offset(), "{}: {} slots are no power of two", pszName, uSlots);
         return report;
     }
     for (uint32_t i = 0; i < uSlots; ++i)
@@ -188,13 +183,13 @@ TableReport CheckTable(const SlotTable& table, const char* pszName, Findings* pF
         report.uUsed += uUsed != 0 ? 1 : 0;
         if (uUsed > 1)
         {
-            pFindings->Add(table.slots.At(i).Offset(12), fmt::format("{}, slot {}: {} is no flag", pszName, i, uUsed));
+            pFindings->Add(table.slots.At(i).Offset(12), "{}, slot {}: {} is no flag", pszName, i, uUsed);
         }
     }
     if (table.uElements != report.uUsed)
     {
-        pFindings->Add(table.slots.bytes.Offset(),
-                       fmt::format("{}: {} used slots, and {} by its head", pszName, report.uUsed, table.uElements));
+        pFindings->Add(table.slots.bytes.Offset(), "{}: {} used slots, and {} by its head", pszName, report.uUsed,
+                       table.uElements);
     }
     CheckProbes(table, pszName, &report, pFindings);
     return report;
@@ -249,7 +244,7 @@ void CheckStrings(const ImageLayout& layout, ImageReport* pReport, Findings* pFi
         const std::string strWrong = WrongTextHandle(layout, ullHandle);
         if (!strWrong.empty())
         {
-            pFindings->Add(ullHandle == layout.ullRootPath ? 32 : 40, fmt::format("root: {}", strWrong));
+            pFindings->Add(ullHandle == layout.ullRootPath ? 32 : 40, "root: {}", strWrong);
         }
     }
 }

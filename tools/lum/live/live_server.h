@@ -19,8 +19,6 @@ public:
     // bFollow: watch the directories. vecTypes lives as long as this object.
     LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow);
     ~LiveServer();
-    LiveServer(const LiveServer&) = delete;
-    LiveServer& operator=(const LiveServer&) = delete;
 
     // Becomes the publisher, scans everything, and then publishes it. False with a message; nothing is published then.
     bool Start(const std::vector<SourceSpec>& vecSpecs, std::string* pstrError);

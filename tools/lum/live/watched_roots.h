@@ -18,8 +18,6 @@ class WatchedRoots
 public:
     WatchedRoots(LUMTrayService::enumAssetFrom eaf, HintSignal* pSignal);
     ~WatchedRoots();
-    WatchedRoots(const WatchedRoots&) = delete;
-    WatchedRoots& operator=(const WatchedRoots&) = delete;
 
     // Begins to watch. Without it there are no roots, and never a hint.
     void Watch(const std::vector<VOWString>& vecRoots);

@@ -22,10 +22,7 @@ namespace lum
 class EventPublisher
 {
 public:
-    EventPublisher() = default;
     ~EventPublisher();  // withdraws
-    EventPublisher(const EventPublisher&) = delete;
-    EventPublisher& operator=(const EventPublisher&) = delete;
 
     // Enables these sources, each with an image without events, and withdraws what a former publisher left. Only the
     // one publisher calls it. False with a message; nothing is left published then.

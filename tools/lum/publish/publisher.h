@@ -29,12 +29,8 @@ struct SourceImage
 class Publisher
 {
 public:
-    Publisher() = default;
-
     // Withdraws what is published.
     ~Publisher();
-    Publisher(const Publisher&) = delete;
-    Publisher& operator=(const Publisher&) = delete;
 
     // Becomes the one publisher. Nothing is touched before. False with a message when another one lives.
     bool Acquire(std::string* pstrError);

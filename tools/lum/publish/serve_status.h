@@ -37,10 +37,7 @@ static_assert(sizeof(ServeStatus) == 16 + 72 * LUMTrayService::ASSETTYPE_COUNT);
 class ServeStatusSection
 {
 public:
-    ServeStatusSection() = default;
     ~ServeStatusSection();
-    ServeStatusSection(const ServeStatusSection&) = delete;
-    ServeStatusSection& operator=(const ServeStatusSection&) = delete;
 
     void Open(bool bFollows);
     void Set(LUMTrayService::enumAssetFrom eaf, const SourceStatus& status);

@@ -16,10 +16,7 @@ namespace lum
 class EventStream
 {
 public:
-    EventStream() = default;
     ~EventStream();
-    EventStream(const EventStream&) = delete;
-    EventStream& operator=(const EventStream&) = delete;
 
     // Binds a listener to this source, or to all that are published. False with a message when there is none.
     bool Open(std::optional<LUMTrayService::enumAssetFrom> eaf, std::string* pstrError);

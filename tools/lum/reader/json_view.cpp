@@ -1,5 +1,7 @@
 #include "reader/json_view.h"
 
+#include <fmt/format.h>
+
 #include <nlohmann/json.hpp>
 
 #include "base/console.h"
@@ -19,42 +21,44 @@ std::string JsonText(const VOWString& strText)
 nlohmann::ordered_json JsonOf(const NodeView& view)
 {
     const structAssetNode& node = view.node;
-    nlohmann::ordered_json parsed;
-    parsed["from"] = SourceName(view.eaf);
-    parsed["path"] = JsonText(view.strPath);
-    parsed["name"] = JsonText(view.strName);
-    parsed["absolute"] = JsonText(view.strAbsolute);
-    parsed["folder"] = node.bFolder != 0;
-    parsed["size"] = node.ullFileSize;
-    parsed["created"] = node.ftCreateTime;
-    parsed["accessed"] = node.ftLastAccessTime;
-    parsed["written"] = node.ftLastWriteTime;
-    parsed["attributes"] = node.nFileAttribute;
-    parsed["type"] = node.nClassifyType < 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(node.nClassifyType);
-    parsed["type_name"] =
-        view.strTypeName.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(JsonText(view.strTypeName));
-    parsed["merge"] = node.uAssetMerge;
-    parsed["id"] = node.nAssetID;
-    parsed["parent"] =
-        node.nParentID == static_cast<UINT>(-1) ? nlohmann::ordered_json() : nlohmann::ordered_json(node.nParentID);
-    return parsed;
+    const auto orNull = [](bool bThere, auto value)
+    { return bThere ? nlohmann::ordered_json(value) : nlohmann::ordered_json(); };
+    return {{"from", SourceName(view.eaf)},
+            {"path", JsonText(view.strPath)},
+            {"name", JsonText(view.strName)},
+            {"absolute", JsonText(view.strAbsolute)},
+            {"folder", node.bFolder != 0},
+            {"size", node.ullFileSize},
+            {"created", node.ftCreateTime},
+            {"accessed", node.ftLastAccessTime},
+            {"written", node.ftLastWriteTime},
+            {"attributes", node.nFileAttribute},
+            {"type", orNull(node.nClassifyType >= 0, node.nClassifyType)},
+            {"type_name", orNull(!view.strTypeName.empty(), JsonText(view.strTypeName))},
+            {"merge", node.uAssetMerge},
+            {"id", node.nAssetID},
+            {"parent", orNull(node.nParentID != static_cast<UINT>(-1), node.nParentID)}};
 }
 
-JsonList::JsonList(Output* pOutput, const std::string& strName) : m_pOutput(pOutput)
+ResultList::ResultList(Output* pOutput, const char* pszName, bool bJson) : m_pOutput(pOutput), m_bJson(bJson)
 {
-    m_pOutput->Write("{" + nlohmann::json(strName).dump() + ": [");
+    m_pOutput->Write(bJson ? fmt::format("{{\"{}\": [", pszName) : "");
 }
 
-void JsonList::Add(const nlohmann::ordered_json& element)
+std::string ResultList::_Dump(const nlohmann::ordered_json& element)
 {
-    m_pOutput->Write(m_bFirst ? "\n" : ",\n");
-    m_pOutput->Write(element.dump());
+    return element.dump();
+}
+
+void ResultList::_Write(const std::string& strElement)
+{
+    m_pOutput->Write(strElement);
     m_bFirst = false;
 }
 
-void JsonList::End()
+void ResultList::End()
 {
-    m_pOutput->Write("\n]}\n");
+    m_pOutput->Write(m_bJson ? "\n]}\n" : "");
 }
 
 }  // namespace lum

@@ -3,9 +3,8 @@
 #include <fmt/format.h>
 
 #include "base/console.h"
-#include "base/exit_code.h"
 #include "base/index_keys.h"
-#include "base/library_log.h"
+#include "base/log.h"
 #include "base/sources.h"
 #include "base/text.h"
 #include "image/image_load.h"
@@ -194,6 +193,23 @@ ReaderSession::Opened ReaderSession::_OpenSource(enumAssetFrom eaf, std::string*
     return Opened::Yes;
 }
 
+std::vector<ReaderSession::Found> ReaderSession::FindOrComplain(const std::string& strArgument) const
+{
+    std::vector<Found> vecFound;
+    for (const ReaderSource& source : m_vecSources)
+    {
+        if (const std::optional<structAssetNode> node = source.FindArgument(strArgument))
+        {
+            vecFound.push_back({source, *node});
+        }
+    }
+    if (vecFound.empty())
+    {
+        Complain(fmt::format("{}: not in the index", strArgument));
+    }
+    return vecFound;
+}
+
 bool OpenOrComplain(std::optional<enumAssetFrom> eafWanted, ReaderSession* pSession)
 {
     std::string strError;
@@ -211,8 +227,7 @@ int Finish(bool bFound, Output* pOutput)
     const std::string strDamage = FirstLibraryError();
     if (!strDamage.empty())
     {
-        Complain(fmt::format("the published index is damaged: {}", strDamage));
-        return kExitError;
+        return EndWith(fmt::format("the published index is damaged: {}", strDamage));
     }
     return pOutput->Finish(bFound ? kExitFound : kExitNotFound);
 }

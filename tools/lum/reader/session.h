@@ -68,6 +68,14 @@ public:
 
     const std::vector<ReaderSource>& Sources() const { return m_vecSources; }
 
+    // The node that an argument names (FindArgument), in each source that has it; a complaint when none has.
+    struct Found
+    {
+        const ReaderSource& source;
+        LUMTrayService::structAssetNode node;
+    };
+    std::vector<Found> FindOrComplain(const std::string& strArgument) const;
+
 private:
     Opened _OpenSource(LUMTrayService::enumAssetFrom eaf, std::string* pstrError);
 

@@ -18,44 +18,6 @@ namespace lum
 namespace
 {
 
-struct BuiltInType
-{
-    int nNumber;
-    const VOWCHAR* pszName;
-    const VOWCHAR* pszExtensions;
-    unsigned uTypeColor;
-    unsigned uBackgroundColor;
-};
-
-constexpr BuiltInType kBuiltIn[] = {
-    {1, VOTEXT("model"),
-     VOTEXT("fbx|obj|gltf|glb|dae|3ds|stl|ply|usd|usda|usdc|usdz|abc|x3d|wrl|lwo|mesh|geo|vox|step|stp|iges|igs"),
-     0x2E86C1, 0xEBF5FB},
-    {2, VOTEXT("texture"),
-     VOTEXT("png|tga|dds|jpg|jpeg|bmp|tif|tiff|hdr|exr|ktx|ktx2|psd|gif|webp|svg|pvr|astc|ico|ppm|pgm"), 0x28B463,
-     0xEAFAF1},
-    {3, VOTEXT("material"), VOTEXT("mtl|mat|mtlx|material|mdl|sbs|sbsar|osl"), 0xD68910, 0xFEF5E7},
-    {4, VOTEXT("animation"), VOTEXT("anim|ani|bvh|bip|skel|skeleton|motion|mot|clip|amc|asf|trc|c3d|vmd"), 0x884EA0,
-     0xF5EEF8},
-    {5, VOTEXT("shader"),
-     VOTEXT("hlsl|glsl|vert|frag|geom|tesc|tese|comp|fx|fxh|cg|cginc|shader|usf|ush|wgsl|metal|spv"), 0xC0392B,
-     0xFDEDEC},
-    {6, VOTEXT("scene"), VOTEXT("scene|scn|level|map|prefab|world|layout|blend|max|ma|mb|c4d|hip|nif|terrain"),
-     0x17A589, 0xE8F8F5},
-    {7, VOTEXT("effect"), VOTEXT("vfx|sfx|pfx|particle|emitter|efx|vdb|vf"), 0xCA6F1E, 0xFDF2E9},
-    {8, VOTEXT("sound"), VOTEXT("wav|ogg|mp3|flac|aif|aiff|opus|m4a|mid|midi|bank"), 0x2471A3, 0xEAF2F8},
-    {9, VOTEXT("video"), VOTEXT("mp4|avi|mov|mkv|webm|wmv|ogv|m4v"), 0x7D3C98, 0xF4ECF7},
-    {10, VOTEXT("font"), VOTEXT("ttf|otf|ttc|woff|woff2|fnt|bdf"), 0x707B7C, 0xF4F6F6},
-    {11, VOTEXT("script"), VOTEXT("lua|py|js|ts|mel|ms|vbs|sh|bat|cmd|ps1|rb|pl|nut|as"), 0x9A7D0A, 0xFEF9E7},
-    {12, VOTEXT("source"), VOTEXT("c|cc|cpp|cxx|h|hh|hpp|hxx|inl|ipp|cs|java|rs|go|m|mm|swift|asm|s|def|idl|tcc|cmake"),
-     0x1F618D, 0xEBF5FB},
-    {13, VOTEXT("data"), VOTEXT("json|xml|yaml|yml|toml|ini|cfg|conf|csv|tab|tsv|db|sqlite|bin|dat|lod|nav"), 0x5D6D7E,
-     0xEBEDEF},
-    {14, VOTEXT("document"), VOTEXT("txt|md|pdf|doc|docx|xls|xlsx|ppt|pptx|html|htm|css|rst|odt|ods|rtf|log"), 0x839192,
-     0xF2F4F4},
-    {15, VOTEXT("package"), VOTEXT("zip|7z|rar|tar|gz|bz2|xz|zst|tgz|pak|cab|iso"), 0x6E2C00, 0xFBEEE6},
-};
-
 bool ParseColor(const VOWString& strWord, Color* pColor)
 {
     if (strWord.size() != 7 || strWord[0] != '#')
@@ -178,13 +140,55 @@ std::string ParseType(const VOWString& strLine, Taken* pTaken, ClassifyType* pTy
 
 std::vector<ClassifyType> BuiltInTypes()
 {
-    std::vector<ClassifyType> vecTypes;
-    for (const BuiltInType& type : kBuiltIn)
-    {
-        vecTypes.push_back(
-            {type.nNumber, type.pszName, type.pszExtensions, Color{type.uTypeColor}, Color{type.uBackgroundColor}});
-    }
-    return vecTypes;
+    return {
+        {1,
+         VOTEXT("model"),
+         VOTEXT("fbx|obj|gltf|glb|dae|3ds|stl|ply|usd|usda|usdc|usdz|abc|x3d|wrl|lwo|mesh|geo|vox|step|stp|iges|igs"),
+         {0x2E86C1},
+         {0xEBF5FB}},
+        {2,
+         VOTEXT("texture"),
+         VOTEXT("png|tga|dds|jpg|jpeg|bmp|tif|tiff|hdr|exr|ktx|ktx2|psd|gif|webp|svg|pvr|astc|ico|ppm|pgm"),
+         {0x28B463},
+         {0xEAFAF1}},
+        {3, VOTEXT("material"), VOTEXT("mtl|mat|mtlx|material|mdl|sbs|sbsar|osl"), {0xD68910}, {0xFEF5E7}},
+        {4,
+         VOTEXT("animation"),
+         VOTEXT("anim|ani|bvh|bip|skel|skeleton|motion|mot|clip|amc|asf|trc|c3d|vmd"),
+         {0x884EA0},
+         {0xF5EEF8}},
+        {5,
+         VOTEXT("shader"),
+         VOTEXT("hlsl|glsl|vert|frag|geom|tesc|tese|comp|fx|fxh|cg|cginc|shader|usf|ush|wgsl|metal|spv"),
+         {0xC0392B},
+         {0xFDEDEC}},
+        {6,
+         VOTEXT("scene"),
+         VOTEXT("scene|scn|level|map|prefab|world|layout|blend|max|ma|mb|c4d|hip|nif|terrain"),
+         {0x17A589},
+         {0xE8F8F5}},
+        {7, VOTEXT("effect"), VOTEXT("vfx|sfx|pfx|particle|emitter|efx|vdb|vf"), {0xCA6F1E}, {0xFDF2E9}},
+        {8, VOTEXT("sound"), VOTEXT("wav|ogg|mp3|flac|aif|aiff|opus|m4a|mid|midi|bank"), {0x2471A3}, {0xEAF2F8}},
+        {9, VOTEXT("video"), VOTEXT("mp4|avi|mov|mkv|webm|wmv|ogv|m4v"), {0x7D3C98}, {0xF4ECF7}},
+        {10, VOTEXT("font"), VOTEXT("ttf|otf|ttc|woff|woff2|fnt|bdf"), {0x707B7C}, {0xF4F6F6}},
+        {11, VOTEXT("script"), VOTEXT("lua|py|js|ts|mel|ms|vbs|sh|bat|cmd|ps1|rb|pl|nut|as"), {0x9A7D0A}, {0xFEF9E7}},
+        {12,
+         VOTEXT("source"),
+         VOTEXT("c|cc|cpp|cxx|h|hh|hpp|hxx|inl|ipp|cs|java|rs|go|m|mm|swift|asm|s|def|idl|tcc|cmake"),
+         {0x1F618D},
+         {0xEBF5FB}},
+        {13,
+         VOTEXT("data"),
+         VOTEXT("json|xml|yaml|yml|toml|ini|cfg|conf|csv|tab|tsv|db|sqlite|bin|dat|lod|nav"),
+         {0x5D6D7E},
+         {0xEBEDEF}},
+        {14,
+         VOTEXT("document"),
+         VOTEXT("txt|md|pdf|doc|docx|xls|xlsx|ppt|pptx|html|htm|css|rst|odt|ods|rtf|log"),
+         {0x839192},
+         {0xF2F4F4}},
+        {15, VOTEXT("package"), VOTEXT("zip|7z|rar|tar|gz|bz2|xz|zst|tgz|pak|cab|iso"), {0x6E2C00}, {0xFBEEE6}},
+    };
 }
 
 bool ReadTypesFile(const std::string& strNative, std::vector<ClassifyType>* pvecTypes, std::string* pstrError)

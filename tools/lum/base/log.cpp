@@ -1,9 +1,11 @@
-#include "base/log_file.h"
+#include "base/log.h"
 
 #include <fmt/format.h>
+#include <stdio.h>
 
 #include <atomic>
 #include <filesystem>
+#include <mutex>
 #include <system_error>
 
 #include "base/files.h"
@@ -20,6 +22,26 @@ namespace
 // Its state is a path that is only read once the flag is set, so that any thread may write.
 VOLogOutput g_output;
 std::atomic<bool> g_bStarted{false};
+
+std::mutex g_lock;
+std::string g_strFirst;
+
+// The library's texts bring their line ends.
+int NoteLine(VOLOG_PRIORITY emPriority, const char* pszText)
+{
+    (void)fputs(pszText, stderr);
+    (void)fflush(stderr);
+    if (g_bStarted)
+    {
+        g_output.OutputPrintf(emPriority, pszText);
+    }
+    const std::lock_guard<std::mutex> guard(g_lock);
+    if (emPriority == VOLOG_ERROR && g_strFirst.empty())
+    {
+        g_strFirst = WithoutLineEnd(pszText);
+    }
+    return 1;
+}
 
 }  // namespace
 
@@ -59,12 +81,15 @@ void LogLine(VOLOG_PRIORITY emPriority, std::string_view strLine)
     }
 }
 
-void LogLibraryText(VOLOG_PRIORITY emPriority, const char* pszText)
+void WatchLibraryLog()
 {
-    if (g_bStarted)
-    {
-        g_output.OutputPrintf(emPriority, pszText);
-    }
+    SetLogPrintfFunction(&NoteLine);
+}
+
+std::string FirstLibraryError()
+{
+    const std::lock_guard<std::mutex> guard(g_lock);
+    return g_strFirst;
 }
 
 }  // namespace lum

@@ -1,4 +1,4 @@
-// The string block of an image: records, texts, and the two tables that lead to the records.
+// What the check of an image is put together from.
 #pragma once
 
 #include "image/image_check.h"
@@ -6,6 +6,10 @@
 namespace lum
 {
 
+// The nodes of an image: records, child lists, and the table that leads from keys to nodes.
+void CheckNodes(const ImageLayout& layout, ImageReport* pReport, Findings* pFindings);
+
+// The string block of an image: records, texts, and the two tables that lead to the records.
 void CheckStrings(const ImageLayout& layout, ImageReport* pReport, Findings* pFindings);
 
 // Counts the slots of a table, and checks that a lookup comes to each used one.
