@@ -192,6 +192,22 @@ TEST(StackWalker, CopiesShareWhatTheyOwn)
     EXPECT_LT(2u, copy.vecOutput.size());
 }
 
+TEST(StackWalker, ACopyHasTheSummaryAndTheOptions)
+{
+    Walker walker(StackWalker::RetrieveLine, "path");
+    walker.m_nSummaryFrames = 3;
+    walker.m_bNoFrameKept = 1;
+    walker.m_bD3D11Translate = 1;
+    strcpy(walker.m_szSummary, "function,module|");
+    strcpy(walker.m_szFirstSourceFile, "file.cpp");
+    const Walker copy(walker);
+    EXPECT_EQ(3, copy.m_nSummaryFrames);
+    EXPECT_EQ(1, copy.m_bNoFrameKept);
+    EXPECT_EQ(1, copy.m_bD3D11Translate);
+    EXPECT_STREQ("function,module|", copy.m_szSummary);
+    EXPECT_STREQ("file.cpp", copy.m_szFirstSourceFile);
+}
+
 TEST(StackWalkerInternal, WithoutAnOwnerNothingIsBound)
 {
     StackWalkerInternal internal(nullptr, VOCurrentProcessHandle());
