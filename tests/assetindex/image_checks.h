@@ -128,21 +128,23 @@ inline void ExpectSame(const VOTSAssetNodeContainer& container, const ModelConta
     }
 }
 
+// Counts the visits of a walk, and stops it: links of a damaged image may multiply, and a walk ends by itself, but it
+// may take millions of visits.
+struct CountedWalk
+{
+    size_t uVisits = 0;
+    static int Visit(const structAssetNode&, void* pvParam, int& bStop)
+    {
+        bStop = ++static_cast<CountedWalk*>(pvParam)->uVisits >= 10'000 ? 1 : 0;
+        return 0;
+    }
+};
+
 // Asks a container everything, following whatever ids, handles and lists it hands out. The image may be damaged in any
 // way: nothing may be touched outside it, walks must end, and results must stay in their buffers. Gives the number of
 // answers.
 inline size_t AskEverything(const VOTSAssetNodeContainer& container)
 {
-    struct Walk
-    {
-        size_t uVisits = 0;
-        static int Visit(const structAssetNode&, void* pvParam, int& bStop)
-        {
-            // Links may multiply: a walk ends by itself, but it may take millions of visits.
-            bStop = ++static_cast<Walk*>(pvParam)->uVisits >= 10'000 ? 1 : 0;
-            return 0;
-        }
-    };
     size_t uAnswers = 0;
     const auto askText = [&](void* hString)
     {
@@ -177,8 +179,8 @@ inline size_t AskEverything(const VOTSAssetNodeContainer& container)
         uAnswers += static_cast<size_t>(container.GetAssetPath(uID, 4, path.szText));
         uAnswers += static_cast<size_t>(container.GetAssetAbsolutePath(uID, MAX_PATH, path.szText));
         EXPECT_TRUE(path.InBounds());
-        Walk walk;
-        (void)VOTSAssetNodeContainerHelper::TraverseAssetNode(&container, uID, 3, 1, &Walk::Visit, &walk);
+        CountedWalk walk;
+        (void)VOTSAssetNodeContainerHelper::TraverseAssetNode(&container, uID, 3, 1, &CountedWalk::Visit, &walk);
         uAnswers += walk.uVisits;
     }
     for (unsigned int uHandle = 0; uHandle < 64; ++uHandle)

@@ -10,29 +10,17 @@
 
 #include "fileevent/event_test_tools.h"
 #include "platform/vo_process.h"
-#include "platform/vo_section_publisher.h"
+#include "support/state_section.h"
+#include "support/waiting.h"
 
 namespace eventtest
 {
 
 using namespace LUMTrayService::Inspector;
+using votest::WaitUntil;
 
 inline const std::string kInspector = "VOTSFileEventMappingInspector::";
 inline const std::string kAssemble = "VOTSFileEventMappingAssemble::";
-
-// Waits until something is so; false after a minute without it.
-inline bool WaitUntil(const std::function<bool()>& fnSo)
-{
-    for (int nStep = 0; nStep < 60000; ++nStep)
-    {
-        if (fnSo())
-        {
-            return true;
-        }
-        VOSleepMilliseconds(1);
-    }
-    return false;
-}
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Publisher
@@ -75,8 +63,8 @@ public:
     explicit Publisher(NoState) {}
     explicit Publisher(const Bytes& state = EmptyState()) { PutState(state); }
 
-    void PutState(const Bytes& state) { ASSERT_TRUE(m_state.Replace(kpszStateName, state.data(), state.size())); }
-    void DropState() { EXPECT_TRUE(m_state.Withdraw()); }
+    void PutState(const Bytes& state) { m_state.Put(state); }
+    void DropState() { m_state.Drop(); }
 
     // The words of a source's record by their offset in it.
     static constexpr unsigned int kEnable = 0;
@@ -84,11 +72,11 @@ public:
     static constexpr unsigned int kReaders = 24;
     unsigned int Word(unsigned int uSource, unsigned int uOffset) const
     {
-        return std::atomic_ref<unsigned int>(*At<unsigned int>(uSource, uOffset)).load();
+        return m_state.Word<unsigned int>(_At(uSource, uOffset));
     }
     void SetWord(unsigned int uSource, unsigned int uOffset, unsigned int uValue) const
     {
-        std::atomic_ref<unsigned int>(*At<unsigned int>(uSource, uOffset)).store(uValue);
+        m_state.SetWord<unsigned int>(_At(uSource, uOffset), uValue);
     }
     void SetEnabled(unsigned int uSource, unsigned int uValue) const { SetWord(uSource, kEnable, uValue); }
     void SetActiveSlot(unsigned int uSource, unsigned int uSlot) const { SetWord(uSource, kActiveSlot, uSlot); }
@@ -99,7 +87,7 @@ public:
     }
     void SetTime(unsigned int uSource, unsigned int uSlot, Time ullTime) const
     {
-        std::atomic_ref<Time>(*At<Time>(uSource, 8 + 8 * uSlot)).store(ullTime);
+        m_state.SetWord<Time>(_At(uSource, 8 + 8 * uSlot), ullTime);
     }
 
     void PutData(unsigned int uSource, unsigned int uSlot, const Bytes& data)
@@ -127,16 +115,12 @@ public:
         Publish(uSource, ImageOf(container), ullTime);
     }
 
-    unsigned char* State() const { return static_cast<unsigned char*>(m_state.Data()); }
+    unsigned char* State() const { return m_state.Data(); }
 
 private:
-    template <typename T>
-    T* At(unsigned int uSource, unsigned int uOffset) const
-    {
-        return reinterpret_cast<T*>(State() + 16 + 32 * uSource + uOffset);
-    }
+    static size_t _At(unsigned int uSource, unsigned int uOffset) { return 16 + 32 * uSource + uOffset; }
 
-    VOPublishedSection m_state;
+    votest::StateSection m_state{kpszStateName};
     VOPublishedSection m_akData[ASSETTYPE_COUNT][2];
 };
 

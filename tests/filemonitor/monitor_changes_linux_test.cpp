@@ -17,7 +17,7 @@ TEST(FileMonitorChanges, SubfoldersAreWatchedFromTheMomentTheyAreThere)
     monitor.AddFileMonitorListener(&listener);
     monitor.BeginThread();
     unsigned uSigns = 0;
-    ASSERT_TRUE(WaitFor(
+    ASSERT_TRUE(WaitUntil(
         [&]
         {
             folder.Write("old/sign" + std::to_string(uSigns++));
@@ -32,12 +32,12 @@ TEST(FileMonitorChanges, SubfoldersAreWatchedFromTheMomentTheyAreThere)
         const std::vector<std::string> vecCalls = listener.Calls();
         return std::find(vecCalls.begin(), vecCalls.end(), strCall) != vecCalls.end();
     };
-    EXPECT_TRUE(WaitFor([&] { return Told("Add " + folder.Shown("moved/deep/b.txt")); }));
+    EXPECT_TRUE(WaitUntil([&] { return Told("Add " + folder.Shown("moved/deep/b.txt")); }));
     EXPECT_TRUE(Told("Add " + folder.Shown("new")));
     EXPECT_TRUE(Told("Add " + folder.Shown("new/deep/a.txt")) || Told("Add " + folder.Shown("moved/deep/a.txt")));
     EXPECT_FALSE(Told("Modified " + folder.Shown("moved"))) << "folders are never modified";
     monitor.SuspendFileMonitor(true);
-    EXPECT_TRUE(WaitFor([&] { return monitor.RemoveFileMonitorListener(&listener) == 1; }));
+    EXPECT_TRUE(WaitUntil([&] { return monitor.RemoveFileMonitorListener(&listener) == 1; }));
     monitor.UnInit();
 }
 

@@ -19,7 +19,7 @@ public:
         EXPECT_EQ(1, m_monitor.Init((m_folder.Text() + strSeparatorBehind).c_str()));
         EXPECT_EQ(1, m_monitor.AddFileMonitorListener(&m_listener));
         m_monitor.BeginThread();
-        EXPECT_TRUE(WaitFor(
+        EXPECT_TRUE(WaitUntil(
             [&]
             {
                 m_folder.Write("sign" + std::to_string(m_uSigns++));
@@ -31,7 +31,7 @@ public:
     ~WatchedFolder()
     {
         m_monitor.SuspendFileMonitor(true);
-        EXPECT_TRUE(WaitFor([&] { return m_monitor.RemoveFileMonitorListener(&m_listener) == 1; }));
+        EXPECT_TRUE(WaitUntil([&] { return m_monitor.RemoveFileMonitorListener(&m_listener) == 1; }));
         m_monitor.UnInit();
     }
     WatchedFolder(const WatchedFolder&) = delete;
@@ -56,7 +56,7 @@ public:
     {
         const std::string strSign = "sign_last" + std::to_string(m_uSigns++);
         m_folder.Write(strSign);
-        EXPECT_TRUE(WaitFor(
+        EXPECT_TRUE(WaitUntil(
             [&]
             {
                 const Texts vecCalls = m_listener.Calls();

@@ -28,7 +28,7 @@ Texts Delivered(const std::vector<Event>& vecEvents, const std::vector<VOWString
         monitor.Push(event);
     }
     monitor.SuspendEventDispatcher(false);
-    EXPECT_TRUE(WaitFor([&] { return monitor.HasFileEvent() == 0; }));
+    EXPECT_TRUE(WaitUntil([&] { return monitor.HasFileEvent() == 0; }));
     monitor.UnInit();
     return listener.Calls();
 }
@@ -58,7 +58,7 @@ TEST(FileMonitorDelivery, ALoneRemoveIsDeliveredOneRoundLate)
     monitor.Push(MakeEvent(kRemove, VOTEXT("C:/x")));
     const Clock::time_point start = Clock::now();
     monitor.SuspendEventDispatcher(false);
-    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == Texts{"Remove C:/x"}; }));
+    EXPECT_TRUE(WaitUntil([&] { return listener.Calls() == Texts{"Remove C:/x"}; }));
     EXPECT_LE(450, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count())
         << "a round is one sleep of 500 ms, less what a clock's step may take off";
     EXPECT_EQ(2, monitor.m_nSpecialEventCount) << "held once, and the hold ended";
@@ -114,7 +114,7 @@ TEST(FileMonitorDelivery, WithoutListenersEventsAreTakenAndVanish)
     ASSERT_EQ(1, monitor.Init(folder.Text().c_str()));
     monitor.Push(MakeEvent(kAdd, VOTEXT("C:/a")));
     monitor.SuspendEventDispatcher(false);
-    EXPECT_TRUE(WaitFor([&] { return monitor.HasFileEvent() == 0; }));
+    EXPECT_TRUE(WaitUntil([&] { return monitor.HasFileEvent() == 0; }));
     monitor.UnInit();
 }
 
@@ -135,7 +135,7 @@ protected:
         m_listener.Clear();
         m_monitor.Push(MakeEvent(kAdd, pszPath));
         m_monitor.Push(MakeEvent(kAdd, VOTEXT("end")));
-        EXPECT_TRUE(WaitFor([&] { return !m_listener.Calls().empty() && m_listener.Calls().back() == "Add end"; }));
+        EXPECT_TRUE(WaitUntil([&] { return !m_listener.Calls().empty() && m_listener.Calls().back() == "Add end"; }));
         return m_listener.Calls();
     }
 
@@ -179,7 +179,7 @@ TEST_F(FilteredMonitor, FiltersComeAndGoWhileItDelivers)
             m_monitor.SuspendEventDispatcher(false);
         }
     }
-    EXPECT_TRUE(WaitFor([&] { return m_listener.Calls().size() == 200; }));
+    EXPECT_TRUE(WaitUntil([&] { return m_listener.Calls().size() == 200; }));
     EXPECT_EQ(19u, m_monitor.m_vecFilterDir.size());
 }
 

@@ -108,11 +108,11 @@ TEST_F(FileMonitorFaults, AReadThatFailsIsMadeAgainInSilence)
     const votest::LogCapture log;
     VOFaultArm("ReadDirectoryChangesW", 1, true);
     m_monitor.BeginThread();
-    EXPECT_TRUE(WaitFor([] { return VOFaultHits() >= 2; }));
+    EXPECT_TRUE(WaitUntil([] { return VOFaultHits() >= 2; }));
     EXPECT_FALSE(m_monitor.IsWatching());
     VOFaultDisarm();
-    EXPECT_TRUE(WaitFor([this] { return m_monitor.IsWatching(); })) << "a later one goes on";
-    EXPECT_TRUE(WaitFor(
+    EXPECT_TRUE(WaitUntil([this] { return m_monitor.IsWatching(); })) << "a later one goes on";
+    EXPECT_TRUE(WaitUntil(
         [&]
         {
             m_folder.Write("a", "x");
@@ -135,7 +135,7 @@ TEST_F(FileMonitorFaults, WhatTheSystemLostIsCounted)
     m_monitor.BeginThread();
     VOFaultArm("inotify.overflow", 1, false);
     EXPECT_EQ(0u, m_monitor.LostChanges());
-    EXPECT_TRUE(WaitFor(
+    EXPECT_TRUE(WaitUntil(
         [&]
         {
             m_folder.Write("a", "x");
@@ -203,12 +203,12 @@ TEST_F(FileMonitorFaults, UnInitLetsBothThreadsGoBeforeItWaitsForOne)
     ASSERT_EQ(1, m_monitor.CreateFileEventProcessThread());
     m_monitor.m_hFileMonitorThread = ::CreateThread(nullptr, 0, &HoldALock, nullptr, 0, nullptr);
     m_monitor.m_overLapped.hEvent = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    EXPECT_TRUE(WaitFor([] { return g_nInside == 1; }));
+    EXPECT_TRUE(WaitUntil([] { return g_nInside == 1; }));
     m_monitor.SuspendFileMonitor(true);
     g_bLeave = true;
     m_monitor.SuspendEventDispatcher(false);
     m_monitor.Push(MakeEvent(VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD, VOTEXT("C:/a")));
-    EXPECT_TRUE(WaitFor([&] { return listener.nInside == 1; }));
+    EXPECT_TRUE(WaitUntil([&] { return listener.nInside == 1; }));
     const HANDLE hMonitorThread = m_monitor.m_hFileMonitorThread;
 
     const votest::LogCapture log;

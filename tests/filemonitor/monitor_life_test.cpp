@@ -228,7 +228,7 @@ TEST(FileMonitorLife, SuspendingTwiceSuspendsOnceAndOneResumeIsEnough)
     EXPECT_TRUE(listener.Calls().empty());
     EXPECT_EQ(1, monitor.SuspendEventDispatcher(false));
     EXPECT_FALSE(monitor.m_bFileEventSuspended);
-    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == Texts{"Add C:/a"}; }));
+    EXPECT_TRUE(WaitUntil([&] { return listener.Calls() == Texts{"Add C:/a"}; }));
     monitor.SuspendThread();
     EXPECT_EQ(1, monitor.RemoveFileMonitorListener(&listener));
     monitor.UnInit();

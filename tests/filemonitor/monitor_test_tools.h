@@ -12,10 +12,13 @@
 
 #include "support/log_capture.h"
 #include "support/text.h"
+#include "support/waiting.h"
 #include "vots_file_monitor.h"
 
 namespace monitortest
 {
+using votest::WaitUntil;
+
 constexpr int kAdd = VOTSFileMonitorManager::FILE_MONITOR_EVENT_ADD;
 constexpr int kRemove = VOTSFileMonitorManager::FILE_MONITOR_EVENT_REMOVE;
 constexpr int kRename = VOTSFileMonitorManager::FILE_MONITOR_EVENT_RENAME;
@@ -98,20 +101,6 @@ private:
     mutable std::mutex m_lock;
     std::vector<std::string> m_vecCalls;
 };
-
-// Waits until a condition holds; false when it doesn't for very long.
-inline bool WaitFor(const std::function<bool()>& Holds)
-{
-    for (int i = 0; i < 6000; ++i)
-    {
-        if (Holds())
-        {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-}
 
 inline std::string Line(const std::string& strText, const std::string& strFunction,
                         const std::string& strClass = "VOTSFileMonitorManager")

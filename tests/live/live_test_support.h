@@ -5,20 +5,14 @@
 #include <set>
 #include <thread>
 
+#include "support/waiting.h"
 #include "tests/lum_support/lum_test_support.h"
 
-// Waits until a condition holds; false when it doesn't for very long.
-inline bool WaitUntil(const std::function<bool()>& Holds)
+// For conditions that take a process of their own to look at.
+template <typename Condition>
+bool WaitUntil(Condition&& holds)
 {
-    for (int i = 0; i < 1200; ++i)
-    {
-        if (Holds())
-        {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
+    return votest::WaitUntil(holds, std::chrono::milliseconds(50));
 }
 
 // "lum watch --json". Constructed, it gets every event from now on.

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "assetindex/image_checks.h"
-#include "platform/vo_section_publisher.h"
+#include "support/state_section.h"
 #include "vots_file_mapping.h"
 
 namespace mappingtest
@@ -106,17 +106,17 @@ public:
 
     explicit Publisher(const Bytes& state = EmptyState()) { PutState(state); }
 
-    void PutState(const Bytes& state) { ASSERT_TRUE(m_state.Replace(kpszStateName, state.data(), state.size())); }
-    void DropState() { EXPECT_TRUE(m_state.Withdraw()); }
+    void PutState(const Bytes& state) { m_state.Put(state); }
+    void DropState() { m_state.Drop(); }
 
     // The words of a source's record: 0 enabled, 1 update count, 2 readers.
     unsigned int Word(unsigned int uSource, unsigned int uWord) const
     {
-        return std::atomic_ref<unsigned int>(Address(uSource)[uWord]).load();
+        return m_state.Word<unsigned int>(12 + 12 * uSource + 4 * uWord);
     }
     void SetWord(unsigned int uSource, unsigned int uWord, unsigned int uValue) const
     {
-        std::atomic_ref<unsigned int>(Address(uSource)[uWord]).store(uValue);
+        m_state.SetWord<unsigned int>(12 + 12 * uSource + 4 * uWord, uValue);
     }
     void SetEnabled(unsigned int uSource, unsigned int uValue) const { SetWord(uSource, 0, uValue); }
     void SetCount(unsigned int uSource, unsigned int uValue) const { SetWord(uSource, 1, uValue); }
@@ -142,12 +142,7 @@ public:
     unsigned char* Data(unsigned int uSource) const { return static_cast<unsigned char*>(m_akData[uSource].Data()); }
 
 private:
-    unsigned int* Address(unsigned int uSource) const
-    {
-        return reinterpret_cast<unsigned int*>(static_cast<unsigned char*>(m_state.Data()) + 12 + 12 * uSource);
-    }
-
-    VOPublishedSection m_state;
+    votest::StateSection m_state{kpszStateName};
     VOPublishedSection m_akData[ASSETTYPE_COUNT];
     unsigned int m_uLastCount = 100;
 };
@@ -236,16 +231,6 @@ inline ModelContainer OneFileModel(const VOWString& strPath)
 // walks end. Gives the number of answers.
 inline size_t AskEverything(const VOTSFileMappingInspector& inspector)
 {
-    struct Walk
-    {
-        size_t uVisits = 0;
-        static int Visit(const structAssetNode&, void* pvParam, int& bStop)
-        {
-            // Links may multiply: a walk ends by itself, but it may take millions of visits.
-            bStop = ++static_cast<Walk*>(pvParam)->uVisits >= 10'000 ? 1 : 0;
-            return 0;
-        }
-    };
     size_t uAnswers = 0;
     const unsigned int uCount = inspector.GetAssetNodeCount();
     for (unsigned int uID = 0; uID < std::min(uCount, 64u) + 2; ++uID)
@@ -272,11 +257,11 @@ inline size_t AskEverything(const VOTSFileMappingInspector& inspector)
         IDs vecIDs;
         uAnswers += inspector.GetAssetChildCount(uID, 3);
         uAnswers += static_cast<size_t>(inspector.GetAssetChildIndexList(uID, 3, vecIDs)) + vecIDs.size();
-        Walk walk;
-        (void)inspector.TraverseAssetNode(uID, 3, 1, &Walk::Visit, &walk);
-        (void)inspector.TraverseAssetNode_AssetMerge(uID, ~0u, 1, &Walk::Visit, &walk);
-        (void)inspector.TraverseAssetNode_FileName(uID, VOTEXT("a"), 0, 3, 1, &Walk::Visit, &walk);
-        (void)inspector.TraverseAssetNode_Extension(uID, VOTEXT("png|txt"), 0, 1, &Walk::Visit, &walk);
+        CountedWalk walk;
+        (void)inspector.TraverseAssetNode(uID, 3, 1, &CountedWalk::Visit, &walk);
+        (void)inspector.TraverseAssetNode_AssetMerge(uID, ~0u, 1, &CountedWalk::Visit, &walk);
+        (void)inspector.TraverseAssetNode_FileName(uID, VOTEXT("a"), 0, 3, 1, &CountedWalk::Visit, &walk);
+        (void)inspector.TraverseAssetNode_Extension(uID, VOTEXT("png|txt"), 0, 1, &CountedWalk::Visit, &walk);
         uAnswers += walk.uVisits;
     }
     for (unsigned int uHandle = 0; uHandle < 64; ++uHandle)

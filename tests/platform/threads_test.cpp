@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/platform/platform_test_support.h"
+#include "tests/support/waiting.h"
 
 namespace
 {
@@ -86,22 +87,6 @@ private:
                             }
                         }};
 };
-
-// Waits until a condition holds.
-template <class Condition>
-bool Eventually(Condition fnCondition)
-{
-    const ULONGLONG uUntil = GetTickCount64() + LONG_TIME;
-    while (!fnCondition())
-    {
-        if (GetTickCount64() > uUntil)
-        {
-            return false;
-        }
-        Sleep(1);
-    }
-    return true;
-}
 }  // namespace
 
 TEST(Threads, RunTheirProcedureWithItsParameter)
@@ -249,7 +234,7 @@ TEST(Threads, CanSuspendThemselves)
         hSelf = thread.Handle();
         EXPECT_EQ(1u, ResumeThread(thread.Handle()));
         // It is suspended from the moment in which there is something to resume.
-        EXPECT_TRUE(Eventually([&] { return ResumeThread(thread.Handle()) == 1; }));
+        EXPECT_TRUE(votest::WaitUntil([&] { return ResumeThread(thread.Handle()) == 1; }));
         EXPECT_EQ(DWORD{WAIT_OBJECT_0}, WaitForSingleObject(thread.Handle(), LONG_TIME));
         EXPECT_EQ(0u, uPrevious);
     }
@@ -297,7 +282,7 @@ TEST(Threads, ThatWaitAreSuspendedInTheirWaitAndWaitOnAfterwards)
                 EXPECT_EQ(DWORD{WAIT_OBJECT_0}, WaitForSingleObject(hEvent, INFINITE));
                 bPassed = true;
             });
-        ASSERT_TRUE(Eventually([&] { return bWaits.load(); }));
+        ASSERT_TRUE(votest::WaitUntil([&] { return bWaits.load(); }));
         EXPECT_EQ(0u, SuspendThread(thread.Handle()));
         EXPECT_EQ(1u, ResumeThread(thread.Handle()));
         EXPECT_EQ(0u, SuspendThread(thread.Handle()));
@@ -321,7 +306,7 @@ TEST(Threads, LeaveASignalToTheOthersWhileTheyStandStill)
     };
     TestThread first(fnWait);
     TestThread second(fnWait);
-    ASSERT_TRUE(Eventually([&] { return nWaiting == 2; }));
+    ASSERT_TRUE(votest::WaitUntil([&] { return nWaiting == 2; }));
     EXPECT_EQ(0u, SuspendThread(first.Handle()));
     EXPECT_TRUE(SetEvent(hEvent));
     EXPECT_EQ(DWORD{WAIT_OBJECT_0}, WaitForSingleObject(second.Handle(), LONG_TIME));
@@ -354,7 +339,7 @@ TEST(Threads, SleepNoShorterForBeingSuspended)
                     }
                     uTook = GetTickCount64() - uFrom;
                 });
-            ASSERT_TRUE(Eventually([&] { return bBegan.load(); }));
+            ASSERT_TRUE(votest::WaitUntil([&] { return bBegan.load(); }));
             for (int nRound = 0; nRound < 20; ++nRound)
             {
                 EXPECT_NE(kFailedCall, SuspendThread(thread.Handle()));
@@ -376,7 +361,7 @@ TEST(Threads, ThatSuspendOneAnotherAreResumedByAThird)
         TestThread second([&] { SuspendThread(hFirst); }, CREATE_SUSPENDED);
         hFirst = first.Handle();
         hSecond = second.Handle();
-        ASSERT_TRUE(Eventually(
+        ASSERT_TRUE(votest::WaitUntil(
             [&]
             {
                 ResumeThread(first.Handle());
