@@ -194,7 +194,7 @@ TEST(StackWalker, CopiesShareWhatTheyOwn)
 
 TEST(StackWalker, ACopyHasTheSummaryAndTheOptions)
 {
-    Walker walker(StackWalker::RetrieveLine, "path");
+    Walker walker(0, "path");
     walker.m_nSummaryFrames = 3;
     walker.m_bNoFrameKept = 1;
     walker.m_bD3D11Translate = 1;
