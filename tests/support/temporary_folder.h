@@ -14,11 +14,13 @@ class TemporaryFolder
 public:
     TemporaryFolder()
     {
+        // A process before, of the same number, may have left one behind that can't be removed.
         static unsigned s_uNumber = 0;
-        m_path = std::filesystem::temp_directory_path() /
-                 ("vobase_test_" + std::to_string(VOProcessId()) + "_" + std::to_string(++s_uNumber));
-        std::filesystem::remove_all(m_path);
-        std::filesystem::create_directories(m_path);
+        do
+        {
+            m_path = std::filesystem::temp_directory_path() /
+                     ("vobase_test_" + std::to_string(VOProcessId()) + "_" + std::to_string(++s_uNumber));
+        } while (!std::filesystem::create_directory(m_path));
     }
     ~TemporaryFolder()
     {
