@@ -263,10 +263,10 @@ TEST(LumImage, ACutImageIsDamaged)
     const std::string strImage = SmallImage();
     for (size_t uSize = 4; uSize < strImage.size(); uSize += 97)
     {
-        ImageJson(folder, strImage.substr(0, uSize), 2);
+        EXPECT_FALSE(ImageJson(folder, strImage.substr(0, uSize), 2)["damage"].empty()) << uSize;
     }
-    ImageJson(folder, strImage.substr(0, strImage.size() - 1), 2);
-    ImageJson(folder, strImage + "x", 2);
+    EXPECT_FALSE(ImageJson(folder, strImage.substr(0, strImage.size() - 1), 2)["damage"].empty());
+    EXPECT_FALSE(ImageJson(folder, strImage + "x", 2)["damage"].empty());
 }
 
 TEST(LumImage, ARecordThatLiesIsNamedAtItsPlace)

@@ -50,8 +50,8 @@ VOWString RandomText(std::mt19937& random, size_t uLength)
     return strText;
 }
 
-void CompareWithPlainFold(const VOWString& strFrom, unsigned uCapacity, bool bLower, size_t uFromOffset,
-                          size_t uToOffset)
+testing::AssertionResult AgreesWithAPlainFold(const VOWString& strFrom, unsigned uCapacity, bool bLower,
+                                              size_t uFromOffset, size_t uToOffset)
 {
     // Exact blocks, so that the address sanitizer sees a unit too many.
     const size_t uFromBytes = (strFrom.size() + 1) * sizeof(VOWCHAR);
@@ -65,19 +65,26 @@ void CompareWithPlainFold(const VOWString& strFrom, unsigned uCapacity, bool bLo
     const unsigned uLength =
         VOFoldCopy(pszTo, reinterpret_cast<const VOWCHAR*>(pFrom.get() + uFromOffset), uCapacity, bLower, &bColon);
     const Folded expected = FoldPlainly(strFrom, uCapacity, bLower);
-    ASSERT_EQ(expected.strText.size(), uLength);
-    ASSERT_EQ(expected.bColon, bColon);
+    if (uLength != expected.strText.size() || bColon != expected.bColon)
+    {
+        return testing::AssertionFailure() << uLength << " units and a colon " << bColon << ", expected "
+                                           << expected.strText.size() << " and " << expected.bColon;
+    }
     VOWString strTo(uLength + 1, VOWCHAR{'#'});
     memcpy(strTo.data(), pTo.get() + uToOffset, strTo.size() * sizeof(VOWCHAR));
-    ASSERT_EQ(0, strTo.back());
-    strTo.pop_back();
-    ASSERT_EQ(expected.strText, strTo);
+    if (strTo != expected.strText + VOWString(1, 0))
+    {
+        return testing::AssertionFailure() << "another text, or no terminator";
+    }
 
     // Behind the terminator lies what lay there before.
     const size_t uWritten = uToOffset + (uLength + 1) * sizeof(VOWCHAR);
-    ASSERT_EQ(std::string(uToOffset + uCapacity * sizeof(VOWCHAR) - uWritten, '#'),
-              std::string(reinterpret_cast<char*>(pTo.get()) + uWritten,
-                          reinterpret_cast<char*>(pTo.get()) + uToOffset + uCapacity * sizeof(VOWCHAR)));
+    const unsigned char* const pEnd = pTo.get() + uToOffset + uCapacity * sizeof(VOWCHAR);
+    if (std::any_of<const unsigned char*>(pTo.get() + uWritten, pEnd, [](unsigned char b) { return b != '#'; }))
+    {
+        return testing::AssertionFailure() << "something behind the terminator was written";
+    }
+    return testing::AssertionSuccess();
 }
 }  // namespace
 
@@ -90,11 +97,9 @@ TEST(FoldCopy, AgreesWithAPlainCopyForAnyTextAtAnyAddress)
         // Mostly room enough, and often just about as much as the text needs.
         const unsigned uNear = std::max(1u, static_cast<unsigned>(strFrom.size() + random() % 5) - 1);
         const unsigned uCapacity = random() % 2 == 0 || strFrom.empty() ? 260 : uNear;
-        CompareWithPlainFold(strFrom, uCapacity, random() % 2 == 0, random() % 17, random() % 17);
-        if (HasFatalFailure())
-        {
-            return;
-        }
+        const bool bLower = random() % 2 == 0;
+        const size_t uFromOffset = random() % 17;
+        ASSERT_TRUE(AgreesWithAPlainFold(strFrom, uCapacity, bLower, uFromOffset, random() % 17)) << uRound;
     }
 }
 
@@ -103,7 +108,7 @@ TEST(FoldCopy, CutsAtEveryCapacity)
     const VOWString strFrom = Wide("C:\\Some\\Folder\\With A\\Long\\Path\\And.File");
     for (unsigned uCapacity = 1; uCapacity < strFrom.size() + 10; ++uCapacity)
     {
-        CompareWithPlainFold(strFrom, uCapacity, true, 1, 1);
+        EXPECT_TRUE(AgreesWithAPlainFold(strFrom, uCapacity, true, 1, 1)) << uCapacity;
     }
 }
 
