@@ -38,7 +38,8 @@ function(vobase_compile_quickly target)
   endif()
 endfunction()
 
-# vobase_join(TARGET): the sources of each folder become one translation unit, where that is wanted.
+# vobase_join(TARGET [FOLDERS...]): the sources of each folder become one translation unit, where that is wanted; those
+# of the folders that one argument names ("reader|image") become one together.
 function(vobase_join target)
   if(NOT VOBASE_UNITY)
     return()
@@ -48,6 +49,11 @@ function(vobase_join target)
   foreach(source IN LISTS sources)
     cmake_path(GET source PARENT_PATH folder)
     cmake_path(GET folder FILENAME group)
+    foreach(together IN LISTS ARGN)
+      if(group MATCHES "^(${together})$")
+        string(REPLACE "|" "_" group ${together})
+      endif()
+    endforeach()
     set_source_files_properties(${source} PROPERTIES UNITY_GROUP "${group}")
   endforeach()
   vobase_allow_joined(${target})
