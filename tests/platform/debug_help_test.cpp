@@ -85,6 +85,7 @@ TEST(DebugSurroundings, TheProgramAndTheUserHaveNames)
     char szText[4096] = "";
     EXPECT_LT(0u, GetModuleFileNameA(nullptr, szText, sizeof(szText)));
     EXPECT_NE(std::string::npos, std::string(szText).find("platform_tests"));
+    EXPECT_EQ(0u, GetModuleFileNameA(reinterpret_cast<HMODULE>(1), szText, sizeof(szText)));
     DWORD uSize = sizeof(szText);
     szText[0] = 0;
     EXPECT_NE(FALSE, GetUserNameA(szText, &uSize));
