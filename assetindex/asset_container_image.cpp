@@ -14,7 +14,8 @@
 VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
 {
     VO_CHECK_ERROR(_MakeSurePathValueValid());
-    if (!VO_STEP(m_pkStringSet))
+    // A base has one table in the place of the three of an image.
+    if (!VO_STEP(m_pkStringSet) || !VO_STEP(!m_pathTable.IsThere()))
     {
         return nullptr;
     }

@@ -98,6 +98,7 @@ int VOTSAssetNodeContainer::InsertClassifyType(int nClassifyType, const VOWCHAR*
                                                const VOWCHAR* pszExtensions, const LUMTrayService::Color& rkTypeColor,
                                                const LUMTrayService::Color& rkBackgroundColor)
 {
+    _NoteWhole();
     return VO_STEP(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole) && VO_STEP(m_pkClassifyMgr) &&
            m_pkClassifyMgr->InsertClassifyType(nClassifyType, pszClassifyName, pszExtensions, rkTypeColor,
                                                rkBackgroundColor);
@@ -105,6 +106,7 @@ int VOTSAssetNodeContainer::InsertClassifyType(int nClassifyType, const VOWCHAR*
 
 int VOTSAssetNodeContainer::BuildUpExtensionsHash()
 {
+    _NoteWhole();
     return VO_STEP(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole) && VO_STEP(m_pkClassifyMgr) &&
            m_pkClassifyMgr->BuildUpExtensionsHash();
 }

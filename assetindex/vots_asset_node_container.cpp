@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "assetindex/asset_base.h"
 #include "assetindex/no_index.h"
 #include "assetindex/path_functions.h"
 #include "containers/text_access.h"
@@ -49,6 +50,7 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(LUMTrayService::enumAssetRole eAs
 
 VOTSAssetNodeContainer::~VOTSAssetNodeContainer()
 {
+    _LeaveJournal();
     delete m_pkClassifyMgr;
     delete m_pkAssetIndexContainer;
     delete m_pkStringSet;
@@ -66,7 +68,8 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(const VOTSAssetNodeContainer& rkO
       m_pkAssetIndexContainer(nullptr),
       m_pkClassifyMgr(nullptr),
       m_mapStringHandle2ParamIndex(rkOther.m_mapStringHandle2ParamIndex),
-      m_mapTableStringHandle2ParamIndex(rkOther.m_mapTableStringHandle2ParamIndex)
+      m_mapTableStringHandle2ParamIndex(rkOther.m_mapTableStringHandle2ParamIndex),
+      m_pathTable(rkOther.m_pathTable)
 {
     memcpy(m_tszRootPath, rkOther.m_tszRootPath, sizeof(m_tszRootPath));
     memcpy(m_tszRootName, rkOther.m_tszRootName, sizeof(m_tszRootName));
@@ -94,6 +97,12 @@ VOTSAssetNodeContainer& VOTSAssetNodeContainer::operator=(const VOTSAssetNodeCon
         std::swap(m_pkClassifyMgr, copy.m_pkClassifyMgr);
         m_mapStringHandle2ParamIndex = copy.m_mapStringHandle2ParamIndex;
         m_mapTableStringHandle2ParamIndex = copy.m_mapTableStringHandle2ParamIndex;
+        m_pathTable = copy.m_pathTable;
+        if (m_pJournal != nullptr)
+        {
+            _SetJournal(m_pJournal);
+            _NoteWhole();
+        }
     }
     return *this;
 }
@@ -148,6 +157,7 @@ int VOTSAssetNodeContainer::RequestAssetNode(const VOWCHAR* pszPath, LUMTrayServ
                             _AddFileDataParam(hStringParam, tsNewNode, uParamIndex));
         m_mapStringHandle2ParamIndex.Erase(hStringParam);
         m_mapStringHandle2ParamIndex.Insert(hStringParam, uParamIndex);
+        _NoteKey(hStringParam);
         bInserted = 0;
         tsNode = tsNewNode;
     }
@@ -180,6 +190,13 @@ int VOTSAssetNodeContainer::FindAssetNode(const VOWCHAR* pszPath, LUMTrayService
     if (m_eAssetRole == LUMTrayService::AR_Provider)
     {
         uParamIndex = _FindAssetParamIndex_P(m_pkStringSet->Find(tszNormailzeLowerPath));
+    }
+    else if (m_pathTable.IsThere())
+    {
+        unsigned int uHash0 = 0;
+        unsigned int uHash1 = 0;
+        VOStringHash::HashRows(tszNormailzeLowerPath, uHash0, uHash1);
+        uParamIndex = m_pathTable.Find(uHash0, uHash1);
     }
     else
     {
@@ -270,6 +287,7 @@ int VOTSAssetNodeContainer::RemoveAssetNode(unsigned int uAssetID)
             VO_PROCESS_ERROR(LUMTrayService::enumAssetRole::AR_Customer != m_eAssetRole);
             VO_PROCESS_ERROR_AS("cIter != m_mapStringHandle2ParamIndex.end()",
                                 m_mapStringHandle2ParamIndex.Erase(_KeyOf(uAssetID)));
+            _NoteKey(_KeyOf(uAssetID));
             _StoreField(uAssetID, offsetof(structAssetNodeParam, dwParamState), AssetParamState::APS_Deleted);
             vecRemoval.emplace_back();
             vecRemoval.back().uAssetID = uAssetID;
@@ -334,6 +352,7 @@ int VOTSAssetNodeContainer::RedirectAssetNode(unsigned int uAssetID, const VOWCH
         return 0;
     }
     m_mapStringHandle2ParamIndex.Erase(_KeyOf(uAssetID));
+    _NoteKey(_KeyOf(uAssetID));
     if (!VO_STEP(NormailzeAssetPath(tszNormailzeLowerPath, pszPath, MAX_PATH, TRUE)))
     {
         return 0;
@@ -345,6 +364,7 @@ int VOTSAssetNodeContainer::RedirectAssetNode(unsigned int uAssetID, const VOWCH
     }
     // An entry that is there already keeps pointing at its own node.
     m_mapStringHandle2ParamIndex.Insert(hStringParam, uAssetID);
+    _NoteKey(hStringParam);
     _StoreField(uAssetID, offsetof(structAssetNodeParam, hStringParam), hStringParam);
     return 1;
 }
@@ -358,6 +378,8 @@ int VOTSAssetNodeContainer::CleanUp()
     }
     m_mapStringHandle2ParamIndex.Clear();
     m_mapTableStringHandle2ParamIndex.CleanUp();
+    m_pathTable = {};
+    _NoteWhole();
     m_vecAssetNode.Release();
     m_hStrRootPath = INVALID_HANDLE_VALUE;
     m_hStrRootName = INVALID_HANDLE_VALUE;

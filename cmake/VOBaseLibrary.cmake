@@ -1,6 +1,6 @@
 # The library itself. Its sources are compiled once; the objects make the library that users link, shared or static,
 # and the archive for the tests that look at what the shared library doesn't export.
-set(VOBASE_SUBSYSTEMS diagnostics containers assetindex mapping fileevent filemonitor config utility)
+set(VOBASE_SUBSYSTEMS diagnostics containers assetindex mapping publishing fileevent filemonitor config utility)
 set(VOBASE_SOURCES)
 foreach(subsystem IN LISTS VOBASE_SUBSYSTEMS)
   file(GLOB subsystem_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${subsystem}/*.cpp)

@@ -133,7 +133,7 @@ void* VOStringHashSet::_Insert_P(const VOWCHAR* pszString, int* pbExist)
         }
     }
     _ResetHashStringParam(hText, lookup.dwHashMask, dwWanted, lookup.uHash0, lookup.uHash1, 0, &param);
-    m_vecHashStringParam.Set(NumberOf(lookup.hString), param);
+    _Rewrite(lookup.hString, param);
     return lookup.hString;
 }
 
@@ -153,7 +153,7 @@ void* VOStringHashSet::_InsertKey_P(const VOWCHAR* pszString, int* pbExist)
     {
         // Revived as a key: its text stays in the pool, hidden by the state.
         _ResetHashStringParam(param.hString, lookup.dwHashMask, kStateKeyOnly, lookup.uHash0, lookup.uHash1, 0, &param);
-        m_vecHashStringParam.Set(NumberOf(lookup.hString), param);
+        _Rewrite(lookup.hString, param);
     }
     else if (pbExist != nullptr)
     {
@@ -173,8 +173,19 @@ int VOStringHashSet::_Remove_P(void* hString)
     {
         return 0;
     }
-    VOStore(m_vecHashStringParam.Bytes(NumberOf(hString)) + offsetof(StringHashParam, dwState), kStateRemoved);
+    StringHashParam param = m_vecHashStringParam[NumberOf(hString)];
+    param.dwState = kStateRemoved;
+    _Rewrite(hString, param);
     return 1;
+}
+
+void VOStringHashSet::_Rewrite(void* hString, const StringHashParam& param)
+{
+    m_vecHashStringParam.Set(NumberOf(hString), param);
+    if (m_pJournal != nullptr)
+    {
+        m_pJournal->Note(NumberOf(hString));
+    }
 }
 
 unsigned int VOStringHashSet::_Count_P() const

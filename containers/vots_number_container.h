@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "internal/vo_image_buffer.h"
+#include "internal/vo_write_journal.h"
 
 class VOTSNumberContainer
 {
@@ -64,6 +65,24 @@ public:
     // Lets go of an image; memory of its own stays.
     void DropView();
 
+    // Becomes a view of so many numbers, which must outlive the use.
+    void SetView(const unsigned char* pbNumbers, unsigned int uCount)
+    {
+        _Buffer().Take(pbNumbers, uCount);
+    }
+
+    // The bytes of the numbers, at any alignment; null when there are none.
+    const unsigned char* Bytes() const
+    {
+        return m_pArrNumber;
+    }
+
+    // Has the numbers noted that are written to in place. The journal is the caller's; null for none.
+    void SetJournal(VOWriteJournal* pJournal)
+    {
+        m_pJournal = pJournal;
+    }
+
     // Numbers in use, terminators, holes and dead lists included.
     unsigned int GetValueCount() const
     {
@@ -98,6 +117,10 @@ protected:
     void _Put(unsigned int uIndex, unsigned int uNumber)
     {
         VOStore(m_pArrNumber + uIndex * 4ull, uNumber);
+        if (m_pJournal != nullptr)
+        {
+            m_pJournal->Note(uIndex);
+        }
     }
 
     VOImageBuffer<4, 0xFE> _Buffer()
@@ -108,6 +131,7 @@ protected:
     unsigned char* m_pArrNumber = nullptr;  // numbers of 4 bytes, at any alignment in a view
     unsigned int m_uCapacity = 0;           // in numbers; zero for a view
     unsigned int m_uCount = 0;
+    VOWriteJournal* m_pJournal = nullptr;
 };
 static_assert(sizeof(VOTSNumberContainer::NumberAlloc) == 12 &&
               offsetof(VOTSNumberContainer::NumberAlloc, abData) == 8);

@@ -99,6 +99,8 @@ public:
 
 protected:
     friend class VOStringContainer;
+    friend class VOTSAssetNodeContainer;
+    friend class VOAssetBaseWriter;
 
     // Changes the capacity in bytes, and cuts what is in use to it; new bytes are zero. With 0 it does what
     // CleanUp does. Always 1.
@@ -176,6 +178,9 @@ public:
     unsigned int UsedSize() const;
 
 protected:
+    friend class VOTSAssetNodeContainer;
+    friend class VOAssetBaseWriter;
+
     const VOWCHAR* _Text(const unsigned char* pbEntry) const;
 
     VOBufferContainer m_kBufferContainer;

@@ -17,6 +17,7 @@
 
 #include "internal/vo_map_table.h"
 #include "internal/vo_ordered_index.h"
+#include "internal/vo_write_journal.h"
 #include "vo_buffer_container.h"
 #include "vo_string_hash.h"
 #include "vo_types.h"
@@ -215,6 +216,7 @@ protected:
 
 private:
     friend class VOTSAssetNodeContainer;
+    friend class VOAssetBaseWriter;
 
     struct Lookup
     {
@@ -245,6 +247,7 @@ private:
     void* _LiveHandle(const Lookup& rkLookup) const;
     void* _AddString_P(const Lookup& rkLookup, void* hText, VOULONG dwState);
     bool _IsRecord(void* hString) const;
+    void _Rewrite(void* hString, const StringHashParam& param);
     bool _IsLastFound(const VOWCHAR* pszString) const;
     const VOMapTableAlloc* _SetRecordsAndPool(StringHashSetAlloc* pAlloc, int bCopy, unsigned long long ullLimit,
                                               StringHashSetAlloc& rkHead);
@@ -270,7 +273,8 @@ protected:
     HashTable m_mapTableHashConflict;  // Customer
 
 private:
-    unsigned int m_uLastFound;  // Provider: the record that Insert found last
+    unsigned int m_uLastFound;             // Provider: the record that Insert found last
+    VOWriteJournal* m_pJournal = nullptr;  // Provider: of the records; whoever keeps it owns it
 };
 static_assert(sizeof(VOStringHashSet::StringHashParam) == 24);
 static_assert(offsetof(VOStringHashSet::StringHashParam, dwState) == 8);

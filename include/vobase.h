@@ -1,5 +1,5 @@
 // Everything that the library offers. A tool that reads published data begins with vots_file_mapping.h and
-// vots_file_event.h, a publisher with vots_asset_node_container.h and its helper; the services below stand on
+// vots_file_event.h, a publisher with vots_asset_node_container.h, its helper and vo_publisher.h; the services below stand on
 // their own.
 #pragma once
 
@@ -8,6 +8,7 @@
 #include "vo_log.h"
 #include "vo_log_output.h"
 #include "vo_public_option.h"
+#include "vo_publisher.h"
 #include "vo_small_objects.h"
 #include "vo_stack_walker.h"
 #include "vo_string_cipher.h"

@@ -26,11 +26,15 @@
 
 #include "internal/vo_map_table.h"
 #include "internal/vo_ordered_index.h"
+#include "internal/vo_path_table.h"
+#include "internal/vo_write_journal.h"
 #include "tray_service_types.h"
 #include "vo_string_hash_set.h"
 #include "vo_types.h"
 
 class VOTSNumberContainer;
+class VOAssetBase;
+struct VOAssetJournal;
 class VOTSAssetNodeClassifyManager;
 
 // The version of the image. A reader takes images of this one alone.
@@ -219,6 +223,11 @@ public:
     int SetAlloc(ContainerAlloc* pAlloc, int bCopy);
     int SetAlloc(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize);
 
+    // Customer. Replaces the contents by the present state of a base, as a view that the base's memory must
+    // outlive; to be called again when a batch was applied to it. For this library's own readers. There is no GetAlloc
+    // of it.
+    int SetBase(const VOAssetBase& base);
+
     // Makes the target an empty container with this one's root and classify table: the way from a published
     // index to a Provider of one's own. The target may be this container; its role isn't looked at. 0 and a log
     // line for an empty pointer, and when the table can't be taken.
@@ -299,8 +308,13 @@ protected:
     KeyTable m_mapTableStringHandle2ParamIndex;           // Customer: the same, as published
 
 private:
+    friend class VOAssetBaseWriter;
     struct Removal;
 
+    void _SetJournal(VOAssetJournal* pJournal);
+    void _NoteKey(void* hKey);
+    void _NoteWhole();
+    void _LeaveJournal();
     void _SetRootPath(const VOWCHAR* pszRootPath);
     void _SetRootName(const VOWCHAR* pszRootName);
     const VOWCHAR* _RootText(const VOWCHAR* pszBuffer, void* hString) const;
@@ -324,7 +338,15 @@ private:
     void _StoreField(unsigned int uAssetID, size_t uOffset, const T& kValue)
     {
         VOStore(m_vecAssetNode.Bytes(uAssetID) + uOffset, kValue);
+        if (m_pJournal != nullptr)
+        {
+            _NoteNode(uAssetID);
+        }
     }
+    void _NoteNode(unsigned int uAssetID);
+
+    VOPathTable m_pathTable;                // Customer of a base: instead of the tables of an image
+    VOAssetJournal* m_pJournal = nullptr;  // Provider; whoever keeps it owns it
 };
 static_assert(sizeof(VOTSAssetNodeContainer::ContainerAlloc) == 56);
 static_assert(offsetof(VOTSAssetNodeContainer::ContainerAlloc, hStrRootPath) == 32);

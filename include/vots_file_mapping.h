@@ -8,12 +8,15 @@
 // The library only reads. What a publisher has to do for it is in docs/publishers-guide.md.
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <vector>
 
 #include "tray_service_types.h"
 #include "vo_types.h"
 #include "vots_asset_node_container.h"
+
+class VOAssetRoad;
 
 // What the update state section begins with, terminator included, and its name. Another version is refused.
 #define FILEMAPPING_ASSETNODE_UPDATESTATE_VERSION "version.2.4"
@@ -69,6 +72,9 @@ public:
     // ET_VERSION_MISMATCH. Nothing is logged. It stays open when its publisher goes, with the last words in it.
     LUMTrayService::Inspector::ErrorType OpenMappingState();
 
+    // Where the publisher offers a base beside the image, it is taken: the same answers, nothing is unpacked, and a
+    // reload costs what has changed. VOBASE_CLASSIC=1 in the environment keeps a process from it.
+    //
     // Loads the image if its count has changed; ET_NONE with an unchanged one, which stays.
     // ET_STATE_UNAVAILABLE before OpenMappingState; ET_SOURCE_DISABLED, with the old image in place, for a
     // source that isn't published; ET_DATA_UNAVAILABLE and a log line when the data section isn't there or is
@@ -224,7 +230,12 @@ private:
     // The container's answer, if it may be asked and is there; otherwise zero.
     bool _MayAskOf(const char* pszFunction, unsigned int uAssetIndex, LUMTrayService::structAssetNode& tsNode) const;
     AssetNodeStateInfo* _StateInfo() const;
+    bool _IsCurrent(const AssetNodeStateInfo& stateInfo) const;
+    bool _TakeRoad(const AssetNodeStateInfo& stateInfo);
     static unsigned char* _LoadImage(const void* pvBlock, size_t uBlockSize, unsigned int& ruSize);
+
+    std::unique_ptr<VOAssetRoad> m_pRoad;
+    int m_bOnRoad;  // the container shows a base, and there is no image
 };
 
 // The front door of a tool process: one inspector for each source that was published at the first Instance.

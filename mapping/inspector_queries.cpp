@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "diagnostics/check.h"
+#include "mapping/asset_road.h"
 #include "platform/vo_shared_word.h"
 #include "vots_asset_node_classify_manager.h"
 #include "vots_asset_node_container_helper.h"
@@ -52,11 +53,21 @@ ErrorType VOTSFileMappingInspector::LastErrorType() const
     {
         return ET_STATE_UNAVAILABLE;
     }
-    if (VOLoadWord(m_pAssetNodeAlloc) == nullptr)
+    if (VOLoadWord(m_pAssetNodeAlloc) == nullptr && VOLoadWord(m_bOnRoad) == 0)
     {
         return ET_DATA_UNAVAILABLE;
     }
-    return VOLoadWord(_StateInfo()->uUpdateCount) == VOLoadWord(m_uUpdateCount) ? ET_NONE : ET_DATA_OUTDATED;
+    return _IsCurrent(*_StateInfo()) ? ET_NONE : ET_DATA_OUTDATED;
+}
+
+// Whether nothing was published since the last load. A base that is withdrawn, as when its publisher ends, stays what
+// it is as long as the image's count does.
+bool VOTSFileMappingInspector::_IsCurrent(const AssetNodeStateInfo& stateInfo) const
+{
+    const unsigned int uCount = VOLoadWord(stateInfo.uUpdateCount);
+    const VORoadStanding eStanding = VOLoadWord(m_bOnRoad) != 0 ? m_pRoad->Standing(uCount) : VORoadStanding::Withdrawn;
+    return eStanding == VORoadStanding::Withdrawn ? uCount == VOLoadWord(m_uUpdateCount)
+                                                  : eStanding == VORoadStanding::Current;
 }
 
 ErrorType VOTSFileMappingInspector::LastErrorTypeASync() const

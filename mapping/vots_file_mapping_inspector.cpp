@@ -3,6 +3,7 @@
 
 #include "diagnostics/check.h"
 #include "mapping/assemble_parts.h"
+#include "mapping/asset_road.h"
 #include "mapping/section_visit.h"
 #include "utility/block_format.h"
 #include "vots_file_mapping.h"
@@ -23,7 +24,9 @@ VOTSFileMappingInspector::VOTSFileMappingInspector(enumAssetFrom eaf)
       m_pMappingState(nullptr),
       m_pAssetNodeAlloc(nullptr),
       m_hMappingState(nullptr),
-      m_uUpdateCount(0)
+      m_uUpdateCount(0),
+      m_pRoad(new VOAssetRoad(eaf)),
+      m_bOnRoad(0)
 {
     VO_CHECK_ERROR(LUMTrayService::enumAssetFrom::AF_ERROR != eaf);
 }
@@ -56,6 +59,7 @@ int VOTSFileMappingInspector::CloseMapping()
 {
     const std::lock_guard<std::mutex> guard(m_InspectorLock);
     VO_CHECK_ERROR(UnMappingView_AssetNodes());
+    m_pRoad->Close();
     UnMappingView_UpdateState();
     return 1;
 }
@@ -135,10 +139,15 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     AssetNodeStateInfo* const pStateInfo = _StateInfo();
     if (pStateInfo == nullptr || VOLoadWord(pStateInfo->bEnable) == 0)
     {
+        if (m_bOnRoad == 0)
+        {
+            m_pRoad->Leave();
+        }
         return ET_SOURCE_DISABLED;
     }
-    if (VOLoadWord(pStateInfo->uUpdateCount) == m_uUpdateCount || !VO_STEP(m_pkAssetNodeContainer) ||
-        !VO_STEP(ASSETNODE_MAPPING_VIEW_STRING(m_eaf)) || !VO_STEP(UnMappingView_AssetNodes()))
+    if (_IsCurrent(*pStateInfo) || !VO_STEP(m_pkAssetNodeContainer) ||
+        !VO_STEP(ASSETNODE_MAPPING_VIEW_STRING(m_eaf)) || !VO_STEP(UnMappingView_AssetNodes()) ||
+        _TakeRoad(*pStateInfo))
     {
         return ET_NONE;
     }
@@ -170,6 +179,26 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
     return ET_NONE;
 }
 
+// The base instead of the image; false, with nothing loaded, when there is none.
+bool VOTSFileMappingInspector::_TakeRoad(const AssetNodeStateInfo& stateInfo)
+{
+    const unsigned int uCount = VOLoadWord(stateInfo.uUpdateCount);
+    if (uCount == 0 || !VOAssetRoad::IsWanted() || !m_pRoad->Follow(uCount))
+    {
+        m_pRoad->Leave();
+        return false;
+    }
+    if (!m_pkAssetNodeContainer->SetBase(m_pRoad->Base()))
+    {
+        m_pkAssetNodeContainer->CleanUp();
+        m_pRoad->Leave();
+        return false;
+    }
+    VOStoreWord(m_uUpdateCount, uCount);
+    VOStoreWord(m_bOnRoad, 1);
+    return true;
+}
+
 int VOTSFileMappingInspector::UnMappingView_AssetNodes()
 {
     if (m_pkAssetNodeContainer != nullptr)
@@ -177,6 +206,7 @@ int VOTSFileMappingInspector::UnMappingView_AssetNodes()
         VO_CHECK_ERROR(m_pkAssetNodeContainer->CleanUp());
     }
     free(VOExchangeWord(m_pAssetNodeAlloc, nullptr));
+    VOStoreWord(m_bOnRoad, 0);
     VOStoreWord(m_uUpdateCount, 0);
     return 1;
 }

@@ -208,6 +208,7 @@ int _findclose(intptr_t hFind);
 // All calls may be made by several threads at once.
 // ---------------------------------------------------------------------------------------------------------------------
 
+#define FILE_MAP_COPY 1u   // read and write; pages that are written to become the view's own
 #define FILE_MAP_WRITE 2u  // read and write
 #define FILE_MAP_READ 4u
 #define PAGE_READONLY 0x02u
@@ -215,7 +216,8 @@ int _findclose(intptr_t hFind);
 #define MEM_COMMIT 0x1000u
 #define MEM_MAPPED 0x40000u
 
-// Opens a section. uAccess: FILE_MAP_READ or FILE_MAP_WRITE; bInherit: 0. Result: a handle for CloseHandle, or null
+// Opens a section. uAccess: one of the three; bInherit: 0. A section opened for FILE_MAP_COPY has handles and views of
+// its own. Result: a handle for CloseHandle, or null
 // with ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED, ERROR_INVALID_PARAMETER (another access, no or an empty name), ...
 HANDLE OpenFileMappingW(DWORD uAccess, BOOL bInherit, const VOWCHAR* pszName);
 

@@ -42,6 +42,10 @@ public:
 
     bool IsHeld() const { return m_pHolding != nullptr; }
 
+    // Whether a living process holds the lock of that name, this one included. False also when that can't be told. Any
+    // thread.
+    static bool IsHeldByAny(const VOWCHAR* pszName);
+
     // Gives the lock back; without a lock nothing happens.
     void Release() { m_pHolding.reset(); }
 

@@ -122,6 +122,9 @@ public:
         return true;
     }
 
+    // Becomes a view of so many records, which must outlive the use.
+    void SetView(const unsigned char* pbRecords, unsigned int uCount) { _Buffer().Take(pbRecords, uCount); }
+
     // Lets go of an image; memory of its own stays.
     void DropView() { _Buffer().DropView(); }
 

@@ -17,7 +17,7 @@ namespace
 {
 // Which object, of which size, for which access. As long as a Section lives, the object it stands for does, so its
 // number isn't given to another one.
-typedef std::tuple<dev_t, ino_t, off_t, bool> SectionKey;
+typedef std::tuple<dev_t, ino_t, off_t, Mapping::Kind> SectionKey;
 
 class Section : public KernelObject
 {
@@ -28,7 +28,7 @@ public:
     // Under the lock of the sections.
     bool EnsureMapped();
 
-    bool CanWrite() const { return std::get<bool>(m_key); }
+    Mapping::Kind Kind() const { return std::get<Mapping::Kind>(m_key); }
     char* Begin() const { return static_cast<char*>(m_mapping.Data()); }
     size_t Size() const { return m_mapping.Size(); }
 
@@ -83,7 +83,7 @@ bool Section::EnsureMapped()
     {
         return FailCall(ERROR_FILE_INVALID);
     }
-    if (!m_mapping.Map(m_descriptor.Get(), uSize, CanWrite()))
+    if (!m_mapping.Map(m_descriptor.Get(), uSize, Kind()))
     {
         return FailCall(ErrorFromErrno(errno));
     }
@@ -91,9 +91,9 @@ bool Section::EnsureMapped()
     return true;
 }
 
-SectionKey KeyOf(const struct stat& info, bool bWrite)
+SectionKey KeyOf(const struct stat& info, Mapping::Kind eKind)
 {
-    return SectionKey(info.st_dev, info.st_ino, info.st_size, bWrite);
+    return SectionKey(info.st_dev, info.st_ino, info.st_size, eKind);
 }
 
 std::shared_ptr<Section> FindSection(SectionTable& table, const SectionKey& key)
@@ -102,8 +102,29 @@ std::shared_ptr<Section> FindSection(SectionTable& table, const SectionKey& key)
     return place != table.mapSections.end() ? place->second.lock() : nullptr;
 }
 
+// A copied one is its opener's alone.
+void EnterSection(SectionTable& table, const SectionKey& key, const std::shared_ptr<Section>& pSection)
+{
+    if (pSection->Kind() != Mapping::Kind::Copied)
+    {
+        table.mapSections[key] = pSection;
+    }
+}
+
+bool IsAccess(DWORD uAccess)
+{
+    return uAccess == FILE_MAP_READ || uAccess == FILE_MAP_WRITE || uAccess == FILE_MAP_COPY;
+}
+
+Mapping::Kind KindOf(DWORD uAccess)
+{
+    return uAccess == FILE_MAP_WRITE  ? Mapping::Kind::Write
+           : uAccess == FILE_MAP_COPY ? Mapping::Kind::Copied
+                                      : Mapping::Kind::Read;
+}
+
 // The section behind a path: the one already open, or a new one. Null with errno set.
-std::shared_ptr<Section> OpenSection(const std::string& strPath, bool bWrite)
+std::shared_ptr<Section> OpenSection(const std::string& strPath, Mapping::Kind eKind)
 {
     SectionTable& table = Sections();
     std::shared_ptr<Section> pSection;
@@ -114,23 +135,23 @@ std::shared_ptr<Section> OpenSection(const std::string& strPath, bool bWrite)
     }
     {
         const KernelLock guard(table.lock);
-        pSection = FindSection(table, KeyOf(info, bWrite));
+        pSection = FindSection(table, KeyOf(info, eKind));
     }
     if (pSection)
     {
         return pSection;
     }
-    Descriptor descriptor = OpenSectionObject(strPath, bWrite, &info);
+    Descriptor descriptor = OpenSectionObject(strPath, eKind == Mapping::Kind::Write, &info);
     if (!descriptor.IsOpen())
     {
         return nullptr;
     }
     const KernelLock guard(table.lock);
-    pSection = FindSection(table, KeyOf(info, bWrite));
+    pSection = FindSection(table, KeyOf(info, eKind));
     if (!pSection)
     {
-        pSection = std::make_shared<Section>(KeyOf(info, bWrite), std::move(descriptor));
-        table.mapSections[KeyOf(info, bWrite)] = pSection;
+        pSection = std::make_shared<Section>(KeyOf(info, eKind), std::move(descriptor));
+        EnterSection(table, KeyOf(info, eKind), pSection);
     }
     return pSection;
 }
@@ -146,9 +167,9 @@ HANDLE HandleOf(const std::shared_ptr<Section>& pSection)
     return pSection->m_hSection;
 }
 
-HANDLE OpenByPath(const std::string& strPath, bool bWrite)
+HANDLE OpenByPath(const std::string& strPath, DWORD uAccess)
 {
-    const std::shared_ptr<Section> pSection = OpenSection(strPath, bWrite);
+    const std::shared_ptr<Section> pSection = OpenSection(strPath, KindOf(uAccess));
     return pSection ? HandleOf(pSection) : FailCall(ErrorFromErrno(errno), HANDLE{});
 }
 
@@ -168,13 +189,13 @@ std::map<const char*, View>::iterator FindView(SectionTable& table, const void* 
 
 HANDLE OpenFileMappingW(DWORD uAccess, BOOL bInherit, const VOWCHAR* pszName)
 {
-    const bool bValid = (uAccess == FILE_MAP_READ || uAccess == FILE_MAP_WRITE) && bInherit == FALSE;
+    const bool bValid = IsAccess(uAccess) && bInherit == FALSE;
     if (!bValid || VO_FAULT_POINT("OpenFileMappingW"))
     {
         return FailCall(bValid ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER, nullptr);
     }
     const std::string strPath = SectionObjectPath(pszName, "");
-    return strPath.empty() ? FailCall(ErrorFromErrno(errno), HANDLE{}) : OpenByPath(strPath, uAccess == FILE_MAP_WRITE);
+    return strPath.empty() ? FailCall(ErrorFromErrno(errno), HANDLE{}) : OpenByPath(strPath, uAccess);
 }
 
 HANDLE CreateFileMappingW(HANDLE hFile, void* pSecurity, DWORD uProtect, DWORD uSizeHigh, DWORD uSizeLow,
@@ -196,7 +217,7 @@ HANDLE CreateFileMappingW(HANDLE hFile, void* pSecurity, DWORD uProtect, DWORD u
     bool bMade = false;
     for (int nAttempt = 0; nAttempt < kNameAttempts; ++nAttempt)
     {
-        const HANDLE hSection = OpenByPath(strPath, true);
+        const HANDLE hSection = OpenByPath(strPath, FILE_MAP_WRITE);
         if (hSection != nullptr)
         {
             SetLastError(bMade ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
@@ -218,8 +239,7 @@ HANDLE CreateFileMappingW(HANDLE hFile, void* pSecurity, DWORD uProtect, DWORD u
 
 void* MapViewOfFile(HANDLE hSection, DWORD uAccess, DWORD uOffsetHigh, DWORD uOffsetLow, SIZE_T uLength)
 {
-    const bool bValid =
-        (uAccess == FILE_MAP_READ || uAccess == FILE_MAP_WRITE) && uOffsetHigh == 0 && uOffsetLow == 0 && uLength == 0;
+    const bool bValid = IsAccess(uAccess) && uOffsetHigh == 0 && uOffsetLow == 0 && uLength == 0;
     if (!bValid || VO_FAULT_POINT("MapViewOfFile"))
     {
         return FailCall(bValid ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER, nullptr);
@@ -229,7 +249,7 @@ void* MapViewOfFile(HANDLE hSection, DWORD uAccess, DWORD uOffsetHigh, DWORD uOf
     {
         return nullptr;
     }
-    if (uAccess == FILE_MAP_WRITE && !pSection->CanWrite())
+    if (uAccess != FILE_MAP_READ && KindOf(uAccess) != pSection->Kind())
     {
         return FailCall(ERROR_ACCESS_DENIED, nullptr);
     }
@@ -284,7 +304,7 @@ SIZE_T VirtualQuery(const void* pAddress, MEMORY_BASIC_INFORMATION* pInfo, SIZE_
               .AllocationBase = section.Begin(),
               .RegionSize = section.Size() - uOffset,
               .State = MEM_COMMIT,
-              .Protect = section.CanWrite() ? PAGE_READWRITE : PAGE_READONLY,
+              .Protect = section.Kind() == Mapping::Kind::Read ? PAGE_READONLY : PAGE_READWRITE,
               .Type = MEM_MAPPED};
     return sizeof(*pInfo);
 }

@@ -139,13 +139,15 @@ Mapping::~Mapping()
     }
 }
 
-bool Mapping::Map(int nDescriptor, size_t uSize, bool bWrite)
+bool Mapping::Map(int nDescriptor, size_t uSize, Kind eKind)
 {
     if (VO_FAULT_POINT("section.map"))
     {
         return FailErrno(ENOMEM);
     }
-    void* const pData = mmap(nullptr, uSize, bWrite ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, nDescriptor, 0);
+    const int nProtection = eKind == Kind::Read ? PROT_READ : PROT_READ | PROT_WRITE;
+    const int nFlags = eKind == Kind::Copied ? MAP_PRIVATE | MAP_NORESERVE : MAP_SHARED;
+    void* const pData = mmap(nullptr, uSize, nProtection, nFlags, nDescriptor, 0);
     if (pData == MAP_FAILED)
     {
         return false;

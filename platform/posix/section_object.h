@@ -56,7 +56,14 @@ public:
     Mapping& operator=(const Mapping&) = delete;
     ~Mapping();
 
-    bool Map(int nDescriptor, size_t uSize, bool bWrite);
+    // Shared with everybody who has the object mapped; Copied: pages that are written to become this mapping's own.
+    enum class Kind
+    {
+        Read,
+        Write,
+        Copied
+    };
+    bool Map(int nDescriptor, size_t uSize, Kind eKind);
     void* Data() const { return m_pData; }
     size_t Size() const { return m_uSize; }
 

@@ -56,7 +56,7 @@ bool Take(PublishedObject& holding, int nDescriptor, const struct stat& info)
     holding.uDevice = info.st_dev;
     holding.uObject = info.st_ino;
     holding.uSize = static_cast<size_t>(info.st_size);
-    const bool bMapped = holding.mapping.Map(nDescriptor, holding.uSize, true);
+    const bool bMapped = holding.mapping.Map(nDescriptor, holding.uSize, Mapping::Kind::Write);
     holding.pData = holding.mapping.Data();
     return bMapped;
 }
@@ -253,6 +253,11 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
                 break;
             }
             m_uHolderProcessId = ReadProcessId(nDescriptor);
+            if (m_uHolderProcessId == 0 && nAttempt + 1 < kNameAttempts)
+            {
+                usleep(1000);  // it may be somebody who asks whether it is held
+                continue;
+            }
             return Result::HeldByOther;
         }
         if (!IsFileOfThatName(nDescriptor, strPath))
@@ -271,4 +276,13 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
         return Result::Acquired;
     }
     return FailCall(ErrorFromErrno(errno), Result::Error);
+}
+
+bool VOInstanceLock::IsHeldByAny(const VOWCHAR* pszName)
+{
+    const std::string strPath = SectionObjectPath(pszName, "~lock");
+    const Descriptor descriptor(open(strPath.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat info;
+    return descriptor.IsOpen() && fstat(descriptor.Get(), &info) == 0 && CheckSectionObject(info) &&
+           flock(descriptor.Get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }

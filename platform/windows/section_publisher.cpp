@@ -237,3 +237,15 @@ VOInstanceLock::Result VOInstanceLock::TryAcquire(const VOWCHAR* pszName)
     m_pHolding = std::move(pHolding);
     return Result::Acquired;
 }
+
+// The mutex is there as long as a process that has asked for the lock.
+bool VOInstanceLock::IsHeldByAny(const VOWCHAR* pszName)
+{
+    const HANDLE hMutex = OpenMutexW(SYNCHRONIZE, FALSE, (VOWString(pszName) + L"~lock").c_str());
+    if (hMutex == nullptr)
+    {
+        return false;
+    }
+    CloseHandle(hMutex);
+    return true;
+}

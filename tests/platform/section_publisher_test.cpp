@@ -1,4 +1,5 @@
 // Publishing sections, against one contract on both systems.
+#include "platform/vo_section_view.h"
 #include "tests/platform/platform_test_support.h"
 
 namespace
@@ -227,4 +228,41 @@ TEST(KilledPublisher, NeverLeavesHalfASection)
     ASSERT_TRUE(Replace(section, name, "whole again"));
     EXPECT_EQ("whole again", ReadSection(name));
     EXPECT_EQ(0u, VORemoveStaleSectionObjects());
+}
+
+TEST(CopiedSection, HasPagesOfItsOwnWhereItWasWrittenTo)
+{
+    const SectionName name("copied");
+    constexpr size_t kPage = 4096;
+    const std::vector<char> vecContent(4 * kPage, 'a');
+    VOPublishedSection published;
+    ASSERT_TRUE(published.Replace(name.Get(), vecContent.data(), vecContent.size()));
+    const VOSectionView first(name.Get(), FILE_MAP_COPY);
+    const VOSectionView second(name.Get(), FILE_MAP_COPY);
+    const VOSectionView shared(name.Get(), FILE_MAP_READ);
+    ASSERT_NE(nullptr, first.Data());
+    ASSERT_NE(nullptr, second.Data());
+    ASSERT_NE(nullptr, shared.Data());
+    EXPECT_NE(first.Data(), second.Data());
+    EXPECT_LE(4 * kPage, first.Size());
+
+    memset(static_cast<char*>(first.Data()) + kPage, 'b', 10);
+    EXPECT_EQ('b', static_cast<const char*>(first.Data())[kPage]);
+    EXPECT_EQ('a', static_cast<const char*>(first.Data())[kPage + 10]);
+    EXPECT_EQ('a', static_cast<const char*>(second.Data())[kPage]);
+    EXPECT_EQ('a', static_cast<const char*>(shared.Data())[kPage]);
+    EXPECT_EQ('a', static_cast<const char*>(published.Data())[kPage]);
+}
+
+TEST(CopiedSection, CantBeWrittenToForOthers)
+{
+    const SectionName name("copied");
+    const char szContent[] = "content";
+    VOPublishedSection published;
+    ASSERT_TRUE(published.Replace(name.Get(), szContent, sizeof(szContent)));
+    VOSectionView copied;
+    const HANDLE hSection = copied.OpenHandle(name.Get(), FILE_MAP_COPY);
+    ASSERT_NE(nullptr, hSection);
+    EXPECT_EQ(nullptr, MapViewOfFile(hSection, FILE_MAP_WRITE, 0, 0, 0));
+    EXPECT_EQ(ERROR_ACCESS_DENIED, GetLastError());
 }

@@ -92,6 +92,8 @@ void AddServe(CommandLine* pLine)
     AddText(pServe, "--options", &pOptions->strOptions, "FILE", "An INI file of public options to publish as well");
     AddText(pServe, "--log", &pOptions->strLog, "DIR", "Write a log file below this folder");
     pServe->add_flag("--once", pOptions->bOnce, "Publish what is there now, and wait; don't watch for changes");
+    pServe->add_flag("--classic", pOptions->bClassic,
+                     "Publish compressed images alone, without the bases that tools map as they are");
 }
 
 void AddReaders(CommandLine* pLine)

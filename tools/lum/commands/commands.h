@@ -28,6 +28,7 @@ struct ServeOptions
     std::optional<std::string> strOptions;  // an INI file of public options
     std::optional<std::string> strLog;      // the folder of log files
     bool bOnce = false;
+    bool bClassic = false;  // without the second road
 };
 
 // What all commands of the reader's side take.

@@ -109,7 +109,7 @@ int RunServe(const ServeOptions& options, Output* pOutput)
     {
         return EndWith(strError);
     }
-    LiveServer server(vecTypes, !options.bOnce);
+    LiveServer server(vecTypes, !options.bOnce, options.bClassic);
     VOPublishedSection publicOptions;
     if (!StartServer(options, &server, &publicOptions, pOutput, &strError) || !server.Run(&strError))
     {

@@ -57,6 +57,11 @@ std::string TextOf(const SourceStatus& status)
     std::string strText = fmt::format(
         "{:<16}{} publications, {} changes of {} hints; {} whole comparisons, {} audits\n", "", status.ullPublications,
         status.ullChanges, status.ullHints, status.ullDoubts, status.ullAuditRounds);
+    if (status.ullBases != 0)
+    {
+        strText += fmt::format("{:<16}mapped by tools {} times, found unsound {} times; {} bases, {} batches\n", "",
+                               status.ullAttached, status.ullDoubted, status.ullBases, status.ullBatches);
+    }
     if (status.ullPolledRoots != 0 || status.ullUnwatched != 0)
     {
         strText += fmt::format("{:<16}{} directories aren't watched, {} roots are polled\n", "", status.ullUnwatched,
@@ -80,7 +85,11 @@ nlohmann::ordered_json JsonOf(const SourceStatus& status)
             {"audit_changes", status.ullAuditChanges},
             {"unwatched", status.ullUnwatched},
             {"polled_roots", status.ullPolledRoots},
-            {"unread", status.ullUnread}};
+            {"unread", status.ullUnread},
+            {"bases", status.ullBases},
+            {"batches", status.ullBatches},
+            {"attached", status.ullAttached},
+            {"doubted", status.ullDoubted}};
 }
 
 }  // namespace

@@ -67,6 +67,7 @@ struct LiveServer::Served
     Changes untold;           // in the index; told once a published image has them
     bool bImageDue = false;   // what was last taken from the index isn't published
     bool bEventsDue = false;  // what was last appended isn't published
+    bool bRoadFailed = false;  // and was told of
     LiveClock::time_point nextPublication;
 
     bool IsDue() const { return source.HasChanged() || !untold.empty() || bImageDue || bEventsDue; }
@@ -74,8 +75,8 @@ struct LiveServer::Served
     unsigned long long ullPublications = 0;
 };
 
-LiveServer::LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow)
-    : m_vecTypes(vecTypes), m_bFollow(bFollow)
+LiveServer::LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow, bool bClassic)
+    : m_vecTypes(vecTypes), m_bFollow(bFollow), m_bClassic(bClassic), m_publisher(m_road)
 {
 }
 
@@ -100,8 +101,10 @@ bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pst
         }
         vecSources.push_back(spec.eaf);
     }
+    _OpenRoad();
     // The events first: a tool that finds the images can bind its listeners.
-    if (!m_events.Open(vecSources, pstrError) || !m_publisher.Publish(vecImages, pstrError))
+    if (!m_events.Open(vecSources, pstrError) ||
+        !m_publisher.Publish(vecImages, pstrError))
     {
         m_events.Withdraw();
         return false;
@@ -113,6 +116,37 @@ bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pst
         _SetStatus(*pServed);
     }
     return true;
+}
+
+// The second road is an offer: without it readers take the images.
+void LiveServer::_OpenRoad()
+{
+    if (!m_bClassic && !m_road.Open())
+    {
+        Complain(fmt::format("tools have to unpack the images: the section beside them can't be made (system error {})",
+                             GetLastError()));
+    }
+    for (const std::unique_ptr<Served>& pServed : m_vecSources)
+    {
+        _PublishRoad(pServed.get());
+    }
+}
+
+void LiveServer::_PublishRoad(Served* pServed)
+{
+    if (!m_road.IsOpen())
+    {
+        return;
+    }
+    const bool bPublished = m_road.Publish(pServed->source.From(), pServed->source.Container());
+    if (!bPublished && !pServed->bRoadFailed)
+    {
+        Complain(pServed->source.From(),
+                 fmt::format("tools have to unpack the image: it can't be published as it is (system error {}); it is "
+                             "tried again with each change",
+                             GetLastError()));
+    }
+    pServed->bRoadFailed = !bPublished;
 }
 
 unsigned LiveServer::NodeCount() const
@@ -166,6 +200,10 @@ bool LiveServer::Turn(std::chrono::milliseconds longest, std::string* pstrError)
         {
             return false;
         }
+        if (pServed->source.HasChanged())
+        {
+            _PublishRoad(pServed.get());
+        }
         if (pServed->IsDue() && pServed->nextPublication <= LiveClock::now())
         {
             std::string strError;
@@ -216,6 +254,11 @@ void LiveServer::_SetStatus(const Served& served)
 {
     SourceStatus status = served.source.Status();
     status.ullPublications = served.ullPublications;
+    const VORoadPublisher::Counts counts = m_road.CountsOf(served.source.From());
+    status.ullBases = counts.ullGenerations;
+    status.ullBatches = counts.ullBatches;
+    status.ullAttached = counts.ullAttached;
+    status.ullDoubted = counts.ullDoubted;
     m_status.Set(served.source.From(), status);
 }
 
@@ -223,6 +266,7 @@ void LiveServer::_SetStatus(const Served& served)
 void LiveServer::Withdraw()
 {
     m_publisher.Withdraw();
+    m_road.Withdraw();
     m_events.Withdraw();
 }
 

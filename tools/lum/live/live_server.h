@@ -9,6 +9,7 @@
 #include "publish/event_publisher.h"
 #include "publish/publisher.h"
 #include "publish/serve_status.h"
+#include "vo_publisher.h"
 
 namespace lum
 {
@@ -16,8 +17,8 @@ namespace lum
 class LiveServer
 {
 public:
-    // bFollow: watch the directories. vecTypes lives as long as this object.
-    LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow);
+    // bFollow: watch the directories. bClassic: without the second road. vecTypes lives as long as this object.
+    LiveServer(const std::vector<ClassifyType>& vecTypes, bool bFollow, bool bClassic = false);
     ~LiveServer();
 
     // Becomes the publisher, scans everything, and then publishes it. False with a message; nothing is published then.
@@ -37,12 +38,16 @@ public:
 private:
     struct Served;
 
+    void _OpenRoad();
+    void _PublishRoad(Served* pServed);
     bool _Publish(Served* pServed, std::string* pstrError);
     void _SetStatus(const Served& served);
 
     const std::vector<ClassifyType>& m_vecTypes;
     bool m_bFollow;
+    bool m_bClassic;
     HintSignal m_signal;
+    VORoadPublisher m_road;
     Publisher m_publisher;
     EventPublisher m_events;
     ServeStatusSection m_status;

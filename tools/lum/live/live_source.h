@@ -40,6 +40,7 @@ public:
     // Makes the compressed image of the index as it is now. False with a message when it is too large for one.
     bool MakeImage(SourceImage* pImage, std::string* pstrError);
 
+    VOTSAssetNodeContainer& Container() { return m_pIndex->Container(); }
     LUMTrayService::enumAssetFrom From() const { return m_spec.eaf; }
     bool HasChanged() const { return m_pIndex->HasChanged(); }
     unsigned NodeCount() const { return m_pIndex->NodeCount(); }

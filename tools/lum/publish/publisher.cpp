@@ -124,8 +124,10 @@ bool Publisher::PublishSource(const SourceImage& image, std::string* pstrError)
         return false;
     }
     AssetNodeStateInfo& record = _Record(image.eaf);
-    const unsigned uNext = VOLoadWord(record.uUpdateCount) + 1;
-    VOStoreWord(record.uUpdateCount, uNext != 0 ? uNext : 1);
+    const unsigned uStepped = VOLoadWord(record.uUpdateCount) + 1;
+    const unsigned uNext = uStepped != 0 ? uStepped : 1;
+    m_road.NoteImage(image.eaf, uNext);
+    VOStoreWord(record.uUpdateCount, uNext);
     VOStoreWord(record.bEnable, 1);
     return true;
 }

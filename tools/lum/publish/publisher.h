@@ -14,6 +14,7 @@
 
 #include "platform/vo_section_publisher.h"
 #include "tray_service_types.h"
+#include "vo_publisher.h"
 #include "vots_file_mapping.h"
 
 namespace lum
@@ -29,6 +30,9 @@ struct SourceImage
 class Publisher
 {
 public:
+    // road: told of each image before its readers are. It outlives this object.
+    explicit Publisher(VORoadPublisher& road) : m_road(road) {}
+
     // Withdraws what is published.
     ~Publisher();
 
@@ -51,6 +55,7 @@ private:
     void _WaitForReaders(LUMTrayService::enumAssetFrom eaf);
     AssetNodeStateInfo& _Record(LUMTrayService::enumAssetFrom eaf);
 
+    VORoadPublisher& m_road;
     VOInstanceLock m_lock;
     VOPublishedSection m_state;
     std::array<VOPublishedSection, LUMTrayService::ASSETTYPE_COUNT> m_akData;

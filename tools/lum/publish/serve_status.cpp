@@ -16,7 +16,7 @@ namespace lum
 namespace
 {
 
-constexpr char kVersion[8] = "lum.2";
+constexpr char kVersion[8] = "lum.3";
 
 constexpr size_t kWords = sizeof(SourceStatus) / sizeof(unsigned long long);
 

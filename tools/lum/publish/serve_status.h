@@ -22,16 +22,20 @@ struct SourceStatus
     unsigned long long ullPolledRoots;   // roots that are polled
     unsigned long long ullPublications;  // images published
     unsigned long long ullUnread;        // folders that can't be read now
+    unsigned long long ullBases;         // images published as they are, and the changes of them
+    unsigned long long ullBatches;
+    unsigned long long ullAttached;  // how often a tool took one
+    unsigned long long ullDoubted;   // how often a tool found one unsound, and unpacked the image instead
 };
 
 struct ServeStatus
 {
-    char szVersion[8];  // "lum.2"
+    char szVersion[8];  // "lum.3"
     unsigned uProcessId;
     unsigned uFollows;  // 0 for a publisher that doesn't follow changes
     SourceStatus akSources[LUMTrayService::ASSETTYPE_COUNT];
 };
-static_assert(sizeof(ServeStatus) == 16 + 72 * LUMTrayService::ASSETTYPE_COUNT);
+static_assert(sizeof(ServeStatus) == 16 + 104 * LUMTrayService::ASSETTYPE_COUNT);
 
 // The publisher's side. A failure to make the section is no reason not to serve.
 class ServeStatusSection

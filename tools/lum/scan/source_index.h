@@ -105,6 +105,9 @@ public:
     // True when the container differs from what the last MakeImage gave.
     bool HasChanged() const { return m_bChanged; }
 
+    // What the index is made of; another one after Renew.
+    VOTSAssetNodeContainer& Container() { return *m_pContainer; }
+
     // The image of the finished index, to be released with free(); null when it can't be made.
     VOTSAssetNodeContainer::ContainerAlloc* MakeImage();
 

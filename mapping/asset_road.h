@@ -1,0 +1,75 @@
+// The second road to an asset image, as a reader takes it: the base of a generation in pages of this process's own, and
+// the batches of its log applied to them.
+//
+// Nothing that is read is trusted; whatever is wrong in any way means that there is no second road, and the caller
+// takes the other one. One thread at a time, but for Standing.
+#pragma once
+
+#include <memory>
+
+#include "assetindex/asset_base.h"
+#include "mapping/road_state.h"
+#include "platform/vo_section_view.h"
+
+// How what a reader came to stands to what is published.
+enum class VORoadStanding
+{
+    Current,
+    Outdated,
+    Withdrawn  // the source has no second road any more: the other one tells whether anything came behind it
+};
+
+class VOAssetRoad
+{
+public:
+    explicit VOAssetRoad(LUMTrayService::enumAssetFrom eaf) : m_eaf(eaf) {}
+    ~VOAssetRoad() { Close(); }
+    VOAssetRoad(const VOAssetRoad&) = delete;
+    VOAssetRoad& operator=(const VOAssetRoad&) = delete;
+
+    // Whether this process takes the second road at all: not with 1 in the environment variable VOBASE_CLASSIC.
+    static bool IsWanted();
+
+    // Comes to a state that was published when this was called, or later, by the batches that are missing or by the
+    // present base. uImageCount: the update count of the image of the first road. False when there is none of a living
+    // publisher that goes with that image: what was there before is let go of then. A generation that was found unsound
+    // isn't tried again. Whoever looks at Base() has let go of it before, and takes it anew.
+    bool Follow(uint32_t uImageCount);
+
+    // Lets go of the base and its log; Close lets go of the state section too.
+    void Leave();
+    void Close();
+
+    bool IsThere() const { return m_pGeneration != nullptr; }
+
+    // Five loads; any thread, also beside Follow and Leave, but not beside Close.
+    VORoadStanding Standing(uint32_t uImageCount) const;
+
+    // The state that the last Follow came to.
+    const VOAssetBase& Base() const { return m_pGeneration->base; }
+
+private:
+    struct Generation
+    {
+        uint64_t ullNumber = 0;
+        VOSectionView baseView;
+        VOSectionView logView;
+        VOAssetBase base;
+        uint64_t ullApplied = 0;  // bytes of the log
+    };
+
+    const VORoadSource* _Source();
+    bool _Attach(uint64_t ullNumber);
+    static bool _Apply(Generation& generation, uint64_t ullWritten);
+    void _Count(uint32_t VORoadSource::* pCount) const;
+
+    LUMTrayService::enumAssetFrom m_eaf;
+    VOSectionView m_state;
+    const VORoadSource* m_pSource = nullptr;  // in the state section
+    std::unique_ptr<Generation> m_pGeneration;
+    uint64_t m_ullDoubted = 0;
+
+    // What Standing compares; shared words.
+    uint64_t m_ullNumber = 0;
+    uint64_t m_ullApplied = 0;
+};

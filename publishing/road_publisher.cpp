@@ -1,0 +1,84 @@
+#include "platform/vo_shared_word.h"
+#include "publishing/source_road.h"
+#include "vo_publisher.h"
+
+using LUMTrayService::ASSETTYPE_COUNT;
+using LUMTrayService::enumAssetFrom;
+
+// The sources end before the section that they write to.
+struct VORoadPublisher::Sources
+{
+    VORoadSections sections;
+    std::unique_ptr<VOSourceRoad> apSource[ASSETTYPE_COUNT];
+};
+
+VORoadPublisher::VORoadPublisher() : m_pSources(std::make_unique<Sources>()) {}
+
+VORoadPublisher::~VORoadPublisher()
+{
+    Withdraw();
+}
+
+bool VORoadPublisher::Open()
+{
+    return !IsOpen() && m_pSources->sections.Open();
+}
+
+void VORoadPublisher::Withdraw()
+{
+    for (std::unique_ptr<VOSourceRoad>& pSource : m_pSources->apSource)
+    {
+        pSource.reset();
+    }
+    m_pSources->sections.Withdraw();
+}
+
+bool VORoadPublisher::IsOpen() const
+{
+    return m_pSources->sections.IsOpen();
+}
+
+bool VORoadPublisher::Publish(enumAssetFrom eaf, VOTSAssetNodeContainer& container)
+{
+    if (!IsOpen() || VORoadSectionName(eaf, "", 0).empty())
+    {
+        return false;
+    }
+    std::unique_ptr<VOSourceRoad>& pSource = m_pSources->apSource[eaf];
+    if (pSource == nullptr)
+    {
+        pSource = std::make_unique<VOSourceRoad>(m_pSources->sections, eaf);
+    }
+    return pSource->Publish(container);
+}
+
+void VORoadPublisher::NoteImage(enumAssetFrom eaf, unsigned int uUpdateCount)
+{
+    if (IsOpen() && static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT)
+    {
+        VOStoreWord(m_pSources->sections.State().arrSource[eaf].uImageCount, uUpdateCount);
+    }
+}
+
+void VORoadPublisher::Remove(enumAssetFrom eaf)
+{
+    if (static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT && m_pSources->apSource[eaf] != nullptr)
+    {
+        m_pSources->apSource[eaf]->Remove();
+        m_pSources->apSource[eaf].reset();
+    }
+}
+
+VORoadPublisher::Counts VORoadPublisher::CountsOf(enumAssetFrom eaf) const
+{
+    Counts counts = {};
+    if (IsOpen() && static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT && m_pSources->apSource[eaf] != nullptr)
+    {
+        const VORoadSource& source = m_pSources->sections.State().arrSource[eaf];
+        counts.ullGenerations = m_pSources->apSource[eaf]->Generations();
+        counts.ullBatches = m_pSources->apSource[eaf]->Batches();
+        counts.ullAttached = VOLoadWord(source.uAttached);
+        counts.ullDoubted = VOLoadWord(source.uDoubted);
+    }
+    return counts;
+}
