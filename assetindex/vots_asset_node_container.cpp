@@ -378,7 +378,11 @@ int VOTSAssetNodeContainer::CleanUp()
     }
     m_mapStringHandle2ParamIndex.Clear();
     m_mapTableStringHandle2ParamIndex.CleanUp();
-    m_pathTable = {};
+    if (m_pathTable.IsThere())
+    {
+        m_pkClassifyMgr->CleanUp();  // a copy of what the base has
+        m_pathTable = {};
+    }
     _NoteWhole();
     m_vecAssetNode.Release();
     m_hStrRootPath = INVALID_HANDLE_VALUE;

@@ -108,12 +108,11 @@ VORoadStanding VOAssetRoad::Standing(uint32_t uImageCount) const
 {
     const VORoadSource* const pSource = VOLoadWord(m_pSource);
     const uint64_t ullNumber = pSource != nullptr ? VOLoadWord(pSource->ullGeneration) : 0;
-    if (ullNumber == 0)
+    if (ullNumber == 0 || !GoesWith(*pSource, uImageCount))
     {
         return VORoadStanding::Withdrawn;
     }
-    return ullNumber == VOLoadWord(m_ullNumber) && VOLoadWord(pSource->ullWritten) == VOLoadWord(m_ullApplied) &&
-                   GoesWith(*pSource, uImageCount)
+    return ullNumber == VOLoadWord(m_ullNumber) && VOLoadWord(pSource->ullWritten) == VOLoadWord(m_ullApplied)
                ? VORoadStanding::Current
                : VORoadStanding::Outdated;
 }

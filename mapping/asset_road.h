@@ -16,7 +16,7 @@ enum class VORoadStanding
 {
     Current,
     Outdated,
-    Withdrawn  // the source has no second road any more: the other one tells whether anything came behind it
+    Withdrawn  // there is no second road that goes with the image: its count tells whether anything came behind it
 };
 
 class VOAssetRoad

@@ -166,7 +166,7 @@ static_assert(std::is_same_v<decltype(OpenMembers::m_uUpdateCount), unsigned int
 TEST(InspectorState, ADerivedClassSeesImageAndCountComeAndGoTogether)
 {
     Publisher publisher;
-    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.PublishImage(AF_SOURCE, SourceModel());
     OpenMembers reader(AF_SOURCE);
     EXPECT_EQ(AF_SOURCE, reader.m_eaf);
     EXPECT_EQ(SM_ASYNC, reader.m_eSyncMode);
@@ -245,7 +245,7 @@ TEST(InspectorLoad, ACountThatGoesDownIsAChangeToo)
 TEST(InspectorLoad, ReMappingWithAnUnchangedCountLoadsTheImageAnew)
 {
     Publisher publisher;
-    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.PublishImage(AF_SOURCE, SourceModel());
     ClosingInspector reader;
     reader.Load();
     // The same count over another image shows that the section was really read.

@@ -22,7 +22,7 @@ std::string TraceOf(const std::string& strExpression, const char* pszFunction)
 void LoadUnderWatch()
 {
     Publisher publisher;
-    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.PublishImage(AF_SOURCE, SourceModel());
     ClosingInspector reader;
     CHECK_HERE(reader.OpenMappingState() == ET_NONE);
 
@@ -99,7 +99,7 @@ void PublishAtTheFault(int)
 void LoadWhileOneIsPublishedAsTheReaderLeaves()
 {
     Publisher publisher;
-    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.PublishImage(AF_SOURCE, SourceModel());
     OpenState reader;
     CHECK_HERE(reader.OpenMappingState() == ET_NONE);
     g_pState = reader.m_pMappingState;
@@ -133,7 +133,7 @@ TEST(LoadOrderDeathTest, APublicationAsTheReaderLeavesShowsAsAChange)
 void CleanUpUnderTrace()
 {
     Publisher publisher;
-    publisher.Publish(AF_SOURCE, SourceModel());
+    publisher.PublishImage(AF_SOURCE, SourceModel());
     ClosingInspector reader;
     CHECK_HERE(reader.OpenMappingState() == ET_NONE);
     const auto Trace = [](const std::function<void()>& function, const char* pszFunction)

@@ -2,11 +2,15 @@
 // library, an inspector whose protected operations can be reached, and a sample source.
 #pragma once
 
+#include <stdlib.h>
+
 #include <atomic>
+#include <memory>
 #include <string>
 
 #include "assetindex/image_checks.h"
 #include "support/state_section.h"
+#include "vo_publisher.h"
 #include "vots_file_mapping.h"
 
 namespace mappingtest
@@ -94,7 +98,8 @@ inline Bytes LiteralBlock(const Bytes& data)
 // Publisher
 // ---------------------------------------------------------------------------------------------------------------------
 
-// Makes and fills the sections, and takes their names back at its end.
+// Makes and fills the sections, and takes their names back at its end. With VOBASE_TEST_BASES=1 in the environment every
+// image that a container can be made of is published as a base too, so that the same tests ask readers that take it.
 class Publisher
 {
 public:
@@ -130,7 +135,37 @@ public:
     void DropData(unsigned int uSource) { EXPECT_TRUE(m_akData[uSource].Withdraw()); }
 
     // The whole protocol: block, then count, then enabled.
-    void Publish(unsigned int uSource, const Bytes& image) { PublishBlock(uSource, LiteralBlock(image)); }
+    void Publish(unsigned int uSource, const Bytes& image)
+    {
+        if (getenv("VOBASE_TEST_BASES") != nullptr)
+        {
+            OfferBase(uSource, image);
+        }
+        PublishBlock(uSource, LiteralBlock(image));
+    }
+
+    // Never with a base.
+    void PublishImage(unsigned int uSource, ModelContainer model) { PublishBlock(uSource, LiteralBlock(model.Image())); }
+
+    // A base for the image that is published next.
+    void OfferBase(unsigned int uSource, Bytes image)
+    {
+        const auto eaf = static_cast<enumAssetFrom>(uSource);
+        const std::unique_ptr<VOTSAssetNodeContainer> pBefore = std::move(m_apContainer[uSource]);
+        m_apContainer[uSource] = std::make_unique<VOTSAssetNodeContainer>(AR_Provider, nullptr, nullptr);
+        auto* const pAlloc = reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(image.data());
+        if ((m_road.IsOpen() || m_road.Open()) && m_apContainer[uSource]->SetAlloc(pAlloc, 1, image.size()) != 0 &&
+            m_road.Publish(eaf, *m_apContainer[uSource]))
+        {
+            m_road.NoteImage(eaf, m_uLastCount + 1);
+        }
+        else
+        {
+            m_road.Remove(eaf);
+        }
+    }
+    VORoadPublisher& Road() { return m_road; }
+    VOTSAssetNodeContainer& Container(unsigned int uSource) { return *m_apContainer[uSource]; }
     void PublishBlock(unsigned int uSource, const Bytes& block)
     {
         PutData(uSource, block);
@@ -144,6 +179,8 @@ public:
 private:
     votest::StateSection m_state{kpszStateName};
     VOPublishedSection m_akData[ASSETTYPE_COUNT];
+    std::unique_ptr<VOTSAssetNodeContainer> m_apContainer[ASSETTYPE_COUNT];
+    VORoadPublisher m_road;
     unsigned int m_uLastCount = 100;
 };
 

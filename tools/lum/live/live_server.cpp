@@ -7,6 +7,7 @@
 
 #include "base/console.h"
 #include "base/sources.h"
+#include "platform/vo_platform.h"
 #include "platform/vo_process.h"
 
 using namespace LUMTrayService;
