@@ -1,5 +1,5 @@
-// The check value of blocks that go from one process to another: CRC-32 with the polynomial 0x04C11DB7, bit-reversed, as
-// in Ethernet and zip archives.
+// The check value of blocks that go from one process to another: CRC-32 with the polynomial 0x04C11DB7, bit-reversed,
+// as in Ethernet and zip archives.
 #pragma once
 
 #include <lzo/lzoconf.h>

@@ -1,6 +1,6 @@
 // Everything that the library offers. A tool that reads published data begins with vots_file_mapping.h and
-// vots_file_event.h, a publisher with vots_asset_node_container.h, its helper and vo_publisher.h; the services below stand on
-// their own.
+// vots_file_event.h, a publisher with vots_asset_node_container.h, its helper and vo_publisher.h; the services below
+// stand on their own.
 #pragma once
 
 #include "tray_service_types.h"

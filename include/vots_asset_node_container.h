@@ -345,7 +345,7 @@ private:
     }
     void _NoteNode(unsigned int uAssetID);
 
-    VOPathTable m_pathTable;                // Customer of a base: instead of the tables of an image
+    VOPathTable m_pathTable;               // Customer of a base: instead of the tables of an image
     VOAssetJournal* m_pJournal = nullptr;  // Provider; whoever keeps it owns it
 };
 static_assert(sizeof(VOTSAssetNodeContainer::ContainerAlloc) == 56);

@@ -109,6 +109,11 @@ public:
     LUMTrayService::Inspector::ErrorType LastErrorType() const;
     LUMTrayService::Inspector::ErrorType LastErrorTypeASync() const;
 
+    // Waits until something is published that OpenMappingData would load, at most so many milliseconds: 1 then, within
+    // milliseconds where the publisher offers a base and within half a second where it doesn't, and 0 when the time is
+    // over. 0 only looks. Beside queries, but not beside the four operations above. Throws nothing.
+    int WaitForChange(unsigned int uMilliseconds) const;
+
     // Queries that fail in silence, with 0 or an empty pointer, unless LastErrorTypeASync is ET_NONE. What they
     // do then is what the container's operations of these names do; those log a bad id.
     int NormalizeAssetPath(const VOWCHAR* pszPath, unsigned int uSize, VOWCHAR* pszResult) const;
@@ -231,10 +236,12 @@ private:
     bool _MayAskOf(const char* pszFunction, unsigned int uAssetIndex, LUMTrayService::structAssetNode& tsNode) const;
     AssetNodeStateInfo* _StateInfo() const;
     bool _IsCurrent(const AssetNodeStateInfo& stateInfo) const;
+    bool _HasNews() const;
     bool _TakeRoad(const AssetNodeStateInfo& stateInfo);
     static unsigned char* _LoadImage(const void* pvBlock, size_t uBlockSize, unsigned int& ruSize);
 
     std::unique_ptr<VOAssetRoad> m_pRoad;
+    friend class VOTSFileMappingAssemble;
     int m_bOnRoad;  // the container shows a base, and there is no image
 };
 
@@ -263,6 +270,9 @@ public:
     int CloseMapping();
     LUMTrayService::Inspector::ErrorType LastErrorType() const;
     LUMTrayService::Inspector::ErrorType LastErrorTypeASync() const;
+
+    // As of an inspector, for all of them: 1 when one of them has something to load.
+    int WaitForChange(unsigned int uMilliseconds) const;
 
     // Whether the source has an inspector, and the inspector, which stays the assemble's and ends with the last
     // Release. A value that is no source is logged.

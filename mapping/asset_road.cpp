@@ -42,6 +42,16 @@ VOWString VORoadSectionName(LUMTrayService::enumAssetFrom eaf, const char* pszPa
     return strName;
 }
 
+VOWString VORoadSignalName(LUMTrayService::enumAssetFrom eaf)
+{
+    VOWString strName = kpszVORoadStateName;
+    if (eaf != LUMTrayService::AF_ERROR)
+    {
+        strName += static_cast<VOWCHAR>('0' + eaf);
+    }
+    return strName;
+}
+
 bool VOAssetRoad::IsWanted()
 {
     char szValue[2] = {};
@@ -55,7 +65,12 @@ const VORoadSource* VOAssetRoad::_Source()
         m_state.Open(kpszVORoadStateName, FILE_MAP_READ) && m_state.Size() >= sizeof(VORoadState) &&
         m_state.BeginsWith(kVORoadVersion))
     {
-        VOStoreWord(m_pSource, &static_cast<const VORoadState*>(m_state.Data())->arrSource[m_eaf]);
+        // Nobody steps the words through this view: it can't be written to.
+        VORoadState& state = *static_cast<VORoadState*>(m_state.Data());
+        m_pSignal = std::make_unique<VOSharedSignal>(VORoadSignalName(m_eaf).c_str(), state.arrSource[m_eaf].uSteps);
+        m_pAnySignal =
+            std::make_unique<VOSharedSignal>(VORoadSignalName(LUMTrayService::AF_ERROR).c_str(), state.uImageSteps);
+        VOStoreWord(m_pSource, &state.arrSource[m_eaf]);
     }
     return m_pSource;
 }
@@ -100,6 +115,8 @@ void VOAssetRoad::Close()
 {
     Leave();
     VOStoreWord(m_pSource, nullptr);
+    m_pSignal.reset();
+    m_pAnySignal.reset();
     m_state.Close();
     m_ullDoubted = 0;
 }
@@ -118,7 +135,7 @@ VORoadStanding VOAssetRoad::Standing(uint32_t uImageCount) const
 }
 
 // For whoever looks after the publisher; a count that can't be kept is no reason to fail.
-void VOAssetRoad::_Count(uint32_t VORoadSource::* pCount) const
+void VOAssetRoad::_Count(uint32_t VORoadSource::*pCount) const
 {
     const VOSectionView state(kpszVORoadStateName, FILE_MAP_WRITE);
     if (state.Size() >= sizeof(VORoadState))

@@ -10,6 +10,7 @@
 #include "assetindex/asset_base.h"
 #include "mapping/road_state.h"
 #include "platform/vo_section_view.h"
+#include "platform/vo_shared_signal.h"
 
 // How what a reader came to stands to what is published.
 enum class VORoadStanding
@@ -45,6 +46,11 @@ public:
     // Five loads; any thread, also beside Follow and Leave, but not beside Close.
     VORoadStanding Standing(uint32_t uImageCount) const;
 
+    // What steps with each publication of the source, or of any; null while there is no state section. Any thread, but
+    // not beside Follow and Close.
+    const VOSharedSignal* Signal() const { return m_pSignal.get(); }
+    const VOSharedSignal* AnySignal() const { return m_pAnySignal.get(); }
+
     // The state that the last Follow came to.
     const VOAssetBase& Base() const { return m_pGeneration->base; }
 
@@ -61,11 +67,13 @@ private:
     const VORoadSource* _Source();
     bool _Attach(uint64_t ullNumber);
     static bool _Apply(Generation& generation, uint64_t ullWritten);
-    void _Count(uint32_t VORoadSource::* pCount) const;
+    void _Count(uint32_t VORoadSource::*pCount) const;
 
     LUMTrayService::enumAssetFrom m_eaf;
     VOSectionView m_state;
     const VORoadSource* m_pSource = nullptr;  // in the state section
+    std::unique_ptr<VOSharedSignal> m_pSignal;
+    std::unique_ptr<VOSharedSignal> m_pAnySignal;
     std::unique_ptr<Generation> m_pGeneration;
     uint64_t m_ullDoubted = 0;
 

@@ -19,12 +19,13 @@
 // steps the words. A new base and its log are whole under their names before their generation is stored here, behind a
 // 0 for the written bytes. A reader that finds one generation before and after it has loaded the written bytes knows
 // that they are of this generation's log, or less than that. A publisher that ends leaves its last generation standing
-// here, so that those who have it know that nothing came behind it; the three generations tell the next publisher what a
-// killed one left. Readers write to their two counts alone, and only to be counted.
+// here, so that those who have it know that nothing came behind it; the three generations tell the next publisher what
+// a killed one left. Readers write to their two counts alone, and only to be counted.
 //
 // The second road belongs to the publisher that holds the lock of the state section's name, and goes with its images: a
 // reader takes it while that lock is held, and holds to it while uImageCount is the update count of the first road, or
-// the one that comes next, which is stored here first. So what a killed publisher left is never taken for a later one's.
+// the one that comes next, which is stored here first. So what a killed publisher left is never taken for a later
+// one's.
 //
 // Names: "vo_fileMappingAssetNodeRoad" for this section; the base and log of a generation have the name of the source's
 // data section, "~base" or "~log", and the generation as 16 digits of 0123456789ABCDEF.
@@ -61,6 +62,9 @@ struct VORoadState
     VORoadSource arrSource[LUMTrayService::ASSETTYPE_COUNT];
 };
 static_assert(sizeof(VORoadState) == 64 + 64 * LUMTrayService::ASSETTYPE_COUNT);
+
+// What waits and steps the words have for a name: of one source, or of any for AF_ERROR.
+VOWString VORoadSignalName(LUMTrayService::enumAssetFrom eaf);
 
 // The name of the base, or log, of a generation; empty for a source without a data section.
 VOWString VORoadSectionName(LUMTrayService::enumAssetFrom eaf, const char* pszPart, uint64_t ullGeneration);

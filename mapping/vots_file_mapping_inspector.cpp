@@ -145,9 +145,8 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
         }
         return ET_SOURCE_DISABLED;
     }
-    if (_IsCurrent(*pStateInfo) || !VO_STEP(m_pkAssetNodeContainer) ||
-        !VO_STEP(ASSETNODE_MAPPING_VIEW_STRING(m_eaf)) || !VO_STEP(UnMappingView_AssetNodes()) ||
-        _TakeRoad(*pStateInfo))
+    if (_IsCurrent(*pStateInfo) || !VO_STEP(m_pkAssetNodeContainer) || !VO_STEP(ASSETNODE_MAPPING_VIEW_STRING(m_eaf)) ||
+        !VO_STEP(UnMappingView_AssetNodes()) || _TakeRoad(*pStateInfo))
     {
         return ET_NONE;
     }

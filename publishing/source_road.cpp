@@ -68,10 +68,10 @@ bool VORoadSections::Open()
     memcpy(aullVersion, kVORoadVersion, sizeof(aullVersion));
     VOStoreWords(reinterpret_cast<uint64_t*>(state.szVersion), aullVersion, 2);
 
-    m_pImages = std::make_unique<VOSharedSignal>(kpszVORoadStateName, state.uImageSteps);
+    m_pImages = std::make_unique<VOSharedSignal>(VORoadSignalName(LUMTrayService::AF_ERROR).c_str(), state.uImageSteps);
     for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
     {
-        const VOWString strName = VOWString(kpszVORoadStateName) + static_cast<VOWCHAR>('0' + i);
+        const VOWString strName = VORoadSignalName(static_cast<LUMTrayService::enumAssetFrom>(i));
         m_apSource[i] = std::make_unique<VOSharedSignal>(strName.c_str(), state.arrSource[i].uSteps);
     }
     return true;

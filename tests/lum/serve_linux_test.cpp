@@ -6,12 +6,15 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
+#include <memory>
 #include <random>
 #include <thread>
 
 #include "platform/vo_platform.h"
 #include "platform/vo_section_publisher.h"
 #include "tests/lum_support/lum_test_support.h"
+#include "vo_utility.h"
 #include "vots_file_mapping.h"
 
 using nlohmann::json;
@@ -55,6 +58,19 @@ bool DataSectionExists(enumAssetFrom eaf)
         CloseHandle(hSection);
     }
     return hSection != nullptr;
+}
+
+// How many sections of this run have that in their name; '~' is kept as "%7E".
+size_t SectionsNamed(const std::string& strPart)
+{
+    const std::string strRun = std::string(".") + getenv("VOBASE_NAMESPACE") + ".";
+    size_t uCount = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/dev/shm"))
+    {
+        const std::string strName = entry.path().filename().string();
+        uCount += Contains(strName, strRun) && Contains(strName, "%7E" + strPart) ? 1 : 0;
+    }
+    return uCount;
 }
 
 // Starts a publisher and kills it when it publishes.
@@ -121,6 +137,60 @@ TEST(LumKilled, SourcesThatTheNextOneDoesntServeAreWithdrawn)
     EXPECT_FALSE(DataSectionExists(AF_SOURCE));
     EXPECT_FALSE(DataSectionExists(AF_TARGET));
     EXPECT_TRUE(DataSectionExists(AF_MERGESRC));
+}
+
+TEST(LumKilled, ABaseThatItLeftIsntTakenForTheImageOfAnotherPublisher)
+{
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    ServeAndKill({"--source", folder.Name()});
+    EXPECT_EQ(SectionsNamed("base"), 1u);
+    // One that knows nothing of bases goes on with the same count.
+    VOTSAssetNodeContainer container(AR_Provider, VOTEXT("/"), VOTEXT("Other"));
+    structAssetNode node;
+    int nExisted = 0;
+    ASSERT_EQ(container.RequestAssetNode(VOTEXT("other.txt"), node, nExisted), 1);
+    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, decltype(&free)> pImage(container.GetAlloc(), &free);
+    unsigned char* pbBlock = nullptr;
+    unsigned uSize = 0;
+    ASSERT_NE(VOCompressBuffer_lzo1x(&pbBlock, &uSize, reinterpret_cast<unsigned char*>(pImage.get()),
+                                     pImage->uDataBufSize + static_cast<unsigned>(sizeof(*pImage))),
+              0);
+    const std::unique_ptr<unsigned char, decltype(&free)> pBlock(pbBlock, &free);
+    VOPublishedSection section;
+    ASSERT_TRUE(section.Replace(ASSETNODE_MAPPING_VIEW_STRING(AF_SOURCE), pbBlock, uSize));
+    VOTSFileMappingInspector inspector(AF_SOURCE);
+    ASSERT_EQ(inspector.OpenMappingState(), Inspector::ET_NONE);
+    ASSERT_EQ(inspector.OpenMappingData(), Inspector::ET_NONE);
+    EXPECT_EQ(inspector.GetAssetNode(VOTEXT("other.txt"), node), 1);
+    EXPECT_EQ(inspector.GetAssetNode(VOTEXT("a.txt"), node), 0);
+    inspector.CloseMapping();
+}
+
+TEST(LumKilled, TheNextOneTakesAwayTheBaseThatItLeft)
+{
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    ServeAndKill({"--source", folder.Name(), "--target", folder.Name()});
+    EXPECT_EQ(SectionsNamed("base"), 2u);
+    EXPECT_EQ(SectionsNamed("log"), 2u);
+    LumServe next({"--source", folder.Name()});
+    ASSERT_TRUE(next.Publishes()) << next.Process().Err();
+    EXPECT_EQ(SectionsNamed("base"), 1u);
+    EXPECT_EQ(SectionsNamed("log"), 1u);
+    EXPECT_EQ(next.Stop(), 0);
+    EXPECT_EQ(SectionsNamed("base") + SectionsNamed("log"), 0u);
+}
+
+TEST(LumClassic, PublishesNoBaseAndIsReadAllTheSame)
+{
+    TemporaryFolder folder;
+    folder.Write("a.txt", "1");
+    LumServe serve({"--classic", "--source", folder.Name()});
+    ASSERT_TRUE(serve.Publishes()) << serve.Process().Err();
+    EXPECT_EQ(SectionsNamed("base"), 0u);
+    EXPECT_EQ(RunLum({"ls"}).strOut, "a.txt\n");
+    EXPECT_EQ(serve.Stop(), 0);
 }
 
 TEST(LumKilled, TheUpdateCountSkipsZero)

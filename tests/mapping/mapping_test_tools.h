@@ -98,8 +98,9 @@ inline Bytes LiteralBlock(const Bytes& data)
 // Publisher
 // ---------------------------------------------------------------------------------------------------------------------
 
-// Makes and fills the sections, and takes their names back at its end. With VOBASE_TEST_BASES=1 in the environment every
-// image that a container can be made of is published as a base too, so that the same tests ask readers that take it.
+// Makes and fills the sections, and takes their names back at its end. With VOBASE_TEST_BASES=1 in the environment
+// every image that a container can be made of is published as a base too, so that the same tests ask readers that take
+// it.
 class Publisher
 {
 public:
@@ -145,7 +146,10 @@ public:
     }
 
     // Never with a base.
-    void PublishImage(unsigned int uSource, ModelContainer model) { PublishBlock(uSource, LiteralBlock(model.Image())); }
+    void PublishImage(unsigned int uSource, ModelContainer model)
+    {
+        PublishBlock(uSource, LiteralBlock(model.Image()));
+    }
 
     // A base for the image that is published next.
     void OfferBase(unsigned int uSource, Bytes image)

@@ -4,6 +4,7 @@
 
 #include "assetindex/random_run.h"
 #include "mapping/asset_road.h"
+#include "vo_publisher.h"
 
 namespace
 {
@@ -128,6 +129,78 @@ TEST(SourceRoad, AnEmptiedContainerGetsANewBase)
     EXPECT_EQ(2u, source.Generations());
     ASSERT_TRUE(reader.Follow());
     EXPECT_EQ(1u, reader.customer.GetAssetNodeCount());
+}
+
+TEST(SourceRoad, TheStateSectionHasTheseBytes)
+{
+    VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
+    FillSample(container);
+    VORoadPublisher publisher;
+    ASSERT_TRUE(publisher.Open());
+    ASSERT_TRUE(publisher.Publish(LUMTrayService::AF_TARGET, container));
+    publisher.NoteImage(LUMTrayService::AF_TARGET, 0x01020304);
+    const VOSectionView section(VOTEXT("vo_fileMappingAssetNodeRoad"), FILE_MAP_READ);
+    ASSERT_LE(704u, section.Size());
+    votest::Bytes vecState(704);
+    memcpy(vecState.data(), section.Data(), vecState.size());
+    const uint64_t ullGeneration = votest::ReadU64(vecState, 64 + 64 * 2);
+    EXPECT_NE(0u, ullGeneration);
+    votest::Bytes vecExpected = votest::ByteBuilder()
+                                    .Hex("726F61642E312E30")
+                                    .Zeros(8)
+                                    .U32(1)
+                                    .Zeros(4 + 40 + 2 * 64)
+                                    .U64(ullGeneration)
+                                    .U64(64)
+                                    .U32(1)
+                                    .Zeros(4 + 8 + 8 + 4)
+                                    .U32(0x01020304)
+                                    .Zeros(16 + 7 * 64)
+                                    .Result();
+    EXPECT_EQ(vecExpected, vecState);
+
+    // The names, by hand.
+    VOWString strName = VOTEXT("vo_fileMappingAssetNodeContainerName_target~base");
+    for (int nDigit = 15; nDigit >= 0; --nDigit)
+    {
+        strName += VOTEXT("0123456789ABCDEF")[(ullGeneration >> (4 * nDigit)) & 15];
+    }
+    const VOSectionView base(strName.c_str(), FILE_MAP_READ);
+    ASSERT_NE(nullptr, base.Data());
+    EXPECT_EQ(0, memcmp(base.Data(), "base.1.0", 8));
+    strName.replace(strName.find(VOTEXT("~base")), 5, VOTEXT("~log"));
+    const VOSectionView log(strName.c_str(), FILE_MAP_READ);
+    ASSERT_NE(nullptr, log.Data());
+    EXPECT_EQ(0, memcmp(log.Data(), "patch.10", 8));
+}
+
+TEST(SourceRoad, OneAtATimePublishes)
+{
+    VORoadPublisher first;
+    ASSERT_TRUE(first.Open());
+    EXPECT_FALSE(first.Open());
+    VORoadPublisher second;
+    EXPECT_FALSE(second.Open());
+    EXPECT_FALSE(second.IsOpen());
+    first.Withdraw();
+    EXPECT_TRUE(second.Open());
+}
+
+TEST(SourceRoad, AContainerMayEndBeforeItsPublisher)
+{
+    VORoadPublisher publisher;
+    ASSERT_TRUE(publisher.Open());
+    auto pContainer = std::make_unique<VOTSAssetNodeContainer>(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
+    FillSample(*pContainer);
+    ASSERT_TRUE(publisher.Publish(AF_SOURCE, *pContainer));
+    pContainer.reset();
+    pContainer = std::make_unique<VOTSAssetNodeContainer>(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
+    FillSample(*pContainer);
+    ASSERT_TRUE(publisher.Publish(AF_SOURCE, *pContainer));
+    EXPECT_EQ(2u, publisher.CountsOf(AF_SOURCE).ullGenerations);
+    EXPECT_FALSE(publisher.Publish(LUMTrayService::AF_ERROR, *pContainer));
+    publisher.Remove(AF_SOURCE);
+    EXPECT_EQ(0u, publisher.CountsOf(AF_SOURCE).ullGenerations);
 }
 
 }  // namespace

@@ -65,9 +65,9 @@ struct LiveServer::Served
     }
 
     LiveSource source;
-    Changes untold;           // in the index; told once a published image has them
-    bool bImageDue = false;   // what was last taken from the index isn't published
-    bool bEventsDue = false;  // what was last appended isn't published
+    Changes untold;            // in the index; told once a published image has them
+    bool bImageDue = false;    // what was last taken from the index isn't published
+    bool bEventsDue = false;   // what was last appended isn't published
     bool bRoadFailed = false;  // and was told of
     LiveClock::time_point nextPublication;
 
@@ -104,8 +104,7 @@ bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pst
     }
     _OpenRoad();
     // The events first: a tool that finds the images can bind its listeners.
-    if (!m_events.Open(vecSources, pstrError) ||
-        !m_publisher.Publish(vecImages, pstrError))
+    if (!m_events.Open(vecSources, pstrError) || !m_publisher.Publish(vecImages, pstrError))
     {
         m_events.Withdraw();
         return false;
