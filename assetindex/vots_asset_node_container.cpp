@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "assetindex/asset_base.h"
+#include "assetindex/asset_lookup.h"
 #include "assetindex/no_index.h"
 #include "assetindex/path_functions.h"
 #include "containers/text_access.h"
@@ -181,38 +182,31 @@ int VOTSAssetNodeContainer::_AddFileDataParam(void* hStringParam, LUMTrayService
 
 int VOTSAssetNodeContainer::FindAssetNode(const VOWCHAR* pszPath, LUMTrayService::structAssetNode& tsNode) const
 {
+    VOHashPair pair = {};
+    if (VOAssetLookup::IsByHashes(*this) && VOHashPlainPath(pszPath, pair))
+    {
+        return VOAssetLookup::Give(*this, VOAssetLookup::Find(*this, pair), tsNode);
+    }
+    return VOAssetLookup::FindByText(*this, pszPath, tsNode);
+}
+
+int VOAssetLookup::FindByText(const VOTSAssetNodeContainer& container, const VOWCHAR* pszPath,
+                              LUMTrayService::structAssetNode& tsNode)
+{
     VOWCHAR tszNormailzeLowerPath[MAX_PATH];
-    unsigned int uParamIndex = kNone;
-    if (m_pkStringSet == nullptr || !NormailzeAssetPath(tszNormailzeLowerPath, pszPath, MAX_PATH, TRUE))
+    if (container.m_pkStringSet == nullptr ||
+        !container.NormailzeAssetPath(tszNormailzeLowerPath, pszPath, MAX_PATH, TRUE))
     {
         return 0;
     }
-    if (m_eAssetRole == LUMTrayService::AR_Provider)
+    if (container.m_eAssetRole == LUMTrayService::AR_Provider)
     {
-        uParamIndex = _FindAssetParamIndex_P(m_pkStringSet->Find(tszNormailzeLowerPath));
+        void* const hString = container.m_pkStringSet->Find(tszNormailzeLowerPath);
+        return Give(container, container._FindAssetParamIndex_P(hString), tsNode);
     }
-    else if (m_pathTable.IsThere())
-    {
-        unsigned int uHash0 = 0;
-        unsigned int uHash1 = 0;
-        VOStringHash::HashRows(tszNormailzeLowerPath, uHash0, uHash1);
-        uParamIndex = m_pathTable.Find(uHash0, uHash1);
-    }
-    else
-    {
-        // The slot of the key table comes while the string's record is read.
-        VOStringHashSet::Lookup lookup = m_pkStringSet->_Candidate_C(tszNormailzeLowerPath);
-        VOPrefetch(m_mapTableStringHandle2ParamIndex.HomeOf(lookup.hString));
-        uParamIndex = _FindAssetParamIndex_C(m_pkStringSet->_LiveHandle(m_pkStringSet->_Confirm_C(lookup)));
-    }
-    if (uParamIndex >= m_vecAssetNode.Count())
-    {
-        return 0;
-    }
-    VO_CHECK_ERROR_AS("param.dwParamState != AssetParamState::APS_Deleted",
-                      _StateOf(uParamIndex) != AssetParamState::APS_Deleted);
-    memcpy(static_cast<void*>(&tsNode), m_vecAssetNode.Bytes(uParamIndex), sizeof(tsNode));
-    return 1;
+    VOHashPair pair = {};
+    VOStringHash::HashRows(tszNormailzeLowerPath, pair.uHash0, pair.uHash1);
+    return Give(container, Find(container, pair), tsNode);
 }
 
 unsigned int VOTSAssetNodeContainer::_FindAssetParamIndex_P(void* hStringParam) const

@@ -217,6 +217,8 @@ protected:
 private:
     friend class VOTSAssetNodeContainer;
     friend class VOAssetBaseWriter;
+    friend struct VOAssetLookup;
+    friend class VOAssetBatch;
 
     struct Lookup
     {

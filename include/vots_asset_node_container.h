@@ -97,6 +97,16 @@ public:
     // publisher's index says.
     int FindAssetNode(const VOWCHAR* pszPath, LUMTrayService::structAssetNode& tsNode) const;
 
+    // Copies out the nodes of many paths at once, in less time than one after the other. ppszPath has uCount paths,
+    // in any order and repeated as you like; a null path counts as one that isn't there. ptsNode and pbFound have
+    // room for as many entries; all three are the caller's, and don't overlap. For each path, what FindAssetNode
+    // gives for it: pbFound is 1 and the node is in ptsNode, or pbFound is 0 and its ptsNode is left alone; and the
+    // same log lines, in the order of the paths. The result is how many were found. Allocates nothing, throws
+    // nothing, and takes some 30 KB of the stack. A null array gives 0, a log line, and 0 in what there is of pbFound,
+    // unless uCount is 0. A Provider looks up one path after the other.
+    unsigned int FindAssetNodes(const VOWCHAR* const* ppszPath, unsigned int uCount,
+                                LUMTrayService::structAssetNode* ptsNode, int* pbFound) const;
+
     // Copies out a node by id, removed ones too. 0 and a log line for an id that is none.
     int GetAssetNode(unsigned int uAssetID, LUMTrayService::structAssetNode& tsNode) const;
 
@@ -309,6 +319,8 @@ protected:
 
 private:
     friend class VOAssetBaseWriter;
+    friend struct VOAssetLookup;
+    friend class VOAssetBatch;
     struct Removal;
 
     void _SetJournal(VOAssetJournal* pJournal);

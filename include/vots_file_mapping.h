@@ -128,6 +128,17 @@ public:
     int GetAssetNode(unsigned int uAssetIndex, LUMTrayService::structAssetNode& tsNode) const;
     int GetAssetNode(const VOWCHAR* pszPath, LUMTrayService::structAssetNode& tsNode) const;
 
+    // The nodes of many paths at once, in far less time than one after the other. ppszPath has uCount paths, in any
+    // order and repeated as you like; ptsNode and pbFound have room for as many entries. All three are the
+    // caller's, and don't overlap. For each path what GetAssetNode gives for it: pbFound is 1 and the node is in
+    // ptsNode, or pbFound is 0 and its ptsNode is left alone; and the same log lines, in the order of the paths.
+    // The result is how many were found. The error state is asked once, before the first path: unless it is
+    // ET_NONE nothing is found, in silence. A null array gives 0, a log line, and 0 in what there is of pbFound,
+    // unless uCount is 0. Allocates nothing, throws nothing, and takes some 30 KB of the stack. Any number of
+    // threads, as all queries.
+    unsigned int GetAssetNodes(const VOWCHAR* const* ppszPath, unsigned int uCount,
+                               LUMTrayService::structAssetNode* ptsNode, int* pbFound) const;
+
     // The position of a node among its parent's children of a type, counted from 0. 0 and a log line for a node
     // that isn't among them, as when the type is the other one. May throw std::bad_alloc.
     //
@@ -288,6 +299,15 @@ public:
     // the vector".
     int GetAssetNode(LUMTrayService::structAssetNode& tsNode, const VOWCHAR* pszPath, LUMTrayService::enumAssetFrom eaf,
                      std::vector<VOTSFileMappingInspector*>* pvecInspector) const;
+
+    // The nodes of many paths at once, as VOTSFileMappingInspector::GetAssetNodes; the arrays have uCount entries,
+    // and the result is how many paths were found. With a source: those that the source has; a source without an
+    // inspector gives 0, one log line, and 0 in all of pbFound. With AF_ERROR all sources are searched: pbFound is 1
+    // for a path that any source has, be it one or several, and ptsNode is the node of the last one. Log lines then
+    // come source by source. Which sources have a path tells GetAssetNode, or its inspectors one by one. Allocates
+    // nothing, throws nothing.
+    unsigned int GetAssetNodes(LUMTrayService::structAssetNode* ptsNode, int* pbFound, const VOWCHAR* const* ppszPath,
+                               unsigned int uCount, LUMTrayService::enumAssetFrom eaf) const;
 
 protected:
     // Made and ended by Instance and Release alone. A copy shares the inspectors and is of no use.

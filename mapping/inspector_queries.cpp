@@ -115,6 +115,20 @@ int VOTSFileMappingInspector::GetAssetNode(const VOWCHAR* pszPath, structAssetNo
            m_pkAssetNodeContainer->FindAssetNode(pszPath, tsNode);
 }
 
+unsigned int VOTSFileMappingInspector::GetAssetNodes(const VOWCHAR* const* ppszPath, unsigned int uCount,
+                                                     structAssetNode* ptsNode, int* pbFound) const
+{
+    if (LastErrorTypeASync() == ET_NONE && VO_STEP(m_pkAssetNodeContainer))
+    {
+        return m_pkAssetNodeContainer->FindAssetNodes(ppszPath, uCount, ptsNode, pbFound);
+    }
+    if (pbFound != nullptr)
+    {
+        std::fill_n(pbFound, uCount, 0);
+    }
+    return 0;
+}
+
 unsigned int VOTSFileMappingInspector::GetAssetIndexOfParent(unsigned int uAssetIndex, NodeType eNodeType) const
 {
     structAssetNode tsNode;

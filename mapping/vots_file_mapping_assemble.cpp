@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <functional>
+
 #include "diagnostics/check.h"
 #include "mapping/assemble_parts.h"
 #include "platform/vo_section_view.h"
@@ -119,6 +122,38 @@ int VOTSFileMappingAssemble::GetAssetNode(LUMTrayService::structAssetNode& tsNod
     }
     // The reverse of the direct lookup: tools read 0 as "the path is unique", and 1 as "look at the vector".
     return uHits == 1 ? 0 : 1;
+}
+
+unsigned int VOTSFileMappingAssemble::GetAssetNodes(LUMTrayService::structAssetNode* ptsNode, int* pbFound,
+                                                    const VOWCHAR* const* ppszPath, unsigned int uCount,
+                                                    enumAssetFrom eaf) const
+{
+    if (pbFound != nullptr)
+    {
+        std::fill_n(pbFound, uCount, 0);
+    }
+    if (uCount == 0 || !VO_STEP(ptsNode) || !VO_STEP(pbFound) || !VO_STEP(ppszPath))
+    {
+        return 0;
+    }
+    if (eaf != LUMTrayService::AF_ERROR)
+    {
+        VOTSFileMappingInspector* const pkInspector = VOOfSource(m_pArrInspector, eaf);
+        return VO_STEP(pkInspector) ? pkInspector->GetAssetNodes(ppszPath, uCount, ptsNode, pbFound) : 0;
+    }
+    // Each source writes the nodes of the paths that it has, and flags of its own.
+    constexpr unsigned int kAtOnce = 256;
+    int abOfSource[kAtOnce];
+    for (VOTSFileMappingInspector* const pCandidate : m_pArrInspector)
+    {
+        for (size_t uAt = 0; pCandidate != nullptr && uAt < uCount; uAt += kAtOnce)
+        {
+            const unsigned int uPaths = static_cast<unsigned int>(std::min<size_t>(uCount - uAt, kAtOnce));
+            pCandidate->GetAssetNodes(ppszPath + uAt, uPaths, ptsNode + uAt, abOfSource);
+            std::transform(abOfSource, abOfSource + uPaths, pbFound + uAt, pbFound + uAt, std::bit_or<>());
+        }
+    }
+    return static_cast<unsigned int>(std::count(pbFound, pbFound + uCount, 1));
 }
 
 int VOTSFileMappingAssemble::_SetupInspector()

@@ -49,12 +49,18 @@ public:
         return uNode == kGone ? kNone : uNode - 1;
     }
 
+    // Where the search for a first hash begins.
+    const void* HomeOf(unsigned int uHash0) const
+    {
+        return m_pbSlots + static_cast<size_t>(_Home(uHash0)) * sizeof(VOPathSlot);
+    }
+
     // A copy of the slot of a first hash, and its number; of a hash that has none the slot that it could take, all
     // zero. SlotCount() if there is neither.
     unsigned int SlotOf(unsigned int uHash0, VOPathSlot& slot) const
     {
         const unsigned int uMask = SlotCount() - 1;
-        unsigned int uAt = (uHash0 * 0x9E3779B1u) >> (32 - m_uBits);
+        unsigned int uAt = _Home(uHash0);
         for (unsigned int uSeen = 0; uSeen <= uMask; ++uSeen, uAt = (uAt + 1) & uMask)
         {
             slot = VOLoad<VOPathSlot>(m_pbSlots + static_cast<size_t>(uAt) * sizeof(VOPathSlot));
@@ -73,6 +79,8 @@ public:
     }
 
 private:
+    unsigned int _Home(unsigned int uHash0) const { return (uHash0 * 0x9E3779B1u) >> (32 - m_uBits); }
+
     const unsigned char* m_pbSlots = nullptr;
     unsigned int m_uBits = 0;
 };

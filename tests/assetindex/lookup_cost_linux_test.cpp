@@ -62,6 +62,25 @@ TEST(LookupCost, ALookupOnACustomerAllocatesNothing)
     EXPECT_EQ(0u, uAllocations);
 }
 
+TEST(LookupCost, ManyLookupsAtOnceOnACustomerAllocateNothing)
+{
+    const MisalignedBlock image(LargeModel().Image(), 1);
+    VOTSAssetNodeContainer customer(AR_Customer);
+    ASSERT_NE(0, customer.SetAlloc(image.As<ContainerImage>(), 0));
+    const std::vector<const VOWCHAR*> vecPath(50, VOTEXT("dir/SOME longer name 3999.png"));
+    std::vector<structAssetNode> vecNode(vecPath.size());
+    std::vector<int> vecFound(vecPath.size());
+    unsigned int uFound = 0;
+    size_t uAllocations = 0;
+    {
+        const votest::AllocationCounter counter;
+        uFound = customer.FindAssetNodes(vecPath.data(), 50, vecNode.data(), vecFound.data());
+        uAllocations = counter.Count();
+    }
+    EXPECT_EQ(50u, uFound);
+    EXPECT_EQ(0u, uAllocations);
+}
+
 TEST(LookupCost, TheCounterSeesAnAllocation)
 {
     VOTSAssetNodeContainer provider;

@@ -85,6 +85,34 @@ void FillUnderTrace()
     CHECK_HERE(TraceLines::Of([&] { tree.FindAssetNode(VOTEXT("top"), tsNode); }).size() == 4);
 }
 
+void LookUpUnderTrace()
+{
+    VOTSAssetNodeContainer tree;
+    structAssetNode aNode[2];
+    int abFound[2] = {};
+    AddLinked(tree, VOTEXT("top"), true, kNone);
+    const MisalignedBlock image(ImageOf(tree), 1);
+    VOTSAssetNodeContainer customer(LUMTrayService::AR_Customer);
+    CHECK_HERE(customer.SetAlloc(image.As<ContainerImage>(), 0) != 0);
+    const Lines vecOne = TraceLines::Of([&] { customer.FindAssetNode(VOTEXT("top"), aNode[0]); });
+    CHECK_HERE(vecOne.size() == 4);
+    const VOWCHAR* const apszPath[] = {VOTEXT("top"), VOTEXT("top")};
+    Lines vecExpected;
+    for (const char* pszArray : {"ppszPath", "ptsNode", "pbFound"})
+    {
+        vecExpected.push_back(TraceLines::Line(pszArray, kContainer + "FindAssetNodes"));
+    }
+    vecExpected.insert(vecExpected.end(), vecOne.begin(), vecOne.end());
+    vecExpected.insert(vecExpected.end(), vecOne.begin(), vecOne.end());
+    CHECK_HERE(vecExpected == TraceLines::Of([&] { customer.FindAssetNodes(apszPath, 2, aNode, abFound); }));
+    CHECK_HERE(abFound[0] == 1 && abFound[1] == 1);
+}
+
+TEST(TraceLinesDeathTest, ManyLookupsAtOnceShowTheChecksOfEach)
+{
+    EXPECT_IN_FRESH_PROCESS({ LookUpUnderTrace(); });
+}
+
 TEST(TraceLinesDeathTest, FillingShowsTheChecksUnderTheirOwnNames)
 {
     EXPECT_IN_FRESH_PROCESS({ FillUnderTrace(); });

@@ -355,6 +355,102 @@ TEST_F(AssembleLookup, TheVectorIsAppendedTo)
     EXPECT_EQ(2u, vecInspectors.size());
 }
 
+// Many paths at once, each flag 7 before.
+struct ManyPaths
+{
+    std::vector<const VOWCHAR*> vecPath;
+    std::vector<structAssetNode> vecNode;
+    std::vector<int> vecFound;
+
+    explicit ManyPaths(std::vector<const VOWCHAR*> vecGivenPath)
+        : vecPath(std::move(vecGivenPath)), vecNode(vecPath.size()), vecFound(vecPath.size(), 7)
+    {
+    }
+
+    unsigned int Ask(const VOTSFileMappingAssemble& assemble, enumAssetFrom eaf)
+    {
+        return assemble.GetAssetNodes(vecNode.data(), vecFound.data(), vecPath.data(),
+                                      static_cast<unsigned int>(vecPath.size()), eaf);
+    }
+};
+
+TEST_F(AssembleLookup, ManyPathsInOneSourceAreThoseThatItHas)
+{
+    ManyPaths paths({VOTEXT("TOP"), VOTEXT("none"), VOTEXT("top/d1"), nullptr});
+    const LogCapture log;
+    EXPECT_EQ(1u, paths.Ask(*m_pAssemble, AF_TARGET));
+    EXPECT_THAT(paths.vecFound, ElementsAre(1, 0, 0, 0));
+    EXPECT_EQ(0xBEEFu, paths.vecNode[0].uAssetMerge);
+    EXPECT_EQ(kNone, paths.vecNode[1].nAssetID);
+    EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("pszPath", kClass + "NormailzeAssetPath")));
+}
+
+TEST_F(AssembleLookup, ManyPathsInASourceWithoutAnInspectorAreLoggedOnceAndNotFound)
+{
+    for (const unsigned int uSource : {static_cast<unsigned int>(AF_PAKV4), 10u, 0xFFFFFFFFu})
+    {
+        ManyPaths paths({VOTEXT("top"), VOTEXT("top")});
+        const LogCapture log;
+        EXPECT_EQ(0u, paths.Ask(*m_pAssemble, static_cast<enumAssetFrom>(uSource)));
+        EXPECT_THAT(paths.vecFound, ElementsAre(0, 0));
+        EXPECT_THAT(log.Lines(), ElementsAre(ProcessError("pkInspector", kAssemble + "GetAssetNodes")));
+    }
+}
+
+TEST_F(AssembleLookup, ManyPathsInAllSourcesAreThoseThatAnyHasAndTheirLastNodes)
+{
+    ManyPaths paths({VOTEXT("top"), VOTEXT("top/d1"), VOTEXT("none"), VOTEXT("only in target")});
+    const LogCapture log;
+    EXPECT_EQ(3u, paths.Ask(*m_pAssemble, AF_ERROR));
+    EXPECT_THAT(paths.vecFound, ElementsAre(1, 1, 0, 1));
+    EXPECT_EQ(0xBEEFu, paths.vecNode[0].uAssetMerge) << "of the target";
+    EXPECT_EQ(6u, paths.vecNode[1].nAssetID);
+    EXPECT_EQ(kNone, paths.vecNode[2].nAssetID) << "left alone";
+    EXPECT_EQ(0u, paths.vecNode[3].nAssetID);
+    EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+TEST_F(AssembleLookup, ThousandsOfPathsInAllSourcesGiveWhatEachGivesAlone)
+{
+    const VOWCHAR* const apszPath[] = {VOTEXT("top"),  VOTEXT("top/d1"),         VOTEXT("top/gone.png"),
+                                       VOTEXT("none"), VOTEXT("only in target"), VOTEXT("top/D1/inner.txt")};
+    std::vector<const VOWCHAR*> vecPath;
+    for (size_t i = 0; i < 2001; ++i)
+    {
+        vecPath.push_back(apszPath[(i * i + i / 7) % 6]);
+    }
+    ManyPaths paths(vecPath);
+    unsigned int uExpected = 0;
+    const unsigned int uFound = paths.Ask(*m_pAssemble, AF_ERROR);
+    for (size_t i = 0; i < vecPath.size(); ++i)
+    {
+        structAssetNode tsNode;
+        std::vector<VOTSFileMappingInspector*> vecInspectors;
+        m_pAssemble->GetAssetNode(tsNode, vecPath[i], AF_ERROR, &vecInspectors);
+        ASSERT_EQ(vecInspectors.empty() ? 0 : 1, paths.vecFound[i]) << i;
+        ASSERT_TRUE(SameBytes(BytesOf(tsNode), BytesOf(paths.vecNode[i]))) << i;
+        uExpected += vecInspectors.empty() ? 0 : 1;
+    }
+    EXPECT_EQ(uExpected, uFound);
+}
+
+TEST_F(AssembleLookup, ManyPathsWithANullArrayGive0AndALogLineAndNoPathsNeedNone)
+{
+    structAssetNode tsNode;
+    int bFound = 7;
+    const VOWCHAR* const pszPath = VOTEXT("top");
+    const LogCapture log;
+    for (const enumAssetFrom eaf : {AF_SOURCE, AF_ERROR})
+    {
+        EXPECT_EQ(0u, m_pAssemble->GetAssetNodes(nullptr, nullptr, nullptr, 0, eaf));
+        EXPECT_EQ(0u, m_pAssemble->GetAssetNodes(nullptr, &bFound, &pszPath, 1, eaf));
+        EXPECT_EQ(0, bFound);
+        EXPECT_EQ(0u, m_pAssemble->GetAssetNodes(&tsNode, nullptr, &pszPath, 1, eaf));
+        EXPECT_EQ(0u, m_pAssemble->GetAssetNodes(&tsNode, &bFound, nullptr, 1, eaf));
+    }
+    EXPECT_EQ(6u, log.Count());
+}
+
 TEST_F(AssembleTest, InstanceFromManyThreadsGivesOneObject)
 {
     Publisher publisher;

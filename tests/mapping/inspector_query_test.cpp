@@ -49,6 +49,18 @@ std::vector<Query> GuardedQueries()
              return rk.GetAssetNode(1u, tsNode) != 0;
          }},
         {"GetAssetNode by path", [](const VOTSFileMappingInspector& rk) { return IdOf(rk, VOTEXT("top")) == 0; }},
+        {"GetAssetNodes",
+         [](const VOTSFileMappingInspector& rk)
+         {
+             const VOWCHAR* const apszPath[] = {VOTEXT("top"), VOTEXT("none"), VOTEXT("Top\\D1")};
+             structAssetNode aNode[3];
+             int abFound[3] = {7, 7, 7};
+             const unsigned int uFound = rk.GetAssetNodes(apszPath, 3, aNode, abFound);
+             EXPECT_THAT(abFound, uFound == 2 ? ElementsAre(1, 0, 1) : ElementsAre(0, 0, 0));
+             EXPECT_TRUE(uFound == 0 ||
+                         (aNode[0].nAssetID == 0 && aNode[1].nAssetID == kNone && aNode[2].nAssetID == 6));
+             return uFound == 2;
+         }},
         {"GetAssetIndexOfParent",
          [](const VOTSFileMappingInspector& rk) { return rk.GetAssetIndexOfParent(4, NT_FILE) != 0; }},
         {"GetAssetChildCount", [](const VOTSFileMappingInspector& rk) { return rk.GetAssetChildCount(0, 3) != 0; }},
