@@ -1,9 +1,11 @@
-// Lookups by raw path and walks over all records, on a published image, beside the bare work and beside LMDB.
+// Lookups by raw path and walks over all records, on a published image and on a base, beside the bare work and beside
+// LMDB.
 #include <benchmark/benchmark.h>
 
 #include <map>
 #include <memory>
 
+#include "assetindex/asset_base.h"
 #include "benchmarks/support/asset_tree.h"
 #include "benchmarks/support/provider_fill.h"
 #if defined(VOBASE_HAVE_CDB)
@@ -38,6 +40,32 @@ struct Attached
         }
         pImage.reset(provider.GetAlloc());
         if (!customer.SetAlloc(static_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pImage.get()), 0))
+        {
+            abort();
+        }
+    }
+};
+
+// A Customer that looks at the base of a tree, kept for the life of the program.
+struct OnRoad
+{
+    std::unique_ptr<void, FreeImage> pMemory;
+    VOAssetBase base;
+    VOTSAssetNodeContainer customer{LUMTrayService::AR_Customer};
+
+    explicit OnRoad(const AssetTree& tree)
+    {
+        VOTSAssetNodeContainer provider(LUMTrayService::AR_Provider, VOTEXT("C:/Project"), VOTEXT("Project"));
+        VOAssetBaseWriter writer(provider);
+        const size_t uSize = FillProvider(provider, tree) ? writer.BaseSize() : 0;
+        if (uSize == 0)
+        {
+            abort();
+        }
+        pMemory.reset(VOAllocateImage(uSize));
+        unsigned char* const pbBase = static_cast<unsigned char*>(pMemory.get());
+        writer.WriteBase(pbBase, 1, 1);
+        if (!base.Take(pbBase, uSize) || !customer.SetBase(base))
         {
             abort();
         }
@@ -80,6 +108,11 @@ bool FindIn(const Attached& attached, const VOWString& path, structAssetNode& ts
     return attached.customer.FindAssetNode(path.c_str(), tsNode) != 0;
 }
 
+bool FindIn(const OnRoad& road, const VOWString& path, structAssetNode& tsNode)
+{
+    return road.customer.FindAssetNode(path.c_str(), tsNode) != 0;
+}
+
 template <typename Peer>
 bool FindIn(const Peer& peer, const VOWString& path, structAssetNode& tsNode)
 {
@@ -112,6 +145,84 @@ void FindHit(benchmark::State& state)
 void FindMiss(benchmark::State& state)
 {
     RunFindMiss<Attached>(state);
+}
+
+void FindHitRoad(benchmark::State& state)
+{
+    RunFindHit<OnRoad>(state);
+}
+
+void FindMissRoad(benchmark::State& state)
+{
+    RunFindMiss<OnRoad>(state);
+}
+
+// The same paths, so many at once; the time is that of one path.
+template <typename System>
+void RunFindBatch(benchmark::State& state, const std::vector<VOWString>& vecPath, bool bExpected)
+{
+    constexpr unsigned int kBatch = 1000;
+    const System& system = KeptFor<System>(static_cast<size_t>(state.range(0)));
+    std::vector<const VOWCHAR*> vecText;
+    for (const VOWString& path : vecPath)
+    {
+        vecText.push_back(path.c_str());
+    }
+    std::vector<structAssetNode> vecNode(kBatch);
+    std::vector<int> vecFound(kBatch);
+    size_t uAt = 0;
+    while (state.KeepRunningBatch(kBatch))
+    {
+        const unsigned int uFound =
+            system.customer.FindAssetNodes(vecText.data() + uAt, kBatch, vecNode.data(), vecFound.data());
+        bool bRight = uFound == (bExpected ? kBatch : 0);
+        for (unsigned int i = 0; i < kBatch; ++i)
+        {
+            const structAssetNode& tsNode = vecNode[i];
+            bRight = bRight && (vecFound[i] != 0) == bExpected &&
+                     (!bExpected || tsNode.ullFileSize == tsNode.nAssetID * 3ull);
+        }
+        if (!bRight)
+        {
+            state.SkipWithError("wrong answer");
+            break;
+        }
+        benchmark::DoNotOptimize(vecNode.data());
+        benchmark::ClobberMemory();
+        uAt = uAt + 2 * kBatch <= vecText.size() ? uAt + kBatch : 0;
+    }
+}
+
+template <typename System>
+void RunFindHitBatch(benchmark::State& state)
+{
+    RunFindBatch<System>(state, AssetTreeOf(static_cast<size_t>(state.range(0))).vecHit, true);
+}
+
+template <typename System>
+void RunFindMissBatch(benchmark::State& state)
+{
+    RunFindBatch<System>(state, AssetTreeOf(static_cast<size_t>(state.range(0))).vecMiss, false);
+}
+
+void FindHitBatch(benchmark::State& state)
+{
+    RunFindHitBatch<Attached>(state);
+}
+
+void FindMissBatch(benchmark::State& state)
+{
+    RunFindMissBatch<Attached>(state);
+}
+
+void FindHitBatchRoad(benchmark::State& state)
+{
+    RunFindHitBatch<OnRoad>(state);
+}
+
+void FindMissBatchRoad(benchmark::State& state)
+{
+    RunFindMissBatch<OnRoad>(state);
 }
 
 // The floor of a lookup: the path made fit, and hashed with both rows.
@@ -268,6 +379,12 @@ void Sizes(benchmark::internal::Benchmark* pBenchmark)
 BENCHMARK(NormaliseAndHash)->Apply(Sizes);
 BENCHMARK(FindHit)->Apply(Sizes);
 BENCHMARK(FindMiss)->Apply(Sizes);
+BENCHMARK(FindHitBatch)->Apply(Sizes);
+BENCHMARK(FindMissBatch)->Apply(Sizes);
+BENCHMARK(FindHitRoad)->Apply(Sizes);
+BENCHMARK(FindMissRoad)->Apply(Sizes);
+BENCHMARK(FindHitBatchRoad)->Apply(Sizes);
+BENCHMARK(FindMissBatchRoad)->Apply(Sizes);
 BENCHMARK(WalkPlainRecords)->Apply(Sizes)->Unit(benchmark::kMicrosecond);
 BENCHMARK(WalkByIndex)->Apply(Sizes)->Unit(benchmark::kMicrosecond);
 BENCHMARK(WalkByTree)->Apply(Sizes)->Unit(benchmark::kMicrosecond);
