@@ -36,11 +36,11 @@ struct PlainBlock
 
     bool IsLast() const { return uUnits < kVOWideScanUnits; }
 
-    // The units folded, a byte for each, the first one lowest.
-    uint64_t Folded() const
+    // The units folded, in 8 bytes.
+    void Store(unsigned char* pbTo) const
     {
         const __m128i folded = VOBlockFold(true).Apply(units);
-        return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(folded, folded)));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(pbTo), _mm_packus_epi16(folded, folded));
     }
 
 private:
@@ -58,16 +58,16 @@ private:
 
 // Written out, as a loop of eight turns would be.
 template <typename Step>
-inline void ForEachByte(uint64_t ullBytes, Step step)
+inline void ForEachByte(const unsigned char* pbBytes, Step step)
 {
-    step(ullBytes & 0xFF);
-    step(ullBytes >> 8 & 0xFF);
-    step(ullBytes >> 16 & 0xFF);
-    step(ullBytes >> 24 & 0xFF);
-    step(ullBytes >> 32 & 0xFF);
-    step(ullBytes >> 40 & 0xFF);
-    step(ullBytes >> 48 & 0xFF);
-    step(ullBytes >> 56);
+    step(pbBytes[0]);
+    step(pbBytes[1]);
+    step(pbBytes[2]);
+    step(pbBytes[3]);
+    step(pbBytes[4]);
+    step(pbBytes[5]);
+    step(pbBytes[6]);
+    step(pbBytes[7]);
 }
 
 }  // namespace
@@ -82,33 +82,31 @@ bool VOHashPlainPath(const VOWCHAR* pszPath, VOHashPair& pair)
     VOPrefetch(pszPath + kLineUnits);
     VOPrefetch(pszPath + 2 * kLineUnits);
     VOPairMixer mixer;
-    unsigned char chLast = 0;
+    unsigned char abByte[1 + kVOWideScanUnits] = {};  // the last one of the block before, and a block
     for (unsigned int uAt = 0; uAt < kVOMostPlainUnits; uAt += kVOWideScanUnits)
     {
         const PlainBlock block(pszPath + uAt);
-        uint64_t ullBytes = block.Folded();
         if (!block.bPlain)
         {
             return false;
         }
+        abByte[0] = abByte[kVOWideScanUnits];
+        block.Store(abByte + 1);
         if (block.IsLast())
         {
             // Eight steps, of which those up to the end count: a branch for each would be mistaken too often.
             VOHashPair arrPair[1 + kVOWideScanUnits];
-            unsigned char achLast[1 + kVOWideScanUnits] = {chLast};
-            VOStore(achLast + 1, ullBytes);
             mixer.Store(arrPair);
-            ForEachByte(ullBytes,
+            ForEachByte(abByte + 1,
                         [&, pPair = arrPair](unsigned int ch) mutable
                         {
                             mixer.Step(ch);
                             mixer.Store(++pPair);
                         });
             pair = arrPair[block.uUnits];
-            return achLast[block.uUnits] != '/';
+            return abByte[block.uUnits] != '/';
         }
-        ForEachByte(ullBytes, [&](unsigned int ch) { mixer.Step(ch); });
-        chLast = static_cast<unsigned char>(ullBytes >> 56);
+        ForEachByte(abByte + 1, [&](unsigned int ch) { mixer.Step(ch); });
     }
     return false;
 }
@@ -152,7 +150,7 @@ bool VOPathBytes::_TakePlain(const VOWCHAR* pszPath)
         {
             return false;
         }
-        VOStore(abByte + uLength, block.Folded());
+        block.Store(abByte + uLength);
         uLength += block.uUnits;
         bEnd = block.IsLast();
     }
