@@ -38,8 +38,8 @@ public:
     }
 
 private:
-    // About as many as a processor has requests to memory under way; a multiple of four.
-    static constexpr unsigned int kGroup = 16;
+    // So many that what is asked for first has come before the last one is asked for; a multiple of four.
+    static constexpr unsigned int kGroup = 32;
 
     static constexpr size_t kLine = 64;      // bytes that come from memory together
     static constexpr size_t kTextLines = 3;  // of a path, before its length is known
@@ -77,7 +77,8 @@ private:
         }
     }
 
-    // Behind the last path stand entries of no path, or of the group before.
+    // Both hashes of each, and the place in a table that the first one leads to is asked for. Behind the last path
+    // stand entries of no path, or of the group before.
     void _Hash()
     {
         for (unsigned int i = 0; i < m_uEntries; i += 4)
@@ -88,17 +89,20 @@ private:
             for (unsigned int j = 0; j < 4; ++j)
             {
                 pEntry[j].pair = arrPair[j];
+                VOPrefetch(_HomeOf(arrPair[j].uHash0));
             }
         }
+    }
+
+    const void* _HomeOf(unsigned int uHash0) const
+    {
+        return m_container.m_pathTable.IsThere() ? m_container.m_pathTable.HomeOf(uHash0)
+                                                 : m_container.m_pkStringSet->m_mapTableHashString.HomeOf(uHash0);
     }
 
     void _FindByPathTable()
     {
         const VOPathTable& table = m_container.m_pathTable;
-        for (unsigned int i = 0; i < m_uEntries; ++i)
-        {
-            VOPrefetch(table.HomeOf(m_arrEntry[i].pair.uHash0));
-        }
         for (unsigned int i = 0; i < m_uEntries; ++i)
         {
             Entry& entry = m_arrEntry[i];
@@ -109,10 +113,6 @@ private:
     void _FindByTables()
     {
         const VOStringHashSet& set = *m_container.m_pkStringSet;
-        for (unsigned int i = 0; i < m_uEntries; ++i)
-        {
-            VOPrefetch(set.m_mapTableHashString.HomeOf(m_arrEntry[i].pair.uHash0));
-        }
         for (unsigned int i = 0; i < m_uEntries; ++i)
         {
             Entry& entry = m_arrEntry[i];

@@ -1,6 +1,7 @@
 #include "containers/path_hash.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "internal/vo_bytes.h"
 #include "platform/wide_scan.h"
@@ -11,54 +12,67 @@ namespace
 // Units that come from memory together.
 constexpr unsigned int kLineUnits = 32;
 
-// What of a path is read at a time: the next 8 units, or those up to its end and zeros.
+// What of a path is read at a time: the next 16 units, or those up to its end. Bytes behind the end mean nothing.
 struct PlainBlock
 {
-    __m128i units;
-    unsigned int uUnits = kVOWideScanUnits;
+    static constexpr unsigned int kUnits = 2 * kVOWideScanUnits;
+    __m128i bytes;  // one for each unit
+    unsigned int uUnits = kUnits;
     bool bPlain = true;
 
     explicit PlainBlock(const VOWCHAR* pszText)
-        : units(VOBlocksInPage(pszText) != 0 ? VOLoadBlock(pszText) : ByUnits(pszText))
     {
-        const __m128i none = _mm_setzero_si128();
-        const __m128i zero = _mm_cmpeq_epi16(units, none);
-        const __m128i odd =
-            _mm_or_si128(_mm_cmpgt_epi16(_mm_srli_epi16(units, 8), none), _mm_cmpeq_epi16(units, _mm_set1_epi16(':')));
-        if (_mm_movemask_epi8(_mm_or_si128(zero, odd)) != 0)
+        if (VOBlocksInPage(pszText) >= 2)
         {
-            const unsigned int uZeroBytes = static_cast<unsigned int>(_mm_movemask_epi8(zero));
-            uUnits = uZeroBytes != 0 ? VOUnitsBeforeZero(uZeroBytes) : kVOWideScanUnits;
-            bPlain = (static_cast<unsigned int>(_mm_movemask_epi8(odd)) & ((1u << 2 * uUnits) - 1)) == 0;
-            units = VOKeepUnits(units, uUnits);
+            _Take(VOLoadBlock(pszText), VOLoadBlock(pszText + kVOWideScanUnits));
+            return;
         }
-    }
-
-    bool IsLast() const { return uUnits < kVOWideScanUnits; }
-
-    // The units folded, in 8 bytes.
-    void Store(unsigned char* pbTo) const
-    {
-        const __m128i folded = VOBlockFold(true).Apply(units);
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(pbTo), _mm_packus_epi16(folded, folded));
-    }
-
-private:
-    // Where the end of a page is too near.
-    static __m128i ByUnits(const VOWCHAR* pszText)
-    {
-        VOWCHAR aUnits[kVOWideScanUnits] = {};
-        for (unsigned int i = 0; i < kVOWideScanUnits && VOLoadUnit(pszText + i) != 0; ++i)
+        // The end of the page is too near.
+        VOWCHAR aUnits[kUnits] = {};
+        for (unsigned int i = 0; i < kUnits && VOLoadUnit(pszText + i) != 0; ++i)
         {
             aUnits[i] = VOLoadUnit(pszText + i);
         }
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(aUnits));
+        _Take(VOLoadBlock(aUnits), VOLoadBlock(aUnits + kVOWideScanUnits));
+    }
+
+    bool IsLast() const { return uUnits < kUnits; }
+
+    // The units folded, in 16 bytes.
+    void Store(unsigned char* pbTo) const
+    {
+        // Moved up so that 'Z' is the largest signed byte, the capitals are the 26 largest ones.
+        const __m128i moved = _mm_add_epi8(bytes, _mm_set1_epi8(0x7F - 'Z'));
+        const __m128i capital = _mm_cmpgt_epi8(moved, _mm_set1_epi8(0x7F - 26));
+        const __m128i backslash = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'));
+        const __m128i changes = _mm_or_si128(_mm_and_si128(capital, _mm_set1_epi8('A' ^ 'a')),
+                                             _mm_and_si128(backslash, _mm_set1_epi8('\\' ^ '/')));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pbTo), _mm_xor_si128(bytes, changes));
+    }
+
+private:
+    static unsigned int _Bits(__m128i given) { return static_cast<unsigned int>(_mm_movemask_epi8(given)); }
+
+    void _Take(__m128i low, __m128i high)
+    {
+        const __m128i none = _mm_setzero_si128();
+        const __m128i upper = _mm_packus_epi16(_mm_srli_epi16(low, 8), _mm_srli_epi16(high, 8));
+        bytes = _mm_packus_epi16(low, high);
+        const __m128i zero = _mm_cmpeq_epi8(bytes, none);
+        const __m128i colon = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(':'));
+        if (_Bits(_mm_cmpeq_epi8(_mm_or_si128(upper, _mm_or_si128(zero, colon)), none)) != 0xFFFF)
+        {
+            // A unit from 0x8000 up gives a zero byte too.
+            const unsigned int uNarrow = _Bits(_mm_cmpeq_epi8(upper, none));
+            uUnits = static_cast<unsigned int>(std::countr_zero((_Bits(zero) & uNarrow) | 1u << kUnits));
+            bPlain = ((~uNarrow | _Bits(colon)) & ((1u << uUnits) - 1)) == 0;
+        }
     }
 };
 
 // Written out, as a loop of eight turns would be.
 template <typename Step>
-inline void ForEachByte(const unsigned char* pbBytes, Step step)
+inline void ForEightBytes(const unsigned char* pbBytes, Step step)
 {
     step(pbBytes[0]);
     step(pbBytes[1]);
@@ -68,6 +82,27 @@ inline void ForEachByte(const unsigned char* pbBytes, Step step)
     step(pbBytes[5]);
     step(pbBytes[6]);
     step(pbBytes[7]);
+}
+
+// The steps of the last units, of which there are fewer than 16. Of eight steps those up to the end count: a branch for
+// each would be mistaken too often.
+inline VOHashPair HashLast(VOPairMixer mixer, const unsigned char* pbBytes, unsigned int uUnits)
+{
+    if (uUnits >= 8)
+    {
+        ForEightBytes(pbBytes, [&](unsigned int ch) { mixer.Step(ch); });
+        pbBytes += 8;
+        uUnits -= 8;
+    }
+    VOHashPair arrPair[8];
+    VOHashPair* pPair = arrPair;
+    ForEightBytes(pbBytes,
+                  [&](unsigned int ch)
+                  {
+                      mixer.Store(pPair++);
+                      mixer.Step(ch);
+                  });
+    return arrPair[uUnits];
 }
 
 }  // namespace
@@ -82,31 +117,23 @@ bool VOHashPlainPath(const VOWCHAR* pszPath, VOHashPair& pair)
     VOPrefetch(pszPath + kLineUnits);
     VOPrefetch(pszPath + 2 * kLineUnits);
     VOPairMixer mixer;
-    unsigned char abByte[1 + kVOWideScanUnits] = {};  // the last one of the block before, and a block
-    for (unsigned int uAt = 0; uAt < kVOMostPlainUnits; uAt += kVOWideScanUnits)
+    unsigned char abByte[1 + PlainBlock::kUnits] = {};  // the last one of the block before, and a block
+    for (unsigned int uAt = 0; uAt < kVOMostPlainUnits; uAt += PlainBlock::kUnits)
     {
         const PlainBlock block(pszPath + uAt);
         if (!block.bPlain)
         {
             return false;
         }
-        abByte[0] = abByte[kVOWideScanUnits];
+        abByte[0] = abByte[PlainBlock::kUnits];
         block.Store(abByte + 1);
         if (block.IsLast())
         {
-            // Eight steps, of which those up to the end count: a branch for each would be mistaken too often.
-            VOHashPair arrPair[1 + kVOWideScanUnits];
-            mixer.Store(arrPair);
-            ForEachByte(abByte + 1,
-                        [&, pPair = arrPair](unsigned int ch) mutable
-                        {
-                            mixer.Step(ch);
-                            mixer.Store(++pPair);
-                        });
-            pair = arrPair[block.uUnits];
+            pair = HashLast(mixer, abByte + 1, block.uUnits);
             return abByte[block.uUnits] != '/';
         }
-        ForEachByte(abByte + 1, [&](unsigned int ch) { mixer.Step(ch); });
+        ForEightBytes(abByte + 1, [&](unsigned int ch) { mixer.Step(ch); });
+        ForEightBytes(abByte + 9, [&](unsigned int ch) { mixer.Step(ch); });
     }
     return false;
 }

@@ -102,7 +102,7 @@ public:
     // room for as many entries; all three are the caller's, and don't overlap. For each path, what FindAssetNode
     // gives for it: pbFound is 1 and the node is in ptsNode, or pbFound is 0 and its ptsNode is left alone; and the
     // same log lines, in the order of the paths. The result is how many were found. Allocates nothing, throws
-    // nothing, and takes some 30 KB of the stack. A null array gives 0, a log line, and 0 in what there is of pbFound,
+    // nothing, and takes some 40 KB of the stack. A null array gives 0, a log line, and 0 in what there is of pbFound,
     // unless uCount is 0. A Provider looks up one path after the other.
     unsigned int FindAssetNodes(const VOWCHAR* const* ppszPath, unsigned int uCount,
                                 LUMTrayService::structAssetNode* ptsNode, int* pbFound) const;

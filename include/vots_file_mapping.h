@@ -134,7 +134,7 @@ public:
     // ptsNode, or pbFound is 0 and its ptsNode is left alone; and the same log lines, in the order of the paths.
     // The result is how many were found. The error state is asked once, before the first path: unless it is
     // ET_NONE nothing is found, in silence. A null array gives 0, a log line, and 0 in what there is of pbFound,
-    // unless uCount is 0. Allocates nothing, throws nothing, and takes some 30 KB of the stack. Any number of
+    // unless uCount is 0. Allocates nothing, throws nothing, and takes some 40 KB of the stack. Any number of
     // threads, as all queries.
     unsigned int GetAssetNodes(const VOWCHAR* const* ppszPath, unsigned int uCount,
                                LUMTrayService::structAssetNode* ptsNode, int* pbFound) const;
