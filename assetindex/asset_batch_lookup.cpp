@@ -57,7 +57,7 @@ private:
     unsigned int _AskForText(unsigned int uPath) const
     {
         const unsigned char* const pbText = reinterpret_cast<const unsigned char*>(m_ppszPath[uPath]);
-        for (size_t uLine = 0; uLine < kTextLines; ++uLine)
+        for (size_t uLine = 0; pbText != nullptr && uLine < kTextLines; ++uLine)
         {
             VOPrefetch(pbText + uLine * kLine);
         }

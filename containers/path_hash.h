@@ -5,10 +5,9 @@
 #include "containers/pair_hash.h"
 #include "platform/vo_platform.h"
 
-// One path in one pass. False
-// for a path that isn't plain, which is for the general functions: a null one, one of more than kVOMostPlainUnits
-// units, an absolute one (":" among the units), one with a unit above 255, and one with a slash at its end. The text
-// may sit at an odd address.
+// One path in one pass. False for a path that isn't plain, which is for the general functions: a null one, one of more
+// than kVOMostPlainUnits units, an absolute one (":" among the units), one with a unit above 255, and one with a slash
+// at its end. The text may sit at an odd address.
 constexpr unsigned int kVOMostPlainUnits = 255;
 bool VOHashPlainPath(const VOWCHAR* pszPath, VOHashPair& pair);
 
