@@ -6,6 +6,7 @@
 
 #include "assetindex/asset_base.h"
 #include "assetindex/asset_lookup.h"
+#include "assetindex/name_index.h"
 #include "assetindex/no_index.h"
 #include "assetindex/path_functions.h"
 #include "containers/text_access.h"
@@ -34,6 +35,7 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(LUMTrayService::enumAssetRole eAs
     // Handed over when all are made, so that a failed allocation loses none.
     auto pAssetIndexContainer = std::make_unique<VOTSNumberContainer>();
     auto pClassifyMgr = std::make_unique<VOTSAssetNodeClassifyManager>();
+    auto pNames = eAssetRole == LUMTrayService::AR_Customer ? std::make_unique<VONameIndexSlot>() : nullptr;
     if (eAssetRole == LUMTrayService::AR_Provider || eAssetRole == LUMTrayService::AR_Customer)
     {
         m_pkStringSet = new VOStringHashSet(
@@ -42,6 +44,7 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(LUMTrayService::enumAssetRole eAs
     }
     m_pkAssetIndexContainer = pAssetIndexContainer.release();
     m_pkClassifyMgr = pClassifyMgr.release();
+    m_pNames = pNames.release();
     if (VO_STEP(m_pkStringSet))
     {
         _SetRootPath(pszRootPath);
@@ -52,6 +55,7 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(LUMTrayService::enumAssetRole eAs
 VOTSAssetNodeContainer::~VOTSAssetNodeContainer()
 {
     _LeaveJournal();
+    delete m_pNames;
     delete m_pkClassifyMgr;
     delete m_pkAssetIndexContainer;
     delete m_pkStringSet;
@@ -77,9 +81,11 @@ VOTSAssetNodeContainer::VOTSAssetNodeContainer(const VOTSAssetNodeContainer& rkO
 
     auto pAssetIndexContainer = std::make_unique<VOTSNumberContainer>(*rkOther.m_pkAssetIndexContainer);
     auto pClassifyMgr = std::make_unique<VOTSAssetNodeClassifyManager>(*rkOther.m_pkClassifyMgr);
+    auto pNames = rkOther.m_pNames != nullptr ? std::make_unique<VONameIndexSlot>() : nullptr;
     m_pkStringSet = rkOther.m_pkStringSet != nullptr ? new VOStringHashSet(*rkOther.m_pkStringSet) : nullptr;
     m_pkAssetIndexContainer = pAssetIndexContainer.release();
     m_pkClassifyMgr = pClassifyMgr.release();
+    m_pNames = pNames.release();
 }
 
 VOTSAssetNodeContainer& VOTSAssetNodeContainer::operator=(const VOTSAssetNodeContainer& rkOther)
@@ -99,6 +105,7 @@ VOTSAssetNodeContainer& VOTSAssetNodeContainer::operator=(const VOTSAssetNodeCon
         m_mapStringHandle2ParamIndex = copy.m_mapStringHandle2ParamIndex;
         m_mapTableStringHandle2ParamIndex = copy.m_mapTableStringHandle2ParamIndex;
         m_pathTable = copy.m_pathTable;
+        std::swap(m_pNames, copy.m_pNames);
         if (m_pJournal != nullptr)
         {
             _SetJournal(m_pJournal);
@@ -365,6 +372,10 @@ int VOTSAssetNodeContainer::RedirectAssetNode(unsigned int uAssetID, const VOWCH
 
 int VOTSAssetNodeContainer::CleanUp()
 {
+    if (m_pNames != nullptr)
+    {
+        m_pNames->Reset();
+    }
     if (m_pkStringSet != nullptr)
     {
         m_pkStringSet->CleanUp();

@@ -34,6 +34,8 @@
 
 class VOTSNumberContainer;
 class VOAssetBase;
+class VONameIndex;
+class VONameIndexSlot;
 struct VOAssetJournal;
 class VOTSAssetNodeClassifyManager;
 
@@ -321,6 +323,7 @@ private:
     friend class VOAssetBaseWriter;
     friend struct VOAssetLookup;
     friend class VOAssetBatch;
+    friend class VONameIndex;
     struct Removal;
 
     void _SetJournal(VOAssetJournal* pJournal);
@@ -359,6 +362,7 @@ private:
 
     VOPathTable m_pathTable;               // Customer of a base: instead of the tables of an image
     VOAssetJournal* m_pJournal = nullptr;  // Provider; whoever keeps it owns it
+    VONameIndexSlot* m_pNames = nullptr;   // Customer; owned
 };
 static_assert(sizeof(VOTSAssetNodeContainer::ContainerAlloc) == 56);
 static_assert(offsetof(VOTSAssetNodeContainer::ContainerAlloc, hStrRootPath) == 32);

@@ -195,6 +195,10 @@ public:
     int TraverseAssetNode_AssetMerge(unsigned int uAssetIndex, unsigned int uAssetMerge, int bSubAssetNode,
                                      LUMTrayService::TraverseAssetNodeFunction pFun, void* pvParam) const;
 
+    // The next two: the first search of a whole tree takes about the time of a walk, and leaves an index that makes
+    // further ones, of parts too, many times as fast: until the image goes it takes 15 bytes for each node and a byte
+    // for each ASCII character of its name.
+    //
     // The nodes whose base name (without extension) contains a text of at most 99 characters; bMatchCase 0
     // compares without regard to case. A node without a base name is logged and passed over. An empty text
     // matches every name.

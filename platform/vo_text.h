@@ -27,6 +27,15 @@ inline bool VOIsSurrogate(uint32_t uCode)
     return uCode >= 0xD800 && uCode <= 0xDFFF;
 }
 
+// Whether two texts are equal without regard to case (StrCmpIW, StrStrIW) exactly when CharLowerBuffW makes the same
+// units of them. Where the comparison is linguistic, that can be said of texts of printable ASCII alone, and in one
+// direction: what is equal has the same lower-case letters.
+#if defined(_WIN32)
+constexpr bool kVOFoldsByUnits = false;
+#else
+constexpr bool kVOFoldsByUnits = true;
+#endif
+
 // File names between their form in memory (16-bit text, "/" or "\" between the parts) and the narrow form of the
 // system.
 //

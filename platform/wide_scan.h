@@ -247,3 +247,61 @@ inline unsigned VOFoldCopy(VOWCHAR* pszTo, const VOWCHAR* pszFrom, unsigned uCap
     }
     return uLength;
 }
+
+// Sets bits behind each other in an array that ends two bytes behind the first of them or later.
+inline void VOSetBits(unsigned char* pbBits, size_t uAt, unsigned uBits)
+{
+    const unsigned uMoved = uBits << (uAt % 8);
+    pbBits[uAt / 8] = static_cast<unsigned char>(pbBits[uAt / 8] | (uMoved & 0xFF));
+    pbBits[uAt / 8 + 1] = static_cast<unsigned char>(pbBits[uAt / 8 + 1] | (uMoved >> 8));
+}
+
+// Copies the units of a text as bytes, "A" to "Z" in lower case: those in front of the first one below cLeast or above
+// cMost, which are 1 to 0x7F, and at most uMost. The target needs room for 8 bytes more than that. For each capital the
+// bit of its place is set, counted from uBitAt on. No unit is looked at twice, and none behind the one that ends the
+// copy counts. Result: the units copied.
+inline unsigned VOFoldNarrow(unsigned char* pbTo, unsigned char* pbCapitals, size_t uBitAt, const VOWCHAR* pszFrom,
+                             unsigned uMost, VOWCHAR cLeast, VOWCHAR cMost)
+{
+    unsigned uLength = 0;
+    for (;;)
+    {
+#if VO_WIDE_SCAN_BLOCKS
+        const __m128i least = _mm_set1_epi16(static_cast<short>(cLeast));
+        const __m128i most = _mm_set1_epi16(static_cast<short>(cMost));
+        const size_t uInPage = VOBlocksInPage(pszFrom + uLength);
+        const size_t uInTarget = (uMost - uLength) / kVOWideScanUnits;
+        for (size_t uBlocks = uInPage < uInTarget ? uInPage : uInTarget; uBlocks > 0; --uBlocks)
+        {
+            // Units from 0x8000 on count as negative, and so as too small.
+            const __m128i block = VOLoadBlock(pszFrom + uLength);
+            const __m128i others = _mm_or_si128(_mm_cmplt_epi16(block, least), _mm_cmpgt_epi16(block, most));
+            const __m128i capital = _mm_and_si128(_mm_cmpgt_epi16(block, _mm_set1_epi16('A' - 1)),
+                                                  _mm_cmplt_epi16(block, _mm_set1_epi16('Z' + 1)));
+            const __m128i lower = _mm_or_si128(block, _mm_and_si128(capital, _mm_set1_epi16(0x20)));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(pbTo + uLength), _mm_packus_epi16(lower, lower));
+            const unsigned uCapitals =
+                static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(capital, _mm_setzero_si128())));
+            const unsigned uOtherBytes = static_cast<unsigned>(_mm_movemask_epi8(others));
+            const unsigned uUnits = uOtherBytes != 0 ? VOUnitsBeforeZero(uOtherBytes) : kVOWideScanUnits;
+            VOSetBits(pbCapitals, uBitAt + uLength, uCapitals & ((1u << uUnits) - 1));
+            uLength += uUnits;
+            if (uOtherBytes != 0)
+            {
+                return uLength;
+            }
+        }
+#endif
+        for (unsigned uUnit = 0; uUnit < 8; ++uUnit)
+        {
+            const VOWCHAR cUnit = uLength < uMost ? VOLoadUnit(pszFrom + uLength) : VOWCHAR{0};
+            const bool bCapital = cUnit >= 'A' && cUnit <= 'Z';
+            if (cUnit < cLeast || cUnit > cMost)
+            {
+                return uLength;
+            }
+            VOSetBits(pbCapitals, uBitAt + uLength, bCapital ? 1 : 0);
+            pbTo[uLength++] = static_cast<unsigned char>(bCapital ? cUnit | 0x20 : cUnit);
+        }
+    }
+}
