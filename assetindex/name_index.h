@@ -22,7 +22,7 @@
 #include <mutex>
 #include <vector>
 
-#include "platform/byte_search.h"
+#include "assetindex/byte_search.h"
 #include "platform/vo_owners.h"
 #include "platform/vo_text.h"
 #include "vots_asset_node_container.h"

@@ -4,7 +4,7 @@
 
 #include <emmintrin.h>
 
-#include "platform/computed.h"
+#include "platform/wide_scan.h"
 #include "vo_string_hash.h"
 
 // The identity of a text.

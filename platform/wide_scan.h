@@ -49,6 +49,16 @@ inline void VOStoreUnit(VOWCHAR* pUnit, VOWCHAR cUnit)
 
 #if VO_WIDE_SCAN_BLOCKS
 
+// A value that is computed as it was written down. Compilers regroup sums of integers as they see fit, and in a chain
+// of sums that wait for each other the grouping decides how long the chain is.
+inline __m128i VOComputed(__m128i value)
+{
+#if defined(__GNUC__)
+    __asm__("" : "+x"(value));
+#endif
+    return value;
+}
+
 constexpr unsigned kVOWideScanUnits = 8;
 
 // How many whole blocks from pUnit on lie in one page (of 4 KiB: the smallest there is).

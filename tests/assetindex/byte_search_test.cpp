@@ -1,5 +1,5 @@
 // The search for a run of bytes, held against the standard library's.
-#include "platform/byte_search.h"
+#include "assetindex/byte_search.h"
 
 #include <gtest/gtest.h>
 

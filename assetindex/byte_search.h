@@ -8,12 +8,11 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <bit>
+
 #if defined(__SSE2__) || defined(_M_X64)
 #define VO_BYTE_SEARCH_BLOCKS 1
 #include <emmintrin.h>
-#if defined(_MSC_VER)
-#include <intrin.h>
-#endif
 #else
 #define VO_BYTE_SEARCH_BLOCKS 0
 #endif
@@ -56,17 +55,6 @@ private:
 
 #if VO_BYTE_SEARCH_BLOCKS
 
-    static unsigned _LowestBit(unsigned uBits)
-    {
-#if defined(_MSC_VER)
-        unsigned long uBit = 0;
-        _BitScanForward(&uBit, uBits);
-        return uBit;
-#else
-        return static_cast<unsigned>(__builtin_ctz(uBits));
-#endif
-    }
-
     // Which of the 16 places from pbPlace on have both bytes.
     __m128i _Both(const unsigned char* pbPlace, __m128i rarest, __m128i nextRarest) const
     {
@@ -97,7 +85,7 @@ private:
                 unsigned uBits = static_cast<unsigned>(_mm_movemask_epi8(aBoth[nBlock]));
                 for (; uBits != 0; uBits &= uBits - 1)
                 {
-                    const unsigned char* const pbFound = pbPlace + 16 * nBlock + _LowestBit(uBits);
+                    const unsigned char* const pbFound = pbPlace + 16 * nBlock + std::countr_zero(uBits);
                     if (pbFound > pbLast)
                     {
                         return nullptr;
