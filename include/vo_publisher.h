@@ -13,7 +13,7 @@
 #include "vots_asset_node_container.h"
 
 // One thread at a time, and the containers aren't changed meanwhile. What returns false leaves a value in the system's
-// last error, and readers on the first road. std::bad_alloc comes out of Publish alone, and means the same.
+// last error, and readers on the first road. Only the constructor and Open throw std::bad_alloc.
 class VOBASE_API VORoadPublisher
 {
 public:

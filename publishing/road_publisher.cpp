@@ -1,6 +1,8 @@
+#include "platform/vo_platform.h"
 #include "platform/vo_shared_word.h"
 #include "publishing/source_road.h"
 #include "vo_publisher.h"
+#include "vots_file_mapping.h"
 
 using LUMTrayService::ASSETTYPE_COUNT;
 using LUMTrayService::enumAssetFrom;
@@ -40,16 +42,25 @@ bool VORoadPublisher::IsOpen() const
 
 bool VORoadPublisher::Publish(enumAssetFrom eaf, VOTSAssetNodeContainer& container)
 {
-    if (!IsOpen() || VORoadSectionName(eaf, "", 0).empty())
+    if (!IsOpen() || VOAssetNodeMappingViewString(eaf) == nullptr)
     {
         return false;
     }
     std::unique_ptr<VOSourceRoad>& pSource = m_pSources->apSource[eaf];
-    if (pSource == nullptr)
+    try
     {
-        pSource = std::make_unique<VOSourceRoad>(m_pSources->sections, eaf);
+        if (pSource == nullptr)
+        {
+            pSource = std::make_unique<VOSourceRoad>(m_pSources->sections, eaf);
+        }
+        return pSource->Publish(container);
     }
-    return pSource->Publish(container);
+    catch (const std::bad_alloc&)
+    {
+        Remove(eaf);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return false;
+    }
 }
 
 void VORoadPublisher::NoteImage(enumAssetFrom eaf, unsigned int uUpdateCount)

@@ -226,4 +226,5 @@ void VOSourceRoad::Remove()
         VOStoreWord(_Source().ullLeaving, 0);
         m_sections.StepImages(m_eaf);
     }
+    m_pWriter.reset();  // so that the container notes nothing that nobody will publish
 }

@@ -4,6 +4,7 @@
 
 #include "assetindex/random_run.h"
 #include "mapping/asset_road.h"
+#include "support/new_faults.h"
 #include "vo_publisher.h"
 
 namespace
@@ -172,6 +173,41 @@ TEST(SourceRoad, TheStateSectionHasTheseBytes)
     const VOSectionView log(strName.c_str(), FILE_MAP_READ);
     ASSERT_NE(nullptr, log.Data());
     EXPECT_EQ(0, memcmp(log.Data(), "patch.10", 8));
+}
+
+TEST(SourceRoad, WhicheverAllocationFailsReadersSeeAStateThatThereWas)
+{
+    unsigned int uFailed = 0;
+    for (unsigned int uNth = 1;; ++uNth)
+    {
+        VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
+        FillSample(container);
+        VORoadPublisher publisher;
+        ASSERT_TRUE(publisher.Open());
+        publisher.NoteImage(AF_SOURCE, kImageCount);
+        Reader reader;
+        bool bFired = false;
+        for (const VOWCHAR* const pszPath : {VOTEXT("one"), VOTEXT("two")})
+        {
+            AddLinked(container, pszPath, false, kNone);
+            votest::NewFaults::Arm(uNth);
+            const bool bPublished = publisher.Publish(AF_SOURCE, container);
+            bFired = votest::NewFaults::Fired() || bFired;
+            votest::NewFaults::Disarm();
+            uFailed += bPublished ? 0 : 1;
+            EXPECT_EQ(bPublished, reader.Follow()) << uNth;
+            ASSERT_TRUE(publisher.Publish(AF_SOURCE, container)) << uNth;
+            ASSERT_TRUE(reader.Follow()) << uNth;
+            EXPECT_EQ(container.GetAssetNodeCount(), reader.customer.GetAssetNodeCount());
+            structAssetNode tsNode;
+            EXPECT_EQ(1, reader.customer.FindAssetNode(pszPath, tsNode));
+        }
+        if (!bFired)
+        {
+            break;
+        }
+    }
+    EXPECT_LT(10u, uFailed);
 }
 
 TEST(SourceRoad, OneAtATimePublishes)

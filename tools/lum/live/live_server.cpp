@@ -70,6 +70,7 @@ struct LiveServer::Served
     bool bEventsDue = false;   // what was last appended isn't published
     bool bRoadFailed = false;  // and was told of
     LiveClock::time_point nextPublication;
+    LiveClock::time_point nextRoad;  // not before
 
     bool IsDue() const { return source.HasChanged() || !untold.empty() || bImageDue || bEventsDue; }
 
@@ -102,7 +103,11 @@ bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pst
         }
         vecSources.push_back(spec.eaf);
     }
-    _OpenRoad();
+    if (!m_bClassic && !m_road.Open())
+    {
+        Complain(fmt::format("tools have to unpack the images: the section beside them can't be made (system error {})",
+                             GetLastError()));
+    }
     // The events first: a tool that finds the images can bind its listeners.
     if (!m_events.Open(vecSources, pstrError) || !m_publisher.Publish(vecImages, pstrError))
     {
@@ -112,29 +117,17 @@ bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pst
     m_status.Open(m_bFollow);
     for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
+        _PublishRoad(pServed.get());
         pServed->ullPublications = 1;
         _SetStatus(*pServed);
     }
     return true;
 }
 
-// The second road is an offer: without it readers take the images.
-void LiveServer::_OpenRoad()
-{
-    if (!m_bClassic && !m_road.Open())
-    {
-        Complain(fmt::format("tools have to unpack the images: the section beside them can't be made (system error {})",
-                             GetLastError()));
-    }
-    for (const std::unique_ptr<Served>& pServed : m_vecSources)
-    {
-        _PublishRoad(pServed.get());
-    }
-}
-
+// The second road is an offer: where there is no room for it readers take the images.
 void LiveServer::_PublishRoad(Served* pServed)
 {
-    if (!m_road.IsOpen())
+    if (!m_road.IsOpen() || pServed->nextRoad > LiveClock::now())
     {
         return;
     }
@@ -143,10 +136,16 @@ void LiveServer::_PublishRoad(Served* pServed)
     {
         Complain(pServed->source.From(),
                  fmt::format("tools have to unpack the image: it can't be published as it is (system error {}); it is "
-                             "tried again with each change",
+                             "tried again",
                              GetLastError()));
     }
+    _SetRoad(pServed, bPublished);
+}
+
+void LiveServer::_SetRoad(Served* pServed, bool bPublished)
+{
     pServed->bRoadFailed = !bPublished;
+    pServed->nextRoad = bPublished ? LiveClock::time_point() : LiveClock::now() + kRetry;
 }
 
 unsigned LiveServer::NodeCount() const
@@ -228,9 +227,19 @@ bool LiveServer::_Publish(Served* pServed, std::string* pstrError)
     {
         SourceImage image;
         pServed->bImageDue = true;
-        if (!source.MakeImage(&image, pstrError) || !m_publisher.PublishSource(image, pstrError))
+        if (!source.MakeImage(&image, pstrError))
         {
             return false;
+        }
+        if (!m_publisher.PublishSource(image, pstrError))
+        {
+            // The base may be what takes the room. All readers can do with the image, and only some with a base.
+            m_road.Remove(source.From());
+            _SetRoad(pServed, false);
+            if (!m_publisher.PublishSource(image, pstrError))
+            {
+                return false;
+            }
         }
         pServed->bImageDue = false;
         ++pServed->ullPublications;

@@ -38,8 +38,8 @@ public:
 private:
     struct Served;
 
-    void _OpenRoad();
     void _PublishRoad(Served* pServed);
+    void _SetRoad(Served* pServed, bool bPublished);
     bool _Publish(Served* pServed, std::string* pstrError);
     void _SetStatus(const Served& served);
 
