@@ -57,6 +57,7 @@ bool VORoadSections::Open()
         for (const uint64_t ullLeft : aullLeft)
         {
             RemoveLeft(static_cast<LUMTrayService::enumAssetFrom>(i), ullLeft);
+            m_aullLast[i] = std::max(m_aullLast[i], ullLeft);
         }
         VOStoreWord(source.uAttached, 0);
         VOStoreWord(source.uDoubted, 0);
@@ -86,6 +87,17 @@ void VORoadSections::Withdraw()
     m_pImages.reset();
     m_section.Withdraw();
     m_lock.Release();
+}
+
+uint64_t VORoadSections::NextGeneration(LUMTrayService::enumAssetFrom eaf)
+{
+    using std::chrono::duration_cast;
+    using std::chrono::milliseconds;
+    using std::chrono::system_clock;
+
+    const auto now = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    m_aullLast[eaf] = std::max(m_aullLast[eaf] + 1, static_cast<uint64_t>(now));
+    return m_aullLast[eaf];
 }
 
 void VORoadSections::StepImages(LUMTrayService::enumAssetFrom eaf)
@@ -183,20 +195,13 @@ bool VOSourceRoad::_PublishBatch(const std::vector<unsigned char>& vecBatch)
 
 bool VOSourceRoad::_PublishBase()
 {
-    using std::chrono::duration_cast;
-    using std::chrono::milliseconds;
-    using std::chrono::system_clock;
-
-    // Never a number that was there before, also not one of an earlier publisher: a reader would take the base for its
-    // own.
-    const uint64_t ullNow =
-        static_cast<uint64_t>(duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count());
+    const uint64_t ullGeneration = m_sections.NextGeneration(m_eaf);
     const uint64_t ullBefore = m_pGeneration != nullptr ? m_pGeneration->ullNumber : 0;
     const uint64_t ullState = m_pGeneration != nullptr ? m_pGeneration->base.Counts().ullState + 1 : 1;
     auto pGeneration = std::make_unique<Generation>();
     VORoadSource& source = _Source();
-    VOStoreWord(source.ullMaking, std::max(ullBefore + 1, ullNow));
-    if (!pGeneration->Make(m_eaf, *m_pWriter, std::max(ullBefore + 1, ullNow), ullState))
+    VOStoreWord(source.ullMaking, ullGeneration);
+    if (!pGeneration->Make(m_eaf, *m_pWriter, ullGeneration, ullState))
     {
         return false;
     }

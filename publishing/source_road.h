@@ -25,12 +25,17 @@ public:
     bool IsOpen() const { return m_section.Data() != nullptr; }
     VORoadState& State() { return *static_cast<VORoadState*>(m_section.Data()); }
 
+    // The number of a source's next base: never one that was there before, also not one of an earlier publisher, for a
+    // reader would take the base for its own.
+    uint64_t NextGeneration(LUMTrayService::enumAssetFrom eaf);
+
     // Wakes those who wait for images of a source, or of any.
     void StepImages(LUMTrayService::enumAssetFrom eaf);
 
 private:
     VOInstanceLock m_lock;
     VOPublishedSection m_section;
+    uint64_t m_aullLast[LUMTrayService::ASSETTYPE_COUNT] = {};  // generations
     std::unique_ptr<VOSharedSignal> m_pImages;
     std::unique_ptr<VOSharedSignal> m_apSource[LUMTrayService::ASSETTYPE_COUNT];
 };

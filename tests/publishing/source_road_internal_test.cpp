@@ -210,6 +210,27 @@ TEST(SourceRoad, WhicheverAllocationFailsReadersSeeAStateThatThereWas)
     EXPECT_LT(10u, uFailed);
 }
 
+TEST(SourceRoad, NoTwoBasesHaveOneNumberHoweverFastTheyFollow)
+{
+    VORoadPublisher publisher;
+    ASSERT_TRUE(publisher.Open());
+    publisher.NoteImage(AF_SOURCE, kImageCount);
+    Reader reader;
+    for (unsigned int uNodes = 8; uNodes < 60; ++uNodes)
+    {
+        VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
+        FillSample(container);
+        for (unsigned int uNode = 7; uNode < uNodes; ++uNode)
+        {
+            AddLinked(container, votest::Wide("n" + std::to_string(uNode)).c_str(), false, kNone);
+        }
+        ASSERT_TRUE(publisher.Publish(AF_SOURCE, container));
+        ASSERT_TRUE(reader.Follow());
+        EXPECT_EQ(uNodes, reader.customer.GetAssetNodeCount());
+        publisher.Remove(AF_SOURCE);
+    }
+}
+
 TEST(SourceRoad, OneAtATimePublishes)
 {
     VORoadPublisher first;
