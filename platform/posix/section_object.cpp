@@ -251,12 +251,13 @@ bool TemporaryObject::CreateLocked(const std::string& strPath)
     {
         return FailErrno(EMFILE);
     }
+    std::string strMade = strPath;  // before there is something that only this name could remove
     Descriptor descriptor(open(strPath.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!descriptor.IsOpen())
     {
         return false;
     }
-    m_strPath = strPath;
+    m_strPath = std::move(strMade);
     struct stat info;
     if (VO_FAULT_POINT("section.lock"))
     {

@@ -206,6 +206,7 @@ TEST(SourceRoad, WhicheverAllocationFailsReadersSeeAStateThatThereWas)
         {
             break;
         }
+        ASSERT_GT(1000u, uNth) << "what an attempt leaves makes the next one longer";
     }
     EXPECT_LT(10u, uFailed);
 }
