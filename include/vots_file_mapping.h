@@ -201,7 +201,7 @@ public:
     //
     // The nodes whose base name (without extension) contains a text of at most 99 characters; bMatchCase 0
     // compares without regard to case. A node without a base name is logged and passed over. An empty text
-    // matches every name.
+    // matches no name.
     //
     // Kept (VOTSFileMappingInspector::TraverseAssetNode_FileName): of a longer text the first 100 characters
     // are searched for; with bMatchCase, its number follows them as one more character, which no name has.
