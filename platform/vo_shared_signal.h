@@ -34,5 +34,5 @@ public:
 private:
     uint32_t& m_word;
     static constexpr uint32_t kTurns = 8;
-    void* m_ahTurn[kTurns] = {};  // Windows
+    [[maybe_unused]] void* m_ahTurn[kTurns] = {};  // Windows
 };
