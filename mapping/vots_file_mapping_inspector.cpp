@@ -20,7 +20,7 @@ const VOWCHAR* VOAssetNodeMappingViewString(enumAssetFrom eaf)
 VOTSFileMappingInspector::VOTSFileMappingInspector(enumAssetFrom eaf)
     : m_eaf(eaf),
       m_eSyncMode(SM_ASYNC),
-      m_pkAssetNodeContainer(new VOTSAssetNodeContainer(LUMTrayService::AR_Customer, nullptr, nullptr)),
+      m_pkAssetNodeContainer(nullptr),
       m_pMappingState(nullptr),
       m_pAssetNodeAlloc(nullptr),
       m_hMappingState(nullptr),
@@ -28,6 +28,8 @@ VOTSFileMappingInspector::VOTSFileMappingInspector(enumAssetFrom eaf)
       m_pRoad(new VOAssetRoad(eaf)),
       m_bOnRoad(0)
 {
+    // The last thing that may fail, since nobody else would give it back.
+    m_pkAssetNodeContainer = new VOTSAssetNodeContainer(LUMTrayService::AR_Customer, nullptr, nullptr);
     VO_CHECK_ERROR(LUMTrayService::enumAssetFrom::AF_ERROR != eaf);
 }
 
