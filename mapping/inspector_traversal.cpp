@@ -12,6 +12,7 @@
 using LUMTrayService::structAssetNode;
 using LUMTrayService::TraverseAssetNodeFunction;
 using LUMTrayService::Inspector::NT_FILE;
+using LUMTrayService::Inspector::NT_FOLDER;
 
 namespace
 {
