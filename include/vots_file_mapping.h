@@ -247,6 +247,8 @@ protected:
     std::mutex m_InspectorLock;
 
 private:
+    friend class VOTSFileMappingAssemble;
+
     // The container's answer, if it may be asked and is there; otherwise zero.
     bool _MayAskOf(const char* pszFunction, unsigned int uAssetIndex, LUMTrayService::structAssetNode& tsNode) const;
     AssetNodeStateInfo* _StateInfo() const;
@@ -256,7 +258,6 @@ private:
     static unsigned char* _LoadImage(const void* pvBlock, size_t uBlockSize, unsigned int& ruSize);
 
     std::unique_ptr<VOAssetRoad> m_pRoad;
-    friend class VOTSFileMappingAssemble;
     int m_bOnRoad;  // the container shows a base, and there is no image
 };
 

@@ -39,6 +39,24 @@ bool Open(VORoadSections& sections)
     return bOpen;
 }
 
+// A published sample and a reader that has it.
+class PublishedSample : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        FillSample(m_container);
+        ASSERT_TRUE(Open(m_sections));
+        ASSERT_TRUE(m_source.Publish(m_container));
+        ASSERT_TRUE(m_reader.Follow());
+    }
+
+    VOTSAssetNodeContainer m_container{LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name")};
+    VORoadSections m_sections;
+    VOSourceRoad m_source{m_sections, AF_SOURCE};
+    Reader m_reader;
+};
+
 TEST(SourceRoad, ReadersThatFollowNowAndThenSayWhatTheModelSays)
 {
     QuietLoop quiet;
@@ -93,43 +111,27 @@ TEST(SourceRoad, AWithdrawnSourceHasNone)
     EXPECT_FALSE(reader.road.IsThere());
 }
 
-TEST(SourceRoad, WhatHasntChangedIsntPublished)
+TEST_F(PublishedSample, WhatHasntChangedIsntPublished)
 {
-    VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
-    FillSample(container);
-    VORoadSections sections;
-    ASSERT_TRUE(Open(sections));
-    VOSourceRoad source(sections, AF_SOURCE);
-    ASSERT_TRUE(source.Publish(container));
-    Reader reader;
-    ASSERT_TRUE(reader.Follow());
-    const uint32_t uSteps = sections.State().uImageSteps;
-    ASSERT_TRUE(source.Publish(container));
-    EXPECT_EQ(uSteps, sections.State().uImageSteps);
-    EXPECT_TRUE(reader.IsCurrent());
-    ASSERT_NE(0, container.SetAssetNodeAssetMergeSign(1, 77));
-    ASSERT_TRUE(source.Publish(container));
-    EXPECT_EQ(uSteps + 1, sections.State().uImageSteps);
-    EXPECT_FALSE(reader.IsCurrent());
+    const uint32_t uSteps = m_sections.State().uImageSteps;
+    ASSERT_TRUE(m_source.Publish(m_container));
+    EXPECT_EQ(uSteps, m_sections.State().uImageSteps);
+    EXPECT_TRUE(m_reader.IsCurrent());
+    ASSERT_NE(0, m_container.SetAssetNodeAssetMergeSign(1, 77));
+    ASSERT_TRUE(m_source.Publish(m_container));
+    EXPECT_EQ(uSteps + 1, m_sections.State().uImageSteps);
+    EXPECT_FALSE(m_reader.IsCurrent());
 }
 
-TEST(SourceRoad, AnEmptiedContainerGetsANewBase)
+TEST_F(PublishedSample, AnEmptiedContainerGetsANewBase)
 {
-    VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
-    FillSample(container);
-    VORoadSections sections;
-    ASSERT_TRUE(Open(sections));
-    VOSourceRoad source(sections, AF_SOURCE);
-    ASSERT_TRUE(source.Publish(container));
-    Reader reader;
-    ASSERT_TRUE(reader.Follow());
-    EXPECT_EQ(7u, reader.customer.GetAssetNodeCount());
-    ASSERT_NE(0, container.CleanUp());
-    AddLinked(container, VOTEXT("Other"), true, kNone);
-    ASSERT_TRUE(source.Publish(container));
-    EXPECT_EQ(2u, source.Generations());
-    ASSERT_TRUE(reader.Follow());
-    EXPECT_EQ(1u, reader.customer.GetAssetNodeCount());
+    EXPECT_EQ(7u, m_reader.customer.GetAssetNodeCount());
+    ASSERT_NE(0, m_container.CleanUp());
+    AddLinked(m_container, VOTEXT("Other"), true, kNone);
+    ASSERT_TRUE(m_source.Publish(m_container));
+    EXPECT_EQ(2u, m_source.Generations());
+    ASSERT_TRUE(m_reader.Follow());
+    EXPECT_EQ(1u, m_reader.customer.GetAssetNodeCount());
 }
 
 TEST(SourceRoad, TheStateSectionHasTheseBytes)
