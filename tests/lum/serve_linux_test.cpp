@@ -182,10 +182,12 @@ TEST(LumKilled, TheNextOneTakesAwayTheBaseThatItLeft)
     EXPECT_EQ(SectionsNamed("base") + SectionsNamed("log"), 0u);
 }
 
-TEST(LumClassic, PublishesNoBaseAndIsReadAllTheSame)
+TEST(LumClassic, PublishesNoBaseTakesOneThatWasLeftAwayAndIsReadAllTheSame)
 {
     TemporaryFolder folder;
     folder.Write("a.txt", "1");
+    ServeAndKill({"--source", folder.Name()});
+    EXPECT_EQ(SectionsNamed("base"), 1u);
     LumServe serve({"--classic", "--source", folder.Name()});
     ASSERT_TRUE(serve.Publishes()) << serve.Process().Err();
     EXPECT_EQ(SectionsNamed("base"), 0u);

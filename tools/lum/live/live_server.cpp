@@ -103,7 +103,12 @@ bool LiveServer::Start(const std::vector<SourceSpec>& vecSpecs, std::string* pst
         }
         vecSources.push_back(spec.eaf);
     }
-    if (!m_bClassic && !m_road.Open())
+    const bool bRoad = m_road.Open();
+    if (m_bClassic)
+    {
+        m_road.Withdraw();  // what a killed publisher left is gone then
+    }
+    else if (!bRoad)
     {
         Complain(fmt::format("tools have to unpack the images: the section beside them can't be made (system error {})",
                              GetLastError()));
