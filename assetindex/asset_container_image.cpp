@@ -14,10 +14,22 @@
 VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
 {
     VO_CHECK_ERROR(_MakeSurePathValueValid());
-    // A base has one table in the place of the three of an image.
-    if (!VO_STEP(m_pkStringSet) || !VO_STEP(!m_pathTable.IsThere()))
+    if (!VO_STEP(m_pkStringSet))
     {
         return nullptr;
+    }
+    // A base has one table in the place of the three of an image: those are made of its records.
+    const auto DropMaps = [](VOTSAssetNodeContainer* pkContainer)
+    {
+        pkContainer->m_pkStringSet->_DropMaps();
+        pkContainer->m_mapStringHandle2ParamIndex.Clear();
+    };
+    const std::unique_ptr<VOTSAssetNodeContainer, decltype(DropMaps)> pMaps(m_pathTable.IsThere() ? this : nullptr,
+                                                                            DropMaps);
+    if (pMaps != nullptr)
+    {
+        m_pkStringSet->_EnterRecords();
+        _EnterSlots();
     }
     const unsigned long long ullStrings = m_pkStringSet->AllocSize();
     const unsigned long long ullNodes = m_vecAssetNode.AllocSize();
@@ -59,7 +71,7 @@ VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
     }
     m_vecAssetNode.WriteAlloc(pbStrings + ullStrings);
     m_pkAssetIndexContainer->WriteAlloc(pbLists);
-    if (m_eAssetRole != LUMTrayService::AR_Provider)
+    if (!_HasKeyMap())
     {
         m_mapTableStringHandle2ParamIndex.WriteAlloc(pbKeys);
     }
@@ -72,11 +84,34 @@ VOTSAssetNodeContainer::ContainerAlloc* VOTSAssetNodeContainer::GetAlloc()
     return reinterpret_cast<ContainerAlloc*>(pbAlloc.release());
 }
 
+// The key map that a Provider has, out of a base's table.
+void VOTSAssetNodeContainer::_EnterSlots()
+{
+    for (unsigned int i = 0; i < m_pathTable.SlotCount(); ++i)
+    {
+        const VOPathSlot slot = m_pathTable.At(i);
+        void* hString = INVALID_HANDLE_VALUE;
+        if (slot.uNode != 0 && slot.uNode != VOPathTable::kGone &&
+            m_pkStringSet->m_mapHashString.Find(slot.uHash0, hString))
+        {
+            m_mapStringHandle2ParamIndex.Insert(hString, slot.uNode - 1);
+        }
+        if (slot.uOther != 0 && m_pkStringSet->m_mapHashConflict.Find(slot.uHash0, hString))
+        {
+            m_mapStringHandle2ParamIndex.Insert(hString, slot.uOther - 1);
+        }
+    }
+}
+
+bool VOTSAssetNodeContainer::_HasKeyMap() const
+{
+    return m_eAssetRole == LUMTrayService::AR_Provider || m_pathTable.IsThere();
+}
+
 unsigned long long VOTSAssetNodeContainer::_KeyTableAllocSize() const
 {
-    return m_eAssetRole == LUMTrayService::AR_Provider
-               ? KeyTable::AllocSizeOf(KeyTable::SlotCountFor(m_mapStringHandle2ParamIndex.Count()))
-               : m_mapTableStringHandle2ParamIndex.AllocSize();
+    return _HasKeyMap() ? KeyTable::AllocSizeOf(KeyTable::SlotCountFor(m_mapStringHandle2ParamIndex.Count()))
+                        : m_mapTableStringHandle2ParamIndex.AllocSize();
 }
 
 int VOTSAssetNodeContainer::SetAlloc(ContainerAlloc* pAlloc, int bCopy)

@@ -249,6 +249,29 @@ int VOTSAssetNodeContainer::InsertAssetNodeChildIndex(unsigned int uAssetID, uns
     return 1;
 }
 
+int VOTSAssetNodeContainer::InsertAssetNodeChildBefore(unsigned int uAssetID, unsigned int uChildIndex,
+                                                       unsigned int uBefore)
+{
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_MaySetChild(pszFunction, uAssetID, uChildIndex))
+    {
+        return 0;
+    }
+    const size_t uInfoOffset = _ChildInfoOffset(uChildIndex);
+    const unsigned int uInfoID = VOLoad<unsigned int>(m_vecAssetNode.Bytes(uAssetID) + uInfoOffset);
+    unsigned int uTmpInfo = uInfoID;
+    const bool bEntered =
+        uInfoID == kNone
+            ? VO_STEP(uBefore == kNone) && VO_STEP(m_pkAssetIndexContainer->InsertNumber({uChildIndex}, uTmpInfo))
+            : VO_STEP(m_pkAssetIndexContainer->InsertNumberBefore(uInfoID, uChildIndex, uBefore, uTmpInfo));
+    if (bEntered)
+    {
+        // The list may have moved.
+        _StoreField(uAssetID, uInfoOffset, uTmpInfo);
+    }
+    return bEntered;
+}
+
 int VOTSAssetNodeContainer::RemoveAssetNodeChildIndex(unsigned int uAssetID, unsigned int uChildIndex)
 {
     VO_NAMED_FUNCTION(pszFunction);

@@ -178,14 +178,14 @@ void* VOStringHashSet::_LiveHandle(const Lookup& rkLookup) const
 // kVOMaxImageSize when there can be none.
 unsigned long long VOStringHashSet::_SizesOfParts(StringHashSetAlloc& rkHead) const
 {
-    const bool bProvider = m_eHashRole == SHR_Provider;
+    const bool bMaps = _HasMaps();
     const unsigned long long arrSize[] = {
         m_vecHashStringParam.AllocSize(),
         m_pkStringPool->AllocSize(),
-        bProvider ? HashTable::AllocSizeOf(HashTable::SlotCountFor(m_mapHashString.Count()))
-                  : m_mapTableHashString.AllocSize(),
-        bProvider ? HashTable::AllocSizeOf(HashTable::SlotCountFor(m_mapHashConflict.Count()))
-                  : m_mapTableHashConflict.AllocSize(),
+        bMaps ? HashTable::AllocSizeOf(HashTable::SlotCountFor(m_mapHashString.Count()))
+              : m_mapTableHashString.AllocSize(),
+        bMaps ? HashTable::AllocSizeOf(HashTable::SlotCountFor(m_mapHashConflict.Count()))
+              : m_mapTableHashConflict.AllocSize(),
     };
     const unsigned long long ullSum = arrSize[0] + arrSize[1] + arrSize[2] + arrSize[3];
     rkHead = {VO_IMAGE_VERSION_1_1,
@@ -220,7 +220,7 @@ int VOStringHashSet::WriteAlloc(unsigned char* pbTo) const
     m_pkStringPool->WriteAlloc(pbPart);
     pbPart += kHead.uStringAllocBufSize;
 
-    if (m_eHashRole != SHR_Provider)
+    if (!_HasMaps())
     {
         m_mapTableHashString.WriteAlloc(pbPart);
         m_mapTableHashConflict.WriteAlloc(pbPart + kHead.uMapTableBufSize);
@@ -243,6 +243,39 @@ VOStringHashSet::StringHashSetAlloc* VOStringHashSet::GetAlloc() const
     std::unique_ptr<unsigned char, decltype(&free)> pbAlloc(static_cast<unsigned char*>(VOAllocateImage(AllocSize())),
                                                             &free);
     return WriteAlloc(pbAlloc.get()) ? reinterpret_cast<StringHashSetAlloc*>(pbAlloc.release()) : nullptr;
+}
+
+bool VOStringHashSet::_HasMaps() const
+{
+    return m_eHashRole == SHR_Provider || m_mapHashString.Count() != 0;
+}
+
+// What a Provider has beside records and texts, as long as an image is made of a base, which has neither the maps nor
+// the places of the texts: these lie behind each other, each with its terminator and a byte more.
+void VOStringHashSet::_EnterRecords()
+{
+    VOBufferContainer& texts = m_pkStringPool->m_kBufferContainer;
+    for (unsigned long long ullAt = 0; ullAt < texts.m_uBufferSize; ullAt += sizeof(VOWCHAR) + 1)
+    {
+        texts.m_vecHandle.PushBack(HandleOf(static_cast<unsigned int>(ullAt)));
+        while (ullAt + sizeof(VOWCHAR) <= texts.m_uBufferSize && VOLoad<uint16_t>(texts.m_pbBuffer + ullAt) != 0)
+        {
+            ullAt += sizeof(VOWCHAR);
+        }
+    }
+    for (unsigned int i = 0; i < m_vecHashStringParam.Count(); ++i)
+    {
+        const StringHashParam param = m_vecHashStringParam[i];
+        ((param.dwHashMask & kMaskConflict) != 0 ? m_mapHashConflict : m_mapHashString)
+            .Insert(param.uHash0, HandleOf(i));
+    }
+}
+
+void VOStringHashSet::_DropMaps()
+{
+    m_mapHashString.Clear();
+    m_mapHashConflict.Clear();
+    m_pkStringPool->m_kBufferContainer.m_vecHandle.Release();
 }
 
 // What both roles do with an image, up to the tables: check it whole, clean up, take the records and the pool. The

@@ -13,6 +13,12 @@ constexpr unsigned int kNumberSize = 4;
 constexpr unsigned int kNumberDataOffset = offsetof(NumberAlloc, abData);
 constexpr unsigned long long kMaxNumbers = 0xFFFFFFFFull;
 
+// A list that moves because a number was entered into it gets a hole behind so many numbers, and this share of it as
+// holes at the place itself, where more may come. A hole that is farther away isn't looked for.
+constexpr size_t kNumbersForHole = 16;
+constexpr size_t kHolesAtPlace = 32;
+constexpr unsigned int kNear = 512;
+
 }  // namespace
 
 VOTSNumberContainer::~VOTSNumberContainer()
@@ -87,6 +93,91 @@ int VOTSNumberContainer::InsertNumber(unsigned int uIndex, unsigned int uNumber,
         vecNumber.push_back(EntryAt(uAt));
     }
     vecNumber.push_back(uNumber);
+    return InsertNumber(vecNumber, uIndexResult);
+}
+
+int VOTSNumberContainer::InsertNumberBefore(unsigned int uIndex, unsigned int uNumber, unsigned int uBefore,
+                                            unsigned int& uIndexResult)
+{
+    VO_NAMED_FUNCTION(pszFunction);
+    if (!_IsList(pszFunction, uIndex))
+    {
+        return 0;
+    }
+    uIndexResult = uIndex;
+    unsigned int uPlace = uIndex;  // behind the last number before it
+    unsigned int uAt = uIndex;
+    for (; EntryAt(uAt) != kTerminator && EntryAt(uAt) != uBefore; ++uAt)
+    {
+        uPlace = EntryAt(uAt) != kHole ? uAt + 1 : uPlace;
+    }
+    if (!VO_STEP(EntryAt(uAt) == uBefore))
+    {
+        return 0;
+    }
+    unsigned int uHole = uPlace;
+    while (EntryAt(uHole) != kHole && EntryAt(uHole) != kTerminator && uHole - uPlace < kNear)
+    {
+        ++uHole;
+    }
+    if (EntryAt(uHole) == kHole)
+    {
+        for (; uHole > uPlace; --uHole)
+        {
+            _Put(uHole, EntryAt(uHole - 1));
+        }
+        _Put(uPlace, uNumber);
+        return 1;
+    }
+    for (uHole = uPlace; uHole > uIndex && EntryAt(uHole - 1) != kHole && uPlace - uHole < kNear;)
+    {
+        --uHole;
+    }
+    if (uHole > uIndex && EntryAt(uHole - 1) == kHole)
+    {
+        for (--uHole; uHole + 1 < uPlace; ++uHole)
+        {
+            _Put(uHole, EntryAt(uHole + 1));
+        }
+        _Put(uHole, uNumber);
+        return 1;
+    }
+    return _MoveList(uIndex, uNumber, uPlace, uIndexResult);
+}
+
+// A list of some length anew, with a number more at a place of the old one, and with holes.
+int VOTSNumberContainer::_MoveList(unsigned int uIndex, unsigned int uNumber, unsigned int uPlace,
+                                   unsigned int& uIndexResult)
+{
+    const size_t uCount = _NumbersIn(uIndex);
+    std::vector<unsigned int> vecNumber;
+    vecNumber.reserve(uCount + uCount / kNumbersForHole + uCount / kHolesAtPlace + 1);
+    const auto EnterNumber = [&]
+    {
+        vecNumber.push_back(uNumber);
+        vecNumber.insert(vecNumber.end(), uCount / kHolesAtPlace, kHole);
+    };
+    size_t uPassed = 0;
+    unsigned int uAt = uIndex;
+    for (; EntryAt(uAt) != kTerminator; ++uAt)
+    {
+        if (uAt == uPlace)
+        {
+            EnterNumber();
+        }
+        if (EntryAt(uAt) != kHole)
+        {
+            vecNumber.push_back(EntryAt(uAt));
+            if (++uPassed % kNumbersForHole == 0)
+            {
+                vecNumber.push_back(kHole);
+            }
+        }
+    }
+    if (uAt == uPlace)
+    {
+        EnterNumber();
+    }
     return InsertNumber(vecNumber, uIndexResult);
 }
 

@@ -50,6 +50,11 @@ public:
     // that is in the list already, with no hole before it, ends the rewritten list: what stood behind it is gone.
     int InsertNumber(unsigned int uIndex, unsigned int uNumber, unsigned int& uIndexResult);
 
+    // Adds a number to a list in front of another one, or behind all for kTerminator: into the first hole of that
+    // place, or the numbers up to a near hole move by one, or the list moves to where uIndexResult says, and has new
+    // holes. 0 when the list doesn't have uBefore.
+    int InsertNumberBefore(unsigned int uIndex, unsigned int uNumber, unsigned int uBefore, unsigned int& uIndexResult);
+
     // Appends the numbers of a list.
     int GetNumberList(unsigned int uIndex, std::vector<unsigned int>& vecNumber) const;
 
@@ -110,6 +115,7 @@ protected:
     int _ResetNumberArrayCount(unsigned int uNewCount);
     bool _IsList(const char* pszFunction, unsigned int uIndex) const;
     unsigned int _NumbersIn(unsigned int uIndex) const;
+    int _MoveList(unsigned int uIndex, unsigned int uNumber, unsigned int uPlace, unsigned int& uIndexResult);
     unsigned int _At(unsigned int uIndex) const
     {
         return VOLoad<unsigned int>(m_pArrNumber + uIndex * 4ull);

@@ -58,6 +58,28 @@ FileEventStateInfo* TSThreadProcDetect::StateInfo(enumAssetFrom eaf) const
                : nullptr;
 }
 
+bool TSThreadProcDetect::TakeTold(std::vector<VOToldEvent>& vecEvents, unsigned long long& ullLastTime,
+                                  uint32_t& uSteps)
+{
+    vecEvents.clear();
+    try
+    {
+        // What came before the first look isn't told.
+        if (ullLastTime == kNoTime || !m_ring.Follow())
+        {
+            return false;
+        }
+        uSteps = m_ring.Now();
+        m_ring.Take(ullLastTime, vecEvents);
+        return true;
+    }
+    catch (const std::bad_alloc&)
+    {
+        // Some may be taken, and each follows upon the one before.
+        return false;
+    }
+}
+
 bool TSThreadProcDetect::Look(enumAssetFrom eaf, std::vector<structFileEventNode>& vecEvent,
                               unsigned long long& ullLastTime, unsigned long long& ullLatestTime)
 {

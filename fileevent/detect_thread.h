@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "diagnostics/check.h"
+#include "fileevent/event_ring.h"
 #include "platform/vo_section_view.h"
 #include "vots_file_event.h"
 
@@ -18,10 +19,14 @@ constexpr unsigned long long kNoTime = ~0ull;
 // The working record of one detect thread, and a local of it.
 struct TSThreadProcDetect
 {
-    TSThreadProcDetect() = default;
+    explicit TSThreadProcDetect(LUMTrayService::enumAssetFrom eaf = LUMTrayService::AF_ERROR) : m_ring(eaf) {}
     TSThreadProcDetect(const TSThreadProcDetect&) = delete;
     TSThreadProcDetect& operator=(const TSThreadProcDetect&) = delete;
     ~TSThreadProcDetect();
+
+    // The events of the second road since ullLastTime, which goes on to behind them. False when there is no second
+    // road; otherwise uSteps is the step of the ring that they are of. What is still missing then, a Look finds.
+    bool TakeTold(std::vector<VOToldEvent>& vecEvents, unsigned long long& ullLastTime, uint32_t& uSteps);
 
     // One look at the sections. True when there are events to deliver; ullLastTime becomes ullLatestTime once they are
     // delivered. Whatever fails, also for want of memory, is tried again by the next look.
@@ -54,4 +59,5 @@ struct TSThreadProcDetect
     unsigned long long m_ullImageTime = 0;              // the published time of the image that was copied last
     VOSectionView m_state;                              // the update state section, shared with all processes
     std::unique_ptr<VOTSFileEventContainer> m_pReader;  // reads the copy in place
+    VOEventRing m_ring;                                 // the second road
 };

@@ -110,7 +110,6 @@ int VOTSFileEventMappingInspector::DispatchFileEvent(const structFileEventNode& 
     }
     const auto TextOf = [pkContainer](void* hText)
     { return hText != INVALID_HANDLE_VALUE ? pkContainer->GetString(hText) : nullptr; };
-    const std::lock_guard<std::mutex> guard(m_ListenerLock);
     if (!VO_STEP(node.hstrPath != INVALID_HANDLE_VALUE))
     {
         return 0;
@@ -120,14 +119,20 @@ int VOTSFileEventMappingInspector::DispatchFileEvent(const structFileEventNode& 
     {
         return 0;
     }
-    const FileEventParam param = {.eaf = m_eaf,
-                                  .dwEventParam0 = node.dwEventParam0,
-                                  .dwEventParam1 = node.dwEventParam1,
-                                  .dwEventParam2 = node.dwEventParam2,
-                                  .pszPath = pszPath,
-                                  .pszNewName = TextOf(node.hstrNewName),
-                                  .pszPhysicPath = TextOf(node.hstrPhysicPath),
-                                  .ullTime = node.ullTime};
+    _Tell({.eaf = m_eaf,
+           .dwEventParam0 = node.dwEventParam0,
+           .dwEventParam1 = node.dwEventParam1,
+           .dwEventParam2 = node.dwEventParam2,
+           .pszPath = pszPath,
+           .pszNewName = TextOf(node.hstrNewName),
+           .pszPhysicPath = TextOf(node.hstrPhysicPath),
+           .ullTime = node.ullTime});
+    return 1;
+}
+
+void VOTSFileEventMappingInspector::_Tell(const FileEventParam& param)
+{
+    const std::lock_guard<std::mutex> guard(m_ListenerLock);
     size_t uDead = 0;
     for (IVOTSFileEventListener*& piListener : m_vecListener)
     {
@@ -164,7 +169,22 @@ int VOTSFileEventMappingInspector::DispatchFileEvent(const structFileEventNode& 
             m_vecListener.erase(m_vecListener.begin() + static_cast<std::ptrdiff_t>(uDead));
         }
     }
-    return 1;
+}
+
+void VOTSFileEventMappingInspector::_TellAll(const std::vector<VOToldEvent>& vecEvents)
+{
+    const auto TextOf = [](const VOWString& strText) { return strText.empty() ? nullptr : strText.c_str(); };
+    for (const VOToldEvent& event : vecEvents)
+    {
+        _Tell({.eaf = m_eaf,
+               .dwEventParam0 = event.auParam[0],
+               .dwEventParam1 = event.auParam[1],
+               .dwEventParam2 = event.auParam[2],
+               .pszPath = event.astrText[0].c_str(),
+               .pszNewName = TextOf(event.astrText[1]),
+               .pszPhysicPath = TextOf(event.astrText[2]),
+               .ullTime = event.ullTime});
+    }
 }
 
 int VOTSFileEventMappingInspector::CreateDetectThread()
@@ -197,18 +217,25 @@ int VOTSFileEventMappingInspector::DestroyDetectThread()
 VOULONG VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet(void* pInspector)
 {
     VOTSFileEventMappingInspector* const pkInspector = static_cast<VOTSFileEventMappingInspector*>(pInspector);
-    TSThreadProcDetect detect;
-    unsigned long long ullLastTime = kNoTime;
     // Nobody signals it: it is there for its time-out.
     const HANDLE hWaitObj = VO_STEP(pInspector) ? ::CreateEventW(nullptr, FALSE, FALSE, nullptr) : nullptr;
     if (pInspector == nullptr || !VO_STEP(hWaitObj))
     {
         return 0;
     }
+    TSThreadProcDetect detect(pkInspector->m_eaf);
+    unsigned long long ullLastTime = kNoTime;
+    uint32_t uSteps = 0;
+    bool bRing = false;
+    std::vector<VOToldEvent> vecTold;
     while (VOLoadWord(pkInspector->m_bRunning) != 0)
     {
-        const DWORD uWaited = ::WaitForSingleObject(hWaitObj, g_uVODetectPause);
-        if (uWaited != WAIT_OBJECT_0 && uWaited != WAIT_TIMEOUT)
+        if (bRing)
+        {
+            detect.m_ring.WaitWhile(uSteps, g_uVODetectPause);
+        }
+        else if (const DWORD uWaited = ::WaitForSingleObject(hWaitObj, g_uVODetectPause);
+                 uWaited != WAIT_OBJECT_0 && uWaited != WAIT_TIMEOUT)
         {
             continue;
         }
@@ -216,6 +243,8 @@ VOULONG VOTSFileEventMappingInspector::ThreadProc_DetectFileEvnet(void* pInspect
         {
             break;
         }
+        bRing = detect.TakeTold(vecTold, ullLastTime, uSteps);
+        pkInspector->_TellAll(vecTold);
         std::vector<structFileEventNode> vecEvent;
         unsigned long long ullLatestTime = 0;
         if (detect.Look(pkInspector->m_eaf, vecEvent, ullLastTime, ullLatestTime))

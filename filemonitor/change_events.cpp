@@ -3,7 +3,7 @@
 #include <algorithm>
 
 // False for a record that gives no event.
-bool ChangeEvents::_MakeEvent(const VOWString& strRoot, const ChangeRecord& record, Event* pEvent)
+bool ChangeEvents::_MakeEvent(const VOWString& strRoot, const VOChangeRecord& record, Event* pEvent)
 {
     if (record.bNamed)
     {

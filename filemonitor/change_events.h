@@ -1,7 +1,7 @@
 // From the system's change records to the events of a monitor: paths, rename pairs, and what is told twice.
 #pragma once
 
-#include "filemonitor/change_records.h"
+#include "platform/vo_directories.h"
 #include "vots_file_monitor.h"
 
 // What the monitor thread remembers from one read to the next.
@@ -17,8 +17,8 @@ public:
     template <typename Push>
     void Read(const VOWString& strRoot, const unsigned char* pBuffer, size_t uSize, Push push)
     {
-        ChangeRecordReader reader(pBuffer, uSize);
-        ChangeRecord record;
+        VOChangeRecordReader reader(pBuffer, uSize);
+        VOChangeRecord record;
         Event event;
         while (reader.Next(&record))
         {
@@ -35,7 +35,7 @@ public:
     }
 
 private:
-    bool _MakeEvent(const VOWString& strRoot, const ChangeRecord& record, Event* pEvent);
+    bool _MakeEvent(const VOWString& strRoot, const VOChangeRecord& record, Event* pEvent);
 
     Clock m_pfnTickCount;
     VOWString m_strCurrentPath;

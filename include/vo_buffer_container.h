@@ -99,6 +99,7 @@ public:
 
 protected:
     friend class VOStringContainer;
+    friend class VOStringHashSet;
     friend class VOTSAssetNodeContainer;
     friend class VOAssetBaseWriter;
 
@@ -178,6 +179,7 @@ public:
     unsigned int UsedSize() const;
 
 protected:
+    friend class VOStringHashSet;
     friend class VOTSAssetNodeContainer;
     friend class VOAssetBaseWriter;
 

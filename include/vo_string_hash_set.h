@@ -255,6 +255,9 @@ private:
                                               StringHashSetAlloc& rkHead);
     static const VOMapTableAlloc* _ConflictTable(const VOMapTableAlloc* pTable, const StringHashSetAlloc& rkHead);
     unsigned long long _SizesOfParts(StringHashSetAlloc& rkHead) const;
+    bool _HasMaps() const;
+    void _EnterRecords();
+    void _DropMaps();
 
     // The bits of a mask: in which of the two maps a string stands.
     static constexpr VOULONG kMaskPrimary = 1;

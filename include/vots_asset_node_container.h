@@ -212,6 +212,11 @@ public:
     // hole before it, ends the copied list: what stood behind it is gone. Publishers insert a child once.
     int InsertAssetNodeChildIndex(unsigned int uAssetID, unsigned int uChildIndex);
 
+    // Takes one child into the list that fits it, in front of another child of that list, or behind all for ~0u. The
+    // others keep their order. It costs a few places, not the length of the list, but for one time in many. The child's
+    // nParentID isn't set. 0 and a log line when uBefore isn't in that list.
+    int InsertAssetNodeChildBefore(unsigned int uAssetID, unsigned int uChildIndex, unsigned int uBefore);
+
     // Takes one child out of that list and leaves a hole. 0 and a log line when the parent has no such list.
     // The child's nParentID isn't touched.
     //
@@ -236,8 +241,8 @@ public:
     int SetAlloc(ContainerAlloc* pAlloc, int bCopy, unsigned long long ullSize);
 
     // Customer. Replaces the contents by the present state of a base, as a view that the base's memory must
-    // outlive; to be called again when a batch was applied to it. For this library's own readers. There is no GetAlloc
-    // of it.
+    // outlive; to be called again when a batch was applied to it. For this library's own readers. GetAlloc of it gives
+    // the image that the publisher's container has in that state.
     int SetBase(const VOAssetBase& base);
 
     // Makes the target an empty container with this one's root and classify table: the way from a published
@@ -343,6 +348,8 @@ private:
     bool _MaySetText(const char* pszFunction, unsigned int uAssetID, const char* pszCheck,
                      const VOWCHAR* pszText) const;
     bool _MaySetChild(const char* pszFunction, unsigned int uAssetID, unsigned int uChildIndex) const;
+    void _EnterSlots();
+    bool _HasKeyMap() const;
     unsigned long long _KeyTableAllocSize() const;
     void* _KeyOf(unsigned int uAssetID) const;
     unsigned int _StateOf(unsigned int uAssetID) const;

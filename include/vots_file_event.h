@@ -225,6 +225,8 @@ public:
     virtual int OnFileEvent(const FileEventParam* pParam) = 0;
 };
 
+struct VOToldEvent;
+
 // The file events of one source. Its detect thread looks at the update state section twice a second, copies the
 // newest image when the published time has moved on, and hands the events since then to the listeners. A
 // section that isn't there or is of another version is tried again in silence, so that a tool may start before
@@ -300,6 +302,8 @@ private:
 
     void _AskToEnd();
     void _ResumeOnce();
+    void _Tell(const FileEventParam& param);
+    void _TellAll(const std::vector<VOToldEvent>& vecEvents);
 
     bool m_bResumedToEnd;  // the thread was suspended, and has been resumed for the end that is asked of it
 };

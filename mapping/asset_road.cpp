@@ -1,5 +1,6 @@
 #include "mapping/asset_road.h"
 
+#include <atomic>
 #include <vector>
 
 #include "assetindex/log_format.h"
@@ -10,6 +11,9 @@
 
 namespace
 {
+
+// Images that inspectors of this process show, by source.
+std::atomic<unsigned int> s_auImagesHeld[LUMTrayService::ASSETTYPE_COUNT];
 
 // How often a publisher may come between while a reader looks for its base.
 constexpr int kAttempts = 10;
@@ -58,6 +62,19 @@ bool VOAssetRoad::IsWanted()
     return GetEnvironmentVariableA("VOBASE_CLASSIC", szValue, sizeof(szValue)) != 1 || szValue[0] != '1';
 }
 
+bool VOAssetRoad::IsImageHeld(LUMTrayService::enumAssetFrom eaf)
+{
+    return static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT && s_auImagesHeld[eaf] != 0;
+}
+
+void VOAssetRoad::HoldImage(LUMTrayService::enumAssetFrom eaf, bool bHeld)
+{
+    if (static_cast<unsigned int>(eaf) < LUMTrayService::ASSETTYPE_COUNT)
+    {
+        s_auImagesHeld[eaf] += bHeld ? 1u : ~0u;
+    }
+}
+
 // The source's words in the state section, which is opened when it isn't; null without one.
 const VORoadSource* VOAssetRoad::_Source()
 {
@@ -87,16 +104,16 @@ bool VOAssetRoad::Follow(uint32_t uImageCount)
         }
         const uint64_t ullWritten = _Attach(ullNumber) ? VOLoadWord(pSource->ullWritten) : 0;
         const bool bStillThere = VOLoadWord(pSource->ullGeneration) == ullNumber;
-        if (bStillThere && m_pGeneration != nullptr && _Apply(*m_pGeneration, ullWritten))
+        if (bStillThere && m_pGeneration != nullptr && m_pGeneration->Apply(ullWritten))
         {
             VOStoreWord(m_ullNumber, ullNumber);
-            VOStoreWord(m_ullApplied, m_pGeneration->ullApplied);
+            VOStoreWord(m_ullApplied, m_pGeneration->Applied());
             return true;
         }
         if (bStillThere && (m_pGeneration == nullptr || ullWritten >= sizeof(VOLogHead)))
         {
             m_ullDoubted = ullNumber;
-            _Count(&VORoadSource::uDoubted);
+            CountDoubt(m_eaf);
             break;
         }
         Sleep(nAttempt != 0 ? 1 : 0);  // a new base is about to take over
@@ -134,65 +151,67 @@ VORoadStanding VOAssetRoad::Standing(uint32_t uImageCount) const
                : VORoadStanding::Outdated;
 }
 
-// For whoever looks after the publisher; a count that can't be kept is no reason to fail.
-void VOAssetRoad::_Count(uint32_t VORoadSource::*pCount) const
+// A count that can't be kept is no reason to fail.
+void VOAssetRoad::_Count(LUMTrayService::enumAssetFrom eaf, uint32_t VORoadSource::*pCount)
 {
     const VOSectionView state(kpszVORoadStateName, FILE_MAP_WRITE);
     if (state.Size() >= sizeof(VORoadState))
     {
-        VOAddToWord(static_cast<VORoadState*>(state.Data())->arrSource[m_eaf].*pCount, 1);
+        VOAddToWord(static_cast<VORoadState*>(state.Data())->arrSource[eaf].*pCount, 1);
     }
 }
 
 // Has the base and log of a generation; false, with none, when they aren't there or unsound.
 bool VOAssetRoad::_Attach(uint64_t ullNumber)
 {
-    if (m_pGeneration != nullptr && m_pGeneration->ullNumber == ullNumber)
+    if (m_pGeneration != nullptr && m_pGeneration->Number() == ullNumber)
     {
         return true;
     }
     m_pGeneration.reset();
-    auto pGeneration = std::make_unique<Generation>();
-    pGeneration->ullNumber = ullNumber;
-    pGeneration->ullApplied = sizeof(VOLogHead);
-    VOSectionView& baseView = pGeneration->baseView;
-    VOSectionView& logView = pGeneration->logView;
-    if (!baseView.Open(VORoadSectionName(m_eaf, "~base", ullNumber).c_str(), FILE_MAP_COPY) ||
-        !logView.Open(VORoadSectionName(m_eaf, "~log", ullNumber).c_str(), FILE_MAP_READ) ||
-        logView.Size() < sizeof(VOLogHead) ||
-        !pGeneration->base.Take(static_cast<unsigned char*>(baseView.Data()), baseView.Size()))
-    {
-        return false;
-    }
-    const VOLogHead head = VOLoad<VOLogHead>(logView.Data());
-    if (memcmp(head.szVersion, kVOLogVersion, sizeof(head.szVersion)) != 0 || head.ullGeneration != ullNumber ||
-        head.ullSize > logView.Size() || pGeneration->base.Head().ullGeneration != ullNumber)
+    auto pGeneration = std::make_unique<VORoadGeneration>();
+    if (!pGeneration->Open(m_eaf, ullNumber))
     {
         return false;
     }
     m_pGeneration = std::move(pGeneration);
-    _Count(&VORoadSource::uAttached);
+    _Count(m_eaf, &VORoadSource::uAttached);
     return true;
 }
 
-// Each record from a copy: the log may be written to while it is read.
-bool VOAssetRoad::_Apply(Generation& generation, uint64_t ullWritten)
+bool VORoadGeneration::Open(LUMTrayService::enumAssetFrom eaf, uint64_t ullNumber)
 {
-    const unsigned char* const pbLog = static_cast<const unsigned char*>(generation.logView.Data());
+    m_ullApplied = sizeof(VOLogHead);
+    if (!m_baseView.Open(VORoadSectionName(eaf, "~base", ullNumber).c_str(), FILE_MAP_COPY) ||
+        !m_logView.Open(VORoadSectionName(eaf, "~log", ullNumber).c_str(), FILE_MAP_READ) ||
+        m_logView.Size() < sizeof(VOLogHead) ||
+        !m_base.Take(static_cast<unsigned char*>(m_baseView.Data()), m_baseView.Size()))
+    {
+        return false;
+    }
+    const VOLogHead head = VOLoad<VOLogHead>(m_logView.Data());
+    return memcmp(head.szVersion, kVOLogVersion, sizeof(head.szVersion)) == 0 && head.ullGeneration == ullNumber &&
+           head.ullSize <= m_logView.Size() && m_base.Head().ullGeneration == ullNumber;
+}
+
+// Each record from a copy: the log may be written to while it is read.
+bool VORoadGeneration::Apply(uint64_t ullWritten)
+{
+    const unsigned char* const pbLog = static_cast<const unsigned char*>(m_logView.Data());
     if (ullWritten < sizeof(VOLogHead))
     {
-        return generation.ullApplied == sizeof(VOLogHead);
+        return m_ullApplied == sizeof(VOLogHead);
     }
     std::vector<unsigned char> vecRecord;
-    while (generation.ullApplied < ullWritten)
+    while (m_ullApplied < ullWritten)
     {
-        if (ullWritten > generation.logView.Size() || ullWritten - generation.ullApplied < sizeof(VOLogRecordHead))
+        if (ullWritten > m_logView.Size() || ullWritten - m_ullApplied < sizeof(VOLogRecordHead))
         {
             return false;
         }
-        const unsigned char* const pbRecord = pbLog + generation.ullApplied;
+        const unsigned char* const pbRecord = pbLog + m_ullApplied;
         const uint32_t uSize = VOLoad<VOLogRecordHead>(pbRecord).uSize;
-        if (uSize < sizeof(VOLogRecordHead) || uSize > ullWritten - generation.ullApplied)
+        if (uSize < sizeof(VOLogRecordHead) || uSize > ullWritten - m_ullApplied)
         {
             return false;
         }
@@ -200,11 +219,11 @@ bool VOAssetRoad::_Apply(Generation& generation, uint64_t ullWritten)
         const uint32_t uKind = VOLoad<VOLogRecordHead>(vecRecord.data()).uKind;
         const bool bBatch = uKind == static_cast<uint32_t>(VOLogKind::Batch);
         if (!VOIsLogRecord(vecRecord.data(), uSize) || VOLoad<VOLogRecordHead>(vecRecord.data()).uSize != uSize ||
-            (bBatch && !generation.base.Apply(vecRecord.data(), uSize)))
+            (bBatch && !m_base.Apply(vecRecord.data(), uSize)))
         {
             return false;
         }
-        generation.ullApplied += uSize;
+        m_ullApplied += uSize;
     }
-    return generation.ullApplied == ullWritten;
+    return m_ullApplied == ullWritten;
 }

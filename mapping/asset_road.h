@@ -20,6 +20,27 @@ enum class VORoadStanding
     Withdrawn  // there is no second road that goes with the image: its count tells whether anything came behind it
 };
 
+// The base of one generation, in pages of this process's own, and what was applied of its log. One thread at a time.
+class VORoadGeneration
+{
+public:
+    // False, with none, when base and log aren't there or unsound.
+    bool Open(LUMTrayService::enumAssetFrom eaf, uint64_t ullNumber);
+
+    // Applies the batches up to so many bytes of the log. On false the base is spoilt.
+    bool Apply(uint64_t ullWritten);
+
+    uint64_t Number() const { return m_base.Head().ullGeneration; }
+    uint64_t Applied() const { return m_ullApplied; }
+    const VOAssetBase& Base() const { return m_base; }
+
+private:
+    VOSectionView m_baseView;
+    VOSectionView m_logView;
+    VOAssetBase m_base;
+    uint64_t m_ullApplied = 0;  // bytes of the log
+};
+
 class VOAssetRoad
 {
 public:
@@ -30,6 +51,15 @@ public:
 
     // Whether this process takes the second road at all: not with 1 in the environment variable VOBASE_CLASSIC.
     static bool IsWanted();
+
+    // Whether an inspector of this process shows an image of a source, which may be behind the second road. Any thread.
+    static bool IsImageHeld(LUMTrayService::enumAssetFrom eaf);
+
+    // An inspector takes an image of its source, or lets go of it.
+    static void HoldImage(LUMTrayService::enumAssetFrom eaf, bool bHeld);
+
+    // Counts what was found unsound of a source, for whoever looks after the publisher. Any thread.
+    static void CountDoubt(LUMTrayService::enumAssetFrom eaf) { _Count(eaf, &VORoadSource::uDoubted); }
 
     // Comes to a state that was published when this was called, or later, by the batches that are missing or by the
     // present base. uImageCount: the update count of the image of the first road. False when there is none of a living
@@ -52,29 +82,19 @@ public:
     const VOSharedSignal* AnySignal() const { return m_pAnySignal.get(); }
 
     // The state that the last Follow came to.
-    const VOAssetBase& Base() const { return m_pGeneration->base; }
+    const VOAssetBase& Base() const { return m_pGeneration->Base(); }
 
 private:
-    struct Generation
-    {
-        uint64_t ullNumber = 0;
-        VOSectionView baseView;
-        VOSectionView logView;
-        VOAssetBase base;
-        uint64_t ullApplied = 0;  // bytes of the log
-    };
-
     const VORoadSource* _Source();
     bool _Attach(uint64_t ullNumber);
-    static bool _Apply(Generation& generation, uint64_t ullWritten);
-    void _Count(uint32_t VORoadSource::*pCount) const;
+    static void _Count(LUMTrayService::enumAssetFrom eaf, uint32_t VORoadSource::*pCount);
 
     LUMTrayService::enumAssetFrom m_eaf;
     VOSectionView m_state;
     const VORoadSource* m_pSource = nullptr;  // in the state section
     std::unique_ptr<VOSharedSignal> m_pSignal;
     std::unique_ptr<VOSharedSignal> m_pAnySignal;
-    std::unique_ptr<Generation> m_pGeneration;
+    std::unique_ptr<VORoadGeneration> m_pGeneration;
     uint64_t m_ullDoubted = 0;
 
     // What Standing compares; shared words.

@@ -3,8 +3,7 @@
 //   offset           size   content
 //   0                16     "road.1.0", filled with zeros
 //   16               4      steps with each publication of any source
-//   20               4      steps with each publication of file events
-//   24               40     0
+//   20               44     0
 //   64 + 64*source   8      generation of the source's base and log; 0 when the source has no second road
 //   72 + 64*source   8      bytes of the log that are written
 //   80 + 64*source   4      steps with each publication of this source
@@ -57,8 +56,7 @@ struct VORoadState
 {
     char szVersion[16];
     uint32_t uImageSteps;
-    uint32_t uEventSteps;
-    uint32_t auReserved[10];
+    uint32_t auReserved[11];
     VORoadSource arrSource[LUMTrayService::ASSETTYPE_COUNT];
 };
 static_assert(sizeof(VORoadState) == 64 + 64 * LUMTrayService::ASSETTYPE_COUNT);

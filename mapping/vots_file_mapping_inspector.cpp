@@ -171,6 +171,7 @@ ErrorType VOTSFileMappingInspector::MappingView_AssetNodes()
 
     // The count comes before the image, so that whoever asks meanwhile doesn't find an image with an old count.
     VOStoreWord(m_uUpdateCount, visit.LeaveWith(pStateInfo->uUpdateCount));
+    VOAssetRoad::HoldImage(m_eaf, true);
     VOStoreWord(m_pAssetNodeAlloc, reinterpret_cast<VOTSAssetNodeContainer::ContainerAlloc*>(pbImage));
     if (!m_pkAssetNodeContainer->SetAlloc(m_pAssetNodeAlloc, 0, uImageSize) && !VO_STEP(FALSE))
     {
@@ -206,7 +207,11 @@ int VOTSFileMappingInspector::UnMappingView_AssetNodes()
     {
         VO_CHECK_ERROR(m_pkAssetNodeContainer->CleanUp());
     }
-    free(VOExchangeWord(m_pAssetNodeAlloc, nullptr));
+    if (void* const pvImage = VOExchangeWord(m_pAssetNodeAlloc, nullptr))
+    {
+        VOAssetRoad::HoldImage(m_eaf, false);
+        free(pvImage);
+    }
     VOStoreWord(m_bOnRoad, 0);
     VOStoreWord(m_uUpdateCount, 0);
     return 1;

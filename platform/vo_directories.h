@@ -1,15 +1,16 @@
-// Reading directories, where they live, and what of a tree is watched: for programs that fill an index.
+// Reading directories, where they live, what of a tree is watched, and what the system says of its changes: for
+// programs that fill an index.
 #pragma once
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
-#include "vo_types.h"
-
-// Reading directories, for programs that fill an index.
+#include "platform/vo_platform.h"
 
 // One entry of a directory. Links (symbolic links, junctions) are described themselves and never followed.
 struct VODirectoryEntry
@@ -62,3 +63,55 @@ bool VODirectoryKindOf(const VOWString& strPath, VODirectoryKind* peKind, VOSyst
 // the first read of the changes everything counts. Windows watches a tree as a whole: 0 there. Failure: false, *pError
 // set.
 bool VOCountUnwatchedDirectories(const VOWString& strRoot, size_t* puCount, VOSystemError* pError);
+
+// The records that ReadDirectoryChangesW writes, read out of a buffer that nothing is taken for granted of.
+
+// One record. Its name is relative to the watched directory.
+struct VOChangeRecord
+{
+    DWORD uAction = 0;
+    bool bNamed = false;  // the record's name has a length other than 0
+    VOWString strName;    // up to its first zero
+};
+
+// Walks the records of a buffer; the one without a successor is the last. What a record says to lie outside the buffer
+// isn't there.
+class VOChangeRecordReader
+{
+public:
+    VOChangeRecordReader(const unsigned char* pBuffer, size_t uSize) : m_pBuffer(pBuffer), m_uSize(uSize) {}
+
+    // False behind the last record.
+    bool Next(VOChangeRecord* pGivenRecord)
+    {
+        constexpr size_t kNameOffset = offsetof(FILE_NOTIFY_INFORMATION, FileName);
+        if (m_bEnded || m_uSize < kNameOffset || m_uOffset > m_uSize - kNameOffset)
+        {
+            return false;
+        }
+        const unsigned char* const pRecord = m_pBuffer + m_uOffset;
+        DWORD uNext = 0;
+        DWORD uNameLength = 0;
+        memcpy(&uNext, pRecord + offsetof(FILE_NOTIFY_INFORMATION, NextEntryOffset), sizeof(uNext));
+        memcpy(&pGivenRecord->uAction, pRecord + offsetof(FILE_NOTIFY_INFORMATION, Action),
+               sizeof(pGivenRecord->uAction));
+        memcpy(&uNameLength, pRecord + offsetof(FILE_NOTIFY_INFORMATION, FileNameLength), sizeof(uNameLength));
+
+        const size_t uThere = std::min<size_t>(uNameLength, m_uSize - m_uOffset - kNameOffset);
+        VOWString strName(uThere / sizeof(VOWCHAR), VOWCHAR(0));
+        memcpy(strName.data(), pRecord + kNameOffset, strName.size() * sizeof(VOWCHAR));
+        strName.resize(std::min(strName.find(VOWCHAR(0)), strName.size()));
+        pGivenRecord->bNamed = uNameLength != 0;
+        pGivenRecord->strName = std::move(strName);
+
+        m_uOffset += uNext;
+        m_bEnded = uNext == 0;
+        return true;
+    }
+
+private:
+    const unsigned char* m_pBuffer;
+    size_t m_uSize;
+    size_t m_uOffset = 0;
+    bool m_bEnded = false;
+};

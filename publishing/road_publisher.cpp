@@ -1,5 +1,7 @@
+#include "mapping/asset_road.h"
 #include "platform/vo_platform.h"
 #include "platform/vo_shared_word.h"
+#include "publishing/event_ring_writer.h"
 #include "publishing/source_road.h"
 #include "vo_publisher.h"
 #include "vots_file_mapping.h"
@@ -11,6 +13,7 @@ using LUMTrayService::enumAssetFrom;
 struct VORoadPublisher::Sources
 {
     VORoadSections sections;
+    VOEventRingWriter events;
     std::unique_ptr<VOSourceRoad> apSource[ASSETTYPE_COUNT];
 };
 
@@ -23,7 +26,16 @@ VORoadPublisher::~VORoadPublisher()
 
 bool VORoadPublisher::Open()
 {
-    return !IsOpen() && m_pSources->sections.Open();
+    if (IsOpen() || !m_pSources->sections.Open())
+    {
+        return false;
+    }
+    if (!m_pSources->events.Open())
+    {
+        m_pSources->sections.Withdraw();
+        return false;
+    }
+    return true;
 }
 
 void VORoadPublisher::Withdraw()
@@ -32,6 +44,7 @@ void VORoadPublisher::Withdraw()
     {
         pSource.reset();
     }
+    m_pSources->events.Withdraw();
     m_pSources->sections.Withdraw();
 }
 
@@ -58,6 +71,42 @@ bool VORoadPublisher::Publish(enumAssetFrom eaf, VOTSAssetNodeContainer& contain
     catch (const std::bad_alloc&)
     {
         Remove(eaf);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return false;
+    }
+}
+
+VORoadSnapshot::VORoadSnapshot() = default;
+
+VORoadSnapshot::~VORoadSnapshot() = default;
+
+VOTSAssetNodeContainer::ContainerAlloc* VORoadSnapshot::MakeImage()
+{
+    VOTSAssetNodeContainer container(LUMTrayService::AR_Customer);
+    return m_pGeneration->Apply(m_ullWritten) && container.SetBase(m_pGeneration->Base()) ? container.GetAlloc()
+                                                                                          : nullptr;
+}
+
+std::unique_ptr<VORoadSnapshot> VORoadPublisher::TakeSnapshot(enumAssetFrom eaf) const
+{
+    const bool bThere = IsOpen() && static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT;
+    return bThere && m_pSources->apSource[eaf] != nullptr ? m_pSources->apSource[eaf]->TakeSnapshot() : nullptr;
+}
+
+bool VORoadPublisher::PublishEvents(enumAssetFrom eaf, VOTSFileEventContainer& container, unsigned long long ullTime)
+{
+    if (!IsOpen() || static_cast<unsigned int>(eaf) >= ASSETTYPE_COUNT || m_pSources->apSource[eaf] == nullptr ||
+        !m_pSources->apSource[eaf]->IsPublished())
+    {
+        return false;
+    }
+    try
+    {
+        m_pSources->events.Publish(eaf, container, ullTime);
+        return true;
+    }
+    catch (const std::bad_alloc&)
+    {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return false;
     }

@@ -160,6 +160,18 @@ VOSourceRoad::VOSourceRoad(VORoadSections& sections, LUMTrayService::enumAssetFr
 
 VOSourceRoad::~VOSourceRoad() = default;
 
+std::unique_ptr<VORoadSnapshot> VOSourceRoad::TakeSnapshot() const
+{
+    if (m_pGeneration == nullptr)
+    {
+        return nullptr;
+    }
+    std::unique_ptr<VORoadSnapshot> pSnapshot(new VORoadSnapshot);
+    pSnapshot->m_ullWritten = m_pGeneration->ullWritten;
+    pSnapshot->m_pGeneration = std::make_unique<VORoadGeneration>();
+    return pSnapshot->m_pGeneration->Open(m_eaf, m_pGeneration->ullNumber) ? std::move(pSnapshot) : nullptr;
+}
+
 bool VOSourceRoad::Publish(VOTSAssetNodeContainer& container)
 {
     if (m_pWriter == nullptr || !m_pWriter->Follows(container))

@@ -10,6 +10,7 @@
 #include "mapping/road_state.h"
 #include "platform/vo_section_publisher.h"
 #include "platform/vo_shared_signal.h"
+#include "vo_publisher.h"
 
 // The state section, made or taken over from a publisher that was killed.
 class VORoadSections
@@ -56,6 +57,11 @@ public:
 
     // Takes the source off the second road, until the next Publish.
     void Remove();
+
+    // What is published now, to be looked at while more is. Null when there is none.
+    std::unique_ptr<VORoadSnapshot> TakeSnapshot() const;
+
+    bool IsPublished() const { return m_pGeneration != nullptr; }
 
     // So far: generations and batches.
     uint64_t Generations() const { return m_ullGenerations; }

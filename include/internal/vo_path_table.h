@@ -49,6 +49,12 @@ public:
         return uNode == kGone ? kNone : uNode - 1;
     }
 
+    // A copy of a slot.
+    VOPathSlot At(unsigned int uSlot) const
+    {
+        return VOLoad<VOPathSlot>(m_pbSlots + static_cast<size_t>(uSlot) * sizeof(VOPathSlot));
+    }
+
     // Where the search for a first hash begins.
     const void* HomeOf(unsigned int uHash0) const
     {
@@ -63,7 +69,7 @@ public:
         unsigned int uAt = _Home(uHash0);
         for (unsigned int uSeen = 0; uSeen <= uMask; ++uSeen, uAt = (uAt + 1) & uMask)
         {
-            slot = VOLoad<VOPathSlot>(m_pbSlots + static_cast<size_t>(uAt) * sizeof(VOPathSlot));
+            slot = At(uAt);
             if (slot.uNode == 0)
             {
                 slot = {};

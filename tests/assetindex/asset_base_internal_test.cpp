@@ -34,7 +34,7 @@ public:
         return true;
     }
 
-    const VOTSAssetNodeContainer& Reader() const { return m_customer; }
+    VOTSAssetNodeContainer& Reader() { return m_customer; }
     bool HasThePublishersBytes() const { return SameBytes(m_pBase->Bytes(), m_pReader->Bytes()); }
 
 private:
@@ -65,21 +65,6 @@ private:
     uint64_t m_ullGeneration = 0;
     VOTSAssetNodeContainer m_customer{LUMTrayService::AR_Customer};
 };
-
-// CRC-32, bit by bit from its definition.
-uint32_t ReferenceCheck(const Bytes& bytes, size_t uFrom, size_t uEnd)
-{
-    uint32_t uCheck = 0xFFFFFFFFu;
-    for (size_t i = uFrom; i < uEnd; ++i)
-    {
-        uCheck ^= bytes.at(i);
-        for (int nBit = 0; nBit < 8; ++nBit)
-        {
-            uCheck = (uCheck >> 1) ^ ((uCheck & 1) != 0 ? 0xEDB88320u : 0);
-        }
-    }
-    return ~uCheck;
-}
 
 Bytes NodeBytes(const ModelContainer& model)
 {
@@ -177,7 +162,7 @@ Bytes ReferenceBase(ModelContainer& model, uint64_t ullGeneration, uint64_t ullS
         .U64(model.ullRoot)
         .U64(model.ullRootName)
         .Append(rooms.Result());
-    head.U32(ReferenceCheck(head.Result(), 0, 168)).Zeros(4096 - 172).Append(parts.Result()).Zeros(4096);
+    head.U32(votest::ReferenceCheck(head.Result(), 0, 168)).Zeros(4096 - 172).Append(parts.Result()).Zeros(4096);
     return head.Result();
 }
 
@@ -264,7 +249,7 @@ TEST(AssetBase, ABatchHasTheseBytes)
         .U32(uPatches)
         .U32(0)
         .Append(patches.Result());
-    const uint32_t uCheck = ReferenceCheck(counts.Result(), 0, counts.Size());
+    const uint32_t uCheck = votest::ReferenceCheck(counts.Result(), 0, counts.Size());
     EXPECT_TRUE(SameBytes(
         ByteBuilder().U32(static_cast<uint32_t>(counts.Size() + 8)).U32(uCheck).Append(counts.Result()).Result(),
         batch));
@@ -369,8 +354,8 @@ TEST(AssetBaseDamage, WhatIsHostileIsRefusedOrCantReachOutsideTheBase)
         {
             WriteU32(batch, 16 + random.Below(batch.size() / 4 - 4) * 4, random.Word() >> random.Below(32));
         }
-        WriteU32(base, 168, ReferenceCheck(base, 0, 168));
-        WriteU32(batch, 4, ReferenceCheck(batch, 8, batch.size()));
+        WriteU32(base, 168, votest::ReferenceCheck(base, 0, 168));
+        WriteU32(batch, 4, votest::ReferenceCheck(batch, 8, batch.size()));
         const MisalignedBlock block(base);
         const MisalignedBlock batchBlock(batch);
         VOAssetBase taken;
@@ -414,6 +399,7 @@ TEST_P(RandomBatches, APatchedReaderSaysWhatTheModelSays)
         {
             ExpectSame(follower.Reader(), run.Model());
             ASSERT_TRUE(follower.HasThePublishersBytes());
+            ASSERT_TRUE(SameBytes(ImageOf(run.Container()), ImageOf(follower.Reader())));
         }
         ASSERT_FALSE(HasFailure()) << "after step " << nStep;
     }

@@ -64,14 +64,22 @@ unsigned BatchesInPartWhile(const char* pszCall, unsigned uEvery)
     for (unsigned uNth = 1;; uNth += uEvery)
     {
         std::string strError;
-        lum::EventPublisher publisher;
-        EXPECT_TRUE(publisher.Open({AF_SOURCE}, &strError)) << strError;
         lum::Changes changes = Batch();
+        VORoadPublisher road;  // not opened
+        lum::EventPublisher publisher(road);
+        const auto Publish = [&]
+        {
+            std::unique_ptr<lum::EventImage> pImage;
+            return publisher.Append(AF_SOURCE, &changes, &strError) &&
+                   (pImage = publisher.MakeImage(AF_SOURCE, &strError)) != nullptr &&
+                   publisher.Publish(AF_SOURCE, *pImage, &strError);
+        };
+        EXPECT_TRUE(publisher.Open({AF_SOURCE}, &strError)) << strError;
         bool bPublished = false;
         VOFaultArm(pszCall, uNth, false);
         try
         {
-            bPublished = publisher.Publish(AF_SOURCE, &changes, &strError);
+            bPublished = Publish();
         }
         catch (const std::bad_alloc&)
         {
@@ -79,7 +87,7 @@ unsigned BatchesInPartWhile(const char* pszCall, unsigned uEvery)
         const bool bFired = VOFaultFired() != 0;
         VOFaultDisarm();
         uInPart += !bPublished && !changes.empty() && changes.size() < 200 ? 1 : 0;
-        EXPECT_TRUE(bPublished || publisher.Publish(AF_SOURCE, &changes, &strError)) << strError;
+        EXPECT_TRUE(bPublished || Publish()) << strError;
         EXPECT_TRUE(changes.empty());
         const std::vector<VOWString> vecPaths = PublishedPaths();
         EXPECT_EQ(200u, vecPaths.size()) << "allocation " << uNth;

@@ -274,7 +274,8 @@ TEST(LumLive, AServerThatHasNoFilesLeftToOpenForgetsNothingAndGoesOn)
         folder.Write("new", "1");
         EXPECT_TRUE(WaitUntil([] { return LumJson({"status"})["sources"][0]["publisher"]["unread"] >= 1; }));
         std::this_thread::sleep_for(std::chrono::seconds(3));
-        EXPECT_EQ(IndexedPaths(), setBefore);
+        const std::set<std::string> setNow = IndexedPaths();
+        EXPECT_TRUE(std::includes(setNow.begin(), setNow.end(), setBefore.begin(), setBefore.end()));
     }
     ASSERT_TRUE(watch.WaitForTold("added new"));
     EXPECT_EQ(watch.Told().size(), 1u);

@@ -183,6 +183,20 @@ void WriteU64(Bytes& bytes, size_t uOffset, uint64_t ullValue)
     WriteLittle(bytes, uOffset, 8, ullValue);
 }
 
+uint32_t ReferenceCheck(const Bytes& bytes, size_t uFrom, size_t uEnd)
+{
+    uint32_t uCheck = 0xFFFFFFFFu;
+    for (size_t i = uFrom; i < uEnd; ++i)
+    {
+        uCheck ^= bytes.at(i);
+        for (int nBit = 0; nBit < 8; ++nBit)
+        {
+            uCheck = (uCheck >> 1) ^ ((uCheck & 1) != 0 ? 0xEDB88320u : 0);
+        }
+    }
+    return ~uCheck;
+}
+
 Bytes CopyBytes(const void* pvFrom, size_t uSize)
 {
     Bytes vecBytes(uSize);

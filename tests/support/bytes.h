@@ -57,6 +57,9 @@ uint64_t ReadU64(const Bytes& bytes, size_t uOffset);
 void WriteU32(Bytes& theBytes, size_t uOffset, uint32_t uValue);
 void WriteU64(Bytes& theBytes, size_t uOffset, uint64_t ullValue);
 
+// The CRC-32 of a part, bit by bit from its definition.
+uint32_t ReferenceCheck(const Bytes& bytes, size_t uFrom, size_t uEnd);
+
 // uSize bytes copied from memory.
 Bytes CopyBytes(const void* pvFrom, size_t uSize);
 

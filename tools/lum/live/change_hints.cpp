@@ -21,23 +21,51 @@ bool HintSignal::WaitFor(std::chrono::milliseconds time)
     return std::exchange(m_bNotified, false);
 }
 
-void HintPool::Touched(const VOWString& strPath, bool bWritten, const VOWCHAR* pszNewName)
+template <typename Note>
+void HintPool::_Note(const VOWString& strFolder, Note note)
 {
     {
         const std::lock_guard<std::mutex> guard(m_lock);
-        ++m_hints.uEvents;
-        FolderHints& folder = m_hints.mapFolders[ParentPath(strPath)];
-        const VOWString strName = LastPart(strPath);
-        if (pszNewName != nullptr)
-        {
-            folder.vecRenamed.emplace_back(strName, pszNewName);
-        }
-        if (bWritten)
-        {
-            folder.setWritten.insert(pszNewName != nullptr ? pszNewName : strName);
-        }
+        note(m_hints.mapFolders[strFolder]);
     }
     m_pSignal->Notify();
+}
+
+void HintPool::Written(const VOWString& strPath)
+{
+    _Note(ParentPath(strPath),
+          [&](FolderHints& folder)
+          {
+              folder.setWritten.insert(LastPart(strPath));
+              ++m_hints.uEvents;
+          });
+}
+
+void HintPool::Gone(const VOWString& strPath)
+{
+    _Note(ParentPath(strPath),
+          [&](FolderHints& folder)
+          {
+              folder.setGone.insert(LastPart(strPath));
+              ++m_hints.uEvents;
+          });
+}
+
+// What comes under a new name may be written as well.
+void HintPool::Renamed(const VOWString& strPath, const VOWString& strNewName)
+{
+    _Note(ParentPath(strPath),
+          [&](FolderHints& folder)
+          {
+              folder.vecRenamed.emplace_back(LastPart(strPath), strNewName);
+              folder.setWritten.insert(strNewName);
+              ++m_hints.uEvents;
+          });
+}
+
+void HintPool::Touched(const VOWString& strFolder)
+{
+    _Note(strFolder, [](FolderHints& folder) { folder.bMore = true; });
 }
 
 void HintPool::Doubt()
@@ -53,26 +81,6 @@ Hints HintPool::Take()
 {
     const std::lock_guard<std::mutex> guard(m_lock);
     return std::exchange(m_hints, Hints());
-}
-
-HintListener::HintListener(const VOWString& strRoot, HintPool* pPool)
-    : m_strPrefix(strRoot + VOTEXT("/")), m_pPool(pPool)
-{
-    std::replace(m_strPrefix.begin(), m_strPrefix.end(), VOWCHAR('\\'), VOWCHAR('/'));
-}
-
-// What can't be placed is a doubt.
-void HintListener::_Touched(const VOWCHAR* pszFilePath, bool bWritten, const VOWCHAR* pszNewName) const
-{
-    const VOWString strPath(pszFilePath);
-    if (strPath.starts_with(m_strPrefix) && strPath.size() > m_strPrefix.size())
-    {
-        m_pPool->Touched(strPath.substr(m_strPrefix.size()), bWritten, pszNewName);
-    }
-    else
-    {
-        m_pPool->Doubt();
-    }
 }
 
 }  // namespace lum

@@ -1,4 +1,4 @@
-// What the directory monitors say, gathered until somebody looks: which folders to compare, and what is known of them.
+// What the directory watches say, gathered until somebody looks: which folders to compare, and what is known of them.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,6 @@
 #include <string>
 
 #include "scan/source_index.h"
-#include "vots_file_monitor.h"
 
 namespace lum
 {
@@ -36,51 +35,40 @@ public:
     // Waits for a Notify since the last call, at most so long. True when there was one.
     bool WaitFor(std::chrono::milliseconds time);
 
+    // Forgets a Notify.
+    void Reset() { WaitFor(std::chrono::milliseconds(0)); }
+
 private:
     std::mutex m_lock;
     std::condition_variable m_changed;
     bool m_bNotified = false;
 };
 
-// Shared by the monitors of a source's roots. Any thread.
+// Shared by the watches of a source's roots. Any thread.
 class HintPool
 {
 public:
     explicit HintPool(HintSignal* pSignal) : m_pSignal(pSignal) {}
 
-    // A path relative to the root; one that was renamed comes with its new name.
-    void Touched(const VOWString& strPath, bool bWritten, const VOWCHAR* pszNewName = nullptr);
+    // Paths relative to the root: what was made or written, what has gone, what has another name in its folder now, and
+    // a folder in which anything may have changed.
+    void Written(const VOWString& strPath);
+    void Gone(const VOWString& strPath);
+    void Renamed(const VOWString& strPath, const VOWString& strNewName);
+    void Touched(const VOWString& strFolder);
+
+    // Something has changed, somewhere.
     void Doubt();
 
     Hints Take();
 
 private:
+    template <typename Note>
+    void _Note(const VOWString& strFolder, Note note);
+
     HintSignal* m_pSignal;
     std::mutex m_lock;
     Hints m_hints;
-};
-
-// The listener of one root's monitor.
-class HintListener : public VOTSFileMonitorEventListener_Adapter
-{
-public:
-    // strRoot as the monitor was given it.
-    HintListener(const VOWString& strRoot, HintPool* pPool);
-
-    // What is added may be made anew in place of what was there before.
-    void OnFileMonitor_Add(const VOWCHAR* pszFilePath) override { _Touched(pszFilePath, true); }
-    void OnFileMonitor_Remove(const VOWCHAR* pszFilePath) override { _Touched(pszFilePath, false); }
-    void OnFileMonitor_Modified(const VOWCHAR* pszFilePath) override { _Touched(pszFilePath, true); }
-    void OnFileMonitor_Rename(const VOWCHAR* pszFilePath, const VOWCHAR* pszNewFileName) override
-    {
-        _Touched(pszFilePath, true, pszNewFileName);
-    }
-
-private:
-    void _Touched(const VOWCHAR* pszFilePath, bool bWritten, const VOWCHAR* pszNewName = nullptr) const;
-
-    VOWString m_strPrefix;  // in front of the relative part of every path
-    HintPool* m_pPool;
 };
 
 }  // namespace lum

@@ -36,11 +36,16 @@ public:
     void Withdraw();
 
 private:
+    struct Publication;
     struct Served;
 
-    void _PublishRoad(Served* pServed);
+    bool _PublishRoad(Served* pServed);
+    void _Tell(Served* pServed);
     void _SetRoad(Served* pServed, bool bPublished);
-    bool _Publish(Served* pServed, std::string* pstrError);
+    void _Begin(Served* pServed);
+    void _Publish(Publication* pPublication);
+    bool _IsPublishing() const;
+    void _End(Served* pServed);
     void _SetStatus(const Served& served);
 
     const std::vector<ClassifyType>& m_vecTypes;
@@ -52,6 +57,7 @@ private:
     EventPublisher m_events;
     ServeStatusSection m_status;
     std::vector<std::unique_ptr<Served>> m_vecSources;
+    LiveClock::time_point m_lastWork;
 };
 
 }  // namespace lum

@@ -9,9 +9,7 @@
 #include "base/console.h"
 #include "base/sources.h"
 #include "base/text.h"
-#include "platform/vo_owners.h"
 #include "scan/directory_lister.h"
-#include "vo_utility.h"
 
 using namespace LUMTrayService;
 using namespace std::chrono_literals;
@@ -25,26 +23,14 @@ namespace
 // Of many folders that can't be read, so many are named at once.
 constexpr size_t kMostNamed = 5;
 
+// So long a removal waits for what comes in its place.
+constexpr auto kRemovalHold = 80ms;
+
 // The audit: so many folders at a time, and for a small part of the time.
 constexpr auto kAuditPause = 60s;
 constexpr auto kAuditInterval = 200ms;
 constexpr size_t kAuditFolders = 16;
 constexpr int kAuditShare = 400;
-
-bool Compress(VOTSAssetNodeContainer::ContainerAlloc* pImage, std::vector<unsigned char>* pvecBlock)
-{
-    unsigned char* pbBlock = nullptr;
-    unsigned uSize = 0;
-    const unsigned uImageSize = pImage->uDataBufSize + static_cast<unsigned>(sizeof(*pImage));
-    if (uImageSize < pImage->uDataBufSize ||
-        VOCompressBuffer_lzo1x(&pbBlock, &uSize, reinterpret_cast<unsigned char*>(pImage), uImageSize) == 0)
-    {
-        return false;
-    }
-    const std::unique_ptr<unsigned char, VOFreeBlock> pOwner(pbBlock);
-    pvecBlock->assign(pbBlock, pbBlock + uSize);
-    return true;
-}
 
 }  // namespace
 
@@ -97,8 +83,14 @@ bool LiveSource::Open(bool bFollow, std::string* pstrError)
 
 LiveClock::time_point LiveSource::NextDue() const
 {
-    return m_watched.Empty() ? LiveClock::time_point::max()
-                             : std::min({m_watched.NextDue(), m_rechecks.NextDue(), m_unread.NextDue(), m_nextAudit});
+    LiveClock::time_point due = LiveClock::time_point::max();
+    for (const auto& [strPath, removal] : m_mapRemovals)
+    {
+        due = std::min(due, removal);
+    }
+    return m_watched.Empty()
+               ? due
+               : std::min({due, m_watched.NextDue(), m_rechecks.NextDue(), m_unread.NextDue(), m_nextAudit});
 }
 
 bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string* pstrError)
@@ -111,10 +103,11 @@ bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string*
     m_watched.Work(now);
     Hints hints = m_watched.TakeHints();
     m_rechecks.Note(now, hints);
+    _HoldRemovals(now, &hints.mapFolders);
     std::vector<VOWString> vecAgain = m_rechecks.TakeDue(now);
     for (const VOWString& strFolder : vecAgain)
     {
-        hints.mapFolders.try_emplace(strFolder);
+        hints.mapFolders[strFolder].bMore = true;
     }
     m_unread.AddDue(now, &hints.mapFolders);
     const bool bFollowed = _CompareFolders(std::move(hints.mapFolders), pChanges, pstrError) &&
@@ -133,6 +126,39 @@ bool LiveSource::Work(LiveClock::time_point now, Changes* pChanges, std::string*
     return bFollowed && (!m_pIndex->IsWorn() || m_pIndex->Renew(m_vecTypes, pstrError));
 }
 
+// Takes removals out of the hints, and puts in those that have waited.
+void LiveSource::_HoldRemovals(LiveClock::time_point now, HintedFolders* pmapFolders)
+{
+    for (auto itFolder = pmapFolders->begin(); itFolder != pmapFolders->end();)
+    {
+        auto& [strFolder, hints] = *itFolder;
+        for (const VOWString& strName : hints.setWritten)
+        {
+            m_mapRemovals.erase(JoinPath(strFolder, strName));
+        }
+        for (const VOWString& strName : hints.setGone)
+        {
+            if (!hints.setWritten.contains(strName))
+            {
+                m_mapRemovals.try_emplace(JoinPath(strFolder, strName), now + kRemovalHold);
+            }
+        }
+        hints.setGone.clear();
+        itFolder = hints.IsEmpty() && !hints.bMore ? pmapFolders->erase(itFolder) : std::next(itFolder);
+    }
+    std::erase_if(m_mapRemovals,
+                  [&](const auto& removal)
+                  {
+                      const auto& [strPath, due] = removal;
+                      if (due > now)
+                      {
+                          return false;
+                      }
+                      (*pmapFolders)[ParentPath(strPath)].setGone.insert(LastPart(strPath));
+                      return true;
+                  });
+}
+
 // Compares folders, and those that the comparisons ask for.
 bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges, std::string* pstrError)
 {
@@ -147,9 +173,14 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges, st
             strFolder = ParentPath(strFolder);
         }
         const FolderHints hints = strFolder == first.key() ? std::move(first.mapped()) : FolderHints();
-        if (!setDone.insert(strFolder).second && hints.IsEmpty())
+        const bool bWhole = hints.bMore || hints.IsEmpty();
+        if (setDone.contains(strFolder) && hints.IsEmpty())
         {
             continue;
+        }
+        if (bWhole)
+        {
+            setDone.insert(strFolder);
         }
         std::vector<VOWString> vecMore;
         if (!m_pIndex->Compare(strFolder, hints, pChanges, &vecMore, pstrError))
@@ -164,7 +195,7 @@ bool LiveSource::_CompareFolders(HintedFolders mapFolders, Changes* pChanges, st
         {
             if (!setDone.contains(strMore))
             {
-                mapFolders.try_emplace(std::move(strMore));
+                mapFolders[std::move(strMore)].bMore = true;
             }
         }
         if (strFolder != first.key() && !setDone.contains(first.key()) && m_pIndex->HasFolder(first.key()))
@@ -261,17 +292,10 @@ void LiveSource::_Report(LiveClock::time_point now, size_t uMost)
     }
 }
 
-bool LiveSource::MakeImage(SourceImage* pImage, std::string* pstrError)
+std::string LiveSource::TooLarge() const
 {
-    const std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, VOFreeBlock> pAlloc(m_pIndex->MakeImage());
-    pImage->eaf = m_spec.eaf;
-    if (pAlloc == nullptr || !Compress(pAlloc.get(), &pImage->vecBlock))
-    {
-        *pstrError = fmt::format("{}: the index of {} nodes is too large to be published",
-                                 WrittenForm(m_vecRoots[0], Escape::Controls), m_pIndex->NodeCount());
-        return false;
-    }
-    return true;
+    return fmt::format("{}: the index of {} nodes is too large to be published",
+                       WrittenForm(m_vecRoots[0], Escape::Controls), m_pIndex->NodeCount());
 }
 
 }  // namespace lum

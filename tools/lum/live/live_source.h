@@ -1,10 +1,10 @@
-// One source as it is served: its index, and for directories the monitors that say where to look again.
+// One source as it is served: its index, and for directories the watches that say where to look again.
 //
-// The monitors' events are hints and no more: their stream loses changes by its own rules. A touched folder is listed
-// and compared, and what the comparison finds is what changed. It is compared once more some time after its last hint,
-// because of many fast writes the monitor tells the first alone. After a burst that a monitor's buffer may not have
-// held, and after anything else that leaves a doubt, the whole tree is compared, and a slow audit compares it all the
-// time. What can't be watched is polled. A folder that can't be read stays as it was, and is tried again.
+// What the system tells of changes are hints and no more. What a hint names is looked at and compared, and what the
+// comparison finds is what changed. A name that has gone is looked at a moment later: a program that saves a file may
+// put another one in its place. Some time after its last hint the folder is listed and compared as a whole. Where
+// hints were lost, and after anything else that leaves a doubt, the whole tree is compared, and a slow audit compares
+// it all the time. What can't be watched is polled. A folder that can't be read stays as it was, and is tried again.
 #pragma once
 
 #include <deque>
@@ -37,8 +37,14 @@ public:
     // When Work has something to do without a new hint.
     LiveClock::time_point NextDue() const;
 
-    // Makes the compressed image of the index as it is now. False with a message when it is too large for one.
-    bool MakeImage(SourceImage* pImage, std::string* pstrError);
+    // The image of the index as it is now. Null when it is too large for one.
+    AssetImage MakeImage() { return AssetImage(m_pIndex->MakeImage()); }
+
+    // It will be made of what was published of the index.
+    void ImageTaken() { m_pIndex->ImageTaken(); }
+
+    // What to say of an index that can't be published.
+    std::string TooLarge() const;
 
     VOTSAssetNodeContainer& Container() { return m_pIndex->Container(); }
     LUMTrayService::enumAssetFrom From() const { return m_spec.eaf; }
@@ -52,6 +58,7 @@ private:
     bool _CompareFolders(HintedFolders mapFolders, Changes* pChanges, std::string* pstrError);
     bool _CompareAll(LiveClock::time_point now, Changes* pChanges, std::string* pstrError);
     bool _Audit(LiveClock::time_point now, Changes* pChanges, std::string* pstrError);
+    void _HoldRemovals(LiveClock::time_point now, HintedFolders* pmapFolders);
     void _Report(LiveClock::time_point now, size_t uMost);
 
     SourceSpec m_spec;
@@ -62,6 +69,7 @@ private:
     WatchedRoots m_watched;
     Rechecks m_rechecks;
     UnreadFolders m_unread;
+    std::map<VOWString, LiveClock::time_point> m_mapRemovals;  // paths, and when they are looked at
     LiveClock::time_point m_nextAudit;
     std::deque<VOWString> m_dequeAudit;  // folders that this round has still to compare
     SourceStatus m_status{};

@@ -10,13 +10,8 @@ namespace lum
 namespace
 {
 
-// The monitor tells the first of many fast writes, and writes less than half a second apart are one event however long
-// they go on: this long after the last hint a folder is looked at once more, and again as long as that shows changes.
+// So long after the last hint a folder is looked at once more as a whole, and again as long as that shows changes.
 constexpr auto kLookAgainAfter = 1500ms;
-
-// So many hints in a row may be part of more than a monitor's buffer held.
-constexpr size_t kBurst = 1000;
-constexpr auto kBurstPause = 2000ms;
 
 // So long after a doubt the whole tree is compared, and a polled tree after its last comparison. Comparing takes a
 // twentieth of the time at most, but a doubt waits for its turn no longer than the last value.
@@ -29,14 +24,8 @@ constexpr std::chrono::milliseconds kLongestRest = 60000ms;
 
 void Rechecks::Note(LiveClock::time_point now, const Hints& hints)
 {
-    if (hints.uEvents != 0)
+    if (hints.bDoubt)
     {
-        m_uBurst = now - m_lastHint < kBurstPause ? m_uBurst + hints.uEvents : hints.uEvents;
-        m_lastHint = now;
-    }
-    if (hints.bDoubt || m_uBurst >= kBurst)
-    {
-        m_uBurst = 0;
         Doubt(now);
     }
     for (const auto& [strFolder, folder] : hints.mapFolders)

@@ -38,8 +38,6 @@ private:
     std::optional<LiveClock::time_point> m_compareAll;
     LiveClock::time_point m_notBefore;
     LiveClock::time_point m_lastDoubt;
-    LiveClock::time_point m_lastHint;
-    size_t m_uBurst = 0;
 };
 
 }  // namespace lum

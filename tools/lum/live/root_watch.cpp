@@ -2,9 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <thread>
-
-#include "platform/vo_directories.h"
+#include <system_error>
 
 namespace lum
 {
@@ -12,11 +10,23 @@ namespace lum
 namespace
 {
 
-constexpr std::chrono::milliseconds kNextTry(2);
+constexpr DWORD kAccess = GENERIC_READ | FILE_LIST_DIRECTORY;
+constexpr DWORD kShare = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr DWORD kFlags = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED;
+constexpr DWORD kFilter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_DIR_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE;
+
+// Bytes of records that the system keeps for a watch between two reads.
+constexpr size_t kRecords = 1u << 20;
+
+// A read that fails is tried again after so many milliseconds.
+constexpr DWORD kNextTry = 100;
 
 }  // namespace
 
-RootWatch::RootWatch(const VOWString& strRoot, HintPool* pPool) : m_strRoot(strRoot), m_listener(strRoot, pPool) {}
+RootWatch::RootWatch(const VOWString& strRoot, HintPool* pPool)
+    : m_strRoot(strRoot), m_pPool(pPool), m_vecRecords(kRecords / sizeof(uint32_t))
+{
+}
 
 std::unique_ptr<RootWatch> RootWatch::Start(const VOWString& strRoot, HintPool* pPool, std::string* pstrReason)
 {
@@ -28,26 +38,142 @@ std::unique_ptr<RootWatch> RootWatch::Start(const VOWString& strRoot, HintPool* 
         return nullptr;
     }
     std::unique_ptr<RootWatch> pWatch(new RootWatch(strRoot, pPool));
-    pWatch->m_bListens = pWatch->m_monitor.Init(strRoot.c_str()) != 0 &&
-                         pWatch->m_monitor.AddFileMonitorListener(&pWatch->m_listener) != 0;
-    if (!pWatch->m_bListens)
+    if (!pWatch->_Open())
     {
         *pstrReason = "it can't be watched";
         return nullptr;
     }
-    pWatch->m_monitor.BeginThread();
     return pWatch;
 }
 
-// A listener can't be taken out while an event is delivered; one that never got in can't be taken out at all. No thread
-// is suspended for it: that one might hold a lock which is needed here.
+bool RootWatch::_Open()
+{
+    m_hRoot = CreateFileW(m_strRoot.c_str(), kAccess, kShare, nullptr, OPEN_EXISTING, kFlags, nullptr);
+    m_hEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    if (m_hRoot == INVALID_HANDLE_VALUE || m_hEvent == nullptr)
+    {
+        return false;
+    }
+    try
+    {
+        m_thread = std::thread(&RootWatch::_Run, this);
+        return true;
+    }
+    catch (const std::system_error&)
+    {
+        return false;
+    }
+}
+
 RootWatch::~RootWatch()
 {
-    while (m_bListens && m_monitor.RemoveFileMonitorListener(&m_listener) == 0)
+    if (m_thread.joinable())
     {
-        std::this_thread::sleep_for(kNextTry);
+        m_bEnd = true;
+        SetEvent(m_hEvent);
+        m_thread.join();
     }
-    m_monitor.UnInit();
+    if (m_hRoot != INVALID_HANDLE_VALUE)
+    {
+        CloseHandle(m_hRoot);
+    }
+    if (m_hEvent != nullptr)
+    {
+        CloseHandle(m_hEvent);
+    }
+}
+
+void RootWatch::_Run()
+{
+    OVERLAPPED read = {};
+    read.hEvent = m_hEvent;
+    while (!m_bEnd)
+    {
+        const bool bBegan = ReadDirectoryChangesW(m_hRoot, m_vecRecords.data(), kRecords, TRUE, kFilter, nullptr, &read,
+                                                  nullptr) != FALSE;
+        if (bBegan)
+        {
+            m_bWatching = true;
+        }
+        // The read has reset the event, and with it a request to end that came between the look above and here: so the
+        // request is looked at once more before the wait.
+        if (bBegan && !m_bEnd)
+        {
+            WaitForSingleObject(m_hEvent, INFINITE);
+        }
+        if (m_bEnd)
+        {
+            if (bBegan)
+            {
+                // The system must be done with the buffer before it goes.
+                DWORD uBytes = 0;
+                CancelIoEx(m_hRoot, &read);
+                GetOverlappedResult(m_hRoot, &read, &uBytes, TRUE);
+            }
+            return;
+        }
+        if (!bBegan || !_Read(&read))
+        {
+            // Between two reads of which one failed nobody may have watched.
+            m_uLosses += m_bWatching ? 1 : 0;
+            WaitForSingleObject(m_hEvent, kNextTry);
+        }
+    }
+}
+
+// Takes what a read has brought. False for one that failed.
+bool RootWatch::_Read(OVERLAPPED* pRead)
+{
+    DWORD uBytes = 0;
+    if (GetOverlappedResult(m_hRoot, pRead, &uBytes, FALSE) == FALSE)
+    {
+        return false;
+    }
+    if (uBytes == 0)
+    {
+        ++m_uLosses;
+        return true;
+    }
+    VOChangeRecordReader reader(reinterpret_cast<const unsigned char*>(m_vecRecords.data()), uBytes);
+    VOChangeRecord record;
+    while (reader.Next(&record))
+    {
+        std::replace(record.strName.begin(), record.strName.end(), VOWCHAR('\\'), VOWCHAR('/'));
+        _Hint(record);
+    }
+    return true;
+}
+
+void RootWatch::_Hint(const VOChangeRecord& record)
+{
+    switch (record.strName.empty() ? 0 : record.uAction)
+    {
+        case FILE_ACTION_ADDED:
+        case FILE_ACTION_MODIFIED:
+            // What is added may be made anew in place of what was there before.
+            m_pPool->Written(record.strName);
+            break;
+        case FILE_ACTION_REMOVED:
+            m_pPool->Gone(record.strName);
+            break;
+        case FILE_ACTION_RENAMED_OLD_NAME:
+            m_strOldName = record.strName;
+            break;
+        case FILE_ACTION_RENAMED_NEW_NAME:
+            if (ParentPath(m_strOldName) == ParentPath(record.strName))
+            {
+                m_pPool->Renamed(m_strOldName, LastPart(record.strName));
+            }
+            else
+            {
+                m_pPool->Gone(m_strOldName);
+                m_pPool->Written(record.strName);
+            }
+            break;
+        default:
+            m_pPool->Doubt();
+            break;
+    }
 }
 
 RootWatch::Presence RootWatch::PresenceOf(const VOWString& strRoot)

@@ -1,10 +1,14 @@
-// The library's monitor on one root directory.
+// What the system says of the changes below one root directory, as hints, on a thread of its own.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "live/change_hints.h"
+#include "platform/vo_directories.h"
 
 namespace lum
 {
@@ -12,7 +16,7 @@ namespace lum
 class RootWatch
 {
 public:
-    // Null with a reason when the root can't be watched, or shouldn't be: a monitor of another machine's directory
+    // Null with a reason when the root can't be watched, or shouldn't be: a watch of another machine's directory
     // doesn't see what that machine changes.
     static std::unique_ptr<RootWatch> Start(const VOWString& strRoot, HintPool* pPool, std::string* pstrReason);
     ~RootWatch();
@@ -33,18 +37,29 @@ public:
     size_t CountUnwatched(std::string* pstrReason) const;
 
     // Whether the whole tree is watched by now; hints tell of no change from before.
-    bool IsWatching() const { return m_monitor.IsWatching(); }
+    bool IsWatching() const { return m_bWatching; }
 
     // How often changes were lost so far, which no hint tells.
-    unsigned Losses() const { return m_monitor.LostChanges(); }
+    unsigned Losses() const { return m_uLosses; }
 
 private:
     RootWatch(const VOWString& strRoot, HintPool* pPool);
 
+    bool _Open();
+    void _Run();
+    bool _Read(OVERLAPPED* pRead);
+    void _Hint(const VOChangeRecord& record);
+
     VOWString m_strRoot;
-    HintListener m_listener;
-    VOTSFileMonitorManager m_monitor;
-    bool m_bListens = false;
+    HintPool* m_pPool;
+    HANDLE m_hRoot = INVALID_HANDLE_VALUE;
+    HANDLE m_hEvent = nullptr;  // a read is done, or the thread is asked to end
+    std::vector<uint32_t> m_vecRecords;
+    VOWString m_strOldName;  // of the last first half of a rename, which may have come with an earlier read
+    std::atomic<bool> m_bEnd{false};
+    std::atomic<bool> m_bWatching{false};
+    std::atomic<unsigned> m_uLosses{0};
+    std::thread m_thread;
 };
 
 }  // namespace lum

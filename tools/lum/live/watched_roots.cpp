@@ -145,7 +145,7 @@ void WatchedRoots::_LookAt(Root* pRoot, LiveClock::time_point now)
     }
     Complain(m_eaf, fmt::format("{}: the directory is {}", WrittenForm(pRoot->strRoot, Escape::Controls),
                                 bThere ? "back" : "gone"));
-    m_pool.Touched(VOTEXT("."), false);
+    m_pool.Touched(VOWString());
     m_pool.Doubt();
 }
 

@@ -9,7 +9,6 @@
 
 #include "base/sources.h"
 #include "platform/fault_points.h"
-#include "platform/vo_owners.h"
 #include "platform/vo_platform.h"
 #include "publish/shared_words.h"
 #include "vo_utility.h"
@@ -104,7 +103,8 @@ bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::str
     for (const enumAssetFrom eaf : vecSources)
     {
         m_akSources[eaf].pContainer = std::make_unique<VOTSFileEventContainer>(AR_Provider);
-        if (!_PublishImage(eaf, pstrError))
+        const std::unique_ptr<EventImage> pImage = MakeImage(eaf, pstrError);
+        if (pImage == nullptr || !Publish(eaf, *pImage, pstrError))
         {
             Withdraw();
             return false;
@@ -114,10 +114,9 @@ bool EventPublisher::Open(const std::vector<enumAssetFrom>& vecSources, std::str
     return true;
 }
 
-bool EventPublisher::Publish(enumAssetFrom eaf, Changes* pChanges, std::string* pstrError)
+bool EventPublisher::Append(enumAssetFrom eaf, Changes* pChanges, std::string* pstrError)
 {
     Source& source = m_akSources[eaf];
-    _DropOldEvents(&source);
     while (!pChanges->empty())
     {
         if (VO_FAULT_POINT("events.append") ||
@@ -129,7 +128,8 @@ bool EventPublisher::Publish(enumAssetFrom eaf, Changes* pChanges, std::string* 
         ++source.uEvents;
         pChanges->pop_front();
     }
-    return _PublishImage(eaf, pstrError);
+    m_road.PublishEvents(eaf, *source.pContainer, m_ullLastTime);
+    return true;
 }
 
 // Removing by time is exact only for all events or none, and leaves their texts: so the recent ones are entered into a
@@ -172,21 +172,36 @@ void EventPublisher::_DropOldEvents(Source* pSource)
 }
 
 // The time is above that of every event in the image, so that none is asked for twice.
-bool EventPublisher::_PublishImage(enumAssetFrom eaf, std::string* pstrError)
+std::unique_ptr<EventImage> EventPublisher::MakeImage(enumAssetFrom eaf, std::string* pstrError)
+{
+    Source& source = m_akSources[eaf];
+    _DropOldEvents(&source);
+    auto pImage = std::make_unique<EventImage>();
+    pImage->pImage.reset(source.pContainer->GetAlloc());
+    if (pImage->pImage == nullptr)
+    {
+        *pstrError = fmt::format("the events of {} don't fit an image", SourceName(eaf));
+        return nullptr;
+    }
+    pImage->ullTime = _NextTime();
+    m_road.PublishEvents(eaf, *source.pContainer, pImage->ullTime);
+    return pImage;
+}
+
+bool EventPublisher::Publish(enumAssetFrom eaf, const EventImage& image, std::string* pstrError)
 {
     Source& source = m_akSources[eaf];
     FileEventStateInfo& record = _Record(eaf);
     const unsigned uSlot = 1 - (VOLoadWord(record.uActiveSlot) & 1);
-    const std::unique_ptr<VOTSFileEventContainer::ContainerAlloc, VOFreeBlock> pImage(source.pContainer->GetAlloc());
     WaitForReaders(record.uReaderCount[uSlot], &source.auLeftReaders[uSlot]);
-    if (pImage == nullptr || !source.akData[uSlot].Replace(SectionName(eaf, uSlot).c_str(), pImage.get(),
-                                                           size_t{pImage->uDataBufSize} + sizeof(*pImage)))
+    if (!source.akData[uSlot].Replace(SectionName(eaf, uSlot).c_str(), image.pImage.get(),
+                                      size_t{image.pImage->uDataBufSize} + sizeof(*image.pImage)))
     {
         *pstrError =
             fmt::format("the event section of {} can't be made (system error {})", SourceName(eaf), GetLastError());
         return false;
     }
-    VOStoreWord(record.ullUpdateTime[uSlot], _NextTime());
+    VOStoreWord(record.ullUpdateTime[uSlot], image.ullTime);
     VOStoreWord(record.uActiveSlot, uSlot);
     return true;
 }

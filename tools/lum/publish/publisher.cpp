@@ -7,6 +7,7 @@
 #include "platform/vo_platform.h"
 #include "platform/vo_process.h"
 #include "publish/shared_words.h"
+#include "vo_utility.h"
 
 using namespace LUMTrayService;
 
@@ -19,6 +20,21 @@ namespace
 constexpr VOWCHAR kLockName[] = VOTEXT("vo_publisher_assetNode");
 
 }  // namespace
+
+bool CompressImage(const AssetImage& pImage, std::vector<unsigned char>* pvecBlock)
+{
+    unsigned char* pbBlock = nullptr;
+    unsigned uSize = 0;
+    const unsigned uImageSize = pImage->uDataBufSize + static_cast<unsigned>(sizeof(*pImage));
+    if (uImageSize < pImage->uDataBufSize ||
+        VOCompressBuffer_lzo1x(&pbBlock, &uSize, reinterpret_cast<unsigned char*>(pImage.get()), uImageSize) == 0)
+    {
+        return false;
+    }
+    const std::unique_ptr<unsigned char, VOFreeBlock> pOwner(pbBlock);
+    pvecBlock->assign(pbBlock, pbBlock + uSize);
+    return true;
+}
 
 Publisher::~Publisher()
 {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/vo_owners.h"
 #include "platform/vo_section_publisher.h"
 #include "tray_service_types.h"
 #include "vo_publisher.h"
@@ -20,12 +21,17 @@
 namespace lum
 {
 
+typedef std::unique_ptr<VOTSAssetNodeContainer::ContainerAlloc, VOFreeBlock> AssetImage;
+
 // An image on its way to a section.
 struct SourceImage
 {
     LUMTrayService::enumAssetFrom eaf = LUMTrayService::AF_ERROR;
     std::vector<unsigned char> vecBlock;  // the compressed block
 };
+
+// Makes the block of an image. False when it is too large for one.
+bool CompressImage(const AssetImage& pImage, std::vector<unsigned char>* pvecBlock);
 
 class Publisher
 {

@@ -148,4 +148,37 @@ bool DirectoryLister::List(const VOWString& strFolder, uint32_t uRoots, std::vec
     return bListed;
 }
 
+bool DirectoryLister::ListOne(const VOWString& strFolder, const VOWString& strName, uint32_t uRoots,
+                              std::vector<IndexEntry>* pvecEntries)
+{
+    pvecEntries->clear();
+    for (size_t i = 0; i < m_vecRoots.size(); ++i)
+    {
+        VODirectoryEntry found;
+        VOSystemError error;
+        if ((uRoots & (1u << i)) == 0)
+        {
+            continue;
+        }
+        if (VODescribeFile(m_vecRoots[i] + VOTEXT("/") + JoinPath(strFolder, strName), &found, &error))
+        {
+            // A system that finds it under another name as well doesn't say here what is listed.
+            if (found.strName != strName)
+            {
+                return false;
+            }
+            pvecEntries->push_back(EntryOf(std::move(found), 1u << i));
+        }
+        else if (!error.bGone)
+        {
+            return false;
+        }
+    }
+    if (pvecEntries->size() > 1)
+    {
+        MergeSameNames(pvecEntries);
+    }
+    return true;
+}
+
 }  // namespace lum

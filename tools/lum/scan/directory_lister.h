@@ -22,6 +22,9 @@ public:
     bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
               std::string* pstrReason) override;
 
+    bool ListOne(const VOWString& strFolder, const VOWString& strName, uint32_t uRoots,
+                 std::vector<IndexEntry>* pvecEntries) override;
+
     uint32_t AllRoots() const override;
     bool DescribeRoot(IndexEntry* pEntry) const override;
     VOWString OtherRoot(uint32_t uRoots) const override;

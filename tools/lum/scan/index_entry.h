@@ -48,6 +48,13 @@ public:
     virtual bool List(const VOWString& strFolder, uint32_t uRoots, std::vector<IndexEntry>* pvecEntries,
                       std::string* pstrReason) = 0;
 
+    // What List has under one name: nothing when it isn't there. False when only a listing can tell.
+    virtual bool ListOne(const VOWString& /*strFolder*/, const VOWString& /*strName*/, uint32_t /*uRoots*/,
+                         std::vector<IndexEntry>* /*pvecEntries*/)
+    {
+        return false;
+    }
+
     // The bits of all roots.
     virtual uint32_t AllRoots() const { return 1; }
 

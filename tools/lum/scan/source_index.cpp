@@ -25,6 +25,17 @@ SourceIndex::SourceIndex(enumAssetFrom eaf, const VOWString& strRoot, const VOWS
 {
 }
 
+std::set<VOWString> FolderHints::Names() const
+{
+    std::set<VOWString> setNames(setWritten);
+    setNames.insert(setGone.begin(), setGone.end());
+    for (const auto& [strOld, strNew] : vecRenamed)
+    {
+        setNames.insert({strOld, strNew});
+    }
+    return setNames;
+}
+
 bool SourceIndex::Build(const std::vector<ClassifyType>& vecTypes, FolderLister* pLister, Progress* pProgress,
                         std::string* pstrError)
 {
@@ -124,6 +135,62 @@ bool SourceIndex::_EnterEntries(const PendingFolder& folder, const std::vector<I
 bool SourceIndex::_SetChildren(unsigned uAssetID, const std::vector<unsigned>& vecChildren)
 {
     return !VO_FAULT_POINT("index.children") && m_pContainer->SetAssetNodeChildIndex(uAssetID, vecChildren) != 0;
+}
+
+// Takes nodes of names that rise into their places among a folder's children.
+bool SourceIndex::_AddChildren(unsigned uAssetID, const std::vector<unsigned>& vecNew)
+{
+    // So many are cheaper when all are listed anew.
+    constexpr size_t kMany = 8;
+
+    std::vector<unsigned> avecLists[2];
+    std::vector<unsigned> avecMerged[2];
+    size_t auDone[2] = {};
+    const structAssetNode folder = _Node(uAssetID);
+    for (const bool bFolder : {false, true})
+    {
+        avecLists[bFolder] = _ListsOf({bFolder ? folder.nChildFolderInfo : folder.nChildFileInfo});
+    }
+    for (const unsigned uNew : vecNew)
+    {
+        const bool bFolder = _IsFolder(uNew);
+        const std::vector<unsigned>& vecList = avecLists[bFolder];
+        const auto itDone = vecList.begin() + static_cast<std::ptrdiff_t>(auDone[bFolder]);
+        const auto itNext = std::lower_bound(itDone, vecList.end(), _NameOf(_Node(uNew)),
+                                             [this](unsigned uChild, const VOWString& strName)
+                                             { return _NameOf(_Node(uChild)) < strName; });
+        if (vecNew.size() < kMany)
+        {
+            const unsigned uBefore = itNext != vecList.end() ? *itNext : kNoNode;
+            if (VO_FAULT_POINT("index.children") ||
+                m_pContainer->InsertAssetNodeChildBefore(uAssetID, uNew, uBefore) == 0)
+            {
+                return false;
+            }
+            continue;
+        }
+        avecMerged[bFolder].insert(avecMerged[bFolder].end(), itDone, itNext);
+        avecMerged[bFolder].push_back(uNew);
+        auDone[bFolder] = static_cast<size_t>(itNext - vecList.begin());
+    }
+    const structAssetNode folderNow = _Node(uAssetID);
+    if (vecNew.size() < kMany)
+    {
+        // A list that was moved left its old one behind.
+        m_ullDropped += folderNow.nChildFileInfo != folder.nChildFileInfo ? avecLists[false].size() : 0;
+        m_ullDropped += folderNow.nChildFolderInfo != folder.nChildFolderInfo ? avecLists[true].size() : 0;
+        return true;
+    }
+    std::vector<unsigned> vecChildren;
+    for (const bool bFolder : {false, true})
+    {
+        const std::vector<unsigned>& vecList = avecLists[bFolder];
+        vecChildren.insert(vecChildren.end(), avecMerged[bFolder].begin(), avecMerged[bFolder].end());
+        vecChildren.insert(vecChildren.end(), vecList.begin() + static_cast<std::ptrdiff_t>(auDone[bFolder]),
+                           vecList.end());
+    }
+    m_ullDropped += vecChildren.size();
+    return _SetChildren(uAssetID, vecChildren);
 }
 
 void SourceIndex::LeaveOut(const NotIndexed& leftOut)

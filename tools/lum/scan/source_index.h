@@ -35,20 +35,27 @@ struct UnreadFolder
     bool bEntered;  // false for one that was never listed: nothing of what it holds is in the index
 };
 
-// What is known of the changes in one folder before it is compared: which names were renamed to which, and which files
-// may have been written although neither size nor time show it.
+// What is known of the changes in one folder before it is compared: which names were renamed to which, which files may
+// have been written although neither size nor time show it, and what has gone.
 struct FolderHints
 {
     std::vector<std::pair<VOWString, VOWString>> vecRenamed;
     std::set<VOWString> setWritten;
+    std::set<VOWString> setGone;
+    bool bMore = false;  // what has changed may be more than that
 
-    bool IsEmpty() const { return vecRenamed.empty() && setWritten.empty(); }
+    bool IsEmpty() const { return vecRenamed.empty() && setWritten.empty() && setGone.empty(); }
+
+    // All names that are told of.
+    std::set<VOWString> Names() const;
 
     // What became known later.
     void Add(const FolderHints& later)
     {
         vecRenamed.insert(vecRenamed.end(), later.vecRenamed.begin(), later.vecRenamed.end());
         setWritten.insert(later.setWritten.begin(), later.setWritten.end());
+        setGone.insert(later.setGone.begin(), later.setGone.end());
+        bMore = bMore || later.bMore;
     }
 };
 
@@ -81,12 +88,13 @@ public:
     size_t UnreadCount() const { return m_mapUnread.size(); }
     std::vector<UnreadFolder> TakeUnread() { return std::exchange(m_vecUnread, {}); }
 
-    // Compares a folder with what the lister shows now, makes the index agree with it (whatever lies in what came is
-    // entered too), and appends the differences, in an order in which they can be applied one by one. Folders whose
-    // contents have to be looked at as well are appended to pvecMore. Attributes that nobody would call a change, the
-    // times of folders, are brought up to date in passing; a time of access alone is no reason to do so. A folder that
-    // can't be listed stays as it was, with all below it, and is an unread one. False with a message when the index is
-    // full; a folder that isn't in the index is no failure.
+    // Compares a folder with what the lister shows now, the names alone that the hints tell of if they say that there
+    // is no more, makes the index agree with it (whatever lies in what came is entered too), and appends the
+    // differences, in an order in which they can be applied one by one. Folders whose contents have to be looked at as
+    // well are appended to pvecMore. Attributes that nobody would call a change, the times of folders, are brought up
+    // to date in passing; a time of access alone is no reason to do so. A folder that can't be listed stays as it was,
+    // with all below it, and is an unread one. False with a message when the index is full; a folder that isn't in the
+    // index is no failure.
     bool Compare(const VOWString& strFolder, const FolderHints& hints, Changes* pChanges,
                  std::vector<VOWString>* pvecMore, std::string* pstrError);
 
@@ -102,8 +110,9 @@ public:
     // index is then as it was.
     bool Renew(const std::vector<ClassifyType>& vecTypes, std::string* pstrError);
 
-    // True when the container differs from what the last MakeImage gave.
+    // True when the container differs from what the last MakeImage gave, or was taken otherwise for an image.
     bool HasChanged() const { return m_bChanged; }
+    void ImageTaken() { m_bChanged = false; }
 
     // What the index is made of; another one after Renew.
     VOTSAssetNodeContainer& Container() { return *m_pContainer; }
@@ -145,6 +154,9 @@ private:
     bool _EnterNode(const PendingFolder& folder, const IndexEntry& entry, unsigned* puAssetID);
     bool _LeaveOut(const VOWString& strPath, const IndexEntry& entry, const std::string& strReason);
     bool _SetChildren(unsigned uAssetID, const std::vector<unsigned>& vecChildren);
+    bool _AddChildren(unsigned uAssetID, const std::vector<unsigned>& vecNew);
+    bool _ListNames(const PendingFolder& folder, const std::set<VOWString>& setNames,
+                    std::vector<IndexEntry>* pvecEntries) const;
     void _SetUnread(const VOWString& strFolder, bool bEntered, const std::string& strReason);
     void _NoteVague(const VOWString& strFolder, bool bEntered, const std::vector<IndexEntry>& vecEntries);
     Requested _RequestNode(const VOWString& strPath, unsigned* puAssetID);

@@ -44,10 +44,12 @@ Renames WholeRenames(const Renames& vecSteps)
 class SourceIndex::Comparison
 {
 public:
-    Comparison(SourceIndex* pIndex, const PendingFolder& folder, std::vector<IndexEntry> vecEntries, Changes* pChanges,
-               std::vector<VOWString>* pvecMore)
+    // pNames: what alone is compared, and of which the entries are; null for the whole folder. It outlives this object.
+    Comparison(SourceIndex* pIndex, const PendingFolder& folder, const std::set<VOWString>* pNames,
+               std::vector<IndexEntry> vecEntries, Changes* pChanges, std::vector<VOWString>* pvecMore)
         : m_index(*pIndex),
           m_folder(folder),
+          m_pNames(pNames),
           m_vecEntries(std::move(vecEntries)),
           m_vecNodes(m_vecEntries.size(), kNoNode),
           m_pvecMore(pvecMore)
@@ -97,10 +99,12 @@ private:
 
     SourceIndex& m_index;
     PendingFolder m_folder;
+    const std::set<VOWString>* m_pNames;
     std::vector<IndexEntry> m_vecEntries;
     std::vector<unsigned> m_vecNodes;  // of each entry, kNoNode as long as it has none
     std::unordered_map<VOWString, unsigned> m_mapGone;
     std::vector<VOWString>* m_pvecMore;
+    std::set<unsigned> m_setStaying;  // nodes that stand where they stood; of the names that are compared
     bool m_bListChanged = false;
 };
 
@@ -115,6 +119,11 @@ bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, 
     const PendingFolder folder{uFolder, strFolder, _RootsOf(_Node(uFolder))};
     std::vector<IndexEntry> vecEntries;
     std::string strReason;
+    const std::set<VOWString> setNames = hints.bMore || IsUnread(strFolder) ? std::set<VOWString>() : hints.Names();
+    if (!setNames.empty() && _ListNames(folder, setNames, &vecEntries))
+    {
+        return Comparison(this, folder, &setNames, std::move(vecEntries), pChanges, pvecMore).Run(hints, pstrError);
+    }
     if (!m_pLister->List(strFolder, folder.uRoots, &vecEntries, &strReason))
     {
         _SetUnread(strFolder, true, strReason);
@@ -126,7 +135,24 @@ bool SourceIndex::Compare(const VOWString& strFolder, const FolderHints& hints, 
         // It may be gone itself.
         pvecMore->push_back(ParentPath(strFolder));
     }
-    return Comparison(this, folder, std::move(vecEntries), pChanges, pvecMore).Run(hints, pstrError);
+    return Comparison(this, folder, nullptr, std::move(vecEntries), pChanges, pvecMore).Run(hints, pstrError);
+}
+
+// What a listing would have under these names. False when a listing has to tell.
+bool SourceIndex::_ListNames(const PendingFolder& folder, const std::set<VOWString>& setNames,
+                             std::vector<IndexEntry>* pvecEntries) const
+{
+    std::vector<IndexEntry> vecOne;
+    for (const VOWString& strName : setNames)
+    {
+        if (!m_pLister->ListOne(folder.strPath, strName, folder.uRoots, &vecOne))
+        {
+            return false;
+        }
+        pvecEntries->insert(pvecEntries->end(), std::make_move_iterator(vecOne.begin()),
+                            std::make_move_iterator(vecOne.end()));
+    }
+    return true;
 }
 
 // The entry of a name, or the number of entries. One that is refused is none.
@@ -146,9 +172,23 @@ size_t SourceIndex::Comparison::_Find(const VOWString& strName) const
 // What stays under its name. What couldn't be looked at is taken for what it was.
 void SourceIndex::Comparison::_Match(const std::set<VOWString>& setWritten)
 {
-    for (const unsigned uChild : m_index._ChildrenOf(m_folder.uAssetID))
+    if (m_pNames != nullptr)
     {
-        m_mapGone.emplace(m_index._NameOf(m_index._Node(uChild)), uChild);
+        for (const VOWString& strName : *m_pNames)
+        {
+            const unsigned uKnown = m_index._FindNode(_PathOf(strName));
+            if (uKnown != kNoNode)
+            {
+                m_mapGone.emplace(strName, uKnown);
+            }
+        }
+    }
+    else
+    {
+        for (const unsigned uChild : m_index._ChildrenOf(m_folder.uAssetID))
+        {
+            m_mapGone.emplace(m_index._NameOf(m_index._Node(uChild)), uChild);
+        }
     }
     for (size_t i = 0; i < m_vecEntries.size(); ++i)
     {
@@ -159,6 +199,7 @@ void SourceIndex::Comparison::_Match(const std::set<VOWString>& setWritten)
                                    _Follow(entry, itKnown->second, setWritten.contains(entry.strName)))))
         {
             m_vecNodes[i] = itKnown->second;
+            m_setStaying.insert(itKnown->second);
             m_mapGone.erase(itKnown);
         }
     }
@@ -290,6 +331,11 @@ bool SourceIndex::Comparison::_Rename(const VOWString& strOldName, const IndexEn
     {
         return false;
     }
+    if (m_pNames != nullptr)
+    {
+        // It gets its new place with what is entered.
+        m_index.m_pContainer->RemoveAssetNodeChildIndex(m_folder.uAssetID, uNode);
+    }
     m_index._SetAttributes(uNode, strNewPath, entry);
     m_index._Changed(ChangeKind::Renamed, entry.bFolder, strOldPath, entry.uRoots, entry.strName);
     if (!entry.bFolder)
@@ -317,8 +363,13 @@ void SourceIndex::Comparison::_DoubtLeftOut()
         const auto itNext = std::next(itLeftOut);
         const VOWString strRest = itLeftOut->first.substr(strPrefix.size());
         const size_t uSlash = strRest.find(VOWCHAR('/'));
-        const size_t uEntry = uSlash != VOWString::npos ? _Find(strRest.substr(0, uSlash)) : m_vecEntries.size();
-        if (uEntry == m_vecEntries.size() || m_vecNodes[uEntry] == kNoNode)
+        const VOWString strName = strRest.substr(0, uSlash);
+        const size_t uEntry = uSlash != VOWString::npos ? _Find(strName) : m_vecEntries.size();
+        if (m_pNames != nullptr && !m_pNames->contains(strName))
+        {
+            // Nothing is known of it.
+        }
+        else if (uEntry == m_vecEntries.size() || m_vecNodes[uEntry] == kNoNode)
         {
             m_index.m_mapDoubted.insert(mapLeftOut.extract(itLeftOut));
         }
@@ -370,9 +421,14 @@ bool SourceIndex::Comparison::_Enter()
     {
         return true;
     }
-    m_index.m_ullDropped += m_vecNodes.size();
     m_index.m_bChanged = true;
-    return m_index._SetChildren(m_folder.uAssetID, std::move(m_vecNodes));
+    if (m_pNames != nullptr)
+    {
+        std::erase_if(m_vecNodes, [this](unsigned uNode) { return m_setStaying.contains(uNode); });
+        return m_index._AddChildren(m_folder.uAssetID, m_vecNodes);
+    }
+    m_index.m_ullDropped += m_vecNodes.size();
+    return m_index._SetChildren(m_folder.uAssetID, m_vecNodes);
 }
 
 }  // namespace lum
