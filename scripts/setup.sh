@@ -20,7 +20,7 @@ native_packages=(
 )
 all_packages=(
     clang-14 clang-tidy-14 libclang-rt-14-dev clang shellcheck
-    g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64
+    g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 lld-14 wine wine64
     googletest libz-mingw-w64-dev                # what the Windows build takes from Debian
     dpkg-dev debian-archive-keyring ca-certificates xz-utils
 )
