@@ -111,6 +111,13 @@ TEST(LumCrash, AReportThatHangsIsGivenUpAndTheSignalEndsTheProcess)
     EXPECT_TRUE(crash.strErr.ends_with("(the report takes too long and is given up)\n")) << crash.strErr;
 }
 
+TEST(LumCrash, AReportThatIsGivenMoreTimeIsMadeToItsEnd)
+{
+    const Crash crash = RunCrash({"slow"});
+    EXPECT_EQ(crash.nSignal, SIGSEGV);
+    EXPECT_TRUE(crash.strErr.ends_with(kEnd)) << crash.strErr;
+}
+
 TEST(LumCrash, AReportThatCrashesItselfEndsWithTheFirstSignal)
 {
     const Crash crash = RunCrash({"twice"});

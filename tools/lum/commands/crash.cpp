@@ -65,6 +65,7 @@ int RunCrash(const CrashOptions& options, Output* pOutput)
     pOutput->Flush();
     SetReportFault(options.strHow == "hang"    ? ReportFault::Hangs
                    : options.strHow == "twice" ? ReportFault::Crashes
+                   : options.strHow == "slow"  ? ReportFault::Slow
                                                : ReportFault::None);
     if (options.strHow != "hang")
     {
@@ -96,7 +97,7 @@ int RunCrash(const CrashOptions& options, Output* pOutput)
 
 std::vector<std::string> CrashKinds()
 {
-    return {"write", "abort", "stack", "thread", "wait", "hang", "twice"};
+    return {"write", "abort", "stack", "thread", "wait", "hang", "twice", "slow"};
 }
 
 }  // namespace lum

@@ -57,8 +57,8 @@ public:
         }
     }
 
-    // Makes the project. *pstrDirectory is its narrow path. False with a message.
-    bool Make(std::string* pstrDirectory, std::string* pstrError)
+    // Makes the project. Its narrow path; or a message.
+    std::string Make(std::string* pstrError)
     {
         std::error_code error;
         const std::filesystem::path root =
@@ -66,7 +66,7 @@ public:
         if (error || !std::filesystem::create_directory(root, error))
         {
             *pstrError = fmt::format("the demonstration's directory can't be made: {}", error.message());
-            return false;
+            return {};
         }
         m_root = root;
         for (const char* pszFile : kFiles)
@@ -78,11 +78,10 @@ public:
             if (!stream.flush())
             {
                 *pstrError = "the demonstration's files can't be written";
-                return false;
+                return {};
             }
         }
-        *pstrDirectory = ToNative(root);
-        return true;
+        return ToNative(root);
     }
 
 private:
@@ -278,9 +277,8 @@ int RunDemo(const DemoOptions& options, Output* /*pOutput*/)
 {
     DemoTree tree;
     std::string strError;
-    std::string strDirectory = options.strDirectory.value_or("");
-    if ((!options.strDirectory && !tree.Make(&strDirectory, &strError)) ||
-        !Demonstrate(options, strDirectory, &strError))
+    const std::string strDirectory = options.strDirectory ? *options.strDirectory : tree.Make(&strError);
+    if (!strError.empty() || !Demonstrate(options, strDirectory, &strError))
     {
         return EndWith(strError.empty() ? "the demonstration could not be prepared" : strError);
     }
