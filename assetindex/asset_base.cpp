@@ -159,7 +159,7 @@ bool VOAssetBase::_MayPatch(uint64_t ullOffset, uint64_t ullSize) const
 {
     for (const auto& part : m_head.arrPart)
     {
-        if (ullOffset >= part.ullOffset && ullOffset - part.ullOffset <= part.ullRoom)
+        if (ullOffset >= part.ullOffset && ullOffset - part.ullOffset < part.ullRoom)
         {
             return ullSize <= part.ullRoom - (ullOffset - part.ullOffset);
         }

@@ -296,6 +296,49 @@ struct BaseAndBatch
     Bytes batch;
 };
 
+// Whether a batch is applied that puts so many bytes there, and changes nothing that the base holds.
+bool TakesPatch(const Bytes& base, uint64_t ullOffset, size_t uSize)
+{
+    const Bytes content = ByteBuilder()
+                              .U32(1)
+                              .U32(0)
+                              .U64(ReadU64(base, 24) + 1)
+                              .Append(Bytes(base.begin() + 32, base.begin() + 72))
+                              .U32(1)
+                              .U32(0)
+                              .U64(ullOffset)
+                              .U64(uSize)
+                              .Zeros(RoundUp(uSize, 8))
+                              .Result();
+    const Bytes batch = ByteBuilder()
+                            .U32(static_cast<uint32_t>(content.size() + 8))
+                            .U32(ReferenceCheck(content, 0, content.size()))
+                            .Append(content)
+                            .Result();
+    const MisalignedBlock block(base);
+    VOAssetBase taken;
+    EXPECT_TRUE(taken.Take(block.Data(), block.Size()));
+    return taken.Apply(batch.data(), batch.size());
+}
+
+TEST(AssetBase, APatchReachesFromTheFirstByteOfAPartToItsLastAndNoFurther)
+{
+    const BaseAndBatch sample;
+    for (size_t uPart = 0; uPart < kVOBaseParts; ++uPart)
+    {
+        const uint64_t ullFirst = ReadU64(sample.base, 72 + uPart * 16);
+        const uint64_t ullRoom = ReadU64(sample.base, 80 + uPart * 16);
+        EXPECT_TRUE(TakesPatch(sample.base, ullFirst, 1)) << uPart;
+        EXPECT_TRUE(TakesPatch(sample.base, ullFirst, ullRoom)) << uPart;
+        EXPECT_TRUE(TakesPatch(sample.base, ullFirst + ullRoom - 1, 1)) << uPart;
+        EXPECT_FALSE(TakesPatch(sample.base, ullFirst, ullRoom + 1)) << uPart;
+        EXPECT_FALSE(TakesPatch(sample.base, ullFirst + ullRoom - 1, 2)) << uPart;
+        EXPECT_FALSE(TakesPatch(sample.base, ullFirst - 1, 2)) << uPart;
+    }
+    EXPECT_FALSE(TakesPatch(sample.base, kVOBaseAlignment - 1, 1)) << "the head";
+    EXPECT_FALSE(TakesPatch(sample.base, sample.base.size() - kVOBaseAlignment, 1)) << "the zeros at the end";
+}
+
 void AskAll(const VOAssetBase& base)
 {
     VOTSAssetNodeContainer customer(LUMTrayService::AR_Customer);
