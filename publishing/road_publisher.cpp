@@ -7,6 +7,16 @@
 using LUMTrayService::ASSETTYPE_COUNT;
 using LUMTrayService::enumAssetFrom;
 
+namespace
+{
+
+bool IsSource(enumAssetFrom eaf)
+{
+    return VOAssetNodeMappingViewString(eaf) != nullptr;
+}
+
+}  // namespace
+
 // The sources end before the section that they write to.
 struct VORoadPublisher::Sources
 {
@@ -42,7 +52,7 @@ bool VORoadPublisher::IsOpen() const
 
 bool VORoadPublisher::Publish(enumAssetFrom eaf, VOTSAssetNodeContainer& container)
 {
-    if (!IsOpen() || VOAssetNodeMappingViewString(eaf) == nullptr)
+    if (!IsOpen() || !IsSource(eaf))
     {
         return false;
     }
@@ -65,7 +75,7 @@ bool VORoadPublisher::Publish(enumAssetFrom eaf, VOTSAssetNodeContainer& contain
 
 void VORoadPublisher::NoteImage(enumAssetFrom eaf, unsigned int uUpdateCount)
 {
-    if (IsOpen() && static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT)
+    if (IsOpen() && IsSource(eaf))
     {
         VOStoreWord(m_pSources->sections.State().arrSource[eaf].uImageCount, uUpdateCount);
     }
@@ -73,7 +83,7 @@ void VORoadPublisher::NoteImage(enumAssetFrom eaf, unsigned int uUpdateCount)
 
 void VORoadPublisher::Remove(enumAssetFrom eaf)
 {
-    if (static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT && m_pSources->apSource[eaf] != nullptr)
+    if (IsSource(eaf) && m_pSources->apSource[eaf] != nullptr)
     {
         m_pSources->apSource[eaf]->Remove();
         m_pSources->apSource[eaf].reset();
@@ -83,7 +93,7 @@ void VORoadPublisher::Remove(enumAssetFrom eaf)
 VORoadPublisher::Counts VORoadPublisher::CountsOf(enumAssetFrom eaf) const
 {
     Counts counts = {};
-    if (IsOpen() && static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT && m_pSources->apSource[eaf] != nullptr)
+    if (IsOpen() && IsSource(eaf) && m_pSources->apSource[eaf] != nullptr)
     {
         const VORoadSource& source = m_pSources->sections.State().arrSource[eaf];
         counts.ullGenerations = m_pSources->apSource[eaf]->Generations();

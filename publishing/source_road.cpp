@@ -26,9 +26,8 @@ void RemoveLeft(LUMTrayService::enumAssetFrom eaf, uint64_t ullGeneration)
 {
     for (const char* const pszPart : {"~base", "~log"})
     {
-        const VOWString strName = VORoadSectionName(eaf, pszPart, ullGeneration);
         VOPublishedSection section;
-        if (ullGeneration != 0 && !strName.empty() && section.OpenOrCreate(strName.c_str(), 1))
+        if (ullGeneration != 0 && section.OpenOrCreate(VORoadSectionName(eaf, pszPart, ullGeneration).c_str(), 1))
         {
             section.Withdraw();
         }

@@ -6,6 +6,7 @@
 #include "mapping/mapping_test_tools.h"
 #include "platform/vo_section_view.h"
 #include "platform/vo_shared_word.h"
+#include "support/fault_points.h"
 
 namespace
 {
@@ -277,6 +278,36 @@ TEST(InspectorRoad, WhoWaitsIsWokenByAPublication)
         ASSERT_EQ(ET_NONE, reader.ReMappingData());
         EXPECT_EQ(0, reader.WaitForChange(0));
         EXPECT_NE(kNone, IdOf(reader, votest::Wide("top/w" + std::to_string(i)).c_str()));
+    }
+}
+
+TEST(InspectorRoad, WhoWaitsSleepsForATimeOnlyWhereThereIsNoBase)
+{
+    if (!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
+    {
+        GTEST_SKIP() << "to sleep is the system's own here";
+    }
+    for (const bool bBase : {false, true})
+    {
+        Publisher publisher;
+        if (bBase)
+        {
+            publisher.OfferBase(AF_SOURCE, SourceModel().Image());
+        }
+        publisher.PublishImage(AF_SOURCE, SourceModel());
+        VOTSFileMappingAssemble* const pAssemble = VOTSFileMappingAssemble::Instance();
+        ASSERT_EQ(ET_NONE, pAssemble->OpenMappingState());
+        ASSERT_EQ(ET_NONE, pAssemble->OpenMappingData());
+        ClosingInspector reader;
+        reader.Load();
+        VOFaultArm("Sleep", 1000, false);
+        EXPECT_EQ(0, reader.WaitForChange(20));
+        EXPECT_EQ(bBase ? 0u : 1u, VOFaultHits());
+        EXPECT_EQ(0, pAssemble->WaitForChange(20));
+        EXPECT_EQ(bBase ? 0u : 2u, VOFaultHits());
+        VOFaultDisarm();
+        pAssemble->CloseMapping();
+        VOTSFileMappingAssemble::Release();
     }
 }
 

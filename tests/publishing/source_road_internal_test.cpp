@@ -4,6 +4,7 @@
 
 #include "assetindex/random_run.h"
 #include "mapping/asset_road.h"
+#include "support/fault_points.h"
 #include "support/new_faults.h"
 #include "vo_publisher.h"
 
@@ -244,6 +245,113 @@ TEST(SourceRoad, OneAtATimePublishes)
     EXPECT_FALSE(second.IsOpen());
     first.Withdraw();
     EXPECT_TRUE(second.Open());
+}
+
+TEST(SourceRoad, WhatIsNoSourceIsLeftAloneAndSoIsEachWithoutAStateSection)
+{
+    VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
+    FillSample(container);
+    VORoadPublisher publisher;
+    const auto Ask = [&](unsigned int uSource)
+    {
+        const auto eaf = static_cast<LUMTrayService::enumAssetFrom>(uSource);
+        publisher.NoteImage(eaf, 77);
+        EXPECT_FALSE(publisher.Publish(eaf, container)) << uSource;
+        publisher.Remove(eaf);
+        EXPECT_EQ(0u, publisher.CountsOf(eaf).ullGenerations) << uSource;
+    };
+    Ask(AF_SOURCE);
+    ASSERT_TRUE(publisher.Open());
+    for (const unsigned int uSource : {0u, LUMTrayService::ASSETTYPE_COUNT + 0u, ~0u})
+    {
+        Ask(uSource);
+    }
+    const VOSectionView section(kpszVORoadStateName, FILE_MAP_READ);
+    ASSERT_LE(sizeof(VORoadState), section.Size());
+    const Bytes bytes = votest::CopyBytes(section.Data(), section.Size());
+    EXPECT_EQ(Bytes(bytes.size() - 64), Bytes(bytes.begin() + 64, bytes.end()));
+    publisher.Withdraw();
+    EXPECT_FALSE(publisher.IsOpen());
+    Ask(AF_SOURCE);
+}
+
+TEST(SourceRoad, WhatAKilledPublisherLeftIsGoneAndItsNumbersAreNotGivenAgain)
+{
+    if (!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
+    {
+        GTEST_SKIP() << "a section ends with its publisher here";
+    }
+    constexpr uint64_t kLast = uint64_t{1} << 62;  // by a clock that was ahead
+    std::vector<VOWString> vecName;
+    {
+        VOPublishedSection left;
+        ASSERT_TRUE(left.OpenOrCreate(kpszVORoadStateName, sizeof(VORoadState)));
+        memset(left.Data(), 0xA5, sizeof(VORoadState));
+        static_cast<VORoadState*>(left.Data())->arrSource[AF_SOURCE] = {kLast - 2, 99, 3, 4, kLast,
+                                                                        kLast - 1, 5,  6, {}};
+        left.Detach();
+        for (const uint64_t ullNumber : {kLast - 2, kLast - 1, kLast})
+        {
+            for (const char* const pszPart : {"~base", "~log"})
+            {
+                vecName.push_back(VORoadSectionName(AF_SOURCE, pszPart, ullNumber));
+                ASSERT_TRUE(left.OpenOrCreate(vecName.back().c_str(), 8));
+                left.Detach();
+            }
+        }
+    }
+    VORoadSections sections;
+    ASSERT_TRUE(sections.Open());
+    for (const VOWString& strName : vecName)
+    {
+        EXPECT_EQ(nullptr, VOSectionView(strName.c_str(), FILE_MAP_READ).Data());
+    }
+    for (const VORoadSource& source : sections.State().arrSource)
+    {
+        EXPECT_EQ(0u, source.ullGeneration | source.ullMaking | source.ullLeaving);
+        EXPECT_EQ(0u, source.uAttached | source.uDoubted | source.uImageCount);
+    }
+    EXPECT_EQ(kLast + 1, sections.NextGeneration(AF_SOURCE));
+    EXPECT_EQ(kLast + 2, sections.NextGeneration(AF_SOURCE));
+}
+
+TEST(SourceRoad, AStateSectionThatCantBeMadeIsLeftToOthers)
+{
+    if (!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
+    {
+        GTEST_SKIP() << "sections are the system's own here";
+    }
+    VORoadPublisher publisher;
+    VOFaultArm("section.create", 1, true);
+    EXPECT_FALSE(publisher.Open());
+    EXPECT_LT(0u, VOFaultFired());
+    VOFaultDisarm();
+    EXPECT_FALSE(publisher.IsOpen());
+    VORoadPublisher other;
+    EXPECT_TRUE(other.Open());
+}
+
+TEST_F(PublishedSample, ABaseIsNamedInTheStateBeforeItIsThere)
+{
+    if (!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
+    {
+        GTEST_SKIP() << "sections are the system's own here";
+    }
+    const VORoadSource& source = m_sections.State().arrSource[AF_SOURCE];
+    const uint64_t ullFirst = source.ullGeneration;
+    EXPECT_EQ(0u, source.ullMaking | source.ullLeaving);
+    ASSERT_NE(0, m_container.CleanUp());
+    AddLinked(m_container, VOTEXT("Other"), true, kNone);
+    VOFaultArm("section.create", 1, true);
+    EXPECT_FALSE(m_source.Publish(m_container));
+    VOFaultDisarm();
+    EXPECT_LT(ullFirst, source.ullMaking);
+    EXPECT_EQ(0u, source.ullGeneration | source.ullLeaving);
+    EXPECT_FALSE(m_reader.Follow());
+    ASSERT_TRUE(m_source.Publish(m_container));
+    EXPECT_LT(ullFirst, source.ullGeneration);
+    EXPECT_EQ(0u, source.ullMaking | source.ullLeaving);
+    EXPECT_TRUE(m_reader.Follow());
 }
 
 TEST(SourceRoad, AContainerMayEndBeforeItsPublisher)
