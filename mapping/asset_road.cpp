@@ -1,5 +1,6 @@
 #include "mapping/asset_road.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "assetindex/log_format.h"
@@ -179,10 +180,7 @@ bool VOAssetRoad::_Attach(uint64_t ullNumber)
 bool VOAssetRoad::_Apply(Generation& generation, uint64_t ullWritten)
 {
     const unsigned char* const pbLog = static_cast<const unsigned char*>(generation.logView.Data());
-    if (ullWritten < sizeof(VOLogHead))
-    {
-        return generation.ullApplied == sizeof(VOLogHead);
-    }
+    ullWritten = std::max<uint64_t>(ullWritten, sizeof(VOLogHead));
     std::vector<unsigned char> vecRecord;
     while (generation.ullApplied < ullWritten)
     {
