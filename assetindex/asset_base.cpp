@@ -359,7 +359,6 @@ bool VOAssetBaseWriter::MakeBatch(VOAssetBase& base, std::vector<unsigned char>&
 {
     const VOStringHashSet& set = *m_container.m_pkStringSet;
     const VOBaseCounts before = base.Counts();
-    vecBatch.clear();
     if (m_journal.IsWhole() || !m_container._MakeSurePathValueValid())
     {
         return false;
