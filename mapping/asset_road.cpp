@@ -86,7 +86,8 @@ bool VOAssetRoad::Follow(uint32_t uImageCount)
         {
             break;
         }
-        const uint64_t ullWritten = _Attach(ullNumber) ? VOLoadWord(pSource->ullWritten) : 0;
+        _Attach(ullNumber);
+        const uint64_t ullWritten = VOLoadWord(pSource->ullWritten);
         const bool bStillThere = VOLoadWord(pSource->ullGeneration) == ullNumber;
         if (bStillThere && m_pGeneration != nullptr && _Apply(*m_pGeneration, ullWritten))
         {
@@ -145,12 +146,12 @@ void VOAssetRoad::_Count(uint32_t VORoadSource::*pCount) const
     }
 }
 
-// Has the base and log of a generation; false, with none, when they aren't there or unsound.
-bool VOAssetRoad::_Attach(uint64_t ullNumber)
+// Has the base and log of a generation; none, when they aren't there or unsound.
+void VOAssetRoad::_Attach(uint64_t ullNumber)
 {
     if (m_pGeneration != nullptr && m_pGeneration->ullNumber == ullNumber)
     {
-        return true;
+        return;
     }
     m_pGeneration.reset();
     auto pGeneration = std::make_unique<Generation>();
@@ -163,17 +164,16 @@ bool VOAssetRoad::_Attach(uint64_t ullNumber)
         logView.Size() < sizeof(VOLogHead) ||
         !pGeneration->base.Take(static_cast<unsigned char*>(baseView.Data()), baseView.Size()))
     {
-        return false;
+        return;
     }
     const VOLogHead head = VOLoad<VOLogHead>(logView.Data());
     if (memcmp(head.szVersion, kVOLogVersion, sizeof(head.szVersion)) != 0 || head.ullGeneration != ullNumber ||
         head.ullSize > logView.Size() || pGeneration->base.Head().ullGeneration != ullNumber)
     {
-        return false;
+        return;
     }
     m_pGeneration = std::move(pGeneration);
     _Count(&VORoadSource::uAttached);
-    return true;
 }
 
 // Each record from a copy: the log may be written to while it is read.

@@ -65,7 +65,7 @@ private:
     };
 
     const VORoadSource* _Source();
-    bool _Attach(uint64_t ullNumber);
+    void _Attach(uint64_t ullNumber);
     static bool _Apply(Generation& generation, uint64_t ullWritten);
     void _Count(uint32_t VORoadSource::*pCount) const;
 
