@@ -296,29 +296,65 @@ struct BaseAndBatch
     Bytes batch;
 };
 
-// Whether a batch is applied that puts so many bytes there, and changes nothing that the base holds.
-bool TakesPatch(const Bytes& base, uint64_t ullOffset, size_t uSize)
+// A batch of one patch of zeros, which changes nothing that the base holds; whoever writes it can write anything else.
+struct HandMadeBatch
 {
-    const Bytes content = ByteBuilder()
-                              .U32(1)
-                              .U32(0)
-                              .U64(ReadU64(base, 24) + 1)
-                              .Append(Bytes(base.begin() + 32, base.begin() + 72))
-                              .U32(1)
-                              .U32(0)
-                              .U64(ullOffset)
-                              .U64(uSize)
-                              .Zeros(RoundUp(uSize, 8))
-                              .Result();
-    const Bytes batch = ByteBuilder()
-                            .U32(static_cast<uint32_t>(content.size() + 8))
-                            .U32(ReferenceCheck(content, 0, content.size()))
-                            .Append(content)
-                            .Result();
-    const MisalignedBlock block(base);
-    VOAssetBase taken;
-    EXPECT_TRUE(taken.Take(block.Data(), block.Size()));
-    return taken.Apply(batch.data(), batch.size());
+    uint32_t uKind = 1;
+    uint64_t ullStep = 1;  // to its state, from that of the base
+    uint32_t uMoreText = 0;
+    uint32_t uPatches = 1;
+    uint64_t ullOffset = kVOBaseAlignment;
+    uint64_t ullSize = 1;
+    uint64_t ullBytes = ullSize;  // that are there
+
+    bool IsTaken(const Bytes& base) const
+    {
+        const Bytes content = ByteBuilder()
+                                  .U32(uKind)
+                                  .U32(0)
+                                  .U64(ReadU64(base, 24) + ullStep)
+                                  .Append(Bytes(base.begin() + 32, base.begin() + 40))
+                                  .U32(ReadU32(base, 40) + uMoreText)
+                                  .Append(Bytes(base.begin() + 44, base.begin() + 72))
+                                  .U32(uPatches)
+                                  .U32(0)
+                                  .U64(ullOffset)
+                                  .U64(ullSize)
+                                  .Zeros(RoundUp(ullBytes, 8))
+                                  .Result();
+        const Bytes batch = ByteBuilder()
+                                .U32(static_cast<uint32_t>(content.size() + 8))
+                                .U32(ReferenceCheck(content, 0, content.size()))
+                                .Append(content)
+                                .Result();
+        const MisalignedBlock block(base);
+        const MisalignedBlock batchBlock(batch);
+        VOAssetBase taken;
+        EXPECT_TRUE(taken.Take(block.Data(), block.Size()));
+        const bool bTaken = taken.Apply(batchBlock.Data(), batchBlock.Size());
+        EXPECT_TRUE(bTaken || SameBytes(base, Bytes(block.Data(), block.Data() + block.Size())));
+        return bTaken;
+    }
+};
+
+bool TakesPatch(const Bytes& base, uint64_t ullOffset, uint64_t ullSize)
+{
+    return HandMadeBatch{.ullOffset = ullOffset, .ullSize = ullSize}.IsTaken(base);
+}
+
+TEST(AssetBaseDamage, NoBatchIsTakenThatSaysWhatIsntSo)
+{
+    const Bytes base = BaseAndBatch().base;
+    const uint32_t uRoom = static_cast<uint32_t>(ReadU64(base, 80 + 2 * 16)) - ReadU32(base, 40);
+    EXPECT_TRUE(HandMadeBatch{}.IsTaken(base));
+    EXPECT_TRUE(HandMadeBatch{.uMoreText = uRoom}.IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.uMoreText = uRoom + 1}.IsTaken(base));
+    EXPECT_TRUE((HandMadeBatch{.ullSize = 8, .ullBytes = 8}).IsTaken(base));
+    EXPECT_FALSE((HandMadeBatch{.ullSize = 9, .ullBytes = 8}).IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.uPatches = 2}.IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.ullStep = 0}.IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.ullStep = 2}.IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.uKind = 2}.IsTaken(base));
 }
 
 TEST(AssetBase, APatchReachesFromTheFirstByteOfAPartToItsLastAndNoFurther)

@@ -101,9 +101,12 @@ TEST(SourceRoad, AWithdrawnSourceHasNone)
         VOSourceRoad source(sections, AF_SOURCE);
         ASSERT_TRUE(source.Publish(container));
         ASSERT_TRUE(reader.Follow());
+        const VOWString strBase =
+            VORoadSectionName(AF_SOURCE, "~base", sections.State().arrSource[AF_SOURCE].ullGeneration);
         source.Remove();
         EXPECT_FALSE(reader.IsCurrent());
         EXPECT_FALSE(reader.Follow());
+        EXPECT_EQ(nullptr, VOSectionView(strBase.c_str(), FILE_MAP_READ).Data());
         ASSERT_TRUE(source.Publish(container));
         ASSERT_TRUE(reader.Follow());
         EXPECT_EQ(2u, source.Generations());
