@@ -296,7 +296,7 @@ struct BaseAndBatch
     Bytes batch;
 };
 
-// A batch of one patch of zeros, which changes nothing that the base holds; whoever writes it can write anything else.
+// A batch of one patch, for a base that holds as much afterwards; whoever writes it can say anything else.
 struct HandMadeBatch
 {
     uint32_t uKind = 1;
@@ -320,7 +320,7 @@ struct HandMadeBatch
                                   .U32(0)
                                   .U64(ullOffset)
                                   .U64(ullSize)
-                                  .Zeros(RoundUp(ullBytes, 8))
+                                  .Append(Bytes(RoundUp(ullBytes, 8), 0xFF))
                                   .Result();
         const Bytes batch = ByteBuilder()
                                 .U32(static_cast<uint32_t>(content.size() + 8))

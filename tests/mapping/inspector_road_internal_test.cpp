@@ -212,19 +212,23 @@ TEST(InspectorRoad, ALogThatIsCutOrDamagedAnywhereLeavesTheImage)
     EXPECT_LT(100u, publisher.Counts().ullDoubted);
 }
 
-TEST(InspectorRoad, ARecordThatIsNoBatchIsPassedOver)
+TEST(InspectorRoad, ARecordThatIsNoBatchIsPassedOverUpToTheEndOfTheLog)
 {
-    RoadPublisher publisher;
-    VOSectionView log(publisher.NameOf("~log").c_str(), FILE_MAP_WRITE);
-    ASSERT_NE(nullptr, log.Data());
-    Bytes record(sizeof(VOLogRecordHead));
-    VOSealLogRecord(record, VOLogKind::End);
-    memcpy(static_cast<unsigned char*>(log.Data()) + publisher.Source().ullWritten, record.data(), record.size());
-    publisher.Source().ullWritten += record.size();
-    ClosingInspector reader;
-    reader.Load();
-    EXPECT_EQ(12u, reader.GetAssetNodeCount());
-    EXPECT_EQ(0u, publisher.Counts().ullDoubted);
+    for (const bool bWholeRest : {false, true})
+    {
+        RoadPublisher publisher;
+        VOSectionView log(publisher.NameOf("~log").c_str(), FILE_MAP_WRITE);
+        ASSERT_NE(nullptr, log.Data());
+        uint64_t& ullWritten = publisher.Source().ullWritten;
+        Bytes record(bWholeRest ? log.Size() - ullWritten : sizeof(VOLogRecordHead));
+        VOSealLogRecord(record, VOLogKind::End);
+        memcpy(static_cast<unsigned char*>(log.Data()) + ullWritten, record.data(), record.size());
+        ullWritten += record.size();
+        ClosingInspector reader;
+        reader.Load();
+        EXPECT_EQ(12u, reader.GetAssetNodeCount());
+        EXPECT_EQ(0u, publisher.Counts().ullDoubted);
+    }
 }
 
 TEST(InspectorRoad, WhoScribblesOverBaseAndLogHurtsNobodyWhoAsks)

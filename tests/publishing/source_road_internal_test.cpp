@@ -138,6 +138,46 @@ TEST_F(PublishedSample, AnEmptiedContainerGetsANewBase)
     EXPECT_EQ(1u, m_reader.customer.GetAssetNodeCount());
 }
 
+TEST(SourceRoad, ALogIsFilledToItsEndBeforeANewBaseTakesOver)
+{
+    VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
+    for (unsigned int uNode = 0; uNode < 900; ++uNode)
+    {
+        AddLinked(container, votest::Wide("n" + std::to_string(uNode)).c_str(), false, kNone);
+    }
+    VORoadSections sections;
+    ASSERT_TRUE(Open(sections));
+    VOSourceRoad source(sections, AF_SOURCE);
+    ASSERT_TRUE(source.Publish(container));
+    Reader reader;
+    unsigned int uSign = 0;
+    // Each node that is no neighbour of another that changes takes 136 bytes, and each batch 72.
+    const auto Change = [&](unsigned int uNodes)
+    {
+        ++uSign;
+        for (unsigned int i = 0; i < uNodes; ++i)
+        {
+            ASSERT_NE(0, container.SetAssetNodeAssetMergeSign(2 * i, uSign));
+        }
+        ASSERT_TRUE(source.Publish(container));
+        ASSERT_TRUE(reader.Follow());
+        structAssetNode tsNode;
+        ASSERT_NE(0, reader.customer.GetAssetNode(0u, tsNode));
+        EXPECT_EQ(uSign, tsNode.uAssetMerge);
+    };
+    for (unsigned int uBatch = 0; uBatch < 17; ++uBatch)
+    {
+        Change(428);
+    }
+    Change(424);
+    EXPECT_EQ((1u << 20) - sizeof(VOLogRecordHead), sections.State().arrSource[AF_SOURCE].ullWritten);
+    EXPECT_EQ(1u, source.Generations());
+    EXPECT_EQ(18u, source.Batches());
+    Change(1);
+    EXPECT_EQ(2u, source.Generations());
+    EXPECT_EQ(64u, sections.State().arrSource[AF_SOURCE].ullWritten);
+}
+
 TEST(SourceRoad, TheStateSectionHasTheseBytes)
 {
     VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
