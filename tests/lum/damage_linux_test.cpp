@@ -60,6 +60,28 @@ TEST(LumFullDisk, ASavedImageThatDoesntFitIsAnErrorAndLeavesNoFile)
     EXPECT_FALSE(std::filesystem::exists(folder.Path() / "saved"));
 }
 
+TEST(LumFile, OneThatCantBeReadToItsEndIsAnError)
+{
+    // A file of the system's whose first bytes are nobody's.
+    const LumResult result = RunLum({"image", "--file", "/proc/self/mem"});
+    EXPECT_EQ(result.nExitCode, 2);
+    EXPECT_EQ(result.strErr, "lum: /proc/self/mem: can't be read\n");
+}
+
+TEST(LumFile, ATextIsReadUpTo256MiB)
+{
+    const TemporaryFolder folder;
+    const std::string strText = folder.Write("types", "");
+    for (const auto& [uSize, strWanted] : {std::pair<size_t, std::string>{256u << 20, ":1: isn't UTF-8 text\n"},
+                                           {(256u << 20) + 1, ": is larger than 268435456 bytes\n"}})
+    {
+        std::filesystem::resize_file(strText, uSize);
+        const LumResult result = RunLum({"serve", "--source", folder.Name(), "--types", strText});
+        EXPECT_EQ(result.nExitCode, 2);
+        EXPECT_EQ(result.strErr, "lum: " + strText + strWanted);
+    }
+}
+
 TEST(LumFullDisk, TheDemonstrationSaysThatItsFilesDontFit)
 {
     // What it says is a file here too, and is cut.
