@@ -1,5 +1,5 @@
-// Sections that are cut short, which only a system that can replace them shows; files that are, which only a system
-// that limits them does; and random damage, which takes more processes than start in a short time elsewhere.
+// Sections that are cut short, which only a system that can replace them shows; files that can't be written or read to
+// their end; and random damage, which takes more processes than start in a short time elsewhere.
 #include <signal.h>
 #include <sys/resource.h>
 

@@ -221,6 +221,79 @@ TEST(SourceRoad, TheStateSectionHasTheseBytes)
     EXPECT_EQ(0, memcmp(log.Data(), "patch.10", 8));
 }
 
+TEST(SourceRoad, TheSignalsHaveTheseNames)
+{
+    EXPECT_EQ(VOTEXT("vo_fileMappingAssetNodeRoad"), VORoadSignalName(LUMTrayService::AF_ERROR));
+    EXPECT_EQ(VOTEXT("vo_fileMappingAssetNodeRoad1"), VORoadSignalName(AF_SOURCE));
+    EXPECT_EQ(VOTEXT("vo_fileMappingAssetNodeRoad9"), VORoadSignalName(LUMTrayService::AF_MERGETARGET));
+}
+
+// A note of a change that there is no memory for makes a new base due.
+TEST(SourceRoad, AChangeThatCantBeNotedIsTold)
+{
+    const std::function<void(VOTSAssetNodeContainer&)> afnChange[] = {
+        [](VOTSAssetNodeContainer& container) { container.SetAssetNodeAssetMergeSign(5, 77); },
+        [](VOTSAssetNodeContainer& container) { container.RemoveAssetNodeChildIndex(0, 6); },
+        [](VOTSAssetNodeContainer& container) { container.RedirectAssetNode(1, VOTEXT("readme")); },
+        [](VOTSAssetNodeContainer& container) { container.RemoveAssetNode(6u); },
+        [](VOTSAssetNodeContainer& container) { container.SetAssetNodePhysicsPath(1, VOTEXT("readme")); },
+    };
+    QuietLoop quiet;
+    for (const auto& fnChange : afnChange)
+    {
+        bool bFired = true;
+        for (unsigned int uNth = 1; bFired; ++uNth)
+        {
+            VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
+            FillSample(container);
+            VORoadSections sections;
+            ASSERT_TRUE(Open(sections));
+            VOSourceRoad source(sections, AF_SOURCE);
+            ASSERT_TRUE(source.Publish(container));
+            quiet.Next();
+            votest::NewFaults::Arm(uNth);
+            try
+            {
+                fnChange(container);
+            }
+            catch (const std::bad_alloc&)
+            {
+            }
+            bFired = votest::NewFaults::Fired();
+            votest::NewFaults::Disarm();
+            ASSERT_TRUE(source.Publish(container));
+            Reader reader;
+            ASSERT_TRUE(reader.Follow());
+            const size_t uChange = static_cast<size_t>(&fnChange - afnChange);
+            for (unsigned int uID = 0; uID < 7; ++uID)
+            {
+                structAssetNode tsExpected = {};
+                structAssetNode tsNode = {};
+                ASSERT_EQ(container.GetAssetNode(uID, tsExpected), reader.customer.GetAssetNode(uID, tsNode));
+                EXPECT_EQ(0, memcmp(&tsExpected, &tsNode, sizeof(tsNode))) << uChange << " " << uNth << " " << uID;
+                EXPECT_EQ(ReadText(container.GetString(tsExpected.hStrPhysicsPath)),
+                          ReadText(reader.customer.GetString(tsNode.hStrPhysicsPath)))
+                    << uChange << " " << uNth << " " << uID;
+                for (const unsigned int uList : {tsNode.nChildFileInfo, tsNode.nChildFolderInfo})
+                {
+                    IDs vecExpected;
+                    IDs vecIDs;
+                    container.GetInfoNumberList(uList, vecExpected);
+                    reader.customer.GetInfoNumberList(uList, vecIDs);
+                    EXPECT_EQ(vecExpected, vecIDs) << uChange << " " << uNth << " " << uID;
+                }
+            }
+            for (const VOWCHAR* const pszPath : {VOTEXT("dir/foo.png"), VOTEXT("readme"), VOTEXT("dir/last.tga")})
+            {
+                structAssetNode tsExpected = {};
+                structAssetNode tsNode = {};
+                EXPECT_EQ(container.FindAssetNode(pszPath, tsExpected), reader.customer.FindAssetNode(pszPath, tsNode));
+                EXPECT_EQ(tsExpected.nAssetID, tsNode.nAssetID) << uChange << " " << uNth;
+            }
+        }
+    }
+}
+
 TEST(SourceRoad, WhicheverAllocationFailsReadersSeeAStateThatThereWas)
 {
     unsigned int uFailed = 0;
