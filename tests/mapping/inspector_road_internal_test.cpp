@@ -212,6 +212,19 @@ TEST(InspectorRoad, ALogThatIsCutOrDamagedAnywhereLeavesTheImage)
     EXPECT_LT(100u, publisher.Counts().ullDoubted);
 }
 
+TEST(InspectorRoad, ALogThatHasBecomeShorterIsDoubted)
+{
+    RoadPublisher publisher;
+    ClosingInspector reader;
+    reader.Load();
+    ASSERT_EQ(12u, reader.GetAssetNodeCount());
+    publisher.Source().ullWritten = sizeof(VOLogHead);
+    EXPECT_EQ(ET_DATA_OUTDATED, reader.LastErrorType());
+    EXPECT_EQ(ET_NONE, reader.OpenMappingData());
+    EXPECT_EQ(11u, reader.GetAssetNodeCount()) << "the image";
+    EXPECT_EQ(1u, publisher.Counts().ullDoubted);
+}
+
 TEST(InspectorRoad, ARecordThatIsNoBatchIsPassedOverUpToTheEndOfTheLog)
 {
     for (const bool bWholeRest : {false, true})
