@@ -159,7 +159,7 @@ bool VOAssetBase::_MayPatch(uint64_t ullOffset, uint64_t ullSize) const
 {
     for (const auto& part : m_head.arrPart)
     {
-        if (ullOffset >= part.ullOffset && ullOffset - part.ullOffset <= part.ullRoom)
+        if (ullOffset >= part.ullOffset && ullOffset - part.ullOffset < part.ullRoom)
         {
             return ullSize <= part.ullRoom - (ullOffset - part.ullOffset);
         }
@@ -359,7 +359,6 @@ bool VOAssetBaseWriter::MakeBatch(VOAssetBase& base, std::vector<unsigned char>&
 {
     const VOStringHashSet& set = *m_container.m_pkStringSet;
     const VOBaseCounts before = base.Counts();
-    vecBatch.clear();
     if (m_journal.IsWhole() || !m_container._MakeSurePathValueValid())
     {
         return false;

@@ -1,5 +1,6 @@
 #include "mapping/asset_road.h"
 
+#include <algorithm>
 #include <atomic>
 #include <vector>
 
@@ -102,7 +103,8 @@ bool VOAssetRoad::Follow(uint32_t uImageCount)
         {
             break;
         }
-        const uint64_t ullWritten = _Attach(ullNumber) ? VOLoadWord(pSource->ullWritten) : 0;
+        _Attach(ullNumber);
+        const uint64_t ullWritten = VOLoadWord(pSource->ullWritten);
         const bool bStillThere = VOLoadWord(pSource->ullGeneration) == ullNumber;
         if (bStillThere && m_pGeneration != nullptr && m_pGeneration->Apply(ullWritten))
         {
@@ -161,22 +163,20 @@ void VOAssetRoad::_Count(LUMTrayService::enumAssetFrom eaf, uint32_t VORoadSourc
     }
 }
 
-// Has the base and log of a generation; false, with none, when they aren't there or unsound.
-bool VOAssetRoad::_Attach(uint64_t ullNumber)
+// Has the base and log of a generation; none, when they aren't there or unsound.
+void VOAssetRoad::_Attach(uint64_t ullNumber)
 {
     if (m_pGeneration != nullptr && m_pGeneration->Number() == ullNumber)
     {
-        return true;
+        return;
     }
     m_pGeneration.reset();
     auto pGeneration = std::make_unique<VORoadGeneration>();
-    if (!pGeneration->Open(m_eaf, ullNumber))
+    if (pGeneration->Open(m_eaf, ullNumber))
     {
-        return false;
+        m_pGeneration = std::move(pGeneration);
+        _Count(m_eaf, &VORoadSource::uAttached);
     }
-    m_pGeneration = std::move(pGeneration);
-    _Count(m_eaf, &VORoadSource::uAttached);
-    return true;
 }
 
 bool VORoadGeneration::Open(LUMTrayService::enumAssetFrom eaf, uint64_t ullNumber)
@@ -198,10 +198,7 @@ bool VORoadGeneration::Open(LUMTrayService::enumAssetFrom eaf, uint64_t ullNumbe
 bool VORoadGeneration::Apply(uint64_t ullWritten)
 {
     const unsigned char* const pbLog = static_cast<const unsigned char*>(m_logView.Data());
-    if (ullWritten < sizeof(VOLogHead))
-    {
-        return m_ullApplied == sizeof(VOLogHead);
-    }
+    ullWritten = std::max<uint64_t>(ullWritten, sizeof(VOLogHead));
     std::vector<unsigned char> vecRecord;
     while (m_ullApplied < ullWritten)
     {

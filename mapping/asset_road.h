@@ -86,7 +86,7 @@ public:
 
 private:
     const VORoadSource* _Source();
-    bool _Attach(uint64_t ullNumber);
+    void _Attach(uint64_t ullNumber);
     static void _Count(LUMTrayService::enumAssetFrom eaf, uint32_t VORoadSource::*pCount);
 
     LUMTrayService::enumAssetFrom m_eaf;

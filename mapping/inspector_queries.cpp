@@ -49,7 +49,7 @@ void ForEachList(const structAssetNode& tsNode, VOULONG dwType, Take take)
 
 ErrorType VOTSFileMappingInspector::LastErrorType() const
 {
-    if (VOLoadWord(m_hMappingState) == nullptr && VOLoadWord(m_pMappingState) == nullptr)
+    if (VOLoadWord(m_pMappingState) == nullptr)
     {
         return ET_STATE_UNAVAILABLE;
     }

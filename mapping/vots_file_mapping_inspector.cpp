@@ -78,7 +78,7 @@ enumAssetFrom VOTSFileMappingInspector::AssetFrom() const
 
 ErrorType VOTSFileMappingInspector::MappingView_UpdateState()
 {
-    if (m_pMappingState != nullptr && m_hMappingState != nullptr)
+    if (m_pMappingState != nullptr)
     {
         return ET_NONE;
     }

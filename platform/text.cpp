@@ -54,7 +54,7 @@ void VOAppendUtf8(std::string& strTo, uint32_t uCode)
 uint32_t VODecodeUtf16(const VOWString& strText, size_t* puAt)
 {
     const uint32_t uCode = static_cast<uint16_t>(strText[(*puAt)++]);
-    const uint32_t uNext = *puAt < strText.size() ? static_cast<uint16_t>(strText[*puAt]) : 0;
+    const uint32_t uNext = static_cast<uint16_t>(strText[*puAt]);  // a zero behind the last one
     if (uCode < 0xD800 || uCode > 0xDBFF || uNext < 0xDC00 || uNext > 0xDFFF)
     {
         return uCode;

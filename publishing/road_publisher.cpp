@@ -9,6 +9,16 @@
 using LUMTrayService::ASSETTYPE_COUNT;
 using LUMTrayService::enumAssetFrom;
 
+namespace
+{
+
+bool IsSource(enumAssetFrom eaf)
+{
+    return VOAssetNodeMappingViewString(eaf) != nullptr;
+}
+
+}  // namespace
+
 // The sources end before the section that they write to.
 struct VORoadPublisher::Sources
 {
@@ -55,7 +65,7 @@ bool VORoadPublisher::IsOpen() const
 
 bool VORoadPublisher::Publish(enumAssetFrom eaf, VOTSAssetNodeContainer& container)
 {
-    if (!IsOpen() || VOAssetNodeMappingViewString(eaf) == nullptr)
+    if (!IsOpen() || !IsSource(eaf))
     {
         return false;
     }
@@ -114,7 +124,7 @@ bool VORoadPublisher::PublishEvents(enumAssetFrom eaf, VOTSFileEventContainer& c
 
 void VORoadPublisher::NoteImage(enumAssetFrom eaf, unsigned int uUpdateCount)
 {
-    if (IsOpen() && static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT)
+    if (IsOpen() && IsSource(eaf))
     {
         VOStoreWord(m_pSources->sections.State().arrSource[eaf].uImageCount, uUpdateCount);
     }
@@ -122,7 +132,7 @@ void VORoadPublisher::NoteImage(enumAssetFrom eaf, unsigned int uUpdateCount)
 
 void VORoadPublisher::Remove(enumAssetFrom eaf)
 {
-    if (static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT && m_pSources->apSource[eaf] != nullptr)
+    if (IsSource(eaf) && m_pSources->apSource[eaf] != nullptr)
     {
         m_pSources->apSource[eaf]->Remove();
         m_pSources->apSource[eaf].reset();
@@ -132,7 +142,7 @@ void VORoadPublisher::Remove(enumAssetFrom eaf)
 VORoadPublisher::Counts VORoadPublisher::CountsOf(enumAssetFrom eaf) const
 {
     Counts counts = {};
-    if (IsOpen() && static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT && m_pSources->apSource[eaf] != nullptr)
+    if (IsOpen() && IsSource(eaf) && m_pSources->apSource[eaf] != nullptr)
     {
         const VORoadSource& source = m_pSources->sections.State().arrSource[eaf];
         counts.ullGenerations = m_pSources->apSource[eaf]->Generations();

@@ -26,9 +26,8 @@ void RemoveLeft(LUMTrayService::enumAssetFrom eaf, uint64_t ullGeneration)
 {
     for (const char* const pszPart : {"~base", "~log"})
     {
-        const VOWString strName = VORoadSectionName(eaf, pszPart, ullGeneration);
         VOPublishedSection section;
-        if (ullGeneration != 0 && !strName.empty() && section.OpenOrCreate(strName.c_str(), 1))
+        if (ullGeneration != 0 && section.OpenOrCreate(VORoadSectionName(eaf, pszPart, ullGeneration).c_str(), 1))
         {
             section.Withdraw();
         }
@@ -39,16 +38,13 @@ void RemoveLeft(LUMTrayService::enumAssetFrom eaf, uint64_t ullGeneration)
 
 bool VORoadSections::Open()
 {
-    if (m_lock.TryAcquire(kpszVORoadStateName) != VOInstanceLock::Result::Acquired)
+    auto pOpened = std::make_unique<Opened>();
+    if (pOpened->lock.TryAcquire(kpszVORoadStateName) != VOInstanceLock::Result::Acquired ||
+        !pOpened->section.OpenOrCreate(kpszVORoadStateName, sizeof(VORoadState)))
     {
         return false;
     }
-    if (!m_section.OpenOrCreate(kpszVORoadStateName, sizeof(VORoadState)))
-    {
-        m_lock.Release();
-        return false;
-    }
-    VORoadState& state = State();
+    VORoadState& state = pOpened->State();
     for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
     {
         VORoadSource& source = state.arrSource[i];
@@ -69,24 +65,15 @@ bool VORoadSections::Open()
     memcpy(aullVersion, kVORoadVersion, sizeof(aullVersion));
     VOStoreWords(reinterpret_cast<uint64_t*>(state.szVersion), aullVersion, 2);
 
-    m_pImages = std::make_unique<VOSharedSignal>(VORoadSignalName(LUMTrayService::AF_ERROR).c_str(), state.uImageSteps);
+    pOpened->pImages =
+        std::make_unique<VOSharedSignal>(VORoadSignalName(LUMTrayService::AF_ERROR).c_str(), state.uImageSteps);
     for (unsigned int i = 0; i < LUMTrayService::ASSETTYPE_COUNT; ++i)
     {
         const VOWString strName = VORoadSignalName(static_cast<LUMTrayService::enumAssetFrom>(i));
-        m_apSource[i] = std::make_unique<VOSharedSignal>(strName.c_str(), state.arrSource[i].uSteps);
+        pOpened->apSource[i] = std::make_unique<VOSharedSignal>(strName.c_str(), state.arrSource[i].uSteps);
     }
+    m_pOpened = std::move(pOpened);
     return true;
-}
-
-void VORoadSections::Withdraw()
-{
-    for (std::unique_ptr<VOSharedSignal>& pSignal : m_apSource)
-    {
-        pSignal.reset();
-    }
-    m_pImages.reset();
-    m_section.Withdraw();
-    m_lock.Release();
 }
 
 uint64_t VORoadSections::NextGeneration(LUMTrayService::enumAssetFrom eaf)
@@ -102,8 +89,8 @@ uint64_t VORoadSections::NextGeneration(LUMTrayService::enumAssetFrom eaf)
 
 void VORoadSections::StepImages(LUMTrayService::enumAssetFrom eaf)
 {
-    m_apSource[eaf]->Step();
-    m_pImages->Step();
+    m_pOpened->apSource[eaf]->Step();
+    m_pOpened->pImages->Step();
 }
 
 // What is published of one base, and the publisher's own copy of it.

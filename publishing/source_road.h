@@ -16,15 +16,12 @@
 class VORoadSections
 {
 public:
-    // Withdraws the section.
-    ~VORoadSections() { Withdraw(); }
-
     // All sources have no second road then, and what another publisher left of them is gone.
     bool Open();
-    void Withdraw();
+    void Withdraw() { m_pOpened.reset(); }
 
-    bool IsOpen() const { return m_section.Data() != nullptr; }
-    VORoadState& State() { return *static_cast<VORoadState*>(m_section.Data()); }
+    bool IsOpen() const { return m_pOpened != nullptr; }
+    VORoadState& State() { return m_pOpened->State(); }
 
     // The number of a source's next base: never one that was there before, also not one of an earlier publisher, for a
     // reader would take the base for its own.
@@ -34,11 +31,19 @@ public:
     void StepImages(LUMTrayService::enumAssetFrom eaf);
 
 private:
-    VOInstanceLock m_lock;
-    VOPublishedSection m_section;
+    // Ends from below: the signals, the section that they lie in, and the lock.
+    struct Opened
+    {
+        VOInstanceLock lock;
+        VOPublishedSection section;
+        std::unique_ptr<VOSharedSignal> pImages;
+        std::unique_ptr<VOSharedSignal> apSource[LUMTrayService::ASSETTYPE_COUNT];
+
+        VORoadState& State() const { return *static_cast<VORoadState*>(section.Data()); }
+    };
+
+    std::unique_ptr<Opened> m_pOpened;
     uint64_t m_aullLast[LUMTrayService::ASSETTYPE_COUNT] = {};  // generations
-    std::unique_ptr<VOSharedSignal> m_pImages;
-    std::unique_ptr<VOSharedSignal> m_apSource[LUMTrayService::ASSETTYPE_COUNT];
 };
 
 // One source: follows a container.

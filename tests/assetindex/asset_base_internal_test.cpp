@@ -281,6 +281,164 @@ struct BaseAndBatch
     Bytes batch;
 };
 
+// A batch of one patch, for a base that holds as much afterwards; whoever writes it can say anything else.
+struct HandMadeBatch
+{
+    uint32_t uKind = 1;
+    uint64_t ullStep = 1;  // to its state, from that of the base
+    uint32_t uMoreText = 0;
+    uint32_t uPatches = 1;
+    uint64_t ullOffset = kVOBaseAlignment;
+    uint64_t ullSize = 1;
+    uint64_t ullBytes = ullSize;  // that are there, behind the patch's head
+
+    bool IsTaken(const Bytes& base) const
+    {
+        const Bytes content =
+            ByteBuilder()
+                .U32(uKind)
+                .U32(0)
+                .U64(ReadU64(base, 24) + ullStep)
+                .Append(Bytes(base.begin() + 32, base.begin() + 40))
+                .U32(ReadU32(base, 40) + uMoreText)
+                .Append(Bytes(base.begin() + 44, base.begin() + 72))
+                .U32(uPatches)
+                .U32(0)
+                .Append(
+                    uPatches != 0
+                        ? ByteBuilder().U64(ullOffset).U64(ullSize).Append(Bytes(RoundUp(ullBytes, 8), 0xFF)).Result()
+                        : Bytes())
+                .Result();
+        const Bytes batch = ByteBuilder()
+                                .U32(static_cast<uint32_t>(content.size() + 8))
+                                .U32(ReferenceCheck(content, 0, content.size()))
+                                .Append(content)
+                                .Result();
+        const MisalignedBlock block(base);
+        const MisalignedBlock batchBlock(batch);
+        VOAssetBase taken;
+        EXPECT_TRUE(taken.Take(block.Data(), block.Size()));
+        const bool bTaken = taken.Apply(batchBlock.Data(), batchBlock.Size());
+        EXPECT_TRUE(bTaken || SameBytes(base, Bytes(block.Data(), block.Data() + block.Size())));
+        return bTaken;
+    }
+};
+
+bool TakesPatch(const Bytes& base, uint64_t ullOffset, uint64_t ullSize)
+{
+    return HandMadeBatch{.ullOffset = ullOffset, .ullSize = ullSize}.IsTaken(base);
+}
+
+TEST(AssetBaseDamage, NoBatchIsTakenThatSaysWhatIsntSo)
+{
+    const Bytes base = BaseAndBatch().base;
+    const uint32_t uRoom = static_cast<uint32_t>(ReadU64(base, 80 + 2 * 16)) - ReadU32(base, 40);
+    EXPECT_TRUE(HandMadeBatch{}.IsTaken(base));
+    EXPECT_TRUE(HandMadeBatch{.uPatches = 0}.IsTaken(base));
+    EXPECT_TRUE(HandMadeBatch{.uMoreText = uRoom}.IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.uMoreText = uRoom + 1}.IsTaken(base));
+    EXPECT_TRUE((HandMadeBatch{.ullSize = 8, .ullBytes = 8}).IsTaken(base));
+    EXPECT_FALSE((HandMadeBatch{.ullSize = 9, .ullBytes = 8}).IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.uPatches = 2}.IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.ullStep = 0}.IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.ullStep = 2}.IsTaken(base));
+    EXPECT_FALSE(HandMadeBatch{.uKind = 2}.IsTaken(base));
+}
+
+TEST(AssetBaseDamage, NoHeadIsTakenThatSaysWhatIsntSo)
+{
+    const Bytes base = BaseAndBatch().base;
+    const auto Part = [](size_t uPart) { return 72 + uPart * 16; };
+    const auto Takes = [&base](const std::map<size_t, uint64_t>& mapWrong)
+    {
+        Bytes wrong = base;
+        for (const auto& [uAt, ullValue] : mapWrong)
+        {
+            memcpy(wrong.data() + uAt, &ullValue, sizeof(ullValue));
+        }
+        WriteU32(wrong, 168, ReferenceCheck(wrong, 0, 168));
+        const MisalignedBlock block(wrong);
+        return VOAssetBase().Take(block.Data(), block.Size());
+    };
+    const auto Is = [&base](size_t uAt, int64_t nMore) {
+        return std::map<size_t, uint64_t>{{uAt, ReadU64(base, uAt) + static_cast<uint64_t>(nMore)}};
+    };
+    const auto Both = [](std::map<size_t, uint64_t> first, const std::map<size_t, uint64_t>& second)
+    {
+        first.insert(second.begin(), second.end());
+        return first;
+    };
+    constexpr uint64_t kSlotsTaken = 52;
+    const uint64_t ullTypesAndNoSlot = ReadU64(base, kSlotsTaken - 4) & 0xFFFFFFFF;
+    EXPECT_TRUE(Takes({}));
+    EXPECT_FALSE(Takes(Is(16, 1))) << "larger than it is";
+    EXPECT_FALSE(Takes(Is(16, -1))) << "no zeros at the end";
+    EXPECT_TRUE(Takes(Is(Part(0) + 8, -4096)));
+    EXPECT_FALSE(Takes(Both(Is(Part(0), 8), Is(Part(0) + 8, -4096)))) << "not aligned";
+    EXPECT_TRUE(Takes(Both(Is(Part(0), 4096), Is(Part(0) + 8, -4096))));
+    EXPECT_FALSE(Takes(Is(Part(0) + 8, 1))) << "into the next part";
+    EXPECT_FALSE(Takes(Is(Part(0), -4096))) << "over the head";
+    EXPECT_FALSE(Takes({{Part(5), uint64_t{1} << 40}})) << "behind the base";
+    EXPECT_FALSE(Takes({{Part(5) + 8, ~uint64_t{15}}})) << "beyond the base";
+    EXPECT_FALSE(Takes(Is(Part(5) + 8, -16))) << "slots that are no power of two";
+    EXPECT_TRUE(Takes({{Part(5) + 8, 2 * 16}, {kSlotsTaken - 4, ullTypesAndNoSlot}}));
+    EXPECT_FALSE(Takes({{Part(5) + 8, 1 * 16}, {kSlotsTaken - 4, ullTypesAndNoSlot}})) << "one slot";
+    EXPECT_FALSE(Takes({{Part(0) + 8, ReadU32(base, 32) * 120 - 1}})) << "more nodes than room";
+    EXPECT_TRUE(Takes({{Part(0) + 8, ReadU32(base, 32) * 120}}));
+}
+
+TEST(AssetBase, EndsInZerosWhateverStandsThere)
+{
+    Bytes base = BaseAndBatch().base;
+    const Bytes sound = base;
+    std::fill(base.end() - 4096, base.end(), 0xFF);
+    ASSERT_TRUE(VOAssetBase().Take(base.data(), base.size()));
+    EXPECT_TRUE(SameBytes(sound, base));
+}
+
+TEST(AssetBase, ANewOneIsDueWhenMoreThanSevenOfEightSlotsAreTaken)
+{
+    VOTSAssetNodeContainer container(LUMTrayService::AR_Provider, kpszRoot, VOTEXT("Name"));
+    unsigned int uNodes = 0;
+    const auto AddOne = [&] { AddLinked(container, Wide(std::to_string(uNodes++)).c_str(), false, kNone); };
+    while (uNodes < 500)
+    {
+        AddOne();
+    }
+    VOAssetBaseWriter writer(container);
+    Bytes memory(writer.BaseSize());
+    writer.WriteBase(memory.data(), 1, 1);
+    VOAssetBase base;
+    ASSERT_TRUE(base.Take(memory.data(), memory.size()));
+    ASSERT_EQ(1024u, base.PathTable().SlotCount());
+    Bytes batch;
+    while (base.Counts().uSlotsTaken < 1024 / 8 * 7)
+    {
+        AddOne();
+        ASSERT_TRUE(writer.MakeBatch(base, batch));
+    }
+    AddOne();
+    EXPECT_FALSE(writer.MakeBatch(base, batch));
+}
+
+TEST(AssetBase, APatchReachesFromTheFirstByteOfAPartToItsLastAndNoFurther)
+{
+    const BaseAndBatch sample;
+    for (size_t uPart = 0; uPart < kVOBaseParts; ++uPart)
+    {
+        const uint64_t ullFirst = ReadU64(sample.base, 72 + uPart * 16);
+        const uint64_t ullRoom = ReadU64(sample.base, 80 + uPart * 16);
+        EXPECT_TRUE(TakesPatch(sample.base, ullFirst, 1)) << uPart;
+        EXPECT_TRUE(TakesPatch(sample.base, ullFirst, ullRoom)) << uPart;
+        EXPECT_TRUE(TakesPatch(sample.base, ullFirst + ullRoom - 1, 1)) << uPart;
+        EXPECT_FALSE(TakesPatch(sample.base, ullFirst, ullRoom + 1)) << uPart;
+        EXPECT_FALSE(TakesPatch(sample.base, ullFirst + ullRoom - 1, 2)) << uPart;
+        EXPECT_FALSE(TakesPatch(sample.base, ullFirst - 1, 2)) << uPart;
+    }
+    EXPECT_FALSE(TakesPatch(sample.base, kVOBaseAlignment - 1, 1)) << "the head";
+    EXPECT_FALSE(TakesPatch(sample.base, sample.base.size() - kVOBaseAlignment, 1)) << "the zeros at the end";
+}
+
 void AskAll(const VOAssetBase& base)
 {
     VOTSAssetNodeContainer customer(LUMTrayService::AR_Customer);

@@ -94,6 +94,21 @@ TEST(IniOpen, AFirstLineOf254CharactersWithoutABracketIsRefused)
     EXPECT_EQ(Refusal(opened.strPath), opened.strPrinted);
 }
 
+TEST(IniOpen, AFirstLineIsNotSearchedInWhatAnEarlierFileHeld)
+{
+    const TemporaryFiles files;
+    const std::string strEarlier = files.Write("earlier.ini", std::string(200, 'x') + "[main]\n");
+    const std::string strPath = files.Write("a.ini", "x");
+    StdoutCapture printed;
+    Ini ini;
+    // One behind the other, so that the second one finds the stack as the first one leaves it.
+    const int nEarlier = ini.OpenIniFile(strEarlier.c_str(), true);
+    const int nResult = ini.OpenIniFile(strPath.c_str(), true);
+    EXPECT_EQ(1, nEarlier);
+    EXPECT_EQ(0, nResult);
+    EXPECT_EQ(Refusal(strPath), printed.Text());
+}
+
 TEST(IniOpen, TheFirstLineMayEndTheFileWithoutALineEnd)
 {
     EXPECT_EQ((Texts{"s:[main]"}), Ini("[main]").Lines());

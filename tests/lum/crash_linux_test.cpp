@@ -39,6 +39,19 @@ Crash RunCrash(const std::vector<std::string>& vecArguments)
 
 constexpr const char* kEnd = "lum: end of the report\n";
 
+// The lines of a report between its two lines of introduction and its end.
+std::vector<std::string> Frames(const Crash& crash)
+{
+    std::vector<std::string> vecLines = LinesOf(crash.strErr);
+    EXPECT_LE(3u, vecLines.size()) << crash.strErr;
+    if (vecLines.size() >= 3)
+    {
+        vecLines.erase(vecLines.begin(), vecLines.begin() + 2);
+        vecLines.pop_back();
+    }
+    return vecLines;
+}
+
 }  // namespace
 
 TEST(LumCrash, AnInvalidAccessIsReportedWithTheFunctionAndItsLine)
@@ -49,6 +62,13 @@ TEST(LumCrash, AnInvalidAccessIsReportedWithTheFunctionAndItsLine)
     EXPECT_TRUE(Contains(crash.strErr, crash.strFault)) << crash.strErr;
     EXPECT_TRUE(Contains(crash.strErr, ": main\n")) << crash.strErr;
     EXPECT_TRUE(crash.strErr.ends_with(kEnd)) << crash.strErr;
+    // Nothing but frames: "file (line): function", or a module where there is no more.
+    EXPECT_LE(3u, Frames(crash).size());
+    for (const std::string& strFrame : Frames(crash))
+    {
+        EXPECT_TRUE(strFrame.starts_with("  ") && Contains(strFrame, "): ")) << strFrame;
+        EXPECT_FALSE(Contains(strFrame, "ERROR")) << strFrame;
+    }
 }
 
 TEST(LumCrash, TheReportIsInTheLogFileToo)
@@ -74,7 +94,22 @@ TEST(LumCrash, AStackThatIsUsedUpIsReported)
 {
     const Crash crash = RunCrash({"stack"});
     EXPECT_EQ(crash.nSignal, SIGSEGV);
+    const std::vector<std::string> vecFrames = Frames(crash);
+    ASSERT_LE(2u, vecFrames.size()) << crash.strErr;
     EXPECT_TRUE(Contains(crash.strErr, "UseUpTheStack")) << crash.strErr;
+    EXPECT_TRUE(vecFrames.back().starts_with("  ERROR: StackWalk64-Endless-Callstack!")) << vecFrames.back();
+    EXPECT_TRUE(crash.strErr.ends_with(kEnd)) << crash.strErr;
+}
+
+TEST(LumCrash, OfADeepStackTheTopTwoHundredFramesAreReported)
+{
+    const Crash crash = RunCrash({"deep"});
+    EXPECT_EQ(crash.nSignal, SIGSEGV);
+    const std::vector<std::string> vecFrames = Frames(crash);
+    ASSERT_EQ(vecFrames.size(), 201u) << crash.strErr;
+    EXPECT_TRUE(Contains(vecFrames[198] + vecFrames[199], "::Ping")) << vecFrames[198];
+    EXPECT_TRUE(Contains(vecFrames[198] + vecFrames[199], "::Pong")) << vecFrames[199];
+    EXPECT_EQ(vecFrames[200], "  ... and more");
     EXPECT_TRUE(crash.strErr.ends_with(kEnd)) << crash.strErr;
 }
 
@@ -109,6 +144,13 @@ TEST(LumCrash, AReportThatHangsIsGivenUpAndTheSignalEndsTheProcess)
     const Crash crash = RunCrash({"hang"});
     EXPECT_EQ(crash.nSignal, SIGSEGV);
     EXPECT_TRUE(crash.strErr.ends_with("(the report takes too long and is given up)\n")) << crash.strErr;
+}
+
+TEST(LumCrash, AReportThatIsGivenMoreTimeIsMadeToItsEnd)
+{
+    const Crash crash = RunCrash({"slow"});
+    EXPECT_EQ(crash.nSignal, SIGSEGV);
+    EXPECT_TRUE(crash.strErr.ends_with(kEnd)) << crash.strErr;
 }
 
 TEST(LumCrash, AReportThatCrashesItselfEndsWithTheFirstSignal)

@@ -1,5 +1,9 @@
-// Sections that are cut short, which only a system that can replace them shows; and random damage, which takes more
-// processes than start in a short time elsewhere.
+// Sections that are cut short, which only a system that can replace them shows; files that can't be written or read to
+// their end; and random damage, which takes more processes than start in a short time elsewhere.
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <optional>
 #include <random>
 
 #include "tests/lum_support/lum_test_support.h"
@@ -17,7 +21,77 @@ void ExpectNoCrash(const std::string& strWhat)
     }
 }
 
+// No file of a process that is started meanwhile gets any larger, as on a full disk.
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(size_t uBytes) : m_pfnEarlier(signal(SIGXFSZ, SIG_IGN))
+    {
+        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &m_earlier), 0);
+        const rlimit limit = {uBytes, m_earlier.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+    ~FileSizeLimit()
+    {
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &m_earlier), 0);
+        signal(SIGXFSZ, m_pfnEarlier);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    sighandler_t m_pfnEarlier;
+    rlimit m_earlier = {};
+};
+
 }  // namespace
+
+TEST(LumFullDisk, ASavedImageThatDoesntFitIsAnErrorAndLeavesNoFile)
+{
+    const TemporaryFolder folder;
+    HandMadePublisher publisher;
+    const std::string strImage = SmallImage();
+    ASSERT_TRUE(publisher.PublishImage(strImage));
+    std::optional<FileSizeLimit> limit(strImage.size() - 1);
+    LumProcess process({"image", "--save", folder.Name("saved")});
+    limit.reset();
+    EXPECT_EQ(process.Wait(), 2);
+    EXPECT_EQ(process.Err(), "lum: " + folder.Name("saved") + ": can't be written\n");
+    EXPECT_FALSE(std::filesystem::exists(folder.Path() / "saved"));
+}
+
+TEST(LumFile, OneThatCantBeReadToItsEndIsAnError)
+{
+    // A file of the system's whose first bytes are nobody's.
+    const LumResult result = RunLum({"image", "--file", "/proc/self/mem"});
+    EXPECT_EQ(result.nExitCode, 2);
+    EXPECT_EQ(result.strErr, "lum: /proc/self/mem: can't be read\n");
+}
+
+TEST(LumFile, ATextIsReadUpTo256MiB)
+{
+    const TemporaryFolder folder;
+    const std::string strText = folder.Write("types", "");
+    for (const auto& [uSize, strWanted] : {std::pair<size_t, std::string>{256u << 20, ":1: isn't UTF-8 text\n"},
+                                           {(256u << 20) + 1, ": is larger than 268435456 bytes\n"}})
+    {
+        std::filesystem::resize_file(strText, uSize);
+        const LumResult result = RunLum({"serve", "--source", folder.Name(), "--types", strText});
+        EXPECT_EQ(result.nExitCode, 2);
+        EXPECT_EQ(result.strErr, "lum: " + strText + strWanted);
+    }
+}
+
+TEST(LumFullDisk, TheDemonstrationSaysThatItsFilesDontFit)
+{
+    // What it says is a file here too, and is cut.
+    const std::string strWanted = "lum: the demons";
+    std::optional<FileSizeLimit> limit(strWanted.size());
+    LumProcess process({"demo"});
+    limit.reset();
+    EXPECT_EQ(process.Wait(), 2);
+    EXPECT_EQ(process.Err(), strWanted);
+}
 
 TEST(LumDamage, ACutDataSectionIsRefused)
 {

@@ -6,6 +6,7 @@
 #include "mapping/mapping_test_tools.h"
 #include "platform/vo_section_view.h"
 #include "platform/vo_shared_word.h"
+#include "support/fault_points.h"
 
 namespace
 {
@@ -180,20 +181,22 @@ TEST(InspectorRoad, ALogThatIsCutOrDamagedAnywhereLeavesTheImage)
     VOSectionView log(publisher.NameOf("~log").c_str(), FILE_MAP_WRITE);
     ASSERT_NE(nullptr, log.Data());
     unsigned char* const pbLog = static_cast<unsigned char*>(log.Data());
+    const uint64_t ullFirst = publisher.Source().ullWritten;
+    publisher.Add(VOTEXT("top/second.txt"));
     const uint64_t ullWritten = publisher.Source().ullWritten;
-    ASSERT_LT(sizeof(VOLogHead), ullWritten);
-    for (uint64_t ullCut = 0; ullCut < ullWritten; ullCut += 3)
+    ASSERT_LT(sizeof(VOLogHead), ullFirst);
+    for (uint64_t ullCut = 0; ullCut < ullWritten; ++ullCut)
     {
         quiet.Next();
         publisher.Source().ullWritten = ullCut;
         ClosingInspector reader;
         reader.Load();
         // Up to the head nothing is told yet.
-        EXPECT_EQ(11u, reader.GetAssetNodeCount());
+        EXPECT_EQ(ullCut == ullFirst ? 12u : 11u, reader.GetAssetNodeCount()) << ullCut;
         (void)AskEverything(reader);
     }
     publisher.Source().ullWritten = ullWritten;
-    for (uint64_t ullBit = 0; ullBit < ullWritten * 8; ullBit += 11)
+    for (uint64_t ullBit = 0; ullBit < ullWritten * 8; ullBit += 7)
     {
         quiet.Next();
         unsigned char& b = pbLog[ullBit / 8];
@@ -202,11 +205,43 @@ TEST(InspectorRoad, ALogThatIsCutOrDamagedAnywhereLeavesTheImage)
         reader.Load();
         const bool bReserved = ullBit / 8 >= 24 && ullBit / 8 < 64;
         const bool bSizeOfLog = ullBit / 8 >= 16 && ullBit / 8 < 24;
-        EXPECT_TRUE(bSizeOfLog || reader.GetAssetNodeCount() == (bReserved ? 12u : 11u)) << ullBit;
+        EXPECT_TRUE(bSizeOfLog || reader.GetAssetNodeCount() == (bReserved ? 13u : 11u)) << ullBit;
         (void)AskEverything(reader);
         b = static_cast<unsigned char>(b ^ (1u << (ullBit % 8)));
     }
     EXPECT_LT(100u, publisher.Counts().ullDoubted);
+}
+
+TEST(InspectorRoad, ALogThatHasBecomeShorterIsDoubted)
+{
+    RoadPublisher publisher;
+    ClosingInspector reader;
+    reader.Load();
+    ASSERT_EQ(12u, reader.GetAssetNodeCount());
+    publisher.Source().ullWritten = sizeof(VOLogHead);
+    EXPECT_EQ(ET_DATA_OUTDATED, reader.LastErrorType());
+    EXPECT_EQ(ET_NONE, reader.OpenMappingData());
+    EXPECT_EQ(11u, reader.GetAssetNodeCount()) << "the image";
+    EXPECT_EQ(1u, publisher.Counts().ullDoubted);
+}
+
+TEST(InspectorRoad, ARecordThatIsNoBatchIsPassedOverUpToTheEndOfTheLog)
+{
+    for (const bool bWholeRest : {false, true})
+    {
+        RoadPublisher publisher;
+        VOSectionView log(publisher.NameOf("~log").c_str(), FILE_MAP_WRITE);
+        ASSERT_NE(nullptr, log.Data());
+        uint64_t& ullWritten = publisher.Source().ullWritten;
+        Bytes record(bWholeRest ? log.Size() - ullWritten : sizeof(VOLogRecordHead));
+        VOSealLogRecord(record, VOLogKind::End);
+        memcpy(static_cast<unsigned char*>(log.Data()) + ullWritten, record.data(), record.size());
+        ullWritten += record.size();
+        ClosingInspector reader;
+        reader.Load();
+        EXPECT_EQ(12u, reader.GetAssetNodeCount());
+        EXPECT_EQ(0u, publisher.Counts().ullDoubted);
+    }
 }
 
 TEST(InspectorRoad, WhoScribblesOverBaseAndLogHurtsNobodyWhoAsks)
@@ -277,6 +312,36 @@ TEST(InspectorRoad, WhoWaitsIsWokenByAPublication)
         ASSERT_EQ(ET_NONE, reader.ReMappingData());
         EXPECT_EQ(0, reader.WaitForChange(0));
         EXPECT_NE(kNone, IdOf(reader, votest::Wide("top/w" + std::to_string(i)).c_str()));
+    }
+}
+
+TEST(InspectorRoad, WhoWaitsSleepsForATimeOnlyWhereThereIsNoBase)
+{
+    if (!VO_SYSTEM_CALLS_HAVE_FAULT_POINTS)
+    {
+        GTEST_SKIP() << "to sleep is the system's own here";
+    }
+    for (const bool bBase : {false, true})
+    {
+        Publisher publisher;
+        if (bBase)
+        {
+            publisher.OfferBase(AF_SOURCE, SourceModel().Image());
+        }
+        publisher.PublishImage(AF_SOURCE, SourceModel());
+        VOTSFileMappingAssemble* const pAssemble = VOTSFileMappingAssemble::Instance();
+        ASSERT_EQ(ET_NONE, pAssemble->OpenMappingState());
+        ASSERT_EQ(ET_NONE, pAssemble->OpenMappingData());
+        ClosingInspector reader;
+        reader.Load();
+        VOFaultArm("Sleep", 1000, false);
+        EXPECT_EQ(0, reader.WaitForChange(20));
+        EXPECT_EQ(bBase ? 0u : 1u, VOFaultHits());
+        EXPECT_EQ(0, pAssemble->WaitForChange(20));
+        EXPECT_EQ(bBase ? 0u : 2u, VOFaultHits());
+        VOFaultDisarm();
+        pAssemble->CloseMapping();
+        VOTSFileMappingAssemble::Release();
     }
 }
 

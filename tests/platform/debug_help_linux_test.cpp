@@ -1,5 +1,7 @@
 // What the stack walker needs of Linux: threads that are stopped, names, versions.
+#include <pwd.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -230,6 +232,48 @@ TEST(DebugVersions, AreTheNumbersBehindTheNameOfALibrary)
     EXPECT_EQ(0x0001000000000000u, Version("libb.so.1"));
     EXPECT_EQ(0u, Version("libc.so"));
     EXPECT_EQ(0x0001000200030004u, Version("libd.so.1.2.3.4.5"));
+}
+
+TEST(DebugUser, HasTheNameThatTheSystemGivesOrItsNumber)
+{
+    const auto Name = []() -> std::string
+    {
+        char szName[256] = "";
+        DWORD uSize = sizeof(szName);
+        return GetUserNameA(szName, &uSize) ? szName : "";
+    };
+    const passwd* const pEntry = getpwuid(geteuid());
+    EXPECT_EQ(pEntry != nullptr ? pEntry->pw_name : std::to_string(geteuid()), Name());
+    if (geteuid() == 0)
+    {
+        constexpr uid_t kNobodys = 4000111;
+        const pid_t nChild = fork();
+        if (nChild == 0)
+        {
+            _exit(setuid(kNobodys) == 0 && Name() == std::to_string(kNobodys) ? 0 : 1);
+        }
+        int nStatus = -1;
+        EXPECT_EQ(nChild, waitpid(nChild, &nStatus, 0));
+        EXPECT_EQ(0, nStatus);
+    }
+}
+
+TEST(DebugModules, AreLoadedWhereOneLiesAndNowhereElse)
+{
+    const HANDLE hProcess = GetCurrentProcess();
+    const HMODULE hLibrary = LoadLibraryW(VOTEXT("dbghelp.dll"));
+    const auto Find = [=](const char* pszName)
+    { return reinterpret_cast<uintptr_t>(GetProcAddress(hLibrary, pszName)); };
+    const auto pfnInitialize = reinterpret_cast<VOSymInitialize>(Find("SymInitialize"));
+    const auto pfnLoad = reinterpret_cast<VOSymLoadModule64>(Find("SymLoadModule64"));
+    const auto pfnCleanup = reinterpret_cast<VOSymCleanup>(Find("SymCleanup"));
+    ASSERT_TRUE(pfnInitialize(hProcess, nullptr, FALSE));
+    const uintptr_t uHere = reinterpret_cast<uintptr_t>(&ThreadHandle);
+    EXPECT_EQ(uHere, pfnLoad(hProcess, nullptr, nullptr, nullptr, uHere, 0));
+    EXPECT_EQ(0u, pfnLoad(hProcess, nullptr, nullptr, nullptr, 16, 0));
+    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, GetLastError());
+    EXPECT_TRUE(pfnCleanup(hProcess));
+    FreeLibrary(hLibrary);
 }
 
 TEST(DebugModules, HaveAShortNameWithoutTheirExtension)

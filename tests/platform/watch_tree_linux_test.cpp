@@ -30,8 +30,10 @@ public:
     }
 
     fs::path Root() const { return m_folder.Path() / "root"; }
+    fs::path Outside() const { return m_folder.Path(); }
     bool IsLost() const { return m_bLost; }
     const Mirror& Told() const { return m_mirror; }
+    const std::vector<std::string>& Changes() const { return m_vecChanges; }
 
     // Takes the notices that are there.
     void Process()
@@ -40,7 +42,11 @@ public:
         m_pTree->Process(&batch);
         m_bLost = m_pTree->TakeLost() || m_bLost;
         ForEachChange(batch.Data(), batch.Size(),
-                      [this](const std::string& strChange, const VOWString&, bool) { m_mirror.Apply(strChange); });
+                      [this](const std::string& strChange, const VOWString&, bool)
+                      {
+                          m_mirror.Apply(strChange);
+                          m_vecChanges.push_back(strChange);
+                      });
     }
 
     // Until nothing is left to be told.
@@ -59,6 +65,7 @@ private:
     std::atomic<bool> m_bStop{false};
     std::unique_ptr<WatchTree> m_pTree;
     Mirror m_mirror;
+    std::vector<std::string> m_vecChanges;
     bool m_bLost = false;
 };
 
@@ -102,6 +109,18 @@ void ChangeAtRandom(const fs::path& root, std::minstd_rand& random)
     }
 }
 }  // namespace
+
+TEST(WatchTree, DoesNotTakeAFileThatGoesAndOneThatComesForARename)
+{
+    ToldTree tree;
+    std::ofstream(tree.Root() / "gone").close();
+    std::ofstream(tree.Outside() / "other").close();
+    tree.Settle();
+    fs::rename(tree.Root() / "gone", tree.Outside() / "gone");
+    fs::rename(tree.Outside() / "other", tree.Root() / "come");
+    tree.Settle();
+    EXPECT_EQ((std::vector<std::string>{"+ gone", "* gone", "- gone", "+ come"}), tree.Changes());
+}
 
 TEST(WatchTree, TellsWhatItLooksAtLateAsTheDiskHasIt)
 {

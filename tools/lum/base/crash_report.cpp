@@ -75,6 +75,9 @@ void MakeFault()
 {
     switch (g_eFault.load())
     {
+        case ReportFault::Slow:
+            VOSleepMilliseconds(kMilliseconds + kMilliseconds / 10);
+            break;
         case ReportFault::Hangs:
             VOSleepMilliseconds(0xFFFFFFFF);
             break;

@@ -11,6 +11,7 @@ void ReportCrashes();
 enum class ReportFault
 {
     None,
+    Slow,  // beyond the usual limit
     Hangs,
     Crashes
 };

@@ -41,6 +41,26 @@ unsigned UseUpTheStack(unsigned uLine)
     return g_pfnUseUp(uLine + 1) + auRoom[uLine % 1024];
 }
 
+// Two that call each other, so that no two frames behind each other are the same.
+unsigned Ping(unsigned uLine);
+unsigned Pong(unsigned uLine);
+volatile Faulty g_pfnPing = &Ping;
+volatile Faulty g_pfnPong = &Pong;
+
+unsigned Ping(unsigned uLine)
+{
+    volatile unsigned auRoom[1024];
+    auRoom[uLine % 1024] = uLine;
+    return g_pfnPong(uLine + 1) + auRoom[uLine % 1024];
+}
+
+unsigned Pong(unsigned uLine)
+{
+    volatile unsigned auRoom[1024];
+    auRoom[uLine % 1024] = uLine;
+    return g_pfnPing(uLine + 1) + auRoom[uLine % 1024];
+}
+
 void CrashInThread()
 {
     std::thread thread([]() { g_pfnWrite(kFaultLine); });
@@ -65,6 +85,7 @@ int RunCrash(const CrashOptions& options, Output* pOutput)
     pOutput->Flush();
     SetReportFault(options.strHow == "hang"    ? ReportFault::Hangs
                    : options.strHow == "twice" ? ReportFault::Crashes
+                   : options.strHow == "slow"  ? ReportFault::Slow
                                                : ReportFault::None);
     if (options.strHow != "hang")
     {
@@ -78,6 +99,10 @@ int RunCrash(const CrashOptions& options, Output* pOutput)
     else if (options.strHow == "stack")
     {
         g_pfnUseUp(0);
+    }
+    else if (options.strHow == "deep")
+    {
+        g_pfnPing(0);
     }
     else if (options.strHow == "thread")
     {
@@ -96,7 +121,7 @@ int RunCrash(const CrashOptions& options, Output* pOutput)
 
 std::vector<std::string> CrashKinds()
 {
-    return {"write", "abort", "stack", "thread", "wait", "hang", "twice"};
+    return {"write", "abort", "stack", "deep", "thread", "wait", "hang", "twice", "slow"};
 }
 
 }  // namespace lum

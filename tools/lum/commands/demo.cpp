@@ -57,8 +57,8 @@ public:
         }
     }
 
-    // Makes the project. *pstrDirectory is its narrow path. False with a message.
-    bool Make(std::string* pstrDirectory, std::string* pstrError)
+    // Makes the project. Its narrow path; or a message.
+    std::string Make(std::string* pstrError)
     {
         std::error_code error;
         const std::filesystem::path root =
@@ -66,7 +66,7 @@ public:
         if (error || !std::filesystem::create_directory(root, error))
         {
             *pstrError = fmt::format("the demonstration's directory can't be made: {}", error.message());
-            return false;
+            return {};
         }
         m_root = root;
         for (const char* pszFile : kFiles)
@@ -78,11 +78,10 @@ public:
             if (!stream.flush())
             {
                 *pstrError = "the demonstration's files can't be written";
-                return false;
+                return {};
             }
         }
-        *pstrDirectory = ToNative(root);
-        return true;
+        return ToNative(root);
     }
 
 private:
@@ -135,33 +134,36 @@ int OnExample(const structAssetNode& node, void* pvSearch, int& bStop)
     return 1;
 }
 
+// What the steps of the demonstration give: why it can't go on, and nothing when it can.
+using Failure = std::string;
+
 // Looked up in this process, with the calls that any tool makes.
-bool FindExample(Example* pExample, std::string* pstrError)
+Failure FindExample(Example* pExample)
 {
     ReaderSession session;
-    if (session.Open(AF_SOURCE, pstrError) != ReaderSession::Opened::Yes)
+    std::string strError;
+    if (session.Open(AF_SOURCE, &strError) != ReaderSession::Opened::Yes)
     {
-        return false;
+        return strError;
     }
     const ReaderSource& source = session.Sources().front();
     const std::optional<structAssetNode> root = source.FindPath(VOWString());
     if (!root)
     {
-        *pstrError = "the published tree has no root folder";
-        return false;
+        return "the published tree has no root folder";
     }
     ExampleSearch search{&source, {}};
     source.Inspector().TraverseAssetNode(root->nAssetID, Inspector::NT_FILE, 1, &OnExample, &search);
     *pExample = search.best;
-    return true;
+    return {};
 }
 
-bool ShowReaders(const std::string& strProgram, std::string* pstrError)
+Failure ShowReaders(const std::string& strProgram)
 {
     Example example;
-    if (!FindExample(&example, pstrError))
+    if (const Failure failure = FindExample(&example); !failure.empty())
     {
-        return false;
+        return failure;
     }
     std::vector<std::string> vecCommands = {"status --from source", "ls --long", "tree --depth 3"};
     if (!example.strPath.empty())
@@ -177,99 +179,98 @@ bool ShowReaders(const std::string& strProgram, std::string* pstrError)
     {
         if (VOStopRequested())
         {
-            *pstrError = "stopped";
-            return false;
+            return "stopped";
         }
         if (!RunAgain(strProgram, strCommand))
         {
-            *pstrError = fmt::format("\"lum {}\" failed", strCommand);
-            return false;
+            return fmt::format("\"lum {}\" failed", strCommand);
         }
     }
-    return true;
+    return {};
 }
 
 // Writes a file into the published directory, and waits for the word of it to come back through shared memory.
-bool ShowAChange(const std::string& strProgram, const std::string& strDirectory, LiveServer* pServer,
-                 std::string* pstrError)
+Failure ShowAChange(const std::string& strProgram, const std::string& strDirectory, LiveServer* pServer)
 {
     constexpr const char* kName = "made-just-now.txt";
     EventStream stream;
-    if (!stream.Open(AF_SOURCE, pstrError))
+    std::string strError;
+    if (!stream.Open(AF_SOURCE, &strError))
     {
-        return false;
+        return strError;
     }
     // Events count from the first look at the stream on, so the change waits for that.
     for (const auto end = std::chrono::steady_clock::now() + kFirstLook; std::chrono::steady_clock::now() < end;)
     {
-        if (!pServer->Turn(kDemoTurn, pstrError))
+        if (!pServer->Turn(kDemoTurn, &strError))
         {
-            return false;
+            return strError;
         }
     }
     Tell(fmt::format("\nNow a file is made: {}", kName));
     const auto start = std::chrono::steady_clock::now();
-    if (!WriteFile(strDirectory + "/" + kName, "new", 3, pstrError))
+    if (!WriteFile(strDirectory + "/" + kName, "new", 3, &strError))
     {
-        return false;
+        return strError;
     }
     std::optional<Change> change;
     while (!change && !VOStopRequested() && std::chrono::steady_clock::now() - start < kPatience)
     {
-        if (!pServer->Turn(kDemoTurn, pstrError))
+        if (!pServer->Turn(kDemoTurn, &strError))
         {
-            return false;
+            return strError;
         }
         change = stream.Next(std::chrono::milliseconds(0));
     }
     if (!change)
     {
-        *pstrError = "no event arrived";
-        return false;
+        return "no event arrived";
     }
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
     Tell(fmt::format("After {} ms a listener is told: {} {}", took.count(), NameOf(change->eKind),
                      WrittenForm(change->strPath, Escape::Controls)));
     if (!RunAgain(strProgram, fmt::format("stat {}", kName)))
     {
-        *pstrError = "the new file is not in the index";
-        return false;
+        return "the new file is not in the index";
     }
-    return true;
+    return {};
 }
 
-bool Demonstrate(const DemoOptions& options, const std::string& strDirectory, std::string* pstrError)
+Failure Demonstrate(const DemoOptions& options, const std::string& strDirectory)
 {
     if (options.strProgram.find_first_of("\"$`%") != std::string::npos)
     {
-        *pstrError = fmt::format("a second process can't be started from {}", options.strProgram);
-        return false;
+        return fmt::format("a second process can't be started from {}", options.strProgram);
     }
     const std::vector<ClassifyType> vecTypes = BuiltInTypes();
     // A directory of the user's is left as it is, so that there is nothing to follow.
     const bool bOwnDirectory = !options.strDirectory;
     LiveServer server(vecTypes, bOwnDirectory);
-    if (!VOHandleStopRequests() || !server.Start({{AF_SOURCE, {strDirectory}}}, pstrError))
+    Failure failure = "the demonstration could not be prepared";
+    if (!VOHandleStopRequests() || !server.Start({{AF_SOURCE, {strDirectory}}}, &failure))
     {
-        return false;
+        return failure;
     }
     Tell(fmt::format("This process publishes {} nodes of {}; a second one reads them.", server.NodeCount(),
                      WrittenForm(VOFromNative(strDirectory), Escape::Controls)));
-    if (!ShowReaders(options.strProgram, pstrError) ||
-        (bOwnDirectory && !ShowAChange(options.strProgram, strDirectory, &server, pstrError)))
+    failure = ShowReaders(options.strProgram);
+    if (failure.empty() && bOwnDirectory)
     {
-        return false;
+        failure = ShowAChange(options.strProgram, strDirectory, &server);
+    }
+    if (!failure.empty())
+    {
+        return failure;
     }
     server.Withdraw();
 
     Tell("\nWithdrawn again: now nothing is found.");
     if (RunAgain(options.strProgram, "status --from source"))
     {
-        *pstrError = "the source is still published";
-        return false;
+        return "the source is still published";
     }
     Tell("\nThe same by hand: \"lum serve --source DIR\" in one terminal, any other command in another one.");
-    return true;
+    return {};
 }
 
 }  // namespace
@@ -277,14 +278,13 @@ bool Demonstrate(const DemoOptions& options, const std::string& strDirectory, st
 int RunDemo(const DemoOptions& options, Output* /*pOutput*/)
 {
     DemoTree tree;
-    std::string strError;
-    std::string strDirectory = options.strDirectory.value_or("");
-    if ((!options.strDirectory && !tree.Make(&strDirectory, &strError)) ||
-        !Demonstrate(options, strDirectory, &strError))
+    Failure failure;
+    const std::string strDirectory = options.strDirectory ? *options.strDirectory : tree.Make(&failure);
+    if (failure.empty())
     {
-        return EndWith(strError.empty() ? "the demonstration could not be prepared" : strError);
+        failure = Demonstrate(options, strDirectory);
     }
-    return kExitFound;
+    return failure.empty() ? kExitFound : EndWith(failure);
 }
 
 }  // namespace lum
