@@ -13,7 +13,7 @@
 //
 //   0       4      bytes of the record, a multiple of 8, at least 16
 //   4       4      CRC-32 of what follows
-//   8       4      kind: 1 a batch, 2 file events, 3 the end of this log, which the next generation follows
+//   8       4      kind: 1 a batch, 2 in use nowhere, 3 the end of this log, which the next generation follows
 //   12      4      0
 //   16             content
 //
@@ -44,7 +44,6 @@ static_assert(sizeof(VOLogHead) == 64);
 enum class VOLogKind : uint32_t
 {
     Batch = 1,
-    Events = 2,
     End = 3
 };
 

@@ -16,7 +16,7 @@ constexpr unsigned long long kMaxNumbers = 0xFFFFFFFFull;
 // A list that moves because a number was entered into it gets a hole behind so many numbers, and this share of it as
 // holes at the place itself, where more may come. A hole that is farther away isn't looked for.
 constexpr size_t kNumbersForHole = 16;
-constexpr size_t kHolesAtPlace = 32;
+constexpr size_t kHolesAtPlace = 4;
 constexpr unsigned int kNear = 512;
 
 }  // namespace

@@ -227,8 +227,10 @@ public:
 
 struct VOToldEvent;
 
-// The file events of one source. Its detect thread looks at the update state section twice a second, copies the
-// newest image when the published time has moved on, and hands the events since then to the listeners. A
+// The file events of one source. Its detect thread waits for the events of the second road, if there is one (see
+// vo_publisher.h), and looks at the update state section at least twice a second, copies the newest image when the
+// published time has moved on, and hands the events since then to the listeners: each once, in their order, and within
+// milliseconds on the second road. A
 // section that isn't there or is of another version is tried again in silence, so that a tool may start before
 // its publisher. What runs out of memory in the thread is tried again as well.
 class VOBASE_API VOTSFileEventMappingInspector

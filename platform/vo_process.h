@@ -14,6 +14,9 @@ uint32_t VOProcessId();
 
 void VOSleepMilliseconds(uint32_t uMilliseconds);
 
+// The calling thread lets others of the process and the machine go first, from now on.
+void VOLowerThreadPriority();
+
 // The program's arguments after its name, in the narrow form of vo_text.h on both systems.
 std::vector<std::string> VOArguments(int nCount, char** ppszArguments);
 

@@ -55,6 +55,11 @@ uint32_t VOProcessId()
     return GetCurrentProcessId();
 }
 
+void VOLowerThreadPriority()
+{
+    SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_BELOW_NORMAL);
+}
+
 void VOSleepMilliseconds(uint32_t uMilliseconds)
 {
     Sleep(uMilliseconds);

@@ -311,7 +311,7 @@ struct HandMadeBatch
                 .Result();
         const Bytes batch = ByteBuilder()
                                 .U32(static_cast<uint32_t>(content.size() + 8))
-                                .U32(ReferenceCheck(content, 0, content.size()))
+                                .U32(votest::ReferenceCheck(content, 0, content.size()))
                                 .Append(content)
                                 .Result();
         const MisalignedBlock block(base);
@@ -356,7 +356,7 @@ TEST(AssetBaseDamage, NoHeadIsTakenThatSaysWhatIsntSo)
         {
             memcpy(wrong.data() + uAt, &ullValue, sizeof(ullValue));
         }
-        WriteU32(wrong, 168, ReferenceCheck(wrong, 0, 168));
+        WriteU32(wrong, 168, votest::ReferenceCheck(wrong, 0, 168));
         const MisalignedBlock block(wrong);
         return VOAssetBase().Take(block.Data(), block.Size());
     };

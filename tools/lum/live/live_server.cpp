@@ -239,12 +239,14 @@ bool LiveServer::Turn(std::chrono::milliseconds longest, std::string* pstrError)
         std::this_thread::sleep_until(std::max(LiveClock::now() + kOneGo, m_lastWork + kGather));
         m_signal.Reset();
     }
+    bool bChanged = false;
     for (const std::unique_ptr<Served>& pServed : m_vecSources)
     {
         if (!pServed->source.Work(LiveClock::now(), &pServed->untold, pstrError))
         {
             return false;
         }
+        bChanged = bChanged || !pServed->untold.empty();
         const bool bOnRoad = (pServed->source.HasChanged() || !pServed->untold.empty()) && _PublishRoad(pServed.get());
         if (bOnRoad && !pServed->untold.empty())
         {
@@ -260,7 +262,10 @@ bool LiveServer::Turn(std::chrono::milliseconds longest, std::string* pstrError)
         }
         _SetStatus(*pServed);
     }
-    m_lastWork = LiveClock::now();
+    if (bChanged)
+    {
+        m_lastWork = LiveClock::now();
+    }
     return true;
 }
 
@@ -297,6 +302,7 @@ void LiveServer::_Begin(Served* pServed)
     pServed->publication = std::async(
         [this, pPublication = std::move(pPublication)]() mutable
         {
+            VOLowerThreadPriority();
             _Publish(pPublication.get());
             m_signal.Notify();
             return std::move(pPublication);

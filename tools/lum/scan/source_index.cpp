@@ -140,9 +140,6 @@ bool SourceIndex::_SetChildren(unsigned uAssetID, const std::vector<unsigned>& v
 // Takes nodes of names that rise into their places among a folder's children.
 bool SourceIndex::_AddChildren(unsigned uAssetID, const std::vector<unsigned>& vecNew)
 {
-    // So many are cheaper when all are listed anew.
-    constexpr size_t kMany = 8;
-
     std::vector<unsigned> avecLists[2];
     std::vector<unsigned> avecMerged[2];
     size_t auDone[2] = {};
@@ -151,6 +148,8 @@ bool SourceIndex::_AddChildren(unsigned uAssetID, const std::vector<unsigned>& v
     {
         avecLists[bFolder] = _ListsOf({bFolder ? folder.nChildFolderInfo : folder.nChildFileInfo});
     }
+    // Many beside few are cheaper when all are listed anew.
+    const bool bAnew = vecNew.size() > (avecLists[false].size() + avecLists[true].size()) / 4 + 1;
     for (const unsigned uNew : vecNew)
     {
         const bool bFolder = _IsFolder(uNew);
@@ -159,38 +158,37 @@ bool SourceIndex::_AddChildren(unsigned uAssetID, const std::vector<unsigned>& v
         const auto itNext = std::lower_bound(itDone, vecList.end(), _NameOf(_Node(uNew)),
                                              [this](unsigned uChild, const VOWString& strName)
                                              { return _NameOf(_Node(uChild)) < strName; });
-        if (vecNew.size() < kMany)
-        {
-            const unsigned uBefore = itNext != vecList.end() ? *itNext : kNoNode;
-            if (VO_FAULT_POINT("index.children") ||
-                m_pContainer->InsertAssetNodeChildBefore(uAssetID, uNew, uBefore) == 0)
-            {
-                return false;
-            }
-            continue;
-        }
-        avecMerged[bFolder].insert(avecMerged[bFolder].end(), itDone, itNext);
-        avecMerged[bFolder].push_back(uNew);
         auDone[bFolder] = static_cast<size_t>(itNext - vecList.begin());
+        if (bAnew)
+        {
+            avecMerged[bFolder].insert(avecMerged[bFolder].end(), itDone, itNext);
+            avecMerged[bFolder].push_back(uNew);
+        }
+        else if (VO_FAULT_POINT("index.children") ||
+                 m_pContainer->InsertAssetNodeChildBefore(uAssetID, uNew,
+                                                          itNext != vecList.end() ? *itNext : kNoNode) == 0)
+        {
+            return false;
+        }
     }
-    const structAssetNode folderNow = _Node(uAssetID);
-    if (vecNew.size() < kMany)
+    if (bAnew)
     {
-        // A list that was moved left its old one behind.
-        m_ullDropped += folderNow.nChildFileInfo != folder.nChildFileInfo ? avecLists[false].size() : 0;
-        m_ullDropped += folderNow.nChildFolderInfo != folder.nChildFolderInfo ? avecLists[true].size() : 0;
-        return true;
+        std::vector<unsigned> vecChildren;
+        for (const bool bFolder : {false, true})
+        {
+            const std::vector<unsigned>& vecList = avecLists[bFolder];
+            vecChildren.insert(vecChildren.end(), avecMerged[bFolder].begin(), avecMerged[bFolder].end());
+            vecChildren.insert(vecChildren.end(), vecList.begin() + static_cast<std::ptrdiff_t>(auDone[bFolder]),
+                               vecList.end());
+        }
+        m_ullDropped += vecChildren.size();
+        return _SetChildren(uAssetID, vecChildren);
     }
-    std::vector<unsigned> vecChildren;
-    for (const bool bFolder : {false, true})
-    {
-        const std::vector<unsigned>& vecList = avecLists[bFolder];
-        vecChildren.insert(vecChildren.end(), avecMerged[bFolder].begin(), avecMerged[bFolder].end());
-        vecChildren.insert(vecChildren.end(), vecList.begin() + static_cast<std::ptrdiff_t>(auDone[bFolder]),
-                           vecList.end());
-    }
-    m_ullDropped += vecChildren.size();
-    return _SetChildren(uAssetID, vecChildren);
+    // A list that was moved left its old one behind.
+    const structAssetNode now = _Node(uAssetID);
+    m_ullDropped += now.nChildFileInfo != folder.nChildFileInfo ? avecLists[false].size() : 0;
+    m_ullDropped += now.nChildFolderInfo != folder.nChildFolderInfo ? avecLists[true].size() : 0;
+    return true;
 }
 
 void SourceIndex::LeaveOut(const NotIndexed& leftOut)
