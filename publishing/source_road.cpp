@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "assetindex/log_format.h"
+#include "mapping/asset_road.h"
 #include "platform/vo_section_view.h"
 #include "platform/vo_shared_word.h"
 
