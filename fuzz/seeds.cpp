@@ -3,6 +3,8 @@
 #include <vector>
 
 #include "fuzz/support.h"
+#include "platform/vo_section_view.h"
+#include "vo_publisher.h"
 #include "vo_string_hash_set.h"
 #include "vo_utility.h"
 #include "vots_asset_node_container.h"
@@ -10,6 +12,7 @@
 #include "vots_file_event.h"
 #include "vots_file_mapping.h"
 
+using LUMTrayService::AF_SOURCE;
 using LUMTrayService::AR_Provider;
 using LUMTrayService::structAssetNode;
 
@@ -168,6 +171,68 @@ void AddStringSeeds(Seeds& mapSeed)
     mapSeed["StringSet/kinds"] = WithSteps(AllSteps(0, 7), BytesOf(set.GetAlloc()));
     mapSeed["StringSet/unchanged"] = WithSteps("", BytesOf(set.GetAlloc()));
 }
+// What is published of a container, as FuzzRoad takes it: the base without what is zero in it, and the records of the
+// log.
+std::string PublishedRoad(uint8_t uFlags, const VOSectionView& base, const VOSectionView& log, uint64_t ullWritten)
+{
+    constexpr size_t kStretch = 256;
+    const std::string strBase(static_cast<const char*>(base.Data()), base.Size());
+    const char* const pLog = static_cast<const char*>(log.Data());
+    // The generation is another one each time.
+    std::string strSeed = static_cast<char>(uFlags) + strBase.substr(0, 8) + WordBytes(0, 8) + strBase.substr(16, 152);
+    for (size_t uAt = 4096; uAt < strBase.size(); uAt += kStretch)
+    {
+        const std::string strStretch = strBase.substr(uAt, kStretch);
+        if (strStretch.find_first_not_of('\0') != std::string::npos)
+        {
+            strSeed += '\1' + WordBytes(uAt, 4) + WordBytes(strStretch.size(), 4) + strStretch;
+        }
+    }
+    strSeed += '\0';
+    for (uint64_t ullAt = 64; ullAt < ullWritten;)
+    {
+        const uint32_t uSize = VOLoad<uint32_t>(pLog + ullAt);
+        strSeed += static_cast<char>(VOLoad<uint32_t>(pLog + ullAt + 8));
+        strSeed += WordBytes(uSize - 16, 4) + std::string(pLog + ullAt + 16, uSize - 16);
+        ullAt += uSize;
+    }
+    return strSeed;
+}
+
+void AddRoadSeeds(Seeds& mapSeed)
+{
+    VOTSAssetNodeContainer container(AR_Provider, VOTEXT("C:/r"), VOTEXT("r"));
+    const unsigned int uFolder = Add(container, VOTEXT("d"), true, kNoParent);
+    VORoadPublisher publisher;
+    FUZZ_REQUIRE(publisher.Open());
+    for (const auto& [strName, uFlags] : {std::pair("base", 0), std::pair("changes", 0), std::pair("later", 1)})
+    {
+        if (strName != std::string("base"))
+        {
+            // Adding it enters it into the folder's list.
+            const VOWString strPath = VOTEXT("d/a.b") + VOWString(1, static_cast<VOWCHAR>('0' + uFlags));
+            (void)Add(container, strPath.c_str(), false, uFolder);
+        }
+        FUZZ_REQUIRE(publisher.Publish(AF_SOURCE, container));
+        const VOSectionView state(VOTEXT("vo_fileMappingAssetNodeRoad"), FILE_MAP_READ);
+        const char* const pSource = static_cast<const char*>(state.Data()) + 64 + 64 * AF_SOURCE;
+        const VOWString strEnd = [&]
+        {
+            VOWString strDigits;
+            for (int nShift = 60; nShift >= 0; nShift -= 4)
+            {
+                strDigits += static_cast<VOWCHAR>("0123456789ABCDEF"[(VOLoad<uint64_t>(pSource) >> nShift) & 15]);
+            }
+            return strDigits;
+        }();
+        const VOWString strData = ASSETNODE_MAPPING_VIEW_STRING(AF_SOURCE);
+        const VOSectionView base((strData + VOTEXT("~base") + strEnd).c_str(), FILE_MAP_READ);
+        const VOSectionView log((strData + VOTEXT("~log") + strEnd).c_str(), FILE_MAP_READ);
+        FUZZ_REQUIRE(base.Data() != nullptr && log.Data() != nullptr);
+        mapSeed[std::string("Road/") + strName] =
+            PublishedRoad(static_cast<uint8_t>(uFlags), base, log, VOLoad<uint64_t>(pSource + 8));
+    }
+}
 }  // namespace
 
 std::map<std::string, std::string> FuzzSeeds()
@@ -176,5 +241,6 @@ std::map<std::string, std::string> FuzzSeeds()
     AddAssetSeeds(mapSeed);
     AddEventSeeds(mapSeed);
     AddStringSeeds(mapSeed);
+    AddRoadSeeds(mapSeed);
     return mapSeed;
 }

@@ -1,9 +1,9 @@
 # The fuzz targets, and their sources, for whoever runs them: libFuzzer (fuzz/CMakeLists.txt) and the replay in
 # tests/fuzz.
 set(VOBASE_FUZZ_TARGETS IniReader PathListFile PathListBuffer BufferLine OptionSection Decompressor AssetImage
-  AssetProvider EventImage StringSet Section)
+  AssetProvider EventImage StringSet Section Road)
 set(VOBASE_FUZZ_SOURCES ini_reader.cpp path_list.cpp option_section.cpp decompressor.cpp asset_image.cpp event_image.cpp
-  string_set.cpp section.cpp)
+  string_set.cpp section.cpp road.cpp)
 
 # What lum reads can be looked into where lum is built.
 set(VOBASE_FUZZ_LUM_TARGETS)

@@ -22,6 +22,7 @@ void FuzzAssetProvider(const uint8_t* pbData, size_t uSize);  // a publisher's c
 void FuzzEventImage(const uint8_t* pbData, size_t uSize);     // file events: a view and a copy that is changed
 void FuzzStringSet(const uint8_t* pbData, size_t uSize);      // a string set in both roles
 void FuzzSection(const uint8_t* pbData, size_t uSize);        // the sections of a published index, loaded and reloaded
+void FuzzRoad(const uint8_t* pbData, size_t uSize);           // a base and its log, mapped and followed
 
 // What lum reads.
 void FuzzLumImage(const uint8_t* pbData, size_t uSize);    // an image, looked at byte by byte

@@ -15,7 +15,7 @@ demo_packages=(
 )
 native_packages=(
     libgtest-dev libgmock-dev                    # the tests
-    libbenchmark-dev liblmdb-dev libcdb-dev libssl-dev   # the benchmarks, and what they compare with
+    libbenchmark-dev liblmdb-dev libcdb-dev libssl-dev inotify-tools   # the benchmarks, and what they compare with
     python3 binutils clang-format-14             # the rule checks
 )
 all_packages=(

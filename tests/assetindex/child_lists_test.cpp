@@ -1,10 +1,14 @@
 // The child lists of nodes: made at once, filled and emptied child by child, read by info ID.
+#include <set>
+
 #include "assetindex/image_model.h"
+#include "support/random.h"
 
 namespace
 {
 using namespace assettest;
 using LUMTrayService::AR_Customer;
+using votest::Random;
 
 const std::string kBadChild = "uChildIndex < m_vecAssetNode.Count()";
 
@@ -47,6 +51,59 @@ TEST(ChildLists, ChildrenGoToTheListOfTheirKindInTheOrderOfInsertion)
     }
     EXPECT_THAT(nodes.Files(), ElementsAre(3, 1, 2));
     EXPECT_THAT(nodes.Folders(), ElementsAre(6, 5));
+}
+
+TEST(ChildLists, AChildIsEnteredBeforeAnotherOneAndAllOthersKeepTheirOrder)
+{
+    VOTSAssetNodeContainer container;
+    NewFolder(container, VOTEXT("top"));
+    for (int i = 1; i <= 2000; ++i)
+    {
+        NewNode(container, Wide("file" + std::to_string(i)).c_str());
+    }
+    Random random(5);
+    IDs order;
+    std::set<unsigned int> setLists;
+    const auto Enter = [&](unsigned int uChild, size_t uPlace)
+    {
+        const unsigned int uBefore = uPlace < order.size() ? order[uPlace] : kNone;
+        ASSERT_EQ(1, container.InsertAssetNodeChildBefore(0, uChild, uBefore));
+        order.insert(order.begin() + static_cast<std::ptrdiff_t>(uPlace), uChild);
+        setLists.insert(NodeOf(container, 0).nChildFileInfo);
+    };
+    // At random places, at the end, at the beginning, and some go in between.
+    for (unsigned int uChild = 1; uChild <= 2000; ++uChild)
+    {
+        Enter(uChild, uChild < 1000 ? random.Below(order.size() + 1) : uChild < 1500 ? order.size() : 0);
+        if (random.Percent(20))
+        {
+            const size_t uGone = random.Below(order.size());
+            ASSERT_EQ(1, container.RemoveAssetNodeChildIndex(0, order[uGone]));
+            order.erase(order.begin() + static_cast<std::ptrdiff_t>(uGone));
+        }
+        if (uChild % 50 == 0)
+        {
+            ASSERT_EQ(order, FilesOf(container, 0)) << uChild;
+        }
+    }
+    // The list is written anew once for many children.
+    EXPECT_LT(setLists.size(), 60u);
+}
+
+TEST(ChildLists, BeforeAChildThatIsntThereNothingIsEntered)
+{
+    Nodes nodes;
+    EXPECT_EQ(0, nodes.container.InsertAssetNodeChildBefore(0, 1, 2));
+    EXPECT_EQ(1, nodes.container.InsertAssetNodeChildBefore(0, 1, kNone));
+    EXPECT_EQ(0, nodes.container.InsertAssetNodeChildBefore(0, 3, 2));
+    EXPECT_EQ(0, nodes.container.InsertAssetNodeChildBefore(0, 5, 1));
+    EXPECT_EQ(0, nodes.container.InsertAssetNodeChildBefore(0, 99, kNone));
+    EXPECT_THAT(nodes.Files(), ElementsAre(1));
+    EXPECT_EQ(kNone, nodes.FolderInfo());
+    EXPECT_EQ(1, nodes.container.InsertAssetNodeChildBefore(0, 3, 1));
+    EXPECT_EQ(1, nodes.container.InsertAssetNodeChildBefore(0, 5, kNone));
+    EXPECT_THAT(nodes.Files(), ElementsAre(3, 1));
+    EXPECT_THAT(nodes.Folders(), ElementsAre(5));
 }
 
 TEST(ChildLists, InsertionTouchesNeitherTheChildNorItsParentId)

@@ -103,6 +103,11 @@ TEST(FuzzCorpus, APublishersCopyOfAnAssetImageTakesAllOfIt)
     EXPECT_LE(kFewestSeeds, RunCorpus("AssetProvider", FuzzAssetProvider));
 }
 
+TEST(FuzzCorpus, ABaseAndItsLogTakeAllOfIt)
+{
+    EXPECT_LE(kFewestSeeds, RunCorpus("Road", FuzzRoad));
+}
+
 TEST(FuzzCorpus, TheEventImageTakesAllOfIt)
 {
     EXPECT_LE(kFewestSeeds, RunCorpus("EventImage", FuzzEventImage));

@@ -61,6 +61,22 @@ public:
         return true;
     }
 
+    bool ListOne(const VOWString& strFolder, const VOWString& strName, uint32_t /*uRoots*/,
+                 std::vector<IndexEntry>* pvecEntries) override
+    {
+        pvecEntries->clear();
+        if (bListsAlone || setUnreadable.contains(strFolder))
+        {
+            return false;
+        }
+        const auto itEntry = mapEntries.find(lum::JoinPath(strFolder, strName));
+        if (itEntry != mapEntries.end())
+        {
+            pvecEntries->push_back(itEntry->second);
+        }
+        return true;
+    }
+
     void Add(const VOWString& strPath, bool bFolder)
     {
         IndexEntry entry;
@@ -111,6 +127,7 @@ public:
 
     std::map<VOWString, IndexEntry> mapEntries;
     std::set<VOWString> setUnreadable;
+    bool bListsAlone = false;  // no name can be looked at without its folder
     int64_t nTime = 0;
 };
 
