@@ -2,6 +2,7 @@
 // left out, and a library that has no room any more.
 #include "live/index_model.h"
 #include "support/fault_points.h"
+#include "vo_utility.h"
 
 namespace
 {
@@ -362,7 +363,7 @@ TEST(SourceIndexNames, ChildrenStayInTheOrderOfTheirNames)
         {
             LUMTrayService::structAssetNode node;
             container.GetAssetNode(uChild, node);
-            vecNames.emplace_back(container.GetString(node.hStrBaseName));
+            vecNames.push_back(VOTextOf(container.GetString(node.hStrBaseName)));
         }
         EXPECT_TRUE(std::is_sorted(vecNames.begin(), vecNames.end()));
         uChildren += vecNames.size();
