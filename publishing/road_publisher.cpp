@@ -25,6 +25,9 @@ struct VORoadPublisher::Sources
     VORoadSections sections;
     VOEventRingWriter events;
     std::unique_ptr<VOSourceRoad> apSource[ASSETTYPE_COUNT];
+
+    // Null for one that isn't there, or is no source.
+    VOSourceRoad* Find(enumAssetFrom eaf) const { return IsSource(eaf) ? apSource[eaf].get() : nullptr; }
 };
 
 VORoadPublisher::VORoadPublisher() : m_pSources(std::make_unique<Sources>()) {}
@@ -99,14 +102,14 @@ VOTSAssetNodeContainer::ContainerAlloc* VORoadSnapshot::MakeImage()
 
 std::unique_ptr<VORoadSnapshot> VORoadPublisher::TakeSnapshot(enumAssetFrom eaf) const
 {
-    const bool bThere = IsOpen() && static_cast<unsigned int>(eaf) < ASSETTYPE_COUNT;
-    return bThere && m_pSources->apSource[eaf] != nullptr ? m_pSources->apSource[eaf]->TakeSnapshot() : nullptr;
+    const VOSourceRoad* const pSource = m_pSources->Find(eaf);
+    return pSource != nullptr ? pSource->TakeSnapshot() : nullptr;
 }
 
 bool VORoadPublisher::PublishEvents(enumAssetFrom eaf, VOTSFileEventContainer& container, unsigned long long ullTime)
 {
-    if (!IsOpen() || static_cast<unsigned int>(eaf) >= ASSETTYPE_COUNT || m_pSources->apSource[eaf] == nullptr ||
-        !m_pSources->apSource[eaf]->IsPublished())
+    const VOSourceRoad* const pSource = m_pSources->Find(eaf);
+    if (pSource == nullptr || !pSource->IsPublished())
     {
         return false;
     }
@@ -132,9 +135,9 @@ void VORoadPublisher::NoteImage(enumAssetFrom eaf, unsigned int uUpdateCount)
 
 void VORoadPublisher::Remove(enumAssetFrom eaf)
 {
-    if (IsSource(eaf) && m_pSources->apSource[eaf] != nullptr)
+    if (VOSourceRoad* const pSource = m_pSources->Find(eaf))
     {
-        m_pSources->apSource[eaf]->Remove();
+        pSource->Remove();
         m_pSources->apSource[eaf].reset();
     }
 }
@@ -142,11 +145,11 @@ void VORoadPublisher::Remove(enumAssetFrom eaf)
 VORoadPublisher::Counts VORoadPublisher::CountsOf(enumAssetFrom eaf) const
 {
     Counts counts = {};
-    if (IsOpen() && IsSource(eaf) && m_pSources->apSource[eaf] != nullptr)
+    if (const VOSourceRoad* const pSource = m_pSources->Find(eaf))
     {
         const VORoadSource& source = m_pSources->sections.State().arrSource[eaf];
-        counts.ullGenerations = m_pSources->apSource[eaf]->Generations();
-        counts.ullBatches = m_pSources->apSource[eaf]->Batches();
+        counts.ullGenerations = pSource->Generations();
+        counts.ullBatches = pSource->Batches();
         counts.ullAttached = VOLoadWord(source.uAttached);
         counts.ullDoubted = VOLoadWord(source.uDoubted);
     }

@@ -288,6 +288,20 @@ protected:
         m_publisher.Publish(AF_SOURCE, m_events, m_ullTime + 1);
     }
 
+    // From now on the thread delivers.
+    void Listen()
+    {
+        m_inspector.BindListener(m_listener.Get());
+        ASSERT_EQ(1, m_inspector.Run());
+        ASSERT_TRUE(WaitUntil(
+            [&]
+            {
+                Append();
+                PublishAll();
+                return m_record.Count() != 0;
+            }));
+    }
+
     VORoadPublisher m_road;
     VOTSAssetNodeContainer m_index;
     Publisher m_publisher;
@@ -300,15 +314,7 @@ protected:
 
 TEST_F(ToldEvents, AreDeliveredOnceWhicheverRoadTheyCome)
 {
-    m_inspector.BindListener(m_listener.Get());
-    ASSERT_EQ(1, m_inspector.Run());
-    ASSERT_TRUE(WaitUntil(
-        [&]
-        {
-            Append();
-            PublishAll();
-            return m_record.Count() != 0;
-        }));
+    Listen();
     Random random(9);
     std::vector<Time> vecTold;
     for (int i = 0; i < 300; ++i)
@@ -343,15 +349,7 @@ TEST_F(ToldEvents, AreDeliveredOnceWhicheverRoadTheyCome)
 
 TEST_F(ToldEvents, WakeAThreadThatWaits)
 {
-    m_inspector.BindListener(m_listener.Get());
-    ASSERT_EQ(1, m_inspector.Run());
-    ASSERT_TRUE(WaitUntil(
-        [&]
-        {
-            Append();
-            m_road.PublishEvents(AF_SOURCE, m_events, m_ullTime);
-            return m_record.Count() != 0;
-        }));
+    Listen();
     // From now on it doesn't look by itself.
     g_uVODetectPause = 600000;
     VOSleepMilliseconds(50);
@@ -368,15 +366,7 @@ TEST_F(ToldEvents, WakeAThreadThatWaits)
 
 TEST_F(ToldEvents, OfASourceWhoseImageAToolShowsComeOnTheFirstRoad)
 {
-    m_inspector.BindListener(m_listener.Get());
-    ASSERT_EQ(1, m_inspector.Run());
-    ASSERT_TRUE(WaitUntil(
-        [&]
-        {
-            Append();
-            PublishAll();
-            return m_record.Count() != 0;
-        }));
+    Listen();
     VOAssetRoad::HoldImage(AF_SOURCE, true);
     VOSleepMilliseconds(60);
     const size_t uBefore = m_record.Count();

@@ -47,7 +47,7 @@ bool LiveSource::Open(bool bFollow, std::string* pstrError)
     }
     std::vector<NotIndexed> vecLeftOut;
     m_pLister = MakeLister(m_spec, m_vecRoots, &vecLeftOut, pstrError);
-    // A wrong root is no matter for a monitor.
+    // A wrong root is no matter for a watch.
     std::vector<IndexEntry> vecEntries;
     if (m_pLister == nullptr || !m_pLister->List(VOWString(), m_pLister->AllRoots(), &vecEntries, pstrError))
     {
@@ -62,7 +62,7 @@ bool LiveSource::Open(bool bFollow, std::string* pstrError)
     const bool bWatch = bFollow && IsDirectorySource(m_spec.eaf);
     if (bWatch)
     {
-        // First the monitors: what changes while the scan runs is looked at behind it.
+        // First the watches: what changes while the scan runs is looked at behind it.
         m_watched.Watch(m_vecRoots);
     }
     Progress progress(fmt::format("scanning {}", SourceName(m_spec.eaf)));
@@ -254,7 +254,7 @@ void LiveSource::_Report(LiveClock::time_point now, size_t uMost)
     const std::vector<UnreadFolder> vecUnread = m_unread.Update(now, m_pIndex.get(), &bReadAgain);
     if (bReadAgain)
     {
-        // What kept a folder from being read may have kept the monitor from watching what is new in it.
+        // What kept a folder from being read may have kept its watch from reaching what is new in it.
         m_rechecks.Doubt(now);
     }
     m_status.ullUnread = m_pIndex->UnreadCount();

@@ -18,7 +18,7 @@ namespace
 
 constexpr auto kRootInterval = 1000ms;
 
-// A root whose monitor didn't start is polled, and its monitor tried again, each time after twice the time.
+// A root whose watch didn't start is polled, and the watch tried again, each time after twice the time.
 constexpr std::chrono::milliseconds kFirstWatchRetry = 1000ms;
 constexpr std::chrono::milliseconds kLastWatchRetry = 60000ms;
 
@@ -98,7 +98,7 @@ void WatchedRoots::Work(LiveClock::time_point now)
     }
     if (m_nextCount && *m_nextCount <= now)
     {
-        // A monitor takes its time to reach all of a large tree, so that only a second count is the truth.
+        // A watch takes its time to reach all of a large tree, so that only a second count is the truth.
         const bool bSecond = m_bCounted;
         m_nextCount.reset();
         _Count(bSecond);
@@ -115,8 +115,8 @@ LiveClock::time_point WatchedRoots::NextDue() const
     return std::min(m_nextLook, m_nextCount.value_or(m_nextLook));
 }
 
-// A root that went is let go of, and watched again when it is back. The monitor of a root that is gone would turn round
-// without a pause.
+// A root that went is let go of, and watched again when it is back. The watch of a root that is gone would try again
+// and again.
 void WatchedRoots::_LookAt(Root* pRoot, LiveClock::time_point now)
 {
     if (pRoot->pWatch != nullptr &&

@@ -1,5 +1,5 @@
-// The roots of one source with their monitors: what can't be watched is polled, what went is watched again when it is
-// back, and what the monitors don't reach is counted.
+// The roots of one source with their watches: what can't be watched is polled, what went is watched again when it is
+// back, and what the watches don't reach is counted.
 #pragma once
 
 #include <memory>
@@ -23,7 +23,7 @@ public:
     void Watch(const std::vector<VOWString>& vecRoots);
     bool Empty() const { return m_vecRoots.empty(); }
 
-    // What the monitors have said since the last call.
+    // What the watches have said since the last call.
     Hints TakeHints() { return m_pool.Take(); }
 
     // Looks at the roots when that is due, and counts what isn't watched.
@@ -33,7 +33,7 @@ public:
     // The trees have been walked, so that another walk, which the count takes, is cheap.
     void CountSoon();
 
-    size_t Unwatched() const { return m_uUnwatched; }  // directories that the monitors don't reach
+    size_t Unwatched() const { return m_uUnwatched; }  // directories that the watches don't reach
     size_t Polled() const;                             // roots that are compared from time to time instead
 
 private:
